@@ -1,0 +1,67 @@
+// One external program, run by absolute path with an argument vector and never through a shell.
+//
+// The child has standard input from /dev/null, its output and errors in two pipes, an environment
+// of PATH and LC_ALL=C, no other descriptor and no blocked signal. It stays in the tool's process
+// group, so that what is sent to the group reaches it too, but ignores SIGUSR1 and SIGUSR2, which
+// are the tool's to act on. It dies with the tool, however the tool ends.
+#pragma once
+
+#include "tools/common/unique_fd.h"
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// How much of the machine a child may take; the numbers are those of the transcoder's -d option.
+struct child_priority {
+  // 0 keeps what is inherited; 1 to 6 is batch scheduling with the lowest best-effort disk
+  // priority; 7 is idle scheduling and idle disk priority.
+  int level = 0;
+};
+
+class child_process {
+public:
+  child_process() = default;
+  // Kills and reaps a child that still runs.
+  ~child_process();
+  child_process(const child_process&) = delete;
+  child_process& operator=(const child_process&) = delete;
+
+  // Starts argv[0] with `argv`; both must not be empty. False with the cause in `error` when it
+  // cannot be started; a program that cannot be executed is told apart here and not by its exit
+  // status. Once per object.
+  bool start(const std::vector<std::string>& argv, child_priority priority, std::string& error);
+
+  // The read ends of the child's output and errors, non-blocking; and a descriptor that becomes
+  // readable when it has ended, -1 where the kernel offers none. Owned by this object.
+  int output_fd() const { return output_.get(); }
+  int errors_fd() const { return errors_.get(); }
+  int end_fd() const { return end_.get(); }
+
+  // Stops or continues the child; saying the same twice costs nothing.
+  void set_stopped(bool stopped);
+
+  // Ends the child at once, stopped or not. It is still to be reaped.
+  void kill();
+
+  // Takes the child's end if it has come; true once it has, with wait_status() valid.
+  bool reap();
+  int wait_status() const { return wait_status_; }
+
+  // Processor time of all its threads so far; zero when it cannot be read.
+  std::chrono::nanoseconds cpu_time() const;
+
+private:
+  bool running() const { return pid_ > 0 && !reaped_; }
+
+  pid_t pid_ = -1;
+  bool reaped_ = false;
+  bool stopped_ = false;
+  int wait_status_ = 0;
+  unique_fd output_;
+  unique_fd errors_;
+  unique_fd end_;
+};

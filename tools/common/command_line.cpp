@@ -1,0 +1,52 @@
+// The conventions every tool's command line keeps.
+#include "tools/common/command_line.h"
+
+#include <cstdio>
+
+namespace {
+
+void print_line(const std::string& line) {
+  std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+}  // namespace
+
+std::string on_one_line(std::string_view text) {
+  std::string line;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    if (character == '\n') {
+      line += "\\n";
+    } else if (byte < 0x20 || byte == 0x7f) {
+      char hexadecimal[5];
+      std::snprintf(hexadecimal, sizeof hexadecimal, "\\x%02x", static_cast<unsigned>(byte));
+      line += hexadecimal;
+    } else {
+      line += character;
+    }
+  }
+  return line;
+}
+
+int report_failure(std::string_view tool, std::string_view file, std::string_view cause) {
+  std::string line(tool);
+  line.append(": ").append(on_one_line(file)).append(": ").append(on_one_line(cause));
+  print_line(line);
+  return exit_failure;
+}
+
+int report_usage(std::string_view tool, std::string_view cause) {
+  print_line(std::string(tool).append(": ").append(on_one_line(cause)));
+  return exit_usage;
+}
+
+int parse_command_line(CLI::App& app, int argc, char** argv) {
+  app.set_version_flag("--version", app.get_name() + " " QX_VERSION);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) return app.exit(error);
+    return report_usage(app.get_name(), error.what());
+  }
+  return keep_going;
+}

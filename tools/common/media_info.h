@@ -1,0 +1,73 @@
+// What is known of a media file: its streams that can be decoded, and its length.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// An exact ratio such as 24000/1001. A denominator of 0 means unknown.
+struct rational {
+  std::int64_t num = 0;
+  std::int64_t den = 0;
+
+  bool known() const { return num > 0 && den > 0; }
+  double value() const { return known() ? double(num) / double(den) : 0.0; }
+};
+
+struct picture_size {
+  int width = 0;
+  int height = 0;
+};
+
+struct video_stream {
+  int index = 0;             // of the file's streams, for -map
+  std::string codec;         // ffmpeg's name of it
+  std::string pixel_format;  // ffmpeg's name of it
+  picture_size coded;        // as stored
+  picture_size displayed;    // after rotation, with pixels made square; what a viewer sees
+  rational sample_aspect;    // of a stored pixel, 1:1 where the file says nothing sensible
+  int rotation = 0;          // to be applied for display, clockwise: 0, 90, 180 or 270 degrees
+  rational frame_rate;       // frames a second, not fields; unknown for a still or a cover
+  bool interlaced = false;
+  std::string transfer;    // colour transfer as ffmpeg names it; empty when not told
+  bool cover = false;      // an attached picture of a sound file, no moving picture
+  bool preferred = false;  // marked as default
+  double start = 0.0;      // seconds on the file's own clock
+  double duration = 0.0;   // seconds; 0 when the container does not tell
+  std::vector<int> programs;
+
+  // True for PQ and HLG, which look wrong on an ordinary screen unless they are mapped.
+  bool high_dynamic_range() const;
+};
+
+struct audio_stream {
+  int index = 0;
+  std::string codec;
+  int channels = 0;
+  int sample_rate = 0;
+  bool preferred = false;  // marked as default
+  bool secondary = false;  // a commentary or a mix for the impaired
+  double start = 0.0;
+  double duration = 0.0;
+  std::vector<int> programs;
+};
+
+struct media_info {
+  std::string container;            // ffmpeg's demuxer name, such as "mov,mp4,m4a,3gp,3g2,mj2"
+  double start = 0.0;               // seconds; broadcast streams begin anywhere
+  double duration = 0.0;            // seconds; 0 when unknown, as for a still
+  bool duration_estimated = false;  // guessed from the bit rate: of no use as a yardstick
+  std::int64_t bit_rate = 0;        // bits a second; 0 when unknown
+  std::vector<video_stream> video;
+  std::vector<audio_stream> audio;
+
+  // The moving picture worth showing: the largest that is no cover. Null when there is none.
+  const video_stream* picture() const;
+
+  // The attached picture of a sound file; null when there is none.
+  const video_stream* cover() const;
+
+  // The sound that belongs to picture(): of the same broadcast program, the main one rather than
+  // a commentary. Null when there is none.
+  const audio_stream* sound() const;
+};

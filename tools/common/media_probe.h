@@ -1,0 +1,26 @@
+// Asks ffprobe what a file is. Blocks for as long as that takes, at most probe_time_limit for
+// each of at most two passes.
+#pragma once
+
+#include "tools/common/media_info.h"
+
+#include <chrono>
+#include <string>
+
+constexpr std::chrono::seconds probe_time_limit{60};
+
+// What counts as media: films and sound only, or stills as well. A still has one stream in
+// media_info::video with no duration.
+enum class probe_kinds { films_and_sound, stills_too };
+
+// Finds out what `path` holds. True when at least one stream can be decoded, with `info` filled;
+// else false, with the cause in `error` in words that follow the file's name ("is a directory").
+// The file is looked at first and never opened when it is not a regular one.
+bool probe_media(const std::string& path, media_info& info, std::string& error,
+                 probe_kinds kinds = probe_kinds::films_and_sound);
+
+// Measures the length of one stream by reading all its packets, for a file whose own statement is
+// missing or estimated (media_info::duration_estimated). Takes as long as reading the file does.
+// True with the length in seconds in `duration`, else false with the cause in `error`.
+bool measure_duration(const std::string& path, int stream_index, double frame_rate,
+                      double& duration, std::string& error);

@@ -1,0 +1,36 @@
+// A media file as the source of a tool's work: looked at before any engine reads it, and known
+// again afterwards.
+#pragma once
+
+#include "tools/common/unique_fd.h"
+
+#include <sys/stat.h>
+
+#include <string>
+
+class source_file {
+public:
+  // Opens `path` when it is a regular file that can be read; a symbolic link is followed. A FIFO,
+  // device or socket is refused without being opened for input, which would block or act. False
+  // with the cause in `error`.
+  bool open(const std::string& path, std::string& error);
+
+  // The name it was opened under.
+  const std::string& path() const { return path_; }
+
+  // The name as the engines take it: never a protocol, never an option.
+  std::string url() const { return "file:" + path_; }
+
+  int fd() const { return fd_.get(); }
+  off_t size() const { return status_.st_size; }
+  const struct stat& status() const { return status_; }
+
+  // True while the name still leads to the same file with the same size and time of change, so
+  // that what an engine read was one and the same thing from beginning to end.
+  bool unchanged() const;
+
+private:
+  std::string path_;
+  unique_fd fd_;
+  struct stat status_ = {};
+};

@@ -1,0 +1,30 @@
+// The signals a tool obeys, as states and a descriptor to poll instead of handlers.
+//
+// SIGTERM, SIGINT and SIGHUP ask the tool to stop: the engine is killed, destructors take away
+// what is unfinished, and the process then dies by that same signal (see end_of_tool). SIGUSR1
+// and SIGUSR2 suspend and continue the engine. All are blocked from catch_tool_signals() on, so
+// they are seen only where the process runner waits; a tool must not compute for long outside it.
+#pragma once
+
+// Blocks the signals and opens the descriptor; call it first in main, before any thread or child
+// exists. It also fills descriptors 0 to 2 from /dev/null where the tool was started without
+// them, and ignores SIGPIPE: a reader of progress that goes away must not cost the work done so
+// far. False when the kernel refuses; errno tells why.
+bool catch_tool_signals();
+
+// Becomes readable when a signal has arrived; -1 before catch_tool_signals().
+int tool_signal_fd();
+
+// Takes in what has arrived since the last call, in the order of arrival as far as the kernel
+// keeps it. Never blocks.
+void read_tool_signals();
+
+// The signal that asked the tool to stop, or 0. Stays set.
+int stop_signal();
+
+// True between SIGUSR1 and SIGUSR2.
+bool suspend_wanted();
+
+// The last statement of main, after every destructor that has to run: dies by the stop signal if
+// there was one, so that whoever waits sees the true reason; else returns `status`.
+int end_of_tool(int status);
