@@ -57,7 +57,8 @@ struct media_info {
   double start = 0.0;               // seconds; broadcast streams begin anywhere
   double duration = 0.0;            // seconds; 0 when unknown, as for a still
   bool duration_estimated = false;  // guessed from the bit rate: of no use as a yardstick
-  std::int64_t bit_rate = 0;        // bits a second; 0 when unknown
+  bool still = false;         // a picture file: one stream in `video`, of no rate and no duration
+  std::int64_t bit_rate = 0;  // bits a second; 0 when unknown
   std::vector<video_stream> video;
   std::vector<audio_stream> audio;
 

@@ -50,13 +50,12 @@ std::string_view still_format(const source_file& source) {
   return count > 0 ? sniff_still({head, static_cast<std::size_t>(count)}) : std::string_view();
 }
 
-program_request report_request(const source_file& source, probe_kinds kinds) {
+program_request report_request(const source_file& source, std::string_view format) {
   program_request request;
   request.argv = ffprobe_command();
   request.argv.insert(request.argv.end(),
                       {"-of", "json=c=1", "-show_entries", media_report_entries});
-  const bool stills = kinds == probe_kinds::stills_too;
-  add_input(request.argv, source.url(), stills ? still_format(source) : std::string_view());
+  add_input(request.argv, source.url(), format);
   request.time_limit = probe_time_limit;
   return request;
 }
@@ -71,10 +70,13 @@ bool refuse(std::string& error, std::string cause) {
 bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds) {
   source_file source;
   if (!source.open(path, error)) return false;
-  const program_result result = run_program(report_request(source, kinds));
+  std::string_view still;
+  if (kinds == probe_kinds::stills_too) still = still_format(source);
+  const program_result result = run_program(report_request(source, still));
   if (!result.success()) return refuse(error, engine_cause(result, source.url()));
   if (!read_media_report(result.output, info)) return refuse(error, "the probe told nothing");
   if (!source.unchanged()) return refuse(error, "changed while it was read");
+  info.still = !still.empty();
   if (info.video.empty() && info.audio.empty()) return refuse(error, "holds nothing to decode");
   return true;
 }
