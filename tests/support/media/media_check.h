@@ -1,0 +1,31 @@
+// What ffprobe and ffmpeg find in a file, for tests of what a tool made: a second reading, apart
+// from the product's own.
+#pragma once
+
+#include <json11.hpp>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace qx_test {
+
+// ffprobe's report with all frames decoded and counted; null when the file cannot be read.
+json11::Json inspect(const std::string& path);
+
+// The first stream of that kind ("video", "audio") in such a report; null when there is none.
+json11::Json stream_of(const json11::Json& report, std::string_view kind);
+
+// Numbers that ffprobe writes as text.
+double number(const json11::Json& value);
+
+// The times of the key frames of the picture, in seconds.
+std::vector<double> key_frame_times(const std::string& path);
+
+// True when the index of an MP4 file stands before its data.
+bool index_in_front(const std::string& path);
+
+// When the picture turns bright and the sound loud, in seconds from the beginning; -1 if never.
+double first_bright_time(const std::string& path);
+double first_loud_time(const std::string& path);
+
+}  // namespace qx_test
