@@ -1,0 +1,74 @@
+// "add": a new job at the end of the queue. "test": a sign of life.
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "control/commands.h"
+#include "control/reply.h"
+#include "control/selection.h"
+#include "platform/comm_socket_v4.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
+
+namespace {
+
+constexpr std::size_t max_items = 512;
+// With more items than this, "add" clears finished ones first.
+constexpr std::size_t comfortable_items = 479;
+
+// Deletes the oldest items of one state until the queue is comfortable again.
+// Kept on purpose: these removals do not count as changes of the queue's membership. Effect: a
+// client notices them by "total" and by the insertion that follows, not by the modify counter.
+void auto_clear(transcode_states state, char const* kind) {
+  auto i = transcode_queue.begin();
+  while (transcode_queue.size() > comfortable_items && i != transcode_queue.end()) {
+    QueueItem* const item = *i;
+    if (item == nullptr || item->sm.state != state) {
+      ++i;
+      continue;
+    }
+    fprintf(stderr, "Auto-clearing %s item '%s'\n", kind, item->input_file.c_str());
+    i = transcode_queue.erase(i);
+    delete item;
+  }
+}
+
+bool apply(QueueItem& item, request_pairs const& pairs) {
+  return std::all_of(pairs.begin(), pairs.end(), [&item](auto const& pair) {
+    return item.modify(pair.first.c_str(), pair.second.c_str());
+  });
+}
+
+}  // namespace
+
+void do_cmd_test(command_call const& call) {
+  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
+  comm_socket_v4_packet_write_argv_end(&call.reply);
+  comm_socket_v4_packet_write_nv_pair(&call.reply, "name", "value");
+  comm_socket_v4_packet_write_end(&call.reply);
+}
+
+void do_cmd_add(command_call const& call) {
+  auto_clear(TRANSCODE_DONE, "finished");
+  auto_clear(TRANSCODE_CANCELLED, "cancelled");
+  if (transcode_queue.size() >= max_items) {
+    refuse(call.reply, call.command, "TOO MANY ITEMS");
+    return;
+  }
+  auto item = std::make_unique<QueueItem>();
+  if (!apply(*item, sorted_pairs(call.request))) {
+    refuse(call.reply, call.command, "One or more parameters were not accepted");
+    return;
+  }
+  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
+  comm_socket_v4_packet_write_argv_end(&call.reply);
+  comm_socket_v4_packet_write_nv_pair(&call.reply, "entry id", item->entry_id.c_str());
+  write_item_json(call.reply, *item);
+  comm_socket_v4_packet_write_end(&call.reply);
+  ++transcode_queue_mod_count;
+  transcode_queue.push_back(item.release());
+  trigger_transcode_queue_scan();
+  trigger_background_write_queue();
+}

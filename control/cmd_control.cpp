@@ -1,0 +1,109 @@
+// "cancel", "restart", "pause" and "resume": the run of a job, as its user wants it.
+#include "control/commands.h"
+#include "control/reply.h"
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+namespace {
+
+// Kept on purpose: a failed restart is refused with the same words. Effect: clients know one text
+// for both.
+constexpr char cannot_be_cancelled_text[] = "ITEM CANNOT BE CANCELLED";
+
+// A job that the remote server has in hand is cancelled over there; the rest follows from the
+// server's answer. True when the request was taken care of.
+bool cancel_remotely(QueueItem& item) {
+  if (item.sm.state != TRANSCODE_REMOTE || item.remote_info.empty()) {
+    return false;
+  }
+  if (item.sm.remote.state == REMOTE_MONITOR) {
+    return item.do_user_cancel();
+  }
+  if (item.sm.remote.state == REMOTE_COMMAND) {
+    item.user_wants_cancel = true;
+    return true;
+  }
+  return false;
+}
+
+bool cancel_here(QueueItem& item) {
+  if (!item.cancel()) {
+    return false;
+  }
+  item.state_message = "Cancelled by user";  // after the cancel: it must survive it
+  item.fileops_write_status();
+  return true;
+}
+
+void unpause_for_restart(QueueItem& item) {
+  if (item.paused) {
+    item.state_message = "Resuming transcode...";
+    item.waiting = true;
+  }
+  trigger_transcode_queue_scan();
+  item.paused = false;
+}
+
+bool ready_for_restart(QueueItem& item) {
+  item.user_wants_cancel = false;
+  item.paused = false;
+  trigger_transcode_queue_scan();
+  return item.ready();
+}
+
+// Gets the item going again, as far as its state allows. A ready item needs nothing.
+bool restart(QueueItem& item) {
+  switch (item.sm.state) {
+  case TRANSCODE_READY:
+    return true;
+  case TRANSCODE_TRANSCODING:
+    unpause_for_restart(item);
+    break;
+  case TRANSCODE_INIT:
+  case TRANSCODE_CANCELLED:
+  case TRANSCODE_CANCELLING:
+    if (!ready_for_restart(item)) {
+      return false;
+    }
+    break;
+  default:
+    return false;
+  }
+  item.state_message = "Restarted by user";
+  item.fileops_write_status();
+  return true;
+}
+
+void reply_and_scan(command_call const& call, bool done) {
+  if (!done) {
+    refuse(call.reply, call.command, cannot_be_cancelled_text);
+    return;
+  }
+  reply_item(call.reply, call.command, *call.item);
+  trigger_transcode_queue_scan();
+}
+
+}  // namespace
+
+void do_cmd_cancel(command_call const& call) {
+  QueueItem& item = *call.item;
+  bool const done =
+      item.sm.state != TRANSCODE_CLEANUP && (cancel_remotely(item) || cancel_here(item));
+  reply_and_scan(call, done);
+}
+
+void do_cmd_restart(command_call const& call) {
+  reply_and_scan(call, restart(*call.item));
+}
+
+void do_cmd_pause(command_call const& call) {
+  call.item->pause();
+  call.item->fileops_write_status();
+  reply_and_scan(call, true);
+}
+
+void do_cmd_resume(command_call const& call) {
+  call.item->resume();
+  call.item->fileops_write_status();
+  reply_and_scan(call, true);
+}

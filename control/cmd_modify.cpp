@@ -1,0 +1,40 @@
+// "modify" and "ready": changes that the item itself accepts or refuses.
+#include <algorithm>
+
+#include "control/commands.h"
+#include "control/reply.h"
+#include "control/selection.h"
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+namespace {
+
+constexpr char cannot_be_modified_text[] = "ONE OR MORE PARAMETERS CANNOT BE MODIFIED";
+
+}  // namespace
+
+// What was changed before the first refusal stays changed.
+void do_cmd_modify(command_call const& call) {
+  QueueItem& item = *call.item;
+  request_pairs const pairs = sorted_field_pairs(call.request);
+  bool const accepted = std::all_of(pairs.begin(), pairs.end(), [&item](auto const& pair) {
+    return item.modify(pair.first.c_str(), pair.second.c_str());
+  });
+  if (!accepted) {
+    refuse_with_item(call.reply, call.command, cannot_be_modified_text, item);
+    return;
+  }
+  reply_item(call.reply, call.command, item);
+  trigger_transcode_queue_scan();
+}
+
+// Kept on purpose: a refused "ready" answers with the word "modify". Effect: clients that pair
+// replies by the command word see a refused modification.
+void do_cmd_ready(command_call const& call) {
+  if (!call.item->modify("transcode state", "ready")) {
+    refuse_with_item(call.reply, "modify", cannot_be_modified_text, *call.item);
+    return;
+  }
+  reply_item(call.reply, call.command, *call.item);
+  trigger_transcode_queue_scan();
+}

@@ -1,0 +1,51 @@
+// "remove": takes a job out of the queue, through "cleanup" when its source is to go as well.
+#include <csignal>
+
+#include "control/commands.h"
+#include "control/reply.h"
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+namespace {
+
+bool is_busy(QueueItem const& item) {
+  return item.sm.state > TRANSCODE_CANCELLING && item.is_running();
+}
+
+// Only a job that may have touched its source, and is not finished, has a source to remove.
+bool needs_cleanup(QueueItem const& item) {
+  return item.delete_on_finish && item.sm.state >= TRANSCODE_CANCELLED &&
+         item.sm.state <= TRANSCODE_THUMBNAIL;
+}
+
+void clear_now(QueueItem& item) {
+  item.sm.set_state(TRANSCODE_CLEARED);
+  if (!item.fileops_job_dir.empty()) {
+    item.fileops_remove_job();
+  }
+  item.signal_proc_group(SIGTERM);
+  item.close_proc_stdin();
+  item.close_proc_stdout();
+}
+
+}  // namespace
+
+void do_cmd_remove(command_call const& call) {
+  QueueItem& item = *call.item;
+  if (is_busy(item)) {
+    refuse(call.reply, call.command, "ITEM IS BUSY");
+    return;
+  }
+  reply_ok(call.reply, call.command);
+  if (item.sm.state != TRANSCODE_CLEARED && item.sm.state != TRANSCODE_CLEANUP) {
+    item.user_wants_remove = true;
+    if (needs_cleanup(item)) {
+      item.sm.set_state(TRANSCODE_CLEANUP);
+      item.sm.cleanup.set_state(CLEANUP_INIT);
+    } else {
+      clear_now(item);
+    }
+    trigger_transcode_queue_scan();
+  }
+  trigger_background_write_queue();
+}

@@ -1,0 +1,120 @@
+// Serves the control socket: one table of commands; look-up, refusals common to all commands and
+// the sending of replies are done here once for all.
+#include "control/control_server.h"
+
+#include <cassert>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "control/commands.h"
+#include "control/reply.h"
+#include "control/selection.h"
+#include "platform/clock.h"
+#include "platform/comm_socket_v4.h"
+
+comm_socket_v4* server_socket = nullptr;
+
+namespace {
+
+// How long one wait for a client that is slow to take its reply may last; the platform gives a
+// client up that takes nothing at all.
+constexpr std::uint64_t send_wait_us = 500000;
+
+struct command_entry {
+  char const* word;
+  bool needs_item;
+  void (*run)(command_call const&);
+};
+
+constexpr command_entry commands[] = {
+    {"test", false, do_cmd_test},      {"add", false, do_cmd_add},
+    {"remove", true, do_cmd_remove},   {"modify", true, do_cmd_modify},
+    {"ready", true, do_cmd_ready},     {"cancel", true, do_cmd_cancel},
+    {"restart", true, do_cmd_restart}, {"pause", true, do_cmd_pause},
+    {"resume", true, do_cmd_resume},   {"list", false, do_cmd_list},
+};
+
+void run_command(command_entry const& entry, comm_socket_v4_packet const& request,
+                 comm_socket_v4_packet& reply) {
+  command_call call{request, reply, entry.word, nullptr};
+  if (entry.needs_item) {
+    item_selection const selection(request);
+    if (!selection.is_given()) {
+      refuse(reply, entry.word, "ENTRY NOT SPECIFIED");
+      return;
+    }
+    call.item = selection.find();
+    if (call.item == nullptr) {
+      refuse(reply, entry.word, "NOT FOUND");
+      return;
+    }
+  }
+  entry.run(call);
+}
+
+void answer(comm_socket_v4_packet const& request, comm_socket_v4_packet& reply) {
+  reply.flags = request.flags & comm_socket_v4_flag_option;
+  reply.request_id = request.request_id;
+  reply.result_code = 0;
+  for (command_entry const& entry : commands) {
+    if (!request.words.empty() && request.words.front() == entry.word) {
+      run_command(entry, request, reply);
+      return;
+    }
+  }
+  qxmi_default_unknown_command_error_response(&request, &reply, 0);
+}
+
+void send_reply(comm_socket_v4_client* client, comm_socket_v4_packet* reply) {
+  int sent = 0;
+  while ((sent = comm_socket_v4_packet_send_to_client(client, reply)) == 0) {
+    comm_socket_v4_wait_for_server_to_client_writeable(client, monotonic_clock_us() + send_wait_us);
+  }
+  if (sent < 0) {
+    fprintf(stderr, "Failed to send packet to client\n");
+  }
+}
+
+// A request whose sender wants no reply is not carried out at all.
+void handle_request(comm_socket_v4_client* client, comm_socket_v4_packet* request) {
+  if ((request->flags & comm_socket_v4_flag_want_reply) == 0) {
+    return;
+  }
+  comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
+  if (reply == nullptr) {
+    return;
+  }
+  answer(*request, *reply);
+  send_reply(client, reply);
+  comm_socket_v4_packet_release(reply);
+}
+
+void meet_and_part() {
+  while (comm_socket_v4_accept_connection(server_socket) != nullptr) {
+    fprintf(stderr, "* new connection\n");
+  }
+  while (comm_socket_v4_client* const gone =
+             comm_socket_v4_get_disconnected_client(server_socket)) {
+    fprintf(stderr, "* disconnected client\n");
+    comm_socket_v4_free_client(gone);
+  }
+}
+
+}  // namespace
+
+int handle_server_socket() {
+  if (server_socket == nullptr || comm_socket_v4_fd(server_socket) < 0 ||
+      comm_socket_v4_idle(server_socket) != 0) {
+    return -1;
+  }
+  meet_and_part();
+  comm_socket_v4_client* client = nullptr;
+  while (comm_socket_v4_packet* const request =
+             comm_socket_v4_server_get_packet(server_socket, &client)) {
+    assert(client != nullptr);
+    handle_request(client, request);
+    comm_socket_v4_packet_release(request);
+  }
+  return 0;
+}

@@ -1,0 +1,85 @@
+// "list": one item, or a page of the queue with its length and its modify counter.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "control/commands.h"
+#include "control/reply.h"
+#include "control/selection.h"
+#include "platform/comm_socket_v4.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_queue.h"
+
+namespace {
+
+// However long the page that a client asks for, so that one reply stays small.
+constexpr std::size_t max_listed = 16;
+
+// Indices of the first and the last item of the page, in queue order from 0.
+struct page_range {
+  std::uint64_t start = 0;
+  std::uint64_t end = 15;
+};
+
+// Numbers take a base prefix; one too large, or negative, is a position behind every queue.
+page_range read_range(comm_socket_v4_packet const& request) {
+  page_range range;
+  for (auto const& [name, value] : request.nv_pairs) {
+    if (name == "start") {
+      range.start = strtoull(value.c_str(), nullptr, 0);
+    } else if (name == "end") {
+      range.end = strtoull(value.c_str(), nullptr, 0);
+    }
+  }
+  range.start = std::min(range.start, range.end);
+  return range;
+}
+
+json11::Json::array list_range(page_range const& range) {
+  json11::Json::array list;
+  std::uint64_t index = 0;
+  for (QueueItem const* item : transcode_queue) {
+    if (list.size() == max_listed) {
+      break;
+    }
+    if (item != nullptr && index >= range.start && index <= range.end) {
+      QueueItem::json_object keys;
+      item->serialize_json(keys, false);
+      list.emplace_back(keys);
+    }
+    ++index;
+  }
+  return list;
+}
+
+std::string page_text(page_range const& range) {
+  json11::Json::array const list = list_range(range);
+  json11::Json::object page{{"list", list},
+                            {"modify counter", static_cast<double>(transcode_queue_mod_count)},
+                            {"total", static_cast<double>(transcode_queue.size())}};
+  if (!list.empty()) {
+    page["start"] = static_cast<double>(range.start);
+  }
+  return json11::Json(page).dump();
+}
+
+}  // namespace
+
+void do_cmd_list(command_call const& call) {
+  item_selection const selection(call.request);
+  if (selection.is_given()) {
+    QueueItem const* const item = selection.find();
+    if (item == nullptr) {
+      refuse(call.reply, call.command, "NOT FOUND");
+    } else {
+      reply_item(call.reply, call.command, *item);
+    }
+    return;
+  }
+  std::string const page = page_text(read_range(call.request));
+  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
+  comm_socket_v4_packet_write_argv_end(&call.reply);
+  comm_socket_v4_packet_write_data_binary(&call.reply, page.data(), page.size());
+  comm_socket_v4_packet_write_end(&call.reply);
+}

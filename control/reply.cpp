@@ -1,0 +1,48 @@
+// Writes replies.
+#include "control/reply.h"
+
+#include <string>
+
+#include "control/commands.h"
+#include "platform/comm_socket_v4.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+void begin(comm_socket_v4_packet& reply, char const* command, char const* status) {
+  comm_socket_v4_packet_begin_writing(&reply, 0, command, status);
+  comm_socket_v4_packet_write_argv_end(&reply);
+}
+
+}  // namespace
+
+void write_item_json(comm_socket_v4_packet& reply, QueueItem const& item) {
+  std::string text;
+  item.serialize_to_string(text, false);
+  comm_socket_v4_packet_write_data_binary(&reply, text.data(), text.size());
+}
+
+void reply_ok(comm_socket_v4_packet& reply, char const* command) {
+  begin(reply, command, "OK");
+  comm_socket_v4_packet_write_end(&reply);
+}
+
+void reply_item(comm_socket_v4_packet& reply, char const* command, QueueItem const& item) {
+  begin(reply, command, "OK");
+  write_item_json(reply, item);
+  comm_socket_v4_packet_write_end(&reply);
+}
+
+void refuse(comm_socket_v4_packet& reply, char const* command, char const* status) {
+  reply.result_code = refusal_result_code;
+  begin(reply, command, status);
+  comm_socket_v4_packet_write_end(&reply);
+}
+
+void refuse_with_item(comm_socket_v4_packet& reply, char const* command, char const* status,
+                      QueueItem const& item) {
+  reply.result_code = refusal_result_code;
+  begin(reply, command, status);
+  write_item_json(reply, item);
+  comm_socket_v4_packet_write_end(&reply);
+}

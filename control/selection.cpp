@@ -1,0 +1,48 @@
+// Finds the item that a request is about, by entry id or by file-operations job.
+#include "control/selection.h"
+
+#include <cstdlib>
+
+#include "platform/comm_socket_v4.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_queue.h"
+
+namespace {
+
+constexpr char entry_id_key[] = "entry id";
+constexpr char fileops_job_id_key[] = "fileops job id";
+
+}  // namespace
+
+item_selection::item_selection(comm_socket_v4_packet const& request) {
+  for (auto const& [name, value] : request.nv_pairs) {
+    if (name == entry_id_key) {
+      entry_id = value;
+    } else if (name == fileops_job_id_key) {
+      fileops_job_id = static_cast<std::int32_t>(strtoul(value.c_str(), nullptr, 0));
+    }
+  }
+}
+
+QueueItem* item_selection::find() const {
+  if (!entry_id.empty()) {
+    return transcode_queue_find_entry_id(entry_id.c_str());
+  }
+  auto const found = transcode_queue_find_fileops_job_id_iterator(fileops_job_id);
+  return found == transcode_queue.end() ? nullptr : *found;
+}
+
+request_pairs sorted_pairs(comm_socket_v4_packet const& request) {
+  request_pairs pairs;
+  for (auto const& [name, value] : request.nv_pairs) {
+    pairs[name] = value;
+  }
+  return pairs;
+}
+
+request_pairs sorted_field_pairs(comm_socket_v4_packet const& request) {
+  request_pairs pairs = sorted_pairs(request);
+  pairs.erase(entry_id_key);
+  pairs.erase(fileops_job_id_key);
+  return pairs;
+}

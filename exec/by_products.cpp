@@ -1,0 +1,81 @@
+// What goes with an output: thumbnail, metadata, the source's metadata, the ready marker.
+#include "platform/metadata_v4.h"
+#include "platform/unique_file.h"
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+// The child runs with the service's own standard streams.
+void QueueItem::prepare_silent_child() {
+  close_proc_stdin();
+  close_proc_stdout();
+  proc_drain_stdout_before_reap = false;
+}
+
+bool QueueItem::proc_start_gen_thumbnail() {
+  if (sm.state != TRANSCODE_THUMBNAIL || is_running() || DIE != 0 || output_file.empty() ||
+      validate_ready() == 0) {
+    return false;
+  }
+  // The profile's name stands as the height, and the picture is taken from the source.
+  proc_argv = {"/usr/bin/qxmi_grab",
+               "--keep-aspect-ratio",
+               "--clip-aspect-ratio",
+               "--jpeg-quality",
+               "75",
+               "--jpeg",
+               "--height",
+               transcode_profile,
+               "-t",
+               "random",
+               "-o",
+               output_metadir + "/vod.thumbnail.jpg",
+               "--file",
+               input_file,
+               "--no-uid"};
+  prepare_silent_child();
+  return proc_spawn();
+}
+
+bool QueueItem::proc_start_metagen_thumbnail() {
+  if (is_running() || validate_ready() == 0) {
+    return false;
+  }
+  proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
+               "--create-meta",           "--file",   output_file};
+  prepare_silent_child();
+  return proc_spawn();
+}
+
+namespace {
+
+// Writes the entries beside the output, under a name of their own.
+bool write_copy(QueueItem::metadata const& source, char const* output_file) {
+  QueueItem::metadata copy;
+  copy.context = metadata_v4_context_create();
+  bool const written = copy.context != nullptr &&
+                       metadata_v4_context_set_file_location(copy.context, output_file) >= 0 &&
+                       metadata_v4_metadata_context_write_metadata_to_file(
+                           source.entries, copy.context, ".vod.metadata") >= 0;
+  copy.close();
+  return written;
+}
+
+}  // namespace
+
+bool QueueItem::vod_copy_from_source() {
+  if (input_file.empty()) {
+    return false;
+  }
+  bool const copied =
+      input_meta.load(input_file.c_str()) && write_copy(input_meta, output_file.c_str());
+  input_meta.close();
+  return copied;
+}
+
+bool QueueItem::mark_vod_ready() {
+  if (output_file.empty()) {
+    return false;
+  }
+  unique_file const marker(fopen((output_metadir + "/.vod.ready").c_str(), "we"));
+  return marker != nullptr;
+}

@@ -1,0 +1,187 @@
+// Starting a job's child process, its pipes and buffers, and signals to its process group.
+#include <cassert>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "exec/signal_mask.h"
+#include "platform/sliding_window_v4.h"
+#include "queue/descriptor.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+// Exit statuses of a child that could not become its tool.
+constexpr int exit_no_pipe = 254;
+constexpr int exit_no_exec = 255;
+
+// In the child: puts a pipe end in a standard stream's place.
+void move_pipe_end(int fd, int standard_fd) {
+  if (fd == -1) {
+    return;
+  }
+  if (!QueueItem::make_fd_inheritable(fd)) {
+    _exit(exit_no_pipe);
+  }
+  dup2(fd, standard_fd);
+  close(fd);
+}
+
+// The arguments as execv takes them, null at the end; null when there is no memory for it.
+std::unique_ptr<char* []> exec_arguments(std::vector<std::string>& proc_argv) {
+  std::unique_ptr<char*[]> argv(new (std::nothrow) char*[proc_argv.size() + 1]);
+  if (argv) {
+    std::size_t i = 0;
+    for (std::string& argument : proc_argv) {
+      assert(i < (proc_argv.size() + 1));
+      argv[i++] = argument.data();
+    }
+    argv[i] = nullptr;
+  }
+  return argv;
+}
+
+}  // namespace
+
+bool QueueItem::_std_open_anonpipe(int& read_end, int& write_end) {
+  if (read_end != -1 || write_end != -1) {
+    return false;
+  }
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    fprintf(stderr, "pipe2() failed, %s\n", strerror(errno));
+    return false;
+  }
+  read_end = ends[0];
+  write_end = ends[1];
+  return true;
+}
+
+bool QueueItem::make_fd_nonblocking(int fd) {
+  int const flags = fcntl(fd, F_GETFL);
+  if (flags == -1) {
+    return false;
+  }
+  fcntl(fd, F_SETFL, flags | O_NONBLOCK);
+  return true;
+}
+
+bool QueueItem::make_fd_inheritable(int fd) {
+  int const flags = fcntl(fd, F_GETFD);
+  if (flags == -1) {
+    return false;
+  }
+  fcntl(fd, F_SETFD, flags & ~FD_CLOEXEC);
+  return true;
+}
+
+bool QueueItem::_std_init_buffer(sliding_window_v4*& buffer, unsigned long capacity) {
+  buffer = sliding_window_v4_create_buffer(capacity);
+  return buffer != nullptr;
+}
+
+bool QueueItem::open_proc_stdout() {
+  if (!_std_open_anonpipe(proc_stdout_read_fd, proc_stdout_write_fd)) {
+    return false;
+  }
+  proc_stdout_buffer = sliding_window_v4_destroy(proc_stdout_buffer);
+  proc_drain_stdout_before_reap = false;
+  if (!_std_init_buffer(proc_stdout_buffer, proc_buffer_size)) {
+    close_proc_stdout();
+    return false;
+  }
+  return true;
+}
+
+bool QueueItem::proc_prepare_fork_spawn() {
+  proc_sm = sm;
+  proc_stdout_seen = false;
+  return true;
+}
+
+bool QueueItem::proc_spawn() {
+  if (proc_pid != -1 || proc_argv.empty()) {
+    return false;
+  }
+  proc_prepare_fork_spawn();
+  std::unique_ptr<char*[]> const argv = exec_arguments(proc_argv);
+  if (!argv) {
+    return false;
+  }
+  {
+    termination_signals_blocked const blocked;
+    proc_pid = fork();
+    if (proc_pid == 0) {
+      setsid();
+      blocked.restore_in_child();
+      become_child();
+      execv(argv[0], argv.get());
+      _exit(exit_no_exec);
+    }
+  }
+  if (proc_pid == -1) {
+    close_proc_stdin();
+    close_proc_stdout();
+    return false;
+  }
+  close_descriptor(proc_stdout_write_fd);
+  close_descriptor(proc_stdin_read_fd);
+  make_fd_nonblocking(proc_stdout_read_fd);
+  make_fd_nonblocking(proc_stdin_write_fd);
+  return true;
+}
+
+// In the child: keeps the pipe ends that are its streams and gives up everything else.
+void QueueItem::become_child() {
+  close_descriptor(proc_stdin_write_fd);
+  move_pipe_end(proc_stdin_read_fd, STDIN_FILENO);
+  close_descriptor(proc_stdout_read_fd);
+  move_pipe_end(proc_stdout_write_fd, STDOUT_FILENO);
+  if (proc_stdout_write_fd != -1 && proc_stderr_to_stdout) {
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+  }
+  int const priority = nice(20);  // clipped to the lowest there is
+  static_cast<void>(priority);
+}
+
+void QueueItem::close_proc_stdin() {
+  proc_stdin_buffer = sliding_window_v4_destroy(proc_stdin_buffer);
+  close_descriptor(proc_stdin_write_fd);
+  close_descriptor(proc_stdin_read_fd);
+}
+
+void QueueItem::close_proc_stdout() {
+  proc_stdout_buffer = sliding_window_v4_destroy(proc_stdout_buffer);
+  close_descriptor(proc_stdout_write_fd);
+  close_descriptor(proc_stdout_read_fd);
+  proc_stderr_to_stdout = false;
+}
+
+void QueueItem::shutdown_proc() {
+  signal_proc_group(SIGTERM);
+  close_proc_stdin();
+  close_proc_stdout();
+}
+
+// A child that has not come as far as setsid() has no group yet; the signal then goes to itself, so
+// that a cancel right after the start is not lost on a busy machine. Never once the child is
+// reaped: the pid may be another process by then.
+void QueueItem::signal_proc_group(int signal_number) const {
+  if (proc_pid == -1) {
+    return;
+  }
+  if (kill(-proc_pid, signal_number) != 0 && errno == ESRCH && !proc_reaped) {
+    kill(proc_pid, signal_number);
+  }
+}
+
+bool QueueItem::is_running() const {
+  return proc_pid != -1 || proc_stdout_read_fd != -1 || proc_stdout_write_fd != -1 ||
+         proc_stdout_buffer != nullptr;
+}

@@ -1,0 +1,96 @@
+// Cancel, pause and resume of a job, whoever asks for it.
+#include <csignal>
+
+#include "exec/slots.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+// A metadata identification or a profile listing is short and harmless: it is left to finish, and a
+// cancel completes when it has been reaped.
+bool is_left_to_finish(QueueItem::transcode_state_machine const& proc_sm) {
+  return proc_sm.state == TRANSCODE_READY &&
+         (proc_sm.ready.state == READY_CHECK_META || proc_sm.ready.state == READY_QUERY_PROFILES);
+}
+
+}  // namespace
+
+bool QueueItem::cancel() {
+  input_meta.close();
+  if (sm.state == TRANSCODE_DONE) {
+    return false;
+  }
+  if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING) {
+    return true;
+  }
+  sm.set_state(TRANSCODE_CANCELLING);
+  if (!is_left_to_finish(proc_sm)) {
+    shutdown_proc();
+  }
+  if (!is_running()) {
+    sm.set_state(TRANSCODE_CANCELLED);
+    item_in_action_remove_self(this);
+  }
+  return true;
+}
+
+void QueueItem::cancel_with(std::string const& text) {
+  cancel();
+  state_message = text;  // after the cancel: it must survive it
+}
+
+bool QueueItem::pause() {
+  if (sm.state == TRANSCODE_REMOTE && sm.remote.state == REMOTE_MONITOR) {
+    sm.remote.set_state(REMOTE_COMMAND);
+    sm.remote_command = "pause";
+    user_wants_pause = true;
+    return true;
+  }
+  if (sm.state == TRANSCODE_REMOTE && sm.remote.state == REMOTE_COMMAND) {
+    user_wants_pause = true;
+    return true;
+  }
+  bool const in_transfer = sm.state == TRANSCODE_REMOTE &&
+                           (sm.remote.state == REMOTE_UPLOAD || sm.remote.state == REMOTE_ADD ||
+                            sm.remote.state == REMOTE_DOWNLOAD);
+  if (!in_transfer) {
+    state_message = "Paused";
+  }
+  if (sm.state == TRANSCODE_TRANSCODING) {
+    // The transcoder suspends itself and keeps its place; it holds no slot while it sleeps, so the
+    // next ready item may start.
+    item_in_action_remove_self(this);
+    signal_proc_group(SIGUSR1);
+  }
+  paused = true;
+  return true;
+}
+
+bool QueueItem::resume() {
+  if (sm.state == TRANSCODE_REMOTE && sm.remote.state == REMOTE_MONITOR) {
+    sm.remote.set_state(REMOTE_COMMAND);
+    sm.remote_command = "resume";
+    user_wants_pause = false;
+    return false;
+  }
+  if (sm.state == TRANSCODE_REMOTE && sm.remote.state == REMOTE_COMMAND) {
+    user_wants_pause = false;
+    return false;
+  }
+  if (sm.state == TRANSCODE_TRANSCODING && paused) {
+    state_message = "Resuming transcode...";
+    waiting = true;
+  } else if (sm.state == TRANSCODE_READY && paused) {
+    state_message = "Ready";
+    waiting = false;
+  }
+  paused = false;
+  return true;
+}
+
+bool QueueItem::do_user_cancel() {
+  sm.remote.set_state(REMOTE_COMMAND);
+  sm.remote_command = "cancel";
+  user_wants_cancel = true;
+  return true;
+}

@@ -1,0 +1,28 @@
+// One turn of work of a job: the pump first, then the step that its state asks for.
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+bool QueueItem::idle() {
+  bool const active = idle_process();
+  if (DIE != 0) {
+    return active;
+  }
+  switch (sm.state) {
+  case TRANSCODE_READY:
+    return idle_ready() || active;
+  case TRANSCODE_REMOTE:
+    idle_remote();
+    return active;
+  case TRANSCODE_TRANSCODING:
+    idle_transcoding();
+    return active;
+  case TRANSCODE_THUMBNAIL:
+    idle_thumbnail();
+    return active;
+  case TRANSCODE_CLEANUP:
+    idle_cleanup();
+    return active;
+  default:
+    return active;
+  }
+}

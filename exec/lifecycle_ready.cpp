@@ -1,0 +1,92 @@
+// The "ready" phase of a job, one small step a turn: check meta, query profiles, ready to
+// transcode.
+#include "exec/slots.h"
+#include "platform/sliding_window_v4.h"
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+namespace {
+
+// A step that runs one at a time may start when nobody else holds its slot, and not while the
+// machine is still coming up.
+bool must_wait(QueueItem const* slot, QueueItem const* item) {
+  return uptime_wait || (slot != nullptr && slot != item);
+}
+
+// A line that is longer than the buffer never completes, so a full buffer is the end of the step.
+bool is_overrun(QueueItem const& item) {
+  sliding_window_v4 const* const buffer = item.proc_stdout_buffer;
+  if (buffer == nullptr || sliding_window_v4_can_write(buffer) != 0) {
+    return false;
+  }
+  return item.proc_stdout_read_fd != -1 ? item.proc_stdout_seen
+                                        : sliding_window_v4_data_available(buffer) != 0;
+}
+
+}  // namespace
+
+// True when a step was started or advanced.
+bool QueueItem::idle_ready() {
+  if (is_running()) {
+    if (is_overrun(*this)) {
+      cancel_with("Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
+      fileops_write_status();
+    }
+    return false;
+  }
+  switch (sm.ready.state) {
+  case READY_INIT:
+    sm.ready.set_state(READY_CHECK_META);
+    return true;
+  case READY_CHECK_META:
+    return start_check_meta();
+  case READY_QUERY_PROFILES:
+    return start_query_profiles();
+  case READY_READY_TO_TRANSCODE:
+    wait_for_start();
+    return false;
+  default:
+    return fail_ready("bug: unknown ready state");
+  }
+}
+
+bool QueueItem::start_check_meta() {
+  if (must_wait(item_metadata_ident_in_action, this)) {
+    return false;
+  }
+  if (!ready_start_check_meta()) {
+    return fail_ready("unable to check metadata");
+  }
+  if (proc_pid != -1) {
+    item_metadata_ident_in_action = this;
+  }
+  return true;
+}
+
+bool QueueItem::start_query_profiles() {
+  if (must_wait(item_query_profiles_in_action, this)) {
+    return false;
+  }
+  if (!ready_start_query_profiles()) {
+    return fail_ready("unable to list profiles");
+  }
+  if (proc_pid != -1) {
+    item_query_profiles_in_action = this;
+  }
+  return true;
+}
+
+bool QueueItem::fail_ready(char const* text) {
+  cancel_with(text);
+  fileops_write_status();
+  return true;
+}
+
+// The scheduler starts the transcode; here only what would keep it waiting for ever is caught.
+void QueueItem::wait_for_start() {
+  if (quoted_profile.empty()) {
+    fail_ready("no profiles listed");
+  } else if (transcode_profile.empty()) {
+    fail_ready("no profile chosen, ready to transcode state");
+  }
+}

@@ -1,0 +1,64 @@
+// A job's place in the file-operations subsystem: its job directory, made and removed.
+#include <cstdio>
+
+#include <unistd.h>
+
+#include "platform/fileops_jobs.h"
+#include "platform/unique_file.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+constexpr unsigned long directory_size = 4097;
+
+// Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
+// state is what counts.
+void write_copy_pid(std::string const& job_dir) {
+  unique_file const file(fopen((job_dir + "/copy_pid").c_str(), "we"));
+  if (file) {
+    fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid()));
+  }
+}
+
+}  // namespace
+
+bool QueueItem::set_fileops_job_id(std::int32_t id) {
+  if (id < 0) {
+    fileops_job_id = -1;
+    fileops_job_dir.clear();
+    return true;
+  }
+  char directory[directory_size];
+  if (cgi_get_fileops_job_directory(id, directory_size, directory) == nullptr) {
+    return false;
+  }
+  fileops_job_dir = directory;
+  fileops_job_id = id;
+  return true;
+}
+
+bool QueueItem::init_fileops_job() {
+  if (!fileops_job_dir.empty()) {
+    return true;
+  }
+  std::int32_t const id = new_cgi_fileops_job_id();
+  if (id < 0) {
+    state_message = "Rejected: unable to create job id";
+    return false;
+  }
+  if (!set_fileops_job_id(id)) {
+    state_message = "Rejected: unable to set job id";
+    return false;
+  }
+  fileops_op = "vod";
+  write_copy_pid(fileops_job_dir);
+  fileops_write_status();
+  return true;
+}
+
+void QueueItem::fileops_remove_job() {
+  unlink((fileops_job_dir + "/copy_pid").c_str());
+  unlink((fileops_job_dir + "/status").c_str());
+  rmdir(fileops_job_dir.c_str());
+  fileops_job_dir.clear();
+}

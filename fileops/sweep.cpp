@@ -1,0 +1,91 @@
+// Removes the job directories that a former run left behind.
+#include "fileops/sweep.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "platform/unique_fd.h"
+#include "queue/transcode_queue.h"
+
+namespace {
+
+constexpr std::size_t status_read_limit = 4095;
+
+struct dir_closer {
+  void operator()(DIR* dir) const { closedir(dir); }
+};
+
+// A job's number is its directory's whole name, in decimal; kept to 32 bits like every job id.
+bool parse_job_number(char const* name, std::int32_t& number) {
+  if (*name == '\0' || name[strspn(name, "0123456789")] != '\0') {
+    return false;
+  }
+  number = static_cast<std::int32_t>(strtoull(name, nullptr, 10));
+  return true;
+}
+
+// The value of the last complete "op" line of a status text, which is cut up.
+std::string operation_of(char* text) {
+  std::string operation;
+  for (char* line = text; char* const end = strchr(line, '\n'); line = end + 1) {
+    *end = '\0';
+    char* name = nullptr;
+    char* value = nullptr;
+    divide_name_equ_value_pair(line, &name, &value);
+    if (name != nullptr && value != nullptr && strcmp(name, "op") == 0) {
+      operation = value;
+    }
+  }
+  return operation;
+}
+
+// The operation of a job; "" when there is no status to tell it. Non-blocking, since the file is
+// another subsystem's and may be anything.
+std::string read_operation(int jobs_fd, std::string const& job_name) {
+  unique_fd const file(
+      openat(jobs_fd, (job_name + "/status").c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) {
+    return "";
+  }
+  char text[status_read_limit + 1];
+  ssize_t const got = read(file.get(), text, status_read_limit);
+  text[got < 0 ? 0 : got] = '\0';
+  return operation_of(text);
+}
+
+void sweep_entry(int jobs_fd, char const* name) {
+  std::int32_t number = 0;
+  struct stat status {};
+  if (!parse_job_number(name, number) ||
+      fstatat(jobs_fd, name, &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISDIR(status.st_mode) ||
+      read_operation(jobs_fd, name) != "vod" ||
+      transcode_queue_find_fileops_job_id_iterator(number) != transcode_queue.end()) {
+    return;
+  }
+  fprintf(stderr, "vod transcode %d unknown, removing\n", number);
+  unlinkat(jobs_fd, (std::string(name) + "/status").c_str(), 0);
+  unlinkat(jobs_fd, (std::string(name) + "/copy_pid").c_str(), 0);
+  unlinkat(jobs_fd, name, AT_REMOVEDIR);
+}
+
+}  // namespace
+
+void markdown_unknown_vod_fileops() {
+  std::unique_ptr<DIR, dir_closer> const jobs(opendir(path_fileops_jobs));
+  if (!jobs) {
+    return;
+  }
+  while (dirent const* entry = readdir(jobs.get())) {
+    sweep_entry(dirfd(jobs.get()), entry->d_name);
+  }
+}

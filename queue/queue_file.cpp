@@ -1,0 +1,161 @@
+// The queue file, written through a temporary file and a rename, so that readers see all or
+// nothing.
+#include "queue/queue_file.h"
+
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "platform/unique_fd.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_queue.h"
+
+namespace {
+
+// 512 jobs with everything they hold come to a few MiB. A file past this is not ours, and would
+// cost many times its size to parse on a machine that is on air.
+constexpr std::size_t queue_file_size_limit = 64U << 20U;
+
+std::string time_text() {
+  time_t const now = time(nullptr);
+  struct tm parts {};
+  char text[64] = "";
+  if (localtime_r(&now, &parts) == nullptr || asctime_r(&parts, text) == nullptr) {
+    return "";
+  }
+  return chomp(text);
+}
+
+std::string queue_text() {
+  json11::Json::array list;
+  for (QueueItem const* item : transcode_queue) {
+    if (item == nullptr || item->sm.state == TRANSCODE_INIT ||
+        item->sm.state == TRANSCODE_CLEARED) {
+      continue;
+    }
+    QueueItem::json_object keys;
+    item->serialize_json(keys, true);
+    list.emplace_back(keys);
+  }
+  return json11::Json(json11::Json::object{{"list", list}, {"time", time_text()}}).dump();
+}
+
+// Non-blocking, so that nothing put in the file's place can hold up the start.
+bool read_whole_file(int fd, std::string& text, std::string& error) {
+  char block[65536];
+  ssize_t got = 0;
+  while ((got = read(fd, block, sizeof(block))) > 0) {
+    if (text.size() + static_cast<std::size_t>(got) > queue_file_size_limit) {
+      error = "file too large";
+      return false;
+    }
+    text.append(block, static_cast<std::size_t>(got));
+  }
+  return true;
+}
+
+json11::Json parse_queue_file(int fd) {
+  std::string text;
+  std::string error;
+  json11::Json document;
+  if (read_whole_file(fd, text, error)) {
+    document = json11::Json::parse(text, error);
+  }
+  if (document.is_null()) {
+    fprintf(stderr, "Queue was not read, error %s\n", error.c_str());
+  }
+  return document;
+}
+
+// An interrupted transcode starts anew. True when it goes to the front of the queue.
+bool put_back_in_line(QueueItem& item) {
+  item.sm.set_state(TRANSCODE_READY);
+  item.sm.ready.set_state(READY_INIT);
+  // Kept on purpose: the two texts of an item that is not paused are crossed. Effect: an item that
+  // was waiting for its turn reads as interrupted, and the other way round.
+  if (item.paused) {
+    item.state_message = "Transcoding will restart when user resumes this job";
+  } else if (item.waiting) {
+    item.state_message = "Transcoding will restart, item was interrupted";
+  } else {
+    item.state_message = "Transcoding will restart, waiting for turn";
+  }
+  if (item.validate_ready() == 0 || !item.ready()) {
+    item.cancel_with("Unable to resume transcode");
+    item.fileops_write_status();
+    return false;
+  }
+  return !item.waiting && !item.paused && item.approved;
+}
+
+// Takes over one restored item.
+void enqueue_restored(std::unique_ptr<QueueItem> restored) {
+  QueueItem* const item = restored.release();
+  bool at_front = false;
+  ++transcode_queue_mod_count;
+  if (item->sm.state == TRANSCODE_TRANSCODING) {
+    at_front = put_back_in_line(*item);
+  } else if (item->sm.state == TRANSCODE_READY) {
+    item->state_message =
+        item->paused ? "Transcoding will restart when user resumes this job" : "Ready";
+    item->fileops_write_status();
+  }
+  transcode_queue.insert(at_front ? transcode_queue.begin() : transcode_queue.end(), item);
+}
+
+void read_list(json11::Json const& list) {
+  if (list.is_null()) {
+    fprintf(stderr, "Queue warning, list was empty\n");
+  } else if (!list.is_array()) {
+    fprintf(stderr, "Queue warning, list was not array\n");
+  }
+  for (json11::Json const& element : list.array_items()) {
+    auto item = std::make_unique<QueueItem>();
+    if (item->deserialize_json(element, true)) {
+      enqueue_restored(std::move(item));
+    }
+  }
+}
+
+}  // namespace
+
+// Kept on purpose: what comes of the write, the close and the rename is not looked at. Effect: on a
+// full disk the queue file may be cut short; the next write that has room mends it.
+bool write_queue() {
+  std::string const text = queue_text();
+  std::string const temporary = std::string(path_queue_file) + ".tmp";
+  {
+    unique_fd const file(
+        open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
+    if (file.get() < 0) {
+      return false;
+    }
+    ssize_t const written = write(file.get(), text.data(), text.size());
+    static_cast<void>(written);
+  }
+  rename(temporary.c_str(), path_queue_file);
+  return true;
+}
+
+bool read_queue() {
+  if (!transcode_queue.empty()) {
+    fprintf(stderr, "BUG: Asked to read queue when queue is not empty\n");
+    return false;
+  }
+  unique_fd const file(open(path_queue_file, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (file.get() < 0) {
+    fprintf(stderr, "Unable to open queue file\n");
+    return false;
+  }
+  json11::Json const document = parse_queue_file(file.get());
+  if (!document.is_null()) {
+    read_list(document["list"]);
+  }
+  return true;
+}

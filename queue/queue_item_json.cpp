@@ -1,0 +1,65 @@
+// The JSON form of a job, written. To add a key: a field in queue_item.h with the key in its
+// comment, a line in serialize_json() here, a line in deserialize_json().
+#include "queue/queue_item.h"
+
+namespace {
+
+json11::Json remote_job_json(QueueItem::remote_job const& job, bool queue_file) {
+  json11::Json::object out{{"entry id", job.entry_id}};
+  if (queue_file) {
+    out["ip"] = job.ip;
+    out["name"] = job.name;
+    if (job.json.is_object()) {
+      out["json"] = job.json;
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+void QueueItem::serialize_json(json_object& out, bool queue_file) const {
+  out["entry id"] = entry_id;
+  out["input file"] = input_file;
+  out["output file"] = output_file;
+  out["transcode profile"] = transcode_profile;
+  out["quoted profile"] = quoted_profile;
+  out["fileops job id"] = fileops_job_id;
+  out["state"] = state_message;
+  out["transcode state"] = sm.state_name();
+  out["transcode progress"] = json11::Json::array{progress, progress_complete};
+  out["delete on finish"] = delete_on_finish;
+  out["process pid"] = proc_pid;
+  out["approved"] = approved;
+  out["uploaded"] = uploaded;
+  out["waiting"] = waiting;
+  out["paused"] = paused;
+  out["process argv"] = proc_argv;
+  if (queue_file) {
+    out["user wants to pause"] = user_wants_pause;
+    out["user wants to remove"] = user_wants_remove;
+    out["user wants to cancel"] = user_wants_cancel;
+  }
+  if (sm.state == TRANSCODE_READY) {
+    out["ready state"] = sm.ready.state_name();
+  }
+  if (sm.state == TRANSCODE_THUMBNAIL) {
+    out["thumbnail state"] = sm.thumbnail.state_name();
+  }
+  if (sm.state == TRANSCODE_CLEANUP) {
+    out["cleanup state"] = sm.cleanup.state_name();
+  }
+  if (sm.state == TRANSCODE_REMOTE) {
+    out["remote transcode state"] = sm.remote.state_name();
+    out["remote transcode command"] = sm.remote_command;
+  }
+  if (!remote_info.empty()) {
+    out["remote job"] = remote_job_json(remote_info, queue_file);
+  }
+}
+
+void QueueItem::serialize_to_string(std::string& out, bool queue_file) const {
+  json_object keys;
+  serialize_json(keys, queue_file);
+  json11::Json(keys).dump(out);
+}

@@ -1,0 +1,86 @@
+// Which field of a job a client may change in which state, and what the change does.
+#include <cstdlib>
+#include <cstring>
+
+#include "queue/queue_item.h"
+#include "service/process_state.h"
+
+namespace {
+
+// Numbers count as true above 0; a text without digits reads as 0.
+bool is_on(char const* value) {
+  return strtol(value, nullptr, 10) > 0;
+}
+
+}  // namespace
+
+bool QueueItem::modify(char const* name, char const* value) {
+  if (strcmp(name, "input file") == 0) {
+    return sm.state == TRANSCODE_INIT && set_input_file(value);
+  }
+  if (strcmp(name, "paused") == 0) {
+    return modify_paused(is_on(value));
+  }
+  if (strcmp(name, "transcode profile") == 0) {
+    return modify_profile(value);
+  }
+  if (strcmp(name, "transcode state") == 0) {
+    return modify_state(value);
+  }
+  if (strcmp(name, "delete on finish") == 0) {
+    return modify_delete_on_finish(is_on(value));
+  }
+  return false;
+}
+
+bool QueueItem::modify_paused(bool on) {
+  if (sm.state == TRANSCODE_INIT) {
+    paused = on;
+  } else if (on) {
+    pause();
+  } else if (resume()) {
+    trigger_transcode_queue_scan();
+  }
+  fileops_write_status();
+  return true;
+}
+
+bool QueueItem::modify_profile(char const* value) {
+  if (sm.state > TRANSCODE_READY) {
+    return false;
+  }
+  transcode_profile = value;
+  fileops_write_status();
+  return true;
+}
+
+bool QueueItem::modify_delete_on_finish(bool on) {
+  if (sm.state >= TRANSCODE_CLEANUP) {
+    return false;
+  }
+  delete_on_finish = on;
+  return true;
+}
+
+bool QueueItem::modify_state(char const* value) {
+  transcode_states const target = sm.state_by_name(value);
+  if (target == sm.state) {
+    return true;
+  }
+  switch (sm.state) {
+  case TRANSCODE_INIT:
+  case TRANSCODE_CANCELLED:
+    return target == TRANSCODE_READY && do_user_ready();
+  case TRANSCODE_READY:
+  case TRANSCODE_TRANSCODING:
+  case TRANSCODE_THUMBNAIL:
+    if (target != TRANSCODE_CANCELLED) {
+      return false;
+    }
+    cancel_with("Cancelled by user");
+    fileops_write_status();
+    return true;
+  default:
+    return false;
+  }
+}

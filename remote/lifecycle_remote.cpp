@@ -1,0 +1,138 @@
+// The "remote transcode" phase of a job: upload, add, monitor with commands, download.
+#include <cstdlib>
+
+#include "exec/slots.h"
+#include "platform/clock.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+constexpr std::uint64_t remote_poll_us = 1000000;
+constexpr std::uint64_t upload_progress_us = 500000;
+constexpr int spread_us = 100000;  // keeps several items from polling in step
+
+std::uint64_t random_spread_us() {
+  return static_cast<std::uint64_t>(rand() % spread_us);
+}
+
+// One transfer at a time over all items: none of the other kind, and none of this kind but ours.
+bool transfer_must_wait(QueueItem const* same_slot, QueueItem const* other_slot,
+                        QueueItem const* item) {
+  return other_slot != nullptr || (same_slot != nullptr && same_slot != item);
+}
+
+}  // namespace
+
+void QueueItem::idle_remote() {
+  if (is_running()) {
+    idle_remote_running();
+    return;
+  }
+  switch (sm.remote.state) {
+  case REMOTE_INIT:
+    sm.remote.set_state(REMOTE_UPLOAD);
+    break;
+  case REMOTE_UPLOAD:
+    start_upload();
+    break;
+  case REMOTE_ADD:
+    start_add();
+    break;
+  case REMOTE_MONITOR:
+    monitor_remote();
+    break;
+  case REMOTE_DOWNLOAD:
+    start_download();
+    break;
+  case REMOTE_DONE:
+    sm.set_state(TRANSCODE_THUMBNAIL);
+    fileops_write_status();
+    break;
+  case REMOTE_COMMAND:
+    start_command();
+    break;
+  }
+}
+
+void QueueItem::idle_remote_running() {
+  if (sm.remote.state == REMOTE_DOWNLOAD) {
+    read_download_progress();
+  } else if (sm.remote.state == REMOTE_UPLOAD) {
+    std::uint64_t const now = monotonic_clock_us();
+    if (now >= next_upload_progress_read) {
+      remote_transcode_upload_procfs_read_progress();
+      next_upload_progress_read = now + upload_progress_us + random_spread_us();
+    }
+  }
+}
+
+// Of several items that wait for the upload slot, chance decides which goes first.
+void QueueItem::start_upload() {
+  if (paused ||
+      transfer_must_wait(item_active_upload_in_action, item_active_download_in_action, this) ||
+      (static_cast<unsigned>(rand()) & 1U) == 0) {
+    return;
+  }
+  if (!proc_start_remote_transcode_upload()) {
+    cancel_with("Unable to begin remote transcode upload");
+    fileops_write_status();
+    return;
+  }
+  // A source that is over there already needs no upload: nothing runs that would free the slot.
+  if (proc_pid != -1) {
+    item_active_upload_in_action = this;
+  }
+}
+
+void QueueItem::start_add() {
+  if (!paused && !proc_start_remote_transcode_add()) {
+    cancel_with("Unable to add to remote");
+    fileops_write_status();
+  }
+}
+
+void QueueItem::start_download() {
+  if (paused ||
+      transfer_must_wait(item_active_download_in_action, item_active_upload_in_action, this)) {
+    return;
+  }
+  if (!proc_start_remote_transcode_download()) {
+    cancel_with("Unable to download remote finished transcode");
+    fileops_write_status();
+    return;
+  }
+  item_active_download_in_action = this;
+}
+
+// Compares what the user wants with what the server last said, and asks again when it is time.
+void QueueItem::monitor_remote() {
+  QueueItem remote_item;
+  remote_item.deserialize_json(remote_info.json, false);
+  char const* command = nullptr;
+  if (user_wants_pause && !remote_item.paused) {
+    command = "pause";
+  } else if (!user_wants_pause && remote_item.paused) {
+    command = "resume";
+  } else if (user_wants_cancel && remote_item.sm.state != TRANSCODE_CANCELLED &&
+             remote_item.sm.state != TRANSCODE_CANCELLING) {
+    command = "cancel";
+  }
+  if (command != nullptr) {
+    sm.remote.set_state(REMOTE_COMMAND);
+    sm.remote_command = command;
+    return;
+  }
+  std::uint64_t const now = monotonic_clock_us();
+  if (now >= next_remote_poll) {
+    next_remote_poll = now + remote_poll_us + random_spread_us();
+    proc_start_remote_transcode_monitor();
+  }
+}
+
+void QueueItem::start_command() {
+  std::uint64_t const now = monotonic_clock_us();
+  if (now >= next_remote_poll) {
+    next_remote_poll = now + remote_poll_us;
+    proc_start_remote_transcode_command();
+  }
+}

@@ -1,0 +1,135 @@
+// Reads a remote server's reply out of the HTTP client's output, in place: status line, HTTP
+// headers, the service's own header block at the head of the body, and the body.
+//
+//   HTTP/1.1 200 OK              status line: version, code, reason phrase
+//   Content-Type: text/plain     HTTP headers, up to an empty line
+//
+//   X-comm-error:NOT FOUND       comm headers, up to an empty line; no blank behind the colon
+//
+//   ...                          body
+//
+// A reader that finds no complete line stops and leaves its fields as they were; the caller judges
+// by what was set.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <strings.h>
+
+#include "platform/sliding_window_v4.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+char const* skip_spaces(char const* text) {
+  return text + strspn(text, " ");
+}
+
+// Divides a header line at its first colon. False for a line without one.
+bool divide_header(char const* line, std::string& name, char const*& value) {
+  char const* const colon = strchr(line, ':');
+  if (colon == nullptr) {
+    return false;
+  }
+  name.assign(line, colon);
+  value = colon + 1;
+  return true;
+}
+
+std::string unread_bytes(sliding_window_v4 const* buffer) {
+  return {reinterpret_cast<char const*>(buffer->read_pos),
+          sliding_window_v4_data_available(buffer)};
+}
+
+}  // namespace
+
+void QueueItem::stdout_cgi_stdout_read_http_response(CurlVodCGIResponse& response) {
+  char const* const line = proc_stdout_getline();
+  if (line == nullptr) {
+    return;
+  }
+  char const* const version = skip_spaces(line);
+  char const* const version_end = strchr(version, ' ');
+  if (version_end == nullptr) {
+    return;
+  }
+  response.version.assign(version, version_end);
+  char const* const code = skip_spaces(version_end);
+  // Kept on purpose: a line without a reason phrase has no second blank, and its code is not taken.
+  // Effect: such a reply counts as one without a status.
+  if (strchr(code, ' ') == nullptr) {
+    return;
+  }
+  char* code_end = nullptr;
+  response.http_status = static_cast<std::uint32_t>(strtol(code, &code_end, 10));
+  response.status_string = skip_spaces(code_end);
+}
+
+void QueueItem::stdout_cgi_stdout_read_http_headers(CurlVodCGIResponse& response) {
+  std::string name;
+  char const* value = nullptr;
+  for (char const* line = nullptr; (line = proc_stdout_getline()) != nullptr && *line != '\0';) {
+    if (!divide_header(line, name, value)) {
+      continue;
+    }
+    if (*value == ' ') {
+      ++value;
+    }
+    if (strcasecmp(name.c_str(), "content-type") == 0) {
+      response.content_type.assign(value, strcspn(value, ";"));
+    }
+    response.http_headers.emplace_back(name, value);
+  }
+}
+
+void QueueItem::stdout_cgi_stdout_read_comm_headers(CurlVodCGIResponse& response) {
+  std::string name;
+  char const* value = nullptr;
+  for (char const* line = nullptr; (line = proc_stdout_getline()) != nullptr && *line != '\0';) {
+    if (divide_header(line, name, value)) {
+      response.comm_headers.emplace_back(name, value);
+    }
+  }
+}
+
+void QueueItem::stdout_cgi_stdout_read_json_body(CurlVodCGIResponse& response) {
+  if (proc_stdout_buffer == nullptr || sliding_window_v4_data_available(proc_stdout_buffer) == 0) {
+    return;
+  }
+  std::string error;
+  response.json = json11::Json::parse(unread_bytes(proc_stdout_buffer), error);
+  if (!error.empty()) {
+    fprintf(stderr, "WARNING: json parse error '%s'\n", error.c_str());
+  }
+}
+
+void QueueItem::stdout_cgi_stdout_read_text_body(std::string& text) {
+  if (proc_stdout_buffer != nullptr) {
+    text = unread_bytes(proc_stdout_buffer);
+  }
+}
+
+bool QueueItem::CurlVodCGIResponse::comm_get_err(std::string& out) const {
+  for (auto const& [name, value] : comm_headers) {
+    if (name == "X-comm-error") {
+      out = value;
+      return true;
+    }
+  }
+  return false;
+}
+
+void QueueItem::CurlVodCGIResponse::dump() const {
+  fprintf(stderr, "Response:\n");
+  fprintf(stderr, "  HTTP status='%u' version='%s' status-string='%s'\n", http_status,
+          version.c_str(), status_string.c_str());
+  for (auto const& [name, value] : http_headers) {
+    fprintf(stderr, "  http header '%s' = '%s'\n", name.c_str(), value.c_str());
+  }
+  for (auto const& [name, value] : comm_headers) {
+    fprintf(stderr, "  comm header '%s' = '%s'\n", name.c_str(), value.c_str());
+  }
+  if (!json.is_null()) {
+    fprintf(stderr, "  Json:%s\n", json.dump().c_str());
+  }
+}

@@ -1,0 +1,17 @@
+// Sends a job's source to the remote server.
+#include "queue/queue_item.h"
+
+bool QueueItem::proc_start_remote_transcode_upload() {
+  if (!remote_step_may_start()) {
+    return false;
+  }
+  if (uploaded || !remote_info.entry_id.empty()) {
+    sm.remote.advance();
+    return true;
+  }
+  prepare_silent_child();
+  proc_argv = {"/usr/bin/qxmi_remote_transcode", remote_info.name, input_file};
+  state_message = "Uploading file to remote for transcode";
+  fileops_write_status();
+  return proc_spawn();
+}

@@ -1,0 +1,141 @@
+// How far an upload has got: the position at which the FTP client reads the source, out of /proc.
+// The upload tool itself says nothing while it runs.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/unique_fd.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+constexpr char ftp_client[] = "/usr/bin/ncftpput";
+constexpr std::size_t proc_read_limit = 16383;
+// Progress is counted in whole mebibytes; a source below this has no whole one to count.
+constexpr std::uint64_t smallest_total = 1048577;
+constexpr unsigned mebibyte_shift = 20;
+
+struct dir_closer {
+  void operator()(DIR* dir) const { closedir(dir); }
+};
+using unique_dir = std::unique_ptr<DIR, dir_closer>;
+
+struct free_deleter {
+  void operator()(char* text) const { free(text); }
+};
+
+bool is_number_name(char const* name) {
+  return *name >= '0' && *name <= '9';
+}
+
+// True when the link relative to `dir_fd` leads exactly to `target`.
+bool link_is(int dir_fd, char const* name, std::string_view target) {
+  char text[proc_read_limit];
+  ssize_t const length = readlinkat(dir_fd, name, text, sizeof(text));
+  return length >= 0 && std::string_view(text, static_cast<std::size_t>(length)) == target;
+}
+
+// Finds "pos:" in a descriptor's information. A last line without its line feed is not examined.
+bool parse_position(std::string_view text, std::uint64_t& position) {
+  bool found = false;
+  for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
+    std::string const line(text.substr(0, end));
+    text.remove_prefix(end + 1);
+    char const* const entry = line.c_str() + strspn(line.c_str(), " ");
+    if (strncmp(entry, "pos:", 4) == 0) {
+      position = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
+      found = true;
+    }
+  }
+  return found;
+}
+
+bool read_position(int process_fd, char const* descriptor, std::uint64_t& position) {
+  unique_fd const info(
+      openat(process_fd, (std::string("fdinfo/") + descriptor).c_str(), O_RDONLY | O_CLOEXEC));
+  if (info.get() < 0) {
+    return false;
+  }
+  char text[proc_read_limit];
+  ssize_t const length = read(info.get(), text, sizeof(text));
+  return length > 0 &&
+         parse_position(std::string_view(text, static_cast<std::size_t>(length)), position);
+}
+
+struct best_position {
+  bool found = false;
+  std::uint64_t bytes = 0;
+
+  void take(std::uint64_t position) {
+    bytes = found && bytes > position ? bytes : position;
+    found = true;
+  }
+};
+
+// Looks through the open files of one process.
+void look_at_process(int process_fd, std::string const& source, best_position& best) {
+  int const fd = openat(process_fd, "fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  unique_dir const descriptors(fd < 0 ? nullptr : fdopendir(fd));
+  if (!descriptors) {
+    return;
+  }
+  while (dirent const* entry = readdir(descriptors.get())) {
+    std::uint64_t position = 0;
+    if (is_number_name(entry->d_name) && link_is(fd, entry->d_name, source) &&
+        read_position(process_fd, entry->d_name, position)) {
+      best.take(position);
+    }
+  }
+}
+
+// Every FTP client on the machine that has the source open counts, whoever started it.
+best_position find_best_position(std::string const& source) {
+  best_position best;
+  unique_dir const processes(opendir("/proc"));
+  if (!processes) {
+    return best;
+  }
+  while (dirent const* entry = readdir(processes.get())) {
+    if (!is_number_name(entry->d_name) ||
+        !link_is(dirfd(processes.get()), (std::string(entry->d_name) + "/exe").c_str(),
+                 ftp_client)) {
+      continue;
+    }
+    unique_fd const process(
+        openat(dirfd(processes.get()), entry->d_name, O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (process.get() >= 0) {
+      look_at_process(process.get(), source, best);
+    }
+  }
+  return best;
+}
+
+}  // namespace
+
+void QueueItem::remote_transcode_upload_procfs_read_progress() {
+  struct stat status {};
+  if (!is_running() || lstat(input_file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return;
+  }
+  std::unique_ptr<char, free_deleter> const source(realpath(input_file.c_str(), nullptr));
+  if (!source || *source == '\0') {
+    return;
+  }
+  best_position const best = find_best_position(source.get());
+  auto const total = static_cast<std::uint64_t>(status.st_size);
+  if (!best.found || total < smallest_total) {
+    return;
+  }
+  progress = static_cast<std::int32_t>((best.bytes >> mebibyte_shift) * progress_complete /
+                                       (total >> mebibyte_shift));
+  fileops_write_status();
+}

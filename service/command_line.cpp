@@ -1,0 +1,21 @@
+// Looks at the command line: any argument is one too many, the help switch included.
+#include "service/command_line.h"
+
+#include <cstdio>
+#include <cstring>
+
+bool check_command_line(int argc, char const* const* argv) {
+  if (argc < 2) {
+    return true;
+  }
+  char const* const argument = argv[1];
+  char const* const word = argument + strspn(argument, "-");
+  if (word == argument) {
+    fprintf(stderr, "Unexpected arg %s\n", argument);
+  } else if (strcmp(word, "h") == 0 || strcmp(word, "help") == 0) {
+    fprintf(stderr, "qx_vod_service [options]\n");
+  } else {
+    fprintf(stderr, "Unknown switch %s\n", word);
+  }
+  return false;
+}

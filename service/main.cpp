@@ -1,0 +1,109 @@
+// qx_vod_service: start, main loop, stop.
+#include <csignal>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "control/control_server.h"
+#include "fileops/sweep.h"
+#include "platform/comm_socket_v4.h"
+#include "platform/cpu.h"
+#include "platform/directories.h"
+#include "platform/paths.h"
+#include "queue/queue_file.h"
+#include "service/command_line.h"
+#include "service/instance_lock.h"
+#include "service/main_loop.h"
+#include "service/process_state.h"
+#include "service/shutdown.h"
+#include "service/transcode_settings.h"
+
+namespace {
+
+// A pipe must never get the number of a standard stream: a child's streams are put in place by
+// number. So a service that was started with one closed opens it on nothing.
+bool open_standard_streams() {
+  int fd = -1;
+  do {
+    fd = open("/dev/null", O_RDWR);
+  } while (fd >= 0 && fd <= STDERR_FILENO);
+  if (fd < 0) {
+    return false;
+  }
+  close(fd);
+  return true;
+}
+
+// Other programs put files there too, so everybody may, whatever umask the service was given.
+void make_output_directory() {
+  mode_t const saved = umask(0);
+  mkdir_p(path_output_dir, 0777, -1);
+  umask(saved);
+}
+
+bool open_server_socket() {
+  server_socket = comm_socket_v4_create();
+  if (server_socket == nullptr) {
+    fprintf(stderr, "Failed to create server socket\n");
+    return false;
+  }
+  if (comm_socket_v4_create_server(server_socket, path_control_socket) != 0) {
+    fprintf(stderr, "Failed to create server socket at %s\n", path_control_socket);
+    return false;
+  }
+  return true;
+}
+
+void set_signal_handlers() {
+  signal(SIGINT, sigma);
+  signal(SIGTERM, sigma);
+  signal(SIGQUIT, sigma);
+  signal(SIGCHLD, SIG_DFL);  // children are reaped by their pid
+  signal(SIGPIPE, SIG_IGN);  // writing to a child that has ended is to fail, not to kill
+}
+
+bool start_up() {
+  init_tarn_utils_cpu();
+  if (already_running()) {
+    fprintf(stderr, "I am already running\n");
+    return false;
+  }
+  make_output_directory();
+  if (!open_server_socket()) {
+    return false;
+  }
+  transcode_settings.vod_conf_load();
+  set_signal_handlers();
+  read_queue();
+  check_uptime();
+  if (uptime_wait) {
+    fprintf(stderr, "System uptime below threshold, auto transcoding will wait\n");
+  }
+  markdown_unknown_vod_fileops();
+  return true;
+}
+
+void shut_down() {
+  if (DIE == 0) {
+    DIE = 1;  // the control socket failed: the rest is to see a service that ends
+  }
+  fprintf(stderr, "Shutting down transcode queue processes\n");
+  shutdown_transcode_queue_processes();
+  write_queue();
+  fprintf(stderr, "Shutting down transcode queue\n");
+  shutdown_transcode_queue();
+  server_socket = comm_socket_v4_destroy(server_socket);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!open_standard_streams() || !check_command_line(argc, argv) || !start_up()) {
+    return 1;
+  }
+  run_main_loop();
+  shut_down();
+  return 0;
+}

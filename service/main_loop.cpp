@@ -1,0 +1,51 @@
+// The main loop. A pass never blocks but for one bounded wait when there is nothing to do.
+#include "service/main_loop.h"
+
+#include <cstdio>
+
+#include "control/control_server.h"
+#include "exec/scheduler.h"
+#include "platform/clock.h"
+#include "platform/comm_socket_v4.h"
+#include "queue/queue_file.h"
+#include "service/process_state.h"
+
+namespace {
+
+// Children are polled, not waited for; this is how late the end of one may be seen.
+constexpr std::uint64_t idle_wait_us = 80000;
+
+void idle_uptime() {
+  if (!uptime_wait) {
+    return;
+  }
+  check_uptime();
+  if (!uptime_wait) {
+    fprintf(stderr, "System uptime large enough, auto transcoding will start\n");
+  }
+}
+
+// Kept on purpose: the deadline is cleared before the write, so a write that fails is not retried.
+// Effect: the change reaches the disk with the next add, remove, or shutdown.
+void idle_background_write() {
+  if (next_background_write_queue != 0 && monotonic_clock_us() >= next_background_write_queue) {
+    next_background_write_queue = 0;
+    write_queue();
+  }
+}
+
+}  // namespace
+
+void run_main_loop() {
+  while (DIE == 0) {
+    if (handle_server_socket() < 0) {
+      return;
+    }
+    if (!idle_transcode_queue()) {
+      comm_socket_v4_server_from_client_readable(server_socket,
+                                                 monotonic_clock_us() + idle_wait_us);
+    }
+    idle_uptime();
+    idle_background_write();
+  }
+}

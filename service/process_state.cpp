@@ -1,0 +1,43 @@
+// Shutdown flag, uptime gate and the main loop's timers.
+#include "service/process_state.h"
+
+#include <cstdlib>
+
+#include <sys/sysinfo.h>
+
+#include "platform/clock.h"
+
+volatile std::sig_atomic_t DIE = 0;
+bool uptime_wait = false;
+std::uint64_t next_queue_scan = 0;
+std::uint64_t next_background_write_queue = 0;
+
+namespace {
+
+constexpr std::sig_atomic_t signals_to_abort = 20;
+constexpr long uptime_threshold_s = 300;
+constexpr std::uint64_t background_write_delay_us = 10000000;
+
+}  // namespace
+
+void sigma(int) {
+  DIE = DIE + 1;
+  if (DIE >= signals_to_abort) {
+    abort();
+  }
+}
+
+void check_uptime() {
+  struct sysinfo info {};
+  if (sysinfo(&info) == 0) {
+    uptime_wait = info.uptime < uptime_threshold_s;
+  }
+}
+
+void trigger_background_write_queue() {
+  next_background_write_queue = monotonic_clock_us() + background_write_delay_us;
+}
+
+void trigger_transcode_queue_scan() {
+  next_queue_scan = monotonic_clock_us();
+}

@@ -1,0 +1,102 @@
+// Ends the children, then the queue.
+#include "service/shutdown.h"
+
+#include <csignal>
+#include <cstdio>
+
+#include <unistd.h>
+
+#include "control/control_server.h"
+#include "platform/clock.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
+
+namespace {
+
+constexpr std::uint64_t grace_us = 10000000;
+constexpr useconds_t grace_poll_us = 500000;
+
+void ask_to_end(QueueItem& item) {
+  item.shutdown_proc();
+  if (item.sm.state == TRANSCODE_TRANSCODING) {
+    item.state_message = "Transcode will restart when transcode service resumes";
+    item.fileops_write_status();
+  }
+  item.idle();
+}
+
+// Gives the item its turn; true while anything of its child is left.
+bool is_still_running(QueueItem& item) {
+  item.idle();
+  bool const has_process = item.proc_pid != -1;
+  bool const has_output = item.proc_stdout_read_fd != -1 || item.proc_stdout_write_fd != -1 ||
+                          item.proc_stdout_buffer != nullptr;
+  if (!has_process && !has_output) {
+    return false;
+  }
+  fprintf(stderr, "proc=%u stdout=%d\n", has_process ? 1U : 0U, has_output ? 1 : 0);
+  return true;
+}
+
+bool any_still_running() {
+  bool any = false;
+  for (QueueItem* item : transcode_queue) {
+    if (item != nullptr && is_still_running(*item)) {
+      any = true;
+    }
+  }
+  return any;
+}
+
+// True when all children ended within the grace.
+bool wait_for_children(std::uint64_t deadline) {
+  for (;;) {
+    handle_server_socket();
+    if (monotonic_clock_us() >= deadline) {
+      return false;
+    }
+    if (transcode_queue.empty() || !any_still_running()) {
+      return true;
+    }
+    usleep(grace_poll_us);
+  }
+}
+
+void kill_children() {
+  for (QueueItem* item : transcode_queue) {
+    if (item != nullptr) {
+      item->signal_proc_group(SIGKILL);
+      item->proc_pid = -1;
+      item->idle();
+    }
+  }
+}
+
+}  // namespace
+
+void shutdown_transcode_queue_processes() {
+  std::uint64_t const deadline = monotonic_clock_us() + grace_us;
+  for (QueueItem* item : transcode_queue) {
+    if (item == nullptr) {
+      fprintf(stderr, "WARNING: transcode queue has NULL pointer!\n");
+    } else {
+      ask_to_end(*item);
+    }
+  }
+  if (!wait_for_children(deadline)) {
+    kill_children();
+  }
+}
+
+void shutdown_transcode_queue() {
+  while (!transcode_queue.empty()) {
+    QueueItem* const item = transcode_queue.front();
+    transcode_queue.pop_front();
+    ++transcode_queue_mod_count;
+    if (item == nullptr) {
+      fprintf(stderr, "WARNING: transcode queue has NULL pointer!\n");
+    }
+    delete item;
+  }
+}

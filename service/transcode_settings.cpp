@@ -1,0 +1,73 @@
+// Reads the configuration file: lines of "name = value", the last line of a name counts.
+#include "service/transcode_settings.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "platform/unique_file.h"
+
+class transcode_settings transcode_settings;
+
+namespace {
+
+// A longer line is read in pieces, each taken as a line.
+constexpr int line_buffer_size = 1023;
+
+std::int32_t to_number(char const* value) {
+  return static_cast<std::int32_t>(strtol(value, nullptr, 10));
+}
+
+}  // namespace
+
+void transcode_settings::clear() {
+  fullspeed = false;
+  remote_flags = 0;
+  address.clear();
+  user.clear();
+  password.clear();
+  max_profile = -1;
+}
+
+void transcode_settings::vod_conf_load() {
+  clear();
+  unique_file const file(fopen(path_vod_conf, "re"));
+  if (!file) {
+    return;
+  }
+  char line[line_buffer_size];
+  while (!feof(file.get()) && !ferror(file.get()) && fgets(line, sizeof(line), file.get())) {
+    char* name = nullptr;
+    char* value = nullptr;
+    divide_name_equ_value_pair_loose(chomp(line), &name, &value);
+    if (name != nullptr && value != nullptr) {
+      apply(name, value);
+    }
+  }
+}
+
+// Kept on purpose: an empty value never takes a flag back. Effect: an address given first and then
+// emptied leaves its flag set; go_remote() looks at the text as well.
+void transcode_settings::apply(char const* name, char const* value) {
+  if (strcmp(name, "max profile") == 0) {
+    max_profile = to_number(value);
+  } else if (strcmp(name, "transcode server address") == 0) {
+    address = value;
+    remote_flags |= address.empty() ? 0 : remote_flag_address;
+  } else if (strcmp(name, "transcode server user") == 0) {
+    user = value;
+    remote_flags |= user.empty() ? 0 : remote_flag_user;
+  } else if (strcmp(name, "transcode server password") == 0) {
+    password = value;
+    remote_flags |= remote_flag_password;
+  } else if (strcmp(name, "fullspeed") == 0) {
+    fullspeed = strtol(value, nullptr, 10) > 0;
+  }
+}
+
+bool transcode_settings::go_remote() const {
+  return remote_flags == (remote_flag_address | remote_flag_user | remote_flag_password) &&
+         !address.empty();
+}

@@ -1,0 +1,43 @@
+// The configuration record. This header includes nothing of the service; the companion tools use it
+// too.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+// Bits of transcode_settings::remote_flags.
+constexpr std::uint8_t remote_flag_address = 1;   // given, not empty
+constexpr std::uint8_t remote_flag_user = 2;      // given, not empty
+constexpr std::uint8_t remote_flag_password = 4;  // given, also when empty
+
+// The settings of one run, read once from the configuration file. Credentials are plain text here
+// as they are in the file.
+class transcode_settings {
+public:
+  bool fullspeed = false;         // local transcodes are not held back; key "fullspeed"
+  std::int32_t max_profile = -1;  // highest profile to choose, below 1 none; key "max profile"
+  std::uint8_t remote_flags = 0;  // which remote keys were given
+  std::string password;           // key "transcode server password"
+  std::string address;            // host name or address; key "transcode server address"
+  std::string user;               // key "transcode server user"
+
+  // Puts every field at its default.
+  void clear();
+
+  // Puts every field at its default, then reads "/mnt/main/tv/vod.conf". A file that cannot be
+  // read, unknown keys and lines that are no pair are passed over without a word.
+  void vod_conf_load();
+
+  // True when address, user and password were all given and there is an address: transcodes then
+  // run on that server.
+  bool go_remote() const;
+
+  // True when a highest profile is set.
+  bool has_vod_max_profile() const { return max_profile > 0; }
+
+private:
+  void apply(char const* name, char const* value);
+};
+
+// The settings of this process. Named apart from its class, which shares the name in C++'s eyes.
+extern class transcode_settings transcode_settings;
