@@ -1,5 +1,4 @@
 // "add": a new job at the end of the queue. "test": a sign of life.
-#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -35,12 +34,6 @@ void auto_clear(transcode_states state, char const* kind) {
   }
 }
 
-bool apply(QueueItem& item, request_pairs const& pairs) {
-  return std::all_of(pairs.begin(), pairs.end(), [&item](auto const& pair) {
-    return item.modify(pair.first.c_str(), pair.second.c_str());
-  });
-}
-
 }  // namespace
 
 void do_cmd_test(command_call const& call) {
@@ -58,7 +51,7 @@ void do_cmd_add(command_call const& call) {
     return;
   }
   auto item = std::make_unique<QueueItem>();
-  if (!apply(*item, sorted_pairs(call.request))) {
+  if (!apply_pairs(*item, sorted_pairs(call.request))) {
     refuse(call.reply, call.command, "One or more parameters were not accepted");
     return;
   }

@@ -1,6 +1,4 @@
 // "modify" and "ready": changes that the item itself accepts or refuses.
-#include <algorithm>
-
 #include "control/commands.h"
 #include "control/reply.h"
 #include "control/selection.h"
@@ -16,11 +14,7 @@ constexpr char cannot_be_modified_text[] = "ONE OR MORE PARAMETERS CANNOT BE MOD
 // What was changed before the first refusal stays changed.
 void do_cmd_modify(command_call const& call) {
   QueueItem& item = *call.item;
-  request_pairs const pairs = sorted_field_pairs(call.request);
-  bool const accepted = std::all_of(pairs.begin(), pairs.end(), [&item](auto const& pair) {
-    return item.modify(pair.first.c_str(), pair.second.c_str());
-  });
-  if (!accepted) {
+  if (!apply_pairs(item, sorted_field_pairs(call.request))) {
     refuse_with_item(call.reply, call.command, cannot_be_modified_text, item);
     return;
   }

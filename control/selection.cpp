@@ -1,6 +1,8 @@
-// Finds the item that a request is about, by entry id or by file-operations job.
+// Finds the item that a request is about, by entry id or by file-operations job, and the fields
+// that the request gives.
 #include "control/selection.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 #include "platform/comm_socket_v4.h"
@@ -45,4 +47,10 @@ request_pairs sorted_field_pairs(comm_socket_v4_packet const& request) {
   pairs.erase(entry_id_key);
   pairs.erase(fileops_job_id_key);
   return pairs;
+}
+
+bool apply_pairs(QueueItem& item, request_pairs const& pairs) {
+  return std::all_of(pairs.begin(), pairs.end(), [&item](auto const& pair) {
+    return item.modify(pair.first.c_str(), pair.second.c_str());
+  });
 }

@@ -1,4 +1,4 @@
-// Which item a request is about.
+// Which item a request is about, and the fields that it gives.
 #pragma once
 
 #include <cstdint>
@@ -27,3 +27,7 @@ request_pairs sorted_pairs(comm_socket_v4_packet const& request);
 
 // The same without the pairs that select an item.
 request_pairs sorted_field_pairs(comm_socket_v4_packet const& request);
+
+// Applies the pairs to the item one by one; false at the first that it refuses, with those before
+// it applied.
+bool apply_pairs(QueueItem& item, request_pairs const& pairs);

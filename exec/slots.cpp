@@ -1,6 +1,8 @@
 // The five one-at-a-time slots. They serialise expensive steps in a service of one thread.
 #include "exec/slots.h"
 
+#include <initializer_list>
+
 QueueItem* item_metadata_ident_in_action = nullptr;
 QueueItem* item_query_profiles_in_action = nullptr;
 QueueItem* item_active_transcode_in_action = nullptr;

@@ -50,18 +50,24 @@ void transcode_settings::vod_conf_load() {
 
 // Kept on purpose: an empty value never takes a flag back. Effect: an address given first and then
 // emptied leaves its flag set; go_remote() looks at the text as well.
+void transcode_settings::set_remote_flag(std::uint8_t flag, bool is_given) {
+  if (is_given) {
+    remote_flags = static_cast<std::uint8_t>(remote_flags | flag);
+  }
+}
+
 void transcode_settings::apply(char const* name, char const* value) {
   if (strcmp(name, "max profile") == 0) {
     max_profile = to_number(value);
   } else if (strcmp(name, "transcode server address") == 0) {
     address = value;
-    remote_flags |= address.empty() ? 0 : remote_flag_address;
+    set_remote_flag(remote_flag_address, !address.empty());
   } else if (strcmp(name, "transcode server user") == 0) {
     user = value;
-    remote_flags |= user.empty() ? 0 : remote_flag_user;
+    set_remote_flag(remote_flag_user, !user.empty());
   } else if (strcmp(name, "transcode server password") == 0) {
     password = value;
-    remote_flags |= remote_flag_password;
+    set_remote_flag(remote_flag_password, true);
   } else if (strcmp(name, "fullspeed") == 0) {
     fullspeed = strtol(value, nullptr, 10) > 0;
   }

@@ -36,6 +36,7 @@ public:
   bool has_vod_max_profile() const { return max_profile > 0; }
 
 private:
+  void set_remote_flag(std::uint8_t flag, bool is_given);
   void apply(char const* name, char const* value);
 };
 
