@@ -1,0 +1,72 @@
+// qxmi_vod_transcode: lists what can be made of a media file, and makes it.
+#include "tools/common/command_line.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/qxmi_vod_transcode/quote.h"
+#include "tools/qxmi_vod_transcode/source_media.h"
+#include "tools/qxmi_vod_transcode/transcode.h"
+
+#include <cstdio>
+
+namespace {
+
+const std::string tool_name = "qxmi_vod_transcode";
+
+struct command_line {
+  bool quote = false;
+  int max_height = 0;
+  std::string format = "mp4";
+  transcode_options job;
+};
+
+void define_options(CLI::App& app, command_line& line) {
+  app.name(tool_name);
+  app.add_option("--file", line.job.input, "The media file to read");
+  CLI::Option* quote = app.add_flag("--quote", line.quote, "List what can be made of the file");
+  app.add_option("--height", line.max_height, "List nothing above this many lines")
+      ->check(CLI::Range(1, 1000000))
+      ->needs(quote);
+  app.add_option("-d", line.job.level, "0 normal, 1 to 6 low priority, 7 only when idle")
+      ->check(CLI::Range(0, 7));
+  app.add_option("--cpu-cap", line.job.cpu_cap, "Percent of all processors; 0 is no cap")
+      ->check(CLI::Range(0, 100));
+  app.add_option("--max-threads", line.job.max_threads, "Threads of the encoder at most")
+      ->check(CLI::Range(1, 1024));
+  app.add_option("--profile", line.job.profile, "A profile that --quote lists")->excludes(quote);
+  app.add_option("-f", line.format, "The output's format")->check(CLI::IsMember({"mp4"}));
+  app.add_option("-o", line.job.output, "The file to make")->excludes(quote);
+}
+
+int quote_source(const command_line& line) {
+  source_media media;
+  std::string error;
+  if (!read_source_media(line.job.input, media, error)) {
+    return report_failure(tool_name, line.job.input, error);
+  }
+  std::fputs(quote_text(media, line.max_height).c_str(), stdout);
+  return std::fflush(stdout) == 0 ? exit_success : exit_failure;
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Makes video-on-demand copies of media files.");
+  command_line line;
+  define_options(app, line);
+  const int status = parse_command_line(app, argc, argv);
+  if (status != keep_going) return status;
+  if (line.job.input.empty()) return report_usage(tool_name, "--file is required");
+  if (line.quote) return quote_source(line);
+  if (line.job.output.empty()) return report_usage(tool_name, "-o is required");
+  const bool known = line.job.profile == sound_profile || profile_height(line.job.profile) > 0;
+  if (!known) return report_usage(tool_name, "no such profile: \"" + line.job.profile + "\"");
+  return transcode(tool_name, line.job);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!catch_tool_signals()) {
+    std::perror("qxmi_vod_transcode: signals");
+    return exit_failure;
+  }
+  return end_of_tool(run(argc, argv));
+}

@@ -1,0 +1,54 @@
+// Turns the engine's progress report into the tool's progress lines.
+#include "tools/qxmi_vod_transcode/progress.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+// Promised is twice a second.
+constexpr std::chrono::milliseconds line_interval{400};
+
+}  // namespace
+
+bool progress_line::take(std::string_view line) {
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos) return false;
+  const std::string_view key = line.substr(0, equals);
+  const std::string value(line.substr(equals + 1));
+  std::int64_t done = 0;
+  if (key == "frame" && picture_) {
+    done = std::atoll(value.c_str());
+  } else if (key == "out_time_us" && !picture_) {
+    done = std::atoll(value.c_str()) / std::chrono::microseconds(sound_frame).count();
+  } else if (key == "fps") {
+    fps_ = std::atof(value.c_str());
+  } else if (key == "speed") {
+    speed_ = std::atof(value.c_str());
+  }
+  done_ = std::min(total_, std::max(done_, done));
+  return key == "progress";
+}
+
+std::string progress_line::format(std::int64_t done) const {
+  char text[160];
+  std::snprintf(text, sizeof text, "Encoding: frame=%lld/%lld fps=%.1f speed=%.2fx",
+                static_cast<long long>(done), static_cast<long long>(total_), fps_, speed_);
+  return text;
+}
+
+void progress_output::write_line(const std::string& line, std::chrono::milliseconds patience) {
+  last_ = std::chrono::steady_clock::now();
+  pollfd room = {STDOUT_FILENO, POLLOUT, 0};
+  if (reader_gone_ || poll(&room, 1, static_cast<int>(patience.count())) <= 0) return;
+  const std::string bytes = line + "\n";
+  reader_gone_ = write(STDOUT_FILENO, bytes.data(), bytes.size()) < 0;
+}
+
+bool progress_output::due() const {
+  return std::chrono::steady_clock::now() - last_ >= line_interval;
+}

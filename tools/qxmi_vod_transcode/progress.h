@@ -1,0 +1,49 @@
+// Turns the engine's progress report into the tool's progress lines.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// One line "Encoding: frame=N/TOTAL fps=F speed=S", N never above TOTAL nor below an earlier N.
+class progress_line {
+public:
+  // `total` is in frames of the output; sound alone counts frames of sound_frame.
+  progress_line(std::int64_t total, bool picture) : total_(total), picture_(picture) {}
+
+  // Takes one "key=value" line of the engine. True when it ends a report, so that there is
+  // something new to tell.
+  bool take(std::string_view line);
+
+  // The line as of now, and the last one; without a line feed.
+  std::string text() const { return format(done_); }
+  std::string final_text() const { return format(total_); }
+
+  static constexpr std::chrono::milliseconds sound_frame{40};
+
+private:
+  std::string format(std::int64_t done) const;
+
+  std::int64_t total_;
+  bool picture_;
+  std::int64_t done_ = 0;
+  double fps_ = 0.0;
+  double speed_ = 0.0;
+};
+
+// Writes lines to standard output without ever waiting for a reader: a line that finds no room is
+// left out, the next one says the same and more. Once the reader has gone nothing is written.
+class progress_output {
+public:
+  // `patience` is how long to wait for room.
+  void write_line(const std::string& line,
+                  std::chrono::milliseconds patience = std::chrono::milliseconds(0));
+
+  // True when the last attempt is long enough ago for another line to be due.
+  bool due() const;
+
+private:
+  bool reader_gone_ = false;
+  std::chrono::steady_clock::time_point last_ = std::chrono::steady_clock::now();
+};

@@ -1,0 +1,10 @@
+// The listing of what can be made of a source.
+#pragma once
+
+#include "tools/qxmi_vod_transcode/source_media.h"
+
+#include <string>
+
+// The listing, in lines: "*SOURCE" and one line about the source, "*QUOTE" and a line ".. NAME"
+// for each profile, best first. `max_height` above 0 leaves out what is higher.
+std::string quote_text(const source_media& media, int max_height);

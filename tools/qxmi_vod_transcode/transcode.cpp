@@ -1,0 +1,178 @@
+// Makes the output file from the source.
+#include "tools/qxmi_vod_transcode/transcode.h"
+
+#include "tools/common/command_line.h"
+#include "tools/common/media_probe.h"
+#include "tools/common/output_file.h"
+#include "tools/common/process_runner.h"
+#include "tools/common/source_file.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qxmi_vod_transcode/cpu_cap.h"
+#include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/qxmi_vod_transcode/progress.h"
+#include "tools/qxmi_vod_transcode/source_media.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+constexpr std::chrono::seconds last_line_patience{1};
+
+int processors() {
+  return static_cast<int>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
+}
+
+// How far the output's length may be from the source's, in seconds.
+double tolerance(double duration) {
+  return std::max(1.0, duration / 100.0);
+}
+
+std::int64_t total_frames(const source_media& media) {
+  const double frame = std::chrono::duration<double>(progress_line::sound_frame).count();
+  const double total =
+      media.picture ? media.picture_duration * media.frame_rate().value() : media.duration / frame;
+  return std::max<std::int64_t>(1, std::llround(total));
+}
+
+// Watches the encoder: hands on its progress and keeps it within the cap.
+class encoder_watch : public run_observer {
+public:
+  encoder_watch(progress_line& line, progress_output& output, cpu_cap& cap)
+      : line_(line), output_(output), cap_(cap) {}
+
+  void on_line(std::string_view text) override {
+    if (line_.take(text)) output_.write_line(line_.text());
+  }
+
+  bool on_tick(const child_process& child, bool suspended) override {
+    if (!suspended && output_.due()) output_.write_line(line_.text());
+    return cap_.must_stop(std::chrono::steady_clock::now().time_since_epoch(), child.cpu_time(),
+                          suspended);
+  }
+
+private:
+  progress_line& line_;
+  progress_output& output_;
+  cpu_cap& cap_;
+};
+
+class transcode_job {
+public:
+  transcode_job(const std::string& tool, const transcode_options& options)
+      : tool_(tool), options_(options), cap_(options.cpu_cap, processors()) {}
+
+  int run() {
+    std::string error;
+    if (!source_.open(options_.input, error)) return fail_source(error);
+    if (!read_source_media(options_.input, media_, error)) return fail_source(error);
+    if (!choose_streams(error)) return fail_source(error);
+    if (!output_.create(options_.output, error)) return fail_output(error);
+
+    progress_line line(total_frames(media_), media_.picture.has_value());
+    progress_output progress;
+    if (!encode(line, progress)) return exit_failure;
+    if (!source_.unchanged()) return fail_source("changed while it was read");
+    if (!verify(error)) return fail_source(error);
+    if (!output_.commit(error)) return fail_output(error);
+    progress.write_line(line.final_text(), last_line_patience);
+    return exit_success;
+  }
+
+private:
+  int fail(const std::string& file, const std::string& cause) const {
+    // Whoever asked for the end needs no reason for it.
+    return stop_signal() != 0 ? exit_failure : report_failure(tool_, file, cause);
+  }
+  int fail_source(const std::string& cause) const { return fail(options_.input, cause); }
+  int fail_output(const std::string& cause) const { return fail(options_.output, cause); }
+
+  bool choose_streams(std::string& error) {
+    const bool sound_only = options_.profile == sound_profile;
+    if (sound_only) media_.picture.reset();
+    if (sound_only && !media_.sound) error = "has no sound";
+    if (!sound_only && !media_.picture) error = "has no moving picture";
+    return error.empty();
+  }
+
+  encode_settings settings() const {
+    encode_settings chosen;
+    chosen.threads = cap_.useful_threads();
+    if (options_.max_threads > 0) chosen.threads = std::min(chosen.threads, options_.max_threads);
+    // Longer than declared is a failure too, but must not fill the disk first.
+    chosen.time_limit = media_.duration + 2.0 * tolerance(media_.duration);
+    if (!media_.picture) return chosen;
+    chosen.size = output_size(media_.picture->displayed, profile_height(options_.profile));
+    chosen.tone_map = media_.picture->high_dynamic_range() && engine_can_tone_map();
+    return chosen;
+  }
+
+  bool encode(progress_line& line, progress_output& progress) {
+    settings_ = settings();
+    program_request request;
+    request.argv = encode_command(media_, settings_, source_.url(), output_.url());
+    request.priority.level = options_.level;
+    encoder_watch watch(line, progress, cap_);
+    const program_result result = run_program(request, watch);
+    if (!result.success()) report_encoder(result);
+    return result.success();
+  }
+
+  void report_encoder(const program_result& result) const {
+    const bool blames_output = result.errors.find(output_.url()) != std::string::npos;
+    if (blames_output) {
+      fail_output(engine_cause(result, output_.url()));
+    } else {
+      fail_source(engine_cause(result, source_.url()));
+    }
+  }
+
+  // The engine may end with status 0 and an output that is empty or stops in the middle.
+  bool verify(std::string& error) const {
+    media_info made;
+    std::string cause;
+    if (!probe_media(output_.temporary_path(), made, cause)) {
+      error = "cannot be transcoded, the result " + cause;
+    } else if (!has_streams(made)) {
+      error = "cannot be transcoded, the result lacks picture or sound";
+    } else if (std::fabs(made.duration - media_.duration) > tolerance(media_.duration)) {
+      error = length_error(made.duration);
+    }
+    return error.empty();
+  }
+
+  bool has_streams(const media_info& made) const {
+    const video_stream* picture = made.picture();
+    const bool picture_is_right =
+        media_.picture ? picture != nullptr && picture->displayed.width == settings_.size.width &&
+                             picture->displayed.height == settings_.size.height
+                       : picture == nullptr;
+    return picture_is_right && (made.sound() != nullptr) == media_.sound.has_value();
+  }
+
+  std::string length_error(double made) const {
+    char text[120];
+    const char* form = made < media_.duration ? "ends after %.2f s, its declared length is %.2f s"
+                                              : "goes on after its declared length: %.2f of %.2f s";
+    std::snprintf(text, sizeof text, form, made, media_.duration);
+    return text;
+  }
+
+  const std::string& tool_;
+  const transcode_options& options_;
+  cpu_cap cap_;
+  source_file source_;
+  source_media media_;
+  encode_settings settings_;
+  output_file output_;
+};
+
+}  // namespace
+
+int transcode(const std::string& tool, const transcode_options& options) {
+  return transcode_job(tool, options).run();
+}
