@@ -58,6 +58,8 @@ std::string_view sniff_still(std::string_view head) {
 
 std::string engine_cause(const program_result& result, const std::string& url) {
   if (result.end != program_end::exited) return result.cause();
+  if (result.errors.find("not on whitelist") != std::string::npos)
+    return "is no kind of film or sound";
   const std::string prefix = url + ": ";
   const std::size_t at = result.errors.rfind(prefix);
   if (at == std::string::npos) return result.cause();

@@ -19,8 +19,12 @@ const char* kind_refused(mode_t mode) {
 }
 
 bool same_file(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+bool same_content(const struct stat& a, const struct stat& b) {
+  return a.st_size == b.st_size && a.st_mtim.tv_sec == b.st_mtim.tv_sec &&
+         a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
 }  // namespace
@@ -40,7 +44,12 @@ bool source_file::open(const std::string& path, std::string& error) {
   return true;
 }
 
+bool source_file::is_same_as(const std::string& path) const {
+  struct stat other = {};
+  return stat(path.c_str(), &other) == 0 && same_file(other, status_);
+}
+
 bool source_file::unchanged() const {
   struct stat now = {};
-  return stat(path_.c_str(), &now) == 0 && same_file(now, status_);
+  return stat(path_.c_str(), &now) == 0 && same_file(now, status_) && same_content(now, status_);
 }

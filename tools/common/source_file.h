@@ -25,6 +25,9 @@ public:
   off_t size() const { return status_.st_size; }
   const struct stat& status() const { return status_; }
 
+  // True when `path` leads to this very file, under whatever name.
+  bool is_same_as(const std::string& path) const;
+
   // True while the name still leads to the same file with the same size and time of change, so
   // that what an engine read was one and the same thing from beginning to end.
   bool unchanged() const;

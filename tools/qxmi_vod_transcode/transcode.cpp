@@ -71,6 +71,7 @@ public:
     if (!source_.open(options_.input, error)) return fail_source(error);
     if (!read_source_media(options_.input, media_, error)) return fail_source(error);
     if (!choose_streams(error)) return fail_source(error);
+    if (source_.is_same_as(options_.output)) return fail_output("is the source");
     if (!output_.create(options_.output, error)) return fail_output(error);
 
     progress_line line(total_frames(media_), media_.picture.has_value());

@@ -35,6 +35,10 @@ std::string quoted(const std::string& path) {
   return result + "'";
 }
 
+std::string filtered(const std::string& path, const std::string& filters) {
+  return output_of("ffmpeg -nostdin -v error -i " + quoted(path) + " " + filters + " -f null -");
+}
+
 // The pts_time of the first frame whose value is above `threshold`, in the form of the metadata
 // filters: a line "frame:N pts:P pts_time:T", then a line "key=value".
 double first_time_above(const std::string& report, double threshold) {
@@ -89,19 +93,28 @@ bool index_in_front(const std::string& path) {
   return bytes.find("moov") < bytes.find("mdat");
 }
 
-double first_bright_time(const std::string& path) {
-  return first_time_above(output_of("ffmpeg -nostdin -v error -i " + quoted(path) +
-                                    " -an -vf signalstats,metadata=print:"
-                                    "key=lavfi.signalstats.YAVG:file=- -f null -"),
-                          128.0);
+double first_bright_time(const std::string& path, const std::string& before) {
+  const std::string filters = before + ",signalstats,metadata=print:"
+                                       "key=lavfi.signalstats.YAVG:file=-";
+  return first_time_above(filtered(path, "-an -vf " + filters), 128.0);
 }
 
-double first_loud_time(const std::string& path) {
-  return first_time_above(output_of("ffmpeg -nostdin -v error -i " + quoted(path) +
-                                    " -vn -af asetnsamples=480,astats=metadata=1:reset=1,"
-                                    "ametadata=print:key=lavfi.astats.Overall.RMS_level:file=- "
-                                    "-f null -"),
-                          -30.0);
+double first_loud_time(const std::string& path, const std::string& before) {
+  const std::string filters = before + ",asetnsamples=480,astats=metadata=1:reset=1,"
+                                       "ametadata=print:"
+                                       "key=lavfi.astats.Overall.RMS_level:file=-";
+  return first_time_above(filtered(path, "-vn -af " + filters), -30.0);
+}
+
+int combed_frames(const std::string& path) {
+  std::istringstream stream(filtered(path, "-an -vf idet,metadata=print:"
+                                           "key=lavfi.idet.multiple.current_frame:file=-"));
+  int combed = 0;
+  for (std::string line; std::getline(stream, line);) {
+    const std::string value = line.substr(line.find('=') + 1);
+    if (value == "tff" || value == "bff") ++combed;
+  }
+  return combed;
 }
 
 }  // namespace qx_test

@@ -25,7 +25,11 @@ std::vector<double> key_frame_times(const std::string& path);
 bool index_in_front(const std::string& path);
 
 // When the picture turns bright and the sound loud, in seconds from the beginning; -1 if never.
-double first_bright_time(const std::string& path);
-double first_loud_time(const std::string& path);
+// `before` is a chain of filters that comes first, such as "crop=iw:ih/2:0:0" for the upper half.
+double first_bright_time(const std::string& path, const std::string& before = "null");
+double first_loud_time(const std::string& path, const std::string& before = "anull");
+
+// How many frames show the comb of two fields of different moments.
+int combed_frames(const std::string& path);
 
 }  // namespace qx_test

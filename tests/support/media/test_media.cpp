@@ -32,12 +32,13 @@ struct recipe {
 #define QX_TONE "-f lavfi -i sine=frequency=1000:sample_rate=48000 "
 #define QX_SCENE(size, rate) "-f lavfi -i testsrc2=size=" size ":rate=" rate " "
 #define QX_MPEG2 "-c:v mpeg2video -b:v 3M -c:a mp2 -ac 2 -f mpegts "
+#define QX_FIELDS(size) "-f lavfi -i testsrc2=size=" size ":rate=50,tinterlace=interleave_top "
 #define QX_INTERLACED "-flags +ildct+ilme -top 1 -field_order tt -output_ts_offset 1234.567 "
 #define QX_H264 "-c:v libx264 -preset ultrafast -pix_fmt yuv420p -c:a aac -ac 2 -f mp4 "
 
 constexpr recipe recipes[] = {
-    {"interlaced.ts", QX_SCENE("1920x1080", "25") QX_TONE "-t 3 " QX_INTERLACED QX_MPEG2},
-    {"interlaced_small.ts", QX_SCENE("320x240", "25") QX_TONE "-t 3 " QX_INTERLACED QX_MPEG2},
+    {"interlaced.ts", QX_FIELDS("1920x1080") QX_TONE "-t 3 " QX_INTERLACED QX_MPEG2},
+    {"interlaced_small.ts", QX_FIELDS("320x240") QX_TONE "-t 3 " QX_INTERLACED QX_MPEG2},
     {"two_programs.ts", QX_SCENE("160x120", "25") QX_SCENE("320x240", "25") QX_TONE
      "-f lavfi -i sine=frequency=3000:sample_rate=48000 -map 0 -map 2 -map 1 -map 3 -t 2 "
      "-program program_num=1:st=0:st=1 -program program_num=2:st=2:st=3 " QX_MPEG2},
@@ -71,9 +72,12 @@ constexpr recipe recipes[] = {
               "25") "-t 1 -c:v libx265 -preset ultrafast -pix_fmt yuv420p10le "
                     "-color_primaries bt2020 -color_trc smpte2084 -colorspace bt2020nc "
                     "-x265-params log-level=none:pools=none:frame-threads=1 -f matroska "},
+    {"white_left.mp4",
+     "-f lavfi -i color=black:size=320x180:rate=25,drawbox=w=160:h=180:c=white:t=fill "
+     "-t 2 " QX_H264},
     {"raw.h264", QX_SCENE("320x180", "25") "-t 2 -c:v libx264 -preset ultrafast -f h264 "},
     {"indexed.mp4", "-i @ -c copy -movflags +faststart -f mp4 ", "progressive.mp4"},
-    {"rotated.mp4", "-i @ -c copy -metadata:s:v rotate=270 -f mp4 ", "silent.mp4"},
+    {"rotated.mp4", "-i @ -c copy -metadata:s:v rotate=270 -f mp4 ", "white_left.mp4"},
     {"still.png", QX_SCENE("200x100", "25") "-frames:v 1 -f image2 -update 1 -c:v png "},
     {"still.jpg", QX_SCENE("200x100", "25") "-frames:v 1 -f image2 -update 1 -c:v mjpeg "},
 };

@@ -2,7 +2,8 @@
 // shared by tests that run side by side (<build>/test-media; to be removed when a recipe changes).
 // Never to be written to; copy what a test will change.
 //
-//   interlaced.ts         1920x1080 25i MPEG-2, mp2 tone, 3 s, clock begins at 1234.567 s
+//   interlaced.ts         1920x1080 25i MPEG-2 with moving fields, mp2 tone, 3 s; its clock
+//                         begins near 1234.567 s
 //   interlaced_small.ts   the same at 320x240
 //   two_programs.ts       160x120 with a low tone, then 320x240 with a high tone; 2 s
 //   progressive.mp4       640x360 25p H.264, AAC tone, 4 s
@@ -20,7 +21,8 @@
 //   surround.m4a          sound alone, 6 channels, 1 s
 //   covered.mp3           sound with an attached picture, 2 s
 //   silent.mp4            320x180 25p, picture alone, 2 s
-//   rotated.mp4           320x180 to be turned clockwise by 90 degrees, as from a phone; 2 s
+//   white_left.mp4        320x180 25p, picture alone, its left half white and the rest black; 2 s
+//   rotated.mp4           white_left.mp4 to be turned clockwise by 90 degrees, as from a phone
 //   hdr.mkv               HEVC 10 bit with PQ transfer, 128x72, 1 s
 //   raw.h264              a bare H.264 stream, 320x180 25p, 2 s
 //   still.png still.jpg   a picture, 200x100

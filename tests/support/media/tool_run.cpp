@@ -106,7 +106,8 @@ tool_run::tool_run(const std::string& tool, const std::vector<std::string>& argu
     if (folder.empty() || chdir(folder.c_str()) == 0) execv(argv[0], argv.data());
     _exit(255);
   }
-  EXPECT_GT(pid_, 0);
+  // Before it leads its group there is nothing to signal.
+  EXPECT_TRUE(pid_ > 0 && wait_until([this] { return getpgid(pid_) == pid_; }));
 }
 
 tool_run::~tool_run() {

@@ -1,0 +1,15 @@
+# Tests of qxmi_vod_transcode: its units, and the built tool on real media.
+qx_add_test(transcode_unit_test
+  transcode_cpu_cap_test.cpp
+  transcode_profiles_test.cpp
+  transcode_progress_test.cpp
+  transcode_quote_test.cpp
+  LIBS qx_transcode)
+
+qx_add_test(transcode_test
+  transcode_command_line_test.cpp
+  transcode_failures_test.cpp
+  transcode_media_test.cpp
+  transcode_signals_test.cpp
+  LIBS qx_test_media)
+add_dependencies(transcode_test qxmi_vod_transcode)

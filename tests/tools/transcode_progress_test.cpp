@@ -1,0 +1,59 @@
+// From the engine's progress report to the tool's lines.
+#include "tools/qxmi_vod_transcode/progress.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+progress_line after(progress_line line, const std::initializer_list<std::string_view>& report) {
+  for (const std::string_view text : report)
+    line.take(text);
+  return line;
+}
+
+}  // namespace
+
+TEST(progress_line, tells_frames_rate_and_speed) {
+  const progress_line line = after({200, true}, {"frame=50", "fps=25.50", "speed=1.02x"});
+  EXPECT_EQ(line.text(), "Encoding: frame=50/200 fps=25.5 speed=1.02x");
+}
+
+TEST(progress_line, begins_at_nothing_done) {
+  EXPECT_EQ(progress_line(200, true).text(), "Encoding: frame=0/200 fps=0.0 speed=0.00x");
+}
+
+TEST(progress_line, never_goes_above_the_total) {
+  EXPECT_EQ(after({200, true}, {"frame=300"}).text().rfind("Encoding: frame=200/200 ", 0), 0U);
+}
+
+TEST(progress_line, never_goes_back) {
+  EXPECT_EQ(after({200, true}, {"frame=50", "frame=40"}).text().rfind("Encoding: frame=50/", 0),
+            0U);
+}
+
+TEST(progress_line, counts_sound_in_frames_of_40_ms) {
+  const progress_line line = after({75, false}, {"out_time_us=1000000", "frame=3"});
+  EXPECT_EQ(line.text().rfind("Encoding: frame=25/75 ", 0), 0U);
+}
+
+TEST(progress_line, takes_a_time_not_known_yet_for_none) {
+  const progress_line line = after({75, false}, {"out_time_us=N/A", "speed=N/A"});
+  EXPECT_EQ(line.text(), "Encoding: frame=0/75 fps=0.0 speed=0.00x");
+}
+
+TEST(progress_line, takes_a_negative_time_for_none) {
+  EXPECT_EQ(after({75, false}, {"out_time_us=-23000"}).text().rfind("Encoding: frame=0/", 0), 0U);
+}
+
+TEST(progress_line, has_news_at_the_end_of_a_report) {
+  progress_line line(200, true);
+  EXPECT_FALSE(line.take("frame=1"));
+  EXPECT_FALSE(line.take("no pair"));
+  EXPECT_TRUE(line.take("progress=continue"));
+  EXPECT_TRUE(line.take("progress=end"));
+}
+
+TEST(progress_line, ends_with_all_frames) {
+  EXPECT_EQ(after({200, true}, {"frame=190"}).final_text().rfind("Encoding: frame=200/200 ", 0),
+            0U);
+}

@@ -1,0 +1,214 @@
+// The transcoder under the signals of the service, which reach its whole process group.
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/support/media/tool_run.h"
+#include "tests/support/wait_until.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <csignal>
+#include <string>
+#include <thread>
+
+using namespace qx_test;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+// Two minutes of film, encoded with little of the machine, so that no test meets its end.
+class transcode_signals : public testing::Test {
+protected:
+  std::vector<std::string> arguments(const std::string& priority, const std::string& cap) const {
+    return {"-d", priority, "--cpu-cap", cap,    "--profile", "180",
+            "-f", "mp4",    "-o",        output, "--file",    test_media("long.mp4")};
+  }
+
+  // The encoder at work: it has told progress.
+  static pid_t working_engine(const tool_run& run) {
+    const pid_t engine = run.engine();
+    EXPECT_TRUE(wait_until([&] { return last_frame(run) > 0; }));
+    return engine;
+  }
+
+  static long last_frame(const tool_run& run) {
+    const std::string text = run.output();
+    const std::size_t at = text.rfind("frame=");
+    return at == std::string::npos ? 0 : std::stol(text.substr(at + 6));
+  }
+
+  static bool gone(pid_t pid) {
+    const char state = process_state(pid);
+    return state == '\0' || state == 'Z';
+  }
+
+  scratch_folder folder;
+  std::string output = folder.file("out.mp4");
+};
+
+}  // namespace
+
+TEST_F(transcode_signals, suspending_stops_the_encoder_s_processor_time) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGUSR1);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }, 200ms));
+  const double then = cpu_seconds(engine);
+  // A processor cap continues its encoder every 50 ms; a suspended one must stay as it is.
+  EXPECT_FALSE(wait_until([&] { return process_state(engine) != 'T'; }, 700ms));
+  EXPECT_DOUBLE_EQ(cpu_seconds(engine), then);
+}
+
+TEST_F(transcode_signals, a_suspended_encoder_tells_no_progress) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGUSR1);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  const std::string before = run.output();
+  EXPECT_FALSE(wait_until([&] { return run.output() != before; }, 700ms));
+}
+
+TEST_F(transcode_signals, continuing_lets_the_encoder_go_on) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGUSR1);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  const long before = last_frame(run);
+  run.signal_group(SIGUSR2);
+  EXPECT_TRUE(wait_until([&] { return last_frame(run) > before; }));
+}
+
+TEST_F(transcode_signals, a_transcode_that_was_suspended_ends_well) {
+  std::vector<std::string> words = arguments("0", "0");
+  words.back() = test_media("progressive.mp4");
+  tool_run run("qxmi_vod_transcode", words);
+  const pid_t engine = run.engine();
+  run.signal_group(SIGUSR1);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == 'T' || gone(engine); }));
+  run.signal_group(SIGUSR2);
+  EXPECT_EQ(run.wait().status, 0) << run.errors();
+  EXPECT_NEAR(number(inspect(output)["format"]["duration"]), 4.0, 0.1);
+}
+
+TEST_F(transcode_signals, terminating_ends_within_a_second_and_leaves_nothing) {
+  tool_run run("qxmi_vod_transcode", arguments("7", "20"));
+  const pid_t engine = working_engine(run);
+  const auto begin = clock_type::now();
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
+  EXPECT_LT(clock_type::now() - begin, 1s);
+  EXPECT_TRUE(gone(engine));
+  EXPECT_THAT(folder.names(), IsEmpty());
+  EXPECT_EQ(run.errors(), "");
+}
+
+TEST_F(transcode_signals, terminating_ends_a_suspended_one_as_well) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGUSR1);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  const auto begin = clock_type::now();
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
+  EXPECT_LT(clock_type::now() - begin, 1s);
+  EXPECT_TRUE(gone(engine));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(transcode_signals, terminating_at_any_moment_leaves_nothing) {
+  for (int moment = 0; moment < 12; ++moment) {
+    tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+    // The moment itself is what varies here: from before main to the encoder's first frames.
+    std::this_thread::sleep_for(moment * 20ms);
+    run.signal_group(SIGTERM);
+    EXPECT_EQ(run.wait().signal, SIGTERM);
+    EXPECT_THAT(folder.names(), IsEmpty());
+  }
+}
+
+TEST_F(transcode_signals, killing_the_group_leaves_no_encoder) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGKILL);
+  EXPECT_EQ(run.wait().signal, SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return gone(engine); }));
+}
+
+TEST_F(transcode_signals, killing_the_tool_alone_leaves_no_encoder) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  kill(run.pid(), SIGKILL);
+  EXPECT_EQ(run.wait().signal, SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return gone(engine); }));
+}
+
+TEST_F(transcode_signals, a_dead_encoder_is_a_failure) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  kill(working_engine(run), SIGKILL);
+  EXPECT_EQ(run.wait().status, 1);
+  EXPECT_THAT(run.error_lines(), ElementsAre(testing::HasSubstr("long.mp4: ended by Killed")));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(transcode_signals, the_work_goes_on_when_nobody_reads_its_progress) {
+  std::vector<std::string> words = arguments("0", "0");
+  words.back() = test_media("silent.mp4");
+  tool_run run("qxmi_vod_transcode", words, "", tool_output::reader_gone);
+  EXPECT_EQ(run.wait().status, 0) << run.errors();
+  EXPECT_THAT(folder.names(), ElementsAre("out.mp4"));
+}
+
+TEST_F(transcode_signals, the_encoder_takes_default_broken_pipe_and_ignores_user_signals) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGUSR2);
+  const long before = last_frame(run);
+  EXPECT_TRUE(wait_until([&] { return last_frame(run) > before; }));
+  EXPECT_FALSE(gone(engine));
+}
+
+TEST_F(transcode_signals, the_lowest_priority_is_idle_for_processor_and_disk) {
+  tool_run run("qxmi_vod_transcode", arguments("7", "20"));
+  const pid_t engine = working_engine(run);
+  EXPECT_EQ(sched_getscheduler(engine), SCHED_IDLE);
+  EXPECT_EQ(syscall(SYS_ioprio_get, 1, engine) >> 13, 3);
+}
+
+TEST_F(transcode_signals, a_low_priority_is_batch_work) {
+  tool_run run("qxmi_vod_transcode", arguments("3", "20"));
+  const pid_t engine = working_engine(run);
+  EXPECT_EQ(sched_getscheduler(engine), SCHED_BATCH);
+  EXPECT_EQ(syscall(SYS_ioprio_get, 1, engine), (2 << 13) | 7);
+}
+
+TEST_F(transcode_signals, no_priority_keeps_what_is_inherited) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  EXPECT_EQ(sched_getscheduler(working_engine(run)), SCHED_OTHER);
+}
+
+TEST_F(transcode_signals, the_cap_holds_the_encoder_to_its_share) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "15"));
+  const pid_t engine = working_engine(run);
+  const double then = cpu_seconds(engine);
+  const auto begin = clock_type::now();
+  EXPECT_FALSE(wait_until([&] { return gone(engine); }, 4s));
+  const double passed = std::chrono::duration<double>(clock_type::now() - begin).count();
+  const double all = passed * static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN));
+  EXPECT_NEAR(100.0 * (cpu_seconds(engine) - then) / all, 15.0, 5.0);
+}
+
+TEST_F(transcode_signals, progress_comes_at_least_twice_a_second) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "5"));
+  working_engine(run);
+  const std::size_t lines = run.output_lines().size();
+  EXPECT_FALSE(wait_until([&] { return run.output_lines().size() >= lines + 6; }, 1s));
+  EXPECT_TRUE(wait_until([&] { return run.output_lines().size() >= lines + 4; }, 2s));
+}
