@@ -1,0 +1,10 @@
+// Fixed places of the server platform, each written down once.
+#pragma once
+
+constexpr char path_fileops_dir[] = "/mnt/main/tv/fileops/";
+constexpr char path_fileops_jobs[] = "/mnt/main/tv/fileops/jobs";
+constexpr char path_output_dir[] = "/mnt/main/tv/vod/";
+constexpr char path_vod_conf[] = "/mnt/main/tv/vod.conf";
+constexpr char path_queue_file[] = "/mnt/main/tv/vod.queue.js";
+constexpr char path_media_roots[] = "/mnt/main/tv/media.roots";
+constexpr char path_control_socket[] = "/var/run/vod.transcode.service";

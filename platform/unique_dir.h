@@ -1,0 +1,13 @@
+// A directory stream that closes itself.
+#pragma once
+
+#include <memory>
+
+#include <dirent.h>
+
+struct dir_closer {
+  void operator()(DIR* dir) const { closedir(dir); }
+};
+
+// Owns a stream opened with opendir; empty when the open failed.
+using unique_dir = std::unique_ptr<DIR, dir_closer>;
