@@ -82,8 +82,9 @@ std::vector<double> key_frame_times(const std::string& path) {
                                       "-skip_frame nokey -show_entries frame=pts_time -i " +
                                       quoted(path)));
   std::vector<double> times;
-  for (std::string line; std::getline(stream, line);)
-    times.push_back(std::atof(line.c_str()));
+  for (std::string line; std::getline(stream, line);) {
+    if (!line.empty()) times.push_back(std::atof(line.c_str()));
+  }
   return times;
 }
 

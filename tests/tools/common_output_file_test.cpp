@@ -1,0 +1,111 @@
+// A result appears when it is whole, or not at all.
+#include "tests/support/media/tool_run.h"
+#include "tools/common/output_file.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <fstream>
+
+using namespace qx_test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+std::string content(const std::string& path) {
+  std::ifstream stream(path);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class output_file_test : public testing::Test {
+protected:
+  scratch_folder folder;
+  std::string path = folder.file("result");
+  std::string error;
+};
+
+}  // namespace
+
+TEST_F(output_file_test, is_hidden_and_beside_its_place_until_it_is_committed) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  ASSERT_EQ(folder.names().size(), 1U);
+  EXPECT_EQ(folder.names()[0][0], '.');
+  EXPECT_EQ(output.temporary_path(), folder.file(folder.names()[0]));
+}
+
+TEST_F(output_file_test, commit_gives_it_its_name) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  std::ofstream(output.temporary_path()) << "whole";
+  ASSERT_TRUE(output.commit(error)) << error;
+  EXPECT_THAT(folder.names(), ElementsAre("result"));
+  EXPECT_EQ(content(path), "whole");
+}
+
+TEST_F(output_file_test, is_removed_when_it_is_not_committed) {
+  {
+    output_file output;
+    ASSERT_TRUE(output.create(path, error)) << error;
+  }
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(output_file_test, leaves_an_older_result_alone_until_commit) {
+  std::ofstream(path) << "older";
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  EXPECT_EQ(content(path), "older");
+  ASSERT_TRUE(output.commit(error)) << error;
+  EXPECT_EQ(content(path), "");
+}
+
+TEST_F(output_file_test, two_at_once_do_not_meet) {
+  output_file first;
+  output_file second;
+  ASSERT_TRUE(first.create(path, error) && second.create(path, error)) << error;
+  EXPECT_NE(first.temporary_path(), second.temporary_path());
+}
+
+TEST_F(output_file_test, has_the_permissions_that_the_umask_leaves) {
+  const mode_t before = umask(027);
+  output_file output;
+  EXPECT_TRUE(output.create(path, error) && output.commit(error)) << error;
+  umask(before);
+  struct stat status = {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(output_file_test, the_longest_name_has_room) {
+  output_file output;
+  ASSERT_TRUE(output.create(folder.file(std::string(255, 'n')), error)) << error;
+  EXPECT_TRUE(output.commit(error)) << error;
+}
+
+TEST_F(output_file_test, a_directory_is_refused) {
+  output_file output;
+  EXPECT_FALSE(output.create(folder.path(), error));
+  EXPECT_EQ(error, "Is a directory");
+  EXPECT_FALSE(output.create(folder.path() + "/", error));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(output_file_test, a_missing_folder_is_told) {
+  output_file output;
+  EXPECT_FALSE(output.create(folder.file("no/result"), error));
+  EXPECT_EQ(error, "No such file or directory");
+}
+
+TEST_F(output_file_test, a_failed_commit_leaves_nothing) {
+  {
+    output_file output;
+    ASSERT_TRUE(output.create(path, error)) << error;
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    EXPECT_FALSE(output.commit(error));
+    EXPECT_EQ(error, "Is a directory");
+  }
+  EXPECT_THAT(folder.names(), ElementsAre("result"));
+}

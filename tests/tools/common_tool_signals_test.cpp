@@ -1,0 +1,118 @@
+// The signals a tool obeys.
+#include "tools/common/process_runner.h"
+#include "tools/common/tool_signals.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+class tool_signals : public testing::Test {
+protected:
+  void SetUp() override { ASSERT_TRUE(catch_tool_signals()); }
+
+  static void arrive(int number) {
+    raise(number);
+    read_tool_signals();
+  }
+};
+
+// A request to stop cannot be taken back, so whatever makes one runs in a process of its own.
+void expect_in_child(bool (*check)()) {
+  EXPECT_EXIT(_exit(check() ? 0 : 1), testing::ExitedWithCode(0), "");
+}
+
+using tool_signals_death = tool_signals;
+
+// Raises `number` in the tool at the first tick.
+struct raiser : run_observer {
+  explicit raiser(int number) : number_(number) {}
+  void on_line(std::string_view) override {}
+  bool on_tick(const child_process&, bool suspended) override {
+    if (ticks_++ == 0) raise(number_);
+    if (suspended && ++suspended_ticks == 10) raise(SIGUSR2);
+    return false;
+  }
+  int suspended_ticks = 0;
+
+private:
+  int number_;
+  int ticks_ = 0;
+};
+
+program_end end_of_sleep_with(int number) {
+  program_request request;
+  request.argv = {"/bin/sleep", "60"};
+  raiser observer(number);
+  return run_program(request, observer).end;
+}
+
+}  // namespace
+
+TEST_F(tool_signals, nothing_is_asked_at_first) {
+  read_tool_signals();
+  EXPECT_EQ(stop_signal(), 0);
+  EXPECT_FALSE(suspend_wanted());
+  EXPECT_EQ(end_of_tool(7), 7);
+}
+
+TEST_F(tool_signals, user_signals_suspend_and_continue) {
+  arrive(SIGUSR1);
+  EXPECT_TRUE(suspend_wanted());
+  arrive(SIGUSR2);
+  EXPECT_FALSE(suspend_wanted());
+}
+
+TEST_F(tool_signals_death, the_first_request_to_stop_is_kept) {
+  expect_in_child([] {
+    arrive(SIGINT);
+    arrive(SIGTERM);
+    return stop_signal() == SIGINT;
+  });
+}
+
+TEST_F(tool_signals_death, the_tool_dies_by_the_signal_that_stopped_it) {
+  EXPECT_EXIT(
+      {
+        raise(SIGTERM);
+        _exit(end_of_tool(0));
+      },
+      testing::KilledBySignal(SIGTERM), "");
+}
+
+TEST_F(tool_signals_death, a_request_to_stop_ends_a_running_program) {
+  expect_in_child([] { return end_of_sleep_with(SIGTERM) == program_end::tool_stopped; });
+}
+
+TEST_F(tool_signals_death, a_request_to_stop_ends_a_suspended_program) {
+  expect_in_child([] {
+    arrive(SIGUSR1);
+    return end_of_sleep_with(SIGTERM) == program_end::tool_stopped;
+  });
+}
+
+TEST_F(tool_signals, time_spent_suspended_is_not_counted) {
+  program_request request;
+  request.argv = {"/bin/sleep", "0.1"};
+  request.time_limit = 450ms;
+  raiser observer(SIGUSR1);
+  EXPECT_TRUE(run_program(request, observer).success());
+  EXPECT_EQ(observer.suspended_ticks, 10);
+}
+
+TEST_F(tool_signals_death, missing_standard_descriptors_are_filled) {
+  EXPECT_EXIT(
+      {
+        close(0);
+        close(1);
+        const bool caught = catch_tool_signals();
+        struct stat status = {};
+        _exit(caught && fstat(0, &status) == 0 && fstat(1, &status) == 0 ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+}
