@@ -78,8 +78,9 @@ public:
 
   // Runs a program inside to its end, standard input empty. argv[0] is its path inside.
   run_result run(const std::vector<std::string>& argv) const;
-  // Starts one and returns its process id as the test sees it, to be waited for by the caller; -1
-  // with a failed test when it cannot be started.
+  // Starts one and returns its process id as the test sees it; -1 with a failed test when it cannot
+  // be started. The caller may wait for it; what it has not waited for by the end of the private
+  // root is killed and reaped there.
   pid_t spawn(const std::vector<std::string>& argv, const spawn_options& options = {}) const;
   // Calls `action` in a process of its own that sees the private root's files, and returns its
   // result (0 to 255). It may mount.
@@ -100,6 +101,7 @@ private:
   std::string folder_;
   pid_t keeper_ = -1;
   int life_fd_ = -1;  // the keeper ends when this is closed
+  mutable std::vector<pid_t> spawned_;
 };
 
 }  // namespace qx_test

@@ -1,0 +1,26 @@
+// File helpers of the stand-in tool, which links no test library.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace qx_test {
+
+// Writes the file under a temporary name and renames it, so that nobody sees half of it. Ends the
+// process with status 120 when that fails: no real tool is known to use it.
+void write_whole(const std::string& path, std::string_view content);
+
+// The whole file; empty when there is none.
+std::string read_whole(const std::string& path);
+
+// All that comes from a descriptor until its end.
+std::string read_to_end(int fd);
+
+// Writes all of it; false when the reader is gone.
+bool write_all(int fd, std::string_view bytes);
+
+bool file_exists(const std::string& path);
+
+[[noreturn]] void fail(const std::string& what);
+
+}  // namespace qx_test

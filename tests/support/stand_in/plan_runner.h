@@ -1,0 +1,35 @@
+// Carries out a stand-in tool's plan, one step after another.
+#pragma once
+
+#include "tests/support/stand_in/call_record.h"
+
+#include <string>
+#include <vector>
+
+namespace qx_test {
+
+class plan_runner {
+public:
+  plan_runner(call_record record, std::vector<std::string> argv);
+
+  // Takes every step of the plan that is meant for this run; returns the exit status.
+  int run();
+
+private:
+  void step(const std::vector<std::string>& words);
+  void write_metadata(const std::string& lines) const;
+  void remove_trees() const;
+  void wait_for_trigger(const std::string& name) const;
+  void catch_signal(int number) const;
+  void start_grandchild() const;
+  void hold(const std::string& path, long position) const;
+
+  std::string plan_text() const;
+  std::string expanded(const std::string& path) const;
+  std::string option_value(const std::string& name) const;
+
+  call_record record_;
+  std::vector<std::string> argv_;
+};
+
+}  // namespace qx_test
