@@ -52,6 +52,9 @@ void do_cmd_add(command_call const& call) {
   }
   auto item = std::make_unique<QueueItem>();
   if (!apply_pairs(*item, sorted_pairs(call.request))) {
+    if (!item->fileops_job_dir.empty()) {
+      item->fileops_remove_job();  // an item that never was in the queue has no job either
+    }
     refuse(call.reply, call.command, "One or more parameters were not accepted");
     return;
   }

@@ -10,20 +10,19 @@ namespace {
 // for both.
 constexpr char cannot_be_cancelled_text[] = "ITEM CANNOT BE CANCELLED";
 
-// A job that the remote server has in hand is cancelled over there; the rest follows from the
-// server's answer. True when the request was taken care of.
+// True for a job that the remote server has in hand.
+bool is_cancelled_remotely(QueueItem const& item) {
+  return item.sm.state == TRANSCODE_REMOTE && !item.remote_info.empty() &&
+         (item.sm.remote.state == REMOTE_MONITOR || item.sm.remote.state == REMOTE_COMMAND);
+}
+
+// Has the server cancel the job; the rest follows from its answer.
 bool cancel_remotely(QueueItem& item) {
-  if (item.sm.state != TRANSCODE_REMOTE || item.remote_info.empty()) {
-    return false;
-  }
   if (item.sm.remote.state == REMOTE_MONITOR) {
     return item.do_user_cancel();
   }
-  if (item.sm.remote.state == REMOTE_COMMAND) {
-    item.user_wants_cancel = true;
-    return true;
-  }
-  return false;
+  item.user_wants_cancel = true;  // a command is under way, this one follows it
+  return true;
 }
 
 bool cancel_here(QueueItem& item) {
@@ -87,9 +86,11 @@ void reply_and_scan(command_call const& call, bool done) {
 
 void do_cmd_cancel(command_call const& call) {
   QueueItem& item = *call.item;
-  bool const done =
-      item.sm.state != TRANSCODE_CLEANUP && (cancel_remotely(item) || cancel_here(item));
-  reply_and_scan(call, done);
+  if (item.sm.state == TRANSCODE_CLEANUP) {
+    reply_and_scan(call, false);
+  } else {
+    reply_and_scan(call, is_cancelled_remotely(item) ? cancel_remotely(item) : cancel_here(item));
+  }
 }
 
 void do_cmd_restart(command_call const& call) {

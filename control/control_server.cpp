@@ -3,9 +3,8 @@
 #include "control/control_server.h"
 
 #include <cassert>
+#include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <string>
 
 #include "control/commands.h"
 #include "control/reply.h"

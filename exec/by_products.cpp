@@ -1,6 +1,6 @@
 // What goes with an output: thumbnail, metadata, the source's metadata, the ready marker.
 #include "platform/metadata_v4.h"
-#include "platform/unique_file.h"
+#include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
 #include "service/process_state.h"
 
@@ -76,6 +76,5 @@ bool QueueItem::mark_vod_ready() {
   if (output_file.empty()) {
     return false;
   }
-  unique_file const marker(fopen((output_metadir + "/.vod.ready").c_str(), "we"));
-  return marker != nullptr;
+  return rewrite_file(output_metadir + "/.vod.ready") != nullptr;
 }

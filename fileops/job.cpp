@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "platform/fileops_jobs.h"
-#include "platform/unique_file.h"
+#include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
 
 namespace {
@@ -14,7 +14,7 @@ constexpr unsigned long directory_size = 4097;
 // Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
 // state is what counts.
 void write_copy_pid(std::string const& job_dir) {
-  unique_file const file(fopen((job_dir + "/copy_pid").c_str(), "we"));
+  unique_file const file = rewrite_file(job_dir + "/copy_pid");
   if (file) {
     fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid()));
   }

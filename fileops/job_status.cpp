@@ -4,7 +4,7 @@
 // keep them open or watch them by inode; a rename would leave those behind.
 #include <cstdio>
 
-#include "platform/unique_file.h"
+#include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
 
 namespace {
@@ -50,7 +50,7 @@ void write_status(FILE* file, QueueItem const& item) {
 
 bool QueueItem::fileops_write_status() {
   if (!output_metadir.empty()) {
-    unique_file const summary(fopen((output_metadir + "/.transcode").c_str(), "we"));
+    unique_file const summary = rewrite_file(output_metadir + "/.transcode");
     if (summary) {
       write_summary(summary.get(), *this);
     }
@@ -58,7 +58,7 @@ bool QueueItem::fileops_write_status() {
   if (fileops_job_dir.empty()) {
     return false;
   }
-  unique_file const status(fopen((fileops_job_dir + "/status").c_str(), "we"));
+  unique_file const status = rewrite_file(fileops_job_dir + "/status");
   if (!status) {
     return false;
   }

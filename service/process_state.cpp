@@ -7,22 +7,23 @@
 
 #include "platform/clock.h"
 
-volatile std::sig_atomic_t DIE = 0;
+std::atomic<std::uint32_t> DIE{0};
+// The handler may touch it only if no lock is behind it.
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 bool uptime_wait = false;
 std::uint64_t next_queue_scan = 0;
 std::uint64_t next_background_write_queue = 0;
 
 namespace {
 
-constexpr std::sig_atomic_t signals_to_abort = 20;
+constexpr std::uint32_t most_signals = 19;
 constexpr long uptime_threshold_s = 300;
 constexpr std::uint64_t background_write_delay_us = 10000000;
 
 }  // namespace
 
 void sigma(int) {
-  DIE = DIE + 1;
-  if (DIE >= signals_to_abort) {
+  if (++DIE > most_signals) {
     abort();
   }
 }

@@ -3,12 +3,12 @@
 // sigma() runs asynchronously, and it touches DIE alone.
 #pragma once
 
-#include <csignal>
+#include <atomic>
 #include <cstdint>
 
 // Count of the termination signals received. Non-zero: shutting down; no new step starts and no
 // child's end is judged.
-extern volatile std::sig_atomic_t DIE;
+extern std::atomic<std::uint32_t> DIE;
 
 // True while the machine has been up for less than 300 s: no transcode, metadata identification or
 // profile listing is started, so that a booting machine gets on air first.

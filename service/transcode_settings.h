@@ -40,5 +40,6 @@ private:
   void apply(char const* name, char const* value);
 };
 
-// The settings of this process. Named apart from its class, which shares the name in C++'s eyes.
+// The settings of this process. The object hides its class of the same name; `class` in front names
+// the class.
 extern class transcode_settings transcode_settings;
