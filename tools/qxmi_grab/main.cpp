@@ -1,0 +1,72 @@
+// qxmi_grab: one JPEG out of a media file.
+#include "tools/common/command_line.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qxmi_grab/grab.h"
+#include "tools/qxmi_grab/picture_shape.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+const std::string tool_name = "qxmi_grab";
+
+struct command_line {
+  bool jpeg = false;
+  bool keep_aspect_ratio = false;
+  bool no_uid = false;
+  std::string height = std::to_string(default_height);
+  std::string moment = "random";
+  grab_options job;
+};
+
+void define_options(CLI::App& app, command_line& line) {
+  app.name(tool_name);
+  app.add_option("--file", line.job.input, "The media file to read");
+  app.add_option("-o", line.job.output, "The picture to make, under this very name");
+  app.add_flag("--jpeg", line.jpeg, "Make a JPEG; there is no other format");
+  app.add_option("--jpeg-quality", line.job.quality, "1 the smallest file to 100 the best picture")
+      ->check(CLI::Range(1, 100));
+  app.add_option("--height", line.height, "Lines of the picture, never more than the file has");
+  app.add_flag("--keep-aspect-ratio", line.keep_aspect_ratio,
+               "Keep the shape of what is shown; it always is");
+  app.add_flag("--clip-aspect-ratio", line.job.clip, "Cut the picture to 16:9");
+  app.add_option("-t", line.moment, "A moment in seconds, or \"random\" for a good one");
+  app.add_flag("--no-uid", line.no_uid, "Add nothing to the picture's name; nothing ever is");
+}
+
+// "random" or a number of seconds.
+bool read_moment(const std::string& text, std::optional<double>& moment) {
+  if (text == "random") return true;
+  char* end = nullptr;
+  const double seconds = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds < 0.0) return false;
+  moment = seconds;
+  return true;
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Grabs a picture out of a film, or draws one of a sound.");
+  command_line line;
+  define_options(app, line);
+  const int status = parse_command_line(app, argc, argv);
+  if (status != keep_going) return status;
+  if (line.job.input.empty()) return report_usage(tool_name, "--file is required");
+  if (line.job.output.empty()) return report_usage(tool_name, "-o is required");
+  if (!read_moment(line.moment, line.job.moment)) {
+    return report_usage(tool_name, "-t: neither seconds nor \"random\": \"" + line.moment + "\"");
+  }
+  line.job.height = height_from_text(line.height);
+  return grab(tool_name, line.job);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!catch_tool_signals()) {
+    std::perror("qxmi_grab: signals");
+    return exit_failure;
+  }
+  return end_of_tool(run(argc, argv));
+}

@@ -1,0 +1,32 @@
+// How to come to a moment of a file, and which moments to try.
+#pragma once
+
+#include "tools/common/media_info.h"
+
+#include <random>
+#include <vector>
+
+// The way to a moment. Containers with an index are entered at the moment itself. Broadcast
+// streams have none: the engine shows nothing before the next key frame, so they are entered
+// earlier and what comes before the moment is decoded and dropped. Bare streams have not even a
+// clock: they are read from their beginning.
+struct seek_plan {
+  double enter = 0.0;   // seconds from the file's beginning where reading starts
+  double run_up = 0.0;  // seconds to drop from there
+};
+
+// The plan for `moment`, in seconds from the file's beginning, not below 0.
+seek_plan plan_seek(const media_info& media, double moment);
+
+// The part of a file that moments are chosen from, in seconds from its beginning.
+struct time_window {
+  double begin = 0.0;
+  double end = 0.0;
+};
+
+// From 10 % to 90 % of the picture, which may begin later and be shorter than the file.
+// `duration` is the file's length where the stream's own is not told.
+time_window moments_of(const media_info& media, const video_stream& picture, double duration);
+
+// `count` moments, one out of each of as many equal parts of the window, in random order.
+std::vector<double> scattered_moments(time_window window, int count, std::mt19937& random);
