@@ -1,0 +1,80 @@
+// The control socket served in the test's own process, on a clock that stands still until the test
+// moves it. The scheduler does not run, so what a command did stays to be looked at.
+#pragma once
+
+#include "queue/queue_item.h"
+#include "tests/support/control_client.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace qx_test {
+
+using strings = std::vector<std::string>;
+
+constexpr std::uint64_t start_of_clock = 1000000000;
+constexpr std::uint64_t write_delay_us = 10000000;
+
+// What both clocks of the service answer.
+extern std::uint64_t clock_us;
+
+// A process in a group of its own that does nothing until a signal ends it.
+class idle_child {
+public:
+  idle_child();
+  ~idle_child();
+  idle_child(const idle_child&) = delete;
+  idle_child& operator=(const idle_child&) = delete;
+
+  pid_t pid() const { return pid_; }
+  // The first signal that was sent to it, SIGKILL when none was. It is gone then.
+  int first_signal();
+
+private:
+  pid_t pid_ = -1;
+};
+
+class control_bench : public ::testing::Test {
+protected:
+  control_bench();
+  ~control_bench() override;
+
+  // Has it served, on the one connection that all requests of a test share, and returns the reply.
+  reply_packet request(const request_packet& packet);
+  reply_packet request(std::string_view command, const name_values& pairs = {});
+  reply_packet command(std::string_view command, const QueueItem& item,
+                       const name_values& more = {});
+  // Sends bytes, and lets the service read and serve whatever there is.
+  void send_and_serve(std::string_view bytes);
+
+  // A new item at the end of the queue, in that state, with a job directory of its own.
+  QueueItem& add_item(transcode_states state = TRANSCODE_INIT);
+  QueueItem& add_remote_item(remote_transcode_states state);
+  // Adds so many items of that state; the texts of their input files number them: "/1", "/2", ...
+  void add_items(int count, transcode_states state);
+  // The input files of all items, in queue order.
+  static strings input_files();
+
+  static bool status_written(const QueueItem& item);
+  // The state that the job's status tells.
+  static std::string status_text(const QueueItem& item);
+
+  static bool scan_is_due();
+  static bool write_is_armed();
+  static bool nothing_is_armed();
+
+  std::string folder_;
+
+private:
+  bool reply_is_there() const;
+
+  int jobs_ = 0;
+  raw_connection* connection_ = nullptr;
+};
+
+}  // namespace qx_test
