@@ -1,0 +1,99 @@
+// The subcommands that pass one control command on to the service.
+#include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/item_selection.h"
+#include "tools/qx_vod_ctl/media_path.h"
+#include "tools/qx_vod_ctl/report.h"
+#include "tools/qx_vod_ctl/subcommand.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr const char* id_help = "Entry id, the beginning of one, or job:N";
+
+int test_service(vod_service& service, bool json) {
+  const auto reply = service.request("test", {});
+  if (!reply.accepted()) return report_reply("", reply);
+  json ? print_raw(reply.data) : print_line(reply.text);
+  return 0;
+}
+
+int show_reply(const std::string& entry_id, const service_reply& reply, bool json) {
+  if (json) print_raw(reply.data);
+  if (!reply.accepted()) return report_reply(entry_id, reply);
+  item_view item;
+  if (!json && read_item(reply.data, item)) print_item(item);
+  return 0;
+}
+
+int command_items(vod_service& service, const std::string& command,
+                  const std::vector<std::string>& given, bool json) {
+  const auto selection = select_items(service, given);
+  int status = selection.exit_status;
+  for (const auto& id : selection.ids) {
+    const auto reply = service.request(command, {{"entry id", id}});
+    status = std::max(status, show_reply(id, reply, json));
+    if (reply.exit_status == exit_no_service) break;
+  }
+  return status;
+}
+
+bool selects_an_item(std::string_view name) {
+  return name == "entry id" || name == "fileops job id";
+}
+
+// Takes NAME=VALUE apart. False, with the cause reported, when it is not of that form. A name that
+// selects the item would change another one than the command line says.
+bool read_change(const std::string& text, name_values& changes) {
+  const auto equals = text.find('=');
+  if (equals == std::string::npos || equals == 0) {
+    report(text, "not of the form NAME=VALUE");
+    return false;
+  }
+  const std::string name = text.substr(0, equals);
+  std::string value = text.substr(equals + 1);
+  if (selects_an_item(name)) {
+    report(text, "cannot be changed");
+    return false;
+  }
+  if (name == "input file") value = absolute_path(value, working_folder());
+  changes.emplace_back(name, value);
+  return true;
+}
+
+int modify_item(vod_service& service, const std::string& given,
+                const std::vector<std::string>& texts, bool json) {
+  name_values request;
+  for (const auto& text : texts) {
+    if (!read_change(text, request)) return exit_usage;
+  }
+  const auto selection = select_items(service, {given});
+  if (selection.ids.empty()) return selection.exit_status;
+  request.emplace_back("entry id", selection.ids[0]);
+  return show_reply(selection.ids[0], service.request("modify", request), json);
+}
+
+}  // namespace
+
+subcommand_action define_test(CLI::App& parser) {
+  const auto json = add_json_flag(parser);
+  return [json](vod_service& service) { return test_service(service, *json); };
+}
+
+subcommand_action define_item_command(CLI::App& parser) {
+  const auto ids = add_operands(parser, "ID", id_help);
+  const auto json = add_json_flag(parser);
+  const std::string command = parser.get_name();
+  return [=](vod_service& service) { return command_items(service, command, *ids, *json); };
+}
+
+subcommand_action define_modify(CLI::App& parser) {
+  const auto id = std::make_shared<std::string>();
+  parser.add_option("ID", *id, id_help)->required();
+  const auto changes = add_operands(parser, "NAME=VALUE", "What to change");
+  const auto json = add_json_flag(parser);
+  parser.footer(
+      "Names: \"input file\", \"transcode profile\", \"transcode state\", \"paused\" (0 or "
+      "1),\n\"delete on finish\" (0 or 1).");
+  return [=](vod_service& service) { return modify_item(service, *id, *changes, *json); };
+}

@@ -1,0 +1,90 @@
+// list and show: what the queue holds.
+#include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/item_selection.h"
+#include "tools/qx_vod_ctl/item_table.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/qx_vod_ctl/report.h"
+#include "tools/qx_vod_ctl/subcommand.h"
+#include "tools/qx_vod_ctl/terminal_text.h"
+
+#include <cstdio>
+
+namespace {
+
+void print_listing(const queue_listing& listing) {
+  if (listing.items.empty()) {
+    report("", listing.total == 0 ? "the queue is empty" : "the queue ends before that");
+  }
+  std::fputs(item_table(listing.items).c_str(), stdout);
+}
+
+int list_queue(vod_service& service, const queue_range& range, bool json) {
+  if (range.last < range.first) {
+    report("", "--end is before --start");
+    return exit_usage;
+  }
+  queue_listing listing;
+  service_reply failure;
+  if (!read_queue(service, range, listing, failure)) return report_reply("", failure);
+  if (json) {
+    for (const auto& page : listing.pages)
+      print_raw(page);
+  } else {
+    print_listing(listing);
+  }
+  return 0;
+}
+
+std::string list_text(const json11::Json& json) {
+  std::string text;
+  for (const auto& element : json.array_items()) {
+    if (!text.empty()) text += ", ";
+    text += element.is_string() ? element.string_value() : element.dump();
+  }
+  return text;
+}
+
+std::string value_text(const json11::Json& json) {
+  if (json.is_string()) return json.string_value();
+  if (json.is_bool()) return json.bool_value() ? "yes" : "no";
+  return json.is_array() ? list_text(json) : json.dump();
+}
+
+// Every key that the service tells, so that one added later is seen too. But for the command line
+// of the tool: it can hold the remote server's password, and people show each other their screens.
+void print_details(const json11::Json& json) {
+  for (const auto& [key, value] : json.object_items()) {
+    if (key == "process argv") continue;
+    const bool is_progress = key == "transcode progress";
+    const std::string text = is_progress ? percent(value[0].int_value()) : value_text(value);
+    print_line(printable(key + ": " + text));
+  }
+}
+
+int show_item(vod_service& service, const std::string& given, bool json) {
+  const auto selection = select_items(service, {given});
+  if (selection.ids.empty()) return selection.exit_status;
+  const auto reply = service.request("list", {{"entry id", selection.ids[0]}});
+  if (!reply.accepted()) return report_reply(given, reply);
+  std::string error;
+  json ? print_raw(reply.data) : print_details(json11::Json::parse(reply.data, error));
+  return 0;
+}
+
+}  // namespace
+
+subcommand_action define_list(CLI::App& parser) {
+  const auto range = std::make_shared<queue_range>();
+  const auto positions = CLI::Range(range->first, range->last);
+  parser.add_option("--start", range->first, "First position, counted from 0")->check(positions);
+  parser.add_option("--end", range->last, "Last position")->check(positions);
+  const auto json = add_json_flag(parser);
+  return [=](vod_service& service) { return list_queue(service, *range, *json); };
+}
+
+subcommand_action define_show(CLI::App& parser) {
+  const auto id = std::make_shared<std::string>();
+  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N")->required();
+  const auto json = add_json_flag(parser);
+  return [=](vod_service& service) { return show_item(service, *id, *json); };
+}

@@ -1,0 +1,27 @@
+// wait: until jobs are done or cancelled.
+#include "tools/qx_vod_ctl/item_selection.h"
+#include "tools/qx_vod_ctl/job_waiter.h"
+#include "tools/qx_vod_ctl/subcommand.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+// A job takes minutes, and its state is no more urgent to a script than this.
+constexpr std::chrono::milliseconds poll_interval{500};
+
+int wait_for_jobs(vod_service& service, const std::vector<std::string>& given, bool json) {
+  const auto selection = select_items(service, given);
+  job_waiter waiter(service, json, [] { std::this_thread::sleep_for(poll_interval); });
+  return std::max(selection.exit_status, waiter.wait(selection.ids));
+}
+
+}  // namespace
+
+subcommand_action define_wait(CLI::App& parser) {
+  const auto ids = add_operands(parser, "ID", "Entry id, the beginning of one, or job:N");
+  const auto json = add_json_flag(parser);
+  return [=](vod_service& service) { return wait_for_jobs(service, *ids, *json); };
+}

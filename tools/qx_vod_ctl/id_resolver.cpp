@@ -1,0 +1,79 @@
+// Finds the item that a person means by a few characters.
+#include "tools/qx_vod_ctl/id_resolver.h"
+
+#include <algorithm>
+
+#include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
+
+namespace {
+
+constexpr std::string_view job_prefix = "job:";
+constexpr const char* no_such_item_text = "no such item";
+
+bool begins_with(std::string_view text, std::string_view beginning) {
+  return text.substr(0, beginning.size()) == beginning;
+}
+
+resolved_id failed(int exit_status, std::string error) {
+  resolved_id result;
+  result.exit_status = exit_status;
+  result.error = std::move(error);
+  return result;
+}
+
+resolved_id failed(const service_reply& reply) {
+  const bool missing = reply.exit_status == exit_no_such_item;
+  return failed(reply.exit_status, missing ? no_such_item_text : reply.text);
+}
+
+resolved_id found(std::string entry_id) {
+  resolved_id result;
+  result.entry_id = std::move(entry_id);
+  return result;
+}
+
+// Digits only: the service would take 0x1F for 31 and a leading 0 for octal.
+bool is_job_number(std::string_view text) {
+  constexpr std::size_t most_digits = 10;
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  return !text.empty() && text.size() <= most_digits &&
+         std::all_of(text.begin(), text.end(), is_digit) && (text[0] != '0' || text.size() == 1);
+}
+
+resolved_id resolve_job(vod_service& service, const std::string& number) {
+  if (!is_job_number(number)) return failed(exit_usage, "not the number of a job");
+  const auto reply = service.request("list", {{"fileops job id", number}});
+  if (!reply.accepted()) return failed(reply);
+  item_view item;
+  if (!read_item(reply.data, item)) return failed(exit_no_service, "unreadable item");
+  return found(item.entry_id);
+}
+
+resolved_id resolve_prefix(vod_service& service, const std::string& prefix) {
+  queue_listing listing;
+  service_reply failure;
+  if (!read_queue(service, {}, listing, failure)) return failed(failure);
+  resolved_id result;
+  for (auto& listed : listing.items) {
+    if (begins_with(listed.item.entry_id, prefix)) result.candidates.push_back(listed.item);
+  }
+  if (result.candidates.empty()) return failed(exit_no_such_item, no_such_item_text);
+  if (result.candidates.size() == 1) return found(result.candidates[0].entry_id);
+  result.exit_status = exit_usage;
+  result.error = "fits " + std::to_string(result.candidates.size()) + " items";
+  return result;
+}
+
+}  // namespace
+
+resolved_id resolve_id(vod_service& service, const std::string& given) {
+  if (given.empty()) return failed(exit_usage, "an empty id fits every item");
+  if (begins_with(given, job_prefix)) {
+    return resolve_job(service, given.substr(job_prefix.size()));
+  }
+  const auto whole = service.request("list", {{"entry id", given}});
+  if (whole.accepted()) return found(given);
+  if (whole.exit_status != exit_no_such_item) return failed(whole);
+  return resolve_prefix(service, given);
+}

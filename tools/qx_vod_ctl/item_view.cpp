@@ -1,0 +1,43 @@
+// Reads items from the service's JSON.
+#include "tools/qx_vod_ctl/item_view.h"
+
+namespace {
+
+// The key that tells the step within each state that has steps.
+constexpr const char* step_keys[] = {"ready state", "remote transcode state", "thumbnail state",
+                                     "cleanup state"};
+
+std::string step_of(const json11::Json& json) {
+  for (const char* key : step_keys) {
+    if (json[key].is_string()) return json[key].string_value();
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string item_view::state_and_step() const {
+  return sub_state.empty() ? state : state + ": " + sub_state;
+}
+
+bool read_item(const json11::Json& json, item_view& item) {
+  item.entry_id = json["entry id"].string_value();
+  item.input_file = json["input file"].string_value();
+  item.output_file = json["output file"].string_value();
+  item.profile = json["transcode profile"].string_value();
+  item.state = json["transcode state"].string_value();
+  item.sub_state = step_of(json);
+  item.text = json["state"].string_value();
+  item.progress = json["transcode progress"][0].int_value();
+  item.delete_on_finish = json["delete on finish"].bool_value();
+  return !item.entry_id.empty();
+}
+
+bool read_item(const std::string& json_text, item_view& item) {
+  std::string error;
+  return read_item(json11::Json::parse(json_text, error), item);
+}
+
+std::string percent(int progress) {
+  return std::to_string(progress / 100) + "." + std::to_string(progress % 100 / 10) + "%";
+}

@@ -1,0 +1,32 @@
+// A queue item as the service reports it, in either of its two JSON forms (a listing's object and
+// the item's own form): they agree in every key that is read here.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <json11.hpp>
+
+struct item_view {
+  std::string entry_id;
+  std::string input_file;
+  std::string output_file;
+  std::string profile;    // empty until one is chosen
+  std::string state;      // the job's state: "init", "ready", "transcoding", ...
+  std::string sub_state;  // the step within that state; empty where it has none
+  std::string text;       // what the service tells people of it
+  int progress = 0;       // ten-thousandths
+  bool delete_on_finish = false;
+
+  bool done() const { return state == "done"; }
+  bool cancelled() const { return state == "cancelled"; }
+  // "ready: query profiles"
+  std::string state_and_step() const;
+};
+
+// Reads an item. False when it is none, which an object without an entry id is.
+bool read_item(const json11::Json& json, item_view& item);
+bool read_item(const std::string& json_text, item_view& item);
+
+// Ten-thousandths as "41.5%".
+std::string percent(int progress);

@@ -1,0 +1,50 @@
+// Waits for jobs to end, through restarts of the service.
+#include "tools/qx_vod_ctl/job_waiter.h"
+
+#include <algorithm>
+#include <deque>
+
+#include "tools/qx_vod_ctl/report.h"
+
+int job_waiter::wait(const std::vector<std::string>& ids) {
+  std::deque<std::string> pending(ids.begin(), ids.end());
+  // Each job is looked at once without a pause, for it may have ended long ago; then in turn.
+  std::size_t first_looks = pending.size();
+  while (!pending.empty()) {
+    if (first_looks == 0 || away_) {
+      pause_();
+    } else {
+      --first_looks;
+    }
+    const std::string id = pending.front();
+    pending.pop_front();
+    if (!has_ended(id)) pending.push_back(id);
+  }
+  return exit_status_;
+}
+
+bool job_waiter::has_ended(const std::string& id) {
+  const auto reply = service_.request("list", {{"entry id", id}});
+  note_absence(reply);
+  return !away_ && judge(id, reply);
+}
+
+void job_waiter::note_absence(const service_reply& reply) {
+  const bool away = reply.exit_status == exit_no_service;
+  if (away && !away_) report("", reply.text + "; still waiting");
+  if (!away && away_) report("", "the service is back");
+  away_ = away;
+}
+
+bool job_waiter::judge(const std::string& id, const service_reply& reply) {
+  item_view item;
+  if (!reply.accepted() || !read_item(reply.data, item)) {
+    report(id, "no longer in the queue");
+    exit_status_ = std::max(exit_status_, exit_no_such_item);
+    return true;
+  }
+  if (!item.done() && !item.cancelled()) return false;
+  json_ ? print_raw(reply.data) : print_item(item);
+  if (item.cancelled()) exit_status_ = std::max(exit_status_, exit_job_failed);
+  return true;
+}

@@ -1,0 +1,75 @@
+// qx_vod_ctl: speaks with the service over its control socket.
+#include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/report.h"
+#include "tools/qx_vod_ctl/service_connection.h"
+#include "tools/qx_vod_ctl/subcommand.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr subcommand subcommands[] = {
+    {"add", "Put files into the queue; prints their entry ids", define_add},
+    {"list", "Show the queue as a table", define_list},
+    {"show", "Show all that is known of an item", define_show},
+    {"wait", "Wait until jobs are done or cancelled", define_wait},
+    {"ready", "Start items that are held", define_item_command},
+    {"modify", "Change fields of an item", define_modify},
+    {"pause", "Suspend jobs", define_item_command},
+    {"resume", "Let suspended jobs go on", define_item_command},
+    {"cancel", "Stop jobs; they stay in the queue", define_item_command},
+    {"restart", "Begin cancelled jobs anew", define_item_command},
+    {"remove", "Take items out of the queue", define_item_command},
+    {"test", "Ask the service whether it is there", define_test},
+};
+
+constexpr const char* exit_status_help =
+    "Exit status: 0 fine, 1 a job was cancelled or failed, 2 wrong command line, 3 no service,\n"
+    "4 no such item, 5 refused by the service. Where several apply, the highest.";
+
+// The parser takes an operand in brackets for a list of its own and splits it. Only files are ever
+// named like that, and with "./" in front the name means the same file.
+std::vector<std::string> keep_brackets(int argc, char** argv) {
+  std::vector<std::string> arguments(argv, argv + argc);
+  for (std::size_t i = 2; i < arguments.size() && arguments[1] == "add"; ++i) {
+    if (arguments[i][0] == '[') arguments[i].insert(0, "./");
+  }
+  return arguments;
+}
+
+int parse(CLI::App& app, int argc, char** argv) {
+  std::vector<std::string> arguments = keep_brackets(argc, argv);
+  std::vector<char*> pointers;
+  for (auto& argument : arguments)
+    pointers.push_back(argument.data());
+  return parse_command_line(app, argc, pointers.data());
+}
+
+// A table that did not reach its file is no success.
+int end_of_output(int status) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  report("standard output", std::strerror(errno));
+  return std::max(status, exit_job_failed);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Speaks with the transcode service of this machine.", "qx_vod_ctl");
+  app.require_subcommand(1);
+  app.footer(exit_status_help);
+  std::vector<std::pair<CLI::App*, subcommand_action>> actions;
+  for (const auto& [name, summary, define] : subcommands) {
+    CLI::App* parser = app.add_subcommand(name, summary);
+    actions.emplace_back(parser, define(*parser));
+  }
+  const int status = parse(app, argc, argv);
+  if (status != keep_going) return status;
+  service_connection service;
+  for (const auto& [parser, action] : actions) {
+    if (parser->parsed()) return end_of_output(action(service));
+  }
+  return exit_usage;
+}

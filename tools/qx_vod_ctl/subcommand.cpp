@@ -1,0 +1,20 @@
+// What the subcommands' command lines have in common.
+#include "tools/qx_vod_ctl/subcommand.h"
+
+std::shared_ptr<std::vector<std::string>> add_operands(CLI::App& parser, const std::string& name,
+                                                       const std::string& description) {
+  auto texts = std::make_shared<std::vector<std::string>>();
+  const auto take = [texts](const CLI::results_t& results) {
+    *texts = results;
+    return true;
+  };
+  // Not as a vector: its conversion would take "{}" for an empty list.
+  parser.add_option(name, take, description)->required()->expected(1, -1)->allow_extra_args();
+  return texts;
+}
+
+std::shared_ptr<bool> add_json_flag(CLI::App& parser) {
+  auto json = std::make_shared<bool>(false);
+  parser.add_flag("--json", *json, "Print the reply's data as they came, one JSON value a line");
+  return json;
+}

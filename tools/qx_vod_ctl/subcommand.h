@@ -1,0 +1,48 @@
+// One subcommand of the client: how it is written on the command line, and what it does.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/qx_vod_ctl/vod_service.h"
+
+// What a subcommand does once its command line is read; returns the exit status.
+using subcommand_action = std::function<int(vod_service&)>;
+
+// Adds options and operands to the subcommand's parser and returns its action, which owns what
+// they are read into.
+using subcommand_definition = subcommand_action (*)(CLI::App& parser);
+
+struct subcommand {
+  const char* name;
+  const char* summary;
+  subcommand_definition define;
+};
+
+// Operands, one at least. Their texts are kept as they are, but for one kind: the parser splits a
+// text in brackets at its commas and takes the brackets away (see main.cpp).
+std::shared_ptr<std::vector<std::string>> add_operands(CLI::App& parser, const std::string& name,
+                                                       const std::string& description);
+
+// The flag --json: the reply's data as the service sent them.
+std::shared_ptr<bool> add_json_flag(CLI::App& parser);
+
+// cmd_add.cpp
+subcommand_action define_add(CLI::App& parser);
+
+// cmd_control.cpp: define_item_command is for each command that takes items and nothing else; its
+// word is the parser's name.
+subcommand_action define_test(CLI::App& parser);
+subcommand_action define_item_command(CLI::App& parser);
+subcommand_action define_modify(CLI::App& parser);
+
+// cmd_list.cpp
+subcommand_action define_list(CLI::App& parser);
+subcommand_action define_show(CLI::App& parser);
+
+// cmd_wait.cpp
+subcommand_action define_wait(CLI::App& parser);

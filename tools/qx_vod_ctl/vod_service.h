@@ -1,0 +1,37 @@
+// The service as the subcommands see it: a request goes in, and what it amounts to comes out.
+// Behind it stands the control socket, or a script of answers in the unit tests.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+using name_values = std::vector<std::pair<std::string, std::string>>;
+
+// How the client ends, beside 0 for success and 2 for a wrong command line. Where one run has
+// several of them to tell, the highest is told.
+constexpr int exit_job_failed = 1;    // a job was cancelled or failed; standard output is broken
+constexpr int exit_no_service = 3;    // nobody listens, or no sensible answer came
+constexpr int exit_no_such_item = 4;  // never there, or gone meanwhile
+constexpr int exit_refused = 5;       // the service said no
+
+struct service_reply {
+  int exit_status = exit_no_service;  // 0 for an accepted request
+  std::string text;                   // "OK", the service's refusal, or why there is no answer
+  name_values pairs;
+  std::string data;
+
+  bool accepted() const { return exit_status == 0; }
+  // The last value of that name; empty when there is none.
+  std::string pair(std::string_view name) const;
+};
+
+class vod_service {
+public:
+  virtual ~vod_service() = default;
+
+  // Sends one command and waits for its answer, or for the deadline. A failure is a reply too.
+  // Trap: with exit_no_service the command may have been carried out all the same.
+  virtual service_reply request(std::string_view command, const name_values& pairs) = 0;
+};
