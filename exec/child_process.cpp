@@ -10,7 +10,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "exec/signal_mask.h"
+#include "exec/forked_child.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
@@ -39,7 +39,9 @@ std::unique_ptr<char* []> exec_arguments(std::vector<std::string>& proc_argv) {
   if (argv) {
     std::size_t i = 0;
     for (std::string& argument : proc_argv) {
+      // clang-format off: the words of the assertion are known to those who read our logs
       assert(i < (proc_argv.size() + 1));
+      // clang-format on
       argv[i++] = argument.data();
     }
     argv[i] = nullptr;
@@ -146,8 +148,7 @@ void QueueItem::become_child() {
   if (proc_stdout_write_fd != -1 && proc_stderr_to_stdout) {
     dup2(STDOUT_FILENO, STDERR_FILENO);
   }
-  int const priority = nice(20);  // clipped to the lowest there is
-  static_cast<void>(priority);
+  take_lowest_priority();
 }
 
 void QueueItem::close_proc_stdin() {

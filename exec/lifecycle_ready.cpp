@@ -77,8 +77,10 @@ bool QueueItem::start_query_profiles() {
 }
 
 bool QueueItem::fail_ready(char const* text) {
-  cancel_with(text);
-  fileops_write_status();
+  if (DIE == 0) {  // a step refused because of the shutdown has not failed
+    cancel_with(text);
+    fileops_write_status();
+  }
   return true;
 }
 

@@ -1,5 +1,6 @@
 // The "thumbnail" phase of a job: picture, metadata of the output, ready marker.
 #include "queue/queue_item.h"
+#include "service/process_state.h"
 
 void QueueItem::idle_thumbnail() {
   if (is_running()) {
@@ -27,7 +28,7 @@ void QueueItem::idle_thumbnail() {
 
 void QueueItem::start_thumbnail() {
   state_message = "Generating thumbnail";
-  if (!proc_start_gen_thumbnail()) {
+  if (!proc_start_gen_thumbnail() && DIE == 0) {  // refused for the shutdown is not failed
     cancel_with("unable to generate thumbanil");
     fileops_write_status();
   }

@@ -24,7 +24,7 @@ void read_word(std::string const& word, frame_count& count) {
   char* rest = nullptr;
   count.found = true;
   count.frame = strtoull(word.c_str() + strlen(key), &rest, 10);
-  count.total = *rest == '/' ? strtoull(rest + 1, nullptr, 10) : 0;
+  count.total = strtoull(rest + (*rest == '/' ? 1 : 0), nullptr, 10);
 }
 
 // "Encoding: " and words divided by blanks; any other line tells nothing.

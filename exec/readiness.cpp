@@ -30,6 +30,7 @@ int QueueItem::validate_ready() {
   if (!input_good || !output_allowed() || !init_fileops_job()) {
     return 0;
   }
+  fileops_op = "vod";
   fileops_write_status();
   return 1;
 }

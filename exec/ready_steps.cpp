@@ -30,6 +30,20 @@ std::string read_entry(QueueItem::metadata const& meta, char const* name) {
   return value == nullptr ? "" : value;
 }
 
+// The first profile within the configured maximum. Where all are above it, the last one, which is
+// the nearest to it.
+std::string const& best_allowed(std::vector<std::string> const& quoted_profile) {
+  for (std::string const& profile : quoted_profile) {
+    if (!transcode_settings.has_vod_max_profile() ||
+        strtol(profile.c_str(), nullptr, 10) <= transcode_settings.max_profile) {
+      return profile;
+    }
+  }
+  auto const i = quoted_profile.rbegin();
+  assert(i != quoted_profile.rend());
+  return *i;
+}
+
 }  // namespace
 
 bool QueueItem::ready_start_check_meta() {
@@ -93,17 +107,6 @@ void QueueItem::auto_choose_transcode_profile() {
   if (!transcode_profile.empty()) {
     return;
   }
-  auto i = quoted_profile.begin();
-  while (i != quoted_profile.end() && transcode_settings.has_vod_max_profile() &&
-         strtol(i->c_str(), nullptr, 10) > transcode_settings.max_profile) {
-    ++i;
-  }
-  if (i == quoted_profile.end()) {
-    auto const last = quoted_profile.rbegin();
-    assert(last != quoted_profile.rend());
-    transcode_profile = *last;
-  } else {
-    transcode_profile = *i;
-  }
+  transcode_profile = best_allowed(quoted_profile);
   fileops_write_status();
 }

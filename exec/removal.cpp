@@ -5,11 +5,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "exec/signal_mask.h"
+#include "exec/forked_child.h"
 #include "platform/metadata_v4.h"
 #include "queue/queue_item.h"
 
 bool QueueItem::removal_may_start(cleanup_states step) {
+  proc_drain_stdout_before_reap = false;
   return sm.state == TRANSCODE_CLEANUP && sm.cleanup.state == step && proc_pid == -1 &&
          input_file.compare(0, 1, "/") == 0 && proc_prepare_fork_spawn() && validate_ready() == 1;
 }
@@ -42,6 +43,7 @@ bool QueueItem::proc_start_unlink_input_file() {
   if (proc_pid == 0) {
     setsid();
     blocked.restore_in_child();
+    take_lowest_priority();
     // It must not hold the clients' connections or the instance lock should it hang.
     close_range(STDERR_FILENO + 1, ~0U, 0);
     _exit(unlink(input_file.c_str()) != 0 && errno != ENOENT ? 1 : 0);

@@ -1,8 +1,18 @@
-// Keeps termination signals off a fork: between fork and exec a child has the service's handlers,
-// which would count the signal and go on.
+// What a forked child needs before it goes its own way.
 #pragma once
 
 #include <csignal>
+
+#include <unistd.h>
+
+// Steps of jobs run behind everything else on a machine that is on air.
+inline void take_lowest_priority() {
+  int const priority = nice(20);  // clipped to the lowest there is
+  static_cast<void>(priority);
+}
+
+// Keeps termination signals off a fork: until its exec a child has the service's handlers, which
+// would count the signal and go on.
 
 class termination_signals_blocked {
 public:
