@@ -3,15 +3,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <ctime>
-#include <utility>
-
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include "platform/clock.h"
+#include "platform/local_address.h"
+#include "platform/poll_until.h"
 
 namespace {
 
@@ -22,21 +17,13 @@ bool is_past(std::uint64_t deadline_us) {
   return monotonic_clock_us() >= deadline_us;
 }
 
-// Waits for `events`, or for time to pass where `fd` is negative. A signal may end it early.
-void wait_for(int fd, short events, std::uint64_t deadline_us) {
-  const std::uint64_t now = monotonic_clock_us();
-  const std::uint64_t left = deadline_us > now ? deadline_us - now : 0;
-  const timespec timeout{static_cast<time_t>(left / 1000000),
-                         static_cast<long>(left % 1000000) * 1000};
-  pollfd entry{fd, events, 0};
-  ppoll(&entry, 1, &timeout, nullptr);
-}
-
-// Whether the call that failed may be made again once the deadline allows and `fd` is ready.
+// Whether the call that failed may be made again; waits first for what it lacked. A negative `fd`
+// is nothing but a pause.
 bool may_retry(int error, int fd, short events, std::uint64_t deadline_us) {
   if (error == EINTR) return true;
-  if (error == EAGAIN) wait_for(fd, events, deadline_us);
-  return error == EAGAIN;
+  if (error != EAGAIN) return false;
+  pollfd entry{fd, events, 0};
+  return poll_until(&entry, 1, deadline_us) >= 0;
 }
 
 }  // namespace
@@ -48,13 +35,11 @@ bool comm_client_v4::kept_connection_is_good() const {
 }
 
 comm_client_result comm_client_v4::connect(std::uint64_t deadline_us) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path_.size() >= sizeof(address.sun_path)) return comm_client_result::no_service;
-  memcpy(address.sun_path, path_.c_str(), path_.size());
+  local_address address;
+  if (!address.set(path_)) return comm_client_result::no_service;
   fd_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (!fd_.valid()) return comm_client_result::no_service;
-  while (::connect(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)) != 0) {
+  while (::connect(fd_.get(), address.get(), sizeof(address.address)) != 0) {
     const std::uint64_t pause_end = std::min(deadline_us, monotonic_clock_us() + busy_pause_us);
     if (!may_retry(errno, -1, 0, pause_end)) return comm_client_result::no_service;
     if (is_past(deadline_us)) return comm_client_result::timeout;
@@ -64,13 +49,12 @@ comm_client_result comm_client_v4::connect(std::uint64_t deadline_us) {
 
 comm_client_result comm_client_v4::send(std::string_view wire, std::uint64_t deadline_us) {
   while (!wire.empty()) {
+    if (is_past(deadline_us)) return comm_client_result::timeout;
     const ssize_t sent = ::send(fd_.get(), wire.data(), wire.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0) {
       wire.remove_prefix(static_cast<std::size_t>(sent));
     } else if (!may_retry(errno, fd_.get(), POLLOUT, deadline_us)) {
       return comm_client_result::gone;
-    } else if (is_past(deadline_us)) {
-      return comm_client_result::timeout;
     }
   }
   return comm_client_result::ok;
@@ -83,13 +67,12 @@ comm_client_result comm_client_v4::receive(std::string& wire, std::uint64_t dead
     const comm_packet_v4_front front = comm_packet_v4_look(wire, comm_packet_v4_reply);
     if (front.state == comm_packet_v4_state::malformed) return comm_client_result::malformed;
     if (front.state == comm_packet_v4_state::whole) return comm_client_result::ok;
+    if (is_past(deadline_us)) return comm_client_result::timeout;
     const ssize_t got = recv(fd_.get(), bytes, sizeof(bytes), MSG_DONTWAIT);
     if (got > 0) {
       wire.append(bytes, static_cast<std::size_t>(got));
     } else if (got == 0 || !may_retry(errno, fd_.get(), POLLIN, deadline_us)) {
       return comm_client_result::gone;
-    } else if (is_past(deadline_us)) {
-      return comm_client_result::timeout;
     }
   }
 }

@@ -1,131 +1,106 @@
-// The server of the control socket: its socket file and its connections.
+// The server's life: making the socket file, listening, taking in connections, ending.
 #include "platform/comm_server_v4.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <cstring>
 #include <new>
+#include <utility>
 
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/socket.h>
+#include <poll.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
-#include "platform/clock.h"
-#include "platform/poll_until.h"
+#include "platform/local_address.h"
 
 namespace {
 
 constexpr std::size_t most_clients = 256;
-// Descriptors that no connection may take: children need pipes, and files have to be written.
-constexpr rlim_t reserved_descriptors = 32;
-// How long no connection is asked for when there was no descriptor to give it.
-constexpr std::uint64_t accept_pause_us = 250000;
+constexpr int backlog = 128;
+// Bounds one round also against clients that connect and go as fast as they are taken in.
+constexpr int most_accepts_per_round = backlog;
+// Descriptors that clients cannot have: enough for the process to start a child (two pipes) and to
+// write its files while the socket is crowded.
+constexpr std::size_t reserved_descriptors = 8;
 
-bool make_address(char const* path, sockaddr_un& address) {
-  address.sun_family = AF_UNIX;
-  if (strlen(path) >= sizeof(address.sun_path)) {
-    errno = ENAMETOOLONG;
-    return false;
-  }
-  memcpy(address.sun_path, path, strlen(path) + 1);
-  return true;
+unique_fd make_socket() {
+  return unique_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-// Removes a socket file that nobody listens on; anything else stays, and the bind fails.
-void remove_stale(sockaddr_un const& address) {
+// A socket file is stale when a connection to it is refused; a full backlog is not a refusal.
+void remove_stale_file(const char* path, const local_address& address) {
   struct stat status {};
-  if (lstat(address.sun_path, &status) != 0 || !S_ISSOCK(status.st_mode)) {
-    return;
-  }
-  unique_fd const probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (connect(probe.get(), reinterpret_cast<sockaddr const*>(&address), sizeof(address)) != 0 &&
+  if (lstat(path, &status) != 0 || !S_ISSOCK(status.st_mode)) return;
+  const unique_fd probe = make_socket();
+  if (probe.valid() && connect(probe.get(), address.get(), sizeof(address.address)) != 0 &&
       errno == ECONNREFUSED) {
-    unlink(address.sun_path);
+    unlink(path);
   }
 }
 
-bool listen_on(int fd, char const* path) {
-  sockaddr_un address{};
-  if (!make_address(path, address)) {
-    return false;
+bool is_own_file(const comm_socket_v4& server) {
+  struct stat status {};
+  return lstat(server.path.c_str(), &status) == 0 && status.st_dev == server.file_device &&
+         status.st_ino == server.file_number;
+}
+
+bool somebody_waits(int listener) {
+  pollfd entry{listener, POLLIN, 0};
+  return poll(&entry, 1, 0) > 0;
+}
+
+// Whether a new connection would leave the reserve untouched: tries to have that many descriptors.
+bool has_descriptors_to_give(int any_fd) {
+  std::array<unique_fd, reserved_descriptors + 1> probes;
+  return std::all_of(probes.begin(), probes.end(), [any_fd](unique_fd& probe) {
+    probe.reset(fcntl(any_fd, F_DUPFD_CLOEXEC, 0));
+    return probe.valid();
+  });
+}
+
+enum class accept_result { go_on, none_waiting, no_descriptors, broken };
+
+accept_result why_not_accepted(int error) {
+  switch (error) {
+  case EAGAIN:
+    return accept_result::none_waiting;
+  case EINTR:
+  case ECONNABORTED:
+    return accept_result::go_on;
+  case EMFILE:
+  case ENFILE:
+  case ENOBUFS:
+  case ENOMEM:
+    return accept_result::no_descriptors;
+  default:
+    return accept_result::broken;
   }
-  remove_stale(address);
-  return bind(fd, reinterpret_cast<sockaddr const*>(&address), sizeof(address)) == 0 &&
-         listen(fd, SOMAXCONN) == 0;
 }
 
-bool is_readable(int fd) {
-  pollfd listener{fd, POLLIN, 0};
-  return poll(&listener, 1, 0) > 0;
-}
-
-// Descriptors come lowest first, so the number of a new one tells how many are left.
-bool has_descriptors_to_give(int fd) {
-  rlimit limit{};
-  unique_fd const probe(fcntl(fd, F_DUPFD_CLOEXEC, 0));
-  return probe.valid() && getrlimit(RLIMIT_NOFILE, &limit) == 0 &&
-         static_cast<rlim_t>(probe.get()) + reserved_descriptors < limit.rlim_cur;
-}
-
-enum class accept_result { more, none, broken };
-
+// One client more than the most is closed as its descriptor goes out of scope.
 accept_result accept_one(comm_socket_v4& server) {
+  if (!somebody_waits(server.listener.get())) return accept_result::none_waiting;
+  if (!has_descriptors_to_give(server.listener.get())) return accept_result::no_descriptors;
   unique_fd fd(accept4(server.listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!fd.valid()) {
-    bool const broken = errno == EBADF || errno == EINVAL || errno == ENOTSOCK;
-    return broken ? accept_result::broken : accept_result::none;
+  if (!fd.valid()) return why_not_accepted(errno);
+  const auto open_clients = std::count_if(server.clients.begin(), server.clients.end(),
+                                          [](const auto& client) { return client.is_open(); });
+  if (static_cast<std::size_t>(open_clients) < most_clients) {
+    server.clients.emplace_back(&server, fd.release()).read_round();
   }
-  if (server.clients.size() < most_clients) {
-    auto client = std::make_unique<comm_socket_v4_client>();
-    client->fd = std::move(fd);
-    server.clients.push_back(std::move(client));
-  }
-  return accept_result::more;
+  return accept_result::go_on;
 }
 
-// Bounded, so that clients that connect and leave in a loop cannot hold up the service. False when
-// the listening socket is broken.
-bool accept_waiting(comm_socket_v4& server) {
-  std::uint64_t const now = monotonic_clock_us();
-  if (now < server.accept_again_us) {
-    return true;
-  }
-  for (std::size_t i = 0; i < most_clients && is_readable(server.listener.get()); ++i) {
-    if (!has_descriptors_to_give(server.listener.get())) {
-      server.accept_again_us = now + accept_pause_us;
-      return true;
-    }
-    accept_result const result = accept_one(server);
-    if (result != accept_result::more) {
-      return result != accept_result::broken;
-    }
+// False when the listening socket is broken.
+bool accept_round(comm_socket_v4& server) {
+  server.can_accept = true;
+  for (int i = 0; i < most_accepts_per_round; ++i) {
+    const accept_result result = accept_one(server);
+    if (result == accept_result::go_on) continue;
+    server.can_accept = result != accept_result::no_descriptors;
+    return result != accept_result::broken;
   }
   return true;
-}
-
-// Reads one round's worth, unless an earlier request has not been handed out yet.
-void read_from(comm_socket_v4_client& client) {
-  if (!client.fd.valid() || client.input_ended || comm_client_has_something(client)) {
-    return;
-  }
-  char block[65536];
-  ssize_t const got = recv(client.fd.get(), block, sizeof(block), MSG_DONTWAIT);
-  if (got > 0) {
-    client.received.erase(0, client.handed_out);
-    client.handed_out = 0;
-    client.received.append(block, static_cast<std::size_t>(got));
-  } else if (got == 0) {
-    client.input_ended = true;
-  } else if (errno != EAGAIN && errno != EINTR) {
-    client.fd.reset();
-  }
-}
-
-bool has_left(comm_socket_v4_client const& client) {
-  return client.announced &&
-         (!client.fd.valid() || (client.input_ended && !comm_client_has_something(client)));
 }
 
 }  // namespace
@@ -135,12 +110,7 @@ comm_socket_v4* comm_socket_v4_create() {
 }
 
 comm_socket_v4* comm_socket_v4_destroy(comm_socket_v4* server) {
-  if (server == nullptr) {
-    return nullptr;
-  }
-  struct stat status {};
-  if (server->listener.valid() && lstat(server->path.c_str(), &status) == 0 &&
-      status.st_dev == server->device && status.st_ino == server->inode) {
+  if (server != nullptr && server->listener.valid() && is_own_file(*server)) {
     unlink(server->path.c_str());
   }
   delete server;
@@ -148,15 +118,19 @@ comm_socket_v4* comm_socket_v4_destroy(comm_socket_v4* server) {
 }
 
 int comm_socket_v4_create_server(comm_socket_v4* server, const char* path) {
-  unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  local_address address;
+  if (!address.set(path)) return -1;
+  remove_stale_file(path, address);
+  unique_fd listener = make_socket();
   struct stat status {};
-  if (!fd.valid() || !listen_on(fd.get(), path) || lstat(path, &status) != 0) {
+  if (!listener.valid() || bind(listener.get(), address.get(), sizeof(address.address)) != 0 ||
+      lstat(path, &status) != 0 || listen(listener.get(), backlog) != 0) {
     return -1;
   }
-  server->listener = std::move(fd);
+  server->listener = std::move(listener);
   server->path = path;
-  server->device = status.st_dev;
-  server->inode = status.st_ino;
+  server->file_device = status.st_dev;
+  server->file_number = status.st_ino;
   return 0;
 }
 
@@ -165,36 +139,11 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 }
 
 int comm_socket_v4_idle(comm_socket_v4* server) {
-  if (!server->listener.valid() || !accept_waiting(*server)) {
-    return -1;
+  if (!server->listener.valid()) return -1;
+  // Reading comes first: it finds who is gone, and so makes room for who comes.
+  for (comm_socket_v4_client& client : server->clients) {
+    client.read_round();
+    client.close_when_done();
   }
-  for (auto const& client : server->clients) {
-    read_from(*client);
-  }
-  return 0;
-}
-
-comm_socket_v4_client* comm_socket_v4_accept_connection(comm_socket_v4* server) {
-  for (auto const& client : server->clients) {
-    if (!client->announced) {
-      client->announced = true;
-      return client.get();
-    }
-  }
-  return nullptr;
-}
-
-comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* server) {
-  auto const left = std::find_if(server->clients.begin(), server->clients.end(),
-                                 [](auto const& client) { return has_left(*client); });
-  if (left == server->clients.end()) {
-    return nullptr;
-  }
-  comm_socket_v4_client* const client = left->release();
-  server->clients.erase(left);
-  return client;
-}
-
-void comm_socket_v4_free_client(comm_socket_v4_client* client) {
-  delete client;
+  return accept_round(*server) ? 0 : -1;
 }

@@ -6,22 +6,26 @@
 
 namespace {
 
-std::size_t cpu_count = 1;
+std::size_t cpu_count = 0;  // 0: not counted yet
+
+// The affinity mask counts, not the machine: a container or a restricted service has fewer.
+std::size_t count_cpus() {
+  cpu_set_t set;
+  if (sched_getaffinity(0, sizeof(set), &set) == 0 && CPU_COUNT(&set) > 0) {
+    return static_cast<std::size_t>(CPU_COUNT(&set));
+  }
+  // More processors than the mask has room for.
+  const long online = sysconf(_SC_NPROCESSORS_ONLN);
+  return online > 0 ? static_cast<std::size_t>(online) : 1;
+}
 
 }  // namespace
 
-// The affinity mask counts, not the machine: in a container or a restricted unit there are fewer.
 void init_tarn_utils_cpu() {
-  cpu_set_t set;
-  if (sched_getaffinity(0, sizeof(set), &set) == 0 && CPU_COUNT(&set) > 0) {
-    cpu_count = static_cast<std::size_t>(CPU_COUNT(&set));
-    return;
-  }
-  // More processors than the mask has room for.
-  long const online = sysconf(_SC_NPROCESSORS_ONLN);
-  cpu_count = online > 0 ? static_cast<std::size_t>(online) : 1;
+  cpu_count = count_cpus();
 }
 
 std::size_t how_many_cpus() {
+  if (cpu_count == 0) init_tarn_utils_cpu();
   return cpu_count;
 }

@@ -9,30 +9,35 @@
 
 namespace {
 
-bool make_one(std::string const& path, mode_t mode, int owner) {
-  if (mkdir(path.c_str(), mode) != 0) {
-    int const error = errno;
-    struct stat status {};
-    bool const exists = stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-    errno = error;
-    return exists;
+bool is_directory(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// What mkdir says counts, not a look beforehand: somebody else may be making the same directory.
+bool make_one(const std::string& path, mode_t mode, int owner) {
+  if (mkdir(path.c_str(), mode) == 0) {
+    return owner < 0 ||
+           lchown(path.c_str(), static_cast<uid_t>(owner), static_cast<gid_t>(-1)) == 0;
   }
-  return owner < 0 || chown(path.c_str(), static_cast<uid_t>(owner), static_cast<gid_t>(-1)) == 0;
+  const int error = errno;
+  if (is_directory(path)) return true;
+  errno = error == EEXIST ? ENOTDIR : error;
+  return false;
 }
 
 }  // namespace
 
-int mkdir_p(char const* path, mode_t mode, int owner) {
-  std::string const whole = path;
+int mkdir_p(const char* path, mode_t mode, int owner) {
+  const std::string whole = path;
   if (whole.empty()) {
     errno = ENOENT;
     return -1;
   }
-  for (std::size_t slash = 0; slash != std::string::npos;) {
+  std::size_t slash = 0;
+  do {
     slash = whole.find('/', slash + 1);
-    if (!make_one(whole.substr(0, slash), mode, owner)) {
-      return -1;
-    }
-  }
+    if (!make_one(whole.substr(0, slash), mode, owner)) return -1;
+  } while (slash != std::string::npos);
   return 0;
 }

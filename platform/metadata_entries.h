@@ -1,26 +1,26 @@
-// What the two handles of the metadata library are made of. For the library's own sources only.
+// The metadata library's two handles and the text form of entries. For its own sources only.
 #pragma once
 
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
 struct metadata_v4_context {
-  std::string directory;  // the metadata directory, "" without a location
+  std::string directory;  // the metadata directory; empty without a location
 };
 
+// One `name=value` line per entry. In a value a backslash, a line feed and a carriage return are
+// written `\\`, `\n`, `\r`; a backslash before anything else stands for itself.
 struct metadata_v4_metadata_context {
-  std::vector<std::pair<std::string, std::string>> list;  // name and value, in order
-};
+  std::vector<std::pair<std::string, std::string>> entries;
+  // Where in `entries` a name stands: a file may hold more of them than a search each can stand.
+  std::unordered_map<std::string, std::size_t> places;
 
-// Sets an entry; one that exists keeps its place.
-inline void set_metadata_entry(metadata_v4_metadata_context& entries, std::string const& name,
-                               std::string const& value) {
-  for (auto& [entry_name, entry_value] : entries.list) {
-    if (entry_name == name) {
-      entry_value = value;
-      return;
-    }
-  }
-  entries.list.emplace_back(name, value);
-}
+  // One that exists keeps its place.
+  void set(const std::string& name, std::string value);
+  // Adds the entries of a file. False when a line of it is no entry.
+  bool parse(std::string_view text);
+  std::string text() const;
+};

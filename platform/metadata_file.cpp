@@ -1,8 +1,6 @@
-// Metadata files, read and written.
-#include <algorithm>
+// Metadata files, loaded and written.
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
+
 #include <string>
 
 #include <fcntl.h>
@@ -11,163 +9,102 @@
 
 #include "platform/metadata_entries.h"
 #include "platform/metadata_v4.h"
+#include "platform/small_file.h"
 #include "platform/unique_fd.h"
 
 namespace {
 
-constexpr std::size_t max_file_size = 1U << 20U;
+constexpr std::size_t largest_file = std::size_t{1} << 20;  // bytes
 
 int fail(int error) {
   errno = error;
   return -1;
 }
 
-std::string file_path(metadata_v4_context const& context, char const* name) {
-  return context.directory + "/" + (name == nullptr ? "metadata" : name);
+const char* or_usual_name(const char* name) {
+  return name == nullptr ? "metadata" : name;
 }
 
-std::string escape(std::string const& value) {
-  std::string text;
-  for (char const c : value) {
-    switch (c) {
-    case '\\':
-      text += "\\\\";
-      break;
-    case '\n':
-      text += "\\n";
-      break;
-    case '\r':
-      text += "\\r";
-      break;
-    default:
-      text += c;
-      break;
-    }
-  }
-  return text;
+bool is_bare_name(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
-std::string unescape(std::string const& text) {
-  std::string value;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char const next = text[i] == '\\' && i + 1 < text.size() ? text[i + 1] : '\0';
-    if (next == '\\' || next == 'n' || next == 'r') {
-      value += next == '\\' ? '\\' : next == 'n' ? '\n' : '\r';
-      ++i;
-    } else {
-      value += text[i];
-    }
-  }
-  return value;
+// Whoever may write beside the media could put a symbolic link there, and so have a privileged
+// process write elsewhere: it is not followed.
+unique_fd open_directory(const std::string& directory) {
+  return unique_fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-// Reads a regular file whole. Opened non-blocking: the file lies beside media that anybody may have
-// put there, and may be a FIFO.
-bool read_file(std::string const& path, std::string& text) {
-  unique_fd const fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat status {};
-  if (!fd.valid() || fstat(fd.get(), &status) != 0) {
-    return false;
-  }
-  if (!S_ISREG(status.st_mode)) {
-    errno = EINVAL;
-    return false;
-  }
-  char block[16384];
-  ssize_t got = 0;
-  while ((got = read(fd.get(), block, sizeof(block))) != 0) {
-    if (got < 0 && errno != EINTR) {
-      return false;
-    }
-    text.append(block, got < 0 ? 0 : static_cast<std::size_t>(got));
-    if (text.size() > max_file_size) {
-      errno = EINVAL;
-      return false;
-    }
+bool write_all(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t put = write(fd, text.data(), text.size());
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(put));
   }
   return true;
 }
 
-// False for a text with a line that is no entry. A value is a C string, so a NUL is none either.
-bool parse(std::string const& text, metadata_v4_metadata_context& entries) {
-  for (std::size_t begin = 0; begin < text.size();) {
-    std::size_t const end = std::min(text.find('\n', begin), text.size());
-    std::string const line = text.substr(begin, end - begin);
-    std::size_t const equals = line.find('=');
-    if (equals == 0 || equals == std::string::npos || line.find('\0') != std::string::npos) {
-      return false;
-    }
-    set_metadata_entry(entries, line.substr(0, equals), unescape(line.substr(equals + 1)));
-    begin = end + 1;
+// Makes a file of a name that nobody else has; the name says whose it was, should it be left
+// behind.
+unique_fd make_temporary(int directory_fd, const char* name, std::string& temporary) {
+  constexpr int most_tries = 100;
+  static unsigned counter = 0;
+  unique_fd file;
+  for (int i = 0; i < most_tries && !file.valid(); ++i) {
+    temporary = std::string(name) + "." + std::to_string(getpid()) + "." +
+                std::to_string(counter++) + ".tmp";
+    file.reset(
+        openat(directory_fd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!file.valid() && errno != EEXIST) break;
   }
-  return true;
+  return file;
 }
 
-bool write_all(int fd, std::string const& text) {
-  for (std::size_t done = 0; done < text.size();) {
-    ssize_t const put = write(fd, text.data() + done, text.size() - done);
-    if (put < 0 && errno != EINTR) {
-      return false;
-    }
-    done += put < 0 ? 0 : static_cast<std::size_t>(put);
+// Not flushed to the disk before the rename, which would stop the caller for as long as a busy disk
+// likes: after a power cut the metadata may be missing, and is made again from the media.
+int replace_file(int directory_fd, const char* name, const std::string& text) {
+  std::string temporary;
+  unique_fd file = make_temporary(directory_fd, name, temporary);
+  if (!file.valid()) return -1;
+  // Network file systems tell of a full disk only at the close.
+  if (write_all(file.get(), text) && close(file.release()) == 0 &&
+      renameat(directory_fd, temporary.c_str(), directory_fd, name) == 0) {
+    return 0;
   }
-  return true;
-}
-
-// Makes a temporary file beside the target with the rights that any new file would get.
-unique_fd make_temporary(std::string& path) {
-  unique_fd fd(mkostemp(path.data(), O_CLOEXEC));
-  if (fd.valid()) {
-    mode_t const mask = umask(0);
-    umask(mask);
-    fchmod(fd.get(), 0666 & ~mask);
-  }
-  return fd;
+  const int error = errno;
+  unlinkat(directory_fd, temporary.c_str(), 0);
+  return fail(error);
 }
 
 }  // namespace
 
 int metadata_v4_metadata_context_load_metadata_from_file(metadata_v4_metadata_context* entries,
-                                                         metadata_v4_context const* context,
-                                                         char const* name) {
-  entries->list.clear();
-  if (context->directory.empty()) {
-    return fail(EINVAL);
-  }
+                                                         const metadata_v4_context* context,
+                                                         const char* name) {
+  const char* const file_name = or_usual_name(name);
+  if (context->directory.empty() || !is_bare_name(file_name)) return fail(EINVAL);
+  const unique_fd directory = open_directory(context->directory);
+  if (!directory.valid()) return -1;
   std::string text;
-  if (!read_file(file_path(*context, name), text)) {
-    return -1;
+  if (!read_small_file(directory.get(), file_name, largest_file, text)) {
+    return fail(errno == EFBIG ? EINVAL : errno);
   }
-  if (!parse(text, *entries)) {
-    entries->list.clear();
-    return fail(EINVAL);
-  }
+  metadata_v4_metadata_context loaded;
+  if (!loaded.parse(text)) return fail(EINVAL);
+  *entries = std::move(loaded);
   return 0;
 }
 
-int metadata_v4_metadata_context_write_metadata_to_file(metadata_v4_metadata_context const* entries,
-                                                        metadata_v4_context const* context,
-                                                        char const* name) {
-  if (context->directory.empty()) {
-    return fail(EINVAL);
-  }
-  if (mkdir(context->directory.c_str(), 0777) != 0 && errno != EEXIST) {
-    return -1;
-  }
-  std::string text;
-  for (auto const& [entry_name, value] : entries->list) {
-    text += entry_name + "=" + escape(value) + "\n";
-  }
-  std::string const path = file_path(*context, name);
-  std::string temporary = path + ".XXXXXX";
-  unique_fd const fd = make_temporary(temporary);
-  if (!fd.valid()) {
-    return -1;
-  }
-  if (write_all(fd.get(), text) && rename(temporary.c_str(), path.c_str()) == 0) {
-    return 0;
-  }
-  int const error = errno;
-  unlink(temporary.c_str());
-  return fail(error);
+int metadata_v4_metadata_context_write_metadata_to_file(const metadata_v4_metadata_context* entries,
+                                                        const metadata_v4_context* context,
+                                                        const char* name) {
+  const char* const file_name = or_usual_name(name);
+  if (context->directory.empty() || !is_bare_name(file_name)) return fail(EINVAL);
+  const std::string text = entries->text();
+  if (text.size() > largest_file) return fail(EFBIG);
+  if (mkdir(context->directory.c_str(), 0777) != 0 && errno != EEXIST) return -1;
+  const unique_fd directory = open_directory(context->directory);
+  if (!directory.valid()) return -1;
+  return replace_file(directory.get(), file_name, text);
 }

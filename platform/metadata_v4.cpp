@@ -1,57 +1,51 @@
-// Where metadata lies, and its entries in memory.
+// The metadata's handles, and where a media file's metadata lies.
 #include "platform/metadata_v4.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 #include <new>
-#include <string>
-#include <string_view>
 
 #include "platform/metadata_entries.h"
 
 namespace {
 
-constexpr std::string_view metadir_prefix = ".";
-constexpr std::string_view metadir_suffix = ".metadata";
-// So that the directory's name keeps within a file system's 255 bytes.
-constexpr std::size_t max_name_length = 255 - metadir_prefix.size() - metadir_suffix.size();
+constexpr std::string_view prefix = ".";
+constexpr std::string_view suffix = ".metadata";
+// With prefix and suffix the most that a file system takes, 255 bytes.
+constexpr std::size_t longest_name = NAME_MAX - prefix.size() - suffix.size();
 
 int fail(int error) {
   errno = error;
   return -1;
 }
 
-bool is_metadir_name(std::string_view name) {
-  return name.size() > metadir_prefix.size() + metadir_suffix.size() &&
-         name.substr(0, metadir_prefix.size()) == metadir_prefix &&
-         name.substr(name.size() - metadir_suffix.size()) == metadir_suffix;
+bool is_metadata_directory_name(std::string_view name) {
+  return name.size() > prefix.size() + suffix.size() && name.substr(0, prefix.size()) == prefix &&
+         name.substr(name.size() - suffix.size()) == suffix;
 }
 
 }  // namespace
 
-int metadata_v4_file_to_metadir(char const* path, char* buffer, std::size_t size) {
-  char const* const slash = strrchr(path, '/');
-  if (*path != '/' || slash[1] == '\0') {
-    return fail(EINVAL);
-  }
-  std::string const name = slash + 1;
-  std::string const metadir =
-      std::string(path, slash + 1).append(metadir_prefix) + name + std::string(metadir_suffix);
-  if (name.size() > max_name_length || metadir.size() >= size) {
-    return fail(ENAMETOOLONG);
-  }
+int metadata_v4_file_to_metadir(const char* path, char* buffer, std::size_t size) {
+  const std::string_view whole = path;
+  const std::size_t name_begin = whole.rfind('/') + 1;
+  const std::string_view name = whole.substr(name_begin);
+  if (whole.substr(0, 1) != "/" || name.empty()) return fail(EINVAL);
+  if (name.size() > longest_name) return fail(ENAMETOOLONG);
+  std::string metadir(whole.substr(0, name_begin));
+  metadir.append(prefix).append(name).append(suffix);
+  if (metadir.size() >= size || metadir.size() > INT_MAX) return fail(ERANGE);
   memcpy(buffer, metadir.c_str(), metadir.size() + 1);
   return static_cast<int>(metadir.size());
 }
 
-bool metadata_v4_context_is_metadata_name(char const* path) {
+bool metadata_v4_context_is_metadata_name(const char* path) {
   std::string_view rest = path;
   while (!rest.empty()) {
-    std::size_t const end = std::min(rest.find('/'), rest.size());
-    if (is_metadir_name(rest.substr(0, end))) {
-      return true;
-    }
+    const std::size_t end = std::min(rest.find('/'), rest.size());
+    if (is_metadata_directory_name(rest.substr(0, end))) return true;
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   return false;
@@ -66,13 +60,10 @@ metadata_v4_context* metadata_v4_context_destroy(metadata_v4_context* context) {
   return nullptr;
 }
 
-int metadata_v4_context_set_file_location(metadata_v4_context* context, char const* path) {
-  char metadir[4096];
-  context->directory.clear();
-  if (metadata_v4_file_to_metadir(path, metadir, sizeof(metadir)) < 0) {
-    return -1;
-  }
-  context->directory = metadir;
+int metadata_v4_context_set_file_location(metadata_v4_context* context, const char* path) {
+  char directory[PATH_MAX];
+  if (metadata_v4_file_to_metadir(path, directory, sizeof(directory)) < 0) return -1;
+  context->directory = directory;
   return 0;
 }
 
@@ -86,21 +77,15 @@ metadata_v4_metadata_context_destroy(metadata_v4_metadata_context* entries) {
   return nullptr;
 }
 
-char const* metadata_v4_metadata_context_read_entry(metadata_v4_metadata_context const* entries,
-                                                    char const* name) {
-  for (auto const& [entry_name, value] : entries->list) {
-    if (entry_name == name) {
-      return value.c_str();
-    }
-  }
-  return nullptr;
+const char* metadata_v4_metadata_context_read_entry(const metadata_v4_metadata_context* entries,
+                                                    const char* name) {
+  const auto place = entries->places.find(name);
+  return place == entries->places.end() ? nullptr : entries->entries[place->second].second.c_str();
 }
 
 int metadata_v4_metadata_context_write_entry(metadata_v4_metadata_context* entries,
-                                             char const* name, char const* value) {
-  if (*name == '\0' || strpbrk(name, "=\r\n") != nullptr) {
-    return fail(EINVAL);
-  }
-  set_metadata_entry(*entries, name, value);
+                                             const char* name, const char* value) {
+  if (*name == '\0' || strpbrk(name, "=\r\n") != nullptr) return fail(EINVAL);
+  entries->set(name, value);
   return 0;
 }

@@ -6,5 +6,6 @@ constexpr char path_fileops_jobs[] = "/mnt/main/tv/fileops/jobs";
 constexpr char path_output_dir[] = "/mnt/main/tv/vod/";
 constexpr char path_vod_conf[] = "/mnt/main/tv/vod.conf";
 constexpr char path_queue_file[] = "/mnt/main/tv/vod.queue.js";
+constexpr char path_queue_file_temporary[] = "/mnt/main/tv/vod.queue.js.tmp";
 constexpr char path_media_roots[] = "/mnt/main/tv/media.roots";
 constexpr char path_control_socket[] = "/var/run/vod.transcode.service";

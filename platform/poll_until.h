@@ -1,21 +1,20 @@
-// Waiting for descriptors until a monotonic deadline.
+// Waiting for descriptors with a deadline of the monotonic clock.
 #pragma once
 
-#include <algorithm>
+#include <cerrno>
 #include <cstdint>
+#include <ctime>
 
 #include <poll.h>
 
 #include "platform/clock.h"
 
-// poll() with a monotonic deadline in microseconds. The result is poll's, -1 with errno EINTR when
-// a signal came.
-inline int poll_until(pollfd* descriptors, nfds_t count, std::uint64_t deadline_us) {
-  constexpr std::uint64_t longest_wait_us = 3600000000U;
-  std::uint64_t const now = monotonic_clock_us();
-  std::uint64_t const wait_us =
-      deadline_us > now ? std::min(deadline_us - now, longest_wait_us) : 0;
-  timespec const timeout{static_cast<time_t>(wait_us / 1000000U),
-                         static_cast<long>(wait_us % 1000000U) * 1000};
-  return ppoll(descriptors, count, &timeout, nullptr);
+// Positive when an entry is ready, 0 at the deadline or when a signal came, negative on an error.
+inline int poll_until(pollfd* entries, nfds_t count, std::uint64_t deadline_us) {
+  const std::uint64_t now = monotonic_clock_us();
+  const std::uint64_t left = deadline_us > now ? deadline_us - now : 0;
+  const timespec timeout{static_cast<time_t>(left / 1000000),
+                         static_cast<long>(left % 1000000) * 1000};
+  const int ready = ppoll(entries, count, &timeout, nullptr);
+  return ready < 0 && errno == EINTR ? 0 : ready;
 }

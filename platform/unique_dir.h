@@ -6,7 +6,7 @@
 #include <dirent.h>
 
 struct dir_closer {
-  void operator()(DIR* dir) const { closedir(dir); }
+  void operator()(DIR* directory) const { closedir(directory); }
 };
 
 // Owns a stream opened with opendir; empty when the open failed.

@@ -1,0 +1,56 @@
+// Writing a reply: the operations that fill a packet, in the order in which they are to be called.
+#include <cassert>
+#include <new>
+
+#include "platform/comm_socket_v4.h"
+
+using stage = comm_socket_v4_packet::stage;
+
+comm_socket_v4_packet* comm_socket_v4_packet_create() {
+  return new (std::nothrow) comm_socket_v4_packet;
+}
+
+void comm_socket_v4_packet_release(comm_socket_v4_packet* packet) {
+  delete packet;
+}
+
+void comm_socket_v4_packet_begin_writing(comm_socket_v4_packet* packet, int /*unused*/,
+                                         const char* command, const char* status) {
+  packet->words = {command, status};
+  packet->nv_pairs.clear();
+  packet->data.clear();
+  packet->wire.clear();
+  packet->wire_sent = 0;
+  packet->written = stage::words;
+}
+
+void comm_socket_v4_packet_write_argv_end(comm_socket_v4_packet* packet) {
+  assert(packet->written == stage::words);
+  packet->written = stage::body;
+}
+
+void comm_socket_v4_packet_write_nv_pair(comm_socket_v4_packet* packet, const char* name,
+                                         const char* value) {
+  assert(packet->written == stage::body);
+  packet->nv_pairs.emplace_back(name, value);
+}
+
+void comm_socket_v4_packet_write_data_binary(comm_socket_v4_packet* packet, const void* bytes,
+                                             std::size_t length) {
+  assert(packet->written == stage::body);
+  packet->data.append(static_cast<const char*>(bytes), length);
+}
+
+void comm_socket_v4_packet_write_end(comm_socket_v4_packet* packet) {
+  assert(packet->written == stage::body);
+  packet->written = stage::complete;
+}
+
+void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* request,
+                                                 comm_socket_v4_packet* reply, int /*flags*/) {
+  assert(!request->words.empty());
+  reply->result_code = comm_socket_v4_result_refused;
+  comm_socket_v4_packet_begin_writing(reply, 0, request->words.front().c_str(), "UNKNOWN COMMAND");
+  comm_socket_v4_packet_write_argv_end(reply);
+  comm_socket_v4_packet_write_end(reply);
+}
