@@ -17,10 +17,11 @@ constexpr std::size_t max_items = 512;
 // With more items than this, "add" clears finished ones first.
 constexpr std::size_t comfortable_items = 479;
 
-// Deletes the oldest items of one state until the queue is comfortable again.
+// Deletes the oldest items of one state until the queue is comfortable again; `message` is printed
+// for each with its source.
 // Kept on purpose: these removals do not count as changes of the queue's membership. Effect: a
 // client notices them by "total" and by the insertion that follows, not by the modify counter.
-void auto_clear(transcode_states state, char const* kind) {
+void auto_clear(transcode_states state, char const* message) {
   auto i = transcode_queue.begin();
   while (transcode_queue.size() > comfortable_items && i != transcode_queue.end()) {
     QueueItem* const item = *i;
@@ -28,7 +29,7 @@ void auto_clear(transcode_states state, char const* kind) {
       ++i;
       continue;
     }
-    fprintf(stderr, "Auto-clearing %s item '%s'\n", kind, item->input_file.c_str());
+    fprintf(stderr, message, item->input_file.c_str());
     i = transcode_queue.erase(i);
     delete item;
   }
@@ -44,8 +45,8 @@ void do_cmd_test(command_call const& call) {
 }
 
 void do_cmd_add(command_call const& call) {
-  auto_clear(TRANSCODE_DONE, "finished");
-  auto_clear(TRANSCODE_CANCELLED, "cancelled");
+  auto_clear(TRANSCODE_DONE, "Auto-clearing finished item '%s'\n");
+  auto_clear(TRANSCODE_CANCELLED, "Auto-clearing cancelled item '%s'\n");
   if (transcode_queue.size() >= max_items) {
     refuse(call.reply, call.command, "TOO MANY ITEMS");
     return;

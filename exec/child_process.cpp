@@ -39,8 +39,9 @@ std::unique_ptr<char* []> exec_arguments(std::vector<std::string>& proc_argv) {
   if (argv) {
     std::size_t i = 0;
     for (std::string& argument : proc_argv) {
-      // clang-format off: the words of the assertion are known to those who read our logs
-      assert(i < (proc_argv.size() + 1));
+      // The words of the assertion are known to those who read our logs.
+      // clang-format off
+      assert(i < (proc_argv.size()+1));
       // clang-format on
       argv[i++] = argument.data();
     }

@@ -26,8 +26,9 @@ void gen_uuid(std::string& out) {
       tmp, sizeof(tmp), "%02x%02x%02x%02x-%02x%02x-%02x%02x-%02x%02x-%02x%02x%02x%02x%02x%02x",
       b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14],
       b[15]));
-  // clang-format off: the words of the assertion are known to those who read our logs
-  assert(w < (sizeof(tmp) - 1));
+  // The words of the assertion are known to those who read our logs.
+  // clang-format off
+  assert(w < (sizeof(tmp)-1));
   // clang-format on
   out.assign(tmp, w);
 }
