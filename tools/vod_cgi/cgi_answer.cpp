@@ -1,0 +1,56 @@
+// Writes answers as CGI wants them.
+#include "tools/vod_cgi/cgi_answer.h"
+
+namespace {
+
+char const* reason_phrase(int status) {
+  switch (status) {
+  case 200:
+    return "OK";
+  case 400:
+    return "Bad Request";
+  case 404:
+    return "Not Found";
+  case 405:
+    return "Method Not Allowed";
+  case 408:
+    return "Request Timeout";
+  case 413:
+    return "Payload Too Large";
+  case 502:
+    return "Bad Gateway";
+  case 503:
+    return "Service Unavailable";
+  case 504:
+    return "Gateway Timeout";
+  default:
+    return "Error";
+  }
+}
+
+std::string on_one_line(std::string text) {
+  for (char& c : text) {
+    auto const byte = static_cast<unsigned char>(c);
+    c = byte < 0x20 || byte == 0x7f ? ' ' : c;
+  }
+  return text;
+}
+
+}  // namespace
+
+cgi_answer refusal_answer(int status, std::string const& body) {
+  cgi_answer answer;
+  answer.status = status;
+  answer.body = body;
+  return answer;
+}
+
+std::string cgi_text(cgi_answer const& answer) {
+  std::string text = "Status: " + std::to_string(answer.status) + " " +
+                     reason_phrase(answer.status) + "\r\nContent-Type: " + answer.content_type +
+                     "\r\nCache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n\r\n";
+  for (auto const& [name, value] : answer.pairs) {
+    text += on_one_line(name) + ":" + on_one_line(value) + "\n";
+  }
+  return text + "\n" + answer.body;
+}

@@ -1,0 +1,27 @@
+// What the gateway answers: an HTTP status, the service's own header block, a body.
+//
+//   Status: 404 Not Found
+//   Content-Type: text/plain
+//
+//   X-comm-error:NOT FOUND        name:value lines, no blank behind the colon
+//                                 an empty line
+//   ...                           body
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+struct cgi_answer {
+  int status = 200;
+  std::string content_type = "text/plain";
+  std::vector<std::pair<std::string, std::string>> pairs;
+  std::string body;
+};
+
+// An answer that refuses, with a sentence for the reader of the text.
+cgi_answer refusal_answer(int status, std::string const& body);
+
+// The answer as a web server takes it from a CGI program. Line ends and other control characters in
+// names and values become blanks: no value can add a line.
+std::string cgi_text(cgi_answer const& answer);

@@ -1,0 +1,76 @@
+// Translates the service's replies.
+#include "tools/vod_cgi/control_reply.h"
+
+#include <string>
+
+#include <json11.hpp>
+
+namespace {
+
+// A page of the queue is far below this.
+constexpr std::size_t data_limit = 8U << 20U;
+
+json11::Json without_command_line(json11::Json const& item) {
+  json11::Json::object keys = item.object_items();
+  keys.erase("process argv");
+  return keys;
+}
+
+// Items stand alone, or as the "list" of a page.
+json11::Json without_command_lines(json11::Json const& document) {
+  json11::Json::object keys = without_command_line(document).object_items();
+  auto const list = keys.find("list");
+  if (list != keys.end()) {
+    json11::Json::array items;
+    for (json11::Json const& item : list->second.array_items()) {
+      items.push_back(without_command_line(item));
+    }
+    list->second = items;
+  }
+  return keys;
+}
+
+cgi_answer refused(comm_socket_v4_packet const& reply, json11::Json const& item) {
+  std::string const status = reply.words.size() > 1 ? reply.words[1] : "";
+  cgi_answer answer =
+      refusal_answer(status == "NOT FOUND" ? 404 : 400, item["state"].string_value());
+  answer.pairs = reply.nv_pairs;
+  answer.pairs.emplace_back("X-comm-error", status);
+  return answer;
+}
+
+}  // namespace
+
+cgi_answer answer_of_reply(comm_socket_v4_packet const& reply) {
+  if (reply.data.size() > data_limit) {
+    return refusal_answer(502, "the service's reply is too large");
+  }
+  std::string error;
+  json11::Json const document = json11::Json::parse(reply.data, error);
+  if (reply.result_code != 0) {
+    return refused(reply, document);
+  }
+  if (!reply.data.empty() && !document.is_object()) {
+    return refusal_answer(502, "the service's reply cannot be read");
+  }
+  cgi_answer answer;
+  answer.content_type = "application/json";
+  answer.pairs = reply.nv_pairs;
+  if (!reply.data.empty()) {
+    answer.body = without_command_lines(document).dump();
+  }
+  return answer;
+}
+
+cgi_answer answer_of_failure(comm_client_result result) {
+  switch (result) {
+  case comm_client_result::no_service:
+    return refusal_answer(503, "the service is not running");
+  case comm_client_result::timeout:
+    return refusal_answer(504, "the service does not answer");
+  case comm_client_result::gone:
+    return refusal_answer(503, "the service ended before it answered");
+  default:
+    return refusal_answer(502, "the service's reply cannot be read");
+  }
+}

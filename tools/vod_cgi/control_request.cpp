@@ -1,0 +1,105 @@
+// Translates queries and bodies. Everything here comes from strangers.
+#include "tools/vod_cgi/control_request.h"
+
+#include <algorithm>
+#include <string_view>
+
+namespace {
+
+// What may be asked for from another machine; "test" and whatever comes later may not.
+constexpr std::string_view allowed_commands[] = {"add",     "list",  "ready",  "modify", "cancel",
+                                                 "restart", "pause", "resume", "remove"};
+
+constexpr std::string_view uploaded_name_key = "*name";
+
+bool is_control(char c) {
+  auto const byte = static_cast<unsigned char>(c);
+  return byte < 0x20 || byte == 0x7f;
+}
+
+// 8-4-4-4-12 hexadecimal digits, lower case as they are made.
+bool is_uuid(std::string_view text) {
+  constexpr std::string_view form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+  return text.size() == form.size() &&
+         std::equal(text.begin(), text.end(), form.begin(), [](char c, char f) {
+           return f == '-' ? c == '-' : (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+         });
+}
+
+// Takes one field off a query. A name given twice makes the query unclear, so it counts as none.
+bool take_field(std::string_view field, std::string_view name, std::string_view& value,
+                bool& seen) {
+  if (field.size() <= name.size() || field.substr(0, name.size()) != name ||
+      field[name.size()] != '=') {
+    return false;
+  }
+  value = seen ? std::string_view() : field.substr(name.size() + 1);
+  seen = true;
+  return true;
+}
+
+bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string& error) {
+  std::size_t const colon = line.find(':');
+  if (colon == 0 || colon == std::string_view::npos) {
+    error = "a line is not name:value";
+    return false;
+  }
+  if (std::any_of(line.begin(), line.end(), is_control)) {
+    error = "a line holds a control character";
+    return false;
+  }
+  std::string_view const name = line.substr(0, colon);
+  std::string_view const value = line.substr(colon + 1);
+  if (name != uploaded_name_key) {
+    packet.nv_pairs.emplace_back(name, value);
+    return true;
+  }
+  if (!is_uuid(value)) {
+    error = "*name is not the name of an upload";
+    return false;
+  }
+  packet.nv_pairs.emplace_back("input file", upload_directory + std::string(value));
+  return true;
+}
+
+}  // namespace
+
+std::string command_of_query(std::string const& query) {
+  std::string_view gateway_word;
+  std::string_view command;
+  bool seen_gateway_word = false;
+  bool seen_command = false;
+  std::string_view rest = query;
+  while (!rest.empty()) {
+    std::string_view const field = rest.substr(0, rest.find('&'));
+    rest.remove_prefix(std::min(field.size() + 1, rest.size()));
+    if (!take_field(field, "c", gateway_word, seen_gateway_word)) {
+      take_field(field, "vc", command, seen_command);
+    }
+  }
+  bool const allowed = gateway_word == "vodsrv" &&
+                       std::find(std::begin(allowed_commands), std::end(allowed_commands),
+                                 command) != std::end(allowed_commands);
+  return allowed ? std::string(command) : "";
+}
+
+bool fill_request(std::string const& command, std::string const& body,
+                  comm_socket_v4_packet& packet, std::string& error) {
+  packet.flags = comm_socket_v4_flag_want_reply;
+  packet.words = {command};
+  std::string_view rest = body;
+  while (!rest.empty()) {
+    std::string_view line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    if (!line.empty() && line.back() == '\r') {
+      line.remove_suffix(1);
+    }
+    if (line.empty()) {
+      break;
+    }
+    if (!add_line(line, packet, error)) {
+      return false;
+    }
+  }
+  return true;
+}

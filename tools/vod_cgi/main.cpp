@@ -1,0 +1,59 @@
+// vod.cgi: lets another server of the same kind, and the queue page, use the control socket through
+// a web server. Who may do so is the web server's to decide.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include <unistd.h>
+
+#include "platform/clock.h"
+#include "platform/paths.h"
+#include "tools/vod_cgi/gateway.h"
+
+namespace {
+
+constexpr std::uint64_t time_limit_us = 10000000;
+constexpr int exit_usage = 2;
+
+bool write_all(int fd, std::string const& text) {
+  for (std::size_t done = 0; done < text.size();) {
+    ssize_t const put = write(fd, text.data() + done, text.size() - done);
+    if (put < 0 && errno != EINTR) {
+      return false;
+    }
+    done += put < 0 ? 0 : static_cast<std::size_t>(put);
+  }
+  return true;
+}
+
+// For a person at a terminal. A web server may pass a query without "=" as arguments, so they are
+// looked at only where there is no web server.
+int answer_person(int argc, char** argv) {
+  if (argc == 2 && strcmp(argv[1], "--help") == 0) {
+    puts("vod.cgi: CGI/1.1 gateway to qx_vod_service; to be run by a web server.\n"
+         "POST vod.cgi?c=vodsrv&vc=COMMAND with name:value lines as the body.");
+    return 0;
+  }
+  if (argc == 2 && strcmp(argv[1], "--version") == 0) {
+    puts("vod.cgi " QX_VERSION);
+    return 0;
+  }
+  fputs("vod.cgi: to be run by a web server as a CGI program\n", stderr);
+  return exit_usage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (getenv("GATEWAY_INTERFACE") == nullptr) {
+    return answer_person(argc, argv);
+  }
+  // A client that takes no answer must not keep the program for ever either.
+  alarm(static_cast<unsigned>(2 * time_limit_us / 1000000));
+  std::string const text =
+      cgi_text(answer_request(cgi_input::from_environment(), STDIN_FILENO, path_control_socket,
+                              monotonic_clock_us() + time_limit_us));
+  return write_all(STDOUT_FILENO, text) ? 0 : 1;
+}
