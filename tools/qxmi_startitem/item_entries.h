@@ -1,0 +1,29 @@
+// What is written about a file: the metadata entries that are this tool's own.
+#pragma once
+
+#include "tools/common/media_info.h"
+
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+struct item_entry {
+  const char* name;
+  std::string value;  // empty where it does not apply or is not known
+};
+
+// All entries, always the same names in the same order:
+//   "file type"       as given
+//   "duration"        seconds with three decimals
+//   "width" "height"  of what is seen: after rotation, with pixels made square
+//   "frame rate"      frames, not fields, a second, with three decimals
+//   "interlaced"      1 or 0
+//   "video codec" "audio codec" "audio channels"   of the streams worth playing
+//   "bit rate"        bits a second of the whole file
+//   "size"            bytes
+//   "modified"        seconds since 1970
+// Frame rate to video codec are those of a moving picture; a still has no more than its width and
+// height.
+std::vector<item_entry> item_entries(const std::string& type, const media_info& media,
+                                     const struct stat& status);

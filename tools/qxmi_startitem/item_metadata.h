@@ -1,0 +1,34 @@
+// The metadata file of one media file, with the entries of others kept as they are.
+#pragma once
+
+#include "tools/qxmi_startitem/item_entries.h"
+
+#include <string>
+#include <vector>
+
+struct metadata_v4_context;
+struct metadata_v4_metadata_context;
+
+class item_metadata {
+public:
+  item_metadata();
+  ~item_metadata();
+  item_metadata(const item_metadata&) = delete;
+  item_metadata& operator=(const item_metadata&) = delete;
+
+  // Reads what there is for the file `path`, absolute; nothing is no failure. A metadata file that
+  // cannot be understood is one: others' entries would be lost. False with the cause in `error`.
+  bool load(const std::string& path, std::string& error);
+
+  // Sets the entries that have a value, and empties those of the same names that were there from
+  // an earlier time and do not apply any more: entries cannot be taken out, and an empty one says
+  // the same. After load().
+  bool set(const std::vector<item_entry>& entries, std::string& error);
+
+  // Writes the metadata file, whole. After load().
+  bool save(std::string& error) const;
+
+private:
+  metadata_v4_context* context_;
+  metadata_v4_metadata_context* entries_;
+};

@@ -1,0 +1,31 @@
+// What libmagic takes a file for.
+#include "tools/qxmi_startitem/magic_type.h"
+
+#include <magic.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+struct magic_closer {
+  void operator()(magic_set* set) const { magic_close(set); }
+};
+
+bool fail(std::string& error, const char* cause) {
+  error = std::string("its type cannot be told: ") + (cause != nullptr ? cause : "no cause given");
+  return false;
+}
+
+}  // namespace
+
+bool magic_type(int fd, std::string& type, std::string& error) {
+  const std::unique_ptr<magic_set, magic_closer> magic(magic_open(MAGIC_MIME_TYPE | MAGIC_ERROR));
+  if (!magic) return fail(error, std::strerror(errno));
+  if (magic_load(magic.get(), nullptr) != 0) return fail(error, magic_error(magic.get()));
+  const char* answer = magic_descriptor(magic.get(), fd);
+  if (answer == nullptr) return fail(error, magic_error(magic.get()));
+  type = answer;
+  return true;
+}

@@ -1,0 +1,11 @@
+// What libmagic takes a file for, by its content alone.
+#pragma once
+
+#include <string>
+
+// The type of an empty file, in libmagic's words.
+constexpr const char* empty_file_type = "inode/x-empty";
+
+// Puts the MIME type of the open regular file `fd` into `type`; its position may move. False with
+// the cause in `error`: no memory, no database of types, a failing disk.
+bool magic_type(int fd, std::string& type, std::string& error);

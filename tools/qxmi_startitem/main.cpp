@@ -1,0 +1,94 @@
+// qxmi_startitem: finds out what a file is and writes its metadata.
+#include "platform/metadata_v4.h"
+#include "tools/common/command_line.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qxmi_startitem/identify.h"
+#include "tools/qxmi_startitem/item_metadata.h"
+
+#include <cstdio>
+#include <filesystem>
+
+namespace {
+
+const std::string tool_name = "qxmi_startitem";
+
+struct command_line {
+  bool daemon = false;
+  bool identify = false;
+  bool create_meta = false;
+  std::string file;
+};
+
+// Whoever runs it waits for it and judges its exit status, so it never leaves for the background.
+constexpr const char* daemon_help =
+    "Said by a service that runs this; changes nothing, the work is done before it ends";
+
+void define_options(CLI::App& app, command_line& line) {
+  app.name(tool_name);
+  app.add_option("--file", line.file, "The file to look at");
+  app.add_flag("--identify", line.identify, "Find out what the file is");
+  app.add_flag("--create-meta", line.create_meta,
+               "Write it to the file's metadata, instead of to standard output");
+  app.add_flag("--daemon", line.daemon, daemon_help);
+}
+
+bool print_entries(const std::vector<item_entry>& entries) {
+  for (const item_entry& entry : entries) {
+    if (!entry.value.empty()) std::printf("%s=%s\n", entry.name, entry.value.c_str());
+  }
+  return std::fflush(stdout) == 0;
+}
+
+// The metadata belongs to the name as it was given, even where that is a symbolic link.
+std::string absolute(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::path whole = std::filesystem::absolute(path, error);
+  return error ? path : whole.string();
+}
+
+int fail(const std::string& file, const std::string& cause) {
+  // Whoever asked for the end needs no reason for it.
+  return stop_signal() != 0 ? exit_failure : report_failure(tool_name, file, cause);
+}
+
+int list(const std::string& file) {
+  std::vector<item_entry> entries;
+  std::string error;
+  if (!identify(file, entries, error)) return fail(file, error);
+  return print_entries(entries) ? exit_success : exit_failure;
+}
+
+int write_metadata(const std::string& file) {
+  const std::string path = absolute(file);
+  if (metadata_v4_context_is_metadata_name(path.c_str())) return fail(file, "is metadata itself");
+  std::vector<item_entry> entries;
+  std::string error;
+  if (!identify(path, entries, error)) return fail(file, error);
+  read_tool_signals();
+  if (stop_signal() != 0) return exit_failure;
+  item_metadata metadata;
+  const bool written =
+      metadata.load(path, error) && metadata.set(entries, error) && metadata.save(error);
+  return written ? exit_success : fail(file, error);
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("Finds out what a file is and writes its metadata.");
+  command_line line;
+  define_options(app, line);
+  const int status = parse_command_line(app, argc, argv);
+  if (status != keep_going) return status;
+  if (line.file.empty()) return report_usage(tool_name, "--file is required");
+  if (!line.identify) return report_usage(tool_name, "--identify is required");
+  return line.create_meta ? write_metadata(line.file) : list(line.file);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!catch_tool_signals()) {
+    std::perror("qxmi_startitem: signals");
+    return exit_failure;
+  }
+  return end_of_tool(run(argc, argv));
+}
