@@ -1,0 +1,96 @@
+// Lines taken apart.
+#include "platform/text.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace {
+
+std::string chomped(std::string text) {
+  return chomp(text.data());
+}
+
+// "name|value" as divided, "(none)" when the line is no pair.
+std::string divided(void (*divide)(char*, char**, char**), std::string line) {
+  char* name = line.data();
+  char* value = line.data();
+  divide(line.data(), &name, &value);
+  if (name == nullptr && value == nullptr) return "(none)";
+  return std::string(name) + "|" + value;
+}
+std::string strict(const std::string& line) {
+  return divided(divide_name_equ_value_pair, line);
+}
+std::string loose(const std::string& line) {
+  return divided(divide_name_equ_value_pair_loose, line);
+}
+
+TEST(chomp, every_line_end_is_cut) {
+  EXPECT_EQ(chomped("a b\n"), "a b");
+  EXPECT_EQ(chomped("a\r\n"), "a");
+  EXPECT_EQ(chomped("a\n\r\n\n"), "a");
+  EXPECT_EQ(chomped("\r\n"), "");
+}
+
+TEST(chomp, what_is_no_trailing_line_end_stays) {
+  EXPECT_EQ(chomped("a \t"), "a \t");
+  EXPECT_EQ(chomped("a\nb"), "a\nb");
+  EXPECT_EQ(chomped(""), "");
+}
+
+TEST(chomp, argument_is_returned) {
+  char text[] = "a\n";
+  EXPECT_EQ(chomp(text), text);
+}
+
+TEST(divide_strict, first_equals_sign_divides) {
+  EXPECT_EQ(strict("op=vod"), "op|vod");
+  EXPECT_EQ(strict("a=b=c"), "a|b=c");
+}
+
+TEST(divide_strict, blanks_are_kept) {
+  EXPECT_EQ(strict(" a = b "), " a | b ");
+  EXPECT_EQ(strict("# a=b"), "# a|b");
+}
+
+TEST(divide_strict, value_may_be_empty) {
+  EXPECT_EQ(strict("a="), "a|");
+}
+
+TEST(divide_strict, no_equals_sign_or_no_name_is_no_pair) {
+  EXPECT_EQ(strict("abc"), "(none)");
+  EXPECT_EQ(strict("=b"), "(none)");
+  EXPECT_EQ(strict(""), "(none)");
+}
+
+TEST(divide_loose, blanks_around_name_and_value_are_dropped) {
+  EXPECT_EQ(loose(" \tmax profile \t=  720 \t"), "max profile|720");
+  EXPECT_EQ(loose("a=b c"), "a|b c");
+}
+
+TEST(divide_loose, first_equals_sign_divides) {
+  EXPECT_EQ(loose("a = b = c"), "a|b = c");
+}
+
+TEST(divide_loose, empty_value_is_empty_text) {
+  EXPECT_EQ(loose("a ="), "a|");
+  EXPECT_EQ(loose("a = \t"), "a|");
+}
+
+TEST(divide_loose, comments_are_no_pairs) {
+  EXPECT_EQ(loose("# a = b"), "(none)");
+  EXPECT_EQ(loose(" \t; a = b"), "(none)");
+}
+
+TEST(divide_loose, comment_signs_further_in_are_text) {
+  EXPECT_EQ(loose("a = #b;"), "a|#b;");
+}
+
+TEST(divide_loose, lines_without_name_or_equals_sign_are_no_pairs) {
+  EXPECT_EQ(loose(""), "(none)");
+  EXPECT_EQ(loose(" \t "), "(none)");
+  EXPECT_EQ(loose("abc"), "(none)");
+  EXPECT_EQ(loose(" = b"), "(none)");
+}
+
+}  // namespace
