@@ -1,0 +1,38 @@
+// Jobs by the dozen in a private root, each taken from "add" to "remove", and a look at what the
+// service holds when all are gone.
+#pragma once
+
+#include "tests/support/test_machine.h"
+
+#include <string>
+#include <vector>
+
+namespace qx_test {
+
+// What the service holds while no client is connected and no item is left.
+struct footprint {
+  int descriptors = 0;
+  int processes = 0;  // of the private root: the service, its children, zombies
+  int job_folders = 0;
+  long memory_kib = 0;  // resident
+};
+
+class many_jobs {
+public:
+  many_jobs();
+
+  // Takes that many jobs through their whole life; most have their source and its metadata removed
+  // at the end. Returns how many children the service started for them.
+  int run_round(int jobs);
+  footprint footprint_at_rest();
+
+private:
+  std::string add_job(int number) const;
+  bool has_ended(const std::string& id) const;
+  void remove_all(const std::vector<std::string>& ids) const;
+  int children_started() const;
+
+  test_machine machine_;
+};
+
+}  // namespace qx_test
