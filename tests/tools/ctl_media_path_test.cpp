@@ -1,0 +1,49 @@
+// Paths as the service takes them.
+#include "tools/qx_vod_ctl/media_path.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+TEST(media_path, absolute_path_stays) {
+  EXPECT_EQ(absolute_path("/mnt/a b", "/home"), "/mnt/a b");
+  EXPECT_EQ(absolute_path("/mnt/a", ""), "/mnt/a");
+}
+
+TEST(media_path, relative_path_is_seen_from_the_folder) {
+  EXPECT_EQ(absolute_path("a.mpg", "/mnt/media"), "/mnt/media/a.mpg");
+  EXPECT_EQ(absolute_path("-a.mpg", "/"), "/-a.mpg");
+}
+
+TEST(media_path, dots_and_double_slashes_go) {
+  EXPECT_EQ(absolute_path("./x//../a.mpg", "/mnt/./media/"), "/mnt/media/a.mpg");
+  EXPECT_EQ(absolute_path("../other/..", "/mnt/media"), "/mnt");
+  EXPECT_EQ(absolute_path("//mnt///a/", ""), "/mnt/a");
+  EXPECT_EQ(absolute_path("...", "/mnt"), "/mnt/...");
+}
+
+TEST(media_path, nothing_lies_above_the_root) {
+  EXPECT_EQ(absolute_path("../../..", "/mnt"), "/");
+  EXPECT_EQ(absolute_path("/../mnt", ""), "/mnt");
+}
+
+TEST(media_path, empty_when_there_is_nothing_to_go_by) {
+  EXPECT_EQ(absolute_path("", "/mnt"), "");
+  EXPECT_EQ(absolute_path("a.mpg", ""), "");
+}
+
+TEST(media_path, working_folder_keeps_the_link_that_led_to_it) {
+  char folder[] = "/tmp/qx.XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string link = std::string(folder) + "/link";
+  std::filesystem::create_directory_symlink(folder, link);
+  ASSERT_EQ(chdir(link.c_str()), 0);
+  setenv("PWD", link.c_str(), 1);
+  EXPECT_EQ(working_folder(), link);
+  setenv("PWD", "/usr", 1);
+  EXPECT_EQ(working_folder(), folder);
+  std::filesystem::remove_all(folder);
+  EXPECT_EQ(working_folder(), "");
+}
