@@ -1,0 +1,244 @@
+// Clients in crowds, clients that flood, clients that never read: the service lives on and does its
+// work.
+#include "tests/control/hostile_bytes.h"
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
+
+#include <atomic>
+#include <gmock/gmock.h>
+#include <memory>
+#include <thread>
+
+#include <sys/resource.h>
+
+using namespace qx_test;
+using namespace std::chrono_literals;
+using ::testing::Contains;
+
+namespace {
+
+using steady = std::chrono::steady_clock;
+using crowd = std::vector<std::unique_ptr<raw_connection>>;
+
+constexpr std::size_t most_clients = 256;
+
+// Ticks of processor time that the process has used.
+long cpu_ticks(pid_t pid) {
+  const std::string status = read_file("/proc/" + std::to_string(pid) + "/stat");
+  std::istringstream fields(status.substr(status.rfind(')') + 2));
+  std::vector<std::string> values(std::istream_iterator<std::string>(fields), {});
+  return std::stol(values.at(11)) + std::stol(values.at(12));
+}
+
+}  // namespace
+
+class hostile_clients : public ::testing::Test {
+protected:
+  hostile_clients() { machine.start(); }
+
+  crowd connect_many(std::size_t count) const {
+    crowd clients;
+    for (std::size_t i = 0; i < count; ++i)
+      clients.push_back(std::make_unique<raw_connection>(machine.client.socket_path()));
+    return clients;
+  }
+  static bool is_served(const raw_connection& client) {
+    return client.send(good_request()) && client.receive().status() == "OK";
+  }
+  bool service_answers() const { return machine.client.request("test").status() == "OK"; }
+  std::size_t connections() const {
+    const auto open = machine.service.open_descriptors();
+    return static_cast<std::size_t>(std::count_if(
+               open.begin(), open.end(),
+               [](const auto& each) { return each.second.rfind("socket:", 0) == 0; })) -
+           1;
+  }
+  // Items that make a page of the listing some hundred KiB long.
+  void add_bulky_items() const {
+    for (int i = 0; i < 16; ++i)
+      machine.client.add({{"input file", "/mnt/" + std::string(4000, 'a') + "/x"},
+                          {"transcode profile", std::string(4000, '\x01')}});
+  }
+  static std::string list_requests(int count) {
+    request_packet list;
+    list.words = {"list"};
+    std::string all;
+    for (int i = 0; i < count; ++i)
+      all += list.encoded();
+    return all;
+  }
+  test_machine machine;
+};
+
+TEST_F(hostile_clients, up_to_256_are_served_at_once) {
+  const crowd clients = connect_many(most_clients);
+  for (const auto& client : clients)
+    ASSERT_TRUE(is_served(*client));
+  const raw_connection one_more(machine.client.socket_path());
+  EXPECT_TRUE(one_more.closed_by_peer());
+  EXPECT_TRUE(is_served(*clients.front()) && is_served(*clients.back()));
+}
+
+TEST_F(hostile_clients, three_hundred_leave_room_again_when_they_go) {
+  {
+    const crowd clients = connect_many(300);
+    EXPECT_TRUE(wait_until([&] { return connections() == most_clients; }));
+    for (std::size_t i = 0; i < most_clients; ++i)
+      EXPECT_TRUE(is_served(*clients[i])) << i;
+    for (std::size_t i = most_clients; i < clients.size(); ++i)
+      EXPECT_TRUE(clients[i]->closed_by_peer()) << i;
+  }
+  EXPECT_TRUE(wait_until([&] { return connections() == 0; }));
+  EXPECT_TRUE(service_answers());
+}
+
+TEST_F(hostile_clients, that_come_and_go_leave_nothing) {
+  for (int i = 0; i < 2000; ++i)
+    const raw_connection short_visit(machine.client.socket_path());
+  EXPECT_TRUE(service_answers());
+  EXPECT_TRUE(wait_until([&] { return connections() == 0; }));
+}
+
+TEST_F(hostile_clients, that_take_all_descriptors_neither_stop_nor_heat_the_service) {
+  const rlimit few{24, 24};
+  ASSERT_EQ(prlimit(machine.service.pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+  {
+    const crowd clients = connect_many(60);
+    EXPECT_TRUE(is_served(*clients.front()));
+    const long before = cpu_ticks(machine.service.pid());
+    const auto begin = steady::now();
+    wait_until([&] { return steady::now() - begin > 2s; });
+    EXPECT_LT(cpu_ticks(machine.service.pid()) - before, 50) << "hundredths of a second of 2 s";
+    EXPECT_TRUE(is_served(*clients.front()));
+  }
+  EXPECT_TRUE(service_answers());
+}
+
+TEST_F(hostile_clients, that_take_all_descriptors_do_not_stop_a_job) {
+  machine.root.write_source("/mnt/media/clip.mpg");
+  const rlimit few{32, 32};
+  ASSERT_EQ(prlimit(machine.service.pid(), RLIMIT_NOFILE, &few, nullptr), 0);
+  const raw_connection patient(machine.client.socket_path());
+  const auto id = machine.client.add_ready("/mnt/media/clip.mpg", {{"paused", "1"}});
+  machine.client.wait_for_item(
+      id, [](const auto& item) { return item["ready state"] == "ready to transcode"; });
+  const crowd clients = connect_many(60);
+  request_packet resume;
+  resume.words = {"resume"};
+  resume.pairs = {{"entry id", id}};
+  ASSERT_TRUE(patient.send(resume.encoded()));
+  EXPECT_EQ(patient.receive().status(), "OK");
+  machine.root.wait_for_call(tool::grab);
+  machine.root.wait_for_call(tool::transcode);
+}
+
+TEST_F(hostile_clients, that_flood_do_not_stop_a_job) {
+  machine.root.write_source("/mnt/media/clip.mpg");
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> flood;
+  for (int i = 0; i < 4; ++i) {
+    flood.emplace_back([&] {
+      const raw_connection client(machine.client.socket_path());
+      const std::string requests = good_request() + good_request() + good_request();
+      while (!stop && client.send(requests)) {
+        for (int reply = 0; reply < 3; ++reply)
+          client.receive();
+      }
+    });
+  }
+  const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
+  EXPECT_EQ(machine.client.wait_for_transcode_state(id, "done")["state"], "Transcode complete");
+  stop = true;
+  for (auto& client : flood)
+    client.join();
+}
+
+TEST_F(hostile_clients, may_send_many_requests_before_they_read) {
+  constexpr int requests = 1000;
+  const raw_connection client(machine.client.socket_path());
+  std::thread sender([&] {
+    for (std::uint64_t id = 0; id < requests; ++id) {
+      request_packet packet;
+      packet.words = {"test"};
+      packet.request_id = id;
+      EXPECT_TRUE(client.send(packet.encoded()));
+    }
+    client.finish_sending();
+  });
+  for (std::uint64_t id = 0; id < requests; ++id)
+    ASSERT_EQ(client.receive().request_id, id);
+  EXPECT_TRUE(client.closed_by_peer());
+  sender.join();
+}
+
+TEST_F(hostile_clients, that_never_read_hold_the_service_for_five_seconds_once) {
+  add_bulky_items();
+  const raw_connection hostile(machine.client.socket_path());
+  ASSERT_TRUE(hostile.send(list_requests(20)));
+  ASSERT_TRUE(machine.service.wait_for_stderr("Failed to send packet to client\n"));
+  const auto begin = steady::now();
+  EXPECT_TRUE(service_answers());
+  EXPECT_LT(steady::now() - begin, 4s) << "the rest of its requests is dropped";
+  EXPECT_TRUE(wait_until([&] { return connections() == 0; }));
+  const auto lines = machine.service.stderr_lines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "Failed to send packet to client"), 1);
+}
+
+TEST_F(hostile_clients, that_go_without_reading_do_not_hold_the_service) {
+  add_bulky_items();
+  for (int i = 0; i < 20; ++i) {
+    const raw_connection hostile(machine.client.socket_path());
+    ASSERT_TRUE(hostile.send(list_requests(5)));
+  }
+  const auto begin = steady::now();
+  EXPECT_TRUE(service_answers());
+  EXPECT_LT(steady::now() - begin, 4s);
+}
+
+TEST_F(hostile_clients, that_read_slowly_get_their_reply_whole) {
+  add_bulky_items();
+  const raw_connection slow(machine.client.socket_path());
+  ASSERT_TRUE(slow.send(list_requests(1)));
+  const auto begin = steady::now();
+  wait_until([&] { return steady::now() - begin > 2s; });
+  EXPECT_EQ(slow.receive().json()["total"], json11::Json(16));
+}
+
+TEST_F(hostile_clients, that_read_a_little_at_a_time_do_not_hold_the_end_of_the_service) {
+  add_bulky_items();
+  const raw_connection hostile(machine.client.socket_path());
+  ASSERT_TRUE(hostile.send(list_requests(50)));
+  std::atomic<bool> stop{false};
+  std::thread reader([&] {
+    std::string bytes(40000, '\0');
+    while (!stop && read(hostile.fd(), bytes.data(), bytes.size()) > 0)
+      std::this_thread::sleep_for(1s);
+  });
+  const auto begin = steady::now();
+  wait_until([&] { return steady::now() - begin > 3s; });
+  machine.service.signal(SIGTERM);
+  EXPECT_EQ(machine.service.wait_for_exit(30s).status, 0);
+  stop = true;
+  reader.join();
+}
+
+TEST_F(hostile_clients, with_huge_values_do_not_keep_others_from_listing) {
+  for (const std::size_t size : {9000U, 100000U, 1000000U})
+    machine.client.request("add", {{"transcode profile", std::string(size, '\x01')}});
+  for (int i = 0; i < 16; ++i) {
+    machine.client.request("add", {{"input file", "/" + std::string(8100, '\x01') + "/a"},
+                                   {"transcode profile", std::string(8192, '\x01')}});
+  }
+  EXPECT_GE(machine.client.list()["total"].int_value(), 16);
+}
+
+TEST_F(hostile_clients, with_huge_values_do_not_cost_the_queue_at_the_next_start) {
+  constexpr int count = 400;
+  for (int i = 0; i < count; ++i) {
+    const auto id = machine.client.add({{"input file", "/" + std::string(8100, '\x01') + "/a"},
+                                        {"transcode profile", std::string(8192, '\x01')}});
+    machine.client.command("cancel", id);  // an item in "init" is not kept
+  }
+  machine.service.restart();
+  EXPECT_EQ(machine.client.list()["total"].int_value(), count);
+}
