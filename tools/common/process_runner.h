@@ -14,7 +14,7 @@
 struct program_request {
   std::vector<std::string> argv;            // argv[0] is an absolute path
   std::chrono::milliseconds time_limit{0};  // 0 is none
-  std::size_t output_limit = 1024 * 1024;   // bytes kept of standard output
+  std::size_t output_limit = 1U << 20;      // bytes kept of standard output
   child_priority priority;
 };
 

@@ -57,6 +57,7 @@ constexpr recipe recipes[] = {
      "-f lavfi -i aevalsrc='if(gte(t,2),sin(6283*t),0)':sample_rate=48000 "
      "-t 4 -output_ts_offset 95441.7 " QX_MPEG2},
     {"late_picture.ts", "-itsoffset 0.6 " QX_SCENE("320x240", "25") QX_TONE "-t 3 " QX_MPEG2},
+    {"late_sound.ts", QX_SCENE("320x240", "25") "-itsoffset 0.6 " QX_TONE "-t 3 " QX_MPEG2},
     {"tone.mp3", QX_TONE "-t 3 -ac 2 -ar 44100 -f mp3 "},
     {"tone.wav", QX_TONE "-t 3 -ac 2 -f wav "},
     {"tone.m4a", QX_TONE "-t 3 -ac 2 -c:a aac -f ipod "},

@@ -17,6 +17,7 @@
 //   step.ts               black and silent until second 2, then white with a tone; 4 s, its clock
 //                         begins at 95443.1 s, a moment before the 33 bits of its clock run over
 //   late_picture.ts       the tone begins 0.6 s before the picture; 3 s
+//   late_sound.ts         the picture begins 0.6 s before the tone; 3 s
 //   tone.mp3 tone.wav tone.m4a tone.aac   sound alone, 3 s, stereo
 //   surround.m4a          sound alone, 6 channels, 1 s
 //   covered.mp3           sound with an attached picture, 2 s
