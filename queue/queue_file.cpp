@@ -18,9 +18,9 @@
 
 namespace {
 
-// 512 jobs with everything they hold come to a few MiB. A file past this is not ours, and would
-// cost many times its size to parse on a machine that is on air.
-constexpr std::size_t queue_file_size_limit = 64U << 20U;
+// 512 jobs with everything they hold come to a few MiB. A file past this is not ours, and parsing
+// it could cost thirty times its size in memory on a machine that is on air.
+constexpr std::size_t queue_file_size_limit = 32U << 20U;
 
 std::string time_text() {
   time_t const now = time(nullptr);

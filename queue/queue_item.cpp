@@ -91,8 +91,9 @@ void QueueItem::close_input() {
 }
 
 bool QueueItem::set_input_file(char const* path) {
+  std::string new_input = path;  // `path` may be the text that is cleared next
   close_input();
-  input_file = path;
+  input_file = std::move(new_input);
   std::size_t const slash = input_file.rfind('/');
   if (input_file.compare(0, 1, "/") == 0) {
     input_dir = input_file.substr(0, slash);

@@ -1,15 +1,33 @@
 // The JSON form of a job, written. To add a key: a field in queue_item.h with the key in its
 // comment, a line in serialize_json() here, a line in deserialize_json().
+#include <algorithm>
+
 #include "queue/queue_item.h"
 
 namespace {
+
+// The queue file nests a remote document some levels deeper than the server sent it, and a file
+// that nests deeper than the parser goes is lost as a whole.
+constexpr int deepest_remote_document = 100;
+
+bool is_deeper_than(json11::Json const& json, int levels) {
+  auto const is_child_deeper = [levels](json11::Json const& child) {
+    return levels == 0 || is_deeper_than(child, levels - 1);
+  };
+  json11::Json::array const& elements = json.array_items();
+  json11::Json::object const& members = json.object_items();
+  return std::any_of(elements.begin(), elements.end(), is_child_deeper) ||
+         std::any_of(members.begin(), members.end(), [&is_child_deeper](auto const& member) {
+           return is_child_deeper(member.second);
+         });
+}
 
 json11::Json remote_job_json(QueueItem::remote_job const& job, bool queue_file) {
   json11::Json::object out{{"entry id", job.entry_id}};
   if (queue_file) {
     out["ip"] = job.ip;
     out["name"] = job.name;
-    if (job.json.is_object()) {
+    if (job.json.is_object() && !is_deeper_than(job.json, deepest_remote_document)) {
       out["json"] = job.json;
     }
   }

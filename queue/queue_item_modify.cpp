@@ -7,10 +7,6 @@
 
 namespace {
 
-// No path or profile name comes near this, and 512 jobs of such values still make a queue file that
-// can be read back.
-constexpr std::size_t longest_value = 8192;
-
 // Numbers count as true above 0; a text without digits reads as 0.
 bool is_on(char const* value) {
   return strtol(value, nullptr, 10) > 0;
@@ -19,9 +15,6 @@ bool is_on(char const* value) {
 }  // namespace
 
 bool QueueItem::modify(char const* name, char const* value) {
-  if (strlen(value) > longest_value) {
-    return false;
-  }
   if (strcmp(name, "input file") == 0) {
     return sm.state == TRANSCODE_INIT && set_input_file(value);
   }

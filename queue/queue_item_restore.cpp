@@ -84,7 +84,8 @@ bool QueueItem::deserialize_json(json11::Json const& json, bool queue_file) {
   json11::Json const& job_id = json["fileops job id"];
   set_fileops_job_id(job_id.is_number() ? json_int(job_id) : -1);
   state_message = json["state"].string_value();
-  entry_id = json["entry id"].string_value();
+  entry_id =
+      json["entry id"].string_value().c_str();  // an id behind a NUL could be asked for by nobody
   if (entry_id.empty()) {
     return false;
   }
