@@ -86,7 +86,9 @@ accept_result accept_one(comm_socket_v4& server) {
   const auto open_clients = std::count_if(server.clients.begin(), server.clients.end(),
                                           [](const auto& client) { return client.is_open(); });
   if (static_cast<std::size_t>(open_clients) < most_clients) {
-    server.clients.emplace_back(&server, fd.release()).read_round();
+    comm_socket_v4_client& client = server.clients.emplace_back(&server, fd.release());
+    client.read_round();
+    client.close_when_done();
   }
   return accept_result::go_on;
 }
