@@ -11,6 +11,7 @@
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "service/process_state.h"
 
 comm_socket_v4* server_socket = nullptr;
 
@@ -108,9 +109,12 @@ int handle_server_socket() {
     return -1;
   }
   meet_and_part();
+  // A signal ends the pass: clients that are slow to take many replies cannot put off the shutdown.
+  std::uint32_t const signals = DIE;
   comm_socket_v4_client* client = nullptr;
-  while (comm_socket_v4_packet* const request =
-             comm_socket_v4_server_get_packet(server_socket, &client)) {
+  comm_socket_v4_packet* request = nullptr;
+  while (DIE == signals &&
+         (request = comm_socket_v4_server_get_packet(server_socket, &client)) != nullptr) {
     assert(client != nullptr);
     handle_request(client, request);
     comm_socket_v4_packet_release(request);

@@ -13,6 +13,8 @@ namespace {
 
 // A client that takes nothing for this long is given up, so that it holds the server once only.
 constexpr std::uint64_t patience_us = 5000000;
+// One that takes a little now and then is given up after this long for one reply.
+constexpr std::uint64_t longest_sending_us = 10000000;
 
 bool encode_reply(comm_socket_v4_packet& packet) {
   return !packet.wire.empty() || comm_packet_v4_encode(packet, comm_packet_v4_reply, packet.wire);
@@ -22,7 +24,8 @@ bool encode_reply(comm_socket_v4_packet& packet) {
 bool is_out_of_patience(comm_socket_v4_client& client) {
   const std::uint64_t now = monotonic_clock_us();
   if (client.stalled_since_us == 0) client.stalled_since_us = now;
-  return now - client.stalled_since_us >= patience_us;
+  return now - client.stalled_since_us >= patience_us ||
+         now - client.sending_since_us >= longest_sending_us;
 }
 
 // Positive when all is sent, 0 when the client takes no more now, negative on an error.
@@ -49,6 +52,7 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
     client->close();
     return -1;
   }
+  if (client->sending == nullptr) client->sending_since_us = monotonic_clock_us();
   const int sent = push(*client, *packet);
   client->sending = sent == 0 ? packet : nullptr;
   if (sent < 0) {

@@ -31,6 +31,7 @@ struct comm_socket_v4_client {
   // took something at the last try).
   const comm_socket_v4_packet* sending = nullptr;
   std::uint64_t stalled_since_us = 0;
+  std::uint64_t sending_since_us = 0;  // when the reply under way, or the last one, was begun
 
   // A copy goes with each request that is handed out, so the number of copies tells how many are
   // not yet released. A copy may outlive the client.

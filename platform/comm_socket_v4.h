@@ -91,8 +91,8 @@ void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* re
 // Gives the kernel as much of a complete reply as it takes, without waiting. Positive: all of it is
 // with the kernel. 0: some has still to go; wait for the client and call again with the same
 // packet, before any other packet goes to that client. Negative: it will never be sent, because the
-// client is gone, or took not one byte for 5 s, or the reply breaks a limit; in the last two cases
-// the connection is closed and what else the client asked is dropped.
+// client is gone, or took not one byte for 5 s or not all within 10 s, or the reply breaks a limit;
+// in the last two cases the connection is closed and what else the client asked is dropped.
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet);
 
