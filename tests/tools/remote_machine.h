@@ -1,0 +1,53 @@
+// A machine of the test's own for uploads: /mnt and /run in memory, a network of nothing but
+// itself, and on it a stand-in for the FTP client or a real FTP server.
+#pragma once
+
+#include "tests/support/media/tool_run.h"
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace qx_test {
+
+class remote_machine {
+public:
+  // Takes this process, and what it starts from here on, into the machine; there is no way back.
+  remote_machine();
+  // Ends the server.
+  ~remote_machine();
+  remote_machine(const remote_machine&) = delete;
+  remote_machine& operator=(const remote_machine&) = delete;
+
+  // False where the kernel does not let this user make one.
+  bool made() const { return made_; }
+
+  // Writes the service's settings for the server.
+  void configure(const std::string& password = "secret") const;
+
+  // Puts a shell script in the place of the FTP client; it may write below "/mnt".
+  void replace_client(const std::string& script) const;
+
+  // Starts the FTP server, whose one user is "vod" with the password "secret". Takes `rate` bytes
+  // a second, 0 as many as it can. False where there is no such server or it does not come up.
+  bool start_server(int rate = 0);
+
+  // What the server has written down.
+  std::string server_log() const;
+
+  // The folders in which the tool keeps its login file, as far as there are any.
+  std::vector<std::string> login_folders() const;
+
+private:
+  bool made_ = false;
+  pid_t server_ = -1;
+};
+
+// A whole file's content; "" when it cannot be read.
+std::string content(const std::string& path);
+
+// Makes a file of `size` bytes no two parts of which are alike. Returns its path, which no other
+// test has: /proc shows the clients of all.
+std::string make_source(std::size_t size);
+
+}  // namespace qx_test

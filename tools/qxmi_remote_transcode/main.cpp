@@ -1,0 +1,39 @@
+// qxmi_remote_transcode: sends a file to the server that is to transcode it.
+#include "service/transcode_settings.h"
+#include "tools/common/command_line.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qxmi_remote_transcode/put_command.h"
+#include "tools/qxmi_remote_transcode/upload.h"
+
+#include <cstdio>
+
+namespace {
+
+const std::string tool_name = "qxmi_remote_transcode";
+
+int run(int argc, char** argv) {
+  CLI::App app("Sends a file to the server that /mnt/main/tv/vod.conf names, to be transcoded.");
+  app.name(tool_name);
+  std::string name;
+  std::string file;
+  app.add_option("NAME", name, "The file's name on the server");
+  app.add_option("FILE", file, "The file to send");
+  const int status = parse_command_line(app, argc, argv);
+  if (status != keep_going) return status;
+  if (name.empty() || file.empty()) return report_usage(tool_name, "NAME and FILE are required");
+  if (!is_upload_name(name)) {
+    return report_usage(tool_name, "not to be had as a name on the server: \"" + name + "\"");
+  }
+  transcode_settings.vod_conf_load();
+  return upload(tool_name, transcode_settings, name, file);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (!catch_tool_signals()) {
+    std::perror("qxmi_remote_transcode: signals");
+    return exit_failure;
+  }
+  return end_of_tool(run(argc, argv));
+}

@@ -1,0 +1,82 @@
+// Sends one file to the transcode server.
+#include "tools/qxmi_remote_transcode/upload.h"
+
+#include "platform/paths.h"
+#include "service/transcode_settings.h"
+#include "tools/common/command_line.h"
+#include "tools/common/process_runner.h"
+#include "tools/common/source_file.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qxmi_remote_transcode/put_command.h"
+#include "tools/qxmi_remote_transcode/upload_folder.h"
+
+#include <filesystem>
+
+namespace {
+
+// What the client says, with exit status 0, when the unfinished copy on the server is as long as
+// the source: all was sent but the copy never got its name. It leaves it at that.
+constexpr const char* nothing_to_resume = "upload is not necessary";
+
+class upload_job {
+public:
+  upload_job(const std::string& tool, const class transcode_settings& settings,
+             const std::string& name, const std::string& file)
+      : tool_(tool), settings_(settings), name_(name), file_(file) {}
+
+  int run() {
+    std::string error;
+    if (!settings_.go_remote()) return fail(path_vod_conf, "names no server, user and password");
+    if (!source_.open(file_, error)) return fail(file_, error);
+    if (!folder_.create(error)) return fail(file_, error);
+    if (!folder_.write_login(settings_, error)) return fail(path_vod_conf, error);
+    if (!folder_.link(name_, absolute_source(), error)) return fail(file_, error);
+    if (!send(error)) return fail(file_, error);
+    if (!source_.unchanged()) return fail(file_, "changed while it was sent");
+    return exit_success;
+  }
+
+private:
+  int fail(const std::string& file, const std::string& cause) const {
+    // Whoever asked for the end needs no reason for it.
+    return stop_signal() != 0 ? exit_failure : report_failure(tool_, file, cause);
+  }
+
+  // A link's text counts from where the link is.
+  std::string absolute_source() const {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::absolute(file_, error);
+    return error ? file_ : whole.string();
+  }
+
+  bool send(std::string& error) const {
+    program_result result = put(put_mode::resume);
+    if (result.success() &&
+        (result.errors + result.output).find(nothing_to_resume) != std::string::npos) {
+      result = put(put_mode::restart);
+    }
+    if (!result.success()) error = result.cause();
+    return result.success();
+  }
+
+  program_result put(put_mode mode) const {
+    program_request request;
+    request.argv =
+        put_command(folder_.login_path(), folder_.link_path(), part_suffix(source_.status()), mode);
+    return run_program(request);
+  }
+
+  const std::string& tool_;
+  const class transcode_settings& settings_;
+  const std::string& name_;
+  const std::string& file_;
+  source_file source_;
+  upload_folder folder_;
+};
+
+}  // namespace
+
+int upload(const std::string& tool, const class transcode_settings& settings,
+           const std::string& name, const std::string& file) {
+  return upload_job(tool, settings, name, file).run();
+}

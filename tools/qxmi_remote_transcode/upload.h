@@ -1,0 +1,13 @@
+// Sends one file to the transcode server. Blocks for as long as that takes, which may be hours.
+#pragma once
+
+#include <string>
+
+class transcode_settings;
+
+// Uploads `file` under `name`, which is_upload_name() must accept, to the server of `settings`.
+// Until it is whole it stands there under a longer name; an upload that was interrupted is gone
+// on with. Returns the tool's exit status; what went wrong has then been said under the name
+// `tool`.
+int upload(const std::string& tool, const class transcode_settings& settings,
+           const std::string& name, const std::string& file);

@@ -1,0 +1,78 @@
+// A folder that only its owner can enter, for one upload.
+#include "tools/qxmi_remote_transcode/upload_folder.h"
+
+#include "service/transcode_settings.h"
+#include "tools/common/unique_fd.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+// Seen with the client's version 3.2.6: from a login file it takes no more, without a word.
+constexpr std::size_t longest_value = 121;
+
+// A subfolder, so that no name on the server can be that of the login file.
+constexpr const char* link_folder = "/send";
+
+bool fail(std::string& error, int cause) {
+  error = std::string("no private folder for the upload: ") + std::strerror(cause);
+  return false;
+}
+
+bool write_all(int fd, const std::string& text) {
+  std::size_t done = 0;
+  while (done < text.size()) {
+    const ssize_t count = write(fd, text.data() + done, text.size() - done);
+    if (count < 0 && errno != EINTR) return false;
+    done += count < 0 ? 0 : static_cast<std::size_t>(count);
+  }
+  return true;
+}
+
+}  // namespace
+
+upload_folder::~upload_folder() {
+  if (path_.empty()) return;
+  if (!link_.empty()) unlink(link_.c_str());
+  unlink(login_path().c_str());
+  rmdir((path_ + link_folder).c_str());
+  rmdir(path_.c_str());
+}
+
+bool upload_folder::create(std::string& error) {
+  for (std::string pattern : {"/run/qx-upload-XXXXXX", "/tmp/qx-upload-XXXXXX"}) {
+    if (mkdtemp(pattern.data()) == nullptr) continue;
+    path_ = pattern;
+    return mkdir((path_ + link_folder).c_str(), 0700) == 0 || fail(error, errno);
+  }
+  return fail(error, errno);
+}
+
+bool upload_folder::write_login(const class transcode_settings& settings, std::string& error) {
+  std::string text;
+  for (const auto& [word, value] :
+       {std::pair("host ", &settings.address), std::pair("user ", &settings.user),
+        std::pair("pass ", &settings.password)}) {
+    if (value->size() > longest_value) {
+      error = "a value longer than the FTP client takes, " + std::to_string(longest_value) +
+              " bytes: " + std::string(word);
+      return false;
+    }
+    text.append(word).append(*value).append("\n");
+  }
+  const unique_fd fd(open(login_path().c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  return (fd.valid() && write_all(fd.get(), text)) || fail(error, errno);
+}
+
+bool upload_folder::link(const std::string& name, const std::string& source, std::string& error) {
+  const std::string path = path_ + link_folder + "/" + name;
+  if (symlink(source.c_str(), path.c_str()) != 0) return fail(error, errno);
+  link_ = path;
+  return true;
+}

@@ -1,0 +1,33 @@
+// A folder that only its owner can enter, for one upload: a login file, so that the password
+// stands on no command line, and a link under the name that the file is to have on the server,
+// which is how the client learns that name. Removed with this object.
+#pragma once
+
+#include <string>
+
+class transcode_settings;
+
+class upload_folder {
+public:
+  upload_folder() = default;
+  ~upload_folder();
+  upload_folder(const upload_folder&) = delete;
+  upload_folder& operator=(const upload_folder&) = delete;
+
+  // Makes the folder in "/run", which is in memory only, or in "/tmp" where that cannot be. False
+  // with the cause in `error`.
+  bool create(std::string& error);
+
+  // False with the cause in `error`: the disk, or a value that the client would cut short.
+  bool write_login(const class transcode_settings& settings, std::string& error);
+
+  // `source` must be absolute, `name` free of "/".
+  bool link(const std::string& name, const std::string& source, std::string& error);
+
+  std::string login_path() const { return path_ + "/login"; }
+  const std::string& link_path() const { return link_; }
+
+private:
+  std::string path_;
+  std::string link_;
+};
