@@ -1,0 +1,210 @@
+// The bench's clock, kernel, children and items.
+#include "tests/exec/exec_bench.h"
+
+#include "exec/slots.h"
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
+#include "service/transcode_settings.h"
+
+#include <filesystem>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+std::uint64_t monotonic_clock_us() {
+  return qx_test::clock_us;
+}
+
+std::uint64_t gettimeofday_us() {
+  return qx_test::clock_us;
+}
+
+using qx_test::kernel;
+
+// The linker leads the program's calls of these here (--wrap).
+extern "C" {
+pid_t __real_fork();
+pid_t __real_waitpid(pid_t pid, int* status, int options);
+int __real_kill(pid_t pid, int number);
+int __real_pipe2(int* ends, int flags);
+int __real_unlink(const char* path);
+bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
+
+pid_t __wrap_fork() {
+  return kernel.fork ? kernel.fork() : __real_fork();
+}
+pid_t __wrap_waitpid(pid_t pid, int* status, int options) {
+  return kernel.waitpid ? kernel.waitpid(pid, status) : __real_waitpid(pid, status, options);
+}
+int __wrap_kill(pid_t pid, int number) {
+  return kernel.kill ? kernel.kill(pid, number) : __real_kill(pid, number);
+}
+int __wrap_pipe2(int* ends, int flags) {
+  return kernel.pipe2 ? kernel.pipe2(ends, flags) : __real_pipe2(ends, flags);
+}
+int __wrap_unlink(const char* path) {
+  return kernel.unlink ? kernel.unlink(path) : __real_unlink(path);
+}
+bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
+  qx_test::status_writes.push_back(std::string(item->sm.state_name()) + ": " + item->state_message);
+  return __real__ZN9QueueItem20fileops_write_statusEv(item);
+}
+}
+
+namespace qx_test {
+
+std::uint64_t clock_us = start_of_clock;
+strings status_writes;
+kernel_answers kernel;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string make_folder() {
+  char name[] = "/tmp/qx.XXXXXX";
+  EXPECT_NE(mkdtemp(name), nullptr);
+  return name;
+}
+
+void forget_items() {
+  for (QueueItem* item : transcode_queue) {
+    if (item != nullptr) item->proc_pid = -1;
+    delete item;
+  }
+  transcode_queue.clear();
+}
+
+}  // namespace
+
+fake_child::fake_child() {
+  kernel.fork = [this] {
+    ++started;
+    return pid;
+  };
+  kernel.waitpid = [this](pid_t, int* status) {
+    if (at_waitpid) at_waitpid();
+    if (!has_ended_) return 0;
+    *status = wait_status_;
+    return pid;
+  };
+  kernel.kill = [this](pid_t target, int number) {
+    (target == -pid ? signals : stray_signals).push_back(number);
+    return 0;
+  };
+  kernel.pipe2 = [this](int* ends, int flags) {
+    const int result = __real_pipe2(ends, flags);
+    close_stdout();
+    stdout_fd_ = fcntl(ends[1], F_DUPFD_CLOEXEC, 3);
+    return result;
+  };
+}
+
+fake_child::~fake_child() {
+  kernel = {};
+  close_stdout();
+}
+
+void fake_child::run_for(QueueItem& item) {
+  item.proc_prepare_fork_spawn();
+  item.proc_pid = pid;
+}
+
+void fake_child::print(std::string_view bytes) const {
+  EXPECT_EQ(write(stdout_fd_, bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+}
+
+void fake_child::close_stdout() {
+  if (stdout_fd_ >= 0) close(stdout_fd_);
+  stdout_fd_ = -1;
+}
+
+void fake_child::end(int wait_status) {
+  has_ended_ = true;
+  wait_status_ = wait_status;
+  close_stdout();
+}
+
+stderr_capture::stderr_capture()
+    : saved_(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)), file_(memfd_create("stderr", MFD_CLOEXEC)) {
+  dup2(file_, STDERR_FILENO);
+}
+
+stderr_capture::~stderr_capture() {
+  dup2(saved_, STDERR_FILENO);
+  close(saved_);
+  close(file_);
+}
+
+std::string stderr_capture::text() const {
+  return read_file("/proc/self/fd/" + std::to_string(file_));
+}
+
+exec_bench::exec_bench() : folder_(make_folder()) {
+  clock_us = start_of_clock;
+  next_queue_scan = 0;
+  transcode_queue_mod_count = 0;
+  uptime_wait = false;
+  DIE = 0;
+  item_active_transcode_in_action = nullptr;
+  status_writes.clear();
+  std::signal(SIGPIPE, SIG_IGN);  // as the service does at its start
+}
+
+exec_bench::~exec_bench() {
+  forget_items();
+  std::error_code error;
+  fs::remove_all(folder_, error);
+}
+
+QueueItem& exec_bench::add_item(transcode_states state) {
+  auto* const item = new QueueItem;
+  item->fileops_job_id = ++jobs_;
+  item->fileops_job_dir = folder_ + "/" + std::to_string(jobs_);
+  fs::create_directory(item->fileops_job_dir);
+  item->sm.set_state(state);
+  transcode_queue.push_back(item);
+  return *item;
+}
+
+QueueItem& exec_bench::add_ready_item(ready_states state) {
+  QueueItem& item = add_item(TRANSCODE_READY);
+  item.sm.ready.set_state(state);
+  return item;
+}
+
+QueueItem& exec_bench::add_candidate() {
+  QueueItem& item = add_ready_item(READY_READY_TO_TRANSCODE);
+  item.transcode_profile = "720";
+  item.quoted_profile = {"720"};
+  item.input_file = "/mnt/media/clip.mpg";
+  item.output_file = "/mnt/main/tv/vod/clip.mp4";
+  return item;
+}
+
+// A namespace of process ids holds only who is born after joining it, so what is done there, and
+// looks at /proc, is done by a child.
+void private_exec_bench::inside(const std::function<void()>& action) const {
+  const auto in_child = [&] {
+    const pid_t pid = fork();
+    if (pid == 0) {
+      action();
+      fflush(nullptr);
+      _exit(::testing::Test::HasFailure() ? 1 : 0);
+    }
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  };
+  EXPECT_EQ(root_.run_inside(in_child), 0);
+}
+
+QueueItem& private_exec_bench::add_source_item(transcode_states state) {
+  QueueItem& item = add_item(state);
+  EXPECT_TRUE(item.set_input_file("/mnt/media/clip.mpg"));
+  return item;
+}
+
+}  // namespace qx_test

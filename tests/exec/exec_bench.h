@@ -1,0 +1,122 @@
+// Jobs and their steps in the test's own process: the clock stands still until the test moves it,
+// the kernel's answers can be the test's, and every write of a job's status is noted.
+#pragma once
+
+#include "queue/queue_item.h"
+#include "tests/support/files.h"
+#include "tests/support/private_root.h"
+
+#include <csignal>
+#include <cstdint>
+#include <functional>
+#include <gtest/gtest.h>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace qx_test {
+
+using strings = std::vector<std::string>;
+
+constexpr std::uint64_t start_of_clock = 1000000000;
+
+// What both clocks of the service answer.
+extern std::uint64_t clock_us;
+
+// Every status write since the test began, as "STATE: TEXT".
+extern strings status_writes;
+
+// Where one is set it answers in the kernel's place.
+struct kernel_answers {
+  std::function<pid_t()> fork;
+  std::function<pid_t(pid_t, int*)> waitpid;
+  std::function<int(pid_t, int)> kill;
+  std::function<int(int*, int)> pipe2;
+  std::function<int(const char*)> unlink;
+};
+extern kernel_answers kernel;
+
+// Wait statuses.
+constexpr int exited(int code) {
+  return code << 8;
+}
+constexpr int killed_by(int signal_number) {
+  return signal_number;
+}
+
+// While it lives nothing is forked: the service believes in a child that does what the test says.
+class fake_child {
+public:
+  static constexpr pid_t pid = 1000000000;  // above any that the kernel gives
+
+  fake_child();
+  ~fake_child();
+  fake_child(const fake_child&) = delete;
+  fake_child& operator=(const fake_child&) = delete;
+
+  // Makes it what the item is running, in the state in which the item is.
+  static void run_for(QueueItem& item);
+  // Its output, where the service has opened a pipe for it.
+  void print(std::string_view bytes) const;
+  void close_stdout();
+  // The service finds it ended from now on.
+  void end(int wait_status);
+
+  int started = 0;
+  std::vector<int> signals;          // to its group, in order
+  std::vector<int> stray_signals;    // to anybody else
+  std::function<void()> at_waitpid;  // called before each look whether it has ended
+
+private:
+  bool has_ended_ = false;
+  int wait_status_ = 0;
+  int stdout_fd_ = -1;
+};
+
+// Takes standard error while it lives.
+class stderr_capture {
+public:
+  stderr_capture();
+  ~stderr_capture();
+  stderr_capture(const stderr_capture&) = delete;
+  stderr_capture& operator=(const stderr_capture&) = delete;
+
+  std::string text() const;
+
+private:
+  int saved_ = -1;
+  int file_ = -1;
+};
+
+class exec_bench : public ::testing::Test {
+protected:
+  exec_bench();
+  ~exec_bench() override;
+
+  // A new item at the end of the queue, in that state, with a job directory of its own.
+  QueueItem& add_item(transcode_states state = TRANSCODE_INIT);
+  QueueItem& add_ready_item(ready_states state);
+  // Complete as far as the scan looks: profile, listing, input, output.
+  QueueItem& add_candidate();
+
+  std::string folder_;
+
+private:
+  int jobs_ = 0;
+};
+
+// The same on a machine of its own, for what looks at media and outputs. Sources, settings and the
+// like are best written before inside().
+class private_exec_bench : public exec_bench {
+protected:
+  // Does it in a process that lives there; the test fails when an expectation of it does.
+  void inside(const std::function<void()>& action) const;
+  // An item with the source /mnt/media/clip.mpg. To be called inside.
+  QueueItem& add_source_item(transcode_states state);
+
+  private_root root_;
+};
+
+}  // namespace qx_test

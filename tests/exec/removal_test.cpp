@@ -1,0 +1,203 @@
+// Removing a finished job's source: its metadata by a tool, the file by a child without one.
+#include "platform/unique_fd.h"
+#include "tests/exec/exec_bench.h"
+#include "tests/support/wait_until.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace qx_test;
+using ::testing::ElementsAre;
+
+namespace {
+
+class removal : public private_exec_bench {
+protected:
+  removal() {
+    root_.write_source("/mnt/media/clip.mpg", "video/mpeg");
+    std::filesystem::create_directories(root_.path("/mnt/main/tv/vod"));
+  }
+
+  QueueItem& add(cleanup_states state) {
+    QueueItem& item = add_source_item(TRANSCODE_CLEANUP);
+    item.sm.cleanup.set_state(state);
+    item.delete_on_finish = true;
+    EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/out.mp4"));
+    return item;
+  }
+  // Turns until its child is gone.
+  static void finish(QueueItem& item) {
+    EXPECT_TRUE(wait_until([&] { return item.idle_process() && item.proc_pid == -1; }));
+  }
+};
+
+}  // namespace
+
+TEST_F(removal, metadata_are_removed_by_rm) {
+  inside([&] {
+    const fake_child child;
+    QueueItem& item = add(CLEANUP_UNLINK_FILE);
+    item.idle();
+    EXPECT_THAT(item.proc_argv,
+                ElementsAre("/bin/rm", "-Rfv", "--", "/mnt/media/.clip.mpg.metadata"));
+    EXPECT_EQ(item.proc_stdout_read_fd, -1);
+    EXPECT_EQ(item.proc_sm.cleanup.state, CLEANUP_UNLINK_FILE);
+    EXPECT_EQ(status_writes.back(), "cleanup: Removing source file metadata as instructed...");
+    EXPECT_EQ(child.started, 1);
+  });
+}
+
+TEST_F(removal, without_metadata_there_is_no_child) {
+  inside([&] {
+    const fake_child child;
+    std::filesystem::remove_all("/mnt/media/.clip.mpg.metadata");
+    QueueItem& item = add(CLEANUP_UNLINK_FILE);
+    item.idle();
+    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_UNLINK_META);
+    EXPECT_EQ(child.started, 0);
+  });
+}
+
+TEST_F(removal, metadata_that_are_no_directory_are_left_alone) {
+  inside([&] {
+    const fake_child child;
+    std::filesystem::rename("/mnt/media/.clip.mpg.metadata", "/mnt/media/kept");
+    std::filesystem::create_directory_symlink("kept", "/mnt/media/.clip.mpg.metadata");
+    QueueItem& item = add(CLEANUP_UNLINK_FILE);
+    EXPECT_TRUE(item.proc_start_unlink_input_file_metadata());
+    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_UNLINK_META);
+    EXPECT_EQ(child.started, 0);
+  });
+}
+
+TEST_F(removal, file_is_unlinked_by_a_child) {
+  inside([&] {
+    QueueItem& item = add(CLEANUP_UNLINK_META);
+    item.idle();
+    EXPECT_NE(item.proc_pid, -1);
+    EXPECT_TRUE(item.proc_argv.empty());
+    EXPECT_EQ(status_writes.back(), "cleanup: Removing source file as instructed...");
+    finish(item);
+    EXPECT_EQ(item.proc_status, exited(0));
+    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_DONE);
+    EXPECT_FALSE(exists("/mnt/media/clip.mpg"));
+  });
+}
+
+// The source goes away behind the check and before the child looks.
+TEST_F(removal, file_that_is_gone_already_counts_as_removed) {
+  inside([&] {
+    kernel.fork = [] {
+      std::filesystem::remove("/mnt/media/clip.mpg");
+      kernel.fork = nullptr;
+      return fork();
+    };
+    QueueItem& item = add(CLEANUP_UNLINK_META);
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_DONE);
+  });
+}
+
+TEST_F(removal, source_that_cannot_be_unlinked_is_told) {
+  inside([&] {
+    std::filesystem::remove("/mnt/media/clip.mpg");
+    std::filesystem::create_directory("/mnt/media/clip.mpg");  // a source may be a folder
+    QueueItem& item = add(CLEANUP_UNLINK_META);
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_EQ(item.proc_status, exited(1));
+    EXPECT_EQ(item.state_message, "Unable to remove file");
+    EXPECT_TRUE(exists("/mnt/media/clip.mpg"));
+  });
+}
+
+TEST_F(removal, unlinking_child_has_a_session_and_the_lowest_priority) {
+  inside([&] {
+    kernel.unlink = [](const char*) -> int {  // runs in the child
+      const bool has_session = getsid(0) == getpid();
+      _exit(has_session && getpriority(PRIO_PROCESS, 0) == 19 ? 0 : 99);
+    };
+    QueueItem& item = add(CLEANUP_UNLINK_META);
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_EQ(item.proc_status, exited(0));
+  });
+}
+
+TEST_F(removal, unlinking_child_holds_nothing_but_its_streams) {
+  inside([&] {
+    const unique_fd held(open("/mnt/media", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    kernel.unlink = [](const char*) -> int {
+      int open_descriptors = 0;
+      for (int fd = 3; fd < 1000; ++fd)
+        open_descriptors += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+      _exit(open_descriptors == 0 ? 0 : 99);
+    };
+    QueueItem& item = add(CLEANUP_UNLINK_META);
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_EQ(item.proc_status, exited(0));
+  });
+}
+
+TEST_F(removal, failed_fork_cancels_and_releases_the_pipes) {
+  inside([&] {
+    const fake_child child;
+    kernel.fork = [] { return -1; };
+    for (const auto state : {CLEANUP_UNLINK_FILE, CLEANUP_UNLINK_META}) {
+      QueueItem& item = add(state);
+      EXPECT_TRUE(QueueItem::_std_open_anonpipe(item.proc_stdin_read_fd, item.proc_stdin_write_fd));
+      item.idle();
+      EXPECT_EQ(item.state_message, "unable to initiate removal");
+      EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
+      EXPECT_EQ(item.proc_stdin_write_fd, -1);
+    }
+  });
+}
+
+TEST_F(removal, relative_path_is_never_removed) {
+  inside([&] {
+    const fake_child child;
+    EXPECT_EQ(chdir("/mnt/media"), 0);
+    for (const char* path : {"clip.mpg", ""}) {
+      QueueItem& metadata = add(CLEANUP_UNLINK_FILE);
+      metadata.input_file = path;
+      EXPECT_FALSE(metadata.proc_start_unlink_input_file_metadata());
+      QueueItem& file = add(CLEANUP_UNLINK_META);
+      file.input_file = path;
+      EXPECT_FALSE(file.proc_start_unlink_input_file());
+    }
+    EXPECT_EQ(child.started, 0);
+  });
+}
+
+TEST_F(removal, each_step_needs_its_own_state_and_no_child) {
+  inside([&] {
+    const fake_child child;
+    EXPECT_FALSE(add(CLEANUP_UNLINK_META).proc_start_unlink_input_file_metadata());
+    EXPECT_FALSE(add(CLEANUP_UNLINK_FILE).proc_start_unlink_input_file());
+    QueueItem& elsewhere = add(CLEANUP_UNLINK_META);
+    elsewhere.sm.state = TRANSCODE_DONE;
+    EXPECT_FALSE(elsewhere.proc_start_unlink_input_file());
+    QueueItem& busy = add(CLEANUP_UNLINK_META);
+    busy.proc_pid = fake_child::pid;
+    EXPECT_FALSE(busy.proc_start_unlink_input_file());
+    EXPECT_EQ(child.started, 0);
+  });
+}
+
+TEST_F(removal, forbidden_source_is_never_removed) {
+  inside([&] {
+    const fake_child child;
+    QueueItem& item = add(CLEANUP_UNLINK_META);
+    EXPECT_TRUE(item.set_input_file("/etc/hostname"));
+    EXPECT_FALSE(item.proc_start_unlink_input_file());
+    EXPECT_EQ(item.state_message, "Rejected: Forbidden input file");
+    EXPECT_EQ(child.started, 0);
+  });
+}

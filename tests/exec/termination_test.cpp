@@ -1,0 +1,354 @@
+// The judging of ended children, step by step: success, failure, and ends that come too late.
+#include "exec/slots.h"
+#include "platform/sliding_window_v4.h"
+#include "service/process_state.h"
+#include "service/transcode_settings.h"
+#include "tests/exec/exec_bench.h"
+
+#include <cstring>
+#include <gmock/gmock.h>
+
+using namespace qx_test;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr char no_profiles_text[] =
+    "cancelling: Rejected: Transcoder could not determine profiles (but returned success)";
+
+const int failures[] = {exited(1), exited(254), exited(255), killed_by(SIGKILL),
+                        killed_by(SIGSEGV) | 0x80};
+
+class termination : public exec_bench {
+protected:
+  // A child that was started in the state in which the item is.
+  static QueueItem& run(QueueItem& item) {
+    fake_child::run_for(item);
+    return item;
+  }
+  QueueItem& run(transcode_states state) { return run(add_item(state)); }
+  QueueItem& run(ready_states state) { return run(add_ready_item(state)); }
+  QueueItem& run(thumbnail_states state) {
+    QueueItem& item = add_item(TRANSCODE_THUMBNAIL);
+    item.sm.thumbnail.set_state(state);
+    return run(item);
+  }
+  QueueItem& run(cleanup_states state) {
+    QueueItem& item = add_item(TRANSCODE_CLEANUP);
+    item.sm.cleanup.set_state(state);
+    return run(item);
+  }
+  // A listing that has printed this.
+  QueueItem& run_listing(const std::string& output) {
+    QueueItem& item = run(READY_QUERY_PROFILES);
+    EXPECT_TRUE(item.set_input_file("/mnt/media/clip.mpg"));
+    EXPECT_TRUE(QueueItem::_std_init_buffer(item.proc_stdout_buffer, proc_buffer_size));
+    memcpy(item.proc_stdout_buffer->write_pos, output.data(), output.size());
+    item.proc_stdout_buffer->write_pos += output.size();
+    return item;
+  }
+  // Judges it; what it wrote before does not count.
+  static void end(QueueItem& item, int wait_status) {
+    status_writes.clear();
+    next_queue_scan = 0;
+    item.on_proc_terminate(wait_status);
+  }
+  static bool rescans() { return next_queue_scan == clock_us; }
+
+  fake_child child_;
+};
+
+using listing_end = termination;
+
+}  // namespace
+
+TEST_F(termination, end_is_told_and_every_slot_released) {
+  QueueItem& item = run(TRANSCODE_CANCELLED);
+  item_query_profiles_in_action = &item;
+  const stderr_capture capture;
+  end(item, exited(3));
+  EXPECT_EQ(capture.text(),
+            "Queue item '" + item.entry_id + "' process terminated (status=0x300)\n");
+  EXPECT_EQ(item_query_profiles_in_action, nullptr);
+  EXPECT_THAT(status_writes, IsEmpty());
+}
+
+TEST_F(termination, states_at_rest_judge_nothing) {
+  for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_CANCELLING,
+                           TRANSCODE_DONE, TRANSCODE_CLEARED}) {
+    QueueItem& item = run(state);
+    end(item, exited(1));
+    EXPECT_EQ(item.sm.state, state);
+    EXPECT_THAT(status_writes, IsEmpty());
+  }
+}
+
+TEST_F(termination, service_that_ends_judges_nothing_but_releases_slots) {
+  DIE = 1;
+  QueueItem& item = run(TRANSCODE_TRANSCODING);
+  item_active_transcode_in_action = &item;
+  end(item, killed_by(SIGTERM));
+  EXPECT_EQ(item.sm.state, TRANSCODE_TRANSCODING);
+  EXPECT_EQ(item_active_transcode_in_action, nullptr);
+  EXPECT_THAT(status_writes, IsEmpty());
+  EXPECT_FALSE(rescans());
+}
+
+TEST_F(termination, identification_success_leaves_the_item_to_look_again) {
+  QueueItem& item = run(READY_CHECK_META);
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.state, TRANSCODE_READY);
+  EXPECT_EQ(item.sm.ready.state, READY_CHECK_META);
+  EXPECT_THAT(status_writes, IsEmpty());
+}
+
+TEST_F(termination, identification_failure_rejects_the_item) {
+  for (const int status : failures) {
+    end(run(READY_CHECK_META), status);
+    EXPECT_THAT(status_writes, ElementsAre("cancelling: Rejected: Unable to create metadata or "
+                                           "identify item"));
+  }
+}
+
+TEST_F(termination, late_identification_changes_nothing) {
+  QueueItem& item = run(READY_CHECK_META);
+  item.sm.set_state(TRANSCODE_CANCELLING);
+  end(item, exited(1));
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
+  EXPECT_THAT(status_writes, IsEmpty());
+}
+
+TEST_F(listing_end, profiles_and_output_are_chosen) {
+  transcode_settings.clear();
+  QueueItem& item = run_listing("*QUOTE\n.. 1080\n.. 720\n");
+  end(item, exited(0));
+  EXPECT_THAT(item.quoted_profile, ElementsAre("1080", "720"));
+  EXPECT_EQ(item.transcode_profile, "1080");
+  EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/1000000000.vod.1080.clip.mpg.mp4");
+  EXPECT_EQ(item.sm.ready.state, READY_READY_TO_TRANSCODE);
+  EXPECT_TRUE(rescans());
+  EXPECT_EQ(status_writes.size(), 2U) << "one for the choice, one for the end";
+}
+
+TEST_F(listing_end, profile_and_output_that_were_set_stay) {
+  QueueItem& item = run_listing("*QUOTE\n.. 1080\n");
+  item.transcode_profile = "360";
+  ASSERT_TRUE(item.set_output_file("/mnt/main/tv/vod/mine.mp4"));
+  end(item, exited(0));
+  EXPECT_EQ(item.transcode_profile, "360");
+  EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/mine.mp4");
+  EXPECT_THAT(status_writes, ElementsAre("ready: "));
+}
+
+TEST_F(listing_end, only_profile_lines_behind_the_mark_count) {
+  QueueItem& item =
+      run_listing(".. before\n *QUOTE\n*QUOTE \n*QUOTE\r\n..720\n..  \n..\n.. \nnoise\n"
+                  "..    720 p\n*QUOTE\n.. 480 \n.. cut off");
+  end(item, exited(0));
+  EXPECT_THAT(item.quoted_profile, ElementsAre("720 p", "480 "));
+}
+
+TEST_F(listing_end, old_profiles_are_forgotten) {
+  QueueItem& item = run_listing("*QUOTE\n.. 720\n");
+  item.quoted_profile = {"old"};
+  end(item, exited(0));
+  EXPECT_THAT(item.quoted_profile, ElementsAre("720"));
+}
+
+TEST_F(listing_end, listing_without_profiles_rejects_the_item) {
+  for (const char* output : {"", ".. 720\n", "*QUOTE\n", "*QUOTE\n..   \n.. \n", "*QUOTE\n720\n",
+                             "*quote\n.. 720\n", "*QUOTE\n.. 720"}) {
+    end(run_listing(output), exited(0));
+    EXPECT_THAT(status_writes, ElementsAre(no_profiles_text)) << output;
+    EXPECT_FALSE(rescans());
+  }
+}
+
+TEST_F(listing_end, listing_without_a_buffer_rejects_the_item) {
+  end(run(READY_QUERY_PROFILES), exited(0));
+  EXPECT_THAT(status_writes, ElementsAre(no_profiles_text));
+}
+
+TEST_F(listing_end, profile_that_makes_no_output_name_rejects_the_item) {
+  end(run_listing("*QUOTE\n.. a/b\n"), exited(0));
+  EXPECT_EQ(status_writes.back(), no_profiles_text);
+}
+
+TEST_F(listing_end, failure_rejects_the_item) {
+  for (const int status : failures) {
+    QueueItem& item = run_listing("*QUOTE\n.. 720\n");
+    end(item, status);
+    EXPECT_THAT(status_writes, ElementsAre("cancelling: Rejected: Unable to determine appropriate "
+                                           "transcoding profiles"));
+    EXPECT_THAT(item.quoted_profile, IsEmpty());
+  }
+}
+
+TEST_F(listing_end, late_success_keeps_the_profiles_and_moves_nothing) {
+  QueueItem& item = run_listing("*QUOTE\n.. 720\n");
+  item.sm.set_state(TRANSCODE_CANCELLING);
+  item.state_message = "Cancelled by user";
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
+  EXPECT_EQ(item.state_message, "Cancelled by user");
+  EXPECT_THAT(item.quoted_profile, ElementsAre("720"));
+  EXPECT_TRUE(rescans());
+}
+
+TEST_F(listing_end, late_failure_or_empty_list_is_only_told) {
+  for (const int status : {exited(0), exited(1)}) {
+    QueueItem& item = run_listing("");
+    item.sm.set_state(TRANSCODE_CANCELLING);
+    item.state_message = "Cancelled by user";
+    end(item, status);
+    EXPECT_EQ(item.state_message, "Cancelled by user");
+    EXPECT_THAT(status_writes, IsEmpty());
+  }
+}
+
+TEST_F(termination, transcode_success_goes_on_with_the_thumbnail) {
+  QueueItem& item = run(TRANSCODE_TRANSCODING);
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_INIT);
+  EXPECT_EQ(item.progress, 10000);
+  EXPECT_THAT(status_writes, ElementsAre("thumbnail: Transcode OK"));
+  EXPECT_TRUE(rescans());
+}
+
+TEST_F(termination, transcode_failure_cancels) {
+  for (const int status : failures) {
+    QueueItem& item = run(TRANSCODE_TRANSCODING);
+    end(item, status);
+    EXPECT_THAT(status_writes, ElementsAre("cancelling: Transcoding failed"));
+    EXPECT_EQ(item.progress, 0);
+    EXPECT_TRUE(rescans());
+  }
+}
+
+TEST_F(termination, late_transcode_only_asks_for_a_scan) {
+  for (const int status : {exited(0), exited(1), killed_by(SIGTERM)}) {
+    QueueItem& item = run(TRANSCODE_TRANSCODING);
+    item.sm.set_state(TRANSCODE_CANCELLING);
+    item.state_message = "Cancelled by user";
+    end(item, status);
+    EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
+    EXPECT_EQ(item.state_message, "Cancelled by user");
+    EXPECT_THAT(status_writes, IsEmpty());
+    EXPECT_TRUE(rescans());
+  }
+}
+
+TEST_F(termination, thumbnail_success_goes_on) {
+  QueueItem& item = run(THUMBNAIL_GEN);
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_METADATA_GEN);
+  EXPECT_THAT(status_writes, ElementsAre("thumbnail: Thumbnail done"));
+}
+
+TEST_F(termination, missing_thumbnail_fails_nothing) {
+  for (const int status : failures) {
+    QueueItem& item = run(THUMBNAIL_GEN);
+    end(item, status);
+    EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_METADATA_GEN);
+    EXPECT_THAT(status_writes, ElementsAre("thumbnail: Unable to gen thumbnail. Done"));
+  }
+}
+
+TEST_F(termination, output_metadata_success_keeps_the_text) {
+  QueueItem& item = run(THUMBNAIL_METADATA_GEN);
+  item.state_message = "Generating metadata for VOD";
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_DONE);
+  EXPECT_THAT(status_writes, ElementsAre("thumbnail: Generating metadata for VOD"));
+}
+
+TEST_F(termination, missing_output_metadata_fail_nothing) {
+  for (const int status : failures) {
+    QueueItem& item = run(THUMBNAIL_METADATA_GEN);
+    end(item, status);
+    EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_DONE);
+    EXPECT_THAT(status_writes, ElementsAre("thumbnail: Unable to gen vod meta. Done"));
+  }
+}
+
+TEST_F(termination, other_thumbnail_steps_judge_nothing) {
+  for (const auto state : {THUMBNAIL_INIT, THUMBNAIL_DONE}) {
+    QueueItem& item = run(state);
+    end(item, exited(0));
+    EXPECT_EQ(item.sm.thumbnail.state, state);
+    EXPECT_THAT(status_writes, IsEmpty());
+  }
+}
+
+TEST_F(termination, late_thumbnail_changes_nothing) {
+  QueueItem& item = run(THUMBNAIL_GEN);
+  item.sm.set_state(TRANSCODE_CANCELLING);
+  end(item, exited(1));
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
+  EXPECT_THAT(status_writes, IsEmpty());
+}
+
+TEST_F(termination, removed_metadata_lead_to_the_removal_of_the_file) {
+  QueueItem& item = run(CLEANUP_UNLINK_FILE);
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.cleanup.state, CLEANUP_UNLINK_META);
+  EXPECT_EQ(status_writes.size(), 1U);
+}
+
+TEST_F(termination, removed_file_ends_the_cleanup) {
+  QueueItem& item = run(CLEANUP_UNLINK_META);
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.cleanup.state, CLEANUP_DONE);
+  EXPECT_EQ(status_writes.size(), 1U);
+}
+
+// The first step's name is "unlink file": its text tells what it removes all the same.
+TEST_F(termination, removal_failures_tell_what_was_not_removed) {
+  for (const int status : failures) {
+    end(run(CLEANUP_UNLINK_FILE), status);
+    EXPECT_THAT(status_writes, ElementsAre("cancelling: Unable to remove metadata"));
+    end(run(CLEANUP_UNLINK_META), status);
+    EXPECT_THAT(status_writes, ElementsAre("cancelling: Unable to remove file"));
+  }
+}
+
+TEST_F(termination, other_cleanup_steps_judge_nothing) {
+  for (const auto state : {CLEANUP_INIT, CLEANUP_DONE}) {
+    QueueItem& item = run(state);
+    end(item, exited(1));
+    EXPECT_EQ(item.sm.cleanup.state, state);
+    EXPECT_THAT(status_writes, IsEmpty());
+  }
+}
+
+TEST_F(termination, late_removal_changes_nothing) {
+  for (const int status : {exited(0), exited(1)}) {
+    QueueItem& item = run(CLEANUP_UNLINK_FILE);
+    item.sm.set_state(TRANSCODE_CANCELLING);
+    EXPECT_NO_THROW(end(item, status));
+    EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
+    EXPECT_THAT(status_writes, IsEmpty());
+  }
+}
+
+// "cleared" while the child of "cleanup" ran: there is no cleanup machine to set any more.
+TEST_F(termination, end_after_the_item_moved_on_throws_nothing) {
+  for (const auto state : {TRANSCODE_CLEARED, TRANSCODE_DONE, TRANSCODE_INIT}) {
+    QueueItem& thumbnail = run(THUMBNAIL_METADATA_GEN);
+    QueueItem& listing = run_listing("*QUOTE\n.. 720\n");
+    for (QueueItem* item : {&thumbnail, &listing}) {
+      item->sm.set_state(state);
+      EXPECT_NO_THROW(end(*item, exited(0)));
+      EXPECT_EQ(item->sm.state, state);
+    }
+  }
+}
+
+TEST_F(termination, slot_is_free_before_the_step_is_judged) {
+  QueueItem& item = run(TRANSCODE_TRANSCODING);
+  item_active_transcode_in_action = &item;
+  end(item, exited(1));
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING) << "the child's end is still being judged";
+  EXPECT_EQ(item_active_transcode_in_action, nullptr);
+}
