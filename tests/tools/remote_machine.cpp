@@ -34,10 +34,6 @@ constexpr const char* shadow_line =
     "vod:$6$qxtests$qj40FH4JDjH3MdMKPLldugT.lpFQBKfoHqaabtcd.e5u0FzF."
     "V0teDz1bBE1jxMJgx2Op22fujFCrOqdh0GD/0:19000:0:99999:7:::\n";
 
-bool mount_in_memory(const char* path) {
-  return mount("own", path, "tmpfs", 0, "size=64m") == 0;
-}
-
 bool bring_up_loopback() {
   const int fd = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   ifreq request = {};
@@ -48,35 +44,12 @@ bool bring_up_loopback() {
   return up;
 }
 
-bool enter_machine() {
-  return geteuid() == 0 && unshare(CLONE_NEWNS | CLONE_NEWNET) == 0 &&
-         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount_in_memory("/mnt") && mount_in_memory("/run") && bring_up_loopback();
-}
-
-// The file as it is with `line` added, in this machine only.
-void add_line(const std::string& path, const std::string& line) {
-  const std::string own = "/run/" + fs::path(path).filename().string();
-  std::ofstream(own) << content(path) << line;
-  chmod(own.c_str(), 0600);
-  ASSERT_EQ(mount(own.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0) << path;
-}
-
 void write_server_settings(int rate) {
   std::ofstream("/run/server.conf")
       << "listen=YES\nlisten_address=127.0.0.1\nbackground=NO\nanonymous_enable=NO\n"
       << "local_enable=YES\nwrite_enable=YES\nseccomp_sandbox=NO\nsecure_chroot_dir=/run/empty\n"
       << "xferlog_enable=YES\nxferlog_std_format=NO\nvsftpd_log_file=" << server_log_path << "\n"
       << "local_max_rate=" << rate << "\n";
-}
-
-void make_server_user() {
-  add_line("/etc/passwd", "vod:x:4711:4711::/:/bin/sh\n");
-  add_line("/etc/group", "vod:x:4711:\n");
-  add_line("/etc/shadow", shadow_line);
-  EXPECT_EQ(chown("/mnt/main/tv", 4711, 4711), 0);
-  chmod("/etc/passwd", 0644);
-  chmod("/etc/group", 0644);
 }
 
 bool server_answers() {
@@ -93,14 +66,48 @@ bool server_answers() {
 
 }  // namespace
 
-remote_machine::remote_machine() : made_(enter_machine()) {
+remote_machine::remote_machine() : made_(enter()) {
   if (made_) fs::create_directories("/mnt/main/tv");
 }
 
 remote_machine::~remote_machine() {
-  if (server_ <= 0) return;
-  kill(-server_, SIGKILL);
-  waitpid(server_, nullptr, 0);
+  if (server_ > 0) {
+    kill(-server_, SIGKILL);
+    waitpid(server_, nullptr, 0);
+  }
+  for (auto path = mounted_.rbegin(); path != mounted_.rend(); ++path)
+    umount2(path->c_str(), MNT_DETACH);
+}
+
+bool remote_machine::enter() {
+  return geteuid() == 0 && unshare(CLONE_NEWNS | CLONE_NEWNET) == 0 &&
+         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount_in_memory("/mnt") && mount_in_memory("/run") && bring_up_loopback();
+}
+
+bool remote_machine::mount_in_memory(const char* path) {
+  if (mount("own", path, "tmpfs", 0, "size=64m") != 0) return false;
+  mounted_.emplace_back(path);
+  return true;
+}
+
+void remote_machine::mount_file(const std::string& file, const std::string& path) {
+  ASSERT_EQ(mount(file.c_str(), path.c_str(), nullptr, MS_BIND, nullptr), 0) << path;
+  mounted_.push_back(path);
+}
+
+// The file as it is with `line` added, in this machine only.
+void remote_machine::add_line(const std::string& path, const std::string& line) {
+  const std::string own = "/run/" + fs::path(path).filename().string();
+  std::ofstream(own) << content(path) << line;
+  mount_file(own, path);
+}
+
+void remote_machine::make_server_user() {
+  add_line("/etc/passwd", "vod:x:4711:4711::/:/bin/sh\n");
+  add_line("/etc/group", "vod:x:4711:\n");
+  add_line("/etc/shadow", shadow_line);
+  EXPECT_EQ(chown("/mnt/main/tv", 4711, 4711), 0);
 }
 
 void remote_machine::configure(const std::string& password) const {
@@ -109,10 +116,10 @@ void remote_machine::configure(const std::string& password) const {
                                          << "transcode server password = " << password << "\n";
 }
 
-void remote_machine::replace_client(const std::string& script) const {
+void remote_machine::replace_client(const std::string& script) {
   std::ofstream("/run/client") << "#!/bin/sh\n" << script << "\n";
   chmod("/run/client", 0755);
-  ASSERT_EQ(mount("/run/client", "/usr/bin/ncftpput", nullptr, MS_BIND, nullptr), 0);
+  mount_file("/run/client", "/usr/bin/ncftpput");
 }
 
 bool remote_machine::start_server(int rate) {

@@ -7,14 +7,15 @@
 #include <sys/types.h>
 
 #include <string>
+#include <vector>
 
 namespace qx_test {
 
 class remote_machine {
 public:
-  // Takes this process, and what it starts from here on, into the machine; there is no way back.
+  // Takes this process, and what it starts from here on, into the machine.
   remote_machine();
-  // Ends the server.
+  // Ends the server, and shows the process its own files again; the network stays what it was.
   ~remote_machine();
   remote_machine(const remote_machine&) = delete;
   remote_machine& operator=(const remote_machine&) = delete;
@@ -26,7 +27,7 @@ public:
   void configure(const std::string& password = "secret") const;
 
   // Puts a shell script in the place of the FTP client; it may write below "/mnt".
-  void replace_client(const std::string& script) const;
+  void replace_client(const std::string& script);
 
   // Starts the FTP server, whose one user is "vod" with the password "secret". Takes `rate` bytes
   // a second, 0 as many as it can. False where there is no such server or it does not come up.
@@ -39,6 +40,13 @@ public:
   std::vector<std::string> login_folders() const;
 
 private:
+  bool enter();
+  bool mount_in_memory(const char* path);
+  void mount_file(const std::string& file, const std::string& path);
+  void add_line(const std::string& path, const std::string& line);
+  void make_server_user();
+
+  std::vector<std::string> mounted_;
   bool made_ = false;
   pid_t server_ = -1;
 };
