@@ -1,0 +1,127 @@
+// A job's place in the file-operations subsystem: attached, made and removed.
+#include "queue/transcode_queue.h"
+#include "tests/queue/queue_bench.h"
+
+#include <filesystem>
+#include <gmock/gmock.h>
+#include <limits>
+
+#include <unistd.h>
+
+using namespace qx_test;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class fileops_job : public queue_bench {};
+
+}  // namespace
+
+TEST_F(fileops_job, id_has_its_directory_whether_it_is_there_or_not) {
+  QueueItem item;
+  EXPECT_TRUE(item.set_fileops_job_id(12345678));
+  EXPECT_EQ(item.fileops_job_id, 12345678);
+  EXPECT_EQ(item.fileops_job_dir, "/mnt/main/tv/fileops/jobs/12345678");
+  EXPECT_TRUE(item.set_fileops_job_id(0));
+  EXPECT_EQ(item.fileops_job_dir, "/mnt/main/tv/fileops/jobs/0");
+}
+
+TEST_F(fileops_job, negative_id_detaches) {
+  for (const int id : {-1, -7, std::numeric_limits<int>::min()}) {
+    QueueItem item;
+    item.set_fileops_job_id(7);
+    EXPECT_TRUE(item.set_fileops_job_id(id));
+    EXPECT_EQ(item.fileops_job_id, -1);
+    EXPECT_EQ(item.fileops_job_dir, "");
+  }
+}
+
+TEST_F(fileops_job, new_job_is_ours_and_told) {
+  inside([] {
+    QueueItem item;
+    item.state_message = "text";
+    EXPECT_TRUE(item.init_fileops_job());
+    EXPECT_EQ(item.fileops_job_dir, job_directory(item.fileops_job_id));
+    EXPECT_EQ(item.fileops_op, "vod");
+    EXPECT_EQ(read_file(item.fileops_job_dir + "/copy_pid"), std::to_string(getpid()) + "\n");
+    EXPECT_THAT(status_lines(item), Contains("op=vod"));
+    EXPECT_THAT(status_lines(item), Contains("state=text"));
+    EXPECT_THAT(status_writes, ElementsAre("init: text"));
+  });
+}
+
+TEST_F(fileops_job, jobs_have_numbers_of_their_own) {
+  inside([] {
+    QueueItem first;
+    QueueItem second;
+    EXPECT_TRUE(first.init_fileops_job() && second.init_fileops_job());
+    EXPECT_NE(first.fileops_job_id, second.fileops_job_id);
+    EXPECT_NE(first.fileops_job_id, 7);
+  });
+}
+
+TEST_F(fileops_job, item_with_a_directory_gets_no_other) {
+  inside([] {
+    QueueItem item;
+    item.set_fileops_job_id(8);
+    EXPECT_TRUE(item.init_fileops_job());
+    EXPECT_EQ(item.fileops_job_id, 8);
+    EXPECT_FALSE(exists(job_directory(8)));
+    EXPECT_EQ(item.fileops_op, "");
+    EXPECT_THAT(status_writes, IsEmpty());
+  });
+}
+
+TEST_F(fileops_job, no_id_is_told_to_the_user) {
+  inside([] {
+    fs::remove_all("/mnt/main/tv/fileops");
+    write_file("/mnt/main/tv/fileops", "in the way");
+    QueueItem item;
+    EXPECT_FALSE(item.init_fileops_job());
+    EXPECT_EQ(item.state_message, "Rejected: unable to create job id");
+    EXPECT_EQ(item.fileops_job_id, -1);
+    EXPECT_EQ(item.fileops_op, "");
+    EXPECT_THAT(status_writes, IsEmpty());
+  });
+}
+
+TEST_F(fileops_job, removal_takes_its_files_and_keeps_the_number) {
+  inside([] {
+    QueueItem item;
+    EXPECT_TRUE(item.init_fileops_job());
+    const int id = item.fileops_job_id;
+    item.fileops_remove_job();
+    EXPECT_FALSE(exists(job_directory(id)));
+    EXPECT_EQ(item.fileops_job_dir, "");
+    EXPECT_EQ(item.fileops_job_id, id);
+    EXPECT_FALSE(item.fileops_write_status());
+  });
+}
+
+TEST_F(fileops_job, removal_leaves_a_directory_with_files_of_others) {
+  inside([] {
+    QueueItem item;
+    EXPECT_TRUE(item.init_fileops_job());
+    const auto directory = item.fileops_job_dir;
+    write_file(directory + "/other", "");
+    item.fileops_remove_job();
+    EXPECT_TRUE(exists(directory + "/other"));
+    EXPECT_FALSE(exists(directory + "/status") || exists(directory + "/copy_pid"));
+    EXPECT_EQ(item.fileops_job_dir, "");
+  });
+}
+
+TEST_F(fileops_job, item_is_found_by_its_job) {
+  transcode_queue = {nullptr, new QueueItem, new QueueItem, new QueueItem};
+  auto i = std::next(transcode_queue.begin());
+  (*i)->fileops_job_id = -1;
+  QueueItem* const first = *++i;
+  first->fileops_job_id = (*++i)->fileops_job_id = 7;
+  EXPECT_EQ(*transcode_queue_find_fileops_job_id_iterator(7), first);
+  EXPECT_EQ(transcode_queue_find_fileops_job_id_iterator(8), transcode_queue.end());
+  EXPECT_EQ(transcode_queue_find_fileops_job_id_iterator(-1), transcode_queue.end());
+}

@@ -1,0 +1,201 @@
+// The JSON form of a job, written: the short form for replies and the full one for the queue file.
+#include "tests/queue/queue_bench.h"
+
+#include <gmock/gmock.h>
+
+using namespace qx_test;
+using json11::Json;
+using ::testing::ElementsAre;
+
+namespace {
+
+Json document_of(const QueueItem& item, bool queue_file) {
+  QueueItem::json_object keys;
+  item.serialize_json(keys, queue_file);
+  return keys;
+}
+
+bool has_key(const Json& document, const std::string& key) {
+  return document.object_items().count(key) != 0;
+}
+
+// Which of the five keys of the sub-machines the document of an item in that state has.
+std::vector<std::string> phase_keys(transcode_states state) {
+  QueueItem item;
+  item.sm.set_state(state);
+  const auto document = document_of(item, false);
+  std::vector<std::string> keys;
+  for (const char* key : {"ready state", "thumbnail state", "cleanup state",
+                          "remote transcode state", "remote transcode command"}) {
+    if (has_key(document, key)) keys.emplace_back(key);
+  }
+  return keys;
+}
+
+class item_json_write : public queue_bench {};
+
+}  // namespace
+
+TEST_F(item_json_write, short_form_of_a_new_item) {
+  QueueItem item;
+  item.entry_id = "id";
+  const json_object expected{{"entry id", "id"},
+                             {"input file", ""},
+                             {"output file", ""},
+                             {"transcode profile", ""},
+                             {"quoted profile", json_array{}},
+                             {"fileops job id", -1},
+                             {"state", ""},
+                             {"transcode state", "init"},
+                             {"transcode progress", json_array{0, 10000}},
+                             {"delete on finish", false},
+                             {"process pid", -1},
+                             {"approved", true},
+                             {"uploaded", false},
+                             {"waiting", false},
+                             {"paused", false},
+                             {"process argv", json_array{}}};
+  EXPECT_EQ(document_of(item, false).dump(), Json(expected).dump());
+}
+
+TEST_F(item_json_write, each_key_has_its_field) {
+  QueueItem item;
+  item.set_input_file(source_file);
+  item.set_output_file("/mnt/main/tv/vod/a.mp4");
+  item.transcode_profile = "720";
+  item.quoted_profile = {"1080", "720"};
+  item.fileops_job_id = 17;
+  item.state_message = "text";
+  item.progress = 1234;
+  item.proc_pid = 99;
+  item.proc_argv = {"/bin/tool", "argument"};
+  item.approved = false;
+  const auto document = document_of(item, false);
+  item.proc_pid = -1;
+  EXPECT_EQ(document["input file"], source_file);
+  EXPECT_EQ(document["output file"], "/mnt/main/tv/vod/a.mp4");
+  EXPECT_EQ(document["transcode profile"], "720");
+  EXPECT_EQ(document["quoted profile"], (json_array{"1080", "720"}));
+  EXPECT_EQ(document["fileops job id"], 17);
+  EXPECT_EQ(document["state"], "text");
+  EXPECT_EQ(document["transcode progress"], (json_array{1234, 10000}));
+  EXPECT_EQ(document["process pid"], 99);
+  EXPECT_EQ(document["process argv"], (json_array{"/bin/tool", "argument"}));
+  EXPECT_EQ(document["approved"], false);
+}
+
+TEST_F(item_json_write, each_flag_has_its_key) {
+  const std::pair<const char*, bool QueueItem::*> flags[] = {
+      {"delete on finish", &QueueItem::delete_on_finish},
+      {"uploaded", &QueueItem::uploaded},
+      {"waiting", &QueueItem::waiting},
+      {"paused", &QueueItem::paused},
+      {"user wants to pause", &QueueItem::user_wants_pause},
+      {"user wants to remove", &QueueItem::user_wants_remove},
+      {"user wants to cancel", &QueueItem::user_wants_cancel}};
+  for (const auto& [key, flag] : flags) {
+    QueueItem item;
+    item.*flag = true;
+    for (const auto& [other_key, other_flag] : flags)
+      EXPECT_EQ(document_of(item, true)[other_key], Json(other_flag == flag)) << key << other_key;
+  }
+}
+
+TEST_F(item_json_write, wishes_of_the_user_go_to_the_queue_file_alone) {
+  const QueueItem item;
+  const auto full = document_of(item, true);
+  const auto brief = document_of(item, false);
+  for (const char* key : {"user wants to pause", "user wants to remove", "user wants to cancel"}) {
+    EXPECT_TRUE(has_key(full, key)) << key;
+    EXPECT_FALSE(has_key(brief, key)) << key;
+  }
+  EXPECT_EQ(full.object_items().size(), brief.object_items().size() + 3);
+}
+
+TEST_F(item_json_write, keys_of_a_phase_stand_only_while_it_lasts) {
+  EXPECT_THAT(phase_keys(TRANSCODE_READY), ElementsAre("ready state"));
+  EXPECT_THAT(phase_keys(TRANSCODE_THUMBNAIL), ElementsAre("thumbnail state"));
+  EXPECT_THAT(phase_keys(TRANSCODE_CLEANUP), ElementsAre("cleanup state"));
+  EXPECT_THAT(phase_keys(TRANSCODE_REMOTE),
+              ElementsAre("remote transcode state", "remote transcode command"));
+  for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_CANCELLING,
+                           TRANSCODE_TRANSCODING, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
+    EXPECT_THAT(phase_keys(state), ElementsAre()) << state;
+  }
+}
+
+TEST_F(item_json_write, names_the_step_of_the_phase) {
+  QueueItem item;
+  item.sm.set_state(TRANSCODE_THUMBNAIL);
+  item.sm.thumbnail.set_state(THUMBNAIL_METADATA_GEN);
+  EXPECT_EQ(document_of(item, false)["thumbnail state"], "metadata gen");
+  item.sm.set_state(TRANSCODE_REMOTE);
+  item.sm.remote.set_state(REMOTE_COMMAND);
+  item.sm.remote_command = "pause";
+  EXPECT_EQ(document_of(item, false)["remote transcode state"], "command");
+  EXPECT_EQ(document_of(item, false)["remote transcode command"], "pause");
+}
+
+TEST_F(item_json_write, state_out_of_range_has_an_empty_name) {
+  QueueItem item;
+  item.sm.state = static_cast<transcode_states>(10);
+  EXPECT_EQ(document_of(item, true)["transcode state"], "");
+}
+
+TEST_F(item_json_write, remote_job_is_left_out_when_empty) {
+  QueueItem item;
+  EXPECT_FALSE(has_key(document_of(item, true), "remote job"));
+  item.remote_info.name = "name";
+  EXPECT_TRUE(has_key(document_of(item, true), "remote job"));
+}
+
+TEST_F(item_json_write, reply_tells_the_remote_entry_id_alone) {
+  QueueItem item;
+  item.remote_info.ip = "server";
+  item.remote_info.name = "name";
+  item.remote_info.json = json_object{{"a", 1}};
+  EXPECT_EQ(document_of(item, false)["remote job"], Json(json_object{{"entry id", ""}}));
+}
+
+TEST_F(item_json_write, queue_file_keeps_the_whole_remote_job) {
+  QueueItem item;
+  item.remote_info.ip = "server";
+  item.remote_info.name = "name";
+  item.remote_info.entry_id = "far";
+  item.remote_info.json = json_object{{"a", 1}};
+  const json_object expected{
+      {"ip", "server"}, {"name", "name"}, {"entry id", "far"}, {"json", json_object{{"a", 1}}}};
+  EXPECT_EQ(document_of(item, true)["remote job"], Json(expected));
+}
+
+TEST_F(item_json_write, remote_document_that_is_no_object_is_left_out) {
+  QueueItem item;
+  item.remote_info.json = json_array{1};
+  const json_object expected{{"ip", ""}, {"name", ""}, {"entry id", ""}};
+  EXPECT_EQ(document_of(item, true)["remote job"], Json(expected));
+}
+
+TEST_F(item_json_write, remote_document_of_usual_depth_is_kept) {
+  Json document = 1;
+  for (int i = 0; i < 50; ++i)
+    document = json_object{{"a", json_array{document}}};
+  QueueItem item;
+  item.remote_info.json = document;
+  EXPECT_EQ(document_of(item, true)["remote job"]["json"], document);
+}
+
+TEST_F(item_json_write, replaces_keys_that_are_there_and_keeps_others) {
+  QueueItem::json_object keys{{"entry id", "old"}, {"mine", 1}};
+  QueueItem item;
+  item.entry_id = "new";
+  item.serialize_json(keys, false);
+  EXPECT_EQ(keys["entry id"], "new");
+  EXPECT_EQ(keys["mine"], 1);
+}
+
+TEST_F(item_json_write, text_is_appended) {
+  const QueueItem item;
+  std::string text = "before ";
+  item.serialize_to_string(text, true);
+  EXPECT_EQ(text, "before " + document_of(item, true).dump());
+}

@@ -1,0 +1,137 @@
+// The bench's clock, signals, status writes and places.
+#include "tests/queue/queue_bench.h"
+
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
+#include "tests/platform/own_mnt.h"
+
+#include <filesystem>
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+std::uint64_t monotonic_clock_us() {
+  return qx_test::clock_us;
+}
+
+std::uint64_t gettimeofday_us() {
+  return qx_test::clock_us;
+}
+
+// The linker leads the program's calls of these here (--wrap).
+extern "C" {
+bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
+int __real__ZN9QueueItem14validate_readyEv(QueueItem* item);
+bool __real__ZN9QueueItem5readyEv(QueueItem* item);
+
+int __wrap_kill(pid_t pid, int number) {
+  qx_test::signals_sent.emplace_back(pid, number);
+  return 0;
+}
+bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
+  qx_test::status_writes.push_back(std::string(item->sm.state_name()) + ": " + item->state_message);
+  return __real__ZN9QueueItem20fileops_write_statusEv(item);
+}
+int __wrap__ZN9QueueItem14validate_readyEv(QueueItem* item) {
+  return qx_test::answers.validate_ready ? qx_test::answers.validate_ready()
+                                         : __real__ZN9QueueItem14validate_readyEv(item);
+}
+bool __wrap__ZN9QueueItem5readyEv(QueueItem* item) {
+  return qx_test::answers.ready ? qx_test::answers.ready() : __real__ZN9QueueItem5readyEv(item);
+}
+}
+
+namespace qx_test {
+
+std::uint64_t clock_us = start_of_clock;
+std::vector<std::pair<pid_t, int>> signals_sent;
+strings status_writes;
+item_answers answers;
+
+namespace fs = std::filesystem;
+
+std::string stderr_of(const std::function<void()>& action) {
+  fflush(stderr);
+  const int saved = dup(STDERR_FILENO);
+  const int file = memfd_create("stderr", MFD_CLOEXEC);
+  dup2(file, STDERR_FILENO);
+  action();
+  fflush(stderr);
+  dup2(saved, STDERR_FILENO);
+  close(saved);
+  std::string text(static_cast<std::size_t>(lseek(file, 0, SEEK_END)), '\0');
+  EXPECT_EQ(pread(file, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+  close(file);
+  return text;
+}
+
+ino_t inode_of(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+json11::Json item_document(const std::string& state, const json_object& more) {
+  json_object document = more;
+  document.emplace("entry id", "id");
+  document.emplace("input file", source_file);
+  document.emplace("transcode state", state);
+  return document;
+}
+
+std::string job_directory(int id) {
+  return "/mnt/main/tv/fileops/jobs/" + std::to_string(id);
+}
+
+queue_bench::queue_bench() {
+  char name[] = "/tmp/qx.XXXXXX";
+  EXPECT_NE(mkdtemp(name), nullptr);
+  folder_ = name;
+  clock_us = start_of_clock;
+  next_queue_scan = 0;
+  transcode_queue_mod_count = 0;
+  signals_sent.clear();
+  status_writes.clear();
+  answers = {};
+}
+
+queue_bench::~queue_bench() {
+  empty_queue();
+  std::error_code error;
+  fs::remove_all(folder_, error);
+}
+
+void queue_bench::inside(const std::function<void()>& action) {
+  in_own_mnt([&] {
+    write_file(source_file, "source");
+    fs::create_directories("/mnt/main/tv/vod");
+    fs::create_directories(job_directory(7));
+    action();
+    empty_queue();
+  });
+}
+
+void queue_bench::give_job(QueueItem& item) {
+  item.fileops_job_id = 1;
+  item.fileops_job_dir = folder_ + "/job";
+  fs::create_directory(item.fileops_job_dir);
+}
+
+strings queue_bench::status_lines(const QueueItem& item) {
+  return lines_of(read_file(item.fileops_job_dir + "/status"));
+}
+
+strings entry_ids() {
+  strings ids;
+  for (const QueueItem* item : transcode_queue)
+    ids.push_back(item == nullptr ? "(null)" : item->entry_id);
+  return ids;
+}
+
+void empty_queue() {
+  for (const QueueItem* item : transcode_queue)
+    delete item;
+  transcode_queue.clear();
+}
+
+}  // namespace qx_test

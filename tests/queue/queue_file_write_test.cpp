@@ -1,0 +1,164 @@
+// The queue file, written.
+#include "queue/queue_file.h"
+#include "queue/transcode_queue.h"
+#include "tests/queue/queue_bench.h"
+
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+using namespace qx_test;
+using json11::Json;
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::MatchesRegex;
+using ::testing::StartsWith;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+QueueItem& add_item(const char* id, transcode_states state) {
+  auto* const item = new QueueItem;
+  item->entry_id = id;
+  item->sm.set_state(state);
+  transcode_queue.push_back(item);
+  return *item;
+}
+
+Json written_queue() {
+  std::string error;
+  return Json::parse(read_file(queue_file_path), error);
+}
+
+strings written_ids() {
+  strings ids;
+  const auto document = written_queue();
+  for (const auto& item : document["list"].array_items())
+    ids.push_back(item["entry id"].string_value());
+  return ids;
+}
+
+class queue_file_write : public queue_bench {};
+
+}  // namespace
+
+TEST_F(queue_file_write, items_stand_in_queue_order) {
+  inside([] {
+    add_item("a", TRANSCODE_DONE);
+    add_item("b", TRANSCODE_READY);
+    add_item("c", TRANSCODE_CANCELLED);
+    EXPECT_TRUE(write_queue());
+    EXPECT_THAT(written_ids(), ElementsAre("a", "b", "c"));
+  });
+}
+
+TEST_F(queue_file_write, new_and_cleared_items_and_null_entries_are_left_out) {
+  inside([] {
+    add_item("a", TRANSCODE_INIT);
+    add_item("b", TRANSCODE_CLEARED);
+    transcode_queue.push_back(nullptr);
+    EXPECT_TRUE(write_queue());
+    EXPECT_THAT(read_file(queue_file_path), StartsWith("{\"list\": [], \"time\": \""));
+    for (const auto state : all_states)
+      add_item(transcode_states__str[state], state);
+    EXPECT_TRUE(write_queue());
+    EXPECT_THAT(written_ids(), ElementsAre("cancelled", "cancelling", "ready", "remote transcode",
+                                           "transcoding", "thumbnail", "cleanup", "done"));
+  });
+}
+
+TEST_F(queue_file_write, items_have_their_full_form) {
+  inside([] {
+    QueueItem& item = add_item("a", TRANSCODE_READY);
+    item.user_wants_pause = true;
+    item.remote_info.ip = "server";
+    QueueItem::json_object full;
+    item.serialize_json(full, true);
+    EXPECT_TRUE(write_queue());
+    EXPECT_EQ(written_queue()["list"][0], Json(full));
+  });
+}
+
+TEST_F(queue_file_write, is_one_line_without_an_end) {
+  inside([] {
+    add_item("a", TRANSCODE_READY).state_message = "two\nlines";
+    EXPECT_TRUE(write_queue());
+    const auto text = read_file(queue_file_path);
+    EXPECT_EQ(text.find('\n'), std::string::npos);
+    EXPECT_THAT(text, EndsWith("\"}"));
+  });
+}
+
+TEST_F(queue_file_write, tells_the_local_time) {
+  inside([] {
+    setenv("TZ", "XYZ-5", 1);
+    const time_t before = time(nullptr);
+    EXPECT_TRUE(write_queue());
+    const auto text = written_queue()["time"].string_value();
+    EXPECT_THAT(text, MatchesRegex("[A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] "
+                                   "[0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}"));
+    struct tm parts {};
+    strptime(text.c_str(), "%a %b %d %H:%M:%S %Y", &parts);
+    EXPECT_NEAR(static_cast<double>(timegm(&parts) - 5 * 3600), static_cast<double>(before), 5.0);
+  });
+}
+
+TEST_F(queue_file_write, reader_of_the_old_file_keeps_it) {
+  inside([] {
+    write_file(queue_file_path, "the old one");
+    std::ifstream reader(queue_file_path);
+    EXPECT_TRUE(write_queue());
+    std::string old_text;
+    std::getline(reader, old_text);
+    EXPECT_EQ(old_text, "the old one");
+    EXPECT_THAT(read_file(queue_file_path), StartsWith("{\"list\""));
+    EXPECT_FALSE(exists(std::string(queue_file_path) + ".tmp"));
+  });
+}
+
+TEST_F(queue_file_write, leftover_of_a_crash_is_overwritten_whole) {
+  inside([] {
+    write_file(std::string(queue_file_path) + ".tmp", std::string(100000, 'x'));
+    EXPECT_TRUE(write_queue());
+    EXPECT_THAT(read_file(queue_file_path), EndsWith("\"}"));
+  });
+}
+
+TEST_F(queue_file_write, old_file_stays_when_the_temporary_cannot_be_made) {
+  inside([] {
+    write_file(queue_file_path, "the old one");
+    fs::create_directory(std::string(queue_file_path) + ".tmp");
+    EXPECT_EQ(stderr_of([] { EXPECT_FALSE(write_queue()); }), "");
+    EXPECT_EQ(read_file(queue_file_path), "the old one");
+  });
+}
+
+TEST_F(queue_file_write, missing_folder_is_a_failure) {
+  inside([] {
+    fs::remove_all("/mnt/main/tv");
+    EXPECT_FALSE(write_queue());
+  });
+}
+
+TEST_F(queue_file_write, failed_write_goes_unnoticed) {
+  inside([] {
+    const std::string full_device = std::string(queue_file_path) + ".tmp";
+    fs::create_symlink("/dev/full", full_device);
+    EXPECT_TRUE(write_queue());
+    EXPECT_FALSE(fs::is_symlink(full_device)) << "the rename is done all the same";
+  });
+}
+
+TEST_F(queue_file_write, fifo_in_place_of_the_temporary_does_not_hold_it_up) {
+  inside([] {
+    write_file(queue_file_path, "the old one");
+    ASSERT_EQ(mkfifo((std::string(queue_file_path) + ".tmp").c_str(), 0600), 0);
+    EXPECT_FALSE(write_queue());
+    EXPECT_EQ(read_file(queue_file_path), "the old one");
+  });
+}

@@ -1,0 +1,37 @@
+// A machine whose service stopped earlier, with jobs in its queue file.
+#pragma once
+
+#include "tests/support/test_machine.h"
+
+#include <json11.hpp>
+#include <string>
+#include <vector>
+
+namespace qx_test {
+
+using json_object = json11::Json::object;
+using json_array = json11::Json::array;
+
+// Its uptime holds transcodes back, so that what was restored stays to be looked at.
+constexpr long young_uptime_s = 200;
+
+struct stored_machine : test_machine {
+  // An item for the queue file, with its source and a job directory of its own. `more` replaces or
+  // adds keys. It has gone through its listing: what the later steps need is there.
+  json11::Json stored(const std::string& id, const std::string& state,
+                      const json_object& more = {});
+  // Writes the queue file and starts the service.
+  void start_with(const json_array& items);
+
+  // The entry ids of the first page, in queue order.
+  std::vector<std::string> listed_ids() const;
+  // Waits until the service has written its queue file.
+  void wait_for_queue_file() const;
+  // The queue file as a document; null when it is none.
+  json11::Json queue_document() const;
+
+private:
+  int jobs_ = 100;
+};
+
+}  // namespace qx_test
