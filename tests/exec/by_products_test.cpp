@@ -155,6 +155,20 @@ TEST_F(by_products, failed_fork_cancels) {
   });
 }
 
+// The signal to end comes between the look at it and the step.
+TEST_F(by_products, picture_refused_for_the_shutdown_cancels_nothing) {
+  inside([&] {
+    const fake_child child;
+    kernel.fork = [] {
+      DIE = 1;
+      return -1;
+    };
+    QueueItem& item = add();
+    item.idle();
+    EXPECT_EQ(item.sm.state, TRANSCODE_THUMBNAIL);
+  });
+}
+
 TEST_F(vod_copy, holds_every_entry_of_the_source) {
   root_.write_metadata("/mnt/media/clip.mpg",
                        {{"file type", "video/mpeg"}, {"title", "a=b"}, {"empty", ""}});

@@ -130,6 +130,22 @@ TEST_F(lifecycle_ready, failed_fork_of_the_identification_cancels_it) {
   expect_cancelled(add(READY_CHECK_META), "unable to check metadata");
 }
 
+// The signal to end comes between the look at it and the step.
+TEST_F(lifecycle_ready, step_refused_for_the_shutdown_cancels_nothing) {
+  kernel.fork = [] {
+    DIE = 1;
+    return -1;
+  };
+  for (const auto state : {READY_CHECK_META, READY_QUERY_PROFILES}) {
+    DIE = 0;
+    QueueItem& item = add(state);
+    item.idle();
+    EXPECT_EQ(item.sm.state, TRANSCODE_READY);
+    EXPECT_EQ(item.sm.ready.state, state);
+  }
+  EXPECT_THAT(status_writes, IsEmpty());
+}
+
 TEST_F(lifecycle_ready, no_profiles_at_the_end_cancel_it) {
   expect_cancelled(add(READY_READY_TO_TRANSCODE), "no profiles listed");
 }

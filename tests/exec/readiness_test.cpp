@@ -1,4 +1,4 @@
-// May a job proceed? Each test of the check, in its order, and the way into "ready".
+// May a job proceed? Each test of the check, in its order.
 #include "tests/exec/exec_bench.h"
 
 #include <cerrno>
@@ -17,7 +17,6 @@ namespace {
 
 constexpr char source[] = "/mnt/media/clip.mpg";
 constexpr char no_metadir_text[] = "Rejected: output file, unable to create metadata dir";
-constexpr char still_running_text[] = "problem: process/thread still running. Please retry again.";
 
 class readiness : public private_exec_bench {
 protected:
@@ -48,7 +47,6 @@ protected:
 
 using readiness_output = readiness;
 using readiness_job = readiness;
-using way_to_ready = readiness;
 
 }  // namespace
 
@@ -263,91 +261,5 @@ TEST_F(readiness_job, that_cannot_be_made_rejects_the_item) {
     QueueItem& item = add_source_item(TRANSCODE_INIT);
     item.set_fileops_job_id(-1);
     expect_rejected(item, "Rejected: unable to create job id");
-  });
-}
-
-TEST_F(way_to_ready, leads_from_rest_to_the_first_step) {
-  inside([&] {
-    for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED}) {
-      QueueItem& item = add_source_item(state);
-      item.progress = 5000;
-      item.state_message = "as it was";
-      EXPECT_TRUE(item.ready());
-      EXPECT_EQ(item.sm.state, TRANSCODE_READY);
-      EXPECT_EQ(item.sm.ready.state, READY_INIT);
-      EXPECT_EQ(item.progress, 0);
-      EXPECT_EQ(item.state_message, "as it was");
-    }
-  });
-}
-
-TEST_F(way_to_ready, leaves_a_ready_item_where_it_is) {
-  QueueItem& item = add_ready_item(READY_QUERY_PROFILES);  // without a source
-  EXPECT_TRUE(item.ready());
-  EXPECT_EQ(item.sm.ready.state, READY_QUERY_PROFILES);
-  EXPECT_THAT(status_writes, IsEmpty());
-  EXPECT_TRUE(item.do_user_ready());
-  EXPECT_EQ(item.sm.ready.state, READY_QUERY_PROFILES);
-  EXPECT_THAT(status_writes, ElementsAre("ready: Ready"));
-}
-
-TEST_F(way_to_ready, is_closed_from_everywhere_else) {
-  inside([&] {
-    for (const auto state :
-         {TRANSCODE_CANCELLING, TRANSCODE_REMOTE, TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL,
-          TRANSCODE_CLEANUP, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
-      QueueItem& item = add_source_item(state);
-      EXPECT_FALSE(item.ready());
-      EXPECT_FALSE(item.do_user_ready());
-      EXPECT_EQ(item.sm.state, state);
-    }
-  });
-}
-
-TEST_F(way_to_ready, needs_a_good_source) {
-  inside([&] {
-    QueueItem& item = add_input("/mnt/media/gone.mpg");
-    item.sm.set_state(TRANSCODE_CANCELLED);
-    EXPECT_FALSE(item.ready());
-    EXPECT_FALSE(item.do_user_ready());
-    EXPECT_EQ(item.state_message, "Rejected: file not accessible, No such file or directory");
-    EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
-  });
-}
-
-TEST_F(way_to_ready, stops_a_child_that_still_runs) {
-  inside([&] {
-    fake_child child;
-    QueueItem& item = add_source_item(TRANSCODE_INIT);
-    ASSERT_TRUE(item.open_proc_stdout());
-    fake_child::run_for(item);
-    EXPECT_FALSE(item.ready());
-    EXPECT_EQ(item.state_message, still_running_text);
-    EXPECT_THAT(child.signals, ElementsAre(SIGTERM));
-    EXPECT_EQ(item.proc_stdout_buffer, nullptr);
-    EXPECT_FALSE(item.do_user_ready());
-    EXPECT_THAT(child.signals, ElementsAre(SIGTERM, SIGTERM));
-    EXPECT_EQ(item.sm.state, TRANSCODE_INIT);
-  });
-}
-
-TEST_F(way_to_ready, takes_away_output_that_was_left) {
-  inside([&] {
-    fake_child child;
-    QueueItem& item = add_source_item(TRANSCODE_CANCELLED);
-    ASSERT_TRUE(item.open_proc_stdout());
-    EXPECT_FALSE(item.ready());
-    EXPECT_EQ(item.state_message, still_running_text);
-    EXPECT_THAT(child.signals, IsEmpty());
-    EXPECT_TRUE(item.ready()) << "the second try finds nothing left";
-  });
-}
-
-TEST_F(way_to_ready, by_the_user_is_told) {
-  inside([&] {
-    QueueItem& item = add_source_item(TRANSCODE_INIT);
-    EXPECT_TRUE(item.do_user_ready());
-    EXPECT_EQ(item.state_message, "Ready");
-    EXPECT_EQ(status_writes.back(), "ready: Ready");
   });
 }

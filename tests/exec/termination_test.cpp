@@ -1,67 +1,14 @@
 // The judging of ended children, step by step: success, failure, and ends that come too late.
 #include "exec/slots.h"
-#include "platform/sliding_window_v4.h"
-#include "service/process_state.h"
-#include "service/transcode_settings.h"
-#include "tests/exec/exec_bench.h"
+#include "tests/exec/ended_step.h"
 
-#include <cstring>
 #include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-namespace {
-
-constexpr char no_profiles_text[] =
-    "cancelling: Rejected: Transcoder could not determine profiles (but returned success)";
-
-const int failures[] = {exited(1), exited(254), exited(255), killed_by(SIGKILL),
-                        killed_by(SIGSEGV) | 0x80};
-
-class termination : public exec_bench {
-protected:
-  // A child that was started in the state in which the item is.
-  static QueueItem& run(QueueItem& item) {
-    fake_child::run_for(item);
-    return item;
-  }
-  QueueItem& run(transcode_states state) { return run(add_item(state)); }
-  QueueItem& run(ready_states state) { return run(add_ready_item(state)); }
-  QueueItem& run(thumbnail_states state) {
-    QueueItem& item = add_item(TRANSCODE_THUMBNAIL);
-    item.sm.thumbnail.set_state(state);
-    return run(item);
-  }
-  QueueItem& run(cleanup_states state) {
-    QueueItem& item = add_item(TRANSCODE_CLEANUP);
-    item.sm.cleanup.set_state(state);
-    return run(item);
-  }
-  // A listing that has printed this.
-  QueueItem& run_listing(const std::string& output) {
-    QueueItem& item = run(READY_QUERY_PROFILES);
-    EXPECT_TRUE(item.set_input_file("/mnt/media/clip.mpg"));
-    EXPECT_TRUE(QueueItem::_std_init_buffer(item.proc_stdout_buffer, proc_buffer_size));
-    memcpy(item.proc_stdout_buffer->write_pos, output.data(), output.size());
-    item.proc_stdout_buffer->write_pos += output.size();
-    return item;
-  }
-  // Judges it; what it wrote before does not count.
-  static void end(QueueItem& item, int wait_status) {
-    status_writes.clear();
-    next_queue_scan = 0;
-    item.on_proc_terminate(wait_status);
-  }
-  static bool rescans() { return next_queue_scan == clock_us; }
-
-  fake_child child_;
-};
-
-using listing_end = termination;
-
-}  // namespace
+using termination = ended_step;
 
 TEST_F(termination, end_is_told_and_every_slot_released) {
   QueueItem& item = run(TRANSCODE_CANCELLED);
@@ -117,94 +64,6 @@ TEST_F(termination, late_identification_changes_nothing) {
   end(item, exited(1));
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
   EXPECT_THAT(status_writes, IsEmpty());
-}
-
-TEST_F(listing_end, profiles_and_output_are_chosen) {
-  transcode_settings.clear();
-  QueueItem& item = run_listing("*QUOTE\n.. 1080\n.. 720\n");
-  end(item, exited(0));
-  EXPECT_THAT(item.quoted_profile, ElementsAre("1080", "720"));
-  EXPECT_EQ(item.transcode_profile, "1080");
-  EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/1000000000.vod.1080.clip.mpg.mp4");
-  EXPECT_EQ(item.sm.ready.state, READY_READY_TO_TRANSCODE);
-  EXPECT_TRUE(rescans());
-  EXPECT_EQ(status_writes.size(), 2U) << "one for the choice, one for the end";
-}
-
-TEST_F(listing_end, profile_and_output_that_were_set_stay) {
-  QueueItem& item = run_listing("*QUOTE\n.. 1080\n");
-  item.transcode_profile = "360";
-  ASSERT_TRUE(item.set_output_file("/mnt/main/tv/vod/mine.mp4"));
-  end(item, exited(0));
-  EXPECT_EQ(item.transcode_profile, "360");
-  EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/mine.mp4");
-  EXPECT_THAT(status_writes, ElementsAre("ready: "));
-}
-
-TEST_F(listing_end, only_profile_lines_behind_the_mark_count) {
-  QueueItem& item =
-      run_listing(".. before\n *QUOTE\n*QUOTE \n*QUOTE\r\n..720\n..  \n..\n.. \nnoise\n"
-                  "..    720 p\n*QUOTE\n.. 480 \n.. cut off");
-  end(item, exited(0));
-  EXPECT_THAT(item.quoted_profile, ElementsAre("720 p", "480 "));
-}
-
-TEST_F(listing_end, old_profiles_are_forgotten) {
-  QueueItem& item = run_listing("*QUOTE\n.. 720\n");
-  item.quoted_profile = {"old"};
-  end(item, exited(0));
-  EXPECT_THAT(item.quoted_profile, ElementsAre("720"));
-}
-
-TEST_F(listing_end, listing_without_profiles_rejects_the_item) {
-  for (const char* output : {"", ".. 720\n", "*QUOTE\n", "*QUOTE\n..   \n.. \n", "*QUOTE\n720\n",
-                             "*quote\n.. 720\n", "*QUOTE\n.. 720"}) {
-    end(run_listing(output), exited(0));
-    EXPECT_THAT(status_writes, ElementsAre(no_profiles_text)) << output;
-    EXPECT_FALSE(rescans());
-  }
-}
-
-TEST_F(listing_end, listing_without_a_buffer_rejects_the_item) {
-  end(run(READY_QUERY_PROFILES), exited(0));
-  EXPECT_THAT(status_writes, ElementsAre(no_profiles_text));
-}
-
-TEST_F(listing_end, profile_that_makes_no_output_name_rejects_the_item) {
-  end(run_listing("*QUOTE\n.. a/b\n"), exited(0));
-  EXPECT_EQ(status_writes.back(), no_profiles_text);
-}
-
-TEST_F(listing_end, failure_rejects_the_item) {
-  for (const int status : failures) {
-    QueueItem& item = run_listing("*QUOTE\n.. 720\n");
-    end(item, status);
-    EXPECT_THAT(status_writes, ElementsAre("cancelling: Rejected: Unable to determine appropriate "
-                                           "transcoding profiles"));
-    EXPECT_THAT(item.quoted_profile, IsEmpty());
-  }
-}
-
-TEST_F(listing_end, late_success_keeps_the_profiles_and_moves_nothing) {
-  QueueItem& item = run_listing("*QUOTE\n.. 720\n");
-  item.sm.set_state(TRANSCODE_CANCELLING);
-  item.state_message = "Cancelled by user";
-  end(item, exited(0));
-  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
-  EXPECT_EQ(item.state_message, "Cancelled by user");
-  EXPECT_THAT(item.quoted_profile, ElementsAre("720"));
-  EXPECT_TRUE(rescans());
-}
-
-TEST_F(listing_end, late_failure_or_empty_list_is_only_told) {
-  for (const int status : {exited(0), exited(1)}) {
-    QueueItem& item = run_listing("");
-    item.sm.set_state(TRANSCODE_CANCELLING);
-    item.state_message = "Cancelled by user";
-    end(item, status);
-    EXPECT_EQ(item.state_message, "Cancelled by user");
-    EXPECT_THAT(status_writes, IsEmpty());
-  }
 }
 
 TEST_F(termination, transcode_success_goes_on_with_the_thumbnail) {
