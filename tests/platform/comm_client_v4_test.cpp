@@ -228,29 +228,17 @@ TEST(comm_client, server_that_sends_on_and_on_meets_the_deadline) {
   EXPECT_EQ(told.result, result::timeout);
 }
 
-// Connections that nobody takes, until the kernel takes no more.
-std::vector<unique_fd> fill_backlog(const std::string& path) {
-  local_address address;
-  EXPECT_TRUE(address.set(path));
-  std::vector<unique_fd> waiting;
-  do {
-    waiting.emplace_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  } while (connect(waiting.back().get(), address.get(), sizeof(address.address)) == 0);
-  EXPECT_EQ(errno, EAGAIN);
-  return waiting;
-}
-
 TEST(comm_client, full_backlog_is_tried_until_the_deadline) {
   const test_folder folder;
   const bare_listener listener(folder.file("socket"), 1);
-  const std::vector<unique_fd> waiting = fill_backlog(folder.file("socket"));
+  const std::vector<unique_fd> waiting = qx_test::fill_backlog(folder.file("socket"));
   comm_client_v4 client(folder.file("socket"));
   EXPECT_EQ(ask(client, make_request("test"), short_us).result, result::timeout);
 }
 
 TEST(comm_client, full_backlog_is_got_into_when_there_is_room) {
   socket_bench bench;
-  const std::vector<unique_fd> waiting = fill_backlog(bench.path);
+  const std::vector<unique_fd> waiting = qx_test::fill_backlog(bench.path);
   comm_client_v4 client(bench.path);
   std::thread asking(
       [&client] { EXPECT_EQ(ask(client, make_request("test")).result, result::ok); });

@@ -65,6 +65,15 @@ TEST(comm_server, socket_in_use_is_left_alone) {
   EXPECT_TRUE(bench.connect().is_connected());
 }
 
+TEST(comm_server, busy_socket_is_in_use) {
+  const socket_bench bench;
+  const std::vector<unique_fd> waiting = qx_test::fill_backlog(bench.path);
+  comm_socket_v4* const second = comm_socket_v4_create();
+  EXPECT_LT(create_server(second, bench.path), 0);
+  EXPECT_EQ(errno, EADDRINUSE);
+  comm_socket_v4_destroy(second);
+}
+
 TEST(comm_server, file_of_another_kind_is_left_alone) {
   const test_folder folder;
   qx_test::write_file(folder.file("socket"), "kept");

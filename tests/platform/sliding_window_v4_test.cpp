@@ -12,6 +12,12 @@
 
 #include "platform/unique_fd.h"
 
+// A build with the address sanitizer ends the program where memory cannot be had, unless told not
+// to.
+extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
+  return "allocator_may_return_null=1";
+}
+
 namespace {
 
 struct sliding_window : testing::Test {

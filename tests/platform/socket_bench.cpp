@@ -71,6 +71,17 @@ std::vector<std::string> raw_client::replies() {
   }
 }
 
+std::vector<unique_fd> fill_backlog(const std::string& path) {
+  local_address address;
+  EXPECT_TRUE(address.set(path));
+  std::vector<unique_fd> waiting;
+  do {
+    waiting.emplace_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  } while (connect(waiting.back().get(), address.get(), sizeof(address.address)) == 0);
+  EXPECT_EQ(errno, EAGAIN);
+  return waiting;
+}
+
 socket_bench::socket_bench() {
   EXPECT_EQ(comm_socket_v4_create_server(server, path.c_str()), 0);
 }

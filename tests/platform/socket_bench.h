@@ -42,6 +42,9 @@ private:
   bool has_ended_ = false;
 };
 
+// Connections that nobody takes, until the kernel takes no more.
+std::vector<unique_fd> fill_backlog(const std::string& path);
+
 class socket_bench {
 public:
   // Listens on `path` right away.
