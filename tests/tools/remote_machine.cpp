@@ -71,12 +71,16 @@ remote_machine::remote_machine() : made_(enter()) {
 }
 
 remote_machine::~remote_machine() {
-  if (server_ > 0) {
-    kill(-server_, SIGKILL);
-    waitpid(server_, nullptr, 0);
-  }
+  stop_server();
   for (auto path = mounted_.rbegin(); path != mounted_.rend(); ++path)
     umount2(path->c_str(), MNT_DETACH);
+}
+
+void remote_machine::stop_server() {
+  if (server_ <= 0) return;
+  kill(-server_, SIGKILL);
+  waitpid(server_, nullptr, 0);
+  server_ = -1;
 }
 
 bool remote_machine::enter() {
@@ -124,9 +128,9 @@ void remote_machine::replace_client(const std::string& script) {
 
 bool remote_machine::start_server(int rate) {
   if (access(server_path, X_OK) != 0) return false;
-  fs::create_directory("/run/empty");
+  stop_server();
   write_server_settings(rate);
-  make_server_user();
+  if (fs::create_directory("/run/empty")) make_server_user();
   server_ = fork();
   if (server_ == 0) {
     setsid();

@@ -30,7 +30,8 @@ public:
   void replace_client(const std::string& script);
 
   // Starts the FTP server, whose one user is "vod" with the password "secret". Takes `rate` bytes
-  // a second, 0 as many as it can. False where there is no such server or it does not come up.
+  // a second, 0 as many as it can. One that runs already is ended first. False where there is no
+  // such server or it does not come up.
   bool start_server(int rate = 0);
 
   // What the server has written down.
@@ -41,6 +42,7 @@ public:
 
 private:
   bool enter();
+  void stop_server();
   bool mount_in_memory(const char* path);
   void mount_file(const std::string& file, const std::string& path);
   void add_line(const std::string& path, const std::string& line);

@@ -60,6 +60,16 @@ protected:
     return true;
   }
 
+  // Begins an upload and ends it by SIGTERM when the client has read a part of the file. The
+  // server is a new one then, so that nothing of the old session is still under way.
+  void interrupt_upload(const std::string& source) {
+    tool_run run("qxmi_remote_transcode", {name, source});
+    ASSERT_TRUE(wait_until([&] { return client_position(source) > long(mebibyte); }));
+    run.signal_group(SIGTERM);
+    EXPECT_EQ(run.wait().signal, SIGTERM);
+    ASSERT_TRUE(machine.start_server());
+  }
+
   remote_machine machine;
 };
 
@@ -91,12 +101,9 @@ TEST_F(remote_server, replaces_an_older_file_of_that_name) {
 }
 
 TEST_F(remote_server, goes_on_with_an_interrupted_upload) {
-  QX_START_OR_SKIP(2 * mebibyte);
+  QX_START_OR_SKIP(mebibyte);
   const std::string source = make_source(8 * mebibyte);
-  tool_run run("qxmi_remote_transcode", {name, source});
-  ASSERT_TRUE(wait_until([&] { return client_position(source) > long(mebibyte); }));
-  run.signal_group(SIGTERM);
-  EXPECT_EQ(run.wait().signal, SIGTERM);
+  interrupt_upload(source);
   EXPECT_THAT(names_on_server(), ElementsAre(AllOf(HasSubstr(name), testing::EndsWith(".part"))));
 
   EXPECT_EQ(run_tool("qxmi_remote_transcode", {name, source}).end.status, 0);
@@ -106,12 +113,9 @@ TEST_F(remote_server, goes_on_with_an_interrupted_upload) {
 }
 
 TEST_F(remote_server, does_not_go_on_with_what_was_sent_of_another_source) {
-  QX_START_OR_SKIP(2 * mebibyte);
-  const std::string source = make_source(4 * mebibyte);
-  tool_run run("qxmi_remote_transcode", {name, source});
-  ASSERT_TRUE(wait_until([&] { return client_position(source) > long(mebibyte); }));
-  run.signal_group(SIGTERM);
-  run.wait();
+  QX_START_OR_SKIP(mebibyte);
+  const std::string source = make_source(8 * mebibyte);
+  interrupt_upload(source);
   std::ofstream(source) << std::string(3 * mebibyte, 'n');
 
   EXPECT_EQ(run_tool("qxmi_remote_transcode", {name, source}).end.status, 0);
