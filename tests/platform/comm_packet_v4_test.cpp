@@ -1,17 +1,15 @@
 // The wire form of packets: the documented bytes, every limit, every malformed shape.
 #include "platform/comm_packet_v4.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <vector>
 
 namespace {
 
 using state = comm_packet_v4_state;
-
-std::string bytes_of(const std::vector<int>& values) {
-  return std::string(values.begin(), values.end());
-}
 
 std::string number(std::size_t value, int size = 4) {
   std::string bytes;
@@ -33,11 +31,29 @@ std::string framed(const std::string& body) {
   return header(body.size()) + body;
 }
 
+// The examples of docs/wire-format.md, told by their lines of bytes; one ends where a line without
+// any begins.
+std::vector<std::string> documented_packets() {
+  std::ifstream document(QX_SOURCE_FOLDER "/docs/wire-format.md");
+  std::vector<std::string> packets(1);
+  for (std::string line; std::getline(document, line);) {
+    const bool is_bytes = line.find_first_not_of(" 0123456789ABCDEF") == std::string::npos &&
+                          line.substr(0, 4) == "    ";
+    if (!is_bytes && !packets.back().empty()) packets.emplace_back();
+    std::istringstream numbers(is_bytes ? line : "");
+    for (int byte = 0; numbers >> std::hex >> byte;) {
+      packets.back() += static_cast<char>(byte);
+    }
+  }
+  packets.pop_back();
+  return packets;
+}
+
 // The request `test`, flags 1, request id 7.
-const std::string example =
-    bytes_of({0x43, 0x4D, 0x53, 0x34, 0x14, 0,    0,    0,    7, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-              0,    0,    0,    0,    0,    0,    1,    0,    0, 0, 0, 0, 0, 0, 1, 0, 0, 0,
-              4,    0,    0,    0,    0x74, 0x65, 0x73, 0x74, 0, 0, 0, 0, 0, 0, 0, 0});
+const std::string example("CMS4\x14\0\0\0\7\0\0\0\0\0\0\0"
+                          "\0\0\0\0\0\0\0\0\1\0\0\0\0\0\0\0"
+                          "\1\0\0\0\4\0\0\0test\0\0\0\0\0\0\0\0",
+                          52);
 
 comm_socket_v4_packet example_packet() {
   comm_socket_v4_packet packet;
@@ -81,15 +97,25 @@ TEST(comm_packet, example_request_is_read_from_the_documented_bytes) {
   EXPECT_EQ(packet.data, "");
 }
 
-TEST(comm_packet, example_reply_has_the_documented_parts) {
+comm_socket_v4_packet example_reply() {
   comm_socket_v4_packet reply;
   reply.request_id = 7;
   reply.words = {"test", "OK"};
   reply.nv_pairs = {{"name", "value"}};
+  return reply;
+}
+
+TEST(comm_packet, example_reply_is_made_of_its_parts) {
   const std::string body = number(2) + counted("test") + counted("OK") + number(1) +
                            counted("name") + counted("value") + number(0);
-  EXPECT_EQ(encoded(reply, comm_packet_v4_reply), "CMS4" + number(body.size()) + number(7, 8) +
-                                                      number(0, 8) + number(0) + number(0) + body);
+  EXPECT_EQ(encoded(example_reply(), comm_packet_v4_reply), "CMS4" + number(body.size()) +
+                                                                number(7, 8) + number(0, 8) +
+                                                                number(0) + number(0) + body);
+}
+
+TEST(comm_packet, examples_in_the_documentation_are_these) {
+  EXPECT_EQ(documented_packets(),
+            (std::vector<std::string>{example, encoded(example_reply(), comm_packet_v4_reply)}));
 }
 
 TEST(comm_packet, everything_that_goes_in_comes_out) {
