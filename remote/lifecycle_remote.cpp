@@ -3,6 +3,8 @@
 
 #include "exec/slots.h"
 #include "platform/clock.h"
+#include "platform/sliding_window_v4.h"
+#include "queue/descriptor.h"
 #include "queue/queue_item.h"
 
 namespace {
@@ -57,6 +59,11 @@ void QueueItem::idle_remote() {
 void QueueItem::idle_remote_running() {
   if (sm.remote.state == REMOTE_DOWNLOAD) {
     read_download_progress();
+  } else if (proc_stdout_buffer != nullptr &&
+             sliding_window_v4_can_write(proc_stdout_buffer) == 0) {
+    // A reply that does not fit would keep the client blocked on its pipe for ever. Without a
+    // reader it ends by itself, and what came is judged.
+    close_descriptor(proc_stdout_read_fd);
   } else if (sm.remote.state == REMOTE_UPLOAD) {
     std::uint64_t const now = monotonic_clock_us();
     if (now >= next_upload_progress_read) {

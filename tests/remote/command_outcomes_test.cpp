@@ -1,0 +1,91 @@
+// What comes of a command that is passed on.
+#include "tests/remote/remote_bench.h"
+
+using namespace qx_test;
+
+namespace {
+
+class passed_on : public remote_bench {
+protected:
+  // Has a command passed on that ends as planned.
+  void pass_on(std::string const& command, tool_plan const& plan) {
+    machine.root.plan("curl." + command, plan);
+    begin_monitoring();
+    wait_for_text("Remote: far text");
+    EXPECT_EQ(machine.client.command(command, id).status(), "OK");
+    machine.root.wait_for_call("curl." + command);
+  }
+  static far_reply far(std::string const& state, std::string const& more = "") {
+    far_reply reply;
+    reply.body = far_item(state, more);
+    return reply;
+  }
+};
+
+TEST_F(passed_on, pause_returns_to_monitoring) {
+  far_state("transcoding", "");
+  pass_on("pause", replies(far("transcoding", ", \"paused\": true")));
+  far_state("transcoding", ", \"paused\": true");
+  auto const item = wait_for_text("Remote: far text (paused)");
+  EXPECT_TRUE(item["paused"].bool_value());
+  EXPECT_EQ(wait_for_remote_state("monitor")["remote transcode command"].string_value(), "");
+}
+
+TEST_F(passed_on, a_command_that_fails_cancels_and_forgets) {
+  pass_on("pause", tool_plan().exit(7));
+  wait_for_text("Remote item: command failed");
+  auto const item = machine.client.wait_for_transcode_state(id, "cancelled");
+  EXPECT_TRUE(item["remote job"].is_null());
+}
+
+TEST_F(passed_on, a_command_to_a_lost_item_cancels_and_forgets) {
+  pass_on("pause", replies({"404 Not Found", "text/plain", "X-comm-error:NOT FOUND\n", ""}));
+  wait_for_text("Remote item: lost track of the item");
+  EXPECT_TRUE(machine.client.wait_for_transcode_state(id, "cancelled")["remote job"].is_null());
+}
+
+TEST_F(passed_on, a_reply_of_another_type_cancels) {
+  pass_on("pause", replies({"200 OK", "text/html", "", "<html>"}));
+  wait_for_text("Remote server: Unexpected response, content type text/html");
+  machine.client.wait_for_transcode_state(id, "cancelled");
+}
+
+// What the user wants is not so over there yet, so it is asked for again.
+TEST_F(passed_on, an_error_reply_has_the_command_sent_again) {
+  pass_on("pause", replies({"500 Oops", "text/plain", "", "why"}));
+  machine.root.wait_for_call("curl.pause", 2);
+  EXPECT_EQ(state(), "remote transcode");
+  EXPECT_EQ(machine.client.state_text(id), "Remote: far text");
+}
+
+TEST_F(passed_on, a_cancel_that_is_done_says_so) {
+  pass_on("cancel", replies(far("cancelled")));
+  wait_for_text("Transcode cancelled, remote end cancelled");
+  EXPECT_EQ(machine.client.wait_for_transcode_state(id, "cancelled")["state"].string_value(),
+            "Transcode cancelled, remote end cancelled");
+}
+
+TEST_F(passed_on, a_cancel_over_there_is_not_the_users) {
+  begin_monitoring();
+  far_state("cancelled");
+  wait_for_text("Transcode was cancelled remotely. far text");
+}
+
+TEST_F(passed_on, a_done_item_goes_straight_to_the_download) {
+  machine.root.plan(tool::wget, tool_plan().wait("go"));
+  pass_on("pause", replies(far("done")));
+  machine.root.wait_for_call(tool::wget);
+  EXPECT_EQ(
+      wait_for_text("Downloading transcoded file...")["remote transcode state"].string_value(),
+      "download");
+}
+
+TEST_F(passed_on, a_cancel_during_a_command_follows_it) {
+  pass_on("pause", tool_plan().wait("go").print(far("transcoding").text()));
+  EXPECT_EQ(machine.client.command("cancel", id).status(), "OK");
+  EXPECT_EQ(state(), "remote transcode");
+  machine.root.release("go");
+  machine.client.wait_for_transcode_state(id, "cancelled");
+}
+
+}  // namespace

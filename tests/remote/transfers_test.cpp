@@ -1,0 +1,184 @@
+// Upload and download: their progress and their ends.
+#include "tests/remote/remote_bench.h"
+
+using namespace qx_test;
+
+namespace {
+
+int progress_of(json11::Json const& item) {
+  return item["transcode progress"][0].int_value();
+}
+
+constexpr long mebibyte = 1L << 20;
+
+TEST_F(remote_bench, upload_progress_is_the_position_of_the_ftp_client) {
+  machine.root.write("/mnt/media/clip.ts", std::string(10 * mebibyte, 'x'));
+  machine.root.plan(tool::upload, tool_plan().wait("go"));
+  machine.root.plan(tool::ncftpput,
+                    tool_plan().hold("/mnt/media/clip.ts", 3 * mebibyte + 5).wait("go"));
+  begin();
+  machine.root.wait_for_call(tool::upload);
+  machine.root.spawn({"/usr/bin/ncftpput"});
+  machine.client.wait_for_progress(id, 3000);
+  machine.root.release("go");
+}
+
+TEST_F(remote_bench, a_source_of_one_mebibyte_shows_no_upload_progress) {
+  machine.root.write("/mnt/media/clip.ts", std::string(mebibyte, 'x'));
+  machine.root.write("/mnt/media/other.ts", std::string(mebibyte + 1, 'x'));
+  machine.root.plan(tool::upload, tool_plan().wait("go"));
+  machine.root.plan(tool::ncftpput, tool_plan().hold("/mnt/media/clip.ts", mebibyte).wait("go"));
+  begin();
+  machine.root.wait_for_call(tool::upload);
+  machine.root.spawn({"/usr/bin/ncftpput"});
+  machine.root.wait_for_call(tool::ncftpput);
+  std::string const before = machine.client.state_text(id);
+  EXPECT_EQ(before, "Uploading file to remote for transcode");
+  EXPECT_EQ(progress_of(machine.client.item(id)), 0);
+  machine.root.release("go");
+}
+
+struct upload_case {
+  char const* name;
+  tool_plan plan;
+};
+
+class failed_upload : public remote_bench, public testing::WithParamInterface<upload_case> {};
+
+TEST_P(failed_upload, cancels) {
+  machine.root.plan(tool::upload, GetParam().plan);
+  begin();
+  wait_for_text("Unable to send file to remote");
+  machine.client.wait_for_transcode_state(id, "cancelled");
+}
+
+INSTANTIATE_TEST_SUITE_P(rows, failed_upload,
+                         testing::Values(upload_case{"exit", tool_plan().exit(1)},
+                                         upload_case{"signal", tool_plan().die(SIGKILL)}),
+                         [](auto const& row) { return row.param.name; });
+
+TEST_F(remote_bench, an_upload_that_cannot_start_cancels) {
+  machine.root.plan(tool::upload, tool_plan().wait("go"));
+  begin();
+  machine.root.wait_for_call(tool::upload);
+  machine.root.write_source("/mnt/media/second.ts", "video/mp2t");
+  std::string const second =
+      machine.client.add_ready("/mnt/media/second.ts", {{"transcode profile", "720"}});
+  machine.client.wait_for_transcode_state(second, "remote transcode");
+  ASSERT_EQ(machine.root.run({"/usr/bin/mv", "/mnt/media/second.ts", "/mnt/media/gone.ts"}).status,
+            0);
+  machine.root.release("go");
+  machine.client.wait_for_state_text(second, "Unable to begin remote transcode upload");
+}
+
+TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_after_a_restart) {
+  machine.root.plan("curl.add", tool_plan().wait("go"));
+  begin();
+  machine.root.wait_for_call("curl.add");
+  machine.service.restart();
+  machine.root.wait_for_call("curl.add", 2);
+  EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
+  EXPECT_TRUE(machine.client.item(id)["uploaded"].bool_value());
+}
+
+class download : public remote_bench {
+protected:
+  void begin_download(tool_plan const& plan) {
+    machine.root.plan(tool::wget, plan);
+    far_state("done");
+    begin();
+  }
+};
+
+TEST_F(download, progress_is_read_from_the_dots) {
+  begin_download(tool_plan()
+                     .print_error("  3150K .......... .......... .......... .......... ..........  "
+                                  "2% 1.21M 1m40s\n")
+                     .wait("go"));
+  machine.client.wait_for_progress(id, 200);
+  EXPECT_TRUE(machine.service.wait_for_stderr("STDOUT WGET:   3150K .........."));
+}
+
+struct dot_case {
+  char const* name;
+  char const* line;
+  int progress;
+};
+
+class download_progress : public download, public testing::WithParamInterface<dot_case> {};
+
+// A line of 33% ahead of it, and one of 77% behind it, tell when it was read.
+TEST_P(download_progress, follows_the_line) {
+  begin_download(tool_plan()
+                     .print("1K .. 33%\n")
+                     .wait("line")
+                     .print(std::string(GetParam().line) + "\nend of line\n")
+                     .wait("go"));
+  machine.client.wait_for_progress(id, 3300);
+  machine.root.release("line");
+  ASSERT_TRUE(machine.service.wait_for_stderr("STDOUT WGET: end of line\n"));
+  EXPECT_EQ(progress_of(machine.client.item(id)), GetParam().progress);
+}
+
+INSTANTIATE_TEST_SUITE_P(lines, download_progress,
+                         testing::Values(dot_case{"dots", "  1200K .......... 45%", 4500},
+                                         dot_case{"above", "  1200K .......... 150%", 10000},
+                                         dot_case{"little_above", "1K . 103%", 10000},
+                                         dot_case{"far_above", "1K . 99999999999999999999%", 10000},
+                                         dot_case{"alone", "45%", 3300},
+                                         dot_case{"no_percent", "1200K .... 45", 3300},
+                                         dot_case{"carriage_return", "1K .. 12%\r", 1200},
+                                         dot_case{"commas", "1200K ,,,,, ..... 45%", 4500},
+                                         dot_case{"words", "Connecting to far... 45%", 3300}),
+                         [](auto const& row) { return row.param.name; });
+
+struct end_case {
+  char const* name;
+  tool_plan plan;
+  char const* text;
+};
+
+class failed_download : public download, public testing::WithParamInterface<end_case> {};
+
+TEST_P(failed_download, cancels_with_its_text) {
+  begin_download(GetParam().plan);
+  wait_for_text(GetParam().text);
+  machine.client.wait_for_transcode_state(id, "cancelled");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    rows, failed_download,
+    testing::Values(
+        end_case{"signal", tool_plan().die(SIGKILL), "Remote item: download failed"},
+        end_case{"network", tool_plan().exit(4), "Remote item: download failed. Network error"},
+        end_case{"protocol", tool_plan().exit(7), "Remote item: download failed. Protocol error"},
+        end_case{"other", tool_plan().exit(8), "Remote item: download failed. Error code 8"}),
+    [](auto const& row) { return row.param.name; });
+
+TEST_F(download, of_an_item_without_output_cancels) {
+  far_reply reply;
+  reply.body = std::string("{\"entry id\": \"") + far_id +
+               "\", \"input file\": \"/mnt/x/y\", \"transcode state\": \"done\"}";
+  machine.root.plan("curl.list", replies(reply));
+  begin();
+  wait_for_text("Unable to download remote finished transcode");
+}
+
+TEST_F(download, failing_after_the_users_cancel_keeps_the_users_text) {
+  begin_download(tool_plan().catch_signal(SIGTERM).mark("on").wait("go").exit(4));
+  ASSERT_TRUE(machine.root.wait_for_mark("on"));
+  EXPECT_EQ(machine.client.command("cancel", id).status(), "OK");
+  machine.root.release("go");
+  machine.client.wait_for_transcode_state(id, "cancelled");
+  EXPECT_EQ(machine.client.state_text(id), "Cancelled by user");
+}
+
+TEST_F(download, completes_the_job) {
+  begin_download(tool_plan().write("{--output-document}", "mp4"));
+  auto const item = machine.client.wait_for_transcode_state(id, "done");
+  EXPECT_EQ(progress_of(item), 10000);
+  EXPECT_EQ(item["state"].string_value(), "Transcode complete");
+  EXPECT_EQ(machine.root.read(item["output file"].string_value()), "mp4");
+}
+
+}  // namespace
