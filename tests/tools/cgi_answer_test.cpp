@@ -1,0 +1,79 @@
+// The service's replies on their way to the web server.
+#include <string>
+
+#include <gmock/gmock.h>
+
+#include "tools/vod_cgi/cgi_answer.h"
+#include "tools/vod_cgi/control_reply.h"
+
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+comm_socket_v4_packet reply(char const* status, std::uint64_t code, std::string const& data = "") {
+  comm_socket_v4_packet packet;
+  packet.words = {"list", status};
+  packet.result_code = code;
+  packet.data = data;
+  return packet;
+}
+
+TEST(cgi_answer, of_success_is_json_behind_its_pairs) {
+  comm_socket_v4_packet packet = reply("OK", 0, "{\"state\": \"Ready\"}");
+  packet.nv_pairs = {{"entry id", "abc"}};
+  std::string const text = cgi_text(answer_of_reply(packet));
+  EXPECT_THAT(text, StartsWith("Status: 200 OK\r\nContent-Type: application/json\r\n"));
+  EXPECT_THAT(text, HasSubstr("\r\n\r\nentry id:abc\n\n{\"state\": \"Ready\"}"));
+}
+
+TEST(cgi_answer, of_an_item_not_found_is_404) {
+  std::string const text = cgi_text(answer_of_reply(reply("NOT FOUND", 1000)));
+  EXPECT_THAT(text, StartsWith("Status: 404 Not Found\r\nContent-Type: text/plain\r\n"));
+  EXPECT_THAT(text, HasSubstr("\r\n\r\nX-comm-error:NOT FOUND\n\n"));
+}
+
+TEST(cgi_answer, of_any_other_refusal_is_400_with_the_items_text) {
+  std::string const text = cgi_text(answer_of_reply(
+      reply("ONE OR MORE PARAMETERS CANNOT BE MODIFIED", 1000, "{\"state\": \"Rejected: x\"}")));
+  EXPECT_THAT(text, StartsWith("Status: 400 Bad Request\r\nContent-Type: text/plain\r\n"));
+  EXPECT_THAT(text,
+              HasSubstr("X-comm-error:ONE OR MORE PARAMETERS CANNOT BE MODIFIED\n\nRejected: x"));
+}
+
+TEST(cgi_answer, hands_on_no_command_line) {
+  auto const item = answer_of_reply(reply("OK", 0, R"({"a": 1, "process argv": ["--user=x:y"]})"));
+  EXPECT_EQ(item.body, "{\"a\": 1}");
+  auto const page = answer_of_reply(
+      reply("OK", 0, R"({"list": [{"process argv": ["secret"], "b": 2}], "total": 1})"));
+  EXPECT_EQ(page.body, "{\"list\": [{\"b\": 2}], \"total\": 1}");
+}
+
+TEST(cgi_answer, of_data_that_is_no_object_is_502) {
+  EXPECT_EQ(answer_of_reply(reply("OK", 0, "[1]")).status, 502);
+  EXPECT_EQ(answer_of_reply(reply("OK", 0, "{")).status, 502);
+}
+
+TEST(cgi_answer, of_too_much_data_is_502) {
+  EXPECT_EQ(answer_of_reply(reply("OK", 0, std::string((8U << 20U) + 1, ' '))).status, 502);
+}
+
+TEST(cgi_answer, without_data_has_no_body) {
+  EXPECT_EQ(answer_of_reply(reply("OK", 0)).body, "");
+}
+
+TEST(cgi_answer, lets_no_line_end_of_a_value_through) {
+  cgi_answer answer;
+  answer.pairs = {{"entry\nid", "a\r\nX-comm-error:NOT FOUND\n\n{}"}};
+  EXPECT_THAT(cgi_text(answer), HasSubstr("\r\n\r\nentry id:a  X-comm-error:NOT FOUND  {}\n\n"));
+}
+
+TEST(cgi_answer, of_no_service_is_503) {
+  EXPECT_EQ(answer_of_failure(comm_client_result::no_service).status, 503);
+  EXPECT_EQ(answer_of_failure(comm_client_result::gone).status, 503);
+  EXPECT_EQ(answer_of_failure(comm_client_result::timeout).status, 504);
+  EXPECT_EQ(answer_of_failure(comm_client_result::malformed).status, 502);
+}
+
+}  // namespace

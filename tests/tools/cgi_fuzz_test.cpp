@@ -1,0 +1,96 @@
+// The gateway's parsers on a hundred thousand made-up queries and bodies; the same ones every time.
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "tools/vod_cgi/cgi_answer.h"
+#include "tools/vod_cgi/control_request.h"
+
+namespace {
+
+// Pieces that such texts are made of, so that what comes out is nearly right.
+constexpr char const* pieces[] = {"c=",
+                                  "vodsrv",
+                                  "&",
+                                  "vc=",
+                                  "list",
+                                  "add",
+                                  "*name:",
+                                  ":",
+                                  "\n",
+                                  "\r\n",
+                                  "..",
+                                  "/",
+                                  "%0a",
+                                  "=",
+                                  "-",
+                                  " ",
+                                  "\x01",
+                                  "\xc3\xa4",
+                                  "a",
+                                  "0",
+                                  "entry id",
+                                  "input file",
+                                  "0f8b1c2d-0000-4abc-8def-0123456789ab"};
+
+class made_up_text {
+public:
+  std::string next() {
+    std::string text;
+    for (std::size_t i = pick(24); i > 0; --i) {
+      text += pick(20) == 0 ? std::string(1, static_cast<char>(pick(256)))
+                            : std::string(pieces[pick(std::size(pieces))]);
+    }
+    return text;
+  }
+
+private:
+  std::size_t pick(std::size_t below) { return random_() % below; }
+  std::mt19937 random_{20260101};
+};
+
+bool is_plain(std::string const& text) {
+  return std::none_of(text.begin(), text.end(),
+                      [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+}
+
+TEST(cgi_fuzz, queries_give_known_commands_or_none) {
+  made_up_text texts;
+  for (int i = 0; i < 100000; ++i) {
+    std::string const query = texts.next();
+    std::string const command = command_of_query(query);
+    ASSERT_TRUE(command.empty() || command == "list" || command == "add") << query;
+  }
+}
+
+TEST(cgi_fuzz, bodies_give_plain_pairs_and_paths_of_uploads_only) {
+  made_up_text texts;
+  for (int i = 0; i < 100000; ++i) {
+    std::string const body = texts.next();
+    comm_socket_v4_packet packet;
+    std::string error;
+    if (!fill_request("add", body, packet, error)) {
+      continue;
+    }
+    for (auto const& [name, value] : packet.nv_pairs) {
+      ASSERT_TRUE(!name.empty() && is_plain(name) && is_plain(value)) << body;
+      ASSERT_NE(name, "*name") << body;
+    }
+  }
+}
+
+TEST(cgi_fuzz, no_value_adds_a_line_to_the_answer) {
+  made_up_text texts;
+  for (int i = 0; i < 100000; ++i) {
+    cgi_answer answer;
+    answer.pairs = {{texts.next(), texts.next()}};
+    std::string const text = cgi_text(answer);
+    std::string const block = text.substr(text.find("\r\n\r\n") + 4);
+    ASSERT_EQ(std::count(block.begin(), block.end(), '\n'), 2) << block;
+    ASSERT_EQ(block.find('\r'), std::string::npos) << block;
+  }
+}
+
+}  // namespace
