@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace qx_test {
 
@@ -130,11 +131,12 @@ std::map<int, std::string> service_process::open_descriptors() const {
   return descriptors;
 }
 
+// Every tool leads a session of its own; what shares the service's is not a tool, such as the
+// process that the leak check at the service's exit starts.
 void service_process::kill_tools() const {
-  const pid_t service = inner_pid();
   for (const pid_t inner : root_.processes()) {
-    const pid_t outer = inner == service ? -1 : root_.outer_pid(inner);
-    if (outer > 0) ::kill(outer, SIGKILL);
+    const pid_t outer = root_.outer_pid(inner);
+    if (outer > 0 && getsid(outer) != pid_) ::kill(outer, SIGKILL);
   }
 }
 
