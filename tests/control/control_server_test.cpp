@@ -7,6 +7,7 @@
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "service/process_state.h"
 
 #include <cstdlib>
 #include <deque>
@@ -25,6 +26,7 @@ std::deque<int> send_results;
 int idle_result = 0;
 int listening_fd = 3;
 bool replies_can_be_made = true;
+bool signal_during_test = false;
 std::uint64_t clock_us = 1000;
 std::vector<std::string> calls;
 
@@ -52,6 +54,8 @@ void note(const std::string& call) {
 }
 
 }  // namespace
+
+decltype(DIE) DIE{0};
 
 std::uint64_t monotonic_clock_us() {
   return clock_us;
@@ -108,8 +112,10 @@ void refuse(comm_socket_v4_packet&, const char*, const char* status) {
   note(status);
 }
 
+// Stands for a command during which a termination signal comes.
 void do_cmd_test(const command_call&) {
   note("do test");
+  if (signal_during_test) ++DIE;
 }
 void do_cmd_add(const command_call&) {
   note("do add");
@@ -228,6 +234,19 @@ TEST_F(control_server, waits_half_a_second_at_a_time_for_a_slow_client) {
               ElementsAre("do test", "send to 8", "wait for 8 500000", "send to 8",
                           "wait for 8 500000", "send to 8", "release reply", "release request"));
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(control_server, leaves_the_rest_for_later_when_a_signal_comes) {
+  signal_during_test = true;
+  request("test");
+  request("list");
+  EXPECT_THAT(calls_for_requests(),
+              ElementsAre("do test", "send to 8", "release reply", "release request"));
+  calls.clear();
+  EXPECT_THAT(calls_for_requests(),
+              ElementsAre("do list", "send to 8", "release reply", "release request"))
+      << "clients are served while the service ends, too";
+  signal_during_test = false;
 }
 
 TEST_F(control_server, goes_on_when_a_reply_cannot_be_sent) {

@@ -198,11 +198,11 @@ TEST_F(list_command, names_the_state_of_the_phase_an_item_is_in) {
 }
 
 TEST_F(list_command, names_no_state_that_is_out_of_range) {
-  add_item(TRANSCODE_READY).sm.ready.state = ready_states__max;
-  add_item(TRANSCODE_THUMBNAIL).sm.thumbnail.state = thumbnail_states__max;
-  add_item(TRANSCODE_CLEANUP).sm.cleanup.state = cleanup_states__max;
-  add_remote_item(REMOTE_INIT).sm.remote.state = remote_transcode_states__max;
-  add_item().sm.state = transcode_states__max;
+  add_item(TRANSCODE_READY).sm.ready.state = ready_states_count;
+  add_item(TRANSCODE_THUMBNAIL).sm.thumbnail.state = thumbnail_states_count;
+  add_item(TRANSCODE_CLEANUP).sm.cleanup.state = cleanup_states_count;
+  add_remote_item(REMOTE_INIT).sm.remote.state = remote_transcode_states_count;
+  add_item().sm.state = transcode_states_count;
   const auto page = list()["list"];
   EXPECT_EQ(page[0]["ready state"], json11::Json(""));
   EXPECT_EQ(page[1]["thumbnail state"], json11::Json(""));

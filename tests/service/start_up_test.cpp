@@ -69,6 +69,16 @@ TEST_F(start_up, refuses_a_second_instance_and_leaves_the_first_alone) {
   EXPECT_EQ(machine.client.request("test").status(), "OK");
 }
 
+TEST_F(start_up, of_another_copy_leaves_the_socket_in_use_alone) {
+  machine.start();
+  const std::string copy = machine.root.scratch("another_copy");
+  std::filesystem::copy_file(program(), copy);
+  const auto second = machine.root.run({copy});
+  EXPECT_EQ(second.status, 1);
+  EXPECT_EQ(second.err, "Failed to create server socket at /var/run/vod.transcode.service\n");
+  EXPECT_EQ(machine.client.request("test").status(), "OK");
+}
+
 TEST_F(start_up, is_possible_again_after_a_crash) {
   machine.start();
   machine.service.kill();
