@@ -40,23 +40,23 @@ public:
   using json_object = std::map<std::string, json11::Json>;
 
   class ready_state_machine
-      : public vod_state_machine_base<ready_states, READY_INIT, ready_states__max> {
+      : public vod_state_machine_base<ready_states, READY_INIT, ready_states_count> {
   public:
     ready_state_machine() : vod_state_machine_base(ready_states__str) {}
   };
   class cleanup_state_machine
-      : public vod_state_machine_base<cleanup_states, CLEANUP_INIT, cleanup_states__max> {
+      : public vod_state_machine_base<cleanup_states, CLEANUP_INIT, cleanup_states_count> {
   public:
     cleanup_state_machine() : vod_state_machine_base(cleanup_states__str) {}
   };
   class thumbnail_state_machine
-      : public vod_state_machine_base<thumbnail_states, THUMBNAIL_INIT, thumbnail_states__max> {
+      : public vod_state_machine_base<thumbnail_states, THUMBNAIL_INIT, thumbnail_states_count> {
   public:
     thumbnail_state_machine() : vod_state_machine_base(thumbnail_states__str) {}
   };
   class remote_transcode_state_machine
       : public vod_state_machine_base<remote_transcode_states, REMOTE_INIT,
-                                      remote_transcode_states__max> {
+                                      remote_transcode_states_count> {
   public:
     remote_transcode_state_machine() : vod_state_machine_base(remote_transcode_states__str) {}
   };
@@ -65,7 +65,7 @@ public:
   // one makes its machine valid and puts it in "init": setting the state that the master already
   // has restarts the phase, and callers rely on it. Copied member by member.
   class transcode_state_machine
-      : public vod_state_machine_base<transcode_states, TRANSCODE_INIT, transcode_states__max> {
+      : public vod_state_machine_base<transcode_states, TRANSCODE_INIT, transcode_states_count> {
   public:
     ready_state_machine ready;
     cleanup_state_machine cleanup;

@@ -84,8 +84,9 @@ bool QueueItem::deserialize_json(json11::Json const& json, bool queue_file) {
   json11::Json const& job_id = json["fileops job id"];
   set_fileops_job_id(job_id.is_number() ? json_int(job_id) : -1);
   state_message = json["state"].string_value();
-  entry_id =
-      json["entry id"].string_value().c_str();  // an id behind a NUL could be asked for by nobody
+  // An id is a C string to everybody who asks for it, so it ends at a NUL.
+  std::string const& id = json["entry id"].string_value();
+  entry_id = id.substr(0, id.find('\0'));
   if (entry_id.empty()) {
     return false;
   }

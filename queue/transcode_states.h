@@ -31,7 +31,7 @@ enum transcode_states : std::uint32_t {
   TRANSCODE_DONE = 8,
   TRANSCODE_CLEARED = 9,
 };
-constexpr auto transcode_states__max = static_cast<transcode_states>(10);
+constexpr auto transcode_states_count = static_cast<transcode_states>(10);
 
 enum ready_states : std::uint32_t {
   READY_INIT = 0,
@@ -39,7 +39,7 @@ enum ready_states : std::uint32_t {
   READY_QUERY_PROFILES = 2,
   READY_READY_TO_TRANSCODE = 3,
 };
-constexpr auto ready_states__max = static_cast<ready_states>(4);
+constexpr auto ready_states_count = static_cast<ready_states>(4);
 
 enum cleanup_states : std::uint32_t {
   CLEANUP_INIT = 0,
@@ -47,7 +47,7 @@ enum cleanup_states : std::uint32_t {
   CLEANUP_UNLINK_META = 2,  // removes the source file itself
   CLEANUP_DONE = 3,
 };
-constexpr auto cleanup_states__max = static_cast<cleanup_states>(4);
+constexpr auto cleanup_states_count = static_cast<cleanup_states>(4);
 
 enum thumbnail_states : std::uint32_t {
   THUMBNAIL_INIT = 0,
@@ -55,7 +55,7 @@ enum thumbnail_states : std::uint32_t {
   THUMBNAIL_METADATA_GEN = 2,
   THUMBNAIL_DONE = 3,
 };
-constexpr auto thumbnail_states__max = static_cast<thumbnail_states>(4);
+constexpr auto thumbnail_states_count = static_cast<thumbnail_states>(4);
 
 enum remote_transcode_states : std::uint32_t {
   REMOTE_INIT = 0,
@@ -66,10 +66,10 @@ enum remote_transcode_states : std::uint32_t {
   REMOTE_DONE = 5,
   REMOTE_COMMAND = 6,
 };
-constexpr auto remote_transcode_states__max = static_cast<remote_transcode_states>(7);
+constexpr auto remote_transcode_states_count = static_cast<remote_transcode_states>(7);
 
-extern char const* const transcode_states__str[transcode_states__max];
-extern char const* const ready_states__str[ready_states__max];
-extern char const* const cleanup_states__str[cleanup_states__max];
-extern char const* const thumbnail_states__str[thumbnail_states__max];
-extern char const* const remote_transcode_states__str[remote_transcode_states__max];
+extern char const* const transcode_states__str[transcode_states_count];
+extern char const* const ready_states__str[ready_states_count];
+extern char const* const cleanup_states__str[cleanup_states_count];
+extern char const* const thumbnail_states__str[thumbnail_states_count];
+extern char const* const remote_transcode_states__str[remote_transcode_states_count];
