@@ -98,7 +98,7 @@ void cancel_and_report(QueueItem& item, char const* text) {
 }
 
 void resume_transcode(QueueItem* item) {
-  assert(item != __null);
+  assert(item != __null);  // NOLINT(modernize-use-nullptr): its words are known to log readers
   if (item->sm.state != TRANSCODE_TRANSCODING) {
     cancel_and_report(*item, "bug: wrong state, not transcoding");
   } else if (!item->is_running()) {
@@ -116,7 +116,7 @@ void resume_transcode(QueueItem* item) {
 }
 
 void start_transcode(QueueItem* item) {
-  assert(item != __null);
+  assert(item != __null);  // NOLINT(modernize-use-nullptr): its words are known to log readers
   if (!uptime_wait && !item->do_queue_start_transcode()) {
     item->cancel();
     item->fileops_write_status();
