@@ -116,6 +116,7 @@ raw_connection::~raw_connection() {
 }
 
 bool raw_connection::send(std::string_view bytes) const {
+  if (!connected()) return false;
   while (!bytes.empty()) {
     const ssize_t put = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (put < 0 && errno == EINTR) continue;

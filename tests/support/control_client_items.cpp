@@ -3,6 +3,7 @@
 #include "tests/support/wait_until.h"
 
 #include <gtest/gtest.h>
+#include <memory>
 
 namespace qx_test {
 
@@ -42,7 +43,7 @@ std::string control_client::add_file(std::string_view input_file, const name_val
 }
 
 std::string control_client::add_ready(std::string_view input_file, const name_values& more) const {
-  const std::string id = add_file(input_file, more);
+  std::string id = add_file(input_file, more);
   EXPECT_EQ(command("ready", id).status(), "OK") << "ready " << input_file;
   return id;
 }
@@ -63,12 +64,20 @@ std::string control_client::transcode_state(const std::string& id) const {
   return item(id)["transcode state"].string_value();
 }
 
+// One connection for all of it: a connection each would fill the service's log and its turns.
 json11::Json
 control_client::wait_for_item(const std::string& id,
                               const std::function<bool(const json11::Json&)>& condition) const {
+  request_packet packet;
+  packet.words = {"list"};
+  packet.pairs = {{"entry id", id}};
+  const std::string bytes = packet.encoded();
+  auto connection = std::make_unique<raw_connection>(socket_path_);
   json11::Json last;
   const bool came = wait_until([&] {
-    last = item(id);
+    const auto reply = connection->send(bytes) ? connection->receive() : reply_packet{};
+    if (!reply.received()) connection = std::make_unique<raw_connection>(socket_path_);
+    last = reply.json();
     return condition(last);
   });
   EXPECT_TRUE(came) << "the item stayed " << last.dump();

@@ -81,7 +81,7 @@ std::string metadata_file_of(std::string_view media_file) {
 std::string joined(const name_values& entries) {
   std::string text;
   for (const auto& [name, value] : entries)
-    text += name + "=" + value + "\n";
+    text.append(name).append("=").append(value).append("\n");
   return text;
 }
 

@@ -34,6 +34,7 @@ std::vector<std::string> environment_inside() {
 
 std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (auto& text : texts)
     pointers.push_back(text.data());
   pointers.push_back(nullptr);

@@ -66,7 +66,7 @@ unsigned current_umask() {
 }  // namespace
 
 std::string tool_name(int argc, char** argv) {
-  const std::string program = fs::path(argv[0]).filename();
+  std::string program = fs::path(argv[0]).filename();
   if (program == "curl") return program + request_command(argv[argc - 1]);
   if (program == "qxmi_startitem") return "startitem";
   if (program == "qxmi_grab") return "grab";
