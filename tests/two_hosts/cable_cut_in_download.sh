@@ -1,0 +1,34 @@
+#!/bin/sh
+# The cable is cut during the download, and the far file server ends meanwhile: the job says so, and
+# its restart continues the partial file.
+. "$(dirname "$0")/support.sh"
+
+has_come_back() {
+  [ "$(size_of "$(show 'output file')")" -gt "$1" ]
+}
+
+hold transcode
+add_job "$media/clip.ts"
+wait_for_far_transcode
+limit_ftp 40000
+let_go transcode
+wait_for_remote download
+until_true "the middle of the download" has_come_back 100000
+cut_cable
+stop_ftp
+always_true 2 "the near job downloads" remote_is download
+mend_cable
+wait_for_state cancelled
+text_begins "Remote item: download failed" || fail "the text does not tell of the download"
+step "near text: $(show state)"
+
+part=$(size_of "$(show 'output file')")
+start_ftp
+qx_vod_ctl restart "$id"
+expect_vod
+whole=$(size_of "$(show 'output file')")
+rest=$(sed -n 's/.* OK DOWNLOAD: .*, \([0-9]*\) bytes.*/\1/p' "$transfers")
+step "$part bytes were here, $rest came of $whole"
+[ "$rest" -le "$((whole - part))" ] || fail "the download did not go on where it stood"
+expect_one_upload
+expect_jobs_over_there 1

@@ -1,0 +1,49 @@
+#!/bin/sh
+# The near service is stopped and started while it adds, monitors and passes on a command.
+. "$(dirname "$0")/support.sh"
+
+is_asked_to() { # REQUEST
+  grep -qx "$1" "$FAR/run/requests"
+}
+
+far_paused_is() {
+  [ "$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^paused: //p')" = "$1" ]
+}
+
+restart_near() {
+  stop_service near
+  step "stopped while it wants to $1"
+  let_go "$1"
+  start_service near
+}
+
+hold transcode
+hold add
+add_job "$media/clip.ts"
+until_true "the request to add" is_asked_to add
+remote_is add || fail "the remote state is not 'add'"
+restart_near add
+wait_for_far_transcode
+expect_jobs_over_there 1
+entry=$(far_id)
+
+rm "$FAR/run/requests"
+hold list
+until_true "a request for the state" is_asked_to list
+restart_near list
+wait_for_far_transcode
+
+hold pause
+qx_vod_ctl pause "$id"
+until_true "the request to pause" is_asked_to pause
+remote_is command || fail "the remote state is not 'command'"
+restart_near pause
+until_true "the pause over there" far_paused_is yes
+qx_vod_ctl resume "$id"
+until_true "the end of the pause over there" far_paused_is no
+
+let_go transcode
+expect_vod
+[ "$(far_id)" = "$entry" ] || fail "it became another job over there"
+expect_one_upload
+expect_jobs_over_there 1

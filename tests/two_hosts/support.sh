@@ -1,0 +1,230 @@
+# shellcheck shell=sh
+# What the cases are written with; they run on the near host and read this first.
+set -eu
+media=/mnt/media
+transfers=$FAR/run/transfers.log
+id=
+
+# Longer than anything takes on a busy machine, shorter than the time limit of a case.
+patience_s=120
+
+fail() {
+  printf 'FAILED: %s\n' "$1" >&2
+  [ -z "$id" ] || qx_vod_ctl show "$id" >&2 || :
+  exit 1
+}
+
+step() {
+  printf '%s %s\n' "$(date +%T)" "$1"
+}
+
+# until_true WHAT COMMAND...: repeats it until it succeeds.
+until_true() {
+  what=$1
+  shift
+  deadline=$(($(date +%s) + patience_s))
+  until "$@" >/dev/null 2>&1; do
+    [ "$(date +%s)" -lt "$deadline" ] || fail "not seen in time: $what"
+    sleep 0.1
+  done
+}
+
+# always_true SECONDS WHAT COMMAND...: repeats it for so long; it has to succeed every time.
+always_true() {
+  deadline=$(($(date +%s) + $1))
+  what=$2
+  shift 2
+  while [ "$(date +%s)" -lt "$deadline" ]; do
+    "$@" >/dev/null 2>&1 || fail "did not stay: $what"
+    sleep 0.2
+  done
+}
+
+far() {
+  nsenter --target "$FAR_HOST" --mount --net -- "$@"
+}
+
+# Servers.
+
+# A process that ended but was not waited for is still there; its program is not.
+has_ended() {
+  ! readlink "/proc/$1/exe" >/dev/null
+}
+
+end_process() { # PID-FILE SIGNAL
+  pid=$(cat "$1")
+  kill "-$2" "$pid"
+  until_true "the end of $1" has_ended "$pid"
+}
+
+stop_service() { # near | far
+  if [ "$1" = near ]; then end_process /run/service.pid TERM; else
+    end_process "$FAR/run/service.pid" TERM
+  fi
+}
+
+start_service() { # near | far
+  start='setsid /usr/bin/qx_vod_service >>/run/service.log 2>&1 & echo $! >/run/service.pid'
+  if [ "$1" = near ]; then
+    sh -c "$start"
+    until_true "the near service" qx_vod_ctl test
+  else
+    far sh -c "$start"
+    until_true "the far service" far qx_vod_ctl test
+  fi
+}
+
+start_web() {
+  far sh -c 'lighttpd -D -f /etc/lighttpd/demo.conf 2>>/run/lighttpd.log &
+    echo $! >/run/lighttpd.pid'
+  until_true "the far web server" curl --silent --output /dev/null http://10.99.0.2/
+}
+
+# Sessions run as processes of their own, which live on when the server has gone.
+stop_ftp() {
+  end_process "$FAR/run/vsftpd.pid" KILL
+  for exe in /proc/[0-9]*/exe; do
+    [ "$(readlink "$exe" 2>/dev/null)" != "$(command -v vsftpd)" ] ||
+      kill -KILL "$(basename "$(dirname "$exe")")" 2>/dev/null || :
+  done
+}
+
+start_ftp() { # [OPTION...]
+  # shellcheck disable=SC2016  # expanded over there
+  far sh -c 'vsftpd /etc/vsftpd.conf -ovsftpd_log_file=/run/transfers.log "$@" \
+    >>/run/vsftpd.log 2>&1 & echo $! >/run/vsftpd.pid' sh "$@"
+  until_true "the far file server" curl --silent --output /dev/null --user "vod:demo-password" \
+    ftp://10.99.0.2/
+}
+
+# Bytes per second, for what has to last.
+limit_ftp() {
+  stop_ftp
+  start_ftp "-olocal_max_rate=$1"
+}
+
+cut_cable() {
+  far ip link set cable down
+}
+
+mend_cable() {
+  far ip link set cable up
+}
+
+hold() { # transcode | a request of the gateway
+  touch "$FAR/run/hold-$1"
+}
+
+let_go() {
+  rm "$FAR/run/hold-$1"
+}
+
+# Jobs.
+
+wait_for_hosts() {
+  PATH=$PATH:/usr/sbin
+  until_true "the near service" qx_vod_ctl test
+  until_true "the far service" far qx_vod_ctl test
+  until_true "the far web server" curl --silent --output /dev/null http://10.99.0.2/
+  until_true "the far file server" curl --silent --output /dev/null --user "vod:demo-password" \
+    ftp://10.99.0.2/
+  far cp /usr/bin/vod.cgi /usr/lib/qx_vod_service/vod.cgi
+}
+
+add_job() { # FILE
+  id=$(qx_vod_ctl add "$1")
+}
+
+show() { # KEY [ID]
+  qx_vod_ctl show "${2-$id}" | sed -n "s/^$1: //p"
+}
+
+text_is() {
+  [ "$(show state)" = "$1" ]
+}
+
+text_begins() {
+  case $(show state) in "$1"*) ;; *) return 1 ;; esac
+}
+
+state_is() { # transcode state
+  [ "$(show 'transcode state')" = "$1" ]
+}
+
+remote_is() { # remote transcode state
+  [ "$(show 'remote transcode state')" = "$1" ]
+}
+
+wait_for_state() {
+  until_true "transcode state '$1'" state_is "$1"
+}
+
+wait_for_remote() {
+  until_true "remote state '$1'" remote_is "$1"
+}
+
+wait_for_text() {
+  until_true "text '$1'" text_is "$1"
+}
+
+far_id() {
+  show 'remote job' | sed -n 's/^{"entry id": "\([^"]*\)".*/\1/p'
+}
+
+far_state_is() {
+  [ "$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^transcode state: //p')" = "$1" ]
+}
+
+wait_for_far_state() {
+  until_true "far transcode state '$1'" far_state_is "$1"
+}
+
+wait_for_far_transcode() {
+  wait_for_remote monitor
+  wait_for_far_state transcoding
+}
+
+# A clip of the usual kind with padding behind it: packets that carry nothing.
+pad_clip() { # FILE KIBIBYTES
+  {
+    cat "$media/clip.ts"
+    { printf 'G\037\377\020' && head -c 184 /dev/zero | tr '\0' '\377'; } >/run/packet
+    for _ in 1 2 3 4 5 6 7 8; do cat /run/packet /run/packet >/run/more && mv /run/more /run/packet; done
+    for _ in $(seq "$(($2 / 47))"); do cat /run/packet; done
+  } >"$1"
+}
+
+size_of() {
+  stat -c %s -- "$1"
+}
+
+# How often, and how many bytes in all, the far server took or gave; what broke off counts too.
+count_transfers() { # "OK UPLOAD" | "FAIL UPLOAD" | "OK DOWNLOAD" | ...
+  grep -c " $1: " "$transfers" || :
+}
+
+transferred_bytes() { # UPLOAD | DOWNLOAD
+  sed -n "s/.* $1: .*, \([0-9]*\) bytes.*/\1/p" "$transfers" | awk '{ sum += $1 } END { print sum + 0 }'
+}
+
+expect_one_upload() {
+  [ "$(count_transfers 'OK UPLOAD')" -eq 1 ] || fail "not one upload: $(cat "$transfers")"
+}
+
+expect_jobs_over_there() { # COUNT
+  found=$(far qx_vod_ctl list --json | grep -o '"entry id"' | wc -l)
+  [ "$found" -eq "$1" ] || fail "$found jobs over there, not $1"
+}
+
+# The job ends well, and what came back is what was made over there, and plays.
+expect_vod() {
+  until_true "the end of the job" state_is "done"
+  vod=$(show 'output file')
+  cmp "$vod" "$FAR$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^output file: //p')" ||
+    fail "what came back is not what was made"
+  length=$(ffprobe -v error -show_entries format=duration -of csv=p=0 "$vod") ||
+    fail "what came back does not play"
+  case $length in 3.[5-9]* | 4.[0-5]*) ;; *) fail "4 s became $length s" ;; esac
+}
+
+wait_for_hosts

@@ -1,0 +1,67 @@
+#!/bin/sh
+# Three jobs at once: one transfer at a time, and the far queue keeps its order.
+. "$(dirname "$0")/support.sh"
+
+# The transfers that run now, by the near service's children.
+transfers_now() {
+  now=0
+  for exe in /proc/[0-9]*/exe; do
+    case $(readlink "$exe" 2>/dev/null) in */wget | */qxmi_remote_transcode) now=$((now + 1)) ;; esac
+  done
+  echo "$now"
+}
+
+count_state() { # transcode state
+  ended=0
+  for job in $jobs; do
+    [ "$(show 'transcode state' "$job")" != "$1" ] || ended=$((ended + 1))
+  done
+  echo "$ended"
+}
+
+# Names of sources, one per line: in the order of the far queue, and of the transcodes begun.
+queued() {
+  far qx_vod_ctl list --json | grep -o '"input file": *"[^"]*"' | grep -o "$uuid"
+}
+
+transcoded() {
+  grep -o "upload/$uuid" "$FAR/run/transcodes" | grep -o "$uuid"
+}
+
+all_over_there() {
+  [ "$(queued | wc -l)" -eq 3 ]
+}
+
+# Looks all the while that the condition is not met.
+watch_transfers_until() { # COMMAND...
+  deadline=$(($(date +%s) + patience_s))
+  until "$@"; do
+    [ "$(date +%s)" -lt "$deadline" ] || fail "not seen in time: $*"
+    running=$(transfers_now)
+    [ "$running" -eq 0 ] || seen=1
+    [ "$running" -le 1 ] || fail "$running transfers at a time"
+  done
+}
+
+all_done() {
+  [ "$(count_state "done")" -eq 3 ]
+}
+
+uuid='[0-9a-f]\{8\}-[0-9a-f-]\{27\}'
+jobs=
+seen=0
+hold transcode
+limit_ftp 300000
+for name in one two three; do
+  cp "$media/clip.ts" "$media/$name.ts"
+  jobs="$jobs $(qx_vod_ctl add "$media/$name.ts")"
+done
+watch_transfers_until all_over_there
+[ "$seen" -eq 1 ] || fail "no upload was seen"
+order=$(queued)
+seen=0
+let_go transcode
+watch_transfers_until all_done
+[ "$seen" -eq 1 ] || fail "no download was seen"
+[ "$(transcoded)" = "$order" ] || fail "transcoded as $(transcoded), queued as $order"
+[ "$(count_transfers 'OK UPLOAD')" -eq 3 ] || fail "not three uploads"
