@@ -12,15 +12,13 @@ qx_add_test(ctl_unit_test
   ctl_terminal_text_test.cpp
   LIBS qx_ctl)
 
-if(TARGET qx_vod_service)
-  qx_add_test(ctl_test
-    ctl_machine.cpp
-    ctl_command_line_test.cpp
-    ctl_files_test.cpp
-    ctl_ids_test.cpp
-    ctl_queue_test.cpp
-    ctl_subcommands_test.cpp
-    ctl_wait_test.cpp
-    LIBS qx_test_support)
-  add_dependencies(ctl_test qx_vod_ctl qx_vod_service)
-endif()
+qx_add_test(ctl_test
+  ctl_machine.cpp
+  ctl_command_line_test.cpp
+  ctl_files_test.cpp
+  ctl_ids_test.cpp
+  ctl_queue_test.cpp
+  ctl_subcommands_test.cpp
+  ctl_wait_test.cpp
+  LIBS qx_test_support)
+add_dependencies(ctl_test qx_vod_ctl qx_vod_service)

@@ -56,8 +56,9 @@ void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
     if (key == "process argv") continue;
     const bool is_progress = key == "transcode progress";
-    const std::string text = is_progress ? percent(value[0].int_value()) : value_text(value);
-    print_line(printable(key + ": " + text));
+    std::string line = key + ": ";
+    line += is_progress ? percent(value[0].int_value()) : value_text(value);
+    print_line(printable(line));
   }
 }
 

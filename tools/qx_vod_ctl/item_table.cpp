@@ -25,6 +25,7 @@ std::size_t common_length(const std::string& one, const std::string& other) {
 // Of sorted ids the neighbours are the ones most alike.
 std::size_t telling_length(const std::vector<listed_item>& items) {
   std::vector<std::string> ids;
+  ids.reserve(items.size());
   for (const auto& listed : items)
     ids.push_back(listed.item.entry_id);
   std::sort(ids.begin(), ids.end());

@@ -4,9 +4,8 @@
 #include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <exception>
 
 namespace {
 
@@ -42,6 +41,7 @@ std::vector<std::string> keep_brackets(int argc, char** argv) {
 int parse(CLI::App& app, int argc, char** argv) {
   std::vector<std::string> arguments = keep_brackets(argc, argv);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size());
   for (auto& argument : arguments)
     pointers.push_back(argument.data());
   return parse_command_line(app, argc, pointers.data());
@@ -50,13 +50,11 @@ int parse(CLI::App& app, int argc, char** argv) {
 // A table that did not reach its file is no success.
 int end_of_output(int status) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
-  report("standard output", std::strerror(errno));
+  report("standard output", "cannot be written");
   return std::max(status, exit_job_failed);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   CLI::App app("Speaks with the transcode service of this machine.", "qx_vod_ctl");
   app.require_subcommand(1);
   app.footer(exit_status_help);
@@ -72,4 +70,15 @@ int main(int argc, char** argv) {
     if (parser->parsed()) return end_of_output(action(service));
   }
   return exit_usage;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& error) {  // want of memory is all that is left to be thrown
+    std::fprintf(stderr, "qx_vod_ctl: %s\n", error.what());
+    return exit_job_failed;
+  }
 }
