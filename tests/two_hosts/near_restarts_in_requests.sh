@@ -10,8 +10,14 @@ far_paused_is() {
   [ "$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^paused: //p')" = "$1" ]
 }
 
+no_gateway_runs() {
+  ! pgrep -f "^/bin/sh /usr/lib/qx_vod_service/vod.cgi" >/dev/null
+}
+
+# A request that was not answered must not be carried out later, by a gateway that nobody hears.
 restart_near() {
   stop_service near
+  until_true "the end of the gateway" no_gateway_runs
   step "stopped while it wants to $1"
   let_go "$1"
   start_service near

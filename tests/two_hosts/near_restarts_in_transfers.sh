@@ -18,6 +18,7 @@ expect_no_byte_twice() { # DIRECTION SIZE
   [ "$bytes" -le "$(($2 + $2 / 4))" ] || fail "$1 was done again: $(cat "$transfers")"
 }
 
+hold transcode
 pad_clip "$clip" 3000
 limit_ftp 400000
 add_job "$clip"
@@ -26,11 +27,12 @@ until_true "the middle of the upload" has_arrived 1500000
 stop_service near
 step "stopped in the upload"
 start_service near
-wait_for_remote monitor
-expect_one_upload
+wait_for_far_transcode
+cmp "$clip" "$FAR"/mnt/main/tv/upload/* || fail "what arrived is not what was sent"
 expect_no_byte_twice UPLOAD "$(size_of "$clip")"
 
 limit_ftp 40000
+let_go transcode
 wait_for_remote download
 until_true "the middle of the download" has_come_back 100000
 stop_service near

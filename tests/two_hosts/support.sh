@@ -11,6 +11,8 @@ patience_s=120
 fail() {
   printf 'FAILED: %s\n' "$1" >&2
   [ -z "$id" ] || qx_vod_ctl show "$id" >&2 || :
+  echo "--- the far queue" >&2
+  far qx_vod_ctl list >&2 || :
   exit 1
 }
 
@@ -97,8 +99,12 @@ start_ftp() { # [OPTION...]
     ftp://10.99.0.2/
 }
 
-# Bytes per second, for what has to last.
+# Bytes per second, for what has to last. Small socket buffers, so that what has left one host has
+# about arrived on the other; as they are, megabytes are on their way.
 limit_ftp() {
+  few='for way in rmem wmem; do echo "4096 16384 32768" >/proc/sys/net/ipv4/tcp_$way; done'
+  sh -c "$few"
+  far sh -c "$few"
   stop_ftp
   start_ftp "-olocal_max_rate=$1"
 }
@@ -199,7 +205,7 @@ size_of() {
 }
 
 # How often, and how many bytes in all, the far server took or gave; what broke off counts too.
-count_transfers() { # "OK UPLOAD" | "FAIL UPLOAD" | "OK DOWNLOAD" | ...
+count_transfers() { # "OK UPLOAD" | "OK RENAME" | ...
   grep -c " $1: " "$transfers" || :
 }
 
@@ -207,8 +213,9 @@ transferred_bytes() { # UPLOAD | DOWNLOAD
   sed -n "s/.* $1: .*, \([0-9]*\) bytes.*/\1/p" "$transfers" | awk '{ sum += $1 } END { print sum + 0 }'
 }
 
+# A source gets its name over there when it is whole.
 expect_one_upload() {
-  [ "$(count_transfers 'OK UPLOAD')" -eq 1 ] || fail "not one upload: $(cat "$transfers")"
+  [ "$(count_transfers 'OK RENAME')" -eq 1 ] || fail "not one upload: $(cat "$transfers")"
 }
 
 expect_jobs_over_there() { # COUNT

@@ -1,0 +1,17 @@
+#!/bin/sh
+# The far side takes the job on, but the near service ends before it hears so: the job goes on, and
+# there is one over there.
+. "$(dirname "$0")/support.sh"
+
+hold transcode
+hold answer-of-add
+add_job "$media/clip.ts"
+until_true "the job over there" test -e "$FAR/run/answered"
+stop_service near
+let_go answer-of-add
+start_service near
+wait_for_remote monitor
+let_go transcode
+expect_vod
+expect_one_upload
+expect_jobs_over_there 1
