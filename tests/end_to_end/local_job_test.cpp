@@ -15,6 +15,7 @@ constexpr const char* source = "/mnt/media/clip.mpg";
 
 std::vector<std::string> names_of(const std::vector<tool_call>& calls) {
   std::vector<std::string> names;
+  names.reserve(calls.size());
   for (const auto& call : calls)
     names.push_back(call.name);
   return names;
