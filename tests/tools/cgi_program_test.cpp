@@ -43,6 +43,16 @@ TEST_F(cgi_program, adds_an_upload_and_tells_its_id) {
   EXPECT_THAT(text, HasSubstr("\r\n\r\nentry id:" + item["entry id"].string_value() + "\n\n{"));
 }
 
+TEST_F(cgi_program, adds_an_upload_once_however_often_it_is_asked) {
+  machine.start();
+  for (int i = 0; i < 20; ++i) {
+    machine.client.add({});
+  }
+  std::string const request = "*name:" + upload + "\n";
+  EXPECT_EQ(post("add", request), post("add", request));
+  EXPECT_EQ(machine.client.list()["total"].int_value(), 21);
+}
+
 TEST_F(cgi_program, answers_404_for_an_item_that_is_not_there) {
   machine.start();
   std::string const text = post("list", "entry id:nobody\n\n");

@@ -2,6 +2,7 @@
 #include "tools/vod_cgi/control_request.h"
 
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 namespace {
@@ -102,4 +103,13 @@ bool fill_request(std::string const& command, std::string const& body,
     }
   }
   return true;
+}
+
+std::string uploaded_file(comm_socket_v4_packet const& request) {
+  for (auto const& [name, value] : request.nv_pairs) {
+    if (name == "input file" && value.compare(0, strlen(upload_directory), upload_directory) == 0) {
+      return value;
+    }
+  }
+  return "";
 }

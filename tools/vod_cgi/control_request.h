@@ -18,3 +18,6 @@ std::string command_of_query(std::string const& query);
 // a "*name" that is not the 36 characters of a UUID.
 bool fill_request(std::string const& command, std::string const& body,
                   comm_socket_v4_packet& packet, std::string& error);
+
+// The path of the upload that a request names, "" when it names none.
+std::string uploaded_file(comm_socket_v4_packet const& request);

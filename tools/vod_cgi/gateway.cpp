@@ -6,6 +6,7 @@
 #include "platform/comm_client_v4.h"
 #include "tools/vod_cgi/control_reply.h"
 #include "tools/vod_cgi/control_request.h"
+#include "tools/vod_cgi/upload_lookup.h"
 
 namespace {
 
@@ -20,6 +21,37 @@ cgi_answer answer_of_bad_body(body_result result) {
   default:
     return refusal_answer(400, "the body is shorter than its length");
   }
+}
+
+cgi_answer answer_of(comm_client_v4& client, comm_socket_v4_packet const& request,
+                     std::uint64_t deadline_us) {
+  comm_socket_v4_packet reply;
+  comm_client_result const result = client.request(request, reply, deadline_us);
+  return result == comm_client_result::ok ? answer_of_reply(reply) : answer_of_failure(result);
+}
+
+// The answer to an add may be lost on its way back, and the other server then asks again. An upload
+// that has its job is answered with that one: a second job would find its source removed by the
+// first. The names of uploads are random, so no other job can be meant.
+cgi_answer answer_add(comm_client_v4& client, comm_socket_v4_packet const& request,
+                      std::string const& upload, std::uint64_t deadline_us) {
+  std::string entry_id;
+  comm_client_result const result = find_job_of(client, upload, deadline_us, entry_id);
+  if (result != comm_client_result::ok) {
+    return answer_of_failure(result);
+  }
+  if (entry_id.empty()) {
+    return answer_of(client, request, deadline_us);
+  }
+  comm_socket_v4_packet show;
+  show.flags = comm_socket_v4_flag_want_reply;
+  show.words = {"list"};
+  show.nv_pairs = {{"entry id", entry_id}};
+  cgi_answer answer = answer_of(client, show, deadline_us);
+  if (answer.status == 200) {
+    answer.pairs.emplace_back("entry id", entry_id);
+  }
+  return answer;
 }
 
 }  // namespace
@@ -43,8 +75,8 @@ cgi_answer answer_request(cgi_input const& input, int body_fd, std::string_view 
   if (!fill_request(command, body, request, error)) {
     return refusal_answer(400, error);
   }
-  comm_socket_v4_packet reply;
   comm_client_v4 client(socket_path);
-  comm_client_result const result = client.request(request, reply, deadline_us);
-  return result == comm_client_result::ok ? answer_of_reply(reply) : answer_of_failure(result);
+  std::string const upload = uploaded_file(request);
+  return command == "add" && !upload.empty() ? answer_add(client, request, upload, deadline_us)
+                                             : answer_of(client, request, deadline_us);
 }
