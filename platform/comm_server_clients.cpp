@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t round_share = 64 * 1024;  // bytes
+constexpr std::size_t round_share = std::size_t{64} << 10;  // bytes
 
 bool is_passing(int error) {
   return error == EAGAIN || error == EINTR || error == ENOBUFS || error == ENOMEM;

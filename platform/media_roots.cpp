@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::size_t longest_path = PATH_MAX - 1;
-constexpr std::size_t largest_list = 64 * 1024;  // bytes
+constexpr std::size_t largest_list = std::size_t{64} << 10;  // bytes
 constexpr std::string_view blanks = " \t\r";
 
 // A media tree in one of these would put the machine itself in reach of whoever submits jobs.

@@ -97,7 +97,7 @@ answer ask_rude_server(const std::function<void(int)>& behave, std::uint64_t tim
     EXPECT_GT(recv(connection.get(), bytes, sizeof(bytes), 0), 0);
     behave(connection.get());
   });
-  const answer told = ask(client, make_request("test"), time_us);
+  answer told = ask(client, make_request("test"), time_us);
   server.join();
   return told;
 }

@@ -158,12 +158,12 @@ TEST(comm_server, client_257_is_closed_at_once_and_there_is_room_when_one_leaves
 }
 
 // Leaves the process that many free descriptors.
-void leave_descriptors(int count) {
+void leave_descriptors(rlim_t count) {
   const int lowest_free = dup(0);
   close(lowest_free);
   rlimit limit{};
   getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = static_cast<rlim_t>(lowest_free + count);
+  limit.rlim_cur = static_cast<rlim_t>(lowest_free) + count;
   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 

@@ -51,7 +51,10 @@ TEST(media_roots, root_that_cannot_be_one_is_ignored_with_one_line) {
       EXPECT_FALSE(is_allowed(root + "/a.ts")) << root;
       EXPECT_TRUE(is_allowed("/good/a.ts")) << root;
       EXPECT_EQ(testing::internal::GetCapturedStderr(),
-                roots_file + ": '" + root + "' cannot be a media root, ignored\n");
+                std::string(roots_file)
+                    .append(": '")
+                    .append(root)
+                    .append("' cannot be a media root, ignored\n"));
     });
   }
 }

@@ -15,7 +15,10 @@ std::string divided(void (*divide)(char*, char**, char**), std::string line) {
   char* name = line.data();
   char* value = line.data();
   divide(line.data(), &name, &value);
-  if (name == nullptr && value == nullptr) return "(none)";
+  if (name == nullptr || value == nullptr) {
+    EXPECT_EQ(name, value);
+    return "(none)";
+  }
   return std::string(name) + "|" + value;
 }
 std::string strict(const std::string& line) {
