@@ -1,6 +1,7 @@
 #!/bin/sh
 # The cable is cut during the download, and the far file server ends meanwhile: the job says so, and
 # its restart continues the partial file.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 has_come_back() {

@@ -1,6 +1,7 @@
 #!/bin/sh
 # The cable is cut while the far side transcodes: the near text says so, nothing else happens, and
 # the job goes on by itself.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 hold transcode

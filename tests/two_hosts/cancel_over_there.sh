@@ -1,5 +1,6 @@
 #!/bin/sh
 # A cancel on the far host ends the near job, with the reason; a restart takes it up again.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 hold transcode

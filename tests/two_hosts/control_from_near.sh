@@ -1,5 +1,6 @@
 #!/bin/sh
 # Pause, resume, cancel and restart on the near host reach the job on the far one.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 far_paused_is() {

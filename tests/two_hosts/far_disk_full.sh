@@ -1,5 +1,6 @@
 #!/bin/sh
 # No room over there: first for the upload, then for the VOD.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 small_disk() { # FOLDER on the far host

@@ -1,5 +1,6 @@
 #!/bin/sh
 # The near service is stopped and started during upload and download: each goes on where it stood.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 clip=$media/long.ts
 

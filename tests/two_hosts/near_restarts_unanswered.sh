@@ -1,6 +1,7 @@
 #!/bin/sh
 # The far side takes the job on, but the near service ends before it hears so: the job goes on, and
 # there is one over there.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 hold transcode

@@ -1,5 +1,6 @@
 #!/bin/sh
 # The far web server answers with a fault, with a web page, or not at all.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 answer() {

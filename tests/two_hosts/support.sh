@@ -102,6 +102,7 @@ start_ftp() { # [OPTION...]
 # Bytes per second, for what has to last. Small socket buffers, so that what has left one host has
 # about arrived on the other; as they are, megabytes are on their way.
 limit_ftp() {
+  # shellcheck disable=SC2016  # expanded on either host
   few='for way in rmem wmem; do echo "4096 16384 32768" >/proc/sys/net/ipv4/tcp_$way; done'
   sh -c "$few"
   far sh -c "$few"

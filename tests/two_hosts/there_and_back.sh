@@ -1,5 +1,6 @@
 #!/bin/sh
 # A clip goes to the far host and comes back as a VOD.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 add_job "$media/clip.ts"

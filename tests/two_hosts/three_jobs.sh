@@ -1,5 +1,6 @@
 #!/bin/sh
 # Three jobs at once: one transfer at a time, and the far queue keeps its order.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 # The transfers that run now, by the near service's children.

@@ -1,5 +1,6 @@
 #!/bin/sh
 # The far file server, then the far web server, takes another password than the near host has.
+# shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
 far sh -c 'echo vod:another | chpasswd'

@@ -4,6 +4,7 @@
 # carry out the request but holds back the answer. Requests are noted in /run/requests.
 command=${QUERY_STRING##*vc=}
 echo "$command" >>/run/requests
+echo $$ >/run/gateway.pid
 while [ -e "/run/hold-$command" ]; do sleep 0.1; done
 if [ -e /run/answer ]; then
   cat >/dev/null
