@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,6 +52,7 @@ void forget_items() {
 
 idle_child::idle_child() : pid_(fork()) {
   if (pid_ == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that crashes leaves nothing behind
     setpgid(0, 0);
     for (;;)
       pause();

@@ -5,12 +5,14 @@
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
+#include "tests/support/wait_until.h"
 
 #include <csignal>
 #include <cstdlib>
 #include <functional>
 #include <gmock/gmock.h>
 
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,12 +25,13 @@ constexpr std::uint64_t start_us = 1000000000;
 std::uint64_t clock_us = start_us;
 std::function<void()> at_sleep;
 
-// A child in a group of its own that a SIGTERM does not end.
+// A child in a group of its own that a SIGTERM does not end. It does not outlive the test.
 pid_t start_stubborn_child() {
   int ready[2];
   if (pipe(ready) != 0) return -1;
   const pid_t pid = fork();
   if (pid == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     setpgid(0, 0);
     signal(SIGTERM, SIG_IGN);
     if (write(ready[1], "x", 1) != 1) _exit(1);
@@ -146,7 +149,7 @@ TEST_F(end_of_service, kills_after_ten_seconds_what_did_not_end) {
   EXPECT_EQ(count(printed, "proc=1 stdout=0\n"), 20);
   EXPECT_EQ(item.proc_pid, -1);
   int status = 0;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(qx_test::wait_until([&] { return waitpid(child, &status, WNOHANG) == child; }));
   EXPECT_EQ(WTERMSIG(status), SIGKILL);
 }
 
