@@ -79,10 +79,11 @@ TEST(job_life, status_and_summary_follow_the_transcode) {
 
 TEST(job_life, commands_are_seen_in_the_status) {
   job_machine machine;
-  machine.root.plan(tool::transcode, tool_plan().catch_signal(SIGUSR1).wait("go"));
+  machine.root.plan(tool::transcode,
+                    tool_plan().catch_signal(SIGUSR1).mark("transcoding").wait("go"));
   machine.start();
   const auto id = machine.client.add_ready(source);
-  machine.root.wait_for_call(tool::transcode);
+  EXPECT_TRUE(machine.root.wait_for_mark("transcoding"));
   const int job = machine.job_of(id);
   machine.client.command("pause", id);
   EXPECT_EQ(machine.root.job_status(job).at("paused"), "1");

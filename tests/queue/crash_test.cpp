@@ -4,6 +4,7 @@
 
 #include <csignal>
 #include <gmock/gmock.h>
+#include <ostream>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -20,6 +21,11 @@ struct standpoint {
   const char* key;
   const char* step;
 };
+
+// How a failed test names it.
+void PrintTo(const standpoint& where, std::ostream* out) {
+  *out << where.state << ": " << where.step;
+}
 
 class crash_in : public ::testing::TestWithParam<standpoint> {};
 

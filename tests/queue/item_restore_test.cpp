@@ -141,6 +141,18 @@ TEST_F(item_restore, item_whose_source_is_gone_comes_back_cancelled) {
   });
 }
 
+TEST_F(item_restore, item_that_lost_job_and_source_reports_into_a_new_job) {
+  inside([] {
+    fs::remove(source_file);
+    fs::remove(job_directory(7));
+    QueueItem item;
+    EXPECT_TRUE(restore(item, "ready"));
+    EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
+    EXPECT_NE(item.fileops_job_id, 7);
+    EXPECT_THAT(status_lines(item), Contains("state=Rejected: File has disappeared"));
+  });
+}
+
 TEST_F(item_restore, source_of_a_done_item_is_not_looked_at) {
   inside([] {
     fs::remove(source_file);

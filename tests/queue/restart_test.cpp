@@ -2,6 +2,7 @@
 #include "tests/queue/stored_queue.h"
 #include "tests/support/wait_until.h"
 
+#include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
 
@@ -20,11 +21,16 @@ constexpr const char* source = "/mnt/media/clip.mpg";
 // A machine on which an item is being transcoded, with no end until "go" is released.
 struct busy_machine : stored_machine {
   busy_machine() {
-    root.plan(tool::transcode, tool_plan().wait("go").write("{-o}", "video"));
+    root.plan(tool::transcode, tool_plan()
+                                   .catch_signal(SIGUSR1)
+                                   .catch_signal(SIGUSR2)
+                                   .mark("transcoding")
+                                   .wait("go")
+                                   .write("{-o}", "video"));
     root.write_source(source, "video/mp2t");
     start();
     id = client.add_ready(source);
-    root.wait_for_call(tool::transcode);
+    EXPECT_TRUE(root.wait_for_mark("transcoding"));
   }
   std::string id;
 };
@@ -126,7 +132,7 @@ TEST(restart, finished_item_whose_job_was_taken_away_is_dropped) {
   stored_machine machine;
   const json_array items{machine.stored("d", "done"), machine.stored("c", "cancelled"),
                          machine.stored("e", "done")};
-  for (const int i : {0, 1})
+  for (const std::size_t i : {0U, 1U})
     fs::remove_all(machine.root.path("/mnt/main/tv/fileops/jobs/" +
                                      std::to_string(items.at(i)["fileops job id"].int_value())));
   machine.start_with(items);
