@@ -167,7 +167,7 @@ TEST_F(lifecycle_ready, complete_item_waits_for_the_scheduler) {
 
 TEST_F(lifecycle_ready, unknown_step_cancels_it) {
   QueueItem& item = add(READY_INIT);
-  item.sm.ready.state = ready_states__max;
+  item.sm.ready.state = ready_states_count;
   EXPECT_TRUE(item.idle());
   EXPECT_EQ(item.state_message, "bug: unknown ready state");
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);

@@ -65,6 +65,10 @@ TEST_F(lifecycle_transcoding, frame_and_total_make_the_progress) {
   EXPECT_THAT(status_writes, ElementsAre("transcoding: "));
 }
 
+TEST_F(lifecycle_transcoding, single_frame_is_all) {
+  EXPECT_EQ(progress_after("Encoding: frame=1/1\n"), 10000);
+}
+
 TEST_F(lifecycle_transcoding, progress_is_not_capped) {
   EXPECT_EQ(progress_after("Encoding: frame=300/200\n"), 15000);
 }
@@ -187,7 +191,7 @@ TEST_F(lifecycle, vod_that_cannot_be_marked_is_cancelled) {
 TEST_F(lifecycle, unknown_thumbnail_step_only_writes_the_status) {
   QueueItem& item = add_item(TRANSCODE_THUMBNAIL);
   item.state_message = "as it was";
-  item.sm.thumbnail.state = thumbnail_states__max;
+  item.sm.thumbnail.state = thumbnail_states_count;
   item.idle();
   EXPECT_THAT(status_writes, ElementsAre("thumbnail: as it was"));
 }

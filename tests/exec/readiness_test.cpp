@@ -245,6 +245,15 @@ TEST_F(readiness_job, is_made_for_an_item_without_one) {
   });
 }
 
+TEST_F(readiness_job, tells_its_operation_from_the_first_status_on) {
+  inside([&] {
+    QueueItem& item = add_source_item(TRANSCODE_INIT);
+    item.set_fileops_job_id(-1);
+    EXPECT_TRUE(item.init_fileops_job());
+    EXPECT_EQ(lines_of(read_file(item.fileops_job_dir + "/status"))[0], "op=vod");
+  });
+}
+
 TEST_F(readiness_job, that_is_there_is_kept) {
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_INIT);

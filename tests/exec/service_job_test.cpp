@@ -178,7 +178,7 @@ TEST_F(service_job, item_that_the_user_removes_meanwhile_is_cleared_behind_its_c
 
 TEST_F(service_job, many_jobs_leave_no_descriptor_and_no_zombie) {
   machine_.start();
-  const auto before = machine_.service.open_descriptors().size();
+  const auto before = machine_.service.open_descriptors().size();  // a client may be among them
   std::vector<std::string> ids;
   for (int i = 0; i < 8; ++i) {
     const std::string name = "/mnt/media/" + std::to_string(i) + ".mpg";
@@ -188,5 +188,5 @@ TEST_F(service_job, many_jobs_leave_no_descriptor_and_no_zombie) {
   for (const auto& id : ids)
     machine_.client.wait_for_transcode_state(id, "done");
   EXPECT_EQ(machine_.root.processes().size(), 1U) << "the service alone";
-  EXPECT_TRUE(wait_until([&] { return machine_.service.open_descriptors().size() == before; }));
+  EXPECT_TRUE(wait_until([&] { return machine_.service.open_descriptors().size() <= before; }));
 }
