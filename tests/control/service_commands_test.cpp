@@ -119,9 +119,10 @@ TEST_F(service_commands, cancelled_item_is_transcoded_after_a_restart) {
 }
 
 TEST_F(service_commands, restart_is_refused_while_the_cancelled_child_still_ends) {
-  machine.root.plan(tool::transcode, tool_plan().catch_signal(SIGTERM).print("x\n").wait("go"));
+  machine.root.plan(tool::transcode, tool_plan().catch_signal(SIGTERM).mark("up").wait("go"));
   const auto id = machine.client.add_ready(source);
   const auto call = machine.root.wait_for_call(tool::transcode);
+  ASSERT_TRUE(machine.root.wait_for_mark("up"));
   EXPECT_EQ(status_of("cancel", id), "OK");
   ASSERT_TRUE(wait_until([&] { return call.signals() == std::vector<int>{SIGTERM}; }));
   EXPECT_EQ(machine.client.transcode_state(id), "cancelling");

@@ -17,6 +17,11 @@ using steady = std::chrono::steady_clock;
 
 constexpr char interrupted[] = "Transcode will restart when transcode service resumes";
 
+// What outlives SIGTERM. Marked only once it does: the call is on record before that.
+tool_plan stubborn() {
+  return tool_plan().catch_signal(SIGTERM).mark("stubborn");
+}
+
 }  // namespace
 
 class shutdown_of_service : public ::testing::Test {
@@ -88,9 +93,10 @@ TEST_F(shutdown_of_service, reaches_what_a_tool_has_started) {
 }
 
 TEST_F(shutdown_of_service, kills_a_stubborn_transcoder_after_ten_seconds) {
-  start_transcode(tool_plan().catch_signal(SIGTERM).wait("never"));
+  start_transcode(stubborn().wait("never"));
   const int job = machine.client.item(id)["fileops job id"].int_value();
   const auto begin = steady::now();
+  ASSERT_TRUE(machine.root.wait_for_mark("stubborn"));
   machine.service.signal(SIGTERM);
   EXPECT_TRUE(wait_until([&] { return call.signals() == std::vector<int>{SIGTERM}; }));
   EXPECT_EQ(machine.service.wait_for_exit().status, 0);
@@ -102,7 +108,8 @@ TEST_F(shutdown_of_service, kills_a_stubborn_transcoder_after_ten_seconds) {
 }
 
 TEST_F(shutdown_of_service, serves_clients_while_it_waits) {
-  start_transcode(tool_plan().catch_signal(SIGTERM).wait("end"));
+  start_transcode(stubborn().wait("end"));
+  ASSERT_TRUE(machine.root.wait_for_mark("stubborn"));
   machine.service.signal(SIGTERM);
   ASSERT_TRUE(machine.service.wait_for_stderr("proc=1 stdout=0\n"));
   EXPECT_EQ(machine.client.state_text(id), interrupted);
@@ -112,12 +119,12 @@ TEST_F(shutdown_of_service, serves_clients_while_it_waits) {
 }
 
 TEST_F(shutdown_of_service, starts_no_further_step) {
-  machine.root.plan(tool::quote,
-                    tool_plan().catch_signal(SIGTERM).print("*QUOTE\n.. 720\n").wait("end"));
+  machine.root.plan(tool::quote, stubborn().print("*QUOTE\n.. 720\n").wait("end"));
   machine.root.write_source("/mnt/media/clip.mpg", "video/mp4");
   machine.start();
   id = machine.client.add_ready("/mnt/media/clip.mpg");
   call = machine.root.wait_for_call(tool::quote);
+  ASSERT_TRUE(machine.root.wait_for_mark("stubborn"));
   machine.service.signal(SIGTERM);
   ASSERT_TRUE(wait_until([&] { return !call.signals().empty(); }));
   machine.root.release("end");
@@ -130,8 +137,9 @@ TEST_F(shutdown_of_service, starts_no_further_step) {
 }
 
 TEST_F(shutdown_of_service, is_forced_by_the_twentieth_signal) {
-  start_transcode(tool_plan().catch_signal(SIGTERM).wait("never"));
+  start_transcode(stubborn().wait("never"));
   const int mixed[] = {SIGTERM, SIGINT, SIGQUIT};
+  ASSERT_TRUE(machine.root.wait_for_mark("stubborn"));
   machine.service.signal(SIGTERM);
   ASSERT_TRUE(machine.service.wait_for_stderr("proc=1 stdout=0\n"));
   for (int sent = 1; sent < 19; ++sent)
