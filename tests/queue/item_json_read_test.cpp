@@ -107,6 +107,14 @@ TEST_F(item_json_read, item_needs_an_entry_id) {
     EXPECT_FALSE(is_taken(item_document("ready", {{"entry id", id}}))) << id.dump();
 }
 
+TEST_F(item_json_read, entry_id_ends_at_a_nul) {
+  QueueItem item;
+  const std::string id("id\0rest", 7);
+  ASSERT_TRUE(item.deserialize_json(item_document("ready", {{"entry id", id}}), false));
+  EXPECT_EQ(item.entry_id, "id");
+  EXPECT_FALSE(is_taken(item_document("ready", {{"entry id", std::string("\0id", 3)}})));
+}
+
 TEST_F(item_json_read, item_needs_a_source) {
   for (const Json& path : {Json(""), Json(), Json("clip.mpg"), Json("/mnt/.hidden"), Json(7)})
     EXPECT_FALSE(is_taken(item_document("ready", {{"input file", path}}))) << path.dump();

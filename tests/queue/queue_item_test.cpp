@@ -95,6 +95,15 @@ TEST_F(queue_item, source_in_the_root_has_an_empty_folder) {
   EXPECT_EQ(item.input_name, "clip.mov");
 }
 
+TEST_F(queue_item, path_may_be_the_one_it_has) {
+  QueueItem item;
+  ASSERT_TRUE(item.set_input_file(source_file) && item.set_output_file("/mnt/main/tv/vod/a.mp4"));
+  EXPECT_TRUE(item.set_input_file(item.input_file.c_str()));
+  EXPECT_EQ(item.input_file, source_file);
+  EXPECT_TRUE(item.set_output_file(item.output_file.c_str()));
+  EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/a.mp4");
+}
+
 TEST_F(queue_item, refused_source_leaves_none_at_all) {
   for (const char* path : {"clip.mov", "", "media/clip.mov", "/mnt/media/", "/", "/mnt/.hidden",
                            "/mnt/media/..", "/mnt/a\nb", "./clip.mov"}) {
