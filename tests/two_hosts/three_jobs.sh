@@ -3,13 +3,21 @@
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-# The transfers that run now, by the near service's children.
-transfers_now() {
-  now=0
-  for exe in /proc/[0-9]*/exe; do
-    case $(readlink "$exe" 2>/dev/null) in */wget | */qxmi_remote_transcode) now=$((now + 1)) ;; esac
+# Of the processes given, those that transfer something, children of the near service.
+transfers_among() { # PID...
+  for pid in "$@"; do
+    case $(readlink "/proc/$pid/exe" 2>/dev/null) in
+    */wget | */qxmi_remote_transcode) echo "$pid" ;;
+    esac
   done
-  echo "$now"
+}
+
+# How many run at a time. One may end, and the next begin, while the processes are looked through:
+# those found are together only if all are still there afterwards.
+transfers_now() {
+  found=$(cd /proc && transfers_among [0-9]*)
+  # shellcheck disable=SC2086  # a list of numbers
+  transfers_among $found | wc -l
 }
 
 count_state() { # transcode state
