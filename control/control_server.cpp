@@ -109,7 +109,7 @@ int handle_server_socket() {
     return -1;
   }
   meet_and_part();
-  // A signal ends the pass: clients that are slow to take many replies cannot put off the shutdown.
+  // A signal ends the pass: the shutdown does not wait until everybody is served.
   std::uint32_t const signals = DIE;
   comm_socket_v4_client* client = nullptr;
   comm_socket_v4_packet* request = nullptr;

@@ -80,6 +80,7 @@ bool QueueItem::proc_spawn_metadata_identify() {
   }
   proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
                "--create-meta",           "--file",   input_file};
+  prepare_silent_child();
   return proc_spawn();
 }
 

@@ -107,6 +107,7 @@ void comm_socket_v4_free_client(comm_socket_v4_client* client) {
 
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client) {
+  if (server->pass_is_over) return nullptr;
   auto& clients = server->clients;
   for (auto turn = clients.begin(); turn != clients.end(); ++turn) {
     if (!turn->announced) continue;

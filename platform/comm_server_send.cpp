@@ -55,6 +55,7 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
   if (client->sending == nullptr) client->sending_since_us = monotonic_clock_us();
   const int sent = push(*client, *packet);
   client->sending = sent == 0 ? packet : nullptr;
+  if (sent == 0) client->server->pass_is_over = true;
   if (sent < 0) {
     client->takes_replies = false;  // what it sent whole before it went is still carried out
   } else if (sent == 0 && is_out_of_patience(*client)) {

@@ -142,6 +142,7 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 
 int comm_socket_v4_idle(comm_socket_v4* server) {
   if (!server->listener.valid()) return -1;
+  server->pass_is_over = false;
   // Reading comes first: it finds who is gone, and so makes room for who comes.
   for (comm_socket_v4_client& client : server->clients) {
     client.read_round();

@@ -60,6 +60,9 @@ struct comm_socket_v4 {
   std::string path;
   dev_t file_device = 0;  // which socket file this server made
   ino_t file_number = 0;
+  // A client was slow to take its reply: the other requests wait for the next round, so that the
+  // caller gets on with its other work between two slow replies.
+  bool pass_is_over = false;
   // False while there are no descriptors for new connections; the listener is then not waited for.
   bool can_accept = true;
   // In the order in which they get their turn: who was served goes to the end.

@@ -50,7 +50,9 @@ comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* se
 void comm_socket_v4_free_client(comm_socket_v4_client* client);
 
 // The next whole request out of what idle has read, one from each client in turn; null when there
-// is none. Sets `client` to its sender; the caller releases the request when it has been answered.
+// is none, and after a reply that could not be sent at once, until the next idle: so a pass holds
+// one slow reply at most. Sets `client` to its sender; the caller releases the request when it has
+// been answered.
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client);
 

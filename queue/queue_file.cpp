@@ -129,7 +129,7 @@ void read_list(json11::Json const& list) {
 // full disk the queue file may be cut short; the next write that has room mends it.
 bool write_queue() {
   std::string const text = queue_text();
-  std::string const temporary = std::string(path_queue_file) + ".tmp";
+  std::string const temporary = path_queue_file_temporary;
   {
     unique_fd const file(
         open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));

@@ -136,6 +136,7 @@ TEST_F(comm_replies, client_is_not_gone_while_its_reply_is_half_sent) {
   ASSERT_EQ(send(), 0);
   client.send("malformed");  // ends the client's input
   comm_socket_v4_packet_release(request);
+  bench.idle();
   request = comm_socket_v4_server_get_packet(bench.server, &sender);
   comm_socket_v4_packet_release(request);
   request = nullptr;

@@ -160,13 +160,20 @@ std::string private_root::queue_file() const {
   return read("/mnt/main/tv/vod.queue.js");
 }
 
+// The service rewrites the file in place, so a reader may meet it half written: it is read again
+// until its last line is there, or for as long as a write can take at most.
 std::map<std::string, std::string> private_root::job_status(int job_id) const {
   const std::string file = "/mnt/main/tv/fileops/jobs/" + std::to_string(job_id) + "/status";
   std::map<std::string, std::string> entries;
-  for (const auto& line : lines_of(read(file))) {
-    const auto equals = line.find('=');
-    if (equals != std::string::npos) entries[line.substr(0, equals)] = line.substr(equals + 1);
-  }
+  const auto is_whole = [&] {
+    entries.clear();
+    for (const auto& line : lines_of(read(file))) {
+      const auto equals = line.find('=');
+      if (equals != std::string::npos) entries[line.substr(0, equals)] = line.substr(equals + 1);
+    }
+    return !exists(file) || entries.count("entry id") != 0;
+  };
+  wait_until(is_whole, std::chrono::seconds(1));
   return entries;
 }
 

@@ -6,7 +6,7 @@
 // are the tool's to act on. It dies with the tool, however the tool ends.
 #pragma once
 
-#include "tools/common/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <sys/types.h>
 

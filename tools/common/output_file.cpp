@@ -1,7 +1,7 @@
 // A result that appears under its name only when it is whole.
 #include "tools/common/output_file.h"
 
-#include "tools/common/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -2,7 +2,7 @@
 // again afterwards.
 #pragma once
 
-#include "tools/common/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <sys/stat.h>
 

@@ -2,7 +2,7 @@
 #include "tools/qxmi_remote_transcode/upload_folder.h"
 
 #include "service/transcode_settings.h"
-#include "tools/common/unique_fd.h"
+#include "platform/unique_fd.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
