@@ -1,8 +1,8 @@
 // A folder that only its owner can enter, for one upload.
 #include "tools/qxmi_remote_transcode/upload_folder.h"
 
-#include "service/transcode_settings.h"
 #include "platform/unique_fd.h"
+#include "service/transcode_settings.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
