@@ -10,6 +10,8 @@ qx_add_test(transcode_test
   transcode_command_line_test.cpp
   transcode_failures_test.cpp
   transcode_media_test.cpp
-  transcode_signals_test.cpp
   LIBS qx_test_media)
 add_dependencies(transcode_test qxmi_vod_transcode)
+
+qx_add_test(transcode_signals_test transcode_signals_test.cpp LIBS qx_test_media SERIAL)
+add_dependencies(transcode_signals_test qxmi_vod_transcode)
