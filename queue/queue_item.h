@@ -336,6 +336,15 @@ private:
   // Between the reaping of the child and the end of its judging: its pid is no longer ours.
   bool proc_reaped = false;
 
+  // What of the last remote document monitoring goes by.
+  struct remote_document_view {
+    bool is_read = false;
+    json11::Json document;
+    bool paused = false;
+    transcode_states state = TRANSCODE_INIT;
+  };
+  remote_document_view remote_view;
+
   void close_input();
   void read_flags(json11::Json const& json);
   bool check_restored();
@@ -370,6 +379,7 @@ private:
   void start_upload();
   void start_add();
   void start_download();
+  void read_remote_view();
   void monitor_remote();
   void start_command();
 

@@ -111,17 +111,28 @@ void QueueItem::start_download() {
   item_active_download_in_action = this;
 }
 
-// Compares what the user wants with what the server last said, and asks again when it is time.
-void QueueItem::monitor_remote() {
+// A document is rebuilt into an item once, not at every turn: over many monitored jobs that would
+// take a share of a processor that can be noticed. One that cannot be read counts as an item with
+// its defaults.
+void QueueItem::read_remote_view() {
+  if (remote_view.is_read && remote_view.document == remote_info.json) {
+    return;
+  }
   QueueItem remote_item;
   remote_item.deserialize_json(remote_info.json, false);
+  remote_view = {true, remote_info.json, remote_item.paused, remote_item.sm.state};
+}
+
+// Compares what the user wants with what the server last said, and asks again when it is time.
+void QueueItem::monitor_remote() {
+  read_remote_view();
   char const* command = nullptr;
-  if (user_wants_pause && !remote_item.paused) {
+  if (user_wants_pause && !remote_view.paused) {
     command = "pause";
-  } else if (!user_wants_pause && remote_item.paused) {
+  } else if (!user_wants_pause && remote_view.paused) {
     command = "resume";
-  } else if (user_wants_cancel && remote_item.sm.state != TRANSCODE_CANCELLED &&
-             remote_item.sm.state != TRANSCODE_CANCELLING) {
+  } else if (user_wants_cancel && remote_view.state != TRANSCODE_CANCELLED &&
+             remote_view.state != TRANSCODE_CANCELLING) {
     command = "cancel";
   }
   if (command != nullptr) {
