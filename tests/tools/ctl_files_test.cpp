@@ -117,8 +117,8 @@ TEST(ctl_add, refused_job_does_not_stay_in_the_queue) {
   EXPECT_EQ(result.status, 5);
   EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/media/absent.mpg: "
                         "Rejected: file not accessible, No such file or directory\n");
-  const auto& items = machine.client.list()["list"].array_items();
-  for (const auto& item : items)
+  const auto page = machine.client.list();
+  for (const auto& item : page["list"].array_items())
     EXPECT_EQ(item["transcode state"].string_value(), "cleared");
 }
 
