@@ -192,7 +192,7 @@ TEST_F(list_command, names_the_state_of_the_phase_an_item_is_in) {
   EXPECT_EQ(page[3]["remote transcode state"].string_value(), "command");
   EXPECT_EQ(page[3]["remote transcode command"].string_value(), "pause");
   const std::size_t plain_keys = 16;
-  for (const int i : {0, 1, 2})
+  for (const std::size_t i : {0U, 1U, 2U})
     EXPECT_EQ(page[i].object_items().size(), plain_keys + 1) << i;
   EXPECT_EQ(page[3].object_items().size(), plain_keys + 2);
 }

@@ -18,7 +18,6 @@ using ::testing::Not;
 namespace {
 
 constexpr char socket_file[] = "/run/vod.transcode.service";
-constexpr char queue_file[] = "/mnt/main/tv/vod.queue.js";
 
 ino_t inode_of(const std::string& path) {
   struct stat status {};
