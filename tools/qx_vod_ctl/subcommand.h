@@ -40,6 +40,9 @@ subcommand_action define_test(CLI::App& parser);
 subcommand_action define_item_command(CLI::App& parser);
 subcommand_action define_modify(CLI::App& parser);
 
+// cmd_doctor.cpp
+subcommand_action define_doctor(CLI::App& parser);
+
 // cmd_list.cpp
 subcommand_action define_list(CLI::App& parser);
 subcommand_action define_show(CLI::App& parser);

@@ -1,0 +1,198 @@
+// Judges the configuration file.
+#include "tools/qx_vod_ctl/doctor/configuration.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <set>
+
+#include "platform/paths.h"
+#include "tools/qx_vod_ctl/doctor/file_owner.h"
+#include "tools/qx_vod_ctl/secret_mask.h"
+
+namespace {
+
+constexpr const char* check = "configuration";
+constexpr std::size_t most_named = 5;  // lines or keys that one finding names
+constexpr std::size_t longest_key = 40;
+
+constexpr const char* address_key = "transcode server address";
+constexpr const char* user_key = "transcode server user";
+constexpr const char* password_key = "transcode server password";
+
+const std::string file_name = path_vod_conf;
+
+// "3, 4, 5 and 12 more"
+std::string named(const std::vector<std::string>& names) {
+  std::string text;
+  for (std::size_t i = 0; i < names.size() && i < most_named; ++i)
+    text += (i == 0 ? "" : ", ") + names[i];
+  if (names.size() > most_named)
+    text += " and " + std::to_string(names.size() - most_named) + " more";
+  return text;
+}
+
+std::string named(const std::vector<int>& lines) {
+  std::vector<std::string> names;
+  for (const int line : lines)
+    names.push_back(std::to_string(line));
+  return named(names);
+}
+
+std::string lower_case(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  return text;
+}
+
+std::string key_text(const configuration_pair& pair, const secret_mask& secrets) {
+  const std::string name = secrets.masked(pair.name).substr(0, longest_key);
+  return "line " + std::to_string(pair.line) + " \"" + name + "\"";
+}
+
+// A password may stand on the left side of a "=" by accident too.
+secret_mask secrets_of(const configuration& parsed) {
+  const std::string* const password = parsed.value(password_key);
+  return secret_mask({password == nullptr ? "" : *password});
+}
+
+bool is_whole_number(const std::string& value) {
+  const std::size_t digits = value.find_first_not_of("0123456789");
+  return !value.empty() && value.size() <= 9 && digits == std::string::npos;
+}
+
+void judge_lines(const configuration& parsed, finding_list& findings) {
+  if (!parsed.no_pairs.empty()) {
+    findings.push_back(warning(check,
+                               "passed over, no \"name = value\": line " + named(parsed.no_pairs),
+                               "write them as \"name = value\", or put # in front"));
+  }
+  if (!parsed.too_long.empty()) {
+    findings.push_back(
+        warning(check, "longer than 1022 bytes and read in pieces: line " + named(parsed.too_long),
+                "shorten them"));
+  }
+  if (parsed.has_nul) {
+    findings.push_back(warning(check, "holds NUL bytes; what follows one in its line is not read",
+                               "write the file anew as plain text"));
+  }
+}
+
+void judge_keys(const configuration& parsed, finding_list& findings) {
+  std::vector<std::string> unknown;
+  std::vector<std::string> wrong_case;
+  const secret_mask secrets = secrets_of(parsed);
+  for (const auto& pair : parsed.pairs) {
+    if (pair.known || !pair.whole) continue;
+    (is_known_key(lower_case(pair.name)) ? wrong_case : unknown).push_back(key_text(pair, secrets));
+  }
+  if (!wrong_case.empty()) {
+    findings.push_back(warning(check, "passed over for its capital letters: " + named(wrong_case),
+                               "write the keys in lower case"));
+  }
+  if (!unknown.empty()) {
+    findings.push_back(
+        warning(check, "unknown and passed over: " + named(unknown),
+                "known are max profile, fullspeed, transcode server address, user and password"));
+  }
+}
+
+void judge_repeated(const configuration& parsed, finding_list& findings) {
+  std::vector<std::string> repeated;
+  std::set<std::string> seen;
+  for (const auto& pair : parsed.pairs) {
+    if (pair.known && !seen.insert(pair.name).second)
+      repeated.push_back("line " + std::to_string(pair.line) + " \"" + pair.name + "\"");
+  }
+  if (repeated.empty()) return;
+  findings.push_back(warning(check, "given again, and only the last counts: " + named(repeated),
+                             "remove the lines that are not meant"));
+}
+
+void judge_numbers(const configuration& parsed, finding_list& findings) {
+  const std::string* const highest = parsed.value("max profile");
+  if (highest != nullptr && (!is_whole_number(*highest) || std::atoi(highest->c_str()) == 0)) {
+    const int read = std::atoi(highest->c_str());
+    const std::string meaning = read > 0 ? "means " + std::to_string(read) : "means no limit";
+    findings.push_back(warning(check, "\"max profile = " + *highest + "\" " + meaning,
+                               "give the highest number of lines, such as 720, or remove it"));
+  }
+  const std::string* const speed = parsed.value("fullspeed");
+  if (speed != nullptr && *speed != "0" && *speed != "1") {
+    const bool on = std::strtol(speed->c_str(), nullptr, 10) > 0;
+    findings.push_back(warning(check, "\"fullspeed = " + *speed + "\" means " + (on ? "1" : "0"),
+                               "write 1 for the whole machine, 0 for what others leave"));
+  }
+}
+
+void judge_address(const std::string& address, finding_list& findings) {
+  if (address.find_first_of("/@ \t") != std::string::npos) {
+    findings.push_back(problem(check, std::string("\"") + address_key + "\" is no address",
+                               "give a name or an address alone, no http://, no name in front"));
+  } else if (address.find(':') != std::string::npos && address.find(']') != address.size() - 1) {
+    findings.push_back(warning(
+        check, std::string("\"") + address_key + "\" names a port, which is asked for FTP as well",
+        "leave both servers at their usual ports and give the name alone"));
+  }
+}
+
+bool has_text(const std::string* value) {
+  return value != nullptr && !value->empty();
+}
+
+void judge_server(const configuration& parsed, finding_list& findings) {
+  const std::string* const address = parsed.value(address_key);
+  const std::string* const user = parsed.value(user_key);
+  const std::string* const password = parsed.value(password_key);
+  if (address == nullptr && user == nullptr && password == nullptr) return;
+  std::vector<std::string> missing;
+  if (!has_text(address)) missing.emplace_back(address_key);
+  if (!has_text(user)) missing.emplace_back(user_key);
+  if (password == nullptr) missing.emplace_back(password_key);
+  if (!missing.empty()) {
+    findings.push_back(warning(check, "no transcode on another server without " + named(missing),
+                               "give address, user and password, or none of them"));
+  }
+  if (has_text(address)) judge_address(*address, findings);
+}
+
+void judge_access(const text_file& file, bool has_password, finding_list& findings) {
+  const std::string writer = foreign_writer(file.status);
+  const mode_t readers = S_IRGRP | S_IROTH;
+  const std::string mend = "chown root:root " + file_name + "; chmod 600 " + file_name;
+  if (!writer.empty()) {
+    findings.push_back(problem(check, file_name + " can be changed by " + writer, mend));
+  }
+  if (has_password && (file.status.st_mode & readers) != 0) {
+    findings.push_back(problem(check,
+                               file_name + " holds a password and can be read by others, mode " +
+                                   mode_text(file.status.st_mode),
+                               mend));
+  }
+}
+
+finding unreadable(const text_file& file) {
+  const std::string text =
+      file_name + " " +
+      (file.error == EINVAL || file.error == EFBIG ? file.cause()
+                                                   : "cannot be read: " + file.cause());
+  if (file.error == EACCES) return warning(check, text, "ask again as root");
+  return problem(check, text, "put a text file of \"name = value\" lines there, or nothing");
+}
+
+}  // namespace
+
+finding_list check_configuration(const text_file& file) {
+  if (file.missing()) return {fine(check, file_name + " is not there: everything at its default")};
+  if (!file.read()) return {unreadable(file)};
+  const configuration parsed = read_configuration(file.text);
+  finding_list findings;
+  judge_access(file, parsed.value(password_key) != nullptr, findings);
+  judge_lines(parsed, findings);
+  judge_keys(parsed, findings);
+  judge_repeated(parsed, findings);
+  judge_numbers(parsed, findings);
+  judge_server(parsed, findings);
+  if (findings.empty()) findings.push_back(fine(check, file_name));
+  return findings;
+}

@@ -1,0 +1,43 @@
+// All that the doctor looks at, in the order in which one mends it.
+#include "tools/qx_vod_ctl/doctor/doctor.h"
+
+#include <unistd.h>
+
+#include "platform/paths.h"
+#include "service/transcode_settings.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qx_vod_ctl/doctor/configuration.h"
+#include "tools/qx_vod_ctl/doctor/engine_parts.h"
+#include "tools/qx_vod_ctl/doctor/machine.h"
+#include "tools/qx_vod_ctl/doctor/own_files.h"
+#include "tools/qx_vod_ctl/doctor/programs.h"
+#include "tools/qx_vod_ctl/doctor/remote_server.h"
+#include "tools/qx_vod_ctl/doctor/service_findings.h"
+
+namespace {
+
+finding_list check_user() {
+  if (geteuid() == 0) return {};
+  return {warning("user", "not asked by root: what only root may see is left out",
+                  "ask again as root")};
+}
+
+}  // namespace
+
+// The service is asked first: until it answers, signals end this process as they always do.
+finding_list examine(vod_service& service) {
+  finding_list findings = check_user();
+  append(findings, check_service(service, path_control_socket));
+  const text_file file = read_configuration_file();
+  append(findings, check_configuration(file));
+  append(findings, check_machine());
+  append(findings, check_own_files());
+  class transcode_settings settings;
+  // Where something else stands in the file's place, reading it could last for ever.
+  if (file.read()) settings.vod_conf_load();
+  append(findings, check_programs(settings.go_remote()));
+  catch_tool_signals();
+  append(findings, check_engine());
+  if (settings.go_remote()) append(findings, check_remote_server(settings));
+  return findings;
+}

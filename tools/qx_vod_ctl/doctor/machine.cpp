@@ -1,0 +1,159 @@
+// The machine: uptime, disk, folders.
+#include "tools/qx_vod_ctl/doctor/machine.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
+#include "platform/paths.h"
+#include "tools/qx_vod_ctl/doctor/file_owner.h"
+
+namespace {
+
+constexpr std::uint64_t megabyte = 1000 * 1000;
+
+// Below this the queue file itself is in danger; an hour at the highest usual bit rate, 1080 lines,
+// comes to 2.3 GB, and below twice that it is worth a look.
+constexpr std::uint64_t too_little = 250 * megabyte;
+constexpr std::uint64_t little = 5000 * megabyte;
+
+constexpr const char* platform_folder = "/mnt/main/tv/";
+
+constexpr service_folder folders[] = {
+    {"settings", platform_folder, 0777, false},
+    {"outputs", path_output_dir, 0777, true},
+    {"jobs", path_fileops_jobs, 0777, false},
+};
+
+// Root is asked by the kernel; of others it is not known what root may.
+bool root_may_not_write(const char* path) {
+  return geteuid() == 0 && access(path, W_OK | X_OK) != 0;
+}
+
+finding judge_missing(const service_folder& folder, int error) {
+  if (error != ENOENT) {
+    return problem(folder.check, std::string(folder.path) + ": " + std::strerror(error),
+                   "look at the folders above it");
+  }
+  return warning(folder.check, std::string(folder.path) + " is not there yet",
+                 std::string("nothing, if the disk for it is mounted: the service makes it; or: "
+                             "mkdir -p ") +
+                     folder.path);
+}
+
+finding judge_mode(const service_folder& folder, const struct stat& status) {
+  const std::string path = folder.path;
+  const std::string mode = mode_text(status.st_mode);
+  if (folder.open_to_everybody) {
+    if ((status.st_mode & 0777) == 0777) return fine(folder.check, path + ", open to everybody");
+    return warning(folder.check,
+                   path + " has mode " + mode + "; other programs cannot put files there",
+                   "chmod 0777 " + path + ", if they are to");
+  }
+  const std::string writer = foreign_writer(status);
+  if (writer.empty() || (status.st_mode & S_ISVTX) != 0) {
+    return fine(folder.check, path + ", mode " + mode);
+  }
+  // No more than a warning: the service itself makes it so where it finds no folder.
+  return warning(folder.check,
+                 path + " can be changed by " + writer + ", who so can replace the service's files",
+                 "unless all users of this machine are trusted: chown root:root " + path +
+                     "; chmod 755 " + path);
+}
+
+}  // namespace
+
+std::string size_text(std::uint64_t bytes) {
+  const char* const units[] = {"B", "kB", "MB", "GB", "TB", "PB"};
+  double value = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  while (value >= 999.95 && unit + 1 < std::size(units)) {
+    value /= 1000;
+    ++unit;
+  }
+  char text[40];
+  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
+  return text;
+}
+
+finding judge_uptime(long uptime_s) {
+  if (uptime_s >= uptime_gate_s) return fine("uptime", "long enough for transcodes to begin");
+  return warning("uptime",
+                 "the machine started " + std::to_string(uptime_s) +
+                     " s ago; transcodes begin in " + std::to_string(uptime_gate_s - uptime_s) +
+                     " s",
+                 "wait; nothing is wrong");
+}
+
+bool read_disk_room(const std::string& folder, disk_room& room) {
+  struct statvfs status = {};
+  if (statvfs(folder.c_str(), &status) != 0) return false;
+  room.free_bytes = std::uint64_t{status.f_bavail} * status.f_frsize;
+  room.size_bytes = std::uint64_t{status.f_blocks} * status.f_frsize;
+  room.out_of_files = status.f_files > 0 && status.f_favail == 0;
+  room.read_only = (status.f_flag & ST_RDONLY) != 0;
+  return true;
+}
+
+finding judge_disk_room(const std::string& folder, const disk_room& room) {
+  const std::string text =
+      size_text(room.free_bytes) + " of " + size_text(room.size_bytes) + " are free for " + folder;
+  if (room.read_only) {
+    return problem("disk", "the file system of " + folder + " is read-only",
+                   "look into the kernel's log for a failing disk, then mount it for writing");
+  }
+  if (room.out_of_files) {
+    return problem("disk", "the file system of " + folder + " can hold no more files",
+                   "remove files; their number counts, not their size");
+  }
+  if (room.free_bytes < too_little) {
+    return problem("disk", text, "make room: transcodes fail, and the queue file can be lost");
+  }
+  if (room.free_bytes >= little) return fine("disk", text);
+  return warning("disk", text, "make room: an hour at 1080 lines takes up to 2.3 GB");
+}
+
+finding check_folder(const service_folder& folder) {
+  struct stat status = {};
+  if (stat(folder.path, &status) != 0) return judge_missing(folder, errno);
+  if (!S_ISDIR(status.st_mode)) {
+    return problem(folder.check, std::string(folder.path) + " is no folder",
+                   "move it away; the service makes the folder");
+  }
+  if (root_may_not_write(folder.path)) {
+    return problem(folder.check,
+                   std::string("root may not write to ") + folder.path + ": " +
+                       std::strerror(errno),
+                   "mount its file system for writing; a network mount must not take root for "
+                   "nobody");
+  }
+  return judge_mode(folder, status);
+}
+
+namespace {
+
+finding check_disk() {
+  disk_room room;
+  for (const char* folder : {path_output_dir, platform_folder, "/mnt/main", "/mnt"}) {
+    if (read_disk_room(folder, room)) return judge_disk_room(folder, room);
+  }
+  return problem("disk", std::string("free room cannot be told: ") + std::strerror(errno),
+                 std::string("mount the disk that ") + platform_folder + " is to lie on");
+}
+
+}  // namespace
+
+finding_list check_machine() {
+  finding_list findings;
+  struct sysinfo info = {};
+  if (sysinfo(&info) == 0) findings.push_back(judge_uptime(info.uptime));
+  for (const service_folder& folder : folders)
+    findings.push_back(check_folder(folder));
+  findings.push_back(check_disk());
+  return findings;
+}

@@ -1,0 +1,40 @@
+// The machine: how long it is up, the room on its disk, the folders the service works in.
+#pragma once
+
+#include <cstdint>
+
+#include "tools/qx_vod_ctl/doctor/finding.h"
+
+// A machine that is up for less than this starts no transcode.
+constexpr long uptime_gate_s = 300;
+
+finding_list check_machine();
+
+// Judges an uptime in seconds.
+finding judge_uptime(long uptime_s);
+
+// The free room of a file system, as the service sees it.
+struct disk_room {
+  std::uint64_t free_bytes = 0;
+  std::uint64_t size_bytes = 0;
+  bool out_of_files = false;  // it can hold no more files, however small
+  bool read_only = false;
+};
+
+// False with errno when it cannot be told, as for a folder that is not there.
+bool read_disk_room(const std::string& folder, disk_room& room);
+
+finding judge_disk_room(const std::string& folder, const disk_room& room);
+
+// A folder that the service makes itself where it is missing.
+struct service_folder {
+  const char* check;
+  const char* path;
+  mode_t mode;             // that the service makes it with, before the umask
+  bool open_to_everybody;  // others are meant to write there
+};
+
+finding check_folder(const service_folder& folder);
+
+// "1.5 GB", decimal units.
+std::string size_text(std::uint64_t bytes);

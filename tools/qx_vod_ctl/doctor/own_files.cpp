@@ -1,0 +1,125 @@
+// Looks at the queue file and the list of media folders.
+#include "tools/qx_vod_ctl/doctor/own_files.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+
+#include <sys/stat.h>
+
+#include "platform/forbidden_area.h"
+#include "platform/paths.h"
+#include "tools/qx_vod_ctl/doctor/configuration.h"
+#include "tools/qx_vod_ctl/doctor/file_owner.h"
+#include "tools/qx_vod_ctl/text_file.h"
+
+namespace {
+
+// What the service reads of them; it passes over longer ones.
+constexpr std::size_t queue_limit = std::size_t{32} << 20;
+constexpr std::size_t roots_limit = std::size_t{64} << 10;
+
+// A write of the queue takes far less.
+constexpr std::time_t longest_write_s = 60;
+
+constexpr const char* blanks = " \t\r";
+
+finding unreadable(const char* check, const std::string& path, const text_file& file,
+                   const std::string& advice) {
+  const bool forbidden = file.error == EACCES;
+  const std::string text = path + ": " + file.cause();
+  return forbidden ? warning(check, text, "ask again as root") : problem(check, text, advice);
+}
+
+// Without blanks around it and a slash at its end; empty for a comment.
+std::string root_of(const std::string& line) {
+  const std::size_t first = line.find_first_not_of(blanks);
+  if (first == std::string::npos || line[first] == '#') return "";
+  std::string root = line.substr(first, line.find_last_not_of(blanks) + 1 - first);
+  if (root.size() > 1 && root.back() == '/') root.pop_back();
+  return root;
+}
+
+finding judge_root(const std::string& path, const std::string& root) {
+  constexpr const char* check = "media folder";
+  struct stat status = {};
+  if (cgi_velmar_forbidden_area((root + "/x").c_str(), 0) != 0) {
+    return warning(check, root + " in " + path + " is ignored, it cannot hold media",
+                   "name an absolute path that is not the system's own");
+  }
+  if (lstat(root.c_str(), &status) != 0) {
+    return warning(check, root + ": " + std::strerror(errno),
+                   "mount or make it, or remove it from " + path);
+  }
+  if (S_ISLNK(status.st_mode)) {
+    return warning(check, root + " is a symbolic link and lets nothing in",
+                   "name the place it leads to in " + path);
+  }
+  return fine(check, root);
+}
+
+}  // namespace
+
+finding check_queue_file(const std::string& path, bool may_hold_password) {
+  constexpr const char* check = "queue file";
+  const text_file file = read_text_file(path, queue_limit);
+  if (file.missing()) return fine(check, path + " is not there: an empty queue, or a new one");
+  if (!file.read()) {
+    return unreadable(check, path, file, "move it away: the service starts with an empty queue");
+  }
+  const std::string writer = foreign_writer(file.status);
+  if (!writer.empty()) {
+    return problem(check, path + " can be changed by " + writer,
+                   "chown root:root " + path + "; start the service with a umask of 022 or 077");
+  }
+  std::string error;
+  const json11::Json document = json11::Json::parse(file.text, error);
+  if (!document["list"].is_array()) {
+    return problem(check, path + " is damaged: its jobs are lost at the next start",
+                   "keep a copy; a service that runs writes it anew when it stops");
+  }
+  if (may_hold_password && (file.status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
+    return warning(check, path + " can be read by others and may hold the other server's password",
+                   "start the service with a umask of 077 and chmod 600 " + path);
+  }
+  return fine(check, path + ", " + std::to_string(document["list"].array_items().size()) + " jobs");
+}
+
+finding_list check_unfinished_queue(const std::string& path) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) != 0) return {};
+  if (std::time(nullptr) - status.st_mtim.tv_sec < longest_write_s) return {};
+  return {warning("queue file", path + " was left by a write that did not end",
+                  "look at the free room of the disk; the file may be removed")};
+}
+
+finding_list check_media_roots(const std::string& path) {
+  constexpr const char* check = "media folders";
+  const text_file file = read_text_file(path, roots_limit);
+  if (file.missing()) return {fine(check, "/mnt, /media and /srv; no " + path)};
+  if (!file.read()) return {unreadable(check, path, file, "make it a plain list of folders")};
+  const std::string writer = foreign_writer(file.status);
+  finding_list findings;
+  if (!writer.empty()) {
+    findings.push_back(problem(
+        check, path + " can be changed by " + writer + ", who so decides what may be deleted",
+        "chown root:root " + path + "; chmod 644 " + path));
+  }
+  for (std::size_t begin = 0; begin < file.text.size();) {
+    const std::size_t end = std::min(file.text.find('\n', begin), file.text.size());
+    const std::string root = root_of(file.text.substr(begin, end - begin));
+    if (!root.empty()) findings.push_back(judge_root(path, root));
+    begin = end + 1;
+  }
+  return findings;
+}
+
+finding_list check_own_files() {
+  const text_file configuration_file = read_configuration_file();
+  const configuration settings = read_configuration(configuration_file.text);
+  finding_list findings = {
+      check_queue_file(path_queue_file, settings.value("transcode server password") != nullptr)};
+  append(findings, check_unfinished_queue(path_queue_file_temporary));
+  append(findings, check_media_roots(path_media_roots));
+  return findings;
+}

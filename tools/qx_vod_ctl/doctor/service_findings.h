@@ -1,0 +1,17 @@
+// The service itself: its socket, its answer, the age of what it has read.
+#pragma once
+
+#include "tools/qx_vod_ctl/doctor/finding.h"
+#include "tools/qx_vod_ctl/doctor/service_process.h"
+#include "tools/qx_vod_ctl/text_file.h"
+#include "tools/qx_vod_ctl/vod_service.h"
+
+// Looks at the socket, and asks the service behind it; as long as one request may take.
+finding_list check_service(vod_service& service, const std::string& socket_path);
+
+// Who may use the control socket, and so have sources deleted.
+finding check_socket(const std::string& socket_path);
+
+// Whether the service has read the configuration as it stands, and is the program that is
+// installed.
+finding_list judge_process(const service_process& process, const text_file& configuration);

@@ -1,0 +1,19 @@
+# doctor, check and report: what the client finds out without the service.
+target_sources(qx_ctl PRIVATE
+  cmd_doctor.cpp
+  doctor/configuration.cpp
+  doctor/configuration_findings.cpp
+  doctor/doctor.cpp
+  doctor/engine_parts.cpp
+  doctor/file_owner.cpp
+  doctor/finding.cpp
+  doctor/machine.cpp
+  doctor/own_files.cpp
+  doctor/programs.cpp
+  doctor/remote_server.cpp
+  doctor/service_findings.cpp
+  doctor/service_process.cpp
+  private_folder.cpp
+  secret_mask.cpp
+  text_file.cpp)
+target_link_libraries(qx_ctl PUBLIC qx_settings)

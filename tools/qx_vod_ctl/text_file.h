@@ -1,0 +1,22 @@
+// Reads a whole file of limited size that somebody else may have put there.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <string>
+
+struct text_file {
+  std::string text;
+  struct stat status = {};
+  int error = 0;  // errno of what failed; EINVAL for what is no regular file, EFBIG for too long
+
+  bool read() const { return error == 0; }
+  bool missing() const;
+  // In words that follow the file's name.
+  std::string cause() const;
+};
+
+// Reads the regular file `path`, following symbolic links. What is no regular file is not waited
+// for. With EFBIG `text` holds the first `limit` bytes.
+text_file read_text_file(const std::string& path, std::size_t limit);
