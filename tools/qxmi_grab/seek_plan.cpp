@@ -40,6 +40,7 @@ std::vector<double> scattered_moments(time_window window, int count, std::mt1993
   const double part = (window.end - window.begin) / count;
   std::uniform_real_distribution<double> within(0.0, 1.0);
   std::vector<double> moments;
+  moments.reserve(static_cast<std::size_t>(count));
   for (int n = 0; n < count; ++n)
     moments.push_back(window.begin + part * (n + within(random)));
   std::shuffle(moments.begin(), moments.end(), random);
