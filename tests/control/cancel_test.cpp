@@ -57,6 +57,17 @@ TEST_F(cancel_command, cancels_an_item_and_tells_who_did) {
   }
 }
 
+TEST_F(cancel_command, of_an_item_being_cancelled_changes_its_text_alone) {
+  idle_child child;
+  QueueItem& item = add_item(TRANSCODE_CANCELLING);
+  item.proc_pid = child.pid();
+  expect_done("cancel", item);
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
+  EXPECT_EQ(item.state_message, "Cancelled by user");
+  EXPECT_EQ(status_text(item), "Cancelled by user");
+  EXPECT_EQ(child.first_signal(), SIGKILL) << "it was told before";
+}
+
 TEST_F(cancel_command, refuses_an_item_in_cleanup_or_done) {
   expect_refused("cancel", add_item(TRANSCODE_CLEANUP));
   expect_refused("cancel", add_item(TRANSCODE_DONE));

@@ -51,6 +51,8 @@ protected:
                        const name_values& more = {});
   // Sends bytes, and lets the service read and serve whatever there is.
   void send_and_serve(std::string_view bytes);
+  // The next reply to what was sent so.
+  reply_packet receive() const { return connection_->receive(); }
 
   // A new item at the end of the queue, in that state, with a job directory of its own.
   QueueItem& add_item(transcode_states state = TRANSCODE_INIT);

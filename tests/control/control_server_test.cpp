@@ -25,6 +25,7 @@ std::deque<comm_socket_v4_packet*> pending;
 std::deque<int> send_results;
 int idle_result = 0;
 int listening_fd = 3;
+int requesting = 8;
 bool replies_can_be_made = true;
 bool signal_during_test = false;
 std::uint64_t clock_us = 1000;
@@ -80,7 +81,7 @@ void comm_socket_v4_free_client(comm_socket_v4_client* client) {
 }
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4*,
                                                         comm_socket_v4_client** client) {
-  *client = client_of(8);
+  *client = client_of(requesting);
   return take<comm_socket_v4_packet*>(pending, nullptr);
 }
 comm_socket_v4_packet* comm_socket_v4_packet_create() {
@@ -224,6 +225,14 @@ TEST_F(control_server, does_not_carry_out_what_wants_no_answer) {
   request("add", 2);
   request("add", 0);
   EXPECT_THAT(calls_for_requests(), ElementsAre("release request", "release request"));
+}
+
+TEST_F(control_server, aborts_on_a_request_that_came_from_nobody) {
+  requesting = 0;
+  request("test");
+  EXPECT_DEATH(handle_server_socket(), "client != nullptr");
+  requesting = 8;
+  EXPECT_EQ(handle_server_socket(), 0);
 }
 
 TEST_F(control_server, waits_half_a_second_at_a_time_for_a_slow_client) {

@@ -118,6 +118,25 @@ TEST_F(service_commands, cancelled_item_is_transcoded_after_a_restart) {
   EXPECT_EQ(status_of("cancel", id), "ITEM CANNOT BE CANCELLED");
 }
 
+TEST_F(service_commands, restart_makes_a_new_or_cancelled_item_ready) {
+  machine.service.stop();
+  machine.service.set_uptime(10);
+  machine.start();
+  const auto id = machine.client.add_file(source, {{"paused", "1"}});
+  for (const char* state_before : {"init", "cancelled"}) {
+    EXPECT_EQ(machine.client.transcode_state(id), state_before);
+    const auto reply = machine.client.command("restart", id);
+    EXPECT_EQ(reply.words, (std::vector<std::string>{"restart", "OK"}));
+    const auto item = reply.json();
+    EXPECT_EQ(item["transcode state"].string_value(), "ready");
+    EXPECT_EQ(item["state"].string_value(), "Restarted by user");
+    EXPECT_FALSE(item["paused"].bool_value());
+    EXPECT_EQ(machine.root.job_status(item["fileops job id"].int_value())["state"],
+              "Restarted by user");
+    EXPECT_EQ(status_of("cancel", id), "OK");
+  }
+}
+
 TEST_F(service_commands, restart_is_refused_while_the_cancelled_child_still_ends) {
   machine.root.plan(tool::transcode, tool_plan().catch_signal(SIGTERM).mark("up").wait("go"));
   const auto id = machine.client.add_ready(source);

@@ -148,6 +148,7 @@ TEST_F(modify_state, cancel_without_a_child_is_done_at_once) {
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
   EXPECT_EQ(item_query_profiles_in_action, nullptr);
   EXPECT_EQ(item_active_transcode_in_action, nullptr);
+  EXPECT_THAT(signals_sent, IsEmpty());
   EXPECT_THAT(status_writes, ElementsAre("cancelled: Cancelled by user"));
 }
 

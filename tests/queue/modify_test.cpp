@@ -32,7 +32,7 @@ TEST_F(modify, unknown_names_are_refused) {
   for (const char* name : {"Paused", "paused ", "", "approved", "waiting", "uploaded", "state",
                            "output file", "entry id", "fileops job id", "transcode progress",
                            "input file ", "quoted profile", "process pid"}) {
-    EXPECT_FALSE(item.modify(name, "1")) << name;
+    EXPECT_EQ(stderr_of([&] { EXPECT_FALSE(item.modify(name, "1")) << name; }), "");
   }
   EXPECT_THAT(status_writes, IsEmpty());
 }
@@ -220,11 +220,16 @@ TEST_F(modify, resume_elsewhere_clears_the_pause_and_has_the_queue_scanned) {
   }
 }
 
-TEST_F(modify, resume_of_a_cancelled_item_clears_the_pause) {
-  enter(TRANSCODE_CANCELLED);
-  item.paused = true;
-  EXPECT_TRUE(item.modify("paused", "0"));
-  EXPECT_FALSE(item.paused || item.waiting);
-  EXPECT_EQ(next_queue_scan, clock_us);
-  EXPECT_THAT(status_writes, ElementsAre("cancelled: before"));
+TEST_F(modify, resume_of_an_item_in_any_other_state_clears_the_pause_alone) {
+  for (const auto state : {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_THUMBNAIL,
+                           TRANSCODE_CLEANUP, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
+    enter(state);
+    item.paused = true;
+    next_queue_scan = 0;
+    status_writes.clear();
+    EXPECT_TRUE(item.modify("paused", "0")) << state;
+    EXPECT_FALSE(item.paused || item.waiting) << state;
+    EXPECT_EQ(next_queue_scan, clock_us);
+    EXPECT_THAT(status_writes, ElementsAre(item.sm.state_name() + std::string(": before")));
+  }
 }

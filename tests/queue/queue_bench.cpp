@@ -1,6 +1,8 @@
 // The bench's clock, signals, status writes and places.
 #include "tests/queue/queue_bench.h"
 
+#include "platform/metadata_v4.h"
+#include "platform/sliding_window_v4.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
 #include "tests/platform/own_mnt.h"
@@ -19,8 +21,26 @@ std::uint64_t gettimeofday_us() {
   return qx_test::clock_us;
 }
 
+namespace {
+
+void note_call(const std::string& call) {
+  if (qx_test::calls_noted != nullptr) qx_test::calls_noted->push_back(call);
+}
+
+}  // namespace
+
 // The linker leads the program's calls of these here (--wrap).
 extern "C" {
+int __real_close(int fd);
+ssize_t __real_write(int fd, const void* bytes, std::size_t size);
+void __real_uuid_generate_random(unsigned char* bytes);
+sliding_window_v4*
+__real__Z25sliding_window_v4_destroyP17sliding_window_v4(sliding_window_v4* buffer);
+metadata_v4_context*
+__real__Z27metadata_v4_context_destroyP19metadata_v4_context(metadata_v4_context* context);
+metadata_v4_metadata_context*
+__real__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(
+    metadata_v4_metadata_context* entries);
 bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
 int __real__ZN9QueueItem14validate_readyEv(QueueItem* item);
 bool __real__ZN9QueueItem5readyEv(QueueItem* item);
@@ -28,6 +48,34 @@ bool __real__ZN9QueueItem5readyEv(QueueItem* item);
 int __wrap_kill(pid_t pid, int number) {
   qx_test::signals_sent.emplace_back(pid, number);
   return 0;
+}
+int __wrap_close(int fd) {
+  note_call("close " + std::to_string(fd));
+  return __real_close(fd);
+}
+ssize_t __wrap_write(int fd, const void* bytes, std::size_t size) {
+  note_call("write " + std::to_string(size));
+  return __real_write(fd, bytes, size);
+}
+void __wrap_uuid_generate_random(unsigned char* bytes) {
+  if (qx_test::answers.uuid) return qx_test::answers.uuid(bytes);
+  __real_uuid_generate_random(bytes);
+}
+sliding_window_v4*
+__wrap__Z25sliding_window_v4_destroyP17sliding_window_v4(sliding_window_v4* buffer) {
+  if (buffer != nullptr) note_call("buffer");
+  return __real__Z25sliding_window_v4_destroyP17sliding_window_v4(buffer);
+}
+metadata_v4_context*
+__wrap__Z27metadata_v4_context_destroyP19metadata_v4_context(metadata_v4_context* context) {
+  if (context != nullptr) note_call("metadata context");
+  return __real__Z27metadata_v4_context_destroyP19metadata_v4_context(context);
+}
+metadata_v4_metadata_context*
+__wrap__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(
+    metadata_v4_metadata_context* entries) {
+  if (entries != nullptr) note_call("metadata entries");
+  return __real__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(entries);
 }
 bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
   qx_test::status_writes.push_back(std::string(item->sm.state_name()) + ": " + item->state_message);
@@ -47,6 +95,7 @@ namespace qx_test {
 std::uint64_t clock_us = start_of_clock;
 std::vector<std::pair<pid_t, int>> signals_sent;
 strings status_writes;
+strings* calls_noted = nullptr;
 item_answers answers;
 
 namespace fs = std::filesystem;
@@ -92,6 +141,7 @@ queue_bench::queue_bench() {
   transcode_queue_mod_count = 0;
   signals_sent.clear();
   status_writes.clear();
+  calls_noted = nullptr;
   answers = {};
 }
 

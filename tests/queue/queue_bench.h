@@ -37,10 +37,16 @@ extern std::vector<std::pair<pid_t, int>> signals_sent;
 // Every status write since the test began, as "STATE: TEXT".
 extern strings status_writes;
 
-// Where one is set it answers in place of the item's own operation.
+// Where it is set it is told what is written and released: "write BYTES", "close DESCRIPTOR",
+// "buffer", "metadata entries", "metadata context".
+extern strings* calls_noted;
+
+// Where one is set it answers in place of the item's own operation, or of the library that makes
+// the 16 bytes of a UUID.
 struct item_answers {
   std::function<int()> validate_ready;
   std::function<bool()> ready;
+  std::function<void(unsigned char* bytes)> uuid;
 };
 extern item_answers answers;
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 using namespace qx_test;
+using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 
@@ -78,6 +79,14 @@ TEST_F(queue_item, uuid_replaces_the_text) {
   std::string text = "before";
   gen_uuid(text);
   EXPECT_EQ(text.size(), 36U);
+}
+
+TEST_F(queue_item, uuid_shows_its_bytes_in_order) {
+  answers.uuid = [](unsigned char* bytes) {
+    for (int i = 0; i < 16; ++i)
+      bytes[i] = static_cast<unsigned char>(i * 0x11);
+  };
+  EXPECT_EQ(QueueItem().entry_id, "00112233-4455-6677-8899-aabbccddeeff");
 }
 
 TEST_F(queue_item, source_is_divided_into_folder_and_name) {
@@ -205,8 +214,9 @@ TEST_F(queue_item, source_exists_unless_there_is_nothing_of_its_name) {
   EXPECT_FALSE(item.input_file_not_exist()) << "other failures do not tell";
 }
 
-TEST_F(queue_item, end_closes_all_it_has_open) {
+TEST_F(queue_item, end_releases_all_it_has_in_order) {
   std::vector<int> opened;
+  strings calls;
   {
     QueueItem item;
     for (std::int32_t* fd :
@@ -218,7 +228,12 @@ TEST_F(queue_item, end_closes_all_it_has_open) {
     item.proc_stdout_buffer = sliding_window_v4_create_buffer(16384);
     item.input_meta.context = metadata_v4_context_create();
     item.input_meta.entries = metadata_v4_metadata_context_create();
+    calls_noted = &calls;
   }
+  calls_noted = nullptr;
+  const auto closed = [&](std::size_t i) { return "close " + std::to_string(opened[i]); };
+  EXPECT_THAT(calls, ElementsAre(closed(0), closed(1), "metadata entries", "metadata context",
+                                 "buffer", closed(2), closed(3), "buffer", closed(4), closed(5)));
   for (const int fd : opened)
     EXPECT_FALSE(is_open(fd));
 }

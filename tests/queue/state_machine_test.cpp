@@ -18,13 +18,18 @@ constexpr const char* not_valid_text =
     "Call init() first";
 constexpr const char* out_of_range_text = "Invalid state machine index";
 
-// The names of all states of a machine in the order of their numbers.
+// The names of all states of a machine in the order of their numbers. Each name leads back to its
+// state.
 template <typename Machine> std::vector<std::string> names_of(Machine machine, int count) {
   std::vector<std::string> names;
   machine.init();
   for (int i = 0; i < count; ++i) {
-    machine.set_state(static_cast<decltype(machine.state)>(i));
+    const auto state = static_cast<decltype(machine.state)>(i);
+    machine.set_state(state);
     names.emplace_back(machine.state_name());
+    machine.set_state(machine.state_by_name(""));
+    EXPECT_EQ(machine.set_state(names.back()), state);
+    EXPECT_EQ(machine.state, state) << names.back();
   }
   return names;
 }
@@ -88,12 +93,20 @@ TEST(state_machine, master_takes_the_last_state_and_no_further) {
 
 TEST(state_machine, sub_machines_have_ranges_of_their_own) {
   QueueItem::ready_state_machine ready;
+  QueueItem::cleanup_state_machine cleanup;
+  QueueItem::thumbnail_state_machine thumbnail;
   QueueItem::remote_transcode_state_machine remote;
   ready.init();
+  cleanup.init();
+  thumbnail.init();
   remote.init();
   EXPECT_EQ(ready.set_state(READY_READY_TO_TRANSCODE), READY_READY_TO_TRANSCODE);
   EXPECT_EQ(remote.set_state(REMOTE_COMMAND), REMOTE_COMMAND);
   EXPECT_THAT([&] { ready.set_state(static_cast<ready_states>(4)); },
+              ThrowsMessage<std::runtime_error>(StrEq(out_of_range_text)));
+  EXPECT_THAT([&] { cleanup.set_state(static_cast<cleanup_states>(4)); },
+              ThrowsMessage<std::runtime_error>(StrEq(out_of_range_text)));
+  EXPECT_THAT([&] { thumbnail.set_state(static_cast<thumbnail_states>(4)); },
               ThrowsMessage<std::runtime_error>(StrEq(out_of_range_text)));
   EXPECT_THAT([&] { remote.set_state(static_cast<remote_transcode_states>(7)); },
               ThrowsMessage<std::runtime_error>(StrEq(out_of_range_text)));
@@ -152,6 +165,13 @@ TEST(state_machine, name_ends_at_a_nul) {
   master sm;
   sm.set_state(std::string("done\0x", 6));
   EXPECT_EQ(sm.state, TRANSCODE_DONE);
+}
+
+TEST(state_machine, range_is_not_looked_at_by_the_inner_setter) {
+  QueueItem::ready_state_machine ready;
+  ready.init();
+  EXPECT_EQ(ready.do_set_state(static_cast<ready_states>(4)), 4U);
+  EXPECT_STREQ(ready.state_name(), "");
 }
 
 TEST(state_machine, name_of_a_state_out_of_range_is_empty) {

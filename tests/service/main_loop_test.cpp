@@ -67,6 +67,7 @@ std::uint64_t monotonic_clock_us() {
 }
 
 extern "C" int sysinfo(struct sysinfo* info) noexcept {
+  calls.emplace_back("uptime");
   info->uptime = uptime_s;
   return sysinfo_result;
 }
@@ -131,6 +132,21 @@ TEST_F(main_loop, writes_the_queue_at_its_time_and_once) {
                           "socket", "queue", "wait 80000", "socket", "queue", "wait 80000"));
 }
 
+TEST_F(main_loop, looks_at_the_uptime_and_then_writes_at_the_end_of_a_pass) {
+  uptime_wait = true;
+  uptime_s = 1;
+  next_background_write_queue = clock_us;
+  run_main_loop();
+  EXPECT_THAT(calls, ElementsAre("socket", "queue", "wait 80000", "uptime", "write"));
+  calls.clear();
+  DIE = 0;
+  next_background_write_queue = clock_us;
+  scheduler_result = true;
+  stop_after(1);
+  run_main_loop();
+  EXPECT_THAT(calls, ElementsAre("socket", "queue", "uptime", "write"));
+}
+
 TEST_F(main_loop, opens_the_uptime_gate_once_and_says_so) {
   uptime_wait = true;
   uptime_s = 299;
@@ -147,6 +163,7 @@ TEST_F(main_loop, keeps_the_uptime_gate_open) {
   uptime_s = 1;
   EXPECT_EQ(printed_by_loop(), "");
   EXPECT_FALSE(uptime_wait);
+  EXPECT_THAT(calls, ElementsAre("socket", "queue", "wait 80000")) << "and does not look again";
 }
 
 TEST(uptime_gate, is_closed_below_300_seconds) {
@@ -169,7 +186,9 @@ TEST(uptime_gate, stays_as_it_is_when_the_uptime_cannot_be_had) {
   for (const bool before : {true, false}) {
     uptime_wait = before;
     uptime_s = before ? 300 : 0;
+    ::testing::internal::CaptureStderr();
     check_uptime();
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(uptime_wait, before);
   }
 }

@@ -2,6 +2,7 @@
 #include "service/shutdown.h"
 
 #include "platform/clock.h"
+#include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
@@ -127,12 +128,16 @@ TEST_F(end_of_service, closes_the_pipes_of_every_child_and_keeps_its_pid) {
   QueueItem& item = add_item(TRANSCODE_READY);
   ASSERT_TRUE(item.open_proc_stdout());
   ASSERT_TRUE(QueueItem::_std_open_anonpipe(item.proc_stdin_read_fd, item.proc_stdin_write_fd));
+  item.proc_stdin_buffer = sliding_window_v4_create_buffer(16384);
   item.proc_stderr_to_stdout = true;
   const pid_t child = item.proc_pid = start_stubborn_child();
   at_sleep = [&] {
     EXPECT_EQ(item.proc_pid, child);
-    EXPECT_EQ(item.proc_stdout_read_fd, -1);
-    EXPECT_EQ(item.proc_stdin_write_fd, -1);
+    for (const int fd : {item.proc_stdin_read_fd, item.proc_stdin_write_fd,
+                         item.proc_stdout_read_fd, item.proc_stdout_write_fd}) {
+      EXPECT_EQ(fd, -1);
+    }
+    EXPECT_EQ(item.proc_stdin_buffer, nullptr);
     EXPECT_EQ(item.proc_stdout_buffer, nullptr);
     EXPECT_FALSE(item.proc_stderr_to_stdout);
     kill(child, SIGKILL);
@@ -176,6 +181,22 @@ TEST_F(end_of_service, waits_for_output_that_is_not_taken_yet) {
     item.proc_pid = -1;
     if (clock_us == start_us + 500000) {
       EXPECT_TRUE(item.open_proc_stdout());
+    } else {
+      item.close_proc_stdout();
+    }
+  };
+  EXPECT_EQ(printed_by(shutdown_transcode_queue_processes), "proc=1 stdout=0\nproc=0 stdout=1\n");
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+}
+
+TEST_F(end_of_service, waits_for_output_that_outlived_its_pipe) {
+  QueueItem& item = add_item(TRANSCODE_READY);
+  const pid_t child = item.proc_pid = start_stubborn_child();
+  at_sleep = [&] {
+    item.proc_pid = -1;
+    if (clock_us == start_us + 500000) {
+      item.proc_stdout_buffer = sliding_window_v4_create_buffer(16384);
     } else {
       item.close_proc_stdout();
     }

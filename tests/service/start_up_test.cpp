@@ -125,6 +125,21 @@ TEST_F(start_up, of_a_machine_long_up_says_nothing_of_the_uptime) {
   EXPECT_THAT(machine.service.stderr_text(), Not(HasSubstr("uptime")));
 }
 
+TEST_F(start_up, is_when_settings_take_effect) {
+  machine.root.write_config({{"max profile", "480"}});
+  machine.root.write_source("/mnt/media/clip.mpg", "video/mp4");
+  machine.start();
+  machine.root.write_config({{"max profile", "720"}});
+  const auto profile_of_next_job = [this] {
+    const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
+    const auto item = machine.client.wait_for_transcode_state(id, "done");
+    return item["transcode profile"].string_value();
+  };
+  EXPECT_EQ(profile_of_next_job(), "480") << "the file is not read again";
+  machine.service.restart();
+  EXPECT_EQ(profile_of_next_job(), "720");
+}
+
 TEST_F(start_up, opens_the_uptime_gate_at_300_seconds) {
   machine.root.write_source("/mnt/media/clip.mpg");
   machine.service.set_uptime(297);

@@ -23,7 +23,8 @@ constexpr char defaults[] = "fullspeed=0 max=-1 flags=0 address= user= password=
 
 class settings : public ::testing::Test {
 protected:
-  // What the file in place is read as, over settings that were not at their defaults.
+  // What the file in place is read as, over settings that were not at their defaults; anything that
+  // is printed meanwhile stands behind it.
   std::string loaded() {
     root.run_inside([&] {
       class transcode_settings read;
@@ -31,8 +32,10 @@ protected:
       read.max_profile = 7;
       read.remote_flags = 7;
       read.address = read.user = read.password = "old";
+      ::testing::internal::CaptureStderr();
       read.vod_conf_load();
-      write_file(root.scratch("seen"), description(read));
+      const std::string printed = ::testing::internal::GetCapturedStderr();
+      write_file(root.scratch("seen"), description(read) + printed);
       return 0;
     });
     return read_file(root.scratch("seen"));
