@@ -48,20 +48,20 @@ std::string secret_mask::masked(const std::string& text) const {
   return result;
 }
 
-json11::Json secret_mask::masked(const json11::Json& json) const {
+json11::Json secret_mask::masked_json(const json11::Json& json) const {
   if (json.is_string()) return masked(json.string_value());
   if (json.is_object()) return masked_object(json.object_items());
   if (!json.is_array()) return json;
   json11::Json::array elements;
   for (const auto& element : json.array_items())
-    elements.push_back(masked(element));
+    elements.push_back(masked_json(element));
   return elements;
 }
 
 json11::Json secret_mask::masked_object(const json11::Json::object& object) const {
   json11::Json::object result;
   for (const auto& [key, value] : object)
-    result[masked(key)] = key == arguments_key ? masked_arguments(value) : masked(value);
+    result[masked(key)] = key == arguments_key ? masked_arguments(value) : masked_json(value);
   return result;
 }
 

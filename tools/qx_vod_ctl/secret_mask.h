@@ -21,7 +21,7 @@ public:
   // The same in every string and every key of a document. Of the item's "process argv" the name and
   // password given to a tool go too, whatever they are: the service may have been started with
   // others than the configuration holds now.
-  json11::Json masked(const json11::Json& json) const;
+  json11::Json masked_json(const json11::Json& json) const;
 
 private:
   json11::Json masked_object(const json11::Json::object& object) const;

@@ -22,6 +22,7 @@ constexpr std::size_t roots_limit = std::size_t{64} << 10;
 // A write of the queue takes far less.
 constexpr std::time_t longest_write_s = 60;
 
+constexpr const char* media_check = "media folders";
 constexpr const char* blanks = " \t\r";
 
 finding unreadable(const char* check, const std::string& path, const text_file& file,
@@ -41,21 +42,20 @@ std::string root_of(const std::string& line) {
 }
 
 finding judge_root(const std::string& path, const std::string& root) {
-  constexpr const char* check = "media folder";
   struct stat status = {};
   if (cgi_velmar_forbidden_area((root + "/x").c_str(), 0) != 0) {
-    return warning(check, root + " in " + path + " is ignored, it cannot hold media",
+    return warning(media_check, root + " in " + path + " is ignored, it cannot hold media",
                    "name an absolute path that is not the system's own");
   }
   if (lstat(root.c_str(), &status) != 0) {
-    return warning(check, root + ": " + std::strerror(errno),
+    return warning(media_check, root + ": " + std::strerror(errno),
                    "mount or make it, or remove it from " + path);
   }
   if (S_ISLNK(status.st_mode)) {
-    return warning(check, root + " is a symbolic link and lets nothing in",
+    return warning(media_check, root + " is a symbolic link and lets nothing in",
                    "name the place it leads to in " + path);
   }
-  return fine(check, root);
+  return fine(media_check, root);
 }
 
 }  // namespace
@@ -94,15 +94,14 @@ finding_list check_unfinished_queue(const std::string& path) {
 }
 
 finding_list check_media_roots(const std::string& path) {
-  constexpr const char* check = "media folders";
   const text_file file = read_text_file(path, roots_limit);
-  if (file.missing()) return {fine(check, "/mnt, /media and /srv; no " + path)};
-  if (!file.read()) return {unreadable(check, path, file, "make it a plain list of folders")};
+  if (file.missing()) return {fine(media_check, "/mnt, /media and /srv; no " + path)};
+  if (!file.read()) return {unreadable(media_check, path, file, "make it a plain list of folders")};
   const std::string writer = foreign_writer(file.status);
   finding_list findings;
   if (!writer.empty()) {
     findings.push_back(problem(
-        check, path + " can be changed by " + writer + ", who so decides what may be deleted",
+        media_check, path + " can be changed by " + writer + ", who so decides what may be deleted",
         "chown root:root " + path + "; chmod 644 " + path));
   }
   for (std::size_t begin = 0; begin < file.text.size();) {
@@ -111,6 +110,7 @@ finding_list check_media_roots(const std::string& path) {
     if (!root.empty()) findings.push_back(judge_root(path, root));
     begin = end + 1;
   }
+  if (findings.empty()) findings.push_back(fine(media_check, "/mnt, /media and /srv"));
   return findings;
 }
 

@@ -1,0 +1,251 @@
+// doctor on a machine of its own, one thing wrong at a time.
+#include "tests/tools/ctl_machine.h"
+
+#include "tests/support/wait_until.h"
+
+#include <csignal>
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+using namespace qx_test;
+using ::testing::Each;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+namespace {
+
+constexpr const char* configuration = "/mnt/main/tv/vod.conf";
+constexpr const char* socket_file = "/run/vod.transcode.service";
+constexpr const char* password = "p.*[a]\\(w";
+
+struct doctor_machine : ctl_machine {
+  // All findings as JSON; the exit status goes to `status`.
+  json11::Json examine() {
+    const auto result = ctl({"doctor", "--json"});
+    status = result.status;
+    everything = result.out + result.err;
+    std::string error;
+    auto findings = json11::Json::parse(result.out, error);
+    EXPECT_TRUE(findings.is_array()) << result.out << result.err;
+    return findings;
+  }
+
+  // The first finding of that name that is not ok, else the first at all, as "RESULT: TEXT".
+  std::string found(const std::string& check) {
+    const json11::Json findings = examine();
+    std::string first;
+    for (const auto& finding : findings.array_items()) {
+      if (finding["check"].string_value() != check) continue;
+      const std::string& result = finding["result"].string_value();
+      const std::string text = result + ": " + finding["text"].string_value();
+      if (first.empty() || first.rfind("ok", 0) == 0) first = text;
+      EXPECT_EQ(finding["advice"].string_value().empty(), result == "ok") << finding.dump();
+    }
+    return first;
+  }
+
+  void write_private(const std::string& path, const std::string& content) {
+    root.write(path, content);
+    EXPECT_EQ(chmod(root.path(path).c_str(), 0600), 0);
+  }
+
+  void configure_server() {
+    write_private(configuration, std::string("transcode server address = far.example\n"
+                                             "transcode server user = vod\n"
+                                             "transcode server password = ") +
+                                     password + "\n");
+  }
+
+  int status = -1;
+  std::string everything;
+};
+
+}  // namespace
+
+TEST(ctl_doctor, healthy_machine_has_no_problem) {
+  doctor_machine machine;
+  machine.start();
+  const json11::Json findings = machine.examine();
+  EXPECT_EQ(machine.status, 0);
+  for (const auto& finding : findings.array_items())
+    EXPECT_NE(finding["result"].string_value(), "problem") << finding.dump();
+  EXPECT_GT(findings.array_items().size(), 14U);
+}
+
+TEST(ctl_doctor, writes_lines_with_marks_and_no_colour_into_a_file) {
+  doctor_machine machine;
+  machine.start();
+  const auto result = machine.ctl({"doctor"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.out, HasSubstr("ok       service             runs and answers\n"));
+  EXPECT_THAT(result.out, HasSubstr("no problems"));
+  EXPECT_THAT(result.out, Not(HasSubstr("\x1b")));
+  EXPECT_EQ(result.err, "");
+}
+
+TEST(ctl_doctor, service_that_does_not_run_is_a_problem_and_status_1) {
+  doctor_machine machine;
+  EXPECT_THAT(machine.found("socket"),
+              HasSubstr("problem: /var/run/vod.transcode.service: No such"));
+  EXPECT_EQ(machine.status, 1);
+}
+
+TEST(ctl_doctor, socket_that_nobody_serves_is_a_problem) {
+  doctor_machine machine;
+  machine.start();
+  machine.service.kill();
+  EXPECT_THAT(machine.found("service"), HasSubstr("problem: no service at"));
+}
+
+TEST(ctl_doctor, service_that_hangs_is_a_problem) {
+  doctor_machine machine;
+  machine.start();
+  kill(machine.service.pid(), SIGSTOP);
+  EXPECT_EQ(machine.found("service"), "problem: the service does not answer");
+  kill(machine.service.pid(), SIGCONT);
+}
+
+TEST(ctl_doctor, socket_for_everybody_is_a_problem) {
+  doctor_machine machine;
+  machine.start();
+  ASSERT_EQ(chmod(machine.root.path(socket_file).c_str(), 0777), 0);
+  EXPECT_THAT(machine.found("socket"), HasSubstr("problem: everybody on this machine"));
+}
+
+TEST(ctl_doctor, configuration_that_the_service_has_not_read_is_a_warning) {
+  doctor_machine machine;
+  machine.start();
+  const timespec later[2] = {{0, UTIME_OMIT}, {time(nullptr) + 60, 0}};
+  machine.write_private(configuration, "fullspeed = 1\n");
+  ASSERT_EQ(utimensat(AT_FDCWD, machine.root.path(configuration).c_str(), later, 0), 0);
+  EXPECT_THAT(machine.found("service"), HasSubstr("warning: /mnt/main/tv/vod.conf was changed"));
+  EXPECT_EQ(machine.status, 0);
+}
+
+TEST(ctl_doctor, tool_that_cannot_be_run_is_a_problem) {
+  doctor_machine machine;
+  machine.start();
+  machine.root.break_tool("qxmi_grab");
+  EXPECT_THAT(machine.found("qxmi_grab"), HasSubstr("problem: /usr/bin/qxmi_grab cannot be exec"));
+}
+
+TEST(ctl_doctor, ffmpeg_without_an_encoder_is_a_problem) {
+  doctor_machine machine;
+  machine.start();
+  const std::string other = "/mnt/media/ffmpeg";
+  machine.root.write(other, "#!/bin/sh\necho ' V..... mjpeg  x'\n");
+  ASSERT_EQ(chmod(machine.root.path(other).c_str(), 0755), 0);
+  ASSERT_EQ(machine.root.run_inside(
+                [&] { return mount(other.c_str(), "/usr/bin/ffmpeg", nullptr, MS_BIND, nullptr); }),
+            0);
+  EXPECT_EQ(machine.found("encoders"), "problem: ffmpeg has no encoder libx264, aac");
+}
+
+TEST(ctl_doctor, configuration_of_a_megabyte_is_read) {
+  doctor_machine machine;
+  std::string text;
+  while (text.size() < (1U << 20U))
+    text += "some key = some value\n";
+  machine.write_private(configuration, text + std::string(1U << 20U, 'x'));
+  machine.start();
+  EXPECT_THAT(machine.found("configuration"), HasSubstr("warning: "));
+  EXPECT_LT(machine.everything.size(), 16384U);
+}
+
+TEST(ctl_doctor, fifo_as_configuration_is_a_problem_and_not_waited_for) {
+  doctor_machine machine;
+  machine.start();
+  ASSERT_EQ(mkfifo(machine.root.path(configuration).c_str(), 0600), 0);
+  EXPECT_THAT(machine.found("configuration"), HasSubstr("is no regular file"));
+}
+
+TEST(ctl_doctor, password_that_others_may_read_is_a_problem) {
+  doctor_machine machine;
+  machine.configure_server();
+  ASSERT_EQ(chmod(machine.root.path(configuration).c_str(), 0644), 0);
+  EXPECT_THAT(machine.found("configuration"), HasSubstr("problem: /mnt/main/tv/vod.conf holds a"));
+}
+
+TEST(ctl_doctor, machine_that_has_just_started_is_a_warning) {
+  doctor_machine machine;
+  machine.service.set_uptime(100);
+  machine.start();
+  spawn_options options;
+  options.uptime_s = 100;
+  options.stdout_path = machine.root.scratch("doctor.out");
+  const pid_t pid = machine.root.spawn({"/usr/bin/qx_vod_ctl", "doctor"}, options);
+  ASSERT_EQ(waitpid(pid, nullptr, 0), pid);
+  EXPECT_THAT(read_file(options.stdout_path), HasSubstr("transcodes begin in "));
+}
+
+TEST(ctl_doctor, full_disk_is_a_problem) {
+  doctor_machine machine;
+  machine.start();
+  machine.root.mount_small_disk("/mnt/main/tv/vod", 1U << 20U);
+  EXPECT_THAT(machine.found("disk"), HasSubstr("problem: "));
+}
+
+TEST(ctl_doctor, output_folder_that_is_missing_is_a_warning) {
+  doctor_machine machine;
+  EXPECT_THAT(machine.found("outputs"), HasSubstr("warning: /mnt/main/tv/vod/ is not there yet"));
+}
+
+TEST(ctl_doctor, damaged_queue_file_is_a_problem) {
+  doctor_machine machine;
+  machine.write_private("/mnt/main/tv/vod.queue.js", R"({"list": [{"entry)");
+  EXPECT_THAT(machine.found("queue file"), HasSubstr("is damaged"));
+}
+
+TEST(ctl_doctor, media_folder_of_the_system_is_a_warning) {
+  doctor_machine machine;
+  machine.root.write("/mnt/main/tv/media.roots", "/etc\n");
+  EXPECT_THAT(machine.found("media folders"), HasSubstr("warning: /etc in "));
+}
+
+TEST(ctl_doctor, other_server_is_asked_with_the_password_on_no_command_line) {
+  doctor_machine machine;
+  machine.configure_server();
+  machine.root.plan(tool::curl,
+                    tool_plan().print("HTTP/1.1 404 Not Found\r\n\r\nX-comm-error:NOT FOUND\n"));
+  machine.start();
+  EXPECT_THAT(machine.found("gateway"), HasSubstr("ok: far.example answers"));
+  const auto calls = machine.root.calls();
+  ASSERT_EQ(calls.size(), 2U) << "the gateway and the FTP server";
+  for (const auto& call : calls)
+    EXPECT_THAT(call.argv, Each(Not(HasSubstr(password))));
+  EXPECT_THAT(machine.everything, Not(HasSubstr(password)));
+}
+
+TEST(ctl_doctor, other_server_that_is_away_is_a_problem) {
+  doctor_machine machine;
+  machine.configure_server();
+  machine.root.plan(tool::curl, tool_plan().exit(7));
+  machine.start();
+  EXPECT_THAT(machine.found("gateway"), HasSubstr("far.example takes no connection"));
+  EXPECT_EQ(machine.status, 1);
+}
+
+TEST(ctl_doctor, without_another_server_nobody_is_asked) {
+  doctor_machine machine;
+  machine.start();
+  EXPECT_EQ(machine.found("gateway"), "");
+  EXPECT_TRUE(machine.root.calls().empty());
+}
+
+TEST(ctl_doctor, signal_ends_it_while_the_other_server_is_asked_and_leaves_no_password_behind) {
+  doctor_machine machine;
+  machine.configure_server();
+  machine.root.plan(tool::curl, tool_plan().mark("asked").wait("never"));
+  machine.start();
+  const pid_t pid = machine.root.spawn({"/usr/bin/qx_vod_ctl", "doctor"});
+  ASSERT_TRUE(machine.root.wait_for_mark("asked"));
+  kill(pid, SIGTERM);
+  int status = 0;
+  ASSERT_EQ(waitpid(pid, &status, 0), pid);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+  EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
+}

@@ -1,0 +1,14 @@
+# Tests of what qx_vod_ctl finds out without the service: doctor, check and report.
+qx_add_test(ctl_inspection_unit_test
+  ctl_scripted_service.cpp
+  ctl_doctor_configuration_test.cpp
+  ctl_doctor_findings_test.cpp
+  ctl_doctor_remote_test.cpp
+  ctl_secret_mask_test.cpp
+  LIBS qx_ctl)
+
+qx_add_test(ctl_doctor_test
+  ctl_machine.cpp
+  ctl_doctor_test.cpp
+  LIBS qx_test_support)
+add_dependencies(ctl_doctor_test qx_vod_ctl qx_vod_service)
