@@ -3,10 +3,6 @@
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-far_paused_is() {
-  [ "$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^paused: //p')" = "$1" ]
-}
-
 text_ends_with_paused() {
   case $(show state) in "Remote: "*" (paused)") ;; *) return 1 ;; esac
 }

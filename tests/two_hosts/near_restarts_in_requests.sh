@@ -3,14 +3,6 @@
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-is_asked_to() { # REQUEST
-  grep -qx "$1" "$FAR/run/requests"
-}
-
-far_paused_is() {
-  [ "$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^paused: //p')" = "$1" ]
-}
-
 # A request that was not answered is dropped; what happens when it is carried out is another case.
 restart_near() {
   stop_service near

@@ -8,10 +8,6 @@ has_arrived() { # BYTES: so much of the upload is over there
   [ "$(cat "$FAR"/mnt/main/tv/upload/* | wc -c)" -gt "$1" ]
 }
 
-has_come_back() {
-  [ "$(size_of "$(show 'output file')")" -gt "$1" ]
-}
-
 expect_no_byte_twice() { # DIRECTION SIZE
   bytes=$(transferred_bytes "$1")
   step "$1: $bytes bytes for a file of $2"

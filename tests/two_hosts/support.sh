@@ -82,13 +82,23 @@ start_web() {
   until_true "the far web server" curl --silent --output /dev/null http://10.99.0.2/
 }
 
-# Sessions run as processes of their own, which live on when the server has gone.
-stop_ftp() {
-  end_process "$FAR/run/vsftpd.pid" KILL
+# The server, and its sessions, which run as processes of their own and live on when it has gone.
+ftp_processes() {
   for exe in /proc/[0-9]*/exe; do
     [ "$(readlink "$exe" 2>/dev/null)" != "$(command -v vsftpd)" ] ||
-      kill -KILL "$(basename "$(dirname "$exe")")" 2>/dev/null || :
+      basename "$(dirname "$exe")"
   done
+}
+
+drop_ftp_sessions() {
+  for pid in $(ftp_processes); do
+    [ "$pid" = "$(cat "$FAR/run/vsftpd.pid")" ] || kill -KILL "$pid" 2>/dev/null || :
+  done
+}
+
+stop_ftp() {
+  end_process "$FAR/run/vsftpd.pid" KILL
+  drop_ftp_sessions
 }
 
 start_ftp() { # [OPTION...]
@@ -178,8 +188,20 @@ far_id() {
   show 'remote job' | sed -n 's/^{"entry id": "\([^"]*\)".*/\1/p'
 }
 
+far_show() { # KEY [ID]
+  far qx_vod_ctl show "${2-$(far_id)}" | sed -n "s/^$1: //p"
+}
+
 far_state_is() {
-  [ "$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^transcode state: //p')" = "$1" ]
+  [ "$(far_show 'transcode state')" = "$1" ]
+}
+
+far_paused_is() {
+  [ "$(far_show paused)" = "$1" ]
+}
+
+is_asked_to() { # REQUEST of the gateway
+  grep -qx "$1" "$FAR/run/requests"
 }
 
 wait_for_far_state() {
@@ -201,6 +223,10 @@ pad_clip() { # FILE KIBIBYTES
   } >"$1"
 }
 
+has_come_back() { # BYTES: so much of the VOD is here
+  [ "$(size_of "$(show 'output file')")" -gt "$1" ]
+}
+
 size_of() {
   stat -c %s -- "$1"
 }
@@ -219,6 +245,13 @@ expect_one_upload() {
   [ "$(count_transfers 'OK RENAME')" -eq 1 ] || fail "not one upload: $(cat "$transfers")"
 }
 
+expect_rest_of_download() { # BYTES that were here already
+  whole=$(size_of "$(show 'output file')")
+  rest=$(sed -n 's/.* OK DOWNLOAD: .*, \([0-9]*\) bytes.*/\1/p' "$transfers")
+  step "$1 bytes were here, $rest came of $whole"
+  [ "$rest" -le "$((whole - $1))" ] || fail "the download did not go on where it stood"
+}
+
 expect_jobs_over_there() { # COUNT
   found=$(far qx_vod_ctl list --json | grep -o '"entry id"' | wc -l)
   [ "$found" -eq "$1" ] || fail "$found jobs over there, not $1"
@@ -228,7 +261,7 @@ expect_jobs_over_there() { # COUNT
 expect_vod() {
   until_true "the end of the job" state_is "done"
   vod=$(show 'output file')
-  cmp "$vod" "$FAR$(far qx_vod_ctl show "$(far_id)" | sed -n 's/^output file: //p')" ||
+  cmp "$vod" "$FAR$(far_show 'output file')" ||
     fail "what came back is not what was made"
   length=$(ffprobe -v error -show_entries format=duration -of csv=p=0 "$vod") ||
     fail "what came back does not play"
