@@ -2,7 +2,9 @@
 #include "queue/transcode_queue.h"
 #include "tests/queue/queue_bench.h"
 
+#include <cstring>
 #include <filesystem>
+#include <functional>
 #include <gmock/gmock.h>
 #include <limits>
 
@@ -14,6 +16,25 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// What the file-operations subsystem says a job's directory is, in place of its own answer.
+std::function<const char*()> directory_answer;
+
+}  // namespace
+
+extern "C" {
+char* __real__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
+                                                   char* buffer);
+char* __wrap__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
+                                                   char* buffer) {
+  if (!directory_answer) return __real__Z29cgi_get_fileops_job_directoryimPc(id, size, buffer);
+  const char* const answer = directory_answer();
+  EXPECT_EQ(size, 4097U);
+  return answer == nullptr ? nullptr : strcpy(buffer, answer);
+}
+}
 
 namespace {
 
@@ -86,6 +107,55 @@ TEST_F(fileops_job, no_id_is_told_to_the_user) {
     EXPECT_EQ(item.fileops_job_id, -1);
     EXPECT_EQ(item.fileops_op, "");
     EXPECT_THAT(status_writes, IsEmpty());
+  });
+}
+
+TEST_F(fileops_job, id_without_a_directory_changes_nothing) {
+  QueueItem item;
+  item.set_fileops_job_id(8);
+  directory_answer = [] { return nullptr; };
+  EXPECT_FALSE(item.set_fileops_job_id(7));
+  directory_answer = nullptr;
+  EXPECT_EQ(item.fileops_job_id, 8);
+  EXPECT_EQ(item.fileops_job_dir, job_directory(8));
+}
+
+TEST_F(fileops_job, no_directory_is_told_to_the_user_and_rejects_the_item) {
+  inside([] {
+    directory_answer = [] { return nullptr; };
+    QueueItem item;
+    EXPECT_FALSE(item.init_fileops_job());
+    EXPECT_EQ(item.state_message, "Rejected: unable to set job id");
+    EXPECT_EQ(item.fileops_job_id, -1);
+    EXPECT_TRUE(item.set_input_file(source_file));
+    item.state_message.clear();
+    EXPECT_EQ(item.validate_ready(), 0);
+    EXPECT_EQ(item.state_message, "Rejected: unable to set job id");
+    EXPECT_THAT(status_writes, IsEmpty());
+  });
+}
+
+TEST_F(fileops_job, directory_that_takes_no_files_is_passed_over) {
+  inside([] {
+    directory_answer = [] { return "/mnt/none"; };
+    QueueItem item;
+    EXPECT_EQ(stderr_of([&] { EXPECT_TRUE(item.init_fileops_job()); }), "");
+    EXPECT_EQ(item.fileops_job_dir, "/mnt/none");
+    EXPECT_EQ(item.state_message, "");
+  });
+}
+
+TEST_F(fileops_job, document_of_another_server_reaches_a_summary_that_is_there) {
+  inside([] {
+    const std::string metadir = "/mnt/main/tv/vod/.far.mp4.metadata";
+    const auto document = item_document(
+        "transcoding", {{"fileops job id", 9}, {"output file", "/mnt/main/tv/vod/far.mp4"}});
+    QueueItem item;
+    EXPECT_TRUE(item.deserialize_json(document, false));
+    EXPECT_FALSE(exists(metadir));
+    fs::create_directory(metadir);
+    EXPECT_TRUE(item.deserialize_json(document, false));
+    EXPECT_EQ(lines_of(read_file(metadir + "/.transcode")).front(), "job id=9");
   });
 }
 
