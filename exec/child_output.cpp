@@ -11,6 +11,7 @@ char* take_line(sliding_window_v4* const proc_stdout_buffer) {
   if (proc_stdout_buffer == nullptr) {
     return nullptr;
   }
+  assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   unsigned char* const line = proc_stdout_buffer->read_pos;
   std::size_t const available = sliding_window_v4_data_available(proc_stdout_buffer);
   auto* const end =
@@ -23,7 +24,6 @@ char* take_line(sliding_window_v4* const proc_stdout_buffer) {
     end[-1] = '\0';
   }
   proc_stdout_buffer->read_pos = end + 1;
-  assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   return reinterpret_cast<char*>(line);
 }
 

@@ -87,3 +87,14 @@ TEST_F(child_output, line_may_fill_the_buffer) {
   expect_line("012345678901234567890123456789012345678901234567890123456789012");
   EXPECT_EQ(sliding_window_v4_data_available(buffer_), 0U);
 }
+
+using child_output_death = child_output;
+
+TEST_F(child_output_death, broken_buffer_ends_the_service) {
+  GTEST_FLAG_SET(death_test_style, "fast");
+  print("one\n");
+  unsigned char* const good = buffer_->write_pos;
+  buffer_->write_pos = buffer_->region_end + 1;
+  EXPECT_DEATH(take_line(buffer_), "sliding_window_v4_is_sane\\(proc_stdout_buffer\\)");
+  buffer_->write_pos = good;
+}
