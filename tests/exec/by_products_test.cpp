@@ -109,6 +109,20 @@ TEST_F(by_products, metadata_of_the_output_are_made_by_the_tool) {
   });
 }
 
+TEST_F(by_products, metadata_of_the_output_need_an_item_at_rest) {
+  inside([&] {
+    const fake_child child;
+    QueueItem& item = add(THUMBNAIL_METADATA_GEN);
+    fake_child::run_for(item);
+    EXPECT_FALSE(item.proc_start_metagen_thumbnail());
+    item.proc_pid = -1;
+    ASSERT_TRUE(item.open_proc_stdout());
+    EXPECT_FALSE(item.proc_start_metagen_thumbnail());
+    EXPECT_THAT(status_writes, IsEmpty()) << "refused before the check of the source";
+    EXPECT_EQ(child.started, 0);
+  });
+}
+
 TEST_F(by_products, metadata_of_the_output_of_a_lost_source_cancel) {
   inside([&] {
     QueueItem& item = add(THUMBNAIL_METADATA_GEN);

@@ -94,6 +94,25 @@ TEST_F(child_process, start_notes_what_the_child_is_for) {
   item_.proc_pid = -1;
 }
 
+TEST_F(child_process, start_notes_the_step_of_every_phase) {
+  QueueItem::transcode_state_machine& sm = item_.sm;
+  const QueueItem::transcode_state_machine& noted = item_.proc_sm;
+  sm.ready.set_state(READY_QUERY_PROFILES);
+  EXPECT_TRUE(item_.proc_prepare_fork_spawn());
+  EXPECT_EQ(noted.ready.state, READY_QUERY_PROFILES);
+  EXPECT_STREQ(noted.ready.state_name(), "query profiles");
+  sm.set_state(TRANSCODE_THUMBNAIL);
+  sm.thumbnail.set_state(THUMBNAIL_METADATA_GEN);
+  EXPECT_TRUE(item_.proc_prepare_fork_spawn());
+  EXPECT_EQ(noted.thumbnail.state, THUMBNAIL_METADATA_GEN);
+  EXPECT_FALSE(noted.ready.initialized);
+  sm.set_state(TRANSCODE_CLEANUP);
+  sm.cleanup.set_state(CLEANUP_UNLINK_META);
+  EXPECT_TRUE(item_.proc_prepare_fork_spawn());
+  EXPECT_EQ(noted.cleanup.state, CLEANUP_UNLINK_META);
+  EXPECT_TRUE(noted.cleanup.initialized);
+}
+
 TEST_F(child_process, leads_a_session_of_its_own) {
   ASSERT_TRUE(spawn_shell("ps -o pgid=,sid= -p $$ 2>/dev/null || cut -d' ' -f5,6 /proc/$$/stat"));
   const std::string pid = std::to_string(item_.proc_pid);

@@ -126,6 +126,18 @@ TEST_F(child_pump, end_of_output_is_work_and_is_told) {
   EXPECT_FALSE(item_.idle_process());
 }
 
+TEST_F(child_pump, streams_that_ended_leave_no_pipe_end_open) {
+  spawn_with_input(0);
+  item_.proc_stdin_read_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  item_.proc_stdout_write_fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  child_.close_stdout();
+  EXPECT_TRUE(item_.idle_process());
+  EXPECT_EQ(item_.proc_stdin_read_fd, -1);
+  EXPECT_EQ(item_.proc_stdin_write_fd, -1);
+  EXPECT_EQ(item_.proc_stdout_read_fd, -1);
+  EXPECT_EQ(item_.proc_stdout_write_fd, -1);
+}
+
 TEST_F(child_pump, turn_that_read_bytes_does_not_reap) {
   int looks = 0;
   child_.at_waitpid = [&] { ++looks; };

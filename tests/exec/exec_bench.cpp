@@ -1,25 +1,10 @@
-// The bench's clock, kernel, children and items.
+// The bench's kernel, children and items.
 #include "tests/exec/exec_bench.h"
-
-#include "exec/slots.h"
-#include "queue/transcode_queue.h"
-#include "service/process_state.h"
-#include "service/transcode_settings.h"
-
-#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-std::uint64_t monotonic_clock_us() {
-  return qx_test::clock_us;
-}
-
-std::uint64_t gettimeofday_us() {
-  return qx_test::clock_us;
-}
 
 using qx_test::kernel;
 
@@ -30,6 +15,8 @@ pid_t __real_waitpid(pid_t pid, int* status, int options);
 int __real_kill(pid_t pid, int number);
 int __real_pipe2(int* ends, int flags);
 int __real_unlink(const char* path);
+int __real_rand();
+std::size_t __real__Z13how_many_cpusv();
 bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
 
 pid_t __wrap_fork() {
@@ -47,6 +34,12 @@ int __wrap_pipe2(int* ends, int flags) {
 int __wrap_unlink(const char* path) {
   return kernel.unlink ? kernel.unlink(path) : __real_unlink(path);
 }
+int __wrap_rand() {
+  return kernel.rand ? kernel.rand() : __real_rand();
+}
+std::size_t __wrap__Z13how_many_cpusv() {
+  return kernel.cpus != 0 ? kernel.cpus : __real__Z13how_many_cpusv();
+}
 bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
   qx_test::status_writes.push_back(std::string(item->sm.state_name()) + ": " + item->state_message);
   return __real__ZN9QueueItem20fileops_write_statusEv(item);
@@ -55,29 +48,8 @@ bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
 
 namespace qx_test {
 
-std::uint64_t clock_us = start_of_clock;
 strings status_writes;
 kernel_answers kernel;
-
-namespace {
-
-namespace fs = std::filesystem;
-
-std::string make_folder() {
-  char name[] = "/tmp/qx.XXXXXX";
-  EXPECT_NE(mkdtemp(name), nullptr);
-  return name;
-}
-
-void forget_items() {
-  for (QueueItem* item : transcode_queue) {
-    if (item != nullptr) item->proc_pid = -1;
-    delete item;
-  }
-  transcode_queue.clear();
-}
-
-}  // namespace
 
 fake_child::fake_child() {
   kernel.fork = [this] {
@@ -142,31 +114,9 @@ std::string stderr_capture::text() const {
   return read_file("/proc/self/fd/" + std::to_string(file_));
 }
 
-exec_bench::exec_bench() : folder_(make_folder()) {
-  clock_us = start_of_clock;
-  next_queue_scan = 0;
-  transcode_queue_mod_count = 0;
-  uptime_wait = false;
-  DIE = 0;
-  item_active_transcode_in_action = nullptr;
+exec_bench::exec_bench() {
   status_writes.clear();
   std::signal(SIGPIPE, SIG_IGN);  // as the service does at its start
-}
-
-exec_bench::~exec_bench() {
-  forget_items();
-  std::error_code error;
-  fs::remove_all(folder_, error);
-}
-
-QueueItem& exec_bench::add_item(transcode_states state) {
-  auto* const item = new QueueItem;
-  item->fileops_job_id = ++jobs_;
-  item->fileops_job_dir = folder_ + "/" + std::to_string(jobs_);
-  fs::create_directory(item->fileops_job_dir);
-  item->sm.set_state(state);
-  transcode_queue.push_back(item);
-  return *item;
 }
 
 QueueItem& exec_bench::add_ready_item(ready_states state) {

@@ -1,15 +1,14 @@
-// Jobs and their steps in the test's own process: the clock stands still until the test moves it,
-// the kernel's answers can be the test's, and every write of a job's status is noted.
+// Steps of jobs in the test's own process: the kernel's answers can be the test's, and every write
+// of a job's status is noted.
 #pragma once
 
-#include "queue/queue_item.h"
 #include "tests/support/files.h"
+#include "tests/support/item_bench.h"
 #include "tests/support/private_root.h"
 
 #include <csignal>
-#include <cstdint>
+#include <cstddef>
 #include <functional>
-#include <gtest/gtest.h>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,13 +16,6 @@
 #include <sys/types.h>
 
 namespace qx_test {
-
-using strings = std::vector<std::string>;
-
-constexpr std::uint64_t start_of_clock = 1000000000;
-
-// What both clocks of the service answer.
-extern std::uint64_t clock_us;
 
 // Every status write since the test began, as "STATE: TEXT".
 extern strings status_writes;
@@ -35,6 +27,8 @@ struct kernel_answers {
   std::function<int(pid_t, int)> kill;
   std::function<int(int*, int)> pipe2;
   std::function<int(const char*)> unlink;
+  std::function<int()> rand;
+  std::size_t cpus = 0;  // the machine's own where it is 0
 };
 extern kernel_answers kernel;
 
@@ -90,21 +84,13 @@ private:
   int file_ = -1;
 };
 
-class exec_bench : public ::testing::Test {
+class exec_bench : public item_bench {
 protected:
   exec_bench();
-  ~exec_bench() override;
 
-  // A new item at the end of the queue, in that state, with a job directory of its own.
-  QueueItem& add_item(transcode_states state = TRANSCODE_INIT);
   QueueItem& add_ready_item(ready_states state);
   // Complete as far as the scan looks: profile, listing, input, output.
   QueueItem& add_candidate();
-
-  std::string folder_;
-
-private:
-  int jobs_ = 0;
 };
 
 // The same on a machine of its own, for what looks at media and outputs. Sources, settings and the

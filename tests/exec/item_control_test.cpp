@@ -180,6 +180,14 @@ TEST_F(item_pause, running_transcode_is_told_to_suspend) {
   EXPECT_EQ(item.sm.state, TRANSCODE_TRANSCODING);
 }
 
+TEST_F(item_pause, transcode_without_a_child_signals_nobody) {
+  QueueItem& item = add_item(TRANSCODE_TRANSCODING);
+  EXPECT_TRUE(item.pause());
+  EXPECT_EQ(item.state_message, "Paused");
+  EXPECT_TRUE(item.paused);
+  EXPECT_TRUE(child_.signals.empty() && child_.stray_signals.empty());
+}
+
 TEST_F(item_pause, item_in_any_other_state_is_only_marked) {
   for (const auto state : all_states) {
     if (state == TRANSCODE_TRANSCODING || state == TRANSCODE_REMOTE) continue;

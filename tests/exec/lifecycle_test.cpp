@@ -1,9 +1,10 @@
 // Turns of work behind "ready": following the transcode, and the ends of the later phases.
 #include "exec/slots.h"
-#include "queue/queue_item.h"
+#include "platform/sliding_window_v4.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
 
+#include <cstring>
 #include <filesystem>
 #include <gmock/gmock.h>
 
@@ -114,10 +115,17 @@ TEST_F(lifecycle_transcoding, line_in_pieces_counts_when_it_is_complete) {
   EXPECT_EQ(item.progress, 5000);
 }
 
+// What lies in the buffer is of another child then.
 TEST_F(lifecycle_transcoding, nothing_is_read_before_the_first_output) {
   QueueItem& item = add_transcoding();
+  constexpr std::string_view line = "Encoding: frame=1/4\n";
+  memcpy(item.proc_stdout_buffer->write_pos, line.data(), line.size());
+  item.proc_stdout_buffer->write_pos += line.size();
   EXPECT_FALSE(item.idle());
   EXPECT_EQ(item.progress, unchanged);
+  item.proc_stdout_seen = true;
+  item.idle();
+  EXPECT_EQ(item.progress, 2500);
 }
 
 TEST_F(lifecycle_transcoding, last_line_counts_behind_the_end_of_the_output) {

@@ -127,11 +127,42 @@ TEST_F(readiness, fifo_is_rejected_and_not_opened) {
   });
 }
 
+// Each item has the fault in question and all that are looked for later.
 TEST_F(readiness, earlier_tests_speak_first) {
+  std::filesystem::create_symlink("clip.mpg", root_.path("/mnt/media/link.mpg"));
+  root_.write("/mnt/main/tv/fileops", "in the way");
+  const std::pair<const char*, const char*> faults[] = {
+      {"", "Rejected: No input file"},
+      {"/etc/none/.x.metadata/x", "Rejected: Forbidden input file"},
+      {"/mnt/none/.x.metadata/x", "Rejected: File is metadata"},
+      {"/mnt/none/link.mpg", "Rejected: unable to locate folder"},
+      {"/mnt/media/gone.mpg", "Rejected: file not accessible, No such file or directory"},
+      {"/mnt/media/link.mpg", "Rejected: neither file nor folder"},
+      {source, "Rejected: output file name is invalid"}};
   inside([&] {
-    QueueItem& item = add_input("/etc/.clip.mpg.metadata/x");
-    item.output_file = "/elsewhere";
-    expect_rejected(item, "Rejected: Forbidden input file");
+    for (const auto& [path, text] : faults) {
+      QueueItem& item = *path != '\0' ? add_input(path) : add_item(TRANSCODE_READY);
+      item.output_file = "/elsewhere/out.mp4";
+      item.set_fileops_job_id(-1);
+      expect_rejected(item, text);
+    }
+    QueueItem& item = add_output("/mnt/main/tv/vod/out.mp4");
+    item.output_metadir.clear();
+    item.set_fileops_job_id(-1);
+    expect_rejected(item, no_metadir_text);
+  });
+}
+
+TEST_F(readiness, descriptors_of_the_source_are_closed) {
+  inside([&] {
+    for (const char* path : {source, "/etc/passwd", "/mnt/media/gone.mpg"}) {
+      QueueItem& item = add_input(path);
+      item.input_dir_fd = open("/mnt/media", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+      item.input_fd = open(source, O_RDONLY | O_CLOEXEC);
+      item.validate_ready();
+      EXPECT_EQ(item.input_dir_fd, -1) << path;
+      EXPECT_EQ(item.input_fd, -1) << path;
+    }
   });
 }
 

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 #include <map>
+#include <stdexcept>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -126,8 +127,13 @@ TEST_F(metadata_check, needs_a_ready_item_at_rest) {
   EXPECT_FALSE(item.ready_start_check_meta());
   EXPECT_FALSE(item.proc_spawn_metadata_identify());
   item.proc_pid = -1;
+  ASSERT_TRUE(item.open_proc_stdout());
+  EXPECT_FALSE(item.ready_start_check_meta());
+  EXPECT_FALSE(item.proc_spawn_metadata_identify());
+  item.close_proc_stdout();
   item.sm.set_state(TRANSCODE_TRANSCODING);
   EXPECT_FALSE(item.ready_start_check_meta());
+  EXPECT_EQ(child_.started, 0);
 }
 
 TEST_F(metadata_check, identification_runs_without_pipes) {
@@ -179,11 +185,28 @@ TEST_F(profile_listing, is_not_repeated) {
   EXPECT_EQ(child_.started, 0);
 }
 
+TEST_F(profile_listing, that_is_there_behind_the_last_step_is_a_bug) {
+  QueueItem& item = add("", READY_READY_TO_TRANSCODE);
+  item.quoted_profile = {"720"};
+  try {
+    item.ready_start_query_profiles();
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "Invalid state machine index");
+  }
+}
+
 TEST_F(profile_listing, needs_a_ready_item_at_rest) {
   QueueItem& item = add("", READY_QUERY_PROFILES);
   fake_child::run_for(item);
   EXPECT_FALSE(item.ready_start_query_profiles());
   item.proc_pid = -1;
+  ASSERT_TRUE(item.open_proc_stdout());
+  EXPECT_FALSE(item.ready_start_query_profiles());
+  item.close_proc_stdout();
+  DIE = 1;
+  EXPECT_FALSE(item.ready_start_query_profiles());
+  DIE = 0;
   item.sm.set_state(TRANSCODE_CANCELLED);
   EXPECT_FALSE(item.ready_start_query_profiles());
   EXPECT_EQ(child_.started, 0);

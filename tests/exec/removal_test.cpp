@@ -41,10 +41,12 @@ TEST_F(removal, metadata_are_removed_by_rm) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add(CLEANUP_UNLINK_FILE);
+    item.proc_drain_stdout_before_reap = true;
     item.idle();
     EXPECT_THAT(item.proc_argv,
                 ElementsAre("/bin/rm", "-Rfv", "--", "/mnt/media/.clip.mpg.metadata"));
     EXPECT_EQ(item.proc_stdout_read_fd, -1);
+    EXPECT_FALSE(item.proc_drain_stdout_before_reap);
     EXPECT_EQ(item.proc_sm.cleanup.state, CLEANUP_UNLINK_FILE);
     EXPECT_EQ(status_writes.back(), "cleanup: Removing source file metadata as instructed...");
     EXPECT_EQ(child.started, 1);

@@ -106,17 +106,27 @@ TEST_F(scheduler, cleared_item_goes_when_nothing_of_its_child_is_left) {
 
 TEST_F(scheduler, cleared_item_with_output_stays) {
   QueueItem& item = add_item(TRANSCODE_CLEARED);
+  for (auto* const end : {&item.proc_stdout_read_fd, &item.proc_stdout_write_fd}) {
+    *end = 900;
+    scan();
+    EXPECT_EQ(transcode_queue.size(), 1U);
+    *end = -1;
+  }
   ASSERT_TRUE(QueueItem::_std_init_buffer(item.proc_stdout_buffer, proc_buffer_size));
   scan();
   EXPECT_EQ(transcode_queue.size(), 1U);
 }
 
-TEST_F(scheduler, finished_and_cancelled_items_stay) {
-  for (const auto state : {TRANSCODE_CANCELLED, TRANSCODE_DONE})
+TEST_F(scheduler, items_in_every_other_state_stay) {
+  DIE = 1;  // nobody does anything of his own
+  for (const auto state :
+       {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_READY, TRANSCODE_REMOTE,
+        TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL, TRANSCODE_CLEANUP, TRANSCODE_DONE})
     add_item(state);
   clock_us += 1000 * second_us;
   scan();
-  EXPECT_EQ(transcode_queue.size(), 2U);
+  EXPECT_EQ(transcode_queue.size(), 8U);
+  EXPECT_EQ(transcode_queue_mod_count, 0U);
 }
 
 TEST_F(scheduler, first_ready_item_alone_is_chosen) {
@@ -241,6 +251,15 @@ TEST_F(scheduler, waiting_transcode_that_is_paused_again_is_passed_over) {
   scan();
   EXPECT_TRUE(item.waiting);
   EXPECT_EQ(item_active_transcode_in_action, nullptr);
+}
+
+TEST_F(scheduler, waiting_transcode_whose_child_has_ended_is_resumed_without_a_signal) {
+  QueueItem& item = add_transcoding(true);
+  item.proc_pid = -1;
+  scan();
+  EXPECT_FALSE(item.waiting);
+  EXPECT_EQ(item.state_message, "Transcoding file...");
+  EXPECT_TRUE(child_.signals.empty() && child_.stray_signals.empty());
 }
 
 // Its own turn would cancel it with another text.

@@ -140,6 +140,17 @@ TEST_F(termination, other_thumbnail_steps_judge_nothing) {
   }
 }
 
+TEST_F(termination, by_products_and_removals_are_told_apart_by_where_the_item_is) {
+  QueueItem& thumbnail = run(THUMBNAIL_GEN);
+  thumbnail.sm.thumbnail.set_state(THUMBNAIL_METADATA_GEN);
+  end(thumbnail, exited(1));
+  EXPECT_THAT(status_writes, ElementsAre("thumbnail: Unable to gen vod meta. Done"));
+  QueueItem& cleanup = run(CLEANUP_UNLINK_FILE);
+  cleanup.sm.cleanup.set_state(CLEANUP_UNLINK_META);
+  end(cleanup, exited(1));
+  EXPECT_THAT(status_writes, ElementsAre("cancelling: Unable to remove file"));
+}
+
 TEST_F(termination, late_thumbnail_changes_nothing) {
   QueueItem& item = run(THUMBNAIL_GEN);
   item.sm.set_state(TRANSCODE_CANCELLING);
