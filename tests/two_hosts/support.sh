@@ -109,15 +109,16 @@ start_ftp() { # [OPTION...]
     ftp://10.99.0.2/
 }
 
-# Bytes per second, for what has to last. Small socket buffers, so that what has left one host has
-# about arrived on the other; as they are, megabytes are on their way.
+# Bytes per second, for what has to last; in small pieces, since every session begins with a whole
+# one. Small socket buffers, so that what has left one host has about arrived on the other; as they
+# are, megabytes are on their way.
 limit_ftp() {
   # shellcheck disable=SC2016  # expanded on either host
   few='for way in rmem wmem; do echo "4096 16384 32768" >/proc/sys/net/ipv4/tcp_$way; done'
   sh -c "$few"
   far sh -c "$few"
   stop_ftp
-  start_ftp "-olocal_max_rate=$1"
+  start_ftp "-olocal_max_rate=$1" -otrans_chunk_size=8192
 }
 
 cut_cable() {
