@@ -1,5 +1,10 @@
 # doctor, check and report: what the client finds out without the service.
 target_sources(qx_ctl PRIVATE
+  check/admission.cpp
+  check/profile_choice.cpp
+  check/prospect.cpp
+  check/prospect_output.cpp
+  cmd_check.cpp
   cmd_doctor.cpp
   doctor/configuration.cpp
   doctor/configuration_findings.cpp
@@ -16,4 +21,4 @@ target_sources(qx_ctl PRIVATE
   private_folder.cpp
   secret_mask.cpp
   text_file.cpp)
-target_link_libraries(qx_ctl PUBLIC qx_settings)
+target_link_libraries(qx_ctl PUBLIC qx_settings qx_startitem qx_transcode)

@@ -21,6 +21,7 @@ constexpr subcommand subcommands[] = {
     {"cancel", "Stop jobs; they stay in the queue", define_item_command},
     {"restart", "Begin cancelled jobs anew", define_item_command},
     {"remove", "Take items out of the queue", define_item_command},
+    {"check", "Tell what would become of a file, without adding it", define_check},
     {"doctor", "Look for what keeps the service from its work", define_doctor},
     {"test", "Ask the service whether it is there", define_test},
 };

@@ -34,6 +34,9 @@ std::shared_ptr<bool> add_json_flag(CLI::App& parser);
 // cmd_add.cpp
 subcommand_action define_add(CLI::App& parser);
 
+// cmd_check.cpp
+subcommand_action define_check(CLI::App& parser);
+
 // cmd_control.cpp: define_item_command is for each command that takes items and nothing else; its
 // word is the parser's name.
 subcommand_action define_test(CLI::App& parser);

@@ -1,0 +1,53 @@
+// What would become of a file if it were added now.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <json11.hpp>
+
+#include "tools/qx_vod_ctl/check/admission.h"
+#include "tools/qx_vod_ctl/check/profile_choice.h"
+#include "tools/qx_vod_ctl/doctor/machine.h"
+
+using command_line_list = std::vector<std::vector<std::string>>;
+
+// The most that an output can take, by the bit rates that the transcoder never exceeds.
+struct size_limit {
+  std::uint64_t bytes = 0;
+  std::string basis;  // what it was reckoned from
+};
+
+struct prospect {
+  std::string path;
+  refusal refused;                                            // empty where it would be transcoded
+  std::vector<std::pair<std::string, std::string>> identity;  // names as in metadata
+  bool identity_stored = false;                               // taken from the file's metadata
+  std::vector<std::string> profiles;
+  profile_choice choice;
+  std::string server;  // where it would be transcoded; empty for here
+  std::optional<size_limit> size;
+  std::optional<disk_room> room;
+  command_line_list commands;  // in the order in which they would run
+  std::string note;            // what keeps this from being the whole truth; mostly empty
+
+  bool accepted() const { return refused.text.empty(); }
+};
+
+// Looks at the file and asks the transcoder for its profiles, two minutes at most each. Writes
+// nothing. `profile` is the one that would be given when adding, or empty.
+prospect look_ahead(const std::string& path, const std::string& profile);
+
+// Nothing where length or height is not known.
+std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,
+                                        double frame_rate);
+
+// Lines of a name and what there is to be told under it.
+std::string prospect_text(const prospect& found);
+json11::Json prospect_json(const prospect& found);
+
+// `arguments` as a shell takes them.
+std::string shell_text(const std::vector<std::string>& arguments);

@@ -1,0 +1,52 @@
+// check: what would become of a file, without adding it.
+#include "tools/common/command_line.h"
+#include "tools/common/tool_signals.h"
+#include "tools/qx_vod_ctl/check/prospect.h"
+#include "tools/qx_vod_ctl/media_path.h"
+#include "tools/qx_vod_ctl/report.h"
+#include "tools/qx_vod_ctl/subcommand.h"
+
+#include <cstdio>
+
+namespace {
+
+struct check_options {
+  std::string file;
+  std::string profile;
+  bool json = false;
+};
+
+int status_of(const prospect& found) {
+  if (found.accepted()) return exit_success;
+  if (found.refused.unknown) return exit_failure;
+  return found.refused.missing ? exit_no_such_item : exit_refused;
+}
+
+int run_check(const check_options& options) {
+  const std::string path = absolute_path(options.file, working_folder());
+  if (path.empty()) {
+    report(options.file,
+           options.file.empty() ? "an empty file name" : "there is no working folder");
+    return exit_usage;
+  }
+  catch_tool_signals();
+  const prospect found = look_ahead(path, options.profile);
+  if (options.json) {
+    print_line(prospect_json(found).dump());
+  } else {
+    std::fputs(prospect_text(found).c_str(), stdout);
+  }
+  return status_of(found);
+}
+
+}  // namespace
+
+subcommand_action define_check(CLI::App& parser) {
+  const auto options = std::make_shared<check_options>();
+  parser.add_option("FILE", options->file, "The media file to look at")->required();
+  parser.add_option("--profile", options->profile, "The profile that would be given when adding");
+  parser.add_flag("--json", options->json, "Print one object; its keys are in docs/doctor.md");
+  parser.footer("Exit status: 0 it would be transcoded, 4 no such file, 5 it would be refused,\n"
+                "1 that cannot be told.");
+  return [options](vod_service&) { return end_of_tool(run_check(*options)); };
+}
