@@ -1,0 +1,40 @@
+# What `cmake --install` puts where. The service looks for its tools in /usr/bin and the sample web
+# server configuration for the gateway in /usr/lib/qx_vod_service, whatever the prefix; so the prefix
+# is /usr unless another is given, which is for those who pack the files up themselves.
+if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
+  set(CMAKE_INSTALL_PREFIX /usr CACHE PATH "Where to install" FORCE)
+endif()
+include(GNUInstallDirs)
+set(QX_UNIT_DIR lib/systemd/system CACHE PATH "Where the systemd unit goes")
+set(QX_PRIVATE_DIR lib/qx_vod_service)
+set(QX_SHARED_DIR ${CMAKE_INSTALL_DATADIR}/qx_vod_service)
+set(QX_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/qx-vod-service)
+set(QX_PACKAGING ${PROJECT_SOURCE_DIR}/packaging)
+
+install(TARGETS qx_vod_service qx_vod_ctl qxmi_vod_transcode qxmi_startitem qxmi_grab
+                qxmi_remote_transcode
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS vod_cgi RUNTIME DESTINATION ${QX_PRIVATE_DIR})
+install(PROGRAMS ${QX_PACKAGING}/systemd/open-socket DESTINATION ${QX_PRIVATE_DIR})
+install(FILES ${QX_PACKAGING}/systemd/qx-vod.service DESTINATION ${QX_UNIT_DIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/web DESTINATION ${QX_SHARED_DIR}
+        OPTIONAL PATTERN README.md EXCLUDE)
+
+foreach(section 1 5 8)
+  file(GLOB pages CONFIGURE_DEPENDS ${QX_PACKAGING}/man/*.${section})
+  install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
+
+install(FILES ${QX_PACKAGING}/completion/qx_vod_ctl.bash
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME qx_vod_ctl OPTIONAL)
+install(FILES ${QX_PACKAGING}/completion/_qx_vod_ctl
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions OPTIONAL)
+
+file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.svg)
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${documents}
+        DESTINATION ${QX_DOC_DIR})
+install(FILES ${QX_PACKAGING}/examples/vod.conf
+              ${QX_PACKAGING}/lighttpd/50-qx-vod.conf
+              ${QX_PACKAGING}/vsftpd/qx-vod-ftp.pam
+              ${QX_PACKAGING}/vsftpd/vsftpd.conf
+        DESTINATION ${QX_DOC_DIR}/examples)
