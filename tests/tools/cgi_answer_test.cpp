@@ -12,7 +12,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-comm_socket_v4_packet reply(char const* status, std::uint64_t code, std::string const& data = "") {
+comm_socket_v4_packet reply(const char* status, std::uint64_t code, const std::string& data = "") {
   comm_socket_v4_packet packet;
   packet.words = {"list", status};
   packet.result_code = code;
@@ -23,19 +23,19 @@ comm_socket_v4_packet reply(char const* status, std::uint64_t code, std::string 
 TEST(cgi_answer, of_success_is_json_behind_its_pairs) {
   comm_socket_v4_packet packet = reply("OK", 0, "{\"state\": \"Ready\"}");
   packet.nv_pairs = {{"entry id", "abc"}};
-  std::string const text = cgi_text(answer_of_reply(packet));
+  const std::string text = cgi_text(answer_of_reply(packet));
   EXPECT_THAT(text, StartsWith("Status: 200 OK\r\nContent-Type: application/json\r\n"));
   EXPECT_THAT(text, HasSubstr("\r\n\r\nentry id:abc\n\n{\"state\": \"Ready\"}"));
 }
 
 TEST(cgi_answer, of_an_item_not_found_is_404) {
-  std::string const text = cgi_text(answer_of_reply(reply("NOT FOUND", 1000)));
+  const std::string text = cgi_text(answer_of_reply(reply("NOT FOUND", 1000)));
   EXPECT_THAT(text, StartsWith("Status: 404 Not Found\r\nContent-Type: text/plain\r\n"));
   EXPECT_THAT(text, HasSubstr("\r\n\r\nX-comm-error:NOT FOUND\n\n"));
 }
 
 TEST(cgi_answer, of_any_other_refusal_is_400_with_the_items_text) {
-  std::string const text = cgi_text(answer_of_reply(
+  const std::string text = cgi_text(answer_of_reply(
       reply("ONE OR MORE PARAMETERS CANNOT BE MODIFIED", 1000, "{\"state\": \"Rejected: x\"}")));
   EXPECT_THAT(text, StartsWith("Status: 400 Bad Request\r\nContent-Type: text/plain\r\n"));
   EXPECT_THAT(text,
@@ -43,9 +43,9 @@ TEST(cgi_answer, of_any_other_refusal_is_400_with_the_items_text) {
 }
 
 TEST(cgi_answer, hands_on_no_command_line) {
-  auto const item = answer_of_reply(reply("OK", 0, R"({"a": 1, "process argv": ["--user=x:y"]})"));
+  const auto item = answer_of_reply(reply("OK", 0, R"({"a": 1, "process argv": ["--user=x:y"]})"));
   EXPECT_EQ(item.body, "{\"a\": 1}");
-  auto const page = answer_of_reply(
+  const auto page = answer_of_reply(
       reply("OK", 0, R"({"list": [{"process argv": ["secret"], "b": 2}], "total": 1})"));
   EXPECT_EQ(page.body, "{\"list\": [{\"b\": 2}], \"total\": 1}");
 }

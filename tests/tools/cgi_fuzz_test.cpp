@@ -11,7 +11,7 @@
 namespace {
 
 // Pieces that such texts are made of, so that what comes out is nearly right.
-constexpr char const* pieces[] = {"c=",
+constexpr const char* pieces[] = {"c=",
                                   "vodsrv",
                                   "&",
                                   "vc=",
@@ -51,7 +51,7 @@ private:
   std::mt19937 random_{20260101};
 };
 
-bool is_plain(std::string const& text) {
+bool is_plain(const std::string& text) {
   return std::none_of(text.begin(), text.end(),
                       [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
 }
@@ -59,8 +59,8 @@ bool is_plain(std::string const& text) {
 TEST(cgi_fuzz, queries_give_known_commands_or_none) {
   made_up_text texts;
   for (int i = 0; i < 100000; ++i) {
-    std::string const query = texts.next();
-    std::string const command = command_of_query(query);
+    const std::string query = texts.next();
+    const std::string command = command_of_query(query);
     ASSERT_TRUE(command.empty() || command == "list" || command == "add") << query;
   }
 }
@@ -68,13 +68,13 @@ TEST(cgi_fuzz, queries_give_known_commands_or_none) {
 TEST(cgi_fuzz, bodies_give_plain_pairs_and_paths_of_uploads_only) {
   made_up_text texts;
   for (int i = 0; i < 100000; ++i) {
-    std::string const body = texts.next();
+    const std::string body = texts.next();
     comm_socket_v4_packet packet;
     std::string error;
     if (!fill_request("add", body, packet, error)) {
       continue;
     }
-    for (auto const& [name, value] : packet.nv_pairs) {
+    for (const auto& [name, value] : packet.nv_pairs) {
       ASSERT_TRUE(!name.empty() && is_plain(name) && is_plain(value)) << body;
       ASSERT_NE(name, "*name") << body;
     }
@@ -86,8 +86,8 @@ TEST(cgi_fuzz, no_value_adds_a_line_to_the_answer) {
   for (int i = 0; i < 100000; ++i) {
     cgi_answer answer;
     answer.pairs = {{texts.next(), texts.next()}};
-    std::string const text = cgi_text(answer);
-    std::string const block = text.substr(text.find("\r\n\r\n") + 4);
+    const std::string text = cgi_text(answer);
+    const std::string block = text.substr(text.find("\r\n\r\n") + 4);
     ASSERT_EQ(std::count(block.begin(), block.end(), '\n'), 2) << block;
     ASSERT_EQ(block.find('\r'), std::string::npos) << block;
   }

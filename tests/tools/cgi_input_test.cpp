@@ -20,10 +20,10 @@ protected:
     read_end.reset(ends[0]);
     write_end.reset(ends[1]);
   }
-  body_result read(std::string const& length, std::uint64_t wait_us = 60000000) {
+  body_result read(const std::string& length, std::uint64_t wait_us = 60000000) {
     return read_body(read_end.get(), length, monotonic_clock_us() + wait_us, body);
   }
-  void send(std::string const& bytes) {
+  void send(const std::string& bytes) {
     ASSERT_EQ(write(write_end.get(), bytes.data(), bytes.size()),
               static_cast<ssize_t>(bytes.size()));
   }
@@ -63,11 +63,11 @@ TEST_F(cgi_body_pipe, over_the_limit_is_refused_by_its_length_alone) {
 
 TEST_F(cgi_body_pipe, over_the_limit_without_a_length_is_refused) {
   send(std::string(40000, 'x'));
-  unique_fd const other(dup(write_end.get()));
-  pid_t const child = fork();
+  const unique_fd other(dup(write_end.get()));
+  const pid_t child = fork();
   if (child == 0) {
-    std::string const more(30000, 'x');
-    ssize_t const put = write(other.get(), more.data(), more.size());
+    const std::string more(30000, 'x');
+    const ssize_t put = write(other.get(), more.data(), more.size());
     _exit(put > 0 ? 0 : 1);
   }
   EXPECT_EQ(read(""), body_result::too_large);

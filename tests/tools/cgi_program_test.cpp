@@ -16,8 +16,8 @@ protected:
   cgi_program() { machine.root.write_source("/mnt/main/tv/upload/" + upload, "video/mp2t"); }
 
   // A request to the gateway; what a shell would do with the body is kept out of it.
-  std::string post(std::string const& command, std::string const& body,
-                   std::string const& method = "POST") {
+  std::string post(const std::string& command, const std::string& body,
+                   const std::string& method = "POST") {
     machine.root.write("/run/body", body);
     return machine.root
         .run({"/bin/sh", "-c",
@@ -27,17 +27,17 @@ protected:
         .out;
   }
 
-  std::string const upload = "0f8b1c2d-0000-4abc-8def-0123456789ab";
+  const std::string upload = "0f8b1c2d-0000-4abc-8def-0123456789ab";
   test_machine machine;
 };
 
 TEST_F(cgi_program, adds_an_upload_and_tells_its_id) {
   machine.start();
-  std::string const text = post("add", "*name:" + upload +
+  const std::string text = post("add", "*name:" + upload +
                                            "\ndelete on finish:1\ntranscode profile:720\n"
                                            "transcode state:ready\n\n");
   EXPECT_THAT(text, StartsWith("Status: 200 OK\r\n"));
-  auto const item = machine.client.list()["list"][0];
+  const auto item = machine.client.list()["list"][0];
   EXPECT_EQ(item["input file"].string_value(), "/mnt/main/tv/upload/" + upload);
   EXPECT_TRUE(item["delete on finish"].bool_value());
   EXPECT_THAT(text, HasSubstr("\r\n\r\nentry id:" + item["entry id"].string_value() + "\n\n{"));
@@ -48,14 +48,14 @@ TEST_F(cgi_program, adds_an_upload_once_however_often_it_is_asked) {
   for (int i = 0; i < 20; ++i) {
     machine.client.add({});
   }
-  std::string const request = "*name:" + upload + "\n";
+  const std::string request = "*name:" + upload + "\n";
   EXPECT_EQ(post("add", request), post("add", request));
   EXPECT_EQ(machine.client.list()["total"].int_value(), 21);
 }
 
 TEST_F(cgi_program, answers_404_for_an_item_that_is_not_there) {
   machine.start();
-  std::string const text = post("list", "entry id:nobody\n\n");
+  const std::string text = post("list", "entry id:nobody\n\n");
   EXPECT_THAT(text, StartsWith("Status: 404 Not Found\r\n"));
   EXPECT_THAT(text, HasSubstr("\r\n\r\nX-comm-error:NOT FOUND\n\n"));
 }
@@ -88,7 +88,7 @@ TEST_F(cgi_program, refuses_a_body_over_64_kib) {
 }
 
 TEST_F(cgi_program, tells_a_person_what_it_is) {
-  auto const help = machine.root.run({QX_VOD_CGI, "--help"});
+  const auto help = machine.root.run({QX_VOD_CGI, "--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_THAT(help.out, HasSubstr("CGI"));
   EXPECT_EQ(machine.root.run({QX_VOD_CGI}).status, 2);

@@ -11,7 +11,7 @@ using testing::Pair;
 
 constexpr char uuid[] = "0f8b1c2d-0000-4abc-8def-0123456789ab";
 
-class cgi_command : public testing::TestWithParam<char const*> {};
+class cgi_command : public testing::TestWithParam<const char*> {};
 
 TEST_P(cgi_command, is_let_through) {
   EXPECT_EQ(command_of_query(std::string("c=vodsrv&vc=") + GetParam()), GetParam());
@@ -21,7 +21,7 @@ INSTANTIATE_TEST_SUITE_P(words, cgi_command,
                          testing::Values("add", "list", "ready", "modify", "cancel", "restart",
                                          "pause", "resume", "remove"));
 
-class cgi_bad_query : public testing::TestWithParam<char const*> {};
+class cgi_bad_query : public testing::TestWithParam<const char*> {};
 
 TEST_P(cgi_bad_query, is_refused) {
   EXPECT_EQ(command_of_query(GetParam()), "");
@@ -40,7 +40,7 @@ TEST(cgi_query, takes_its_fields_in_any_order) {
 
 class cgi_body : public testing::Test {
 protected:
-  bool fill(std::string const& body) { return fill_request("add", body, packet, error); }
+  bool fill(const std::string& body) { return fill_request("add", body, packet, error); }
 
   comm_socket_v4_packet packet;
   std::string error;

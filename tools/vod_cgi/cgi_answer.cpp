@@ -3,7 +3,7 @@
 
 namespace {
 
-char const* reason_phrase(int status) {
+const char* reason_phrase(int status) {
   switch (status) {
   case 200:
     return "OK";
@@ -30,7 +30,7 @@ char const* reason_phrase(int status) {
 
 std::string on_one_line(std::string text) {
   for (char& c : text) {
-    auto const byte = static_cast<unsigned char>(c);
+    const auto byte = static_cast<unsigned char>(c);
     c = byte < 0x20 || byte == 0x7f ? ' ' : c;
   }
   return text;
@@ -38,18 +38,18 @@ std::string on_one_line(std::string text) {
 
 }  // namespace
 
-cgi_answer refusal_answer(int status, std::string const& body) {
+cgi_answer refusal_answer(int status, const std::string& body) {
   cgi_answer answer;
   answer.status = status;
   answer.body = body;
   return answer;
 }
 
-std::string cgi_text(cgi_answer const& answer) {
+std::string cgi_text(const cgi_answer& answer) {
   std::string text = "Status: " + std::to_string(answer.status) + " " +
                      reason_phrase(answer.status) + "\r\nContent-Type: " + answer.content_type +
                      "\r\nCache-Control: no-store\r\nX-Content-Type-Options: nosniff\r\n\r\n";
-  for (auto const& [name, value] : answer.pairs) {
+  for (const auto& [name, value] : answer.pairs) {
     text += on_one_line(name) + ":" + on_one_line(value) + "\n";
   }
   return text + "\n" + answer.body;

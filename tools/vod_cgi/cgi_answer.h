@@ -20,8 +20,8 @@ struct cgi_answer {
 };
 
 // An answer that refuses, with a sentence for the reader of the text.
-cgi_answer refusal_answer(int status, std::string const& body);
+cgi_answer refusal_answer(int status, const std::string& body);
 
 // The answer as a web server takes it from a CGI program. Line ends and other control characters in
 // names and values become blanks: no value can add a line.
-std::string cgi_text(cgi_answer const& answer);
+std::string cgi_text(const cgi_answer& answer);

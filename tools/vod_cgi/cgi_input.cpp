@@ -12,13 +12,13 @@
 
 namespace {
 
-std::string variable(char const* name) {
-  char const* const value = getenv(name);
+std::string variable(const char* name) {
+  const char* const value = getenv(name);
   return value == nullptr ? "" : value;
 }
 
 // True for decimal digits alone; the number is cut at one above the limit.
-bool parse_length(std::string const& text, std::size_t& length) {
+bool parse_length(const std::string& text, std::size_t& length) {
   if (text.find_first_not_of("0123456789") != std::string::npos) {
     return false;
   }
@@ -27,7 +27,7 @@ bool parse_length(std::string const& text, std::size_t& length) {
 }
 
 bool wait_readable(int fd, std::uint64_t deadline_us) {
-  std::uint64_t const now = monotonic_clock_us();
+  const std::uint64_t now = monotonic_clock_us();
   if (now >= deadline_us) {
     return false;
   }
@@ -41,13 +41,13 @@ cgi_input cgi_input::from_environment() {
   return {variable("REQUEST_METHOD"), variable("QUERY_STRING"), variable("CONTENT_LENGTH")};
 }
 
-body_result read_body(int fd, std::string const& content_length, std::uint64_t deadline_us,
+body_result read_body(int fd, const std::string& content_length, std::uint64_t deadline_us,
                       std::string& body) {
   std::size_t wanted = cgi_body_limit + 1;
   if (!parse_length(content_length, wanted)) {
     return body_result::bad_length;
   }
-  bool const has_length = !content_length.empty();
+  const bool has_length = !content_length.empty();
   if (!has_length) {
     wanted = cgi_body_limit + 1;
   } else if (wanted > cgi_body_limit) {
@@ -58,7 +58,7 @@ body_result read_body(int fd, std::string const& content_length, std::uint64_t d
     if (!wait_readable(fd, deadline_us)) {
       return body_result::timeout;
     }
-    ssize_t const got = read(fd, block, std::min(sizeof(block), wanted - body.size()));
+    const ssize_t got = read(fd, block, std::min(sizeof(block), wanted - body.size()));
     if (got == 0) {
       return has_length ? body_result::incomplete : body_result::ok;
     }

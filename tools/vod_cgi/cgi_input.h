@@ -21,5 +21,5 @@ enum class body_result { ok, too_large, bad_length, incomplete, timeout };
 
 // Reads the body from `fd`: as many bytes as the content length says, or up to the end of input
 // where none is given. Waits until the monotonic deadline at most.
-body_result read_body(int fd, std::string const& content_length, std::uint64_t deadline_us,
+body_result read_body(int fd, const std::string& content_length, std::uint64_t deadline_us,
                       std::string& body);

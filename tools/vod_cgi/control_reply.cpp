@@ -10,19 +10,19 @@ namespace {
 // A page of the queue is far below this.
 constexpr std::size_t data_limit = 8U << 20U;
 
-json11::Json without_command_line(json11::Json const& item) {
+json11::Json without_command_line(const json11::Json& item) {
   json11::Json::object keys = item.object_items();
   keys.erase("process argv");
   return keys;
 }
 
 // Items stand alone, or as the "list" of a page.
-json11::Json without_command_lines(json11::Json const& document) {
+json11::Json without_command_lines(const json11::Json& document) {
   json11::Json::object keys = without_command_line(document).object_items();
-  auto const list = keys.find("list");
+  const auto list = keys.find("list");
   if (list != keys.end()) {
     json11::Json::array items;
-    for (json11::Json const& item : list->second.array_items()) {
+    for (const json11::Json& item : list->second.array_items()) {
       items.push_back(without_command_line(item));
     }
     list->second = items;
@@ -30,8 +30,8 @@ json11::Json without_command_lines(json11::Json const& document) {
   return keys;
 }
 
-cgi_answer refused(comm_socket_v4_packet const& reply, json11::Json const& item) {
-  std::string const status = reply.words.size() > 1 ? reply.words[1] : "";
+cgi_answer refused(const comm_socket_v4_packet& reply, const json11::Json& item) {
+  const std::string status = reply.words.size() > 1 ? reply.words[1] : "";
   cgi_answer answer =
       refusal_answer(status == "NOT FOUND" ? 404 : 400, item["state"].string_value());
   answer.pairs = reply.nv_pairs;
@@ -41,12 +41,12 @@ cgi_answer refused(comm_socket_v4_packet const& reply, json11::Json const& item)
 
 }  // namespace
 
-cgi_answer answer_of_reply(comm_socket_v4_packet const& reply) {
+cgi_answer answer_of_reply(const comm_socket_v4_packet& reply) {
   if (reply.data.size() > data_limit) {
     return refusal_answer(502, "the service's reply is too large");
   }
   std::string error;
-  json11::Json const document = json11::Json::parse(reply.data, error);
+  const json11::Json document = json11::Json::parse(reply.data, error);
   if (reply.result_code != 0) {
     return refused(reply, document);
   }

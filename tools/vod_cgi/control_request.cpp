@@ -14,7 +14,7 @@ constexpr std::string_view allowed_commands[] = {"add",     "list",  "ready",  "
 constexpr std::string_view uploaded_name_key = "*name";
 
 bool is_control(char c) {
-  auto const byte = static_cast<unsigned char>(c);
+  const auto byte = static_cast<unsigned char>(c);
   return byte < 0x20 || byte == 0x7f;
 }
 
@@ -40,7 +40,7 @@ bool take_field(std::string_view field, std::string_view name, std::string_view&
 }
 
 bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string& error) {
-  std::size_t const colon = line.find(':');
+  const std::size_t colon = line.find(':');
   if (colon == 0 || colon == std::string_view::npos) {
     error = "a line is not name:value";
     return false;
@@ -49,8 +49,8 @@ bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string&
     error = "a line holds a control character";
     return false;
   }
-  std::string_view const name = line.substr(0, colon);
-  std::string_view const value = line.substr(colon + 1);
+  const std::string_view name = line.substr(0, colon);
+  const std::string_view value = line.substr(colon + 1);
   if (name != uploaded_name_key) {
     packet.nv_pairs.emplace_back(name, value);
     return true;
@@ -65,26 +65,26 @@ bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string&
 
 }  // namespace
 
-std::string command_of_query(std::string const& query) {
+std::string command_of_query(const std::string& query) {
   std::string_view gateway_word;
   std::string_view command;
   bool seen_gateway_word = false;
   bool seen_command = false;
   std::string_view rest = query;
   while (!rest.empty()) {
-    std::string_view const field = rest.substr(0, rest.find('&'));
+    const std::string_view field = rest.substr(0, rest.find('&'));
     rest.remove_prefix(std::min(field.size() + 1, rest.size()));
     if (!take_field(field, "c", gateway_word, seen_gateway_word)) {
       take_field(field, "vc", command, seen_command);
     }
   }
-  bool const allowed = gateway_word == "vodsrv" &&
+  const bool allowed = gateway_word == "vodsrv" &&
                        std::find(std::begin(allowed_commands), std::end(allowed_commands),
                                  command) != std::end(allowed_commands);
   return allowed ? std::string(command) : "";
 }
 
-bool fill_request(std::string const& command, std::string const& body,
+bool fill_request(const std::string& command, const std::string& body,
                   comm_socket_v4_packet& packet, std::string& error) {
   packet.flags = comm_socket_v4_flag_want_reply;
   packet.words = {command};
@@ -105,8 +105,8 @@ bool fill_request(std::string const& command, std::string const& body,
   return true;
 }
 
-std::string uploaded_file(comm_socket_v4_packet const& request) {
-  for (auto const& [name, value] : request.nv_pairs) {
+std::string uploaded_file(const comm_socket_v4_packet& request) {
+  for (const auto& [name, value] : request.nv_pairs) {
     if (name == "input file" && value.compare(0, strlen(upload_directory), upload_directory) == 0) {
       return value;
     }

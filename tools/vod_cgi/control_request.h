@@ -10,14 +10,14 @@ constexpr char upload_directory[] = "/mnt/main/tv/upload/";
 
 // The command that a query asks for: exactly "c=vodsrv" and "vc=COMMAND" with one of the commands
 // that may be given from afar. "" for any other query.
-std::string command_of_query(std::string const& query);
+std::string command_of_query(const std::string& query);
 
 // Fills the packet with the command and the pairs of the body: lines "name:value" up to an empty
 // line or the end. "*name:UUID" becomes the pair "input file" with the uploaded file's path. False,
 // with what is wrong in `error`, for a line without a colon, an empty name, a control character, or
 // a "*name" that is not the 36 characters of a UUID.
-bool fill_request(std::string const& command, std::string const& body,
+bool fill_request(const std::string& command, const std::string& body,
                   comm_socket_v4_packet& packet, std::string& error);
 
 // The path of the upload that a request names, "" when it names none.
-std::string uploaded_file(comm_socket_v4_packet const& request);
+std::string uploaded_file(const comm_socket_v4_packet& request);

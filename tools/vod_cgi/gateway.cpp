@@ -23,20 +23,20 @@ cgi_answer answer_of_bad_body(body_result result) {
   }
 }
 
-cgi_answer answer_of(comm_client_v4& client, comm_socket_v4_packet const& request,
+cgi_answer answer_of(comm_client_v4& client, const comm_socket_v4_packet& request,
                      std::uint64_t deadline_us) {
   comm_socket_v4_packet reply;
-  comm_client_result const result = client.request(request, reply, deadline_us);
+  const comm_client_result result = client.request(request, reply, deadline_us);
   return result == comm_client_result::ok ? answer_of_reply(reply) : answer_of_failure(result);
 }
 
 // The answer to an add may be lost on its way back, and the other server then asks again. An upload
 // that has its job is answered with that one: a second job would find its source removed by the
 // first. The names of uploads are random, so no other job can be meant.
-cgi_answer answer_add(comm_client_v4& client, comm_socket_v4_packet const& request,
-                      std::string const& upload, std::uint64_t deadline_us) {
+cgi_answer answer_add(comm_client_v4& client, const comm_socket_v4_packet& request,
+                      const std::string& upload, std::uint64_t deadline_us) {
   std::string entry_id;
-  comm_client_result const result = find_job_of(client, upload, deadline_us, entry_id);
+  const comm_client_result result = find_job_of(client, upload, deadline_us, entry_id);
   if (result != comm_client_result::ok) {
     return answer_of_failure(result);
   }
@@ -56,17 +56,17 @@ cgi_answer answer_add(comm_client_v4& client, comm_socket_v4_packet const& reque
 
 }  // namespace
 
-cgi_answer answer_request(cgi_input const& input, int body_fd, std::string_view socket_path,
+cgi_answer answer_request(const cgi_input& input, int body_fd, std::string_view socket_path,
                           std::uint64_t deadline_us) {
   if (input.method != "POST") {
     return refusal_answer(405, "only POST is served");
   }
-  std::string const command = command_of_query(input.query);
+  const std::string command = command_of_query(input.query);
   if (command.empty()) {
     return refusal_answer(400, "the query names no command that may be given here");
   }
   std::string body;
-  body_result const got = read_body(body_fd, input.content_length, deadline_us, body);
+  const body_result got = read_body(body_fd, input.content_length, deadline_us, body);
   if (got != body_result::ok) {
     return answer_of_bad_body(got);
   }
@@ -76,7 +76,7 @@ cgi_answer answer_request(cgi_input const& input, int body_fd, std::string_view 
     return refusal_answer(400, error);
   }
   comm_client_v4 client(socket_path);
-  std::string const upload = uploaded_file(request);
+  const std::string upload = uploaded_file(request);
   return command == "add" && !upload.empty() ? answer_add(client, request, upload, deadline_us)
                                              : answer_of(client, request, deadline_us);
 }

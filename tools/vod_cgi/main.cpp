@@ -17,9 +17,9 @@ namespace {
 constexpr std::uint64_t time_limit_us = 10000000;
 constexpr int exit_usage = 2;
 
-bool write_all(int fd, std::string const& text) {
+bool write_all(int fd, const std::string& text) {
   for (std::size_t done = 0; done < text.size();) {
-    ssize_t const put = write(fd, text.data() + done, text.size() - done);
+    const ssize_t put = write(fd, text.data() + done, text.size() - done);
     if (put < 0 && errno != EINTR) {
       return false;
     }
@@ -52,7 +52,7 @@ int main(int argc, char** argv) {
   }
   // A client that takes no answer must not keep the program for ever either.
   alarm(static_cast<unsigned>(2 * time_limit_us / 1000000));
-  std::string const text =
+  const std::string text =
       cgi_text(answer_request(cgi_input::from_environment(), STDIN_FILENO, path_control_socket,
                               monotonic_clock_us() + time_limit_us));
   return write_all(STDOUT_FILENO, text) ? 0 : 1;
