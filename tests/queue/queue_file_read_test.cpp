@@ -182,6 +182,7 @@ TEST_F(queue_file_read, interrupted_transcode_that_cannot_become_ready_is_cancel
     const QueueItem& item = read_interrupted({});
     EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
     EXPECT_EQ(item.state_message, "Unable to resume transcode");
+    EXPECT_EQ(status_writes.back(), "cancelled: Unable to resume transcode");
     EXPECT_THAT(entry_ids(), ElementsAre("ready", "interrupted"));
   });
 }
@@ -204,6 +205,9 @@ TEST_F(queue_file_read, ready_item_is_told_ready_or_paused) {
     EXPECT_EQ(transcode_queue.front()->sm.ready.state, READY_READY_TO_TRANSCODE);
     EXPECT_EQ(transcode_queue.back()->state_message, user_resumes_text);
     EXPECT_THAT(entry_ids(), ElementsAre("a", "b"));
+    EXPECT_THAT(status_writes,
+                ElementsAre("ready: stored text", "ready: Ready", "ready: stored text",
+                            std::string("ready: ") + user_resumes_text));
   });
 }
 

@@ -146,6 +146,26 @@ TEST_F(end_of_service, closes_the_pipes_of_every_child_and_keeps_its_pid) {
   EXPECT_EQ(item.proc_pid, -1);
 }
 
+TEST_F(end_of_service, gives_an_item_its_turn_before_the_next_is_asked) {
+  QueueItem& item = add_item(TRANSCODE_READY);
+  const pid_t child = item.proc_pid = start_stubborn_child();
+  siginfo_t info{};
+  kill(child, SIGKILL);
+  waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+  transcode_queue.push_back(nullptr);
+  EXPECT_EQ(printed_by(shutdown_transcode_queue_processes),
+            "Queue item '" + item.entry_id + "' process terminated (status=0x9)\n" +
+                "WARNING: transcode queue has NULL pointer!\n");
+}
+
+TEST_F(end_of_service, completes_the_cancel_of_what_it_killed) {
+  QueueItem& item = add_item(TRANSCODE_CANCELLING);
+  const pid_t child = item.proc_pid = start_stubborn_child();
+  shutdown_transcode_queue_processes();
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
+  waitpid(child, nullptr, 0);
+}
+
 TEST_F(end_of_service, kills_after_ten_seconds_what_did_not_end) {
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   const pid_t child = item.proc_pid = start_stubborn_child();
