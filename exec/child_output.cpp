@@ -24,6 +24,7 @@ char* take_line(sliding_window_v4* const proc_stdout_buffer) {
     end[-1] = '\0';
   }
   proc_stdout_buffer->read_pos = end + 1;
+  assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   return reinterpret_cast<char*>(line);
 }
 
