@@ -1,52 +1,24 @@
-// The bench's folder, socket, clock and items.
+// The bench's socket and requests.
 #include "tests/control/control_bench.h"
 
 #include "control/control_server.h"
-#include "exec/slots.h"
 #include "platform/comm_socket_v4.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
 
 #include <csignal>
-#include <filesystem>
 
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-std::uint64_t monotonic_clock_us() {
-  return qx_test::clock_us;
-}
-
-std::uint64_t gettimeofday_us() {
-  return qx_test::clock_us;
-}
-
 namespace qx_test {
-
-std::uint64_t clock_us = start_of_clock;
 
 namespace {
 
-namespace fs = std::filesystem;
-
 // A reply needs one round to connect and one to read; more only for long requests.
 constexpr int rounds_for_a_reply = 100;
-
-std::string make_folder() {
-  char name[] = "/tmp/qx.XXXXXX";
-  EXPECT_NE(mkdtemp(name), nullptr);
-  return name;
-}
-
-void forget_items() {
-  for (QueueItem* item : transcode_queue) {
-    if (item != nullptr) item->proc_pid = -1;
-    delete item;
-  }
-  transcode_queue.clear();
-}
 
 }  // namespace
 
@@ -72,11 +44,7 @@ int idle_child::first_signal() {
   return WTERMSIG(status);
 }
 
-control_bench::control_bench() : folder_(make_folder()) {
-  clock_us = start_of_clock;
-  next_queue_scan = 0;
-  next_background_write_queue = 0;
-  transcode_queue_mod_count = 0;
+control_bench::control_bench() {
   const std::string path = folder_ + "/socket";
   server_socket = comm_socket_v4_create();
   EXPECT_EQ(comm_socket_v4_create_server(server_socket, path.c_str()), 0);
@@ -87,10 +55,6 @@ control_bench::control_bench() : folder_(make_folder()) {
 control_bench::~control_bench() {
   delete connection_;
   server_socket = comm_socket_v4_destroy(server_socket);
-  forget_items();
-  item_active_transcode_in_action = nullptr;
-  std::error_code error;
-  fs::remove_all(folder_, error);
 }
 
 bool control_bench::reply_is_there() const {
@@ -126,16 +90,6 @@ void control_bench::send_and_serve(std::string_view bytes) {
     EXPECT_EQ(handle_server_socket(), 0);
 }
 
-QueueItem& control_bench::add_item(transcode_states state) {
-  auto* const item = new QueueItem;
-  item->fileops_job_id = ++jobs_;
-  item->fileops_job_dir = folder_ + "/" + std::to_string(jobs_);
-  fs::create_directory(item->fileops_job_dir);
-  item->sm.set_state(state);
-  transcode_queue.push_back(item);
-  return *item;
-}
-
 QueueItem& control_bench::add_remote_item(remote_transcode_states state) {
   QueueItem& item = add_item(TRANSCODE_REMOTE);
   item.sm.remote.set_state(state);
@@ -145,7 +99,7 @@ QueueItem& control_bench::add_remote_item(remote_transcode_states state) {
 void control_bench::add_items(int count, transcode_states state) {
   for (int i = 0; i < count; ++i) {
     QueueItem& item = add_item(state);
-    item.input_file = "/" + std::to_string(jobs_);
+    item.input_file = "/" + std::to_string(item.fileops_job_id);
   }
 }
 

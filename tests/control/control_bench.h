@@ -1,9 +1,9 @@
-// The control socket served in the test's own process, on a clock that stands still until the test
-// moves it. The scheduler does not run, so what a command did stays to be looked at.
+// The control socket served in the test's own process. The scheduler does not run, so what a
+// command did stays to be looked at.
 #pragma once
 
-#include "queue/queue_item.h"
 #include "tests/support/control_client.h"
+#include "tests/support/item_bench.h"
 
 #include <cstdint>
 #include <gtest/gtest.h>
@@ -15,13 +15,7 @@
 
 namespace qx_test {
 
-using strings = std::vector<std::string>;
-
-constexpr std::uint64_t start_of_clock = 1000000000;
 constexpr std::uint64_t write_delay_us = 10000000;
-
-// What both clocks of the service answer.
-extern std::uint64_t clock_us;
 
 // A process in a group of its own that does nothing until a signal ends it.
 class idle_child {
@@ -39,7 +33,7 @@ private:
   pid_t pid_ = -1;
 };
 
-class control_bench : public ::testing::Test {
+class control_bench : public item_bench {
 protected:
   control_bench();
   ~control_bench() override;
@@ -54,8 +48,6 @@ protected:
   // The next reply to what was sent so.
   reply_packet receive() const { return connection_->receive(); }
 
-  // A new item at the end of the queue, in that state, with a job directory of its own.
-  QueueItem& add_item(transcode_states state = TRANSCODE_INIT);
   QueueItem& add_remote_item(remote_transcode_states state);
   // Adds so many items of that state; the texts of their input files number them: "/1", "/2", ...
   void add_items(int count, transcode_states state);
@@ -70,12 +62,9 @@ protected:
   static bool write_is_armed();
   static bool nothing_is_armed();
 
-  std::string folder_;
-
 private:
   bool reply_is_there() const;
 
-  int jobs_ = 0;
   raw_connection* connection_ = nullptr;
 };
 
