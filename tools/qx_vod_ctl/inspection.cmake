@@ -1,11 +1,17 @@
 # doctor, check and report: what the client finds out without the service.
 target_sources(qx_ctl PRIVATE
+  bug_report/bug_report.cpp
+  bug_report/new_file.cpp
+  bug_report/report_parts.cpp
+  bug_report/stored_item.cpp
+  bug_report/versions.cpp
   check/admission.cpp
   check/profile_choice.cpp
   check/prospect.cpp
   check/prospect_output.cpp
   cmd_check.cpp
   cmd_doctor.cpp
+  cmd_report.cpp
   doctor/configuration.cpp
   doctor/configuration_findings.cpp
   doctor/doctor.cpp

@@ -11,22 +11,13 @@
 
 #include "platform/directories.h"
 #include "platform/unique_fd.h"
+#include "tools/qx_vod_ctl/text_file.h"
 
 namespace {
 
 bool fail(std::string& error) {
   error = std::strerror(errno);
   return false;
-}
-
-bool write_all(int fd, std::string_view content) {
-  while (!content.empty()) {
-    const ssize_t count = ::write(fd, content.data(), content.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
-    content.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
 }
 
 }  // namespace
@@ -51,5 +42,5 @@ bool private_folder::write(const std::string& name, std::string_view content,
   const std::string folder = file.substr(0, file.rfind('/'));
   if (mkdir_p(folder.c_str(), 0700, -1) != 0) return fail(error);
   const unique_fd fd(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  return (fd.valid() && write_all(fd.get(), content)) || fail(error);
+  return (fd.valid() && write_text(fd.get(), content)) || fail(error);
 }

@@ -50,5 +50,8 @@ subcommand_action define_doctor(CLI::App& parser);
 subcommand_action define_list(CLI::App& parser);
 subcommand_action define_show(CLI::App& parser);
 
+// cmd_report.cpp
+subcommand_action define_report(CLI::App& parser);
+
 // cmd_wait.cpp
 subcommand_action define_wait(CLI::App& parser);

@@ -1,4 +1,4 @@
-// Reads a whole file of limited size.
+// Reads and writes whole files.
 #include "tools/qx_vod_ctl/text_file.h"
 
 #include <cerrno>
@@ -46,4 +46,14 @@ text_file read_text_file(const std::string& path, std::size_t limit) {
     file.error = S_ISREG(file.status.st_mode) ? read_bytes(fd.get(), limit, file.text) : EINVAL;
   }
   return file;
+}
+
+bool write_text(int fd, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(fd, text.data(), text.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return false;
+    text.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
 }

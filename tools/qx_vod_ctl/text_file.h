@@ -1,10 +1,11 @@
-// Reads a whole file of limited size that somebody else may have put there.
+// Whole files: read with a limit, since somebody else may have put them there, and written.
 #pragma once
 
 #include <sys/stat.h>
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 struct text_file {
   std::string text;
@@ -20,3 +21,6 @@ struct text_file {
 // Reads the regular file `path`, following symbolic links. What is no regular file is not waited
 // for. With EFBIG `text` holds the first `limit` bytes.
 text_file read_text_file(const std::string& path, std::size_t limit);
+
+// Writes all of `text` to the descriptor. False with errno.
+bool write_text(int fd, std::string_view text);

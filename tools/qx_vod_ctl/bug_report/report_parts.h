@@ -1,0 +1,37 @@
+// The parts of a bug report on their way into its archive: each has its password taken out, and
+// what cannot be had is noted with its reason.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include <json11.hpp>
+
+#include "tools/qx_vod_ctl/private_folder.h"
+#include "tools/qx_vod_ctl/secret_mask.h"
+
+class report_parts {
+public:
+  // `name` is the folder that the archive unpacks to.
+  report_parts(std::string name, secret_mask secrets);
+
+  // Makes the place where the parts are collected, which is gone with this object. False with the
+  // cause in `error`.
+  bool create(std::string& error);
+
+  void add_text(const std::string& part, const std::string& text);
+  void add_json(const std::string& part, const json11::Json& json);
+  // A file of at most 1 MiB as it stands.
+  void add_file(const std::string& part, const std::string& path);
+  void add_missing(const std::string& part, const std::string& reason);
+
+  // Packs all parts, and the list of what is missing, into `archive`. Runs tar; false with the
+  // cause in `error`, also when the client was asked to stop.
+  bool pack(std::string& archive, std::string& error);
+
+private:
+  std::string name_;
+  secret_mask secrets_;
+  std::string missing_;
+  private_folder folder_;
+};

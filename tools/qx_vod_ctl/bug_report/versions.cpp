@@ -1,0 +1,69 @@
+// What runs on this machine.
+#include "tools/qx_vod_ctl/bug_report/versions.h"
+
+#include <sys/stat.h>
+#include <sys/utsname.h>
+
+#include "platform/paths.h"
+#include "tools/common/engine.h"
+#include "tools/common/process_runner.h"
+#include "tools/qx_vod_ctl/doctor/service_process.h"
+#include "tools/qx_vod_ctl/text_file.h"
+
+namespace {
+
+constexpr std::chrono::seconds time_limit{20};
+constexpr const char* package = "qx-vod-service";
+
+std::string first_line_of(const std::vector<std::string>& command) {
+  program_request request;
+  request.argv = command;
+  request.time_limit = time_limit;
+  const program_result result = run_program(request);
+  if (!result.success()) return "not told: " + result.cause();
+  return result.output.substr(0, result.output.find('\n'));
+}
+
+std::string distribution() {
+  const text_file release = read_text_file("/etc/os-release", 65536);
+  const std::string key = "PRETTY_NAME=";
+  const std::size_t at = ("\n" + release.text).find("\n" + key);
+  if (at == std::string::npos) return "not told: no name in /etc/os-release";
+  const std::size_t begin = at + key.size();
+  return release.text.substr(begin, release.text.find('\n', begin) - begin);
+}
+
+std::string kernel() {
+  utsname name = {};
+  if (uname(&name) != 0) return "not told";
+  return std::string(name.sysname) + " " + name.release + " " + name.version + " " + name.machine;
+}
+
+// The service has no version of its own to tell: its file and its package have to do.
+json11::Json service() {
+  service_process process;
+  if (!find_service_process(path_control_socket, process)) return "not told: it does not run";
+  json11::Json::object object = {{"pid", static_cast<int>(process.pid)},
+                                 {"executable", process.executable},
+                                 {"replaced since", process.replaced},
+                                 {"started", static_cast<double>(process.started)}};
+  struct stat status = {};
+  const std::string file = "/proc/" + std::to_string(process.pid) + "/exe";
+  if (stat(file.c_str(), &status) == 0) {
+    object["size"] = static_cast<double>(status.st_size);
+    object["modified"] = static_cast<double>(status.st_mtim.tv_sec);
+  }
+  return object;
+}
+
+}  // namespace
+
+json11::Json versions_of_machine() {
+  return json11::Json::object{
+      {"client", QX_VERSION},
+      {"service", service()},
+      {"package", first_line_of({"/usr/bin/dpkg-query", "--show", package})},
+      {"ffmpeg", first_line_of({ffmpeg_path, "-version"})},
+      {"kernel", kernel()},
+      {"distribution", distribution()}};
+}
