@@ -181,6 +181,14 @@ TEST_F(selection, takes_the_entry_id_before_the_job) {
             second.entry_id);
 }
 
+TEST_F(selection, finds_nothing_by_what_stands_for_no_id) {
+  QueueItem& item = add_item();
+  item.entry_id.clear();
+  item.fileops_job_id = -1;
+  EXPECT_EQ(transcode_queue_find_entry_id(""), nullptr);
+  EXPECT_EQ(transcode_queue_find_fileops_job_id_iterator(-1), transcode_queue.end());
+}
+
 TEST_F(selection, takes_the_first_of_two_alike_and_passes_null_entries_over) {
   transcode_queue.push_back(nullptr);
   QueueItem& first = add_item();

@@ -32,6 +32,7 @@ void note_call(const std::string& call) {
 // The linker leads the program's calls of these here (--wrap).
 extern "C" {
 int __real_close(int fd);
+int __real_rename(const char* from, const char* to);
 ssize_t __real_write(int fd, const void* bytes, std::size_t size);
 void __real_uuid_generate_random(unsigned char* bytes);
 sliding_window_v4*
@@ -56,6 +57,10 @@ int __wrap_close(int fd) {
 ssize_t __wrap_write(int fd, const void* bytes, std::size_t size) {
   note_call("write " + std::to_string(size));
   return __real_write(fd, bytes, size);
+}
+int __wrap_rename(const char* from, const char* to) {
+  note_call((qx_test::exists(to) ? "replace " : "rename ") + std::string(to));
+  return __real_rename(from, to);
 }
 void __wrap_uuid_generate_random(unsigned char* bytes) {
   if (qx_test::answers.uuid) return qx_test::answers.uuid(bytes);

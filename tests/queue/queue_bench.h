@@ -38,7 +38,8 @@ extern std::vector<std::pair<pid_t, int>> signals_sent;
 extern strings status_writes;
 
 // Where it is set it is told what is written and released: "write BYTES", "close DESCRIPTOR",
-// "buffer", "metadata entries", "metadata context".
+// "rename PATH", "replace PATH" where that was there already, "buffer", "metadata entries",
+// "metadata context".
 extern strings* calls_noted;
 
 // Where one is set it answers in place of the item's own operation, or of the library that makes

@@ -94,16 +94,18 @@ TEST_F(queue_file_write, is_one_line_without_an_end) {
   });
 }
 
-TEST_F(queue_file_write, is_written_in_one_piece) {
+TEST_F(queue_file_write, is_written_in_one_piece_and_put_over_the_old_one) {
   inside([] {
+    write_file(queue_file_path, "the old one");
     for (int i = 0; i < 100; ++i)
       add_item("a", TRANSCODE_READY).state_message = std::string(4000, 'x');
     strings calls;
     calls_noted = &calls;
     EXPECT_TRUE(write_queue());
     calls_noted = nullptr;
-    EXPECT_THAT(calls, ElementsAre("write " + std::to_string(read_file(queue_file_path).size()),
-                                   StartsWith("close ")));
+    EXPECT_THAT(calls,
+                ElementsAre("write " + std::to_string(read_file(queue_file_path).size()),
+                            StartsWith("close "), std::string("replace ") + queue_file_path));
   });
 }
 
