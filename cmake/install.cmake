@@ -31,8 +31,9 @@ install(FILES ${QX_PACKAGING}/completion/_qx_vod_ctl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions OPTIONAL)
 
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.svg)
-install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${documents}
+install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
         DESTINATION ${QX_DOC_DIR})
+install(FILES ${documents} DESTINATION ${QX_DOC_DIR}/docs)
 install(FILES ${QX_PACKAGING}/examples/vod.conf
               ${QX_PACKAGING}/lighttpd/50-qx-vod.conf
               ${QX_PACKAGING}/vsftpd/qx-vod-ftp.pam
