@@ -205,9 +205,8 @@ TEST_F(queue_file_read, ready_item_is_told_ready_or_paused) {
     EXPECT_EQ(transcode_queue.front()->sm.ready.state, READY_READY_TO_TRANSCODE);
     EXPECT_EQ(transcode_queue.back()->state_message, user_resumes_text);
     EXPECT_THAT(entry_ids(), ElementsAre("a", "b"));
-    EXPECT_THAT(status_writes,
-                ElementsAre("ready: stored text", "ready: Ready", "ready: stored text",
-                            std::string("ready: ") + user_resumes_text));
+    EXPECT_THAT(status_writes, Contains("ready: Ready"));
+    EXPECT_EQ(status_writes.back(), std::string("ready: ") + user_resumes_text);
   });
 }
 
