@@ -1,10 +1,8 @@
 // A job's place in the file-operations subsystem: attached, made and removed.
 #include "queue/transcode_queue.h"
-#include "tests/queue/queue_bench.h"
+#include "tests/fileops/fileops_calls.h"
 
-#include <cstring>
 #include <filesystem>
-#include <functional>
 #include <gmock/gmock.h>
 #include <limits>
 
@@ -16,25 +14,6 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace fs = std::filesystem;
-
-namespace {
-
-// What the file-operations subsystem says a job's directory is, in place of its own answer.
-std::function<const char*()> directory_answer;
-
-}  // namespace
-
-extern "C" {
-char* __real__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
-                                                   char* buffer);
-char* __wrap__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
-                                                   char* buffer) {
-  if (!directory_answer) return __real__Z29cgi_get_fileops_job_directoryimPc(id, size, buffer);
-  const char* const answer = directory_answer();
-  EXPECT_EQ(size, 4097U);
-  return answer == nullptr ? nullptr : strcpy(buffer, answer);
-}
-}
 
 namespace {
 
@@ -164,7 +143,10 @@ TEST_F(fileops_job, removal_takes_its_files_and_keeps_the_number) {
     QueueItem item;
     EXPECT_TRUE(item.init_fileops_job());
     const int id = item.fileops_job_id;
+    const std::string directory = item.fileops_job_dir;
+    removals.clear();
     item.fileops_remove_job();
+    EXPECT_THAT(removals, ElementsAre(directory + "/copy_pid", directory + "/status", directory));
     EXPECT_FALSE(exists(job_directory(id)));
     EXPECT_EQ(item.fileops_job_dir, "");
     EXPECT_EQ(item.fileops_job_id, id);

@@ -1,7 +1,7 @@
 // The start-up sweep: which job directories go, and which are left alone.
 #include "fileops/sweep.h"
 #include "queue/transcode_queue.h"
-#include "tests/queue/queue_bench.h"
+#include "tests/fileops/fileops_calls.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 using namespace qx_test;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 namespace fs = std::filesystem;
@@ -44,8 +45,10 @@ class sweep : public queue_bench {};
 TEST_F(sweep, job_that_no_item_has_is_removed_and_told) {
   inside([] {
     make_job("12");
+    removals.clear();
     EXPECT_EQ(stderr_of(markdown_unknown_vod_fileops), "vod transcode 12 unknown, removing\n");
     EXPECT_FALSE(exists(directory_of("12")));
+    EXPECT_THAT(removals, ElementsAre("12/status", "12/copy_pid", "12"));
   });
 }
 
