@@ -14,7 +14,7 @@ constexpr unsigned long directory_size = 4097;
 // Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
 // state is what counts.
 void write_copy_pid(std::string const& job_dir) {
-  unique_file const file = rewrite_file(job_dir + "/copy_pid");
+  unique_rewrite const file = rewrite_file(job_dir + "/copy_pid");
   if (file) {
     fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid()));
   }

@@ -50,7 +50,7 @@ void write_status(FILE* file, QueueItem const& item) {
 
 bool QueueItem::fileops_write_status() {
   if (!output_metadir.empty()) {
-    unique_file const summary = rewrite_file(output_metadir + "/.transcode");
+    unique_rewrite const summary = rewrite_file(output_metadir + "/.transcode");
     if (summary) {
       write_summary(summary.get(), *this);
     }
@@ -58,7 +58,7 @@ bool QueueItem::fileops_write_status() {
   if (fileops_job_dir.empty()) {
     return false;
   }
-  unique_file const status = rewrite_file(fileops_job_dir + "/status");
+  unique_rewrite const status = rewrite_file(fileops_job_dir + "/status");
   if (!status) {
     return false;
   }

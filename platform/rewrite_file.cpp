@@ -1,16 +1,28 @@
-// Opens files that are rewritten in place.
+// Opens files that are rewritten in place, and closes them.
 #include "platform/rewrite_file.h"
 
 #include <cerrno>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/unique_fd.h"
 
-unique_file rewrite_file(const std::string& path) {
-  unique_fd fd(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
+// The rest is cut off before the last of the text is written, so that a reader may see a short file
+// but no old words behind the new ones; a text within the stream's buffer is written in one piece.
+void rewrite_closer::operator()(FILE* file) const {
+  const off_t length = ftello(file);
+  struct stat status {};
+  if (length >= 0 && fstat(fileno(file), &status) == 0 && status.st_size > length) {
+    // Fails where writing fails as well, and there nothing better can be done.
+    static_cast<void>(ftruncate(fileno(file), length) == 0);
+  }
+  fclose(file);
+}
+
+unique_rewrite rewrite_file(const std::string& path) {
+  unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
   struct stat status {};
   if (!fd.valid() || fstat(fd.get(), &status) != 0) {
     return nullptr;
@@ -19,7 +31,7 @@ unique_file rewrite_file(const std::string& path) {
     errno = EINVAL;
     return nullptr;
   }
-  unique_file file(fdopen(fd.get(), "w"));
+  unique_rewrite file(fdopen(fd.get(), "w"));
   if (file) {
     static_cast<void>(fd.release());
   }

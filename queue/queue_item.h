@@ -336,10 +336,9 @@ private:
   // Between the reaping of the child and the end of its judging: its pid is no longer ours.
   bool proc_reaped = false;
 
-  // What of the last remote document monitoring goes by.
+  // What of the last remote document monitoring goes by; not read yet when the document is new.
   struct remote_document_view {
     bool is_read = false;
-    json11::Json document;
     bool paused = false;
     transcode_states state = TRANSCODE_INIT;
   };

@@ -111,16 +111,16 @@ void QueueItem::start_download() {
   item_active_download_in_action = this;
 }
 
-// A document is rebuilt into an item once, not at every turn: over many monitored jobs that would
-// take a share of a processor that can be noticed. One that cannot be read counts as an item with
-// its defaults.
+// A document is rebuilt into an item once, when it has come, not at every turn: over many monitored
+// jobs that would take a share of a processor that can be noticed. One that cannot be read counts
+// as an item with its defaults.
 void QueueItem::read_remote_view() {
-  if (remote_view.is_read && remote_view.document == remote_info.json) {
+  if (remote_view.is_read) {
     return;
   }
   QueueItem remote_item;
   remote_item.deserialize_json(remote_info.json, false);
-  remote_view = {true, remote_info.json, remote_item.paused, remote_item.sm.state};
+  remote_view = {true, remote_item.paused, remote_item.sm.state};
 }
 
 // Compares what the user wants with what the server last said, and asks again when it is time.

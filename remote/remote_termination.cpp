@@ -106,6 +106,7 @@ QueueItem::CurlVodCGIResponse QueueItem::read_remote_reply() {
   if (response.content_type == json_type) {
     stdout_cgi_stdout_read_json_body(response);
     remote_info.json = response.json;
+    remote_view.is_read = false;
   }
   return response;
 }

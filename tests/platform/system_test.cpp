@@ -178,12 +178,31 @@ TEST(rewrite_file, file_is_made_or_cut_short) {
   const test_folder folder;
   write_file(folder.file("a"), "old and long");
   for (const char* name : {"a", "b"}) {
-    const unique_file file = rewrite_file(folder.file(name));
+    const unique_rewrite file = rewrite_file(folder.file(name));
     ASSERT_NE(file, nullptr);
     EXPECT_GT(fputs("new", file.get()), 0);
   }
   EXPECT_EQ(read_file(folder.file("a")), "new");
   EXPECT_EQ(read_file(folder.file("b")), "new");
+}
+
+TEST(rewrite_file, file_takes_a_longer_text_and_none) {
+  const test_folder folder;
+  const std::string longer(10000, 'n');
+  write_file(folder.file("a"), "old");
+  EXPECT_EQ(fwrite(longer.data(), 1, longer.size(), rewrite_file(folder.file("a")).get()),
+            longer.size());
+  EXPECT_EQ(read_file(folder.file("a")), longer);
+  EXPECT_NE(rewrite_file(folder.file("a")), nullptr);
+  EXPECT_EQ(read_file(folder.file("a")), "");
+}
+
+TEST(rewrite_file, file_is_not_emptied_before_the_text_is_there) {
+  const test_folder folder;
+  write_file(folder.file("a"), "old and long");
+  const unique_rewrite file = rewrite_file(folder.file("a"));
+  fputs("new", file.get());
+  EXPECT_EQ(read_file(folder.file("a")), "old and long");
 }
 
 TEST(rewrite_file, link_is_not_followed) {
