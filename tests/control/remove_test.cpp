@@ -71,6 +71,9 @@ TEST_F(remove_command, sends_an_item_whose_source_goes_through_cleanup) {
     EXPECT_EQ(item.sm.state, TRANSCODE_CLEANUP) << state;
     EXPECT_EQ(item.sm.cleanup.state, CLEANUP_INIT);
     EXPECT_TRUE(item.sm.cleanup.initialized);
+    EXPECT_FALSE(item.sm.ready.initialized || item.sm.remote.initialized ||
+                 item.sm.thumbnail.initialized)
+        << "left";
     EXPECT_TRUE(item.user_wants_remove);
     EXPECT_TRUE(scan_is_due());
     EXPECT_TRUE(write_is_armed());
