@@ -1,4 +1,5 @@
 // Uploads to a real FTP server.
+#include "tests/support/skip.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/remote_machine.h"
 
@@ -74,7 +75,7 @@ protected:
 };
 
 #define QX_START_OR_SKIP(...)                                                                      \
-  if (!start(__VA_ARGS__)) GTEST_SKIP() << "needs privileges and vsftpd"
+  if (!start(__VA_ARGS__)) QX_SKIP_OR_FAIL_IN_CI("needs privileges and vsftpd")
 
 }  // namespace
 
