@@ -3,6 +3,10 @@ qx_add_test(cgi_test
   cgi_answer_test.cpp
   cgi_fuzz_test.cpp
   cgi_input_test.cpp
+  cgi_media_files_test.cpp
+  cgi_page_command_test.cpp
+  cgi_page_query_test.cpp
+  cgi_queue_view_test.cpp
   cgi_request_test.cpp
   LIBS qx_cgi)
 

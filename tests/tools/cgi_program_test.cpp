@@ -2,8 +2,10 @@
 #include <string>
 
 #include <gmock/gmock.h>
+#include <json11.hpp>
 
 #include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using testing::HasSubstr;
@@ -25,6 +27,25 @@ protected:
               "CONTENT_LENGTH=$(stat -c %s /run/body) exec \"$0\" ignored <\"$3\"",
               QX_VOD_CGI, method, "c=vodsrv&vc=" + command, "/run/body"})
         .out;
+  }
+
+  // A request of the queue page; `headers` as the web server hands them on.
+  std::string ask_page(const std::string& method, const std::string& query, const std::string& body,
+                       const std::string& headers) {
+    machine.root.write("/run/body", body);
+    return machine.root
+        .run({"/bin/sh", "-c",
+              "env GATEWAY_INTERFACE=CGI/1.1 REQUEST_METHOD=\"$1\" QUERY_STRING=\"$2\" "
+              "CONTENT_LENGTH=$(stat -c %s /run/body) $3 \"$0\" </run/body",
+              QX_VOD_CGI, method, query, headers})
+        .out;
+  }
+  std::string get(const std::string& query, const std::string& headers = "") {
+    return ask_page("GET", query, "", headers);
+  }
+  std::string command(const std::string& word, const std::string& body,
+                      const std::string& headers = "HTTP_X_VOD_PAGE=1") {
+    return ask_page("POST", "c=command&vc=" + word, body, headers);
   }
 
   const std::string upload = "0f8b1c2d-0000-4abc-8def-0123456789ab";
@@ -85,6 +106,98 @@ TEST_F(cgi_program, refuses_a_body_over_64_kib) {
   machine.start();
   EXPECT_THAT(post("list", std::string(65537, 'x')),
               StartsWith("Status: 413 Payload Too Large\r\n"));
+}
+
+TEST_F(cgi_program, refuses_the_other_servers_form_to_foreign_pages) {
+  machine.start();
+  const auto id = machine.client.add({});
+  const std::string text = ask_page("POST", "c=vodsrv&vc=remove", "entry id:" + id + "\n\n",
+                                    "HTTP_HOST=vod.example HTTP_ORIGIN=http://evil.example");
+  EXPECT_THAT(text, StartsWith("Status: 403 Forbidden\r\n"));
+  EXPECT_EQ(machine.client.list()["total"].int_value(), 1);
+}
+
+TEST_F(cgi_program, shows_the_page_a_queue_of_512) {
+  machine.start();
+  for (int i = 0; i < 512; ++i) {
+    machine.client.add({});
+  }
+  const std::string text = get("c=queue&first=500&count=64");
+  const std::string body = text.substr(text.find("\r\n\r\n") + 4);
+  std::string error;
+  const json11::Json seen = json11::Json::parse(body, error);
+  EXPECT_EQ(seen["total"].int_value(), 512);
+  EXPECT_EQ(seen["groups"]["waiting"].int_value(), 512);
+  EXPECT_EQ(seen["items"].array_items().size(), 12U);
+  EXPECT_THAT(body, testing::Not(HasSubstr("process")));
+}
+
+TEST_F(cgi_program, tells_the_page_that_nothing_changed) {
+  machine.start();
+  machine.client.add({});
+  const std::string text = get("c=queue");
+  ASSERT_THAT(text, StartsWith("Status: 200 OK\r\n"));
+  const std::string tag = text.substr(text.find("ETag: ") + 6, 18);
+  EXPECT_THAT(get("c=queue", "HTTP_IF_NONE_MATCH=" + tag),
+              StartsWith("Status: 304 Not Modified\r\n"));
+  machine.client.add({});
+  EXPECT_THAT(get("c=queue", "HTTP_IF_NONE_MATCH=" + tag), StartsWith("Status: 200 OK\r\n"));
+}
+
+TEST_F(cgi_program, adds_a_file_for_the_page) {
+  machine.root.write_source("/mnt/media/clip.ts", "video/mp2t");
+  machine.start();
+  const std::string text = command("add", R"({"file": "/mnt/media/clip.ts", "profile": "480"})");
+  EXPECT_THAT(text, StartsWith("Status: 200 OK\r\n"));
+  const json11::Json list = machine.client.list();
+  EXPECT_EQ(list["list"][0]["transcode profile"].string_value(), "480");
+  EXPECT_THAT(text, HasSubstr("{\"id\": \"" + list["list"][0]["entry id"].string_value() + "\"}"));
+}
+
+TEST_F(cgi_program, tells_the_page_why_a_file_is_refused_and_leaves_nothing) {
+  machine.root.write("/mnt/media/other.ts", "");
+  machine.start();
+  const std::string text =
+      command("add", R"({"file": "/mnt/media/gone.ts", "deletes_source": true})");
+  EXPECT_THAT(text, StartsWith("Status: 409 Conflict\r\n"));
+  EXPECT_THAT(text, HasSubstr("\"text\": \"Rejected: "));
+  EXPECT_TRUE(wait_until([&] {
+    const json11::Json list = machine.client.list();
+    return list["total"].int_value() == 0;
+  }));
+}
+
+TEST_F(cgi_program, carries_out_the_pages_commands) {
+  machine.start();
+  const auto id = machine.client.add({});
+  EXPECT_THAT(command("pause", "{\"id\": \"" + id + "\"}"), StartsWith("Status: 200 OK\r\n"));
+  EXPECT_TRUE(machine.client.item(id)["paused"].bool_value());
+  EXPECT_THAT(command("pause", R"({"id": "nobody"})"), StartsWith("Status: 404 Not Found\r\n"));
+}
+
+TEST_F(cgi_program, takes_no_commands_without_the_pages_mark_or_from_foreign_pages) {
+  machine.start();
+  const auto id = machine.client.add({});
+  const std::string body = "{\"id\": \"" + id + "\"}";
+  for (const char* headers : {"", "HTTP_HOST=a HTTP_ORIGIN=http://a",
+                              "HTTP_HOST=a HTTP_ORIGIN=http://b HTTP_X_VOD_PAGE=1",
+                              "HTTP_HOST=a HTTP_SEC_FETCH_SITE=cross-site HTTP_X_VOD_PAGE=1"}) {
+    EXPECT_THAT(command("pause", body, headers), StartsWith("Status: 403 Forbidden\r\n"))
+        << headers;
+  }
+  EXPECT_FALSE(machine.client.item(id)["paused"].bool_value());
+}
+
+TEST_F(cgi_program, keeps_methods_apart) {
+  machine.start();
+  EXPECT_THAT(ask_page("POST", "c=queue", "", ""), StartsWith("Status: 405"));
+  EXPECT_THAT(get("c=command&vc=pause", "HTTP_X_VOD_PAGE=1"), StartsWith("Status: 405"));
+}
+
+TEST_F(cgi_program, tells_the_page_that_there_is_no_service) {
+  const std::string text = get("c=queue");
+  EXPECT_THAT(text, StartsWith("Status: 503 Service Unavailable\r\n"));
+  EXPECT_THAT(text, HasSubstr("{\"error\": \"no service\""));
 }
 
 TEST_F(cgi_program, tells_a_person_what_it_is) {

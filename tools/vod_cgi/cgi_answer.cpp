@@ -3,18 +3,34 @@
 
 namespace {
 
+std::string on_one_line(std::string text) {
+  for (char& c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    c = byte < 0x20 || byte == 0x7f ? ' ' : c;
+  }
+  return text;
+}
+
+}  // namespace
+
 const char* reason_phrase(int status) {
   switch (status) {
   case 200:
     return "OK";
+  case 304:
+    return "Not Modified";
   case 400:
     return "Bad Request";
+  case 403:
+    return "Forbidden";
   case 404:
     return "Not Found";
   case 405:
     return "Method Not Allowed";
   case 408:
     return "Request Timeout";
+  case 409:
+    return "Conflict";
   case 413:
     return "Payload Too Large";
   case 502:
@@ -27,16 +43,6 @@ const char* reason_phrase(int status) {
     return "Error";
   }
 }
-
-std::string on_one_line(std::string text) {
-  for (char& c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    c = byte < 0x20 || byte == 0x7f ? ' ' : c;
-  }
-  return text;
-}
-
-}  // namespace
 
 cgi_answer refusal_answer(int status, const std::string& body) {
   cgi_answer answer;

@@ -1,4 +1,4 @@
-// What the gateway answers: an HTTP status, the service's own header block, a body.
+// What the gateway answers another server: an HTTP status, the service's own header block, a body.
 //
 //   Status: 404 Not Found
 //   Content-Type: text/plain
@@ -25,3 +25,6 @@ cgi_answer refusal_answer(int status, const std::string& body);
 // The answer as a web server takes it from a CGI program. Line ends and other control characters in
 // names and values become blanks: no value can add a line.
 std::string cgi_text(const cgi_answer& answer);
+
+// The words behind an HTTP status.
+const char* reason_phrase(int status);

@@ -38,7 +38,16 @@ bool wait_readable(int fd, std::uint64_t deadline_us) {
 }  // namespace
 
 cgi_input cgi_input::from_environment() {
-  return {variable("REQUEST_METHOD"), variable("QUERY_STRING"), variable("CONTENT_LENGTH")};
+  cgi_input input;
+  input.method = variable("REQUEST_METHOD");
+  input.query = variable("QUERY_STRING");
+  input.content_length = variable("CONTENT_LENGTH");
+  input.host = variable("HTTP_HOST");
+  input.origin = variable("HTTP_ORIGIN");
+  input.fetch_site = variable("HTTP_SEC_FETCH_SITE");
+  input.page_mark = variable("HTTP_X_VOD_PAGE");
+  input.if_none_match = variable("HTTP_IF_NONE_MATCH");
+  return input;
 }
 
 body_result read_body(int fd, const std::string& content_length, std::uint64_t deadline_us,

@@ -11,9 +11,14 @@ constexpr std::size_t cgi_body_limit = 65536;
 struct cgi_input {
   std::string method;
   std::string query;
-  std::string content_length;  // as given, "" where there was none
+  std::string content_length;  // this and what follows as given, "" where there was none
+  std::string host;
+  std::string origin;
+  std::string fetch_site;     // Sec-Fetch-Site
+  std::string page_mark;      // X-Vod-Page
+  std::string if_none_match;  // what the client has already
 
-  // Takes the variables REQUEST_METHOD, QUERY_STRING and CONTENT_LENGTH.
+  // Takes the variables REQUEST_METHOD, QUERY_STRING, CONTENT_LENGTH and those of the headers.
   static cgi_input from_environment();
 };
 

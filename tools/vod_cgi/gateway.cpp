@@ -4,8 +4,12 @@
 #include <string>
 
 #include "platform/comm_client_v4.h"
+#include "tools/vod_cgi/cgi_answer.h"
 #include "tools/vod_cgi/control_reply.h"
 #include "tools/vod_cgi/control_request.h"
+#include "tools/vod_cgi/page_gateway.h"
+#include "tools/vod_cgi/page_query.h"
+#include "tools/vod_cgi/request_source.h"
 #include "tools/vod_cgi/upload_lookup.h"
 
 namespace {
@@ -54,16 +58,17 @@ cgi_answer answer_add(comm_client_v4& client, const comm_socket_v4_packet& reque
   return answer;
 }
 
-}  // namespace
-
-cgi_answer answer_request(const cgi_input& input, int body_fd, std::string_view socket_path,
-                          std::uint64_t deadline_us) {
+cgi_answer answer_server(const cgi_input& input, int body_fd, std::string_view socket_path,
+                         std::uint64_t deadline_us) {
   if (input.method != "POST") {
     return refusal_answer(405, "only POST is served");
   }
   const std::string command = command_of_query(input.query);
   if (command.empty()) {
     return refusal_answer(400, "the query names no command that may be given here");
+  }
+  if (source_of(input) == request_source::foreign_page) {
+    return refusal_answer(403, "browsers may send this for no page but the queue page");
   }
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);
@@ -79,4 +84,18 @@ cgi_answer answer_request(const cgi_input& input, int body_fd, std::string_view 
   const std::string upload = uploaded_file(request);
   return command == "add" && !upload.empty() ? answer_add(client, request, upload, deadline_us)
                                              : answer_of(client, request, deadline_us);
+}
+
+}  // namespace
+
+std::string answer_request(const cgi_input& input, int body_fd, std::string_view socket_path,
+                           std::uint64_t deadline_us) {
+  const std::string word = gateway_word(input.query);
+  if (word == "queue") {
+    return page_text(answer_queue(input, socket_path, deadline_us), input.if_none_match);
+  }
+  if (word == "command") {
+    return page_text(answer_command(input, body_fd, socket_path, deadline_us), "");
+  }
+  return cgi_text(answer_server(input, body_fd, socket_path, deadline_us));
 }

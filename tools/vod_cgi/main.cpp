@@ -33,7 +33,8 @@ bool write_all(int fd, const std::string& text) {
 int answer_person(int argc, char** argv) {
   if (argc == 2 && strcmp(argv[1], "--help") == 0) {
     puts("vod.cgi: CGI/1.1 gateway to qx_vod_service; to be run by a web server.\n"
-         "POST vod.cgi?c=vodsrv&vc=COMMAND with name:value lines as the body.");
+         "POST vod.cgi?c=vodsrv&vc=COMMAND with name:value lines as the body;\n"
+         "GET vod.cgi?c=queue and POST vod.cgi?c=command&vc=COMMAND with JSON for the queue page.");
     return 0;
   }
   if (argc == 2 && strcmp(argv[1], "--version") == 0) {
@@ -53,7 +54,7 @@ int main(int argc, char** argv) {
   // A client that takes no answer must not keep the program for ever either.
   alarm(static_cast<unsigned>(2 * time_limit_us / 1000000));
   const std::string text =
-      cgi_text(answer_request(cgi_input::from_environment(), STDIN_FILENO, path_control_socket,
-                              monotonic_clock_us() + time_limit_us));
+      answer_request(cgi_input::from_environment(), STDIN_FILENO, path_control_socket,
+                     monotonic_clock_us() + time_limit_us);
   return write_all(STDOUT_FILENO, text) ? 0 : 1;
 }

@@ -1,0 +1,73 @@
+// Addresses of VODs and lengths of media.
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "tools/vod_cgi/media_files.h"
+
+namespace {
+
+class cgi_vod : public testing::Test {
+protected:
+  void SetUp() override {
+    char name[] = "/tmp/qx.XXXXXX";
+    ASSERT_NE(mkdtemp(name), nullptr);
+    folder.path = std::string(name) + "/";
+  }
+  void TearDown() override { std::filesystem::remove_all(folder.path); }
+
+  std::string make(const std::string& name, const std::string& content = "x") const {
+    std::filesystem::create_directories(std::filesystem::path(folder.path + name).parent_path());
+    std::ofstream(folder.path + name) << content;
+    return folder.path + name;
+  }
+
+  vod_folder folder;
+};
+
+TEST_F(cgi_vod, has_an_address_in_which_every_byte_is_safe) {
+  EXPECT_EQ(vod_url(folder, make("1.vod.720.\xc3\xa4 %#?\".mp4")),
+            "vod/1.vod.720.%C3%A4%20%25%23%3F%22.mp4");
+}
+
+TEST_F(cgi_vod, has_no_address_when_it_is_not_there) {
+  EXPECT_EQ(vod_url(folder, folder.path + "a.mp4"), "");
+}
+
+TEST_F(cgi_vod, has_no_address_when_it_is_something_else) {
+  EXPECT_EQ(vod_url(folder, make("a.txt")), "");
+  EXPECT_EQ(vod_url(folder, make(".hidden.mp4")), "");
+  EXPECT_EQ(vod_url(folder, make(".mp4")), "");
+  EXPECT_EQ(vod_url(folder, make("deeper/a.mp4")), "");
+  EXPECT_EQ(vod_url(folder, "/etc/passwd"), "");
+  EXPECT_EQ(vod_url(folder, ""), "");
+}
+
+TEST_F(cgi_vod, has_no_address_when_it_is_a_link) {
+  std::filesystem::create_symlink("/etc/passwd", folder.path + "a.mp4");
+  EXPECT_EQ(vod_url(folder, folder.path + "a.mp4"), "");
+}
+
+TEST_F(cgi_vod, has_a_thumbnail_when_that_is_there) {
+  const std::string vod = make("a b.mp4");
+  EXPECT_EQ(thumbnail_url(folder, vod), "");
+  make(".a b.mp4.metadata/vod.thumbnail.jpg");
+  EXPECT_EQ(thumbnail_url(folder, vod), "vod/.a%20b.mp4.metadata/vod.thumbnail.jpg");
+}
+
+TEST_F(cgi_vod, plays_as_long_as_its_metadata_say) {
+  make(".a.mp4.metadata/metadata", "file type=video/mp4\nduration=61.400\n");
+  EXPECT_EQ(media_length(folder.path + "a.mp4"), 61.4);
+}
+
+TEST_F(cgi_vod, has_no_length_that_is_none) {
+  EXPECT_EQ(media_length(folder.path + "a.mp4"), 0);
+  for (const char* duration : {"nan", "inf", "-3", "1e300", ""}) {
+    make(".a.mp4.metadata/metadata", std::string("duration=") + duration + "\n");
+    EXPECT_EQ(media_length(folder.path + "a.mp4"), 0) << duration;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+// The queue as the page is told of it.
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tools/vod_cgi/folded_text.h"
+#include "tools/vod_cgi/job_view.h"
+#include "tools/vod_cgi/queue_view.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
+
+json11::Json::object job(const std::string& id, const std::string& state) {
+  return {{"entry id", id},
+          {"transcode state", state},
+          {"input file", "/mnt/media/" + id + ".ts"},
+          {"transcode progress", json11::Json::array{2500, 10000}},
+          {"process argv", json11::Json::array{"--user=vod:secret"}}};
+}
+
+json11::Json::object job(const std::string& id, const std::string& state, const char* key,
+                         const json11::Json& value) {
+  auto made = job(id, state);
+  made[key] = value;
+  return made;
+}
+
+json11::Json view(const json11::Json::array& jobs, const queue_query& wanted = {}) {
+  return view_of_queue(jobs, wanted, vod_folder{"/nowhere/"});
+}
+
+std::vector<std::string> ids(const json11::Json& seen, const char* key = "items") {
+  std::vector<std::string> found;
+  for (const auto& item : seen[key].array_items()) {
+    found.push_back(item["id"].string_value());
+  }
+  return found;
+}
+
+std::string group(const json11::Json::object& made) {
+  const auto read = read_job(made, 0);
+  return read ? group_name(read->group) : "none";
+}
+
+TEST(cgi_queue_view, shows_what_runs_then_what_is_to_come_then_what_ended_latest_first) {
+  const auto seen = view({job("a", "done"), job("b", "ready"), job("c", "cancelled"),
+                          job("d", "ready", "paused", true), job("e", "transcoding")});
+  EXPECT_THAT(ids(seen), ElementsAre("e", "b", "d", "c", "a"));
+}
+
+TEST(cgi_queue_view, cuts_out_what_is_on_the_screen) {
+  queue_query wanted;
+  wanted.first = 1;
+  wanted.count = 2;
+  const auto seen =
+      view({job("a", "ready"), job("b", "ready"), job("c", "ready"), job("d", "ready")}, wanted);
+  EXPECT_THAT(ids(seen), ElementsAre("b", "c"));
+  EXPECT_EQ(seen["first"].int_value(), 1);
+  EXPECT_EQ(seen["matches"].int_value(), 4);
+}
+
+TEST(cgi_queue_view, counts_the_whole_queue_whatever_is_shown) {
+  queue_query wanted;
+  wanted.show = "done";
+  const auto seen = view({job("a", "done"), job("b", "ready"), job("c", "done")}, wanted);
+  EXPECT_EQ(seen["matches"].int_value(), 2);
+  EXPECT_EQ(seen["total"].int_value(), 3);
+  EXPECT_EQ(seen["groups"]["done"].int_value(), 2);
+  EXPECT_EQ(seen["groups"]["failed"], json11::Json(0));
+  EXPECT_EQ(seen["states"].dump(), R"({"done": 2, "ready": 1})");
+}
+
+TEST(cgi_queue_view, filters_by_group_and_by_state) {
+  const json11::Json::array jobs = {job("a", "thumbnail"), job("b", "transcoding"),
+                                    job("c", "transcoding", "paused", true)};
+  queue_query wanted;
+  wanted.show = "running";
+  EXPECT_THAT(ids(view(jobs, wanted)), ElementsAre("a", "b"));
+  wanted.show = "transcoding";
+  EXPECT_THAT(ids(view(jobs, wanted)), ElementsAre("b", "c"));
+}
+
+TEST(cgi_queue_view, searches_paths_and_texts_in_either_case) {
+  queue_query wanted;
+  wanted.search = "\xc3\x84"
+                  "RGER";
+  const auto seen = view({job("a", "ready", "input file", "/mnt/\xc3\xa4rger.ts"),
+                          job("b", "ready", "state", "nichts als \xc3\xa4rger"), job("c", "ready")},
+                         wanted);
+  EXPECT_THAT(ids(seen), ElementsAre("a", "b"));
+}
+
+TEST(cgi_queue_view, leaves_out_command_lines) {
+  EXPECT_THAT(view({job("a", "remote transcode")}).dump(), Not(HasSubstr("secret")));
+}
+
+TEST(cgi_queue_view, leaves_out_what_was_removed) {
+  EXPECT_EQ(view({job("a", "cleared")})["total"].int_value(), 0);
+}
+
+TEST(cgi_queue_view, tells_the_jobs_in_line_but_not_those_that_wait_for_somebody) {
+  const auto seen = view({job("a", "ready"), job("b", "ready", "paused", true), job("c", "init"),
+                          job("d", "transcoding"), job("e", "done")});
+  EXPECT_THAT(ids(seen, "line"), ElementsAre("d", "a"));
+}
+
+TEST(cgi_queue_view, tells_the_first_16_in_line) {
+  json11::Json::array jobs;
+  for (int i = 0; i < 20; ++i) {
+    jobs.push_back(job(std::to_string(i), "ready"));
+  }
+  EXPECT_EQ(view(jobs)["line"].array_items().size(), 16U);
+}
+
+TEST(cgi_job_group, of_a_cancelled_job_is_failed_unless_somebody_asked) {
+  EXPECT_EQ(group(job("a", "cancelled", "state", "Transcoding failed")), "failed");
+  EXPECT_EQ(group(job("a", "cancelled", "state", "Cancelled by user")), "cancelled");
+  EXPECT_EQ(group(job("a", "cancelled", "state", "Transcode cancelled, remote end cancelled")),
+            "cancelled");
+  EXPECT_EQ(group(job("a", "cancelling")), "cancelled");
+}
+
+TEST(cgi_job_group, of_a_resumed_transcode_without_its_turn_is_waiting) {
+  EXPECT_EQ(group(job("a", "transcoding", "waiting", true)), "waiting");
+}
+
+TEST(cgi_job, with_odd_members_is_read_all_the_same) {
+  const auto read =
+      read_job(job("a", "ready", "transcode progress", json11::Json::array{-7, "x"}), 3);
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->progress, 0);
+  EXPECT_FALSE(read_job(json11::Json(7), 0));
+  EXPECT_FALSE(read_job(job("", "ready"), 0));
+}
+
+TEST(cgi_job, tells_the_step_of_its_state) {
+  EXPECT_EQ(read_job(job("a", "ready", "ready state", "query profiles"), 0)->step,
+            "query profiles");
+}
+
+TEST(cgi_folded_text, keeps_bytes_that_are_no_text) {
+  EXPECT_EQ(folded_text("A\xff\xc3Z"), "a\xff\xc3z");
+  EXPECT_EQ(folded_text(std::string("A\0B", 3)), std::string("a\0b", 3));
+}
+
+}  // namespace

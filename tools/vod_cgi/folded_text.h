@@ -1,0 +1,8 @@
+// Text for comparisons that do not look at the case of letters.
+#pragma once
+
+#include <string>
+
+// The text with every letter in lower case, in any script that has two cases. Bytes that are no
+// UTF-8 stay as they are.
+std::string folded_text(const std::string& text);

@@ -1,0 +1,83 @@
+// Addresses of VODs and lengths of media.
+#include "tools/vod_cgi/media_files.h"
+
+#include <cmath>
+#include <cstdlib>
+#include <memory>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/metadata_v4.h"
+
+namespace {
+
+constexpr double longest_s = 1000000;
+
+struct destroy_context {
+  void operator()(metadata_v4_context* context) const { metadata_v4_context_destroy(context); }
+  void operator()(metadata_v4_metadata_context* entries) const {
+    metadata_v4_metadata_context_destroy(entries);
+  }
+};
+
+bool is_readable_file(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+         access(path.c_str(), R_OK) == 0;
+}
+
+// The name of a VOD within the folder, "" when it is none that may be given away.
+std::string vod_name(const vod_folder& folder, const std::string& output) {
+  constexpr char ending[] = ".mp4";
+  constexpr std::size_t ending_length = sizeof(ending) - 1;
+  if (output.compare(0, folder.path.size(), folder.path) != 0) return "";
+  const std::string name = output.substr(folder.path.size());
+  const bool is_vod = name.size() > ending_length && name[0] != '.' &&
+                      name.find('/') == std::string::npos &&
+                      name.compare(name.size() - ending_length, ending_length, ending) == 0;
+  return is_vod ? name : "";
+}
+
+std::string percent_encoded(const std::string& name) {
+  constexpr char digits[] = "0123456789ABCDEF";
+  constexpr char plain[] = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~";
+  std::string encoded;
+  for (const char c : name) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (std::string_view(plain).find(c) != std::string_view::npos) {
+      encoded += c;
+    } else {
+      encoded += {'%', digits[byte >> 4U], digits[byte & 15U]};
+    }
+  }
+  return encoded;
+}
+
+}  // namespace
+
+std::string vod_url(const vod_folder& folder, const std::string& output) {
+  const std::string name = vod_name(folder, output);
+  return name.empty() || !is_readable_file(output) ? "" : folder.url + percent_encoded(name);
+}
+
+std::string thumbnail_url(const vod_folder& folder, const std::string& output) {
+  const std::string name = vod_name(folder, output);
+  const std::string thumbnail = "." + name + ".metadata/vod.thumbnail.jpg";
+  return name.empty() || !is_readable_file(folder.path + thumbnail)
+             ? ""
+             : folder.url + "." + percent_encoded(name) + ".metadata/vod.thumbnail.jpg";
+}
+
+double media_length(const std::string& path) {
+  const std::unique_ptr<metadata_v4_context, destroy_context> file(metadata_v4_context_create());
+  const std::unique_ptr<metadata_v4_metadata_context, destroy_context> entries(
+      metadata_v4_metadata_context_create());
+  if (metadata_v4_context_set_file_location(file.get(), path.c_str()) < 0 ||
+      metadata_v4_metadata_context_load_metadata_from_file(entries.get(), file.get()) < 0) {
+    return 0;
+  }
+  const char* const duration = metadata_v4_metadata_context_read_entry(entries.get(), "duration");
+  const double length = duration == nullptr ? 0 : strtod(duration, nullptr);
+  return std::isfinite(length) && length > 0 && length < longest_s ? length : 0;
+}

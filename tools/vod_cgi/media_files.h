@@ -1,0 +1,20 @@
+// What the gateway knows of media files: where a browser finds a VOD, and how long a file plays.
+#pragma once
+
+#include <string>
+
+// The folder of the VODs, and what stands in front of a VOD's name in its address.
+struct vod_folder {
+  std::string path;          // ends with a slash
+  std::string url = "vod/";  // relative to the page
+};
+
+// The address of a VOD, percent-encoded. "" unless `output` lies directly in the folder, is an .mp4
+// under a name that is not hidden, and can be read: the gateway runs as the web server does.
+std::string vod_url(const vod_folder& folder, const std::string& output);
+
+// The same for the VOD's thumbnail.
+std::string thumbnail_url(const vod_folder& folder, const std::string& output);
+
+// How long a media file plays in seconds, by its metadata; 0 where that cannot be read.
+double media_length(const std::string& path);

@@ -1,0 +1,23 @@
+// What the gateway answers the queue page: an HTTP status and a JSON object.
+#pragma once
+
+#include <string>
+
+#include <json11.hpp>
+
+#include "platform/comm_client_v4.h"
+
+struct page_answer {
+  int status = 200;
+  json11::Json body;
+};
+
+// An answer that refuses: a word for programs, "error", and a sentence for people, "text".
+page_answer page_refusal(int status, const std::string& error, const std::string& text);
+
+// The answer when the service gives none.
+page_answer page_failure(comm_client_result result);
+
+// The answer as a web server takes it from a CGI program. A successful one carries an entity tag
+// made of its body; where the client has that one already, 304 without a body takes its place.
+std::string page_text(const page_answer& answer, const std::string& if_none_match);

@@ -1,0 +1,143 @@
+// Reads the page's commands and passes them on.
+#include "tools/vod_cgi/page_command.h"
+
+#include <algorithm>
+
+namespace {
+
+struct command_form {
+  const char* word;
+  bool takes_id;
+  bool takes_fields;
+};
+
+constexpr command_form forms[] = {{"add", false, true},    {"modify", true, true},
+                                  {"pause", true, false},  {"resume", true, false},
+                                  {"cancel", true, false}, {"restart", true, false},
+                                  {"remove", true, false}};
+
+const command_form* find_form(const std::string& word) {
+  const auto* const found =
+      std::find_if(std::begin(forms), std::end(forms),
+                   [&](const command_form& form) { return word == form.word; });
+  return found == std::end(forms) ? nullptr : found;
+}
+
+bool is_plain(const std::string& text) {
+  return std::none_of(text.begin(), text.end(),
+                      [](unsigned char c) { return c < 0x20 || c == 0x7f; });
+}
+
+bool take_text(const std::string& name, const std::string& text, const command_form& form,
+               page_command& command) {
+  if (!is_plain(text)) return false;
+  if (name == "id" && form.takes_id) {
+    command.id = text;
+    return true;
+  }
+  if (name == "profile" && form.takes_fields) {
+    command.fields.emplace_back("transcode profile", text);
+    return true;
+  }
+  if (name == "file" && !form.takes_id) {
+    command.fields.emplace_back("input file", text);
+    return true;
+  }
+  return false;
+}
+
+bool take_member(const std::string& name, const json11::Json& value, const command_form& form,
+                 page_command& command) {
+  if (value.is_string()) return take_text(name, value.string_value(), form, command);
+  if (!value.is_bool() || name != "deletes_source" || !form.takes_fields) return false;
+  command.fields.emplace_back("delete on finish", value.bool_value() ? "1" : "0");
+  return true;
+}
+
+struct service_answer {
+  comm_client_result result = comm_client_result::malformed;
+  comm_socket_v4_packet reply;
+
+  bool accepted() const { return result == comm_client_result::ok && reply.result_code == 0; }
+};
+
+service_answer ask(comm_client_v4& client, const std::string& word, job_fields pairs,
+                   std::uint64_t deadline_us) {
+  comm_socket_v4_packet request;
+  request.flags = comm_socket_v4_flag_want_reply;
+  request.words = {word};
+  request.nv_pairs = std::move(pairs);
+  service_answer answer;
+  answer.result = client.request(request, answer.reply, deadline_us);
+  return answer;
+}
+
+page_answer answer_of(const service_answer& answer, const std::string& id) {
+  if (answer.result != comm_client_result::ok) return page_failure(answer.result);
+  if (answer.accepted()) return {200, json11::Json::object{{"id", id}}};
+  const std::string status = answer.reply.words.size() > 1 ? answer.reply.words[1] : "";
+  std::string error;
+  const json11::Json job = json11::Json::parse(answer.reply.data, error);
+  return page_refusal(status == "NOT FOUND" ? 404 : 409, status, job["state"].string_value());
+}
+
+// Takes a job that was refused out of the queue again. Its source must survive that: removing a job
+// that was to delete its source deletes it.
+void take_back(comm_client_v4& client, const std::string& id, std::uint64_t deadline_us) {
+  const auto kept =
+      ask(client, "modify", {{"entry id", id}, {"delete on finish", "0"}}, deadline_us);
+  if (kept.accepted()) {
+    ask(client, "remove", {{"entry id", id}}, deadline_us);
+  }
+}
+
+// Adding and making ready are two requests, so that a refusal comes with its reason.
+page_answer add(comm_client_v4& client, const job_fields& fields, std::uint64_t deadline_us) {
+  const auto added = ask(client, "add", fields, deadline_us);
+  std::string id;
+  for (const auto& [name, value] : added.reply.nv_pairs) {
+    id = name == "entry id" ? value : id;
+  }
+  if (!added.accepted()) return answer_of(added, id);
+  const auto ready = ask(client, "ready", {{"entry id", id}}, deadline_us);
+  if (ready.result == comm_client_result::ok && !ready.accepted()) {
+    take_back(client, id, deadline_us);
+  }
+  return answer_of(ready, id);
+}
+
+}  // namespace
+
+bool read_page_command(const std::string& word, const std::string& body, page_command& command,
+                       std::string& error) {
+  const command_form* const form = find_form(word);
+  if (form == nullptr) {
+    error = "The query names no command that may be given here.";
+    return false;
+  }
+  command = {word, "", {}};
+  const json11::Json members = json11::Json::parse(body, error);
+  if (!members.is_object()) {
+    error = "The body is no JSON object.";
+    return false;
+  }
+  for (const auto& [name, value] : members.object_items()) {
+    if (!take_member(name, value, *form, command)) {
+      error = "The body's member \"" + name + "\" does not belong to this command.";
+      return false;
+    }
+  }
+  if (form->takes_id && command.id.empty()) {
+    error = "The body names no job.";
+    return false;
+  }
+  return true;
+}
+
+page_answer run_page_command(comm_client_v4& client, const page_command& command,
+                             std::uint64_t deadline_us) {
+  if (command.word == "add") return add(client, command.fields, deadline_us);
+  job_fields pairs = {{"entry id", command.id}};
+  pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
+  return answer_of(ask(client, command.word, pairs, deadline_us), command.id);
+}

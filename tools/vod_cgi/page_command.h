@@ -1,0 +1,29 @@
+// The queue page's commands. Everything here comes from strangers.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/comm_client_v4.h"
+#include "tools/vod_cgi/page_answer.h"
+
+using job_fields = std::vector<std::pair<std::string, std::string>>;
+
+struct page_command {
+  std::string word;   // add, modify, pause, resume, cancel, restart or remove
+  std::string id;     // the job, "" for add
+  job_fields fields;  // for add and modify, under the service's names
+};
+
+// Reads the body of a command: a JSON object of texts and booleans. "add" takes "file", "profile"
+// and "deletes_source"; the others take "id", and "modify" takes "profile" and "deletes_source"
+// too. False, with what is wrong in `error`, for anything else.
+bool read_page_command(const std::string& word, const std::string& body, page_command& command,
+                       std::string& error);
+
+// Carries it out. Success is {"id": ID}; a refusal has the service's status as "error", and its
+// reason as "text". A file that the service does not take leaves nothing in the queue.
+page_answer run_page_command(comm_client_v4& client, const page_command& command,
+                             std::uint64_t deadline_us);

@@ -1,0 +1,63 @@
+// Takes the queue page's requests through: method, origin, query, body, the service, answer.
+#include "tools/vod_cgi/page_gateway.h"
+
+#include <string>
+
+#include "platform/comm_client_v4.h"
+#include "platform/paths.h"
+#include "tools/vod_cgi/page_command.h"
+#include "tools/vod_cgi/page_query.h"
+#include "tools/vod_cgi/queue_pages.h"
+#include "tools/vod_cgi/queue_view.h"
+#include "tools/vod_cgi/request_source.h"
+
+namespace {
+
+page_answer bad_request(const std::string& text) {
+  return page_refusal(400, "bad request", text);
+}
+
+page_answer answer_of_bad_body(body_result result) {
+  switch (result) {
+  case body_result::too_large:
+    return page_refusal(413, "too large", "The body is too large.");
+  case body_result::timeout:
+    return page_refusal(408, "timeout", "The body did not arrive in time.");
+  default:
+    return bad_request("The body does not have the length it says.");
+  }
+}
+
+}  // namespace
+
+page_answer answer_queue(const cgi_input& input, std::string_view socket_path,
+                         std::uint64_t deadline_us) {
+  if (input.method != "GET") return page_refusal(405, "bad method", "The queue is read with GET.");
+  queue_query wanted;
+  std::string error;
+  if (!read_queue_query(input.query, wanted, error)) return bad_request(error);
+  comm_client_v4 client(socket_path);
+  json11::Json::array jobs;
+  const comm_client_result result = read_whole_queue(client, deadline_us, jobs);
+  if (result != comm_client_result::ok) return page_failure(result);
+  return {200, view_of_queue(jobs, wanted, vod_folder{path_output_dir})};
+}
+
+page_answer answer_command(const cgi_input& input, int body_fd, std::string_view socket_path,
+                           std::uint64_t deadline_us) {
+  if (input.method != "POST")
+    return page_refusal(405, "bad method", "Commands are sent with POST.");
+  if (input.page_mark != "1" || source_of(input) == request_source::foreign_page) {
+    return page_refusal(403, "foreign page", "Only the queue page itself may send commands.");
+  }
+  std::string body;
+  const body_result got = read_body(body_fd, input.content_length, deadline_us, body);
+  if (got != body_result::ok) return answer_of_bad_body(got);
+  page_command command;
+  std::string error;
+  if (!read_page_command(read_command_query(input.query), body, command, error)) {
+    return bad_request(error);
+  }
+  comm_client_v4 client(socket_path);
+  return run_page_command(client, command, deadline_us);
+}
