@@ -16,6 +16,8 @@ int __real_kill(pid_t pid, int number);
 int __real_pipe2(int* ends, int flags);
 int __real_unlink(const char* path);
 int __real_rand();
+unsigned __real__Z25cgi_velmar_forbidden_areaPKcj(const char* path, unsigned flags);
+unsigned __real__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags);
 std::size_t __real__Z13how_many_cpusv();
 bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
 
@@ -36,6 +38,14 @@ int __wrap_unlink(const char* path) {
 }
 int __wrap_rand() {
   return kernel.rand ? kernel.rand() : __real_rand();
+}
+unsigned __wrap__Z25cgi_velmar_forbidden_areaPKcj(const char* path, unsigned flags) {
+  return kernel.forbidden_area ? kernel.forbidden_area(path, flags)
+                               : __real__Z25cgi_velmar_forbidden_areaPKcj(path, flags);
+}
+unsigned __wrap__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags) {
+  return kernel.forbidden_area_fd ? kernel.forbidden_area_fd(fd, flags)
+                                  : __real__Z28cgi_velmar_forbidden_area_fdij(fd, flags);
 }
 std::size_t __wrap__Z13how_many_cpusv() {
   return kernel.cpus != 0 ? kernel.cpus : __real__Z13how_many_cpusv();

@@ -20,7 +20,7 @@ namespace qx_test {
 // Every status write since the test began, as "STATE: TEXT".
 extern strings status_writes;
 
-// Where one is set it answers in the kernel's place.
+// Where one is set it answers in the place of the kernel or of a library.
 struct kernel_answers {
   std::function<pid_t()> fork;
   std::function<pid_t(pid_t, int*)> waitpid;
@@ -28,6 +28,8 @@ struct kernel_answers {
   std::function<int(int*, int)> pipe2;
   std::function<int(const char*)> unlink;
   std::function<int()> rand;
+  std::function<unsigned(const char*, unsigned)> forbidden_area;
+  std::function<unsigned(int, unsigned)> forbidden_area_fd;
   std::size_t cpus = 0;  // the machine's own where it is 0
 };
 extern kernel_answers kernel;

@@ -1,5 +1,6 @@
 // The phase "ready", turn by turn.
 #include "exec/slots.h"
+#include "platform/sliding_window_v4.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
 
@@ -195,6 +196,14 @@ TEST_F(lifecycle_overrun, one_byte_of_room_is_enough) {
   ASSERT_TRUE(item.idle());
   child_.print(std::string(16383, 'x'));
   EXPECT_TRUE(item.idle());
+  EXPECT_EQ(item.sm.state, TRANSCODE_READY);
+}
+
+TEST_F(lifecycle_overrun, full_buffer_of_which_nothing_was_read_does_not_count) {
+  QueueItem& item = add(READY_QUERY_PROFILES);
+  ASSERT_TRUE(item.idle());
+  item.proc_stdout_buffer->write_pos = item.proc_stdout_buffer->region_end;
+  EXPECT_FALSE(item.idle());
   EXPECT_EQ(item.sm.state, TRANSCODE_READY);
 }
 

@@ -29,6 +29,13 @@ TEST_F(listing_end, profiles_and_output_are_chosen) {
   EXPECT_EQ(status_writes.size(), 2U) << "one for the choice, one for the end";
 }
 
+TEST_F(listing_end, moves_the_item_on_by_one_step_from_where_it_is) {
+  QueueItem& item = run_listing("*QUOTE\n.. 720\n");
+  item.sm.ready.set_state(READY_INIT);
+  end(item, exited(0));
+  EXPECT_EQ(item.sm.ready.state, READY_CHECK_META);
+}
+
 TEST_F(listing_end, profile_and_output_that_were_set_stay) {
   QueueItem& item = run_listing("*QUOTE\n.. 1080\n");
   item.transcode_profile = "360";

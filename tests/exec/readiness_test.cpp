@@ -76,6 +76,33 @@ TEST_F(readiness, forbidden_source_is_rejected) {
   });
 }
 
+TEST_F(readiness, path_is_forbidden_by_bit_1) {
+  inside([&] {
+    unsigned verdict = ~1U;
+    kernel.forbidden_area = [&](const char* path, unsigned flags) {
+      EXPECT_STREQ(path, source);
+      EXPECT_EQ(flags, 0U);
+      return verdict;
+    };
+    EXPECT_EQ(add_input(source).validate_ready(), 1);
+    verdict = 1;
+    expect_rejected(add_input(source), "Rejected: Forbidden input file");
+  });
+}
+
+TEST_F(readiness, folder_is_forbidden_by_bit_0x200) {
+  inside([&] {
+    unsigned verdict = ~0x200U;
+    kernel.forbidden_area_fd = [&](int, unsigned flags) {
+      EXPECT_EQ(flags, 0x8080U);
+      return verdict;
+    };
+    EXPECT_EQ(add_input(source).validate_ready(), 1);
+    verdict = 0x200;
+    expect_rejected(add_input(source), "Rejected: unable to locate folder");
+  });
+}
+
 TEST_F(readiness, metadata_are_no_source) {
   root_.write("/mnt/media/.clip.mpg.metadata/picture.jpg", "x");
   inside([&] {
