@@ -85,7 +85,7 @@ TEST(ctl_bug_report, holds_item_status_probes_versions_configuration_and_finding
   EXPECT_EQ(machine.part("configuration.txt"), "max profile = 720\n");
   EXPECT_THAT(machine.part("versions.json"),
               AllOf(HasSubstr("\"ffmpeg\": \"ffmpeg version"), HasSubstr("qx_vod_service\""),
-                    HasSubstr("\"kernel\": \"Linux")));
+                    HasSubstr("\"kernel\": \"Linux"), HasSubstr("\"distribution\": \"Debian")));
   EXPECT_THAT(machine.part("doctor.json"), HasSubstr("\"check\": \"socket\""));
 }
 

@@ -147,10 +147,6 @@ TEST(ctl_doctor_program, one_that_others_may_change_is_a_problem) {
   EXPECT_THAT(found.text, HasSubstr("can be changed by everybody"));
 }
 
-TEST(ctl_doctor_folder, missing_one_is_a_warning) {
-  EXPECT_EQ(check_folder({"outputs", "/nowhere/vod", 0777, true}).result, finding_result::warning);
-}
-
 TEST(ctl_doctor_folder, file_in_its_place_is_a_problem) {
   const test_folder folder;
   const std::string file = made_file(folder, "vod", 0644);

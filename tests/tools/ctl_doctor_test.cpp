@@ -189,9 +189,15 @@ TEST(ctl_doctor, full_disk_is_a_problem) {
   EXPECT_THAT(machine.found("disk"), HasSubstr("problem: "));
 }
 
-TEST(ctl_doctor, output_folder_that_is_missing_is_a_warning) {
+TEST(ctl_doctor, folder_that_the_service_will_make_is_fine) {
   doctor_machine machine;
-  EXPECT_THAT(machine.found("outputs"), HasSubstr("warning: /mnt/main/tv/vod/ is not there yet"));
+  EXPECT_THAT(machine.found("outputs"), HasSubstr("ok: /mnt/main/tv/vod/ is not there yet"));
+}
+
+TEST(ctl_doctor, disk_that_is_not_mounted_is_a_warning) {
+  doctor_machine machine;
+  machine.root.run({"/bin/rmdir", "/mnt/main/tv"});
+  EXPECT_THAT(machine.found("outputs"), HasSubstr("warning: /mnt/main/tv/vod/ is not there, nor"));
 }
 
 TEST(ctl_doctor, damaged_queue_file_is_a_problem) {

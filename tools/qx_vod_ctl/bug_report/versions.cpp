@@ -24,13 +24,15 @@ std::string first_line_of(const std::vector<std::string>& command) {
   return result.output.substr(0, result.output.find('\n'));
 }
 
+// The name stands between quotes there.
 std::string distribution() {
   const text_file release = read_text_file("/etc/os-release", 65536);
-  const std::string key = "PRETTY_NAME=";
-  const std::size_t at = ("\n" + release.text).find("\n" + key);
+  const std::string key = "\nPRETTY_NAME=\"";
+  const std::string text = "\n" + release.text;
+  const std::size_t at = text.find(key);
   if (at == std::string::npos) return "not told: no name in /etc/os-release";
   const std::size_t begin = at + key.size();
-  return release.text.substr(begin, release.text.find('\n', begin) - begin);
+  return text.substr(begin, text.find_first_of("\"\n", begin) - begin);
 }
 
 std::string kernel() {

@@ -35,15 +35,22 @@ bool root_may_not_write(const char* path) {
   return geteuid() == 0 && access(path, W_OK | X_OK) != 0;
 }
 
+bool is_folder(const char* path) {
+  struct stat status = {};
+  return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The service makes its folders itself; where the platform's is missing too, a disk may be.
 finding judge_missing(const service_folder& folder, int error) {
+  const std::string path = folder.path;
   if (error != ENOENT) {
-    return problem(folder.check, std::string(folder.path) + ": " + std::strerror(error),
-                   "look at the folders above it");
+    return problem(folder.check, path + ": " + std::strerror(error), "look at the folders above");
   }
-  return warning(folder.check, std::string(folder.path) + " is not there yet",
-                 std::string("nothing, if the disk for it is mounted: the service makes it; or: "
-                             "mkdir -p ") +
-                     folder.path);
+  if (is_folder(platform_folder)) {
+    return fine(folder.check, path + " is not there yet; the service makes it");
+  }
+  return warning(folder.check, path + " is not there, nor is " + platform_folder,
+                 "mount the disk they are to lie on; on a new machine start the service");
 }
 
 finding judge_mode(const service_folder& folder, const struct stat& status) {
