@@ -28,7 +28,7 @@ bool is_blank_or_comment(const std::string& piece) {
 }
 
 void read_piece(std::string piece, int line, bool whole, configuration& result) {
-  const bool is_nothing = is_blank_or_comment(piece.c_str());
+  const bool is_nothing = is_blank_or_comment(piece.substr(0, piece.find('\0')));
   char* name = nullptr;
   char* value = nullptr;
   divide_name_equ_value_pair_loose(chomp(piece.data()), &name, &value);

@@ -33,9 +33,9 @@ std::string named(const std::vector<std::string>& names) {
 }
 
 std::string named(const std::vector<int>& lines) {
-  std::vector<std::string> names;
-  for (const int line : lines)
-    names.push_back(std::to_string(line));
+  std::vector<std::string> names(lines.size());
+  std::transform(lines.begin(), lines.end(), names.begin(),
+                 [](int line) { return std::to_string(line); });
   return named(names);
 }
 

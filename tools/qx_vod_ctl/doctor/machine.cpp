@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::uint64_t megabyte = 1000 * 1000;
+constexpr std::uint64_t megabyte = 1000000;
 
 // Below this the queue file itself is in danger; an hour at the highest usual bit rate, 1080 lines,
 // comes to 2.3 GB, and below twice that it is worth a look.
