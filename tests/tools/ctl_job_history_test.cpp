@@ -1,0 +1,118 @@
+// What earlier jobs teach, and the file that keeps it.
+#include "tools/qx_vod_ctl/job_history.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+
+using ::testing::DoubleNear;
+using ::testing::Optional;
+
+namespace {
+
+constexpr std::int64_t start = 1700000000;
+
+class job_history_file : public ::testing::Test {
+protected:
+  job_history_file() {
+    char name[] = "/tmp/qx_history.XXXXXX";
+    folder_ = mkdtemp(name);
+    path_ = folder_ + "/history";
+  }
+  ~job_history_file() override { std::filesystem::remove_all(folder_); }
+
+  void write(const std::string& text) { std::ofstream(path_) << text; }
+
+  std::string folder_;
+  std::string path_;
+};
+
+}  // namespace
+
+TEST(job_history, has_no_rate_before_a_second_look) {
+  job_history history;
+  history.note("a", "720", 1000, 100.0, start);
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+  EXPECT_EQ(history.speed("720"), std::nullopt);
+}
+
+TEST(job_history, learns_the_rate_of_a_job_and_the_speed_of_its_profile) {
+  job_history history;
+  history.note("a", "720", 1000, 100.0, start);
+  history.note("a", "720", 3000, 100.0, start + 10);
+  EXPECT_THAT(history.rate("a"), Optional(DoubleNear(0.02, 1e-9)));
+  EXPECT_THAT(history.speed("720"), Optional(DoubleNear(2.0, 1e-9)));
+}
+
+TEST(job_history, takes_two_looks_in_a_hurry_for_one) {
+  job_history history;
+  history.note("a", "720", 1000, 100.0, start);
+  history.note("a", "720", 3000, 100.0, start + 1);
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+}
+
+TEST(job_history, begins_anew_when_a_job_was_restarted) {
+  job_history history;
+  history.note("a", "720", 5000, 100.0, start);
+  history.note("a", "720", 100, 100.0, start + 10);
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+}
+
+TEST(job_history, begins_anew_after_a_long_absence) {
+  job_history history;
+  history.note("a", "720", 1000, 100.0, start);
+  history.note("a", "720", 9000, 100.0, start + 86400);
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+}
+
+TEST(job_history, forgets_the_rate_of_a_job_but_not_the_speed) {
+  job_history history;
+  history.note("a", "720", 1000, 100.0, start);
+  history.note("a", "720", 3000, 100.0, start + 10);
+  history.forget("a");
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+  EXPECT_TRUE(history.speed("720"));
+}
+
+TEST_F(job_history_file, brings_back_what_was_saved) {
+  job_history before;
+  before.note("a", "720", 1000, 100.0, start);
+  before.note("a", "720", 3000, 100.0, start + 10);
+  ASSERT_TRUE(before.save(path_));
+  job_history after;
+  after.load(path_);
+  EXPECT_THAT(after.rate("a"), Optional(DoubleNear(0.02, 1e-9)));
+  EXPECT_THAT(after.speed("720"), Optional(DoubleNear(2.0, 1e-6)));
+}
+
+TEST_F(job_history_file, passes_over_what_is_none_of_its_lines) {
+  write("speed nan 720\nspeed -3 480\nspeed\nrunning a b c d e\n\xff\xfe\n" +
+        std::string(5000, 'x') + "\nspeed 2.5 360\n");
+  job_history history;
+  history.load(path_);
+  EXPECT_EQ(history.speed("720"), std::nullopt);
+  EXPECT_EQ(history.speed("480"), std::nullopt);
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+  EXPECT_THAT(history.speed("360"), Optional(2.5));
+}
+
+TEST_F(job_history_file, that_is_a_folder_is_none) {
+  std::filesystem::create_directory(path_);
+  job_history history;
+  history.load(path_);
+  EXPECT_FALSE(history.save(path_));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder_), {}), 1);
+}
+
+TEST_F(job_history_file, lies_in_the_user_s_cache_folder) {
+  setenv("XDG_CACHE_HOME", (folder_ + "/cache").c_str(), 1);
+  EXPECT_EQ(job_history_path(), folder_ + "/cache/qx_vod_ctl/history");
+  EXPECT_TRUE(std::filesystem::is_directory(folder_ + "/cache/qx_vod_ctl"));
+}
+
+TEST(job_history_path, is_empty_without_a_home) {
+  unsetenv("XDG_CACHE_HOME");
+  unsetenv("HOME");
+  EXPECT_EQ(job_history_path(), "");
+}

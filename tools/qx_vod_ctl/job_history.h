@@ -1,0 +1,51 @@
+// What earlier jobs teach of later ones: how fast each profile is made on this machine. Kept in a
+// small text file in the user's cache folder, so that a client that is started for a moment knows
+// what one that watched has seen.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+class job_history {
+public:
+  // Reads the file, if there is one; what is no line of it is passed over.
+  void load(const std::string& path);
+
+  // Writes the file whole, under a temporary name first. False when it cannot be written, which
+  // costs nothing but the knowledge.
+  bool save(const std::string& path) const;
+
+  // Notes how far a running job is: `progress` in ten-thousandths, `now` in seconds since 1970,
+  // `length` of its source in seconds where it is known.
+  void note(const std::string& id, const std::string& profile, int progress,
+            std::optional<double> length, std::int64_t now);
+
+  // Forgets how far a job was: it stood still, or runs no longer.
+  void forget(const std::string& id) { running_.erase(id); }
+
+  // The share of its whole that a job does in a second; nothing before it was seen twice.
+  std::optional<double> rate(const std::string& id) const;
+
+  // Seconds of source that are made into `profile` in a second.
+  std::optional<double> speed(const std::string& profile) const;
+
+private:
+  struct progress_seen {
+    std::int64_t since = 0;  // when the job was first seen, seconds since 1970
+    int from = 0;            // its progress then
+    std::int64_t until = 0;
+    int to = 0;
+  };
+
+  void take_line(const std::string& line);
+  void drop_older_than(std::int64_t moment);
+
+  std::map<std::string, progress_seen> running_;
+  std::map<std::string, double> speeds_;
+};
+
+// "$XDG_CACHE_HOME/qx_vod_ctl/history" or "~/.cache/qx_vod_ctl/history", its folder made; empty
+// where there is no home.
+std::string job_history_path();

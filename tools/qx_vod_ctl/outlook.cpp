@@ -1,0 +1,90 @@
+// What an estimate goes by.
+#include "tools/qx_vod_ctl/outlook.h"
+
+#include "platform/metadata_v4.h"
+#include "tools/qx_vod_ctl/estimate.h"
+
+#include <cstdlib>
+#include <memory>
+
+namespace {
+
+struct context_closer {
+  void operator()(metadata_v4_context* context) const { metadata_v4_context_destroy(context); }
+};
+
+struct entries_closer {
+  void operator()(metadata_v4_metadata_context* entries) const {
+    metadata_v4_metadata_context_destroy(entries);
+  }
+};
+
+std::optional<double> told_length(const std::string& file) {
+  const std::unique_ptr<metadata_v4_context, context_closer> context(metadata_v4_context_create());
+  const std::unique_ptr<metadata_v4_metadata_context, entries_closer> entries(
+      metadata_v4_metadata_context_create());
+  const bool loaded =
+      context && entries &&
+      metadata_v4_context_set_file_location(context.get(), file.c_str()) == 0 &&
+      metadata_v4_metadata_context_load_metadata_from_file(entries.get(), context.get()) == 0;
+  const char* told =
+      loaded ? metadata_v4_metadata_context_read_entry(entries.get(), "duration") : nullptr;
+  const double seconds = told != nullptr ? std::strtod(told, nullptr) : 0.0;
+  return seconds > 0.0 ? std::optional<double>(seconds) : std::nullopt;
+}
+
+// A job that waits for its turn; one that is held, or still without a profile, has no basis.
+bool waits(const item_view& item) {
+  return item.state == "ready" && !item.profile.empty();
+}
+
+}  // namespace
+
+outlook::outlook() : path_(job_history_path()) {
+  if (!path_.empty()) history_.load(path_);
+}
+
+void outlook::note(const std::vector<listed_item>& items, std::int64_t now) {
+  for (const auto& [position, item] : items) {
+    if (item.state == "transcoding" && !item.paused) {
+      history_.note(item.entry_id, item.profile, item.progress, length_of(item.input_file), now);
+    } else {
+      history_.forget(item.entry_id);
+    }
+  }
+}
+
+std::vector<std::optional<double>> outlook::time_left(const std::vector<listed_item>& items) {
+  std::vector<job_outlook> jobs;
+  jobs.reserve(items.size());
+  for (const auto& [position, item] : items) {
+    job_outlook job;
+    if (item.state == "transcoding") job.now = job_outlook::phase::running;
+    if (waits(item)) job.now = job_outlook::phase::waiting;
+    job.paused = item.paused;
+    if (job.now != job_outlook::phase::other) {
+      job.share_done = item.progress / 10000.0;
+      job.length = length_of(item.input_file);
+      job.speed = history_.speed(item.profile);
+      job.rate = history_.rate(item.entry_id);
+    }
+    jobs.push_back(job);
+  }
+  return ::time_left(jobs);
+}
+
+std::optional<double> outlook::speed(const item_view& item) {
+  const auto rate = history_.rate(item.entry_id);
+  const auto length = length_of(item.input_file);
+  return rate && length ? std::optional<double>(*rate * *length) : std::nullopt;
+}
+
+void outlook::save() const {
+  if (!path_.empty()) history_.save(path_);
+}
+
+std::optional<double> outlook::length_of(const std::string& file) {
+  const auto known = lengths_.find(file);
+  if (known != lengths_.end() && known->second) return known->second;
+  return lengths_[file] = told_length(file);
+}

@@ -1,0 +1,36 @@
+// Brings together what an estimate needs: the queue, the lengths of its sources, earlier jobs.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/qx_vod_ctl/job_history.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
+
+class outlook {
+public:
+  // Reads what earlier jobs taught, from the user's cache folder.
+  outlook();
+
+  // Takes note of the queue as it is at `now` (seconds since 1970).
+  void note(const std::vector<listed_item>& items, std::int64_t now);
+
+  // Seconds until each of `items`, the whole queue in its order, is done.
+  std::vector<std::optional<double>> time_left(const std::vector<listed_item>& items);
+
+  // How many times as fast as it plays a job is made; nothing where that is not known.
+  std::optional<double> speed(const item_view& item);
+
+  // Keeps what was learnt for the next client. A folder that cannot be written costs only that.
+  void save() const;
+
+private:
+  // Seconds, as the metadata beside the source tell. Read once for each file.
+  std::optional<double> length_of(const std::string& file);
+
+  std::string path_;
+  job_history history_;
+  std::map<std::string, std::optional<double>> lengths_;
+};
