@@ -8,6 +8,7 @@ qx_add_test(ctl_unit_test
   ctl_job_waiter_test.cpp
   ctl_media_path_test.cpp
   ctl_queue_reader_test.cpp
+  ctl_queue_screen_test.cpp
   ctl_service_connection_test.cpp
   ctl_terminal_text_test.cpp
   LIBS qx_ctl)
@@ -18,6 +19,7 @@ qx_add_test(ctl_test
   ctl_files_test.cpp
   ctl_ids_test.cpp
   ctl_queue_test.cpp
+  ctl_status_test.cpp
   ctl_subcommands_test.cpp
   ctl_wait_test.cpp
   LIBS qx_test_support)

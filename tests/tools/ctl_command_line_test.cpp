@@ -9,16 +9,23 @@ using ::testing::HasSubstr;
 
 namespace {
 
-const std::vector<std::string> all_subcommands = {"add",    "list",    "show",   "wait",
-                                                  "ready",  "modify",  "pause",  "resume",
-                                                  "cancel", "restart", "remove", "test"};
+const std::vector<std::string> all_subcommands = {"status",  "add",    "list",  "show",   "wait",
+                                                  "ready",   "modify", "pause", "resume", "cancel",
+                                                  "restart", "remove", "test"};
+
+bool stands_alone(const std::string& subcommand) {
+  return subcommand == "list" || subcommand == "test" || subcommand == "status";
+}
 
 }  // namespace
 
 TEST(ctl_command_line, wrong_ones_end_with_2_and_one_line) {
   const ctl_machine machine;
-  const std::vector<std::vector<std::string>> wrong = {{},
-                                                       {"nonsense"},
+  const std::vector<std::vector<std::string>> wrong = {{"nonsense"},
+                                                       {"--nonsense"},
+                                                       {"status", "extra"},
+                                                       {"status", "--state", "Done"},
+                                                       {"status", "--color", "red"},
                                                        {"add"},
                                                        {"add", ""},
                                                        {"add", "--nonsense", "file"},
@@ -69,7 +76,7 @@ TEST(ctl_command_line, every_subcommand_ends_with_3_without_a_service) {
   const ctl_machine machine;
   for (const auto& subcommand : all_subcommands) {
     std::vector<std::string> arguments = {subcommand};
-    if (subcommand != "list" && subcommand != "test") arguments.emplace_back("operand");
+    if (!stands_alone(subcommand)) arguments.emplace_back("operand");
     if (subcommand == "modify") arguments.emplace_back("paused=1");
     const auto result = machine.ctl(arguments);
     EXPECT_EQ(result.status, 3) << subcommand;

@@ -36,3 +36,38 @@ TEST(terminal_text, columns_count_characters) {
   EXPECT_EQ(columns(""), 0U);
   EXPECT_EQ(columns("a\xc3\xa4\xe2\x82\xac"), 3U);
 }
+
+TEST(terminal_text, wide_characters_take_two_columns_and_marks_none) {
+  EXPECT_EQ(columns("\u65e5\u672c"), 4U);
+  EXPECT_EQ(columns("e\u0301"), 1U);
+  EXPECT_EQ(columns("\U0001F600"), 2U);
+}
+
+TEST(terminal_text, characters_that_turn_the_line_are_shown) {
+  EXPECT_EQ(printable("a\u202e"), "a\\xe2\\x80\\xae");
+  EXPECT_EQ(printable("\u2028"), "\\xe2\\x80\\xa8");
+  EXPECT_EQ(printable("\u2067"), "\\xe2\\x81\\xa7");
+}
+
+TEST(terminal_text, end_gives_way_to_an_ellipsis) {
+  EXPECT_EQ(cut_end("abcdef", 6), "abcdef");
+  EXPECT_EQ(cut_end("abcdef", 4), "abc\u2026");
+  EXPECT_EQ(cut_end("abcdef", 0), "");
+  EXPECT_EQ(cut_end("\u65e5\u672c\u8a9e", 4), "\u65e5\u2026");
+}
+
+TEST(terminal_text, middle_gives_way_to_an_ellipsis) {
+  EXPECT_EQ(cut_middle("news-of-the-day.mpg", 11), "news-\u2026y.mpg");
+  EXPECT_EQ(cut_middle("short.mpg", 11), "short.mpg");
+  EXPECT_EQ(cut_middle("abcdef", 3), "ab\u2026");
+}
+
+TEST(terminal_text, mark_goes_with_its_character) {
+  EXPECT_EQ(cut_middle("abcdef\u0301g", 4), "a\u2026f\u0301g");
+  EXPECT_EQ(cut_middle("abc\u65e5\u0301g", 4), "a\u2026g");
+}
+
+TEST(terminal_text, padding_counts_columns) {
+  EXPECT_EQ(padded("\u65e5", 4), "\u65e5  ");
+  EXPECT_EQ(padded("abc", 2), "abc");
+}

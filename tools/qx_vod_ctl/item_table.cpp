@@ -22,20 +22,6 @@ std::size_t common_length(const std::string& one, const std::string& other) {
   return length;
 }
 
-// Of sorted ids the neighbours are the ones most alike.
-std::size_t telling_length(const std::vector<listed_item>& items) {
-  std::vector<std::string> ids;
-  ids.reserve(items.size());
-  for (const auto& listed : items)
-    ids.push_back(listed.item.entry_id);
-  std::sort(ids.begin(), ids.end());
-  std::size_t length = shortest_id;
-  for (std::size_t i = 1; i < ids.size(); ++i) {
-    length = std::max(length, common_length(ids[i - 1], ids[i]) + 1);
-  }
-  return length;
-}
-
 table_row row_of(const listed_item& listed, std::size_t id_length) {
   const item_view& item = listed.item;
   return {std::to_string(listed.position),
@@ -57,6 +43,20 @@ std::array<std::size_t, column_count> widths_of(const std::vector<table_row>& ro
 }
 
 }  // namespace
+
+// Of sorted ids the neighbours are the ones most alike.
+std::size_t telling_length(const std::vector<listed_item>& items) {
+  std::vector<std::string> ids;
+  ids.reserve(items.size());
+  for (const auto& listed : items)
+    ids.push_back(listed.item.entry_id);
+  std::sort(ids.begin(), ids.end());
+  std::size_t length = shortest_id;
+  for (std::size_t i = 1; i < ids.size(); ++i) {
+    length = std::max(length, common_length(ids[i - 1], ids[i]) + 1);
+  }
+  return length;
+}
 
 std::string item_table(const std::vector<listed_item>& items) {
   if (items.empty()) return "";

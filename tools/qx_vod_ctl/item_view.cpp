@@ -20,6 +20,11 @@ std::string item_view::state_and_step() const {
   return sub_state.empty() ? state : state + ": " + sub_state;
 }
 
+bool item_view::running() const {
+  return state == "transcoding" || state == "remote transcode" || state == "thumbnail" ||
+         state == "cleanup";
+}
+
 bool read_item(const json11::Json& json, item_view& item) {
   item.entry_id = json["entry id"].string_value();
   item.input_file = json["input file"].string_value();
@@ -30,6 +35,11 @@ bool read_item(const json11::Json& json, item_view& item) {
   item.text = json["state"].string_value();
   item.progress = json["transcode progress"][0].int_value();
   item.delete_on_finish = json["delete on finish"].bool_value();
+  item.paused = json["paused"].bool_value();
+  item.waiting = json["waiting"].bool_value();
+  item.approved = json["approved"].bool_value();
+  item.uploaded = json["uploaded"].bool_value();
+  item.pid = json["process pid"].is_number() ? json["process pid"].int_value() : -1;
   return !item.entry_id.empty();
 }
 

@@ -17,12 +17,25 @@ struct item_view {
   std::string text;       // what the service tells people of it
   int progress = 0;       // ten-thousandths
   bool delete_on_finish = false;
+  bool paused = false;
+  bool waiting = false;  // resumed, until the job before it lets it go on
+  bool approved = true;
+  bool uploaded = false;  // its source went to the remote server
+  int pid = -1;           // of the tool at work, in the service's numbering; -1 for none
 
   bool done() const { return state == "done"; }
   bool cancelled() const { return state == "cancelled"; }
+  // A tool is at work for it, or was stopped in its work.
+  bool running() const;
+  bool transcoding_here() const { return state == "transcoding"; }
   // "ready: query profiles"
   std::string state_and_step() const;
 };
+
+// The names of a job's state, in the order of its life.
+constexpr const char* job_states[] = {"init",      "ready",   "transcoding", "remote transcode",
+                                      "thumbnail", "cleanup", "done",        "cancelling",
+                                      "cancelled", "cleared"};
 
 // Reads an item. False when it is none, which an object without an entry id is.
 bool read_item(const json11::Json& json, item_view& item);

@@ -10,6 +10,7 @@
 namespace {
 
 constexpr subcommand subcommands[] = {
+    {"status", "Show the queue at a glance; done when no subcommand is given", define_status},
     {"add", "Put files into the queue; prints their entry ids", define_add},
     {"list", "Show the queue as a table", define_list},
     {"show", "Show all that is known of an item", define_show},
@@ -33,21 +34,32 @@ constexpr const char* exit_status_help =
 
 // The parser takes an operand in brackets for a list of its own and splits it. Only files are ever
 // named like that, and with "./" in front the name means the same file.
-std::vector<std::string> keep_brackets(int argc, char** argv) {
-  std::vector<std::string> arguments(argv, argv + argc);
+void keep_brackets(std::vector<std::string>& arguments) {
   for (std::size_t i = 2; i < arguments.size() && arguments[1] == "add"; ++i) {
     if (arguments[i][0] == '[') arguments[i].insert(0, "./");
   }
-  return arguments;
+}
+
+bool is_for_the_whole_program(const std::string& argument) {
+  return argument == "-h" || argument == "--help" || argument == "--version";
+}
+
+// Options without a subcommand are those of the one that is done then.
+void name_subcommand(std::vector<std::string>& arguments) {
+  const bool names_one = arguments.size() > 1 && arguments[1].substr(0, 1) != "-";
+  if (names_one || (arguments.size() > 1 && is_for_the_whole_program(arguments[1]))) return;
+  arguments.insert(arguments.begin() + 1, "status");
 }
 
 int parse(CLI::App& app, int argc, char** argv) {
-  std::vector<std::string> arguments = keep_brackets(argc, argv);
+  std::vector<std::string> arguments(argv, argv + argc);
+  name_subcommand(arguments);
+  keep_brackets(arguments);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size());
   for (auto& argument : arguments)
     pointers.push_back(argument.data());
-  return parse_command_line(app, argc, pointers.data());
+  return parse_command_line(app, static_cast<int>(pointers.size()), pointers.data());
 }
 
 // A table that did not reach its file is no success.

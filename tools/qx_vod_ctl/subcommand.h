@@ -31,6 +31,9 @@ std::shared_ptr<std::vector<std::string>> add_operands(CLI::App& parser, const s
 // The flag --json: the reply's data as the service sent them.
 std::shared_ptr<bool> add_json_flag(CLI::App& parser);
 
+// The option --state, which takes the name of a job's state.
+void add_state_option(CLI::App& parser, std::string& state, const std::string& description);
+
 // cmd_add.cpp
 subcommand_action define_add(CLI::App& parser);
 
@@ -52,6 +55,9 @@ subcommand_action define_show(CLI::App& parser);
 
 // cmd_report.cpp
 subcommand_action define_report(CLI::App& parser);
+
+// cmd_status.cpp
+subcommand_action define_status(CLI::App& parser);
 
 // cmd_wait.cpp
 subcommand_action define_wait(CLI::App& parser);

@@ -1,0 +1,73 @@
+// status: the queue at a glance.
+#include "tools/qx_vod_ctl/item_table.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/qx_vod_ctl/queue_screen.h"
+#include "tools/qx_vod_ctl/report.h"
+#include "tools/qx_vod_ctl/subcommand.h"
+#include "tools/qx_vod_ctl/terminal.h"
+
+namespace {
+
+struct status_options {
+  std::string state;  // empty for every one
+  std::string colour = "auto";
+  bool json = false;
+};
+
+json11::Json whole_items(const queue_listing& listing, const std::string& state) {
+  json11::Json::array items;
+  for (const auto& text : listing.pages) {
+    std::string error;
+    const auto page = json11::Json::parse(text, error);
+    for (const auto& item : page["list"].array_items()) {
+      if (state.empty() || item["transcode state"].string_value() == state) items.push_back(item);
+    }
+  }
+  return items;
+}
+
+// A pipe gets everything; only a terminal has an end to its lines.
+screen_style style_of(const status_options& options) {
+  screen_style style;
+  if (output_is_terminal()) style.width = terminal_size().columns;
+  style.colour = colour_is_wanted(options.colour);
+  style.blocks = locale_is_unicode();
+  return style;
+}
+
+void print_status(const queue_listing& listing, const status_options& options) {
+  state_counts counts;
+  std::vector<screen_row> rows;
+  for (const auto& listed : listing.items) {
+    ++counts[listed.item.state];
+    if (options.state.empty() || listed.item.state == options.state) rows.push_back({listed, ""});
+  }
+  const auto id_length = telling_length(listing.items);
+  for (const auto& line : queue_lines(rows, id_length, style_of(options)))
+    print_line(line);
+  print_line(listing.items.empty() ? "The queue is empty." : totals_line(counts));
+}
+
+int show_status(vod_service& service, const status_options& options) {
+  queue_listing listing;
+  service_reply failure;
+  if (!read_queue(service, {}, listing, failure)) return report_reply("", failure);
+  if (options.json) {
+    print_line(whole_items(listing, options.state).dump());
+  } else {
+    print_status(listing, options);
+  }
+  return 0;
+}
+
+}  // namespace
+
+subcommand_action define_status(CLI::App& parser) {
+  const auto options = std::make_shared<status_options>();
+  add_state_option(parser, options->state, "Only the items in this state");
+  parser.add_option("--color", options->colour, "auto, always or never; auto heeds NO_COLOR")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
+  parser.add_flag("--json", options->json, "Print one array of whole items, for jq and the like");
+  parser.footer("A terminal gets lines that fit it; a pipe gets whole paths and texts.");
+  return [options](vod_service& service) { return show_status(service, *options); };
+}
