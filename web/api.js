@@ -1,0 +1,77 @@
+// The gateway, as the page uses it (docs/http.md). Every operation throws gateway_error when there
+// is no good answer.
+
+const gateway = '../vod.cgi';
+
+// The gateway itself gives up after 10 s.
+const time_limit_ms = 15000;
+
+export class gateway_error extends Error {
+  // `away`: there is nothing to ask for the moment; asking again later may help.
+  constructor(error, text, away) {
+    super(text || error);
+    this.error = error;
+    this.away = away;
+  }
+}
+
+const away_statuses = [502, 503, 504];
+
+async function fetch_answer(address, options) {
+  const out_of_time = AbortSignal.timeout(time_limit_ms);
+  const signal = options.signal ? AbortSignal.any([options.signal, out_of_time]) : out_of_time;
+  try {
+    return await fetch(address, {...options, signal, cache: 'no-store'});
+  } catch (error) {
+    if (options.signal?.aborted) throw error;
+    throw new gateway_error('no web server', 'The web server does not answer.', true);
+  }
+}
+
+async function read_json(response) {
+  try {
+    return await response.json();
+  } catch {
+    const text = `The web server answers with status ${response.status}.`;
+    throw new gateway_error('unreadable answer', text, response.status >= 500);
+  }
+}
+
+async function read_answer(response) {
+  const answer = await read_json(response);
+  if (response.ok) return answer;
+  throw new gateway_error(answer.error, answer.text, away_statuses.includes(response.status));
+}
+
+export class queue_reader {
+  #tag = '';
+  #address = '';
+
+  // The part of the queue that `wanted` names, or null when it is as it was at the last call.
+  async read(wanted, signal) {
+    const address = `${gateway}?${new URLSearchParams({c: 'queue', ...wanted})}`;
+    const known = address === this.#address && this.#tag;
+    const response = await fetch_answer(
+      address, {signal, headers: known ? {'If-None-Match': this.#tag} : {}});
+    if (response.status === 304) return null;
+    const answer = await read_answer(response);
+    this.#address = address;
+    this.#tag = response.headers.get('ETag') ?? '';
+    return answer;
+  }
+
+  // What was read is not known any more: the next read() gives it all.
+  forget() {
+    this.#tag = '';
+  }
+}
+
+// The mark tells the gateway that it is not some other page in this browser that asks.
+export async function send_command(word, body) {
+  const address = `${gateway}?${new URLSearchParams({c: 'command', vc: word})}`;
+  return read_answer(await fetch_answer(address, {
+    method: 'POST',
+    headers: {'Content-Type': 'application/json', 'X-Vod-Page': '1'},
+    body: JSON.stringify(body),
+  }));
+}
