@@ -1,0 +1,63 @@
+# Completion of qx_vod_ctl for bash. Subcommands and options come from the client's own help, ids and
+# states from the queue as it is at the moment; without a service there are none.
+# shellcheck shell=bash
+
+__qx_vod_ctl_subcommands() {
+  qx_vod_ctl --help 2>/dev/null | sed -n '/^Subcommands:/,/^$/s/^  \([a-z]\{1,\}\) .*/\1/p'
+}
+
+__qx_vod_ctl_options() {
+  qx_vod_ctl "$1" --help 2>/dev/null | grep -o -e '--[a-z][a-z-]*' | sort -u
+}
+
+# The shortest ids that tell the items apart; with an argument, of the items in that state.
+__qx_vod_ctl_ids() {
+  qx_vod_ctl list 2>/dev/null | awk -v state="${1-}" \
+    'NR > 1 && (state == "" || $3 == state || $3 == state ":") { print $2 }'
+}
+
+__qx_vod_ctl_states() {
+  qx_vod_ctl list --json 2>/dev/null | grep -o '"transcode state": "[^"]*"' | sort -u | cut -d'"' -f4
+}
+
+# Offers the lines of standard input that begin with the word; a blank in one of them is escaped.
+__qx_vod_ctl_offer() {
+  local line
+  COMPREPLY=()
+  while IFS= read -r line; do
+    [[ $line == "$1"* ]] && COMPREPLY+=("$(printf '%q' "$line")")
+  done
+}
+
+__qx_vod_ctl_operand() {
+  case $1 in
+  add | check)
+    compopt -o filenames
+    mapfile -t COMPREPLY < <(compgen -f -- "$2")
+    ;;
+  restart) __qx_vod_ctl_offer "$2" < <(__qx_vod_ctl_ids cancelled) ;;
+  show | wait | follow | ready | modify | pause | resume | cancel | remove | report)
+    __qx_vod_ctl_offer "$2" < <(__qx_vod_ctl_ids)
+    ;;
+  esac
+}
+
+_qx_vod_ctl() {
+  local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
+  local subcommand=${COMP_WORDS[1]}
+  COMPREPLY=()
+  if [[ $COMP_CWORD -eq 1 && $word != -* ]]; then
+    __qx_vod_ctl_offer "$word" < <(__qx_vod_ctl_subcommands)
+  elif [[ $before == --state ]]; then
+    __qx_vod_ctl_offer "$word" < <(__qx_vod_ctl_states)
+  elif [[ $before == --color ]]; then
+    __qx_vod_ctl_offer "$word" < <(printf '%s\n' auto always never)
+  elif [[ $word == -* ]]; then
+    [[ $COMP_CWORD -eq 1 ]] && subcommand=status
+    __qx_vod_ctl_offer "$word" < <(__qx_vod_ctl_options "$subcommand")
+  else
+    __qx_vod_ctl_operand "$subcommand" "$word"
+  fi
+}
+
+complete -F _qx_vod_ctl qx_vod_ctl
