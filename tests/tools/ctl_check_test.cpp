@@ -59,6 +59,17 @@ TEST(ctl_check, writes_nothing) {
   EXPECT_EQ(names_in(machine.root), before);
 }
 
+TEST(ctl_check, time_is_that_of_earlier_jobs_and_left_out_without_any) {
+  const machine_with_tools machine;
+  machine.put("progressive.mp4", clip);
+  EXPECT_THAT(machine.check({clip}).out, Not(HasSubstr("\ntime ")));
+  machine.root.write("/mnt/cache/qx_vod_ctl/history", "speed 2 360\nspeed 9 720\n");
+  const auto result = machine.root.run(
+      {"/usr/bin/env", "XDG_CACHE_HOME=/mnt/cache", "/usr/bin/qx_vod_ctl", "check", clip});
+  EXPECT_THAT(result.out, HasSubstr("time      about 0:02 from its start: jobs of profile 360 were "
+                                    "made 2.0 times as fast as they play\n"));
+}
+
 TEST(ctl_check, sound_alone_is_accepted) {
   const machine_with_tools machine;
   machine.put("tone.mp3", "/mnt/media/tone.mp3");

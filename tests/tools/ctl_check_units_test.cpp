@@ -28,6 +28,7 @@ prospect accepted_prospect() {
   found.profiles = usual;
   found.choice = choose_profile(usual, 720);
   found.size = limit_of_size("720", 61.4, 25.0);
+  found.time = work_time{20.0, 3.07};
   found.room = disk_room{500000000000, 1000000000000, false, false};
   found.commands = {{"/usr/bin/qxmi_vod_transcode", "--file", found.path}};
   return found;
@@ -86,18 +87,21 @@ TEST(ctl_check_output, name_is_made_of_moment_profile_and_source) {
 }
 
 TEST(ctl_check_output, accepted_file_is_told_line_by_line) {
-  EXPECT_EQ(prospect_text(accepted_prospect()),
-            "file      /mnt/media/it's.mpg\n"
-            "accepted  yes\n"
-            "identity  video/mp2t, 1920x1080, 25.000 fps, interlaced, mpeg2video, mp2, 2 channels, "
-            "61.400 s, 12.3 MB\n"
-            "offered   1080 720 480\n"
-            "profile   720, because it is the first that is not above \"max profile\", 720\n"
-            "where     here\n"
-            "size      at most 25.0 MB: 61.40 s at no more than 3000 kbit/s of picture and 160 "
-            "kbit/s of sound\n"
-            "room      500.0 GB free for /mnt/main/tv/vod/\n"
-            "command   /usr/bin/qxmi_vod_transcode --file '/mnt/media/it'\\''s.mpg'\n");
+  EXPECT_EQ(
+      prospect_text(accepted_prospect()),
+      "file      /mnt/media/it's.mpg\n"
+      "accepted  yes\n"
+      "identity  video/mp2t, 1920x1080, 25.000 fps, interlaced, mpeg2video, mp2, 2 channels, "
+      "61.400 s, 12.3 MB\n"
+      "offered   1080 720 480\n"
+      "profile   720, because it is the first that is not above \"max profile\", 720\n"
+      "where     here\n"
+      "size      at most 25.0 MB: 61.40 s at no more than 3000 kbit/s of picture and 160 "
+      "kbit/s of sound\n"
+      "time      about 0:20 from its start: jobs of profile 720 were made 3.1 times as fast as "
+      "they play\n"
+      "room      500.0 GB free for /mnt/main/tv/vod/\n"
+      "command   /usr/bin/qxmi_vod_transcode --file '/mnt/media/it'\\''s.mpg'\n");
 }
 
 TEST(ctl_check_output, disk_that_is_too_small_is_told) {
@@ -130,6 +134,7 @@ TEST(ctl_check_output, json_of_a_refusal_has_no_outcome) {
 TEST(ctl_check_output, json_of_an_accepted_file_has_numbers_and_argument_lists) {
   const json11::Json json = prospect_json(accepted_prospect());
   EXPECT_EQ(json["size at most"].number_value(), 25003000.0);
+  EXPECT_EQ(json["seconds"].number_value(), 20.0);
   EXPECT_EQ(json["free"].number_value(), 500000000000.0);
   EXPECT_EQ(json["commands"][0][2].string_value(), "/mnt/media/it's.mpg");
   EXPECT_EQ(json["identity"]["width"].string_value(), "1920");

@@ -30,7 +30,9 @@ int run_check(const check_options& options) {
     return exit_usage;
   }
   catch_tool_signals();
-  const prospect found = look_ahead(path, options.profile);
+  job_history history;
+  history.load(job_history_path());
+  const prospect found = look_ahead(path, options.profile, history);
   if (options.json) {
     print_line(prospect_json(found).dump());
   } else {

@@ -4,29 +4,23 @@
 #include "tools/qx_vod_ctl/doctor/doctor.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
+#include "tools/qx_vod_ctl/terminal.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
-
-#include <unistd.h>
 
 namespace {
 
-bool colour_is_wanted() {
-  const char* const no_colour = std::getenv("NO_COLOR");
-  const char* const terminal = std::getenv("TERM");
-  const bool is_refused = no_colour != nullptr && *no_colour != '\0';
-  return isatty(STDOUT_FILENO) != 0 && !is_refused && terminal != nullptr &&
-         std::strcmp(terminal, "dumb") != 0;
-}
+struct doctor_options {
+  bool json = false;
+  std::string colour = "auto";
+};
 
-int run_doctor(vod_service& service, bool json) {
+int run_doctor(vod_service& service, const doctor_options& options) {
   const finding_list findings = examine(service);
-  if (json) {
+  if (options.json) {
     print_line(findings_json(findings).dump());
   } else {
-    std::fputs(findings_text(findings, colour_is_wanted()).c_str(), stdout);
+    std::fputs(findings_text(findings, colour_is_wanted(options.colour)).c_str(), stdout);
   }
   return has_problem(findings) ? exit_failure : exit_success;
 }
@@ -34,8 +28,11 @@ int run_doctor(vod_service& service, bool json) {
 }  // namespace
 
 subcommand_action define_doctor(CLI::App& parser) {
-  const auto json = std::make_shared<bool>(false);
-  parser.add_flag("--json", *json, "Print an array of objects: check, result, text, advice");
+  const auto options = std::make_shared<doctor_options>();
+  parser.add_option("--color", options->colour, "auto, always or never; auto heeds NO_COLOR")
+      ->check(CLI::IsMember({"auto", "always", "never"}));
+  parser.add_flag("--json", options->json,
+                  "Print an array of objects: check, result, text, advice");
   parser.footer("Exit status: 0 no problem (warnings are none), 1 a problem.");
-  return [json](vod_service& service) { return end_of_tool(run_doctor(service, *json)); };
+  return [options](vod_service& service) { return end_of_tool(run_doctor(service, *options)); };
 }

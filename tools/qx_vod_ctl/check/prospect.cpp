@@ -27,9 +27,10 @@ constexpr const char* moment_text = "TIME";
 constexpr int sound_kbit = 160;  // the transcoder's, for whatever source
 constexpr int bits_per_byte = 8;
 
-class outlook {
+class preview {
 public:
-  outlook(const std::string& path, std::string profile) : profile_(std::move(profile)) {
+  preview(const std::string& path, std::string profile, const job_history& history)
+      : profile_(std::move(profile)), history_(history) {
     found_.path = path;
   }
 
@@ -126,6 +127,8 @@ private:
     const double seconds = std::strtod(entry("duration").c_str(), nullptr);
     const double rate = std::strtod(entry("frame rate").c_str(), nullptr);
     found_.size = limit_of_size(found_.choice.profile, seconds, rate);
+    const auto speed = history_.speed(found_.choice.profile);
+    if (speed && seconds > 0.0) found_.time = work_time{seconds / *speed, *speed};
     disk_room room;
     for (const char* folder : {path_output_dir, "/mnt/main/tv", "/mnt/main"}) {
       if (!found_.room && read_disk_room(folder, room)) found_.room = room;
@@ -175,13 +178,15 @@ private:
 
   class transcode_settings settings_;
   std::string profile_;
+  const job_history& history_;
   prospect found_;
 };
 
 }  // namespace
 
-prospect look_ahead(const std::string& path, const std::string& profile) {
-  return outlook(path, profile).look();
+prospect look_ahead(const std::string& path, const std::string& profile,
+                    const job_history& history) {
+  return preview(path, profile, history).look();
 }
 
 std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,

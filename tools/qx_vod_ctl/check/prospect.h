@@ -12,6 +12,7 @@
 #include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/check/profile_choice.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
+#include "tools/qx_vod_ctl/job_history.h"
 
 using command_line_list = std::vector<std::vector<std::string>>;
 
@@ -19,6 +20,12 @@ using command_line_list = std::vector<std::vector<std::string>>;
 struct size_limit {
   std::uint64_t bytes = 0;
   std::string basis;  // what it was reckoned from
+};
+
+// How long the transcode itself would take, by what earlier jobs of the profile took.
+struct work_time {
+  double seconds = 0.0;
+  double speed = 0.0;  // seconds of source in a second
 };
 
 struct prospect {
@@ -30,6 +37,7 @@ struct prospect {
   profile_choice choice;
   std::string server;  // where it would be transcoded; empty for here
   std::optional<size_limit> size;
+  std::optional<work_time> time;
   std::optional<disk_room> room;
   command_line_list commands;  // in the order in which they would run
   std::string note;            // what keeps this from being the whole truth; mostly empty
@@ -38,8 +46,10 @@ struct prospect {
 };
 
 // Looks at the file and asks the transcoder for its profiles, two minutes at most each. Writes
-// nothing. `profile` is the one that would be given when adding, or empty.
-prospect look_ahead(const std::string& path, const std::string& profile);
+// nothing. `profile` is the one that would be given when adding, or empty; `history` tells how long
+// earlier jobs took.
+prospect look_ahead(const std::string& path, const std::string& profile,
+                    const job_history& history);
 
 // Nothing where length or height is not known.
 std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,

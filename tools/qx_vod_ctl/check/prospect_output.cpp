@@ -1,10 +1,12 @@
 // Writes down what would become of a file.
 #include "tools/qx_vod_ctl/check/prospect.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <string_view>
 
 #include "platform/paths.h"
+#include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
 namespace {
@@ -52,6 +54,13 @@ std::string identity_text(const prospect& found) {
   return text;
 }
 
+std::string time_text(const work_time& time, const std::string& profile) {
+  char speed[40];
+  std::snprintf(speed, sizeof speed, "%.1f", time.speed);
+  return "about " + duration_text(time.seconds) + " from its start: jobs of profile " + profile +
+         " were made " + speed + " times as fast as they play";
+}
+
 std::string room_text(const prospect& found) {
   const std::string text = size_text(found.room->free_bytes) + " free for " + path_output_dir;
   const bool is_enough = !found.size || found.room->free_bytes >= found.size->bytes;
@@ -64,6 +73,7 @@ void add_outcome(std::string& text, const prospect& found) {
   if (found.size) {
     add_line(text, "size", "at most " + size_text(found.size->bytes) + ": " + found.size->basis);
   }
+  if (found.time) add_line(text, "time", time_text(*found.time, found.choice.profile));
   if (found.room) add_line(text, "room", room_text(found));
   for (const auto& command : found.commands)
     add_line(text, "command", shell_text(command));
@@ -85,6 +95,7 @@ void add_outcome_json(json11::Json::object& object, const prospect& found) {
     object["size at most"] = static_cast<double>(found.size->bytes);
     object["size basis"] = found.size->basis;
   }
+  if (found.time) object["seconds"] = found.time->seconds;
   if (found.room) object["free"] = static_cast<double>(found.room->free_bytes);
 }
 
