@@ -156,3 +156,13 @@ TEST(ctl_check, signal_ends_it_while_the_transcoder_lists) {
   ASSERT_EQ(waitpid(pid, &status, 0), pid);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
 }
+
+TEST(ctl_check, and_its_like_have_help_that_fits_a_screen) {
+  const private_root root;
+  for (const std::string subcommand : {"doctor", "check", "report"}) {
+    const auto help = root.run({"/usr/bin/qx_vod_ctl", subcommand, "--help"});
+    EXPECT_EQ(help.status, 0);
+    EXPECT_THAT(help.out, HasSubstr("Usage: qx_vod_ctl " + subcommand));
+    EXPECT_LE(lines_of(help.out).size(), 24U);
+  }
+}

@@ -180,3 +180,9 @@ TEST(ctl_doctor_configuration, masked_text_shows_numbers_and_address_only) {
 TEST(ctl_doctor_configuration, masked_text_hides_long_lines) {
   EXPECT_EQ(masked_configuration(std::string(2000, '#') + "\n"), "(masked)\n");
 }
+
+TEST(ctl_doctor_configuration, password_in_front_of_an_address_is_not_shown) {
+  EXPECT_EQ(masked_configuration("transcode server address = vod:p@ss@far\n"),
+            "transcode server address = (masked)@far\n");
+  EXPECT_EQ(shown_address("far:80"), "far:80");
+}

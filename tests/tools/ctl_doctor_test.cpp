@@ -224,6 +224,7 @@ TEST(ctl_doctor, other_server_is_asked_with_the_password_on_no_command_line) {
   for (const auto& call : calls)
     EXPECT_THAT(call.argv, Each(Not(HasSubstr(password))));
   EXPECT_THAT(machine.everything, Not(HasSubstr(password)));
+  EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
 }
 
 TEST(ctl_doctor, other_server_that_is_away_is_a_problem) {
@@ -254,4 +255,16 @@ TEST(ctl_doctor, signal_ends_it_while_the_other_server_is_asked_and_leaves_no_pa
   ASSERT_EQ(waitpid(pid, &status, 0), pid);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
   EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
+}
+
+TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {
+  doctor_machine machine;
+  machine.configure_server();
+  machine.start();
+  const auto result = machine.root.run({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
+                                        "--clear-groups", "/usr/bin/qx_vod_ctl", "doctor"});
+  if (result.err.find("setpriv") != std::string::npos) GTEST_SKIP() << result.err;
+  EXPECT_THAT(result.out, HasSubstr("warning  user                not asked by root"));
+  EXPECT_THAT(result.out, HasSubstr("warning  service             this user may not speak with"));
+  EXPECT_THAT(result.out, HasSubstr("vod.conf cannot be read: Permission denied"));
 }

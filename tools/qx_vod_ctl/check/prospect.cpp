@@ -134,7 +134,7 @@ private:
       if (!found_.room && read_disk_room(folder, room)) found_.room = room;
     }
     if (settings_.go_remote()) {
-      found_.server = settings_.address;
+      found_.server = shown_address(settings_.address);
       add_remote_commands();
     } else {
       add_local_command();
@@ -159,7 +159,7 @@ private:
   }
 
   void add_remote_commands() {
-    const std::string server = settings_.address;
+    const std::string& server = found_.server;
     found_.commands = {
         {"/usr/bin/qxmi_remote_transcode", "UUID", found_.path},
         {"/usr/bin/curl", "--silent", "-i", "-X", "POST", "--data-binary", "@-", "--user",

@@ -16,7 +16,8 @@ constexpr std::size_t size_limit = std::size_t{4} << 20;
 constexpr const char* known_keys[] = {"max profile", "fullspeed", "transcode server address",
                                       "transcode server user", "transcode server password"};
 
-constexpr const char* shown_keys[] = {"max profile", "fullspeed", "transcode server address"};
+constexpr const char* shown_keys[] = {"max profile", "fullspeed"};
+constexpr const char* address_key = "transcode server address";
 
 template <typename Keys> bool is_one_of(const Keys& keys, const std::string& name) {
   return std::find(std::begin(keys), std::end(keys), name) != std::end(keys);
@@ -49,6 +50,11 @@ template <typename Take> void for_each_line(const std::string& text, Take take) 
   }
 }
 
+std::string shown_value(const configuration_pair& pair) {
+  if (pair.name == address_key) return shown_address(pair.value);
+  return is_one_of(shown_keys, pair.name) ? pair.value : masked_text;
+}
+
 std::string masked_line(const std::string& line) {
   if (line.size() > piece_size) return std::string(masked_text) + "\n";
   configuration parsed;
@@ -56,8 +62,7 @@ std::string masked_line(const std::string& line) {
   if (!parsed.no_pairs.empty()) return std::string(masked_text) + "\n";
   if (parsed.pairs.empty()) return line.back() == '\n' ? line : line + "\n";
   const configuration_pair& pair = parsed.pairs.front();
-  const bool is_shown = is_one_of(shown_keys, pair.name);
-  return pair.name + " = " + (is_shown ? pair.value : masked_text) + "\n";
+  return pair.name + " = " + shown_value(pair) + "\n";
 }
 
 }  // namespace
@@ -89,6 +94,11 @@ configuration read_configuration(const std::string& text) {
 
 text_file read_configuration_file() {
   return read_text_file(path_vod_conf, size_limit);
+}
+
+std::string shown_address(const std::string& address) {
+  const std::size_t at = address.rfind('@');
+  return at == std::string::npos ? address : masked_text + address.substr(at);
 }
 
 std::string masked_configuration(const std::string& text) {

@@ -39,6 +39,9 @@ text_file read_configuration_file();
 // unknown key.
 finding_list check_configuration(const text_file& file);
 
+// An address as it may be shown: somebody may have put name and password in front of it.
+std::string shown_address(const std::string& address);
+
 // The text with the values of user, password and unknown keys masked; lines that are no pair are
 // masked whole, comments kept. To be shown to others.
 std::string masked_configuration(const std::string& text);

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "service/transcode_settings.h"
+#include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/private_folder.h"
 
 namespace {
@@ -162,6 +163,7 @@ finding_list check_remote_server(const class transcode_settings& settings) {
                     "make room in /run or /tmp")};
   }
   const std::string configuration = folder.path() + "/client";
-  return {judge_gateway(ask_gateway(configuration, settings.address), settings.address),
-          judge_ftp_server(ask_ftp_server(configuration, settings.address), settings.address)};
+  const std::string shown = shown_address(settings.address);
+  return {judge_gateway(ask_gateway(configuration, settings.address), shown),
+          judge_ftp_server(ask_ftp_server(configuration, settings.address), shown)};
 }
