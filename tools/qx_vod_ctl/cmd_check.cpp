@@ -2,6 +2,7 @@
 #include "tools/common/command_line.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
+#include "tools/qx_vod_ctl/job_history.h"
 #include "tools/qx_vod_ctl/media_path.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
@@ -32,7 +33,8 @@ int run_check(const check_options& options) {
   catch_tool_signals();
   job_history history;
   history.load(job_history_path());
-  const prospect found = look_ahead(path, options.profile, history);
+  const prospect found = look_ahead(
+      path, options.profile, [&](const std::string& profile) { return history.speed(profile); });
   if (options.json) {
     print_line(prospect_json(found).dump());
   } else {

@@ -29,8 +29,8 @@ constexpr int bits_per_byte = 8;
 
 class preview {
 public:
-  preview(const std::string& path, std::string profile, const job_history& history)
-      : profile_(std::move(profile)), history_(history) {
+  preview(const std::string& path, std::string profile, const speed_lookup& speed_of)
+      : profile_(std::move(profile)), speed_of_(speed_of) {
     found_.path = path;
   }
 
@@ -127,7 +127,7 @@ private:
     const double seconds = std::strtod(entry("duration").c_str(), nullptr);
     const double rate = std::strtod(entry("frame rate").c_str(), nullptr);
     found_.size = limit_of_size(found_.choice.profile, seconds, rate);
-    const auto speed = history_.speed(found_.choice.profile);
+    const auto speed = speed_of_(found_.choice.profile);
     if (speed && seconds > 0.0) found_.time = work_time{seconds / *speed, *speed};
     disk_room room;
     for (const char* folder : {path_output_dir, "/mnt/main/tv", "/mnt/main"}) {
@@ -178,15 +178,15 @@ private:
 
   class transcode_settings settings_;
   std::string profile_;
-  const job_history& history_;
+  const speed_lookup& speed_of_;
   prospect found_;
 };
 
 }  // namespace
 
 prospect look_ahead(const std::string& path, const std::string& profile,
-                    const job_history& history) {
-  return preview(path, profile, history).look();
+                    const speed_lookup& speed_of) {
+  return preview(path, profile, speed_of).look();
 }
 
 std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -12,7 +13,6 @@
 #include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/check/profile_choice.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
-#include "tools/qx_vod_ctl/job_history.h"
 
 using command_line_list = std::vector<std::vector<std::string>>;
 
@@ -45,11 +45,13 @@ struct prospect {
   bool accepted() const { return refused.text.empty(); }
 };
 
+// Tells how fast a profile was made so far, in seconds of source in a second.
+using speed_lookup = std::function<std::optional<double>(const std::string& profile)>;
+
 // Looks at the file and asks the transcoder for its profiles, two minutes at most each. Writes
-// nothing. `profile` is the one that would be given when adding, or empty; `history` tells how long
-// earlier jobs took.
+// nothing. `profile` is the one that would be given when adding, or empty.
 prospect look_ahead(const std::string& path, const std::string& profile,
-                    const job_history& history);
+                    const speed_lookup& speed_of);
 
 // Nothing where length or height is not known.
 std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,
