@@ -137,6 +137,15 @@ TEST(ctl_doctor_configuration, empty_password_is_a_password) {
             finding_result::ok);
 }
 
+TEST(ctl_doctor_configuration, password_that_the_ftp_client_would_cut_is_a_problem) {
+  const std::string server = "transcode server address=a\ntranscode server user=b\n"
+                             "transcode server password=";
+  EXPECT_EQ(judged(server + std::string(121, 'x'))[0].result, finding_result::ok);
+  const auto findings = judged(server + std::string(122, 'x'));
+  EXPECT_EQ(findings[0].result, finding_result::problem);
+  EXPECT_EQ(findings[0].text, "\"transcode server password\" is longer than the FTP client takes");
+}
+
 TEST(ctl_doctor_configuration, address_with_a_scheme_is_a_problem) {
   const auto findings = judged("transcode server address = http://a\ntranscode server user=b\n"
                                "transcode server password=c\n");

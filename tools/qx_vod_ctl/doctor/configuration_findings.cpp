@@ -136,6 +136,19 @@ void judge_address(const std::string& address, finding_list& findings) {
   }
 }
 
+// Seen with the FTP client's version 3.2.6: it takes no more of each, and the upload fails.
+constexpr std::size_t longest_login = 121;
+
+void judge_lengths(const configuration& parsed, finding_list& findings) {
+  for (const char* key : {address_key, user_key, password_key}) {
+    const std::string* const value = parsed.value(key);
+    if (value == nullptr || value->size() <= longest_login) continue;
+    findings.push_back(
+        problem(check, std::string("\"") + key + "\" is longer than the FTP client takes",
+                "agree on one of " + std::to_string(longest_login) + " bytes at most"));
+  }
+}
+
 bool has_text(const std::string* value) {
   return value != nullptr && !value->empty();
 }
@@ -193,6 +206,7 @@ finding_list check_configuration(const text_file& file) {
   judge_repeated(parsed, findings);
   judge_numbers(parsed, findings);
   judge_server(parsed, findings);
+  judge_lengths(parsed, findings);
   if (findings.empty()) findings.push_back(fine(check, file_name));
   return findings;
 }
