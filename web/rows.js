@@ -1,7 +1,8 @@
 // The rows of the list: one for each job in sight, kept from one look at the queue to the next, so
 // that focus, selection and pictures stay as they are.
-import {clock_length, expected_at, file_name, folder_name, job_text, state_name, time_left}
-  from './words.js';
+import {
+  clock_length, expected_at, file_name, folder_name, job_text, profile_name, state_name, time_left,
+} from './words.js';
 
 const actions = {
   play: ['Play', 'i-play'],
@@ -81,7 +82,6 @@ function update_picture(row, job) {
   image.hidden = true;
   if (address) {
     image.onload = () => { image.hidden = false; };
-    image.loading = 'eager';
     image.src = address;
   } else {
     image.removeAttribute('src');
@@ -103,11 +103,11 @@ function update_profile(row, job) {
   const is_open = job.state === 'ready' && job.profiles.length > 1;
   const select = row.querySelector('select');
   set_shown(row.querySelector('.choice'), is_open);
-  set_text(row.querySelector('.profile'), is_open ? '' : job.profile);
+  set_text(row.querySelector('.profile'), is_open ? '' : profile_name(job.profile));
   if (!is_open || document.activeElement === select) return;
   const names = job.profiles.includes(job.profile) ? job.profiles : [job.profile, ...job.profiles];
   if (select.dataset.names !== names.join('\n')) {
-    select.replaceChildren(...names.map((name) => new Option(name, name)));
+    select.replaceChildren(...names.map((name) => new Option(profile_name(name), name)));
     select.dataset.names = names.join('\n');
   }
   select.value = job.profile;
@@ -121,7 +121,7 @@ function update_row(row, job) {
   set_text(row.querySelector('.state-name'), state_name(job));
   set_text(row.querySelector('.text'), job_text(job));
   set_shown(row.querySelector('.text'), job_text(job) !== '');
-  set_text(row.querySelector('.length'), job.length ? clock_length(job.length) : '');
+  set_text(row.querySelector('.length'), job.length ? `${clock_length(job.length)} long` : '');
   set_shown(row.querySelector('.deletes'), job.deletes_source && job.group !== 'done');
   update_picture(row, job);
   update_progress(row, job);

@@ -39,6 +39,11 @@ export function folder_name(path) {
   return path.slice(0, Math.max(path.lastIndexOf('/'), 0));
 }
 
+// Profiles that are heights read as such.
+export function profile_name(profile) {
+  return /^\d+$/.test(profile) ? `${profile}p` : profile;
+}
+
 const two = (number) => String(number).padStart(2, '0');
 
 export function clock_length(seconds) {

@@ -27,10 +27,13 @@ TEST(cgi_page_query, asks_for_the_first_32_of_all_jobs_unless_told) {
 
 TEST(cgi_page_query, is_decoded_as_a_form_encodes_it) {
   queue_query wanted;
-  ASSERT_TRUE(read("c=queue&first=64&count=16&show=remote+transcode&search=%C3%A4%26%20b", wanted));
+  ASSERT_TRUE(
+      read("c=queue&first=64&count=16&show=running&state=remote+transcode&search=%C3%A4%26%20b",
+           wanted));
   EXPECT_EQ(wanted.first, 64);
   EXPECT_EQ(wanted.count, 16);
-  EXPECT_EQ(wanted.show, "remote transcode");
+  EXPECT_EQ(wanted.show, "running");
+  EXPECT_EQ(wanted.state, "remote transcode");
   EXPECT_EQ(wanted.search, "\xc3\xa4& b");
 }
 

@@ -80,8 +80,18 @@ TEST(cgi_queue_view, filters_by_group_and_by_state) {
   queue_query wanted;
   wanted.show = "running";
   EXPECT_THAT(ids(view(jobs, wanted)), ElementsAre("a", "b"));
-  wanted.show = "transcoding";
+  wanted.show = "";
+  wanted.state = "transcoding";
   EXPECT_THAT(ids(view(jobs, wanted)), ElementsAre("b", "c"));
+}
+
+TEST(cgi_queue_view, keeps_failed_jobs_apart_from_cancelled_ones) {
+  queue_query wanted;
+  wanted.show = "cancelled";
+  const auto seen = view({job("a", "cancelled", "state", "Transcoding failed"),
+                          job("b", "cancelled", "state", "Cancelled by user")},
+                         wanted);
+  EXPECT_THAT(ids(seen), ElementsAre("b"));
 }
 
 TEST(cgi_queue_view, searches_paths_and_texts_in_either_case) {

@@ -61,8 +61,10 @@ bool take_field(const std::string& name, const std::string& value, queue_query& 
   if (name == "first") return read_index(value, 0, largest_index, wanted.first);
   if (name == "count") return read_index(value, 1, most_shown, wanted.count);
   if (name == "show") wanted.show = value;
+  if (name == "state") wanted.state = value;
   if (name == "search") wanted.search = value;
-  return name == "c" || name == "show" || (name == "search" && value.size() <= longest_search);
+  return name == "c" || name == "show" || name == "state" ||
+         (name == "search" && value.size() <= longest_search);
 }
 
 }  // namespace

@@ -10,7 +10,8 @@ constexpr int most_shown = 64;
 struct queue_query {
   int first = 0;       // index of the first job among those that match
   int count = 32;      // 1 to most_shown
-  std::string show;    // a group or a state, see job_view.h; "" for all
+  std::string show;    // a group, see job_view.h; "" for all
+  std::string state;   // a state of the service; "" for all
   std::string search;  // at most 200 bytes, no control characters; "" for all
 };
 
@@ -18,8 +19,8 @@ struct queue_query {
 // missing or given twice.
 std::string gateway_word(std::string_view query);
 
-// Reads "c=queue" and the fields first, count, show and search, each once at most, percent-encoded
-// as a form does it. False, with what is wrong in `error`, for anything else.
+// Reads "c=queue" and the fields first, count, show, state and search, each once at most,
+// percent-encoded as a form does it. False, with what is wrong in `error`, for anything else.
 bool read_queue_query(std::string_view query, queue_query& wanted, std::string& error);
 
 // Reads "c=command&vc=COMMAND" and nothing besides; "" for anything else.

@@ -72,8 +72,8 @@ json11::Json item_json(const job_view& job, const vod_folder& folder) {
 }
 
 bool is_wanted(const job_view& job, const queue_query& wanted, const std::string& folded_search) {
-  return (wanted.show.empty() || wanted.show == group_name(job.group) ||
-          wanted.show == job.state) &&
+  return (wanted.show.empty() || wanted.show == group_name(job.group)) &&
+         (wanted.state.empty() || wanted.state == job.state) &&
          (folded_search.empty() || matches_search(job, folded_search));
 }
 

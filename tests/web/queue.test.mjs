@@ -1,0 +1,206 @@
+// What the page shows of the queue, and what it costs.
+import assert from 'node:assert/strict';
+import {page_test, row, until} from './machine.mjs';
+
+const visible_rows = (page) => page.locator('.job').count();
+const text_of = (page, id) => page.locator(id).innerText();
+
+function ended(count, more = () => ({})) {
+  return Array.from({length: count}, (_, i) => ({
+    'transcode state': 'cancelled', 'state': 'Transcoding failed',
+    'input file': `/mnt/media/tape ${i}.ts`, ...more(i)}));
+}
+
+// Three kinds, 512 in all.
+function full_queue(machine) {
+  machine.write_queue(ended(512, (i) => {
+    if (i < 300) return {};
+    return i < 400 ? {state: 'Cancelled by user', 'input file': `/mnt/media/reel ${i}.ts`}
+      : {'transcode state': 'ready', 'ready state': 'ready to transcode', paused: true,
+        'quoted profile': ['720', '480'], 'transcode profile': '720'};
+  }));
+}
+
+page_test('an empty queue says so and offers to add a file', async ({machine, page}) => {
+  await page.goto(machine.url);
+  await page.getByText('The queue is empty').waitFor();
+  await page.locator('#empty').getByRole('button', {name: 'Add a file'}).click();
+  assert.ok(await page.locator('#add-dialog').isVisible());
+});
+
+page_test('a running job shows progress, time left and an expected moment marked as an estimate',
+  async ({machine, page}) => {
+    await machine.add(machine.make_clip('long.ts', 240, '640x360'), {profile: '360'});
+    await page.goto(machine.url);
+    const job = row(page, 'long.ts');
+    const value = () => job.locator('progress').evaluate((bar) => bar.value);
+    await until('progress', async () => await job.locator('progress').isVisible() && await value() > 0);
+    const before = await value();
+    await until('more progress', async () => await value() > before);
+    await job.getByText(/left$/).waitFor();
+    await job.getByText(/^ready about .*\d\d:\d\d \(estimate\)$/).waitFor();
+  });
+
+page_test('a finished job shows its thumbnail and is announced', async ({machine, page}) => {
+  const file = machine.make_clip('short.ts', 6);
+  await page.goto(machine.url);
+  await machine.add(file);
+  const job = row(page, 'short.ts');
+  await page.locator('#said').getByText(/short\.ts: Done/).waitFor({state: 'attached'});
+  await job.locator('img').waitFor();
+  assert.ok(await job.locator('img').evaluate((image) => image.naturalWidth) > 0);
+  assert.equal(await text_of(page, '[data-group="done"].filter .filter-count'), '1');
+});
+
+page_test('512 jobs are counted by kind and shown 32 at a time', async ({machine, page}) => {
+  await page.goto(machine.url);
+  await page.locator('.job').first().waitFor();
+  assert.equal(await visible_rows(page), 32);
+  assert.equal(await text_of(page, '#range'), '1\u201332 of 512');
+  for (const [group, count] of [['', '512'], ['paused', '112'], ['failed', '300'],
+    ['cancelled', '100'], ['done', '0']]) {
+    assert.equal(await text_of(page, `.filter[data-group="${group}"] .filter-count`), count);
+  }
+  for (let i = 0; i < 15; ++i) {
+    await page.getByRole('button', {name: 'Next'}).click();
+    await page.getByText(`${(i + 1) * 32 + 1}\u2013${(i + 2) * 32} of 512`).waitFor();
+  }
+  assert.ok(await page.getByRole('button', {name: 'Next'}).isDisabled());
+}, {prepare: full_queue});
+
+page_test('filter and search cut the queue, and a reload keeps both', async ({machine, page}) => {
+  await page.goto(machine.url);
+  await page.locator('.filter', {hasText: 'Cancelled'}).click();
+  await page.getByText('1\u201332 of 100').waitFor();
+  await page.getByRole('searchbox').fill('REEL 37');
+  await until('ten jobs', async () => await visible_rows(page) === 10);
+  await page.reload();
+  await until('ten jobs', async () => await visible_rows(page) === 10);
+  assert.equal(await page.getByRole('searchbox').inputValue(), 'REEL 37');
+  await page.getByRole('searchbox').fill('no such thing');
+  await page.getByText('No job fits').waitFor();
+  await page.getByRole('button', {name: 'Show all jobs'}).click();
+  await page.getByText('1\u201332 of 512').waitFor();
+}, {prepare: full_queue});
+
+page_test('512 jobs cost one request a second, and nothing while nothing changes',
+  async ({machine, page}) => {
+    const answers = [];
+    page.on('response', (response) => {
+      if (response.url().includes('c=queue')) answers.push(response.status());
+    });
+    await page.goto(machine.url);
+    await until('an answer', () => answers.length > 0);
+    const begin = Date.now();
+    await until('six more', () => answers.length >= 7);
+    assert.ok(Date.now() - begin > 5500, `six requests in ${Date.now() - begin} ms`);
+    assert.deepEqual(new Set(answers.slice(1)), new Set([304]));
+  }, {prepare: full_queue});
+
+page_test('a hidden page asks for nothing and looks at once when it is seen again',
+  async ({machine, page}) => {
+    let requests = 0;
+    page.on('request', (request) => { requests += request.url().includes('c=queue') ? 1 : 0; });
+    await page.goto(machine.url);
+    await page.getByText('The queue is empty').waitFor();
+    const set_hidden = (hidden) => page.evaluate((value) => {
+      Object.defineProperty(document, 'hidden', {value, configurable: true});
+      document.dispatchEvent(new Event('visibilitychange'));
+    }, hidden);
+    await set_hidden(true);
+    const before = requests;
+    await page.waitForTimeout(2500);
+    assert.equal(requests, before);
+    await set_hidden(false);
+    await until('a look', () => requests > before);
+  });
+
+page_test('a service that is away is told, and the page goes on when it is back',
+  async ({machine, page}) => {
+    await page.goto(machine.url);
+    await page.locator('.job').first().waitFor();
+    await machine.tell('stop service');
+    await page.getByText('The service is not running').waitFor();
+    assert.equal(await text_of(page, '#pulse-text'), 'Away');
+    assert.equal(await visible_rows(page), 3);
+    await machine.tell('start service');
+    await page.getByText('Live').waitFor();
+    await page.locator('#away').waitFor({state: 'hidden'});
+    await page.locator('#said').getByText('The service is back.').waitFor({state: 'attached'});
+    assert.equal(await visible_rows(page), 3);
+  }, {prepare: (machine) => machine.write_queue(ended(3))});
+
+page_test('a web server that is away is told, and the page goes on when it is back',
+  async ({machine, page}) => {
+    await page.goto(machine.url);
+    await page.getByText('Live').waitFor();
+    await machine.tell('stop web');
+    await page.getByText('The web server does not answer.').waitFor();
+    await machine.tell('start web');
+    await page.getByText('Live').waitFor();
+  });
+
+const trap = '<img src=x onerror=alert(1)>&amp;"\'`.ts';
+page_test('names and texts are shown letter by letter, whatever they hold',
+  async ({machine, page}) => {
+    await page.goto(machine.url);
+    await page.locator('.job').first().waitFor();
+    assert.equal(await page.locator('.name').innerText(), trap);
+    assert.equal(await page.locator('.text').innerText(), '<b>bold</b>');
+    assert.equal(await page.locator('.job img[src="x"], .job b').count(), 0);
+  }, {prepare: (machine) => machine.write_queue(
+    ended(1, () => ({'input file': `/mnt/media/${trap}`, 'state': '<b>bold</b>'})))});
+
+page_test('a page behind the end of the queue goes back to the last one', async ({machine, page}) => {
+  await page.goto(`${machine.url}#first=320`);
+  await page.getByText('33\u201340 of 40').waitFor();
+}, {prepare: (machine) => machine.write_queue(ended(40))});
+
+const long_name = `${'\u00dcbertragung der K\u00f6niglichen Festspiele '.repeat(4)}.ts`;
+page_test('a phone shows long names without rolling sideways', async ({machine, page}) => {
+  await page.goto(machine.url);
+  await page.locator('.job').first().waitFor();
+  const width = await page.evaluate(() => document.documentElement.scrollWidth);
+  assert.equal(width, 390);
+  const button = await page.getByRole('button', {name: /^Restart/}).first().boundingBox();
+  assert.ok(button.height >= 44 && button.x + button.width <= 390);
+}, {viewport: {width: 390, height: 844}, prepare: (machine) => machine.write_queue(ended(2,
+  (i) => ({'input file': `/mnt/media/${i ? long_name : `${'x'.repeat(200)}.ts`}`})))});
+
+page_test('a dark screen gets dark colours', async ({machine, page}) => {
+  await page.goto(machine.url);
+  await page.getByText('The queue is empty').waitFor();
+  const colour = await page.evaluate(() => getComputedStyle(document.body).backgroundColor);
+  const light = colour.match(/\d+/g).map(Number).reduce((sum, part) => sum + part) / 3;
+  assert.ok(light < 60, colour);
+}, {colorScheme: 'dark'});
+
+page_test('no moment is told for jobs behind one whose duration is not known',
+  async ({machine, page}) => {
+    await page.goto(machine.url);
+    const moments = await page.evaluate(async () => {
+      const {expected_moments, profile_speeds, progress_rates} = await import('./estimate.js');
+      const speeds = new profile_speeds({getItem: () => '{"720": 2}', setItem: () => {}});
+      const job = (id, length, progress = 0) => ({id, profile: '720', length, progress});
+      const line = [job('a', 100, 5000), job('b', 10), job('c', null), job('d', 10)];
+      return [...expected_moments(line, new progress_rates(), speeds, 0)];
+    });
+    assert.deepEqual(moments, [['a', 28000], ['b', 36000]]);
+  });
+
+page_test('time left is told once a job has been seen to move for some seconds',
+  async ({machine, page}) => {
+    await page.goto(machine.url);
+    const [early, later] = await page.evaluate(async () => {
+      const {progress_rates} = await import('./estimate.js');
+      const rates = new progress_rates();
+      const seen = [];
+      for (const [now, progress] of [[0, 0], [1000, 100], [2000, 200], [5000, 500]]) {
+        rates.note({id: 'a', group: 'running', progress}, now);
+        seen.push(rates.left('a', now));
+      }
+      return [seen[2], seen[3]];
+    });
+    assert.equal(early, null);
+    assert.equal(later, 95000);
+  });
