@@ -18,7 +18,7 @@ install(TARGETS vod_cgi RUNTIME DESTINATION ${QX_PRIVATE_DIR})
 install(PROGRAMS ${QX_PACKAGING}/systemd/open-socket DESTINATION ${QX_PRIVATE_DIR})
 install(FILES ${QX_PACKAGING}/systemd/qx-vod.service DESTINATION ${QX_UNIT_DIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/web DESTINATION ${QX_SHARED_DIR}
-        OPTIONAL PATTERN README.md EXCLUDE)
+        PATTERN README.md EXCLUDE)
 
 foreach(section 1 5 8)
   file(GLOB pages CONFIGURE_DEPENDS ${QX_PACKAGING}/man/*.${section})
@@ -26,16 +26,14 @@ foreach(section 1 5 8)
 endforeach()
 
 install(FILES ${QX_PACKAGING}/completion/qx_vod_ctl.bash
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME qx_vod_ctl OPTIONAL)
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME qx_vod_ctl)
 install(FILES ${QX_PACKAGING}/completion/_qx_vod_ctl
-        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions OPTIONAL)
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.svg)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
         DESTINATION ${QX_DOC_DIR})
 install(FILES ${documents} DESTINATION ${QX_DOC_DIR}/docs)
-install(FILES ${QX_PACKAGING}/examples/vod.conf
-              ${QX_PACKAGING}/lighttpd/50-qx-vod.conf
-              ${QX_PACKAGING}/vsftpd/qx-vod-ftp.pam
-              ${QX_PACKAGING}/vsftpd/vsftpd.conf
+install(FILES ${QX_PACKAGING}/examples/vod.conf DESTINATION ${QX_DOC_DIR}/examples)
+install(DIRECTORY ${QX_PACKAGING}/lighttpd ${QX_PACKAGING}/vsftpd
         DESTINATION ${QX_DOC_DIR}/examples)
