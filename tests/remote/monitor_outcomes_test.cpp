@@ -79,4 +79,29 @@ TEST_F(remote_bench, a_pause_over_there_is_taken_back_when_nobody_here_asked_for
   machine.root.wait_for_call("curl.resume");
 }
 
+// The far document carries the far server's job number, and is reported like any item that is read.
+TEST_F(remote_bench, a_far_job_number_that_is_a_local_job_is_reported_there) {
+  machine.root.write("/mnt/main/tv/fileops/jobs/77/status", "op=copy\n");
+  begin_monitoring();
+  wait_for_text("Remote: far text");
+  EXPECT_EQ(machine.root.read("/mnt/main/tv/fileops/jobs/77/status"), "op=copy\n");
+  far_state("transcoding", ", \"fileops job id\": 77");
+  EXPECT_TRUE(wait_until([&] {
+    auto const status = machine.root.job_status(77);
+    auto const text = status.find("state");
+    return text != status.end() && text->second == "far text" && status.at("entry id") == far_id;
+  }));
+}
+
+TEST_F(remote_bench, a_document_that_came_is_what_monitoring_goes_by) {
+  machine.root.plan("curl.resume", replies(added()));
+  begin_monitoring();
+  for (int i = 1; i <= 2; ++i) {
+    far_state("transcoding", ", \"paused\": true");
+    machine.root.wait_for_call("curl.resume", i);
+    far_state("transcoding");
+    wait_for_text("Remote: far text");
+  }
+}
+
 }  // namespace

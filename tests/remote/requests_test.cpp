@@ -102,4 +102,16 @@ TEST_F(remote_bench, download_asks_for_the_far_output_by_full_path) {
                      "ftp://far.example:8080//mnt/main/tv/vod/far.mp4"}));
 }
 
+TEST_F(remote_bench, requests_go_to_the_server_that_is_configured_now) {
+  begin_monitoring();
+  machine.service.stop();
+  machine.root.write_config({{"transcode server address", "another.example"},
+                             {"transcode server user", "vod"},
+                             {"transcode server password", ""}});
+  int const before = static_cast<int>(machine.root.calls("curl.list").size());
+  machine.start();
+  EXPECT_EQ(machine.root.wait_for_call("curl.list", before + 1).argv.at(9),
+            "http://another.example/reelstack4/vod.cgi?c=vodsrv&vc=list");
+}
+
 }  // namespace
