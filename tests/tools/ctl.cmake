@@ -6,6 +6,7 @@ qx_add_test(ctl_unit_test
   ctl_id_resolver_test.cpp
   ctl_item_view_test.cpp
   ctl_job_waiter_test.cpp
+  ctl_media_folder_test.cpp
   ctl_media_path_test.cpp
   ctl_queue_reader_test.cpp
   ctl_queue_screen_test.cpp
@@ -20,6 +21,7 @@ qx_add_test(ctl_test
   ctl_ids_test.cpp
   ctl_queue_test.cpp
   ctl_status_test.cpp
+  ctl_selection_test.cpp
   ctl_subcommands_test.cpp
   ctl_wait_test.cpp
   LIBS qx_test_support)

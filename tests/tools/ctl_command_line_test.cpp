@@ -9,9 +9,9 @@ using ::testing::HasSubstr;
 
 namespace {
 
-const std::vector<std::string> all_subcommands = {"status",  "add",    "list",  "show",   "wait",
-                                                  "ready",   "modify", "pause", "resume", "cancel",
-                                                  "restart", "remove", "test"};
+const std::vector<std::string> all_subcommands = {"status", "follow",  "add",    "list",  "show",
+                                                  "wait",   "ready",   "modify", "pause", "resume",
+                                                  "cancel", "restart", "remove", "test"};
 
 bool stands_alone(const std::string& subcommand) {
   return subcommand == "list" || subcommand == "test" || subcommand == "status";
@@ -34,6 +34,12 @@ TEST(ctl_command_line, wrong_ones_end_with_2_and_one_line) {
                                                        {"show", ""},
                                                        {"show", "job:x"},
                                                        {"pause"},
+                                                       {"pause", "a", "--all"},
+                                                       {"cancel", "--all", "--state", "ready"},
+                                                       {"cancel", "--state", "finished"},
+                                                       {"add", "--hold", "--wait", "file"},
+                                                       {"remove"},
+                                                       {"follow", "a", "b"},
                                                        {"modify", "a"},
                                                        {"modify", "a", "paused"},
                                                        {"modify", "a", "=1"},
@@ -80,7 +86,9 @@ TEST(ctl_command_line, every_subcommand_ends_with_3_without_a_service) {
     if (subcommand == "modify") arguments.emplace_back("paused=1");
     const auto result = machine.ctl(arguments);
     EXPECT_EQ(result.status, 3) << subcommand;
-    EXPECT_EQ(result.err, "qx_vod_ctl: no service at /var/run/vod.transcode.service\n");
+    EXPECT_EQ(result.err,
+              "qx_vod_ctl: no service at /var/run/vod.transcode.service; start it with: "
+              "systemctl start qx-vod\n");
     EXPECT_EQ(result.out, "") << subcommand;
   }
 }
@@ -92,7 +100,7 @@ TEST(ctl_command_line, stopped_service_is_waited_for_ten_seconds) {
   const auto result = machine.ctl({"test"});
   machine.service.signal(SIGCONT);
   EXPECT_EQ(result.status, 3);
-  EXPECT_EQ(result.err, "qx_vod_ctl: the service does not answer\n");
+  EXPECT_EQ(result.err, "qx_vod_ctl: the service does not answer; see: qx_vod_ctl doctor\n");
 }
 
 TEST(ctl_command_line, output_that_cannot_be_written_is_a_failure) {

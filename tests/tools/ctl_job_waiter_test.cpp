@@ -2,6 +2,7 @@
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
@@ -108,6 +109,37 @@ TEST(job_waiter, highest_status_of_several_jobs_counts) {
   });
   EXPECT_EQ(wait_for(service, {"gone", "bad", "good"}).exit_status, exit_no_such_item);
   EXPECT_EQ(wait_for(service, {"good", "bad"}).exit_status, exit_job_failed);
+}
+
+TEST(job_waiter, running_job_is_looked_at_after_every_pause_for_its_progress) {
+  scripted_service service([asked = 0](auto&, auto& pairs) mutable {
+    const std::string state = pairs[0].second == "a" ? "transcoding" : "ready";
+    return accepted(item_json(pairs[0].second, ++asked < 7 ? state : "done"));
+  });
+  progress_line progress(stdout, false);
+  job_waiter waiter(
+      service, false, [] {}, &progress);
+  testing::internal::CaptureStdout();
+  waiter.wait({"a", "b"});
+  testing::internal::GetCapturedStdout();
+  EXPECT_THAT(service.asked(),
+              ElementsAre("list entry id=a", "list entry id=b", "list entry id=a",
+                          "list entry id=a", "list entry id=b", "list entry id=a",
+                          "list entry id=a", "list entry id=b", "list entry id=a"));
+}
+
+TEST(progress_line, stream_gets_a_line_for_each_tenth_part) {
+  testing::internal::CaptureStdout();
+  {
+    progress_line progress(stdout, false);
+    item_view item;
+    item.entry_id = "a";
+    item.state = "transcoding";
+    for (item.progress = 0; item.progress <= 2500; item.progress += 100)
+      progress.show(item);
+  }
+  const auto lines = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3) << lines;
 }
 
 TEST(job_waiter, raw_form_is_the_item_as_it_came) {

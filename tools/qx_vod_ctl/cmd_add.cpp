@@ -1,10 +1,18 @@
 // add: files into the queue.
 #include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/job_waiter.h"
+#include "tools/qx_vod_ctl/media_folder.h"
 #include "tools/qx_vod_ctl/media_path.h"
+#include "tools/qx_vod_ctl/progress_line.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 
 #include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include <unistd.h>
 
 namespace {
 
@@ -12,6 +20,8 @@ struct add_options {
   std::string profile;  // empty leaves the choice to the service
   bool delete_on_finish = false;
   bool hold = false;
+  bool recursive = false;
+  bool wait = false;
 };
 
 name_values item_fields(const add_options& options, const std::string& path) {
@@ -48,7 +58,8 @@ struct named_file {
 };
 
 // Adding and making ready are two requests, so that a refusal comes with its reason.
-int add_file(vod_service& service, const add_options& options, const named_file& file, bool json) {
+int add_file(vod_service& service, const add_options& options, const named_file& file, bool json,
+             std::vector<std::string>& added) {
   auto reply = service.request("add", item_fields(options, file.path));
   if (!reply.accepted()) return report_reply(file.given, reply);
   const std::string id = reply.pair("entry id");
@@ -61,7 +72,49 @@ int add_file(vod_service& service, const add_options& options, const named_file&
     if (!reply.accepted()) return refuse_file(service, options, file.given, id, reply);
   }
   json ? print_raw(reply.data) : print_line(id);
+  added.push_back(id);
   return 0;
+}
+
+// Puts the files in place of their folder. False, with the cause reported, when it cannot be read.
+bool expand_folder(const named_file& folder, std::vector<named_file>& files) {
+  const media_folder found = read_media_folder(folder.path);
+  if (!found.error.empty()) report(folder.given, found.error);
+  for (const auto& path : found.files)
+    files.push_back({path, path});
+  if (found.passed_over > 0) {
+    report(folder.given, std::to_string(found.passed_over) + " files passed over: by their names "
+                                                             "they are no media");
+  }
+  return found.error.empty();
+}
+
+bool is_folder(const std::string& path) {
+  std::error_code error;
+  return std::filesystem::is_directory(path, error);
+}
+
+// Puts the media files of the folders in their place; returns the exit status.
+int expand_folders(std::vector<named_file>& files) {
+  std::vector<named_file> expanded;
+  int status = 0;
+  for (const auto& file : files) {
+    if (!is_folder(file.path)) {
+      expanded.push_back(file);
+    } else if (!expand_folder(file, expanded)) {
+      status = exit_refused;
+    }
+  }
+  files = std::move(expanded);
+  return status;
+}
+
+// Progress goes where it does not mix with the lines that a script reads.
+int follow_to_the_end(vod_service& service, const std::vector<std::string>& ids, bool json) {
+  progress_line progress(stderr, true);
+  const auto pause = [] { std::this_thread::sleep_for(std::chrono::milliseconds(500)); };
+  job_waiter waiter(service, json, pause, isatty(STDERR_FILENO) != 0 ? &progress : nullptr);
+  return waiter.wait(ids);
 }
 
 // False, with the cause reported, when one of them has no path.
@@ -80,13 +133,14 @@ int add_files(vod_service& service, const add_options& options,
               const std::vector<std::string>& given, bool json) {
   std::vector<named_file> files;
   if (!find_paths(given, files)) return exit_usage;
-  int status = 0;
+  int status = options.recursive ? expand_folders(files) : 0;
+  std::vector<std::string> added;
   for (const auto& file : files) {
-    const int one = add_file(service, options, file, json);
+    const int one = add_file(service, options, file, json, added);
     status = std::max(status, one);
-    if (one == exit_no_service) break;
+    if (one == exit_no_service) return status;
   }
-  return status;
+  return options.wait ? std::max(status, follow_to_the_end(service, added, json)) : status;
 }
 
 }  // namespace
@@ -98,8 +152,13 @@ subcommand_action define_add(CLI::App& parser) {
                     "Profile to make; the best one that fits if not");
   parser.add_flag("--delete-on-finish", options->delete_on_finish,
                   "Delete the file and its metadata once its copy is finished");
-  parser.add_flag("--hold", options->hold,
-                  "Do not start it yet; the service drops it if \"ready\" does not follow in 15 s");
+  auto* const hold = parser.add_flag(
+      "--hold", options->hold,
+      "Do not start it yet; the service drops it if \"ready\" does not follow in 15 s");
+  parser.add_flag("-r,--recursive", options->recursive,
+                  "Of a folder add what is named like media, below it and its subfolders");
+  parser.add_flag("--wait", options->wait, "Follow the jobs until each is done or cancelled")
+      ->excludes(hold);
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return add_files(service, *options, *files, *json); };
 }

@@ -26,12 +26,43 @@ int show_reply(const std::string& entry_id, const service_reply& reply, bool jso
   return 0;
 }
 
-int command_items(vod_service& service, const std::string& command,
-                  const std::vector<std::string>& given, bool json) {
-  const auto selection = select_items(service, given);
+bool can_pause(const item_view& item) {
+  const bool is_ahead = item.state == "init" || item.state == "ready";
+  const bool works = item.state == "transcoding" || item.state == "remote transcode";
+  return !item.paused && (is_ahead || works);
+}
+
+bool can_resume(const item_view& item) {
+  return item.paused;
+}
+
+bool can_cancel(const item_view& item) {
+  return item.state == "init" || item.state == "ready" || item.state == "transcoding" ||
+         item.state == "remote transcode" || item.state == "thumbnail";
+}
+
+bool is_held(const item_view& item) {
+  return item.state == "init";
+}
+
+struct command_for_all {
+  const char* word;
+  bool (*fits)(const item_view& item);
+};
+
+// Which items each command means when it is told to take all.
+constexpr command_for_all commands_for_all[] = {
+    {"pause", can_pause},   {"resume", can_resume},
+    {"cancel", can_cancel}, {"restart", [](const item_view& item) { return item.cancelled(); }},
+    {"ready", is_held},
+};
+
+int command_items(vod_service& service, const command_for_all& command, const item_choice& choice,
+                  bool json) {
+  const auto selection = select_items(service, choice, command.fits);
   int status = selection.exit_status;
   for (const auto& id : selection.ids) {
-    const auto reply = service.request(command, {{"entry id", id}});
+    const auto reply = service.request(command.word, {{"entry id", id}});
     status = std::max(status, show_reply(id, reply, json));
     if (reply.exit_status == exit_no_service) break;
   }
@@ -81,10 +112,12 @@ subcommand_action define_test(CLI::App& parser) {
 }
 
 subcommand_action define_item_command(CLI::App& parser) {
-  const auto ids = add_operands(parser, "ID", id_help);
+  const auto choice = add_item_choice(parser);
   const auto json = add_json_flag(parser);
-  const std::string command = parser.get_name();
-  return [=](vod_service& service) { return command_items(service, command, *ids, *json); };
+  const std::string word = parser.get_name();
+  const auto command = std::find_if(std::begin(commands_for_all), std::end(commands_for_all),
+                                    [&](const command_for_all& one) { return word == one.word; });
+  return [=](vod_service& service) { return command_items(service, *command, *choice, *json); };
 }
 
 subcommand_action define_modify(CLI::App& parser) {

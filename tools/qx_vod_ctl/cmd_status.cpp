@@ -1,10 +1,14 @@
 // status: the queue at a glance.
+#include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/item_table.h"
+#include "tools/qx_vod_ctl/outlook.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/queue_screen.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
+
+#include <ctime>
 
 namespace {
 
@@ -35,12 +39,27 @@ screen_style style_of(const status_options& options) {
   return style;
 }
 
+std::vector<std::string> expected_moments(const std::vector<listed_item>& items) {
+  const std::int64_t now = std::time(nullptr);
+  outlook what_is_known;
+  what_is_known.note(items, now);
+  std::vector<std::string> moments;
+  for (const auto& left : what_is_known.time_left(items))
+    moments.push_back(expected_moment(left, now));
+  what_is_known.save();
+  return moments;
+}
+
 void print_status(const queue_listing& listing, const status_options& options) {
   state_counts counts;
   std::vector<screen_row> rows;
-  for (const auto& listed : listing.items) {
-    ++counts[listed.item.state];
-    if (options.state.empty() || listed.item.state == options.state) rows.push_back({listed, ""});
+  const auto expected = expected_moments(listing.items);
+  for (std::size_t i = 0; i < listing.items.size(); ++i) {
+    const std::string& state = listing.items[i].item.state;
+    ++counts[state];
+    if (options.state.empty() || state == options.state) {
+      rows.push_back({listing.items[i], expected[i]});
+    }
   }
   const auto id_length = telling_length(listing.items);
   for (const auto& line : queue_lines(rows, id_length, style_of(options)))
@@ -65,8 +84,7 @@ int show_status(vod_service& service, const status_options& options) {
 subcommand_action define_status(CLI::App& parser) {
   const auto options = std::make_shared<status_options>();
   add_state_option(parser, options->state, "Only the items in this state");
-  parser.add_option("--color", options->colour, "auto, always or never; auto heeds NO_COLOR")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
+  add_colour_option(parser, options->colour);
   parser.add_flag("--json", options->json, "Print one array of whole items, for jq and the like");
   parser.footer("A terminal gets lines that fit it; a pipe gets whole paths and texts.");
   return [options](vod_service& service) { return show_status(service, *options); };

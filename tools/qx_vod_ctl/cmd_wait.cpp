@@ -1,7 +1,9 @@
-// wait: until jobs are done or cancelled.
+// wait and follow: until jobs are done or cancelled.
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
+#include "tools/qx_vod_ctl/progress_line.h"
 #include "tools/qx_vod_ctl/subcommand.h"
+#include "tools/qx_vod_ctl/terminal.h"
 
 #include <algorithm>
 #include <chrono>
@@ -18,10 +20,26 @@ int wait_for_jobs(vod_service& service, const std::vector<std::string>& given, b
   return std::max(selection.exit_status, waiter.wait(selection.ids));
 }
 
+int follow_job(vod_service& service, const std::string& given) {
+  const auto selection = select_items(service, {given});
+  progress_line progress(stdout, output_is_terminal());
+  job_waiter waiter(
+      service, false, [] { std::this_thread::sleep_for(poll_interval); }, &progress);
+  return std::max(selection.exit_status, waiter.wait(selection.ids));
+}
+
 }  // namespace
 
 subcommand_action define_wait(CLI::App& parser) {
   const auto ids = add_operands(parser, "ID", "Entry id, the beginning of one, or job:N");
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return wait_for_jobs(service, *ids, *json); };
+}
+
+subcommand_action define_follow(CLI::App& parser) {
+  const auto id = std::make_shared<std::string>();
+  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N")->required();
+  parser.footer("On a terminal one line that is written anew; else a line for each tenth part,\n"
+                "and for each change of state or text.");
+  return [=](vod_service& service) { return follow_job(service, *id); };
 }

@@ -24,7 +24,9 @@ resolved_id failed(int exit_status, std::string error) {
 
 resolved_id failed(const service_reply& reply) {
   const bool missing = reply.exit_status == exit_no_such_item;
-  return failed(reply.exit_status, missing ? no_such_item_text : reply.text);
+  std::string cause = missing ? no_such_item_text : reply.text;
+  if (!reply.advice.empty()) cause += "; " + reply.advice;
+  return failed(reply.exit_status, std::move(cause));
 }
 
 resolved_id found(std::string entry_id) {

@@ -5,6 +5,7 @@
 
 #include "tools/common/command_line.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/report.h"
 
 item_selection select_items(vod_service& service, const std::vector<std::string>& given) {
@@ -22,4 +23,32 @@ item_selection select_items(vod_service& service, const std::vector<std::string>
     if (id.exit_status == 0 && is_new) selection.ids.push_back(id.entry_id);
   }
   return selection;
+}
+
+namespace {
+
+item_selection select_listed(vod_service& service, const item_choice& choice,
+                             bool (*fits)(const item_view& item)) {
+  queue_listing listing;
+  service_reply failure;
+  if (!read_queue(service, {}, listing, failure)) return {report_reply("", failure), {}};
+  item_selection selection;
+  for (const auto& listed : listing.items) {
+    const bool is_meant = choice.all ? fits(listed.item) : listed.item.state == choice.state;
+    if (is_meant) selection.ids.push_back(listed.item.entry_id);
+  }
+  if (selection.ids.empty()) report("", "there is no such item in the queue");
+  return selection;
+}
+
+}  // namespace
+
+item_selection select_items(vod_service& service, const item_choice& choice,
+                            bool (*fits)(const item_view& item)) {
+  const bool names_some = !choice.given.empty();
+  if (names_some + choice.all + !choice.state.empty() != 1) {
+    report("", "say which items: by ID..., --all or --state STATE");
+    return {exit_usage, {}};
+  }
+  return names_some ? select_items(service, choice.given) : select_listed(service, choice, fits);
 }

@@ -4,7 +4,17 @@
 #include <string>
 #include <vector>
 
+#include "tools/qx_vod_ctl/item_view.h"
 #include "tools/qx_vod_ctl/vod_service.h"
+
+// How a command line tells which items it means: by ids, or by a property of theirs.
+struct item_choice {
+  std::vector<std::string> given;
+  bool all = false;
+  std::string state;  // empty for none
+
+  bool is_whole_selection() const { return all || !state.empty(); }
+};
 
 struct item_selection {
   int exit_status = 0;           // the highest of what was reported
@@ -15,3 +25,8 @@ struct item_selection {
 // of another's id unambiguous. What leads to no item is reported. An ambiguous id, like no service,
 // leaves nothing selected.
 item_selection select_items(vod_service& service, const std::vector<std::string>& given);
+
+// The same for either way to tell. With "all" those are meant that `fits` takes; with a state every
+// one in it. None at all is reported, but is no failure.
+item_selection select_items(vod_service& service, const item_choice& choice,
+                            bool (*fits)(const item_view& item));

@@ -13,6 +13,7 @@ int job_waiter::wait(const std::vector<std::string>& ids) {
   while (!pending.empty()) {
     if (first_looks == 0 || away_) {
       pause_();
+      if (progress_ != nullptr && pending.front() != running_) look_at_running();
     } else {
       --first_looks;
     }
@@ -29,8 +30,28 @@ bool job_waiter::has_ended(const std::string& id) {
   return !away_ && judge(id, reply);
 }
 
+// Its end is told when its turn comes.
+void job_waiter::look_at_running() {
+  if (running_.empty() || away_) return;
+  const auto reply = service_.request("list", {{"entry id", running_}});
+  item_view item;
+  const bool goes_on = reply.accepted() && read_item(reply.data, item) && item.running();
+  goes_on ? note_progress(item) : running_.clear();
+}
+
+void job_waiter::note_progress(const item_view& item) {
+  if (progress_ == nullptr) return;
+  if (item.running()) running_ = item.entry_id;
+  if (running_.empty() || running_ == item.entry_id) progress_->show(item);
+}
+
+void job_waiter::clear_progress() const {
+  if (progress_ != nullptr) progress_->clear();
+}
+
 void job_waiter::note_absence(const service_reply& reply) {
   const bool away = reply.exit_status == exit_no_service;
+  if (away != away_) clear_progress();
   if (away && !away_) report("", reply.text + "; still waiting");
   if (!away && away_) report("", "the service is back");
   away_ = away;
@@ -39,12 +60,18 @@ void job_waiter::note_absence(const service_reply& reply) {
 bool job_waiter::judge(const std::string& id, const service_reply& reply) {
   item_view item;
   if (!reply.accepted() || !read_item(reply.data, item)) {
+    clear_progress();
     report(id, "no longer in the queue");
     exit_status_ = std::max(exit_status_, exit_no_such_item);
     return true;
   }
-  if (!item.done() && !item.cancelled()) return false;
+  if (!item.done() && !item.cancelled()) {
+    note_progress(item);
+    return false;
+  }
+  clear_progress();
   json_ ? print_raw(reply.data) : print_item(item);
+  if (running_ == id) running_.clear();
   if (item.cancelled()) exit_status_ = std::max(exit_status_, exit_job_failed);
   return true;
 }

@@ -6,13 +6,16 @@
 #include <vector>
 
 #include "tools/qx_vod_ctl/item_view.h"
+#include "tools/qx_vod_ctl/progress_line.h"
 #include "tools/qx_vod_ctl/vod_service.h"
 
 class job_waiter {
 public:
-  // `pause` is called between two requests and lets some time pass.
-  job_waiter(vod_service& service, bool json, std::function<void()> pause)
-      : service_(service), json_(json), pause_(std::move(pause)) {}
+  // `pause` is called between two requests and lets some time pass. `progress`, where there is one,
+  // is told of the jobs that go on; a running job is then looked at after every pause.
+  job_waiter(vod_service& service, bool json, std::function<void()> pause,
+             progress_line* progress = nullptr)
+      : service_(service), json_(json), pause_(std::move(pause)), progress_(progress) {}
 
   // Waits until each of `ids` (whole entry ids) is done or cancelled, or is no longer there, and
   // prints each as it ends. Returns the highest exit status among them. While the service is away
@@ -21,12 +24,17 @@ public:
 
 private:
   bool has_ended(const std::string& id);
+  void look_at_running();
+  void note_progress(const item_view& item);
+  void clear_progress() const;
   bool judge(const std::string& id, const service_reply& reply);
   void note_absence(const service_reply& reply);
 
   vod_service& service_;
   bool json_;
   std::function<void()> pause_;
+  progress_line* progress_;
+  std::string running_;  // the job that progress was last told of
   bool away_ = false;
   int exit_status_ = 0;
 };

@@ -31,6 +31,7 @@ int report_reply(std::string_view subject, const service_reply& reply) {
   item_view item;
   std::string cause = reply.text;
   if (read_item(reply.data, item) && !item.text.empty()) cause += " (" + item.text + ")";
+  if (!reply.advice.empty()) cause += "; " + reply.advice;
   // Without a service it is not this item's fault.
   report(reply.exit_status == exit_no_service ? "" : subject, cause);
   return reply.exit_status;

@@ -21,7 +21,7 @@ void print_item(const item_view& item);
 void report(std::string_view subject, std::string_view cause);
 
 // Reports a reply that is no acceptance and returns its exit status. Where the reply carries the
-// item, its text follows in brackets: there stands the reason.
+// item, its text follows in brackets: there stands the reason. Behind it stands the advice.
 int report_reply(std::string_view subject, const service_reply& reply);
 
 // Reports an id that leads to no item, with its candidates, and returns its exit status.

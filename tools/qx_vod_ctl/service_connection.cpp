@@ -3,15 +3,48 @@
 
 #include "platform/clock.h"
 
+#include <unistd.h>
+
 namespace {
 
 constexpr std::string_view not_found_text = "NOT FOUND";
+
+struct text_and_advice {
+  std::string_view text;
+  const char* advice;
+};
+
+constexpr text_and_advice advices[] = {
+    {"ITEM IS BUSY", "it runs: cancel it first"},
+    {"TOO MANY ITEMS", "remove jobs that wait, or add again when some are done"},
+};
+
+std::string advice_about(std::string_view text) {
+  for (const auto& known : advices) {
+    if (known.text == text) return known.advice;
+  }
+  return "";
+}
+
+service_reply no_service(const std::string& socket_path) {
+  service_reply reply;
+  const bool is_there = access(socket_path.c_str(), F_OK) == 0;
+  if (is_there && access(socket_path.c_str(), W_OK) != 0) {
+    reply.text = "no right to use " + socket_path;
+    reply.advice = "root and the members of its group may: see ls -l";
+  } else {
+    reply.text = "no service at " + socket_path;
+    reply.advice = "start it with: systemctl start qx-vod";
+  }
+  return reply;
+}
 
 service_reply no_answer(comm_client_result result, const std::string& socket_path) {
   service_reply reply;
   switch (result) {
   case comm_client_result::timeout:
     reply.text = "the service does not answer";
+    reply.advice = "see: qx_vod_ctl doctor";
     break;
   case comm_client_result::gone:
     reply.text = "the service went away before it answered";
@@ -20,7 +53,7 @@ service_reply no_answer(comm_client_result result, const std::string& socket_pat
     reply.text = "the request cannot be sent, or its answer cannot be understood";
     break;
   default:
-    reply.text = "no service at " + socket_path;
+    return no_service(socket_path);
   }
   return reply;
 }
@@ -28,6 +61,7 @@ service_reply no_answer(comm_client_result result, const std::string& socket_pat
 service_reply answer(comm_socket_v4_packet& packet) {
   service_reply reply;
   if (packet.words.size() > 1) reply.text = packet.words[1];
+  reply.advice = advice_about(reply.text);
   reply.pairs = std::move(packet.nv_pairs);
   reply.data = std::move(packet.data);
   if (packet.result_code == 0) {

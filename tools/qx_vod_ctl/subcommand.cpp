@@ -3,16 +3,34 @@
 
 #include "tools/qx_vod_ctl/item_view.h"
 
+namespace {
+
+// `texts` must outlive the parsing. Not as a vector: its conversion would take "{}" for an empty
+// list.
+CLI::Option* add_texts(CLI::App& parser, std::vector<std::string>& texts, const std::string& name,
+                       const std::string& description) {
+  const auto take = [&texts](const CLI::results_t& results) {
+    texts = results;
+    return true;
+  };
+  return parser.add_option(name, take, description)->expected(1, -1)->allow_extra_args();
+}
+
+}  // namespace
+
 std::shared_ptr<std::vector<std::string>> add_operands(CLI::App& parser, const std::string& name,
                                                        const std::string& description) {
   auto texts = std::make_shared<std::vector<std::string>>();
-  const auto take = [texts](const CLI::results_t& results) {
-    *texts = results;
-    return true;
-  };
-  // Not as a vector: its conversion would take "{}" for an empty list.
-  parser.add_option(name, take, description)->required()->expected(1, -1)->allow_extra_args();
+  add_texts(parser, *texts, name, description)->required();
   return texts;
+}
+
+std::shared_ptr<item_choice> add_item_choice(CLI::App& parser) {
+  auto choice = std::make_shared<item_choice>();
+  add_texts(parser, choice->given, "ID", "Entry id, the beginning of one, or job:N");
+  parser.add_flag("--all", choice->all, "All items for which it makes sense");
+  add_state_option(parser, choice->state, "All items in this state");
+  return choice;
 }
 
 std::shared_ptr<bool> add_json_flag(CLI::App& parser) {
@@ -24,4 +42,10 @@ std::shared_ptr<bool> add_json_flag(CLI::App& parser) {
 void add_state_option(CLI::App& parser, std::string& state, const std::string& description) {
   const std::vector<std::string> names(std::begin(job_states), std::end(job_states));
   parser.add_option("--state", state, description)->check(CLI::IsMember(names))->type_name("STATE");
+}
+
+void add_colour_option(CLI::App& parser, std::string& colour) {
+  parser.add_option("--color", colour, "auto, always or never; auto heeds NO_COLOR")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->type_name("WHEN");
 }

@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/vod_service.h"
 
 // What a subcommand does once its command line is read; returns the exit status.
@@ -28,11 +29,18 @@ struct subcommand {
 std::shared_ptr<std::vector<std::string>> add_operands(CLI::App& parser, const std::string& name,
                                                        const std::string& description);
 
+// The operands and options that tell which items are meant; whether they fit one another is seen
+// when they are selected.
+std::shared_ptr<item_choice> add_item_choice(CLI::App& parser);
+
 // The flag --json: the reply's data as the service sent them.
 std::shared_ptr<bool> add_json_flag(CLI::App& parser);
 
 // The option --state, which takes the name of a job's state.
 void add_state_option(CLI::App& parser, std::string& state, const std::string& description);
+
+// The option --color, which colour_is_wanted() understands.
+void add_colour_option(CLI::App& parser, std::string& colour);
 
 // cmd_add.cpp
 subcommand_action define_add(CLI::App& parser);
@@ -40,8 +48,8 @@ subcommand_action define_add(CLI::App& parser);
 // cmd_check.cpp
 subcommand_action define_check(CLI::App& parser);
 
-// cmd_control.cpp: define_item_command is for each command that takes items and nothing else; its
-// word is the parser's name.
+// cmd_control.cpp: define_item_command is for each command that takes items and nothing else but
+// "remove"; its word is the parser's name.
 subcommand_action define_test(CLI::App& parser);
 subcommand_action define_item_command(CLI::App& parser);
 subcommand_action define_modify(CLI::App& parser);
@@ -53,6 +61,9 @@ subcommand_action define_doctor(CLI::App& parser);
 subcommand_action define_list(CLI::App& parser);
 subcommand_action define_show(CLI::App& parser);
 
+// cmd_remove.cpp
+subcommand_action define_remove(CLI::App& parser);
+
 // cmd_report.cpp
 subcommand_action define_report(CLI::App& parser);
 
@@ -61,3 +72,7 @@ subcommand_action define_status(CLI::App& parser);
 
 // cmd_wait.cpp
 subcommand_action define_wait(CLI::App& parser);
+subcommand_action define_follow(CLI::App& parser);
+
+// cmd_watch.cpp
+subcommand_action define_watch(CLI::App& parser);

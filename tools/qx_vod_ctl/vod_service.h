@@ -19,6 +19,7 @@ constexpr int exit_refused = 5;       // the service said no
 struct service_reply {
   int exit_status = exit_no_service;  // 0 for an accepted request
   std::string text;                   // "OK", the service's refusal, or why there is no answer
+  std::string advice;                 // what to do about it; empty where that is not known
   name_values pairs;
   std::string data;
 

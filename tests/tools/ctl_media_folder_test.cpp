@@ -1,0 +1,67 @@
+// The media files below a folder.
+#include "tools/qx_vod_ctl/media_folder.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gmock/gmock.h>
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class folder {
+public:
+  folder() {
+    char pattern[] = "/tmp/ctl_folder.XXXXXX";
+    path_ = mkdtemp(pattern);
+  }
+  ~folder() { fs::remove_all(path_); }
+  folder(const folder&) = delete;
+  folder& operator=(const folder&) = delete;
+
+  std::string file(const std::string& name) const {
+    fs::create_directories(fs::path(path_ + "/" + name).parent_path());
+    std::ofstream(path_ + "/" + name) << "x";
+    return path_ + "/" + name;
+  }
+  const std::string& path() const { return path_; }
+
+private:
+  std::string path_;
+};
+
+}  // namespace
+
+TEST(media_folder, files_of_all_depths_in_the_order_of_their_names) {
+  const folder top;
+  const auto b = top.file("b.MPG");
+  const auto deep = top.file("a/deep/clip.mkv");
+  const auto c = top.file("c.mxf");
+  EXPECT_THAT(read_media_folder(top.path()).files, ElementsAre(deep, b, c));
+}
+
+TEST(media_folder, other_names_are_counted) {
+  const folder top;
+  top.file("cover.jpg");
+  top.file("notes");
+  const auto found = read_media_folder(top.path());
+  EXPECT_THAT(found.files, IsEmpty());
+  EXPECT_EQ(found.passed_over, 2U);
+}
+
+TEST(media_folder, what_is_hidden_or_linked_is_left_out) {
+  const folder top;
+  top.file(".hidden.mpg");
+  top.file(".metadata/clip.mpg");
+  const auto clip = top.file("clip.mpg");
+  fs::create_symlink("clip.mpg", top.path() + "/link.mpg");
+  fs::create_directory_symlink(top.path(), top.path() + "/loop");
+  EXPECT_THAT(read_media_folder(top.path()).files, ElementsAre(clip));
+}
+
+TEST(media_folder, one_that_is_not_there_is_told) {
+  EXPECT_EQ(read_media_folder("/nonexistent").error, "No such file or directory");
+}

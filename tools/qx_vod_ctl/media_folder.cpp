@@ -1,0 +1,57 @@
+// The media files below a folder.
+#include "tools/qx_vod_ctl/media_folder.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* media_extensions[] = {
+    ".3gp", ".aac", ".ac3", ".aif", ".aiff", ".asf",  ".avi",  ".dv",  ".flac",
+    ".flv", ".gxf", ".m2p", ".m2t", ".m2ts", ".m2v",  ".m4a",  ".m4v", ".mka",
+    ".mkv", ".mov", ".mp2", ".mp3", ".mp4",  ".mpeg", ".mpg",  ".mts", ".mxf",
+    ".oga", ".ogg", ".ogv", ".ts",  ".vob",  ".wav",  ".webm", ".wma", ".wmv"};
+
+bool is_named_like_media(const fs::path& file) {
+  std::string extension = file.extension().string();
+  for (char& c : extension)
+    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return std::find(std::begin(media_extensions), std::end(media_extensions), extension) !=
+         std::end(media_extensions);
+}
+
+bool is_hidden(const fs::path& path) {
+  return path.filename().string().substr(0, 1) == ".";
+}
+
+void note(const fs::directory_entry& entry, media_folder& folder) {
+  std::error_code error;
+  if (entry.is_symlink(error) || !entry.is_regular_file(error)) return;
+  if (is_named_like_media(entry.path())) {
+    folder.files.push_back(entry.path().string());
+  } else {
+    ++folder.passed_over;
+  }
+}
+
+}  // namespace
+
+media_folder read_media_folder(const std::string& path) {
+  media_folder folder;
+  std::error_code error;
+  fs::recursive_directory_iterator at(path, error);
+  while (!error && at != fs::recursive_directory_iterator()) {
+    if (is_hidden(at->path())) {
+      at.disable_recursion_pending();
+    } else {
+      note(*at, folder);
+    }
+    at.increment(error);
+  }
+  if (error) folder.error = error.message();
+  std::sort(folder.files.begin(), folder.files.end());
+  return folder;
+}

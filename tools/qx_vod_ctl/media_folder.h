@@ -1,0 +1,17 @@
+// The media files below a folder.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+struct media_folder {
+  std::vector<std::string> files;  // paths in the order of their names
+  std::size_t passed_over = 0;     // regular files that by their names are no media
+  std::string error;               // why it could not be read to its end; mostly empty
+};
+
+// Walks `path` and its subfolders, judging files by their names' extensions: what is inside them is
+// the service's business. Hidden files and folders are passed over without being counted, since
+// metadata are kept in such; symbolic links are not followed, for the service refuses them.
+media_folder read_media_folder(const std::string& path);

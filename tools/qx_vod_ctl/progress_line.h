@@ -1,0 +1,30 @@
+// The progress of a job for somebody who watches it.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "tools/qx_vod_ctl/item_view.h"
+
+class progress_line {
+public:
+  // On a terminal one line is written again and again. Else there is a line for each tenth part,
+  // and for each change of state or text.
+  progress_line(std::FILE* stream, bool is_terminal) : stream_(stream), is_terminal_(is_terminal) {}
+  ~progress_line() { clear(); }
+  progress_line(const progress_line&) = delete;
+  progress_line& operator=(const progress_line&) = delete;
+
+  void show(const item_view& item);
+  // Takes the line from the terminal, before something else is printed there.
+  void clear();
+
+private:
+  std::FILE* stream_;
+  bool is_terminal_;
+  bool is_shown_ = false;
+  std::string last_;
+};
+
+// "0a1b2c3d  transcoding  ████░░░░  58%  news.mpg  Transcoding file..."
+std::string progress_text(const item_view& item, bool blocks);

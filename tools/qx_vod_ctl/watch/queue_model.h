@@ -1,0 +1,38 @@
+// The queue as watch knows it: read page by page, and kept fresh at little cost to the service.
+// What is on the screen, and the job at work, are asked for at every turn. The rest is read when
+// the service's counter of changes tells that the queue has other members, a few pages at a time,
+// and otherwise one page a second, since states change without being counted.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "tools/qx_vod_ctl/queue_reader.h"
+
+class queue_model {
+public:
+  // Brings rows `first` to `first + count - 1` up to date at `now_us` of the monotonic clock. False
+  // with the reply that failed; what was known stays then.
+  bool refresh(vod_service& service, std::size_t first, std::size_t count, std::uint64_t now_us,
+               service_reply& failure);
+
+  // An item for each position; one that was not read yet has no entry id.
+  const std::vector<listed_item>& items() const { return items_; }
+  bool was_read() const { return was_read_; }
+
+private:
+  bool read_page(vod_service& service, std::size_t page, service_reply& failure);
+  std::set<std::size_t> due_pages(std::size_t first, std::size_t count) const;
+  void let_pages_age(std::uint64_t now_us);
+  void note_change(double counter, std::size_t total);
+  std::size_t page_count() const;
+
+  std::vector<listed_item> items_;
+  std::set<std::size_t> stale_;
+  double counter_ = -1;
+  std::size_t next_to_age_ = 0;
+  std::uint64_t aged_at_us_ = 0;
+  bool was_read_ = false;
+};

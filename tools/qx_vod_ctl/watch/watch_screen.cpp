@@ -1,0 +1,95 @@
+// What watch shows.
+#include "tools/qx_vod_ctl/watch/watch_screen.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/qx_vod_ctl/item_table.h"
+#include "tools/qx_vod_ctl/terminal_text.h"
+
+namespace {
+
+constexpr std::size_t lines_around = 4;  // totals, the job at work, the heading, the keys
+constexpr const char* key_names =
+    "up/down select  p pause  r resume  c cancel  R restart  x remove  q quit";
+
+std::string base_name(const std::string& path) {
+  return printable(path.substr(path.rfind('/') + 1));
+}
+
+std::string totals_of(const watch_view& view) {
+  if (view.rows.empty()) return view.absence.empty() ? "The queue is empty." : "";
+  state_counts counts;
+  for (const auto& row : view.rows)
+    ++counts[row.listed.item.state];
+  return totals_line(counts);
+}
+
+std::string styled(const std::string& line, const char* code, const screen_style& style) {
+  return style.colour && !line.empty() ? std::string("\x1b[") + code + "m" + line + "\x1b[0m"
+                                       : line;
+}
+
+std::string second_line(const watch_view& view, const screen_style& style) {
+  if (view.absence.empty()) return cut_end(view.at_work, style.width);
+  return styled(cut_end(view.absence + " - waiting for it", style.width), "1;31", style);
+}
+
+std::vector<screen_row> shown_rows(const watch_view& view, std::size_t visible) {
+  const std::size_t top = std::min(view.top, view.rows.size());
+  const std::size_t end = std::min(top + visible, view.rows.size());
+  const auto begin = view.rows.begin();
+  return {begin + static_cast<std::ptrdiff_t>(top), begin + static_cast<std::ptrdiff_t>(end)};
+}
+
+// Of all items, so that the column does not change its width while one scrolls.
+std::size_t id_length_of(const watch_view& view) {
+  std::vector<listed_item> items;
+  items.reserve(view.rows.size());
+  for (const auto& row : view.rows)
+    items.push_back(row.listed);
+  return telling_length(items);
+}
+
+}  // namespace
+
+std::size_t visible_rows(const screen_size& size) {
+  return size.rows > lines_around ? size.rows - lines_around : 1;
+}
+
+std::size_t scrolled(std::size_t top, std::size_t selected, std::size_t count,
+                     std::size_t visible) {
+  const std::size_t last_top = count > visible ? count - visible : 0;
+  if (selected < top) top = selected;
+  if (selected >= top + visible) top = selected - visible + 1;
+  return std::min(top, last_top);
+}
+
+std::string at_work_text(const item_view& item, std::optional<double> speed,
+                         std::optional<double> seconds) {
+  std::string text = base_name(item.input_file) + ": ";
+  if (item.paused) return text + "paused";
+  text += percent(item.progress);
+  if (speed) {
+    char number[48];
+    std::snprintf(number, sizeof number, ", %.1f times real time", *speed);
+    text += number;
+  }
+  return seconds ? text + ", " + duration_text(*seconds) + " left" : text;
+}
+
+std::vector<std::string> watch_lines(const watch_view& view, const screen_size& size,
+                                     const screen_style& style) {
+  const std::size_t visible = visible_rows(size);
+  std::vector<std::string> lines = {styled(cut_end(totals_of(view), style.width), "1", style),
+                                    second_line(view, style)};
+  const auto rows = shown_rows(view, visible);
+  const std::size_t selected = view.selected < view.top ? no_row : view.selected - view.top;
+  for (auto& line : queue_lines(rows, id_length_of(view), style, selected))
+    lines.push_back(std::move(line));
+  lines.resize(std::max<std::size_t>(size.rows, 1));
+  const std::string last = view.notice.empty() ? key_names : view.notice;
+  lines.back() = styled(cut_end(last, style.width), view.notice.empty() ? "2" : "1;33", style);
+  return lines;
+}
