@@ -1,7 +1,7 @@
 // The linker leads the program's calls of these here (--wrap).
 #include "tests/fileops/fileops_calls.h"
 
-#include <cstring>
+#include <cstdio>
 
 namespace qx_test {
 
@@ -25,7 +25,9 @@ char* __wrap__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned lon
   if (!directory_answer) return __real__Z29cgi_get_fileops_job_directoryimPc(id, size, buffer);
   const char* const answer = directory_answer();
   EXPECT_EQ(size, 4097U);
-  return answer == nullptr ? nullptr : strcpy(buffer, answer);
+  if (answer == nullptr) return nullptr;
+  snprintf(buffer, size, "%s", answer);
+  return buffer;
 }
 int __wrap_unlink(const char* path) {
   removals.push_back(path);
