@@ -12,6 +12,10 @@ qx_add_test(ctl_unit_test
   ctl_queue_screen_test.cpp
   ctl_service_connection_test.cpp
   ctl_terminal_text_test.cpp
+  ctl_watch_keys_test.cpp
+  ctl_watch_model_test.cpp
+  ctl_watch_screen_test.cpp
+  ctl_watcher_test.cpp
   LIBS qx_ctl)
 
 qx_add_test(ctl_test
@@ -23,6 +27,8 @@ qx_add_test(ctl_test
   ctl_status_test.cpp
   ctl_selection_test.cpp
   ctl_subcommands_test.cpp
+  ctl_terminal.cpp
   ctl_wait_test.cpp
+  ctl_watch_test.cpp
   LIBS qx_test_support)
 add_dependencies(ctl_test qx_vod_ctl qx_vod_service)

@@ -42,7 +42,8 @@ bool raw_terminal::show(const std::vector<std::string>& lines) {
   shown_.resize(lines.size());
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (lines[i] == shown_[i]) continue;
-    out += "\x1b[" + std::to_string(i + 1) + ";1H" + lines[i] + "\x1b[K";
+    // Erased first: behind a line as wide as the screen it would be its last character that goes.
+    out += "\x1b[" + std::to_string(i + 1) + ";1H\x1b[2K" + lines[i];
   }
   shown_ = lines;
   return write_text(STDOUT_FILENO, out);

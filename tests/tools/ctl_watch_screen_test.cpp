@@ -1,0 +1,87 @@
+// What watch shows.
+#include "tools/qx_vod_ctl/watch/watch_screen.h"
+
+#include <gmock/gmock.h>
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+namespace {
+
+watch_view view_of(std::size_t count) {
+  watch_view view;
+  for (std::size_t i = 0; i < count; ++i) {
+    screen_row row;
+    row.listed.position = i;
+    row.listed.item.entry_id = "id-" + std::to_string(1000 + i);
+    row.listed.item.input_file = "/mnt/media/clip.mpg";
+    row.listed.item.state = "ready";
+    view.rows.push_back(row);
+  }
+  return view;
+}
+
+screen_style plain() {
+  screen_style style;
+  style.width = 80;
+  return style;
+}
+
+constexpr screen_size small = {10, 80};
+
+}  // namespace
+
+TEST(watch_lines, fill_the_screen_whatever_the_queue) {
+  for (const std::size_t count : {0U, 1U, 6U, 7U, 512U})
+    EXPECT_THAT(watch_lines(view_of(count), small, plain()), SizeIs(10));
+  EXPECT_THAT(watch_lines(view_of(512), {1, 80}, plain()), SizeIs(1));
+}
+
+TEST(watch_lines, totals_are_of_the_whole_queue) {
+  EXPECT_EQ(watch_lines(view_of(512), small, plain())[0], "512 items: 512 ready");
+  EXPECT_EQ(watch_lines(view_of(0), small, plain())[0], "The queue is empty.");
+}
+
+TEST(watch_lines, rows_begin_at_the_top_one) {
+  auto view = view_of(512);
+  view.top = 500;
+  view.selected = 501;
+  const auto lines = watch_lines(view, small, plain());
+  EXPECT_THAT(lines[3], StartsWith("500"));
+  EXPECT_THAT(lines[4], StartsWith("\x1b[7m501"));
+}
+
+TEST(watch_lines, absence_is_told_above_what_was_known) {
+  auto view = view_of(2);
+  view.absence = "no service";
+  const auto lines = watch_lines(view, small, plain());
+  EXPECT_EQ(lines[1], "no service - waiting for it");
+  EXPECT_THAT(lines[3], HasSubstr("id-1000"));
+}
+
+TEST(watch_lines, question_takes_the_place_of_the_keys) {
+  auto view = view_of(1);
+  EXPECT_THAT(watch_lines(view, small, plain()).back(), HasSubstr("q quit"));
+  view.notice = "Cancel clip.mpg? y/n";
+  EXPECT_EQ(watch_lines(view, small, plain()).back(), view.notice);
+}
+
+TEST(scrolled, moves_as_little_as_it_can) {
+  EXPECT_EQ(scrolled(0, 5, 512, 6), 0U);
+  EXPECT_EQ(scrolled(0, 6, 512, 6), 1U);
+  EXPECT_EQ(scrolled(9, 6, 512, 6), 6U);
+  EXPECT_EQ(scrolled(509, 511, 512, 6), 506U);
+  EXPECT_EQ(scrolled(5, 0, 0, 6), 0U);
+}
+
+TEST(at_work_text, leaves_out_what_is_not_known) {
+  item_view item;
+  item.input_file = "/mnt/media/clip.mpg";
+  item.progress = 4150;
+  EXPECT_EQ(at_work_text(item, 2.25, 65.0), "clip.mpg: 41.5%, 2.2 times real time, 1:05 left");
+  EXPECT_EQ(at_work_text(item, {}, {}), "clip.mpg: 41.5%");
+  item.paused = true;
+  EXPECT_EQ(at_work_text(item, 2.25, 65.0), "clip.mpg: paused");
+}
