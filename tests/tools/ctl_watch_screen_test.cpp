@@ -80,8 +80,8 @@ TEST(at_work_text, leaves_out_what_is_not_known) {
   item_view item;
   item.input_file = "/mnt/media/clip.mpg";
   item.progress = 4150;
-  EXPECT_EQ(at_work_text(item, 2.25, 65.0), "clip.mpg: 41.5%, 2.2 times real time, 1:05 left");
-  EXPECT_EQ(at_work_text(item, {}, {}), "clip.mpg: 41.5%");
+  EXPECT_EQ(at_work_text(item, 2.25, 65.0), "41.5%, 2.2 times real time, 1:05 left  clip.mpg");
+  EXPECT_EQ(at_work_text(item, {}, {}), "41.5%  clip.mpg");
   item.paused = true;
-  EXPECT_EQ(at_work_text(item, 2.25, 65.0), "clip.mpg: paused");
+  EXPECT_EQ(at_work_text(item, 2.25, 65.0), "41.5%, paused  clip.mpg");
 }

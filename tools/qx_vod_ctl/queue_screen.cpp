@@ -20,7 +20,8 @@ bool is_narrow(const screen_style& style) {
   return style.width > 0 && style.width < narrow;
 }
 
-cells headings() {
+cells headings(const screen_style& style) {
+  if (is_narrow(style)) return {"POS", "ID", "STATE", "PROGRESS", "PROF", "READY", "INPUT", "TEXT"};
   return {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "READY AT", "INPUT", "TEXT"};
 }
 
@@ -55,13 +56,13 @@ cells cells_of(const screen_row& row, std::size_t id_length, const screen_style&
 }
 
 // A column in which no item has anything gets no room.
-widths natural_widths(const std::vector<cells>& rows) {
+widths natural_widths(const std::vector<cells>& rows, const screen_style& style) {
   widths result{};
   for (const auto& row : rows) {
     for (std::size_t i = 0; i < column_count; ++i)
       result[i] = std::max(result[i], columns(row[i]));
   }
-  const cells heads = headings();
+  const cells heads = headings(style);
   for (std::size_t i = 0; i < column_count; ++i) {
     if (result[i] > 0) result[i] = std::max(result[i], heads[i].size());
   }
@@ -90,7 +91,7 @@ void share_rest(widths& result, const screen_style& style) {
 }
 
 widths widths_of(const std::vector<cells>& rows, const screen_style& style) {
-  widths result = natural_widths(rows);
+  widths result = natural_widths(rows, style);
   if (style.width > 0) share_rest(result, style);
   return result;
 }
@@ -138,7 +139,7 @@ std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::s
     table.push_back(cells_of(row, id_length, style));
   const widths width = widths_of(table, style);
   const std::size_t gap = gap_of(style);
-  std::string heading = line_of(headings(), width, gap);
+  std::string heading = line_of(headings(style), width, gap);
   if (style.width > 0) heading = cut_end(heading, style.width);
   std::vector<std::string> lines = {style.colour ? painted(heading, "1") : heading};
   for (std::size_t i = 0; i < rows.size(); ++i) {

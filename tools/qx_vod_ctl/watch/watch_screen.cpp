@@ -68,15 +68,16 @@ std::size_t scrolled(std::size_t top, std::size_t selected, std::size_t count,
 
 std::string at_work_text(const item_view& item, std::optional<double> speed,
                          std::optional<double> seconds) {
-  std::string text = base_name(item.input_file) + ": ";
-  if (item.paused) return text + "paused";
-  text += percent(item.progress);
+  const std::string name = "  " + base_name(item.input_file);
+  std::string text = percent(item.progress);
+  if (item.paused) return text + ", paused" + name;
   if (speed) {
     char number[48];
     std::snprintf(number, sizeof number, ", %.1f times real time", *speed);
     text += number;
   }
-  return seconds ? text + ", " + duration_text(*seconds) + " left" : text;
+  if (seconds) text += ", " + duration_text(*seconds) + " left";
+  return text + name;
 }
 
 std::vector<std::string> watch_lines(const watch_view& view, const screen_size& size,
