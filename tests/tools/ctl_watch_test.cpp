@@ -120,3 +120,15 @@ TEST(ctl_status, terminal_gets_lines_that_fit_and_colours) {
   EXPECT_TRUE(terminal.shows("\x1b[31m"));
   EXPECT_EQ(terminal.wait_for_end(), 0);
 }
+
+TEST(ctl_follow, terminal_has_one_line_that_is_written_anew) {
+  ctl_machine machine;
+  machine.start_with_items({"aaaa"});
+  const std::string id = machine.add_transcoding("/mnt/media/clip.mpg");
+  ctl_terminal terminal(machine.root, "follow " + id);
+  ASSERT_TRUE(terminal.shows("\r" + id.substr(0, 8) + "  transcoding  ##########..........  50%"));
+  ASSERT_TRUE(terminal.shows("\r" + id.substr(0, 8)));
+  machine.root.release("go");
+  EXPECT_EQ(terminal.wait_for_end(), 0);
+  EXPECT_THAT(terminal.output(), HasSubstr("\r\x1b[K" + id + "  done"));
+}

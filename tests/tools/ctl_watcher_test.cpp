@@ -2,6 +2,7 @@
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/watch/watcher.h"
 
+#include <cstdlib>
 #include <gmock/gmock.h>
 
 using ::testing::Contains;
@@ -10,6 +11,17 @@ using ::testing::Not;
 using ::testing::StartsWith;
 
 namespace {
+
+// No case of this program reads or writes what the user's own client has learnt.
+class no_cache : public ::testing::Environment {
+public:
+  void SetUp() override {
+    unsetenv("XDG_CACHE_HOME");
+    unsetenv("HOME");
+  }
+};
+
+const ::testing::Environment* const environment = ::testing::AddGlobalTestEnvironment(new no_cache);
 
 constexpr screen_size screen = {10, 80};
 
