@@ -49,7 +49,8 @@ TEST(ctl_add, symbolic_link_is_named_as_it_is_and_refused) {
   machine.root.run({"/bin/ln", "-s", "clip.mpg", "/mnt/media/link.mpg"});
   const auto result = machine.ctl_in("/mnt/media", {"add", "link.mpg"});
   EXPECT_EQ(result.status, 5);
-  EXPECT_EQ(result.err, "qx_vod_ctl: link.mpg: Rejected: neither file nor folder\n");
+  EXPECT_EQ(result.err, "qx_vod_ctl: link.mpg: Rejected: neither file nor folder; name the file "
+                        "itself, not a link or device\n");
 }
 
 TEST(ctl_add, odd_names_arrive_as_they_are) {

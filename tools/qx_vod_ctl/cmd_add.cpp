@@ -1,5 +1,6 @@
 // add: files into the queue.
 #include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 #include "tools/qx_vod_ctl/media_folder.h"
 #include "tools/qx_vod_ctl/media_path.h"
@@ -46,7 +47,9 @@ int refuse_file(vod_service& service, const add_options& options, const std::str
                 const std::string& id, const service_reply& refusal) {
   item_view item;
   const bool has_reason = read_item(refusal.data, item) && !item.text.empty();
-  report(file, has_reason ? item.text : refusal.text);
+  const std::string reason = has_reason ? item.text : refusal.text;
+  const std::string advice = advice_for(reason);
+  report(file, advice.empty() ? reason : reason + "; " + advice);
   const auto taken_back = take_back(service, options, id);
   if (!taken_back.accepted()) report(file, "left in the queue as " + id + ": " + taken_back.text);
   return refusal.exit_status;
