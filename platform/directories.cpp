@@ -9,6 +9,8 @@
 
 namespace {
 
+constexpr mode_t written_by_others = S_IWGRP | S_IWOTH;
+
 bool is_directory(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -34,10 +36,12 @@ int mkdir_p(const char* path, mode_t mode, int owner) {
     errno = ENOENT;
     return -1;
   }
+  const std::size_t last_name_end = whole.find_last_not_of('/') + 1;
   std::size_t slash = 0;
   do {
     slash = whole.find('/', slash + 1);
-    if (!make_one(whole.substr(0, slash), mode, owner)) return -1;
+    const mode_t its_mode = slash < last_name_end ? mode & ~written_by_others : mode;
+    if (!make_one(whole.substr(0, slash), its_mode, owner)) return -1;
   } while (slash != std::string::npos);
   return 0;
 }

@@ -71,13 +71,20 @@ TEST(cpu, processors_are_counted_when_the_process_starts) {
   EXPECT_EQ(how_many_cpus(), 1U);
 }
 
-TEST(mkdir_p, missing_parents_are_made_with_the_mode_less_the_umask) {
+TEST(mkdir_p, directory_is_made_with_the_mode_less_the_umask) {
   const test_folder folder;
-  const umask_for_test mask(027);
-  EXPECT_EQ(mkdir_p(folder.file("a/b/c").c_str(), 0777, -1), 0);
-  for (const char* made : {"a", "a/b", "a/b/c"}) {
-    EXPECT_EQ(mode_of(folder.file(made)), 0750U) << made;
-  }
+  const umask_for_test mask(007);
+  EXPECT_EQ(mkdir_p(folder.file("a").c_str(), 0777, -1), 0);
+  EXPECT_EQ(mode_of(folder.file("a")), 0770U);
+}
+
+TEST(mkdir_p, missing_parents_are_for_their_owner_alone_to_write) {
+  const test_folder folder;
+  const umask_for_test mask(0);
+  EXPECT_EQ(mkdir_p(folder.file("a/b/c/").c_str(), 0777, -1), 0);
+  EXPECT_EQ(mode_of(folder.file("a")), 0755U);
+  EXPECT_EQ(mode_of(folder.file("a/b")), 0755U);
+  EXPECT_EQ(mode_of(folder.file("a/b/c")), 0777U);
 }
 
 TEST(mkdir_p, what_stands_there_is_left_as_it_is) {

@@ -66,7 +66,7 @@ finding judge_mode(const service_folder& folder, const struct stat& status) {
   if (writer.empty() || (status.st_mode & S_ISVTX) != 0) {
     return fine(folder.check, path + ", mode " + mode);
   }
-  // No more than a warning: the service itself makes it so where it finds no folder.
+  // No more than a warning: where all users are trusted it may be meant.
   return warning(folder.check,
                  path + " can be changed by " + writer + ", who so can replace the service's files",
                  "unless all users of this machine are trusted: chown root:root " + path +
