@@ -45,7 +45,7 @@ finding check_socket(const std::string& socket_path) {
     return problem("socket",
                    "everybody on this machine may control the queue and have sources deleted, " +
                        socket_path + " has mode " + mode_text(status.st_mode),
-                   "start the service with a umask of 022, or of 007 for a group");
+                   "start the service with a umask of 022; let users into the group qx-vod, as its unit does");
   }
   return fine("socket", "the queue is controlled by " + users_of(status));
 }
