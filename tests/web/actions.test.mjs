@@ -1,7 +1,7 @@
 // What can be done on the page, by mouse and by keyboard.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
-import {page_test, row, until} from './machine.mjs';
+import {page_test, row, until, until_equal} from './machine.mjs';
 
 const button = (page, name, file) => row(page, file).getByRole('button', {name: `${name} ${file}`});
 
@@ -39,7 +39,7 @@ page_test('a file added by its path, with a profile, becomes a VOD that plays in
     assert.equal(await page.locator('#video').evaluate((video) => video.videoHeight), 240);
     assert.deepEqual(new Set(statuses), new Set([206]));
     await page.getByRole('button', {name: 'Close'}).click();
-    assert.equal(await page.locator('#video').getAttribute('src'), null);
+    await until_equal(() => page.locator('#video').getAttribute('src'), null);
   });
 
 page_test('a file that is refused is told with its reason and leaves nothing in the queue',
@@ -128,17 +128,17 @@ page_test('everything is reached and done by keyboard', async ({machine, page}) 
   await page.keyboard.press('Enter');
   await page.keyboard.type('/mnt/media/nothing.ts');
   await page.keyboard.press('Escape');
-  assert.equal(await focused(), 'add');
+  await until_equal(focused, 'add');
   await page.keyboard.press('Enter');
   await page.keyboard.type(file);
   await page.keyboard.press('Enter');
   await row(page, 'typed.ts').getByText('Done', {exact: true}).waitFor();
   await tab_to('Resume held.ts');
   await page.keyboard.press('ArrowDown');
-  assert.equal(await focused(), 'Play typed.ts');
+  await until_equal(focused, 'Play typed.ts');
   await page.keyboard.press('ArrowUp');
   await page.keyboard.press('Tab');
-  assert.equal(await focused(), 'Cancel held.ts');
+  await until_equal(focused, 'Cancel held.ts');
 }, {prepare: paused_job()});
 
 page_test('focus stays where it is while the queue changes', async ({machine, page}) => {

@@ -1,5 +1,6 @@
 // A machine of its own for each test, with a browser in front of it: service, gateway, web server
 // and tools are those that ship, the media are real.
+import assert from 'node:assert/strict';
 import {execFileSync, spawn} from 'node:child_process';
 import {once} from 'node:events';
 import fs from 'node:fs';
@@ -9,6 +10,7 @@ import path from 'node:path';
 import readline from 'node:readline';
 import {after, test} from 'node:test';
 import {fileURLToPath} from 'node:url';
+import {isDeepStrictEqual} from 'node:util';
 import {chromium} from 'playwright-core';
 
 const here = path.dirname(fileURLToPath(import.meta.url));
@@ -48,6 +50,17 @@ export async function until(what, condition) {
     await new Promise((done) => setTimeout(done, 50));
   }
   throw new Error(`not seen in time: ${what}`);
+}
+
+// Waits until `value` gives what is expected: what follows a click may come a moment later.
+export async function until_equal(value, expected) {
+  let seen;
+  for (const end = Date.now() + patience_ms; Date.now() < end;) {
+    seen = await value();
+    if (isDeepStrictEqual(seen, expected)) return;
+    await new Promise((done) => setTimeout(done, 50));
+  }
+  assert.deepStrictEqual(seen, expected);
 }
 
 export class machine {

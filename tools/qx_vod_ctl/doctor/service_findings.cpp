@@ -42,10 +42,11 @@ finding check_socket(const std::string& socket_path) {
                    "move it away and start qx_vod_service");
   }
   if ((status.st_mode & S_IWOTH) != 0) {
-    return problem("socket",
-                   "everybody on this machine may control the queue and have sources deleted, " +
-                       socket_path + " has mode " + mode_text(status.st_mode),
-                   "start the service with a umask of 022; let users into the group qx-vod, as its unit does");
+    return problem(
+        "socket",
+        "everybody on this machine may control the queue and have sources deleted, " + socket_path +
+            " has mode " + mode_text(status.st_mode),
+        "start the service with a umask of 022; let users into the group qx-vod, as its unit does");
   }
   return fine("socket", "the queue is controlled by " + users_of(status));
 }
