@@ -17,6 +17,13 @@ bool stands_alone(const std::string& subcommand) {
   return subcommand == "list" || subcommand == "test" || subcommand == "status";
 }
 
+// Of 80 columns and 24 lines, one of them for the prompt.
+void expect_fits_a_screen(const std::string& text) {
+  EXPECT_LE(lines_of(text).size(), 23U) << text;
+  for (const auto& line : lines_of(text))
+    EXPECT_LE(line.size(), 80U) << line;
+}
+
 }  // namespace
 
 TEST(ctl_command_line, wrong_ones_end_with_2_and_one_line) {
@@ -59,6 +66,11 @@ TEST(ctl_command_line, wrong_ones_end_with_2_and_one_line) {
   }
 }
 
+TEST(ctl_command_line, unknown_subcommand_is_named) {
+  EXPECT_EQ(ctl_machine().ctl({"nonsense"}).err,
+            "qx_vod_ctl: 'nonsense' is no subcommand: see qx_vod_ctl --help\n");
+}
+
 TEST(ctl_command_line, help_and_version_end_with_0) {
   const ctl_machine machine;
   const auto help = machine.ctl({"--help"});
@@ -66,6 +78,7 @@ TEST(ctl_command_line, help_and_version_end_with_0) {
   for (const auto& subcommand : all_subcommands)
     EXPECT_THAT(help.out, HasSubstr("\n  " + subcommand + " "));
   EXPECT_THAT(help.out, HasSubstr("\n  watch "));
+  expect_fits_a_screen(help.out);
   EXPECT_EQ(machine.ctl({"--version"}).status, 0);
 }
 
@@ -77,7 +90,7 @@ TEST(ctl_command_line, every_subcommand_has_help_that_fits_a_screen) {
     const auto help = machine.ctl({subcommand, "--help"});
     EXPECT_EQ(help.status, 0) << subcommand;
     EXPECT_THAT(help.out, HasSubstr("Usage: qx_vod_ctl " + subcommand)) << subcommand;
-    EXPECT_LE(lines_of(help.out).size(), 24U) << subcommand;
+    expect_fits_a_screen(help.out);
   }
 }
 

@@ -119,7 +119,7 @@ subcommand_action define_remove(CLI::App& parser) {
   const auto options = std::make_shared<remove_options>();
   parser.add_flag("-y,--yes", options->yes, "Ask nothing, and stop what is at work");
   parser.add_flag("--json", options->json, "Prints nothing: a removal's reply has no data");
-  parser.footer("Asks on a terminal before it stops work, deletes a source file, or takes a whole\n"
-                "selection; elsewhere a whole selection needs --yes.");
+  parser.footer("Asks on a terminal before it stops work, deletes a source file, or takes a\n"
+                "whole selection; elsewhere a whole selection needs --yes.");
   return [=](vod_service& service) { return run_remove(service, *choice, *options); };
 }

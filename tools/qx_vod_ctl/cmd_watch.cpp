@@ -148,8 +148,7 @@ int watch_queue(const std::string& colour) {
 subcommand_action define_watch(CLI::App& parser) {
   const auto colour = std::make_shared<std::string>("auto");
   add_colour_option(parser, *colour);
-  parser.footer(
-      "Keys: up and down select, p pause, r resume, c cancel, R restart, x remove, q quit.\n"
-      "Cancel and remove ask first.");
+  parser.footer("Keys: up and down select, p pause, r resume, c cancel, R restart, x remove,\n"
+                "q quit. Cancel and remove ask first.");
   return [colour](vod_service&) { return watch_queue(*colour); };
 }

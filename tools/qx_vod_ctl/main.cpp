@@ -1,16 +1,19 @@
 // qx_vod_ctl: speaks with the service over its control socket.
 #include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/help_form.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 
 namespace {
 
 constexpr subcommand subcommands[] = {
-    {"status", "Show the queue at a glance; done when no subcommand is given", define_status},
+    {"status", "Show the queue at a glance", define_status},
     {"watch", "Show the queue live, with keys for its jobs", define_watch},
     {"add", "Put files into the queue; prints their entry ids", define_add},
     {"list", "Show the queue as a table", define_list},
@@ -31,8 +34,7 @@ constexpr subcommand subcommands[] = {
 };
 
 constexpr const char* exit_status_help =
-    "Exit status: 0 fine, 1 a job was cancelled or failed, 2 wrong command line, 3 no service,\n"
-    "4 no such item, 5 refused by the service. Where several apply, the highest.";
+    "Exit status: 0 fine, 1 a job failed, 2 usage, 3 no service, 4 no item, 5 refused";
 
 // The parser takes an operand in brackets for a list of its own and splits it. Only files are ever
 // named like that, and with "./" in front the name means the same file.
@@ -40,6 +42,11 @@ void keep_brackets(std::vector<std::string>& arguments) {
   for (std::size_t i = 2; i < arguments.size() && arguments[1] == "add"; ++i) {
     if (arguments[i][0] == '[') arguments[i].insert(0, "./");
   }
+}
+
+bool is_subcommand(const std::string& word) {
+  return std::any_of(std::begin(subcommands), std::end(subcommands),
+                     [&](const subcommand& known) { return known.name == word; });
 }
 
 bool is_for_the_whole_program(const std::string& argument) {
@@ -56,6 +63,9 @@ void name_subcommand(std::vector<std::string>& arguments) {
 int parse(CLI::App& app, int argc, char** argv) {
   std::vector<std::string> arguments(argv, argv + argc);
   name_subcommand(arguments);
+  if (!is_subcommand(arguments[1]) && !is_for_the_whole_program(arguments[1]))
+    return report_usage(app.get_name(),
+                        "'" + arguments[1] + "' is no subcommand: see qx_vod_ctl --help");
   keep_brackets(arguments);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size());
@@ -72,7 +82,9 @@ int end_of_output(int status) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Speaks with the transcode service of this machine.", "qx_vod_ctl");
+  CLI::App app("Speaks with the transcode service of this machine; alone it shows the queue",
+               "qx_vod_ctl");
+  app.formatter(std::make_shared<help_form>());
   app.require_subcommand(1);
   app.footer(exit_status_help);
   std::vector<std::pair<CLI::App*, subcommand_action>> actions;

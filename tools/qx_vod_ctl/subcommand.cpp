@@ -41,7 +41,9 @@ std::shared_ptr<bool> add_json_flag(CLI::App& parser) {
 
 void add_state_option(CLI::App& parser, std::string& state, const std::string& description) {
   const std::vector<std::string> names(std::begin(job_states), std::end(job_states));
-  parser.add_option("--state", state, description)->check(CLI::IsMember(names))->type_name("STATE");
+  parser.add_option("--state", state, description + ": " + CLI::detail::join(names, ", "))
+      ->check(CLI::IsMember(names).description(""))
+      ->type_name("STATE");
 }
 
 void add_colour_option(CLI::App& parser, std::string& colour) {
