@@ -14,6 +14,8 @@ struct add_case {
   char const* name;
   tool_plan plan;
   char const* text;
+
+  friend void PrintTo(add_case const& row, std::ostream* out) { *out << row.name; }
 };
 
 class failed_add : public remote_bench, public testing::WithParamInterface<add_case> {};

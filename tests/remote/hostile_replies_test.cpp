@@ -8,6 +8,8 @@ namespace {
 struct hostile_case {
   char const* name;
   std::string bytes;
+
+  friend void PrintTo(hostile_case const& row, std::ostream* out) { *out << row.name; }
 };
 
 class hostile_reply : public remote_bench, public testing::WithParamInterface<hostile_case> {};

@@ -9,6 +9,8 @@ struct poll_case {
   char const* name;
   tool_plan plan;
   char const* text;
+
+  friend void PrintTo(poll_case const& row, std::ostream* out) { *out << row.name; }
 };
 
 class unanswered_poll : public remote_bench, public testing::WithParamInterface<poll_case> {};

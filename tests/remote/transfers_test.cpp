@@ -41,6 +41,8 @@ TEST_F(remote_bench, a_source_of_one_mebibyte_shows_no_upload_progress) {
 struct upload_case {
   char const* name;
   tool_plan plan;
+
+  friend void PrintTo(upload_case const& row, std::ostream* out) { *out << row.name; }
 };
 
 class failed_upload : public remote_bench, public testing::WithParamInterface<upload_case> {};
@@ -103,6 +105,8 @@ struct dot_case {
   char const* name;
   char const* line;
   int progress;
+
+  friend void PrintTo(dot_case const& row, std::ostream* out) { *out << row.name; }
 };
 
 class download_progress : public download, public testing::WithParamInterface<dot_case> {};
@@ -136,6 +140,8 @@ struct end_case {
   char const* name;
   tool_plan plan;
   char const* text;
+
+  friend void PrintTo(end_case const& row, std::ostream* out) { *out << row.name; }
 };
 
 class failed_download : public download, public testing::WithParamInterface<end_case> {};

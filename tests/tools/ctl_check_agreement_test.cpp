@@ -176,10 +176,15 @@ TEST(ctl_check_agreement, odd_profile_that_is_given) {
 }
 
 struct chosen {
+  const char* name;
   const char* max_profile;
   const char* listing;
   const char* fullspeed;
 };
+
+void PrintTo(const chosen& row, std::ostream* out) {
+  *out << row.name;
+}
 
 class ctl_check_choice : public ::testing::TestWithParam<chosen> {};
 
@@ -213,8 +218,10 @@ TEST_P(ctl_check_choice, and_command_line_are_those_of_the_service) {
   machine.client.wait_for_transcode_state(id, "done");
 }
 
-INSTANTIATE_TEST_SUITE_P(settings, ctl_check_choice,
-                         ::testing::Values(chosen{"-1", "*QUOTE\n.. 1080\n.. 720\n", "0"},
-                                           chosen{"720", "*QUOTE\n.. 1080\n.. 720\n.. 480\n", "1"},
-                                           chosen{"100", "*QUOTE\n.. 1080\n.. 720\n", "0"},
-                                           chosen{"100", "*QUOTE\n.. audio\n", "0"}));
+INSTANTIATE_TEST_SUITE_P(
+    settings, ctl_check_choice,
+    ::testing::Values(chosen{"no_limit", "-1", "*QUOTE\n.. 1080\n.. 720\n", "0"},
+                      chosen{"limit", "720", "*QUOTE\n.. 1080\n.. 720\n.. 480\n", "1"},
+                      chosen{"none_fits", "100", "*QUOTE\n.. 1080\n.. 720\n", "0"},
+                      chosen{"sound", "100", "*QUOTE\n.. audio\n", "0"}),
+    [](const auto& row) { return row.param.name; });
