@@ -1,4 +1,4 @@
-// Addresses of VODs and lengths of media.
+// Addresses of VODs.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,9 +18,9 @@ protected:
   }
   void TearDown() override { std::filesystem::remove_all(folder.path); }
 
-  std::string make(const std::string& name, const std::string& content = "x") const {
+  std::string make(const std::string& name) const {
     std::filesystem::create_directories(std::filesystem::path(folder.path + name).parent_path());
-    std::ofstream(folder.path + name) << content;
+    std::ofstream(folder.path + name) << "x";
     return folder.path + name;
   }
 
@@ -55,19 +55,6 @@ TEST_F(cgi_vod, has_a_thumbnail_when_that_is_there) {
   EXPECT_EQ(thumbnail_url(folder, vod), "");
   make(".a b.mp4.metadata/vod.thumbnail.jpg");
   EXPECT_EQ(thumbnail_url(folder, vod), "vod/.a%20b.mp4.metadata/vod.thumbnail.jpg");
-}
-
-TEST_F(cgi_vod, plays_as_long_as_its_metadata_say) {
-  make(".a.mp4.metadata/metadata", "file type=video/mp4\nduration=61.400\n");
-  EXPECT_EQ(media_length(folder.path + "a.mp4"), 61.4);
-}
-
-TEST_F(cgi_vod, has_no_length_that_is_none) {
-  EXPECT_EQ(media_length(folder.path + "a.mp4"), 0);
-  for (const char* duration : {"nan", "inf", "-3", "1e300", ""}) {
-    make(".a.mp4.metadata/metadata", std::string("duration=") + duration + "\n");
-    EXPECT_EQ(media_length(folder.path + "a.mp4"), 0) << duration;
-  }
 }
 
 }  // namespace

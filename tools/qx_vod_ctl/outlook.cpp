@@ -1,37 +1,10 @@
 // What an estimate goes by.
 #include "tools/qx_vod_ctl/outlook.h"
 
-#include "platform/metadata_v4.h"
+#include "platform/media_metadata.h"
 #include "tools/qx_vod_ctl/estimate.h"
 
-#include <cstdlib>
-#include <memory>
-
 namespace {
-
-struct context_closer {
-  void operator()(metadata_v4_context* context) const { metadata_v4_context_destroy(context); }
-};
-
-struct entries_closer {
-  void operator()(metadata_v4_metadata_context* entries) const {
-    metadata_v4_metadata_context_destroy(entries);
-  }
-};
-
-std::optional<double> told_length(const std::string& file) {
-  const std::unique_ptr<metadata_v4_context, context_closer> context(metadata_v4_context_create());
-  const std::unique_ptr<metadata_v4_metadata_context, entries_closer> entries(
-      metadata_v4_metadata_context_create());
-  const bool loaded =
-      context && entries &&
-      metadata_v4_context_set_file_location(context.get(), file.c_str()) == 0 &&
-      metadata_v4_metadata_context_load_metadata_from_file(entries.get(), context.get()) == 0;
-  const char* told =
-      loaded ? metadata_v4_metadata_context_read_entry(entries.get(), "duration") : nullptr;
-  const double seconds = told != nullptr ? std::strtod(told, nullptr) : 0.0;
-  return seconds > 0.0 ? std::optional<double>(seconds) : std::nullopt;
-}
 
 // A job that waits for its turn; one that is held, or still without a profile, has no basis.
 bool waits(const item_view& item) {
@@ -86,5 +59,6 @@ void outlook::save() const {
 std::optional<double> outlook::length_of(const std::string& file) {
   const auto known = lengths_.find(file);
   if (known != lengths_.end() && known->second) return known->second;
-  return lengths_[file] = told_length(file);
+  const double length = media_metadata(file).length();
+  return lengths_[file] = length > 0 ? std::optional<double>(length) : std::nullopt;
 }

@@ -1,25 +1,12 @@
-// Addresses of VODs and lengths of media.
+// Addresses of VODs.
 #include "tools/vod_cgi/media_files.h"
 
-#include <cmath>
-#include <cstdlib>
-#include <memory>
+#include <string_view>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/metadata_v4.h"
-
 namespace {
-
-constexpr double longest_s = 1000000;
-
-struct destroy_context {
-  void operator()(metadata_v4_context* context) const { metadata_v4_context_destroy(context); }
-  void operator()(metadata_v4_metadata_context* entries) const {
-    metadata_v4_metadata_context_destroy(entries);
-  }
-};
 
 bool is_readable_file(const std::string& path) {
   struct stat status;
@@ -67,17 +54,4 @@ std::string thumbnail_url(const vod_folder& folder, const std::string& output) {
   return name.empty() || !is_readable_file(folder.path + thumbnail)
              ? ""
              : folder.url + "." + percent_encoded(name) + ".metadata/vod.thumbnail.jpg";
-}
-
-double media_length(const std::string& path) {
-  const std::unique_ptr<metadata_v4_context, destroy_context> file(metadata_v4_context_create());
-  const std::unique_ptr<metadata_v4_metadata_context, destroy_context> entries(
-      metadata_v4_metadata_context_create());
-  if (metadata_v4_context_set_file_location(file.get(), path.c_str()) < 0 ||
-      metadata_v4_metadata_context_load_metadata_from_file(entries.get(), file.get()) < 0) {
-    return 0;
-  }
-  const char* const duration = metadata_v4_metadata_context_read_entry(entries.get(), "duration");
-  const double length = duration == nullptr ? 0 : strtod(duration, nullptr);
-  return std::isfinite(length) && length > 0 && length < longest_s ? length : 0;
 }

@@ -1,4 +1,4 @@
-// What the gateway knows of media files: where a browser finds a VOD, and how long a file plays.
+// Where a browser finds a VOD.
 #pragma once
 
 #include <string>
@@ -15,6 +15,3 @@ std::string vod_url(const vod_folder& folder, const std::string& output);
 
 // The same for the VOD's thumbnail.
 std::string thumbnail_url(const vod_folder& folder, const std::string& output);
-
-// How long a media file plays in seconds, by its metadata; 0 where that cannot be read.
-double media_length(const std::string& path);

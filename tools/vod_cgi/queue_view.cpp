@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/media_metadata.h"
 #include "tools/vod_cgi/folded_text.h"
 #include "tools/vod_cgi/job_view.h"
 
@@ -46,7 +47,7 @@ json11::Json text_or_null(const std::string& text) {
 }
 
 json11::Json length_or_null(const std::string& media) {
-  const double length = media_length(media);
+  const double length = media_metadata(media).length();
   return length > 0 ? json11::Json(length) : json11::Json();
 }
 

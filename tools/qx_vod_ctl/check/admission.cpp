@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,6 +12,7 @@
 
 #include "platform/clock.h"
 #include "platform/forbidden_area.h"
+#include "platform/media_metadata.h"
 #include "platform/metadata_v4.h"
 #include "platform/paths.h"
 #include "platform/unique_fd.h"
@@ -84,16 +84,6 @@ bool begins_with(const std::string& text, const std::string& beginning) {
   return text.compare(0, beginning.size(), beginning) == 0;
 }
 
-struct context_closer {
-  void operator()(metadata_v4_context* context) const { metadata_v4_context_destroy(context); }
-};
-
-struct entries_closer {
-  void operator()(metadata_v4_metadata_context* entries) const {
-    metadata_v4_metadata_context_destroy(entries);
-  }
-};
-
 }  // namespace
 
 refusal judge_source(const std::string& path) {
@@ -125,16 +115,10 @@ std::string stored_metadata::entry(const std::string& name) const {
 
 stored_metadata read_stored_metadata(const std::string& path) {
   stored_metadata result;
-  const std::unique_ptr<metadata_v4_context, context_closer> context(metadata_v4_context_create());
-  const std::unique_ptr<metadata_v4_metadata_context, entries_closer> entries(
-      metadata_v4_metadata_context_create());
-  if (metadata_v4_context_set_file_location(context.get(), path.c_str()) < 0 ||
-      metadata_v4_metadata_context_load_metadata_from_file(entries.get(), context.get()) < 0) {
-    result.readable = errno == ENOENT;
-    return result;
-  }
+  const media_metadata metadata(path);
+  result.readable = metadata.error() == 0 || metadata.error() == ENOENT;
   for (const char* name : entry_names) {
-    const char* const value = metadata_v4_metadata_context_read_entry(entries.get(), name);
+    const char* const value = metadata.entry(name);
     if (value != nullptr && *value != '\0') result.entries.emplace_back(name, value);
   }
   result.offline = std::strtol(result.entry("offline").c_str(), nullptr, 10) >= 1;

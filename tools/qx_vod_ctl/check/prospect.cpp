@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "platform/cpu.h"
+#include "platform/media_metadata.h"
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
 #include "tools/common/process_runner.h"
@@ -124,7 +125,7 @@ private:
   }
 
   void add_outcome() {
-    const double seconds = std::strtod(entry("duration").c_str(), nullptr);
+    const double seconds = length_of_duration(entry("duration").c_str());
     const double rate = std::strtod(entry("frame rate").c_str(), nullptr);
     found_.size = limit_of_size(found_.choice.profile, seconds, rate);
     const auto speed = speed_of_(found_.choice.profile);
