@@ -5,8 +5,8 @@
 
 #include <string>
 
-// Breaks descriptions at the right edge, and shows the whole program's help without an empty line or
-// a heading that it can do without: there are many subcommands.
+// Breaks descriptions at the right edge, and shows the whole program's help without an empty line
+// or a heading that it can do without: there are many subcommands.
 class help_form : public CLI::Formatter {
 public:
   help_form();

@@ -48,9 +48,10 @@ page_answer answer_command(const cgi_input& input, int body_fd, std::string_view
   if (input.method != "POST")
     return page_refusal(405, "bad method", "Commands are sent with POST.");
   if (input.page_mark != "1" || source_of(input) == request_source::foreign_page) {
-    return page_refusal(403, "foreign page",
-                        "Commands carry the header X-Vod-Page: 1, and a browser may send them for no "
-                        "page but the queue page.");
+    return page_refusal(
+        403, "foreign page",
+        "Commands carry the header X-Vod-Page: 1, and a browser may send them for no "
+        "page but the queue page.");
   }
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);

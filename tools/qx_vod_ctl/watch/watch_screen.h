@@ -24,8 +24,8 @@ std::size_t visible_rows(const screen_size& size);
 // The first row to show so that the selected one is seen, moved as little as can be.
 std::size_t scrolled(std::size_t top, std::size_t selected, std::size_t count, std::size_t visible);
 
-// "41.5%, 2.3 times real time, 4:05 left  news.mpg"; parts that are not known are left out. The name
-// is last, since it is what can be cut.
+// "41.5%, 2.3 times real time, 4:05 left  news.mpg"; parts that are not known are left out. The
+// name is last, since it is what can be cut.
 std::string at_work_text(const item_view& item, std::optional<double> speed,
                          std::optional<double> seconds);
 
