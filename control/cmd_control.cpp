@@ -1,6 +1,7 @@
 // "cancel", "restart", "pause" and "resume": the run of a job, as its user wants it.
 #include "control/commands.h"
 #include "control/reply.h"
+#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "service/process_state.h"
 
@@ -36,7 +37,7 @@ bool cancel_here(QueueItem& item) {
 
 void unpause_for_restart(QueueItem& item) {
   if (item.paused) {
-    item.state_message = "Resuming transcode...";
+    item.state_message = text_resuming;
     item.waiting = true;
   }
   trigger_transcode_queue_scan();

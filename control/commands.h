@@ -4,9 +4,6 @@
 struct comm_socket_v4_packet;
 class QueueItem;
 
-// Result code of every refusal.
-constexpr unsigned long long refusal_result_code = 1000;
-
 // One request and its reply; `item` is the one that the request selected, null for a command that
 // needs none.
 struct command_call {

@@ -34,14 +34,14 @@ void reply_item(comm_socket_v4_packet& reply, char const* command, QueueItem con
 }
 
 void refuse(comm_socket_v4_packet& reply, char const* command, char const* status) {
-  reply.result_code = refusal_result_code;
+  reply.result_code = comm_socket_v4_result_refused;
   begin(reply, command, status);
   comm_socket_v4_packet_write_end(&reply);
 }
 
 void refuse_with_item(comm_socket_v4_packet& reply, char const* command, char const* status,
                       QueueItem const& item) {
-  reply.result_code = refusal_result_code;
+  reply.result_code = comm_socket_v4_result_refused;
   begin(reply, command, status);
   write_item_json(reply, item);
   comm_socket_v4_packet_write_end(&reply);

@@ -2,6 +2,7 @@
 #include <csignal>
 
 #include "exec/slots.h"
+#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 
 namespace {
@@ -78,10 +79,10 @@ bool QueueItem::resume() {
     return false;
   }
   if (sm.state == TRANSCODE_TRANSCODING && paused) {
-    state_message = "Resuming transcode...";
+    state_message = text_resuming;
     waiting = true;
   } else if (sm.state == TRANSCODE_READY && paused) {
-    state_message = "Ready";
+    state_message = text_ready;
     waiting = false;
   }
   paused = false;

@@ -5,6 +5,7 @@
 
 #include "exec/slots.h"
 #include "platform/cpu.h"
+#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "service/transcode_settings.h"
 
@@ -14,7 +15,7 @@ bool QueueItem::do_queue_start_transcode() {
   }
   struct stat status {};
   if (lstat(fileops_job_dir.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-    state_message = "Rejected: File operation disappeared unexpectedly";
+    state_message = text_operation_gone;
     if (!fileops_job_dir.empty()) {
       fileops_remove_job();
     }
@@ -59,7 +60,7 @@ bool QueueItem::start_local() {
   if (!open_proc_stdout()) {
     return false;
   }
-  state_message = "Transcoding file...";
+  state_message = text_transcoding;
   sm.set_state(TRANSCODE_TRANSCODING);
   fileops_write_status();
   item_active_transcode_in_action = this;

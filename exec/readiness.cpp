@@ -7,6 +7,7 @@
 
 #include "platform/forbidden_area.h"
 #include "platform/metadata_v4.h"
+#include "queue/item_texts.h"
 #include "queue/output_path.h"
 #include "queue/queue_item.h"
 
@@ -118,7 +119,7 @@ bool QueueItem::do_user_ready() {
   if (!ready()) {
     return false;
   }
-  state_message = "Ready";
+  state_message = text_ready;
   fileops_write_status();
   return true;
 }

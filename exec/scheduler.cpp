@@ -7,6 +7,7 @@
 
 #include "exec/slots.h"
 #include "platform/clock.h"
+#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
@@ -26,7 +27,7 @@ bool give_turns() {
   bool active = false;
   for (QueueItem* item : transcode_queue) {
     if (item == nullptr) {
-      fprintf(stderr, "WARNING: transcode queue has NULL pointer!\n");
+      fputs(null_item_warning, stderr);
     } else if (item->idle()) {
       active = true;
     }
@@ -108,7 +109,7 @@ void resume_transcode(QueueItem* item) {
   } else if (item->waiting) {
     fprintf(stderr, "Item '%s' resuming transcode\n", item->entry_id.c_str());
     item_active_transcode_in_action = item;
-    item->state_message = "Transcoding file...";
+    item->state_message = text_transcoding;
     item->signal_proc_group(SIGUSR2);
     item->waiting = false;
     item->fileops_write_status();

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "exec/slots.h"
-#include "exec/wait_status.h"
 #include "platform/sliding_window_v4.h"
+#include "platform/wait_status.h"
 #include "queue/queue_item.h"
 #include "service/process_state.h"
 

@@ -13,13 +13,15 @@
 #include "platform/paths.h"
 #include "platform/text.h"
 #include "platform/unique_fd.h"
+#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 
 namespace {
 
-// 512 jobs with everything they hold come to a few MiB. A file past this is not ours, and parsing
-// it could cost thirty times its size in memory on a machine that is on air.
+// 512 jobs with everything they hold come to a few MiB; only values that a client made huge on
+// purpose come to more. Parsing could cost thirty times the size in memory on a machine that is on
+// air.
 constexpr std::size_t queue_file_size_limit = 32U << 20U;
 
 std::string time_text() {
@@ -80,7 +82,7 @@ bool put_back_in_line(QueueItem& item) {
   // Kept on purpose: the two texts of an item that is not paused are crossed. Effect: an item that
   // was waiting for its turn reads as interrupted, and the other way round.
   if (item.paused) {
-    item.state_message = "Transcoding will restart when user resumes this job";
+    item.state_message = text_restart_on_resume;
   } else if (item.waiting) {
     item.state_message = "Transcoding will restart, item was interrupted";
   } else {
@@ -102,8 +104,7 @@ void enqueue_restored(std::unique_ptr<QueueItem> restored) {
   if (item->sm.state == TRANSCODE_TRANSCODING) {
     at_front = put_back_in_line(*item);
   } else if (item->sm.state == TRANSCODE_READY) {
-    item->state_message =
-        item->paused ? "Transcoding will restart when user resumes this job" : "Ready";
+    item->state_message = item->paused ? text_restart_on_resume : text_ready;
     item->fileops_write_status();
   }
   transcode_queue.insert(at_front ? transcode_queue.begin() : transcode_queue.end(), item);

@@ -6,9 +6,9 @@
 
 namespace {
 
-// The queue file nests a remote document some levels deeper than the server sent it, and a file
-// that nests deeper than the parser goes is lost as a whole.
-constexpr int deepest_remote_document = 100;
+// The parser goes 200 levels down, and a file that nests deeper is lost as a whole. In the queue
+// file a remote document stands at the fourth: file, list, item, remote job.
+constexpr int deepest_remote_document = 200 - 4;
 
 bool is_deeper_than(json11::Json const& json, int levels) {
   auto const is_child_deeper = [levels](json11::Json const& child) {

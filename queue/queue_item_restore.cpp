@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include "queue/item_texts.h"
 #include "queue/json_number.h"
 #include "queue/queue_item.h"
 
@@ -151,7 +152,7 @@ bool QueueItem::restore_job() {
       sm.state == TRANSCODE_DONE) {
     return false;
   }
-  state_message = "Rejected: File operation disappeared unexpectedly";
+  state_message = text_operation_gone;
   if (!fileops_job_dir.empty()) {
     fileops_remove_job();
   }

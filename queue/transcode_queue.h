@@ -11,6 +11,9 @@ using queue_list = std::list<QueueItem*>;
 // The jobs in queue order, owned. A null element is tolerated everywhere and removed by the scan.
 extern queue_list transcode_queue;
 
+// What the log says of such an element.
+constexpr char const* null_item_warning = "WARNING: transcode queue has NULL pointer!\n";
+
 // Counts the changes of the queue's membership; clients use it to notice them.
 extern std::uint32_t transcode_queue_mod_count;
 

@@ -1,7 +1,8 @@
 // Judges the end of a remote step's tool, and the reply of a request.
 #include <string>
 
-#include "exec/wait_status.h"
+#include "platform/wait_status.h"
+#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "service/process_state.h"
 
@@ -153,7 +154,7 @@ void QueueItem::on_add_reply(CurlVodCGIResponse const& response) {
     return;
   }
   remote_info.entry_id = *id;
-  state_message = "Transcoding file...";
+  state_message = text_transcoding;
   if (sm.remote.state == REMOTE_ADD) {
     sm.remote.advance();
   }

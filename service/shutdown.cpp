@@ -79,7 +79,7 @@ void shutdown_transcode_queue_processes() {
   std::uint64_t const deadline = monotonic_clock_us() + grace_us;
   for (QueueItem* item : transcode_queue) {
     if (item == nullptr) {
-      fprintf(stderr, "WARNING: transcode queue has NULL pointer!\n");
+      fputs(null_item_warning, stderr);
     } else {
       ask_to_end(*item);
     }
@@ -95,7 +95,7 @@ void shutdown_transcode_queue() {
     transcode_queue.pop_front();
     ++transcode_queue_mod_count;
     if (item == nullptr) {
-      fprintf(stderr, "WARNING: transcode queue has NULL pointer!\n");
+      fputs(null_item_warning, stderr);
     }
     delete item;
   }

@@ -218,6 +218,21 @@ TEST_F(child_process, termination_signals_end_it_as_they_would_any_program) {
   EXPECT_EQ(wait_status(), killed_by(SIGTERM));
 }
 
+// As between fork and setsid: it has no process group of its own yet.
+TEST_F(child_process, is_ended_but_not_paused_before_it_has_a_group) {
+  const pid_t child = fork();
+  ASSERT_NE(child, -1);
+  if (child == 0) {
+    for (;;)
+      pause();
+  }
+  item_.proc_pid = child;
+  item_.signal_proc_group(SIGUSR1);
+  item_.signal_proc_group(SIGUSR2);
+  item_.signal_proc_group(SIGTERM);
+  EXPECT_EQ(wait_status(), killed_by(SIGTERM));
+}
+
 TEST_F(child_process, failed_fork_releases_pipes_and_buffers) {
   kernel.fork = [] {
     errno = EAGAIN;

@@ -32,6 +32,22 @@ std::vector<std::string> phase_keys(transcode_states state) {
   return keys;
 }
 
+// An object with so many levels below it.
+Json nested_object(int levels) {
+  Json document = 1;
+  for (int i = 0; i < levels; ++i)
+    document = json_object{{"a", document}};
+  return document;
+}
+
+// What the parser says of a queue file with that item.
+std::string error_of_queue_file(const QueueItem& item) {
+  std::string error;
+  const Json file = json_object{{"list", json_array{document_of(item, true)}}};
+  Json::parse(file.dump(), error);
+  return error;
+}
+
 class item_json_write : public queue_bench {};
 
 }  // namespace
@@ -175,13 +191,18 @@ TEST_F(item_json_write, remote_document_that_is_no_object_is_left_out) {
   EXPECT_EQ(document_of(item, true)["remote job"], Json(expected));
 }
 
-TEST_F(item_json_write, remote_document_of_usual_depth_is_kept) {
-  Json document = 1;
-  for (int i = 0; i < 50; ++i)
-    document = json_object{{"a", json_array{document}}};
+TEST_F(item_json_write, remote_document_of_any_depth_that_can_be_read_again_is_kept) {
   QueueItem item;
-  item.remote_info.json = document;
-  EXPECT_EQ(document_of(item, true)["remote job"]["json"], document);
+  item.remote_info.json = nested_object(196);
+  EXPECT_EQ(document_of(item, true)["remote job"]["json"], item.remote_info.json);
+  EXPECT_EQ(error_of_queue_file(item), "");
+}
+
+TEST_F(item_json_write, remote_document_that_would_make_the_queue_file_unreadable_is_left_out) {
+  QueueItem item;
+  item.remote_info.json = nested_object(197);
+  EXPECT_FALSE(has_key(document_of(item, true)["remote job"], "json"));
+  EXPECT_EQ(error_of_queue_file(item), "");
 }
 
 TEST_F(item_json_write, replaces_keys_that_are_there_and_keeps_others) {
