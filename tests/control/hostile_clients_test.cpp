@@ -94,9 +94,10 @@ protected:
   }
   // Items that make a page of the listing some hundred KiB long.
   void add_bulky_items() const {
-    for (int i = 0; i < 16; ++i)
+    for (int i = 0; i < 16; ++i) {
       machine.client.add({{"input file", "/mnt/" + std::string(4000, 'a') + "/x"},
                           {"transcode profile", std::string(4000, '\x01')}});
+    }
   }
   // One that is kept over a restart, as an item in "init" would not be.
   void add_cancelled_item(const name_values& pairs) const {

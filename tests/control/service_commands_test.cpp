@@ -25,7 +25,7 @@ protected:
   }
   // An item whose transcoder runs until the test releases "go".
   std::string transcoding_item() {
-    const auto id = machine.client.add_ready(source);
+    auto id = machine.client.add_ready(source);
     machine.client.wait_for_progress(id, 5000);
     return id;
   }

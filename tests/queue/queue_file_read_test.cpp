@@ -38,7 +38,7 @@ void read_items(const json_array& items) {
 // Reads a file of this text into an empty queue and returns what was said.
 std::string read_text(const std::string& text) {
   write_file(queue_file_path, text);
-  const auto said = stderr_of([] { EXPECT_TRUE(read_queue()) << "though nothing was in it"; });
+  auto said = stderr_of([] { EXPECT_TRUE(read_queue()) << "though nothing was in it"; });
   EXPECT_THAT(transcode_queue, IsEmpty());
   return said;
 }

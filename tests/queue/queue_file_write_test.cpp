@@ -119,7 +119,8 @@ TEST_F(queue_file_write, tells_the_local_time) {
                                    "[0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}"));
     struct tm parts {};
     strptime(text.c_str(), "%a %b %d %H:%M:%S %Y", &parts);
-    EXPECT_NEAR(static_cast<double>(timegm(&parts) - 5 * 3600), static_cast<double>(before), 5.0);
+    EXPECT_NEAR(static_cast<double>(timegm(&parts) - time_t{5} * 3600), static_cast<double>(before),
+                5.0);
   });
 }
 

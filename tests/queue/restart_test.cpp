@@ -133,9 +133,10 @@ TEST(restart, finished_item_whose_job_was_taken_away_is_dropped) {
   stored_machine machine;
   const json_array items{machine.stored("d", "done"), machine.stored("c", "cancelled"),
                          machine.stored("e", "done")};
-  for (const std::size_t i : {0U, 1U})
+  for (const std::size_t i : {0U, 1U}) {
     fs::remove_all(machine.root.path("/mnt/main/tv/fileops/jobs/" +
                                      std::to_string(items.at(i)["fileops job id"].int_value())));
+  }
   machine.start_with(items);
   EXPECT_THAT(machine.listed_ids(), ElementsAre("e"));
 }

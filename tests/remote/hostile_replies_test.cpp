@@ -31,7 +31,7 @@ INSTANTIATE_TEST_SUITE_P(
     replies, hostile_reply,
     testing::Values(
         hostile_case{"nothing", ""}, hostile_case{"no_status_line", "hello\n\n\n{}"},
-        hostile_case{"binary", std::string("\x00\xff\x01\n\x80\x00\n\n", 9)},
+        hostile_case{"binary", std::string("\x00\xff\x01\n\x80\x00\n\n", 8)},
         hostile_case{"large_header", "HTTP/1.1 500 Oops\r\nX: " + std::string(20000, 'x')},
         hostile_case{"cut_json", head + "{\"entry id\": "},
         hostile_case{"array", head + "[1, 2, 3]"},

@@ -13,6 +13,11 @@ using testing::StartsWith;
 
 namespace {
 
+// What a shell sets of a request before it runs the gateway.
+constexpr const char* environment =
+    "GATEWAY_INTERFACE=CGI/1.1 REQUEST_METHOD=\"$1\" QUERY_STRING=\"$2\" CONTENT_LENGTH="
+    "$(stat -c %s /run/body) ";
+
 class cgi_program : public testing::Test {
 protected:
   cgi_program() { machine.root.write_source("/mnt/main/tv/upload/" + upload, "video/mp2t"); }
@@ -22,10 +27,8 @@ protected:
                    const std::string& method = "POST") {
     machine.root.write("/run/body", body);
     return machine.root
-        .run({"/bin/sh", "-c",
-              "GATEWAY_INTERFACE=CGI/1.1 REQUEST_METHOD=\"$1\" QUERY_STRING=\"$2\" "
-              "CONTENT_LENGTH=$(stat -c %s /run/body) exec \"$0\" ignored <\"$3\"",
-              QX_VOD_CGI, method, "c=vodsrv&vc=" + command, "/run/body"})
+        .run({"/bin/sh", "-c", std::string(environment) + "exec \"$0\" ignored <\"$3\"", QX_VOD_CGI,
+              method, "c=vodsrv&vc=" + command, "/run/body"})
         .out;
   }
 
@@ -34,9 +37,7 @@ protected:
                        const std::string& headers) {
     machine.root.write("/run/body", body);
     return machine.root
-        .run({"/bin/sh", "-c",
-              "env GATEWAY_INTERFACE=CGI/1.1 REQUEST_METHOD=\"$1\" QUERY_STRING=\"$2\" "
-              "CONTENT_LENGTH=$(stat -c %s /run/body) $3 \"$0\" </run/body",
+        .run({"/bin/sh", "-c", std::string("env ") + environment + "$3 \"$0\" </run/body",
               QX_VOD_CGI, method, query, headers})
         .out;
   }

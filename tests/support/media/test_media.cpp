@@ -90,6 +90,16 @@ struct derivation {
   std::string (*change)(std::string bytes);
 };
 
+std::string replace_by_text(std::string bytes) {
+  bytes = "This is no film.\n";
+  return bytes;
+}
+
+std::string empty(std::string bytes) {
+  bytes.clear();
+  return bytes;
+}
+
 std::string cut(std::string bytes) {
   bytes.resize(bytes.size() * 6 / 10 + 77);
   return bytes;
@@ -106,8 +116,8 @@ std::string damage(std::string bytes) {
 }
 
 constexpr derivation derivations[] = {
-    {"text.mp4", "", [](std::string) { return std::string("This is no film.\n"); }},
-    {"empty.mp4", "", [](std::string) { return std::string(); }},
+    {"text.mp4", "", replace_by_text},
+    {"empty.mp4", "", empty},
     {"truncated.ts", "interlaced_small.ts", cut},
     {"truncated.mp4", "indexed.mp4", cut},
     {"damaged.ts", "interlaced_small.ts", damage},
