@@ -41,7 +41,7 @@ struct compared_machine : ctl_machine {
 
   // Compares both and returns what they say.
   std::string both(const std::string& path, const std::string& profile = "") const {
-    const std::string text = check(path, profile)["text"].string_value();
+    std::string text = check(path, profile)["text"].string_value();
     EXPECT_EQ(text, service_says(path, profile)) << path;
     return text;
   }

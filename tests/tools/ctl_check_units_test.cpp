@@ -63,12 +63,12 @@ TEST(ctl_check_profiles, name_without_a_number_is_within_any_limit) {
 TEST(ctl_check_size, is_bounded_by_the_transcoder_s_bit_rates) {
   const auto size = limit_of_size("720", 100.0, 25.0);
   ASSERT_TRUE(size);
-  EXPECT_EQ(size->bytes, (100ULL * (3000 + 160) + 2 * 3000) * 1000 / 8);
+  EXPECT_EQ(size->bytes, (100 * (3000U + 160U) + 2 * 3000U) * 1000 / 8);
   EXPECT_EQ(size->basis, "100.00 s at no more than 3000 kbit/s of picture and 160 kbit/s of sound");
 }
 
 TEST(ctl_check_size, fast_pictures_may_take_half_as_much_again) {
-  EXPECT_EQ(limit_of_size("720", 100.0, 50.0)->bytes, (100ULL * 4660 + 2 * 4500) * 125);
+  EXPECT_EQ(limit_of_size("720", 100.0, 50.0)->bytes, (100 * 4660U + 2 * 4500U) * 125);
 }
 
 TEST(ctl_check_size, sound_alone_has_its_own) {

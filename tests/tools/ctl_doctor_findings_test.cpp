@@ -29,7 +29,7 @@ constexpr std::uint64_t gigabyte = 1000ULL * 1000 * 1000;
 
 std::string made_file(const test_folder& folder, const std::string& name, mode_t mode,
                       const std::string& content = "") {
-  const std::string path = folder.path() + "/" + name;
+  std::string path = folder.path() + "/" + name;
   std::ofstream(path) << content;
   EXPECT_EQ(chmod(path.c_str(), mode), 0);
   return path;

@@ -78,7 +78,7 @@ std::string ctl_machine::add(const std::string& file) const {
 
 std::string ctl_machine::add_done(const std::string& file) const {
   root.write_source(file);
-  const std::string id = add(file);
+  std::string id = add(file);
   client.wait_for_transcode_state(id, "done");
   return id;
 }
@@ -91,7 +91,7 @@ std::string ctl_machine::add_transcoding(const std::string& file) {
                                  .wait("go")
                                  .write("{-o}", "stand-in video\n"));
   root.write_source(file);
-  const std::string id = add(file);
+  std::string id = add(file);
   client.wait_for_progress(id, 5000);
   return id;
 }

@@ -22,7 +22,7 @@ json11::Json item_object(const std::string& id, const std::string& input) {
 service_reply scripted_service::request(std::string_view command, const name_values& pairs) {
   std::string line(command);
   for (const auto& [name, value] : pairs)
-    line += " " + name + "=" + value;
+    line.append(" ").append(name).append("=").append(value);
   asked_.push_back(line);
   return answer_(std::string(command), pairs);
 }

@@ -28,7 +28,7 @@ std::string endless_sound(const scratch_folder& folder) {
                            "fmt \x10\0\0\0\x01\0\x02\0"            // samples as they are, stereo
                            "\x80\xbb\0\0\0\xee\x02\0\x04\0\x10\0"  // 48000 a second, 16 bits
                            "data\xff\xff\xff\xff"s;                // up to the end of the file
-  const std::string path = folder.file("endless.wav");
+  std::string path = folder.file("endless.wav");
   std::ofstream(path, std::ios::binary) << head;
   std::filesystem::resize_file(path, std::uintmax_t{40} << 30);
   return path;

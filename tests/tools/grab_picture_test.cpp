@@ -18,7 +18,7 @@ namespace {
 // Grabs into `folder` and returns the picture's path.
 std::string grabbed(const scratch_folder& folder, const std::string& source,
                     const std::string& moment, const std::string& height = "180") {
-  const std::string picture = folder.file("grabbed.jpg");
+  std::string picture = folder.file("grabbed.jpg");
   const tool_result result =
       run_tool("qxmi_grab", {"-t", moment, "--height", height, "-o", picture, "--file", source});
   EXPECT_EQ(result.end.status, 0) << (result.errors.empty() ? "" : result.errors[0]);

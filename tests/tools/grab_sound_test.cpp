@@ -17,7 +17,7 @@ namespace {
 
 std::string grabbed(const scratch_folder& folder, const std::string& source,
                     const std::string& moment = "random") {
-  const std::string picture = folder.file("grabbed.jpg");
+  std::string picture = folder.file("grabbed.jpg");
   const tool_result result = run_tool("qxmi_grab", {"--clip-aspect-ratio", "-t", moment, "--height",
                                                     "audio", "-o", picture, "--file", source});
   EXPECT_EQ(result.end.status, 0) << (result.errors.empty() ? "" : result.errors[0]);

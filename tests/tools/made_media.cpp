@@ -37,7 +37,7 @@ bool run_ffmpeg(const std::vector<std::string>& arguments) {
 
 std::string make_media(const scratch_folder& folder, const std::string& name,
                        std::string_view arguments) {
-  const std::string path = folder.file(name);
+  std::string path = folder.file(name);
   std::vector<std::string> words = words_of(arguments);
   words.push_back("file:" + path);
   EXPECT_TRUE(run_ffmpeg(words)) << "cannot make " << name;

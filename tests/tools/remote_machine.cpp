@@ -164,7 +164,7 @@ std::string make_source(std::size_t size) {
   std::string bytes(size, '\0');
   for (char& byte : bytes)
     byte = static_cast<char>(random());
-  const std::string path = "/mnt/a film's 100% " + std::to_string(getpid()) + ".ts";
+  std::string path = "/mnt/a film's 100% " + std::to_string(getpid()) + ".ts";
   std::ofstream(path, std::ios::binary) << bytes;
   return path;
 }

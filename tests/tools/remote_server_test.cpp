@@ -25,7 +25,7 @@ namespace {
 
 constexpr const char* name = "0f8fad5b-d9cb-469f-a165-70867728950e";
 const std::string arrived = std::string("/mnt/main/tv/upload/") + name;
-constexpr std::size_t mebibyte = 1024 * 1024;
+constexpr std::size_t mebibyte = 1U << 20U;
 
 std::vector<std::string> names_on_server() {
   std::vector<std::string> names;
