@@ -5,16 +5,9 @@
 #include <cmath>
 #include <cstdlib>
 
-namespace {
-
-// Eleven days, longer than any recording.
-constexpr double longest_s = 1000000;
-
-}  // namespace
-
 double length_of_duration(const char* text) {
   const double length = text == nullptr ? 0 : std::strtod(text, nullptr);
-  return std::isfinite(length) && length > 0 && length < longest_s ? length : 0;
+  return std::isfinite(length) && length > 0 && length < longest_media_s ? length : 0;
 }
 
 media_metadata::media_metadata(const std::string& path)

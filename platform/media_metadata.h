@@ -6,6 +6,9 @@
 
 #include "platform/metadata_v4.h"
 
+// No media play longer than this, in seconds: eleven days.
+constexpr double longest_media_s = 1000000;
+
 // The length in seconds that the text of an entry "duration" tells; 0 for null, and for what is no
 // length that media have: whoever may write to a folder may write its metadata.
 double length_of_duration(const char* text);

@@ -10,7 +10,8 @@
 #include "platform/unique_fd.h"
 
 // The rest is cut off before the last of the text is written, so that a reader may see a short file
-// but no old words behind the new ones; a text within the stream's buffer is written in one piece.
+// but no old words behind the new ones. That holds for a text within the stream's buffer, 4 KiB: of
+// a longer one, pieces are written before.
 void rewrite_closer::operator()(FILE* file) const {
   const off_t length = ftello(file);
   struct stat status {};

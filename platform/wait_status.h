@@ -1,8 +1,6 @@
 // A wait status, taken apart once.
 #pragma once
 
-#include <string>
-
 #include <sys/wait.h>
 
 // True when a signal ended the child.

@@ -59,17 +59,17 @@ void QueueItem::idle_remote() {
 void QueueItem::idle_remote_running() {
   if (sm.remote.state == REMOTE_DOWNLOAD) {
     read_download_progress();
-  } else if (proc_stdout_buffer != nullptr &&
-             sliding_window_v4_can_write(proc_stdout_buffer) == 0) {
-    // A reply that does not fit would keep the client blocked on its pipe for ever. Without a
-    // reader it ends by itself, and what came is judged.
-    close_descriptor(proc_stdout_read_fd);
   } else if (sm.remote.state == REMOTE_UPLOAD) {
     std::uint64_t const now = monotonic_clock_us();
     if (now >= next_upload_progress_read) {
       remote_transcode_upload_procfs_read_progress();
       next_upload_progress_read = now + upload_progress_us + random_spread_us();
     }
+  }
+  // A reply, or a line of the download, that does not fit would keep its client blocked on the pipe
+  // for ever. Without a reader it ends by itself, mostly with a failure, and is judged by that.
+  if (proc_stdout_buffer != nullptr && sliding_window_v4_can_write(proc_stdout_buffer) == 0) {
+    close_descriptor(proc_stdout_read_fd);
   }
 }
 

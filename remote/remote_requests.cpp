@@ -44,7 +44,8 @@ bool QueueItem::start_remote_request(std::vector<std::string> const& lines,
     return false;
   }
   for (std::string const& line : lines) {
-    write_line(proc_stdin_buffer, line + "\n");
+    // Of a value that holds a NUL the server is told what stands in front of it.
+    write_line(proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
   }
   write_line(proc_stdin_buffer, "\n");
   assert(sliding_window_v4_is_sane(proc_stdin_buffer));

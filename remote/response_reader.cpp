@@ -57,11 +57,11 @@ void QueueItem::stdout_cgi_stdout_read_http_response(CurlVodCGIResponse& respons
   char const* const code = skip_spaces(version_end);
   // Kept on purpose: a line without a reason phrase has no second blank, and its code is not taken.
   // Effect: such a reply counts as one without a status.
-  if (strchr(code, ' ') == nullptr) {
+  char const* const code_end = strchr(code, ' ');
+  if (code_end == nullptr) {
     return;
   }
-  char* code_end = nullptr;
-  response.http_status = static_cast<std::uint32_t>(strtol(code, &code_end, 10));
+  response.http_status = static_cast<std::uint32_t>(strtol(code, nullptr, 10));
   response.status_string = skip_spaces(code_end);
 }
 

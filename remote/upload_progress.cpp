@@ -20,7 +20,7 @@ namespace {
 
 constexpr char ftp_client[] = "/usr/bin/ncftpput";
 constexpr std::size_t proc_read_limit = 16383;
-// Progress is counted in whole mebibytes; a source below this has no whole one to count.
+// Progress is counted in whole mebibytes; a source of no more than one shows none.
 constexpr std::uint64_t smallest_total = 1048577;
 constexpr unsigned mebibyte_shift = 20;
 
@@ -44,7 +44,8 @@ bool link_is(int dir_fd, char const* name, std::string_view target) {
   return length >= 0 && std::string_view(text, static_cast<std::size_t>(length)) == target;
 }
 
-// Finds "pos:" in a descriptor's information. A last line without its line feed is not examined.
+// Finds the largest "pos:" in a descriptor's information. A last line without its line feed is not
+// examined.
 bool parse_position(std::string_view text, std::uint64_t& position) {
   bool found = false;
   for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
@@ -52,7 +53,8 @@ bool parse_position(std::string_view text, std::uint64_t& position) {
     text.remove_prefix(end + 1);
     char const* const entry = line.c_str() + strspn(line.c_str(), " ");
     if (strncmp(entry, "pos:", 4) == 0) {
-      position = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
+      std::uint64_t const value = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
+      position = found && position > value ? position : value;
       found = true;
     }
   }
@@ -83,14 +85,15 @@ struct best_position {
 
 // Looks through the open files of one process.
 void look_at_process(int process_fd, std::string const& source, best_position& best) {
-  int const fd = openat(process_fd, "fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  unique_dir const descriptors(fd < 0 ? nullptr : fdopendir(fd));
+  unique_fd fd(openat(process_fd, "fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  unique_dir const descriptors(fd.valid() ? fdopendir(fd.get()) : nullptr);
   if (!descriptors) {
     return;
   }
+  int const folder = fd.release();  // closed with `descriptors`
   while (dirent const* entry = readdir(descriptors.get())) {
     std::uint64_t position = 0;
-    if (is_number_name(entry->d_name) && link_is(fd, entry->d_name, source) &&
+    if (is_number_name(entry->d_name) && link_is(folder, entry->d_name, source) &&
         read_position(process_fd, entry->d_name, position)) {
       best.take(position);
     }

@@ -40,7 +40,7 @@ async function read_json(response) {
 async function read_answer(response) {
   const answer = await read_json(response);
   if (response.ok) return answer;
-  throw new gateway_error(answer.error, answer.text, away_statuses.includes(response.status));
+  throw new gateway_error(answer?.error, answer?.text, away_statuses.includes(response.status));
 }
 
 export class queue_reader {

@@ -156,6 +156,7 @@ function is_beyond_end() {
 async function look() {
   clearTimeout(timer);
   looking?.abort();
+  looking = null;
   if (document.hidden) return;
   const mine = new AbortController();
   looking = mine;
@@ -175,12 +176,14 @@ async function look() {
     show_estimates();
   } catch (error) {
     if (looking !== mine) return;
-    if (!(error instanceof gateway_error)) throw error;
     reader.forget();
-    show_away(error);
     pause_ms = away_period_ms;
+    if (!(error instanceof gateway_error)) throw error;
+    show_away(error);
+  } finally {
+    // Whatever went wrong, it is looked at again.
+    if (looking === mine) timer = setTimeout(look, pause_ms);
   }
-  timer = setTimeout(look, pause_ms);
 }
 
 // Changes what is asked for, and asks at once.

@@ -43,6 +43,13 @@ TEST_F(response_reader, keeps_all_words_of_the_reason) {
   EXPECT_EQ(response.status_string, "Not Found here");
 }
 
+TEST_F(response_reader, ignores_what_stands_at_the_code_behind_its_digits) {
+  print("HTTP/1.1 404abc Not Found\n");
+  item.stdout_cgi_stdout_read_http_response(response);
+  EXPECT_EQ(response.http_status, 404U);
+  EXPECT_EQ(response.status_string, "Not Found");
+}
+
 TEST_F(response_reader, takes_an_empty_reason_behind_a_blank) {
   print("HTTP/1.1 204 \n");
   item.stdout_cgi_stdout_read_http_response(response);

@@ -25,16 +25,45 @@ TEST_F(remote_bench, upload_progress_is_the_position_of_the_ftp_client) {
 
 TEST_F(remote_bench, a_source_of_one_mebibyte_shows_no_upload_progress) {
   machine.root.write("/mnt/media/clip.ts", std::string(mebibyte, 'x'));
-  machine.root.write("/mnt/media/other.ts", std::string(mebibyte + 1, 'x'));
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   machine.root.plan(tool::ncftpput, tool_plan().hold("/mnt/media/clip.ts", mebibyte).wait("go"));
   begin();
   machine.root.wait_for_call(tool::upload);
   machine.root.spawn({"/usr/bin/ncftpput"});
   machine.root.wait_for_call(tool::ncftpput);
-  std::string const before = machine.client.state_text(id);
-  EXPECT_EQ(before, "Uploading file to remote for transcode");
-  EXPECT_EQ(progress_of(machine.client.item(id)), 0);
+  // Longer than the two looks that the service takes at least in that time.
+  EXPECT_FALSE(wait_until([&] { return progress_of(machine.client.item(id)) != 0; },
+                          std::chrono::milliseconds(1500)));
+  EXPECT_EQ(machine.client.state_text(id), "Uploading file to remote for transcode");
+  machine.root.release("go");
+}
+
+TEST_F(remote_bench, a_source_of_a_byte_more_shows_upload_progress) {
+  machine.root.write("/mnt/media/clip.ts", std::string(mebibyte + 1, 'x'));
+  machine.root.plan(tool::upload, tool_plan().wait("go"));
+  machine.root.plan(tool::ncftpput, tool_plan().hold("/mnt/media/clip.ts", mebibyte).wait("go"));
+  begin();
+  machine.root.wait_for_call(tool::upload);
+  machine.root.spawn({"/usr/bin/ncftpput"});
+  machine.client.wait_for_progress(id, 10000);
+  machine.root.release("go");
+}
+
+TEST_F(remote_bench, upload_progress_is_that_of_the_client_that_is_furthest) {
+  machine.root.write("/mnt/media/clip.ts", std::string(10 * mebibyte, 'x'));
+  machine.root.plan(tool::upload, tool_plan().wait("go"));
+  begin();
+  machine.root.wait_for_call(tool::upload);
+  int calls = 0;
+  for (long const position : {2, 6, 4}) {
+    machine.root.plan(tool::ncftpput,
+                      tool_plan().hold("/mnt/media/clip.ts", position * mebibyte).wait("go"));
+    machine.root.spawn({"/usr/bin/ncftpput"});
+    machine.root.wait_for_call(tool::ncftpput, ++calls);
+  }
+  machine.client.wait_for_progress(id, 6000);
+  EXPECT_FALSE(wait_until([&] { return progress_of(machine.client.item(id)) != 6000; },
+                          std::chrono::milliseconds(1500)));
   machine.root.release("go");
 }
 
@@ -81,6 +110,19 @@ TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_after_a_restart) {
   machine.root.wait_for_call("curl.add", 2);
   EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
   EXPECT_TRUE(machine.client.item(id)["uploaded"].bool_value());
+}
+
+TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_when_its_add_failed) {
+  machine.root.plan("curl.add", tool_plan().exit(7));
+  begin();
+  machine.client.wait_for_transcode_state(id, "cancelled");
+  ASSERT_TRUE(machine.client.item(id)["uploaded"].bool_value());
+  ASSERT_EQ(machine.client.item(id)["remote job"]["entry id"].string_value(), "");
+  machine.root.plan("curl.add", replies(added()));
+  machine.client.command("restart", id);
+  machine.root.wait_for_call("curl.list");
+  EXPECT_EQ(machine.root.calls("curl.add").size(), 2U);
+  EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
 }
 
 class download : public remote_bench {

@@ -162,6 +162,14 @@ TEST(run_program, ticks_while_nothing_is_said) {
   EXPECT_GE(lines.ticks, 5);
 }
 
+TEST(run_program, counts_an_end_that_nobody_can_tell_as_a_failure) {
+  std::signal(SIGCHLD, SIG_IGN);
+  const program_result result = run_program(shell("exit 0"));
+  std::signal(SIGCHLD, SIG_DFL);
+  EXPECT_EQ(result.end, program_end::exited);
+  EXPECT_FALSE(result.success());
+}
+
 TEST(run_program, a_line_without_end_ends_it) {
   program_request request = shell("exec tr '\\0' x < /dev/zero");
   request.output_limit = 100000;

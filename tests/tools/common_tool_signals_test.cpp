@@ -1,4 +1,5 @@
 // The signals a tool obeys.
+#include "tools/common/output_file.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/tool_signals.h"
 
@@ -87,6 +88,23 @@ TEST_F(tool_signals_death, the_tool_dies_by_the_signal_that_stopped_it) {
 
 TEST_F(tool_signals_death, a_request_to_stop_ends_a_running_program) {
   expect_in_child([] { return end_of_sleep_with(SIGTERM) == program_end::tool_stopped; });
+}
+
+TEST_F(tool_signals_death, a_request_to_stop_keeps_an_output_from_its_name) {
+  expect_in_child([] {
+    char folder[] = "/tmp/qx_signals.XXXXXX";
+    if (mkdtemp(folder) == nullptr) return false;
+    const std::string path = std::string(folder) + "/out";
+    std::string error;
+    bool is_kept_back = false;
+    {
+      output_file output;
+      if (!output.create(path, error)) return false;
+      arrive(SIGTERM);
+      is_kept_back = !output.commit(error) && access(path.c_str(), F_OK) != 0;
+    }
+    return is_kept_back && rmdir(folder) == 0;
+  });
 }
 
 TEST_F(tool_signals_death, a_request_to_stop_ends_a_suspended_program) {

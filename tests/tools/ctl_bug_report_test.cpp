@@ -101,6 +101,19 @@ TEST(ctl_bug_report, what_cannot_be_had_is_listed_with_its_reason) {
                     HasSubstr("output/probe.json: ")));
 }
 
+TEST(ctl_bug_report, follows_no_link_out_of_a_folder_of_somebody_else) {
+  report_machine machine;
+  machine.start();
+  const std::string id = machine.add_done(clip);
+  const std::string metadata = machine.root.path("/mnt/media/.clip.mpg.metadata/metadata");
+  machine.root.write("/mnt/media/secret", "for root alone");
+  ASSERT_EQ(unlink(metadata.c_str()), 0);
+  ASSERT_EQ(symlink("/mnt/media/secret", metadata.c_str()), 0);
+  EXPECT_EQ(machine.report(id).status, 0);
+  EXPECT_THAT(machine.everything(), Not(HasSubstr("for root alone")));
+  EXPECT_THAT(machine.part("missing.txt"), HasSubstr("source/metadata: "));
+}
+
 TEST(ctl_bug_report, is_named_after_item_and_moment_in_the_working_folder) {
   report_machine machine;
   machine.start();

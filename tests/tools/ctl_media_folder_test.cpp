@@ -5,8 +5,12 @@
 #include <fstream>
 #include <gmock/gmock.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Pair;
 
 namespace {
 
@@ -63,5 +67,22 @@ TEST(media_folder, what_is_hidden_or_linked_is_left_out) {
 }
 
 TEST(media_folder, one_that_is_not_there_is_told) {
-  EXPECT_EQ(read_media_folder("/nonexistent").error, "No such file or directory");
+  EXPECT_THAT(read_media_folder("/nonexistent").unreadable,
+              ElementsAre(Pair("/nonexistent", "No such file or directory")));
+}
+
+TEST(media_folder, rest_is_found_where_a_subfolder_cannot_be_read) {
+  const folder top;
+  top.file("closed/clip.mpg");
+  const auto after = top.file("open/clip.mpg");
+  const auto before = top.file("a.mpg");
+  ASSERT_EQ(chmod(top.path().c_str(), 0755), 0);
+  ASSERT_EQ(chmod((top.path() + "/closed").c_str(), 0), 0);
+  const uid_t user = geteuid();
+  ASSERT_TRUE(user != 0 || seteuid(65534) == 0);
+  const auto found = read_media_folder(top.path());
+  ASSERT_EQ(seteuid(user), 0);
+  EXPECT_EQ(chmod((top.path() + "/closed").c_str(), 0755), 0);
+  EXPECT_THAT(found.files, ElementsAre(before, after));
+  EXPECT_THAT(found.unreadable, ElementsAre(Pair(top.path() + "/closed", "Permission denied")));
 }

@@ -45,6 +45,19 @@ TEST(ctl_watch, keys_act_on_the_selected_job) {
   EXPECT_TRUE(terminal.shows("2 items: 2 cancelled"));
 }
 
+TEST(ctl_watch, takes_nothing_that_was_typed_ahead_for_an_answer) {
+  ctl_machine machine;
+  machine.start_with_items({"aaaa"});
+  ctl_terminal terminal(machine.root, "watch");
+  ASSERT_TRUE(terminal.shows("1 item"));
+  terminal.type("xy");
+  ASSERT_TRUE(terminal.shows("Remove "));
+  terminal.type("n");
+  terminal.type("q");
+  EXPECT_EQ(terminal.wait_for_end(), 0);
+  EXPECT_EQ(machine.client.list()["total"].int_value(), 1);
+}
+
 TEST(ctl_watch, outlasts_a_restart_of_the_service_and_says_so) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});

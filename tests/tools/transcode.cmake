@@ -1,4 +1,5 @@
 # Tests of qxmi_vod_transcode: its units, and the built tool on real media.
+include(${CMAKE_CURRENT_LIST_DIR}/made_media.cmake)
 qx_add_test(transcode_unit_test
   transcode_cpu_cap_test.cpp
   transcode_profiles_test.cpp
@@ -10,7 +11,7 @@ qx_add_test(transcode_test
   transcode_command_line_test.cpp
   transcode_failures_test.cpp
   transcode_media_test.cpp
-  LIBS qx_test_media)
+  LIBS qx_made_media)
 add_dependencies(transcode_test qxmi_vod_transcode)
 
 qx_add_test(transcode_signals_test transcode_signals_test.cpp LIBS qx_test_media SERIAL)

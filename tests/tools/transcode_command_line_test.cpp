@@ -69,6 +69,12 @@ TEST(transcode_quote, keeps_to_the_greatest_height) {
               ElementsAre("*SOURCE", testing::_, "*QUOTE", ".. 480", ".. 360", ".. 240"));
 }
 
+TEST(transcode_quote, takes_any_height_that_the_service_may_be_told) {
+  const tool_result result = run_tool(
+      tool, {"--file", test_media("interlaced.ts"), "--quote", "--height", "2147483647"});
+  EXPECT_THAT(result.output, testing::Contains(".. 1080"));
+}
+
 TEST(transcode_quote, counts_a_turned_picture_by_what_is_seen) {
   const tool_result result = run_tool(tool, {"--file", test_media("rotated.mp4"), "--quote"});
   EXPECT_THAT(result.output,

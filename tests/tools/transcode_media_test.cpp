@@ -2,6 +2,7 @@
 #include "tests/support/media/media_check.h"
 #include "tests/support/media/test_media.h"
 #include "tests/support/media/tool_run.h"
+#include "tests/tools/made_media.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -187,6 +188,17 @@ TEST(transcode, sound_without_a_picture_works) {
     EXPECT_TRUE(made.picture().is_null()) << name;
     EXPECT_EQ(made.sound()["channels"].int_value(), 2) << name;
   }
+}
+
+TEST(transcode, sound_of_a_longer_picture_is_whole_when_it_ends) {
+  const scratch_folder folder;
+  const std::string film =
+      make_media(folder, "film.mp4",
+                 "-f lavfi -i testsrc2=size=320x180:rate=25:duration=6 -f lavfi -i sine=duration=3 "
+                 "-c:v libx264 -preset ultrafast -c:a aac");
+  const transcoded made(film, "audio");
+  EXPECT_NEAR(made.duration(), 3.0, 0.1);
+  EXPECT_EQ(numbers_of(made.result.output.back()).total, 75);
 }
 
 TEST(transcode, sound_counts_frames_of_40_ms) {

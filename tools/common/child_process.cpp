@@ -19,6 +19,9 @@ namespace {
 
 constexpr int lowest_best_effort = 7;
 
+// The wait status of a child whose end nobody knows: exit status 255.
+constexpr int lost_end = 255 << 8;
+
 struct pipe_pair {
   unique_fd read_end;
   unique_fd write_end;
@@ -186,7 +189,10 @@ void child_process::kill() {
 }
 
 bool child_process::reap() {
-  if (running() && waitpid(pid_, &wait_status_, WNOHANG) == pid_) reaped_ = true;
+  if (!running()) return reaped_;
+  const pid_t ended = waitpid(pid_, &wait_status_, WNOHANG);
+  if (ended < 0 && errno == ECHILD) wait_status_ = lost_end;
+  reaped_ = ended == pid_ || (ended < 0 && errno == ECHILD);
   return reaped_;
 }
 

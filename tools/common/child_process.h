@@ -47,7 +47,8 @@ public:
   // Ends the child at once, stopped or not. It is still to be reaped.
   void kill();
 
-  // Takes the child's end if it has come; true once it has, with wait_status() valid.
+  // Takes the child's end if it has come; true once it has, with wait_status() valid. An end that
+  // somebody else in the process has taken counts as a failure.
   bool reap();
   int wait_status() const { return wait_status_; }
 

@@ -91,6 +91,7 @@ bool measure_duration(const std::string& path, int stream_index, double frame_ra
                       {"-of", "csv=p=0", "-select_streams", std::to_string(stream_index),
                        "-show_entries", "packet=pts_time,duration_time"});
   add_input(request.argv, source.url());
+  request.time_limit = measure_time_limit;
   packet_clock clock;
   const program_result result = run_program(request, clock);
   if (!result.success()) return refuse(error, engine_cause(result, source.url()));

@@ -1,5 +1,4 @@
-// Asks ffprobe what a file is. Blocks for as long as that takes, at most probe_time_limit for
-// each of at most two passes.
+// Asks ffprobe what a file is. Blocks for as long as that takes, within the limits below.
 #pragma once
 
 #include "tools/common/media_info.h"
@@ -8,6 +7,10 @@
 #include <string>
 
 constexpr std::chrono::seconds probe_time_limit{60};
+
+// For reading a file to its end: a day's recording takes minutes, a few bytes that pretend to be
+// terabytes would take hours.
+constexpr std::chrono::minutes measure_time_limit{30};
 
 // What counts as media: films and sound only, or stills as well. A still has one stream in
 // media_info::video with no duration.
@@ -20,7 +23,8 @@ bool probe_media(const std::string& path, media_info& info, std::string& error,
                  probe_kinds kinds = probe_kinds::films_and_sound);
 
 // Measures the length of one stream by reading all its packets, for a file whose own statement is
-// missing or estimated (media_info::duration_estimated). Takes as long as reading the file does.
+// missing or estimated (media_info::duration_estimated). Takes as long as reading the file does, at
+// most measure_time_limit.
 // True with the length in seconds in `duration`, else false with the cause in `error`.
 bool measure_duration(const std::string& path, int stream_index, double frame_rate,
                       double& duration, std::string& error);

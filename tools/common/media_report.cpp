@@ -1,6 +1,8 @@
 // Reads ffprobe's JSON.
 #include "tools/common/media_report.h"
 
+#include "platform/media_metadata.h"
+
 #include <json11.hpp>
 
 #include <algorithm>
@@ -25,7 +27,6 @@ namespace {
 using program_map = std::map<int, std::vector<int>>;
 
 constexpr int largest_side = 32768;
-constexpr double longest_duration = 1e7;  // seconds; about four months
 
 // Files without an index or a clock of their own: what ffprobe tells of their length is their
 // size divided by a bit rate.
@@ -38,7 +39,7 @@ double seconds(const Json& value) {
 
 double duration(const Json& value) {
   const double number = seconds(value);
-  return number > 0.0 && number < longest_duration ? number : 0.0;
+  return number > 0.0 && number < longest_media_s ? number : 0.0;
 }
 
 // "25/1" or "16:15"; {0, 0} when it is neither.

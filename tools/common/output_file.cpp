@@ -2,6 +2,7 @@
 #include "tools/common/output_file.h"
 
 #include "platform/unique_fd.h"
+#include "tools/common/tool_signals.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -34,6 +35,15 @@ bool is_directory(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// The source may be removed next, and must not be gone on a disk that does not know the name yet.
+// Where a file system cannot do it, nothing better is to be had.
+void sync_directory(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const unique_fd fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.valid()) static_cast<void>(fsync(fd.get()) == 0);
+}
+
 }  // namespace
 
 output_file::~output_file() {
@@ -61,7 +71,13 @@ bool output_file::create(const std::string& path, std::string& error) {
 bool output_file::commit(std::string& error) {
   const unique_fd fd(open(temporary_.c_str(), O_RDONLY | O_CLOEXEC));
   if (!fd.valid() || fsync(fd.get()) != 0) return fail(error);
+  read_tool_signals();
+  if (stop_signal() != 0) {
+    error = "stopped";
+    return false;
+  }
   if (rename(temporary_.c_str(), path_.c_str()) != 0) return fail(error);
   temporary_.clear();
+  sync_directory(path_);
   return true;
 }

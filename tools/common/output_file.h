@@ -23,7 +23,8 @@ public:
   // The temporary name as the engines take it.
   std::string url() const { return "file:" + temporary_; }
 
-  // Brings the content to the disk and gives the file its name, replacing what had it before.
+  // Brings the content to the disk and gives the file its name, replacing what had it before; not
+  // when the tool is asked to stop meanwhile.
   // False with the cause in `error`; the temporary file is then removed with this object.
   bool commit(std::string& error);
 

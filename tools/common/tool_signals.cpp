@@ -48,6 +48,8 @@ void take(int number) {
 bool catch_tool_signals() {
   if (!fill_standard_descriptors()) return false;
   signal(SIGPIPE, SIG_IGN);
+  // Where it was ignored when the tool was started, nobody could tell how a child ended.
+  signal(SIGCHLD, SIG_DFL);
   const sigset_t set = obeyed_signals();
   if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) return false;
   signal_fd = signalfd(signal_fd, &set, SFD_CLOEXEC | SFD_NONBLOCK);

@@ -82,14 +82,15 @@ int add_file(vod_service& service, const add_options& options, const named_file&
 // Puts the files in place of their folder. False, with the cause reported, when it cannot be read.
 bool expand_folder(const named_file& folder, std::vector<named_file>& files) {
   const media_folder found = read_media_folder(folder.path);
-  if (!found.error.empty()) report(folder.given, found.error);
+  for (const auto& [path, cause] : found.unreadable)
+    report(path == folder.path ? folder.given : path, cause);
   for (const auto& path : found.files)
     files.push_back({path, path});
   if (found.passed_over > 0) {
     report(folder.given, std::to_string(found.passed_over) + " files passed over: by their names "
                                                              "they are no media");
   }
-  return found.error.empty();
+  return found.unreadable.empty();
 }
 
 bool is_folder(const std::string& path) {

@@ -96,8 +96,13 @@ private:
     const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
     if (count <= 0) is_gone_ = true;
     if (count <= 0) return;
-    for (const key pressed : read_keys({bytes, static_cast<std::size_t>(count)}))
+    for (const key pressed : read_keys({bytes, static_cast<std::size_t>(count)})) {
       watcher_.press(pressed, terminal_size());
+      if (!watcher_.is_asking()) continue;
+      // What was typed ahead cannot be the answer to a question that nobody has seen.
+      tcflush(STDIN_FILENO, TCIFLUSH);
+      return;
+    }
   }
 
   void obey_signals() {

@@ -31,9 +31,11 @@ std::string program_help(const CLI::App& app, const std::string& name) {
   std::ostringstream help;
   help << app.get_description() << "\nUsage: " << name
        << " [SUBCOMMAND] [OPTIONS], and --help behind each, or --version\nSubcommands:\n";
-  for (const CLI::App* const subcommand : app.get_subcommands([](const CLI::App*) { return true; }))
+  for (const CLI::App* const subcommand :
+       app.get_subcommands([](const CLI::App*) { return true; })) {
     CLI::detail::format_help(help, subcommand->get_name(), subcommand->get_description(),
                              subcommand_columns);
+  }
   help << '\n' << app.get_footer() << '\n';
   return help.str();
 }

@@ -5,6 +5,7 @@
 #include "tools/qx_vod_ctl/job_history.h"
 
 #include "platform/directories.h"
+#include "platform/unique_fd.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -13,6 +14,7 @@
 #include <iterator>
 #include <sstream>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,8 +27,16 @@ constexpr std::size_t longest_line = 512;
 constexpr std::int64_t shortest_look_s = 3;
 // A job that was not looked at for so long may have stood still meanwhile.
 constexpr std::int64_t longest_gap_s = 600;
-// How much of a profile's speed the newest job decides.
+// How much of a profile's speed each look decides: after some ten looks it is that of the job which
+// is at work.
 constexpr double newest_share = 0.3;
+
+// With somebody else's environment, as after "sudo -E", the folder is theirs: what a superuser
+// leaves there they could not write to later.
+bool is_folder_of_this_user(const std::string& folder) {
+  struct stat status {};
+  return stat(folder.c_str(), &status) == 0 && status.st_uid == geteuid();
+}
 
 bool sensible(double value) {
   return std::isfinite(value) && value > 0.0 && value < 10000.0;
@@ -62,8 +72,10 @@ void job_history::take_line(const std::string& line) {
 }
 
 bool job_history::save(const std::string& path) const {
-  const std::string temporary = path + "." + std::to_string(getpid());
-  std::ofstream file(temporary, std::ios::trunc);
+  if (!is_folder_of_this_user(path.substr(0, path.rfind('/')))) return false;
+  std::string temporary = path + ".XXXXXX";
+  if (!unique_fd(mkostemp(temporary.data(), O_CLOEXEC)).valid()) return false;
+  std::ofstream file(temporary);
   std::size_t lines = 0;
   for (const auto& [profile, value] : speeds_) {
     if (++lines > most_lines / 2) break;

@@ -63,9 +63,10 @@ void name_subcommand(std::vector<std::string>& arguments) {
 int parse(CLI::App& app, int argc, char** argv) {
   std::vector<std::string> arguments(argv, argv + argc);
   name_subcommand(arguments);
-  if (!is_subcommand(arguments[1]) && !is_for_the_whole_program(arguments[1]))
+  if (!is_subcommand(arguments[1]) && !is_for_the_whole_program(arguments[1])) {
     return report_usage(app.get_name(),
                         "'" + arguments[1] + "' is no subcommand: see qx_vod_ctl --help");
+  }
   keep_brackets(arguments);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size());

@@ -37,21 +37,33 @@ void note(const fs::directory_entry& entry, media_folder& folder) {
   }
 }
 
+// Notes the files of one folder, and its subfolders as waiting.
+void walk(const fs::path& path, media_folder& folder, std::vector<fs::path>& waiting) {
+  std::error_code error;
+  fs::directory_iterator at(path, error);
+  for (; !error && at != fs::directory_iterator(); at.increment(error)) {
+    std::error_code unknown;
+    if (is_hidden(at->path())) continue;
+    if (!at->is_symlink(unknown) && at->is_directory(unknown)) {
+      waiting.push_back(at->path());
+    } else {
+      note(*at, folder);
+    }
+  }
+  if (error) folder.unreadable.emplace_back(path.string(), error.message());
+}
+
 }  // namespace
 
 media_folder read_media_folder(const std::string& path) {
   media_folder folder;
-  std::error_code error;
-  fs::recursive_directory_iterator at(path, error);
-  while (!error && at != fs::recursive_directory_iterator()) {
-    if (is_hidden(at->path())) {
-      at.disable_recursion_pending();
-    } else {
-      note(*at, folder);
-    }
-    at.increment(error);
+  std::vector<fs::path> waiting = {path};
+  while (!waiting.empty()) {
+    const fs::path next = waiting.back();
+    waiting.pop_back();
+    walk(next, folder, waiting);
   }
-  if (error) folder.error = error.message();
   std::sort(folder.files.begin(), folder.files.end());
+  std::sort(folder.unreadable.begin(), folder.unreadable.end());
   return folder;
 }

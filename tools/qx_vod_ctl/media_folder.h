@@ -3,12 +3,14 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 #include <vector>
 
 struct media_folder {
   std::vector<std::string> files;  // paths in the order of their names
   std::size_t passed_over = 0;     // regular files that by their names are no media
-  std::string error;               // why it could not be read to its end; mostly empty
+  // Folders that could not be read to their end, and why: it or some below it.
+  std::vector<std::pair<std::string, std::string>> unreadable;
 };
 
 // Walks `path` and its subfolders, judging files by their names' extensions: what is inside them is

@@ -27,7 +27,7 @@ public:
   void save() const;
 
 private:
-  // Seconds, as the metadata beside the source tell. Read once for each file.
+  // Seconds, as the metadata beside the source tell. Read until they tell it.
   std::optional<double> length_of(const std::string& file);
 
   std::string path_;

@@ -25,6 +25,19 @@ int read_bytes(int fd, std::size_t limit, std::string& text) {
   return 0;
 }
 
+// Non-blocking: a FIFO in the file's place would hold the caller for good.
+constexpr int reading = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
+text_file read_opened(int fd, std::size_t limit) {
+  text_file file;
+  if (fd < 0 || fstat(fd, &file.status) != 0) {
+    file.error = errno;
+  } else {
+    file.error = S_ISREG(file.status.st_mode) ? read_bytes(fd, limit, file.text) : EINVAL;
+  }
+  return file;
+}
+
 }  // namespace
 
 bool text_file::missing() const {
@@ -33,19 +46,22 @@ bool text_file::missing() const {
 
 std::string text_file::cause() const {
   if (error == EINVAL) return "is no regular file";
+  if (error == ELOOP) return "is a symbolic link";
   return error == EFBIG ? "is too large" : std::strerror(error);
 }
 
-// Non-blocking: a FIFO in the file's place would hold the caller for good.
 text_file read_text_file(const std::string& path, std::size_t limit) {
-  text_file file;
-  const unique_fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!fd.valid() || fstat(fd.get(), &file.status) != 0) {
-    file.error = errno;
-  } else {
-    file.error = S_ISREG(file.status.st_mode) ? read_bytes(fd.get(), limit, file.text) : EINVAL;
-  }
-  return file;
+  return read_opened(unique_fd(open(path.c_str(), reading)).get(), limit);
+}
+
+text_file read_text_file_without_links(const std::string& folder, const std::string& name,
+                                       std::size_t limit) {
+  const unique_fd place(open(folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
+  text_file none;
+  none.error = errno;
+  if (!place.valid()) return none;
+  return read_opened(unique_fd(openat(place.get(), name.c_str(), reading | O_NOFOLLOW)).get(),
+                     limit);
 }
 
 bool write_text(int fd, std::string_view text) {

@@ -22,5 +22,10 @@ struct text_file {
 // for. With EFBIG `text` holds the first `limit` bytes.
 text_file read_text_file(const std::string& path, std::size_t limit);
 
+// The same for the file `name` of `folder`, where neither may be a symbolic link: in a folder of
+// somebody else a link could lead to what only the caller may read.
+text_file read_text_file_without_links(const std::string& folder, const std::string& name,
+                                       std::size_t limit);
+
 // Writes all of `text` to the descriptor. False with errno.
 bool write_text(int fd, std::string_view text);

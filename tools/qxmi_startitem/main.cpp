@@ -5,7 +5,9 @@
 #include "tools/qxmi_startitem/identify.h"
 #include "tools/qxmi_startitem/item_metadata.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 
 namespace {
@@ -55,7 +57,7 @@ int list(const std::string& file) {
   std::vector<item_entry> entries;
   std::string error;
   if (!identify(file, entries, error)) return fail(file, error);
-  return print_entries(entries) ? exit_success : exit_failure;
+  return print_entries(entries) ? exit_success : fail("standard output", std::strerror(errno));
 }
 
 int write_metadata(const std::string& file) {

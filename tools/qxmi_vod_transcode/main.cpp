@@ -6,7 +6,10 @@
 #include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/transcode.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <limits>
 
 namespace {
 
@@ -24,7 +27,7 @@ void define_options(CLI::App& app, command_line& line) {
   app.add_option("--file", line.job.input, "The media file to read");
   CLI::Option* quote = app.add_flag("--quote", line.quote, "List what can be made of the file");
   app.add_option("--height", line.max_height, "List nothing above this many lines")
-      ->check(CLI::Range(1, 1000000))
+      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
       ->needs(quote);
   app.add_option("-d", line.job.level, "0 normal, 1 to 6 low priority, 7 only when idle")
       ->check(CLI::Range(0, 7));
@@ -40,11 +43,14 @@ void define_options(CLI::App& app, command_line& line) {
 int quote_source(const command_line& line) {
   source_media media;
   std::string error;
-  if (!read_source_media(line.job.input, media, error)) {
-    return report_failure(tool_name, line.job.input, error);
+  if (!read_source_media(line.job.input, source_parts::picture_and_sound, media, error)) {
+    // Whoever asked for the end needs no reason for it.
+    return stop_signal() != 0 ? exit_failure : report_failure(tool_name, line.job.input, error);
   }
   std::fputs(quote_text(media, line.max_height).c_str(), stdout);
-  return std::fflush(stdout) == 0 ? exit_success : exit_failure;
+  return std::fflush(stdout) == 0
+             ? exit_success
+             : report_failure(tool_name, "standard output", std::strerror(errno));
 }
 
 int run(int argc, char** argv) {

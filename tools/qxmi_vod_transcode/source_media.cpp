@@ -48,13 +48,17 @@ rational source_media::frame_rate() const {
   return told;
 }
 
-bool read_source_media(const std::string& path, source_media& media, std::string& error) {
+bool read_source_media(const std::string& path, source_parts parts, source_media& media,
+                       std::string& error) {
   media_info info;
   if (!probe_media(path, info, error)) return false;
-  if (const video_stream* picture = info.picture()) media.picture = *picture;
+  const bool sound_alone = parts == source_parts::sound_alone;
+  if (const video_stream* picture = sound_alone ? nullptr : info.picture()) {
+    media.picture = *picture;
+  }
   if (const audio_stream* sound = info.sound()) media.sound = *sound;
   if (!media.picture && !media.sound) {
-    error = "holds neither a moving picture nor sound";
+    error = sound_alone ? "has no sound" : "holds neither a moving picture nor sound";
     return false;
   }
   take_lengths(info, media);

@@ -16,6 +16,10 @@ struct source_media {
   rational frame_rate() const;
 };
 
-// Probes `path` and measures its length where the file does not tell it. False with the cause in
-// `error` in words that follow the file's name.
-bool read_source_media(const std::string& path, source_media& media, std::string& error);
+// What is to be taken of a source.
+enum class source_parts { picture_and_sound, sound_alone };
+
+// Probes `path` and measures the length of those parts of it where the file does not tell it. False
+// with the cause in `error` in words that follow the file's name.
+bool read_source_media(const std::string& path, source_parts parts, source_media& media,
+                       std::string& error);

@@ -1,6 +1,7 @@
 // Makes the output file from the source.
 #include "tools/qxmi_vod_transcode/transcode.h"
 
+#include "platform/cpu.h"
 #include "tools/common/command_line.h"
 #include "tools/common/media_probe.h"
 #include "tools/common/output_file.h"
@@ -13,8 +14,6 @@
 #include "tools/qxmi_vod_transcode/progress.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -22,10 +21,6 @@
 namespace {
 
 constexpr std::chrono::seconds last_line_patience{1};
-
-int processors() {
-  return static_cast<int>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
-}
 
 // How far the output's length may be from the source's, in seconds.
 double tolerance(double duration) {
@@ -64,13 +59,12 @@ private:
 class transcode_job {
 public:
   transcode_job(const std::string& tool, const transcode_options& options)
-      : tool_(tool), options_(options), cap_(options.cpu_cap, processors()) {}
+      : tool_(tool), options_(options), cap_(options.cpu_cap, static_cast<int>(how_many_cpus())) {}
 
   int run() {
     std::string error;
     if (!source_.open(options_.input, error)) return fail_source(error);
-    if (!read_source_media(options_.input, media_, error)) return fail_source(error);
-    if (!choose_streams(error)) return fail_source(error);
+    if (!read_source(error)) return fail_source(error);
     if (source_.is_same_as(options_.output)) return fail_output("is the source");
     if (!output_.create(options_.output, error)) return fail_output(error);
 
@@ -92,11 +86,12 @@ private:
   int fail_source(const std::string& cause) const { return fail(options_.input, cause); }
   int fail_output(const std::string& cause) const { return fail(options_.output, cause); }
 
-  bool choose_streams(std::string& error) {
-    const bool sound_only = options_.profile == sound_profile;
-    if (sound_only) media_.picture.reset();
-    if (sound_only && !media_.sound) error = "has no sound";
-    if (!sound_only && !media_.picture) error = "has no moving picture";
+  bool read_source(std::string& error) {
+    const bool sound_alone = options_.profile == sound_profile;
+    const source_parts parts =
+        sound_alone ? source_parts::sound_alone : source_parts::picture_and_sound;
+    if (!read_source_media(options_.input, parts, media_, error)) return false;
+    if (!sound_alone && !media_.picture) error = "has no moving picture";
     return error.empty();
   }
 

@@ -26,9 +26,10 @@ comm_client_result read_once(comm_client_v4& client, std::uint64_t deadline_us,
   changed = false;
   std::set<std::string> seen;
   json11::Json counter;
+  std::size_t room = most_queue_bytes;
   for (int start = 0; start < most_jobs; start += queue_page_size) {
     json11::Json page;
-    const comm_client_result result = read_queue_page(client, start, deadline_us, page);
+    const comm_client_result result = read_queue_page(client, start, deadline_us, room, page);
     if (result != comm_client_result::ok) {
       return result;
     }
@@ -45,7 +46,7 @@ comm_client_result read_once(comm_client_v4& client, std::uint64_t deadline_us,
 }  // namespace
 
 comm_client_result read_queue_page(comm_client_v4& client, int start, std::uint64_t deadline_us,
-                                   json11::Json& page) {
+                                   std::size_t& room, json11::Json& page) {
   comm_socket_v4_packet request;
   request.flags = comm_socket_v4_flag_want_reply;
   request.words = {"list"};
@@ -53,10 +54,16 @@ comm_client_result read_queue_page(comm_client_v4& client, int start, std::uint6
                       {"end", std::to_string(start + queue_page_size - 1)}};
   comm_socket_v4_packet reply;
   const comm_client_result result = client.request(request, reply, deadline_us);
+  if (result != comm_client_result::ok) {
+    return result;
+  }
+  if (reply.data.size() > room) {
+    return comm_client_result::malformed;
+  }
+  room -= reply.data.size();
   std::string error;
   page = json11::Json::parse(reply.data, error);
-  return result == comm_client_result::ok && !page.is_object() ? comm_client_result::malformed
-                                                               : result;
+  return page.is_object() ? result : comm_client_result::malformed;
 }
 
 comm_client_result read_whole_queue(comm_client_v4& client, std::uint64_t deadline_us,

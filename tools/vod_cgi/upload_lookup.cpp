@@ -6,9 +6,10 @@
 comm_client_result find_job_of(comm_client_v4& client, const std::string& input_file,
                                std::uint64_t deadline_us, std::string& entry_id) {
   entry_id.clear();
+  std::size_t room = most_queue_bytes;
   for (int start = 0;; start += queue_page_size) {
     json11::Json page;
-    const comm_client_result result = read_queue_page(client, start, deadline_us, page);
+    const comm_client_result result = read_queue_page(client, start, deadline_us, room, page);
     if (result != comm_client_result::ok) {
       return result;
     }

@@ -41,7 +41,7 @@ void add_job(const json11::Json& item, report_parts& parts) {
     return;
   }
   for (const std::string name : {"status", "copy_pid"})
-    parts.add_file("job/" + name, std::string(folder) + "/" + name);
+    parts.add_file("job/" + name, folder, name);
 }
 
 void add_probe(const std::string& part, const std::string& media, report_parts& parts) {
@@ -86,7 +86,7 @@ std::string file_line(const std::string& path) {
 void add_source(const std::string& path, report_parts& parts) {
   if (path.empty()) return parts.add_missing("source", "the item has none");
   parts.add_text("source/file.txt", file_line(path));
-  parts.add_file("source/metadata", metadata_folder(path) + "/metadata");
+  parts.add_file("source/metadata", metadata_folder(path), "metadata");
   add_probe("source/probe.json", path, parts);
 }
 
@@ -97,7 +97,7 @@ void add_output(const std::string& path, report_parts& parts) {
                                         file_line(folder + "/vod.thumbnail.jpg") +
                                         file_line(folder + "/.vod.ready"));
   for (const char* name : output_files)
-    parts.add_file(std::string("output/") + name, folder + "/" + name);
+    parts.add_file(std::string("output/") + name, folder, name);
   add_probe("output/probe.json", path, parts);
 }
 

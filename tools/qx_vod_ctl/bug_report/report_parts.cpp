@@ -33,9 +33,11 @@ void report_parts::add_json(const std::string& part, const json11::Json& json) {
   if (!folder_.write(name_ + "/" + part, text, error)) add_missing(part, error);
 }
 
-void report_parts::add_file(const std::string& part, const std::string& path) {
-  const text_file file = read_text_file(path, part_limit);
-  file.read() ? add_text(part, file.text) : add_missing(part, path + ": " + file.cause());
+void report_parts::add_file(const std::string& part, const std::string& folder,
+                            const std::string& name) {
+  const text_file file = read_text_file_without_links(folder, name, part_limit);
+  file.read() ? add_text(part, file.text)
+              : add_missing(part, folder + "/" + name + ": " + file.cause());
 }
 
 void report_parts::add_missing(const std::string& part, const std::string& reason) {

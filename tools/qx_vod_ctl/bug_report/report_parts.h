@@ -21,8 +21,8 @@ public:
 
   void add_text(const std::string& part, const std::string& text);
   void add_json(const std::string& part, const json11::Json& json);
-  // A file of at most 1 MiB as it stands.
-  void add_file(const std::string& part, const std::string& path);
+  // The file `name` of `folder`, at most 1 MiB of it as it stands; no symbolic link is followed.
+  void add_file(const std::string& part, const std::string& folder, const std::string& name);
   void add_missing(const std::string& part, const std::string& reason);
 
   // Packs all parts, and the list of what is missing, into `archive`. Runs tar; false with the

@@ -23,6 +23,9 @@ public:
   // Obeys a key. What cannot be undone is done only when the next key is "y".
   void press(key pressed, const screen_size& size);
 
+  // Whether the next key answers a question.
+  bool is_asking() const { return !asked_command_.empty(); }
+
   bool wants_to_quit() const { return wants_to_quit_; }
   const watch_view& view() const { return view_; }
   // Keeps what was learnt of how fast jobs are.
