@@ -220,6 +220,17 @@ TEST(ctl_doctor_media_folders, each_listed_one_is_judged) {
   EXPECT_THAT(findings[0].text, HasSubstr("/mnt/nowhere/at all: No such file"));
 }
 
+TEST(ctl_doctor_media_folders, list_that_is_a_link_is_told_to_be_ignored) {
+  const test_folder folder;
+  made_file(folder, "list", 0644, "/mnt\n");
+  const std::string link = folder.path() + "/roots";
+  ASSERT_EQ(symlink("list", link.c_str()), 0);
+  const auto findings = check_media_roots(link);
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].result, finding_result::warning);
+  EXPECT_THAT(findings[0].text, HasSubstr("is a symbolic link"));
+}
+
 TEST(ctl_doctor_media_folders, list_that_others_may_write_is_a_problem) {
   const test_folder folder;
   const auto findings = check_media_roots(made_file(folder, "roots", 0666));

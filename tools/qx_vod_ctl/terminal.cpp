@@ -1,6 +1,7 @@
 // What is known of the terminal that standard output goes to.
 #include "tools/qx_vod_ctl/terminal.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string_view>
 
@@ -49,5 +50,7 @@ bool colour_is_wanted(const std::string& choice) {
 
 bool locale_is_unicode() {
   const auto set = character_set();
-  return set.find("UTF-8") != std::string_view::npos || set.find("utf8") != std::string_view::npos;
+  const auto names = {"UTF-8", "utf-8", "UTF8", "utf8"};
+  return std::any_of(names.begin(), names.end(),
+                     [&](const char* name) { return set.find(name) != std::string_view::npos; });
 }

@@ -55,7 +55,7 @@ char32_t code_point(std::string_view character) {
 
 // Characters that turn the direction of whatever stands around them, or that end a line.
 bool disturbs_line(char32_t code) {
-  return code == 0x200E || code == 0x200F || (code >= 0x2028 && code <= 0x202E) ||
+  return code == 0x061C || code == 0x200E || code == 0x200F || (code >= 0x2028 && code <= 0x202E) ||
          (code >= 0x2066 && code <= 0x2069);
 }
 

@@ -2,6 +2,7 @@
 #include "tools/qx_vod_ctl/check/prospect.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 
 #include "platform/cpu.h"

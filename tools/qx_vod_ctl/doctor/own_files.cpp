@@ -1,6 +1,7 @@
 // Looks at the queue file and the list of media folders.
 #include "tools/qx_vod_ctl/doctor/own_files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <ctime>
@@ -94,6 +95,11 @@ finding_list check_unfinished_queue(const std::string& path) {
 }
 
 finding_list check_media_roots(const std::string& path) {
+  struct stat status = {};
+  if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+    return {warning(media_check, path + " is a symbolic link: the service does not follow it",
+                    "put the list itself there")};
+  }
   const text_file file = read_text_file(path, roots_limit);
   if (file.missing()) return {fine(media_check, "/mnt, /media and /srv; no " + path)};
   if (!file.read()) return {unreadable(media_check, path, file, "make it a plain list of folders")};
