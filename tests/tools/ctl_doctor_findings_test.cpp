@@ -150,23 +150,22 @@ TEST(ctl_doctor_program, one_that_others_may_change_is_a_problem) {
 TEST(ctl_doctor_folder, file_in_its_place_is_a_problem) {
   const test_folder folder;
   const std::string file = made_file(folder, "vod", 0644);
-  EXPECT_EQ(check_folder({"outputs", file.c_str(), 0777, true}).result, finding_result::problem);
+  EXPECT_EQ(check_folder({"outputs", file.c_str(), true}).result, finding_result::problem);
 }
 
 TEST(ctl_doctor_folder, folder_for_everybody_that_is_closed_is_a_warning) {
   const test_folder folder;
   ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
-  const auto closed = check_folder({"outputs", folder.path().c_str(), 0777, true});
+  const auto closed = check_folder({"outputs", folder.path().c_str(), true});
   EXPECT_THAT(closed.text, HasSubstr("has mode 0755"));
   ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
-  EXPECT_EQ(check_folder({"outputs", folder.path().c_str(), 0777, true}).result,
-            finding_result::ok);
+  EXPECT_EQ(check_folder({"outputs", folder.path().c_str(), true}).result, finding_result::ok);
 }
 
 TEST(ctl_doctor_folder, folder_of_root_that_is_open_is_a_warning) {
   const test_folder folder;
   ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
-  const auto found = check_folder({"settings", folder.path().c_str(), 0777, false});
+  const auto found = check_folder({"settings", folder.path().c_str(), false});
   EXPECT_EQ(found.result, finding_result::warning);
   EXPECT_THAT(found.text, HasSubstr("everybody"));
 }

@@ -25,9 +25,9 @@ constexpr std::uint64_t little = 5000 * megabyte;
 constexpr const char* platform_folder = "/mnt/main/tv/";
 
 constexpr service_folder folders[] = {
-    {"settings", platform_folder, 0777, false},
-    {"outputs", path_output_dir, 0777, true},
-    {"jobs", path_fileops_jobs, 0777, false},
+    {"settings", platform_folder, false},
+    {"outputs", path_output_dir, true},
+    {"jobs", path_fileops_jobs, false},
 };
 
 // Root is asked by the kernel; of others it is not known what root may.

@@ -30,7 +30,6 @@ finding judge_disk_room(const std::string& folder, const disk_room& room);
 struct service_folder {
   const char* check;
   const char* path;
-  mode_t mode;             // that the service makes it with, before the umask
   bool open_to_everybody;  // others are meant to write there
 };
 
