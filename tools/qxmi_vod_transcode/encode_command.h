@@ -18,10 +18,3 @@ struct encode_settings {
 // standard output.
 argument_list encode_command(const source_media& media, const encode_settings& settings,
                              const std::string& input_url, const std::string& output_url);
-
-// The chain of filters for the picture: one progressive frame for each frame of the source, at a
-// constant rate from time 0 on, of `size` with square pixels, 8 bit 4:2:0.
-std::string picture_filters(const source_media& media, const encode_settings& settings);
-
-// True when the engine has the filters that tone mapping needs.
-bool engine_can_tone_map();

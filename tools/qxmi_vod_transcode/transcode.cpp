@@ -10,6 +10,7 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 #include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/picture_filters.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/progress.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
