@@ -18,6 +18,7 @@ __qx_vod_ctl_ids() {
 
 __qx_vod_ctl_states() {
   qx_vod_ctl list --json 2>/dev/null | grep -o '"transcode state": "[^"]*"' | sort -u | cut -d'"' -f4
+  qx_vod_ctl status --state failed --json 2>/dev/null | grep -q '"entry id"' && echo failed
 }
 
 # Offers the lines of standard input that begin with the word; a blank in one of them is escaped.

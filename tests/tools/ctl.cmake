@@ -11,6 +11,7 @@ qx_add_test(ctl_unit_test
   ctl_queue_reader_test.cpp
   ctl_queue_screen_test.cpp
   ctl_service_connection_test.cpp
+  ctl_stopping_order_test.cpp
   ctl_terminal_text_test.cpp
   ctl_watch_keys_test.cpp
   ctl_watch_model_test.cpp

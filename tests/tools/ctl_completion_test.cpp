@@ -55,8 +55,19 @@ TEST(ctl_completion, offers_for_restart_what_is_cancelled) {
 
 TEST(ctl_completion, offers_the_states_of_the_queue) {
   ctl_machine machine;
+  machine.start();
+  machine.add_done("/mnt/media/done.mpg");
+  EXPECT_THAT(offers(machine, {"status", "--state", ""}), ElementsAre("done"));
+}
+
+TEST(ctl_completion, offers_failed_where_a_job_has) {
+  ctl_machine machine;
   machine.start_with_items({"aaaa"});
-  EXPECT_THAT(offers(machine, {"status", "--state", ""}), ElementsAre("cancelled"));
+  EXPECT_THAT(offers(machine, {"restart", "--state", ""}), ElementsAre("cancelled"));
+  machine.root.plan(tool::transcode, tool_plan().exit(1));
+  machine.root.write_source("/mnt/media/bad.mpg");
+  machine.client.wait_for_transcode_state(machine.add("/mnt/media/bad.mpg"), "cancelled");
+  EXPECT_THAT(offers(machine, {"restart", "--state", ""}), ElementsAre("cancelled", "failed"));
 }
 
 TEST(ctl_completion, offers_files_to_add) {

@@ -38,7 +38,31 @@ TEST(ctl_selection, all_means_what_the_command_makes_sense_for) {
 TEST(ctl_selection, state_means_every_item_in_it) {
   busy_machine machine;
   const auto result = machine.ctl({"pause", "--state", "cancelled"});
-  EXPECT_EQ(result.out, "aaaa  cancelled  Paused\nbbbb  cancelled  Paused\n");
+  EXPECT_EQ(result.out, "bbbb  cancelled  Paused\naaaa  cancelled  Paused\n");
+}
+
+TEST(ctl_selection, pausing_all_lets_no_next_job_begin) {
+  busy_machine machine;
+  machine.root.write_source("/mnt/media/next.mpg");
+  const auto next = machine.add("/mnt/media/next.mpg");
+  machine.client.wait_for_item(next, [](const json11::Json& item) {
+    return item["ready state"].string_value() == "ready to transcode";
+  });
+  EXPECT_EQ(machine.ctl({"pause", "--all"}).status, 0);
+  EXPECT_EQ(machine.client.item(next)["transcode state"].string_value(), "ready");
+}
+
+TEST(ctl_selection, failed_means_what_ended_without_being_asked_to) {
+  ctl_machine machine;
+  machine.start_with_items({"aaaa"});
+  machine.root.plan(tool::transcode, tool_plan().exit(1));
+  machine.root.write_source("/mnt/media/bad.mpg");
+  const auto failed = machine.add("/mnt/media/bad.mpg");
+  machine.client.wait_for_transcode_state(failed, "cancelled");
+  EXPECT_THAT(lines_of(machine.ctl({"status", "--state", "failed"}).out), SizeIs(3));
+  EXPECT_THAT(machine.ctl({"status", "--state", "failed", "--json"}).out, Not(HasSubstr("aaaa")));
+  EXPECT_EQ(machine.ctl({"restart", "--state", "failed"}).out,
+            failed + "  ready  Restarted by user\n");
 }
 
 TEST(ctl_selection, none_at_all_is_no_failure) {
@@ -75,6 +99,19 @@ TEST(ctl_add, folder_s_media_are_added_one_line_each) {
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_THAT(lines_of(result.out), SizeIs(2));
   EXPECT_THAT(result.err, HasSubstr("1 files passed over"));
+}
+
+TEST(ctl_add, folder_without_recursive_is_refused_with_what_to_do) {
+  ctl_machine machine;
+  machine.start();
+  machine.root.write_source("/mnt/media/in/a.mpg");
+  machine.root.write_source("/mnt/media/b.mpg");
+  const auto result = machine.ctl({"add", "/mnt/media/in", "/mnt/media/b.mpg"});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err,
+            "qx_vod_ctl: /mnt/media/in: a folder; --recursive (-r) adds the media files in it\n");
+  EXPECT_THAT(lines_of(result.out), SizeIs(1));
+  EXPECT_EQ(items_left(machine), 1);
 }
 
 TEST(ctl_add, wait_follows_to_the_end) {

@@ -113,6 +113,17 @@ int expand_folders(std::vector<named_file>& files) {
   return status;
 }
 
+// Takes the folders away, each reported with what to do; returns the exit status.
+int refuse_folders(std::vector<named_file>& files) {
+  const auto refused = std::stable_partition(
+      files.begin(), files.end(), [](const named_file& file) { return !is_folder(file.path); });
+  for (auto folder = refused; folder != files.end(); ++folder)
+    report(folder->given, "a folder; --recursive (-r) adds the media files in it");
+  const int status = refused == files.end() ? 0 : exit_refused;
+  files.erase(refused, files.end());
+  return status;
+}
+
 // Progress goes where it does not mix with the lines that a script reads.
 int follow_to_the_end(vod_service& service, const std::vector<std::string>& ids, bool json) {
   progress_line progress(stderr, true);
@@ -137,7 +148,7 @@ int add_files(vod_service& service, const add_options& options,
               const std::vector<std::string>& given, bool json) {
   std::vector<named_file> files;
   if (!find_paths(given, files)) return exit_usage;
-  int status = options.recursive ? expand_folders(files) : 0;
+  int status = options.recursive ? expand_folders(files) : refuse_folders(files);
   std::vector<std::string> added;
   for (const auto& file : files) {
     const int one = add_file(service, options, file, json, added);

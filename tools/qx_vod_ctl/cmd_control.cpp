@@ -48,18 +48,22 @@ bool is_held(const item_view& item) {
 struct command_for_all {
   const char* word;
   bool (*fits)(const item_view& item);
+  bool stops;  // else it starts, which is done in the order of the queue
 };
 
 // Which items each command means when it is told to take all.
 constexpr command_for_all commands_for_all[] = {
-    {"pause", can_pause},   {"resume", can_resume},
-    {"cancel", can_cancel}, {"restart", [](const item_view& item) { return item.cancelled(); }},
-    {"ready", is_held},
+    {"pause", can_pause, true},
+    {"resume", can_resume, false},
+    {"cancel", can_cancel, true},
+    {"restart", [](const item_view& item) { return item.cancelled(); }, false},
+    {"ready", is_held, false},
 };
 
 int command_items(vod_service& service, const command_for_all& command, const item_choice& choice,
                   bool json) {
-  const auto selection = select_items(service, choice, command.fits);
+  auto selection = select_items(service, choice, command.fits);
+  if (command.stops) order_for_stopping(service, selection.ids);
   int status = selection.exit_status;
   for (const auto& id : selection.ids) {
     const auto reply = service.request(command.word, {{"entry id", id}});

@@ -92,7 +92,7 @@ struct remove_options {
 // Where nobody can be asked, a script that names its items means them; one that empties a queue has
 // to say so.
 int run_remove(vod_service& service, const item_choice& choice, const remove_options& options) {
-  const auto selection =
+  auto selection =
       select_items(service, choice, [](const item_view& item) { return item.state != "cleared"; });
   if (selection.ids.empty()) return selection.exit_status;
   bool stops_running = options.yes;
@@ -109,6 +109,7 @@ int run_remove(vod_service& service, const item_choice& choice, const remove_opt
     report("", "would remove " + std::to_string(selection.ids.size()) + " items; say --yes");
     return exit_usage;
   }
+  if (stops_running) order_for_stopping(service, selection.ids);
   return std::max(selection.exit_status, remove_items(service, selection.ids, stops_running));
 }
 

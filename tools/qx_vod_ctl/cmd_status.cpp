@@ -24,7 +24,8 @@ json11::Json whole_items(const queue_listing& listing, const std::string& state)
     std::string error;
     const auto page = json11::Json::parse(text, error);
     for (const auto& item : page["list"].array_items()) {
-      if (state.empty() || item["transcode state"].string_value() == state) items.push_back(item);
+      item_view view;
+      if (state.empty() || (read_item(item, view) && view.is_in(state))) items.push_back(item);
     }
   }
   return items;
@@ -55,9 +56,9 @@ void print_status(const queue_listing& listing, const status_options& options) {
   std::vector<screen_row> rows;
   const auto expected = expected_moments(listing.items);
   for (std::size_t i = 0; i < listing.items.size(); ++i) {
-    const std::string& state = listing.items[i].item.state;
-    ++counts[state];
-    if (options.state.empty() || state == options.state) {
+    const item_view& item = listing.items[i].item;
+    ++counts[item.state];
+    if (options.state.empty() || item.is_in(options.state)) {
       rows.push_back({listing.items[i], expected[i]});
     }
   }

@@ -2,6 +2,7 @@
 #include "tools/qx_vod_ctl/item_selection.h"
 
 #include <algorithm>
+#include <map>
 
 #include "tools/common/command_line.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
@@ -34,7 +35,7 @@ item_selection select_listed(vod_service& service, const item_choice& choice,
   if (!read_queue(service, {}, listing, failure)) return {report_reply("", failure), {}};
   item_selection selection;
   for (const auto& listed : listing.items) {
-    const bool is_meant = choice.all ? fits(listed.item) : listed.item.state == choice.state;
+    const bool is_meant = choice.all ? fits(listed.item) : listed.item.is_in(choice.state);
     if (is_meant) selection.ids.push_back(listed.item.entry_id);
   }
   if (selection.ids.empty()) report("", "there is no such item in the queue");
@@ -42,6 +43,20 @@ item_selection select_listed(vod_service& service, const item_choice& choice,
 }
 
 }  // namespace
+
+void order_for_stopping(vod_service& service, std::vector<std::string>& ids) {
+  if (ids.size() < 2) return;
+  std::reverse(ids.begin(), ids.end());
+  queue_listing listing;
+  service_reply failure;
+  if (!read_queue(service, {}, listing, failure)) return;
+  std::map<std::string, std::pair<bool, std::uint64_t>> turns;
+  for (const auto& [position, item] : listing.items)
+    turns[item.entry_id] = {item.holds_a_turn(), listing.total - position};
+  std::stable_sort(ids.begin(), ids.end(), [&](const std::string& one, const std::string& other) {
+    return turns[one] < turns[other];
+  });
+}
 
 item_selection select_items(vod_service& service, const item_choice& choice,
                             bool (*fits)(const item_view& item)) {

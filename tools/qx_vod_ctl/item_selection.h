@@ -30,3 +30,9 @@ item_selection select_items(vod_service& service, const std::vector<std::string>
 // one in it. None at all is reported, but is no failure.
 item_selection select_items(vod_service& service, const item_choice& choice,
                             bool (*fits)(const item_view& item));
+
+// Puts ids into the order in which their items can be stopped without a next one starting in
+// between: from the last of the queue to the first, and those at work after all others. An item
+// that is not in the queue any more comes first; where the queue cannot be read, the ids are
+// reversed.
+void order_for_stopping(vod_service& service, std::vector<std::string>& ids);

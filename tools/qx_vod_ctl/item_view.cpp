@@ -1,6 +1,8 @@
 // Reads items from the service's JSON.
 #include "tools/qx_vod_ctl/item_view.h"
 
+#include "tools/common/job_ending.h"
+
 namespace {
 
 // The key that tells the step within each state that has steps.
@@ -18,6 +20,10 @@ std::string step_of(const json11::Json& json) {
 
 std::string item_view::state_and_step() const {
   return sub_state.empty() ? state : state + ": " + sub_state;
+}
+
+bool item_view::is_in(std::string_view name) const {
+  return name == failed_jobs ? job_has_failed(state, text) : state == name;
 }
 
 bool item_view::running() const {

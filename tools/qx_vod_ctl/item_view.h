@@ -28,6 +28,10 @@ struct item_view {
   // A tool is at work for it, or was stopped in its work.
   bool running() const;
   bool transcoding_here() const { return state == "transcoding"; }
+  // A tool is at work for it now, so that others wait until it ends or is stopped.
+  bool holds_a_turn() const { return pid != -1 && !paused && !waiting; }
+  // Whether the item is in the state of that name: one of job_states, or failed_jobs.
+  bool is_in(std::string_view name) const;
   // "ready: query profiles"
   std::string state_and_step() const;
 };
@@ -36,6 +40,9 @@ struct item_view {
 constexpr const char* job_states[] = {"init",      "ready",   "transcoding", "remote transcode",
                                       "thumbnail", "cleanup", "done",        "cancelling",
                                       "cancelled", "cleared"};
+
+// What ended before its end although nobody asked for it; to the service these are "cancelled".
+constexpr const char* failed_jobs = "failed";
 
 // Reads an item. False when it is none, which an object without an entry id is.
 bool read_item(const json11::Json& json, item_view& item);

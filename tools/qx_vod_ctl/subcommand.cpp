@@ -40,8 +40,12 @@ std::shared_ptr<bool> add_json_flag(CLI::App& parser) {
 }
 
 void add_state_option(CLI::App& parser, std::string& state, const std::string& description) {
-  const std::vector<std::string> names(std::begin(job_states), std::end(job_states));
-  parser.add_option("--state", state, description + ": " + CLI::detail::join(names, ", "))
+  std::vector<std::string> names(std::begin(job_states), std::end(job_states));
+  const std::string states = CLI::detail::join(names, ", ");
+  names.emplace_back(failed_jobs);
+  parser
+      .add_option("--state", state,
+                  description + ": " + states + "; or " + failed_jobs + ", cancelled by no user")
       ->check(CLI::IsMember(names).description(""))
       ->type_name("STATE");
 }

@@ -3,28 +3,19 @@
 
 #include <algorithm>
 
+#include "tools/common/job_ending.h"
 #include "tools/vod_cgi/folded_text.h"
 
 namespace {
 
-// The texts of the two ways in which users end a job; any other text of a cancelled one is a fault.
-constexpr const char* cancelled_texts[] = {"Cancelled by user",
-                                           "Transcode cancelled, remote end cancelled"};
-
 constexpr const char* step_keys[] = {"ready state", "thumbnail state", "cleanup state",
                                      "remote transcode state"};
-
-bool was_cancelled(const job_view& job) {
-  return job.state == "cancelling" ||
-         std::any_of(std::begin(cancelled_texts), std::end(cancelled_texts),
-                     [&job](const char* text) { return job.text == text; });
-}
 
 // `waits` is the flag of a transcode that was resumed and has not got its turn back yet.
 job_group group_of(const job_view& job, bool waits) {
   if (job.state == "done") return job_group::done;
   if (job.state == "cancelled" || job.state == "cancelling") {
-    return was_cancelled(job) ? job_group::cancelled : job_group::failed;
+    return job_has_failed(job.state, job.text) ? job_group::failed : job_group::cancelled;
   }
   if (job.paused) return job_group::paused;
   const bool is_worked_on = job.state == "transcoding" || job.state == "remote transcode" ||

@@ -1,0 +1,9 @@
+// How a job ended, by what the service reports of it.
+#pragma once
+
+#include <string_view>
+
+// Whether a job in that state, with that text, ended before its end although nobody asked for it.
+// The service calls such a job "cancelled", like one that a user cancelled; its text tells them
+// apart.
+bool job_has_failed(std::string_view state, std::string_view text);
