@@ -62,7 +62,7 @@ TEST(ctl_selection, failed_means_what_ended_without_being_asked_to) {
   EXPECT_THAT(lines_of(machine.ctl({"status", "--state", "failed"}).out), SizeIs(3));
   EXPECT_THAT(machine.ctl({"status", "--state", "failed", "--json"}).out, Not(HasSubstr("aaaa")));
   EXPECT_EQ(machine.ctl({"restart", "--state", "failed"}).out,
-            failed + "  ready  Restarted by user\n");
+            failed + "  ready: init  Restarted by user\n");
 }
 
 TEST(ctl_selection, none_at_all_is_no_failure) {
