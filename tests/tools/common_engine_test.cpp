@@ -91,8 +91,29 @@ TEST(engine_cause, is_what_was_said_of_the_file_without_its_name) {
   EXPECT_EQ(engine_cause(failed_with(errors), "file:a\nb.mp4"), "Invalid data found");
 }
 
-TEST(engine_cause, is_the_last_line_when_the_file_is_not_named) {
-  EXPECT_EQ(engine_cause(failed_with("first\nlast\n"), "file:a"), "last");
+TEST(engine_cause, is_the_first_thing_said_of_the_file) {
+  const std::string errors = "file:a: Invalid data found\nfile:a: Conversion failed!\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "Invalid data found");
+}
+
+TEST(engine_cause, is_the_first_telling_line_when_the_file_is_not_named) {
+  const std::string errors = "\n    Last message repeated 3 times\n[h264 @ 0x55] first\nlast\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "first");
+}
+
+TEST(engine_cause, is_never_that_a_line_came_again) {
+  EXPECT_EQ(engine_cause(failed_with("    Last message repeated 3 times\n"), "file:a"),
+            "exit status 1");
+  program_result killed = failed_with("[aac @ 0x1] damaged\n    Last message repeated 9 times\n");
+  killed.end = program_end::killed;
+  killed.message = "ended by Killed";
+  EXPECT_EQ(engine_cause(killed, "file:a"), "ended by Killed: damaged");
+}
+
+TEST(engine_cause, is_the_machines_trouble_whatever_was_said_before) {
+  const std::string errors = "[mpeg2video @ 0x55] ac-tex damaged at 1 2\nfile:a: corrupt frame\n"
+                             "av_interleaved_write_frame(): No space left on device\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "No space left on device");
 }
 
 TEST(engine_cause, says_a_format_that_is_not_read_plainly) {

@@ -82,7 +82,8 @@ TEST_F(startitem_metadata, is_exchanged_and_never_rewritten) {
   const std::string text{std::istreambuf_iterator<char>(old), {}};
   EXPECT_EQ(text, "offline=0\n");
   EXPECT_EQ(fs::hard_link_count(metadata), 1U);
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder.file(".film.mp4.metadata")), {}), 1);
+  // The metadata and the log.
+  EXPECT_EQ(std::distance(fs::directory_iterator(folder.file(".film.mp4.metadata")), {}), 2);
 }
 
 TEST_F(startitem_metadata, that_cannot_be_understood_is_left_alone) {

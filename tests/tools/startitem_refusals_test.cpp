@@ -16,6 +16,7 @@ using namespace qx_test;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -24,6 +25,15 @@ void expect_refused(const std::string& path, const std::string& cause) {
   EXPECT_EQ(result.end.status, 1);
   EXPECT_TRUE(result.output.empty());
   EXPECT_THAT(result.errors, ElementsAre(AllOf(HasSubstr(path), HasSubstr(cause))));
+}
+
+// A refusal that leaves `folder` with the one file it had and, in the metadata's place, its reason.
+void expect_reason_in(const scratch_folder& folder, const std::string& cause) {
+  expect_refused(folder.file("film.mp4"), cause);
+  EXPECT_THAT(folder.names(), UnorderedElementsAre("film.mp4", ".film.mp4.metadata"));
+  EXPECT_EQ(
+      std::distance(std::filesystem::directory_iterator(folder.file(".film.mp4.metadata")), {}), 1);
+  EXPECT_TRUE(std::filesystem::exists(folder.file(".film.mp4.metadata/vod.log")));
 }
 
 // A refusal that leaves `folder` with the one file it had.
@@ -47,13 +57,13 @@ TEST(startitem_refuses, a_link_to_nothing) {
 TEST(startitem_refuses, a_directory) {
   const scratch_folder folder;
   std::filesystem::create_directory(folder.file("film.mp4"));
-  expect_refused_in(folder, "is a directory");
+  expect_reason_in(folder, "is a directory");
 }
 
 TEST(startitem_refuses, a_fifo) {
   const scratch_folder folder;
   ASSERT_EQ(mkfifo(folder.file("film.mp4").c_str(), 0600), 0);
-  expect_refused_in(folder, "is not a regular file");
+  expect_reason_in(folder, "is not a regular file");
 }
 
 TEST(startitem_refuses, a_socket) {
@@ -63,7 +73,7 @@ TEST(startitem_refuses, a_socket) {
   address.sun_family = AF_UNIX;
   folder.file("film.mp4").copy(address.sun_path, sizeof address.sun_path - 1);
   ASSERT_EQ(bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  expect_refused_in(folder, "is not a regular file");
+  expect_reason_in(folder, "is not a regular file");
   close(fd);
 }
 

@@ -1,6 +1,8 @@
 // The conventions every tool's command line keeps.
 #include "tools/common/command_line.h"
 
+#include "tools/common/job_log.h"
+
 #include <cstdio>
 
 namespace {
@@ -11,32 +13,17 @@ void print_line(const std::string& line) {
 
 }  // namespace
 
-std::string on_one_line(std::string_view text) {
-  std::string line;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    if (character == '\n') {
-      line += "\\n";
-    } else if (byte < 0x20 || byte == 0x7f) {
-      char hexadecimal[5];
-      std::snprintf(hexadecimal, sizeof hexadecimal, "\\x%02x", static_cast<unsigned>(byte));
-      line += hexadecimal;
-    } else {
-      line += character;
-    }
-  }
-  return line;
-}
-
 int report_failure(std::string_view tool, std::string_view file, std::string_view cause) {
   std::string line(tool);
   line.append(": ").append(on_one_line(file)).append(": ").append(on_one_line(cause));
   print_line(line);
+  log_failure(file, cause);
   return exit_failure;
 }
 
 int report_usage(std::string_view tool, std::string_view cause) {
   print_line(std::string(tool).append(": ").append(on_one_line(cause)));
+  log_failure("", cause);
   return exit_usage;
 }
 

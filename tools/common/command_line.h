@@ -3,6 +3,8 @@
 // the cause and exit status 1.
 #pragma once
 
+#include "tools/common/one_line.h"
+
 #include <CLI/CLI.hpp>
 
 #include <string>
@@ -21,12 +23,10 @@ constexpr int keep_going = -1;
 int parse_command_line(CLI::App& app, int argc, char** argv);
 
 // Prints "TOOL: FILE: CAUSE" on standard error and returns exit_failure. A file name may hold
-// anything, so control characters are shown as \n or \xNN: it stays one line.
+// anything, so control characters are shown as \n or \xNN: it stays one line. The job's log gets it
+// as well.
 int report_failure(std::string_view tool, std::string_view file, std::string_view cause);
 
 // Prints "TOOL: CAUSE" on standard error, for options that fit the grammar but not one another,
-// and returns exit_usage.
+// and returns exit_usage. The job's log gets it as well.
 int report_usage(std::string_view tool, std::string_view cause);
-
-// `text` with its control characters made visible.
-std::string on_one_line(std::string_view text);

@@ -1,6 +1,12 @@
 // How the media engines are called.
 #include "tools/common/engine.h"
 
+#include "tools/common/job_log.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
 namespace {
 
 constexpr const char* containers = "mov,mpegts,mpeg,mpegvideo,mxf,avi,asf,matroska,flv,gxf,h264,"
@@ -24,6 +30,39 @@ constexpr still_kind still_kinds[] = {
 
 void append(argument_list& arguments, std::initializer_list<std::string> more) {
   arguments.insert(arguments.end(), more);
+}
+
+// Lines that say of others that they came again, or only that it is over.
+bool tells_nothing(std::string_view line) {
+  return line.find_first_not_of(' ') == std::string_view::npos ||
+         line.find("Last message repeated") != std::string_view::npos ||
+         line.find("Conversion failed!") != std::string_view::npos;
+}
+
+// Without "[mov,mp4 @ 0x5562c7a8]" in front.
+std::string without_speaker(std::string_view line) {
+  while (!line.empty() && line[0] == '[' && line.find("] ") != std::string_view::npos) {
+    line.remove_prefix(line.find("] ") + 2);
+  }
+  return std::string(line);
+}
+
+std::string first_telling_line(std::string_view errors) {
+  while (!errors.empty()) {
+    const std::size_t end = std::min(errors.find('\n'), errors.size());
+    if (!tells_nothing(errors.substr(0, end))) return without_speaker(errors.substr(0, end));
+    errors.remove_prefix(std::min(end + 1, errors.size()));
+  }
+  return "";
+}
+
+// One of the machine's own troubles that is named as the cause: it ended the engine, however much
+// of the file was complained of before. Empty where there is none.
+std::string machine_trouble(const std::string& errors) {
+  for (const int error : {ENOSPC, EDQUOT, EFBIG, ENOMEM}) {
+    if (errors.find(std::strerror(error)) != std::string::npos) return std::strerror(error);
+  }
+  return "";
 }
 
 }  // namespace
@@ -57,12 +96,22 @@ std::string_view sniff_still(std::string_view head) {
 }
 
 std::string engine_cause(const program_result& result, const std::string& url) {
+  if (result.end == program_end::not_started) name_failure(failure::engine_missing);
+  if (result.end == program_end::killed) {
+    const std::string line = first_telling_line(result.errors);
+    return line.empty() ? result.message : result.message + ": " + line;
+  }
   if (result.end != program_end::exited) return result.cause();
   if (result.errors.find("not on whitelist") != std::string::npos)
     return "is no kind of film or sound";
+  const std::string trouble = machine_trouble(result.errors);
+  if (!trouble.empty()) return trouble;
   const std::string prefix = url + ": ";
-  const std::size_t at = result.errors.rfind(prefix);
-  if (at == std::string::npos) return result.cause();
-  const std::size_t begin = at + prefix.size();
-  return result.errors.substr(begin, result.errors.find('\n', begin) - begin);
+  const std::size_t at = result.errors.find(prefix);
+  if (at != std::string::npos) {
+    const std::size_t begin = at + prefix.size();
+    return result.errors.substr(begin, result.errors.find('\n', begin) - begin);
+  }
+  const std::string line = first_telling_line(result.errors);
+  return line.empty() ? "exit status " + std::to_string(result.exit_status) : line;
 }

@@ -35,6 +35,7 @@ void add_output(argument_list& arguments, std::string_view format, const std::st
 // for a picture would be the image sequence reader.
 std::string_view sniff_still(std::string_view head);
 
-// Why an engine failed, in words that follow the file's name: what it said of `url` without that
-// name, else the last thing it said.
+// Why an engine failed, in words that follow the file's name: a trouble of the machine if it named
+// one, else what it said of `url` first, without that name, else its first line that tells
+// anything. Names the failure for the job's log where the words do not tell it.
 std::string engine_cause(const program_result& result, const std::string& url);

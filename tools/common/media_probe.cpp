@@ -2,6 +2,7 @@
 #include "tools/common/media_probe.h"
 
 #include "tools/common/engine.h"
+#include "tools/common/job_log.h"
 #include "tools/common/media_report.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
@@ -65,6 +66,22 @@ bool refuse(std::string& error, std::string cause) {
   return false;
 }
 
+void log_media(const media_info& info) {
+  log_length(info.container + (info.duration_estimated ? ", estimated:" : ", told:"),
+             info.duration);
+  for (const video_stream& video : info.video) {
+    log_length("stream " + std::to_string(video.index) + ", " + video.codec + " " +
+                   std::to_string(video.coded.width) + "x" + std::to_string(video.coded.height) +
+                   ", told:",
+               video.duration);
+  }
+  for (const audio_stream& audio : info.audio) {
+    log_length("stream " + std::to_string(audio.index) + ", " + audio.codec + " " +
+                   std::to_string(audio.channels) + " channels, told:",
+               audio.duration);
+  }
+}
+
 }  // namespace
 
 bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds) {
@@ -73,10 +90,13 @@ bool probe_media(const std::string& path, media_info& info, std::string& error, 
   std::string_view still;
   if (kinds == probe_kinds::stills_too) still = still_format(source);
   const program_result result = run_program(report_request(source, still));
+  const std::string version = engine_version(result.output);
+  if (!version.empty()) log_note("engine version", version);
   if (!result.success()) return refuse(error, engine_cause(result, source.url()));
   if (!read_media_report(result.output, info)) return refuse(error, "the probe told nothing");
   if (!source.unchanged()) return refuse(error, "changed while it was read");
   info.still = !still.empty();
+  log_media(info);
   if (info.video.empty() && info.audio.empty()) return refuse(error, "holds nothing to decode");
   return true;
 }
@@ -96,5 +116,6 @@ bool measure_duration(const std::string& path, int stream_index, double frame_ra
   const program_result result = run_program(request, clock);
   if (!result.success()) return refuse(error, engine_cause(result, source.url()));
   duration = clock.duration(frame_rate);
+  log_length("stream " + std::to_string(stream_index) + ", measured:", duration);
   return duration > 0.0 || refuse(error, "has no length");
 }

@@ -19,7 +19,8 @@ const char* const media_report_entries =
     "sample_rate"
     ":stream_disposition=default,comment,hearing_impaired,visual_impaired,attached_pic"
     ":stream_side_data=rotation:stream_tags=rotate"
-    ":program=program_id:program_stream=index";
+    ":program=program_id:program_stream=index"
+    ":program_version=version";
 
 namespace {
 
@@ -188,4 +189,9 @@ bool read_media_report(const std::string& report, media_info& info) {
   info.bit_rate = std::max(0LL, std::atoll(format["bit_rate"].string_value().c_str()));
   read_streams(document["streams"], read_programs(document["programs"]), info);
   return true;
+}
+
+std::string engine_version(const std::string& report) {
+  std::string error;
+  return json11::Json::parse(report, error)["program_version"]["version"].string_value();
 }

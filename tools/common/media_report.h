@@ -11,5 +11,9 @@
 // repeats what the file claims.
 bool read_media_report(const std::string& report, media_info& info);
 
+// The engine's version out of the report, which it gives for what it cannot read, too; empty where
+// it did not.
+std::string engine_version(const std::string& report);
+
 // The entries that read_media_report() needs, for ffprobe's -show_entries.
 extern const char* const media_report_entries;

@@ -1,6 +1,7 @@
 // Runs an external program to its end.
 #include "tools/common/process_runner.h"
 
+#include "tools/common/job_log.h"
 #include "tools/common/tool_signals.h"
 
 #include <poll.h>
@@ -15,6 +16,7 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
+// Of each end of the errors: the first tell the cause, the last how it went out.
 constexpr std::size_t errors_kept = 4096;
 constexpr std::size_t read_size = 16384;
 
@@ -27,7 +29,16 @@ public:
       : request_(request), observer_(observer), left_(request.time_limit) {}
 
   program_result run() {
-    if (!child_.start(request_.argv, request_.priority, result_.message)) return result_;
+    log_program(request_.argv);
+    const clock_type::time_point begin = clock_type::now();
+    if (child_.start(request_.argv, request_.priority, result_.message)) supervise();
+    log_program_end(
+        ending(), std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - begin));
+    return result_;
+  }
+
+private:
+  void supervise() {
     result_.end = program_end::exited;
     last_ = clock_type::now();
     do {
@@ -39,10 +50,13 @@ public:
     } while (!child_.reap());
     drain();
     judge();
-    return result_;
   }
 
-private:
+  std::string ending() const {
+    const bool exited = result_.end == program_end::exited;
+    return exited ? "exit status " + std::to_string(result_.exit_status) : result_.cause();
+  }
+
   void stop_because(program_end reason) {
     if (result_.end == program_end::exited) result_.end = reason;
     child_.kill();
@@ -94,10 +108,11 @@ private:
   }
 
   void take_errors(std::string_view bytes) {
+    log_program_errors(bytes);
     result_.errors.append(bytes);
-    if (result_.errors.size() > errors_kept) {
-      result_.errors.erase(0, result_.errors.size() - errors_kept);
-    }
+    if (result_.errors.size() <= 2 * errors_kept) return;
+    result_.errors.erase(errors_kept, result_.errors.size() - 2 * errors_kept);
+    result_.errors[errors_kept - 1] = '\n';
   }
 
   void count_time() {

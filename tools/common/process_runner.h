@@ -31,7 +31,7 @@ struct program_result {
   program_end end = program_end::not_started;
   int exit_status = 0;  // of `exited`
   std::string output;   // standard output; empty where an observer took the lines
-  std::string errors;   // the last 4 KiB of standard error
+  std::string errors;   // the first and the last 4 KiB of standard error
   std::string message;  // the cause where it could not be started
 
   bool success() const { return end == program_end::exited && exit_status == 0; }

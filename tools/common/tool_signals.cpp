@@ -1,6 +1,8 @@
 // The signals a tool obeys.
 #include "tools/common/tool_signals.h"
 
+#include "tools/common/job_log.h"
+
 #include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -77,6 +79,7 @@ bool suspend_wanted() {
 
 int end_of_tool(int status) {
   read_tool_signals();
+  close_job_log(status, asked_to_stop);
   if (asked_to_stop == 0) return status;
   sigset_t set;
   sigemptyset(&set);

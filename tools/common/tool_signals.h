@@ -25,6 +25,7 @@ int stop_signal();
 // True between SIGUSR1 and SIGUSR2.
 bool suspend_wanted();
 
-// The last statement of main, after every destructor that has to run: dies by the stop signal if
-// there was one, so that whoever waits sees the true reason; else returns `status`.
+// The last statement of main, after every destructor that has to run: closes the job's log and dies
+// by the stop signal if there was one, so that whoever waits sees the true reason; else returns
+// `status`.
 int end_of_tool(int status);

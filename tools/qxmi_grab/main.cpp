@@ -1,5 +1,7 @@
 // qxmi_grab: one JPEG out of a media file.
+#include "platform/metadata_v4.h"
 #include "tools/common/command_line.h"
+#include "tools/common/job_log.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_grab/grab.h"
 #include "tools/qxmi_grab/picture_shape.h"
@@ -7,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 
 namespace {
 
@@ -46,6 +49,12 @@ bool read_moment(const std::string& text, std::optional<double>& moment) {
   return true;
 }
 
+// A thumbnail is made in the metadata directory of its film, and the film's log is there.
+std::string log_folder(const std::string& output) {
+  const std::string folder = std::filesystem::path(output).parent_path().string();
+  return metadata_v4_context_is_metadata_name(folder.c_str()) ? folder : "";
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Grabs a picture out of a film, or draws one of a sound.");
   command_line line;
@@ -57,6 +66,7 @@ int run(int argc, char** argv) {
   if (!read_moment(line.moment, line.job.moment)) {
     return report_usage(tool_name, "-t: neither seconds nor \"random\": \"" + line.moment + "\"");
   }
+  open_job_log(tool_name, log_folder(line.job.output), line.job.input, {argc, argv});
   line.job.height = height_from_text(line.height);
   return grab(tool_name, line.job);
 }

@@ -1,6 +1,8 @@
 // qxmi_remote_transcode: sends a file to the server that is to transcode it.
 #include "service/transcode_settings.h"
 #include "tools/common/command_line.h"
+#include "tools/common/job_log.h"
+#include "tools/common/job_log_file.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_remote_transcode/put_command.h"
 #include "tools/qxmi_remote_transcode/upload.h"
@@ -25,6 +27,8 @@ int run(int argc, char** argv) {
     return report_usage(tool_name, "not to be had as a name on the server: \"" + name + "\"");
   }
   transcode_settings.vod_conf_load();
+  hide_in_job_log(transcode_settings.password);
+  open_job_log(tool_name, metadata_folder_of(file), file, {argc, argv});
   return upload(tool_name, transcode_settings, name, file);
 }
 

@@ -4,6 +4,7 @@
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
 #include "tools/common/command_line.h"
+#include "tools/common/job_log.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
 #include "tools/common/tool_signals.h"
@@ -26,7 +27,10 @@ public:
 
   int run() {
     std::string error;
-    if (!settings_.go_remote()) return fail(path_vod_conf, "names no server, user and password");
+    if (!settings_.go_remote()) {
+      name_failure(failure::not_configured);
+      return fail(path_vod_conf, "names no server, user and password");
+    }
     if (!source_.open(file_, error)) return fail(file_, error);
     if (!folder_.create(error)) return fail(file_, error);
     if (!folder_.write_login(settings_, error)) return fail(path_vod_conf, error);
@@ -55,8 +59,10 @@ private:
         (result.errors + result.output).find(nothing_to_resume) != std::string::npos) {
       result = put(put_mode::restart);
     }
-    if (!result.success()) error = result.cause();
-    return result.success();
+    if (result.success()) return true;
+    name_failure(failure::upload_failed);
+    error = result.cause();
+    return false;
   }
 
   program_result put(put_mode mode) const {

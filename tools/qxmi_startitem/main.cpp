@@ -1,6 +1,8 @@
 // qxmi_startitem: finds out what a file is and writes its metadata.
 #include "platform/metadata_v4.h"
 #include "tools/common/command_line.h"
+#include "tools/common/job_log.h"
+#include "tools/common/job_log_file.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_startitem/identify.h"
 #include "tools/qxmi_startitem/item_metadata.h"
@@ -9,6 +11,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+
+#include <unistd.h>
 
 namespace {
 
@@ -74,6 +78,14 @@ int write_metadata(const std::string& file) {
   return written ? exit_success : fail(file, error);
 }
 
+// The metadata is made here, and the reason why it could not be belongs in its place. A file that
+// is not there gets none.
+void open_log(const std::string& file, process_arguments arguments) {
+  if (metadata_v4_context_is_metadata_name(absolute(file).c_str())) return;
+  if (access(file.c_str(), F_OK) != 0) return;
+  open_job_log_and_folder(tool_name, metadata_folder_of(file), file, arguments);
+}
+
 int run(int argc, char** argv) {
   CLI::App app("Finds out what a file is and writes its metadata.");
   command_line line;
@@ -82,7 +94,9 @@ int run(int argc, char** argv) {
   if (status != keep_going) return status;
   if (line.file.empty()) return report_usage(tool_name, "--file is required");
   if (!line.identify) return report_usage(tool_name, "--identify is required");
-  return line.create_meta ? write_metadata(line.file) : list(line.file);
+  if (!line.create_meta) return list(line.file);
+  open_log(line.file, {argc, argv});
+  return write_metadata(line.file);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // qxmi_vod_transcode: lists what can be made of a media file, and makes it.
 #include "tools/common/command_line.h"
+#include "tools/common/job_log.h"
+#include "tools/common/job_log_file.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/quote.h"
@@ -60,6 +62,8 @@ int run(int argc, char** argv) {
   const int status = parse_command_line(app, argc, argv);
   if (status != keep_going) return status;
   if (line.job.input.empty()) return report_usage(tool_name, "--file is required");
+  const std::string& logged = line.quote ? line.job.input : line.job.output;
+  open_job_log(tool_name, metadata_folder_of(logged), line.job.input, {argc, argv});
   if (line.quote) return quote_source(line);
   if (line.job.output.empty()) return report_usage(tool_name, "-o is required");
   const bool known = line.job.profile == sound_profile || profile_height(line.job.profile) > 0;
