@@ -28,6 +28,17 @@ char* take_line(sliding_window_v4* const proc_stdout_buffer) {
   return reinterpret_cast<char*>(line);
 }
 
+bool is_buffer_full(sliding_window_v4 const* buffer) {
+  return buffer != nullptr && buffer->read_pos == buffer->region_start &&
+         buffer->write_pos == buffer->region_end;
+}
+
+void drop_overlong_line(sliding_window_v4* buffer) {
+  if (is_buffer_full(buffer)) {
+    buffer->read_pos = buffer->write_pos;
+  }
+}
+
 char* QueueItem::proc_stdout_getline() {
   return take_line(proc_stdout_buffer);
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "exec/child_output.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
 
@@ -65,6 +66,7 @@ void QueueItem::idle_transcoding() {
   while (char const* line = proc_stdout_getline()) {
     read_line(line, count);
   }
+  drop_overlong_line(proc_stdout_buffer);
   if (count.found && count.total != 0) {
     progress = static_cast<std::int32_t>(count.frame * progress_complete / count.total);
     fileops_write_status();

@@ -1,9 +1,9 @@
 // The "remote transcode" phase of a job: upload, add, monitor with commands, download.
 #include <cstdlib>
 
+#include "exec/child_output.h"
 #include "exec/slots.h"
 #include "platform/clock.h"
-#include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
 
@@ -57,19 +57,21 @@ void QueueItem::idle_remote() {
 }
 
 void QueueItem::idle_remote_running() {
-  if (sm.remote.state == REMOTE_DOWNLOAD) {
+  // By what the child is for: the item may have moved on meanwhile, and a download that nobody reads
+  // would end.
+  if (proc_sm.remote.state == REMOTE_DOWNLOAD) {
     read_download_progress();
+    drop_overlong_line(proc_stdout_buffer);
+  } else if (is_buffer_full(proc_stdout_buffer)) {
+    // A reply that does not fit would keep its client blocked on the pipe for ever. Without a reader
+    // it ends by itself, mostly with a failure, and is judged by that.
+    close_descriptor(proc_stdout_read_fd);
   } else if (sm.remote.state == REMOTE_UPLOAD) {
     std::uint64_t const now = monotonic_clock_us();
     if (now >= next_upload_progress_read) {
       remote_transcode_upload_procfs_read_progress();
       next_upload_progress_read = now + upload_progress_us + random_spread_us();
     }
-  }
-  // A reply, or a line of the download, that does not fit would keep its client blocked on the pipe
-  // for ever. Without a reader it ends by itself, mostly with a failure, and is judged by that.
-  if (proc_stdout_buffer != nullptr && sliding_window_v4_can_write(proc_stdout_buffer) == 0) {
-    close_descriptor(proc_stdout_read_fd);
   }
 }
 

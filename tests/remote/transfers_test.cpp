@@ -221,6 +221,26 @@ TEST_F(download, failing_after_the_users_cancel_keeps_the_users_text) {
   EXPECT_EQ(machine.client.state_text(id), "Cancelled by user");
 }
 
+// Much more than the service's buffer in one go, as a fast network makes it.
+TEST_F(download, goes_on_when_its_lines_come_fast) {
+  std::string lines;
+  while (lines.size() < 1000000) {
+    lines += " 1200K .......... .......... .......... .......... .......... 45% 120M 1s\n";
+  }
+  begin_download(tool_plan().print_error(lines).write("{--output-document}", "mp4"));
+  machine.client.wait_for_transcode_state(id, "done");
+}
+
+TEST_F(download, drops_a_line_that_is_longer_than_its_buffer) {
+  begin_download(tool_plan()
+                     .print_error(std::string(100000, 'x') + "\n 1200K .......... 45%\n")
+                     .wait("go")
+                     .write("{--output-document}", "mp4"));
+  machine.client.wait_for_progress(id, 4500);
+  machine.root.release("go");
+  machine.client.wait_for_transcode_state(id, "done");
+}
+
 TEST_F(download, completes_the_job) {
   begin_download(tool_plan().write("{--output-document}", "mp4"));
   auto const item = machine.client.wait_for_transcode_state(id, "done");
