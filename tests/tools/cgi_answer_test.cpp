@@ -1,8 +1,10 @@
 // The service's replies on their way to the web server.
+#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
 
+#include "tests/platform/test_folder.h"
 #include "tools/vod_cgi/cgi_answer.h"
 #include "tools/vod_cgi/control_reply.h"
 
@@ -48,6 +50,29 @@ TEST(cgi_answer, hands_on_no_command_line) {
   const auto page = answer_of_reply(
       reply("OK", 0, R"({"list": [{"process argv": ["secret"], "b": 2}], "total": 1})"));
   EXPECT_EQ(page.body, "{\"list\": [{\"b\": 2}], \"total\": 1}");
+}
+
+TEST(cgi_answer, hands_on_nothing_that_is_this_machines_alone) {
+  const std::string own =
+      R"("fileops job id": 7, "process pid": 8, "remote job": {"entry id": "x"})";
+  EXPECT_EQ(answer_of_reply(reply("OK", 0, "{\"a\": 1, " + own + "}")).body, "{\"a\": 1}");
+  EXPECT_EQ(answer_of_reply(reply("OK", 0, "{\"list\": [{" + own + "}], \"total\": 1}")).body,
+            R"({"list": [{}], "total": 1})");
+}
+
+// The answer to a job in that state whose output is this.
+cgi_answer answer_for_output(const std::string& state, const std::string& output) {
+  return answer_of_reply(reply(
+      "OK", 0, R"({"output file": ")" + output + R"(", "transcode state": ")" + state + "\"}"));
+}
+
+TEST(cgi_answer, of_a_finished_job_tells_the_size_of_its_output) {
+  const qx_test::test_folder folder;
+  const std::string output = folder.file("out.mp4");
+  std::ofstream(output) << "twelve bytes";
+  EXPECT_THAT(answer_for_output("done", output).body, HasSubstr("\"output size\": 12,"));
+  EXPECT_THAT(answer_for_output("cleanup", output).body, Not(HasSubstr("output size")));
+  EXPECT_THAT(answer_for_output("done", output + "x").body, Not(HasSubstr("output size")));
 }
 
 TEST(cgi_answer, of_data_that_is_no_object_is_502) {

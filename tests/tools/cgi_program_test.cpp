@@ -9,6 +9,7 @@
 
 using namespace qx_test;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -73,6 +74,18 @@ TEST_F(cgi_program, adds_an_upload_once_however_often_it_is_asked) {
   const std::string request = "*name:" + upload + "\n";
   EXPECT_EQ(post("add", request), post("add", request));
   EXPECT_EQ(machine.client.list()["total"].int_value(), 21);
+}
+
+TEST_F(cgi_program, keeps_this_machines_job_number_and_tells_the_size_of_the_output) {
+  machine.root.plan(tool::transcode, tool_plan().write("{-o}", "twelve bytes"));
+  machine.start();
+  machine.root.write_source("/mnt/media/clip.ts", "video/mp2t");
+  const auto id = machine.client.add_ready("/mnt/media/clip.ts");
+  const auto item = machine.client.wait_for_transcode_state(id, "done");
+  ASSERT_TRUE(item["fileops job id"].is_number());
+  const std::string text = post("list", "entry id:" + id + "\n\n");
+  EXPECT_THAT(text, Not(HasSubstr("fileops job id")));
+  EXPECT_THAT(text, HasSubstr("\"output size\": 12,"));
 }
 
 TEST_F(cgi_program, answers_404_for_an_item_that_is_not_there) {

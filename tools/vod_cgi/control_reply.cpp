@@ -5,25 +5,43 @@
 
 #include <json11.hpp>
 
+#include <sys/stat.h>
+
 namespace {
 
 // A page of the queue is far below this.
 constexpr std::size_t data_limit = 8U << 20U;
 
-json11::Json without_command_line(const json11::Json& item) {
-  json11::Json::object keys = item.object_items();
-  keys.erase("process argv");
+// Of this machine alone: processes, and numbers that mean another thing on the machine of whoever
+// asks. Command lines can hold a password besides.
+constexpr const char* own_keys[] = {"fileops job id", "process argv", "process pid", "remote job"};
+
+// What whoever fetches the output can compare it with.
+void add_output_size(const json11::Json& item, json11::Json::object& keys) {
+  struct stat status;
+  if (item["transcode state"].string_value() == "done" &&
+      lstat(item["output file"].string_value().c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
+    keys["output size"] = static_cast<double>(status.st_size);
+  }
+}
+
+json11::Json handed_on(const json11::Json& document) {
+  json11::Json::object keys = document.object_items();
+  for (const char* key : own_keys) {
+    keys.erase(key);
+  }
+  add_output_size(document, keys);
   return keys;
 }
 
 // Items stand alone, or as the "list" of a page.
-json11::Json without_command_lines(const json11::Json& document) {
-  json11::Json::object keys = without_command_line(document).object_items();
+json11::Json handed_on_with_list(const json11::Json& document) {
+  json11::Json::object keys = handed_on(document).object_items();
   const auto list = keys.find("list");
   if (list != keys.end()) {
     json11::Json::array items;
     for (const json11::Json& item : list->second.array_items()) {
-      items.push_back(without_command_line(item));
+      items.push_back(handed_on(item));
     }
     list->second = items;
   }
@@ -57,7 +75,7 @@ cgi_answer answer_of_reply(const comm_socket_v4_packet& reply) {
   answer.content_type = "application/json";
   answer.pairs = reply.nv_pairs;
   if (!reply.data.empty()) {
-    answer.body = without_command_lines(document).dump();
+    answer.body = handed_on_with_list(document).dump();
   }
   return answer;
 }
