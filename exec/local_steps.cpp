@@ -7,6 +7,7 @@
 #include "platform/cpu.h"
 #include "queue/item_texts.h"
 #include "queue/queue_item.h"
+#include "remote/download.h"
 #include "service/transcode_settings.h"
 
 bool QueueItem::do_queue_start_transcode() {
@@ -40,6 +41,7 @@ bool QueueItem::start_remote() {
   if (remote_info.name.empty()) {
     gen_uuid(remote_info.name);
     uploaded = false;
+    discard_download(*this);
   }
   state_message = "Starting remote transcode";
   fileops_write_status();

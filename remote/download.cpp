@@ -1,13 +1,52 @@
 // Fetches the finished file from the remote server, and follows the download tool's progress.
+#include "remote/download.h"
+
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "queue/queue_item.h"
 #include "service/transcode_settings.h"
 
 namespace {
+
+constexpr long long size_unknown = -1;
+
+// What the FTP server said of the file that is being downloaded. There is one download at a time.
+long long ftp_server_size = size_unknown;
+
+// The size out of a line like "==> SIZE far.mp4 ... 12345", which the download tool prints in the
+// same words in every language. Any other line changes nothing.
+void read_size_line(std::string const& line, long long& size) {
+  constexpr char key[] = "==> SIZE ";
+  constexpr char gap[] = " ... ";
+  std::size_t const at = line.rfind(gap);
+  if (line.compare(0, strlen(key), key) != 0 || at == std::string::npos) {
+    return;
+  }
+  std::string const number = line.substr(at + strlen(gap));
+  if (!number.empty() && number.find_first_not_of("0123456789") == std::string::npos) {
+    size = strtoll(number.c_str(), nullptr, 10);
+  }
+}
+
+// The gateway of the remote server adds the size of a finished job's output to its document.
+long long size_in_document(json11::Json const& document) {
+  json11::Json const& size = document["output size"];
+  return size.is_number() ? static_cast<long long>(size.number_value()) : size_unknown;
+}
+
+// The size of a regular file; unknown for anything else.
+long long size_of_file(std::string const& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size
+                                                                      : size_unknown;
+}
 
 // The percentage out of a line like " 3150K .......... .......... 2% 1.21M 1m40s": the amount so
 // far, the dots, the percentage. False for a line of another form.
@@ -31,6 +70,26 @@ bool parse_dot_line(char const* line, std::int32_t& progress) {
 
 }  // namespace
 
+void discard_download(QueueItem const& item) {
+  if (unlink(item.output_file.c_str()) != 0 && errno != ENOENT) {
+    fprintf(stderr, "Item '%s' (%s) the earlier output '%s' cannot be removed, %s\n",
+            item.input_file.c_str(), item.entry_id.c_str(), item.output_file.c_str(),
+            strerror(errno));
+  }
+}
+
+bool has_announced_size(QueueItem const& item) {
+  long long const size = size_of_file(item.output_file);
+  for (long long const announced : {ftp_server_size, size_in_document(item.remote_info.json)}) {
+    if (announced != size_unknown && announced != size) {
+      fprintf(stderr, "Item '%s' (%s) the download has %lld bytes, the remote file %lld\n",
+              item.input_file.c_str(), item.entry_id.c_str(), size, announced);
+      return false;
+    }
+  }
+  return true;
+}
+
 bool QueueItem::proc_start_remote_transcode_download() {
   if (!remote_step_may_start() || remote_info.entry_id.empty() || remote_info.json.is_null()) {
     return false;
@@ -39,6 +98,13 @@ bool QueueItem::proc_start_remote_transcode_download() {
   if (!remote_item.deserialize_json(remote_info.json, false) || remote_item.output_file.empty()) {
     return false;
   }
+  // An output that is larger than the result is no part of it, and the download tool would take it
+  // for complete.
+  long long const far_size = size_in_document(remote_info.json);
+  if (far_size != size_unknown && size_of_file(output_file) > far_size) {
+    discard_download(*this);
+  }
+  ftp_server_size = size_unknown;
   close_proc_stdin();
   close_proc_stdout();
   if (!open_proc_stdout()) {
@@ -61,6 +127,7 @@ void QueueItem::read_download_progress() {
   bool changed = false;
   while (char const* line = proc_stdout_getline()) {
     fprintf(stderr, "STDOUT WGET: %s\n", line);
+    read_size_line(line, ftp_server_size);
     std::int32_t new_progress = 0;
     if (parse_dot_line(line, new_progress) && new_progress != progress) {
       progress = new_progress;

@@ -57,14 +57,14 @@ void QueueItem::idle_remote() {
 }
 
 void QueueItem::idle_remote_running() {
-  // By what the child is for: the item may have moved on meanwhile, and a download that nobody reads
-  // would end.
+  // By what the child is for: the item may have moved on meanwhile, and a download that nobody
+  // reads would end.
   if (proc_sm.remote.state == REMOTE_DOWNLOAD) {
     read_download_progress();
     drop_overlong_line(proc_stdout_buffer);
   } else if (is_buffer_full(proc_stdout_buffer)) {
-    // A reply that does not fit would keep its client blocked on the pipe for ever. Without a reader
-    // it ends by itself, mostly with a failure, and is judged by that.
+    // A reply that does not fit would keep its client blocked on the pipe for ever. Without a
+    // reader it ends by itself, mostly with a failure, and is judged by that.
     close_descriptor(proc_stdout_read_fd);
   } else if (sm.remote.state == REMOTE_UPLOAD) {
     std::uint64_t const now = monotonic_clock_us();

@@ -1,6 +1,10 @@
 // What the remote server says of a job becomes the state of the local one.
 #include "queue/queue_item.h"
 
+// Kept on purpose: reading a document writes the status of the job that it names, as the reading of
+// any item does, wherever a remote document is read. Effect: a document with a "fileops job id",
+// which older gateways hand out, overwrites the status file of this server's job of that number
+// where there is one; and one whose output has the same path here overwrites its summary.
 void QueueItem::on_remote_job_json_update() {
   QueueItem remote_item;
   if (!remote_item.deserialize_json(remote_info.json, false)) {

@@ -8,6 +8,7 @@
 
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
+#include "remote/download.h"
 #include "service/transcode_settings.h"
 
 namespace {
@@ -78,6 +79,7 @@ bool QueueItem::take_up_remote_item() {
     fprintf(stderr, "Remote item is cancelled, commanding to restart\n");
     sm.remote_command = "restart";
     user_wants_cancel = false;
+    discard_download(*this);  // the restart makes another result
     return true;
   }
   sm.remote.advance();

@@ -4,6 +4,7 @@
 #include "platform/wait_status.h"
 #include "queue/item_texts.h"
 #include "queue/queue_item.h"
+#include "remote/download.h"
 #include "service/process_state.h"
 
 namespace {
@@ -191,9 +192,17 @@ void QueueItem::on_monitor_terminate(int wait_status) {
   }
 }
 
+// The download tool also ends well where it found more than there is over there, or got less. What
+// has a wrong size cannot be continued, so that the next try starts from nothing.
 void QueueItem::on_download_terminate(int wait_status) {
+  read_download_progress();
   if (!has_succeeded(wait_status)) {
     cancel_with("Remote item: download failed" + download_error_suffix(wait_status));
+    return;
+  }
+  if (!has_announced_size(*this)) {
+    discard_download(*this);
+    cancel_with("Remote item: download failed. Wrong size");
     return;
   }
   state_message = "Remote item: download complete";

@@ -1,5 +1,6 @@
 // Upload and download: their progress and their ends.
 #include "tests/remote/remote_bench.h"
+#include "tests/support/files.h"
 
 using namespace qx_test;
 
@@ -227,8 +228,8 @@ TEST_F(download, goes_on_when_its_lines_come_fast) {
   while (lines.size() < 1000000) {
     lines += " 1200K .......... .......... .......... .......... .......... 45% 120M 1s\n";
   }
-  begin_download(tool_plan().print_error(lines).write("{--output-document}", "mp4"));
-  machine.client.wait_for_transcode_state(id, "done");
+  begin_download(tool_plan().print_error(lines + " 1250K .......... 77%\n").wait("go"));
+  machine.client.wait_for_progress(id, 7700);
 }
 
 TEST_F(download, drops_a_line_that_is_longer_than_its_buffer) {
@@ -239,6 +240,113 @@ TEST_F(download, drops_a_line_that_is_longer_than_its_buffer) {
   machine.client.wait_for_progress(id, 4500);
   machine.root.release("go");
   machine.client.wait_for_transcode_state(id, "done");
+}
+
+// What the download tool prints of a file of that many bytes.
+std::string size_line(int bytes) {
+  return "==> TYPE I ... done.  ==> CWD (1) /mnt/main/tv/vod ... done.\n==> SIZE far ... 1.mp4 "
+         "... " +
+         std::to_string(bytes) + "\n==> PASV ... done.    ==> RETR far ... 1.mp4 ... done.\n";
+}
+
+struct size_case {
+  char const* name;
+  char const* document;  // in addition to the keys of any far item
+  std::string printed;
+  char const* state;
+
+  friend void PrintTo(size_case const& row, std::ostream* out) { *out << row.name; }
+};
+
+class download_size : public download, public testing::WithParamInterface<size_case> {};
+
+// The tool ends well with three bytes.
+TEST_P(download_size, decides_whether_it_counts) {
+  machine.root.plan(
+      tool::wget, tool_plan().print_error(GetParam().printed).write("{--output-document}", "mp4"));
+  far_state("done", GetParam().document);
+  begin();
+  auto const item = machine.client.wait_for_transcode_state(id, GetParam().state);
+  if (std::string(GetParam().state) == "cancelled") {
+    EXPECT_EQ(item["state"].string_value(), "Remote item: download failed. Wrong size");
+    EXPECT_FALSE(exists(machine.root.path(item["output file"].string_value())));
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    rows, download_size,
+    testing::Values(size_case{"of_the_ftp_server", "", size_line(3), "done"},
+                    size_case{"of_the_document", ", \"output size\": 3", "", "done"},
+                    size_case{"of_no_number", ", \"output size\": \"4\"", size_line(3), "done"},
+                    size_case{"larger_on_the_ftp_server", "", size_line(4), "cancelled"},
+                    size_case{"smaller_on_the_ftp_server", "", size_line(2), "cancelled"},
+                    size_case{"another_in_the_document", ", \"output size\": 5", size_line(3),
+                              "cancelled"}),
+    [](auto const& row) { return row.param.name; });
+
+// What a download finds at its output path, which its tool would continue.
+class download_start : public download {
+protected:
+  // A first try that leaves an unfinished file.
+  void begin_with_broken_download(std::string const& left) {
+    begin_download(tool_plan().write("{--output-document}", left).exit(4));
+    auto const item = machine.client.wait_for_transcode_state(id, "cancelled");
+    output = item["output file"].string_value();
+    ASSERT_EQ(machine.root.read(output), left);
+  }
+  void lose_job() {
+    far_reply lost;
+    lost.status = "404 Not Found";
+    lost.comm_headers = "X-comm-error:NOT FOUND\n";
+    machine.root.plan("curl.list", replies(lost));
+    machine.client.command("restart", id);
+    wait_for_text("Remote item: lost track of the item");
+  }
+  // What lies there when the tool is run again, which then waits until the test ends.
+  std::string found_by_next_run(char const* more = "") {
+    machine.root.plan(tool::wget, tool_plan().wait("go"));
+    far_state("done", more);
+    machine.client.command("restart", id);
+    machine.root.wait_for_call(tool::wget, 2);
+    return machine.root.read(output);
+  }
+
+  std::string output;
+};
+
+TEST_F(download_start, of_a_job_that_was_lost_and_made_again_finds_nothing) {
+  begin_with_broken_download("half");
+  lose_job();
+  EXPECT_EQ(machine.root.read(output), "half");
+  EXPECT_EQ(found_by_next_run(), "");
+}
+
+TEST_F(download_start, of_a_job_that_is_restarted_over_there_finds_nothing) {
+  begin_with_broken_download("half");
+  machine.root.plan("curl.restart", replies(added()));
+  far_state("cancelled");
+  machine.client.command("restart", id);
+  wait_for_text("Transcode was cancelled remotely. far text");
+  EXPECT_EQ(found_by_next_run(), "");
+}
+
+TEST_F(download_start, of_the_same_remote_job_finds_what_came_before) {
+  begin_with_broken_download("half");
+  EXPECT_EQ(found_by_next_run(", \"output size\": 4"), "half");
+}
+
+TEST_F(download_start, finds_nothing_that_is_larger_than_the_result) {
+  begin_with_broken_download("too much");
+  EXPECT_EQ(found_by_next_run(", \"output size\": 7"), "");
+}
+
+TEST_F(download_start, of_a_new_remote_job_follows_no_link) {
+  begin_with_broken_download("half");
+  lose_job();
+  machine.root.write("/mnt/main/tv/vod/kept.mp4", "kept");
+  ASSERT_EQ(machine.root.run({"/usr/bin/ln", "-sf", "kept.mp4", output}).status, 0);
+  EXPECT_EQ(found_by_next_run(), "");
+  EXPECT_EQ(machine.root.read("/mnt/main/tv/vod/kept.mp4"), "kept");
 }
 
 TEST_F(download, completes_the_job) {
