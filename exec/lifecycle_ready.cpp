@@ -23,6 +23,20 @@ bool is_overrun(QueueItem const& item) {
                                         : sliding_window_v4_data_available(buffer) != 0;
 }
 
+// A listing that was known already leads here without an output: of a restarted job whose first
+// listing found no name for one, or of a job out of the queue file. The validation makes up a name;
+// where it cannot, its text says why.
+bool finds_output(QueueItem& item) {
+  if (item.validate_ready() == 0) {
+    return false;
+  }
+  if (item.output_file.empty()) {  // a name too long for any path counts as none asked for
+    item.state_message = "Rejected: output file is invalid";
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 // True when a step was started or advanced.
@@ -90,5 +104,7 @@ void QueueItem::wait_for_start() {
     fail_ready("no profiles listed");
   } else if (transcode_profile.empty()) {
     fail_ready("no profile chosen, ready to transcode state");
+  } else if (output_file.empty() && !finds_output(*this)) {
+    fail_ready(std::string(state_message).c_str());
   }
 }

@@ -162,6 +162,7 @@ TEST_F(lifecycle_ready, complete_item_waits_for_the_scheduler) {
   QueueItem& item = add(READY_READY_TO_TRANSCODE);
   item.quoted_profile = {"720"};
   item.transcode_profile = "720";
+  item.output_file = "/mnt/main/tv/vod/clip.mp4";
   EXPECT_FALSE(item.idle());
   EXPECT_EQ(item.sm.ready.state, READY_READY_TO_TRANSCODE);
   EXPECT_THAT(status_writes, IsEmpty());

@@ -198,3 +198,41 @@ TEST_F(service_failures, sources_that_are_no_files_are_rejected_at_once) {
     EXPECT_EQ(machine_.client.transcode_state(id), "init");
   }
 }
+
+// The name of the output is the source's and more, so there are names for which there is none.
+class service_long_name : public ::testing::Test {
+protected:
+  service_long_name() { machine_.root.write_source(source_, "video/mpeg"); }
+
+  std::string reject_job() {
+    machine_.start();
+    auto id = machine_.client.add_ready(source_);
+    EXPECT_EQ(machine_.client.wait_for_transcode_state(id, "cancelled")["state"], no_profiles_text);
+    return id;
+  }
+  void expect_rejected(const std::string& id) {
+    machine_.client.wait_for_state_text(id, "Rejected: output file is invalid");
+    EXPECT_EQ(machine_.client.transcode_state(id), "cancelled");
+  }
+
+  const std::string source_ = "/mnt/media/" + std::string(236, 'n') + ".mpg";
+  test_machine machine_;
+};
+
+TEST_F(service_long_name, is_rejected_again_after_restart_and_ready) {
+  const auto id = reject_job();
+  EXPECT_EQ(machine_.client.command("restart", id).status(), "OK");
+  expect_rejected(id);
+  EXPECT_EQ(machine_.client.command("ready", id).status(), "OK");
+  expect_rejected(id);
+}
+
+TEST_F(service_long_name, is_rejected_again_after_a_restart_of_the_service) {
+  const auto id = reject_job();
+  machine_.service.set_uptime(200);  // the steps of "ready" wait
+  machine_.service.restart();
+  EXPECT_EQ(machine_.client.command("restart", id).status(), "OK");
+  machine_.service.set_uptime(100000);
+  machine_.service.restart();
+  expect_rejected(id);
+}
