@@ -6,6 +6,8 @@
 #include <set>
 #include <string>
 
+#include <dirent.h>
+#include <dlfcn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -15,6 +17,19 @@
 
 using qx_test::in_own_mnt;
 using qx_test::write_file;
+
+namespace {
+
+int listings = 0;
+
+}  // namespace
+
+// In the place of the C library's, which it calls.
+extern "C" DIR* opendir(const char* path) {
+  static const auto real = reinterpret_cast<DIR* (*)(const char*)>(dlsym(RTLD_NEXT, "opendir"));
+  ++listings;
+  return real(path);
+}
 
 namespace {
 
@@ -102,6 +117,100 @@ TEST(fileops_job_id, file_in_the_parents_place_is_a_failure) {
     write_file("/mnt/main/tv/fileops", "");
     EXPECT_LT(new_cgi_fileops_job_id(), 0);
     EXPECT_EQ(errno, ENOTDIR);
+  });
+}
+
+void make_job(int id) {
+  ASSERT_EQ(mkdir((jobs + std::to_string(id)).c_str(), 0777), 0);
+}
+
+void remove_job(int id) {
+  ASSERT_EQ(rmdir((jobs + std::to_string(id)).c_str()), 0);
+}
+
+TEST(fileops_job_id, jobs_are_listed_once) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    listings = 0;
+    for (int id = 2; id < 20; ++id) {
+      EXPECT_EQ(new_cgi_fileops_job_id(), id);
+      remove_job(id - 1);
+    }
+    EXPECT_EQ(listings, 0);
+  });
+}
+
+TEST(fileops_job_id, job_that_another_process_makes_is_seen) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    make_job(41);
+    EXPECT_EQ(new_cgi_fileops_job_id(), 42);
+  });
+}
+
+TEST(fileops_job_id, gaps_that_another_process_leaves_are_not_filled) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    for (int id = 2; id < 10; ++id)
+      make_job(id);
+    for (int id = 2; id < 9; ++id)
+      remove_job(id);
+    EXPECT_EQ(new_cgi_fileops_job_id(), 10);
+  });
+}
+
+TEST(fileops_job_id, ids_above_ours_come_again_once_they_are_gone) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    make_job(41);
+    EXPECT_EQ(new_cgi_fileops_job_id(), 42);
+    make_job(99);
+    remove_job(99);
+    EXPECT_EQ(new_cgi_fileops_job_id(), 43);
+  });
+}
+
+TEST(fileops_job_id, renamed_job_counts_by_its_new_name) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    ASSERT_EQ(rename((jobs + "1").c_str(), (jobs + "50").c_str()), 0);
+    EXPECT_EQ(new_cgi_fileops_job_id(), 51);
+  });
+}
+
+TEST(fileops_job_id, folder_that_was_replaced_is_listed_again) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    ASSERT_EQ(rename(jobs.substr(0, jobs.size() - 1).c_str(), "/mnt/main/tv/fileops/old"), 0);
+    write_file(jobs + "70/status", "");
+    EXPECT_EQ(new_cgi_fileops_job_id(), 71);
+  });
+}
+
+// The kernel keeps a limited number of changes for who does not ask for them.
+TEST(fileops_job_id, changes_beyond_count_lose_nothing) {
+  in_own_mnt(
+      [] {
+        EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+        for (int id = 2; id < 12000; ++id) {
+          make_job(id);
+          if (id > 2) remove_job(id - 1);
+        }
+        EXPECT_EQ(new_cgi_fileops_job_id(), 12000);
+      },
+      65536);
+}
+
+TEST(fileops_job_id, forked_child_and_its_parent_take_nothing_from_each_other) {
+  in_own_mnt([] {
+    EXPECT_EQ(new_cgi_fileops_job_id(), 1);
+    make_job(10);
+    const pid_t child = fork();
+    if (child == 0) _exit(new_cgi_fileops_job_id() == 11 ? 0 : 1);
+    int status = -1;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(new_cgi_fileops_job_id(), 12);
   });
 }
 
