@@ -23,6 +23,12 @@ constexpr std::string_view own_places[] = {
     path_media_roots,
 };
 
+// Copies of queue files lie beside the queue file, under names that go on differently.
+bool is_queue_copy(std::string_view path) {
+  constexpr std::string_view prefix = path_queue_copy_prefix;
+  return path.substr(0, prefix.size()) == prefix;
+}
+
 template <typename Condition> bool is_any_own_place(Condition condition) {
   return std::any_of(std::begin(own_places), std::end(own_places), condition);
 }
@@ -37,7 +43,7 @@ bool is_allowed_path(std::string_view path) {
   return is_plain_path(path) && is_any_root([path](std::string_view root) {
            return path != root && is_at_or_below(path, root);
          }) &&
-         !is_any_own_place([path](std::string_view own) {
+         !is_queue_copy(path) && !is_any_own_place([path](std::string_view own) {
            return is_at_or_below(path, own) || is_at_or_below(own, path);
          });
 }

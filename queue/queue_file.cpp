@@ -2,57 +2,54 @@
 // nothing.
 #include "queue/queue_file.h"
 
+#include <cerrno>
 #include <cstdio>
-#include <ctime>
+#include <cstring>
 #include <memory>
 #include <string>
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/guarded_file.h"
 #include "platform/paths.h"
-#include "platform/text.h"
+#include "platform/queue_copies.h"
 #include "platform/unique_fd.h"
 #include "queue/item_texts.h"
 #include "queue/queue_item.h"
+#include "queue/queue_text.h"
 #include "queue/transcode_queue.h"
 
 namespace {
 
-// 512 jobs with everything they hold come to a few MiB; only values that a client made huge on
-// purpose come to more. Parsing could cost thirty times the size in memory on a machine that is on
-// air.
-constexpr std::size_t queue_file_size_limit = 32U << 20U;
+// What could not be read is still in the queue file's place: setting it aside has failed so far.
+bool is_blocked_by_unreadable_file = false;
 
-std::string time_text() {
-  time_t const now = time(nullptr);
-  struct tm parts {};
-  char text[64] = "";
-  if (localtime_r(&now, &parts) == nullptr || asctime_r(&parts, text) == nullptr) {
-    return "";
+// Keeps what could not be read from being overwritten. False while it is still in the way.
+bool set_unreadable_file_aside() {
+  std::string const copy = set_queue_file_aside();
+  is_blocked_by_unreadable_file = copy.empty() && errno != ENOENT;
+  if (is_blocked_by_unreadable_file) {
+    fprintf(stderr, "Unable to set queue file aside, the queue will not be written, %s\n",
+            strerror(errno));
+  } else if (!copy.empty()) {
+    fprintf(stderr, "Queue file was set aside as %s\n", copy.c_str());
   }
-  return chomp(text);
+  return !is_blocked_by_unreadable_file;
 }
 
-std::string queue_text() {
-  json11::Json::array list;
-  for (QueueItem const* item : transcode_queue) {
-    if (item == nullptr || item->sm.state == TRANSCODE_INIT ||
-        item->sm.state == TRANSCODE_CLEARED) {
-      continue;
-    }
-    QueueItem::json_object keys;
-    item->serialize_json(keys, true);
-    list.emplace_back(keys);
-  }
-  return json11::Json(json11::Json::object{{"list", list}, {"time", time_text()}}).dump();
-}
-
-// Non-blocking, so that nothing put in the file's place can hold up the start.
+// The descriptor does not block, so that nothing put in the file's place can hold up the start.
 bool read_whole_file(int fd, std::string& text, std::string& error) {
   char block[65536];
   ssize_t got = 0;
-  while ((got = read(fd, block, sizeof(block))) > 0) {
+  while ((got = read(fd, block, sizeof(block))) != 0) {
+    if (got < 0 && errno == EINTR) {
+      continue;
+    }
+    if (got < 0) {
+      error = strerror(errno);
+      return false;
+    }
     if (text.size() + static_cast<std::size_t>(got) > queue_file_size_limit) {
       error = "file too large";
       return false;
@@ -110,7 +107,8 @@ void enqueue_restored(std::unique_ptr<QueueItem> restored) {
   transcode_queue.insert(at_front ? transcode_queue.begin() : transcode_queue.end(), item);
 }
 
-void read_list(json11::Json const& list) {
+// False when there is none.
+bool read_list(json11::Json const& list) {
   if (list.is_null()) {
     fprintf(stderr, "Queue warning, list was empty\n");
   } else if (!list.is_array()) {
@@ -122,6 +120,7 @@ void read_list(json11::Json const& list) {
       enqueue_restored(std::move(item));
     }
   }
+  return list.is_array();
 }
 
 }  // namespace
@@ -129,18 +128,19 @@ void read_list(json11::Json const& list) {
 // Kept on purpose: what comes of the write, the close and the rename is not looked at. Effect: on a
 // full disk the queue file may be cut short; the next write that has room mends it.
 bool write_queue() {
+  if (is_blocked_by_unreadable_file && !set_unreadable_file_aside()) {
+    return false;
+  }
   std::string const text = queue_text();
-  std::string const temporary = path_queue_file_temporary;
   {
-    unique_fd const file(
-        open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK, 0666));
-    if (file.get() < 0) {
+    unique_fd const file = create_guarded_file(path_queue_file_temporary, path_queue_file);
+    if (!file.valid()) {
       return false;
     }
     ssize_t const written = write(file.get(), text.data(), text.size());
     static_cast<void>(written);
   }
-  rename(temporary.c_str(), path_queue_file);
+  rename(path_queue_file_temporary, path_queue_file);
   return true;
 }
 
@@ -150,13 +150,14 @@ bool read_queue() {
     return false;
   }
   unique_fd const file(open(path_queue_file, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.get() < 0) {
+  if (!file.valid()) {
     fprintf(stderr, "Unable to open queue file\n");
+    set_unreadable_file_aside();
     return false;
   }
   json11::Json const document = parse_queue_file(file.get());
-  if (!document.is_null()) {
-    read_list(document["list"]);
+  if (document.is_null() || !read_list(document["list"])) {
+    set_unreadable_file_aside();
   }
   return true;
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "queue/queue_item.h"
+#include "queue/queue_text_size.h"
 #include "service/process_state.h"
 
 namespace {
@@ -16,7 +17,9 @@ bool is_on(char const* value) {
 
 bool QueueItem::modify(char const* name, char const* value) {
   if (strcmp(name, "input file") == 0) {
-    return sm.state == TRANSCODE_INIT && set_input_file(value);
+    // A value that the queue file has no room for is refused like any other: no source is left.
+    bool const has_room = has_room_in_queue_text(*this, input_file.c_str(), value);
+    return sm.state == TRANSCODE_INIT && set_input_file(has_room ? value : "");
   }
   if (strcmp(name, "paused") == 0) {
     return modify_paused(is_on(value));
@@ -46,7 +49,8 @@ bool QueueItem::modify_paused(bool on) {
 }
 
 bool QueueItem::modify_profile(char const* value) {
-  if (sm.state > TRANSCODE_READY) {
+  if (sm.state > TRANSCODE_READY ||
+      !has_room_in_queue_text(*this, transcode_profile.c_str(), value)) {
     return false;
   }
   transcode_profile = value;

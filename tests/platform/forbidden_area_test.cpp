@@ -65,7 +65,7 @@ TEST(forbidden_path, platform_s_own_files_are_forbidden) {
   for (const char* path :
        {"/mnt/main/tv/fileops/jobs/1/status", "/mnt/main/tv/fileops/x", "/mnt/main/tv/fileops",
         "/mnt/main/tv/vod.conf", "/mnt/main/tv/vod.queue.js", "/mnt/main/tv/vod.queue.js.tmp",
-        "/mnt/main/tv/media.roots"}) {
+        "/mnt/main/tv/vod.queue.js.unreadable-20261122T013005Z", "/mnt/main/tv/media.roots"}) {
     EXPECT_FALSE(is_allowed(path)) << path;
   }
 }

@@ -1,5 +1,6 @@
 // Queue files that no service wrote: cut short, filled with rubbish, too large, nested too deep, or
 // something other than a file. None may crash, hang or half fill the service.
+#include "platform/queue_copies.h"
 #include "queue/queue_file.h"
 #include "queue/transcode_queue.h"
 #include "tests/queue/queue_bench.h"
@@ -58,7 +59,10 @@ std::string read_it() {
 
 std::string read_text(const std::string& text) {
   write_file(queue_file_path, text);
-  return read_it();
+  auto said = read_it();
+  for (const auto& copy : queue_file_copies())
+    fs::remove(copy);  // the disk is small
+  return said;
 }
 
 void expect_not_read(const std::string& text) {
@@ -182,12 +186,12 @@ TEST_F(damaged_queue, file_without_an_end_is_not_read) {
   });
 }
 
-TEST_F(damaged_queue, directory_in_its_place_is_not_read) {
+TEST_F(damaged_queue, directory_in_its_place_is_not_read_and_makes_way) {
   inside([] {
     fs::create_directory(queue_file_path);
-    EXPECT_THAT(read_it(), StartsWith("Queue was not read, error "));
-    EXPECT_TRUE(write_queue()) << "the rename fails unseen";
-    EXPECT_TRUE(fs::is_directory(queue_file_path));
+    EXPECT_THAT(read_it(), StartsWith("Queue was not read, error Is a directory\n"));
+    EXPECT_TRUE(write_queue());
+    EXPECT_TRUE(fs::is_regular_file(queue_file_path));
   });
 }
 
@@ -195,6 +199,7 @@ TEST_F(damaged_queue, fifo_in_its_place_does_not_hold_up_the_start) {
   inside([] {
     ASSERT_EQ(mkfifo(queue_file_path, 0600), 0);
     EXPECT_THAT(read_it(), StartsWith("Queue was not read, error ")) << "nobody writes";
+    ASSERT_EQ(mkfifo(queue_file_path, 0600), 0);
     const int writer = open(queue_file_path, O_RDWR | O_CLOEXEC);
     EXPECT_THAT(read_it(), StartsWith("Queue was not read, error ")) << "a writer says nothing";
     close(writer);
@@ -206,7 +211,8 @@ TEST_F(damaged_queue, links_that_lead_nowhere_cannot_be_opened) {
     for (const char* target : {"nowhere", "vod.queue.js"}) {
       fs::remove(queue_file_path);
       fs::create_symlink(target, queue_file_path);
-      EXPECT_EQ(stderr_of([] { EXPECT_FALSE(read_queue()); }), "Unable to open queue file\n");
+      EXPECT_THAT(stderr_of([] { EXPECT_FALSE(read_queue()); }),
+                  StartsWith("Unable to open queue file\n"));
     }
   });
 }

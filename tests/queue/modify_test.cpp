@@ -233,3 +233,13 @@ TEST_F(modify, resume_of_an_item_in_any_other_state_clears_the_pause_alone) {
     EXPECT_THAT(status_writes, ElementsAre(item.sm.state_name() + std::string(": before")));
   }
 }
+
+TEST_F(modify, value_that_the_queue_file_has_no_room_for_is_refused) {
+  ASSERT_TRUE(item.modify("input file", source_file));
+  ASSERT_TRUE(item.modify("transcode profile", "720"));
+  const std::string huge = "/mnt/media/" + std::string(25U << 20U, 'x');
+  EXPECT_FALSE(item.modify("transcode profile", huge.c_str()));
+  EXPECT_EQ(item.transcode_profile, "720");
+  EXPECT_FALSE(item.modify("input file", huge.c_str()));
+  EXPECT_EQ(item.input_file, "") << "as after every refusal of a source";
+}

@@ -43,6 +43,11 @@ strings written_ids() {
   return ids;
 }
 
+mode_t mode_of(const char* path) {
+  struct stat status {};
+  return stat(path, &status) == 0 ? status.st_mode & 07777U : 0;
+}
+
 class queue_file_write : public queue_bench {};
 
 }  // namespace
@@ -163,18 +168,56 @@ TEST_F(queue_file_write, missing_folder_is_a_failure) {
 
 TEST_F(queue_file_write, failed_write_goes_unnoticed) {
   inside([] {
-    const std::string full_device = std::string(queue_file_path) + ".tmp";
-    fs::create_symlink("/dev/full", full_device);
+    write_file(queue_file_path, "the old one");
+    std::ofstream filler("/mnt/filler");
+    while (filler << std::string(65536, 'x') << std::flush) {
+    }
+    add_item("a", TRANSCODE_READY).state_message = std::string(100000, 'x');
     EXPECT_TRUE(write_queue());
-    EXPECT_FALSE(fs::is_symlink(full_device)) << "the rename is done all the same";
+    EXPECT_LT(fs::file_size(queue_file_path), 100000U) << "the rename is done all the same";
   });
 }
 
-TEST_F(queue_file_write, fifo_in_place_of_the_temporary_does_not_hold_it_up) {
+TEST_F(queue_file_write, what_stands_in_place_of_the_temporary_is_removed) {
   inside([] {
-    write_file(queue_file_path, "the old one");
-    ASSERT_EQ(mkfifo((std::string(queue_file_path) + ".tmp").c_str(), 0600), 0);
-    EXPECT_FALSE(write_queue());
-    EXPECT_EQ(read_file(queue_file_path), "the old one");
+    const std::string temporary = std::string(queue_file_path) + ".tmp";
+    write_file("/mnt/precious", "precious");
+    fs::create_symlink("/mnt/precious", temporary);
+    EXPECT_TRUE(write_queue());
+    ASSERT_EQ(mkfifo(temporary.c_str(), 0600), 0);
+    EXPECT_TRUE(write_queue());
+    EXPECT_TRUE(fs::is_regular_file(queue_file_path));
+    EXPECT_EQ(read_file("/mnt/precious"), "precious");
+  });
+}
+
+TEST_F(queue_file_write, few_may_read_it) {
+  inside([] {
+    struct rights {
+      mode_t old_mode;
+      mode_t umask;
+      mode_t expected;
+    };
+    for (const auto& [old_mode, mask, expected] :
+         {rights{0, 0, 0640}, rights{0666, 0, 0640}, rights{0640, 027, 0640},
+          rights{0644, 077, 0600}, rights{0600, 0, 0600}, rights{0400, 0, 0400}}) {
+      fs::remove(queue_file_path);
+      if (old_mode != 0) {
+        write_file(queue_file_path, "the old one");
+        ASSERT_EQ(chmod(queue_file_path, old_mode), 0);
+      }
+      const mode_t saved = umask(mask);
+      EXPECT_TRUE(write_queue());
+      EXPECT_EQ(umask(saved), mask) << "the umask stays";
+      EXPECT_EQ(mode_of(queue_file_path), expected) << std::oct << old_mode << " " << mask;
+    }
+  });
+}
+
+TEST_F(queue_file_write, another_group_than_its_folder_s_may_not_read_it) {
+  inside([] {
+    if (chown("/mnt/main/tv", 0, 12345) != 0) GTEST_SKIP() << "one group is all there is here";
+    EXPECT_TRUE(write_queue());
+    EXPECT_EQ(mode_of(queue_file_path), 0600U);
   });
 }

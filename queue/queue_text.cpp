@@ -1,0 +1,64 @@
+// Writes the queue as text.
+#include "queue/queue_text.h"
+
+#include <ctime>
+
+#include "platform/text.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_queue.h"
+
+namespace {
+
+// As much of a status text as a person reads.
+constexpr std::size_t kept_of_status = 1000;
+
+std::string time_text() {
+  time_t const now = time(nullptr);
+  struct tm parts {};
+  char text[64] = "";
+  if (localtime_r(&now, &parts) == nullptr || asctime_r(&parts, text) == nullptr) {
+    return "";
+  }
+  return chomp(text);
+}
+
+void leave_out_what_can_be_missed(QueueItem::json_object& keys, QueueItem const& item) {
+  keys["process argv"] = json11::Json::array();
+  keys["quoted profile"] = json11::Json::array();
+  if (item.sm.state == TRANSCODE_READY) {
+    keys["ready state"] = ready_states__str[READY_INIT];  // from there the profiles are listed anew
+  }
+  keys["state"] = item.state_message.substr(0, kept_of_status);
+  if (!item.remote_info.empty()) {
+    json11::Json::object remote = keys["remote job"].object_items();
+    remote.erase("json");
+    keys["remote job"] = remote;
+  }
+}
+
+std::string text_of_queue(bool is_whole) {
+  json11::Json::array list;
+  for (QueueItem const* item : transcode_queue) {
+    if (item == nullptr || item->sm.state == TRANSCODE_INIT ||
+        item->sm.state == TRANSCODE_CLEARED) {
+      continue;
+    }
+    QueueItem::json_object keys;
+    item->serialize_json(keys, true);
+    if (!is_whole) {
+      leave_out_what_can_be_missed(keys, *item);
+    }
+    list.emplace_back(keys);
+  }
+  return json11::Json(json11::Json::object{{"list", list}, {"time", time_text()}}).dump();
+}
+
+}  // namespace
+
+std::string queue_text() {
+  std::string text = text_of_queue(true);
+  if (text.size() > queue_file_size_limit) {
+    text = text_of_queue(false);
+  }
+  return text;
+}

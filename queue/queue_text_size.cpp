@@ -1,0 +1,90 @@
+// Adds up the length of the queue's text without writing it.
+#include "queue/queue_text_size.h"
+
+#include <cstddef>
+#include <string_view>
+
+#include "queue/queue_item.h"
+#include "queue/queue_text.h"
+#include "queue/transcode_queue.h"
+
+namespace {
+
+// An item's keys, flags, numbers, names of states and punctuation, rounded up.
+constexpr std::size_t fixed_size = 1024;
+// Quotes and the separator that follows.
+constexpr std::size_t string_frame = 4;
+// A number as long as they come, with its separator.
+constexpr std::size_t longest_number = 32;
+
+// As the writer escapes it. U+2028 and U+2029, three bytes that begin with 0xe2, are written as
+// six; other characters that begin so are counted as if they were, too.
+std::size_t char_size(unsigned char c) {
+  switch (c) {
+  case '"':
+  case '\\':
+  case '\b':
+  case '\f':
+  case '\n':
+  case '\r':
+  case '\t':
+    return 2;
+  case 0xe2:
+    return 4;
+  default:
+    return c < 0x20 ? 6 : 1;
+  }
+}
+
+std::size_t text_size(std::string_view text) {
+  std::size_t size = string_frame;
+  for (char const c : text) {
+    size += char_size(static_cast<unsigned char>(c));
+  }
+  return size;
+}
+
+std::size_t list_size(std::vector<std::string> const& texts) {
+  std::size_t size = 0;
+  for (std::string const& text : texts) {
+    size += text_size(text);
+  }
+  return size;
+}
+
+std::size_t document_size(json11::Json const& json) {
+  std::size_t size = longest_number + (json.is_string() ? text_size(json.string_value()) : 0);
+  for (json11::Json const& element : json.array_items()) {
+    size += document_size(element);
+  }
+  for (auto const& [key, value] : json.object_items()) {
+    size += text_size(key) + document_size(value);
+  }
+  return size;
+}
+
+std::size_t item_size(QueueItem const& item) {
+  return fixed_size + text_size(item.entry_id) + text_size(item.input_file) +
+         text_size(item.output_file) + text_size(item.transcode_profile) +
+         list_size(item.quoted_profile) + text_size(item.state_message) +
+         list_size(item.proc_argv) + text_size(item.remote_info.ip) +
+         text_size(item.remote_info.name) + text_size(item.remote_info.entry_id) +
+         document_size(item.remote_info.json);
+}
+
+}  // namespace
+
+bool has_room_in_queue_text(QueueItem const& item, char const* old_value, char const* new_value) {
+  std::size_t const old_size = text_size(old_value);
+  std::size_t const new_size = text_size(new_value);
+  if (new_size <= old_size) {
+    return true;
+  }
+  std::size_t size = item_size(item) - old_size + new_size;
+  for (QueueItem const* other : transcode_queue) {
+    if (other != nullptr && other != &item) {
+      size += item_size(*other);
+    }
+  }
+  return size <= queue_text_size_limit;
+}
