@@ -126,13 +126,16 @@ TEST(media_probe, does_not_trust_an_estimated_length) {
 TEST(media_probe, measures_a_stream_without_a_clock) {
   double duration = 0.0;
   std::string error;
-  ASSERT_TRUE(measure_duration(test_media("raw.h264"), 0, 25.0, duration, error)) << error;
+  ASSERT_TRUE(
+      measure_duration(test_media("raw.h264"), probed("raw.h264"), 0, 25.0, duration, error))
+      << error;
   EXPECT_NEAR(duration, 2.0, 0.1);
 }
 
 TEST(media_probe, measures_sound_by_its_packets) {
   double duration = 0.0;
   std::string error;
-  ASSERT_TRUE(measure_duration(test_media("tone.aac"), 0, 0.0, duration, error)) << error;
+  ASSERT_TRUE(measure_duration(test_media("tone.aac"), probed("tone.aac"), 0, 0.0, duration, error))
+      << error;
   EXPECT_NEAR(duration, 3.0, 0.1);
 }

@@ -75,12 +75,14 @@ argument_list ffmpeg_command() {
   return {ffmpeg_path, "-nostdin", "-hide_banner", "-nostats", "-loglevel", "error"};
 }
 
-void add_input(argument_list& arguments, const std::string& url, std::string_view format) {
+void add_input(argument_list& arguments, const std::string& url, std::string_view format,
+               const probe_depth& depth) {
   append(arguments, {"-protocol_whitelist", "file", "-format_whitelist",
                      format.empty() ? containers : std::string(format)});
   if (!format.empty()) append(arguments, {"-f", std::string(format)});
-  append(arguments, {"-max_streams", "64", "-probesize", "10M", "-analyzeduration", "10M",
-                     "-max_alloc", "1073741824", "-i", url});
+  append(arguments,
+         {"-max_streams", "64", "-probesize", std::to_string(depth.bytes), "-analyzeduration",
+          std::to_string(depth.seconds) + "M", "-max_alloc", "1073741824", "-i", url});
 }
 
 void add_output(argument_list& arguments, std::string_view format, const std::string& url) {

@@ -6,6 +6,7 @@
 // image sequence reader. Hence one place for these options and none elsewhere.
 #pragma once
 
+#include "tools/common/probe_depth.h"
 #include "tools/common/process_runner.h"
 
 #include <string>
@@ -20,7 +21,8 @@ using argument_list = std::vector<std::string>;
 // Adds what every reading of a source begins with, up to and with "-i URL". `format` is a single
 // demuxer of the caller's choice (see sniff_still), or empty to let the engine find out which of
 // the allowed containers it is. Options of the input itself, such as -ss, come before this.
-void add_input(argument_list& arguments, const std::string& url, std::string_view format = {});
+void add_input(argument_list& arguments, const std::string& url, std::string_view format = {},
+               const probe_depth& depth = {});
 
 // "ffprobe" or "ffmpeg" with the options that come first. Both are silent but for errors.
 argument_list ffprobe_command();

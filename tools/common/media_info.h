@@ -1,6 +1,8 @@
 // What is known of a media file: its streams that can be decoded, and its length.
 #pragma once
 
+#include "tools/common/probe_depth.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -44,9 +46,22 @@ struct audio_stream {
   int index = 0;
   std::string codec;
   int channels = 0;
+  bool layout_known = false;  // whether the file tells where its channels belong
   int sample_rate = 0;
+  std::string language;    // as the file names it; empty when not told
   bool preferred = false;  // marked as default
   bool secondary = false;  // a commentary or a mix for the impaired
+  double start = 0.0;
+  double duration = 0.0;
+  std::vector<int> programs;
+};
+
+// A stream that the file announces and of which nothing was met that tells how to decode it.
+struct unclear_stream {
+  int index = 0;
+  bool sound = false;
+  bool preferred = false;
+  bool secondary = false;
   double start = 0.0;
   double duration = 0.0;
   std::vector<int> programs;
@@ -56,11 +71,16 @@ struct media_info {
   std::string container;            // ffmpeg's demuxer name, such as "mov,mp4,m4a,3gp,3g2,mj2"
   double start = 0.0;               // seconds; broadcast streams begin anywhere
   double duration = 0.0;            // seconds; 0 when unknown, as for a still
-  bool duration_estimated = false;  // guessed from the bit rate: of no use as a yardstick
+  bool duration_estimated = false;  // guessed from the bit rate or a clock that jumps: no yardstick
   bool still = false;         // a picture file: one stream in `video`, of no rate and no duration
   std::int64_t bit_rate = 0;  // bits a second; 0 when unknown
   std::vector<video_stream> video;
   std::vector<audio_stream> audio;
+  std::vector<unclear_stream> unclear;
+  probe_depth depth;  // how far the engine looked, and has to look, to know these streams
+
+  // Whether its kind of container comes from broadcast, where a clock may jump in the middle.
+  bool clock_may_jump() const;
 
   // The moving picture worth showing: the largest that is no cover. Null when there is none.
   const video_stream* picture() const;
@@ -71,4 +91,12 @@ struct media_info {
   // The sound that belongs to picture(): of the same broadcast program, the main one rather than
   // a commentary. Null when there is none.
   const audio_stream* sound() const;
+
+  // The unclear stream that would be picture() or sound() if it were clear; null when there is
+  // none.
+  const unclear_stream* wanted() const;
+
+  // The sound that is the right channel where sound() is the left one: the second mono track of a
+  // recording that keeps each channel in a track of its own. Null when there is none.
+  const audio_stream* right_channel() const;
 };

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "tools/common/media_info.h"
+#include "tools/common/packet_timeline.h"
 
 #include <chrono>
 #include <string>
@@ -22,9 +23,14 @@ enum class probe_kinds { films_and_sound, stills_too };
 bool probe_media(const std::string& path, media_info& info, std::string& error,
                  probe_kinds kinds = probe_kinds::films_and_sound);
 
+// Reads all packets of `path`, which was probed at `depth`, onto `timeline`. Takes as long as
+// reading the file does, at most measure_time_limit. False with the cause in `error`.
+bool measure_streams(const std::string& path, const probe_depth& depth, packet_timeline& timeline,
+                     std::string& error);
+
 // Measures the length of one stream by reading all its packets, for a file whose own statement is
 // missing or estimated (media_info::duration_estimated). Takes as long as reading the file does, at
 // most measure_time_limit.
 // True with the length in seconds in `duration`, else false with the cause in `error`.
-bool measure_duration(const std::string& path, int stream_index, double frame_rate,
-                      double& duration, std::string& error);
+bool measure_duration(const std::string& path, const media_info& info, int stream_index,
+                      double frame_rate, double& duration, std::string& error);

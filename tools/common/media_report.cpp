@@ -16,9 +16,9 @@ const char* const media_report_entries =
     "format=format_name,start_time,duration,bit_rate"
     ":stream=index,codec_type,codec_name,pix_fmt,sample_fmt,width,height,sample_aspect_ratio,"
     "field_order,color_transfer,r_frame_rate,avg_frame_rate,start_time,duration,channels,"
-    "sample_rate"
+    "channel_layout,sample_rate"
     ":stream_disposition=default,comment,hearing_impaired,visual_impaired,attached_pic"
-    ":stream_side_data=rotation:stream_tags=rotate"
+    ":stream_side_data=rotation:stream_tags=rotate,language"
     ":program=program_id:program_stream=index"
     ":program_version=version";
 
@@ -60,8 +60,18 @@ bool close_to(double a, double b) {
   return std::fabs(a - b) <= 0.02 * b;
 }
 
-// The nominal rate is exact where the file has one, but for fields instead of frames, and for a
-// variable rate it is anything; the average tells which.
+// The usual rates. What a camera calls its rate is one of them even where it leaves frames out.
+bool is_usual(const rational& rate) {
+  constexpr double whole[] = {24, 25, 30, 48, 50, 60};
+  return std::any_of(std::begin(whole), std::end(whole), [&](double usual) {
+    return std::fabs(rate.value() - usual) < 0.01 ||
+           std::fabs(rate.value() - usual * 1000 / 1001) < 0.01;
+  });
+}
+
+// The nominal rate is exact where the file has one, but for fields instead of frames. For a
+// variable rate it may be anything: the finest step of the clock, or what the camera was set to.
+// The average tells which.
 rational frame_rate(const Json& stream) {
   const rational nominal = ratio(stream["r_frame_rate"].string_value());
   const rational average = ratio(stream["avg_frame_rate"].string_value());
@@ -69,7 +79,9 @@ rational frame_rate(const Json& stream) {
   if (!nominal.known()) return average;
   if (close_to(nominal.value(), average.value())) return nominal;
   const rational halved = {nominal.num, nominal.den * 2};
-  return close_to(halved.value(), average.value()) ? halved : average;
+  if (close_to(halved.value(), average.value())) return halved;
+  const bool frames_left_out = average.value() < nominal.value() && is_usual(nominal);
+  return frames_left_out ? nominal : average;
 }
 
 // A pixel eight times as wide as high is a damaged header, not a format.
@@ -123,13 +135,20 @@ bool read_video(const Json& stream, video_stream& video) {
   return true;
 }
 
+bool is_secondary(const Json& stream) {
+  return flagged(stream, "comment") || flagged(stream, "hearing_impaired") ||
+         flagged(stream, "visual_impaired");
+}
+
 bool read_audio(const Json& stream, audio_stream& audio) {
   audio.codec = stream["codec_name"].string_value();
   audio.channels = stream["channels"].int_value();
   audio.sample_rate = std::atoi(stream["sample_rate"].string_value().c_str());
+  const std::string layout = stream["channel_layout"].string_value();
+  audio.layout_known = !layout.empty() && layout != "unknown";
+  audio.language = stream["tags"]["language"].string_value();
   audio.preferred = flagged(stream, "default");
-  audio.secondary = flagged(stream, "comment") || flagged(stream, "hearing_impaired") ||
-                    flagged(stream, "visual_impaired");
+  audio.secondary = is_secondary(stream);
   return !stream["sample_fmt"].string_value().empty() && audio.channels > 0 &&
          audio.sample_rate > 0;
 }
@@ -153,6 +172,17 @@ program_map read_programs(const Json& programs) {
   return map;
 }
 
+// A stream whose first packets were not met yet may become clear further on.
+void read_unclear(const Json& stream, const std::string& kind, const program_map& programs,
+                  media_info& info) {
+  unclear_stream unclear;
+  unclear.sound = kind == "audio";
+  unclear.preferred = flagged(stream, "default");
+  unclear.secondary = is_secondary(stream);
+  place(stream, programs, unclear);
+  info.unclear.push_back(unclear);
+}
+
 void read_streams(const Json& streams, const program_map& programs, media_info& info) {
   for (const Json& stream : streams.array_items()) {
     const std::string kind = stream["codec_type"].string_value();
@@ -164,6 +194,8 @@ void read_streams(const Json& streams, const program_map& programs, media_info& 
     } else if (kind == "audio" && read_audio(stream, audio)) {
       place(stream, programs, audio);
       info.audio.push_back(audio);
+    } else if (kind == "video" || kind == "audio") {
+      read_unclear(stream, kind, programs, info);
     }
   }
 }

@@ -64,7 +64,7 @@ private:
     double duration = media_.duration;
     std::string ignored;
     if (media_.duration_estimated) {
-      measure_duration(options_.input, picture.index, picture.frame_rate.value(), duration,
+      measure_duration(options_.input, media_, picture.index, picture.frame_rate.value(), duration,
                        ignored);
     }
     const time_window window = moments_of(media_, picture, duration);

@@ -38,7 +38,7 @@ void settle_duration(const std::string& path, media_info& media) {
   const double rate = picture != nullptr ? picture->frame_rate.value() : 0.0;
   double measured = 0.0;
   std::string ignored;
-  if (measure_duration(path, index, rate, measured, ignored)) media.duration = measured;
+  if (measure_duration(path, media, index, rate, measured, ignored)) media.duration = measured;
 }
 
 std::string read_head(const source_file& source) {

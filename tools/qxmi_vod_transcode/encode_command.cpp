@@ -3,6 +3,7 @@
 
 #include "tools/qxmi_vod_transcode/picture_filters.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/qxmi_vod_transcode/sound_filters.h"
 
 #include <cmath>
 #include <initializer_list>
@@ -11,11 +12,17 @@ namespace {
 
 constexpr int key_frame_seconds = 2;
 
-// Where the sound begins late or has gaps it is filled with silence, so that it stays in step.
-constexpr const char* sound_filters = "aresample=48000:async=1000:min_hard_comp=0.1:first_pts=0";
+// An AVI file has slots of time instead of a clock. Where the sound has an encoder's delay the slot
+// after the first picture is left empty, which would show that picture twice: later ones move up.
+constexpr const char* close_second_slot =
+    "setpts=if(eq(N\\,1)\\,st(0\\,eq(PTS-PREV_INPTS\\,2)))*0+PTS-ld(0),";
 
 void append(argument_list& arguments, std::initializer_list<std::string> more) {
   arguments.insert(arguments.end(), more);
+}
+
+bool is_avi(const source_media& media) {
+  return media.container == "avi";
 }
 
 void add_picture(argument_list& arguments, const source_media& media,
@@ -24,7 +31,8 @@ void add_picture(argument_list& arguments, const source_media& media,
   const std::string key_frames = std::to_string(std::lround(rate * key_frame_seconds));
   const int peak = peak_bit_rate(settings.size.height, rate);
   append(arguments, {"-map", "0:" + std::to_string(media.picture->index)});
-  append(arguments, {"-filter:v", picture_filters(media, {settings.size, settings.tone_map})});
+  const std::string filters = picture_filters(media, {settings.size, settings.tone_map});
+  append(arguments, {"-filter:v", (is_avi(media) ? close_second_slot : "") + filters});
   append(arguments, {"-c:v", "libx264", "-profile:v", "high", "-preset", "fast", "-crf", "22"});
   append(arguments, {"-maxrate:v", std::to_string(peak) + "k"});
   append(arguments, {"-bufsize:v", std::to_string(2 * peak) + "k"});
@@ -32,9 +40,24 @@ void add_picture(argument_list& arguments, const source_media& media,
   append(arguments, {"-threads:v", std::to_string(settings.threads)});
 }
 
-void add_sound(argument_list& arguments, const audio_stream& sound) {
-  append(arguments, {"-map", "0:" + std::to_string(sound.index), "-filter:a", sound_filters});
+void add_sound(argument_list& arguments, const source_media& media) {
+  if (media.right) {
+    append(arguments, {"-filter_complex", joined_sound_graph(media), "-map", "[sound]"});
+  } else {
+    append(arguments, {"-map", "0:" + std::to_string(media.sound->index)});
+    append(arguments, {"-filter:a", sound_filters(media)});
+  }
+  append(arguments, {"-async", sound_step});
   append(arguments, {"-c:a", "aac", "-profile:a", "aac_low", "-ac", "2", "-b:a", "160k"});
+}
+
+// What the engine has to know of the source's clock.
+void add_clock(argument_list& arguments, const source_media& media) {
+  // An AVI file tells no times of its own, and what the engine makes up for it is late by a slot.
+  if (!is_avi(media)) append(arguments, {"-fflags", "+genpts"});
+  if (media.lead > 0.0) append(arguments, {"-itsoffset", "-" + std::to_string(media.lead)});
+  if (media.jump_limit > 0.0)
+    append(arguments, {"-dts_delta_threshold", std::to_string(media.jump_limit)});
 }
 
 }  // namespace
@@ -44,11 +67,12 @@ argument_list encode_command(const source_media& media, const encode_settings& s
   const std::string threads = std::to_string(settings.threads);
   argument_list arguments = ffmpeg_command();
   append(arguments, {"-progress", "pipe:1", "-stats_period", "0.25", "-filter_threads", threads});
-  append(arguments, {"-fflags", "+genpts", "-threads", threads});
-  add_input(arguments, input_url);
+  append(arguments, {"-threads", threads});
+  add_clock(arguments, media);
+  add_input(arguments, input_url, {}, media.depth);
   append(arguments, {"-map_metadata", "-1", "-map_chapters", "-1"});
   if (media.picture) add_picture(arguments, media, settings);
-  if (media.sound) add_sound(arguments, *media.sound);
+  if (media.sound) add_sound(arguments, media);
   append(arguments, {"-t", std::to_string(settings.time_limit), "-movflags", "+faststart"});
   add_output(arguments, "mp4", output_url);
   return arguments;

@@ -20,8 +20,9 @@ std::string picture_text(const video_stream& picture) {
          " fps " + (picture.interlaced ? "interlaced " : "progressive ") + picture.codec + ", ";
 }
 
-std::string sound_text(const audio_stream& sound) {
-  return "audio " + std::to_string(sound.channels) + "ch " + sound.codec + ", ";
+std::string sound_text(const source_media& media) {
+  const int channels = media.right ? 2 : media.sound->channels;
+  return "audio " + std::to_string(channels) + "ch " + media.sound->codec + ", ";
 }
 
 }  // namespace
@@ -32,7 +33,7 @@ std::string quote_text(const source_media& media, int max_height) {
 
   std::string text = "*SOURCE\n";
   if (media.picture) text += picture_text(*media.picture);
-  if (media.sound) text += sound_text(*media.sound);
+  if (media.sound) text += sound_text(media);
   text += decimals(media.duration, 2) + " s\n*QUOTE\n";
   for (const std::string& name : names)
     text += ".. " + name + "\n";

@@ -4,6 +4,7 @@
 #include "tools/common/media_probe.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -12,26 +13,50 @@ constexpr double slowest = 1.0;
 constexpr double fastest = 60.0;
 constexpr rational usual_rate = {25, 1};
 
-// Where a stream ends, counted from the file's beginning; 0 when the container does not tell.
-template <typename stream_type> double end_of(const stream_type& stream, double file_start) {
-  return stream.duration > 0.0 ? stream.start + stream.duration - file_start : 0.0;
+// A clock that was found even has no jumps: each step of it is meant, and only longer ones than any
+// recording are not.
+constexpr double no_jumps = 100000.0;
+
+// A pause of one stream is recognised as such by the engine when the limit is above it.
+constexpr double pause_margin = 1.0;
+
+// Where a stream ends, counted from the common beginning; 0 when the container does not tell.
+template <typename stream_type> double end_of(const stream_type& stream, double beginning) {
+  return stream.duration > 0.0 ? stream.start + stream.duration - beginning : 0.0;
 }
 
 // The file may be longer than what is taken of it: other programs, data, subtitles.
 void take_lengths(const media_info& info, source_media& media) {
-  const double picture = media.picture ? end_of(*media.picture, info.start) : 0.0;
-  const double sound = media.sound ? end_of(*media.sound, info.start) : 0.0;
+  const double picture = media.picture ? end_of(*media.picture, media.beginning) : 0.0;
+  const double sound = media.sound ? end_of(*media.sound, media.beginning) : 0.0;
   const bool all_told = (!media.picture || picture > 0.0) && (!media.sound || sound > 0.0);
-  media.duration = all_told ? std::max(picture, sound) : info.duration;
+  media.duration = all_told ? std::max(picture, sound) : info.duration - media.lead;
   media.picture_duration = picture > 0.0 ? picture : media.duration;
+  media.sound_duration = sound;
 }
 
-bool measure_lengths(const std::string& path, source_media& media, std::string& error) {
-  const int index = media.picture ? media.picture->index : media.sound->index;
-  const double rate = media.picture ? media.picture->frame_rate.value() : 0.0;
-  if (!measure_duration(path, index, rate, media.duration, error)) return false;
-  media.picture_duration = media.duration;
-  return true;
+// Where a stream ends on the measured line, counted from the common beginning; 0 when it cannot be
+// said.
+double measured_end(const packet_timeline& timeline, int stream, double rate, double beginning) {
+  double end = 0.0;
+  return timeline.end_of(stream, end) ? end - beginning : timeline.length_of(stream, rate);
+}
+
+void take_streams(const media_info& info, source_parts parts, source_media& media) {
+  const bool sound_alone = parts == source_parts::sound_alone;
+  if (const video_stream* picture = sound_alone ? nullptr : info.picture())
+    media.picture = *picture;
+  if (const audio_stream* sound = info.sound()) media.sound = *sound;
+  if (const audio_stream* right = info.right_channel()) media.right = *right;
+  media.container = info.container;
+  media.depth = info.depth;
+  if (info.clock_may_jump()) media.jump_limit = no_jumps;
+}
+
+double lead_of(const media_info& info, const source_media& media) {
+  if (!media.picture || !media.sound || !media.picture->frame_rate.known()) return 0.0;
+  const double lead = media.picture->start - info.start;
+  return lead > 0.0 && lead * media.picture->frame_rate.value() <= 1.0 ? lead : 0.0;
 }
 
 bool fits_filter(rational rate) {
@@ -42,26 +67,47 @@ bool fits_filter(rational rate) {
 
 rational source_media::frame_rate() const {
   const rational told = picture ? picture->frame_rate : rational();
-  if (!told.known() || !fits_filter(told)) return usual_rate;
-  if (told.value() > fastest) return {static_cast<std::int64_t>(fastest), 1};
-  if (told.value() < slowest) return {static_cast<std::int64_t>(slowest), 1};
-  return told;
+  if (!told.known() || told.value() < slowest) {
+    return told.known() ? rational{static_cast<std::int64_t>(slowest), 1} : usual_rate;
+  }
+  const double divisor = std::ceil(told.value() / fastest - 1e-9);
+  const rational divided = {told.num, told.den * static_cast<std::int64_t>(std::max(1.0, divisor))};
+  return fits_filter(divided) ? divided : usual_rate;
 }
 
 bool read_source_media(const std::string& path, source_parts parts, source_media& media,
                        std::string& error) {
   media_info info;
   if (!probe_media(path, info, error)) return false;
-  const bool sound_alone = parts == source_parts::sound_alone;
-  if (const video_stream* picture = sound_alone ? nullptr : info.picture()) {
-    media.picture = *picture;
-  }
-  if (const audio_stream* sound = info.sound()) media.sound = *sound;
+  take_streams(info, parts, media);
   if (!media.picture && !media.sound) {
-    error = sound_alone ? "has no sound" : "holds neither a moving picture nor sound";
+    error = parts == source_parts::sound_alone ? "has no sound"
+                                               : "holds neither a moving picture nor sound";
     return false;
   }
+  media.lead = lead_of(info, media);
+  media.beginning = info.start + media.lead;
   take_lengths(info, media);
-  const bool measured = info.duration_estimated || media.duration <= 0.0;
-  return !measured || measure_lengths(path, media, error);
+  if (!info.duration_estimated && media.duration > 0.0) return true;
+  media.picture_duration = media.sound_duration = media.duration = 0.0;
+  return measure_lengths(path, media, error);
+}
+
+bool measure_lengths(const std::string& path, source_media& media, std::string& error) {
+  const bool broadcast = media.jump_limit > 0.0;
+  packet_timeline timeline(broadcast);
+  if (!measure_streams(path, media.depth, timeline, error)) return false;
+  if (media.picture && (broadcast || media.duration <= 0.0)) {
+    media.picture_duration = measured_end(timeline, media.picture->index,
+                                          media.picture->frame_rate.value(), media.beginning);
+  }
+  if (media.sound && (broadcast || media.sound_duration <= 0.0))
+    media.sound_duration = measured_end(timeline, media.sound->index, 0.0, media.beginning);
+  if (broadcast || media.duration <= 0.0)
+    media.duration = std::max(media.picture_duration, media.sound_duration);
+  if (broadcast)
+    media.jump_limit = std::max(packet_timeline::jump, timeline.longest_pause() + pause_margin);
+  media.measured = true;
+  if (media.duration <= 0.0) error = "has no length";
+  return error.empty();
 }

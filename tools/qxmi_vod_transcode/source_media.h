@@ -1,4 +1,4 @@
-// A source as the transcoder sees it: the picture and the sound it will take, and their length.
+// A source as the transcoder sees it: the picture and the sound it will take, and their lengths.
 #pragma once
 
 #include "tools/common/media_info.h"
@@ -9,17 +9,38 @@
 struct source_media {
   std::optional<video_stream> picture;
   std::optional<audio_stream> sound;
+  std::optional<audio_stream> right;  // the right channel, where `sound` is a left one alone
+  std::string container;
+  probe_depth depth;
+  double beginning = 0.0;  // where the result begins, on the source's own clock
+
   double duration = 0.0;          // seconds, of what is taken; always known and above 0
   double picture_duration = 0.0;  // seconds from the common beginning to the picture's end
+  double sound_duration = 0.0;    // the same of the sound; 0 when it is not known
+  bool measured = false;          // these lengths come from the packets, not from the container
 
-  // Frames a second of the output: the source's own rate, within 1 to 60.
+  // What lies before the picture at the beginning, seconds, where it is less than a frame: the
+  // encoder's own delay of the sound, as a rule. The result begins with the picture.
+  double lead = 0.0;
+
+  // In containers from broadcast, whose clock may jump: a step of the clock above this many seconds
+  // is a jump to be closed. 0 in all others.
+  double jump_limit = 0.0;
+
+  // Frames a second of the output: the source's own rate, within 1 to 60. Above that it is divided
+  // by a whole number, so that every frame of the output is one of the source.
   rational frame_rate() const;
 };
 
 // What is to be taken of a source.
 enum class source_parts { picture_and_sound, sound_alone };
 
-// Probes `path` and measures the length of those parts of it where the file does not tell it. False
-// with the cause in `error` in words that follow the file's name.
+// Probes `path` and measures the length of those parts of it where the file does not tell it or its
+// word cannot be trusted. False with the cause in `error` in words that follow the file's name.
 bool read_source_media(const std::string& path, source_parts parts, source_media& media,
                        std::string& error);
+
+// Measures the lengths of `media`, as read_source_media() found it at `path`, by reading all
+// packets. Only what the container does not tell, or tells by a clock that may jump, is replaced.
+// False with the cause in `error`.
+bool measure_lengths(const std::string& path, source_media& media, std::string& error);

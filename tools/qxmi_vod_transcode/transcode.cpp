@@ -3,7 +3,6 @@
 
 #include "platform/cpu.h"
 #include "tools/common/command_line.h"
-#include "tools/common/media_probe.h"
 #include "tools/common/output_file.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
@@ -14,6 +13,7 @@
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/progress.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
+#include "tools/qxmi_vod_transcode/verify.h"
 
 #include <algorithm>
 #include <cmath>
@@ -22,11 +22,6 @@
 namespace {
 
 constexpr std::chrono::seconds last_line_patience{1};
-
-// How far the output's length may be from the source's, in seconds.
-double tolerance(double duration) {
-  return std::max(1.0, duration / 100.0);
-}
 
 std::int64_t total_frames(const source_media& media) {
   const double frame = std::chrono::duration<double>(progress_line::sound_frame).count();
@@ -73,7 +68,9 @@ public:
     progress_output progress;
     if (!encode(line, progress)) return exit_failure;
     if (!source_.unchanged()) return fail_source("changed while it was read");
-    if (!verify(error)) return fail_source(error);
+    // The engine may end with status 0 and an output that is empty or stops in the middle.
+    if (!verify_result(output_.temporary_path(), options_.input, settings_.size, media_, error))
+      return fail_source(error);
     if (!output_.commit(error)) return fail_output(error);
     progress.write_line(line.final_text(), last_line_patience);
     return exit_success;
@@ -100,12 +97,19 @@ private:
     encode_settings chosen;
     chosen.threads = cap_.useful_threads();
     if (options_.max_threads > 0) chosen.threads = std::min(chosen.threads, options_.max_threads);
-    // Longer than declared is a failure too, but must not fill the disk first.
-    chosen.time_limit = media_.duration + 2.0 * tolerance(media_.duration);
+    chosen.time_limit = time_limit();
     if (!media_.picture) return chosen;
     chosen.size = output_size(media_.picture->displayed, profile_height(options_.profile));
     chosen.tone_map = media_.picture->high_dynamic_range() && engine_can_tone_map();
     return chosen;
+  }
+
+  // Longer than declared is a failure too, but must not fill the disk first. A broadcast clock that
+  // was not found to jump may still have done so between the places that were looked at.
+  double time_limit() const {
+    const bool length_is_sure = media_.jump_limit <= 0.0 || media_.measured;
+    const double longest = length_is_sure ? media_.duration : 2.0 * media_.duration;
+    return longest + 2.0 * length_tolerance(longest);
   }
 
   bool encode(progress_line& line, progress_output& progress) {
@@ -126,37 +130,6 @@ private:
     } else {
       fail_source(engine_cause(result, source_.url()));
     }
-  }
-
-  // The engine may end with status 0 and an output that is empty or stops in the middle.
-  bool verify(std::string& error) const {
-    media_info made;
-    std::string cause;
-    if (!probe_media(output_.temporary_path(), made, cause)) {
-      error = "cannot be transcoded, the result " + cause;
-    } else if (!has_streams(made)) {
-      error = "cannot be transcoded, the result lacks picture or sound";
-    } else if (std::fabs(made.duration - media_.duration) > tolerance(media_.duration)) {
-      error = length_error(made.duration);
-    }
-    return error.empty();
-  }
-
-  bool has_streams(const media_info& made) const {
-    const video_stream* picture = made.picture();
-    const bool picture_is_right =
-        media_.picture ? picture != nullptr && picture->displayed.width == settings_.size.width &&
-                             picture->displayed.height == settings_.size.height
-                       : picture == nullptr;
-    return picture_is_right && (made.sound() != nullptr) == media_.sound.has_value();
-  }
-
-  std::string length_error(double made) const {
-    char text[120];
-    const char* form = made < media_.duration ? "ends after %.2f s, its declared length is %.2f s"
-                                              : "goes on after its declared length: %.2f of %.2f s";
-    std::snprintf(text, sizeof text, form, made, media_.duration);
-    return text;
   }
 
   const std::string& tool_;

@@ -1,0 +1,64 @@
+// What the packets of a file tell of the length of its streams, whatever its clock does.
+#pragma once
+
+#include <map>
+
+// What one packet tells, in seconds; NaN where it does not tell.
+struct packet_times {
+  double shown;
+  double decoded;
+  double duration;
+};
+
+// Puts the packets of one or more streams on one continuous line of time, in the way the engine
+// does it when it transcodes: a clock that jumps shifts all that follows, of every stream, so that
+// the stream which met the jump goes on where it was.
+class packet_timeline {
+public:
+  // Whether the container's clock may jump. In other containers each step of time is meant.
+  explicit packet_timeline(bool clock_may_jump) : clock_may_jump_(clock_may_jump) {}
+
+  // Takes the next packet of the file.
+  void add(int stream, const packet_times& packet);
+
+  // Where that stream ends on the line, in seconds on the clock of the file's beginning. False when
+  // it has no packets or they have no clock.
+  bool end_of(int stream, double& end) const;
+
+  // How many packets of that stream there were, and the longest time from one to the next, in
+  // seconds.
+  long packets(int stream) const;
+  double longest_step(int stream) const;
+
+  // How long that stream is, in seconds. Packets without a clock are frames of `frame_rate`; 0 when
+  // nothing can be said.
+  double length_of(int stream, double frame_rate) const;
+
+  // The longest pause of a single stream while another went on. It looks like a jump of the clock,
+  // and the engine has to know that it is none.
+  double longest_pause() const { return longest_pause_; }
+
+  // A step of time above this, in seconds, is a jump of the clock.
+  static constexpr double jump = 10.0;
+
+private:
+  struct stream_state {
+    long packets = 0;
+    bool timed = false;
+    double first = 0.0;
+    double last = 0.0;  // the latest time of decoding
+    double next = 0.0;  // where the next packet is due
+    double end = 0.0;
+    double longest_step = 0.0;
+  };
+
+  double shift_for(const stream_state& state, double time);
+  bool others_went_on(const stream_state& state, double time) const;
+
+  bool clock_may_jump_;
+  bool begun_ = false;
+  double shift_ = 0.0;
+  double last_ = 0.0;
+  double longest_pause_ = 0.0;
+  std::map<int, stream_state> streams_;
+};

@@ -1,0 +1,33 @@
+// The engine's filters for the sound.
+#include "tools/qxmi_vod_transcode/sound_filters.h"
+
+namespace {
+
+// The engine guesses the places of up to eight channels.
+constexpr int most_guessed_channels = 8;
+
+// The engine takes mono down by 3 dB on its way to two sides; this makes up for it beforehand. It
+// is looked at again whenever the chain is set up.
+constexpr const char* mono_gain =
+    "volume=volume=if(eq(nb_channels\\,1)\\,sqrt(2)\\,1):precision=float,";
+
+// Calculated in floating point, which has room above full scale until the limiter.
+constexpr const char* to_stereo =
+    "aformat=sample_fmts=fltp,"
+    "aresample=48000:ochl=stereo:center_mix_level=0.70710678:surround_mix_level=0.70710678,"
+    "alimiter=limit=1:level=0:latency=1";
+
+constexpr const char* first_pair = "pan=stereo|c0=c0|c1=c1,";
+
+}  // namespace
+
+std::string sound_filters(const source_media& media) {
+  const bool places_unknown =
+      !media.sound->layout_known && media.sound->channels > most_guessed_channels;
+  return (places_unknown ? first_pair : "") + std::string(mono_gain) + to_stereo;
+}
+
+std::string joined_sound_graph(const source_media& media) {
+  return "[0:" + std::to_string(media.sound->index) + "][0:" + std::to_string(media.right->index) +
+         "]join=inputs=2:channel_layout=stereo:map=0.0-FL|1.0-FR," + to_stereo + "[sound]";
+}

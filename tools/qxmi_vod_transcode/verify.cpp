@@ -1,0 +1,121 @@
+// Looks at a result before it gets its name.
+#include "tools/qxmi_vod_transcode/verify.h"
+
+#include "tools/common/media_probe.h"
+#include "tools/common/packet_timeline.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+// An encoder's delay counts as the beginning.
+constexpr double latest_begin = 0.1;
+
+// A change in the middle of the sound may cost the packets that are in the works.
+constexpr double longest_sound_gap = 0.25;
+constexpr double longest_picture_gap = 1.5;  // frames
+
+constexpr double sound_frame = 1024.0 / 48000.0;  // seconds
+
+std::string text(const char* form, ...) __attribute__((format(printf, 1, 2)));
+
+std::string text(const char* form, ...) {
+  char buffer[160];
+  va_list values;
+  va_start(values, form);
+  std::vsnprintf(buffer, sizeof buffer, form, values);
+  va_end(values);
+  return buffer;
+}
+
+std::string length_fault(double made, double expected) {
+  if (expected <= 0.0 || std::fabs(made - expected) <= length_tolerance(expected)) return {};
+  const char* form = made < expected ? "ends after %.2f s, its declared length is %.2f s"
+                                     : "goes on after its declared length: %.2f of %.2f s";
+  return text(form, made, expected);
+}
+
+// A fault that both kinds of streams may have. Of `what` there is a frame every `frame` seconds.
+std::string frame_fault(const char* what, const made_stream& made, double frame, double gap) {
+  if (made.begin > latest_begin) return text("its %s begins only at %.2f s", what, made.begin);
+  if (made.longest_step > gap) return text("its %s has a gap of %.2f s", what, made.longest_step);
+  const double expected = (made.end - made.begin) / frame;
+  const double allowed = std::max(2.0 + gap / frame, expected / 100.0);
+  if (std::fabs(static_cast<double>(made.frames) - expected) <= allowed) return {};
+  return text("its %s has %ld frames and should have %.0f", what, made.frames, expected);
+}
+
+made_stream stream_made(const packet_timeline& timeline, int index) {
+  made_stream made;
+  timeline.end_of(index, made.end);
+  made.begin = made.end - timeline.length_of(index, 0.0);
+  made.longest_step = timeline.longest_step(index);
+  made.frames = timeline.packets(index);
+  return made;
+}
+
+bool has_streams(const media_info& made, picture_size size, const source_media& media) {
+  const video_stream* picture = made.picture();
+  const bool picture_is_right = media.picture ? picture != nullptr &&
+                                                    picture->displayed.width == size.width &&
+                                                    picture->displayed.height == size.height
+                                              : picture == nullptr;
+  return picture_is_right && (made.sound() != nullptr) == media.sound.has_value();
+}
+
+// What is wrong with the lengths and frames, by the lengths of the source as they are known.
+std::string stream_faults(const media_info& made, const packet_timeline& timeline,
+                          const source_media& media) {
+  std::string fault = length_fault(made.duration, media.duration);
+  if (fault.empty() && media.picture) {
+    fault = picture_fault(stream_made(timeline, made.picture()->index), media.picture_duration,
+                          media.frame_rate().value());
+  }
+  if (!fault.empty() || !media.sound) return fault;
+  const double expected = media.sound_duration > 0.0 ? media.sound_duration : media.duration;
+  return sound_fault(stream_made(timeline, made.sound()->index), expected);
+}
+
+// Whether reading the source through may show that its container was wrong.
+bool worth_measuring(const source_media& media) {
+  const bool sound_unknown = media.sound && media.sound_duration <= 0.0;
+  return !media.measured && (media.jump_limit > 0.0 || sound_unknown);
+}
+
+}  // namespace
+
+double length_tolerance(double duration) {
+  return std::max(1.0, duration / 100.0);
+}
+
+std::string picture_fault(const made_stream& made, double expected, double frame_rate) {
+  const std::string fault = length_fault(made.end, expected);
+  if (!fault.empty()) return "its picture " + fault;
+  return frame_fault("picture", made, 1.0 / frame_rate, longest_picture_gap / frame_rate);
+}
+
+std::string sound_fault(const made_stream& made, double expected) {
+  const std::string fault = length_fault(made.end, expected);
+  if (!fault.empty()) return "its sound " + fault;
+  return frame_fault("sound", made, sound_frame, longest_sound_gap);
+}
+
+bool verify_result(const std::string& result, const std::string& source, picture_size size,
+                   source_media& media, std::string& error) {
+  media_info made;
+  packet_timeline timeline(false);
+  std::string cause;
+  if (!probe_media(result, made, cause) || !measure_streams(result, made.depth, timeline, cause)) {
+    error = "cannot be transcoded, the result " + cause;
+  } else if (!has_streams(made, size, media)) {
+    error = "cannot be transcoded, the result lacks picture or sound";
+  } else {
+    error = stream_faults(made, timeline, media);
+    if (!error.empty() && worth_measuring(media) && measure_lengths(source, media, cause))
+      error = stream_faults(made, timeline, media);
+  }
+  return error.empty();
+}
