@@ -1,6 +1,7 @@
 // A source as the transcoder sees it.
 #include "tools/qxmi_vod_transcode/source_media.h"
 
+#include "tools/common/job_log.h"
 #include "tools/common/media_probe.h"
 
 #include <algorithm>
@@ -108,6 +109,8 @@ bool measure_lengths(const std::string& path, source_media& media, std::string& 
   if (broadcast)
     media.jump_limit = std::max(packet_timeline::jump, timeline.longest_pause() + pause_margin);
   media.measured = true;
+  log_length("picture, measured:", media.picture_duration);
+  log_length("sound, measured:", media.sound_duration);
   if (media.duration <= 0.0) error = "has no length";
   return error.empty();
 }
