@@ -1,5 +1,5 @@
 // Transcodes each source of the media matrix with the tool that ships, measures the result and
-// prints one line for it: media_matrix [--short] [--jobs N] [--list] [NAME...]
+// prints one line for it: media_matrix [--short] [--jobs N] [--tool FILE] [--list] [NAME...]
 // Exit status 0 when all are as they should be, 1 when not, 2 for wrong arguments.
 #include "tests/media/child_output.h"
 #include "tests/media/verdict.h"
@@ -19,10 +19,14 @@ namespace {
 using namespace qx_test;
 namespace fs = std::filesystem;
 
+constexpr const char* usage =
+    "usage: media_matrix [--short] [--jobs N] [--tool FILE] [--list] [NAME...]";
+
 struct matrix_options {
   bool brief = false;
   bool list = false;
   int jobs = 2;
+  std::string tool = QX_TRANSCODE;
   std::set<std::string> names;
 };
 
@@ -35,6 +39,8 @@ bool read_options(int argc, char** argv, matrix_options& options) {
       options.list = true;
     } else if (word == "--jobs" && at + 1 < argc) {
       options.jobs = std::max(1, std::atoi(argv[++at]));
+    } else if (word == "--tool" && at + 1 < argc) {
+      options.tool = argv[++at];
     } else if (word.rfind("--", 0) != 0) {
       options.names.insert(word);
     } else {
@@ -82,9 +88,10 @@ fs::path source_path(const std::string& name) {
   return error ? made : copy;
 }
 
-std::string transcode(const expected_result& expected, const std::string& output) {
-  const child_result run = run_child({QX_TRANSCODE, "--profile", expected.profile, "-f", "mp4",
-                                      "-o", output, "--file", source_path(expected.source)},
+std::string transcode(const std::string& tool, const expected_result& expected,
+                      const std::string& output) {
+  const child_result run = run_child({tool, "--profile", expected.profile, "-f", "mp4", "-o",
+                                      output, "--file", source_path(expected.source)},
                                      true);
   if (run.status == 0) return {};
   const std::size_t begin = run.errors.find(": ");
@@ -98,14 +105,14 @@ struct line {
   std::vector<std::string> deviations;
 };
 
-line examine(const expected_result& expected, double reference) {
+line examine(const std::string& tool, const expected_result& expected, double reference) {
   line result;
   const std::string output = (fs::path(QX_MATRIX_DIR) / "results" / (expected.source + ".mp4"));
   std::string error;
   if (!make_sources({expected.source})) {
     error = "the source cannot be made";
   } else {
-    error = transcode(expected, output);
+    error = transcode(tool, expected, output);
   }
   if (error.empty()) measure_result(output, result.measured, error);
   if (!error.empty()) {
@@ -161,20 +168,21 @@ void print_line(const expected_result& expected, const line& result, double refe
 }
 
 // Works through the list side by side; the lines come in the order in which they are ready.
-int examine_all(const std::vector<expected_result>& list, int jobs, double reference) {
+int examine_all(const std::vector<expected_result>& list, const matrix_options& options,
+                double reference) {
   std::atomic<std::size_t> next{0};
   std::atomic<int> failed{0};
   std::mutex printing;
   const auto work = [&] {
     for (std::size_t at = next++; at < list.size(); at = next++) {
-      const line result = examine(list[at], reference);
+      const line result = examine(options.tool, list[at], reference);
       failed += result.deviations.empty() ? 0 : 1;
       const std::lock_guard<std::mutex> guard(printing);
       print_line(list[at], result, reference);
     }
   };
   std::vector<std::thread> workers;
-  for (int number = 0; number < jobs; ++number)
+  for (int number = 0; number < options.jobs; ++number)
     workers.emplace_back(work);
   for (std::thread& worker : workers)
     worker.join();
@@ -186,7 +194,7 @@ int examine_all(const std::vector<expected_result>& list, int jobs, double refer
 int main(int argc, char** argv) {
   matrix_options options;
   if (!read_options(argc, argv, options)) {
-    std::fprintf(stderr, "usage: media_matrix [--short] [--jobs N] [--list] [NAME...]\n");
+    std::fprintf(stderr, "%s\n", usage);
     return 2;
   }
   const std::vector<expected_result> list = chosen(options);
@@ -202,7 +210,7 @@ int main(int argc, char** argv) {
   }
   const double reference = loudness_of(std::string(QX_MATRIX_DIR) + "/reference.wav");
   print_heading();
-  const int failed = examine_all(list, options.jobs, reference);
+  const int failed = examine_all(list, options, reference);
   std::printf("%zu sources, %d not as they should be\n", list.size(), failed);
   return failed == 0 ? 0 : 1;
 }

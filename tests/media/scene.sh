@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # The recording that every source of the media matrix shows, and how pieces of it are encoded.
 #
 # The upper three quarters: a landscape with posts that passes by, grain over it, and a white flash

@@ -10,6 +10,8 @@ namespace {
 
 constexpr double beat = 4.0;
 constexpr int smallest_scene = 64;
+// An encoder overshoots what was limited with care now and then; clipped sound has hundreds.
+constexpr int few_peaks = 10;
 
 std::string decimals(double value, int places = 2) {
   char text[64];
@@ -20,7 +22,7 @@ std::string decimals(double value, int places = 2) {
 using notes = std::vector<std::string>;
 
 void expect_text(notes& list, const char* what, const std::string& is, const std::string& wanted) {
-  if (is != wanted) list.push_back(std::string(what) + " " + is + ", not " + wanted);
+  if (is != wanted) list.push_back(std::string(what) + " '" + is + "', not '" + wanted + "'");
 }
 
 void expect_near(notes& list, const char* what, double is, double wanted, double tolerance) {
@@ -52,8 +54,9 @@ void check_beat(notes& list, const char* what, const std::vector<double>& times,
   }
 }
 
+// Browsers follow either matrix; other primaries they would map, and change the colours by it.
 void check_colour_tags(notes& list, const measured_result& measured) {
-  expect_text(list, "matrix", measured.matrix, "bt709");
+  if (measured.matrix != "smpte170m") expect_text(list, "matrix", measured.matrix, "bt709");
   expect_text(list, "primaries", measured.primaries, "bt709");
   expect_text(list, "transfer", measured.transfer, "bt709");
   expect_text(list, "range", measured.range, "tv");
@@ -140,7 +143,8 @@ void check_sound(notes& list, const expected_result& expected, const measured_re
   check_sync(list, measured);
   expect_near(list, "loudness", measured.loudness - reference, expected.louder,
               expected.loudness_tolerance);
-  if (measured.clipped > 0) list.push_back(std::to_string(measured.clipped) + " clipped peaks");
+  if (measured.clipped > few_peaks)
+    list.push_back(std::to_string(measured.clipped) + " clipped peaks");
   if (expected.tracks == tracks_expected::apart) check_tracks(list, measured);
 }
 

@@ -138,13 +138,13 @@ TEST(verdict, names_pictures_that_cannot_be_decoded) {
 TEST(verdict, names_another_rate) {
   measured_result result = shown();
   result.rate = "265/12";
-  EXPECT_THAT(judged(result), ElementsAre("rate 265/12, not 25/1"));
+  EXPECT_THAT(judged(result), ElementsAre("rate '265/12', not '25/1'"));
 }
 
 TEST(verdict, names_missing_tags_of_colour) {
   measured_result result = shown();
   result.matrix.clear();
-  EXPECT_THAT(judged(result), ElementsAre("matrix , not bt709"));
+  EXPECT_THAT(judged(result), ElementsAre("matrix '', not 'bt709'"));
 }
 
 TEST(verdict, names_colours_that_the_tags_turn_wrong) {
@@ -173,8 +173,8 @@ TEST(verdict, names_another_loudness) {
 
 TEST(verdict, names_clipped_peaks) {
   measured_result result = shown();
-  result.clipped = 12;
-  EXPECT_THAT(judged(result), ElementsAre("12 clipped peaks"));
+  result.clipped = 240;
+  EXPECT_THAT(judged(result), ElementsAre("240 clipped peaks"));
 }
 
 TEST(verdict, names_a_second_track_that_is_lost) {

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # Broadcasts whose clock jumps.
 
 # Two recordings of 8 s, one after the other, whose clocks begin at those seconds.

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # What the file says of its colours, and what it does not.
 
 hd() { size=1280x720 matrix=bt709 seconds=4; }

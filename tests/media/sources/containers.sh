@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # One of each container and codec that people bring.
 
 source_h264_mp4() { film "${h264[@]}" "${aac[@]}" "$1"; }
@@ -57,8 +58,8 @@ source_damaged_ts() {
 source_cut_start_ts() {
   # An open group of pictures, cut where no key frame is.
   seconds=16 film "${mpeg2[@]}" -g 60 -sc_threshold 1000000000 "${mp2[@]}" "${broadcast[@]}" "${1%/*}/whole.ts"
-  local packets=$(($(stat -c %s "${1%/*}/whole.ts") / 188))
-  tail -c +$((packets / 20 * 188 + 1)) "${1%/*}/whole.ts" >"$1"
+  # Inside the first group of pictures: a group has some 1,300 packets.
+  tail -c +$((700 * 188 + 1)) "${1%/*}/whole.ts" >"$1"
 }
 source_long_name_mp4() { film "${h264[@]}" "${aac[@]}" "$1"; }
 source_tone_mp3() { ff -f lavfi -i "$(sound)" -c:a libmp3lame "$1"; }

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # Interlaced pictures, and how the file says so.
 
 source_mpeg2_top_first_ts() {

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # Sizes, shapes of pixels, rotation; and changes of them within a recording.
 
 source_pal_4_3_ts() {

@@ -1,4 +1,5 @@
 # shellcheck shell=bash
+# shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
 # Channels: how many, how they are laid out, when they change, when they begin.
 
 # Pieces of a broadcast that follow one another without a gap: piece START ARGUMENTS...
@@ -32,18 +33,18 @@ source_ac3_51_20_ts() {
 }
 source_mono_stereo_ts() {
   seconds=8
-  piece 0 "${mpeg2[@]}" -c:a mp2 -b:a 96k -ac 1
+  piece 0 "${mpeg2[@]}" -c:a mp2 -b:a 96k -af 'pan=mono|c0=c0'
   piece 8 "${mpeg2[@]}" -c:a mp2 -b:a 192k
   join "$1"
 }
 source_aac_mono_stereo_ts() {
   seconds=8
-  piece 0 "${h264[@]}" -c:a aac -ac 1
+  piece 0 "${h264[@]}" -c:a aac -af 'pan=mono|c0=c0'
   piece 8 "${h264[@]}" -c:a aac
   join "$1"
 }
 
-source_mono_mp4() { film "${h264[@]}" -c:a aac -ac 1 -b:a 96k "$1"; }
+source_mono_mp4() { film "${h264[@]}" -c:a aac -af 'pan=mono|c0=c0' -b:a 96k "$1"; }
 source_mono_wav() { ff -f lavfi -i "$(murmur)" "$1"; }
 source_stereo_mov() { film "${h264[@]}" -c:a pcm_s16le "$1"; }
 source_surround_51_ts() { film "${h264[@]}" -c:a ac3 -b:a 384k -af 'pan=5.1|FC=c0' "${broadcast[@]}" "$1"; }
@@ -74,11 +75,12 @@ source_two_mono_mov() { tracks 2 "${h264[@]}" -c:a pcm_s16le "$1"; }
 source_four_mono_mov() { tracks 4 "${h264[@]}" -c:a pcm_s16le "$1"; }
 source_eight_mono_mov() { tracks 8 "${h264[@]}" -c:a pcm_s16le "$1"; }
 
-# The sound begins after so many seconds; the pieces before it have none.
+# The sound begins after so many seconds, in step with the picture.
 late_sound() {
   local late=$1
   shift
-  ff -f lavfi -i "$(scene)" -f lavfi -i "$(sound),atrim=start=$late" -t "$seconds" "$@"
+  ff -f lavfi -i "$(scene)" -itsoffset "$late" \
+    -f lavfi -i "$(sound),atrim=start=$late,asetpts=PTS-STARTPTS" -t "$seconds" "$@"
 }
 source_sound_late_25_ts() {
   seconds=40
@@ -86,7 +88,7 @@ source_sound_late_25_ts() {
 }
 source_sound_late_45_ts() {
   seconds=12 size=720x576
-  late_sound 4.5 -c:v mpeg2video -b:v 25M -minrate 25M -maxrate 25M -bufsize 5M -intra_vlc 1 -g 1 \
+  late_sound 4.5 -aspect 4:3 -c:v mpeg2video -b:v 25M -minrate 25M -maxrate 25M -bufsize 5M -intra_vlc 1 -g 1 \
     -qmin 1 "${mp2[@]}" "${broadcast[@]}" "$1"
 }
 source_sound_late_mkv() { late_sound 6 "${h264[@]}" "${aac[@]}" "$1"; }
