@@ -6,6 +6,7 @@ if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
 endif()
 include(GNUInstallDirs)
 set(QX_UNIT_DIR lib/systemd/system CACHE PATH "Where the systemd unit goes")
+set(QX_CONF_DIR /etc/qx_vod_service CACHE PATH "Where the settings of curl and wget go")
 set(QX_PRIVATE_DIR lib/qx_vod_service)
 set(QX_SHARED_DIR ${CMAKE_INSTALL_DATADIR}/qx_vod_service)
 set(QX_DOC_DIR ${CMAKE_INSTALL_DATADIR}/doc/qx-vod-service)
@@ -17,6 +18,8 @@ install(TARGETS qx_vod_service qx_vod_ctl qxmi_vod_transcode qxmi_startitem qxmi
 install(TARGETS vod_cgi RUNTIME DESTINATION ${QX_PRIVATE_DIR})
 install(PROGRAMS ${QX_PACKAGING}/systemd/open-socket DESTINATION ${QX_PRIVATE_DIR})
 install(FILES ${QX_PACKAGING}/systemd/qx-vod.service DESTINATION ${QX_UNIT_DIR})
+install(FILES ${QX_PACKAGING}/clients/curlrc DESTINATION ${QX_CONF_DIR} RENAME .curlrc)
+install(FILES ${QX_PACKAGING}/clients/wgetrc DESTINATION ${QX_CONF_DIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/web DESTINATION ${QX_SHARED_DIR}
         PATTERN README.md EXCLUDE)
 
