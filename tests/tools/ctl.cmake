@@ -3,6 +3,7 @@
 qx_add_test(ctl_unit_test
   ctl_scripted_service.cpp
   ctl_add_test.cpp
+  ctl_held_job_test.cpp
   ctl_id_resolver_test.cpp
   ctl_item_view_test.cpp
   ctl_job_waiter_test.cpp
@@ -21,8 +22,10 @@ qx_add_test(ctl_unit_test
 
 qx_add_test(ctl_test
   ctl_machine.cpp
+  ../remote/remote_bench.cpp
   ctl_command_line_test.cpp
   ctl_files_test.cpp
+  ctl_held_jobs_test.cpp
   ctl_ids_test.cpp
   ctl_queue_test.cpp
   ctl_status_test.cpp

@@ -1,5 +1,6 @@
 // status: the queue at a glance.
 #include "tools/qx_vod_ctl/estimate.h"
+#include "tools/qx_vod_ctl/held_job.h"
 #include "tools/qx_vod_ctl/item_table.h"
 #include "tools/qx_vod_ctl/outlook.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
@@ -7,6 +8,7 @@
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
+#include "tools/qx_vod_ctl/terminal_text.h"
 
 #include <ctime>
 
@@ -51,6 +53,16 @@ std::vector<std::string> expected_moments(const std::vector<listed_item>& items)
   return moments;
 }
 
+// What waits for somebody's doing.
+void print_held(const std::vector<screen_row>& rows) {
+  for (const auto& row : rows) {
+    const held_job held = look_at_held(row.listed.item);
+    if (held.reason.empty()) continue;
+    print_line(printable(row.listed.item.entry_id) + " is held: " + held.reason);
+    print_line("  " + held.advice);
+  }
+}
+
 void print_status(const queue_listing& listing, const status_options& options) {
   state_counts counts;
   std::vector<screen_row> rows;
@@ -66,6 +78,7 @@ void print_status(const queue_listing& listing, const status_options& options) {
   for (const auto& line : queue_lines(rows, id_length, style_of(options)))
     print_line(line);
   print_line(listing.items.empty() ? "The queue is empty." : totals_line(counts));
+  print_held(rows);
 }
 
 int show_status(vod_service& service, const status_options& options) {

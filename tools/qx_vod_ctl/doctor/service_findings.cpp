@@ -10,6 +10,9 @@
 #include "platform/paths.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
+#include "tools/qx_vod_ctl/held_job.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/qx_vod_ctl/terminal_text.h"
 
 namespace {
 
@@ -73,6 +76,21 @@ finding_list check_service(vod_service& service, const std::string& socket_path)
   service_process process;
   if (find_service_process(socket_path, process)) {
     append(findings, judge_process(process, read_configuration_file()));
+  }
+  append(findings, check_held_jobs(service));
+  return findings;
+}
+
+finding_list check_held_jobs(vod_service& service) {
+  queue_listing listing;
+  service_reply failure;
+  finding_list findings;
+  if (!read_queue(service, {}, listing, failure)) return findings;  // judge_answer() tells why
+  for (const auto& listed : listing.items) {
+    const held_job held = look_at_held(listed.item);
+    if (held.reason.empty()) continue;
+    findings.push_back(
+        warning("remote job", printable(listed.item.entry_id) + ": " + held.reason, held.advice));
   }
   return findings;
 }

@@ -6,7 +6,7 @@
 #include "tools/qx_vod_ctl/text_file.h"
 #include "tools/qx_vod_ctl/vod_service.h"
 
-// Looks at the socket, and asks the service behind it; as long as one request may take.
+// Looks at the socket, asks the service behind it and looks through its queue.
 finding_list check_service(vod_service& service, const std::string& socket_path);
 
 // Who may use the control socket, and so have sources deleted.
@@ -15,3 +15,6 @@ finding check_socket(const std::string& socket_path);
 // Whether the service has read the configuration as it stands, and is the program that is
 // installed.
 finding_list judge_process(const service_process& process, const text_file& configuration);
+
+// A warning for each remote job that waits for somebody's doing.
+finding_list check_held_jobs(vod_service& service);

@@ -26,16 +26,6 @@ std::string field_of(const std::string& line, int number) {
   return at == std::string::npos ? "" : line.substr(at + 1);
 }
 
-// The kernel tells it in ticks since the machine was started.
-std::time_t start_of(pid_t pid) {
-  const auto stat = read_text_file("/proc/" + std::to_string(pid) + "/stat", stat_limit);
-  const std::string ticks = field_of(stat.text, start_field);
-  timespec up = {};
-  if (ticks.empty() || clock_gettime(CLOCK_BOOTTIME, &up) != 0) return 0;
-  const long age = up.tv_sec - std::atol(ticks.c_str()) / sysconf(_SC_CLK_TCK);
-  return std::time(nullptr) - age;
-}
-
 void read_executable(service_process& process) {
   char target[PATH_MAX];
   const std::string link = "/proc/" + std::to_string(process.pid) + "/exe";
@@ -58,7 +48,17 @@ bool find_service_process(const std::string& socket_path, service_process& proce
   socklen_t size = sizeof peer;
   if (getsockopt(connection.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
   process.pid = peer.pid;
-  process.started = start_of(peer.pid);
+  process.started = start_of_process(peer.pid);
   read_executable(process);
   return true;
+}
+
+// The kernel tells it in ticks since the machine was started.
+std::time_t start_of_process(pid_t pid) {
+  const auto stat = read_text_file("/proc/" + std::to_string(pid) + "/stat", stat_limit);
+  const std::string ticks = field_of(stat.text, start_field);
+  timespec up = {};
+  if (ticks.empty() || clock_gettime(CLOCK_BOOTTIME, &up) != 0) return 0;
+  const long age = up.tv_sec - std::atol(ticks.c_str()) / sysconf(_SC_CLK_TCK);
+  return std::time(nullptr) - age;
 }

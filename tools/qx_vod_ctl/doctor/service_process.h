@@ -16,3 +16,6 @@ struct service_process {
 // Asks the kernel who serves `socket_path`. False when nobody does, or nobody whom this user may
 // speak with.
 bool find_service_process(const std::string& socket_path, service_process& process);
+
+// When a process was started, in seconds since 1970; 0 when it cannot be told.
+std::time_t start_of_process(pid_t pid);

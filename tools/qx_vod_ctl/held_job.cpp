@@ -1,0 +1,57 @@
+// Finds out why a remote job does not go on.
+#include "tools/qx_vod_ctl/held_job.h"
+
+#include <cerrno>
+
+#include <sys/stat.h>
+
+#include "tools/qx_vod_ctl/doctor/service_process.h"
+#include "tools/qx_vod_ctl/terminal_text.h"
+
+namespace {
+
+bool is_step(const item_view& item, std::initializer_list<const char*> steps) {
+  for (const char* step : steps) {
+    if (item.sub_state == step) return true;
+  }
+  return false;
+}
+
+// A source that this user may not look at counts as there.
+bool is_there(const std::string& path) {
+  struct stat status;
+  return lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+std::time_t age_of_process(int pid) {
+  const std::time_t start = pid > 0 ? start_of_process(pid) : 0;
+  return start == 0 ? 0 : std::time(nullptr) - start;
+}
+
+}  // namespace
+
+held_job look_at_held(const item_view& item) {
+  if (item.state != "remote transcode") return {};
+  return judge_held(item, is_there(item.input_file), age_of_process(item.pid));
+}
+
+held_job judge_held(const item_view& item, bool has_source, std::time_t process_age_s) {
+  if (item.state != "remote transcode") return {};
+  if (item.pid > 0) {
+    if (process_age_s <= longest_request_s || !is_step(item, {"add", "monitor", "command"}))
+      return {};
+    return {"its request has had no answer for " + std::to_string(process_age_s) + " s",
+            "look at the other server; \"kill " + std::to_string(item.pid) +
+                "\" ends the request, and docs/remote.md has how to limit all of them"};
+  }
+  if (!has_source) {
+    return {"its source " + printable(item.input_file) +
+                " is missing, and without it nothing is sent to the other server",
+            "bring it back; an empty file of that name will do for a cancel"};
+  }
+  if (item.paused && is_step(item, {"upload", "add", "download"})) {
+    return {"paused ahead of the step \"" + item.sub_state + "\"",
+            "qx_vod_ctl resume " + printable(item.entry_id)};
+  }
+  return {};
+}
