@@ -10,16 +10,22 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "exec/child_signals.h"
 #include "exec/forked_child.h"
+#include "platform/clock.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
+#include "service/process_state.h"
 
 namespace {
 
 // Exit statuses of a child that could not become its tool.
 constexpr int exit_no_pipe = 254;
 constexpr int exit_no_exec = 255;
+
+// For how long from its start a tool may set up its handlers; one that has none by then never will.
+constexpr std::uint64_t signal_patience_us = 2000000;
 
 // In the child: puts a pipe end in a standard stream's place.
 void move_pipe_end(int fd, int standard_fd) {
@@ -118,11 +124,11 @@ bool QueueItem::proc_spawn() {
     return false;
   }
   {
+    pid_t const service = getpid();
     termination_signals_blocked const blocked;
     proc_pid = fork();
     if (proc_pid == 0) {
-      setsid();
-      blocked.restore_in_child();
+      begin_child(service);
       become_child();
       execv(argv[0], argv.get());
       _exit(exit_no_exec);
@@ -137,6 +143,8 @@ bool QueueItem::proc_spawn() {
   close_descriptor(proc_stdin_read_fd);
   make_fd_nonblocking(proc_stdout_read_fd);
   make_fd_nonblocking(proc_stdin_write_fd);
+  proc_start_time = monotonic_clock_us();
+  proc_held_signal = 0;
   return true;
 }
 
@@ -149,7 +157,6 @@ void QueueItem::become_child() {
   if (proc_stdout_write_fd != -1 && proc_stderr_to_stdout) {
     dup2(STDOUT_FILENO, STDERR_FILENO);
   }
-  take_lowest_priority();
 }
 
 void QueueItem::close_proc_stdin() {
@@ -183,6 +190,39 @@ void QueueItem::signal_proc_group(int signal_number) const {
   if (kill(-proc_pid, signal_number) != 0 && errno == ESRCH && is_to_end && !proc_reaped) {
     kill(proc_pid, signal_number);
   }
+}
+
+void QueueItem::tell_transcoder(int signal_number) {
+  if (proc_pid == -1) {
+    return;
+  }
+  bool const is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
+  proc_held_signal = is_taken_back ? 0 : signal_number;
+  send_held_signal();
+}
+
+// Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. And
+// never before the tool has taken the other one: the kernel keeps no order between the two.
+void QueueItem::send_held_signal() {
+  if (proc_held_signal == 0) {
+    return;
+  }
+  if (sm.state != TRANSCODE_TRANSCODING) {
+    proc_held_signal = 0;  // it was told to end meanwhile
+    return;
+  }
+  bool const is_new = monotonic_clock_us() - proc_start_time < signal_patience_us;
+  child_signals const child = read_child_signals(proc_pid);
+  int const other_signal = proc_held_signal == SIGUSR1 ? SIGUSR2 : SIGUSR1;
+  if (!child.is_tool || has_signal(child.pending, other_signal) ||
+      (is_new && !has_signal(child.caught, proc_held_signal))) {
+    if (is_new) {
+      trigger_early_turn();
+    }
+    return;
+  }
+  signal_proc_group(proc_held_signal);
+  proc_held_signal = 0;
 }
 
 bool QueueItem::is_running() const {

@@ -3,11 +3,26 @@
 #include <cstdio>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include "exec/slots.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
+#include "service/process_state.h"
+
+namespace {
+
+// What a child prints after nobody listens any more is taken off its pipe, so that it can end: as
+// much as a pipe holds.
+void discard_output(int fd) {
+  char block[16384];
+  for (int i = 0; i < 4 && read(fd, block, sizeof(block)) > 0; ++i) {
+    trigger_early_turn();
+  }
+}
+
+}  // namespace
 
 bool QueueItem::idle_process() {
   bool active = false;
@@ -19,6 +34,8 @@ bool QueueItem::idle_process() {
     if (!bytes_read && may_reap() && waitpid(proc_pid, &proc_status, WNOHANG) == proc_pid) {
       reap();
       active = true;
+    } else {
+      send_held_signal();
     }
   }
   finish_pending_cancel();
@@ -53,6 +70,9 @@ bool QueueItem::pump_stdout(bool& bytes_read) {
   sliding_window_v4_lazy_flush(proc_stdout_buffer);
   assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   if (sliding_window_v4_can_write(proc_stdout_buffer) == 0) {
+    if (sm.state != proc_sm.state) {
+      discard_output(proc_stdout_read_fd);
+    }
     return false;
   }
   ssize_t const got = sliding_window_v4_refill_from_fd(proc_stdout_buffer, proc_stdout_read_fd, 0);
@@ -89,6 +109,7 @@ void QueueItem::reap() {
   on_proc_terminate(proc_status);
   proc_pid = -1;
   proc_reaped = false;
+  proc_held_signal = 0;
   close_proc_stdin();
   close_proc_stdout();
   proc_argv.clear();

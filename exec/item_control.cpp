@@ -61,7 +61,7 @@ bool QueueItem::pause() {
     // The transcoder suspends itself and keeps its place; it holds no slot while it sleeps, so the
     // next ready item may start.
     item_in_action_remove_self(this);
-    signal_proc_group(SIGUSR1);
+    tell_transcoder(SIGUSR1);
   }
   paused = true;
   return true;

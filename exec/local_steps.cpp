@@ -23,6 +23,7 @@ bool QueueItem::do_queue_start_transcode() {
     init_fileops_job();
     return false;
   }
+  waiting = false;  // kept from a run before: no transcoder of this one is suspended
   return transcode_settings.go_remote() ? start_remote() : start_local();
 }
 

@@ -38,12 +38,11 @@ bool QueueItem::proc_start_unlink_input_file() {
   if (!removal_may_start(CLEANUP_UNLINK_META)) {
     return false;
   }
+  pid_t const service = getpid();
   termination_signals_blocked const blocked;
   proc_pid = fork();
   if (proc_pid == 0) {
-    setsid();
-    blocked.restore_in_child();
-    take_lowest_priority();
+    begin_child(service);
     // It must not hold the clients' connections or the instance lock should it hang.
     close_range(STDERR_FILENO + 1, ~0U, 0);
     _exit(unlink(input_file.c_str()) != 0 && errno != ENOENT ? 1 : 0);

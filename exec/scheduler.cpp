@@ -110,7 +110,7 @@ void resume_transcode(QueueItem* item) {
     fprintf(stderr, "Item '%s' resuming transcode\n", item->entry_id.c_str());
     item_active_transcode_in_action = item;
     item->state_message = text_transcoding;
-    item->signal_proc_group(SIGUSR2);
+    item->tell_transcoder(SIGUSR2);
     item->waiting = false;
     item->fileops_write_status();
   }

@@ -240,6 +240,9 @@ public:
   void shutdown_proc();
   // Sends a signal to the child's process group; nothing without a child.
   void signal_proc_group(int signal_number) const;
+  // Has a transcoder suspend itself (SIGUSR1) or go on (SIGUSR2), as soon as it takes that signal;
+  // the one takes the other back while that is still held. Nothing without a child.
+  void tell_transcoder(int signal_number);
   // A child, its output pipe or output of it not yet taken: the next step cannot start.
   bool is_running() const;
   // Makes ready for a child that is listened to: fresh stdout pipe and buffer. False with neither.
@@ -336,6 +339,9 @@ private:
   // Between the reaping of the child and the end of its judging: its pid is no longer ours.
   bool proc_reaped = false;
 
+  std::uint64_t proc_start_time = 0;  // of the child; monotonic microseconds
+  int proc_held_signal = 0;           // what the transcoder is told once it takes it; 0 for nothing
+
   // What of the last remote document monitoring goes by; not read yet when the document is new.
   struct remote_document_view {
     bool is_read = false;
@@ -355,6 +361,7 @@ private:
   bool modify_delete_on_finish(bool on);
 
   void become_child();
+  void send_held_signal();
   void pump_stdin();
   bool pump_stdout(bool& bytes_read);
   bool may_reap() const;

@@ -1,6 +1,8 @@
 // qx_vod_service: start, main loop, stop.
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -10,8 +12,10 @@
 #include "fileops/sweep.h"
 #include "platform/comm_socket_v4.h"
 #include "platform/cpu.h"
+#include "platform/descriptor_limit.h"
 #include "platform/directories.h"
 #include "platform/paths.h"
+#include "platform/standard_error.h"
 #include "queue/queue_file.h"
 #include "service/command_line.h"
 #include "service/instance_lock.h"
@@ -62,10 +66,22 @@ void set_signal_handlers() {
   signal(SIGQUIT, sigma);
   signal(SIGCHLD, SIG_DFL);  // children are reaped by their pid
   signal(SIGPIPE, SIG_IGN);  // writing to a child that has ended is to fail, not to kill
+  // A signal that was blocked by whoever started the service would never stop it.
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// A full queue with all its clients needs more than the 1024 that are usual.
+void take_all_descriptors() {
+  if (!raise_descriptor_limit()) {
+    fprintf(stderr, "WARNING: cannot raise the limit of descriptors, %s\n", strerror(errno));
+  }
 }
 
 bool start_up() {
   init_tarn_utils_cpu();
+  take_all_descriptors();
   if (already_running()) {
     fprintf(stderr, "I am already running\n");
     return false;
@@ -95,12 +111,17 @@ void shut_down() {
   fprintf(stderr, "Shutting down transcode queue\n");
   shutdown_transcode_queue();
   server_socket = comm_socket_v4_destroy(server_socket);
+  flush_standard_error();
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!open_standard_streams() || !check_command_line(argc, argv) || !start_up()) {
+  if (!open_standard_streams()) {
+    return 1;
+  }
+  open_standard_error();
+  if (!check_command_line(argc, argv) || !start_up()) {
     return 1;
   }
   run_main_loop();

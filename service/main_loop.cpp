@@ -1,12 +1,14 @@
 // The main loop. A pass never blocks but for one bounded wait when there is nothing to do.
 #include "service/main_loop.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "control/control_server.h"
 #include "exec/scheduler.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "platform/standard_error.h"
 #include "queue/queue_file.h"
 #include "service/process_state.h"
 
@@ -14,6 +16,15 @@ namespace {
 
 // Children are polled, not waited for; this is how late the end of one may be seen.
 constexpr std::uint64_t idle_wait_us = 80000;
+
+void wait_for_client() {
+  std::uint64_t deadline = monotonic_clock_us() + idle_wait_us;
+  if (next_early_turn != 0) {
+    deadline = std::min(deadline, next_early_turn);
+    next_early_turn = 0;
+  }
+  comm_socket_v4_server_from_client_readable(server_socket, deadline);
+}
 
 void idle_uptime() {
   if (!uptime_wait) {
@@ -42,10 +53,10 @@ void run_main_loop() {
       return;
     }
     if (!idle_transcode_queue()) {
-      comm_socket_v4_server_from_client_readable(server_socket,
-                                                 monotonic_clock_us() + idle_wait_us);
+      wait_for_client();
     }
     idle_uptime();
     idle_background_write();
+    flush_standard_error();
   }
 }

@@ -13,12 +13,14 @@ static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 bool uptime_wait = false;
 std::uint64_t next_queue_scan = 0;
 std::uint64_t next_background_write_queue = 0;
+std::uint64_t next_early_turn = 0;
 
 namespace {
 
 constexpr std::uint32_t most_signals = 19;
 constexpr long uptime_threshold_s = 300;
 constexpr std::uint64_t background_write_delay_us = 10000000;
+constexpr std::uint64_t early_turn_us = 5000;
 
 }  // namespace
 
@@ -41,4 +43,8 @@ void trigger_background_write_queue() {
 
 void trigger_transcode_queue_scan() {
   next_queue_scan = monotonic_clock_us();
+}
+
+void trigger_early_turn() {
+  next_early_turn = monotonic_clock_us() + early_turn_us;
 }

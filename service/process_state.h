@@ -20,6 +20,9 @@ extern std::uint64_t next_queue_scan;
 // Monotonic microseconds. When the queue file is to be written; 0 while no write is pending.
 extern std::uint64_t next_background_write_queue;
 
+// Monotonic microseconds. The main loop waits no longer than until then; 0 for as long as it likes.
+extern std::uint64_t next_early_turn;
+
 // Handler of SIGINT, SIGTERM and SIGQUIT: counts the signal. The 20th one aborts the process, which
 // is how an operator forces a stuck shutdown.
 void sigma(int signal_number);
@@ -33,3 +36,6 @@ void trigger_background_write_queue();
 
 // Has the scheduler scan the queue in its next turn.
 void trigger_transcode_queue_scan();
+
+// Has the main loop's next turn come within 5 ms: for what a job polls and a user waits for.
+void trigger_early_turn();

@@ -2,9 +2,11 @@
 #include "tests/control/control_bench.h"
 
 #include "control/control_server.h"
+#include "exec/child_signals.h"
 #include "platform/comm_socket_v4.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
+#include "tests/support/wait_until.h"
 
 #include <csignal>
 
@@ -26,10 +28,11 @@ idle_child::idle_child() : pid_(fork()) {
   if (pid_ == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that crashes leaves nothing behind
     setpgid(0, 0);
-    for (;;)
-      pause();
+    execl("/bin/sleep", "sleep", "1000", nullptr);
+    _exit(1);
   }
   setpgid(pid_, pid_);
+  EXPECT_TRUE(wait_until([&] { return read_child_signals(pid_).is_tool; }));
 }
 
 idle_child::~idle_child() {

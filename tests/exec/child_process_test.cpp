@@ -1,4 +1,5 @@
 // Starting a child: what it is given, what it is not, and what is left when it cannot be started.
+#include "platform/descriptor_limit.h"
 #include "platform/sliding_window_v4.h"
 #include "tests/exec/exec_bench.h"
 #include "tests/support/wait_until.h"
@@ -216,6 +217,37 @@ TEST_F(child_process, termination_signals_end_it_as_they_would_any_program) {
   ASSERT_TRUE(wait_until([&] { return read(item_.proc_stdout_read_fd, up, sizeof up) == 3; }));
   item_.signal_proc_group(SIGTERM);
   EXPECT_EQ(wait_status(), killed_by(SIGTERM));
+}
+
+TEST_F(child_process, begins_with_default_signals_and_none_blocked) {
+  std::signal(SIGHUP, SIG_IGN);
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGUSR1);
+  sigaddset(&set, SIGTERM);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  item_.proc_argv = {"/bin/grep", "-E", "^Sig(Blk|Ign)", "/proc/self/status"};
+  EXPECT_TRUE(item_.open_proc_stdout() && item_.proc_spawn());
+  sigprocmask(SIG_UNBLOCK, &set, nullptr);
+  std::signal(SIGHUP, SIG_DFL);
+  EXPECT_EQ(output(), "SigBlk:\t0000000000000000\n"
+                      "SigIgn:\t0000000000000000\n");
+}
+
+TEST_F(child_process, gets_the_descriptor_limit_that_the_service_was_started_with) {
+  rlimit before{};
+  getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit low{100, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &low), 0);
+  ASSERT_TRUE(raise_descriptor_limit());
+  rlimit raised{};
+  getrlimit(RLIMIT_NOFILE, &raised);
+  EXPECT_EQ(raised.rlim_cur, before.rlim_max);
+  ASSERT_TRUE(spawn_shell("ulimit -Sn; ulimit -Hn"));
+  EXPECT_EQ(output(),
+            "100\n" +
+                (before.rlim_max == RLIM_INFINITY ? "unlimited" : std::to_string(before.rlim_max)) +
+                "\n");
 }
 
 // As between fork and setsid: it has no process group of its own yet.

@@ -2,11 +2,13 @@
 #include "exec/slots.h"
 #include "platform/sliding_window_v4.h"
 #include "tests/exec/exec_bench.h"
+#include "tests/support/wait_until.h"
 
 #include <cstring>
 #include <gmock/gmock.h>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 using namespace qx_test;
@@ -161,6 +163,31 @@ TEST_F(child_pump, full_buffer_does_not_keep_a_child_from_being_reaped) {
   child_.end(exited(0));
   EXPECT_TRUE(item_.idle_process());
   EXPECT_EQ(item_.proc_pid, -1);
+}
+
+TEST_F(child_pump, output_is_discarded_when_nobody_listens_any_more) {
+  spawn();
+  fcntl(item_.proc_stdout_read_fd, F_SETPIPE_SZ, 1 << 20);
+  child_.print(std::string(300000, 'x'));
+  item_.idle_process();
+  item_.sm.set_state(TRANSCODE_CANCELLING);
+  int unread = 0;
+  EXPECT_TRUE(wait_until([&] {
+    EXPECT_FALSE(item_.idle_process()) << "it must not keep the scan of the queue waiting";
+    ioctl(item_.proc_stdout_read_fd, FIONREAD, &unread);
+    return unread == 0;
+  }));
+  EXPECT_EQ(waiting_output(), 16384U) << "what was listened to stays";
+}
+
+TEST_F(child_pump, output_that_somebody_may_still_take_is_kept) {
+  spawn();
+  child_.print(std::string(40000, 'x'));
+  for (int i = 0; i < 5; ++i)
+    item_.idle_process();
+  int unread = 0;
+  ioctl(item_.proc_stdout_read_fd, FIONREAD, &unread);
+  EXPECT_EQ(unread, 40000 - 16384);
 }
 
 TEST_F(child_pump, child_without_output_is_reaped) {

@@ -61,6 +61,15 @@ protected:
 
 }  // namespace
 
+TEST_F(lifecycle_transcoding, line_without_an_end_does_not_hold_the_transcoder) {
+  QueueItem& item = add_transcoding();
+  child_.print(std::string(16384, 'x'));
+  item.idle();
+  child_.print("\nEncoding: frame=50/200\n");
+  item.idle();
+  EXPECT_EQ(item.progress, 2500);
+}
+
 TEST_F(lifecycle_transcoding, frame_and_total_make_the_progress) {
   EXPECT_EQ(progress_after("Encoding: frame=50/200\n"), 2500);
   EXPECT_THAT(status_writes, ElementsAre("transcoding: "));

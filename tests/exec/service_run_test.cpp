@@ -78,6 +78,46 @@ TEST_F(service_run, one_listing_runs_at_a_time) {
   machine_.client.wait_for_transcode_state(second, "done");
 }
 
+TEST_F(service_run, listing_that_was_cancelled_and_prints_on_lets_others_list) {
+  machine_.root.plan_call(tool::quote, 1,
+                          tool_plan().mark("listing").wait("cancelled").fill(300000).exit(0));
+  machine_.start();
+  const auto first = add("first.mpg");
+  ASSERT_TRUE(machine_.root.wait_for_mark("listing"));
+  EXPECT_EQ(machine_.client.command("cancel", first).status(), "OK");
+  const auto second = add("second.mpg");
+  machine_.root.release("cancelled");
+  EXPECT_EQ(machine_.client.wait_for_transcode_state(first, "cancelled")["state"],
+            "Cancelled by user");
+  machine_.client.wait_for_transcode_state(second, "done");
+}
+
+TEST_F(service_run, listing_that_is_too_long_ends_and_keeps_its_text) {
+  machine_.root.plan_call(tool::quote, 1, tool_plan().fill(300000).exit(0));
+  machine_.start();
+  const auto first = add("first.mpg");
+  const auto second = add("second.mpg");
+  EXPECT_EQ(machine_.client.wait_for_transcode_state(first, "cancelled")["state"],
+            "Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
+  machine_.client.wait_for_transcode_state(second, "done");
+}
+
+TEST_F(service_run, transcoder_that_ends_no_line_is_not_held) {
+  machine_.root.plan(tool::transcode, tool_plan().fill(300000).write("{-o}", "video"));
+  machine_.start();
+  machine_.client.wait_for_transcode_state(add("clip.mpg"), "done");
+}
+
+TEST_F(service_run, transcoder_ends_with_a_service_that_is_killed) {
+  machine_.root.plan(tool::transcode, tool_plan().mark("up").wait("never"));
+  machine_.start();
+  add("clip.mpg");
+  ASSERT_TRUE(machine_.root.wait_for_mark("up"));
+  const auto call = machine_.root.wait_for_call(tool::transcode);
+  machine_.service.kill();
+  EXPECT_TRUE(wait_until([&] { return !is_alive(call.pid); }));
+}
+
 TEST_F(service_run, pause_suspends_the_transcode_and_lets_the_next_one_start) {
   machine_.root.plan_call(tool::transcode, 1, long_transcode());
   machine_.start();

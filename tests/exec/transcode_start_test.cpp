@@ -1,5 +1,7 @@
 // Starting a transcode: preconditions, command line, the way to another server.
+#include "exec/scheduler.h"
 #include "exec/slots.h"
+#include "service/process_state.h"
 #include "service/transcode_settings.h"
 #include "tests/exec/exec_bench.h"
 
@@ -91,6 +93,20 @@ TEST_F(transcode_start, moves_the_item_on_and_takes_the_slot) {
     EXPECT_EQ(item.proc_sm.state, TRANSCODE_TRANSCODING);
     EXPECT_EQ(item_active_transcode_in_action, &item);
     EXPECT_EQ(status_writes.back(), "transcoding: Transcoding file...");
+  });
+}
+
+// A job that was resumed and waiting when the service ended has a new transcoder, which sleeps not.
+TEST_F(transcode_start, new_transcoder_waits_for_nothing) {
+  inside([&] {
+    const fake_child child;
+    QueueItem& item = add();
+    item.waiting = true;
+    EXPECT_TRUE(item.do_queue_start_transcode());
+    EXPECT_FALSE(item.waiting);
+    next_queue_scan = 0;
+    idle_transcode_queue();
+    EXPECT_THAT(child.signals, ::testing::IsEmpty());
   });
 }
 

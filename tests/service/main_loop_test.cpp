@@ -5,6 +5,7 @@
 #include "exec/scheduler.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "platform/standard_error.h"
 #include "queue/queue_file.h"
 #include "service/process_state.h"
 
@@ -27,6 +28,7 @@ int socket_result = 0;
 bool scheduler_result = false;
 long uptime_s = 100000;
 int sysinfo_result = 0;
+int standard_error_flushes = 0;
 // Called at the end of each wait for clients or, where the loop does not wait, each turn of the
 // scheduler.
 std::function<void()> at_turn;
@@ -62,6 +64,10 @@ bool write_queue() {
   return true;
 }
 
+void flush_standard_error() {
+  ++standard_error_flushes;
+}
+
 std::uint64_t monotonic_clock_us() {
   return clock_us;
 }
@@ -84,6 +90,8 @@ protected:
     sysinfo_result = 0;
     uptime_wait = false;
     next_background_write_queue = 0;
+    next_early_turn = 0;
+    standard_error_flushes = 0;
     stop_after(1);
   }
   static std::string printed_by_loop() {
@@ -104,6 +112,25 @@ TEST_F(main_loop, does_not_wait_while_items_work) {
   stop_after(2);
   run_main_loop();
   EXPECT_THAT(calls, ElementsAre("socket", "queue", "socket", "queue"));
+}
+
+TEST_F(main_loop, waits_no_longer_than_to_the_early_turn_and_once) {
+  trigger_early_turn();
+  stop_after(2);
+  run_main_loop();
+  EXPECT_THAT(calls, ElementsAre("socket", "queue", "wait 5000", "socket", "queue", "wait 80000"));
+}
+
+TEST_F(main_loop, early_turn_that_is_far_away_changes_nothing) {
+  next_early_turn = clock_us + 90000;
+  run_main_loop();
+  EXPECT_THAT(calls, ElementsAre("socket", "queue", "wait 80000"));
+}
+
+TEST_F(main_loop, gives_standard_error_a_turn_in_every_pass) {
+  stop_after(3);
+  run_main_loop();
+  EXPECT_EQ(standard_error_flushes, 3);
 }
 
 TEST_F(main_loop, makes_no_pass_once_told_to_end) {

@@ -3,7 +3,9 @@
 #include "fileops/sweep.h"
 #include "platform/comm_socket_v4.h"
 #include "platform/cpu.h"
+#include "platform/descriptor_limit.h"
 #include "platform/directories.h"
+#include "platform/standard_error.h"
 #include "queue/queue_file.h"
 #include "service/instance_lock.h"
 #include "service/main_loop.h"
@@ -28,6 +30,7 @@ namespace {
 std::vector<std::string> calls;
 bool other_instance = false;
 bool low_uptime = false;
+bool limit_can_be_raised = true;
 bool socket_can_be_made = true;
 int listen_result = 0;
 unsigned signals_in_loop = 1;
@@ -61,6 +64,15 @@ class transcode_settings transcode_settings;
 
 void init_tarn_utils_cpu() {
   calls.emplace_back("cpu");
+}
+void open_standard_error() {}
+void flush_standard_error() {
+  calls.emplace_back("flush standard error");
+}
+bool raise_descriptor_limit() {
+  calls.emplace_back("descriptor limit");
+  errno = EPERM;
+  return limit_can_be_raised;
 }
 bool already_running() {
   calls.emplace_back("lock");
@@ -146,12 +158,13 @@ protected:
 TEST_F(start_order, is_kept_from_start_to_end) {
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(calls,
-              ElementsAre("cpu", "lock", "mkdir /mnt/main/tv/vod/ 777 -1 umask 000",
-                          "create socket", "listen at /var/run/vod.transcode.service umask 027",
-                          "configuration", "signal INT sigma", "signal TERM sigma",
-                          "signal QUIT sigma", "signal CHLD default", "signal PIPE ignore",
-                          "read queue", "uptime", "sweep", "run", "end processes, 1 signals",
-                          "write queue", "end queue", "destroy socket"));
+              ElementsAre("cpu", "descriptor limit", "lock",
+                          "mkdir /mnt/main/tv/vod/ 777 -1 umask 000", "create socket",
+                          "listen at /var/run/vod.transcode.service umask 027", "configuration",
+                          "signal INT sigma", "signal TERM sigma", "signal QUIT sigma",
+                          "signal CHLD default", "signal PIPE ignore", "read queue", "uptime",
+                          "sweep", "run", "end processes, 1 signals", "write queue", "end queue",
+                          "destroy socket", "flush standard error"));
   EXPECT_EQ(server_socket, nullptr);
   EXPECT_EQ(current_umask(), 027U) << "the umask is restored";
 }
@@ -160,6 +173,23 @@ TEST_F(start_order, tells_the_steps_of_the_end) {
   run();
   EXPECT_EQ(printed, "Shutting down transcode queue processes\n(processes)\n(write)\n"
                      "Shutting down transcode queue\n(queue)\n");
+}
+
+TEST_F(start_order, goes_on_with_the_descriptor_limit_that_it_has) {
+  limit_can_be_raised = false;
+  EXPECT_EQ(run(), 0);
+  EXPECT_THAT(printed, ::testing::StartsWith("WARNING: cannot raise the limit of descriptors, "
+                                             "Operation not permitted\n"));
+  limit_can_be_raised = true;
+}
+
+TEST_F(start_order, leaves_no_signal_blocked) {
+  sigset_t set;
+  sigfillset(&set);
+  sigprocmask(SIG_SETMASK, &set, nullptr);
+  run();
+  sigprocmask(SIG_SETMASK, nullptr, &set);
+  EXPECT_TRUE(sigisemptyset(&set));
 }
 
 TEST_F(start_order, end_without_a_signal_counts_as_one) {
@@ -188,7 +218,7 @@ TEST_F(start_order, stops_where_another_instance_runs) {
   other_instance = true;
   EXPECT_EQ(run(), 1);
   EXPECT_EQ(printed, "I am already running\n");
-  EXPECT_THAT(calls, ElementsAre("cpu", "lock"));
+  EXPECT_THAT(calls, ElementsAre("cpu", "descriptor limit", "lock"));
   other_instance = false;
 }
 

@@ -35,6 +35,13 @@ bool fill_standard_descriptors() {
   return true;
 }
 
+// The service holds these two back until the kernel names them among the tool's handlers. Blocked
+// as they are, the handler never runs.
+void show_handlers() {
+  for (const int number : {SIGUSR1, SIGUSR2})
+    signal(number, [](int) {});
+}
+
 void take(int number) {
   if (number == SIGUSR1) {
     asked_to_suspend = true;
@@ -54,6 +61,7 @@ bool catch_tool_signals() {
   signal(SIGCHLD, SIG_DFL);
   const sigset_t set = obeyed_signals();
   if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) return false;
+  show_handlers();
   signal_fd = signalfd(signal_fd, &set, SFD_CLOEXEC | SFD_NONBLOCK);
   return signal_fd >= 0;
 }

@@ -1,0 +1,65 @@
+// The child's side of a fork.
+#include "exec/forked_child.h"
+
+#include <initializer_list>
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include "platform/descriptor_limit.h"
+
+namespace {
+
+constexpr int exit_orphaned = 1;
+
+// What was ignored would stay so over an exec: a tool whose reader has gone is to end by SIGPIPE.
+void reset_dispositions() {
+  for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
+    signal(signal_number, SIG_DFL);
+  }
+}
+
+// Two tools must never write one output, and the next service begins the same steps again.
+void end_with(pid_t service) {
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  if (getppid() != service) {
+    _exit(exit_orphaned);  // it ended before the line above
+  }
+}
+
+// A signal that came meanwhile ends the child here.
+void unblock_all() {
+  sigset_t none;
+  sigemptyset(&none);
+  sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+// Steps of jobs run behind everything else on a machine that is on air.
+void take_lowest_priority() {
+  int const priority = nice(20);  // clipped to the lowest there is
+  static_cast<void>(priority);
+}
+
+}  // namespace
+
+termination_signals_blocked::termination_signals_blocked() {
+  sigset_t set;
+  sigemptyset(&set);
+  for (int const signal_number : {SIGINT, SIGTERM, SIGQUIT}) {
+    sigaddset(&set, signal_number);
+  }
+  sigprocmask(SIG_BLOCK, &set, &before_);
+}
+
+termination_signals_blocked::~termination_signals_blocked() {
+  sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+void begin_child(pid_t service) {
+  setsid();
+  reset_dispositions();
+  end_with(service);
+  unblock_all();
+  restore_descriptor_limit();
+  take_lowest_priority();
+}

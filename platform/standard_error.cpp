@@ -1,0 +1,130 @@
+// Lines of text to a descriptor that may be full.
+#include "platform/standard_error.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// How a write is kept from blocking. O_NONBLOCK on descriptor 2 would not do: the flag belongs to
+// all who share its open file, children and a user's shell among them.
+enum class write_mode {
+  plain,   // files, which do not block
+  send,    // sockets: asked for with each write
+  opened,  // pipes and terminals: opened once more, non-blocking, for this process alone
+  polled,  // where that is not allowed: asked before each write
+};
+
+class line_channel {
+public:
+  line_channel() {
+    struct stat status {};
+    if (fstat(STDERR_FILENO, &status) != 0) return;
+    if (S_ISSOCK(status.st_mode)) mode_ = write_mode::send;
+    if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) open_again();
+  }
+
+  void take(std::string_view text) {
+    for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
+      line_ += text.substr(0, end + 1);
+      text.remove_prefix(end + 1);
+      put_line();
+      line_.clear();
+    }
+    line_ += text;
+  }
+
+  // True when everything that was to come before the next line is out.
+  bool flush() {
+    // What is missing of a line goes out before all else, so that no other line tears it.
+    if (!rest_.empty() && !write_out(rest_)) rest_.clear();
+    if (!rest_.empty()) return false;
+    if (dropped_ == 0) return true;
+    const std::string count = std::to_string(dropped_);
+    if (!put("Standard error was full, lines dropped: " + count + "\n")) return false;
+    dropped_ = 0;
+    return rest_.empty();
+  }
+
+private:
+  void open_again() {
+    const int fd = open("/proc/self/fd/2", O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    mode_ = fd < 0 ? write_mode::polled : write_mode::opened;
+    if (fd >= 0) fd_ = fd;
+  }
+
+  void put_line() {
+    if (!flush() || !put(line_)) ++dropped_;
+  }
+
+  // False when nothing of the text could be written.
+  bool put(std::string text) {
+    const std::size_t size = text.size();
+    write_out(text);
+    if (text.size() == size) return false;
+    rest_ = std::move(text);
+    return true;
+  }
+
+  // Takes what could be written off the text. False when there is nobody to write to.
+  bool write_out(std::string& text) const {
+    ssize_t count = 0;
+    while (!text.empty() && (count = write_some(text)) > 0)
+      text.erase(0, static_cast<std::size_t>(count));
+    return count >= 0 || errno == EAGAIN;
+  }
+
+  ssize_t write_some(const std::string& text) const {
+    if (mode_ == write_mode::send) {
+      return send(fd_, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+    }
+    if (mode_ != write_mode::polled) return write(fd_, text.data(), text.size());
+    pollfd room = {fd_, POLLOUT, 0};
+    if (poll(&room, 1, 0) <= 0) {
+      errno = EAGAIN;
+      return -1;
+    }
+    return write(fd_, text.data(), text.size() < PIPE_BUF ? text.size() : PIPE_BUF);
+  }
+
+  int fd_ = STDERR_FILENO;
+  write_mode mode_ = write_mode::plain;
+  std::string line_;  // as far as it is printed
+  std::string rest_;  // of a line that went out in part
+  std::uint64_t dropped_ = 0;
+};
+
+// Never destroyed: the last prints come after the last destructor.
+line_channel* channel = nullptr;
+
+ssize_t take_text(void*, const char* bytes, std::size_t size) {
+  channel->take({bytes, size});
+  return static_cast<ssize_t>(size);
+}
+
+}  // namespace
+
+void open_standard_error() {
+  cookie_io_functions_t functions = {};
+  functions.write = take_text;
+  FILE* const file = fopencookie(nullptr, "w", functions);
+  if (file == nullptr) return;
+  setvbuf(file, nullptr, _IONBF, 0);
+  channel = new line_channel;
+  stderr = file;
+}
+
+void flush_standard_error() {
+  if (channel != nullptr) channel->flush();
+}

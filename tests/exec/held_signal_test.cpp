@@ -1,0 +1,180 @@
+// When a transcoder is told to suspend itself or to go on: not before it takes the signal, not
+// before it has taken the other one, and not for ever later.
+#include "exec/child_signals.h"
+#include "platform/sliding_window_v4.h"
+#include "service/process_state.h"
+#include "tests/exec/exec_bench.h"
+#include "tests/support/wait_until.h"
+
+#include <gmock/gmock.h>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace qx_test;
+using ::testing::HasSubstr;
+
+namespace {
+
+constexpr std::uint64_t patience_us = 2000000;
+
+class held_signal : public exec_bench {
+protected:
+  held_signal() : item_(add_item(TRANSCODE_TRANSCODING)) { next_early_turn = 0; }
+  ~held_signal() override {
+    if (item_.proc_pid == -1) return;
+    item_.signal_proc_group(SIGKILL);
+    waitpid(item_.proc_pid, nullptr, 0);
+    item_.proc_pid = -1;
+  }
+
+  // A transcoder that takes the signals once the test calls arm(), and ends after end().
+  void start_script() {
+    start({"/bin/sh", "-c",
+           "until test -e \"$0/arm\"; do sleep 0.01; done;"
+           "trap 'echo suspended' USR1; trap 'echo continued' USR2; echo armed;"
+           "until test -e \"$0/end\"; do sleep 0.01; done; echo over; exec sleep 1000",
+           folder_});
+    EXPECT_TRUE(wait_until([&] { return read_child_signals(item_.proc_pid).is_tool; }));
+  }
+  void start(const strings& argv) {
+    item_.proc_argv = argv;
+    ASSERT_TRUE(item_.open_proc_stdout());
+    ASSERT_TRUE(item_.proc_spawn());
+  }
+  void arm() const { write_file(folder_ + "/arm", ""); }
+  void end() const { write_file(folder_ + "/end", ""); }
+
+  // Gives the item turns until its transcoder has printed that text.
+  bool prints(const std::string& text) {
+    wait_until([&] {
+      item_.idle_process();
+      return item_.proc_pid == -1 || output().find(text) != std::string::npos;
+    });
+    return output().find(text) != std::string::npos;
+  }
+  std::string output() const {
+    if (item_.proc_stdout_buffer == nullptr) return "(ended)";
+    const auto* const bytes = reinterpret_cast<const char*>(item_.proc_stdout_buffer->read_pos);
+    return {bytes, sliding_window_v4_data_available(item_.proc_stdout_buffer)};
+  }
+
+  QueueItem& item_;
+};
+
+}  // namespace
+
+TEST_F(held_signal, reaches_the_transcoder_once_it_has_a_handler) {
+  start_script();
+  item_.tell_transcoder(SIGUSR1);
+  item_.idle_process();
+  arm();
+  EXPECT_TRUE(prints("suspended\n"));
+  end();
+  EXPECT_TRUE(prints("over\n"));
+  EXPECT_EQ(output(), "armed\nsuspended\nover\n") << "and once";
+}
+
+TEST_F(held_signal, is_taken_back_by_the_other_one) {
+  start_script();
+  item_.tell_transcoder(SIGUSR1);
+  item_.tell_transcoder(SIGUSR2);
+  arm();
+  EXPECT_TRUE(prints("armed\n"));
+  end();
+  EXPECT_TRUE(prints("over\n"));
+  EXPECT_EQ(output(), "armed\nover\n");
+}
+
+TEST_F(held_signal, is_forgotten_when_the_transcoder_is_told_to_end) {
+  start_script();
+  item_.tell_transcoder(SIGUSR1);
+  item_.sm.set_state(TRANSCODE_CANCELLING);
+  arm();
+  EXPECT_TRUE(prints("armed\n"));
+  item_.sm.set_state(TRANSCODE_TRANSCODING);
+  end();
+  EXPECT_TRUE(prints("over\n"));
+  EXPECT_EQ(output(), "armed\nover\n");
+}
+
+TEST_F(held_signal, does_not_pass_to_the_next_transcoder) {
+  start({"/bin/sleep", "1000"});
+  item_.tell_transcoder(SIGUSR1);
+  item_.signal_proc_group(SIGKILL);
+  EXPECT_TRUE(wait_until([&] { return item_.idle_process() && item_.proc_pid == -1; }));
+  item_.sm.set_state(TRANSCODE_TRANSCODING);
+  start_script();
+  arm();
+  EXPECT_TRUE(prints("armed\n"));
+  end();
+  EXPECT_TRUE(prints("over\n"));
+  EXPECT_EQ(output(), "armed\nover\n");
+}
+
+TEST_F(held_signal, goes_at_last_to_a_tool_that_never_takes_it) {
+  start({"/bin/sleep", "1000"});
+  ASSERT_TRUE(wait_until([&] { return read_child_signals(item_.proc_pid).is_tool; }));
+  item_.tell_transcoder(SIGUSR1);
+  clock_us += patience_us - 1;
+  for (int i = 0; i < 10; ++i)
+    item_.idle_process();
+  EXPECT_NE(item_.proc_pid, -1);
+  clock_us += 1;
+  EXPECT_TRUE(wait_until([&] { return item_.idle_process() && item_.proc_pid == -1; }));
+  EXPECT_EQ(item_.proc_status, killed_by(SIGUSR1));
+}
+
+TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
+  item_.proc_pid = fork();
+  if (item_.proc_pid == 0) {
+    setsid();
+    for (;;)
+      pause();
+  }
+  ASSERT_TRUE(wait_until([&] { return getpgid(item_.proc_pid) == item_.proc_pid; }));
+  clock_us += patience_us;
+  item_.tell_transcoder(SIGUSR1);
+  for (int i = 0; i < 10; ++i)
+    item_.idle_process();
+  EXPECT_EQ(waitpid(item_.proc_pid, nullptr, WNOHANG), 0);
+}
+
+// A tool that blocks the signals and reads them at its leisure would see the two in no order.
+TEST_F(held_signal, waits_until_the_other_one_is_taken) {
+  start({"/usr/bin/env", "--block-signal=USR1", "--block-signal=USR2", "/bin/sleep", "1000"});
+  const auto runs_sleep = [&] {
+    return read_file("/proc/" + std::to_string(item_.proc_pid) + "/comm") == "sleep\n";
+  };
+  const auto pending = [&](int number) {
+    return has_signal(read_child_signals(item_.proc_pid).pending, number);
+  };
+  ASSERT_TRUE(wait_until(runs_sleep));
+  clock_us += patience_us;
+  item_.tell_transcoder(SIGUSR1);
+  EXPECT_TRUE(pending(SIGUSR1));
+  item_.tell_transcoder(SIGUSR2);
+  for (int i = 0; i < 10; ++i)
+    item_.idle_process();
+  EXPECT_FALSE(pending(SIGUSR2));
+}
+
+TEST_F(held_signal, has_the_next_turn_come_early) {
+  start({"/bin/sleep", "1000"});
+  item_.idle_process();
+  EXPECT_EQ(next_early_turn, 0U) << "nothing is held";
+  item_.tell_transcoder(SIGUSR1);
+  EXPECT_EQ(next_early_turn, clock_us + 5000);
+  next_early_turn = 0;
+  item_.idle_process();
+  EXPECT_EQ(next_early_turn, clock_us + 5000);
+}
+
+TEST_F(held_signal, is_nothing_without_a_child) {
+  item_.tell_transcoder(SIGUSR1);
+  start_script();
+  arm();
+  end();
+  EXPECT_TRUE(prints("over\n"));
+  EXPECT_EQ(output(), "armed\nover\n");
+}
