@@ -72,6 +72,32 @@ TEST(queue_lines, eighty_columns_hold_every_column) {
     EXPECT_THAT(lines[1], HasSubstr(part));
 }
 
+TEST(queue_lines, forty_columns_show_the_name_with_state_and_progress) {
+  const auto lines =
+      queue_lines({named_row("/mnt/media/evening news.mpg", "Transcoding file...")}, 8, wide(40));
+  EXPECT_THAT(lines, ElementsAre("ID       STATE       %   INPUT",
+                                 "01234567 transcoding 41% evening\u2026ews.mpg"));
+}
+
+TEST(queue_lines, forty_columns_tell_paused_and_failed_jobs_by_their_state) {
+  auto paused = row_of(0, "transcoding", 4150);
+  paused.listed.item.paused = true;
+  auto failed = row_of(1, "cancelled");
+  failed.listed.item.text = "Transcoding failed";
+  auto cancelled = row_of(2, "cancelled");
+  cancelled.listed.item.text = "Cancelled by user";
+  const auto lines = queue_lines({paused, failed, cancelled}, 8, wide(40));
+  EXPECT_THAT(lines[1], HasSubstr(" paused "));
+  EXPECT_THAT(lines[2], HasSubstr(" failed "));
+  EXPECT_THAT(lines[3], HasSubstr(" cancelled "));
+}
+
+TEST(queue_lines, narrow_screen_keeps_the_columns_for_which_there_is_room) {
+  const auto line = queue_lines({named_row("/mnt/media/a.ts", "Paused")}, 8, wide(56))[1];
+  EXPECT_THAT(line, HasSubstr("a.ts"));
+  EXPECT_THAT(line, HasSubstr("1080 ~14:32"));
+}
+
 TEST(queue_lines, no_line_is_wider_than_the_screen) {
   const std::vector<screen_row> rows = {named_row(long_name, std::string(200, 't')),
                                         named_row(odd_name, "Done"), row_of(511, "ready")};

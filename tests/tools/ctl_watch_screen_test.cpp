@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
@@ -51,6 +52,22 @@ TEST(watch_lines, rows_begin_at_the_top_one) {
   const auto lines = watch_lines(view, small, plain());
   EXPECT_THAT(lines[3], StartsWith("500"));
   EXPECT_THAT(lines[4], StartsWith("\x1b[7m501"));
+}
+
+TEST(watch_lines, keys_fit_a_narrow_screen) {
+  auto style = plain();
+  style.width = 40;
+  EXPECT_THAT(watch_lines(view_of(1), {10, 40}, style)[9], EndsWith("q end"));
+}
+
+TEST(watch_lines, question_keeps_both_its_ends_on_a_narrow_screen) {
+  auto style = plain();
+  style.width = 40;
+  auto view = view_of(1);
+  view.notice = "Remove and DELETE the source of " + std::string(60, 'n') + "? y/n";
+  const auto line = watch_lines(view, {10, 40}, style)[9];
+  EXPECT_THAT(line, StartsWith("Remove and DELETE"));
+  EXPECT_THAT(line, EndsWith("? y/n"));
 }
 
 TEST(watch_lines, absence_is_told_above_what_was_known) {

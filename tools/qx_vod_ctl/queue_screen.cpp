@@ -14,13 +14,23 @@ using cells = std::array<std::string, column_count>;
 using widths = std::array<std::size_t, column_count>;
 
 constexpr std::size_t narrow = 100;  // below this every column counts
+constexpr std::size_t cramped = 60;  // below this a number has to do in place of a bar
 constexpr std::size_t least_name = 12;
+constexpr std::size_t least_text = 8;
+
+// What gives way, the first first, where a name would have less than its least.
+constexpr column first_to_go[] = {expected, profile, position, id};
+
+bool is_cramped(const screen_style& style) {
+  return style.width > 0 && style.width < cramped;
+}
 
 bool is_narrow(const screen_style& style) {
   return style.width > 0 && style.width < narrow;
 }
 
 cells headings(const screen_style& style) {
+  if (is_cramped(style)) return {"POS", "ID", "STATE", "%", "PROF", "READY", "INPUT", "TEXT"};
   if (is_narrow(style)) return {"POS", "ID", "STATE", "PROGRESS", "PROF", "READY", "INPUT", "TEXT"};
   return {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "READY AT", "INPUT", "TEXT"};
 }
@@ -32,6 +42,7 @@ bool has_progress(const item_view& item) {
 std::string progress_cell(const item_view& item, const screen_style& style) {
   if (!has_progress(item)) return "";
   if (style.width == 0) return percent(item.progress);
+  if (is_cramped(style)) return std::to_string(item.progress / 100) + "%";
   return progress_bar(item.progress, is_narrow(style) ? 6 : 12, style.blocks);
 }
 
@@ -41,12 +52,19 @@ std::string name_cell(const std::string& path, const screen_style& style) {
   return printable(whole ? path : path.substr(slash + 1));
 }
 
+// Where there is no room for the text, the state says what mostly stands in it.
+std::string state_cell(const item_view& item, const screen_style& style) {
+  if (is_cramped(style) && item.is_in(failed_jobs)) return failed_jobs;
+  if (is_cramped(style) && item.paused && !item.cancelled() && !item.done()) return "paused";
+  return printable(is_narrow(style) ? item.state : item.state_and_step());
+}
+
 cells cells_of(const screen_row& row, std::size_t id_length, const screen_style& style) {
   const item_view& item = row.listed.item;
   cells result;
   result[position] = std::to_string(row.listed.position);
   result[id] = printable(item.entry_id.substr(0, id_length));
-  result[state] = printable(is_narrow(style) ? item.state : item.state_and_step());
+  result[state] = state_cell(item, style);
   result[progress] = progress_cell(item, style);
   result[profile] = printable(item.profile);
   result[expected] = row.expected;
@@ -73,14 +91,30 @@ std::size_t gap_of(const screen_style& style) {
   return is_narrow(style) ? 1 : 2;
 }
 
-// The text gets what it needs up to a half of what is left for both, the name the rest; what one
-// does not need goes to the other.
-void share_rest(widths& result, const screen_style& style) {
+std::size_t taken_before_name(const widths& width, const screen_style& style) {
   std::size_t taken = 0;
   for (std::size_t i = 0; i < name; ++i)
-    taken += result[i] > 0 ? result[i] + gap_of(style) : 0;
+    taken += width[i] > 0 ? width[i] + gap_of(style) : 0;
+  return taken;
+}
+
+void make_room_for_name(widths& width, const screen_style& style) {
+  const std::size_t wanted = std::min(width[name], least_name);
+  for (const column one : first_to_go) {
+    if (taken_before_name(width, style) + wanted > style.width) width[one] = 0;
+  }
+}
+
+// The text gets what it needs up to a half of what is left for both, the name the rest; what one
+// does not need goes to the other. Where there is too little for both, there is no text.
+void share_rest(widths& result, const screen_style& style) {
+  make_room_for_name(result, style);
+  const std::size_t taken = taken_before_name(result, style);
   const std::size_t left = style.width > taken + least_name ? style.width - taken : least_name;
-  if (result[text] == 0) {
+  const std::size_t least_of_both =
+      std::min(result[name], least_name) + gap_of(style) + std::min(result[text], least_text);
+  if (result[text] == 0 || left < least_of_both) {
+    result[text] = 0;
     result[name] = std::min(result[name], left);
     return;
   }

@@ -23,7 +23,8 @@ struct screen_row {
 constexpr std::size_t no_row = std::numeric_limits<std::size_t>::max();
 
 // A heading and a line for each row, without line feeds. Ids are cut to `id_length`. What is wider
-// than the style allows is taken from the names and texts. Row `selected` is shown inverted.
+// than the style allows is taken from the names and texts; where too little is left for a name,
+// columns that tell less are left out. Row `selected` is shown inverted.
 std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::size_t id_length,
                                      const screen_style& style, std::size_t selected = no_row);
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
+#include <string_view>
 
 #include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/item_table.h"
@@ -11,8 +13,18 @@
 namespace {
 
 constexpr std::size_t lines_around = 4;  // totals, the job at work, the heading, the keys
-constexpr const char* key_names =
-    "up/down select  p pause  r resume  c cancel  R restart  x remove  q quit";
+// The keys' names, the fullest first; the last fits 40 columns.
+constexpr std::string_view key_names[] = {
+    "up/down select  p pause  r resume  c cancel  R restart  x remove  q quit",
+    "p pause  r resume  c cancel  R restart  x remove  q quit",
+    "p pause r resume c cancel x remove q end"};
+
+std::string key_line(std::size_t width) {
+  const auto* const found =
+      std::find_if(std::begin(key_names), std::end(key_names),
+                   [&](std::string_view names) { return width == 0 || names.size() <= width; });
+  return std::string(found == std::end(key_names) ? key_names[2] : *found);
+}
 
 std::string base_name(const std::string& path) {
   return printable(path.substr(path.rfind('/') + 1));
@@ -90,7 +102,9 @@ std::vector<std::string> watch_lines(const watch_view& view, const screen_size& 
   for (auto& line : queue_lines(rows, id_length_of(view), style, selected))
     lines.push_back(std::move(line));
   lines.resize(std::max<std::size_t>(size.rows, 1));
-  const std::string last = view.notice.empty() ? key_names : view.notice;
-  lines.back() = styled(cut_end(last, style.width), view.notice.empty() ? "2" : "1;33", style);
+  // A question has its verb in front and its answers at its end.
+  lines.back() = view.notice.empty()
+                     ? styled(cut_end(key_line(style.width), style.width), "2", style)
+                     : styled(cut_middle(view.notice, style.width), "1;33", style);
   return lines;
 }

@@ -16,7 +16,7 @@ std::string name_of(const item_view& item) {
 std::string removal_question(const item_view& item) {
   // The service deletes the source of a job that has begun and is not done.
   const bool deletes = item.delete_on_finish && item.state != "init" && !item.done();
-  return "Remove " + name_of(item) + (deletes ? " and DELETE its source file" : "") + "? y/n";
+  return (deletes ? "Remove and DELETE the source of " : "Remove ") + name_of(item) + "? y/n";
 }
 
 }  // namespace
