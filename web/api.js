@@ -28,9 +28,31 @@ async function fetch_answer(address, options) {
   }
 }
 
+// One character of UTF-8 in a text of bytes, or else a byte that belongs to none.
+const characters = new RegExp(
+  '[\\x00-\\x7f]+|[\\xc2-\\xdf][\\x80-\\xbf]|\\xe0[\\xa0-\\xbf][\\x80-\\xbf]'
+  + '|[\\xe1-\\xec\\xee\\xef][\\x80-\\xbf]{2}|\\xed[\\x80-\\x9f][\\x80-\\xbf]'
+  + '|\\xf0[\\x90-\\xbf][\\x80-\\xbf]{2}|[\\xf1-\\xf3][\\x80-\\xbf]{3}'
+  + '|\\xf4[\\x80-\\x8f][\\x80-\\xbf]{2}|([\\x80-\\xff])', 'g');
+
+// File names are bytes, and not all of them are UTF-8: a byte that is none becomes a lone surrogate,
+// U+DC80 to U+DCFF, so that two such names differ on the page as well.
+function text_of(bytes) {
+  try {
+    return new TextDecoder('utf-8', {fatal: true}).decode(bytes);
+  } catch {
+    const decoder = new TextDecoder();
+    let text = '';
+    for (const byte of bytes) text += String.fromCharCode(byte);
+    return text.replace(characters, (character, stray) => (stray
+      ? String.fromCharCode(0xdc00 + stray.charCodeAt(0))
+      : decoder.decode(Uint8Array.from(character, (byte) => byte.charCodeAt(0)))));
+  }
+}
+
 async function read_json(response) {
   try {
-    return await response.json();
+    return JSON.parse(text_of(new Uint8Array(await response.arrayBuffer())));
   } catch {
     const text = `The web server answers with status ${response.status}.`;
     throw new gateway_error('unreadable answer', text, response.status >= 500);

@@ -1,7 +1,8 @@
 // The rows of the list: one for each job in sight, kept from one look at the queue to the next, so
 // that focus, selection and pictures stay as they are.
 import {
-  clock_length, expected_at, file_name, folder_name, job_text, profile_name, state_name, time_left,
+  clock_length, expected_at, file_name, folder_name, job_text, profile_name, shown, state_name,
+  time_left,
 } from './words.js';
 
 const actions = {
@@ -116,7 +117,7 @@ function update_profile(row, job) {
 function update_row(row, job) {
   row.dataset.group = job.group;
   set_text(row.querySelector('.name'), file_name(job.file));
-  row.querySelector('.name').title = job.file;
+  row.querySelector('.name').title = shown(job.file);
   set_text(row.querySelector('.folder'), folder_name(job.file));
   set_text(row.querySelector('.state-name'), state_name(job));
   set_text(row.querySelector('.text'), job_text(job));

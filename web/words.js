@@ -17,31 +17,49 @@ const step_names = {
   'query profiles': 'Finding profiles',
 };
 
+// What the browser would obey rather than show: control characters, and those that turn the
+// direction of what stands around them. A byte that is no UTF-8 comes as a lone surrogate (api.js).
+const unshown =
+  /[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069\ud800-\udfff]/gu;
+
+function escaped(character) {
+  const code = character.charCodeAt(0);
+  if (character === '\n') return '\\n';
+  if (code >= 0xd800) return `\\x${(code & 0xff).toString(16)}`;
+  return code < 0x80 ? `\\x${code.toString(16).padStart(2, '0')}`
+    : `\\u${code.toString(16).padStart(4, '0')}`;
+}
+
+// A text of unknown origin, such as a file's name, as it can be put on the page.
+export function shown(text) {
+  return text.replace(unshown, escaped);
+}
+
 export function state_name(job) {
   if (job.group === 'running') return state_names[job.state] ?? 'Running';
   if (job.group === 'waiting') {
     return job.state === 'init' ? 'New' : step_names[job.step] ?? 'Waiting';
   }
-  return groups.find(([group]) => group === job.group)?.[1] ?? job.state;
+  return groups.find(([group]) => group === job.group)?.[1] ?? shown(job.state);
 }
 
 // The service's text, unless it says no more than the state.
 export function job_text(job) {
   const repeats = [job.state, job.group, state_name(job).toLowerCase()];
-  return repeats.includes(job.text.trim().toLowerCase()) ? '' : job.text;
+  return repeats.includes(job.text.trim().toLowerCase()) ? '' : shown(job.text);
 }
 
 export function file_name(path) {
-  return path.slice(path.lastIndexOf('/') + 1) || 'No file yet';
+  return shown(path.slice(path.lastIndexOf('/') + 1)) || 'No file yet';
 }
 
 export function folder_name(path) {
-  return path.slice(0, Math.max(path.lastIndexOf('/'), 0));
+  return shown(path.slice(0, Math.max(path.lastIndexOf('/'), 0)));
 }
 
 // Profiles that are heights read as such.
 export function profile_name(profile) {
-  return /^\d+$/.test(profile) ? `${profile}p` : profile;
+  return /^\d+$/.test(profile) ? `${profile}p` : shown(profile);
 }
 
 const two = (number) => String(number).padStart(2, '0');
@@ -83,8 +101,8 @@ const refusals = {
 };
 
 export function refusal_text(error) {
-  return error.message !== error.error && error.message ? error.message
-    : refusals[error.error] ?? `Refused: ${error.error}`;
+  return shown(error.message !== error.error && error.message ? error.message
+    : refusals[error.error] ?? `Refused: ${error.error}`);
 }
 
 export function removal_text(job) {

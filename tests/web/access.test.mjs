@@ -3,6 +3,7 @@ import assert from 'node:assert/strict';
 import {once} from 'node:events';
 import fs from 'node:fs';
 import http from 'node:http';
+import net from 'node:net';
 import path from 'node:path';
 import {page_test, until} from './machine.mjs';
 
@@ -110,6 +111,31 @@ page_test('another page in the same browser can neither command nor read', async
   assert.equal((await machine.queue()).total, 1);
 }, {prepare: (machine) => machine.write_queue([{'transcode state': 'cancelled', 'state': 'x',
   'input file': '/mnt/media/held.ts'}])});
+
+// Sends the head of a request and a first byte of its body, and gives the answer's status line.
+async function status_of_slow_body(machine) {
+  const {host, port} = new URL(machine.url);
+  const secret = Buffer.from('operator:test-password').toString('base64');
+  const socket = net.connect(Number(port), '127.0.0.1');
+  socket.write(`POST /reelstack4/vod.cgi?c=command&vc=pause HTTP/1.1\r\nHost: ${host}\r\n`
+    + `Authorization: Basic ${secret}\r\nX-Vod-Page: 1\r\nContent-Length: 50\r\n\r\n{`);
+  // A byte now and then, so that the web server has no reason to give up.
+  const drip = setInterval(() => socket.write(' '), 1000);
+  try {
+    const [answer] = await once(socket, 'data');
+    return answer.toString('latin1').split('\r\n')[0];
+  } finally {
+    clearInterval(drip);
+    socket.destroy();
+  }
+}
+
+page_test('a body that comes too slowly is given up after ten seconds', async ({machine}) => {
+  const start = Date.now();
+  assert.equal(await status_of_slow_body(machine), 'HTTP/1.1 408 Request Timeout');
+  const seconds = (Date.now() - start) / 1000;
+  assert.ok(seconds > 9 && seconds < 20, `${seconds} s`);
+});
 
 page_test('another server is answered as it was', async ({machine}) => {
   const response = await machine.post('c=vodsrv&vc=list', 'entry id:none\n\n');

@@ -177,6 +177,13 @@ export class machine {
     return answer.id;
   }
 
+  // Adds a file whose name is any bytes; `file` has a character below U+0100 for each.
+  async add_bytes(file) {
+    const response = await this.post('c=command&vc=add',
+      Buffer.from(JSON.stringify({file}), 'latin1'), {'X-Vod-Page': '1'});
+    return (await response.json()).id;
+  }
+
   async wait_for(id, group) {
     return until(`${id} ${group}`, async () => {
       const queue = await this.queue(`&search=${id}`);

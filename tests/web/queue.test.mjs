@@ -151,6 +151,19 @@ page_test('names and texts are shown letter by letter, whatever they hold',
   }, {prepare: (machine) => machine.write_queue(
     ended(1, () => ({'input file': `/mnt/media/${trap}`, 'state': '<b>bold</b>'})))});
 
+page_test('characters that turn the direction of writing are shown, not obeyed',
+  async ({machine, page}) => {
+    await page.goto(machine.url);
+    await page.locator('.job').first().waitFor();
+    assert.equal(await page.locator('.name').innerText(), 'a\\u202egpj.\\u2066ts');
+    assert.equal(await page.locator('.text').innerText(), 'Rejected:\\x1b\\u0085 \\u200fend');
+    const marked = await page.evaluate(() => document.body.innerHTML
+      .match(/[\u0080-\u009f\u200f\u202e\u2066]|\u001b/g));
+    assert.equal(marked, null);
+  }, {prepare: (machine) => machine.write_queue(
+    ended(1, () => ({'input file': '/mnt/media/a\u202egpj.\u2066ts',
+      'state': 'Rejected:\u001b\u0085 \u200fend'})))});
+
 page_test('a page behind the end of the queue goes back to the last one', async ({machine, page}) => {
   await page.goto(`${machine.url}#first=320`);
   await page.getByText('33\u201340 of 40').waitFor();
@@ -166,6 +179,27 @@ page_test('a phone shows long names without rolling sideways', async ({machine, 
   assert.ok(button.height >= 44 && button.x + button.width <= 390);
 }, {viewport: {width: 390, height: 844}, prepare: (machine) => machine.write_queue(ended(2,
   (i) => ({'input file': `/mnt/media/${i ? long_name : `${'x'.repeat(200)}.ts`}`})))});
+
+page_test('the narrowest phone shows every job and button whole', async ({machine, page}) => {
+  await page.goto(machine.url);
+  await page.locator('.job').first().waitFor();
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 320);
+  const cut = () => page.evaluate(() => [...document.querySelectorAll('button')]
+    .filter((button) => button.checkVisibility()
+      && (button.scrollWidth > button.clientWidth || button.getBoundingClientRect().right > 320))
+    .map((button) => button.textContent));
+  assert.deepEqual(await cut(), []);
+  await page.getByRole('button', {name: 'Add a file'}).click();
+  assert.deepEqual(await cut(), []);
+  await page.keyboard.press('Escape');
+  await page.getByRole('button', {name: /^Remove held/}).click();
+  assert.deepEqual(await cut(), []);
+  assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 320);
+}, {viewport: {width: 320, height: 568}, prepare: (machine) => machine.write_queue([
+  ...ended(2, (i) => ({'input file': `/mnt/media/${i ? long_name : `${'x'.repeat(200)}.ts`}`})),
+  {'transcode state': 'ready', 'ready state': 'ready to transcode', 'paused': true,
+    'quoted profile': ['1080', '720'], 'transcode profile': '720', 'delete on finish': true,
+    'input file': '/mnt/media/held.ts'}])});
 
 page_test('a dark screen gets dark colours', async ({machine, page}) => {
   await page.goto(machine.url);
