@@ -56,6 +56,7 @@ TEST_P(cgi_bad_page_body, is_refused) {
 INSTANTIATE_TEST_SUITE_P(bodies, cgi_bad_page_body,
                          testing::Values("", "[]", "{", "7", R"({"file": 7})", R"({"id": "a"})",
                                          R"({"file": "/mnt/a\nb"})", R"({"file": "/mnt/a\u0000"})",
+                                         R"({"file": "/mnt/a", "profile": "../../x"})",
                                          R"({"deletes_source": "1"})", R"({"entry id": "a"})",
                                          R"({"file": {"file": "/mnt/a"}})"));
 

@@ -168,6 +168,34 @@ TEST_F(cgi_program, adds_a_file_for_the_page) {
   EXPECT_THAT(text, HasSubstr("{\"id\": \"" + list["list"][0]["entry id"].string_value() + "\"}"));
 }
 
+TEST_F(cgi_program, refuses_a_profile_that_the_source_does_not_offer) {
+  machine.root.write_source("/mnt/media/clip.ts", "video/mp2t");
+  machine.start();
+  const std::string added = command("add", R"({"file": "/mnt/media/clip.ts", "profile": "1440"})");
+  EXPECT_THAT(added, StartsWith("Status: 409 Conflict\r\n"));
+  EXPECT_THAT(added, HasSubstr("\"error\": \"no such profile\""));
+  EXPECT_THAT(added, HasSubstr("offered: 1080, 720, 480."));
+  EXPECT_EQ(machine.client.list()["total"].int_value(), 0);
+}
+
+TEST_F(cgi_program, refuses_a_change_to_a_profile_that_the_source_does_not_offer) {
+  machine.root.write_source("/mnt/media/clip.ts", "video/mp2t");
+  machine.start();
+  const auto id = machine.client.add({{"input file", "/mnt/media/clip.ts"}});
+  const std::string changed = "{\"id\": \"" + id + "\", \"profile\": ";
+  EXPECT_THAT(command("modify", changed + "\"1440\"}"), HasSubstr("no such profile"));
+  EXPECT_EQ(machine.client.item(id)["transcode profile"].string_value(), "");
+  EXPECT_THAT(command("modify", changed + "\"720\"}"), StartsWith("Status: 200 OK\r\n"));
+  EXPECT_EQ(machine.client.item(id)["transcode profile"].string_value(), "720");
+}
+
+TEST_F(cgi_program, looks_into_no_file_that_the_service_would_not_take) {
+  machine.start();
+  EXPECT_THAT(command("add", R"({"file": "/etc/passwd", "profile": "1440"})"),
+              HasSubstr("Rejected: Forbidden input file"));
+  EXPECT_EQ(machine.root.calls(tool::quote).size(), 0U);
+}
+
 TEST_F(cgi_program, tells_the_page_why_a_file_is_refused_and_leaves_nothing) {
   machine.root.write("/mnt/media/other.ts", "");
   machine.start();

@@ -166,13 +166,13 @@ TEST(ctl_check_agreement, listing_that_fills_the_buffer) {
             "Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
 }
 
-TEST(ctl_check_agreement, odd_profile_that_is_given) {
+TEST(ctl_check_agreement, profile_that_is_given) {
   compared_machine machine;
   machine.start();
   machine.write_media(clip);
-  EXPECT_EQ(machine.both(clip, "anything"), "");
-  EXPECT_EQ(machine.both(clip, "a/b"),
-            "Rejected: Transcoder could not determine profiles (but returned success)");
+  EXPECT_EQ(machine.both(clip, "480"), "");
+  const std::string refused = machine.check(clip, "anything")["text"].string_value();
+  EXPECT_EQ(refused, "there is no profile \"anything\" for this source; offered: 1080, 720, 480");
 }
 
 struct chosen {

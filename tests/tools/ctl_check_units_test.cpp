@@ -1,4 +1,5 @@
 // The parts of "check": admission, choice of the profile, size, and what is written down.
+#include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
 
 #include <gmock/gmock.h>

@@ -91,6 +91,41 @@ TEST(ctl_add, options_reach_the_item) {
   EXPECT_EQ(item["transcode state"].string_value(), "init");
 }
 
+TEST(ctl_add, profile_that_the_source_does_not_offer_is_never_sent) {
+  ctl_machine machine;
+  machine.start();
+  machine.root.write_source("/mnt/media/clip.mpg");
+  const auto result = machine.ctl({"add", "--profile", "1440", "/mnt/media/clip.mpg"});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/media/clip.mpg: there is no profile \"1440\" for this "
+                        "source; offered: 1080, 720, 480\n");
+  EXPECT_EQ(machine.client.list()["total"].int_value(), 0);
+}
+
+TEST(ctl_add, profile_that_nobody_can_judge_is_left_to_the_service) {
+  ctl_machine machine;
+  machine.start();
+  machine.root.write_source("/mnt/media/clip.mpg");
+  machine.root.plan_call(tool::quote, 1, tool_plan().print_error("no right to look\n").exit(1));
+  const auto result = machine.ctl({"add", "--profile", "1440", "/mnt/media/clip.mpg"});
+  EXPECT_EQ(result.status, 0) << result.err;
+  const auto item = machine.client.item(chomped(result.out));
+  EXPECT_EQ(item["transcode profile"].string_value(), "1440");
+}
+
+TEST(ctl_modify, profile_that_the_source_does_not_offer_is_never_sent) {
+  ctl_machine machine;
+  machine.start();
+  machine.root.write_source("/mnt/media/clip.mpg");
+  const auto id =
+      chomped(machine.ctl({"add", "--hold", "--profile", "480", "/mnt/media/clip.mpg"}).out);
+  const auto result = machine.ctl({"modify", id, "transcode profile=1440"});
+  EXPECT_EQ(result.status, 5);
+  EXPECT_THAT(result.err, HasSubstr("offered: 1080, 720, 480\n"));
+  EXPECT_EQ(machine.client.item(id)["transcode profile"].string_value(), "480");
+  EXPECT_EQ(machine.ctl({"modify", id, "transcode profile=720"}).status, 0);
+}
+
 TEST(ctl_add, raw_form_is_the_item) {
   ctl_machine machine;
   machine.start();

@@ -111,6 +111,7 @@ TEST(ctl_ready, refusal_tells_the_reason) {
 TEST(ctl_modify, changes_several_fields) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
+  machine.root.plan(tool::quote, tool_plan().print("*QUOTE\n.. a=b\n"));
   const auto result = machine.ctl({"modify", "a", "transcode profile=a=b", "delete on finish=1"});
   EXPECT_EQ(result.status, 0) << result.err;
   const auto item = machine.client.item("aaaa");

@@ -42,6 +42,32 @@ page_test('a file added by its path, with a profile, becomes a VOD that plays in
     await until_equal(() => page.locator('#video').getAttribute('src'), null);
   });
 
+page_test('a name that is no UTF-8 is shown by its bytes, with its picture, and plays',
+  async ({machine, page}) => {
+    const plain = machine.path(machine.make_clip('plain.ts', 3));
+    const folder = Buffer.from(machine.path('/mnt/media/'));
+    fs.renameSync(plain, Buffer.concat([folder, Buffer.from('f\xfcr \xc3.ts', 'latin1')]));
+    const id = await machine.add_bytes('/mnt/media/f\xfcr \xc3.ts');
+    await page.goto(machine.url);
+    const job = page.locator(`.job[data-id="${id}"]`);
+    await job.getByText('Done', {exact: true}).waitFor();
+    assert.equal(await job.locator('.name').innerText(), 'f\\xfcr \\xc3.ts');
+    await until('a picture', () => job.locator('img').evaluate((image) => image.naturalWidth > 0));
+    await job.getByRole('button', {name: /^Play/}).click();
+    await page.waitForFunction(() => document.getElementById('video').currentTime > 0.3);
+  });
+
+page_test('a profile that the file does not offer is refused with those that it does',
+  async ({machine, page}) => {
+    const file = machine.make_clip('small.ts', 2, '640x480');
+    await page.goto(machine.url);
+    await fill_in(page, file);
+    await page.locator('#add-profile').selectOption('1080');
+    await page.getByRole('button', {name: 'Add', exact: true}).click();
+    await page.locator('#add-error').getByText('offered: 480, 360, 240.').waitFor();
+    assert.equal((await machine.queue()).total, 0);
+  });
+
 page_test('a file that is refused is told with its reason and leaves nothing in the queue',
   async ({machine, page}) => {
     await page.goto(machine.url);

@@ -1,5 +1,6 @@
 // add: files into the queue.
 #include "tools/common/command_line.h"
+#include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 #include "tools/qx_vod_ctl/media_folder.h"
@@ -60,9 +61,22 @@ struct named_file {
   std::string path;
 };
 
+// Why the file cannot be made into the profile that is asked for; empty where it can, and where
+// only the service can tell.
+std::string profile_problem(const add_options& options, const std::string& path) {
+  constexpr std::chrono::minutes time_limit{2};
+  if (options.profile.empty()) return "";
+  return profile_refusal(options.profile, offered_profiles(path, time_limit));
+}
+
 // Adding and making ready are two requests, so that a refusal comes with its reason.
 int add_file(vod_service& service, const add_options& options, const named_file& file, bool json,
              std::vector<std::string>& added) {
+  const std::string problem = profile_problem(options, file.path);
+  if (!problem.empty()) {
+    report(file.given, problem);
+    return exit_refused;
+  }
   auto reply = service.request("add", item_fields(options, file.path));
   if (!reply.accepted()) return report_reply(file.given, reply);
   const std::string id = reply.pair("entry id");
@@ -163,8 +177,8 @@ int add_files(vod_service& service, const add_options& options,
 subcommand_action define_add(CLI::App& parser) {
   const auto files = add_operands(parser, "FILE", "Media files, below a folder the service allows");
   const auto options = std::make_shared<add_options>();
-  parser.add_option("--profile", options->profile,
-                    "Profile to make; the best one that fits if not");
+  add_profile_option(parser, options->profile,
+                     "Profile to make, of those that the file offers; the best if not given");
   parser.add_flag("--delete-on-finish", options->delete_on_finish,
                   "Delete the file and its metadata once its copy is finished");
   auto* const hold = parser.add_flag(

@@ -1,5 +1,6 @@
 // The subcommands that pass one control command on to the service.
 #include "tools/common/command_line.h"
+#include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/media_path.h"
 #include "tools/qx_vod_ctl/report.h"
@@ -9,6 +10,7 @@
 
 namespace {
 
+constexpr std::chrono::minutes listing_time_limit{2};
 constexpr const char* id_help = "Entry id, the beginning of one, or job:N";
 
 int test_service(vod_service& service, bool json) {
@@ -73,6 +75,8 @@ int command_items(vod_service& service, const command_for_all& command, const it
   return status;
 }
 
+constexpr std::string_view profile_name = "transcode profile";
+
 bool selects_an_item(std::string_view name) {
   return name == "entry id" || name == "fileops job id";
 }
@@ -91,9 +95,34 @@ bool read_change(const std::string& text, name_values& changes) {
     report(text, "cannot be changed");
     return false;
   }
+  if (name == profile_name && !value.empty() && !is_profile_name(value)) {
+    report(text, "cannot be a profile's name");
+    return false;
+  }
   if (name == "input file") value = absolute_path(value, working_folder());
   changes.emplace_back(name, value);
   return true;
+}
+
+// Why the item cannot have the profile that `changes` would give it; empty where it can, and where
+// only the service can tell.
+std::string profile_problem(vod_service& service, const std::string& id,
+                            const name_values& changes) {
+  std::string profile;
+  std::string file;
+  for (const auto& [name, value] : changes) {
+    if (name == profile_name) profile = value;
+    if (name == "input file") file = value;
+  }
+  item_view item;
+  if (profile.empty() || !read_item(service.request("list", {{"entry id", id}}).data, item)) {
+    return "";
+  }
+  if (!file.empty()) item.offered.clear();
+  if (item.offered.empty()) {
+    item.offered = offered_profiles(file.empty() ? item.input_file : file, listing_time_limit);
+  }
+  return profile_refusal(profile, item.offered);
 }
 
 int modify_item(vod_service& service, const std::string& given,
@@ -104,6 +133,11 @@ int modify_item(vod_service& service, const std::string& given,
   }
   const auto selection = select_items(service, {given});
   if (selection.ids.empty()) return selection.exit_status;
+  const std::string problem = profile_problem(service, selection.ids[0], request);
+  if (!problem.empty()) {
+    report(given, problem);
+    return exit_refused;
+  }
   request.emplace_back("entry id", selection.ids[0]);
   return show_reply(selection.ids[0], service.request("modify", request), json);
 }

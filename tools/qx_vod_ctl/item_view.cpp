@@ -36,6 +36,9 @@ bool read_item(const json11::Json& json, item_view& item) {
   item.input_file = json["input file"].string_value();
   item.output_file = json["output file"].string_value();
   item.profile = json["transcode profile"].string_value();
+  item.offered.clear();
+  for (const auto& name : json["quoted profile"].array_items())
+    item.offered.push_back(name.string_value());
   item.state = json["transcode state"].string_value();
   item.sub_state = step_of(json);
   item.text = json["state"].string_value();

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <json11.hpp>
 
@@ -11,11 +12,12 @@ struct item_view {
   std::string entry_id;
   std::string input_file;
   std::string output_file;
-  std::string profile;    // empty until one is chosen
-  std::string state;      // the job's state: "init", "ready", "transcoding", ...
-  std::string sub_state;  // the step within that state; empty where it has none
-  std::string text;       // what the service tells people of it
-  int progress = 0;       // ten-thousandths
+  std::string profile;               // empty until one is chosen
+  std::vector<std::string> offered;  // the profiles listed for it, best first
+  std::string state;                 // the job's state: "init", "ready", "transcoding", ...
+  std::string sub_state;             // the step within that state; empty where it has none
+  std::string text;                  // what the service tells people of it
+  int progress = 0;                  // ten-thousandths
   bool delete_on_finish = false;
   bool paused = false;
   bool waiting = false;  // resumed, until the job before it lets it go on

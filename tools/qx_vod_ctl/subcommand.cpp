@@ -1,6 +1,7 @@
 // What the subcommands' command lines have in common.
 #include "tools/qx_vod_ctl/subcommand.h"
 
+#include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/item_view.h"
 
 namespace {
@@ -48,6 +49,14 @@ void add_state_option(CLI::App& parser, std::string& state, const std::string& d
                   description + ": " + states + "; or " + failed_jobs + ", cancelled by no user")
       ->check(CLI::IsMember(names).description(""))
       ->type_name("STATE");
+}
+
+void add_profile_option(CLI::App& parser, std::string& profile, const std::string& description) {
+  const auto judge = [](const std::string& text) {
+    const bool is_fine = text.empty() || is_profile_name(text);
+    return is_fine ? std::string() : "'" + text + "' cannot be a profile's name";
+  };
+  parser.add_option("--profile", profile, description)->check(CLI::Validator(judge, ""));
 }
 
 void add_colour_option(CLI::App& parser, std::string& colour) {

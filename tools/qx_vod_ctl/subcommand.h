@@ -39,6 +39,9 @@ std::shared_ptr<bool> add_json_flag(CLI::App& parser);
 // The option --state, which takes the name of a job's state.
 void add_state_option(CLI::App& parser, std::string& state, const std::string& description);
 
+// The option --profile, whose text is empty or can be the name of a profile.
+void add_profile_option(CLI::App& parser, std::string& profile, const std::string& description);
+
 // The option --color, which colour_is_wanted() understands.
 void add_colour_option(CLI::App& parser, std::string& colour);
 

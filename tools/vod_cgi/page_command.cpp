@@ -2,8 +2,16 @@
 #include "tools/vod_cgi/page_command.h"
 
 #include <algorithm>
+#include <chrono>
+
+#include "platform/clock.h"
+#include "platform/forbidden_area.h"
+#include "tools/common/offered_profiles.h"
+#include "tools/vod_cgi/job_view.h"
 
 namespace {
+
+constexpr const char* profile_key = "transcode profile";
 
 struct command_form {
   const char* word;
@@ -36,7 +44,7 @@ bool take_text(const std::string& name, const std::string& text, const command_f
     return true;
   }
   if (name == "profile" && form.takes_fields) {
-    command.fields.emplace_back("transcode profile", text);
+    command.fields.emplace_back(profile_key, text);
     return true;
   }
   if (name == "file" && !form.takes_id) {
@@ -91,8 +99,54 @@ void take_back(comm_client_v4& client, const std::string& id, std::uint64_t dead
   }
 }
 
+std::string value_of(const job_fields& fields, const char* name) {
+  const auto found = std::find_if(fields.begin(), fields.end(),
+                                  [&](const auto& field) { return field.first == name; });
+  return found == fields.end() ? "" : found->second;
+}
+
+// Half of the time that is left; the service has the other half. No file is looked into that the
+// service would not look into.
+std::vector<std::string> list_profiles(const std::string& file, std::uint64_t deadline_us) {
+  const std::uint64_t now_us = monotonic_clock_us();
+  const bool is_allowed = !file.empty() && cgi_velmar_forbidden_area(file.c_str(), 0) == 0;
+  if (!is_allowed || now_us >= deadline_us) return {};
+  return offered_profiles(file, std::chrono::milliseconds((deadline_us - now_us) / 2000 + 1));
+}
+
+// Why the source cannot be made into that profile; empty where it can, and where only the service
+// can tell. `listed` is what the service knows already.
+std::string profile_problem(const std::string& profile, const std::string& file,
+                            const std::vector<std::string>& listed, std::uint64_t deadline_us) {
+  if (profile.empty()) return "";
+  return profile_refusal(profile, listed.empty() ? list_profiles(file, deadline_us) : listed);
+}
+
+page_answer unknown_profile(const std::string& problem) {
+  return page_refusal(409, "no such profile", "No VOD can be made so: " + problem + ".");
+}
+
+page_answer modify(comm_client_v4& client, const page_command& command, std::uint64_t deadline_us) {
+  job_fields pairs = {{"entry id", command.id}};
+  const std::string profile = value_of(command.fields, profile_key);
+  if (!profile.empty()) {
+    const auto shown = ask(client, "list", pairs, deadline_us);
+    if (!shown.accepted()) return answer_of(shown, command.id);
+    std::string error;
+    const auto job = read_job(json11::Json::parse(shown.reply.data, error), 0);
+    const std::string problem =
+        job ? profile_problem(profile, job->file, job->profiles, deadline_us) : "";
+    if (!problem.empty()) return unknown_profile(problem);
+  }
+  pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
+  return answer_of(ask(client, "modify", pairs, deadline_us), command.id);
+}
+
 // Adding and making ready are two requests, so that a refusal comes with its reason.
 page_answer add(comm_client_v4& client, const job_fields& fields, std::uint64_t deadline_us) {
+  const std::string problem = profile_problem(value_of(fields, profile_key),
+                                              value_of(fields, "input file"), {}, deadline_us);
+  if (!problem.empty()) return unknown_profile(problem);
   const auto added = ask(client, "add", fields, deadline_us);
   std::string id;
   for (const auto& [name, value] : added.reply.nv_pairs) {
@@ -127,6 +181,11 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
       return false;
     }
   }
+  const std::string profile = value_of(command.fields, profile_key);
+  if (!profile.empty() && !is_profile_name(profile)) {
+    error = "The body's member \"profile\" cannot be a profile's name.";
+    return false;
+  }
   if (form->takes_id && command.id.empty()) {
     error = "The body names no job.";
     return false;
@@ -137,7 +196,6 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
 page_answer run_page_command(comm_client_v4& client, const page_command& command,
                              std::uint64_t deadline_us) {
   if (command.word == "add") return add(client, command.fields, deadline_us);
-  job_fields pairs = {{"entry id", command.id}};
-  pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
-  return answer_of(ask(client, command.word, pairs, deadline_us), command.id);
+  if (command.word == "modify") return modify(client, command, deadline_us);
+  return answer_of(ask(client, command.word, {{"entry id", command.id}}, deadline_us), command.id);
 }

@@ -24,6 +24,7 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
                        std::string& error);
 
 // Carries it out. Success is {"id": ID}; a refusal has the service's status as "error", and its
-// reason as "text". A file that the service does not take leaves nothing in the queue.
+// reason as "text". A file that the service does not take leaves nothing in the queue. A profile
+// that the source does not offer is refused before anything is sent, as "no such profile".
 page_answer run_page_command(comm_client_v4& client, const page_command& command,
                              std::uint64_t deadline_us);

@@ -5,10 +5,6 @@
 #include <string>
 #include <vector>
 
-// The names that the transcoder listed, best first: the lines ".. NAME" behind the line "*QUOTE".
-// A last line without a line feed is none.
-std::vector<std::string> read_profiles(const std::string& listing);
-
 struct profile_choice {
   std::string profile;
   std::string reason;  // in words that follow "because"

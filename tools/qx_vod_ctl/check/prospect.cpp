@@ -9,7 +9,7 @@
 #include "platform/media_metadata.h"
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
-#include "tools/common/process_runner.h"
+#include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/secret_mask.h"
 #include "tools/qxmi_startitem/identify.h"
@@ -19,8 +19,6 @@ namespace {
 
 constexpr const char* transcoder = "/usr/bin/qxmi_vod_transcode";
 
-// The service takes no more than fits its buffer, less one byte.
-constexpr std::size_t listing_limit = 16383;
 constexpr std::chrono::minutes listing_time_limit{2};
 
 // What stands in a name for the moment at which the service makes it up.
@@ -89,19 +87,10 @@ private:
     return true;
   }
 
-  program_request listing_request() const {
-    program_request request;
-    request.argv = {transcoder, "--file", found_.path, "--quote"};
-    if (settings_.has_vod_max_profile()) {
-      request.argv.insert(request.argv.end(), {"--height", std::to_string(settings_.max_profile)});
-    }
-    request.output_limit = listing_limit;
-    request.time_limit = listing_time_limit;
-    return request;
-  }
-
   bool list_profiles() {
-    const program_result result = run_program(listing_request());
+    program_request request = profile_listing(found_.path, settings_.max_profile);
+    request.time_limit = listing_time_limit;
+    const program_result result = run_program(request);
     if (result.end == program_end::too_much_output) {
       return refuse("Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
     }
@@ -120,6 +109,8 @@ private:
     constexpr const char* text =
         "Rejected: Transcoder could not determine profiles (but returned success)";
     if (found_.profiles.empty()) return refuse(text);
+    const std::string unknown_profile = profile_refusal(profile_, found_.profiles);
+    if (!profile_.empty() && !unknown_profile.empty()) return refuse(unknown_profile);
     found_.choice = profile_.empty() ? choose_profile(found_.profiles, settings_.max_profile)
                                      : profile_choice{profile_, "it was given"};
     return output_can_be_named(found_.path, found_.choice.profile) || refuse(text);
