@@ -70,6 +70,20 @@ TEST(restart, interrupted_transcode_begins_anew_and_ends_well) {
   machine.client.wait_for_transcode_state(machine.id, "done");
 }
 
+// It was resumed and waiting when the service ended; its new transcoder was never suspended.
+TEST(restart, transcode_that_was_waiting_is_not_told_to_go_on) {
+  stored_machine machine;
+  machine.root.plan(tool::transcode,
+                    tool_plan().catch_signal(SIGUSR2).mark("up").wait("go").write("{-o}", "video"));
+  machine.start_with({machine.stored("a", "transcoding", {{"waiting", true}})});
+  ASSERT_TRUE(machine.root.wait_for_mark("up"));
+  machine.client.wait_for_item("a", [](const auto& item) { return !item["waiting"].bool_value(); });
+  const auto call = machine.root.wait_for_call(tool::transcode);
+  machine.root.release("go");
+  machine.client.wait_for_transcode_state("a", "done");
+  EXPECT_TRUE(call.signals().empty());
+}
+
 TEST(restart, paused_transcode_waits_for_its_user) {
   busy_machine machine;
   machine.client.command("pause", machine.id);
