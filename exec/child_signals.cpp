@@ -39,7 +39,7 @@ std::string read_whole(std::string const& path) {
   return text;
 }
 
-// "SigCgt:\t0000000180014203"
+// The set of a line like SigCgt: 0000000180014203, the signals as bits from 1 on.
 std::uint64_t read_set(std::string const& status, char const* name) {
   std::size_t const at = status.find(std::string("\n") + name + ":");
   return at == std::string::npos ? 0
