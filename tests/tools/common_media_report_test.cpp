@@ -56,6 +56,15 @@ TEST(media_report, sound_without_a_decoder_does_not_count) {
       read("{\"codec_type\":\"audio\",\"channels\":2,\"sample_rate\":\"48000\"}").audio.empty());
 }
 
+TEST(media_report, a_stream_that_nothing_is_known_of_is_unclear) {
+  const media_info info = read("{\"index\":3,\"codec_type\":\"audio\",\"codec_name\":\"mp2\","
+                               "\"channels\":0}");
+  ASSERT_EQ(info.unclear.size(), 1U);
+  EXPECT_EQ(info.unclear[0].index, 3);
+  ASSERT_NE(info.wanted(), nullptr);
+  EXPECT_TRUE(info.wanted()->sound);
+}
+
 TEST(media_report, other_streams_do_not_count) {
   const media_info info = read("{\"codec_type\":\"subtitle\"},{\"codec_type\":\"data\"},{},7");
   EXPECT_TRUE(info.video.empty() && info.audio.empty());
@@ -73,6 +82,12 @@ TEST(media_report, a_rate_of_fields_is_halved) {
 TEST(media_report, a_nominal_rate_that_is_nonsense_gives_way_to_the_average) {
   expect_ratio(rate("90000/1", "25/1"), 25, 1);
   expect_ratio(rate("0/0", "25/1"), 25, 1);
+}
+
+TEST(media_report, frames_left_out_do_not_change_a_usual_rate) {
+  expect_ratio(rate("30/1", "22433/1000"), 30, 1);
+  expect_ratio(rate("30000/1001", "19/1"), 30000, 1001);
+  expect_ratio(rate("600/1", "22/1"), 22, 1);
 }
 
 TEST(media_report, a_missing_average_leaves_the_nominal_rate) {

@@ -5,12 +5,15 @@ qx_add_test(transcode_unit_test
   transcode_profiles_test.cpp
   transcode_progress_test.cpp
   transcode_quote_test.cpp
+  transcode_verify_test.cpp
   LIBS qx_transcode)
 
 qx_add_test(transcode_test
   transcode_command_line_test.cpp
   transcode_failures_test.cpp
   transcode_media_test.cpp
+  transcode_sound_test.cpp
+  transcode_time_test.cpp
   LIBS qx_made_media)
 add_dependencies(transcode_test qxmi_vod_transcode)
 

@@ -59,6 +59,14 @@ bool packet_timeline::end_of(int stream, double& end) const {
   return true;
 }
 
+double packet_timeline::end_of_later_streams(double time) const {
+  double latest = time;
+  for (const auto& [index, state] : streams_) {
+    if (state.timed && state.first >= time) latest = std::max(latest, state.end);
+  }
+  return latest;
+}
+
 long packet_timeline::packets(int stream) const {
   const auto found = streams_.find(stream);
   return found == streams_.end() ? 0 : found->second.packets;

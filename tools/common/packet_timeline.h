@@ -25,6 +25,10 @@ public:
   // it has no packets or they have no clock.
   bool end_of(int stream, double& end) const;
 
+  // The latest end of the streams that begin at `time` or later, on the same line; `time` when
+  // there are none.
+  double end_of_later_streams(double time) const;
+
   // How many packets of that stream there were, and the longest time from one to the next, in
   // seconds.
   long packets(int stream) const;

@@ -24,6 +24,9 @@ constexpr double clock_rate = 90000.0;
 // Within one place the clock is due every 100 ms; a splice is told by far more.
 constexpr double longest_pause = 2.0;
 
+// By then all programs have shown their clocks.
+constexpr double last_new_clock = 1.0;
+
 // How much slower than usual the data may come between two places.
 constexpr double usual_variation = 2.0;
 
@@ -74,6 +77,9 @@ public:
     begun_ = true;
     return even;
   }
+
+  // How long it was seen to run, within the places.
+  double seconds_seen() const { return near_seconds_; }
 
   // Whether the steps between the places agree with the rate within them.
   bool steps_agree() const {
@@ -133,7 +139,7 @@ public:
       if (!read_clock(&data[at], sample.ticks)) continue;
       const int carrier = (data[at + 1] & 0x1f) << 8 | data[at + 2];
       const bool is_new = clocks_.find(carrier) == clocks_.end();
-      if (is_new && !first_place) return false;
+      if (is_new && (!first_place || past_beginning())) return false;
       if (!clocks_[carrier].take(sample, seen[carrier])) return false;
       seen[carrier] = true;
     }
@@ -147,6 +153,12 @@ public:
   }
 
 private:
+  bool past_beginning() const {
+    return std::any_of(clocks_.begin(), clocks_.end(), [](const auto& entry) {
+      return entry.second.seconds_seen() > last_new_clock;
+    });
+  }
+
   std::map<int, followed_clock> clocks_;
 };
 

@@ -12,10 +12,11 @@ namespace {
 
 constexpr int key_frame_seconds = 2;
 
-// An AVI file has slots of time instead of a clock. Where the sound has an encoder's delay the slot
-// after the first picture is left empty, which would show that picture twice: later ones move up.
-constexpr const char* close_second_slot =
-    "setpts=if(eq(N\\,1)\\,st(0\\,eq(PTS-PREV_INPTS\\,2)))*0+PTS-ld(0),";
+// An AVI file has slots of time instead of a clock. The delays of the encoders leave slots before
+// and after the first picture empty, which would show that picture twice: later ones move up.
+constexpr const char* close_first_slots =
+    "setpts=if(eq(N\\,0)\\,st(1\\,lte(PTS\\,4)*PTS))*0"
+    "+if(eq(N\\,1)\\,st(0\\,lte(PTS-PREV_INPTS\\,4)*(PTS-PREV_INPTS-1)))*0+PTS-ld(0)-ld(1),";
 
 void append(argument_list& arguments, std::initializer_list<std::string> more) {
   arguments.insert(arguments.end(), more);
@@ -32,7 +33,7 @@ void add_picture(argument_list& arguments, const source_media& media,
   const int peak = peak_bit_rate(settings.size.height, rate);
   append(arguments, {"-map", "0:" + std::to_string(media.picture->index)});
   const std::string filters = picture_filters(media, {settings.size, settings.tone_map});
-  append(arguments, {"-filter:v", (is_avi(media) ? close_second_slot : "") + filters});
+  append(arguments, {"-filter:v", (is_avi(media) ? close_first_slots : "") + filters});
   append(arguments, {"-c:v", "libx264", "-profile:v", "high", "-preset", "fast", "-crf", "22"});
   append(arguments, {"-maxrate:v", std::to_string(peak) + "k"});
   append(arguments, {"-bufsize:v", std::to_string(2 * peak) + "k"});

@@ -18,6 +18,10 @@ constexpr rational usual_rate = {25, 1};
 // recording are not.
 constexpr double no_jumps = 100000.0;
 
+// Where a recording changes its streams in the middle, the later ones begin when those of the
+// beginning end, within this many seconds.
+constexpr double change_margin = 1.0;
+
 // A pause of one stream is recognised as such by the engine when the limit is above it.
 constexpr double pause_margin = 1.0;
 
@@ -58,6 +62,11 @@ double lead_of(const media_info& info, const source_media& media) {
   if (!media.picture || !media.sound || !media.picture->frame_rate.known()) return 0.0;
   const double lead = media.picture->start - info.start;
   return lead > 0.0 && lead * media.picture->frame_rate.value() <= 1.0 ? lead : 0.0;
+}
+
+bool refuse(std::string& error, const char* cause) {
+  error = cause;
+  return false;
 }
 
 bool fits_filter(rational rate) {
@@ -111,6 +120,8 @@ bool measure_lengths(const std::string& path, source_media& media, std::string& 
   media.measured = true;
   log_length("picture, measured:", media.picture_duration);
   log_length("sound, measured:", media.sound_duration);
-  if (media.duration <= 0.0) error = "has no length";
-  return error.empty();
+  if (media.duration <= 0.0) return refuse(error, "has no length");
+  const double nearly_over = media.beginning + media.duration - change_margin;
+  const bool goes_on = timeline.end_of_later_streams(nearly_over) > nearly_over + 2 * change_margin;
+  return !goes_on || refuse(error, "goes on in other streams than it began with");
 }

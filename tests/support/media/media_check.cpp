@@ -39,21 +39,51 @@ std::string filtered(const std::string& path, const std::string& filters) {
   return output_of("ffmpeg -nostdin -v error -i " + quoted(path) + " " + filters + " -f null -");
 }
 
-// The pts_time of the first frame whose value is above `threshold`, in the form of the metadata
-// filters: a line "frame:N pts:P pts_time:T", then a line "key=value".
-double first_time_above(const std::string& report, double threshold) {
+// The pts_time of each frame whose value is above `threshold` while the one before was not, in the
+// form of the metadata filters: a line "frame:N pts:P pts_time:T", then a line "key=value".
+std::vector<double> times_above(const std::string& report, double threshold) {
   std::istringstream stream(report);
+  std::vector<double> times;
   double time = -1.0;
+  bool above = false;
   for (std::string line; std::getline(stream, line);) {
     const std::size_t at = line.find("pts_time:");
     const std::size_t equals = line.find('=');
     if (at != std::string::npos) {
       time = std::atof(line.c_str() + at + 9);
-    } else if (equals != std::string::npos && std::atof(line.c_str() + equals + 1) > threshold) {
-      return time;
+    } else if (equals != std::string::npos) {
+      const bool now = std::atof(line.c_str() + equals + 1) > threshold;
+      if (now && !above) times.push_back(time);
+      above = now;
     }
   }
-  return -1.0;
+  return times;
+}
+
+double first_of(const std::vector<double>& times) {
+  return times.empty() ? -1.0 : times.front();
+}
+
+std::string brightness_report(const std::string& path, const std::string& before) {
+  return filtered(path, "-an -vf " + before +
+                            ",signalstats,metadata=print:key=lavfi.signalstats.YAVG:file=-");
+}
+
+std::string level_report(const std::string& path, const std::string& before) {
+  return filtered(path, "-vn -af '" + before +
+                            ",asetnsamples=480,astats=metadata=1:reset=1,"
+                            "ametadata=print:key=lavfi.astats.Overall.RMS_level:file=-'");
+}
+
+// The last value that the statistics of the whole sound come to.
+double statistic(const std::string& path, const std::string& before, const std::string& name) {
+  const std::string report =
+      filtered(path, "-vn -af 'aformat=sample_fmts=flt,atrim=start=0.25,asetpts=N/SR/TB,areverse,"
+                     "atrim=start=0.25,asetpts=N/SR/TB," +
+                         before + ",astats=metadata=1,ametadata=print:key=lavfi.astats.Overall." +
+                         name + ":file=-'");
+  const std::size_t equals = report.rfind('=');
+  return equals == std::string::npos ? 0.0 : std::atof(report.c_str() + equals + 1);
 }
 
 }  // namespace
@@ -95,16 +125,27 @@ bool index_in_front(const std::string& path) {
 }
 
 double first_bright_time(const std::string& path, const std::string& before) {
-  const std::string filters = before + ",signalstats,metadata=print:"
-                                       "key=lavfi.signalstats.YAVG:file=-";
-  return first_time_above(filtered(path, "-an -vf " + filters), 128.0);
+  return first_of(times_above(brightness_report(path, before), 128.0));
 }
 
 double first_loud_time(const std::string& path, const std::string& before) {
-  const std::string filters = before + ",asetnsamples=480,astats=metadata=1:reset=1,"
-                                       "ametadata=print:"
-                                       "key=lavfi.astats.Overall.RMS_level:file=-";
-  return first_time_above(filtered(path, "-vn -af " + filters), -30.0);
+  return first_of(times_above(level_report(path, before), -30.0));
+}
+
+std::vector<double> bright_times(const std::string& path) {
+  return times_above(brightness_report(path, "null"), 128.0);
+}
+
+std::vector<double> loud_times(const std::string& path, const std::string& before) {
+  return times_above(level_report(path, before), -30.0);
+}
+
+double loudness(const std::string& path, const std::string& before) {
+  return statistic(path, before, "RMS_level");
+}
+
+double peak_level(const std::string& path) {
+  return statistic(path, "anull", "Peak_level");
 }
 
 int combed_frames(const std::string& path) {

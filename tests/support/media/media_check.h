@@ -29,6 +29,15 @@ bool index_in_front(const std::string& path);
 double first_bright_time(const std::string& path, const std::string& before = "null");
 double first_loud_time(const std::string& path, const std::string& before = "anull");
 
+// Whenever the picture turns bright and the sound loud, in seconds from the beginning.
+std::vector<double> bright_times(const std::string& path);
+std::vector<double> loud_times(const std::string& path, const std::string& before = "anull");
+
+// The mean and the highest level of the sound, in dB of full scale, without its first and last
+// quarter of a second.
+double loudness(const std::string& path, const std::string& before = "anull");
+double peak_level(const std::string& path);
+
 // How many frames show the comb of two fields of different moments.
 int combed_frames(const std::string& path);
 

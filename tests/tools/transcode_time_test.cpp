@@ -1,0 +1,106 @@
+// What the transcoder makes of recordings whose clock or frame rate is not what it seems.
+#include "tests/support/media/media_check.h"
+#include "tests/tools/made_recording.h"
+
+#include <gtest/gtest.h>
+
+using namespace qx_test;
+using json11::Json;
+
+namespace {
+
+// Two recordings spliced, the second with a clock that begins at `second`; flashes and beeps in
+// seconds 1 and 4 of the whole.
+void expect_continuous(int first, int second) {
+  const scratch_folder folder;
+  const std::string film = joined(
+      folder, "film.ts", {recorded(folder, "1.ts", first), recorded(folder, "2.ts", second)});
+  const std::string made = transcoded_film(folder, film);
+  expect_moments(bright_times(made), {1, 4});
+  expect_moments(loud_times(made), {1, 4});
+  EXPECT_NEAR(number(inspect(made)["format"]["duration"]), 6.0, 0.1);
+}
+
+// The picture of what is made of a film of 2 s.
+Json picture_made_of(const scratch_folder& folder, const std::string& film) {
+  return stream_of(inspect(transcoded_film(folder, film)), "video");
+}
+
+}  // namespace
+
+TEST(transcode_time, a_clock_that_jumps_forward_is_closed_up) {
+  expect_continuous(100, 5000);
+}
+
+TEST(transcode_time, a_clock_that_jumps_far_back_is_closed_up) {
+  expect_continuous(5000, 100);
+}
+
+TEST(transcode_time, a_clock_that_jumps_back_a_little_is_closed_up) {
+  expect_continuous(100, 101);
+}
+
+TEST(transcode_time, a_clock_that_starts_again_at_zero_is_closed_up) {
+  expect_continuous(5000, 0);
+}
+
+TEST(transcode_time, a_clock_that_runs_over_is_followed) {
+  expect_continuous(95437, 95440);
+}
+
+TEST(transcode_time, the_length_of_a_spliced_recording_is_told) {
+  const scratch_folder folder;
+  const std::string film =
+      joined(folder, "film.ts", {recorded(folder, "1.ts", 5000), recorded(folder, "2.ts", 0)});
+  const tool_result result = run_tool("qxmi_vod_transcode", {"--quote", "--file", film});
+  ASSERT_GE(result.output.size(), 2U);
+  EXPECT_NE(result.output[1].find(" 6.0"), std::string::npos) << result.output[1];
+}
+
+TEST(transcode_time, a_recording_that_goes_on_in_other_streams_is_refused) {
+  const scratch_folder folder;
+  const std::string other =
+      make_media(folder, "2.ts",
+                 flashing(3) + beeping(3) +
+                     "-c:v mpeg2video -c:a mp2 -streamid 0:600 -streamid 1:601 "
+                     "-mpegts_pmt_start_pid 4352 -output_ts_offset 500 -f mpegts");
+  const std::string film = joined(folder, "film.ts", {recorded(folder, "1.ts", 100), other});
+  const tool_result result = run_tool(
+      "qxmi_vod_transcode", {"--profile", "120", "-o", folder.file("o.mp4"), "--file", film});
+  EXPECT_EQ(result.end.status, 1);
+  ASSERT_EQ(result.errors.size(), 1U);
+  EXPECT_NE(result.errors[0].find("goes on in other streams"), std::string::npos)
+      << result.errors[0];
+}
+
+TEST(transcode_time, a_variable_rate_has_the_rate_the_camera_was_set_to) {
+  const scratch_folder folder;
+  const std::string film =
+      make_media(folder, "film.mp4",
+                 "-f lavfi -i testsrc2=size=160x120:rate=30:duration=2 "
+                 "-vf select=not(eq(mod(n\\,4)\\,3)) -vsync vfr -c:v libx264 -preset ultrafast");
+  EXPECT_EQ(picture_made_of(folder, film)["r_frame_rate"].string_value(), "30/1");
+}
+
+TEST(transcode_time, a_hundred_frames_a_second_become_fifty) {
+  const scratch_folder folder;
+  const std::string film =
+      make_media(folder, "film.mp4",
+                 "-f lavfi -i testsrc2=size=160x120:rate=100:duration=2 -c:v libx264 "
+                 "-preset ultrafast");
+  const Json picture = picture_made_of(folder, film);
+  EXPECT_EQ(picture["r_frame_rate"].string_value(), "50/1");
+  EXPECT_EQ(number(picture["nb_read_frames"]), 100);
+}
+
+TEST(transcode_time, the_delay_of_a_sound_encoder_doubles_no_frame) {
+  const scratch_folder folder;
+  for (const char* name : {"film.mkv", "film.avi"}) {
+    const std::string film =
+        make_media(folder, name, flashing(3) + beeping(3) + "-c:v libx264 -bf 0 -c:a aac");
+    const std::string made = transcoded_film(folder, film);
+    EXPECT_EQ(number(stream_of(inspect(made), "video")["nb_read_frames"]), 75) << name;
+    expect_moments(bright_times(made), {1});
+    expect_moments(loud_times(made), {1});
+  }
+}
