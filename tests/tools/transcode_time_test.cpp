@@ -73,6 +73,28 @@ TEST(transcode_time, a_recording_that_goes_on_in_other_streams_is_refused) {
       << result.errors[0];
 }
 
+TEST(transcode_time, a_picture_that_ends_before_the_sound_is_whole) {
+  const scratch_folder folder;
+  for (const char* name : {"film.mkv", "film.ts", "film.mp4"}) {
+    const std::string film =
+        make_media(folder, name, flashing(3) + beeping(8) + "-c:v libx264 -c:a ac3");
+    const Json report = inspect(transcoded_film(folder, film));
+    EXPECT_NEAR(number(stream_of(report, "video")["duration"]), 3.0, 0.1) << name;
+    EXPECT_NEAR(number(stream_of(report, "audio")["duration"]), 8.0, 0.1) << name;
+  }
+}
+
+TEST(transcode_time, sound_that_ends_before_the_picture_is_whole) {
+  const scratch_folder folder;
+  for (const char* name : {"film.mkv", "film.ts", "film.mp4"}) {
+    const std::string film =
+        make_media(folder, name, flashing(8) + beeping(3) + "-c:v libx264 -c:a ac3");
+    const Json report = inspect(transcoded_film(folder, film));
+    EXPECT_NEAR(number(stream_of(report, "video")["duration"]), 8.0, 0.1) << name;
+    EXPECT_NEAR(number(stream_of(report, "audio")["duration"]), 3.0, 0.1) << name;
+  }
+}
+
 TEST(transcode_time, a_variable_rate_has_the_rate_the_camera_was_set_to) {
   const scratch_folder folder;
   const std::string film =

@@ -36,6 +36,7 @@ void take_lengths(const media_info& info, source_media& media) {
   const double sound = media.sound ? end_of(*media.sound, media.beginning) : 0.0;
   const bool all_told = (!media.picture || picture > 0.0) && (!media.sound || sound > 0.0);
   media.duration = all_told ? std::max(picture, sound) : info.duration - media.lead;
+  media.picture_told = picture > 0.0;
   media.picture_duration = picture > 0.0 ? picture : media.duration;
   media.sound_duration = sound;
 }
@@ -107,7 +108,7 @@ bool measure_lengths(const std::string& path, source_media& media, std::string& 
   const bool broadcast = media.jump_limit > 0.0;
   packet_timeline timeline(broadcast);
   if (!measure_streams(path, media.depth, timeline, error)) return false;
-  if (media.picture && (broadcast || media.duration <= 0.0)) {
+  if (media.picture && (broadcast || !media.picture_told || media.duration <= 0.0)) {
     media.picture_duration = measured_end(timeline, media.picture->index,
                                           media.picture->frame_rate.value(), media.beginning);
   }

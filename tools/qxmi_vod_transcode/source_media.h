@@ -17,6 +17,7 @@ struct source_media {
   double duration = 0.0;          // seconds, of what is taken; always known and above 0
   double picture_duration = 0.0;  // seconds from the common beginning to the picture's end
   double sound_duration = 0.0;    // the same of the sound; 0 when it is not known
+  bool picture_told = false;      // the container tells the picture's own length
   bool measured = false;          // these lengths come from the packets, not from the container
 
   // What lies before the picture at the beginning, seconds, where it is less than a frame: the

@@ -82,7 +82,8 @@ std::string stream_faults(const media_info& made, const packet_timeline& timelin
 // Whether reading the source through may show that its container was wrong.
 bool worth_measuring(const source_media& media) {
   const bool sound_unknown = media.sound && media.sound_duration <= 0.0;
-  return !media.measured && (media.jump_limit > 0.0 || sound_unknown);
+  const bool picture_unknown = media.picture && !media.picture_told;
+  return !media.measured && (media.jump_limit > 0.0 || sound_unknown || picture_unknown);
 }
 
 }  // namespace
