@@ -27,6 +27,7 @@ struct expected_result {
   double shape_at_start = 4.0 / 3.0;  // of what is shown, without black edges
   double shape_at_end = 4.0 / 3.0;
   colours_expected colours = colours_expected::exact;
+  double colour_tolerance = 3.0;  // of 255
   tracks_expected tracks = tracks_expected::any;
   double louder = 0.0;  // than the scene's sound in both channels, in LU
   double loudness_tolerance = 1.0;

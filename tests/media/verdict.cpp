@@ -79,7 +79,7 @@ void check_colours(notes& list, const expected_result& expected, const measured_
   if (expected.colours == colours_expected::hues) check_hues(list, measured);
   if (expected.colours != colours_expected::exact) return;
   const double error = colour_error(measured);
-  if (error > colour_tolerance) list.push_back("colours off by " + decimals(error, 0));
+  if (error > expected.colour_tolerance) list.push_back("colours off by " + decimals(error, 0));
 }
 
 void check_shape(notes& list, const char* what, const flash& at, double wanted) {

@@ -12,7 +12,6 @@ namespace qx_test {
 constexpr double sync_tolerance = 0.04;   // seconds between a flash and its beep: one picture
 constexpr double length_tolerance = 0.3;  // seconds
 constexpr double shape_tolerance = 0.03;  // as a share
-constexpr double colour_tolerance = 3.0;  // of 255
 
 // How much later than its flash each beep is, in seconds; flashes without a beep within a second
 // are left out.
