@@ -30,8 +30,19 @@ __qx_vod_ctl_offer() {
   done
 }
 
+__qx_vod_ctl_copies() {
+  qx_vod_ctl queue 2>/dev/null | cut -d' ' -f1
+}
+
 __qx_vod_ctl_operand() {
   case $1 in
+  queue)
+    if [[ $COMP_CWORD -eq 2 ]]; then
+      __qx_vod_ctl_offer "$2" < <(printf '%s\n' list show restore)
+    elif [[ ${COMP_WORDS[2]} != list ]]; then
+      __qx_vod_ctl_offer "$2" < <(__qx_vod_ctl_copies)
+    fi
+    ;;
   add | check)
     compopt -o filenames
     mapfile -t COMPREPLY < <(compgen -f -- "$2")

@@ -39,6 +39,13 @@ TEST(ctl_completion, offers_the_options_of_the_subcommand) {
   EXPECT_THAT(offers(machine, {"list", "--s"}), ElementsAre("--start"));
 }
 
+TEST(ctl_completion, offers_what_may_be_done_with_copies_and_their_times) {
+  const ctl_machine machine;
+  machine.root.write("/mnt/main/tv/vod.queue.js.unreadable-20261122T013005Z", "{");
+  EXPECT_THAT(offers(machine, {"queue", ""}), ElementsAre("list", "show", "restore"));
+  EXPECT_THAT(offers(machine, {"queue", "restore", ""}), ElementsAre("20261122T013005Z"));
+}
+
 TEST(ctl_completion, offers_the_ids_of_the_queue) {
   ctl_machine machine;
   machine.start_with_items({"aaaa-first", "aaaa-other", "bbbb-third"});

@@ -193,6 +193,17 @@ TEST(ctl_doctor_queue_file, one_that_others_read_may_hold_the_password) {
   EXPECT_EQ(check_queue_file(file, false).result, finding_result::ok);
 }
 
+TEST(ctl_doctor_queue_file, one_that_the_group_of_its_folder_reads_is_as_the_service_makes_it) {
+  const test_folder folder;
+  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own");
+  const std::string file = made_file(folder, "q", 0640, R"({"list": []})");
+  EXPECT_EQ(check_queue_file(file, true).result, finding_result::ok);
+  ASSERT_EQ(chown(file.c_str(), 0, 12345), 0);
+  EXPECT_EQ(check_queue_file(file, true).result, finding_result::warning);
+  ASSERT_EQ(chown(folder.path().c_str(), 0, 12345), 0);
+  EXPECT_EQ(check_queue_file(file, true).result, finding_result::ok);
+}
+
 TEST(ctl_doctor_queue_file, fifo_in_its_place_is_told_at_once) {
   const test_folder folder;
   const std::string fifo = folder.path() + "/q";

@@ -200,6 +200,15 @@ TEST(ctl_doctor, disk_that_is_not_mounted_is_a_warning) {
   EXPECT_THAT(machine.found("outputs"), HasSubstr("warning: /mnt/main/tv/vod/ is not there, nor"));
 }
 
+TEST(ctl_doctor, queue_file_that_was_set_aside_is_a_warning) {
+  doctor_machine machine;
+  const std::string copy = "/mnt/main/tv/vod.queue.js.unreadable-20261122T013005Z";
+  machine.root.write(copy, "{");
+  const auto result = machine.ctl({"doctor"});
+  EXPECT_THAT(result.out, HasSubstr("set aside: 1, the latest as " + copy));
+  EXPECT_THAT(result.out, HasSubstr("qx_vod_ctl queue restore"));
+}
+
 TEST(ctl_doctor, damaged_queue_file_is_a_problem) {
   doctor_machine machine;
   machine.write_private("/mnt/main/tv/vod.queue.js", R"({"list": [{"entry)");

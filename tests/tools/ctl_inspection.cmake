@@ -7,11 +7,13 @@ qx_add_test(ctl_inspection_unit_test
   ctl_doctor_findings_test.cpp
   ctl_doctor_remote_test.cpp
   ctl_secret_mask_test.cpp
+  ctl_stored_queue_test.cpp
   LIBS qx_ctl qx_test_support)
 
 qx_add_test(ctl_doctor_test
   ctl_machine.cpp
   ctl_doctor_test.cpp
+  ctl_queue_copies_test.cpp
   LIBS qx_test_support)
 add_dependencies(ctl_doctor_test qx_vod_ctl qx_vod_service)
 

@@ -11,6 +11,7 @@ target_sources(qx_ctl PRIVATE
   check/prospect_output.cpp
   cmd_check.cpp
   cmd_doctor.cpp
+  cmd_queue.cpp
   cmd_report.cpp
   doctor/configuration.cpp
   doctor/configuration_findings.cpp
@@ -25,6 +26,8 @@ target_sources(qx_ctl PRIVATE
   doctor/service_findings.cpp
   doctor/service_process.cpp
   private_folder.cpp
+  queue_copy/restore.cpp
+  queue_copy/stored_queue.cpp
   secret_mask.cpp
   text_file.cpp)
 target_link_libraries(qx_ctl PUBLIC qx_settings qx_startitem qx_transcode)

@@ -29,6 +29,7 @@ constexpr subcommand subcommands[] = {
     {"remove", "Take items out of the queue", define_remove},
     {"check", "Tell what would become of a file, without adding it", define_check},
     {"doctor", "Look for what keeps the service from its work", define_doctor},
+    {"queue", "List, show and restore queue files that could not be read", define_queue},
     {"report", "Pack what is known of an item, for a bug report", define_report},
     {"test", "Ask the service whether it is there", define_test},
 };

@@ -10,6 +10,7 @@
 
 #include "platform/forbidden_area.h"
 #include "platform/paths.h"
+#include "platform/queue_copies.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 #include "tools/qx_vod_ctl/text_file.h"
@@ -25,6 +26,15 @@ constexpr std::time_t longest_write_s = 60;
 
 constexpr const char* media_check = "media folders";
 constexpr const char* blanks = " \t\r";
+
+// Read by others than root and the group that the service gives such files to.
+bool is_read_by_others(const std::string& path, const struct stat& file) {
+  struct stat folder = {};
+  const bool is_folder_s_group =
+      file.st_gid == 0 || (stat(path.substr(0, path.rfind('/') + 1).c_str(), &folder) == 0 &&
+                           file.st_gid == folder.st_gid);
+  return (file.st_mode & S_IROTH) != 0 || ((file.st_mode & S_IRGRP) != 0 && !is_folder_s_group);
+}
 
 finding unreadable(const char* check, const std::string& path, const text_file& file,
                    const std::string& advice) {
@@ -66,7 +76,8 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
   const text_file file = read_text_file(path, queue_limit);
   if (file.missing()) return fine(check, path + " is not there: an empty queue, or a new one");
   if (!file.read()) {
-    return unreadable(check, path, file, "move it away: the service starts with an empty queue");
+    return unreadable(check, path, file,
+                      "restart the service, which sets it aside; then qx_vod_ctl queue restore");
   }
   const std::string writer = foreign_writer(file.status);
   if (!writer.empty()) {
@@ -76,12 +87,13 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
   std::string error;
   const json11::Json document = json11::Json::parse(file.text, error);
   if (!document["list"].is_array()) {
-    return problem(check, path + " is damaged: its jobs are lost at the next start",
-                   "keep a copy; a service that runs writes it anew when it stops");
+    return problem(check, path + " is damaged: the next start begins with an empty queue",
+                   "a service that runs writes it anew when it stops; one that does not sets it "
+                   "aside when it starts: then qx_vod_ctl queue restore");
   }
-  if (may_hold_password && (file.status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
+  if (may_hold_password && is_read_by_others(path, file.status)) {
     return warning(check, path + " can be read by others and may hold the other server's password",
-                   "start the service with a umask of 077 and chmod 600 " + path);
+                   "chmod 600 " + path + "; the service leaves it so");
   }
   return fine(check, path + ", " + std::to_string(document["list"].array_items().size()) + " jobs");
 }
@@ -92,6 +104,16 @@ finding_list check_unfinished_queue(const std::string& path) {
   if (std::time(nullptr) - status.st_mtim.tv_sec < longest_write_s) return {};
   return {warning("queue file", path + " was left by a write that did not end",
                   "look at the free room of the disk; the file may be removed")};
+}
+
+finding_list check_queue_copies() {
+  const auto copies = queue_file_copies();
+  if (copies.empty()) return {};
+  return {warning("queue file",
+                  "unreadable queue files were set aside: " + std::to_string(copies.size()) +
+                      ", the latest as " + copies.back(),
+                  "see: qx_vod_ctl queue show; bring the jobs back: qx_vod_ctl queue restore; then "
+                  "remove it")};
 }
 
 finding_list check_media_roots(const std::string& path) {
@@ -126,6 +148,7 @@ finding_list check_own_files() {
   finding_list findings = {
       check_queue_file(path_queue_file, settings.value("transcode server password") != nullptr)};
   append(findings, check_unfinished_queue(path_queue_file_temporary));
+  append(findings, check_queue_copies());
   append(findings, check_media_roots(path_media_roots));
   return findings;
 }

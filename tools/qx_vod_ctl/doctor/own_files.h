@@ -12,5 +12,8 @@ finding check_queue_file(const std::string& path, bool may_hold_password);
 // What a write of the queue left behind; nothing where there is nothing.
 finding_list check_unfinished_queue(const std::string& path);
 
+// Queue files that could not be read; nothing where there are none.
+finding_list check_queue_copies();
+
 // Judges the list of further folders that media may lie in, and each folder on it.
 finding_list check_media_roots(const std::string& path);

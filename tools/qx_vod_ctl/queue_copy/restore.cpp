@@ -1,0 +1,127 @@
+// Restores jobs through a running service, or into the queue file of one that is stopped.
+#include "tools/qx_vod_ctl/queue_copy/restore.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <unistd.h>
+
+#include "platform/guarded_file.h"
+#include "platform/paths.h"
+#include "tools/common/command_line.h"
+#include "tools/qx_vod_ctl/doctor/service_process.h"
+#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/qx_vod_ctl/report.h"
+#include "tools/qx_vod_ctl/text_file.h"
+
+namespace {
+
+// The service refuses to read a longer one.
+constexpr std::size_t queue_limit = std::size_t{32} << 20U;
+
+// Marked ready along with the rest, so that a refused job does not stay behind.
+name_values fields_of(const item_view& item) {
+  name_values fields = {{"input file", item.input_file}, {"transcode state", "ready"}};
+  if (!item.profile.empty()) fields.emplace_back("transcode profile", item.profile);
+  if (item.delete_on_finish) fields.emplace_back("delete on finish", "1");
+  if (item.paused) fields.emplace_back("paused", "1");
+  return fields;
+}
+
+std::string sum_of(std::size_t restored, std::size_t stored) {
+  return std::to_string(restored) + " of " + std::to_string(stored) + " jobs restored";
+}
+
+// Adds one job; returns the exit status.
+int add_job(vod_service& service, const item_view& item) {
+  auto reply = service.request("add", fields_of(item));
+  if (reply.accepted()) {
+    print_line(reply.pair("entry id"));
+    return exit_success;
+  }
+  if (reply.exit_status == exit_refused) reply.advice = "see: qx_vod_ctl check FILE";
+  return report_reply(item.input_file, reply);
+}
+
+std::vector<item_view> items_of(const queue_listing& listing) {
+  std::vector<item_view> items;
+  for (const auto& listed : listing.items)
+    items.push_back(listed.item);
+  return items;
+}
+
+// The jobs that the queue file holds now. False, with the cause reported, when it cannot be read.
+bool read_present(stored_queue& present) {
+  const text_file file = read_text_file(path_queue_file, queue_limit);
+  if (file.missing()) return true;
+  if (!file.read()) {
+    report(path_queue_file, file.cause());
+    return false;
+  }
+  present = read_stored_queue(file.text);
+  if (present.damaged) {
+    report(path_queue_file,
+           "cannot be read either; start the service first, it sets the file aside");
+  }
+  return !present.damaged;
+}
+
+int fail_to_write() {
+  report(path_queue_file, std::strerror(errno));
+  return exit_failure;
+}
+
+int write_queue_file(const std::string& text) {
+  if (text.size() > queue_limit) {
+    report(path_queue_file, "would be too long for the service to read");
+    return exit_failure;
+  }
+  const unique_fd file = create_guarded_file(path_queue_file_temporary, path_queue_file);
+  if (!file.valid()) return fail_to_write();
+  if (!write_text(file.get(), text) || fsync(file.get()) != 0 ||
+      rename(path_queue_file_temporary, path_queue_file) != 0) {
+    const int status = fail_to_write();
+    unlink(path_queue_file_temporary);
+    return status;
+  }
+  return exit_success;
+}
+
+}  // namespace
+
+int restore_by_adding(vod_service& service, const stored_queue& stored) {
+  queue_listing listing;
+  service_reply failure;
+  if (!read_queue(service, queue_range(), listing, failure)) return report_reply("", failure);
+  int status = exit_success;
+  std::size_t added = 0;
+  for (const auto& job : missing_jobs(stored.jobs, items_of(listing))) {
+    if (!is_unfinished(job.item)) continue;
+    const int one = add_job(service, job.item);
+    added += one == exit_success ? 1U : 0U;
+    status = std::max(status, one);
+    if (one == exit_no_service) break;
+  }
+  report("", sum_of(added, stored.jobs.size()));
+  return status;
+}
+
+int restore_into_file(const stored_queue& stored) {
+  stored_queue present;
+  if (!read_present(present)) return exit_failure;
+  std::vector<item_view> items;
+  for (const auto& job : present.jobs)
+    items.push_back(job.item);
+  const auto missing = missing_jobs(stored.jobs, items);
+  const int status = write_queue_file(queue_file_text(present.jobs, missing));
+  if (status != exit_success) return status;
+  report("", sum_of(missing.size(), stored.jobs.size()));
+  service_process started;
+  if (find_service_process(path_control_socket, started)) {
+    report("", "the service was started meanwhile: restore once more");
+    return exit_failure;
+  }
+  return exit_success;
+}
