@@ -81,6 +81,7 @@ TEST(ctl_command_line, help_and_version_end_with_0) {
   for (const auto& subcommand : all_subcommands)
     EXPECT_THAT(help.out, HasSubstr("\n  " + subcommand + " "));
   EXPECT_THAT(help.out, HasSubstr("\n  watch "));
+  EXPECT_THAT(help.out, HasSubstr("\n  queue "));
   expect_fits_a_screen(help.out);
   EXPECT_EQ(machine.ctl({"--version"}).status, 0);
 }
@@ -88,7 +89,7 @@ TEST(ctl_command_line, help_and_version_end_with_0) {
 TEST(ctl_command_line, every_subcommand_has_help_that_fits_a_screen) {
   const ctl_machine machine;
   auto helped = all_subcommands;
-  helped.emplace_back("watch");
+  helped.insert(helped.end(), {"watch", "queue"});
   for (const auto& subcommand : helped) {
     const auto help = machine.ctl({subcommand, "--help"});
     EXPECT_EQ(help.status, 0) << subcommand;

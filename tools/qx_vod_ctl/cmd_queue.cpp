@@ -125,8 +125,7 @@ subcommand_action define_queue(CLI::App& parser) {
       ->check(CLI::IsMember({"list", "show", "restore"}).description(""));
   parser.add_option("COPY", options->copy, "Time of a copy, or its beginning; the latest if not");
   parser.add_flag("--json", options->json, "Print the list, or the jobs shown, as an array");
-  parser.footer(
-      "\"restore\" adds to a running service the unfinished jobs that it does not have; of\n"
-      "a stopped one it writes the queue file. Jobs that are there are left alone.");
+  parser.footer("\"restore\" adds to a running service the unfinished jobs that it does not have;\n"
+                "of a stopped one it writes the queue file. Jobs that are there are left alone.");
   return [options](vod_service& service) { return run_queue(service, *options); };
 }

@@ -27,16 +27,18 @@ std::string broken_into_lines(const std::string& text, std::size_t columns) {
   return lines;
 }
 
+// All of it is to fit a screen of 24 lines, so there is no line to spare for the program's own
+// description, which each subcommand's makes plain, or between the parts.
 std::string program_help(const CLI::App& app, const std::string& name) {
   std::ostringstream help;
-  help << app.get_description() << "\nUsage: " << name
-       << " [SUBCOMMAND] [OPTIONS], and --help behind each, or --version\nSubcommands:\n";
+  help << "Usage: " << name << " [SUBCOMMAND] [OPTIONS|--help], or --version; alone: status\n"
+       << "Subcommands:\n";
   for (const CLI::App* const subcommand :
        app.get_subcommands([](const CLI::App*) { return true; })) {
     CLI::detail::format_help(help, subcommand->get_name(), subcommand->get_description(),
                              subcommand_columns);
   }
-  help << '\n' << app.get_footer() << '\n';
+  help << app.get_footer() << '\n';
   return help.str();
 }
 

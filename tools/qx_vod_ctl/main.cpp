@@ -84,8 +84,7 @@ int end_of_output(int status) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Speaks with the transcode service of this machine; alone it shows the queue",
-               "qx_vod_ctl");
+  CLI::App app("", "qx_vod_ctl");
   app.formatter(std::make_shared<help_form>());
   app.require_subcommand(1);
   app.footer(exit_status_help);
