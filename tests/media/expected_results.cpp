@@ -163,7 +163,7 @@ list sound() {
           film("eight_mono.mov").tracks_apart().louder(with_second_track),
           film("sound_late_25.ts").seconds(40).beeps_from(25),
           film("sound_late_45.ts").size(480, 360).beeps_from(5),
-          film("sound_late.mkv").beeps_from(9),
+          film("sound_late.mkv").beeps_from(9).louder(-1.0),
           film("two_programs.ts")};
 }
 
