@@ -114,7 +114,8 @@ TEST(ctl_doctor_engine, needed_encoders_are_named) {
 }
 
 TEST(ctl_doctor_engine, filters_for_high_dynamic_range_may_be_missing) {
-  const std::string needed = " bwdif \n fps \n scale \n setsar \n format \n aresample \n crop \n"
+  const std::string needed = " bwdif \n colorspace \n pad \n setparams \n fps \n scale \n setsar "
+                             "\n format \n aresample \n crop \n"
                              " showwavespic \n overlay \n";
   EXPECT_EQ(judge_filters(needed).result, finding_result::warning);
   EXPECT_EQ(judge_filters(needed + " zscale \n tonemap \n").result, finding_result::ok);

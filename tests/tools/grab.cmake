@@ -10,6 +10,7 @@ qx_add_test(grab_unit_test
   LIBS qx_grab)
 
 qx_add_test(grab_test
+  grab_colours_test.cpp
   grab_command_line_test.cpp
   grab_names_test.cpp
   grab_outputs_test.cpp

@@ -31,7 +31,8 @@ TEST(height_text, is_a_number_or_360) {
 
 TEST(picture_shape, takes_all_of_a_wide_screen_film) {
   const picture_shape shape = shape_of(film(1920, 1080), 720, true);
-  expect_size(shape.taken, 1920, 1080);
+  expect_size(shape.whole, 1280, 720);
+  expect_size(shape.taken, 1280, 720);
   expect_size(shape.made, 1280, 720);
 }
 
@@ -52,21 +53,23 @@ TEST(picture_shape, cuts_top_and_bottom_of_a_narrow_film) {
 
 TEST(picture_shape, cuts_the_sides_of_a_cinema_film) {
   const picture_shape shape = shape_of(film(1920, 800), 720, true);
-  expect_size(shape.taken, 1422, 800);
+  expect_size(shape.whole, 1728, 720);
+  expect_size(shape.taken, 1280, 720);
   expect_size(shape.made, 1280, 720);
 }
 
 TEST(picture_shape, keeps_the_shape_when_nothing_is_to_be_cut) {
   const picture_shape shape = shape_of(film(640, 480), 240, false);
-  expect_size(shape.taken, 640, 480);
+  expect_size(shape.taken, 320, 240);
   expect_size(shape.made, 320, 240);
 }
 
-TEST(picture_shape, cuts_stored_pixels_by_what_they_show) {
+TEST(picture_shape, cuts_pixels_that_are_not_square_by_what_they_show) {
   video_stream stream = film(720, 576);
   stream.displayed.width = 768;
   const picture_shape shape = shape_of(stream, 576, true);
-  expect_size(shape.taken, 720, 432);
+  expect_size(shape.whole, 768, 576);
+  expect_size(shape.taken, 768, 432);
   expect_size(shape.made, 1024, 576);
 }
 
@@ -81,9 +84,9 @@ TEST(picture_shape, cuts_a_turned_film_after_turning) {
 
 TEST(picture_shape, holds_at_least_one_pixel) {
   const picture_shape thin = shape_of(film(32768, 1), 720, true);
-  EXPECT_GE(thin.taken.width, 1);
+  EXPECT_GE(thin.taken.width, 2);
   expect_size(thin.made, 2, 1);
-  EXPECT_GE(shape_of(film(1, 32768), 720, true).taken.height, 1);
+  EXPECT_GE(shape_of(film(1, 32768), 720, true).taken.height, 2);
 }
 
 TEST(picture_shape, is_no_wider_than_a_picture_may_be) {

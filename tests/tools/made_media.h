@@ -14,6 +14,20 @@ namespace qx_test {
 std::string make_media(const scratch_folder& folder, const std::string& name,
                        std::string_view arguments);
 
+// Appends the files of `parts` one to the other, as a receiver does that goes on recording. Returns
+// the path of the whole, `name` in `folder`.
+std::string join_media(const scratch_folder& folder, const std::string& name,
+                       const std::vector<std::string>& parts);
+
+// A source for make_media: seven bars of 75 % of white, yellow, cyan, green, magenta, red and blue
+// as RGB, of a size such as "1280x720".
+std::string colour_bars(const std::string& size);
+
+// How far the worst point of seven such bars is from what it should be, 0 to 255, in a picture or
+// in the first picture of a film, read with the matrix and the range that it is tagged with. 255
+// when it cannot be read or names no matrix.
+int bars_error(const std::string& path);
+
 // Copies `source` to `target`; a failure fails the test. Returns `target`.
 std::string copy_to(const std::string& target, const std::string& source);
 

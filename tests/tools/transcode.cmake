@@ -14,6 +14,7 @@ qx_add_test(transcode_test
   transcode_media_test.cpp
   transcode_sound_test.cpp
   transcode_time_test.cpp
+  transcode_picture_test.cpp
   LIBS qx_made_media)
 add_dependencies(transcode_test qxmi_vod_transcode)
 

@@ -31,7 +31,10 @@ struct video_stream {
   int rotation = 0;          // to be applied for display, clockwise: 0, 90, 180 or 270 degrees
   rational frame_rate;       // frames a second, not fields; unknown for a still or a cover
   bool interlaced = false;
-  std::string transfer;    // colour transfer as ffmpeg names it; empty when not told
+  bool bottom_first = false;  // of the two fields, where interlaced
+  std::string transfer;       // colours as ffmpeg names them; empty when not told
+  std::string matrix;
+  std::string primaries;
   bool cover = false;      // an attached picture of a sound file, no moving picture
   bool preferred = false;  // marked as default
   double start = 0.0;      // seconds on the file's own clock

@@ -15,8 +15,8 @@ using json11::Json;
 const char* const media_report_entries =
     "format=format_name,start_time,duration,bit_rate"
     ":stream=index,codec_type,codec_name,pix_fmt,sample_fmt,width,height,sample_aspect_ratio,"
-    "field_order,color_transfer,r_frame_rate,avg_frame_rate,start_time,duration,channels,"
-    "channel_layout,sample_rate"
+    "field_order,color_transfer,color_space,color_primaries,r_frame_rate,avg_frame_rate,start_time,"
+    "duration,channels,channel_layout,sample_rate"
     ":stream_disposition=default,comment,hearing_impaired,visual_impaired,attached_pic"
     ":stream_side_data=rotation:stream_tags=rotate,language"
     ":program=program_id:program_stream=index"
@@ -113,6 +113,11 @@ bool side_is_sensible(int side) {
   return side > 0 && side <= largest_side;
 }
 
+std::string colour(const Json& value) {
+  const std::string& name = value.string_value();
+  return name == "unknown" || name == "reserved" ? std::string() : name;
+}
+
 // A stream is decodable when the engine found a decoder and the decoder found a picture or sound:
 // only then is there a pixel or sample format.
 bool read_video(const Json& stream, video_stream& video) {
@@ -129,7 +134,10 @@ bool read_video(const Json& stream, video_stream& video) {
   video.frame_rate = frame_rate(stream);
   const std::string order = stream["field_order"].string_value();
   video.interlaced = !order.empty() && order != "progressive" && order != "unknown";
-  video.transfer = stream["color_transfer"].string_value();
+  video.bottom_first = order == "bb" || order == "tb";  // the second letter is the one shown first
+  video.transfer = colour(stream["color_transfer"]);
+  video.matrix = colour(stream["color_space"]);
+  video.primaries = colour(stream["color_primaries"]);
   video.cover = flagged(stream, "attached_pic");
   video.preferred = flagged(stream, "default");
   return true;

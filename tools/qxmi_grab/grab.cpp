@@ -4,6 +4,7 @@
 #include "tools/common/command_line.h"
 #include "tools/common/media_probe.h"
 #include "tools/common/output_file.h"
+#include "tools/common/picture_filters.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
 #include "tools/common/tool_signals.h"
@@ -76,12 +77,12 @@ private:
   bool make_picture(const video_stream& stream, double moment, std::string& error) {
     const picture_source from = {source_.url(), stream, plan_seek(media_, moment)};
     picture_target to = {output_.url(), shape_of(stream, options_.height, options_.clip),
-                         options_.quality, stream.high_dynamic_range()};
+                         options_.quality, needs_light_mapped(stream)};
     bool made = run_engine(picture_command(from, to), picture_time_limit, error);
-    if (!made && to.tone_map && stop_signal() == 0) {
-      // An engine built without the tone mapper, or a transfer it does not know: dull colours are
+    if (!made && to.map_light && stop_signal() == 0) {
+      // An engine built without the mapper, or a transfer it does not know: dull colours are
       // better than no picture.
-      to.tone_map = false;
+      to.map_light = false;
       made = run_engine(picture_command(from, to), picture_time_limit, error);
     }
     return made && verify(to.shape.made, no_picture_at(moment), error);

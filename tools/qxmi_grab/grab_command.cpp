@@ -1,6 +1,7 @@
 // The engine's command lines.
 #include "tools/qxmi_grab/grab_command.h"
 
+#include "tools/common/picture_filters.h"
 #include "tools/qxmi_grab/frame_measure.h"
 
 #include <algorithm>
@@ -36,16 +37,7 @@ std::string size_text(picture_size size, char between) {
 std::string frame_filters(const picture_source& source) {
   std::string chain;
   if (source.seek.run_up > 0.0) chain += "trim=start=" + seconds(source.seek.run_up) + ",";
-  if (source.stream.interlaced) chain += "bwdif=mode=send_frame:parity=auto:deint=all,";
-  return chain;
-}
-
-// The input's primaries and matrix are said outright: a file that names its transfer alone would
-// otherwise be refused.
-std::string tone_mapper(const std::string& transfer) {
-  return "zscale=tin=" + transfer +
-         ":pin=bt2020:min=bt2020nc:t=linear:npl=100,format=gbrpf32le,zscale=p=bt709,"
-         "tonemap=hable:desat=0,zscale=t=bt709:m=bt709:r=tv,format=yuv420p,";
+  return chain + assumed_colours(source.stream) + deinterlacer(source.stream);
 }
 
 argument_list one_frame(const picture_source& source, const std::string& filters) {
@@ -86,10 +78,11 @@ argument_list measure_command(const picture_source& source) {
 }
 
 argument_list picture_command(const picture_source& source, const picture_target& target) {
-  std::string filters = frame_filters(source) + "crop=" + size_text(target.shape.taken, ':') + ",";
-  if (target.tone_map) filters += tone_mapper(source.stream.transfer);
-  filters += "scale=" + size_text(target.shape.made, ':') + ":flags=bicubic:" + jpeg_colours +
-             ",format=yuvj420p,setsar=1";
+  const std::string filters =
+      frame_filters(source) +
+      uniform_picture(source.stream, target.shape.whole, colour_matrix::bt601, target.map_light) +
+      "crop=" + size_text(target.shape.taken, ':') + ",scale=" + size_text(target.shape.made, ':') +
+      ":flags=bicubic:" + jpeg_colours + ",format=yuvj420p,setsar=1";
   argument_list arguments = one_frame(source, filters);
   add_jpeg(arguments, target);
   return arguments;

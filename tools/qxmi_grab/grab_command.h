@@ -28,8 +28,8 @@ argument_list measure_command(const picture_source& source);
 struct picture_target {
   std::string url;
   picture_shape shape;
-  int quality = 75;       // 1 to 100
-  bool tone_map = false;  // the source's range is to be mapped to that of a JPEG
+  int quality = 75;        // 1 to 100
+  bool map_light = false;  // the source's range or gamut is to be mapped to that of a JPEG
 };
 
 // Writes one JPEG; an empty file when there is no frame at that moment.

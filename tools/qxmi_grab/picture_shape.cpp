@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <utility>
 
 namespace {
 
@@ -20,24 +19,23 @@ int nearest_even(double value) {
   return std::max(2, 2 * static_cast<int>(std::lround(value / 2.0)));
 }
 
-picture_size stored_size(const video_stream& source) {
-  picture_size size = source.coded;
-  if (source.rotation == 90 || source.rotation == 270) std::swap(size.width, size.height);
-  return size;
-}
-
 int part_of(int length, double share) {
   return std::max(1, static_cast<int>(std::lround(length * share)));
 }
 
 // Cuts what is more than `wanted`, width by height: from the sides or from top and bottom.
-picture_size cut_to(picture_size stored, double shown, double wanted) {
+picture_size cut_to(picture_size whole, double shown, double wanted) {
   if (shown > wanted) {
-    stored.width = part_of(stored.width, wanted / shown);
+    whole.width = nearest_even(whole.width * wanted / shown);
   } else {
-    stored.height = part_of(stored.height, shown / wanted);
+    whole.height = nearest_even(whole.height * shown / wanted);
   }
-  return stored;
+  return whole;
+}
+
+picture_size scaled_down(picture_size size, double share) {
+  const double least = std::min(1.0, share);
+  return {nearest_even(size.width * least), nearest_even(size.height * least)};
 }
 
 }  // namespace
@@ -54,12 +52,14 @@ picture_shape shape_of(const video_stream& source, int height, bool clip) {
   const double shown = double(source.displayed.width) / double(source.displayed.height);
   const double wanted = clip ? wide_screen.value() : shown;
   picture_shape shape;
-  shape.taken = cut_to(stored_size(source), shown, wanted);
   shape.made.height = std::min(height, source.displayed.height);
   shape.made.width = nearest_even(shape.made.height * wanted);
   if (shape.made.width > largest_width) {
     shape.made = {largest_width, part_of(largest_width, 1.0 / wanted)};
   }
+  const picture_size cut = cut_to(source.displayed, shown, wanted);
+  shape.whole = scaled_down(source.displayed, double(shape.made.height) / cut.height);
+  shape.taken = cut_to(shape.whole, shown, wanted);
   return shape;
 }
 

@@ -14,9 +14,11 @@ constexpr int largest_height = 2160;
 // What --height says: a whole number above 0, else default_height.
 int height_from_text(const std::string& text);
 
-// What is taken of the source and how large it becomes; pixels are square.
+// How large the source is scaled, what is taken of that and how large it becomes; pixels are
+// square.
 struct picture_shape {
-  picture_size taken;  // of the source as it is stored, after rotation; from its middle
+  picture_size whole;  // about as large as what is taken becomes, never larger than the source
+  picture_size taken;  // from the middle of the whole
   picture_size made;
 };
 

@@ -1,7 +1,7 @@
 // The engine's command line for one transcode.
 #include "tools/qxmi_vod_transcode/encode_command.h"
 
-#include "tools/qxmi_vod_transcode/picture_filters.h"
+#include "tools/common/picture_filters.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/sound_filters.h"
 
@@ -26,14 +26,30 @@ bool is_avi(const source_media& media) {
   return media.container == "avi";
 }
 
+std::string text(rational value) {
+  return std::to_string(value.num) + "/" + std::to_string(value.den);
+}
+
+// The engine builds the filters again where the pictures' size or format changes. The rate's grid
+// therefore begins at time 0 and not with the first picture; what is missing on it, at the
+// beginning or at such a change, is filled behind the filters (see add_picture).
+std::string picture_filters(const source_media& media, const encode_settings& settings) {
+  const video_stream& picture = *media.picture;
+  return assumed_colours(picture) + deinterlacer(picture) + "fps=" + text(media.frame_rate()) +
+         "," +
+         uniform_picture(picture, settings.size, matrix_for(settings.size), settings.map_light) +
+         "format=yuv420p";
+}
+
 void add_picture(argument_list& arguments, const source_media& media,
                  const encode_settings& settings) {
   const double rate = media.frame_rate().value();
   const std::string key_frames = std::to_string(std::lround(rate * key_frame_seconds));
   const int peak = peak_bit_rate(settings.size.height, rate);
   append(arguments, {"-map", "0:" + std::to_string(media.picture->index)});
-  const std::string filters = picture_filters(media, {settings.size, settings.tone_map});
+  const std::string filters = picture_filters(media, settings);
   append(arguments, {"-filter:v", (is_avi(media) ? close_first_slots : "") + filters});
+  append(arguments, {"-r:v", text(media.frame_rate()), "-fps_mode:v", "cfr"});
   append(arguments, {"-c:v", "libx264", "-profile:v", "high", "-preset", "fast", "-crf", "22"});
   append(arguments, {"-maxrate:v", std::to_string(peak) + "k"});
   append(arguments, {"-bufsize:v", std::to_string(2 * peak) + "k"});

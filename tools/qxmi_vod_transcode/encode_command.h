@@ -8,10 +8,10 @@
 #include <string>
 
 struct encode_settings {
-  picture_size size;      // of the output; unused without a picture
-  int threads = 1;        // for decoding, filters and encoding each
-  bool tone_map = false;  // map a high dynamic range to the ordinary one
-  double time_limit = 0;  // seconds of output after which the engine ends
+  picture_size size;       // of the output; unused without a picture
+  int threads = 1;         // for decoding, filters and encoding each
+  bool map_light = false;  // map a high dynamic range or a wide gamut to the ordinary one
+  double time_limit = 0;   // seconds of output after which the engine ends
 };
 
 // The whole command for reading `input_url` and writing `output_url`, with the progress report on

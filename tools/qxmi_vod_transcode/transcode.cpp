@@ -4,12 +4,12 @@
 #include "platform/cpu.h"
 #include "tools/common/command_line.h"
 #include "tools/common/output_file.h"
+#include "tools/common/picture_filters.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 #include "tools/qxmi_vod_transcode/encode_command.h"
-#include "tools/qxmi_vod_transcode/picture_filters.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/progress.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
@@ -100,7 +100,7 @@ private:
     chosen.time_limit = time_limit();
     if (!media_.picture) return chosen;
     chosen.size = output_size(media_.picture->displayed, profile_height(options_.profile));
-    chosen.tone_map = media_.picture->high_dynamic_range() && engine_can_tone_map();
+    chosen.map_light = needs_light_mapped(*media_.picture) && engine_can_map_light();
     return chosen;
   }
 

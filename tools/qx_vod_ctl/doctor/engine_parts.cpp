@@ -14,8 +14,9 @@ using name_list = std::vector<std::string>;
 
 // Those that the transcoder and the thumbnail tool name in their command lines.
 const name_list encoders = {"libx264", "aac", "mjpeg"};
-const name_list filters = {"bwdif",     "fps",  "scale",        "setsar", "format",
-                           "aresample", "crop", "showwavespic", "overlay"};
+const name_list filters = {"bwdif",     "colorspace", "pad",          "setparams",
+                           "fps",       "scale",      "setsar",       "format",
+                           "aresample", "crop",       "showwavespic", "overlay"};
 const name_list tone_filters = {"zscale", "tonemap"};
 
 constexpr const char* advice = "install a complete ffmpeg: apt-get install ffmpeg";
