@@ -48,7 +48,7 @@ TEST(engine, input_is_bounded) {
   argument_list arguments;
   add_input(arguments, "file:a");
   EXPECT_EQ(value_of(arguments, "-max_streams"), "64");
-  EXPECT_EQ(value_of(arguments, "-probesize"), "10M");
+  EXPECT_EQ(value_of(arguments, "-probesize"), "10000000");
   EXPECT_EQ(value_of(arguments, "-analyzeduration"), "10M");
   EXPECT_EQ(value_of(arguments, "-max_alloc"), "1073741824");
 }

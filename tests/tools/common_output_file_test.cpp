@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -62,11 +63,67 @@ TEST_F(output_file_test, leaves_an_older_result_alone_until_commit) {
   EXPECT_EQ(content(path), "");
 }
 
-TEST_F(output_file_test, two_at_once_do_not_meet) {
+TEST_F(output_file_test, is_written_by_one_tool_at_a_time) {
   output_file first;
   output_file second;
-  ASSERT_TRUE(first.create(path, error) && second.create(path, error)) << error;
-  EXPECT_NE(first.temporary_path(), second.temporary_path());
+  ASSERT_TRUE(first.create(path, error)) << error;
+  EXPECT_FALSE(second.create(path, error));
+  EXPECT_EQ(error, "is being written by another tool");
+  std::ofstream(first.temporary_path()) << "whole";
+  EXPECT_TRUE(first.commit(error)) << error;
+  EXPECT_EQ(content(path), "whole");
+}
+
+TEST_F(output_file_test, others_in_the_same_folder_are_written_meanwhile) {
+  output_file first;
+  output_file second;
+  ASSERT_TRUE(first.create(path, error)) << error;
+  EXPECT_TRUE(second.create(folder.file("another"), error)) << error;
+  EXPECT_TRUE(first.commit(error) && second.commit(error)) << error;
+  EXPECT_THAT(folder.names(), testing::UnorderedElementsAre("another", "result"));
+}
+
+TEST_F(output_file_test, takes_the_place_of_what_a_killed_tool_has_left) {
+  {
+    output_file killed;
+    ASSERT_TRUE(killed.create(path, error)) << error;
+    ASSERT_EQ(link(killed.temporary_path().c_str(), folder.file("kept").c_str()), 0);
+  }
+  std::string part;
+  {
+    output_file named;
+    ASSERT_TRUE(named.create(path, error)) << error;
+    part = named.temporary_path();
+  }
+  ASSERT_EQ(rename(folder.file("kept").c_str(), part.c_str()), 0);
+  output_file next;
+  EXPECT_TRUE(next.create(path, error)) << error;
+}
+
+TEST_F(output_file_test, removes_what_killed_tools_have_left_in_its_folder) {
+  std::ofstream(folder.file(".qx-part-12345678")) << "half";
+  std::ofstream(folder.file(".qx-other")) << "somebody's";
+  output_file output;
+  ASSERT_TRUE(output.create(path, error) && output.commit(error)) << error;
+  EXPECT_THAT(folder.names(), testing::UnorderedElementsAre(".qx-other", "result"));
+}
+
+TEST_F(output_file_test, lets_what_is_no_part_alone_whatever_its_name) {
+  ASSERT_EQ(mkdir(folder.file(".qx-part-a").c_str(), 0700), 0);
+  ASSERT_EQ(symlink("result", folder.file(".qx-part-b").c_str()), 0);
+  ASSERT_EQ(mkfifo(folder.file(".qx-part-c").c_str(), 0600), 0);
+  output_file output;
+  ASSERT_TRUE(output.create(path, error) && output.commit(error)) << error;
+  EXPECT_THAT(folder.names(),
+              testing::UnorderedElementsAre(".qx-part-a", ".qx-part-b", ".qx-part-c", "result"));
+}
+
+TEST_F(output_file_test, is_its_owners_alone_until_it_is_committed) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  struct stat status = {};
+  ASSERT_EQ(stat(output.temporary_path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
 TEST_F(output_file_test, has_the_permissions_that_the_umask_leaves) {

@@ -1,33 +1,48 @@
 // A result that appears under its name only when it is whole.
 #include "tools/common/output_file.h"
 
-#include "platform/unique_fd.h"
+#include "tools/common/left_parts.h"
 #include "tools/common/tool_signals.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
-#include <random>
 
 namespace {
 
-constexpr int name_attempts = 100;
+constexpr int attempts = 5;
+constexpr int attempt_interval_ms = 10;
 
 bool fail(std::string& error) {
   error = std::strerror(errno);
   return false;
 }
 
-// A name of fixed length, so that the longest allowed name of a result still has one.
-std::string temporary_name(const std::string& path) {
+std::string directory_of(const std::string& path) {
   const std::size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+  return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
+}
+
+// The same for every tool that makes the same result, so that they meet, and of fixed length, so
+// that the longest allowed name of a result still has one (FNV-1a, 64 bits).
+std::string temporary_name(const std::string& path) {
+  std::uint64_t sum = 0xcbf29ce484222325U;
+  for (const char character : path.substr(path.rfind('/') + 1))
+    sum = (sum ^ static_cast<unsigned char>(character)) * 0x100000001b3U;
   char name[40];
-  std::snprintf(name, sizeof name, ".qx-part-%08x", std::random_device{}());
-  return directory + name;
+  std::snprintf(name, sizeof name, "%s%016" PRIx64, left_part_prefix, sum);
+  return directory_of(path) + name;
+}
+
+mode_t mode_that_umask_leaves() {
+  const mode_t mask = umask(0);
+  umask(mask);
+  return 0666 & ~mask;
 }
 
 bool is_directory(const std::string& path) {
@@ -38,9 +53,7 @@ bool is_directory(const std::string& path) {
 // The source may be removed next, and must not be gone on a disk that does not know the name yet.
 // Where a file system cannot do it, nothing better is to be had.
 void sync_directory(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-  const unique_fd fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const unique_fd fd(open(directory_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd.valid()) static_cast<void>(fsync(fd.get()) == 0);
 }
 
@@ -55,22 +68,28 @@ bool output_file::create(const std::string& path, std::string& error) {
     errno = EISDIR;
     return fail(error);
   }
-  for (int attempt = 0; attempt < name_attempts; ++attempt) {
-    const std::string name = temporary_name(path);
-    const unique_fd fd(open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (fd.valid()) {
+  remove_left_parts(directory_of(path));
+  const std::string name = temporary_name(path);
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    unique_fd fd(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (!fd.valid() && errno != EEXIST) return fail(error);
+    if (fd.valid() && take_part(fd.get(), name)) {
       path_ = path;
       temporary_ = name;
+      lock_ = std::move(fd);
       return true;
     }
-    if (errno != EEXIST) break;
+    // Another tool has it, or looks just now whether it is left over.
+    poll(nullptr, 0, attempt_interval_ms);
+    remove_left_parts(directory_of(path));
   }
-  return fail(error);
+  error = "is being written by another tool";
+  return false;
 }
 
 bool output_file::commit(std::string& error) {
-  const unique_fd fd(open(temporary_.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!fd.valid() || fsync(fd.get()) != 0) return fail(error);
+  if (fchmod(lock_.get(), mode_that_umask_leaves()) != 0) return fail(error);
+  if (fsync(lock_.get()) != 0) return fail(error);
   read_tool_signals();
   if (stop_signal() != 0) {
     error = "stopped";

@@ -1,6 +1,11 @@
 // A result that appears under its name only when it is whole: written under a hidden temporary
 // name in the same directory, then renamed. Whatever is not committed is removed.
+//
+// The temporary file is locked for as long as it is written. What a killed tool has left is known
+// by nobody's lock, and the next tool that makes a file in that directory removes it.
 #pragma once
+
+#include "platform/unique_fd.h"
 
 #include <string>
 
@@ -12,9 +17,9 @@ public:
   output_file(const output_file&) = delete;
   output_file& operator=(const output_file&) = delete;
 
-  // Creates the temporary file beside `path`, empty, under a name that nobody else has, with the
-  // permissions that the umask leaves. An existing `path` stays as it is until commit(); a
-  // directory is refused. False with the cause in `error`.
+  // Creates the temporary file beside `path`, empty and for its owner alone, and removes what
+  // killed tools have left there. An existing `path` stays as it is until commit(); a directory is
+  // refused, and so is a result that another tool is writing. False with the cause in `error`.
   bool create(const std::string& path, std::string& error);
 
   // The temporary name, to be written by this process or by an engine. Valid after create().
@@ -23,12 +28,13 @@ public:
   // The temporary name as the engines take it.
   std::string url() const { return "file:" + temporary_; }
 
-  // Brings the content to the disk and gives the file its name, replacing what had it before; not
-  // when the tool is asked to stop meanwhile.
+  // Brings the content to the disk and gives the file its name, replacing what had it before, and
+  // the permissions that the umask leaves; not when the tool is asked to stop meanwhile.
   // False with the cause in `error`; the temporary file is then removed with this object.
   bool commit(std::string& error);
 
 private:
   std::string path_;
   std::string temporary_;
+  unique_fd lock_;  // the temporary file
 };
