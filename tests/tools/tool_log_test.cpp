@@ -41,7 +41,7 @@ protected:
 
 TEST_F(tool_log_test, a_transcode_tells_what_it_ran_the_versions_and_the_lengths) {
   make_metadata_of(output);
-  ASSERT_EQ(transcode(test_media("silent.mp4"), "240"), 0);
+  ASSERT_EQ(transcode(test_media("silent.mp4"), "180"), 0);
   EXPECT_THAT(read_job_log(output),
               AllOf(HasSubstr("command: "), HasSubstr("run: /usr/bin/ffprobe "),
                     ContainsRegex("engine version: [^\n]+\n"), HasSubstr("run: /usr/bin/ffmpeg "),
@@ -50,7 +50,7 @@ TEST_F(tool_log_test, a_transcode_tells_what_it_ran_the_versions_and_the_lengths
 }
 
 TEST_F(tool_log_test, a_transcode_by_hand_leaves_nothing_beside_its_output) {
-  ASSERT_EQ(transcode(test_media("silent.mp4"), "240"), 0);
+  ASSERT_EQ(transcode(test_media("silent.mp4"), "180"), 0);
   EXPECT_THAT(folder.names(), ElementsAre("out.mp4"));
 }
 
@@ -78,7 +78,7 @@ TEST_F(tool_log_test, a_profile_that_cannot_be_is_told) {
 
 TEST_F(tool_log_test, a_cancelled_transcode_has_not_failed) {
   make_metadata_of(output);
-  tool_run run(transcoder, {"--profile", "240", "-o", output, "--file", test_media("long.mp4")});
+  tool_run run(transcoder, {"--profile", "180", "-o", output, "--file", test_media("long.mp4")});
   ASSERT_GT(run.engine(), 0);
   run.signal_group(SIGTERM);
   run.wait();
@@ -88,7 +88,7 @@ TEST_F(tool_log_test, a_cancelled_transcode_has_not_failed) {
 
 TEST_F(tool_log_test, a_killed_transcode_is_told) {
   make_metadata_of(output);
-  tool_run run(transcoder, {"--profile", "240", "-o", output, "--file", test_media("long.mp4")});
+  tool_run run(transcoder, {"--profile", "180", "-o", output, "--file", test_media("long.mp4")});
   ASSERT_GT(run.engine(), 0);
   run.signal_group(SIGKILL);
   run.wait();
@@ -146,5 +146,5 @@ TEST_F(tool_log_test, a_thumbnail_is_logged_with_its_film) {
 TEST_F(tool_log_test, a_log_that_cannot_be_written_is_no_failure) {
   make_metadata_of(output);
   ASSERT_EQ(mkdir((metadata_folder_of(output) + "/vod.log").c_str(), 0700), 0);
-  EXPECT_EQ(transcode(test_media("silent.mp4"), "240"), 0);
+  EXPECT_EQ(transcode(test_media("silent.mp4"), "180"), 0);
 }

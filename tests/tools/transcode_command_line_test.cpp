@@ -70,8 +70,8 @@ TEST(transcode_quote, keeps_to_the_greatest_height) {
 }
 
 TEST(transcode_quote, takes_any_height_that_the_service_may_be_told) {
-  const tool_result result = run_tool(
-      tool, {"--file", test_media("interlaced.ts"), "--quote", "--height", "2147483647"});
+  const tool_result result =
+      run_tool(tool, {"--file", test_media("interlaced.ts"), "--quote", "--height", "2147483647"});
   EXPECT_THAT(result.output, testing::Contains(".. 1080"));
 }
 

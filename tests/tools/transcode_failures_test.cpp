@@ -73,6 +73,11 @@ TEST(transcode_refuses, a_directory) {
   expect_source_refused(folder.path(), "is a directory");
 }
 
+TEST(transcode_refuses, a_profile_that_the_source_does_not_offer) {
+  expect_transcode_refused("silent.mp4", "720", "does not offer the profile 720");
+  expect_transcode_refused("silent.mp4", "36", "does not offer the profile 36");
+}
+
 TEST(transcode_refuses, a_fifo) {
   const scratch_folder folder;
   ASSERT_EQ(mkfifo(folder.file("film.mp4").c_str(), 0600), 0);
@@ -105,13 +110,13 @@ TEST(transcode_refuses, the_sound_profile_for_a_picture_alone) {
 
 TEST(transcode_refuses, an_output_folder_that_is_not_there) {
   const std::string output = "/nowhere/out.mp4";
-  expect_refused({"--file", test_media("silent.mp4"), "--profile", "36", "-o", output}, output,
+  expect_refused({"--file", test_media("silent.mp4"), "--profile", "180", "-o", output}, output,
                  "No such file");
 }
 
 TEST(transcode_refuses, an_output_that_is_a_directory) {
   const scratch_folder folder;
-  expect_refused({"--file", test_media("silent.mp4"), "--profile", "36", "-o", folder.path()},
+  expect_refused({"--file", test_media("silent.mp4"), "--profile", "180", "-o", folder.path()},
                  folder.path(), "directory");
 }
 
@@ -121,7 +126,7 @@ TEST(transcode_refuses, its_own_source_as_output) {
   std::filesystem::copy_file(test_media("silent.mp4"), film);
   const auto size = std::filesystem::file_size(film);
   const std::string output = folder.file("./film.mp4");
-  expect_refused({"--file", film, "--profile", "36", "-o", output}, output, "is the source");
+  expect_refused({"--file", film, "--profile", "180", "-o", output}, output, "is the source");
   EXPECT_EQ(std::filesystem::file_size(film), size);
 }
 

@@ -146,8 +146,8 @@ TEST(transcode, makes_a_variable_rate_constant) {
             made.picture()["avg_frame_rate"].string_value());
 }
 
-TEST(transcode, makes_odd_sides_even_and_never_enlarges) {
-  transcoded(test_media("odd_size.mkv"), "480").expect_picture(320, 240);
+TEST(transcode, makes_odd_sides_even) {
+  transcoded(test_media("odd_size.mkv"), "240").expect_picture(320, 240);
 }
 
 TEST(transcode, keeps_picture_and_sound_in_step_over_a_clock_that_runs_over) {
@@ -236,7 +236,7 @@ TEST(transcode, takes_any_file_name) {
     const std::string made = std::string("made ") + name;
     const tool_result result =
         run_tool("qxmi_vod_transcode",
-                 {"--profile", "36", "-o", made, std::string("--file=") + name}, folder.path());
+                 {"--profile", "180", "-o", made, std::string("--file=") + name}, folder.path());
     EXPECT_EQ(result.end.status, 0) << name;
     EXPECT_FALSE(inspect(folder.file(made)).is_null()) << name;
   }
@@ -245,8 +245,9 @@ TEST(transcode, takes_any_file_name) {
 TEST(transcode, takes_an_output_name_that_begins_with_a_dash) {
   const scratch_folder folder;
   std::filesystem::copy_file(test_media("silent.mp4"), folder.file("-a.mp4"));
-  const tool_result result = run_tool(
-      "qxmi_vod_transcode", {"--profile", "36", "-o", "-b.mp4", "--file", "-a.mp4"}, folder.path());
+  const tool_result result =
+      run_tool("qxmi_vod_transcode", {"--profile", "180", "-o", "-b.mp4", "--file", "-a.mp4"},
+               folder.path());
   EXPECT_EQ(result.end.status, 0);
   EXPECT_THAT(folder.names(), ElementsAre("-a.mp4", "-b.mp4"));
 }
@@ -255,7 +256,7 @@ TEST(transcode, replaces_an_older_result) {
   const scratch_folder folder;
   std::filesystem::copy_file(test_media("text.mp4"), folder.file("out.mp4"));
   const tool_result result =
-      run_tool("qxmi_vod_transcode", {"--profile", "36", "-o", folder.file("out.mp4"), "--file",
+      run_tool("qxmi_vod_transcode", {"--profile", "180", "-o", folder.file("out.mp4"), "--file",
                                       test_media("silent.mp4")});
   EXPECT_EQ(result.end.status, 0);
   EXPECT_FALSE(stream_of(inspect(folder.file("out.mp4")), "video").is_null());

@@ -82,3 +82,15 @@ TEST(peak_bit_rate, a_height_between_two_takes_the_higher_one) {
 TEST(peak_bit_rate, fast_motion_may_take_more) {
   EXPECT_EQ(peak_bit_rate(720, 50.0), 4500);
 }
+
+TEST(offers_profile, what_any_listing_of_the_source_has) {
+  EXPECT_TRUE(offers_profile({1920, 1080}, "480"));
+  EXPECT_TRUE(offers_profile({1920, 1080}, "1080"));
+  EXPECT_TRUE(offers_profile({400, 300}, "300"));  // listed when no more than 200 lines are wanted
+}
+
+TEST(offers_profile, nothing_else) {
+  EXPECT_FALSE(offers_profile({1280, 720}, "1080"));
+  EXPECT_FALSE(offers_profile({1920, 1080}, "500"));
+  EXPECT_FALSE(offers_profile({1920, 1080}, "audio"));
+}

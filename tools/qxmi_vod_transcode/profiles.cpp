@@ -36,6 +36,12 @@ std::vector<std::string> picture_profiles(picture_size displayed, int max_height
   return names;
 }
 
+bool offers_profile(picture_size displayed, const std::string& name) {
+  const std::vector<std::string> names = picture_profiles(displayed, 0);
+  const bool is_listed = std::find(names.begin(), names.end(), name) != names.end();
+  return is_listed || name == std::to_string(made_even(displayed.height));
+}
+
 int profile_height(const std::string& name) {
   const bool digits = !name.empty() && name.size() <= 4 &&
                       name.find_first_not_of("0123456789") == std::string::npos;

@@ -14,6 +14,10 @@ constexpr const char* sound_profile = "audio";
 // source's own height made even, whatever max_height says: a list is never empty.
 std::vector<std::string> picture_profiles(picture_size displayed, int max_height);
 
+// Whether `name` is among the profiles that are listed for such a picture, whatever the listing's
+// greatest height.
+bool offers_profile(picture_size displayed, const std::string& name);
+
 // The height a profile's name stands for: 2 to 8192 lines; 0 when it is no such name.
 int profile_height(const std::string& name);
 
