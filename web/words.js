@@ -43,8 +43,12 @@ export function state_name(job) {
   return groups.find(([group]) => group === job.group)?.[1] ?? shown(job.state);
 }
 
-// The service's text, unless it says no more than the state.
+// The service's text, unless it says no more than the state, and why a failed job failed.
 export function job_text(job) {
+  return [service_text(job), job.reason].filter(Boolean).join(': ');
+}
+
+function service_text(job) {
   const repeats = [job.state, job.group, state_name(job).toLowerCase()];
   return repeats.includes(job.text.trim().toLowerCase()) ? '' : shown(job.text);
 }

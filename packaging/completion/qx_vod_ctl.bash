@@ -48,7 +48,7 @@ __qx_vod_ctl_operand() {
     mapfile -t COMPREPLY < <(compgen -f -- "$2")
     ;;
   restart) __qx_vod_ctl_offer "$2" < <(__qx_vod_ctl_ids cancelled) ;;
-  show | wait | follow | ready | modify | pause | resume | cancel | remove | report)
+  show | log | wait | follow | ready | modify | pause | resume | cancel | remove | report)
     __qx_vod_ctl_offer "$2" < <(__qx_vod_ctl_ids)
     ;;
   esac

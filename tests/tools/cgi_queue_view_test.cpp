@@ -1,4 +1,7 @@
 // The queue as the page is told of it.
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -155,6 +158,22 @@ TEST(cgi_job, tells_the_step_of_its_state) {
 TEST(cgi_folded_text, keeps_bytes_that_are_no_text) {
   EXPECT_EQ(folded_text("A\xff\xc3Z"), "a\xff\xc3z");
   EXPECT_EQ(folded_text(std::string("A\0B", 3)), std::string("a\0b", 3));
+}
+
+TEST(cgi_queue_view, a_failed_job_has_the_reason_from_its_log) {
+  char folder[] = "/tmp/qx-view-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string metadata = std::string(folder) + "/.out.mp4.metadata";
+  std::filesystem::create_directory(metadata);
+  std::ofstream(metadata + "/vod.log") << "--- t qxmi_vod_transcode failed: disk-full: no room\n";
+  auto failed = job("a", "cancelled", "state", "Transcoding failed");
+  failed["output file"] = folder + std::string("/out.mp4");
+  auto going = failed;
+  going["transcode state"] = "transcoding";
+  const auto seen = view({failed, going})["items"];
+  EXPECT_EQ(seen[0]["reason"].string_value(), "");
+  EXPECT_EQ(seen[1]["reason"].string_value(), "disk-full: no room");
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

@@ -29,3 +29,9 @@ qx_add_test(ctl_bug_report_test
   ctl_bug_report_test.cpp
   LIBS qx_test_support qx_test_media)
 add_dependencies(ctl_bug_report_test qx_vod_ctl qx_vod_service)
+
+qx_add_test(ctl_log_test
+  ctl_machine.cpp
+  ctl_log_test.cpp
+  LIBS qx_ctl qx_test_support qx_test_media)
+add_dependencies(ctl_log_test qx_vod_ctl qx_vod_service qxmi_vod_transcode qxmi_startitem)

@@ -24,6 +24,8 @@ private:
 };
 
 struct ctl_machine : qx_test::test_machine {
+  using test_machine::test_machine;
+
   // Runs the client inside to its end.
   qx_test::run_result ctl(const std::vector<std::string>& arguments) const;
   qx_test::run_result ctl_in(const std::string& folder,

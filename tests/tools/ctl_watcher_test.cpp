@@ -3,6 +3,8 @@
 #include "tools/qx_vod_ctl/watch/watcher.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <gmock/gmock.h>
 
 using ::testing::Contains;
@@ -128,4 +130,27 @@ TEST(watcher, absence_is_told_and_ended) {
   away = false;
   tool.refresh(screen, 3'000'000, 0);
   EXPECT_EQ(tool.view().absence, "");
+}
+
+TEST(watching_a_failed_job, shows_the_reason_from_its_log) {
+  char folder[] = "/tmp/qx-watch-XXXXXX";
+  ASSERT_NE(mkdtemp(folder), nullptr);
+  const std::string metadata = std::string(folder) + "/.out.mp4.metadata";
+  std::filesystem::create_directory(metadata);
+  std::ofstream(metadata + "/vod.log") << "--- t qxmi_vod_transcode failed: disk-full: no room\n";
+  const json11::Json item = json11::Json::object{{"entry id", "a"},
+                                                 {"transcode state", "cancelled"},
+                                                 {"state", "Transcoding failed"},
+                                                 {"output file", folder + std::string("/out.mp4")}};
+  scripted_service service([&](const std::string&, const name_values&) {
+    return accepted(json11::Json(json11::Json::object{{"list", json11::Json::array{item}},
+                                                      {"total", 1},
+                                                      {"modify counter", 1}})
+                        .dump());
+  });
+  watcher tool(service);
+  tool.refresh(screen, 500'000, 1700000000);
+  EXPECT_EQ(tool.view().rows[0].listed.item.text_and_reason(),
+            "Transcoding failed: disk-full: no room");
+  std::filesystem::remove_all(folder);
 }

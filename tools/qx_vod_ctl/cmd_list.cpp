@@ -50,7 +50,8 @@ std::string value_text(const json11::Json& json) {
   return json.is_array() ? list_text(json) : json.dump();
 }
 
-// Every key that the service tells, so that one added later is seen too. But for the command line
+// Every key that the service tells, so that one added later is seen too, and why a failed job
+// failed. But for the command line
 // of the tool: it can hold the remote server's password, and people show each other their screens.
 void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
@@ -60,6 +61,10 @@ void print_details(const json11::Json& json) {
     line += is_progress ? percent(value[0].int_value()) : value_text(value);
     print_line(printable(line));
   }
+  item_view item;
+  if (!read_item(json, item)) return;
+  read_reason(item);
+  if (!item.reason.empty()) print_line(printable("reason: " + item.reason));
 }
 
 int show_item(vod_service& service, const std::string& given, bool json) {

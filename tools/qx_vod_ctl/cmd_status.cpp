@@ -72,6 +72,7 @@ void print_status(const queue_listing& listing, const status_options& options) {
     ++counts[item.state];
     if (options.state.empty() || item.is_in(options.state)) {
       rows.push_back({listing.items[i], expected[i]});
+      read_reason(rows.back().listed.item);
     }
   }
   const auto id_length = telling_length(listing.items);

@@ -2,6 +2,7 @@
 #include "tools/qx_vod_ctl/item_view.h"
 
 #include "tools/common/job_ending.h"
+#include "tools/common/job_log_file.h"
 
 namespace {
 
@@ -24,6 +25,10 @@ std::string item_view::state_and_step() const {
 
 bool item_view::is_in(std::string_view name) const {
   return name == failed_jobs ? job_has_failed(state, text) : state == name;
+}
+
+std::string item_view::text_and_reason() const {
+  return reason.empty() ? text : text + ": " + reason;
 }
 
 bool item_view::running() const {
@@ -55,6 +60,11 @@ bool read_item(const json11::Json& json, item_view& item) {
 bool read_item(const std::string& json_text, item_view& item) {
   std::string error;
   return read_item(json11::Json::parse(json_text, error), item);
+}
+
+void read_reason(item_view& item) {
+  item.reason =
+      item.cancelled() ? why_it_failed({item.text, item.input_file, item.output_file}) : "";
 }
 
 std::string percent(int progress) {

@@ -17,6 +17,7 @@ struct item_view {
   std::string state;                 // the job's state: "init", "ready", "transcoding", ...
   std::string sub_state;             // the step within that state; empty where it has none
   std::string text;                  // what the service tells people of it
+  std::string reason;                // why it failed, in its tool's words; see read_reason()
   int progress = 0;                  // ten-thousandths
   bool delete_on_finish = false;
   bool paused = false;
@@ -34,6 +35,8 @@ struct item_view {
   bool holds_a_turn() const { return pid != -1 && !paused && !waiting; }
   // Whether the item is in the state of that name: one of job_states, or failed_jobs.
   bool is_in(std::string_view name) const;
+  // The text, and the reason where there is one: "Transcoding failed: disk-full: ..."
+  std::string text_and_reason() const;
   // "ready: query profiles"
   std::string state_and_step() const;
 };
@@ -49,6 +52,9 @@ constexpr const char* failed_jobs = "failed";
 // Reads an item. False when it is none, which an object without an entry id is.
 bool read_item(const json11::Json& json, item_view& item);
 bool read_item(const std::string& json_text, item_view& item);
+
+// Looks up why a failed item failed, in its log; others have no reason.
+void read_reason(item_view& item);
 
 // Ten-thousandths as "41.5%".
 std::string percent(int progress);

@@ -18,6 +18,7 @@ constexpr subcommand subcommands[] = {
     {"add", "Put files into the queue; prints their entry ids", define_add},
     {"list", "Show the queue as a table", define_list},
     {"show", "Show all that is known of an item", define_show},
+    {"log", "Show what the tools wrote about a job", define_log},
     {"wait", "Wait until jobs are done or cancelled", define_wait},
     {"follow", "Show the progress of a job until it ends", define_follow},
     {"ready", "Start items that are held", define_item_command},

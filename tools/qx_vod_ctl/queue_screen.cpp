@@ -69,7 +69,7 @@ cells cells_of(const screen_row& row, std::size_t id_length, const screen_style&
   result[profile] = printable(item.profile);
   result[expected] = row.expected;
   result[name] = name_cell(item.input_file, style);
-  result[text] = printable(item.text);
+  result[text] = printable(item.text_and_reason());
   return result;
 }
 

@@ -64,6 +64,9 @@ subcommand_action define_doctor(CLI::App& parser);
 subcommand_action define_list(CLI::App& parser);
 subcommand_action define_show(CLI::App& parser);
 
+// cmd_log.cpp
+subcommand_action define_log(CLI::App& parser);
+
 // cmd_queue.cpp
 subcommand_action define_queue(CLI::App& parser);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/media_metadata.h"
+#include "tools/common/job_log_file.h"
 #include "tools/vod_cgi/folded_text.h"
 #include "tools/vod_cgi/job_view.h"
 
@@ -51,6 +52,10 @@ json11::Json length_or_null(const std::string& media) {
   return length > 0 ? json11::Json(length) : json11::Json();
 }
 
+std::string reason_of(const job_view& job) {
+  return job.group == job_group::failed ? why_it_failed({job.text, job.file, job.output}) : "";
+}
+
 json11::Json item_json(const job_view& job, const vod_folder& folder) {
   const bool is_done = job.group == job_group::done;
   return json11::Json::object{
@@ -61,6 +66,7 @@ json11::Json item_json(const job_view& job, const vod_folder& folder) {
       {"step", job.step},
       {"group", group_name(job.group)},
       {"text", job.text},
+      {"reason", reason_of(job)},
       {"progress", job.progress},
       {"profile", job.profile},
       {"profiles", job.profiles},

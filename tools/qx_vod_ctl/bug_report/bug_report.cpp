@@ -9,9 +9,9 @@
 #include <sys/stat.h>
 
 #include "platform/fileops_jobs.h"
-#include "platform/metadata_v4.h"
 #include "platform/paths.h"
 #include "tools/common/engine.h"
+#include "tools/common/job_log_file.h"
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
 #include "tools/qx_vod_ctl/bug_report/versions.h"
@@ -23,14 +23,8 @@ namespace {
 constexpr std::chrono::seconds probe_limit{60};
 constexpr std::size_t short_id_length = 8;
 
-// The service's own files in an output's metadata directory.
-constexpr const char* output_files[] = {".transcode", ".vod.metadata", "metadata"};
-
-std::string metadata_folder(const std::string& media) {
-  char folder[4096];
-  const bool has_one = metadata_v4_file_to_metadir(media.c_str(), folder, sizeof folder) >= 0;
-  return has_one ? folder : "";
-}
+// The service's and its tools' files in an output's metadata directory.
+constexpr const char* output_files[] = {".transcode", ".vod.metadata", "metadata", job_log_name};
 
 void add_job(const json11::Json& item, report_parts& parts) {
   char folder[4096];
@@ -86,13 +80,14 @@ std::string file_line(const std::string& path) {
 void add_source(const std::string& path, report_parts& parts) {
   if (path.empty()) return parts.add_missing("source", "the item has none");
   parts.add_text("source/file.txt", file_line(path));
-  parts.add_file("source/metadata", metadata_folder(path), "metadata");
+  for (const char* name : {"metadata", job_log_name})
+    parts.add_file(std::string("source/") + name, metadata_folder_of(path), name);
   add_probe("source/probe.json", path, parts);
 }
 
 void add_output(const std::string& path, report_parts& parts) {
   if (path.empty()) return parts.add_missing("output", "the item has none yet");
-  const std::string folder = metadata_folder(path);
+  const std::string folder = metadata_folder_of(path);
   parts.add_text("output/file.txt", file_line(path) + file_line(folder) +
                                         file_line(folder + "/vod.thumbnail.jpg") +
                                         file_line(folder + "/.vod.ready"));

@@ -28,6 +28,14 @@ void watcher::refresh(const screen_size& size, std::uint64_t now_us, std::int64_
   if (!answered) return;
   take_over(model_.items(), now);
   view_.top = scrolled(view_.top, view_.selected, view_.rows.size(), visible_rows(size));
+  read_reasons(size);
+}
+
+// Of the rows in sight alone: each is a file to be read.
+void watcher::read_reasons(const screen_size& size) {
+  const std::size_t end = std::min(view_.rows.size(), view_.top + visible_rows(size));
+  for (std::size_t row = view_.top; row < end; ++row)
+    read_reason(view_.rows[row].listed.item);
 }
 
 void watcher::take_over(const std::vector<listed_item>& items, std::int64_t now) {
