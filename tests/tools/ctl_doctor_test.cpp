@@ -7,6 +7,7 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -264,6 +265,26 @@ TEST(ctl_doctor, signal_ends_it_while_the_other_server_is_asked_and_leaves_no_pa
   ASSERT_EQ(waitpid(pid, &status, 0), pid);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
   EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
+}
+
+TEST(ctl_doctor, removes_what_killed_tools_have_left_when_told_to) {
+  doctor_machine machine;
+  const std::string among_vods = machine.root.path("/mnt/main/tv/vod/.qx-part-0123456789abcdef");
+  const std::string thumbnail = machine.root.path("/mnt/main/tv/vod/.a.mp4.metadata/.qx-part-1");
+  machine.root.write("/mnt/main/tv/vod/.qx-part-0123456789abcdef", "half");
+  machine.root.write("/mnt/main/tv/vod/.a.mp4.metadata/.qx-part-1", "half");
+  machine.root.write("/mnt/main/tv/vod/.a.mp4.metadata/metadata", "");
+  machine.root.write("/mnt/main/tv/vod/.qx-part-used", "in use");
+  const int used = open(machine.root.path("/mnt/main/tv/vod/.qx-part-used").c_str(), O_RDONLY);
+  ASSERT_EQ(flock(used, LOCK_EX), 0);
+  EXPECT_THAT(machine.found("left-over files"), HasSubstr("warning: 2 half-made files"));
+  EXPECT_EQ(access(among_vods.c_str(), F_OK), 0);
+  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 2 half-made files"));
+  EXPECT_NE(access(among_vods.c_str(), F_OK), 0);
+  EXPECT_NE(access(thumbnail.c_str(), F_OK), 0);
+  EXPECT_EQ(access(machine.root.path("/mnt/main/tv/vod/.qx-part-used").c_str(), F_OK), 0);
+  EXPECT_EQ(machine.found("left-over files").substr(0, 2), "ok");
+  close(used);
 }
 
 TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {

@@ -12,11 +12,12 @@ namespace {
 
 struct doctor_options {
   bool json = false;
+  bool fix = false;
   std::string colour = "auto";
 };
 
 int run_doctor(vod_service& service, const doctor_options& options) {
-  const finding_list findings = examine(service);
+  const finding_list findings = examine(service, options.fix);
   if (options.json) {
     print_line(findings_json(findings).dump());
   } else {
@@ -33,6 +34,7 @@ subcommand_action define_doctor(CLI::App& parser) {
       ->check(CLI::IsMember({"auto", "always", "never"}));
   parser.add_flag("--json", options->json,
                   "Print an array of objects: check, result, text, advice");
+  parser.add_flag("--fix", options->fix, "Remove what killed tools have left among the VODs");
   parser.footer("Exit status: 0 no problem (warnings are none), 1 a problem.");
   return [options](vod_service& service) { return end_of_tool(run_doctor(service, *options)); };
 }

@@ -8,6 +8,7 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
+#include "tools/qx_vod_ctl/doctor/left_overs.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
 #include "tools/qx_vod_ctl/doctor/programs.h"
@@ -25,13 +26,14 @@ finding_list check_user() {
 }  // namespace
 
 // The service is asked first: until it answers, signals end this process as they always do.
-finding_list examine(vod_service& service) {
+finding_list examine(vod_service& service, bool fix) {
   finding_list findings = check_user();
   append(findings, check_service(service, path_control_socket));
   const text_file file = read_configuration_file();
   append(findings, check_configuration(file));
   append(findings, check_machine());
   append(findings, check_own_files());
+  findings.push_back(check_left_overs(path_output_dir, fix));
   class transcode_settings settings;
   // Where something else stands in the file's place, reading it could last for ever.
   if (file.read()) settings.vod_conf_load();

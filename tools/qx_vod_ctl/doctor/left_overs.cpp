@@ -1,0 +1,52 @@
+// What killed tools have left among the VODs.
+#include "tools/qx_vod_ctl/doctor/left_overs.h"
+
+#include <vector>
+
+#include <sys/stat.h>
+
+#include "platform/metadata_v4.h"
+#include "platform/unique_dir.h"
+#include "tools/common/left_parts.h"
+#include "tools/qx_vod_ctl/doctor/machine.h"
+
+namespace {
+
+constexpr const char* check = "left-over files";
+
+bool is_folder(const std::string& path) {
+  struct stat status = {};
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The folder itself, and the metadata directories in it, where thumbnails are made.
+std::vector<std::string> places_in(const std::string& folder) {
+  std::vector<std::string> places = {folder};
+  const unique_dir directory(opendir(folder.c_str()));
+  while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
+    const std::string path = (folder + "/").append(entry->d_name);
+    if (metadata_v4_context_is_metadata_name(entry->d_name) && is_folder(path)) {
+      places.push_back(path);
+    }
+  }
+  return places;
+}
+
+std::string described(const left_part_sums& sums) {
+  return std::to_string(sums.count) + " half-made " + (sums.count == 1 ? "file" : "files") +
+         " of killed tools, " + size_text(sums.bytes);
+}
+
+}  // namespace
+
+finding check_left_overs(const std::string& folder, bool fix) {
+  left_part_sums sums;
+  for (const std::string& place : places_in(folder)) {
+    const left_part_sums more = fix ? remove_left_parts(place) : find_left_parts(place);
+    sums.count += more.count;
+    sums.bytes += more.bytes;
+  }
+  if (sums.count == 0) return fine(check, "none in " + folder);
+  if (fix) return fine(check, "removed " + described(sums) + ", in " + folder);
+  return warning(check, described(sums) + ", in " + folder, "qx_vod_ctl doctor --fix removes them");
+}

@@ -1,0 +1,10 @@
+// What killed tools have left among the VODs.
+#pragma once
+
+#include <string>
+
+#include "tools/qx_vod_ctl/doctor/finding.h"
+
+// Looks for half-made files that no tool has in use, in the folder of the VODs and in the metadata
+// directories in it. With `fix` they are removed.
+finding check_left_overs(const std::string& folder, bool fix);
