@@ -21,6 +21,12 @@ void expect_continuous(int first, int second) {
   EXPECT_NEAR(number(inspect(made)["format"]["duration"]), 6.0, 0.1);
 }
 
+// Expects the film to flash at `seconds`, with a beep at every flash, and nothing else.
+void expect_in_step(const std::string& made, const std::vector<double>& seconds) {
+  expect_moments(bright_times(made), seconds);
+  expect_moments(loud_times(made), bright_times(made));
+}
+
 // The picture of what is made of a film of 2 s.
 Json picture_made_of(const scratch_folder& folder, const std::string& film) {
   return stream_of(inspect(transcoded_film(folder, film)), "video");
@@ -46,6 +52,27 @@ TEST(transcode_time, a_clock_that_starts_again_at_zero_is_closed_up) {
 
 TEST(transcode_time, a_clock_that_runs_over_is_followed) {
   expect_continuous(95437, 95440);
+}
+
+TEST(transcode_time, a_splice_whose_sound_overlaps_stays_in_step) {
+  for (const char* rate : {"48000", "96000"}) {
+    const scratch_folder folder;
+    const std::string sound = std::string("-c:a aac -af apad=pad_dur=0.02 -ar ") + rate;
+    const std::string made = transcoded_film(
+        folder,
+        joined(folder, "film.ts",
+               {recorded(folder, "1.ts", 100, sound), recorded(folder, "2.ts", 103, sound)}));
+    expect_in_step(made, {1, 4});
+    EXPECT_NEAR(number(stream_of(inspect(made), "audio")["duration"]), 6.0, 0.1) << rate;
+  }
+}
+
+TEST(transcode_time, a_pause_of_the_clock_is_kept) {
+  const scratch_folder folder;
+  const std::string made = transcoded_film(
+      folder,
+      joined(folder, "film.ts", {recorded(folder, "1.ts", 100), recorded(folder, "2.ts", 108)}));
+  expect_in_step(made, {1, 9});
 }
 
 TEST(transcode_time, the_length_of_a_spliced_recording_is_told) {

@@ -65,6 +65,7 @@ void add_sound(argument_list& arguments, const source_media& media) {
     append(arguments, {"-filter:a", sound_filters(media)});
   }
   append(arguments, {"-async", sound_step});
+  if (media.jump_limit > 0.0) append(arguments, {"-adrift_threshold", splice_step});
   append(arguments, {"-c:a", "aac", "-profile:a", "aac_low", "-ac", "2", "-b:a", "160k"});
 }
 

@@ -11,6 +11,11 @@
 // in the middle, and would then fill from the beginning once more.
 constexpr const char* sound_step = "1000";
 
+// From how many seconds on it is cut or filled at once instead, in containers from broadcast: their
+// clock is exact, so that this is a splice, where nobody hears it. In others the engine's usual
+// 0.1 s hold, since the clocks of what was captured live may tremble.
+constexpr const char* splice_step = "0.03";
+
 // The chain of filters for one sound, which `media` has.
 //
 // The level is kept: mono comes out of both sides as loud as it went in; of more channels the

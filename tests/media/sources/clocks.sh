@@ -23,7 +23,7 @@ source_wrap_ts() {
   piece 95435 "${mpeg2[@]}" "${mp2[@]}"
   join "$1"
 }
-source_wrap_and_jump_ts() { spliced "$1" 95439 10; }
+source_wrap_and_jump_ts() { spliced "$1" 95439 100; }
 source_jump_h264_ts() {
   seconds=8
   piece 40000 "${h264[@]}" "${aac[@]}"
