@@ -59,7 +59,7 @@ TEST(transcode_quote, lists_what_a_broadcast_recording_gives) {
               ElementsAre("*SOURCE",
                           testing::StartsWith("video 1920x1080 25.000 fps interlaced mpeg2video, "
                                               "audio 2ch mp2, 3.0"),
-                          "*QUOTE", ".. 1080", ".. 720", ".. 480", ".. 360", ".. 240"));
+                          "*QUOTE", ".. 1080", ".. 720", ".. 576", ".. 480", ".. 360", ".. 240"));
 }
 
 TEST(transcode_quote, keeps_to_the_greatest_height) {

@@ -17,18 +17,19 @@ void expect_size(picture_size source, int height, int wanted_width, int wanted_h
 }  // namespace
 
 TEST(profiles, lists_heights_not_above_the_source) {
-  EXPECT_THAT(picture_profiles({1920, 1080}, 0), ElementsAre("1080", "720", "480", "360", "240"));
-  EXPECT_THAT(picture_profiles({768, 576}, 0), ElementsAre("480", "360", "240"));
+  EXPECT_THAT(picture_profiles({1920, 1080}, 0),
+              ElementsAre("1080", "720", "576", "480", "360", "240"));
+  EXPECT_THAT(picture_profiles({768, 576}, 0), ElementsAre("576", "480", "360", "240"));
 }
 
 TEST(profiles, lists_all_for_a_large_source) {
   EXPECT_THAT(picture_profiles({4096, 2304}, 0),
-              ElementsAre("2160", "1440", "1080", "720", "480", "360", "240"));
+              ElementsAre("2160", "1440", "1080", "720", "576", "480", "360", "240"));
 }
 
 TEST(profiles, lists_nothing_above_the_greatest_height) {
-  EXPECT_THAT(picture_profiles({1920, 1080}, 720), ElementsAre("720", "480", "360", "240"));
-  EXPECT_THAT(picture_profiles({1920, 1080}, 719), ElementsAre("480", "360", "240"));
+  EXPECT_THAT(picture_profiles({1920, 1080}, 720), ElementsAre("720", "576", "480", "360", "240"));
+  EXPECT_THAT(picture_profiles({1920, 1080}, 719), ElementsAre("576", "480", "360", "240"));
 }
 
 TEST(profiles, a_small_source_has_its_own_height_made_even) {
@@ -69,13 +70,16 @@ TEST(output_size, is_never_nothing) {
 
 TEST(peak_bit_rate, grows_with_the_height) {
   EXPECT_EQ(peak_bit_rate(240, 25.0), 500);
+  EXPECT_EQ(peak_bit_rate(480, 25.0), 1500);
+  EXPECT_EQ(peak_bit_rate(576, 25.0), 2000);
   EXPECT_EQ(peak_bit_rate(720, 25.0), 3000);
   EXPECT_EQ(peak_bit_rate(1080, 25.0), 5000);
   EXPECT_EQ(peak_bit_rate(4320, 25.0), 16000);
 }
 
 TEST(peak_bit_rate, a_height_between_two_takes_the_higher_one) {
-  EXPECT_EQ(peak_bit_rate(576, 25.0), 3000);
+  EXPECT_EQ(peak_bit_rate(540, 25.0), 2000);
+  EXPECT_EQ(peak_bit_rate(600, 25.0), 3000);
   EXPECT_EQ(peak_bit_rate(100, 25.0), 500);
 }
 

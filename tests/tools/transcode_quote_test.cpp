@@ -26,6 +26,7 @@ TEST(quote_text, describes_the_source_and_lists_profiles) {
             "*SOURCE\n"
             "video 768x576 25.000 fps interlaced mpeg2video, audio 2ch mp2, 61.40 s\n"
             "*QUOTE\n"
+            ".. 576\n"
             ".. 480\n"
             ".. 360\n"
             ".. 240\n");
