@@ -1,6 +1,7 @@
 // Which moment the tool shows, and how it looks.
 #include "tests/support/media/test_media.h"
 #include "tests/tools/made_media.h"
+#include "tests/tools/made_recording.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -122,6 +123,13 @@ TEST(grab_moment, is_exact_far_from_a_key_frame) {
   EXPECT_LT(brightness(grabbed(folder, film, "2.8")), 10);
   EXPECT_GT(brightness(grabbed(folder, film, "3.4")), 240);
   EXPECT_LT(brightness(grabbed(folder, film, "4.2")), 10);
+}
+
+TEST(grab_moment, is_found_where_streams_have_moved_to_other_packet_identifiers) {
+  const scratch_folder folder;
+  const std::string film =
+      joined(folder, "film.ts", {recorded(folder, "1.ts", 100), moved(folder, "2.ts", 103)});
+  EXPECT_GT(brightness(grabbed(folder, film, "4.1", "120")), 240);
 }
 
 TEST(grab_moment, works_in_a_bare_stream) {

@@ -52,6 +52,12 @@ std::string recorded(const scratch_folder& folder, const std::string& name, int 
                         std::to_string(start) + " -f mpegts");
 }
 
+std::string moved(const scratch_folder& folder, const std::string& name, int start,
+                  const std::string& arguments) {
+  return recorded(folder, name, start,
+                  "-ac 2 -c:a mp2 -streamid 0:600 -streamid 1:601 " + arguments);
+}
+
 std::string joined(const scratch_folder& folder, const std::string& name,
                    const std::vector<std::string>& parts) {
   std::string path = folder.file(name);

@@ -19,6 +19,10 @@ std::string beeping(int seconds, const std::string& when = "eq(floor(t),1)");
 std::string recorded(const scratch_folder& folder, const std::string& name, int start,
                      const std::string& sound = "-ac 2 -c:a mp2");
 
+// Such a recording whose picture and sound have other packet identifiers.
+std::string moved(const scratch_folder& folder, const std::string& name, int start,
+                  const std::string& arguments = "");
+
 // The files one after the other, byte by byte.
 std::string joined(const scratch_folder& folder, const std::string& name,
                    const std::vector<std::string>& parts);

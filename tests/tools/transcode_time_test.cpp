@@ -84,14 +84,21 @@ TEST(transcode_time, the_length_of_a_spliced_recording_is_told) {
   EXPECT_NE(result.output[1].find(" 6.0"), std::string::npos) << result.output[1];
 }
 
-TEST(transcode_time, a_recording_that_goes_on_in_other_streams_is_refused) {
+TEST(transcode_time, streams_that_move_to_other_packet_identifiers_are_followed) {
   const scratch_folder folder;
-  const std::string other =
-      make_media(folder, "2.ts",
-                 flashing(3) + beeping(3) +
-                     "-c:v mpeg2video -c:a mp2 -streamid 0:600 -streamid 1:601 "
-                     "-mpegts_pmt_start_pid 4352 -output_ts_offset 500 -f mpegts");
-  const std::string film = joined(folder, "film.ts", {recorded(folder, "1.ts", 100), other});
+  for (const int second : {103, 500}) {
+    const std::string film =
+        joined(folder, "film.ts", {recorded(folder, "1.ts", 100), moved(folder, "2.ts", second)});
+    expect_in_step(transcoded_film(folder, film), {1, 4});
+  }
+}
+
+TEST(transcode_time, a_recording_that_goes_on_in_another_program_is_refused) {
+  const scratch_folder folder;
+  const std::string film =
+      joined(folder, "film.ts",
+             {recorded(folder, "1.ts", 100),
+              moved(folder, "2.ts", 500, "-mpegts_service_id 7 -mpegts_pmt_start_pid 4352")});
   const tool_result result = run_tool(
       "qxmi_vod_transcode", {"--profile", "120", "-o", folder.file("o.mp4"), "--file", film});
   EXPECT_EQ(result.end.status, 1);

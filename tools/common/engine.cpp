@@ -80,6 +80,7 @@ void add_input(argument_list& arguments, const std::string& url, std::string_vie
   append(arguments, {"-protocol_whitelist", "file", "-format_whitelist",
                      format.empty() ? containers : std::string(format)});
   if (!format.empty()) append(arguments, {"-f", std::string(format)});
+  if (depth.follow_program) append(arguments, {"-merge_pmt_versions", "1"});
   append(arguments,
          {"-max_streams", "64", "-probesize", std::to_string(depth.bytes), "-analyzeduration",
           std::to_string(depth.seconds) + "M", "-max_alloc", "1073741824", "-i", url});

@@ -111,14 +111,16 @@ void log_media(const media_info& info) {
   }
 }
 
-bool read_report(const source_file& source, std::string_view format, const probe_depth& depth,
+bool read_report(const source_file& source, std::string_view format, probe_depth depth,
                  media_info& info, std::string& error) {
+  depth.follow_program = true;
   const program_result result = run_program(report_request(source, format, depth));
   const std::string version = engine_version(result.output);
   if (!version.empty()) log_note("engine version", version);
   if (!result.success()) return refuse(error, engine_cause(result, source.url()));
   if (!read_media_report(result.output, info)) return refuse(error, "the probe told nothing");
   info.depth = depth;
+  info.depth.follow_program = info.container == "mpegts";
   return true;
 }
 
@@ -130,12 +132,14 @@ struct first_packet {
 };
 
 first_packet find_first_packet(const source_file& source, int stream) {
+  probe_depth followed;
+  followed.follow_program = true;
   program_request request;
   request.argv = ffprobe_command();
   request.argv.insert(request.argv.end(),
                       {"-select_streams", std::to_string(stream), "-read_intervals", "%+#1", "-of",
                        "csv=p=0", "-show_entries", "packet=pts_time,pos"});
-  add_input(request.argv, source.url());
+  add_input(request.argv, source.url(), {}, followed);
   request.time_limit = late_stream_time_limit;
   const program_result result = run_program(request);
   first_packet found;

@@ -1,9 +1,14 @@
-// How far an engine looks into a file to find out what its streams are.
+// How an engine reads a file.
 #pragma once
 
 #include <cstdint>
 
+// How far an engine looks to find out what the streams are, and what it takes for one stream.
 struct probe_depth {
   std::int64_t bytes = 10'000'000;
   int seconds = 10;
+
+  // Whether a stream that its program moves to another packet identifier remains the same one.
+  // Only for transport streams: ffmpeg refuses it with any other file, ffprobe ignores it there.
+  bool follow_program = false;
 };

@@ -69,7 +69,7 @@ std::optional<double> find_moment(const std::string& url, const media_info& medi
     for (const double moment : scattered_moments(window, count, random)) {
       if (stop_signal() != 0 || clock_type::now() > deadline) break;
       frame_measure measure;
-      const picture_source source = {url, stream, plan_seek(media, moment)};
+      const picture_source source = {url, stream, plan_seek(media, moment), media.depth};
       if (measure_moment(source, measure)) candidates.push_back({moment, measure});
     }
     if (candidates.empty() || has_usable(candidates)) break;

@@ -75,7 +75,7 @@ private:
   }
 
   bool make_picture(const video_stream& stream, double moment, std::string& error) {
-    const picture_source from = {source_.url(), stream, plan_seek(media_, moment)};
+    const picture_source from = {source_.url(), stream, plan_seek(media_, moment), media_.depth};
     picture_target to = {output_.url(), shape_of(stream, options_.height, options_.clip),
                          options_.quality, needs_light_mapped(stream)};
     bool made = run_engine(picture_command(from, to), picture_time_limit, error);

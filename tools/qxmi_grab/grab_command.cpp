@@ -43,7 +43,7 @@ std::string frame_filters(const picture_source& source) {
 argument_list one_frame(const picture_source& source, const std::string& filters) {
   argument_list arguments = ffmpeg_command();
   if (source.seek.enter > 0.0) append(arguments, {"-ss", seconds(source.seek.enter)});
-  add_input(arguments, source.url);
+  add_input(arguments, source.url, {}, source.depth);
   append(arguments, {"-map", "0:" + std::to_string(source.stream.index)});
   append(arguments, {"-filter:v", filters, "-frames:v", "1"});
   return arguments;

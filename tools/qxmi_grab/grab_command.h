@@ -18,6 +18,7 @@ struct picture_source {
   std::string url;
   video_stream stream;
   seek_plan seek;
+  probe_depth depth;  // with which the stream was found
 };
 
 // Writes one grey frame of the measured size to standard output, or nothing when there is none at
