@@ -1,5 +1,5 @@
 # Completion of qx_vod_ctl for bash. Subcommands and options come from the client's own help, ids and
-# states from the queue as it is at the moment; without a service there are none.
+# states from the live queue; without a running service there are none.
 # shellcheck shell=bash
 
 __qx_vod_ctl_subcommands() {
@@ -10,7 +10,7 @@ __qx_vod_ctl_options() {
   qx_vod_ctl "$1" --help 2>/dev/null | grep -o -e '--[a-z][a-z-]*' | sort -u
 }
 
-# The shortest ids that tell the items apart; with an argument, of the items in that state.
+# The shortest unambiguous ids of all jobs, or of those in the state given as the argument.
 __qx_vod_ctl_ids() {
   qx_vod_ctl list 2>/dev/null | awk -v state="${1-}" \
     'NR > 1 && (state == "" || $3 == state || $3 == state ":") { print $2 }'
@@ -21,7 +21,7 @@ __qx_vod_ctl_states() {
   qx_vod_ctl status --state failed --json 2>/dev/null | grep -q '"entry id"' && echo failed
 }
 
-# Offers the lines of standard input that begin with the word; a blank in one of them is escaped.
+# Offers the lines of standard input that begin with the word, with blanks escaped.
 __qx_vod_ctl_offer() {
   local line
   COMPREPLY=()
