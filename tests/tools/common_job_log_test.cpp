@@ -3,6 +3,7 @@
 #include "tools/common/failure.h"
 #include "tools/common/job_log.h"
 #include "tools/common/job_log_file.h"
+#include "tools/common/job_reason.h"
 #include "tools/common/process_runner.h"
 
 #include <fcntl.h>
@@ -163,6 +164,25 @@ TEST_F(job_log_test, a_run_without_an_end_was_killed) {
   EXPECT_THAT(last_failure(text(), tool), Optional(testing::StartsWith("tool-killed: ")));
 }
 
+TEST_F(job_log_test, a_run_that_goes_on_has_not_failed) {
+  make_folder();
+  open_log();
+  EXPECT_EQ(why_it_failed({"Transcoding failed", source, media}), "");
+  close_job_log(1, 0);
+  EXPECT_THAT(why_it_failed({"Transcoding failed", source, media}), HasSubstr("exit status 1"));
+}
+
+TEST_F(job_log_test, a_run_that_goes_on_hides_no_earlier_failure) {
+  make_folder();
+  open_log();
+  log_failure(source, "is empty");
+  close_job_log(1, 0);
+  open_log();
+  EXPECT_EQ(why_it_failed({"Transcoding failed", source, media}), "not-media: is empty");
+  close_job_log(0, 0);
+  EXPECT_EQ(why_it_failed({"Transcoding failed", source, media}), "");
+}
+
 TEST_F(job_log_test, no_text_can_pass_for_an_end) {
   make_folder();
   open_log();
@@ -270,6 +290,20 @@ TEST(why_it_failed, reads_the_log_that_the_status_text_speaks_of) {
       "not-media: is empty");
   EXPECT_EQ(why_it_failed({"Cancelled by user", input, output}), "");
   EXPECT_EQ(why_it_failed({"Unable to send file to remote", input, output}), "");
+}
+
+TEST(why_it_failed, of_several_failures_of_a_source_chooses_none_without_knowing_the_time) {
+  const scratch_folder folder;
+  const std::string input = folder.file("in.mpg");
+  const ended_job job{"Unable to send file to remote", input, ""};
+  ASSERT_EQ(mkdir(metadata_folder_of(input).c_str(), 0700), 0);
+  std::ofstream log(metadata_folder_of(input) + "/vod.log");
+  log << "--- t qxmi_remote_transcode failed: disk-full: no room\n" << std::flush;
+  EXPECT_EQ(why_it_failed(job), "disk-full: no room");
+  log << "--- u qxmi_remote_transcode failed: disk-full: no room\n" << std::flush;
+  EXPECT_EQ(why_it_failed(job), "disk-full: no room");
+  log << "--- v qxmi_remote_transcode failed: source-changed: so\n" << std::flush;
+  EXPECT_EQ(why_it_failed(job), "");
 }
 
 TEST(why_it_failed, what_is_no_log_tells_nothing) {

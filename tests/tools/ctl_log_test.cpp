@@ -4,8 +4,10 @@
 #include "tests/tools/ctl_machine.h"
 #include "tools/qx_vod_ctl/log_reader.h"
 
+#include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 using namespace qx_test;
 using testing::AllOf;
@@ -27,6 +29,11 @@ struct log_machine : ctl_machine {
     root.write(film, std::string(std::istreambuf_iterator<char>(bytes), {}));
     root.write_metadata(film, {{"file type", "video/mp4"}});
     start();
+    return fail_again();
+  }
+
+  // Adds the film as it is now, and waits for its job's failure.
+  std::string fail_again() {
     const std::string id = add(film);
     client.wait_for_item(id, [](const json11::Json& item) {
       return item["transcode state"].string_value() == "cancelled";
@@ -44,6 +51,27 @@ TEST(ctl_log, show_and_status_tell_the_reason_beside_a_failed_job) {
               HasSubstr("reason: source-damaged: Invalid data found when processing input\n"));
   EXPECT_THAT(machine.ctl({"status"}).out,
               HasSubstr(std::string(unlisted) + ": source-damaged: Invalid data found"));
+}
+
+TEST(ctl_log, of_two_jobs_of_one_source_each_has_its_own_reason) {
+  log_machine machine;
+  const std::string first = machine.add_failing();
+  machine.root.write(film, "");
+  const std::string second = machine.fail_again();
+  EXPECT_THAT(machine.ctl({"show", first}).out, HasSubstr("reason: source-damaged: "));
+  EXPECT_THAT(machine.ctl({"show", second}).out, HasSubstr("reason: not-media: is empty\n"));
+}
+
+TEST(ctl_log, no_reason_is_told_when_it_may_be_another_jobs) {
+  log_machine machine;
+  const std::string first = machine.add_failing();
+  machine.root.write(film, "");
+  machine.fail_again();
+  const std::string status = machine.root.path("/mnt/main/tv/fileops/jobs/") +
+                             machine.client.item(first)["fileops job id"].dump();
+  const timespec later[2] = {{0, UTIME_NOW}, {time(nullptr) + 3600, 0}};
+  ASSERT_EQ(utimensat(AT_FDCWD, (status + "/status").c_str(), later, 0), 0);
+  EXPECT_THAT(machine.ctl({"show", first}).out, Not(HasSubstr("reason: ")));
 }
 
 TEST(ctl_log, prints_what_the_tools_wrote) {

@@ -3,6 +3,7 @@
 #include "tests/support/media/tool_run.h"
 #include "tests/tools/made_media.h"
 #include "tools/common/job_log_file.h"
+#include "tools/common/job_reason.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,6 +3,7 @@
 
 #include "platform/unique_fd.h"
 #include "tools/common/job_log_file.h"
+#include "tools/common/log_time.h"
 #include "tools/common/one_line.h"
 
 #include <fcntl.h>
@@ -49,14 +50,8 @@ bool is_open() {
 
 std::string now_text() {
   timespec now = {};
-  tm parts = {};
   clock_gettime(CLOCK_REALTIME, &now);
-  gmtime_r(&now.tv_sec, &parts);
-  char date[32];
-  char text[48];
-  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &parts);
-  std::snprintf(text, sizeof text, "%s.%03dZ", date, static_cast<int>(now.tv_nsec / 1000000));
-  return text;
+  return log_time(now);
 }
 
 std::string without_secrets(std::string text) {
@@ -146,8 +141,10 @@ bool open_file(const std::string& folder) {
   struct stat status = {};
   const bool usable = file.valid() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
                       status.st_nlink == 1;
-  if (usable) the_log().file = std::move(file);
-  return usable;
+  if (!usable) return false;
+  mark_job_log_in_use(file.get());
+  the_log().file = std::move(file);
+  return true;
 }
 
 std::string last_name(std::string_view path) {

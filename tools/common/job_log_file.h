@@ -1,9 +1,8 @@
-// The log of a job's tools as a file: where it lies, and what is read out of it. It has a section
-// for each run of a tool; docs/failures.md tells its form.
+// The log of a job's tools as a file: where it lies, and how its sections begin and end.
+// docs/failures.md tells its form.
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -28,17 +27,9 @@ std::string metadata_folder_of(const std::string& media);
 // may write to the folder.
 std::string read_job_log(const std::string& media, std::size_t limit = job_log_limit);
 
-// "CODE: SENTENCE" of the last run of `tool` in `log` if that failed or has no end; nothing when it
-// did not, and when no run of that tool is there.
-std::optional<std::string> last_failure(std::string_view log, std::string_view tool);
+// Whether a tool has a section open in the log of `media`. False where the file system knows no
+// locks.
+bool job_log_in_use(const std::string& media);
 
-// What is needed of a job to tell why it failed.
-struct ended_job {
-  std::string text;  // the status text
-  std::string input_file;
-  std::string output_file;  // empty where it has none
-};
-
-// "CODE: SENTENCE" of a job that was cancelled by the failure of a tool, control characters made
-// visible; empty when no tool's failure has ended it, or none is logged.
-std::string why_it_failed(const ended_job& job);
+// Marks the log that is open as `fd` as in use, until the descriptor is closed or the tool ends.
+void mark_job_log_in_use(int fd);

@@ -2,7 +2,7 @@
 #include "tools/qx_vod_ctl/item_view.h"
 
 #include "tools/common/job_ending.h"
-#include "tools/common/job_log_file.h"
+#include "tools/common/job_reason.h"
 
 namespace {
 
@@ -53,6 +53,8 @@ bool read_item(const json11::Json& json, item_view& item) {
   item.waiting = json["waiting"].bool_value();
   item.approved = json["approved"].bool_value();
   item.uploaded = json["uploaded"].bool_value();
+  const json11::Json& job = json["fileops job id"];
+  item.fileops_job = job.is_number() ? job.int_value() : -1;
   item.pid = json["process pid"].is_number() ? json["process pid"].int_value() : -1;
   return !item.entry_id.empty();
 }
@@ -63,8 +65,9 @@ bool read_item(const std::string& json_text, item_view& item) {
 }
 
 void read_reason(item_view& item) {
-  item.reason =
-      item.cancelled() ? why_it_failed({item.text, item.input_file, item.output_file}) : "";
+  item.reason.clear();
+  if (!item.cancelled()) return;
+  item.reason = why_it_failed({item.text, item.input_file, item.output_file, item.fileops_job});
 }
 
 std::string percent(int progress) {

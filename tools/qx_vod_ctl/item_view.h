@@ -24,6 +24,7 @@ struct item_view {
   bool waiting = false;  // resumed, until the job before it lets it go on
   bool approved = true;
   bool uploaded = false;  // its source went to the remote server
+  int fileops_job = -1;   // the number of its job directory; -1 for none
   int pid = -1;           // of the tool at work, in the service's numbering; -1 for none
 
   bool done() const { return state == "done"; }

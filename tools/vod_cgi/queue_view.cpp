@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/media_metadata.h"
-#include "tools/common/job_log_file.h"
+#include "tools/common/job_reason.h"
 #include "tools/vod_cgi/folded_text.h"
 #include "tools/vod_cgi/job_view.h"
 
@@ -53,7 +53,8 @@ json11::Json length_or_null(const std::string& media) {
 }
 
 std::string reason_of(const job_view& job) {
-  return job.group == job_group::failed ? why_it_failed({job.text, job.file, job.output}) : "";
+  if (job.group != job_group::failed) return "";
+  return why_it_failed({job.text, job.file, job.output, job.fileops_job});
 }
 
 json11::Json item_json(const job_view& job, const vod_folder& folder) {
