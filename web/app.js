@@ -87,9 +87,9 @@ function show_emptiness() {
   $('empty').hidden = queue.matches > 0;
   if (queue.matches > 0) return;
   const is_empty = queue.total === 0;
-  $('empty-title').textContent = is_empty ? 'The queue is empty' : 'No job fits';
-  $('empty-text').textContent = is_empty ? 'Add a file, and it becomes a VOD.'
-    : 'Nothing in the queue has this state and these words.';
+  $('empty-title').textContent = is_empty ? 'The queue is empty' : 'No matching jobs';
+  $('empty-text').textContent = is_empty ? 'Add a file to make a VOD of it.'
+    : 'No job in the queue matches the filter and the search.';
   $('empty-action').textContent = is_empty ? 'Add a file' : 'Show all jobs';
   $('empty-action').onclick = is_empty ? ask_for_file : () => look_at({show: '', search: ''});
 }
@@ -129,7 +129,7 @@ function show_estimates() {
 }
 
 function show_live() {
-  if ($('pulse').dataset.state === 'away') say('The service is back.');
+  if ($('pulse').dataset.state === 'away') say('The service is available again.');
   $('pulse').dataset.state = 'live';
   $('pulse-text').textContent = 'Live';
   $('away').hidden = true;
@@ -139,11 +139,11 @@ function show_live() {
 function show_away(error) {
   if ($('pulse').dataset.state === 'away' && $('away-title').textContent === error.message) return;
   $('pulse').dataset.state = 'away';
-  $('pulse-text').textContent = 'Away';
+  $('pulse-text').textContent = 'Offline';
   $('away-title').textContent = error.message;
   $('away-text').textContent = queue
-    ? 'Below is the queue as it was last seen. This page goes on by itself.'
-    : 'This page goes on by itself when that changes.';
+    ? 'The list shows the last known state of the queue. This page reconnects automatically.'
+    : 'This page reconnects automatically.';
   $('away').hidden = false;
   document.body.classList.add('stale');
 }

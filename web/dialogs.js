@@ -31,7 +31,7 @@ export function set_up_add(added) {
     event.preventDefault();
     const file = $('add-file').value.trim();
     if (!file.startsWith('/')) {
-      show_error($('add-error'), 'Give the whole path of a file: it begins with a slash.');
+      show_error($('add-error'), 'Enter the full path of a file: it begins with a slash.');
       $('add-file').focus();
       return;
     }

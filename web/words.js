@@ -7,18 +7,18 @@ export const groups = [
 
 const state_names = {
   'transcoding': 'Transcoding',
-  'remote transcode': 'On the other server',
+  'remote transcode': 'On the remote server',
   'thumbnail': 'Making the thumbnail',
   'cleanup': 'Cleaning up',
 };
 
 const step_names = {
-  'check meta': 'Looking at the file',
+  'check meta': 'Checking the file',
   'query profiles': 'Finding profiles',
 };
 
-// What the browser would obey rather than show: control characters, and those that turn the
-// direction of what stands around them. A byte that is no UTF-8 comes as a lone surrogate (api.js).
+// Characters that the browser would obey rather than show: control characters, and those that change
+// the direction of the surrounding text. An invalid UTF-8 byte arrives as a lone surrogate (api.js).
 const unshown =
   /[\u0000-\u001f\u007f-\u009f\u061c\u200e\u200f\u2028-\u202e\u2066-\u2069\ud800-\udfff]/gu;
 
@@ -30,7 +30,7 @@ function escaped(character) {
     : `\\u${code.toString(16).padStart(4, '0')}`;
 }
 
-// A text of unknown origin, such as a file's name, as it can be put on the page.
+// Makes a text of unknown origin, such as a file name, safe to display.
 export function shown(text) {
   return text.replace(unshown, escaped);
 }
@@ -43,7 +43,7 @@ export function state_name(job) {
   return groups.find(([group]) => group === job.group)?.[1] ?? shown(job.state);
 }
 
-// The service's text, unless it says no more than the state, and why a failed job failed.
+// The service's text, unless it only repeats the state, and the reason why a failed job failed.
 export function job_text(job) {
   return [service_text(job), job.reason].filter(Boolean).join(': ');
 }
@@ -61,7 +61,7 @@ export function folder_name(path) {
   return shown(path.slice(0, Math.max(path.lastIndexOf('/'), 0)));
 }
 
-// Profiles that are heights read as such.
+// Profiles that are heights are shown as heights.
 export function profile_name(profile) {
   return /^\d+$/.test(profile) ? `${profile}p` : shown(profile);
 }
@@ -83,7 +83,7 @@ export function time_left(ms) {
   return `about ${Math.floor(minutes / 60)} h ${minutes % 60} min left`;
 }
 
-// A moment of the day, with the day where it is not today.
+// A time of day, with the weekday unless it is today.
 export function expected_at(moment, now) {
   const day = (time) => new Date(time).toDateString();
   const form = {hour: '2-digit', minute: '2-digit', hourCycle: 'h23'};
@@ -94,14 +94,14 @@ export function expected_at(moment, now) {
 
 const refusals = {
   'ITEM IS BUSY': 'The job is busy. Cancel it first.',
-  'ITEM CANNOT BE CANCELLED': 'That is not possible in the state in which the job is now.',
-  'NOT FOUND': 'The job is not in the queue any more.',
-  'TOO MANY ITEMS': 'The queue is full: 512 jobs are not finished.',
+  'ITEM CANNOT BE CANCELLED': 'This is not possible in the current state of the job.',
+  'NOT FOUND': 'The job is no longer in the queue.',
+  'TOO MANY ITEMS': 'The queue is full: it has 512 unfinished jobs.',
   'One or more parameters were not accepted':
-    'The service does not take this path. It must be a whole path, from / to the file, '
-    + 'below a folder that the service may read.',
+    'The service does not accept this path. Enter the full path of a file, beginning with /, '
+    + 'below a directory that the service may read.',
   'ONE OR MORE PARAMETERS CANNOT BE MODIFIED':
-    'That cannot be changed in the state in which the job is now.',
+    'This cannot be changed in the current state of the job.',
 };
 
 export function refusal_text(error) {
@@ -111,9 +111,9 @@ export function refusal_text(error) {
 
 export function removal_text(job) {
   if (job.deletes_source && job.group !== 'done') {
-    return 'The job was added with “delete the source”, so removing it can delete the source file '
-      + 'from the disk. That cannot be undone.';
+    return 'This job was added with “delete the source”, so removing it can delete the source file '
+      + 'from the disk. This cannot be undone.';
   }
-  return job.group === 'done' ? 'Its VOD and its source stay where they are.'
-    : 'Its source stays where it is.';
+  return job.group === 'done' ? 'This does not delete its VOD or its source.'
+    : 'This does not delete its source.';
 }

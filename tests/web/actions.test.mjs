@@ -137,7 +137,7 @@ page_test('a refused command is told in plain words', async ({machine, page}) =>
   await machine.post('c=command&vc=remove', JSON.stringify({id: job.id}), {'X-Vod-Page': '1'});
   await until('an empty queue', async () => (await machine.queue()).total === 0);
   await page.locator('#remove-yes').click();
-  await page.getByText('The job is not in the queue any more.').waitFor();
+  await page.getByText('The job is no longer in the queue.').waitFor();
 }, {prepare: failed_job()});
 
 page_test('everything is reached and done by keyboard', async ({machine, page}) => {

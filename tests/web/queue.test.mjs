@@ -77,7 +77,7 @@ page_test('filter and search cut the queue, and a reload keeps both', async ({ma
   await until('ten jobs', async () => await visible_rows(page) === 10);
   assert.equal(await page.getByRole('searchbox').inputValue(), 'REEL 37');
   await page.getByRole('searchbox').fill('no such thing');
-  await page.getByText('No job fits').waitFor();
+  await page.getByText('No matching jobs').waitFor();
   await page.getByRole('button', {name: 'Show all jobs'}).click();
   await page.getByText('1\u201332 of 512').waitFor();
 }, {prepare: full_queue});
@@ -121,12 +121,12 @@ page_test('a service that is away is told, and the page goes on when it is back'
     await page.locator('.job').first().waitFor();
     await machine.tell('stop service');
     await page.getByText('The service is not running').waitFor();
-    await until_equal(() => text_of(page, '#pulse-text'), 'Away');
+    await until_equal(() => text_of(page, '#pulse-text'), 'Offline');
     assert.equal(await visible_rows(page), 3);
     await machine.tell('start service');
     await page.getByText('Live').waitFor();
     await page.locator('#away').waitFor({state: 'hidden'});
-    await page.locator('#said').getByText('The service is back.').waitFor({state: 'attached'});
+    await page.locator('#said').getByText('The service is available again.').waitFor({state: 'attached'});
     await until_equal(() => visible_rows(page), 3);
   }, {prepare: (machine) => machine.write_queue(ended(3))});
 
