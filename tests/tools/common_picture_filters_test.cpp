@@ -7,6 +7,7 @@
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -32,12 +33,19 @@ TEST(picture_filters, high_definition_begins_at_720_lines_or_1280_columns) {
 
 TEST(picture_filters, colours_are_assumed_only_where_none_are_told) {
   video_stream stream = stream_of(1280, 720);
-  EXPECT_EQ(assumed_colours(stream), "setparams=colorspace=bt709,");
+  EXPECT_THAT(assumed_colours(stream), StartsWith("setparams=colorspace=bt709,"));
   stream.matrix = "smpte170m";
   EXPECT_THAT(assumed_colours(stream), IsEmpty());
   stream = stream_of(1280, 720);
   stream.pixel_format = "bgr24";
   EXPECT_THAT(assumed_colours(stream), IsEmpty());
+}
+
+TEST(picture_filters, a_layout_that_the_converter_lacks_is_left_as_it_is) {
+  video_stream stream = stream_of(1280, 720);
+  EXPECT_THAT(assumed_colours(stream), HasSubstr(",colorspace="));
+  stream.pixel_format = "yuv411p";
+  EXPECT_EQ(assumed_colours(stream), "setparams=colorspace=bt709,");
 }
 
 TEST(picture_filters, a_codec_that_marks_pictures_is_deinterlaced_where_marked) {

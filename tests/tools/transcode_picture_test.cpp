@@ -123,6 +123,23 @@ TEST(transcode_colours, of_standard_definition_without_tags_are_right) {
   EXPECT_LE(bars_error(transcoded(folder, film, "480")), 2);
 }
 
+// The size changes after 1.2 s; what is looked at begins with a later key frame.
+TEST(transcode_colours, of_high_definition_after_standard_definition_are_right) {
+  const scratch_folder folder;
+  const auto piece = [&](const std::string& name, const std::string& size, const char* matrix) {
+    return make_media(folder, name,
+                      colour_bars(size) + "-t 1.2 -r 25 -vf scale=out_range=tv:out_color_matrix=" +
+                          matrix + " -c:v mpeg2video -q:v 2 -f mpegts");
+  };
+  const std::string sd = piece("sd.ts", "1024x576", "bt601");
+  const std::string hd = piece("hd.ts", "1280x720", "bt709");
+  for (const auto& parts : {std::vector{sd, hd}, std::vector{hd, sd}}) {
+    const std::string made = transcoded(folder, join_media(folder, "film.ts", parts), "480");
+    EXPECT_LE(bars_error(made), 2);
+    EXPECT_LE(bars_error(make_media(folder, "end.mp4", "-ss 2 -i " + made + " -c copy")), 2);
+  }
+}
+
 TEST(transcode_colours, of_rgb_are_right_at_every_size) {
   const scratch_folder folder;
   const std::string film =

@@ -72,6 +72,24 @@ std::string side(picture_size displayed, int full, const std::string& fitted) {
          "/2))))'";
 }
 
+// The filter follows these layouts alone.
+constexpr std::string_view convertible[] = {"yuv420p", "yuv422p", "yuv420p10le", "yuv422p10le"};
+
+// A recording may go from standard to high definition, or back, without telling its colours: then
+// the matrix changes with the size, and such pictures are brought to the matrix of the others. The
+// chain is set up again at such a change, with another size.
+std::string other_size_mapper(const video_stream& stream) {
+  if (!is_among(stream.pixel_format, convertible)) return {};
+  const bool high = matrix_for(stream.coded) == colour_matrix::bt709;
+  const char* other = high ? "smpte170m" : "bt709";
+  const std::string is_high =
+      "gte(max(w,h)," + number(hd_length) + ")+gte(min(w,h)," + number(hd_lines) + ")";
+  return std::string("colorspace=fast=1:ispace=") + other +
+         ":iprimaries=bt709:itrc=bt709:irange=tv:space=" + matrix_of(stream).name +
+         ":primaries=bt709:trc=bt709:range=tv:enable='" +
+         (high ? "not(" + is_high + ")" : is_high) + "',";
+}
+
 // The scaler goes by each picture's own matrix; only a picture that differs from most costs more.
 std::string fitter(const video_stream& stream, picture_size size) {
   const std::string width = number(size.width);
@@ -123,7 +141,8 @@ const char* matrix_name(colour_matrix matrix) {
 std::string assumed_colours(const video_stream& stream) {
   if (!stream.matrix.empty() || is_rgb(stream)) return {};
   if (stream.high_dynamic_range()) return "setparams=colorspace=bt2020nc,";
-  return std::string("setparams=colorspace=") + matrix_name(matrix_for(stream.coded)) + ",";
+  return std::string("setparams=colorspace=") + matrix_name(matrix_for(stream.coded)) + "," +
+         other_size_mapper(stream);
 }
 
 std::string deinterlacer(const video_stream& stream) {

@@ -18,7 +18,8 @@ colour_matrix matrix_for(picture_size size);
 // The engine's name of it.
 const char* matrix_name(colour_matrix matrix);
 
-// Names the matrix that the stream does not tell. Comes first: the filters behind it go by it.
+// Names the matrix that the stream does not tell, and brings pictures whose size calls for another
+// one to it. Comes first: the filters that follow go by it.
 std::string assumed_colours(const video_stream& stream);
 
 // Makes one progressive picture of each that is interlaced: where pictures are marked so, also when

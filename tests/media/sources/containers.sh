@@ -14,7 +14,11 @@ source_mjpeg_pcm_avi() { film -pix_fmt yuvj420p -vf scale=out_range=pc -c:v mjpe
 source_vp9_webm() { film -c:v libvpx-vp9 -deadline realtime -cpu-used 8 -b:v 1M -c:a libopus "$1"; }
 source_vp8_webm() { film -c:v libvpx -deadline realtime -cpu-used 8 -b:v 1M -c:a libvorbis "$1"; }
 source_prores_mov() { film -pix_fmt yuv422p10le -c:v prores_ks -profile:v 0 -c:a pcm_s24le "$1"; }
-source_dnxhr_mov() { film -pix_fmt yuv422p -c:v dnxhd -profile:v dnxhr_lb -c:a pcm_s16le "$1"; }
+# Its encoder declares BT.709 at every size.
+source_dnxhr_mov() {
+  matrix=bt709
+  film -pix_fmt yuv422p -c:v dnxhd -profile:v dnxhr_lb -c:a pcm_s16le "$1"
+}
 source_dnxhd_mxf() {
   size=1280x720 matrix=bt709 seconds=8
   film -pix_fmt yuv422p -r 25 -c:v dnxhd -b:v 60M -c:a pcm_s16le "$1"
@@ -69,6 +73,7 @@ source_tone_aac() { ff -f lavfi -i "$(sound)" "${aac[@]}" "$1"; }
 source_tone_ogg() { ff -f lavfi -i "$(sound)" -c:a libvorbis "$1"; }
 source_tone_m4a() { ff -f lavfi -i "$(sound)" "${aac[@]}" "$1"; }
 source_cover_mp3() {
-  film -map 0 -map 1 -frames:v 1 -c:v mjpeg -pix_fmt yuvj420p -disposition:v attached_pic \
-    -c:a libmp3lame "$1"
+  ff -f lavfi -i "$(scene)" -frames:v 1 -pix_fmt yuvj420p "$scratch/cover.jpg"
+  ff -i "$scratch/cover.jpg" -f lavfi -i "$(sound)" -map 0 -map 1 -c:v copy \
+    -disposition:v attached_pic -c:a libmp3lame "$1"
 }
