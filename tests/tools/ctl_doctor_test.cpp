@@ -287,6 +287,17 @@ TEST(ctl_doctor, removes_what_killed_tools_have_left_when_told_to) {
   close(used);
 }
 
+TEST(ctl_doctor, removes_the_login_files_of_killed_uploads_when_told_to) {
+  doctor_machine machine;
+  machine.root.write("/run/qx-upload-killed/login", "pass secret");
+  const std::string login = machine.root.path("/run/qx-upload-killed/login");
+  EXPECT_THAT(machine.found("left-over logins"), HasSubstr("warning: 1 of killed uploads"));
+  EXPECT_EQ(access(login.c_str(), F_OK), 0);
+  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 1 of killed uploads"));
+  EXPECT_NE(access(login.c_str(), F_OK), 0);
+  EXPECT_EQ(machine.found("left-over logins").substr(0, 2), "ok");
+}
+
 TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {
   doctor_machine machine;
   machine.configure_server();

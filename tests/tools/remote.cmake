@@ -8,5 +8,5 @@ qx_add_test(remote_test
   remote_command_line_test.cpp
   remote_machine.cpp
   remote_server_test.cpp
-  LIBS qx_test_media)
+  LIBS qx_test_media qx_tools_common)
 add_dependencies(remote_test qxmi_remote_transcode)

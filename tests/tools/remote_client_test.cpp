@@ -2,6 +2,7 @@
 #include "tests/support/skip.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/remote_machine.h"
+#include "tools/common/left_logins.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -107,6 +108,43 @@ TEST_F(remote_client, that_finds_nothing_to_resume_is_made_to_start_again) {
                          " esac");
   EXPECT_EQ(upload().end.status, 0);
   EXPECT_THAT(content("/mnt/runs"), testing::MatchesRegex("run .* -z .*\nrun .* -Z .*\n"));
+}
+
+TEST_F(remote_client, login_file_of_a_killed_upload_is_removed_by_the_next) {
+  machine.replace_client("exit 0");
+  fs::create_directories("/run/qx-upload-killed/send");
+  std::ofstream("/run/qx-upload-killed/login") << "pass secret";
+  fs::create_symlink(source, "/run/qx-upload-killed/send/film.ts");
+  EXPECT_EQ(upload().end.status, 0);
+  EXPECT_THAT(machine.login_folders(), testing::IsEmpty());
+  EXPECT_TRUE(fs::exists(source));
+}
+
+TEST_F(remote_client, login_file_in_use_is_left_to_its_upload) {
+  machine.replace_client("exit 0");
+  fs::create_directories("/run/qx-upload-used/send");
+  const unique_fd used = take_login_folder("/run/qx-upload-used");
+  ASSERT_TRUE(used.valid());
+  EXPECT_EQ(upload().end.status, 0);
+  EXPECT_TRUE(fs::exists("/run/qx-upload-used/send"));
+}
+
+TEST_F(remote_client, login_file_of_an_upload_is_locked_while_it_runs) {
+  machine.replace_client("flock -n -x /run/qx-upload-* true && touch /mnt/free; exit 0");
+  EXPECT_EQ(upload().end.status, 0);
+  EXPECT_FALSE(fs::exists("/mnt/free"));
+}
+
+TEST_F(remote_client, foreign_files_and_links_are_not_followed_in_a_left_folder) {
+  machine.replace_client("exit 0");
+  fs::create_directories("/run/elsewhere/send");
+  std::ofstream("/run/elsewhere/login") << "mine";
+  fs::create_symlink("/run/elsewhere", "/run/qx-upload-link");
+  fs::create_directories("/run/qx-upload-foreign/send");
+  std::ofstream("/run/qx-upload-foreign/send/precious") << "precious";
+  EXPECT_EQ(upload().end.status, 0);
+  EXPECT_EQ(content("/run/elsewhere/login"), "mine");
+  EXPECT_EQ(content("/run/qx-upload-foreign/send/precious"), "precious");
 }
 
 TEST_F(remote_client, ends_with_the_tool_and_leaves_no_login_file) {

@@ -34,7 +34,7 @@ subcommand_action define_doctor(CLI::App& parser) {
       ->check(CLI::IsMember({"auto", "always", "never"}));
   parser.add_flag("--json", options->json,
                   "Print an array of objects: check, result, text, advice");
-  parser.add_flag("--fix", options->fix, "Remove what killed tools have left among the VODs");
+  parser.add_flag("--fix", options->fix, "Remove what killed tools have left behind");
   parser.footer("Exit status: 0 no problem (warnings are none), 1 a problem.");
   return [options](vod_service& service) { return end_of_tool(run_doctor(service, *options)); };
 }

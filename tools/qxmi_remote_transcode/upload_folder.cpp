@@ -17,9 +17,6 @@ namespace {
 // Seen with the client's version 3.2.6: from a login file it takes no more, without a word.
 constexpr std::size_t longest_value = 121;
 
-// A subfolder, so that no name on the server can be that of the login file.
-constexpr const char* link_folder = "/send";
-
 bool fail(std::string& error, int cause) {
   error = std::string("no private folder for the upload: ") + std::strerror(cause);
   return false;
@@ -35,21 +32,40 @@ bool write_all(int fd, const std::string& text) {
   return true;
 }
 
+// A subfolder, so that no name on the server can be that of the login file.
+std::string link_folder_of(const std::string& path) {
+  return path + "/" + login_link_folder;
+}
+
+// Another upload may take a folder for left over before it is locked: then there is a next one.
+std::string make_folder(const std::string& place, unique_fd& lock) {
+  constexpr int most_tries = 5;
+  for (int i = 0; i < most_tries; ++i) {
+    std::string path = place + "/" + login_folder_prefix + "XXXXXX";
+    if (mkdtemp(path.data()) == nullptr) return "";
+    lock = take_login_folder(path);
+    if (lock.valid()) return path;
+    rmdir(path.c_str());
+  }
+  return "";
+}
+
 }  // namespace
 
 upload_folder::~upload_folder() {
   if (path_.empty()) return;
   if (!link_.empty()) unlink(link_.c_str());
   unlink(login_path().c_str());
-  rmdir((path_ + link_folder).c_str());
+  rmdir(link_folder_of(path_).c_str());
   rmdir(path_.c_str());
 }
 
 bool upload_folder::create(std::string& error) {
-  for (std::string pattern : {"/run/qx-upload-XXXXXX", "/tmp/qx-upload-XXXXXX"}) {
-    if (mkdtemp(pattern.data()) == nullptr) continue;
-    path_ = pattern;
-    return mkdir((path_ + link_folder).c_str(), 0700) == 0 || fail(error, errno);
+  remove_left_logins();
+  for (const char* place : login_folder_places) {
+    path_ = make_folder(place, lock_);
+    if (path_.empty()) continue;
+    return mkdir(link_folder_of(path_).c_str(), 0700) == 0 || fail(error, errno);
   }
   return fail(error, errno);
 }
@@ -71,7 +87,7 @@ bool upload_folder::write_login(const class transcode_settings& settings, std::s
 }
 
 bool upload_folder::link(const std::string& name, const std::string& source, std::string& error) {
-  const std::string path = path_ + link_folder + "/" + name;
+  const std::string path = link_folder_of(path_) + "/" + name;
   if (symlink(source.c_str(), path.c_str()) != 0) return fail(error, errno);
   link_ = path;
   return true;

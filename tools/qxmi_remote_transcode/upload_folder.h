@@ -1,7 +1,10 @@
 // A folder that only its owner can enter, for one upload: a login file, so that the password
 // stands on no command line, and a link under the name that the file is to have on the server,
-// which is how the client learns that name. Removed with this object.
+// which is how the client learns that name. Removed with this object; locked until then, so that
+// the next upload and the doctor know what a killed one has left.
 #pragma once
+
+#include "tools/common/left_logins.h"
 
 #include <string>
 
@@ -24,10 +27,11 @@ public:
   // `source` must be absolute, `name` free of "/".
   bool link(const std::string& name, const std::string& source, std::string& error);
 
-  std::string login_path() const { return path_ + "/login"; }
+  std::string login_path() const { return path_ + "/" + login_file_name; }
   const std::string& link_path() const { return link_; }
 
 private:
   std::string path_;
+  unique_fd lock_;
   std::string link_;
 };

@@ -34,6 +34,7 @@ finding_list examine(vod_service& service, bool fix) {
   append(findings, check_machine());
   append(findings, check_own_files());
   findings.push_back(check_left_overs(path_output_dir, fix));
+  findings.push_back(check_left_logins(fix));
   class transcode_settings settings;
   // Where something else stands in the file's place, reading it could last for ever.
   if (file.read()) settings.vod_conf_load();

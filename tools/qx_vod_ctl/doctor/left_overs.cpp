@@ -7,12 +7,14 @@
 
 #include "platform/metadata_v4.h"
 #include "platform/unique_dir.h"
+#include "tools/common/left_logins.h"
 #include "tools/common/left_parts.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 
 namespace {
 
 constexpr const char* check = "left-over files";
+constexpr const char* login_check = "left-over logins";
 
 bool is_folder(const std::string& path) {
   struct stat status = {};
@@ -49,4 +51,12 @@ finding check_left_overs(const std::string& folder, bool fix) {
   if (sums.count == 0) return fine(check, "none in " + folder);
   if (fix) return fine(check, "removed " + described(sums) + ", in " + folder);
   return warning(check, described(sums) + ", in " + folder, "qx_vod_ctl doctor --fix removes them");
+}
+
+finding check_left_logins(bool fix) {
+  const std::size_t count = fix ? remove_left_logins() : find_left_logins();
+  if (count == 0) return fine(login_check, "none");
+  const std::string text = std::to_string(count) + " of killed uploads, with the password";
+  if (fix) return fine(login_check, "removed " + text);
+  return warning(login_check, text, "qx_vod_ctl doctor --fix removes them");
 }
