@@ -62,3 +62,16 @@ TEST(grab_names, a_folder_is_no_pattern_either) {
   EXPECT_EQ(result.end.status, 0);
   EXPECT_FALSE(inspect(picture).is_null());
 }
+
+TEST(grab_names, of_250_and_255_bytes_work_for_source_and_picture) {
+  for (const std::size_t length : {250, 255}) {
+    const scratch_folder folder;
+    const std::string source = std::string(length - 4, 'x') + ".mov";
+    const std::string picture = std::string(length - 4, 'x') + ".jpg";
+    copy_to(folder.file(source), test_media("silent.mp4"));
+    const tool_result result = run_tool(
+        "qxmi_grab", {"-t", "1", "--height", "90", "-o", picture, "--file", source}, folder.path());
+    EXPECT_EQ(result.end.status, 0) << length;
+    EXPECT_THAT(folder.names(), UnorderedElementsAre(source, picture));
+  }
+}

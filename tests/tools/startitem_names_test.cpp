@@ -51,3 +51,13 @@ TEST(startitem_names, may_hold_any_utf8) {
 TEST(startitem_names, may_be_as_long_as_metadata_can_have_a_name) {
   expect_name_works(std::string(245, 'x'));
 }
+
+TEST(startitem_names, of_250_bytes_are_identified) {
+  const scratch_folder folder;
+  const std::string name(250, 'x');
+  copy_to(folder.file(name), test_media("silent.mp4"));
+  const tool_result result =
+      run_tool("qxmi_startitem", {"--identify", "--file", name}, folder.path());
+  EXPECT_EQ(result.end.status, 0);
+  EXPECT_THAT(result.output, Contains("file type=video/mp4"));
+}

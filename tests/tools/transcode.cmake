@@ -11,6 +11,8 @@ qx_add_test(transcode_unit_test
 qx_add_test(transcode_test
   transcode_command_line_test.cpp
   transcode_failures_test.cpp
+  transcode_fields_test.cpp
+  transcode_names_test.cpp
   transcode_media_test.cpp
   transcode_sound_test.cpp
   transcode_time_test.cpp

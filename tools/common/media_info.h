@@ -32,6 +32,7 @@ struct video_stream {
   rational frame_rate;       // frames a second, not fields; unknown for a still or a cover
   bool interlaced = false;
   bool bottom_first = false;  // of the two fields, where interlaced
+  bool unmarked = false;      // interlaced by the looks of its pictures, none of which is marked so
   std::string transfer;       // colours as ffmpeg names them; empty when not told
   std::string matrix;
   std::string primaries;

@@ -14,8 +14,8 @@ constexpr int hd_lines = 577;
 
 // These decoders tell of each picture whether it is interlaced, so that a film inside an interlaced
 // broadcast keeps its sharpness; with any other the word of the container has to do.
-constexpr std::string_view marks_each_picture[] = {"mpeg2video", "h264",   "hevc",  "vc1",
-                                                   "mpeg4",      "prores", "dnxhd", "dvvideo"};
+constexpr std::string_view marking_codecs[] = {"mpeg2video", "h264",   "hevc",  "vc1",
+                                               "mpeg4",      "prores", "dnxhd", "dvvideo"};
 
 // The deinterlacer reads that far around a point, and refuses pictures that are smaller.
 constexpr int least_interlaced_side = 4;
@@ -145,10 +145,14 @@ std::string assumed_colours(const video_stream& stream) {
          other_size_mapper(stream);
 }
 
+bool marks_each_picture(const video_stream& stream) {
+  return is_among(stream.codec, marking_codecs);
+}
+
 std::string deinterlacer(const video_stream& stream) {
   if (std::min(stream.coded.width, stream.coded.height) < least_interlaced_side) return {};
   const std::string filter = "bwdif=mode=send_frame:";
-  if (!stream.interlaced || is_among(stream.codec, marks_each_picture)) {
+  if (!stream.interlaced || (marks_each_picture(stream) && !stream.unmarked)) {
     return filter + "parity=auto:deint=interlaced,";
   }
   return filter + (stream.bottom_first ? "parity=bff:deint=all," : "parity=tff:deint=all,");

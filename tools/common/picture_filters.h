@@ -22,8 +22,11 @@ const char* matrix_name(colour_matrix matrix);
 // one to it. Comes first: the filters that follow go by it.
 std::string assumed_colours(const video_stream& stream);
 
+// Whether its decoder tells of each picture if it is interlaced.
+bool marks_each_picture(const video_stream& stream);
+
 // Makes one progressive picture of each that is interlaced: where pictures are marked so, also when
-// the stream as a whole is not, and all of them where the container alone knows.
+// the stream as a whole is not, and all of them where only the container or their looks tell.
 std::string deinterlacer(const video_stream& stream);
 
 // Scales to `size`, both sides even, with square pixels and ordinary colours: BT.709 primaries and

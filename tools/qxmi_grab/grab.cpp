@@ -2,6 +2,7 @@
 #include "tools/qxmi_grab/grab.h"
 
 #include "tools/common/command_line.h"
+#include "tools/common/field_survey.h"
 #include "tools/common/media_probe.h"
 #include "tools/common/output_file.h"
 #include "tools/common/picture_filters.h"
@@ -35,6 +36,7 @@ public:
     if (!source_.open(options_.input, error)) return fail(options_.input, error);
     if (!probe_media(options_.input, media_, error)) return fail(options_.input, error);
     if (source_.is_same_as(options_.output)) return fail(options_.output, "is the source");
+    survey_fields(options_.input, media_);
     if (!output_.create(options_.output, error)) return fail(options_.output, error);
     if (!make(error)) return fail(options_.input, error);
     if (!source_.unchanged()) return fail(options_.input, "changed while it was read");

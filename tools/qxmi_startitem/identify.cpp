@@ -2,6 +2,7 @@
 #include "tools/qxmi_startitem/identify.h"
 
 #include "tools/common/engine.h"
+#include "tools/common/field_survey.h"
 #include "tools/common/media_probe.h"
 #include "tools/common/source_file.h"
 #include "tools/common/tool_signals.h"
@@ -63,6 +64,7 @@ bool identify(const std::string& path, std::vector<item_entry>& entries, std::st
     media = media_info();
   }
   settle_duration(path, media);
+  survey_fields(path, media);
   std::string magic;
   const std::string head = read_head(source);
   if (!magic_type(source.fd(), magic, error)) return false;

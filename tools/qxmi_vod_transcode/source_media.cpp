@@ -1,6 +1,7 @@
 // A source as the transcoder sees it.
 #include "tools/qxmi_vod_transcode/source_media.h"
 
+#include "tools/common/field_survey.h"
 #include "tools/common/job_log.h"
 #include "tools/common/media_probe.h"
 
@@ -90,6 +91,7 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
                        std::string& error) {
   media_info info;
   if (!probe_media(path, info, error)) return false;
+  if (parts == source_parts::picture_and_sound) survey_fields(path, info);
   take_streams(info, parts, media);
   if (!media.picture && !media.sound) {
     error = parts == source_parts::sound_alone ? "has no sound"
