@@ -8,8 +8,11 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <optional>
+#include <thread>
 
 using namespace qx_test;
+using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -67,11 +70,24 @@ TEST_F(output_file_test, is_written_by_one_tool_at_a_time) {
   output_file first;
   output_file second;
   ASSERT_TRUE(first.create(path, error)) << error;
-  EXPECT_FALSE(second.create(path, error));
+  EXPECT_FALSE(second.create(path, error, 50ms));
   EXPECT_EQ(error, "is being written by another tool");
   std::ofstream(first.temporary_path()) << "whole";
   EXPECT_TRUE(first.commit(error)) << error;
   EXPECT_EQ(content(path), "whole");
+}
+
+TEST_F(output_file_test, waits_for_a_tool_that_ends_meanwhile) {
+  std::optional<output_file> ending(std::in_place);
+  ASSERT_TRUE(ending->create(path, error)) << error;
+  std::thread end([&] {
+    std::this_thread::sleep_for(300ms);  // as long as the end may take
+    ending.reset();
+  });
+  output_file next;
+  EXPECT_TRUE(next.create(path, error)) << error;
+  end.join();
+  EXPECT_EQ(folder.names().size(), 1U);
 }
 
 TEST_F(output_file_test, others_in_the_same_folder_are_written_meanwhile) {

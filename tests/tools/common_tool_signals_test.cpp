@@ -107,6 +107,24 @@ TEST_F(tool_signals_death, a_request_to_stop_keeps_an_output_from_its_name) {
   });
 }
 
+TEST_F(tool_signals_death, a_request_to_stop_ends_the_wait_for_another_tool) {
+  expect_in_child([] {
+    char folder[] = "/tmp/qx_signals.XXXXXX";
+    if (mkdtemp(folder) == nullptr) return false;
+    const std::string path = std::string(folder) + "/out";
+    std::string error;
+    bool is_stopped = false;
+    {
+      output_file first;
+      output_file second;
+      if (!first.create(path, error)) return false;
+      raise(SIGTERM);
+      is_stopped = !second.create(path, error, 1h) && error == "stopped";
+    }
+    return is_stopped && rmdir(folder) == 0;
+  });
+}
+
 TEST_F(tool_signals_death, a_request_to_stop_ends_a_suspended_program) {
   expect_in_child([] {
     arrive(SIGUSR1);

@@ -134,6 +134,35 @@ TEST_F(transcode_signals, terminating_at_any_moment_leaves_nothing) {
   }
 }
 
+TEST_F(transcode_signals, a_second_one_takes_over_from_one_that_ends) {
+  tool_run first("qxmi_vod_transcode", arguments("0", "20"));
+  working_engine(first);
+  kill(first.pid(), SIGSTOP);  // it takes its time
+  kill(first.pid(), SIGTERM);
+  tool_run second("qxmi_vod_transcode", arguments("0", "20"));
+  EXPECT_FALSE(wait_until([&] { return gone(second.pid()); }, 1s)) << second.errors();
+  kill(first.pid(), SIGCONT);
+  EXPECT_EQ(first.wait().signal, SIGTERM);
+  EXPECT_TRUE(wait_until([&] { return last_frame(second) > 0; })) << second.errors();
+  EXPECT_EQ(folder.names().size(), 1U);
+}
+
+TEST_F(transcode_signals, a_second_one_gives_up_and_leaves_the_first_alone) {
+  tool_run first("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(first);
+  first.signal_group(SIGUSR1);
+  ASSERT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  const std::vector<std::string> names = folder.names();
+  tool_run second("qxmi_vod_transcode", arguments("0", "20"));
+  EXPECT_EQ(second.wait().status, 1);
+  EXPECT_THAT(second.error_lines(),
+              ElementsAre(testing::HasSubstr("out.mp4: is being written by another tool")));
+  EXPECT_EQ(folder.names(), names);
+  const long before = last_frame(first);
+  first.signal_group(SIGUSR2);
+  EXPECT_TRUE(wait_until([&] { return last_frame(first) > before; }));
+}
+
 TEST_F(transcode_signals, killing_the_group_leaves_no_encoder) {
   tool_run run("qxmi_vod_transcode", arguments("0", "20"));
   const pid_t engine = working_engine(run);

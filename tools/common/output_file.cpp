@@ -15,8 +15,9 @@
 
 namespace {
 
-constexpr int attempts = 5;
-constexpr int attempt_interval_ms = 10;
+using clock_type = std::chrono::steady_clock;
+
+constexpr int attempt_interval_ms = 20;
 
 bool fail(std::string& error) {
   error = std::strerror(errno);
@@ -63,28 +64,40 @@ output_file::~output_file() {
   if (!temporary_.empty()) unlink(temporary_.c_str());
 }
 
-bool output_file::create(const std::string& path, std::string& error) {
+// False with errno; EEXIST where another tool has it, or looks just now whether it is left over.
+bool output_file::take(const std::string& path, const std::string& name) {
+  remove_left_parts(directory_of(path));
+  unique_fd fd(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  if (!fd.valid()) return false;
+  if (!take_part(fd.get(), name)) {
+    errno = EEXIST;
+    return false;
+  }
+  path_ = path;
+  temporary_ = name;
+  lock_ = std::move(fd);
+  return true;
+}
+
+bool output_file::create(const std::string& path, std::string& error,
+                         std::chrono::milliseconds patience) {
   if (path.empty() || path.back() == '/' || is_directory(path)) {
     errno = EISDIR;
     return fail(error);
   }
-  remove_left_parts(directory_of(path));
   const std::string name = temporary_name(path);
-  for (int attempt = 0; attempt < attempts; ++attempt) {
-    unique_fd fd(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!fd.valid() && errno != EEXIST) return fail(error);
-    if (fd.valid() && take_part(fd.get(), name)) {
-      path_ = path;
-      temporary_ = name;
-      lock_ = std::move(fd);
-      return true;
+  const clock_type::time_point deadline = clock_type::now() + patience;
+  while (!take(path, name)) {
+    if (errno != EEXIST) return fail(error);
+    if (stop_signal() != 0 || clock_type::now() >= deadline) {
+      error = stop_signal() != 0 ? "stopped" : "is being written by another tool";
+      return false;
     }
-    // Another tool has it, or looks just now whether it is left over.
-    poll(nullptr, 0, attempt_interval_ms);
-    remove_left_parts(directory_of(path));
+    pollfd signals = {tool_signal_fd(), POLLIN, 0};
+    poll(&signals, 1, attempt_interval_ms);
+    read_tool_signals();
   }
-  error = "is being written by another tool";
-  return false;
+  return true;
 }
 
 bool output_file::commit(std::string& error) {

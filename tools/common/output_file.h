@@ -7,6 +7,7 @@
 
 #include "platform/unique_fd.h"
 
+#include <chrono>
 #include <string>
 
 class output_file {
@@ -17,10 +18,16 @@ public:
   output_file(const output_file&) = delete;
   output_file& operator=(const output_file&) = delete;
 
+  // How long create() waits for another tool: time enough for one whose service was killed to end
+  // on a busy machine.
+  static constexpr std::chrono::milliseconds usual_patience{15000};
+
   // Creates the temporary file beside `path`, empty and for its owner alone, and removes what
   // killed tools have left there. An existing `path` stays as it is until commit(); a directory is
-  // refused, and so is a result that another tool is writing. False with the cause in `error`.
-  bool create(const std::string& path, std::string& error);
+  // refused, and so is a result that another tool is still writing after `patience`. The wait ends
+  // early when the tool is asked to stop. False with the cause in `error`.
+  bool create(const std::string& path, std::string& error,
+              std::chrono::milliseconds patience = usual_patience);
 
   // The temporary name, to be written by this process or by an engine. Valid after create().
   const std::string& temporary_path() const { return temporary_; }
@@ -34,6 +41,8 @@ public:
   bool commit(std::string& error);
 
 private:
+  bool take(const std::string& path, const std::string& name);
+
   std::string path_;
   std::string temporary_;
   unique_fd lock_;  // the temporary file
