@@ -182,7 +182,9 @@ list interlace() {
           film("prores_interlaced.mov"),
           film("flagged_by_container.mov"),
           film("flagged_by_container.mkv"),
-          film("mpeg2_interlaced.mxf")};
+          film("mpeg2_interlaced.mxf"),
+          film("unmarked.avi").size(320, 480),
+          film("unmarked.mp4").size(320, 480)};
 }
 
 list clocks() {

@@ -20,10 +20,10 @@ constexpr long noise = 4 * part_side * part_side;
 // Fewer votes than that come from a cursor or a few drops of rain.
 constexpr long fewest_votes = 60;
 
-// Parts of whole pictures look like fields by chance, one in a hundred as a rule, and then as often
-// in one order as in the other. True fields have one order alone.
-constexpr long certainty = 8;
-constexpr long least_share = 10;  // one in so many
+// Parts of whole pictures look like fields by chance, one in a hundred as a rule, and then about as
+// often in one order as in the other. True fields have one order for the most part.
+constexpr long certainty = 3;
+constexpr long least_share = 5;  // one in so many
 
 struct picture_pair {
   const unsigned char* first;

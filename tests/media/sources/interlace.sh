@@ -74,3 +74,12 @@ source_flagged_by_container_mkv() {
 source_mpeg2_interlaced_mxf() {
   interlaced_film top "${mpeg2[@]}" "${top_first[@]}" -c:a pcm_s16le "$1"
 }
+# Nothing says it: what a converter makes that knows of no fields.
+source_unmarked_avi() {
+  size=320x480
+  interlaced_film bottom -c:v mjpeg -q:v 3 -c:a pcm_s16le "$1"
+}
+source_unmarked_mp4() {
+  size=320x480
+  interlaced_film top "${h264[@]}" -b:v 4M "${aac[@]}" "$1"
+}
