@@ -4,6 +4,8 @@
 #include "tests/support/wait_until.h"
 
 #include <csignal>
+#include <ctime>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -296,6 +298,104 @@ TEST(ctl_doctor, removes_the_login_files_of_killed_uploads_when_told_to) {
   EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 1 of killed uploads"));
   EXPECT_NE(access(login.c_str(), F_OK), 0);
   EXPECT_EQ(machine.found("left-over logins").substr(0, 2), "ok");
+}
+
+namespace {
+
+constexpr const char* old_log = "/mnt/main/tv/vod/.gone.mp4.metadata/vod.log";
+
+void make_older_than_a_day(const std::string& path) {
+  const timespec then[2] = {{time(nullptr) - 90000, 0}, {time(nullptr) - 90000, 0}};
+  EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), then, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+struct left_metadata_machine : doctor_machine {
+  left_metadata_machine() {
+    root.write(old_log, "=== t tool 1\n");
+    root.write("/mnt/main/tv/vod/.gone.mp4.metadata/.transcode", "job id=1\n");
+    root.write("/mnt/main/tv/vod/.gone.mp4.metadata/metadata.77.0.tmp", "file ty");
+  }
+
+  // Ages all that is in it, and the directory.
+  void age() {
+    const std::string folder = root.path("/mnt/main/tv/vod/.gone.mp4.metadata");
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+      make_older_than_a_day(entry.path());
+    make_older_than_a_day(folder);
+  }
+
+  bool has_log() const { return access(root.path(old_log).c_str(), F_OK) == 0; }
+
+  bool fix_keeps_it() {
+    start();
+    ctl({"doctor", "--fix"});
+    return has_log();
+  }
+};
+
+}  // namespace
+
+TEST(ctl_doctor_left_metadata, is_removed_when_told_to) {
+  left_metadata_machine machine;
+  machine.age();
+  machine.start();
+  EXPECT_THAT(machine.found("left-over metadata"), HasSubstr("warning: 1 directories"));
+  EXPECT_TRUE(machine.has_log());
+  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 1 directories"));
+  EXPECT_NE(access(machine.root.path("/mnt/main/tv/vod/.gone.mp4.metadata").c_str(), F_OK), 0);
+}
+
+TEST(ctl_doctor_left_metadata, stays_for_a_day) {
+  left_metadata_machine machine;
+  EXPECT_TRUE(machine.fix_keeps_it());
+}
+
+TEST(ctl_doctor_left_metadata, stays_beside_its_film) {
+  left_metadata_machine machine;
+  machine.root.write("/mnt/main/tv/vod/gone.mp4", "film");
+  machine.age();
+  EXPECT_TRUE(machine.fix_keeps_it());
+}
+
+TEST(ctl_doctor_left_metadata, stays_with_anything_else_in_it) {
+  left_metadata_machine machine;
+  machine.root.write("/mnt/main/tv/vod/.gone.mp4.metadata/subtitles", "mine");
+  machine.age();
+  EXPECT_TRUE(machine.fix_keeps_it());
+}
+
+TEST(ctl_doctor_left_metadata, stays_with_a_link_in_it) {
+  left_metadata_machine machine;
+  const std::string summary = machine.root.path("/mnt/main/tv/vod/.gone.mp4.metadata/.transcode");
+  ASSERT_EQ(unlink(summary.c_str()), 0);
+  ASSERT_EQ(symlink("vod.log", summary.c_str()), 0);
+  machine.age();
+  EXPECT_TRUE(machine.fix_keeps_it());
+}
+
+TEST(ctl_doctor_left_metadata, of_a_job_goes_once_the_job_is_removed) {
+  doctor_machine machine;
+  machine.root.plan(tool::transcode, tool_plan().exit(1));
+  machine.root.write_source("/mnt/media/clip.mpg");
+  machine.start();
+  const std::string id = machine.client.add_ready("/mnt/media/clip.mpg");
+  const auto item = machine.client.wait_for_item(id, [](const json11::Json& now) {
+    return now["transcode state"].string_value() == "cancelled";
+  });
+  const std::string output = std::filesystem::path(item["output file"].string_value()).filename();
+  const std::string folder = machine.root.path("/mnt/main/tv/vod/." + output + ".metadata");
+  const auto age = [&folder] {
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+      make_older_than_a_day(entry.path());
+    make_older_than_a_day(folder);
+  };
+  age();
+  machine.ctl({"doctor", "--fix"});
+  EXPECT_TRUE(std::filesystem::exists(folder));
+  ASSERT_EQ(machine.ctl({"remove", id}).status, 0);
+  age();
+  machine.ctl({"doctor", "--fix"});
+  EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
 TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {

@@ -19,6 +19,7 @@ target_sources(qx_ctl PRIVATE
   doctor/engine_parts.cpp
   doctor/file_owner.cpp
   doctor/finding.cpp
+  doctor/left_metadata.cpp
   doctor/left_overs.cpp
   doctor/machine.cpp
   doctor/own_files.cpp

@@ -8,6 +8,7 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
+#include "tools/qx_vod_ctl/doctor/left_metadata.h"
 #include "tools/qx_vod_ctl/doctor/left_overs.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
@@ -16,6 +17,9 @@
 #include "tools/qx_vod_ctl/doctor/service_findings.h"
 
 namespace {
+
+// Without the slash at its end, as paths of media in it are put together.
+constexpr const char* vod_folder = "/mnt/main/tv/vod";
 
 finding_list check_user() {
   if (geteuid() == 0) return {};
@@ -29,6 +33,7 @@ finding_list check_user() {
 finding_list examine(vod_service& service, bool fix) {
   finding_list findings = check_user();
   append(findings, check_service(service, path_control_socket));
+  append(findings, check_left_metadata(service, vod_folder, fix));
   const text_file file = read_configuration_file();
   append(findings, check_configuration(file));
   append(findings, check_machine());

@@ -1,0 +1,13 @@
+// What jobs that never made their VOD have left among the VODs.
+#pragma once
+
+#include <string>
+
+#include "tools/qx_vod_ctl/doctor/finding.h"
+#include "tools/qx_vod_ctl/vod_service.h"
+
+// Looks in `folder` for metadata directories without a media file that no job in the queue has as
+// its output, that hold nothing but the log and the summary of a job, and in which nothing has
+// changed for a day; and in every metadata directory for half-written metadata of that age. With
+// `fix` they are removed. No finding when the service does not tell its queue.
+finding_list check_left_metadata(vod_service& service, const std::string& folder, bool fix);
