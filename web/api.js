@@ -1,13 +1,13 @@
-// The gateway, as the page uses it (docs/http.md). Every operation throws gateway_error when there
-// is no good answer.
+// The gateway, as the page uses it (docs/http.md). Every operation throws gateway_error unless it
+// gets a valid answer.
 
 const gateway = '../vod.cgi';
 
-// The gateway itself gives up after 10 s.
+// The gateway gives up after 10 s.
 const time_limit_ms = 15000;
 
 export class gateway_error extends Error {
-  // `away`: there is nothing to ask for the moment; asking again later may help.
+  // `away`: the service or the web server does not answer at the moment; retrying later may help.
   constructor(error, text, away) {
     super(text || error);
     this.error = error;
@@ -28,15 +28,15 @@ async function fetch_answer(address, options) {
   }
 }
 
-// One character of UTF-8 in a text of bytes, or else a byte that belongs to none.
+// One UTF-8 character in a text of bytes, or else a byte that belongs to no character.
 const characters = new RegExp(
   '[\\x00-\\x7f]+|[\\xc2-\\xdf][\\x80-\\xbf]|\\xe0[\\xa0-\\xbf][\\x80-\\xbf]'
   + '|[\\xe1-\\xec\\xee\\xef][\\x80-\\xbf]{2}|\\xed[\\x80-\\x9f][\\x80-\\xbf]'
   + '|\\xf0[\\x90-\\xbf][\\x80-\\xbf]{2}|[\\xf1-\\xf3][\\x80-\\xbf]{3}'
   + '|\\xf4[\\x80-\\x8f][\\x80-\\xbf]{2}|([\\x80-\\xff])', 'g');
 
-// File names are bytes, and not all of them are UTF-8: a byte that is none becomes a lone surrogate,
-// U+DC80 to U+DCFF, so that two such names differ on the page as well.
+// File names are bytes and not always valid UTF-8: an invalid byte becomes a lone surrogate, U+DC80 to
+// U+DCFF, so that different names remain different on the page.
 function text_of(bytes) {
   try {
     return new TextDecoder('utf-8', {fatal: true}).decode(bytes);
@@ -69,7 +69,7 @@ export class queue_reader {
   #tag = '';
   #address = '';
 
-  // The part of the queue that `wanted` names, or null when it is as it was at the last call.
+  // The part of the queue that `wanted` selects, or null if it has not changed since the last call.
   async read(wanted, signal) {
     const address = `${gateway}?${new URLSearchParams({c: 'queue', ...wanted})}`;
     const known = address === this.#address && this.#tag;
@@ -82,13 +82,13 @@ export class queue_reader {
     return answer;
   }
 
-  // What was read is not known any more: the next read() gives it all.
+  // Forgets the last answer: the next read() returns the whole part.
   forget() {
     this.#tag = '';
   }
 }
 
-// The mark tells the gateway that it is not some other page in this browser that asks.
+// The header shows the gateway that the request is not from another page in this browser.
 export async function send_command(word, body) {
   const address = `${gateway}?${new URLSearchParams({c: 'command', vc: word})}`;
   return read_answer(await fetch_answer(address, {

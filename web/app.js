@@ -1,4 +1,4 @@
-// The queue page: looks at the queue once a second and shows it.
+// The queue page: polls the queue once a second and shows it.
 import {gateway_error, queue_reader, send_command} from './api.js';
 import {ask_for_file, ask_for_removal, play, set_up_add} from './dialogs.js';
 import {expected_moments, learn_speeds, profile_speeds, progress_rates} from './estimate.js';
@@ -11,7 +11,7 @@ const period_ms = 1000;
 const away_period_ms = 3000;
 const typing_pause_ms = 250;
 const per_page = 32;
-// So many jobs are told of one by one when they end; more as a number.
+// Up to this many ended jobs are announced one by one; more are announced as a number.
 const most_told = 3;
 
 const reader = new queue_reader();
@@ -24,7 +24,7 @@ let looking = null;  // the AbortController of the request under way
 let timer = 0;
 let seen_groups = new Map();  // the group of each job when it was last in sight
 
-// What is asked for stands in the address, so that a reload or a bookmark brings it back.
+// Filter, search and page are part of the address, so that a reload or a bookmark restores them.
 function read_address() {
   const fields = new URLSearchParams(location.hash.slice(1));
   const first = Number.parseInt(fields.get('first') ?? '0', 10);
@@ -52,7 +52,7 @@ function show_notice(text) {
   $('notice').hidden = text === '';
 }
 
-// What ended, or began to run, since the last look.
+// The jobs that ended, or began to run, since the last poll.
 function tell_changes(jobs) {
   const told = jobs.filter((job) => seen_groups.has(job.id)
     && seen_groups.get(job.id) !== job.group && job.group !== 'waiting');
@@ -112,7 +112,7 @@ function show_queue() {
   document.title = running ? `(${running}) VOD queue` : 'VOD queue';
 }
 
-// Times go on while nothing changes, so this is done at every look.
+// Time passes even if nothing changes, so this is done at every poll.
 function show_estimates() {
   const now = Date.now();
   for (const job of [...queue.line, ...queue.items]) rates.note(job, now);
@@ -122,7 +122,7 @@ function show_estimates() {
     const ms = job.group === 'running' ? rates.left(job.id, now) : null;
     if (ms !== null && job.progress < 10000) left.set(job.id, ms);
   }
-  // What waits for the other server does not wait for a transcode of this one.
+  // Jobs for the remote server do not wait for local transcodes.
   const is_remote = Boolean(queue.states['remote transcode']);
   const moments = is_remote ? new Map() : expected_moments(queue.line, rates, speeds, now);
   update_estimates(list, left, moments, now);
@@ -148,7 +148,7 @@ function show_away(error) {
   document.body.classList.add('stale');
 }
 
-// A page behind the end of a queue that became shorter.
+// The page number can be past the end of a queue that became shorter.
 function is_beyond_end() {
   return queue.items.length === 0 && queue.first > 0;
 }
@@ -181,12 +181,12 @@ async function look() {
     if (!(error instanceof gateway_error)) throw error;
     show_away(error);
   } finally {
-    // Whatever went wrong, it is looked at again.
+    // Poll again after any error.
     if (looking === mine) timer = setTimeout(look, pause_ms);
   }
 }
 
-// Changes what is asked for, and asks at once.
+// Changes filter, search or page, and polls at once.
 function look_at(change) {
   wanted = {...wanted, first: 0, ...change};
   if ($('search').value.trim() !== wanted.search) $('search').value = wanted.search;
@@ -220,7 +220,7 @@ async function act(name, job, button) {
   } else if (name === 'remove') {
     ask_for_removal(job, (keeps_source) => remove(job, keeps_source));
   } else {
-    // Not disabled, which would take the focus away.
+    // Not disabled, because that would remove the focus.
     if (button.ariaBusy === 'true') return;
     button.ariaBusy = 'true';
     await command(name, {id: job.id});
@@ -244,7 +244,7 @@ list.addEventListener('change', (event) => {
   if (job) command('modify', {id: job.id, profile: event.target.value});
 });
 
-// Up and down lead from row to row.
+// Up and down move from row to row.
 list.addEventListener('keydown', (event) => {
   const row = event.target.closest('.job');
   if (!row || event.target.matches('select')) return;

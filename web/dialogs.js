@@ -13,7 +13,7 @@ function show_error(element, text) {
   element.hidden = text === '';
 }
 
-// Runs what may be refused with the form's buttons disabled, so that nothing is sent twice.
+// Runs an action that may be refused, with the buttons of the form disabled so that nothing is sent twice.
 async function with_form_busy(form, action) {
   const buttons = form.querySelectorAll('button');
   for (const button of buttons) button.disabled = true;
@@ -24,7 +24,7 @@ async function with_form_busy(form, action) {
   }
 }
 
-// Calls `added` with the path once the service has taken a file.
+// Calls `added` with the path once the service has accepted a file.
 export function set_up_add(added) {
   const form = $('add-form');
   form.addEventListener('submit', (event) => {
@@ -59,8 +59,8 @@ export function ask_for_file() {
   $('add-file').focus();
 }
 
-// Asks whether the job shall go; `answered` is called with true when its source shall be kept
-// although the job was to delete it.
+// Asks whether to remove the job. Calls `answered` with true if the user wants to keep a source that the
+// job would delete.
 export function ask_for_removal(job, answered) {
   const dialog = $('remove-dialog');
   const endangers_source = job.deletes_source && job.group !== 'done';
@@ -89,7 +89,7 @@ export function play(job) {
   video.src = job.vod;
   $('play-dialog').showModal();
   video.play().catch(() => {
-    // A browser may want another click first; the controls are there.
+    // A browser may require another click first; the controls are visible.
   });
 }
 
@@ -99,7 +99,7 @@ video.addEventListener('error', () => {
   $('play-error').hidden = false;
 });
 
-// Ends the transfer as well.
+// Also stops the transfer.
 $('play-dialog').addEventListener('close', () => {
   video.pause();
   video.removeAttribute('src');

@@ -1,5 +1,5 @@
-// When a job will be ready: from how fast its progress moves, and from how fast earlier jobs of the
-// same profile were made. What rests on too little is left out.
+// Estimates when a job will be ready, from the speed of its progress and of earlier jobs with the same
+// profile. An estimate without enough data is omitted.
 
 const window_ms = 60000;
 const least_span_ms = 4000;
@@ -7,14 +7,14 @@ const least_progress = 30;  // of 10000
 const furthest_ms = 48 * 3600 * 1000;
 const complete = 10000;
 
-// Thumbnail and metadata, which come after the transcode.
+// The time for thumbnail and metadata, which follow the transcode.
 const by_products_ms = 3000;
 
-// How fast the jobs in sight go.
+// The speed of the visible jobs.
 export class progress_rates {
   #samples = new Map();
 
-  // Notes the progress of a job that runs, and forgets one that does not.
+  // Records the progress of a running job, and forgets any other.
   note(job, now) {
     if (job.group !== 'running') {
       this.#samples.delete(job.id);
@@ -28,7 +28,7 @@ export class progress_rates {
     this.#samples.set(job.id, samples);
   }
 
-  // Ten-thousandths per millisecond; 0 where not enough has been seen.
+  // Ten-thousandths per millisecond; 0 without enough data.
   rate(id) {
     const samples = this.#samples.get(id) ?? [];
     if (samples.length < 3) return 0;
@@ -47,7 +47,7 @@ export class progress_rates {
   }
 }
 
-// Seconds of media made per second, by profile; kept by the browser.
+// Seconds of media encoded per second, by profile; stored by the browser.
 export class profile_speeds {
   static #key = 'vod-speeds';
   static #most = 32;
@@ -61,7 +61,7 @@ export class profile_speeds {
         if (speed > 0 && speed < 10000) this.#speeds[profile] = speed;
       }
     } catch {
-      // Nothing was kept, or not by this page: it is learnt anew.
+      // Nothing is stored, or not by this page: start without data.
     }
   }
 
@@ -72,11 +72,11 @@ export class profile_speeds {
     try {
       this.storage.setItem(profile_speeds.#key, JSON.stringify(this.#speeds));
     } catch {
-      // The browser keeps nothing for this page: what was learnt lasts as long as the page.
+      // The browser stores nothing for this page: the data lasts as long as the page is open.
     }
   }
 
-  // Milliseconds that so many seconds of media take, or null.
+  // Milliseconds that this many seconds of media take, or null.
   time_for(profile, length) {
     const speed = this.#speeds[profile];
     return speed && length ? length / speed * 1000 : null;
@@ -92,8 +92,8 @@ export function learn_speeds(line, rates, speeds) {
   }
 }
 
-// The expected moments of the jobs in line, by id. A job of unknown duration ends the list: all
-// behind it would be guesses.
+// The expected times of the waiting jobs, by id. A job of unknown duration ends the list, because all
+// later times would be guesses.
 export function expected_moments(line, rates, speeds, now) {
   const moments = new Map();
   let moment = now;

@@ -1,5 +1,5 @@
-// The rows of the list: one for each job in sight, kept from one look at the queue to the next, so
-// that focus, selection and pictures stay as they are.
+// The rows of the list, one for each visible job. Rows are kept from one poll to the next, so that focus,
+// selection and thumbnails do not change.
 import {
   clock_length, expected_at, file_name, folder_name, job_text, profile_name, shown, state_name,
   time_left,
@@ -14,7 +14,7 @@ const actions = {
   remove: ['Remove', 'i-remove'],
 };
 
-// What can be done with a job, the likeliest first.
+// The actions for a job, the likeliest first.
 export function possible_actions(job) {
   const is_at_work = job.state !== 'init' && job.state !== 'ready';
   switch (job.group) {
@@ -52,8 +52,8 @@ function make_action(name) {
   return button;
 }
 
-// Buttons that stay are not touched, so that they keep the focus; the row takes it from one that
-// goes, unless another takes its place.
+// Buttons that remain are not touched, so that they keep the focus. If the button with the focus is
+// removed, the row takes the focus, unless another button takes its place.
 function update_actions(row, job) {
   const place = row.querySelector('.actions');
   const wanted = possible_actions(job);
@@ -99,7 +99,7 @@ function update_progress(row, job) {
   set_text(row.querySelector('.percent'), `${Math.floor(job.progress / 100)} %`);
 }
 
-// A profile can be chosen from the moment they are known to the moment the transcode begins.
+// A profile can be chosen once the profiles are known, until the transcode begins.
 function update_profile(row, job) {
   const is_open = job.state === 'ready' && job.profiles.length > 1;
   const select = row.querySelector('select');
@@ -147,12 +147,12 @@ export function update_rows(list, jobs) {
     update_row(row, job);
   });
   if (focused_index < 0 || list.contains(document.activeElement)) return;
-  // The row with the focus was moved, which takes it away, or it is gone.
+  // The row with the focus was moved, which removes the focus, or it no longer exists.
   const next = list.children[Math.min(focused_index, list.children.length - 1)];
   (focused.isConnected ? focused : next ?? document.getElementById('list-title')).focus();
 }
 
-// Writes what is expected of the jobs in the rows: `left` and `moments` by id.
+// Writes the estimates into the rows: `left` and `moments` by id.
 export function update_estimates(list, left, moments, now) {
   for (const row of list.children) {
     const {id} = row.dataset;

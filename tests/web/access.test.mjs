@@ -1,4 +1,4 @@
-// Who may do what: accounts, foreign pages, and what the web server gives away.
+// Access control: accounts, foreign pages, and the files that the web server serves.
 import assert from 'node:assert/strict';
 import {once} from 'node:events';
 import fs from 'node:fs';
@@ -16,7 +16,7 @@ page_test('nothing is served without an account', async ({machine}) => {
   }
 });
 
-page_test('the page forbids scripts and styles that are not its own', async ({machine, page}) => {
+page_test('the page forbids scripts and styles from elsewhere', async ({machine, page}) => {
   const response = await page.goto(machine.url);
   const policy = response.headers()['content-security-policy'];
   assert.match(policy, /default-src 'none'/);
@@ -28,7 +28,7 @@ page_test('the page forbids scripts and styles that are not its own', async ({ma
   assert.equal(inline, 0);
 });
 
-page_test('a VOD and its thumbnail are served, whole and in ranges', async ({machine}) => {
+page_test('a VOD and its thumbnail are served, complete and in ranges', async ({machine}) => {
   const {vod, thumbnail} = await machine.wait_for(await machine.add(machine.make_clip('a b.ts')), 'done');
   const whole = await machine.fetch(vod);
   assert.equal(whole.headers.get('content-type'), 'video/mp4');
@@ -41,7 +41,7 @@ page_test('a VOD and its thumbnail are served, whole and in ranges', async ({mac
   assert.equal(picture.headers.get('content-type'), 'image/jpeg');
 });
 
-page_test('nothing else of the outputs is served', async ({machine}) => {
+page_test('no other part of the outputs is served', async ({machine}) => {
   const {vod} = await machine.wait_for(await machine.add(machine.make_clip('clip.ts')), 'done');
   const name = decodeURIComponent(vod.slice(4));
   const folder = machine.path(vods);
@@ -64,13 +64,13 @@ page_test('nothing else of the outputs is served', async ({machine}) => {
   assert.ok(fs.existsSync(path.join(folder, name)));
 });
 
-page_test('the gateway gives no command line away', async ({machine}) => {
+page_test('the gateway discloses no command line', async ({machine}) => {
   await machine.wait_for(await machine.add(machine.make_clip('clip.ts')), 'done');
   assert.doesNotMatch(JSON.stringify(await machine.queue()), /process|--file|argv/);
 });
 
-// A page of somebody else's, open in a browser that knows the account: of the same site, so that the
-// browser sends the account along, but of another origin.
+// A foreign page, open in a browser that knows the account: on the same site, so that the browser sends
+// the account, but from another origin.
 async function with_foreign_page(body) {
   const server = http.createServer((request, response) => {
     response.setHeader('Content-Type', 'text/html');
@@ -85,7 +85,7 @@ async function with_foreign_page(body) {
   }
 }
 
-page_test('another page in the same browser can neither command nor read', async ({machine, page}) => {
+page_test('another page in the same browser can neither give commands nor read', async ({machine, page}) => {
   const id = (await machine.queue()).items[0].id;
   await page.goto(machine.url);
   await page.getByText('held.ts').waitFor();
@@ -112,14 +112,14 @@ page_test('another page in the same browser can neither command nor read', async
 }, {prepare: (machine) => machine.write_queue([{'transcode state': 'cancelled', 'state': 'x',
   'input file': '/mnt/media/held.ts'}])});
 
-// Sends the head of a request and a first byte of its body, and gives the answer's status line.
+// Sends the header of a request and the first byte of its body, and returns the status line of the answer.
 async function status_of_slow_body(machine) {
   const {host, port} = new URL(machine.url);
   const secret = Buffer.from('operator:test-password').toString('base64');
   const socket = net.connect(Number(port), '127.0.0.1');
   socket.write(`POST /reelstack4/vod.cgi?c=command&vc=pause HTTP/1.1\r\nHost: ${host}\r\n`
     + `Authorization: Basic ${secret}\r\nX-Vod-Page: 1\r\nContent-Length: 50\r\n\r\n{`);
-  // A byte now and then, so that the web server has no reason to give up.
+  // A byte now and then, so that the web server does not close the connection.
   const drip = setInterval(() => socket.write(' '), 1000);
   try {
     const [answer] = await once(socket, 'data');
@@ -130,14 +130,14 @@ async function status_of_slow_body(machine) {
   }
 }
 
-page_test('a body that comes too slowly is given up after ten seconds', async ({machine}) => {
+page_test('a body that arrives too slowly is refused after ten seconds', async ({machine}) => {
   const start = Date.now();
   assert.equal(await status_of_slow_body(machine), 'HTTP/1.1 408 Request Timeout');
   const seconds = (Date.now() - start) / 1000;
   assert.ok(seconds > 9 && seconds < 20, `${seconds} s`);
 });
 
-page_test('another server is answered as it was', async ({machine}) => {
+page_test('the answers to another server are unchanged', async ({machine}) => {
   const response = await machine.post('c=vodsrv&vc=list', 'entry id:none\n\n');
   assert.equal(response.status, 404);
   assert.equal(response.headers.get('content-type'), 'text/plain');

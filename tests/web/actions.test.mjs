@@ -1,11 +1,11 @@
-// What can be done on the page, by mouse and by keyboard.
+// Actions on the page, by mouse and by keyboard.
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import {page_test, row, until, until_equal} from './machine.mjs';
 
 const button = (page, name, file) => row(page, file).getByRole('button', {name: `${name} ${file}`});
 
-// A job that waits for somebody, so that it holds still.
+// A job that waits for the user, so that it does not change.
 function paused_job(more = {}) {
   return (machine) => {
     machine.make_clip('held.ts');
@@ -42,7 +42,7 @@ page_test('a file added by its path, with a profile, becomes a VOD that plays in
     await until_equal(() => page.locator('#video').getAttribute('src'), null);
   });
 
-page_test('a name that is no UTF-8 is shown by its bytes, with its picture, and plays',
+page_test('a name that is not UTF-8 is shown by its bytes, has a thumbnail and plays',
   async ({machine, page}) => {
     const plain = machine.path(machine.make_clip('plain.ts', 3));
     const folder = Buffer.from(machine.path('/mnt/media/'));
@@ -57,7 +57,7 @@ page_test('a name that is no UTF-8 is shown by its bytes, with its picture, and 
     await page.waitForFunction(() => document.getElementById('video').currentTime > 0.3);
   });
 
-page_test('a profile that the file does not offer is refused with those that it does',
+page_test('refusing a profile lists those that the file offers',
   async ({machine, page}) => {
     const file = machine.make_clip('small.ts', 2, '640x480');
     await page.goto(machine.url);
@@ -68,7 +68,7 @@ page_test('a profile that the file does not offer is refused with those that it 
     assert.equal((await machine.queue()).total, 0);
   });
 
-page_test('a file that is refused is told with its reason and leaves nothing in the queue',
+page_test('a refused file shows the reason and leaves nothing in the queue',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await fill_in(page, '/mnt/media/gone.ts');
@@ -102,7 +102,7 @@ page_test('cancel and restart', async ({machine, page}) => {
   await machine.wait_for(id, 'running');
 });
 
-page_test('a job is removed only after a question', async ({machine, page}) => {
+page_test('a job is removed only after confirmation', async ({machine, page}) => {
   await page.goto(machine.url);
   await button(page, 'Remove', 'held.ts').click();
   await page.getByRole('button', {name: 'Keep the job'}).click();
@@ -113,7 +113,7 @@ page_test('a job is removed only after a question', async ({machine, page}) => {
   assert.ok(fs.existsSync(machine.path('/mnt/media/held.ts')));
 }, {prepare: failed_job()});
 
-page_test('a job that would take its source along can be removed without',
+page_test('a job that would delete its source can be removed without deleting it',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await button(page, 'Remove', 'held.ts').click();
@@ -129,7 +129,7 @@ page_test('a profile can be chosen while a job waits', async ({machine, page}) =
   await until('the profile', async () => (await machine.queue()).items[0].profile === '144');
 }, {prepare: paused_job()});
 
-page_test('a refused command is told in plain words', async ({machine, page}) => {
+page_test('a refused command is explained in plain words', async ({machine, page}) => {
   await page.goto(machine.url);
   await button(page, 'Remove', 'held.ts').waitFor();
   const {items: [job]} = await machine.queue();
@@ -140,7 +140,7 @@ page_test('a refused command is told in plain words', async ({machine, page}) =>
   await page.getByText('The job is no longer in the queue.').waitFor();
 }, {prepare: failed_job()});
 
-page_test('everything is reached and done by keyboard', async ({machine, page}) => {
+page_test('every action works by keyboard', async ({machine, page}) => {
   const file = machine.make_clip('typed.ts');
   await page.goto(machine.url);
   await row(page, 'held.ts').waitFor();
@@ -167,7 +167,7 @@ page_test('everything is reached and done by keyboard', async ({machine, page}) 
   await until_equal(focused, 'Cancel held.ts');
 }, {prepare: paused_job()});
 
-page_test('focus stays where it is while the queue changes', async ({machine, page}) => {
+page_test('a change of the queue does not move the focus', async ({machine, page}) => {
   const file = machine.make_clip('late.ts', 2);
   await page.goto(machine.url);
   await button(page, 'Remove', 'held.ts').focus();
@@ -178,7 +178,7 @@ page_test('focus stays where it is while the queue changes', async ({machine, pa
   assert.equal(label, 'Remove held.ts');
 }, {prepare: paused_job()});
 
-page_test('focus stays in the row when the button that was pressed goes',
+page_test('focus stays in the row when the pressed button disappears',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await button(page, 'Restart', 'held.ts').focus();

@@ -1,5 +1,5 @@
-// A machine of its own for each test, with a browser in front of it: service, gateway, web server
-// and tools are those that ship, the media are real.
+// A private machine for each test, with a browser: the service, gateway, web server and tools are the
+// shipped ones, and the media are real.
 import assert from 'node:assert/strict';
 import {execFileSync, spawn} from 'node:child_process';
 import {once} from 'node:events';
@@ -18,7 +18,7 @@ const source = path.resolve(here, '../..');
 const programs = process.env.QX_PROGRAMS ?? path.join(source, 'build/bin');
 const account = {username: 'operator', password: 'test-password'};
 
-// Longer than anything takes on a busy machine.
+// Longer than any step takes on a busy machine.
 export const patience_ms = 30000;
 
 const browser_options = {
@@ -42,7 +42,7 @@ function password_entry() {
   return `${account.username}:${hash}`;
 }
 
-// Waits until `condition` gives something that is true, and returns it.
+// Waits until `condition` returns a true value, and returns it.
 export async function until(what, condition) {
   for (const end = Date.now() + patience_ms; Date.now() < end;) {
     const result = await condition();
@@ -52,7 +52,7 @@ export async function until(what, condition) {
   throw new Error(`not seen in time: ${what}`);
 }
 
-// Waits until `value` gives what is expected: what follows a click may come a moment later.
+// Waits until `value` returns the expected value, since the effect of a click can be delayed.
 export async function until_equal(value, expected) {
   let seen;
   for (const end = Date.now() + patience_ms; Date.now() < end;) {
@@ -122,12 +122,12 @@ export class machine {
     await this.#answer();
   }
 
-  // Where a path of the machine lies outside.
+  // The path outside for a path inside the machine.
   path(inside) {
     return path.join(this.folder, inside);
   }
 
-  // A clip of so many seconds, as a recorder would have written it; its path inside.
+  // Makes a clip of this many seconds, like that of a recorder, and returns its path inside.
   make_clip(name, seconds = 2, size = '320x180') {
     const inside = `/mnt/media/${name}`;
     execFileSync('ffmpeg', ['-nostdin', '-loglevel', 'error', '-f', 'lavfi', '-i',
@@ -137,7 +137,7 @@ export class machine {
     return inside;
   }
 
-  // A queue for the next start of the service: objects with some of an item's keys.
+  // Writes a queue for the next start of the service: objects with some of the keys of an item.
   write_queue(items) {
     const list = items.map((item, i) => {
       const job = i + 1;
@@ -151,13 +151,13 @@ export class machine {
     fs.writeFileSync(this.path('/mnt/main/tv/vod.queue.js'), JSON.stringify({list, time: ''}));
   }
 
-  // The service's own answer to a request for the other server's form, as text.
+  // The answer of the service to a request from another server, as text.
   async post(query, body, headers = {}) {
     return this.fetch(`../vod.cgi?${query}`, {method: 'POST', body, headers});
   }
 
-  // Each request has a connection of its own: making a clip holds up everything here, and meanwhile
-  // the web server gives up one that idles.
+  // Each request uses a new connection: making a clip blocks this process, and the web server closes a
+  // connection that is idle for so long.
   async fetch(address, options = {}) {
     const secret = Buffer.from(`${account.username}:${account.password}`).toString('base64');
     const headers = {Authorization: `Basic ${secret}`, Connection: 'close', ...options.headers};
@@ -177,7 +177,7 @@ export class machine {
     return answer.id;
   }
 
-  // Adds a file whose name is any bytes; `file` has a character below U+0100 for each.
+  // Adds a file whose name consists of arbitrary bytes; `file` has a character below U+0100 for each.
   async add_bytes(file) {
     const response = await this.post('c=command&vc=add',
       Buffer.from(JSON.stringify({file}), 'latin1'), {'X-Vod-Page': '1'});
@@ -212,9 +212,8 @@ export async function open_browser() {
   return browser;
 }
 
-// One test: a machine whose service runs (unless `prepare` is to come first), and a page of a
-// browser that knows the account. Whatever the page complains of in its console fails the test,
-// but for requests that are to fail.
+// One test: a machine whose service runs (after `prepare`, if given), and a page in a browser that knows
+// the account. Any complaint of the page in its console fails the test, except for failed requests.
 export function page_test(name, body, {prepare, viewport = {width: 1280, height: 800}, ...more} = {}) {
   test(name, {timeout: 120000}, async () => {
     const made = await machine.make();
@@ -245,7 +244,7 @@ export function page_test(name, body, {prepare, viewport = {width: 1280, height:
   });
 }
 
-// A job's row on the page.
+// The row of a job on the page.
 export function row(page, name) {
   return page.locator('.job').filter({has: page.locator('.name', {hasText: name})});
 }

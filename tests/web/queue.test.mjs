@@ -1,4 +1,4 @@
-// What the page shows of the queue, and what it costs.
+// The view of the queue on the page, and its cost.
 import assert from 'node:assert/strict';
 import {page_test, row, until, until_equal} from './machine.mjs';
 
@@ -11,7 +11,7 @@ function ended(count, more = () => ({})) {
     'input file': `/mnt/media/tape ${i}.ts`, ...more(i)}));
 }
 
-// Three kinds, 512 in all.
+// Three groups, 512 jobs in all.
 function full_queue(machine) {
   machine.write_queue(ended(512, (i) => {
     if (i < 300) return {};
@@ -28,7 +28,7 @@ page_test('an empty queue says so and offers to add a file', async ({machine, pa
   assert.ok(await page.locator('#add-dialog').isVisible());
 });
 
-page_test('a running job shows progress, time left and an expected moment marked as an estimate',
+page_test('a running job shows progress, time left and an expected time marked as an estimate',
   async ({machine, page}) => {
     await machine.add(machine.make_clip('long.ts', 240, '640x360'), {profile: '360'});
     await page.goto(machine.url);
@@ -52,7 +52,7 @@ page_test('a finished job shows its thumbnail and is announced', async ({machine
   await until_equal(() => text_of(page, '[data-group="done"].filter .filter-count'), '1');
 });
 
-page_test('512 jobs are counted by kind and shown 32 at a time', async ({machine, page}) => {
+page_test('512 jobs are counted by group and shown 32 at a time', async ({machine, page}) => {
   await page.goto(machine.url);
   await until_equal(() => visible_rows(page), 32);
   assert.equal(await text_of(page, '#range'), '1\u201332 of 512');
@@ -67,7 +67,7 @@ page_test('512 jobs are counted by kind and shown 32 at a time', async ({machine
   await until('the end', () => page.getByRole('button', {name: 'Next'}).isDisabled());
 }, {prepare: full_queue});
 
-page_test('filter and search cut the queue, and a reload keeps both', async ({machine, page}) => {
+page_test('filter and search narrow the list, and a reload keeps both', async ({machine, page}) => {
   await page.goto(machine.url);
   await page.locator('.filter', {hasText: 'Cancelled'}).click();
   await page.getByText('1\u201332 of 100').waitFor();
@@ -82,7 +82,7 @@ page_test('filter and search cut the queue, and a reload keeps both', async ({ma
   await page.getByText('1\u201332 of 512').waitFor();
 }, {prepare: full_queue});
 
-page_test('512 jobs cost one request a second, and nothing while nothing changes',
+page_test('512 jobs cost one request per second, and no data while nothing changes',
   async ({machine, page}) => {
     const answers = [];
     page.on('response', (response) => {
@@ -97,7 +97,7 @@ page_test('512 jobs cost one request a second, and nothing while nothing changes
     assert.deepEqual(new Set(answers.slice(1)), new Set([304]));
   }, {prepare: full_queue});
 
-page_test('a hidden page asks for nothing and looks at once when it is seen again',
+page_test('a hidden page sends no requests and polls at once when it is visible again',
   async ({machine, page}) => {
     let requests = 0;
     page.on('request', (request) => { requests += request.url().includes('c=queue') ? 1 : 0; });
@@ -115,7 +115,7 @@ page_test('a hidden page asks for nothing and looks at once when it is seen agai
     await until('a look', () => requests > before);
   });
 
-page_test('a service that is away is told, and the page goes on when it is back',
+page_test('a missing service is reported, and the page reconnects when it returns',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await page.locator('.job').first().waitFor();
@@ -130,7 +130,7 @@ page_test('a service that is away is told, and the page goes on when it is back'
     await until_equal(() => visible_rows(page), 3);
   }, {prepare: (machine) => machine.write_queue(ended(3))});
 
-page_test('a web server that is away is told, and the page goes on when it is back',
+page_test('a missing web server is reported, and the page reconnects when it returns',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await page.getByText('Live').waitFor();
@@ -141,7 +141,7 @@ page_test('a web server that is away is told, and the page goes on when it is ba
   });
 
 const trap = '<img src=x onerror=alert(1)>&amp;"\'`.ts';
-page_test('names and texts are shown letter by letter, whatever they hold',
+page_test('names and texts are shown literally, whatever they contain',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await page.locator('.job').first().waitFor();
@@ -151,7 +151,7 @@ page_test('names and texts are shown letter by letter, whatever they hold',
   }, {prepare: (machine) => machine.write_queue(
     ended(1, () => ({'input file': `/mnt/media/${trap}`, 'state': '<b>bold</b>'})))});
 
-page_test('characters that turn the direction of writing are shown, not obeyed',
+page_test('characters that change the text direction are shown, not obeyed',
   async ({machine, page}) => {
     await page.goto(machine.url);
     await page.locator('.job').first().waitFor();
@@ -164,13 +164,13 @@ page_test('characters that turn the direction of writing are shown, not obeyed',
     ended(1, () => ({'input file': '/mnt/media/a\u202egpj.\u2066ts',
       'state': 'Rejected:\u001b\u0085 \u200fend'})))});
 
-page_test('a page behind the end of the queue goes back to the last one', async ({machine, page}) => {
+page_test('a page past the end of the queue becomes the last page', async ({machine, page}) => {
   await page.goto(`${machine.url}#first=320`);
   await page.getByText('33\u201340 of 40').waitFor();
 }, {prepare: (machine) => machine.write_queue(ended(40))});
 
 const long_name = `${'\u00dcbertragung der K\u00f6niglichen Festspiele '.repeat(4)}.ts`;
-page_test('a phone shows long names without rolling sideways', async ({machine, page}) => {
+page_test('a phone shows long names without horizontal scrolling', async ({machine, page}) => {
   await page.goto(machine.url);
   await page.locator('.job').first().waitFor();
   const width = await page.evaluate(() => document.documentElement.scrollWidth);
@@ -180,7 +180,7 @@ page_test('a phone shows long names without rolling sideways', async ({machine, 
 }, {viewport: {width: 390, height: 844}, prepare: (machine) => machine.write_queue(ended(2,
   (i) => ({'input file': `/mnt/media/${i ? long_name : `${'x'.repeat(200)}.ts`}`})))});
 
-page_test('the narrowest phone shows every job and button whole', async ({machine, page}) => {
+page_test('the narrowest phone shows every job and button completely', async ({machine, page}) => {
   await page.goto(machine.url);
   await page.locator('.job').first().waitFor();
   assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 320);
@@ -209,7 +209,7 @@ page_test('a dark screen gets dark colours', async ({machine, page}) => {
   assert.ok(light < 60, colour);
 }, {colorScheme: 'dark'});
 
-page_test('no moment is told for jobs behind one whose duration is not known',
+page_test('jobs after one of unknown duration show no expected time',
   async ({machine, page}) => {
     await page.goto(machine.url);
     const moments = await page.evaluate(async () => {
@@ -222,7 +222,7 @@ page_test('no moment is told for jobs behind one whose duration is not known',
     assert.deepEqual(moments, [['a', 28000], ['b', 36000]]);
   });
 
-page_test('time left is told once a job has been seen to move for some seconds',
+page_test('time left is shown once the progress of a job has been observed for some seconds',
   async ({machine, page}) => {
     await page.goto(machine.url);
     const [early, later] = await page.evaluate(async () => {
