@@ -35,10 +35,13 @@ void read_size_line(std::string const& line, long long& size) {
   }
 }
 
-// The gateway of the remote server adds the size of a finished job's output to its document.
+// The gateway of the remote server adds the size of a finished job's output to its document. A
+// number that cannot be a file's size is ignored.
 long long size_in_document(json11::Json const& document) {
-  json11::Json const& size = document["output size"];
-  return size.is_number() ? static_cast<long long>(size.number_value()) : size_unknown;
+  constexpr double largest = 1ULL << 53U;  // that a JSON number gives exactly
+  double const size = document["output size"].number_value();
+  bool const is_size = document["output size"].is_number() && size >= 0 && size <= largest;
+  return is_size ? static_cast<long long>(size) : size_unknown;
 }
 
 // The size of a regular file; unknown for anything else.

@@ -278,6 +278,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(size_case{"of_the_ftp_server", "", size_line(3), "done"},
                     size_case{"of_the_document", ", \"output size\": 3", "", "done"},
                     size_case{"of_no_number", ", \"output size\": \"4\"", size_line(3), "done"},
+                    size_case{"of_no_file", ", \"output size\": 1e300", size_line(3), "done"},
+                    size_case{"below_nothing", ", \"output size\": -4", size_line(3), "done"},
                     size_case{"larger_on_the_ftp_server", "", size_line(4), "cancelled"},
                     size_case{"smaller_on_the_ftp_server", "", size_line(2), "cancelled"},
                     size_case{"another_in_the_document", ", \"output size\": 5", size_line(3),
