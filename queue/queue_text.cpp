@@ -9,8 +9,8 @@
 
 namespace {
 
-// As much of a status text as a person reads.
-constexpr std::size_t kept_of_status = 1000;
+// As much of a status text as a person reads, and more than any server needs for an id.
+constexpr std::size_t kept_of_text = 1000;
 
 std::string time_text() {
   time_t const now = time(nullptr);
@@ -28,11 +28,16 @@ void leave_out_what_can_be_missed(QueueItem::json_object& keys, QueueItem const&
   if (item.sm.state == TRANSCODE_READY) {
     keys["ready state"] = ready_states__str[READY_INIT];  // from there the profiles are listed anew
   }
-  keys["state"] = item.state_message.substr(0, kept_of_status);
+  keys["state"] = item.state_message.substr(0, kept_of_text);
   if (!item.remote_info.empty()) {
     json11::Json::object remote = keys["remote job"].object_items();
     remote.erase("json");
+    remote["entry id"] = item.remote_info.entry_id.substr(0, kept_of_text);
     keys["remote job"] = remote;
+  }
+  if (item.sm.state == TRANSCODE_REMOTE && item.sm.remote.state == REMOTE_DOWNLOAD) {
+    // Only the document says where the result is, so the server has to be asked again.
+    keys["remote transcode state"] = remote_transcode_states__str[REMOTE_MONITOR];
   }
 }
 

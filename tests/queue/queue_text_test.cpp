@@ -116,3 +116,18 @@ TEST_F(queue_text_left_out, is_what_a_job_can_find_out_again) {
   EXPECT_EQ(stored[0]["state"], "Ready");
   EXPECT_EQ(stored[1]["state"].string_value(), std::string(1000, 'x'));
 }
+
+TEST_F(queue_text_left_out, has_a_download_ask_for_its_job_again) {
+  item.sm.set_state(TRANSCODE_REMOTE);
+  item.sm.remote.set_state(REMOTE_DOWNLOAD);
+  EXPECT_EQ(document_of_queue()["list"][0]["remote transcode state"], "download");
+  add_item(TRANSCODE_DONE).state_message = std::string(32 * mib, 'x');
+  EXPECT_EQ(document_of_queue()["list"][0]["remote transcode state"], "monitor");
+}
+
+// Ids come from another server: six bytes are written for each of theirs at worst.
+TEST_F(queue_text_left_out, leaves_room_whatever_ids_a_server_gives) {
+  for (int i = 0; i < 512; ++i)
+    add_item(TRANSCODE_CANCELLED).remote_info.entry_id = std::string(16000, '\x01');
+  EXPECT_LT(queue_text().size(), queue_file_size_limit);
+}
