@@ -25,6 +25,7 @@ constexpr int exit_no_pipe = 254;
 constexpr int exit_no_exec = 255;
 
 // For how long from its start a tool may set up its handlers; one that has none by then never will.
+// Also how long a resume waits for a tool that has not taken the pause before it.
 constexpr std::uint64_t signal_patience_us = 2000000;
 
 // In the child: puts a pipe end in a standard stream's place.
@@ -143,7 +144,7 @@ bool QueueItem::proc_spawn() {
   close_descriptor(proc_stdin_read_fd);
   make_fd_nonblocking(proc_stdout_read_fd);
   make_fd_nonblocking(proc_stdin_write_fd);
-  proc_start_time = monotonic_clock_us();
+  proc_patience_end = monotonic_clock_us() + signal_patience_us;
   proc_held_signal = 0;
   return true;
 }
@@ -173,6 +174,7 @@ void QueueItem::close_proc_stdout() {
 }
 
 void QueueItem::shutdown_proc() {
+  proc_held_signal = 0;  // a suspended child might not end
   signal_proc_group(SIGTERM);
   close_proc_stdin();
   close_proc_stdout();
@@ -198,11 +200,16 @@ void QueueItem::tell_transcoder(int signal_number) {
   }
   bool const is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
   proc_held_signal = is_taken_back ? 0 : signal_number;
+  if (proc_held_signal == SIGUSR2 && has_signal(read_child_signals(proc_pid).pending, SIGUSR1)) {
+    proc_patience_end = monotonic_clock_us() + signal_patience_us;
+  }
   send_held_signal();
 }
 
-// Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. And
-// never before the tool has taken the other one: the kernel keeps no order between the two.
+// Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. Nor
+// before the tool has taken the other one, since the kernel keeps no order between the two. A
+// resume does not wait forever for that: a tool that suspends itself inside its handler cannot take
+// a second pause until it is resumed.
 void QueueItem::send_held_signal() {
   if (proc_held_signal == 0) {
     return;
@@ -211,12 +218,14 @@ void QueueItem::send_held_signal() {
     proc_held_signal = 0;  // it was told to end meanwhile
     return;
   }
-  bool const is_new = monotonic_clock_us() - proc_start_time < signal_patience_us;
+  bool const has_patience = monotonic_clock_us() < proc_patience_end;
   child_signals const child = read_child_signals(proc_pid);
-  int const other_signal = proc_held_signal == SIGUSR1 ? SIGUSR2 : SIGUSR1;
-  if (!child.is_tool || has_signal(child.pending, other_signal) ||
-      (is_new && !has_signal(child.caught, proc_held_signal))) {
-    if (is_new) {
+  bool const waits_for_other = proc_held_signal == SIGUSR1
+                                   ? has_signal(child.pending, SIGUSR2)
+                                   : has_patience && has_signal(child.pending, SIGUSR1);
+  if (!child.is_tool || waits_for_other ||
+      (has_patience && !has_signal(child.caught, proc_held_signal))) {
+    if (has_patience) {
       trigger_early_turn();
     }
     return;

@@ -1,6 +1,7 @@
 // The "ready" phase of a job, one small step a turn: check meta, query profiles, ready to
 // transcode.
 #include "exec/slots.h"
+#include "platform/clock.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
 #include "service/process_state.h"
@@ -50,6 +51,8 @@ bool QueueItem::idle_ready() {
   }
   switch (sm.ready.state) {
   case READY_INIT:
+    identifications = 0;
+    next_identification = 0;
     sm.ready.set_state(READY_CHECK_META);
     return true;
   case READY_CHECK_META:
@@ -65,7 +68,8 @@ bool QueueItem::idle_ready() {
 }
 
 bool QueueItem::start_check_meta() {
-  if (must_wait(item_metadata_ident_in_action, this)) {
+  if (must_wait(item_metadata_ident_in_action, this) ||
+      monotonic_clock_us() < next_identification) {
     return false;
   }
   if (!ready_start_check_meta()) {

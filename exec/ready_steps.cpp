@@ -1,10 +1,12 @@
 // The steps of the "ready" phase: the source's metadata, and the profiles it can be transcoded to.
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/clock.h"
 #include "platform/metadata_v4.h"
 #include "queue/queue_item.h"
 #include "service/process_state.h"
@@ -44,6 +46,14 @@ std::string const& best_allowed(std::vector<std::string> const& quoted_profile) 
   return *i;
 }
 
+// One second, doubled each time the type is still unknown, up to a minute.
+std::uint64_t pause_after(unsigned identifications) {
+  constexpr std::uint64_t first_us = 1000000;
+  constexpr std::uint64_t longest_us = 60000000;
+  constexpr unsigned most_doublings = 6;  // beyond the longest
+  return std::min(first_us << std::min(identifications - 1, most_doublings), longest_us);
+}
+
 }  // namespace
 
 bool QueueItem::ready_start_check_meta() {
@@ -68,6 +78,12 @@ bool QueueItem::ready_start_check_meta() {
     sm.ready.advance();
     return true;
   }
+  // Without a pause a source whose type cannot be found would block all the others.
+  if (identifications != 0 && next_identification == 0) {
+    next_identification = monotonic_clock_us() + pause_after(identifications);
+    return true;
+  }
+  next_identification = 0;
   fprintf(stderr,
           "Item '%s' (%s) metadata is NOT valid for transcode. Attempting to create metadata.\n",
           input_file.c_str(), entry_id.c_str());

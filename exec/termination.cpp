@@ -42,9 +42,12 @@ void QueueItem::on_proc_terminate(int wait_status) {
   }
 }
 
-// Success needs nothing: the metadata is looked at again in a later turn, and found.
+// Success needs nothing: the metadata is looked at again in a later turn, and found. The count
+// determines how long to wait when it is not.
 void QueueItem::on_identify_terminate(bool ok) {
-  if (sm.state == TRANSCODE_READY && !ok) {
+  if (ok) {
+    ++identifications;
+  } else if (sm.state == TRANSCODE_READY) {
     cancel_with("Rejected: Unable to create metadata or identify item");
     fileops_write_status();
   }

@@ -241,7 +241,8 @@ public:
   // Sends a signal to the child's process group; nothing without a child.
   void signal_proc_group(int signal_number) const;
   // Has a transcoder suspend itself (SIGUSR1) or go on (SIGUSR2), as soon as it takes that signal;
-  // the one takes the other back while that is still held. Nothing without a child.
+  // the one cancels the other while that is still held, and shutdown_proc() cancels both. Nothing
+  // without a child.
   void tell_transcoder(int signal_number);
   // A child, its output pipe or output of it not yet taken: the next step cannot start.
   bool is_running() const;
@@ -339,8 +340,13 @@ private:
   // Between the reaping of the child and the end of its judging: its pid is no longer ours.
   bool proc_reaped = false;
 
-  std::uint64_t proc_start_time = 0;  // of the child; monotonic microseconds
-  int proc_held_signal = 0;           // what the transcoder is told once it takes it; 0 for nothing
+  int proc_held_signal = 0;  // what the transcoder is told once it takes it; 0 for nothing
+  std::uint64_t proc_patience_end = 0;  // of the waiting for that; monotonic microseconds
+
+  // Successful identifications since "ready" began, and when the next one may start: monotonic
+  // microseconds, 0 when none is planned.
+  unsigned identifications = 0;
+  std::uint64_t next_identification = 0;
 
   // What of the last remote document monitoring goes by; not read yet when the document is new.
   struct remote_document_view {

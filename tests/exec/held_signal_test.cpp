@@ -21,11 +21,13 @@ constexpr std::uint64_t patience_us = 2000000;
 class held_signal : public exec_bench {
 protected:
   held_signal() : item_(add_item(TRANSCODE_TRANSCODING)) { next_early_turn = 0; }
-  ~held_signal() override {
+  ~held_signal() override { end_child(); }
+  void end_child() {
     if (item_.proc_pid == -1) return;
     item_.signal_proc_group(SIGKILL);
     waitpid(item_.proc_pid, nullptr, 0);
     item_.proc_pid = -1;
+    item_.close_proc_stdout();
   }
 
   // A transcoder that takes the signals once the test calls arm(), and ends after end().
@@ -41,6 +43,20 @@ protected:
     item_.proc_argv = argv;
     ASSERT_TRUE(item_.open_proc_stdout());
     ASSERT_TRUE(item_.proc_spawn());
+  }
+  // A tool that has no handlers; the options are those of env, which bear on both signals.
+  void start_sleep(const std::string& options) {
+    start({"/bin/sh", "-c", "exec env " + options + "=USR1,USR2 sleep 1000"});
+    ASSERT_TRUE(wait_until([&] {
+      return read_file("/proc/" + std::to_string(item_.proc_pid) + "/comm") == "sleep\n";
+    }));
+  }
+  bool is_pending(int number) const {
+    return has_signal(read_child_signals(item_.proc_pid).pending, number);
+  }
+  void give_turns() {
+    for (int i = 0; i < 10; ++i)
+      item_.idle_process();
   }
   void arm() const { write_file(folder_ + "/arm", ""); }
   void end() const { write_file(folder_ + "/end", ""); }
@@ -142,21 +158,50 @@ TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
 
 // A tool that blocks the signals and reads them at its leisure would see the two in no order.
 TEST_F(held_signal, waits_until_the_other_one_is_taken) {
-  start({"/usr/bin/env", "--block-signal=USR1", "--block-signal=USR2", "/bin/sleep", "1000"});
-  const auto runs_sleep = [&] {
-    return read_file("/proc/" + std::to_string(item_.proc_pid) + "/comm") == "sleep\n";
-  };
-  const auto pending = [&](int number) {
-    return has_signal(read_child_signals(item_.proc_pid).pending, number);
-  };
-  ASSERT_TRUE(wait_until(runs_sleep));
-  clock_us += patience_us;
+  for (const auto& [first, second] : {std::pair{SIGUSR1, SIGUSR2}, {SIGUSR2, SIGUSR1}}) {
+    start_sleep("--block-signal");
+    clock_us += patience_us;
+    item_.tell_transcoder(first);
+    EXPECT_TRUE(is_pending(first));
+    item_.tell_transcoder(second);
+    give_turns();
+    EXPECT_FALSE(is_pending(second));
+    end_child();
+  }
+}
+
+// A tool that sleeps in its handler has the signal blocked there: a second pause stays pending.
+TEST_F(held_signal, to_go_on_reaches_a_tool_that_leaves_a_pause_untaken) {
+  start_sleep("--block-signal");
+  clock_us += 10 * patience_us;
   item_.tell_transcoder(SIGUSR1);
-  EXPECT_TRUE(pending(SIGUSR1));
   item_.tell_transcoder(SIGUSR2);
-  for (int i = 0; i < 10; ++i)
-    item_.idle_process();
-  EXPECT_FALSE(pending(SIGUSR2));
+  clock_us += patience_us - 1;
+  give_turns();
+  EXPECT_FALSE(is_pending(SIGUSR2));
+  clock_us += 1;
+  give_turns();
+  EXPECT_TRUE(is_pending(SIGUSR2));
+}
+
+TEST_F(held_signal, to_suspend_waits_for_as_long_as_it_takes) {
+  start_sleep("--block-signal");
+  clock_us += patience_us;
+  item_.tell_transcoder(SIGUSR2);
+  item_.tell_transcoder(SIGUSR1);
+  clock_us += 10 * patience_us;
+  give_turns();
+  EXPECT_FALSE(is_pending(SIGUSR1));
+}
+
+// In a shutdown the job stays in "transcoding".
+TEST_F(held_signal, is_forgotten_when_everything_is_shut_down) {
+  start_sleep("--ignore-signal=TERM --block-signal");
+  item_.tell_transcoder(SIGUSR1);
+  item_.shutdown_proc();
+  clock_us += patience_us;
+  give_turns();
+  EXPECT_FALSE(is_pending(SIGUSR1));
 }
 
 TEST_F(held_signal, has_the_next_turn_come_early) {

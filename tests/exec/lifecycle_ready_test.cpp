@@ -79,6 +79,46 @@ TEST_F(lifecycle_ready, identification_goes_on_in_its_own_slot) {
   EXPECT_EQ(child_.started, 1);
 }
 
+// A source whose identification ends well and leaves no type.
+TEST_F(lifecycle_ready, identification_in_vain_is_done_again_ever_later) {
+  QueueItem& item = add(READY_CHECK_META);
+  ASSERT_TRUE(item.idle());
+  int runs = 1;
+  for (const std::uint64_t seconds : {1U, 2U, 4U, 8U, 16U, 32U, 60U, 60U}) {
+    child_.end(exited(0));
+    item.idle();
+    EXPECT_EQ(item.proc_pid, -1);
+    EXPECT_EQ(item_metadata_ident_in_action, nullptr) << "others may have the slot meanwhile";
+    clock_us += seconds * 1000000 - 1;
+    EXPECT_FALSE(item.idle());
+    EXPECT_EQ(child_.started, runs);
+    clock_us += 1;
+    EXPECT_TRUE(item.idle());
+    EXPECT_EQ(child_.started, ++runs) << seconds;
+    EXPECT_EQ(item_metadata_ident_in_action, &item);
+  }
+}
+
+TEST_F(lifecycle_ready, identification_that_found_the_type_is_not_waited_for) {
+  QueueItem& item = add(READY_CHECK_META);
+  ASSERT_TRUE(item.idle());
+  write_metadata("file type=video/mp4\n");
+  child_.end(exited(0));
+  item.idle();
+  EXPECT_EQ(item.sm.ready.state, READY_QUERY_PROFILES);
+}
+
+TEST_F(lifecycle_ready, job_that_begins_again_waits_for_no_identification) {
+  QueueItem& item = add(READY_CHECK_META);
+  ASSERT_TRUE(item.idle());
+  child_.end(exited(0));
+  item.idle();
+  item.sm.ready.set_state(READY_INIT);
+  EXPECT_TRUE(item.idle());
+  EXPECT_TRUE(item.idle());
+  EXPECT_EQ(child_.started, 2);
+}
+
 TEST_F(lifecycle_ready, metadata_that_is_there_needs_no_slot) {
   write_metadata("file type=video/mp4\n");
   QueueItem& item = add(READY_CHECK_META);

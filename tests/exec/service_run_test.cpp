@@ -219,6 +219,20 @@ TEST_F(service_run, cancel_leaves_an_identification_to_finish) {
   EXPECT_THAT(machine_.root.wait_for_call(tool::startitem).signals(), IsEmpty());
 }
 
+TEST_F(service_run, source_that_gets_no_type_lets_others_be_identified) {
+  machine_.root.plan_call(tool::startitem, 1, tool_plan().wait("both").exit(0));
+  machine_.start();
+  machine_.root.write_source("/mnt/media/first.mpg");
+  machine_.root.write_source("/mnt/media/second.mpg");
+  const auto first = machine_.client.add_ready("/mnt/media/first.mpg");
+  ASSERT_EQ(machine_.root.wait_for_call(tool::startitem).argv.back(), "/mnt/media/first.mpg");
+  const auto second = machine_.client.add_ready("/mnt/media/second.mpg");
+  machine_.root.release("both");
+  EXPECT_EQ(machine_.root.wait_for_call(tool::startitem, 2).argv.back(), "/mnt/media/second.mpg");
+  machine_.client.wait_for_transcode_state(second, "done");
+  machine_.client.wait_for_transcode_state(first, "done");
+}
+
 TEST_F(service_run, cancelled_job_can_be_run_again) {
   machine_.root.plan_call(tool::transcode, 1, tool_plan().mark("up").wait("never"));
   machine_.start();
