@@ -1,4 +1,4 @@
-// The settings that the package gives the HTTP client and the download tool, read by the real ones.
+// The packaged settings of curl and wget, tested with the real programs.
 #include "platform/unique_fd.h"
 #include "tests/platform/test_folder.h"
 
@@ -21,8 +21,8 @@ std::string text_of(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// A server that takes connections, for its kernel does, and never says a word; and the packaged
-// settings with every number but 0 made 1, so that their limits are reached soon.
+// A server that accepts connections, because its kernel does, and never answers; and the packaged
+// settings with every number except 0 replaced by 1, so that their limits are reached soon.
 class client_settings : public testing::Test {
 protected:
   client_settings() : listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
@@ -45,7 +45,7 @@ protected:
                               std::regex("= [1-9][0-9]*\n"), "= 1\n");
   }
 
-  // The exit status of a client, run as the unit has the service run it; 124 where it did not end.
+  // The exit status of a client, run with the environment of the unit; 124 if it did not end.
   int run(const std::string& command) {
     const std::string unit = text_of(QX_PACKAGING_FOLDER "/systemd/qx-vod.service");
     std::string environment;
