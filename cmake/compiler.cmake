@@ -8,7 +8,7 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 # A build with sanitizers is for finding faults: without optimisation it compiles in a third of the
 # time, and nothing is optimised away before it is looked at.
 if(NOT CMAKE_BUILD_TYPE)
-  if(QX_SANITIZE)
+  if(QX_SANITIZE OR QX_COVERAGE)
     set(CMAKE_BUILD_TYPE Debug CACHE STRING "Build type" FORCE)
   else()
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
@@ -33,4 +33,8 @@ if(QX_SANITIZE)
   target_compile_options(qx_options INTERFACE -fsanitize=address,undefined
                          -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(qx_options INTERFACE -fsanitize=address,undefined)
+endif()
+if(QX_COVERAGE)
+  target_compile_options(qx_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(qx_options INTERFACE --coverage)
 endif()
