@@ -35,8 +35,10 @@ install(FILES ${QX_PACKAGING}/completion/_qx_vod_ctl
 
 file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.svg)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
+              ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
         DESTINATION ${QX_DOC_DIR})
 install(FILES ${documents} DESTINATION ${QX_DOC_DIR}/docs)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/decisions DESTINATION ${QX_DOC_DIR}/docs)
 install(FILES ${QX_PACKAGING}/examples/vod.conf DESTINATION ${QX_DOC_DIR}/examples)
 install(DIRECTORY ${QX_PACKAGING}/lighttpd ${QX_PACKAGING}/vsftpd
         DESTINATION ${QX_DOC_DIR}/examples)
