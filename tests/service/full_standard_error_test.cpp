@@ -3,7 +3,7 @@
 #include "tests/support/wait_until.h"
 
 #include <csignal>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 using namespace qx_test;
-using ::testing::HasSubstr;
 
 namespace {
 
@@ -65,8 +64,7 @@ TEST_F(full_standard_error, jobs_are_done_and_the_service_stops) {
 
 TEST_F(full_standard_error, missing_lines_are_counted_once_there_is_room) {
   machine_.client.request("test");
-  EXPECT_THAT(drain(), Not(HasSubstr("lines dropped")));
-  std::string text;
+  std::string text = drain();  // the count may come while it is emptied
   EXPECT_TRUE(wait_until([&] {
     text += drain();
     return text.find("Standard error was full, lines dropped: ") != std::string::npos;
