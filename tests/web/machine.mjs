@@ -128,12 +128,12 @@ export class machine {
   }
 
   // Makes a clip of this many seconds, like that of a recorder, and returns its path inside.
-  make_clip(name, seconds = 2, size = '320x180') {
+  make_clip(name, seconds = 2, size = '320x180', format = 'mpegts') {
     const inside = `/mnt/media/${name}`;
     execFileSync('ffmpeg', ['-nostdin', '-loglevel', 'error', '-f', 'lavfi', '-i',
       `testsrc2=size=${size}:rate=25`, '-f', 'lavfi', '-i', 'sine=frequency=1000:sample_rate=48000',
-      '-t', String(seconds), '-c:v', 'mpeg2video', '-b:v', '2M', '-c:a', 'mp2', '-f', 'mpegts',
-      `file:${this.path(inside)}`]);
+      '-t', String(seconds), '-c:v', 'mpeg2video', '-b:v', '2M', '-c:a', 'mp2', '-movflags',
+      '+faststart', '-f', format, `file:${this.path(inside)}`]);
     return inside;
   }
 

@@ -1,5 +1,6 @@
 // The view of the queue on the page, and its cost.
 import assert from 'node:assert/strict';
+import fs from 'node:fs';
 import {page_test, row, until, until_equal} from './machine.mjs';
 
 const visible_rows = (page) => page.locator('.job').count();
@@ -50,6 +51,17 @@ page_test('a finished job shows its thumbnail and is announced', async ({machine
   await job.locator('img').waitFor();
   await until('a picture', () => job.locator('img').evaluate((image) => image.naturalWidth > 0));
   await until_equal(() => text_of(page, '[data-group="done"].filter .filter-count'), '1');
+});
+
+page_test('a failed job says why its tool failed', async ({machine, page}) => {
+  const file = machine.make_clip('cut.mp4', 6, '320x180', 'mp4');
+  fs.truncateSync(machine.path(file), Math.floor(fs.statSync(machine.path(file)).size / 2));
+  await page.goto(machine.url);
+  const id = await machine.add(file);
+  const {text, reason} = await machine.wait_for(id, 'failed');
+  assert.equal(text, 'Transcoding failed');
+  assert.match(reason, /^source-damaged: /);
+  await row(page, 'cut.mp4').getByText(reason).waitFor();
 });
 
 page_test('512 jobs are counted by group and shown 32 at a time', async ({machine, page}) => {
