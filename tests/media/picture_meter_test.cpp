@@ -73,7 +73,7 @@ TEST(comb_share, is_nothing_for_a_post_that_stands_still) {
 TEST(comb_share, is_nothing_for_a_slanted_edge) {
   drawing slanted;
   for (int y = 0; y < height; ++y)
-    slanted.fill({10 + y, y, 8, 1}, 200);
+    slanted.fill({8 + y, y, 8, 1}, 200);
   EXPECT_EQ(comb_share(slanted.view()), 0.0);
 }
 

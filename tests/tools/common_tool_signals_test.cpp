@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -53,6 +54,20 @@ program_end end_of_sleep_with(int number) {
   return run_program(request, observer).end;
 }
 
+// Asks the tool to stop once its program has ended, before that end is noticed.
+struct late_stop : run_observer {
+  void on_line(std::string_view) override {}
+  bool on_tick(const child_process&, bool) override {
+    siginfo_t ended = {};
+    if (!is_done_ && waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT) == 0) raise(SIGTERM);
+    is_done_ = true;
+    return false;
+  }
+
+private:
+  bool is_done_ = false;
+};
+
 }  // namespace
 
 TEST_F(tool_signals, nothing_is_asked_at_first) {
@@ -88,6 +103,15 @@ TEST_F(tool_signals_death, the_tool_dies_by_the_signal_that_stopped_it) {
 
 TEST_F(tool_signals_death, a_request_to_stop_ends_a_running_program) {
   expect_in_child([] { return end_of_sleep_with(SIGTERM) == program_end::tool_stopped; });
+}
+
+TEST_F(tool_signals_death, a_request_to_stop_explains_a_program_that_ended_with_it) {
+  expect_in_child([] {
+    program_request request;
+    request.argv = {"/bin/sh", "-c", "kill -TERM $$"};
+    late_stop observer;
+    return run_program(request, observer).end == program_end::tool_stopped;
+  });
 }
 
 TEST_F(tool_signals_death, a_request_to_stop_keeps_an_output_from_its_name) {

@@ -135,6 +135,9 @@ private:
   }
 
   void judge() {
+    // A signal to the whole process group may have ended the child before it was read here.
+    read_tool_signals();
+    if (stop_signal() != 0) stop_because(program_end::tool_stopped);
     if (result_.end != program_end::exited) return;
     const int status = child_.wait_status();
     if (WIFEXITED(status)) {
