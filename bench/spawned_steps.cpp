@@ -1,12 +1,13 @@
 // Runs the service through 10,000 child processes, or as many as the first argument says, and tells
 // what it holds before and after: it must be the same. Takes some minutes. Exit status 0 when
 // nothing was left behind, 1 when something was.
-#include "tests/service/many_jobs.h"
-
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+
 #include <gtest/gtest.h>
+
+#include "tests/service/many_jobs.h"
 
 using namespace qx_test;
 
@@ -36,8 +37,9 @@ int main(int argc, char** argv) {
   jobs.run_round(jobs_at_once);
   const footprint before = jobs.footprint_at_rest();
   int steps = 0;
-  while (steps < wanted && !::testing::Test::HasFailure())
+  while (steps < wanted && !::testing::Test::HasFailure()) {
     steps += jobs.run_round(jobs_at_once);
+  }
   const footprint after = jobs.footprint_at_rest();
   const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
   std::printf("%-12s %8d in %.0f s\n", "steps", steps, taken.count());

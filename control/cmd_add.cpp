@@ -21,7 +21,7 @@ constexpr std::size_t comfortable_items = 479;
 // for each with its source.
 // Kept on purpose: these removals do not count as changes of the queue's membership. Effect: a
 // client notices them by "total" and by the insertion that follows, not by the modify counter.
-void auto_clear(transcode_states state, char const* message) {
+void auto_clear(transcode_states state, const char* message) {
   auto i = transcode_queue.begin();
   while (transcode_queue.size() > comfortable_items && i != transcode_queue.end()) {
     QueueItem* const item = *i;
@@ -37,14 +37,14 @@ void auto_clear(transcode_states state, char const* message) {
 
 }  // namespace
 
-void do_cmd_test(command_call const& call) {
+void do_cmd_test(const command_call& call) {
   comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
   comm_socket_v4_packet_write_argv_end(&call.reply);
   comm_socket_v4_packet_write_nv_pair(&call.reply, "name", "value");
   comm_socket_v4_packet_write_end(&call.reply);
 }
 
-void do_cmd_add(command_call const& call) {
+void do_cmd_add(const command_call& call) {
   auto_clear(TRANSCODE_DONE, "Auto-clearing finished item '%s'\n");
   auto_clear(TRANSCODE_CANCELLED, "Auto-clearing cancelled item '%s'\n");
   if (transcode_queue.size() >= max_items) {

@@ -12,24 +12,20 @@ namespace {
 constexpr char cannot_be_cancelled_text[] = "ITEM CANNOT BE CANCELLED";
 
 // True for a job that the remote server has in hand.
-bool is_cancelled_remotely(QueueItem const& item) {
+bool is_cancelled_remotely(const QueueItem& item) {
   return item.sm.state == TRANSCODE_REMOTE && !item.remote_info.empty() &&
          (item.sm.remote.state == REMOTE_MONITOR || item.sm.remote.state == REMOTE_COMMAND);
 }
 
 // Has the server cancel the job; the rest follows from its answer.
 bool cancel_remotely(QueueItem& item) {
-  if (item.sm.remote.state == REMOTE_MONITOR) {
-    return item.do_user_cancel();
-  }
+  if (item.sm.remote.state == REMOTE_MONITOR) { return item.do_user_cancel(); }
   item.user_wants_cancel = true;  // a command is under way, this one follows it
   return true;
 }
 
 bool cancel_here(QueueItem& item) {
-  if (!item.cancel()) {
-    return false;
-  }
+  if (!item.cancel()) { return false; }
   item.state_message = "Cancelled by user";  // after the cancel: it must survive it
   item.fileops_write_status();
   return true;
@@ -62,9 +58,7 @@ bool restart(QueueItem& item) {
   case TRANSCODE_INIT:
   case TRANSCODE_CANCELLED:
   case TRANSCODE_CANCELLING:
-    if (!ready_for_restart(item)) {
-      return false;
-    }
+    if (!ready_for_restart(item)) { return false; }
     break;
   default:
     return false;
@@ -74,7 +68,7 @@ bool restart(QueueItem& item) {
   return true;
 }
 
-void reply_and_scan(command_call const& call, bool done) {
+void reply_and_scan(const command_call& call, bool done) {
   if (!done) {
     refuse(call.reply, call.command, cannot_be_cancelled_text);
     return;
@@ -85,7 +79,7 @@ void reply_and_scan(command_call const& call, bool done) {
 
 }  // namespace
 
-void do_cmd_cancel(command_call const& call) {
+void do_cmd_cancel(const command_call& call) {
   QueueItem& item = *call.item;
   if (item.sm.state == TRANSCODE_CLEANUP) {
     reply_and_scan(call, false);
@@ -94,17 +88,17 @@ void do_cmd_cancel(command_call const& call) {
   }
 }
 
-void do_cmd_restart(command_call const& call) {
+void do_cmd_restart(const command_call& call) {
   reply_and_scan(call, restart(*call.item));
 }
 
-void do_cmd_pause(command_call const& call) {
+void do_cmd_pause(const command_call& call) {
   call.item->pause();
   call.item->fileops_write_status();
   reply_and_scan(call, true);
 }
 
-void do_cmd_resume(command_call const& call) {
+void do_cmd_resume(const command_call& call) {
   call.item->resume();
   call.item->fileops_write_status();
   reply_and_scan(call, true);

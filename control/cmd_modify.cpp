@@ -12,7 +12,7 @@ constexpr char cannot_be_modified_text[] = "ONE OR MORE PARAMETERS CANNOT BE MOD
 }  // namespace
 
 // What was changed before the first refusal stays changed.
-void do_cmd_modify(command_call const& call) {
+void do_cmd_modify(const command_call& call) {
   QueueItem& item = *call.item;
   if (!apply_pairs(item, sorted_field_pairs(call.request))) {
     refuse_with_item(call.reply, call.command, cannot_be_modified_text, item);
@@ -24,7 +24,7 @@ void do_cmd_modify(command_call const& call) {
 
 // Kept on purpose: a refused "ready" answers with the word "modify". Effect: clients that pair
 // replies by the command word see a refused modification.
-void do_cmd_ready(command_call const& call) {
+void do_cmd_ready(const command_call& call) {
   if (!call.item->modify("transcode state", "ready")) {
     refuse_with_item(call.reply, "modify", cannot_be_modified_text, *call.item);
     return;

@@ -8,21 +8,19 @@
 
 namespace {
 
-bool is_busy(QueueItem const& item) {
+bool is_busy(const QueueItem& item) {
   return item.sm.state > TRANSCODE_CANCELLING && item.is_running();
 }
 
 // Only a job that may have touched its source, and is not finished, has a source to remove.
-bool needs_cleanup(QueueItem const& item) {
+bool needs_cleanup(const QueueItem& item) {
   return item.delete_on_finish && item.sm.state >= TRANSCODE_CANCELLED &&
          item.sm.state <= TRANSCODE_THUMBNAIL;
 }
 
 void clear_now(QueueItem& item) {
   item.sm.set_state(TRANSCODE_CLEARED);
-  if (!item.fileops_job_dir.empty()) {
-    item.fileops_remove_job();
-  }
+  if (!item.fileops_job_dir.empty()) { item.fileops_remove_job(); }
   item.signal_proc_group(SIGTERM);
   item.close_proc_stdin();
   item.close_proc_stdout();
@@ -30,7 +28,7 @@ void clear_now(QueueItem& item) {
 
 }  // namespace
 
-void do_cmd_remove(command_call const& call) {
+void do_cmd_remove(const command_call& call) {
   QueueItem& item = *call.item;
   if (is_busy(item)) {
     refuse(call.reply, call.command, "ITEM IS BUSY");

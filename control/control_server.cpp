@@ -22,9 +22,9 @@ namespace {
 constexpr std::uint64_t send_wait_us = 500000;
 
 struct command_entry {
-  char const* word;
+  const char* word;
   bool needs_item;
-  void (*run)(command_call const&);
+  void (*run)(const command_call&);
 };
 
 constexpr command_entry commands[] = {
@@ -35,11 +35,11 @@ constexpr command_entry commands[] = {
     {"resume", true, do_cmd_resume},   {"list", false, do_cmd_list},
 };
 
-void run_command(command_entry const& entry, comm_socket_v4_packet const& request,
+void run_command(const command_entry& entry, const comm_socket_v4_packet& request,
                  comm_socket_v4_packet& reply) {
   command_call call{request, reply, entry.word, nullptr};
   if (entry.needs_item) {
-    item_selection const selection(request);
+    const item_selection selection(request);
     if (!selection.is_given()) {
       refuse(reply, entry.word, "ENTRY NOT SPECIFIED");
       return;
@@ -53,11 +53,11 @@ void run_command(command_entry const& entry, comm_socket_v4_packet const& reques
   entry.run(call);
 }
 
-void answer(comm_socket_v4_packet const& request, comm_socket_v4_packet& reply) {
+void answer(const comm_socket_v4_packet& request, comm_socket_v4_packet& reply) {
   reply.flags = request.flags & comm_socket_v4_flag_option;
   reply.request_id = request.request_id;
   reply.result_code = 0;
-  for (command_entry const& entry : commands) {
+  for (const command_entry& entry : commands) {
     if (!request.words.empty() && request.words.front() == entry.word) {
       run_command(entry, request, reply);
       return;
@@ -71,20 +71,14 @@ void send_reply(comm_socket_v4_client* client, comm_socket_v4_packet* reply) {
   while ((sent = comm_socket_v4_packet_send_to_client(client, reply)) == 0) {
     comm_socket_v4_wait_for_server_to_client_writeable(client, monotonic_clock_us() + send_wait_us);
   }
-  if (sent < 0) {
-    fprintf(stderr, "Failed to send packet to client\n");
-  }
+  if (sent < 0) { fprintf(stderr, "Failed to send packet to client\n"); }
 }
 
 // A request whose sender wants no reply is not carried out at all.
 void handle_request(comm_socket_v4_client* client, comm_socket_v4_packet* request) {
-  if ((request->flags & comm_socket_v4_flag_want_reply) == 0) {
-    return;
-  }
+  if ((request->flags & comm_socket_v4_flag_want_reply) == 0) { return; }
   comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
-  if (reply == nullptr) {
-    return;
-  }
+  if (reply == nullptr) { return; }
   answer(*request, *reply);
   send_reply(client, reply);
   comm_socket_v4_packet_release(reply);

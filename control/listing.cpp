@@ -23,9 +23,9 @@ struct page_range {
 };
 
 // Numbers take a base prefix; one too large, or negative, is a position behind every queue.
-page_range read_range(comm_socket_v4_packet const& request) {
+page_range read_range(const comm_socket_v4_packet& request) {
   page_range range;
-  for (auto const& [name, value] : request.nv_pairs) {
+  for (const auto& [name, value] : request.nv_pairs) {
     if (name == "start") {
       range.start = strtoull(value.c_str(), nullptr, 0);
     } else if (name == "end") {
@@ -36,13 +36,11 @@ page_range read_range(comm_socket_v4_packet const& request) {
   return range;
 }
 
-json11::Json::array list_range(page_range const& range) {
+json11::Json::array list_range(const page_range& range) {
   json11::Json::array list;
   std::uint64_t index = 0;
-  for (QueueItem const* item : transcode_queue) {
-    if (list.size() == max_listed) {
-      break;
-    }
+  for (const QueueItem* item : transcode_queue) {
+    if (list.size() == max_listed) { break; }
     if (item != nullptr && index >= range.start && index <= range.end) {
       QueueItem::json_object keys;
       item->serialize_json(keys, false);
@@ -53,23 +51,21 @@ json11::Json::array list_range(page_range const& range) {
   return list;
 }
 
-std::string page_text(page_range const& range) {
+std::string page_text(const page_range& range) {
   json11::Json::array const list = list_range(range);
   json11::Json::object page{{"list", list},
                             {"modify counter", static_cast<double>(transcode_queue_mod_count)},
                             {"total", static_cast<double>(transcode_queue.size())}};
-  if (!list.empty()) {
-    page["start"] = static_cast<double>(range.start);
-  }
+  if (!list.empty()) { page["start"] = static_cast<double>(range.start); }
   return json11::Json(page).dump();
 }
 
 }  // namespace
 
-void do_cmd_list(command_call const& call) {
-  item_selection const selection(call.request);
+void do_cmd_list(const command_call& call) {
+  const item_selection selection(call.request);
   if (selection.is_given()) {
-    QueueItem const* const item = selection.find();
+    const QueueItem* const item = selection.find();
     if (item == nullptr) {
       refuse(call.reply, call.command, "NOT FOUND");
     } else {

@@ -9,38 +9,38 @@
 
 namespace {
 
-void begin(comm_socket_v4_packet& reply, char const* command, char const* status) {
+void begin(comm_socket_v4_packet& reply, const char* command, const char* status) {
   comm_socket_v4_packet_begin_writing(&reply, 0, command, status);
   comm_socket_v4_packet_write_argv_end(&reply);
 }
 
 }  // namespace
 
-void write_item_json(comm_socket_v4_packet& reply, QueueItem const& item) {
+void write_item_json(comm_socket_v4_packet& reply, const QueueItem& item) {
   std::string text;
   item.serialize_to_string(text, false);
   comm_socket_v4_packet_write_data_binary(&reply, text.data(), text.size());
 }
 
-void reply_ok(comm_socket_v4_packet& reply, char const* command) {
+void reply_ok(comm_socket_v4_packet& reply, const char* command) {
   begin(reply, command, "OK");
   comm_socket_v4_packet_write_end(&reply);
 }
 
-void reply_item(comm_socket_v4_packet& reply, char const* command, QueueItem const& item) {
+void reply_item(comm_socket_v4_packet& reply, const char* command, const QueueItem& item) {
   begin(reply, command, "OK");
   write_item_json(reply, item);
   comm_socket_v4_packet_write_end(&reply);
 }
 
-void refuse(comm_socket_v4_packet& reply, char const* command, char const* status) {
+void refuse(comm_socket_v4_packet& reply, const char* command, const char* status) {
   reply.result_code = comm_socket_v4_result_refused;
   begin(reply, command, status);
   comm_socket_v4_packet_write_end(&reply);
 }
 
-void refuse_with_item(comm_socket_v4_packet& reply, char const* command, char const* status,
-                      QueueItem const& item) {
+void refuse_with_item(comm_socket_v4_packet& reply, const char* command, const char* status,
+                      const QueueItem& item) {
   reply.result_code = comm_socket_v4_result_refused;
   begin(reply, command, status);
   write_item_json(reply, item);

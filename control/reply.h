@@ -5,17 +5,17 @@ struct comm_socket_v4_packet;
 class QueueItem;
 
 // "OK" without data.
-void reply_ok(comm_socket_v4_packet& reply, char const* command);
+void reply_ok(comm_socket_v4_packet& reply, const char* command);
 
 // "OK" with the item's JSON form as data.
-void reply_item(comm_socket_v4_packet& reply, char const* command, QueueItem const& item);
+void reply_item(comm_socket_v4_packet& reply, const char* command, const QueueItem& item);
 
 // A refusal: its text and the result code of all refusals, without data.
-void refuse(comm_socket_v4_packet& reply, char const* command, char const* status);
+void refuse(comm_socket_v4_packet& reply, const char* command, const char* status);
 
 // A refusal that still shows the item.
-void refuse_with_item(comm_socket_v4_packet& reply, char const* command, char const* status,
-                      QueueItem const& item);
+void refuse_with_item(comm_socket_v4_packet& reply, const char* command, const char* status,
+                      const QueueItem& item);
 
 // Adds the item's JSON form as the reply's data.
-void write_item_json(comm_socket_v4_packet& reply, QueueItem const& item);
+void write_item_json(comm_socket_v4_packet& reply, const QueueItem& item);

@@ -16,8 +16,8 @@ constexpr char fileops_job_id_key[] = "fileops job id";
 
 }  // namespace
 
-item_selection::item_selection(comm_socket_v4_packet const& request) {
-  for (auto const& [name, value] : request.nv_pairs) {
+item_selection::item_selection(const comm_socket_v4_packet& request) {
+  for (const auto& [name, value] : request.nv_pairs) {
     if (name == entry_id_key) {
       entry_id = value;
     } else if (name == fileops_job_id_key) {
@@ -27,30 +27,28 @@ item_selection::item_selection(comm_socket_v4_packet const& request) {
 }
 
 QueueItem* item_selection::find() const {
-  if (!entry_id.empty()) {
-    return transcode_queue_find_entry_id(entry_id.c_str());
-  }
-  auto const found = transcode_queue_find_fileops_job_id_iterator(fileops_job_id);
+  if (!entry_id.empty()) { return transcode_queue_find_entry_id(entry_id.c_str()); }
+  const auto found = transcode_queue_find_fileops_job_id_iterator(fileops_job_id);
   return found == transcode_queue.end() ? nullptr : *found;
 }
 
-request_pairs sorted_pairs(comm_socket_v4_packet const& request) {
+request_pairs sorted_pairs(const comm_socket_v4_packet& request) {
   request_pairs pairs;
-  for (auto const& [name, value] : request.nv_pairs) {
+  for (const auto& [name, value] : request.nv_pairs) {
     pairs[name] = value;
   }
   return pairs;
 }
 
-request_pairs sorted_field_pairs(comm_socket_v4_packet const& request) {
+request_pairs sorted_field_pairs(const comm_socket_v4_packet& request) {
   request_pairs pairs = sorted_pairs(request);
   pairs.erase(entry_id_key);
   pairs.erase(fileops_job_id_key);
   return pairs;
 }
 
-bool apply_pairs(QueueItem& item, request_pairs const& pairs) {
-  return std::all_of(pairs.begin(), pairs.end(), [&item](auto const& pair) {
+bool apply_pairs(QueueItem& item, const request_pairs& pairs) {
+  return std::all_of(pairs.begin(), pairs.end(), [&item](const auto& pair) {
     return item.modify(pair.first.c_str(), pair.second.c_str());
   });
 }

@@ -13,7 +13,7 @@ struct item_selection {
   std::string entry_id;              // "entry id"; counts alone when it is not empty
   std::int32_t fileops_job_id = -1;  // "fileops job id", decimal, 0x hex or leading 0 octal
 
-  explicit item_selection(comm_socket_v4_packet const& request);
+  explicit item_selection(const comm_socket_v4_packet& request);
   // True when the request names an item at all.
   bool is_given() const { return !entry_id.empty() || fileops_job_id >= 0; }
   // The item, null when there is no such item.
@@ -23,11 +23,11 @@ struct item_selection {
 using request_pairs = std::map<std::string, std::string>;
 
 // All pairs in byte order of their names; a name given twice keeps its last value.
-request_pairs sorted_pairs(comm_socket_v4_packet const& request);
+request_pairs sorted_pairs(const comm_socket_v4_packet& request);
 
 // The same without the pairs that select an item.
-request_pairs sorted_field_pairs(comm_socket_v4_packet const& request);
+request_pairs sorted_field_pairs(const comm_socket_v4_packet& request);
 
 // Applies the pairs to the item one by one; false at the first that it refuses, with those before
 // it applied.
-bool apply_pairs(QueueItem& item, request_pairs const& pairs);
+bool apply_pairs(QueueItem& item, const request_pairs& pairs);

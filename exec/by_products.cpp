@@ -37,9 +37,7 @@ bool QueueItem::proc_start_gen_thumbnail() {
 }
 
 bool QueueItem::proc_start_metagen_thumbnail() {
-  if (is_running() || validate_ready() == 0) {
-    return false;
-  }
+  if (is_running() || validate_ready() == 0) { return false; }
   proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
                "--create-meta",           "--file",   output_file};
   prepare_silent_child();
@@ -49,10 +47,10 @@ bool QueueItem::proc_start_metagen_thumbnail() {
 namespace {
 
 // Writes the entries beside the output, under a name of their own.
-bool write_copy(QueueItem::metadata const& source, char const* output_file) {
+bool write_copy(const QueueItem::metadata& source, const char* output_file) {
   QueueItem::metadata copy;
   copy.context = metadata_v4_context_create();
-  bool const written = copy.context != nullptr &&
+  const bool written = copy.context != nullptr &&
                        metadata_v4_context_set_file_location(copy.context, output_file) >= 0 &&
                        metadata_v4_metadata_context_write_metadata_to_file(
                            source.entries, copy.context, ".vod.metadata") >= 0;
@@ -63,18 +61,14 @@ bool write_copy(QueueItem::metadata const& source, char const* output_file) {
 }  // namespace
 
 bool QueueItem::vod_copy_from_source() {
-  if (input_file.empty()) {
-    return false;
-  }
-  bool const copied =
+  if (input_file.empty()) { return false; }
+  const bool copied =
       input_meta.load(input_file.c_str()) && write_copy(input_meta, output_file.c_str());
   input_meta.close();
   return copied;
 }
 
 bool QueueItem::mark_vod_ready() {
-  if (output_file.empty()) {
-    return false;
-  }
+  if (output_file.empty()) { return false; }
   return rewrite_file(output_metadir + "/.vod.ready") != nullptr;
 }

@@ -10,7 +10,7 @@ char* take_line(sliding_window_v4* buffer);
 
 // Whether unread bytes take up the whole of the buffer, so that nothing more can be read into it.
 // False where there is no buffer.
-bool is_buffer_full(sliding_window_v4 const* buffer);
+bool is_buffer_full(const sliding_window_v4* buffer);
 
 // Drops what the buffer holds when it is full: call it once all complete lines have been taken. A
 // line longer than the buffer can never complete, and its writer would wait for room for ever. The

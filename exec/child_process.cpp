@@ -30,18 +30,14 @@ constexpr std::uint64_t signal_patience_us = 2000000;
 
 // In the child: puts a pipe end in a standard stream's place.
 void move_pipe_end(int fd, int standard_fd) {
-  if (fd == -1) {
-    return;
-  }
-  if (!QueueItem::make_fd_inheritable(fd)) {
-    _exit(exit_no_pipe);
-  }
+  if (fd == -1) { return; }
+  if (!QueueItem::make_fd_inheritable(fd)) { _exit(exit_no_pipe); }
   dup2(fd, standard_fd);
   close(fd);
 }
 
 // The arguments as execv takes them, null at the end; null when there is no memory for it.
-std::unique_ptr<char* []> exec_arguments(std::vector<std::string>& proc_argv) {
+std::unique_ptr<char*[]> exec_arguments(std::vector<std::string>& proc_argv) {
   std::unique_ptr<char*[]> argv(new (std::nothrow) char*[proc_argv.size() + 1]);
   if (argv) {
     std::size_t i = 0;
@@ -60,9 +56,7 @@ std::unique_ptr<char* []> exec_arguments(std::vector<std::string>& proc_argv) {
 }  // namespace
 
 bool QueueItem::_std_open_anonpipe(int& read_end, int& write_end) {
-  if (read_end != -1 || write_end != -1) {
-    return false;
-  }
+  if (read_end != -1 || write_end != -1) { return false; }
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) {
     fprintf(stderr, "pipe2() failed, %s\n", strerror(errno));
@@ -74,19 +68,15 @@ bool QueueItem::_std_open_anonpipe(int& read_end, int& write_end) {
 }
 
 bool QueueItem::make_fd_nonblocking(int fd) {
-  int const flags = fcntl(fd, F_GETFL);
-  if (flags == -1) {
-    return false;
-  }
+  const int flags = fcntl(fd, F_GETFL);
+  if (flags == -1) { return false; }
   fcntl(fd, F_SETFL, flags | O_NONBLOCK);
   return true;
 }
 
 bool QueueItem::make_fd_inheritable(int fd) {
-  int const flags = fcntl(fd, F_GETFD);
-  if (flags == -1) {
-    return false;
-  }
+  const int flags = fcntl(fd, F_GETFD);
+  if (flags == -1) { return false; }
   fcntl(fd, F_SETFD, flags & ~FD_CLOEXEC);
   return true;
 }
@@ -97,9 +87,7 @@ bool QueueItem::_std_init_buffer(sliding_window_v4*& buffer, unsigned long capac
 }
 
 bool QueueItem::open_proc_stdout() {
-  if (!_std_open_anonpipe(proc_stdout_read_fd, proc_stdout_write_fd)) {
-    return false;
-  }
+  if (!_std_open_anonpipe(proc_stdout_read_fd, proc_stdout_write_fd)) { return false; }
   proc_stdout_buffer = sliding_window_v4_destroy(proc_stdout_buffer);
   proc_drain_stdout_before_reap = false;
   if (!_std_init_buffer(proc_stdout_buffer, proc_buffer_size)) {
@@ -116,17 +104,13 @@ bool QueueItem::proc_prepare_fork_spawn() {
 }
 
 bool QueueItem::proc_spawn() {
-  if (proc_pid != -1 || proc_argv.empty()) {
-    return false;
-  }
+  if (proc_pid != -1 || proc_argv.empty()) { return false; }
   proc_prepare_fork_spawn();
-  std::unique_ptr<char*[]> const argv = exec_arguments(proc_argv);
-  if (!argv) {
-    return false;
-  }
+  const std::unique_ptr<char*[]> argv = exec_arguments(proc_argv);
+  if (!argv) { return false; }
   {
-    pid_t const service = getpid();
-    termination_signals_blocked const blocked;
+    const pid_t service = getpid();
+    const termination_signals_blocked blocked;
     proc_pid = fork();
     if (proc_pid == 0) {
       begin_child(service);
@@ -155,9 +139,7 @@ void QueueItem::become_child() {
   move_pipe_end(proc_stdin_read_fd, STDIN_FILENO);
   close_descriptor(proc_stdout_read_fd);
   move_pipe_end(proc_stdout_write_fd, STDOUT_FILENO);
-  if (proc_stdout_write_fd != -1 && proc_stderr_to_stdout) {
-    dup2(STDOUT_FILENO, STDERR_FILENO);
-  }
+  if (proc_stdout_write_fd != -1 && proc_stderr_to_stdout) { dup2(STDOUT_FILENO, STDERR_FILENO); }
 }
 
 void QueueItem::close_proc_stdin() {
@@ -185,20 +167,16 @@ void QueueItem::shutdown_proc() {
 // it as well, for it is no tool yet. Never once the child is reaped: the pid may be another process
 // by then.
 void QueueItem::signal_proc_group(int signal_number) const {
-  if (proc_pid == -1) {
-    return;
-  }
-  bool const is_to_end = signal_number == SIGTERM || signal_number == SIGKILL;
+  if (proc_pid == -1) { return; }
+  const bool is_to_end = signal_number == SIGTERM || signal_number == SIGKILL;
   if (kill(-proc_pid, signal_number) != 0 && errno == ESRCH && is_to_end && !proc_reaped) {
     kill(proc_pid, signal_number);
   }
 }
 
 void QueueItem::tell_transcoder(int signal_number) {
-  if (proc_pid == -1) {
-    return;
-  }
-  bool const is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
+  if (proc_pid == -1) { return; }
+  const bool is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
   proc_held_signal = is_taken_back ? 0 : signal_number;
   if (proc_held_signal == SIGUSR2 && has_signal(read_child_signals(proc_pid).pending, SIGUSR1)) {
     proc_patience_end = monotonic_clock_us() + signal_patience_us;
@@ -211,23 +189,19 @@ void QueueItem::tell_transcoder(int signal_number) {
 // resume does not wait forever for that: a tool that suspends itself inside its handler cannot take
 // a second pause until it is resumed.
 void QueueItem::send_held_signal() {
-  if (proc_held_signal == 0) {
-    return;
-  }
+  if (proc_held_signal == 0) { return; }
   if (sm.state != TRANSCODE_TRANSCODING) {
     proc_held_signal = 0;  // it was told to end meanwhile
     return;
   }
-  bool const has_patience = monotonic_clock_us() < proc_patience_end;
-  child_signals const child = read_child_signals(proc_pid);
-  bool const waits_for_other = proc_held_signal == SIGUSR1
+  const bool has_patience = monotonic_clock_us() < proc_patience_end;
+  const child_signals child = read_child_signals(proc_pid);
+  const bool waits_for_other = proc_held_signal == SIGUSR1
                                    ? has_signal(child.pending, SIGUSR2)
                                    : has_patience && has_signal(child.pending, SIGUSR1);
   if (!child.is_tool || waits_for_other ||
       (has_patience && !has_signal(child.caught, proc_held_signal))) {
-    if (has_patience) {
-      trigger_early_turn();
-    }
+    if (has_patience) { trigger_early_turn(); }
     return;
   }
   signal_proc_group(proc_held_signal);

@@ -43,9 +43,7 @@ bool QueueItem::idle_process() {
 }
 
 void QueueItem::pump_stdin() {
-  if (proc_stdin_buffer == nullptr || proc_stdin_write_fd == -1) {
-    return;
-  }
+  if (proc_stdin_buffer == nullptr || proc_stdin_write_fd == -1) { return; }
   assert(sliding_window_v4_is_sane(proc_stdin_buffer));
   std::size_t const waiting_bytes = sliding_window_v4_data_available(proc_stdin_buffer);
   bool end_input = waiting_bytes == 0;
@@ -63,19 +61,15 @@ void QueueItem::pump_stdin() {
 
 // True when bytes came or the output ended; `bytes_read` tells which.
 bool QueueItem::pump_stdout(bool& bytes_read) {
-  if (proc_stdout_buffer == nullptr || proc_stdout_read_fd == -1) {
-    return false;
-  }
+  if (proc_stdout_buffer == nullptr || proc_stdout_read_fd == -1) { return false; }
   assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   sliding_window_v4_lazy_flush(proc_stdout_buffer);
   assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   if (sliding_window_v4_can_write(proc_stdout_buffer) == 0) {
-    if (sm.state != proc_sm.state) {
-      discard_output(proc_stdout_read_fd);
-    }
+    if (sm.state != proc_sm.state) { discard_output(proc_stdout_read_fd); }
     return false;
   }
-  ssize_t const got = sliding_window_v4_refill_from_fd(proc_stdout_buffer, proc_stdout_read_fd, 0);
+  const ssize_t got = sliding_window_v4_refill_from_fd(proc_stdout_buffer, proc_stdout_read_fd, 0);
   assert(sliding_window_v4_is_sane(proc_stdout_buffer));
   if (got < 0) {
     fprintf(stderr, "Item '%s' (%s) EOF on stdout (%zu bytes in window)\n", input_file.c_str(),

@@ -36,7 +36,7 @@ void unblock_all() {
 
 // Steps of jobs run behind everything else on a machine that is on air.
 void take_lowest_priority() {
-  int const priority = nice(20);  // clipped to the lowest there is
+  const int priority = nice(20);  // clipped to the lowest there is
   static_cast<void>(priority);
 }
 
@@ -45,7 +45,7 @@ void take_lowest_priority() {
 termination_signals_blocked::termination_signals_blocked() {
   sigset_t set;
   sigemptyset(&set);
-  for (int const signal_number : {SIGINT, SIGTERM, SIGQUIT}) {
+  for (const int signal_number : {SIGINT, SIGTERM, SIGQUIT}) {
     sigaddset(&set, signal_number);
   }
   sigprocmask(SIG_BLOCK, &set, &before_);

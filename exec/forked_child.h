@@ -11,8 +11,8 @@ class termination_signals_blocked {
 public:
   termination_signals_blocked();
   ~termination_signals_blocked();
-  termination_signals_blocked(termination_signals_blocked const&) = delete;
-  termination_signals_blocked& operator=(termination_signals_blocked const&) = delete;
+  termination_signals_blocked(const termination_signals_blocked&) = delete;
+  termination_signals_blocked& operator=(const termination_signals_blocked&) = delete;
 
 private:
   sigset_t before_{};

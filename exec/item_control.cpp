@@ -9,7 +9,7 @@ namespace {
 
 // A metadata identification or a profile listing is short and harmless: it is left to finish, and a
 // cancel completes when it has been reaped.
-bool is_left_to_finish(QueueItem::transcode_state_machine const& proc_sm) {
+bool is_left_to_finish(const QueueItem::transcode_state_machine& proc_sm) {
   return proc_sm.state == TRANSCODE_READY &&
          (proc_sm.ready.state == READY_CHECK_META || proc_sm.ready.state == READY_QUERY_PROFILES);
 }
@@ -18,16 +18,10 @@ bool is_left_to_finish(QueueItem::transcode_state_machine const& proc_sm) {
 
 bool QueueItem::cancel() {
   input_meta.close();
-  if (sm.state == TRANSCODE_DONE) {
-    return false;
-  }
-  if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING) {
-    return true;
-  }
+  if (sm.state == TRANSCODE_DONE) { return false; }
+  if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING) { return true; }
   sm.set_state(TRANSCODE_CANCELLING);
-  if (!is_left_to_finish(proc_sm)) {
-    shutdown_proc();
-  }
+  if (!is_left_to_finish(proc_sm)) { shutdown_proc(); }
   if (!is_running()) {
     sm.set_state(TRANSCODE_CANCELLED);
     item_in_action_remove_self(this);
@@ -35,7 +29,7 @@ bool QueueItem::cancel() {
   return true;
 }
 
-void QueueItem::cancel_with(std::string const& text) {
+void QueueItem::cancel_with(const std::string& text) {
   cancel();
   state_message = text;  // after the cancel: it must survive it
 }
@@ -51,12 +45,10 @@ bool QueueItem::pause() {
     user_wants_pause = true;
     return true;
   }
-  bool const in_transfer = sm.state == TRANSCODE_REMOTE &&
+  const bool in_transfer = sm.state == TRANSCODE_REMOTE &&
                            (sm.remote.state == REMOTE_UPLOAD || sm.remote.state == REMOTE_ADD ||
                             sm.remote.state == REMOTE_DOWNLOAD);
-  if (!in_transfer) {
-    state_message = "Paused";
-  }
+  if (!in_transfer) { state_message = "Paused"; }
   if (sm.state == TRANSCODE_TRANSCODING) {
     // The transcoder suspends itself and keeps its place; it holds no slot while it sleeps, so the
     // next ready item may start.

@@ -3,10 +3,8 @@
 #include "service/process_state.h"
 
 bool QueueItem::idle() {
-  bool const active = idle_process();
-  if (DIE != 0) {
-    return active;
-  }
+  const bool active = idle_process();
+  if (DIE != 0) { return active; }
   switch (sm.state) {
   case TRANSCODE_READY:
     return idle_ready() || active;

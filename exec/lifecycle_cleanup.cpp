@@ -3,9 +3,7 @@
 #include "service/process_state.h"
 
 void QueueItem::idle_cleanup() {
-  if (is_running()) {
-    return;
-  }
+  if (is_running()) { return; }
   switch (sm.cleanup.state) {
   case CLEANUP_INIT:
     sm.cleanup.set_state(CLEANUP_UNLINK_FILE);
@@ -25,7 +23,7 @@ void QueueItem::idle_cleanup() {
   }
 }
 
-void QueueItem::start_removal(char const* text, bool (QueueItem::*starter)(),
+void QueueItem::start_removal(const char* text, bool (QueueItem::*starter)(),
                               cleanup_states otherwise) {
   if (!delete_on_finish || input_file_not_exist()) {
     sm.cleanup.set_state(otherwise);
@@ -49,9 +47,7 @@ void QueueItem::finish_cleanup() {
   state_message.clear();
   sm.set_state(TRANSCODE_CLEARED);
   trigger_transcode_queue_scan();
-  if (!fileops_job_dir.empty()) {
-    fileops_remove_job();
-  }
+  if (!fileops_job_dir.empty()) { fileops_remove_job(); }
   shutdown_proc();
   fileops_write_status();
 }

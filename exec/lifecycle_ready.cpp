@@ -10,16 +10,14 @@ namespace {
 
 // A step that runs one at a time may start when nobody else holds its slot, and not while the
 // machine is still coming up.
-bool must_wait(QueueItem const* slot, QueueItem const* item) {
+bool must_wait(const QueueItem* slot, const QueueItem* item) {
   return uptime_wait || (slot != nullptr && slot != item);
 }
 
 // A line that is longer than the buffer never completes, so a full buffer is the end of the step.
-bool is_overrun(QueueItem const& item) {
-  sliding_window_v4 const* const buffer = item.proc_stdout_buffer;
-  if (buffer == nullptr || sliding_window_v4_can_write(buffer) != 0) {
-    return false;
-  }
+bool is_overrun(const QueueItem& item) {
+  const sliding_window_v4* const buffer = item.proc_stdout_buffer;
+  if (buffer == nullptr || sliding_window_v4_can_write(buffer) != 0) { return false; }
   return item.proc_stdout_read_fd != -1 ? item.proc_stdout_seen
                                         : sliding_window_v4_data_available(buffer) != 0;
 }
@@ -28,9 +26,7 @@ bool is_overrun(QueueItem const& item) {
 // listing found no name for one, or of a job out of the queue file. The validation makes up a name;
 // where it cannot, its text says why.
 bool finds_output(QueueItem& item) {
-  if (item.validate_ready() == 0) {
-    return false;
-  }
+  if (item.validate_ready() == 0) { return false; }
   if (item.output_file.empty()) {  // a name too long for any path counts as none asked for
     item.state_message = "Rejected: output file is invalid";
     return false;
@@ -72,29 +68,19 @@ bool QueueItem::start_check_meta() {
       monotonic_clock_us() < next_identification) {
     return false;
   }
-  if (!ready_start_check_meta()) {
-    return fail_ready("unable to check metadata");
-  }
-  if (proc_pid != -1) {
-    item_metadata_ident_in_action = this;
-  }
+  if (!ready_start_check_meta()) { return fail_ready("unable to check metadata"); }
+  if (proc_pid != -1) { item_metadata_ident_in_action = this; }
   return true;
 }
 
 bool QueueItem::start_query_profiles() {
-  if (must_wait(item_query_profiles_in_action, this)) {
-    return false;
-  }
-  if (!ready_start_query_profiles()) {
-    return fail_ready("unable to list profiles");
-  }
-  if (proc_pid != -1) {
-    item_query_profiles_in_action = this;
-  }
+  if (must_wait(item_query_profiles_in_action, this)) { return false; }
+  if (!ready_start_query_profiles()) { return fail_ready("unable to list profiles"); }
+  if (proc_pid != -1) { item_query_profiles_in_action = this; }
   return true;
 }
 
-bool QueueItem::fail_ready(char const* text) {
+bool QueueItem::fail_ready(const char* text) {
   if (DIE == 0) {  // a step refused because of the shutdown has not failed
     cancel_with(text);
     fileops_write_status();

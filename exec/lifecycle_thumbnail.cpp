@@ -3,9 +3,7 @@
 #include "service/process_state.h"
 
 void QueueItem::idle_thumbnail() {
-  if (is_running()) {
-    return;
-  }
+  if (is_running()) { return; }
   switch (sm.thumbnail.state) {
   case THUMBNAIL_INIT:
     sm.thumbnail.set_state(THUMBNAIL_GEN);
@@ -37,9 +35,7 @@ void QueueItem::start_thumbnail() {
 
 void QueueItem::start_vod_metadata() {
   state_message = "Generating metadata for VOD";
-  if (!proc_start_metagen_thumbnail()) {
-    cancel_with("unable to generate metadata");
-  }
+  if (!proc_start_metagen_thumbnail()) { cancel_with("unable to generate metadata"); }
   fileops_write_status();
 }
 

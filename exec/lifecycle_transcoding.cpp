@@ -17,11 +17,9 @@ struct frame_count {
 };
 
 // "frame=N/TOTAL"; a word without a total takes an earlier one back.
-void read_word(std::string const& word, frame_count& count) {
+void read_word(const std::string& word, frame_count& count) {
   constexpr char key[] = "frame=";
-  if (word.compare(0, strlen(key), key) != 0) {
-    return;
-  }
+  if (word.compare(0, strlen(key), key) != 0) { return; }
   char* rest = nullptr;
   count.found = true;
   count.frame = strtoull(word.c_str() + strlen(key), &rest, 10);
@@ -29,12 +27,10 @@ void read_word(std::string const& word, frame_count& count) {
 }
 
 // "Encoding: " and words divided by blanks; any other line tells nothing.
-void read_line(char const* line, frame_count& count) {
+void read_line(const char* line, frame_count& count) {
   constexpr char key[] = "Encoding:";
-  if (strncmp(line, key, strlen(key)) != 0) {
-    return;
-  }
-  char const* at = line + strlen(key);
+  if (strncmp(line, key, strlen(key)) != 0) { return; }
+  const char* at = line + strlen(key);
   while (*at != '\0') {
     std::size_t const length = strcspn(at, " ");
     read_word(std::string(at, length), count);
@@ -56,14 +52,12 @@ void QueueItem::idle_transcoding() {
     fileops_write_status();
     return;
   }
-  bool const has_output = proc_stdout_read_fd != -1
+  const bool has_output = proc_stdout_read_fd != -1
                               ? proc_stdout_seen
                               : sliding_window_v4_data_available(proc_stdout_buffer) != 0;
-  if (!has_output) {
-    return;
-  }
+  if (!has_output) { return; }
   frame_count count;
-  while (char const* line = proc_stdout_getline()) {
+  while (const char* line = proc_stdout_getline()) {
     read_line(line, count);
   }
   drop_overlong_line(proc_stdout_buffer);

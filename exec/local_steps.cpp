@@ -11,15 +11,11 @@
 #include "service/transcode_settings.h"
 
 bool QueueItem::do_queue_start_transcode() {
-  if (!transcode_may_start()) {
-    return false;
-  }
+  if (!transcode_may_start()) { return false; }
   struct stat status {};
   if (lstat(fileops_job_dir.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
     state_message = text_operation_gone;
-    if (!fileops_job_dir.empty()) {
-      fileops_remove_job();
-    }
+    if (!fileops_job_dir.empty()) { fileops_remove_job(); }
     init_fileops_job();
     return false;
   }
@@ -60,9 +56,7 @@ bool QueueItem::start_local() {
   }
   proc_argv.insert(proc_argv.end(), {"--profile", transcode_profile, "-f", "mp4", "-o", output_file,
                                      "--file", input_file});
-  if (!open_proc_stdout()) {
-    return false;
-  }
+  if (!open_proc_stdout()) { return false; }
   state_message = text_transcoding;
   sm.set_state(TRANSCODE_TRANSCODING);
   fileops_write_status();

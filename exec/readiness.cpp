@@ -24,13 +24,11 @@ constexpr char no_metadir_text[] = "Rejected: output file, unable to create meta
 }  // namespace
 
 int QueueItem::validate_ready() {
-  bool const input_good = input_allowed() && input_is_file_or_folder();
+  const bool input_good = input_allowed() && input_is_file_or_folder();
   // The folder is looked up afresh each time: it may be another one by the next check, and an open
   // descriptor would keep its file system from being unmounted.
   close_input_descriptors();
-  if (!input_good || !output_allowed() || !init_fileops_job()) {
-    return 0;
-  }
+  if (!input_good || !output_allowed() || !init_fileops_job()) { return 0; }
   fileops_op = "vod";
   fileops_write_status();
   return 1;
@@ -74,19 +72,15 @@ bool QueueItem::input_is_file_or_folder() {
 
 // An output is needed only once the profile is known; where one is set it is judged at any time.
 bool QueueItem::output_allowed() {
-  bool const past_profiles = sm.state > TRANSCODE_READY ||
+  const bool past_profiles = sm.state > TRANSCODE_READY ||
                              (sm.state == TRANSCODE_READY && sm.ready.state > READY_QUERY_PROFILES);
   if (output_file.empty()) {
-    if (!past_profiles) {
-      return true;
-    }
+    if (!past_profiles) { return true; }
     if (!set_output_file(pick_output_file_name_from_input().c_str())) {
       state_message = "Rejected: output file is invalid";
       return false;
     }
-    if (output_file.empty()) {
-      return true;
-    }
+    if (output_file.empty()) { return true; }
   }
   if (!is_output_path_allowed(output_file)) {
     state_message = "Rejected: output file name is invalid";
@@ -106,9 +100,7 @@ bool QueueItem::output_allowed() {
 }
 
 bool QueueItem::ready() {
-  if (sm.state == TRANSCODE_READY) {
-    return true;
-  }
+  if (sm.state == TRANSCODE_READY) { return true; }
   if ((sm.state != TRANSCODE_INIT && sm.state != TRANSCODE_CANCELLED) || validate_ready() == 0) {
     return false;
   }
@@ -116,9 +108,7 @@ bool QueueItem::ready() {
 }
 
 bool QueueItem::do_user_ready() {
-  if (!ready()) {
-    return false;
-  }
+  if (!ready()) { return false; }
   state_message = text_ready;
   fileops_write_status();
   return true;

@@ -14,19 +14,19 @@
 
 namespace {
 
-bool begins_with(char const* text, char const* prefix) {
+bool begins_with(const char* text, const char* prefix) {
   return strncmp(text, prefix, strlen(prefix)) == 0;
 }
 
-bool is_transcodeable(char const* file_type) {
+bool is_transcodeable(const char* file_type) {
   return begins_with(file_type, "audio/") || begins_with(file_type, "video/") ||
          strcmp(file_type, "application/x-velmar-playlist") == 0 ||
          strcmp(file_type, "application/x-velmar-multiregion-playlist") == 0;
 }
 
 // The value of an entry, "" where there is none.
-std::string read_entry(QueueItem::metadata const& meta, char const* name) {
-  char const* const value = meta.entries == nullptr
+std::string read_entry(const QueueItem::metadata& meta, const char* name) {
+  const char* const value = meta.entries == nullptr
                                 ? nullptr
                                 : metadata_v4_metadata_context_read_entry(meta.entries, name);
   return value == nullptr ? "" : value;
@@ -34,14 +34,14 @@ std::string read_entry(QueueItem::metadata const& meta, char const* name) {
 
 // The first profile within the configured maximum. Where all are above it, the last one, which is
 // the nearest to it.
-std::string const& best_allowed(std::vector<std::string> const& quoted_profile) {
-  for (std::string const& profile : quoted_profile) {
+const std::string& best_allowed(const std::vector<std::string>& quoted_profile) {
+  for (const std::string& profile : quoted_profile) {
     if (!transcode_settings.has_vod_max_profile() ||
         strtol(profile.c_str(), nullptr, 10) <= transcode_settings.max_profile) {
       return profile;
     }
   }
-  auto const i = quoted_profile.rbegin();
+  const auto i = quoted_profile.rbegin();
   assert(i != quoted_profile.rend());
   return *i;
 }
@@ -57,14 +57,12 @@ std::uint64_t pause_after(unsigned identifications) {
 }  // namespace
 
 bool QueueItem::ready_start_check_meta() {
-  if (sm.state != TRANSCODE_READY || is_running() || DIE != 0) {
-    return false;
-  }
+  if (sm.state != TRANSCODE_READY || is_running() || DIE != 0) { return false; }
   if (!input_file.empty() && !input_meta.load(input_file.c_str()) && errno != ENOENT) {
     return false;
   }
   std::string const file_type = read_entry(input_meta, "file type");
-  bool const offline = strtol(read_entry(input_meta, "offline").c_str(), nullptr, 10) >= 1;
+  const bool offline = strtol(read_entry(input_meta, "offline").c_str(), nullptr, 10) >= 1;
   input_meta.close();
   if (offline || (!file_type.empty() && !is_transcodeable(file_type.c_str()))) {
     cancel_with(offline ? "Rejected: File is marked offline"
@@ -91,9 +89,7 @@ bool QueueItem::ready_start_check_meta() {
 }
 
 bool QueueItem::proc_spawn_metadata_identify() {
-  if (is_running()) {
-    return false;
-  }
+  if (is_running()) { return false; }
   proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
                "--create-meta",           "--file",   input_file};
   prepare_silent_child();
@@ -101,16 +97,12 @@ bool QueueItem::proc_spawn_metadata_identify() {
 }
 
 bool QueueItem::ready_start_query_profiles() {
-  if (sm.state != TRANSCODE_READY || is_running()) {
-    return false;
-  }
+  if (sm.state != TRANSCODE_READY || is_running()) { return false; }
   if (!quoted_profile.empty()) {
     sm.ready.advance();
     return true;
   }
-  if (DIE != 0) {
-    return false;
-  }
+  if (DIE != 0) { return false; }
   fprintf(stderr, "Item '%s' (%s) asking transcoder for valid profiles.\n", input_file.c_str(),
           entry_id.c_str());
   proc_argv = {"/usr/bin/qxmi_vod_transcode", "--file", input_file, "--quote"};
@@ -121,9 +113,7 @@ bool QueueItem::ready_start_query_profiles() {
 }
 
 void QueueItem::auto_choose_transcode_profile() {
-  if (!transcode_profile.empty()) {
-    return;
-  }
+  if (!transcode_profile.empty()) { return; }
   transcode_profile = best_allowed(quoted_profile);
   fileops_write_status();
 }

@@ -16,9 +16,7 @@ bool QueueItem::removal_may_start(cleanup_states step) {
 }
 
 bool QueueItem::proc_start_unlink_input_file_metadata() {
-  if (!removal_may_start(CLEANUP_UNLINK_FILE)) {
-    return false;
-  }
+  if (!removal_may_start(CLEANUP_UNLINK_FILE)) { return false; }
   char tmp[4096];
   struct stat status {};
   if (metadata_v4_file_to_metadir(input_file.c_str(), tmp, sizeof(tmp)) >= 0) {
@@ -35,11 +33,9 @@ bool QueueItem::proc_start_unlink_input_file_metadata() {
 // A removal can take long on a slow disk and hang on a lost mount, so it is a child's work; unlink
 // alone needs no tool.
 bool QueueItem::proc_start_unlink_input_file() {
-  if (!removal_may_start(CLEANUP_UNLINK_META)) {
-    return false;
-  }
-  pid_t const service = getpid();
-  termination_signals_blocked const blocked;
+  if (!removal_may_start(CLEANUP_UNLINK_META)) { return false; }
+  const pid_t service = getpid();
+  const termination_signals_blocked blocked;
   proc_pid = fork();
   if (proc_pid == 0) {
     begin_child(service);

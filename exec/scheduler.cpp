@@ -35,7 +35,7 @@ bool give_turns() {
   return active;
 }
 
-bool is_start_candidate(QueueItem const& item) {
+bool is_start_candidate(const QueueItem& item) {
   return !item.transcode_profile.empty() && !item.quoted_profile.empty() &&
          !item.output_file.empty() && !item.input_file.empty() &&
          (item_active_transcode_in_action == nullptr || item_active_transcode_in_action == &item) &&
@@ -43,7 +43,7 @@ bool is_start_candidate(QueueItem const& item) {
          !item.is_running();
 }
 
-bool is_to_be_removed(QueueItem const& item) {
+bool is_to_be_removed(const QueueItem& item) {
   switch (item.sm.state) {
   case TRANSCODE_INIT:
     return monotonic_clock_us() >= item.init_deadline;
@@ -55,9 +55,7 @@ bool is_to_be_removed(QueueItem const& item) {
 }
 
 void keep_first(QueueItem*& kept, QueueItem& item) {
-  if (kept == nullptr) {
-    kept = &item;
-  }
+  if (kept == nullptr) { kept = &item; }
 }
 
 void look_at(QueueItem& item, scan_result& found) {
@@ -92,7 +90,7 @@ scan_result scan_queue() {
   return found;
 }
 
-void cancel_and_report(QueueItem& item, char const* text) {
+void cancel_and_report(QueueItem& item, const char* text) {
   item.state_message = text;
   item.cancel();
   item.fileops_write_status();
@@ -128,25 +126,19 @@ void start_transcode(QueueItem* item) {
 
 bool idle_transcode_queue() {
   std::uint64_t const now = monotonic_clock_us();
-  if (give_turns()) {
-    return true;
-  }
-  if (now < next_queue_scan) {
-    return false;
-  }
+  if (give_turns()) { return true; }
+  if (now < next_queue_scan) { return false; }
   next_queue_scan = now + scan_period_us;
   if (transcode_queue.empty()) {
     item_active_transcode_in_action = nullptr;
     return false;
   }
-  scan_result const found = scan_queue();
+  const scan_result found = scan_queue();
   item_active_transcode_in_action = found.active;
   if (found.active == nullptr && found.waiting != nullptr) {
     resume_transcode(found.waiting);
     return false;
   }
-  if (found.candidate != nullptr) {
-    start_transcode(found.candidate);
-  }
+  if (found.candidate != nullptr) { start_transcode(found.candidate); }
   return false;
 }

@@ -13,8 +13,6 @@ void item_in_action_remove_self(QueueItem* item) {
   for (QueueItem** slot : {&item_metadata_ident_in_action, &item_query_profiles_in_action,
                            &item_active_transcode_in_action, &item_active_upload_in_action,
                            &item_active_download_in_action}) {
-    if (*slot == item) {
-      *slot = nullptr;
-    }
+    if (*slot == item) { *slot = nullptr; }
   }
 }

@@ -16,7 +16,7 @@ void QueueItem::on_proc_terminate(int wait_status) {
   if (DIE != 0) {
     return;  // the step is repeated when the service starts again
   }
-  bool const ok = has_succeeded(wait_status);
+  const bool ok = has_succeeded(wait_status);
   switch (proc_sm.state) {
   case TRANSCODE_READY:
     if (proc_sm.ready.state == READY_CHECK_META) {
@@ -54,7 +54,7 @@ void QueueItem::on_identify_terminate(bool ok) {
 }
 
 void QueueItem::on_listing_terminate(bool ok) {
-  bool const is_live = sm.state == TRANSCODE_READY;
+  const bool is_live = sm.state == TRANSCODE_READY;
   if (!ok) {
     if (is_live) {
       cancel_with("Rejected: Unable to determine appropriate transcoding profiles");
@@ -64,9 +64,7 @@ void QueueItem::on_listing_terminate(bool ok) {
   }
   read_quoted_profiles();
   if (!quoted_profile.empty() && !transcode_profile.empty() && !output_file.empty()) {
-    if (is_live && sm.ready.state < READY_READY_TO_TRANSCODE) {
-      sm.ready.advance();
-    }
+    if (is_live && sm.ready.state < READY_READY_TO_TRANSCODE) { sm.ready.advance(); }
     trigger_transcode_queue_scan();
     fileops_write_status();
   } else if (is_live) {
@@ -80,20 +78,16 @@ void QueueItem::read_quoted_profiles() {
   quoted_profile.clear();
   if (sliding_window_v4_is_sane(proc_stdout_buffer)) {
     bool in_list = false;
-    while (char const* line = proc_stdout_getline()) {
+    while (const char* line = proc_stdout_getline()) {
       if (!in_list) {
         in_list = strcmp(line, "*QUOTE") == 0;
       } else if (strncmp(line, ".. ", 3) == 0) {
-        char const* const name = line + 3 + strspn(line + 3, " ");
-        if (*name != '\0') {
-          quoted_profile.emplace_back(name);
-        }
+        const char* const name = line + 3 + strspn(line + 3, " ");
+        if (*name != '\0') { quoted_profile.emplace_back(name); }
       }
     }
   }
-  if (transcode_profile.empty() && !quoted_profile.empty()) {
-    auto_choose_transcode_profile();
-  }
+  if (transcode_profile.empty() && !quoted_profile.empty()) { auto_choose_transcode_profile(); }
   if (!transcode_profile.empty() && output_file.empty()) {
     set_output_file(pick_output_file_name_from_input().c_str());
   }
@@ -116,17 +110,13 @@ void QueueItem::on_transcode_terminate(bool ok) {
 
 // The by-products are optional: a failure is told and the job goes on.
 void QueueItem::on_thumbnail_terminate(bool ok) {
-  if (sm.state != TRANSCODE_THUMBNAIL) {
-    return;
-  }
+  if (sm.state != TRANSCODE_THUMBNAIL) { return; }
   if (sm.thumbnail.state == THUMBNAIL_GEN) {
     state_message = ok ? "Thumbnail done" : "Unable to gen thumbnail. Done";
     sm.thumbnail.set_state(THUMBNAIL_METADATA_GEN);
     fileops_write_status();
   } else if (sm.thumbnail.state == THUMBNAIL_METADATA_GEN) {
-    if (!ok) {
-      state_message = "Unable to gen vod meta. Done";
-    }
+    if (!ok) { state_message = "Unable to gen vod meta. Done"; }
     sm.thumbnail.set_state(THUMBNAIL_DONE);
     fileops_write_status();
   }
@@ -135,9 +125,7 @@ void QueueItem::on_thumbnail_terminate(bool ok) {
 // The step named "unlink file" removes the source's metadata and "unlink meta" the file itself; the
 // texts follow what was removed.
 void QueueItem::on_cleanup_terminate(bool ok) {
-  if (sm.state != TRANSCODE_CLEANUP) {
-    return;
-  }
+  if (sm.state != TRANSCODE_CLEANUP) { return; }
   if (sm.cleanup.state == CLEANUP_UNLINK_FILE) {
     if (ok) {
       sm.cleanup.set_state(CLEANUP_UNLINK_META);

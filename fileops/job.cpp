@@ -13,11 +13,9 @@ constexpr unsigned long directory_size = 4097;
 
 // Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
 // state is what counts.
-void write_copy_pid(std::string const& job_dir) {
-  unique_rewrite const file = rewrite_file(job_dir + "/copy_pid");
-  if (file) {
-    fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid()));
-  }
+void write_copy_pid(const std::string& job_dir) {
+  const unique_rewrite file = rewrite_file(job_dir + "/copy_pid");
+  if (file) { fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid())); }
 }
 
 }  // namespace
@@ -29,18 +27,14 @@ bool QueueItem::set_fileops_job_id(std::int32_t id) {
     return true;
   }
   char directory[directory_size];
-  if (cgi_get_fileops_job_directory(id, directory_size, directory) == nullptr) {
-    return false;
-  }
+  if (cgi_get_fileops_job_directory(id, directory_size, directory) == nullptr) { return false; }
   fileops_job_dir = directory;
   fileops_job_id = id;
   return true;
 }
 
 bool QueueItem::init_fileops_job() {
-  if (!fileops_job_dir.empty()) {
-    return true;
-  }
+  if (!fileops_job_dir.empty()) { return true; }
   std::int32_t const id = new_cgi_fileops_job_id();
   if (id < 0) {
     state_message = "Rejected: unable to create job id";

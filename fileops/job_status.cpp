@@ -14,7 +14,7 @@ unsigned long progress_text_value(std::int32_t progress) {
   return static_cast<unsigned long>(static_cast<long>(progress));
 }
 
-void write_summary(FILE* file, QueueItem const& item) {
+void write_summary(FILE* file, const QueueItem& item) {
   fprintf(file, "job id=%d\n", item.fileops_job_id);
   fprintf(file, "source file=%s\n", item.input_file.c_str());
   fprintf(file, "transcode progress=%lu/%lu\n", progress_text_value(item.progress),
@@ -25,7 +25,7 @@ void write_summary(FILE* file, QueueItem const& item) {
 
 // Kept on purpose: "success" stands there twice, first the flag that nothing sets and then the
 // state. Effect: a reader that keeps the last value of a key sees the state's.
-void write_status(FILE* file, QueueItem const& item) {
+void write_status(FILE* file, const QueueItem& item) {
   fprintf(file, "op=%s\n", item.fileops_op.c_str());
   fprintf(file, "state=%s\n", item.state_message.c_str());
   fprintf(file, "paused=%u\n", item.paused ? 1U : 0U);
@@ -50,18 +50,12 @@ void write_status(FILE* file, QueueItem const& item) {
 
 bool QueueItem::fileops_write_status() {
   if (!output_metadir.empty()) {
-    unique_rewrite const summary = rewrite_file(output_metadir + "/.transcode");
-    if (summary) {
-      write_summary(summary.get(), *this);
-    }
+    const unique_rewrite summary = rewrite_file(output_metadir + "/.transcode");
+    if (summary) { write_summary(summary.get(), *this); }
   }
-  if (fileops_job_dir.empty()) {
-    return false;
-  }
-  unique_rewrite const status = rewrite_file(fileops_job_dir + "/status");
-  if (!status) {
-    return false;
-  }
+  if (fileops_job_dir.empty()) { return false; }
+  const unique_rewrite status = rewrite_file(fileops_job_dir + "/status");
+  if (!status) { return false; }
   write_status(status.get(), *this);
   return true;
 }

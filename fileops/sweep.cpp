@@ -26,10 +26,8 @@ struct dir_closer {
 };
 
 // A job's number is its directory's whole name, in decimal; kept to 32 bits like every job id.
-bool parse_job_number(char const* name, std::int32_t& number) {
-  if (*name == '\0' || name[strspn(name, "0123456789")] != '\0') {
-    return false;
-  }
+bool parse_job_number(const char* name, std::int32_t& number) {
+  if (*name == '\0' || name[strspn(name, "0123456789")] != '\0') { return false; }
   number = static_cast<std::int32_t>(strtoull(name, nullptr, 10));
   return true;
 }
@@ -42,28 +40,24 @@ std::string operation_of(char* text) {
     char* name = nullptr;
     char* value = nullptr;
     divide_name_equ_value_pair(line, &name, &value);
-    if (name != nullptr && value != nullptr && strcmp(name, "op") == 0) {
-      operation = value;
-    }
+    if (name != nullptr && value != nullptr && strcmp(name, "op") == 0) { operation = value; }
   }
   return operation;
 }
 
 // The operation of a job; "" when there is no status to tell it. Non-blocking, since the file is
 // another subsystem's and may be anything.
-std::string read_operation(int jobs_fd, std::string const& job_name) {
-  unique_fd const file(
+std::string read_operation(int jobs_fd, const std::string& job_name) {
+  const unique_fd file(
       openat(jobs_fd, (job_name + "/status").c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.get() < 0) {
-    return "";
-  }
+  if (file.get() < 0) { return ""; }
   char text[status_read_limit + 1];
-  ssize_t const got = read(file.get(), text, status_read_limit);
+  const ssize_t got = read(file.get(), text, status_read_limit);
   text[got < 0 ? 0 : got] = '\0';
   return operation_of(text);
 }
 
-void sweep_entry(int jobs_fd, char const* name) {
+void sweep_entry(int jobs_fd, const char* name) {
   std::int32_t number = 0;
   struct stat status {};
   if (!parse_job_number(name, number) ||
@@ -81,11 +75,9 @@ void sweep_entry(int jobs_fd, char const* name) {
 }  // namespace
 
 void markdown_unknown_vod_fileops() {
-  std::unique_ptr<DIR, dir_closer> const jobs(opendir(path_fileops_jobs));
-  if (!jobs) {
-    return;
-  }
-  while (dirent const* entry = readdir(jobs.get())) {
+  const std::unique_ptr<DIR, dir_closer> jobs(opendir(path_fileops_jobs));
+  if (!jobs) { return; }
+  while (const dirent* entry = readdir(jobs.get())) {
     sweep_entry(dirfd(jobs.get()), entry->d_name);
   }
 }

@@ -20,8 +20,8 @@ bool is_past(std::uint64_t deadline_us) {
 // Whether the call that failed may be made again; waits first for what it lacked. A negative `fd`
 // is nothing but a pause.
 bool may_retry(int error, int fd, short events, std::uint64_t deadline_us) {
-  if (error == EINTR) return true;
-  if (error != EAGAIN) return false;
+  if (error == EINTR) { return true; }
+  if (error != EAGAIN) { return false; }
   pollfd entry{fd, events, 0};
   return poll_until(&entry, 1, deadline_us) >= 0;
 }
@@ -36,20 +36,20 @@ bool comm_client_v4::kept_connection_is_good() const {
 
 comm_client_result comm_client_v4::connect(std::uint64_t deadline_us) {
   local_address address;
-  if (!address.set(path_)) return comm_client_result::no_service;
+  if (!address.set(path_)) { return comm_client_result::no_service; }
   fd_.reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (!fd_.valid()) return comm_client_result::no_service;
+  if (!fd_.valid()) { return comm_client_result::no_service; }
   while (::connect(fd_.get(), address.get(), sizeof(address.address)) != 0) {
     const std::uint64_t pause_end = std::min(deadline_us, monotonic_clock_us() + busy_pause_us);
-    if (!may_retry(errno, -1, 0, pause_end)) return comm_client_result::no_service;
-    if (is_past(deadline_us)) return comm_client_result::timeout;
+    if (!may_retry(errno, -1, 0, pause_end)) { return comm_client_result::no_service; }
+    if (is_past(deadline_us)) { return comm_client_result::timeout; }
   }
   return comm_client_result::ok;
 }
 
 comm_client_result comm_client_v4::send(std::string_view wire, std::uint64_t deadline_us) {
   while (!wire.empty()) {
-    if (is_past(deadline_us)) return comm_client_result::timeout;
+    if (is_past(deadline_us)) { return comm_client_result::timeout; }
     const ssize_t sent = ::send(fd_.get(), wire.data(), wire.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     if (sent >= 0) {
       wire.remove_prefix(static_cast<std::size_t>(sent));
@@ -65,9 +65,9 @@ comm_client_result comm_client_v4::receive(std::string& wire, std::uint64_t dead
   wire.clear();
   while (true) {
     const comm_packet_v4_front front = comm_packet_v4_look(wire, comm_packet_v4_reply);
-    if (front.state == comm_packet_v4_state::malformed) return comm_client_result::malformed;
-    if (front.state == comm_packet_v4_state::whole) return comm_client_result::ok;
-    if (is_past(deadline_us)) return comm_client_result::timeout;
+    if (front.state == comm_packet_v4_state::malformed) { return comm_client_result::malformed; }
+    if (front.state == comm_packet_v4_state::whole) { return comm_client_result::ok; }
+    if (is_past(deadline_us)) { return comm_client_result::timeout; }
     const ssize_t got = recv(fd_.get(), bytes, sizeof(bytes), MSG_DONTWAIT);
     if (got > 0) {
       wire.append(bytes, static_cast<std::size_t>(got));
@@ -85,12 +85,12 @@ comm_client_result comm_client_v4::exchange(const comm_socket_v4_packet& request
     return comm_client_result::malformed;
   }
   comm_client_result result = comm_client_result::ok;
-  if (!kept_connection_is_good()) result = connect(deadline_us);
-  if (result == comm_client_result::ok) result = send(wire, deadline_us);
-  if (result != comm_client_result::ok) return result;
-  if ((request.flags & comm_socket_v4_flag_want_reply) == 0) return comm_client_result::ok;
+  if (!kept_connection_is_good()) { result = connect(deadline_us); }
+  if (result == comm_client_result::ok) { result = send(wire, deadline_us); }
+  if (result != comm_client_result::ok) { return result; }
+  if ((request.flags & comm_socket_v4_flag_want_reply) == 0) { return comm_client_result::ok; }
   result = receive(wire, deadline_us);
-  if (result != comm_client_result::ok) return result;
+  if (result != comm_client_result::ok) { return result; }
   return comm_packet_v4_decode(wire, comm_packet_v4_reply, reply) &&
                  reply.request_id == request.request_id
              ? comm_client_result::ok

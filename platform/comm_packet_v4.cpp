@@ -116,7 +116,7 @@ bool comm_packet_v4_encode(const comm_socket_v4_packet& packet, const comm_packe
                            std::string& wire) {
   wire.clear();
   const std::size_t length = body_length(packet);
-  if (length > kind.largest_body || !keeps_limits(packet, kind)) return false;
+  if (length > kind.largest_body || !keeps_limits(packet, kind)) { return false; }
   wire.reserve(comm_packet_v4_header_size + length);
   append_header(wire, packet, length);
   append_body(wire, packet);
@@ -128,12 +128,12 @@ comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_pack
   constexpr comm_packet_v4_front incomplete{comm_packet_v4_state::incomplete, 0};
 
   const std::size_t magic_seen = std::min(bytes.size(), magic.size());
-  if (bytes.substr(0, magic_seen) != magic.substr(0, magic_seen)) return malformed;
-  if (bytes.size() < body_length_end) return incomplete;
+  if (bytes.substr(0, magic_seen) != magic.substr(0, magic_seen)) { return malformed; }
+  if (bytes.size() < body_length_end) { return incomplete; }
   const std::size_t length = little_endian(bytes.substr(magic.size(), 4));
-  if (length > kind.largest_body) return malformed;
-  if (bytes.size() < comm_packet_v4_header_size) return incomplete;
-  if (little_endian(bytes.substr(comm_packet_v4_header_size - 4, 4)) != 0) return malformed;
+  if (length > kind.largest_body) { return malformed; }
+  if (bytes.size() < comm_packet_v4_header_size) { return incomplete; }
+  if (little_endian(bytes.substr(comm_packet_v4_header_size - 4, 4)) != 0) { return malformed; }
   const std::size_t size = comm_packet_v4_header_size + length;
   return bytes.size() < size ? incomplete : comm_packet_v4_front{comm_packet_v4_state::whole, size};
 }
@@ -141,7 +141,7 @@ comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_pack
 bool comm_packet_v4_decode(std::string_view bytes, const comm_packet_v4_kind& kind,
                            comm_socket_v4_packet& packet) {
   const comm_packet_v4_front front = comm_packet_v4_look(bytes, kind);
-  if (front.state != comm_packet_v4_state::whole || front.size != bytes.size()) return false;
+  if (front.state != comm_packet_v4_state::whole || front.size != bytes.size()) { return false; }
   part_reader parts(bytes);
   parts.take(body_length_end);
   packet.request_id = parts.long_number();

@@ -1,11 +1,11 @@
 // One client's input and end; handing clients and requests out, each in its turn.
-#include "platform/comm_server_v4.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <utility>
 
 #include <sys/socket.h>
+
+#include "platform/comm_server_v4.h"
 
 namespace {
 
@@ -32,10 +32,10 @@ bool comm_socket_v4_client::has_request() const {
 // A client with a request in hand is not read from, so what is kept of it stays below one packet
 // and one round's share, however slowly requests are taken.
 void comm_socket_v4_client::read_round() {
-  if (!is_open() || input_ended || has_request()) return;
+  if (!is_open() || input_ended || has_request()) { return; }
   char bytes[round_share];
   const ssize_t got = recv(connection.get(), bytes, sizeof(bytes), MSG_DONTWAIT);
-  if (got < 0 && is_passing(errno)) return;
+  if (got < 0 && is_passing(errno)) { return; }
   if (got <= 0) {
     end_input();
     return;
@@ -50,16 +50,16 @@ void comm_socket_v4_client::read_round() {
 std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
   const std::string_view unread = unread_input();
   const comm_packet_v4_front front = comm_packet_v4_look(unread, comm_packet_v4_request);
-  if (front.state == comm_packet_v4_state::incomplete) return nullptr;
+  if (front.state == comm_packet_v4_state::incomplete) { return nullptr; }
   std::unique_ptr<comm_socket_v4_packet> request(comm_socket_v4_packet_create());
-  if (request == nullptr) return nullptr;
+  if (request == nullptr) { return nullptr; }
   if (front.state == comm_packet_v4_state::malformed ||
       !comm_packet_v4_decode(unread.substr(0, front.size), comm_packet_v4_request, *request)) {
     end_input();
     return nullptr;
   }
   taken += front.size;
-  if (taken == input.size()) drop_input();
+  if (taken == input.size()) { drop_input(); }
   request->claim = claim;
   return request;
 }
@@ -75,7 +75,7 @@ void comm_socket_v4_client::drop_input() {
 }
 
 void comm_socket_v4_client::close_when_done() {
-  if (input_ended && !has_request() && !has_claims() && sending == nullptr) close();
+  if (input_ended && !has_request() && !has_claims() && sending == nullptr) { close(); }
 }
 
 void comm_socket_v4_client::close() {
@@ -87,7 +87,7 @@ void comm_socket_v4_client::close() {
 
 comm_socket_v4_client* comm_socket_v4_accept_connection(comm_socket_v4* server) {
   auto* const client = find_client(*server, [](const auto& each) { return !each.announced; });
-  if (client != nullptr) client->announced = true;
+  if (client != nullptr) { client->announced = true; }
   return client;
 }
 
@@ -96,21 +96,21 @@ comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* se
     each.close_when_done();
     return each.announced && !each.reported && !each.is_open();
   });
-  if (client != nullptr) client->reported = true;
+  if (client != nullptr) { client->reported = true; }
   return client;
 }
 
 void comm_socket_v4_free_client(comm_socket_v4_client* client) {
-  if (client == nullptr) return;
+  if (client == nullptr) { return; }
   client->server->clients.remove_if([client](const auto& each) { return &each == client; });
 }
 
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client) {
-  if (server->pass_is_over) return nullptr;
+  if (server->pass_is_over) { return nullptr; }
   auto& clients = server->clients;
   for (auto turn = clients.begin(); turn != clients.end(); ++turn) {
-    if (!turn->announced) continue;
+    if (!turn->announced) { continue; }
     if (auto request = turn->take_request()) {
       *client = &*turn;
       clients.splice(clients.end(), clients, turn);

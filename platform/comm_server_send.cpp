@@ -23,7 +23,7 @@ bool encode_reply(comm_socket_v4_packet& packet) {
 // Whether the client, which takes nothing now, has done so for too long.
 bool is_out_of_patience(comm_socket_v4_client& client) {
   const std::uint64_t now = monotonic_clock_us();
-  if (client.stalled_since_us == 0) client.stalled_since_us = now;
+  if (client.stalled_since_us == 0) { client.stalled_since_us = now; }
   return now - client.stalled_since_us >= patience_us ||
          now - client.sending_since_us >= longest_sending_us;
 }
@@ -33,8 +33,8 @@ int push(comm_socket_v4_client& client, comm_socket_v4_packet& packet) {
   while (packet.wire_sent < packet.wire.size()) {
     const ssize_t sent = send(client.connection.get(), packet.wire.data() + packet.wire_sent,
                               packet.wire.size() - packet.wire_sent, MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) continue;
-    if (sent < 0) return errno == EAGAIN ? 0 : -1;
+    if (sent < 0 && errno == EINTR) { continue; }
+    if (sent < 0) { return errno == EAGAIN ? 0 : -1; }
     packet.wire_sent += static_cast<std::size_t>(sent);
     client.stalled_since_us = 0;
   }
@@ -46,16 +46,16 @@ int push(comm_socket_v4_client& client, comm_socket_v4_packet& packet) {
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet) {
   assert(packet->written == comm_socket_v4_packet::stage::complete);
-  if (!client->takes_replies) return -1;
+  if (!client->takes_replies) { return -1; }
   assert(client->sending == nullptr || client->sending == packet);
   if (!encode_reply(*packet)) {
     client->close();
     return -1;
   }
-  if (client->sending == nullptr) client->sending_since_us = monotonic_clock_us();
+  if (client->sending == nullptr) { client->sending_since_us = monotonic_clock_us(); }
   const int sent = push(*client, *packet);
   client->sending = sent == 0 ? packet : nullptr;
-  if (sent == 0) client->server->pass_is_over = true;
+  if (sent == 0) { client->server->pass_is_over = true; }
   if (sent < 0) {
     client->takes_replies = false;  // what it sent whole before it went is still carried out
   } else if (sent == 0 && is_out_of_patience(*client)) {
@@ -67,18 +67,18 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
 
 int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* client,
                                                        std::uint64_t deadline_us) {
-  if (!client->takes_replies) return 1;
+  if (!client->takes_replies) { return 1; }
   pollfd entry{client->connection.get(), POLLOUT, 0};
   return poll_until(&entry, 1, deadline_us);
 }
 
 // A client whose input has ended is left out: its end would be readable for good.
 int comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint64_t deadline_us) {
-  if (!server->listener.valid()) return -1;
+  if (!server->listener.valid()) { return -1; }
   std::vector<pollfd> entries;
-  if (server->can_accept) entries.push_back({server->listener.get(), POLLIN, 0});
+  if (server->can_accept) { entries.push_back({server->listener.get(), POLLIN, 0}); }
   for (const comm_socket_v4_client& client : server->clients) {
-    if (client.has_request()) return 1;
+    if (client.has_request()) { return 1; }
     if (client.is_open() && !client.input_ended) {
       entries.push_back({client.connection.get(), POLLIN, 0});
     }

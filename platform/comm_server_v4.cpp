@@ -30,7 +30,7 @@ unique_fd make_socket() {
 // A socket file is stale when a connection to it is refused; a full backlog is not a refusal.
 void remove_stale_file(const char* path, const local_address& address) {
   struct stat status {};
-  if (lstat(path, &status) != 0 || !S_ISSOCK(status.st_mode)) return;
+  if (lstat(path, &status) != 0 || !S_ISSOCK(status.st_mode)) { return; }
   const unique_fd probe = make_socket();
   if (probe.valid() && connect(probe.get(), address.get(), sizeof(address.address)) != 0 &&
       errno == ECONNREFUSED) {
@@ -79,10 +79,10 @@ accept_result why_not_accepted(int error) {
 
 // One client more than the most is closed as its descriptor goes out of scope.
 accept_result accept_one(comm_socket_v4& server) {
-  if (!somebody_waits(server.listener.get())) return accept_result::none_waiting;
-  if (!has_descriptors_to_give(server.listener.get())) return accept_result::no_descriptors;
+  if (!somebody_waits(server.listener.get())) { return accept_result::none_waiting; }
+  if (!has_descriptors_to_give(server.listener.get())) { return accept_result::no_descriptors; }
   unique_fd fd(accept4(server.listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  if (!fd.valid()) return why_not_accepted(errno);
+  if (!fd.valid()) { return why_not_accepted(errno); }
   const auto open_clients = std::count_if(server.clients.begin(), server.clients.end(),
                                           [](const auto& client) { return client.is_open(); });
   if (static_cast<std::size_t>(open_clients) < most_clients) {
@@ -98,7 +98,7 @@ bool accept_round(comm_socket_v4& server) {
   server.can_accept = true;
   for (int i = 0; i < most_accepts_per_round; ++i) {
     const accept_result result = accept_one(server);
-    if (result == accept_result::go_on) continue;
+    if (result == accept_result::go_on) { continue; }
     server.can_accept = result != accept_result::no_descriptors;
     return result != accept_result::broken;
   }
@@ -121,7 +121,7 @@ comm_socket_v4* comm_socket_v4_destroy(comm_socket_v4* server) {
 
 int comm_socket_v4_create_server(comm_socket_v4* server, const char* path) {
   local_address address;
-  if (!address.set(path)) return -1;
+  if (!address.set(path)) { return -1; }
   remove_stale_file(path, address);
   unique_fd listener = make_socket();
   struct stat status {};
@@ -141,7 +141,7 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 }
 
 int comm_socket_v4_idle(comm_socket_v4* server) {
-  if (!server->listener.valid()) return -1;
+  if (!server->listener.valid()) { return -1; }
   server->pass_is_over = false;
   // Reading comes first: it finds who is gone, and so makes room for who comes.
   for (comm_socket_v4_client& client : server->clients) {

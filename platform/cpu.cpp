@@ -26,6 +26,6 @@ void init_tarn_utils_cpu() {
 }
 
 std::size_t how_many_cpus() {
-  if (cpu_count == 0) init_tarn_utils_cpu();
+  if (cpu_count == 0) { init_tarn_utils_cpu(); }
   return cpu_count;
 }

@@ -23,7 +23,7 @@ bool make_one(const std::string& path, mode_t mode, int owner) {
            lchown(path.c_str(), static_cast<uid_t>(owner), static_cast<gid_t>(-1)) == 0;
   }
   const int error = errno;
-  if (is_directory(path)) return true;
+  if (is_directory(path)) { return true; }
   errno = error == EEXIST ? ENOTDIR : error;
   return false;
 }
@@ -41,7 +41,7 @@ int mkdir_p(const char* path, mode_t mode, int owner) {
   do {
     slash = whole.find('/', slash + 1);
     const mode_t its_mode = slash < last_name_end ? mode & ~written_by_others : mode;
-    if (!make_one(whole.substr(0, slash), its_mode, owner)) return -1;
+    if (!make_one(whole.substr(0, slash), its_mode, owner)) { return -1; }
   } while (slash != std::string::npos);
   return 0;
 }

@@ -27,12 +27,12 @@ bool make_job_directory(std::int32_t id) {
 }  // namespace
 
 std::int32_t new_cgi_fileops_job_id() {
-  if (mkdir_p(path_fileops_jobs, 0777, -1) != 0) return -1;
+  if (mkdir_p(path_fileops_jobs, 0777, -1) != 0) { return -1; }
   const std::int32_t standing = highest_job_id(last_id);
-  if (standing < 0) return -1;
+  if (standing < 0) { return -1; }
   for (std::int32_t id = std::max(standing, last_id); id < last_job_id;) {
-    if (make_job_directory(++id)) return last_id = id;
-    if (errno != EEXIST) return -1;
+    if (make_job_directory(++id)) { return last_id = id; }
+    if (errno != EEXIST) { return -1; }
   }
   errno = EOVERFLOW;
   return -1;

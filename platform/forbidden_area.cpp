@@ -29,11 +29,13 @@ bool is_queue_copy(std::string_view path) {
   return path.substr(0, prefix.size()) == prefix;
 }
 
-template <typename Condition> bool is_any_own_place(Condition condition) {
+template <typename Condition>
+bool is_any_own_place(Condition condition) {
   return std::any_of(std::begin(own_places), std::end(own_places), condition);
 }
 
-template <typename Condition> bool is_any_root(Condition condition) {
+template <typename Condition>
+bool is_any_root(Condition condition) {
   return std::any_of(media_roots().begin(), media_roots().end(), condition);
 }
 

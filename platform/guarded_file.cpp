@@ -38,7 +38,7 @@ mode_t given_by(const char* replaced) {
 unique_fd create_guarded_file(const char* path, const char* replaced) {
   unlink(path);  // what cannot be removed makes the next call fail
   unique_fd file(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, owner_only));
-  if (!file.valid()) return file;
+  if (!file.valid()) { return file; }
   const mode_t allowed = has_group_of_its_folder(file.get(), path) ? owner_and_group : owner_only;
   if (fchmod(file.get(), allowed & given_by(replaced) & ~withheld_by_umask()) != 0) {
     return unique_fd();

@@ -52,9 +52,9 @@ void watch(const struct stat& folder) {
 
 // False when the highest id is no longer known.
 bool take_change(const inotify_event& change, std::int32_t forgettable) {
-  if ((change.mask & losses) != 0) return false;
+  if ((change.mask & losses) != 0) { return false; }
   const std::int32_t id = change.len == 0 ? 0 : job_id_of(change.name);
-  if ((change.mask & arrivals) != 0) known.highest = std::max(known.highest, id);
+  if ((change.mask & arrivals) != 0) { known.highest = std::max(known.highest, id); }
   return (change.mask & departures) == 0 || id < known.highest || id <= forgettable;
 }
 
@@ -64,7 +64,7 @@ bool take_changes(std::int32_t forgettable) {
   while ((got = read(known.changes.get(), events, sizeof(events))) > 0) {
     for (const char* next = events; next < events + got;) {
       const auto* const change = reinterpret_cast<const inotify_event*>(next);
-      if (!take_change(*change, forgettable)) return false;
+      if (!take_change(*change, forgettable)) { return false; }
       next += sizeof(inotify_event) + change->len;
     }
   }
@@ -73,7 +73,7 @@ bool take_changes(std::int32_t forgettable) {
 
 std::int32_t list_highest() {
   const unique_dir jobs(opendir(path_fileops_jobs));
-  if (!jobs) return -1;
+  if (!jobs) { return -1; }
   std::int32_t highest = 0;
   while (const dirent* const entry = readdir(jobs.get())) {
     highest = std::max(highest, job_id_of(entry->d_name));
@@ -86,18 +86,18 @@ std::int32_t list_highest() {
 // Watched first and listed then, so that no change falls between the two.
 std::int32_t highest_job_id(std::int32_t forgettable) {
   struct stat folder {};
-  if (stat(path_fileops_jobs, &folder) != 0) return -1;
-  if (is_watched(folder) && take_changes(forgettable)) return known.highest;
+  if (stat(path_fileops_jobs, &folder) != 0) { return -1; }
+  if (is_watched(folder) && take_changes(forgettable)) { return known.highest; }
   watch(folder);
   known.highest = list_highest();
-  if (known.highest < 0) known.changes.reset();
+  if (known.highest < 0) { known.changes.reset(); }
   return known.highest;
 }
 
 std::int32_t job_id_of(const char* name) {
   const std::size_t length = strlen(name);
   constexpr std::size_t most_digits = 10;
-  if (length > most_digits || *name == '0' || strspn(name, "0123456789") != length) return 0;
+  if (length > most_digits || *name == '0' || strspn(name, "0123456789") != length) { return 0; }
   const unsigned long long number = strtoull(name, nullptr, 10);
   return number <= last_job_id ? static_cast<std::int32_t>(number) : 0;
 }

@@ -41,7 +41,7 @@ std::string_view content_of(std::string_view line) {
 
 void add_listed_root(std::vector<std::string>& roots, std::string_view line) {
   const std::string_view content = content_of(line);
-  if (content.empty()) return;
+  if (content.empty()) { return; }
   const std::string root(content.substr(0, content.size() - (content.back() == '/' ? 1 : 0)));
   if (may_be_root(root)) {
     roots.push_back(root);
@@ -55,7 +55,7 @@ std::vector<std::string> read_roots() {
   std::vector<std::string> roots{"/mnt", "/media", "/srv"};
   std::string list;
   if (!read_small_file(AT_FDCWD, path_media_roots, largest_list, list)) {
-    if (errno != ENOENT) fprintf(stderr, "%s ignored, %s\n", path_media_roots, strerror(errno));
+    if (errno != ENOENT) { fprintf(stderr, "%s ignored, %s\n", path_media_roots, strerror(errno)); }
     return roots;
   }
   for (std::size_t begin = 0; begin < list.size();) {
@@ -82,7 +82,7 @@ bool is_plain_path(std::string_view path) {
   for (std::size_t begin = 1; begin <= path.size();) {
     const std::size_t end = std::min(path.find('/', begin), path.size());
     const std::string_view component = path.substr(begin, end - begin);
-    if (component.empty() || component == "." || component == "..") return false;
+    if (component.empty() || component == "." || component == "..") { return false; }
     begin = end + 1;
   }
   return true;

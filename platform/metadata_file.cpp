@@ -1,6 +1,5 @@
 // Metadata files, loaded and written.
 #include <cerrno>
-
 #include <string>
 
 #include <fcntl.h>
@@ -38,8 +37,8 @@ unique_fd open_directory(const std::string& directory) {
 bool write_all(int fd, std::string_view text) {
   while (!text.empty()) {
     const ssize_t put = write(fd, text.data(), text.size());
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return false;
+    if (put < 0 && errno == EINTR) { continue; }
+    if (put < 0) { return false; }
     text.remove_prefix(static_cast<std::size_t>(put));
   }
   return true;
@@ -56,7 +55,7 @@ unique_fd make_temporary(int directory_fd, const char* name, std::string& tempor
                 std::to_string(counter++) + ".tmp";
     file.reset(
         openat(directory_fd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
-    if (!file.valid() && errno != EEXIST) break;
+    if (!file.valid() && errno != EEXIST) { break; }
   }
   return file;
 }
@@ -66,7 +65,7 @@ unique_fd make_temporary(int directory_fd, const char* name, std::string& tempor
 int replace_file(int directory_fd, const char* name, const std::string& text) {
   std::string temporary;
   unique_fd file = make_temporary(directory_fd, name, temporary);
-  if (!file.valid()) return -1;
+  if (!file.valid()) { return -1; }
   // Network file systems tell of a full disk only at the close.
   if (write_all(file.get(), text) && close(file.release()) == 0 &&
       renameat(directory_fd, temporary.c_str(), directory_fd, name) == 0) {
@@ -83,15 +82,15 @@ int metadata_v4_metadata_context_load_metadata_from_file(metadata_v4_metadata_co
                                                          const metadata_v4_context* context,
                                                          const char* name) {
   const char* const file_name = or_usual_name(name);
-  if (context->directory.empty() || !is_bare_name(file_name)) return fail(EINVAL);
+  if (context->directory.empty() || !is_bare_name(file_name)) { return fail(EINVAL); }
   const unique_fd directory = open_directory(context->directory);
-  if (!directory.valid()) return -1;
+  if (!directory.valid()) { return -1; }
   std::string text;
   if (!read_small_file(directory.get(), file_name, largest_file, text)) {
     return fail(errno == EFBIG ? EINVAL : errno);
   }
   metadata_v4_metadata_context loaded;
-  if (!loaded.parse(text)) return fail(EINVAL);
+  if (!loaded.parse(text)) { return fail(EINVAL); }
   *entries = std::move(loaded);
   return 0;
 }
@@ -100,11 +99,11 @@ int metadata_v4_metadata_context_write_metadata_to_file(const metadata_v4_metada
                                                         const metadata_v4_context* context,
                                                         const char* name) {
   const char* const file_name = or_usual_name(name);
-  if (context->directory.empty() || !is_bare_name(file_name)) return fail(EINVAL);
+  if (context->directory.empty() || !is_bare_name(file_name)) { return fail(EINVAL); }
   const std::string text = entries->text();
-  if (text.size() > largest_file) return fail(EFBIG);
-  if (mkdir(context->directory.c_str(), 0777) != 0 && errno != EEXIST) return -1;
+  if (text.size() > largest_file) { return fail(EFBIG); }
+  if (mkdir(context->directory.c_str(), 0777) != 0 && errno != EEXIST) { return -1; }
   const unique_fd directory = open_directory(context->directory);
-  if (!directory.valid()) return -1;
+  if (!directory.valid()) { return -1; }
   return replace_file(directory.get(), file_name, text);
 }

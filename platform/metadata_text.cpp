@@ -1,7 +1,7 @@
 // Metadata entries, their text form read and written.
-#include "platform/metadata_entries.h"
-
 #include <algorithm>
+
+#include "platform/metadata_entries.h"
 
 namespace {
 

@@ -32,11 +32,11 @@ int metadata_v4_file_to_metadir(const char* path, char* buffer, std::size_t size
   const std::string_view whole = path;
   const std::size_t name_begin = whole.rfind('/') + 1;
   const std::string_view name = whole.substr(name_begin);
-  if (whole.substr(0, 1) != "/" || name.empty()) return fail(EINVAL);
-  if (name.size() > longest_name) return fail(ENAMETOOLONG);
+  if (whole.substr(0, 1) != "/" || name.empty()) { return fail(EINVAL); }
+  if (name.size() > longest_name) { return fail(ENAMETOOLONG); }
   std::string metadir(whole.substr(0, name_begin));
   metadir.append(prefix).append(name).append(suffix);
-  if (metadir.size() >= size || metadir.size() > INT_MAX) return fail(ERANGE);
+  if (metadir.size() >= size || metadir.size() > INT_MAX) { return fail(ERANGE); }
   memcpy(buffer, metadir.c_str(), metadir.size() + 1);
   return static_cast<int>(metadir.size());
 }
@@ -45,7 +45,7 @@ bool metadata_v4_context_is_metadata_name(const char* path) {
   std::string_view rest = path;
   while (!rest.empty()) {
     const std::size_t end = std::min(rest.find('/'), rest.size());
-    if (is_metadata_directory_name(rest.substr(0, end))) return true;
+    if (is_metadata_directory_name(rest.substr(0, end))) { return true; }
     rest.remove_prefix(std::min(end + 1, rest.size()));
   }
   return false;
@@ -62,7 +62,7 @@ metadata_v4_context* metadata_v4_context_destroy(metadata_v4_context* context) {
 
 int metadata_v4_context_set_file_location(metadata_v4_context* context, const char* path) {
   char directory[PATH_MAX];
-  if (metadata_v4_file_to_metadir(path, directory, sizeof(directory)) < 0) return -1;
+  if (metadata_v4_file_to_metadir(path, directory, sizeof(directory)) < 0) { return -1; }
   context->directory = directory;
   return 0;
 }
@@ -85,7 +85,7 @@ const char* metadata_v4_metadata_context_read_entry(const metadata_v4_metadata_c
 
 int metadata_v4_metadata_context_write_entry(metadata_v4_metadata_context* entries,
                                              const char* name, const char* value) {
-  if (*name == '\0' || strpbrk(name, "=\r\n") != nullptr) return fail(EINVAL);
+  if (*name == '\0' || strpbrk(name, "=\r\n") != nullptr) { return fail(EINVAL); }
   entries->set(name, value);
   return 0;
 }

@@ -21,7 +21,7 @@ constexpr mode_t widest_mode = 0640;
 std::string path_of_copy(std::time_t when) {
   struct tm parts {};
   char text[64] = "";
-  if (gmtime_r(&when, &parts) != nullptr) strftime(text, sizeof(text), time_form, &parts);
+  if (gmtime_r(&when, &parts) != nullptr) { strftime(text, sizeof(text), time_form, &parts); }
   return path_queue_copy_prefix + std::string(text);
 }
 
@@ -45,11 +45,12 @@ bool is_empty_file(const std::string& path) {
 // A full disk leaves an empty queue file at every stop: those must not push out the one copy that
 // holds jobs.
 void remove_oldest(std::vector<std::string> copies) {
-  if (copies.size() <= queue_copies_kept) return;
+  if (copies.size() <= queue_copies_kept) { return; }
   std::stable_partition(copies.begin(), copies.end(), is_empty_file);
   copies.resize(copies.size() - queue_copies_kept);
-  for (const auto& copy : copies)
+  for (const auto& copy : copies) {
     unlink(copy.c_str());
+  }
 }
 
 void take_rights_of_others(const std::string& path) {
@@ -65,10 +66,10 @@ void take_rights_of_others(const std::string& path) {
 std::vector<std::string> queue_file_copies() {
   std::vector<std::string> copies;
   const unique_dir folder(opendir(path_settings_dir));
-  if (!folder) return copies;
+  if (!folder) { return copies; }
   while (const dirent* const entry = readdir(folder.get())) {
     std::string path = std::string(path_settings_dir) + entry->d_name;
-    if (time_of_copy(path) >= 0) copies.push_back(std::move(path));
+    if (time_of_copy(path) >= 0) { copies.push_back(std::move(path)); }
   }
   std::sort(copies.begin(), copies.end());
   return copies;
@@ -77,9 +78,9 @@ std::vector<std::string> queue_file_copies() {
 std::string set_queue_file_aside() {
   const auto copies = queue_file_copies();
   std::time_t when = std::time(nullptr);
-  if (!copies.empty()) when = std::max(when, time_of_copy(copies.back()) + 1);
+  if (!copies.empty()) { when = std::max(when, time_of_copy(copies.back()) + 1); }
   std::string copy = path_of_copy(when);
-  if (rename(path_queue_file, copy.c_str()) != 0) return "";
+  if (rename(path_queue_file, copy.c_str()) != 0) { return ""; }
   take_rights_of_others(copy);
   remove_oldest(queue_file_copies());
   return copy;

@@ -25,16 +25,12 @@ void rewrite_closer::operator()(FILE* file) const {
 unique_rewrite rewrite_file(const std::string& path) {
   unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
   struct stat status {};
-  if (!fd.valid() || fstat(fd.get(), &status) != 0) {
-    return nullptr;
-  }
+  if (!fd.valid() || fstat(fd.get(), &status) != 0) { return nullptr; }
   if (!S_ISREG(status.st_mode)) {
     errno = EINVAL;
     return nullptr;
   }
   unique_rewrite file(fdopen(fd.get(), "w"));
-  if (file) {
-    static_cast<void>(fd.release());
-  }
+  if (file) { static_cast<void>(fd.release()); }
   return file;
 }

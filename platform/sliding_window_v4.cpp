@@ -20,17 +20,17 @@ std::size_t limited(std::size_t size, std::size_t max) {
 }  // namespace
 
 sliding_window_v4* sliding_window_v4_create_buffer(std::size_t capacity) {
-  if (capacity == 0) return nullptr;
+  if (capacity == 0) { return nullptr; }
   std::unique_ptr<unsigned char[]> region(new (std::nothrow) unsigned char[capacity]);
-  if (!region) return nullptr;
+  if (!region) { return nullptr; }
   unsigned char* const start = region.get();
   auto* const buffer = new (std::nothrow) sliding_window_v4{start, start + capacity, start, start};
-  if (buffer != nullptr) static_cast<void>(region.release());
+  if (buffer != nullptr) { static_cast<void>(region.release()); }
   return buffer;
 }
 
 sliding_window_v4* sliding_window_v4_destroy(sliding_window_v4* buffer) {
-  if (buffer != nullptr) delete[] buffer->region_start;
+  if (buffer != nullptr) { delete[] buffer->region_start; }
   delete buffer;
   return nullptr;
 }
@@ -55,7 +55,7 @@ std::size_t sliding_window_v4_can_write(const sliding_window_v4* buffer) {
 void sliding_window_v4_lazy_flush(sliding_window_v4* buffer) {
   const std::size_t unread = sliding_window_v4_data_available(buffer);
   const auto capacity = static_cast<std::size_t>(buffer->region_end - buffer->region_start);
-  if (unread != 0 && sliding_window_v4_can_write(buffer) >= capacity - capacity / 2) return;
+  if (unread != 0 && sliding_window_v4_can_write(buffer) >= capacity - capacity / 2) { return; }
   memmove(buffer->region_start, buffer->read_pos, unread);
   buffer->read_pos = buffer->region_start;
   buffer->write_pos = buffer->region_start + unread;
@@ -63,24 +63,24 @@ void sliding_window_v4_lazy_flush(sliding_window_v4* buffer) {
 
 ssize_t sliding_window_v4_refill_from_fd(sliding_window_v4* buffer, int fd, std::size_t max) {
   const std::size_t room = limited(sliding_window_v4_can_write(buffer), max);
-  if (room == 0) return 0;
+  if (room == 0) { return 0; }
   ssize_t got = 0;
   do {
     got = read(fd, buffer->write_pos, room);
   } while (got < 0 && errno == EINTR);
-  if (got <= 0) return got < 0 && errno == EAGAIN ? 0 : -1;
+  if (got <= 0) { return got < 0 && errno == EAGAIN ? 0 : -1; }
   buffer->write_pos += got;
   return got;
 }
 
 ssize_t sliding_window_v4_empty_to_fd(sliding_window_v4* buffer, int fd, std::size_t max) {
   const std::size_t unread = limited(sliding_window_v4_data_available(buffer), max);
-  if (unread == 0) return 0;
+  if (unread == 0) { return 0; }
   ssize_t put = 0;
   do {
     put = write(fd, buffer->read_pos, unread);
   } while (put < 0 && errno == EINTR);
-  if (put < 0) return errno == EAGAIN ? 0 : -1;
+  if (put < 0) { return errno == EAGAIN ? 0 : -1; }
   buffer->read_pos += put;
   return put;
 }

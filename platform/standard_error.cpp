@@ -30,9 +30,9 @@ class line_channel {
 public:
   line_channel() {
     struct stat status {};
-    if (fstat(STDERR_FILENO, &status) != 0) return;
-    if (S_ISSOCK(status.st_mode)) mode_ = write_mode::send;
-    if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) open_again();
+    if (fstat(STDERR_FILENO, &status) != 0) { return; }
+    if (S_ISSOCK(status.st_mode)) { mode_ = write_mode::send; }
+    if (S_ISFIFO(status.st_mode) || S_ISCHR(status.st_mode)) { open_again(); }
   }
 
   void take(std::string_view text) {
@@ -48,11 +48,11 @@ public:
   // True when everything that was to come before the next line is out.
   bool flush() {
     // What is missing of a line goes out before all else, so that no other line tears it.
-    if (!rest_.empty() && !write_out(rest_)) rest_.clear();
-    if (!rest_.empty()) return false;
-    if (dropped_ == 0) return true;
+    if (!rest_.empty() && !write_out(rest_)) { rest_.clear(); }
+    if (!rest_.empty()) { return false; }
+    if (dropped_ == 0) { return true; }
     const std::string count = std::to_string(dropped_);
-    if (!put("Standard error was full, lines dropped: " + count + "\n")) return false;
+    if (!put("Standard error was full, lines dropped: " + count + "\n")) { return false; }
     dropped_ = 0;
     return rest_.empty();
   }
@@ -61,18 +61,18 @@ private:
   void open_again() {
     const int fd = open("/proc/self/fd/2", O_WRONLY | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     mode_ = fd < 0 ? write_mode::polled : write_mode::opened;
-    if (fd >= 0) fd_ = fd;
+    if (fd >= 0) { fd_ = fd; }
   }
 
   void put_line() {
-    if (!flush() || !put(line_)) ++dropped_;
+    if (!flush() || !put(line_)) { ++dropped_; }
   }
 
   // False when nothing of the text could be written.
   bool put(std::string text) {
     const std::size_t size = text.size();
     write_out(text);
-    if (text.size() == size) return false;
+    if (text.size() == size) { return false; }
     rest_ = std::move(text);
     return true;
   }
@@ -80,8 +80,9 @@ private:
   // Takes what could be written off the text. False when there is nobody to write to.
   bool write_out(std::string& text) const {
     ssize_t count = 0;
-    while (!text.empty() && (count = write_some(text)) > 0)
+    while (!text.empty() && (count = write_some(text)) > 0) {
       text.erase(0, static_cast<std::size_t>(count));
+    }
     return count >= 0 || errno == EAGAIN;
   }
 
@@ -89,7 +90,7 @@ private:
     if (mode_ == write_mode::send) {
       return send(fd_, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
     }
-    if (mode_ != write_mode::polled) return write(fd_, text.data(), text.size());
+    if (mode_ != write_mode::polled) { return write(fd_, text.data(), text.size()); }
     pollfd room = {fd_, POLLOUT, 0};
     if (poll(&room, 1, 0) <= 0) {
       errno = EAGAIN;
@@ -119,12 +120,12 @@ void open_standard_error() {
   cookie_io_functions_t functions = {};
   functions.write = take_text;
   FILE* const file = fopencookie(nullptr, "w", functions);
-  if (file == nullptr) return;
+  if (file == nullptr) { return; }
   setvbuf(file, nullptr, _IONBF, 0);
   channel = new line_channel;
   stderr = file;
 }
 
 void flush_standard_error() {
-  if (channel != nullptr) channel->flush();
+  if (channel != nullptr) { channel->flush(); }
 }

@@ -28,7 +28,7 @@ void divide_name_equ_value_pair(char* line, char** name, char** value) {
   *name = nullptr;
   *value = nullptr;
   char* const equals = strchr(line, '=');
-  if (equals == nullptr || equals == line) return;
+  if (equals == nullptr || equals == line) { return; }
   *equals = '\0';
   *name = line;
   *value = equals + 1;
@@ -38,9 +38,9 @@ void divide_name_equ_value_pair_loose(char* line, char** name, char** value) {
   *name = nullptr;
   *value = nullptr;
   char* const begin = line + strspn(line, blanks);
-  if (*begin == '#' || *begin == ';') return;
+  if (*begin == '#' || *begin == ';') { return; }
   divide_name_equ_value_pair(begin, name, value);
-  if (*name == nullptr) return;
+  if (*name == nullptr) { return; }
   cut_end(*name, blanks);
   *value += strspn(*value, blanks);
   cut_end(*value, blanks);

@@ -1,8 +1,9 @@
 // A file descriptor that is closed when its owner goes.
 #pragma once
 
-#include <unistd.h>
 #include <utility>
+
+#include <unistd.h>
 
 class unique_fd {
 public:
@@ -25,7 +26,7 @@ public:
 
   // Closes what is held and takes `fd`, which may be -1.
   void reset(int fd = -1) {
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) { ::close(fd_); }
     fd_ = fd;
   }
 

@@ -10,16 +10,12 @@
 // A number cut to its integer part and kept within 32 bits.
 inline std::int32_t to_int32(double number) {
   using limits = std::numeric_limits<std::int32_t>;
-  if (std::isnan(number)) {
-    return 0;
-  }
-  if (number <= limits::min()) {
-    return limits::min();
-  }
+  if (std::isnan(number)) { return 0; }
+  if (number <= limits::min()) { return limits::min(); }
   return number >= limits::max() ? limits::max() : static_cast<std::int32_t>(number);
 }
 
 // The integer value of a JSON number; 0 for any other JSON value.
-inline std::int32_t json_int(json11::Json const& json) {
+inline std::int32_t json_int(const json11::Json& json) {
   return to_int32(json.number_value());
 }

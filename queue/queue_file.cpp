@@ -43,9 +43,7 @@ bool read_whole_file(int fd, std::string& text, std::string& error) {
   char block[65536];
   ssize_t got = 0;
   while ((got = read(fd, block, sizeof(block))) != 0) {
-    if (got < 0 && errno == EINTR) {
-      continue;
-    }
+    if (got < 0 && errno == EINTR) { continue; }
     if (got < 0) {
       error = strerror(errno);
       return false;
@@ -63,12 +61,8 @@ json11::Json parse_queue_file(int fd) {
   std::string text;
   std::string error;
   json11::Json document;
-  if (read_whole_file(fd, text, error)) {
-    document = json11::Json::parse(text, error);
-  }
-  if (document.is_null()) {
-    fprintf(stderr, "Queue was not read, error %s\n", error.c_str());
-  }
+  if (read_whole_file(fd, text, error)) { document = json11::Json::parse(text, error); }
+  if (document.is_null()) { fprintf(stderr, "Queue was not read, error %s\n", error.c_str()); }
   return document;
 }
 
@@ -108,17 +102,15 @@ void enqueue_restored(std::unique_ptr<QueueItem> restored) {
 }
 
 // False when there is none.
-bool read_list(json11::Json const& list) {
+bool read_list(const json11::Json& list) {
   if (list.is_null()) {
     fprintf(stderr, "Queue warning, list was empty\n");
   } else if (!list.is_array()) {
     fprintf(stderr, "Queue warning, list was not array\n");
   }
-  for (json11::Json const& element : list.array_items()) {
+  for (const json11::Json& element : list.array_items()) {
     auto item = std::make_unique<QueueItem>();
-    if (item->deserialize_json(element, true)) {
-      enqueue_restored(std::move(item));
-    }
+    if (item->deserialize_json(element, true)) { enqueue_restored(std::move(item)); }
   }
   return list.is_array();
 }
@@ -128,16 +120,12 @@ bool read_list(json11::Json const& list) {
 // Kept on purpose: what comes of the write, the close and the rename is not looked at. Effect: on a
 // full disk the queue file may be cut short; the next write that has room mends it.
 bool write_queue() {
-  if (is_blocked_by_unreadable_file && !set_unreadable_file_aside()) {
-    return false;
-  }
+  if (is_blocked_by_unreadable_file && !set_unreadable_file_aside()) { return false; }
   std::string const text = queue_text();
   {
-    unique_fd const file = create_guarded_file(path_queue_file_temporary, path_queue_file);
-    if (!file.valid()) {
-      return false;
-    }
-    ssize_t const written = write(file.get(), text.data(), text.size());
+    const unique_fd file = create_guarded_file(path_queue_file_temporary, path_queue_file);
+    if (!file.valid()) { return false; }
+    const ssize_t written = write(file.get(), text.data(), text.size());
     static_cast<void>(written);
   }
   rename(path_queue_file_temporary, path_queue_file);
@@ -149,15 +137,13 @@ bool read_queue() {
     fprintf(stderr, "BUG: Asked to read queue when queue is not empty\n");
     return false;
   }
-  unique_fd const file(open(path_queue_file, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const unique_fd file(open(path_queue_file, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.valid()) {
     fprintf(stderr, "Unable to open queue file\n");
     set_unreadable_file_aside();
     return false;
   }
   json11::Json const document = parse_queue_file(file.get());
-  if (document.is_null() || !read_list(document["list"])) {
-    set_unreadable_file_aside();
-  }
+  if (document.is_null() || !read_list(document["list"])) { set_unreadable_file_aside(); }
   return true;
 }

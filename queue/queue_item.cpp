@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include <sys/stat.h>
+
 #include <uuid/uuid.h>
 
 #include "exec/slots.h"
@@ -22,7 +23,7 @@ void gen_uuid(std::string& out) {
   uuid_t b;
   uuid_generate_random(b);
   char tmp[128];
-  auto const w = static_cast<std::size_t>(snprintf(
+  const auto w = static_cast<std::size_t>(snprintf(
       tmp, sizeof(tmp), "%02x%02x%02x%02x-%02x%02x-%02x%02x-%02x%02x-%02x%02x%02x%02x%02x%02x",
       b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14],
       b[15]));
@@ -44,7 +45,7 @@ void QueueItem::remote_job::clear() {
   json = json11::Json();
 }
 
-bool QueueItem::metadata::load(char const* path) {
+bool QueueItem::metadata::load(const char* path) {
   close();
   context = metadata_v4_context_create();
   if (context == nullptr || metadata_v4_context_set_file_location(context, path) < 0) {
@@ -90,7 +91,7 @@ void QueueItem::close_input() {
   input_name.clear();
 }
 
-bool QueueItem::set_input_file(char const* path) {
+bool QueueItem::set_input_file(const char* path) {
   std::string new_input = path;  // `path` may be the text that is cleared next
   close_input();
   input_file = std::move(new_input);
@@ -98,30 +99,24 @@ bool QueueItem::set_input_file(char const* path) {
   if (input_file.compare(0, 1, "/") == 0) {
     input_dir = input_file.substr(0, slash);
     input_name = input_file.substr(slash + 1);
-    if (cgi_velmar_forbidden_file_name(input_name.c_str()) == 0) {
-      return true;
-    }
+    if (cgi_velmar_forbidden_file_name(input_name.c_str()) == 0) { return true; }
   }
   close_input();
   return false;
 }
 
-bool is_output_path_allowed(std::string const& path) {
+bool is_output_path_allowed(const std::string& path) {
   std::size_t const prefix_length = strlen(path_output_dir);
-  if (path.compare(0, prefix_length, path_output_dir) != 0) {
-    return false;
-  }
+  if (path.compare(0, prefix_length, path_output_dir) != 0) { return false; }
   std::size_t const name = path.find_first_not_of('/', prefix_length);
   return name != std::string::npos && cgi_velmar_forbidden_file_name(path.c_str() + name) == 0;
 }
 
-bool QueueItem::set_output_file(char const* path) {
+bool QueueItem::set_output_file(const char* path) {
   std::string new_output = path;  // `path` may be the text that is cleared next
   output_file.clear();
   output_metadir.clear();
-  if (new_output.empty()) {
-    return true;
-  }
+  if (new_output.empty()) { return true; }
   char metadir[4096];
   if (!is_output_path_allowed(new_output) ||
       metadata_v4_file_to_metadir(new_output.c_str(), metadir, sizeof(metadir)) < 0) {
@@ -134,16 +129,12 @@ bool QueueItem::set_output_file(char const* path) {
 
 std::string QueueItem::pick_output_file_name_from_input() const {
   char name[4096];
-  int const length = snprintf(name, sizeof(name), "%llu.vod.%s.%s",
+  const int length = snprintf(name, sizeof(name), "%llu.vod.%s.%s",
                               static_cast<unsigned long long>(gettimeofday_us()),
                               transcode_profile.c_str(), input_name.c_str());
-  if (length < 0 || static_cast<std::size_t>(length) >= sizeof(name)) {
-    return "";
-  }
+  if (length < 0 || static_cast<std::size_t>(length) >= sizeof(name)) { return ""; }
   std::string path = std::string(path_output_dir) + name;
-  if (path.substr(path.rfind('.')) != ".mp4") {
-    path += ".mp4";
-  }
+  if (path.substr(path.rfind('.')) != ".mp4") { path += ".mp4"; }
   return path;
 }
 

@@ -102,7 +102,7 @@ public:
 
     // Opens the metadata of a media file; what was open is closed first. False with errno set when
     // it cannot be had, ENOENT when the file has none.
-    bool load(char const* path);
+    bool load(const char* path);
     void close();
   };
 
@@ -183,15 +183,15 @@ public:
   // Releases everything the item owns and every slot it holds. A child that still runs is left
   // alone, with a warning on standard error.
   ~QueueItem();
-  QueueItem(QueueItem const&) = delete;
-  QueueItem& operator=(QueueItem const&) = delete;
+  QueueItem(const QueueItem&) = delete;
+  QueueItem& operator=(const QueueItem&) = delete;
 
   // Takes a new source. False, and no source at all, for a path that is not absolute or a name that
   // may not be touched.
-  bool set_input_file(char const* path);
+  bool set_input_file(const char* path);
   // Takes a new output; "" means none. False, and no output at all, for a path outside the output
   // directory or a name that may not be used.
-  bool set_output_file(char const* path);
+  bool set_output_file(const char* path);
   // Makes up an output path from the time, the profile and the input's name; "" when it would be
   // too long for a path.
   std::string pick_output_file_name_from_input() const;
@@ -210,12 +210,12 @@ public:
   // Fills the item from a document. False when the document is refused; the item may then be partly
   // filled and is good for nothing but destruction. With `queue_file` the source and the job
   // directory are checked too, and a job that lost one comes back cancelled.
-  bool deserialize_json(json11::Json const& json, bool queue_file);
+  bool deserialize_json(const json11::Json& json, bool queue_file);
 
   // ---- Modification by clients (queue/queue_item_modify.cpp)
 
   // Changes the field that has the JSON key `name`. True when the change was made or not needed.
-  bool modify(char const* name, char const* value);
+  bool modify(const char* name, const char* value);
 
   // ---- Child process (exec/child_process.cpp, child_pump.cpp, child_output.cpp)
 
@@ -262,7 +262,7 @@ public:
   // Cancels the item: at once, or as soon as its child has ended. False when it is done already.
   bool cancel();
   // cancel(), then the text the user is to see.
-  void cancel_with(std::string const& text);
+  void cancel_with(const std::string& text);
   // Pauses the item, or asks its remote server to. Always true.
   bool pause();
   // Ends a pause. True when the item itself goes on, false when its remote server was asked to.
@@ -357,13 +357,13 @@ private:
   remote_document_view remote_view;
 
   void close_input();
-  void read_flags(json11::Json const& json);
+  void read_flags(const json11::Json& json);
   bool check_restored();
   bool restore_job();
 
   bool modify_paused(bool on);
-  bool modify_profile(char const* value);
-  bool modify_state(char const* value);
+  bool modify_profile(const char* value);
+  bool modify_state(const char* value);
   bool modify_delete_on_finish(bool on);
 
   void become_child();
@@ -376,7 +376,7 @@ private:
   bool idle_ready();
   bool start_check_meta();
   bool start_query_profiles();
-  bool fail_ready(char const* text);
+  bool fail_ready(const char* text);
   void wait_for_start();
   void idle_transcoding();
   void idle_thumbnail();
@@ -384,7 +384,7 @@ private:
   void start_vod_metadata();
   void finish_vod();
   void idle_cleanup();
-  void start_removal(char const* text, bool (QueueItem::*starter)(), cleanup_states otherwise);
+  void start_removal(const char* text, bool (QueueItem::*starter)(), cleanup_states otherwise);
   void finish_cleanup();
   void idle_remote();
   void idle_remote_running();
@@ -405,12 +405,12 @@ private:
   void on_monitor_terminate(int wait_status);
   void on_download_terminate(int wait_status);
   void on_command_terminate(int wait_status);
-  void on_add_reply(CurlVodCGIResponse const& response);
+  void on_add_reply(const CurlVodCGIResponse& response);
   CurlVodCGIResponse read_remote_reply();
-  bool is_lost_reply(CurlVodCGIResponse const& response);
-  void cancel_unexpected_content(CurlVodCGIResponse const& response);
-  void cancel_http_error(CurlVodCGIResponse const& response);
-  void follow_remote_state(QueueItem const& remote_item);
+  bool is_lost_reply(const CurlVodCGIResponse& response);
+  void cancel_unexpected_content(const CurlVodCGIResponse& response);
+  void cancel_http_error(const CurlVodCGIResponse& response);
+  void follow_remote_state(const QueueItem& remote_item);
 
   bool input_allowed();
   bool input_is_file_or_folder();
@@ -422,6 +422,6 @@ private:
   void prepare_silent_child();
   bool removal_may_start(cleanup_states step);
   bool remote_step_may_start();
-  bool start_remote_request(std::vector<std::string> const& lines, std::string const& command);
+  bool start_remote_request(const std::vector<std::string>& lines, const std::string& command);
   bool take_up_remote_item();
 };

@@ -10,19 +10,19 @@ namespace {
 // file a remote document stands at the fourth: file, list, item, remote job.
 constexpr int deepest_remote_document = 200 - 4;
 
-bool is_deeper_than(json11::Json const& json, int levels) {
-  auto const is_child_deeper = [levels](json11::Json const& child) {
+bool is_deeper_than(const json11::Json& json, int levels) {
+  const auto is_child_deeper = [levels](const json11::Json& child) {
     return levels == 0 || is_deeper_than(child, levels - 1);
   };
-  json11::Json::array const& elements = json.array_items();
-  json11::Json::object const& members = json.object_items();
+  const json11::Json::array& elements = json.array_items();
+  const json11::Json::object& members = json.object_items();
   return std::any_of(elements.begin(), elements.end(), is_child_deeper) ||
-         std::any_of(members.begin(), members.end(), [&is_child_deeper](auto const& member) {
+         std::any_of(members.begin(), members.end(), [&is_child_deeper](const auto& member) {
            return is_child_deeper(member.second);
          });
 }
 
-json11::Json remote_job_json(QueueItem::remote_job const& job, bool queue_file) {
+json11::Json remote_job_json(const QueueItem::remote_job& job, bool queue_file) {
   json11::Json::object out{{"entry id", job.entry_id}};
   if (queue_file) {
     out["ip"] = job.ip;
@@ -58,22 +58,14 @@ void QueueItem::serialize_json(json_object& out, bool queue_file) const {
     out["user wants to remove"] = user_wants_remove;
     out["user wants to cancel"] = user_wants_cancel;
   }
-  if (sm.state == TRANSCODE_READY) {
-    out["ready state"] = sm.ready.state_name();
-  }
-  if (sm.state == TRANSCODE_THUMBNAIL) {
-    out["thumbnail state"] = sm.thumbnail.state_name();
-  }
-  if (sm.state == TRANSCODE_CLEANUP) {
-    out["cleanup state"] = sm.cleanup.state_name();
-  }
+  if (sm.state == TRANSCODE_READY) { out["ready state"] = sm.ready.state_name(); }
+  if (sm.state == TRANSCODE_THUMBNAIL) { out["thumbnail state"] = sm.thumbnail.state_name(); }
+  if (sm.state == TRANSCODE_CLEANUP) { out["cleanup state"] = sm.cleanup.state_name(); }
   if (sm.state == TRANSCODE_REMOTE) {
     out["remote transcode state"] = sm.remote.state_name();
     out["remote transcode command"] = sm.remote_command;
   }
-  if (!remote_info.empty()) {
-    out["remote job"] = remote_job_json(remote_info, queue_file);
-  }
+  if (!remote_info.empty()) { out["remote job"] = remote_job_json(remote_info, queue_file); }
 }
 
 void QueueItem::serialize_to_string(std::string& out, bool queue_file) const {

@@ -9,30 +9,22 @@
 namespace {
 
 // Numbers count as true above 0; a text without digits reads as 0.
-bool is_on(char const* value) {
+bool is_on(const char* value) {
   return strtol(value, nullptr, 10) > 0;
 }
 
 }  // namespace
 
-bool QueueItem::modify(char const* name, char const* value) {
+bool QueueItem::modify(const char* name, const char* value) {
   if (strcmp(name, "input file") == 0) {
     // A value that the queue file has no room for is refused like any other: no source is left.
-    bool const has_room = has_room_in_queue_text(*this, input_file.c_str(), value);
+    const bool has_room = has_room_in_queue_text(*this, input_file.c_str(), value);
     return sm.state == TRANSCODE_INIT && set_input_file(has_room ? value : "");
   }
-  if (strcmp(name, "paused") == 0) {
-    return modify_paused(is_on(value));
-  }
-  if (strcmp(name, "transcode profile") == 0) {
-    return modify_profile(value);
-  }
-  if (strcmp(name, "transcode state") == 0) {
-    return modify_state(value);
-  }
-  if (strcmp(name, "delete on finish") == 0) {
-    return modify_delete_on_finish(is_on(value));
-  }
+  if (strcmp(name, "paused") == 0) { return modify_paused(is_on(value)); }
+  if (strcmp(name, "transcode profile") == 0) { return modify_profile(value); }
+  if (strcmp(name, "transcode state") == 0) { return modify_state(value); }
+  if (strcmp(name, "delete on finish") == 0) { return modify_delete_on_finish(is_on(value)); }
   return false;
 }
 
@@ -48,7 +40,7 @@ bool QueueItem::modify_paused(bool on) {
   return true;
 }
 
-bool QueueItem::modify_profile(char const* value) {
+bool QueueItem::modify_profile(const char* value) {
   if (sm.state > TRANSCODE_READY ||
       !has_room_in_queue_text(*this, transcode_profile.c_str(), value)) {
     return false;
@@ -59,18 +51,14 @@ bool QueueItem::modify_profile(char const* value) {
 }
 
 bool QueueItem::modify_delete_on_finish(bool on) {
-  if (sm.state >= TRANSCODE_CLEANUP) {
-    return false;
-  }
+  if (sm.state >= TRANSCODE_CLEANUP) { return false; }
   delete_on_finish = on;
   return true;
 }
 
-bool QueueItem::modify_state(char const* value) {
-  transcode_states const target = sm.state_by_name(value);
-  if (target == sm.state) {
-    return true;
-  }
+bool QueueItem::modify_state(const char* value) {
+  const transcode_states target = sm.state_by_name(value);
+  if (target == sm.state) { return true; }
   switch (sm.state) {
   case TRANSCODE_INIT:
   case TRANSCODE_CANCELLED:
@@ -78,9 +66,7 @@ bool QueueItem::modify_state(char const* value) {
   case TRANSCODE_READY:
   case TRANSCODE_TRANSCODING:
   case TRANSCODE_THUMBNAIL:
-    if (target != TRANSCODE_CANCELLED) {
-      return false;
-    }
+    if (target != TRANSCODE_CANCELLED) { return false; }
     cancel_with("Cancelled by user");
     fileops_write_status();
     return true;

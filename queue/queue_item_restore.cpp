@@ -10,7 +10,7 @@
 namespace {
 
 // A boolean counts as itself, a number as true above 0; anything else leaves the flag as it is.
-void read_flag(json11::Json const& json, bool& flag) {
+void read_flag(const json11::Json& json, bool& flag) {
   if (json.is_bool()) {
     flag = json.bool_value();
   } else if (json.is_number()) {
@@ -19,14 +19,10 @@ void read_flag(json11::Json const& json, bool& flag) {
 }
 
 // [numerator, denominator], or a plain number that counts as percent, in ten-thousandths.
-std::int32_t read_progress(json11::Json const& json) {
-  if (json.is_number()) {
-    return to_int32(json.number_value() * 100);
-  }
-  if (!json.is_array()) {
-    return 0;
-  }
-  json11::Json::array const& parts = json.array_items();
+std::int32_t read_progress(const json11::Json& json) {
+  if (json.is_number()) { return to_int32(json.number_value() * 100); }
+  if (!json.is_array()) { return 0; }
+  const json11::Json::array& parts = json.array_items();
   std::int32_t const denominator =
       parts.size() < 2 ? progress_complete : std::clamp(json_int(parts[1]), 1, progress_complete);
   std::int32_t const numerator = parts.empty() ? 0 : std::clamp(json_int(parts[0]), 0, denominator);
@@ -34,7 +30,7 @@ std::int32_t read_progress(json11::Json const& json) {
 }
 
 // The master first: setting it makes the sub-machine valid that is set next.
-void read_states(json11::Json const& json, QueueItem::transcode_state_machine& sm) {
+void read_states(const json11::Json& json, QueueItem::transcode_state_machine& sm) {
   sm.set_state(json["transcode state"].string_value());
   switch (sm.state) {
   case TRANSCODE_READY:
@@ -55,79 +51,61 @@ void read_states(json11::Json const& json, QueueItem::transcode_state_machine& s
   }
 }
 
-void read_remote_job(json11::Json const& json, QueueItem::remote_job& job) {
-  if (json.is_null()) {
-    return;
-  }
+void read_remote_job(const json11::Json& json, QueueItem::remote_job& job) {
+  if (json.is_null()) { return; }
   job.ip = json["ip"].string_value();
   job.name = json["name"].string_value();
   job.entry_id = json["entry id"].string_value();
-  if (json["json"].is_object()) {
-    job.json = json["json"];
-  }
+  if (json["json"].is_object()) { job.json = json["json"]; }
 }
 
 }  // namespace
 
-bool QueueItem::deserialize_json(json11::Json const& json, bool queue_file) {
-  if (is_running()) {
-    return false;
-  }
+bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
+  if (is_running()) { return false; }
   if (!set_input_file(json["input file"].string_value().c_str()) ||
       !set_output_file(json["output file"].string_value().c_str())) {
     return false;
   }
   transcode_profile = json["transcode profile"].string_value();
   quoted_profile.clear();
-  for (json11::Json const& profile : json["quoted profile"].array_items()) {
+  for (const json11::Json& profile : json["quoted profile"].array_items()) {
     quoted_profile.push_back(profile.string_value());
   }
-  json11::Json const& job_id = json["fileops job id"];
+  const json11::Json& job_id = json["fileops job id"];
   set_fileops_job_id(job_id.is_number() ? json_int(job_id) : -1);
   state_message = json["state"].string_value();
   // An id is a C string to everybody who asks for it, so it ends at a NUL.
-  std::string const& id = json["entry id"].string_value();
+  const std::string& id = json["entry id"].string_value();
   entry_id = id.substr(0, id.find('\0'));
-  if (entry_id.empty()) {
-    return false;
-  }
+  if (entry_id.empty()) { return false; }
   read_states(json, sm);
   progress = read_progress(json["transcode progress"]);
-  if (queue_file && sm.state == TRANSCODE_INIT) {
-    return false;
-  }
+  if (queue_file && sm.state == TRANSCODE_INIT) { return false; }
   read_flags(json);
-  if (queue_file && !check_restored()) {
-    return false;
-  }
+  if (queue_file && !check_restored()) { return false; }
   read_remote_job(json["remote job"], remote_info);
   fileops_op = "vod";
   fileops_write_status();
   return true;
 }
 
-void QueueItem::read_flags(json11::Json const& json) {
+void QueueItem::read_flags(const json11::Json& json) {
   read_flag(json["approved"], approved);
   read_flag(json["waiting"], waiting);
   read_flag(json["user wants to remove"], user_wants_remove);
   read_flag(json["user wants to cancel"], user_wants_cancel);
   read_flag(json["user wants to pause"], user_wants_pause);
   // Kept on purpose: only a boolean counts here. Effect: a number never skips an upload.
-  if (json["uploaded"].is_bool()) {
-    uploaded = json["uploaded"].bool_value();
-  }
+  if (json["uploaded"].is_bool()) { uploaded = json["uploaded"].bool_value(); }
   read_flag(json["paused"], paused);
   read_flag(json["delete on finish"], delete_on_finish);
 }
 
 // Checks a job out of the queue file against the machine as it is now. False drops the job.
 bool QueueItem::check_restored() {
-  if (!restore_job()) {
-    return false;
-  }
-  if (sm.state == TRANSCODE_DONE) {
-    return true;
-  }
+  if (!restore_job()) { return false; }
+  if (sm.state == TRANSCODE_DONE) { return true; }
   struct stat status {};
   if (lstat(input_file.c_str(), &status) != 0) {
     state_message = "Rejected: File has disappeared";
@@ -141,21 +119,15 @@ bool QueueItem::check_restored() {
 
 // Sees to it that the item has a file-operations job with a directory. False drops the item.
 bool QueueItem::restore_job() {
-  if (fileops_job_dir.empty() && !init_fileops_job()) {
-    return false;
-  }
+  if (fileops_job_dir.empty() && !init_fileops_job()) { return false; }
   struct stat status {};
-  if (lstat(fileops_job_dir.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
-    return true;
-  }
+  if (lstat(fileops_job_dir.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) { return true; }
   if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING ||
       sm.state == TRANSCODE_DONE) {
     return false;
   }
   state_message = text_operation_gone;
-  if (!fileops_job_dir.empty()) {
-    fileops_remove_job();
-  }
+  if (!fileops_job_dir.empty()) { fileops_remove_job(); }
   sm.set_state(TRANSCODE_CANCELLED);
   init_fileops_job();  // where this fails its text says why, and the cancelled item stays
   return true;

@@ -13,16 +13,14 @@ namespace {
 constexpr std::size_t kept_of_text = 1000;
 
 std::string time_text() {
-  time_t const now = time(nullptr);
+  const time_t now = time(nullptr);
   struct tm parts {};
   char text[64] = "";
-  if (localtime_r(&now, &parts) == nullptr || asctime_r(&parts, text) == nullptr) {
-    return "";
-  }
+  if (localtime_r(&now, &parts) == nullptr || asctime_r(&parts, text) == nullptr) { return ""; }
   return chomp(text);
 }
 
-void leave_out_what_can_be_missed(QueueItem::json_object& keys, QueueItem const& item) {
+void leave_out_what_can_be_missed(QueueItem::json_object& keys, const QueueItem& item) {
   keys["process argv"] = json11::Json::array();
   keys["quoted profile"] = json11::Json::array();
   if (item.sm.state == TRANSCODE_READY) {
@@ -43,16 +41,14 @@ void leave_out_what_can_be_missed(QueueItem::json_object& keys, QueueItem const&
 
 std::string text_of_queue(bool is_whole) {
   json11::Json::array list;
-  for (QueueItem const* item : transcode_queue) {
+  for (const QueueItem* item : transcode_queue) {
     if (item == nullptr || item->sm.state == TRANSCODE_INIT ||
         item->sm.state == TRANSCODE_CLEARED) {
       continue;
     }
     QueueItem::json_object keys;
     item->serialize_json(keys, true);
-    if (!is_whole) {
-      leave_out_what_can_be_missed(keys, *item);
-    }
+    if (!is_whole) { leave_out_what_can_be_missed(keys, *item); }
     list.emplace_back(keys);
   }
   return json11::Json(json11::Json::object{{"list", list}, {"time", time_text()}}).dump();
@@ -62,8 +58,6 @@ std::string text_of_queue(bool is_whole) {
 
 std::string queue_text() {
   std::string text = text_of_queue(true);
-  if (text.size() > queue_file_size_limit) {
-    text = text_of_queue(false);
-  }
+  if (text.size() > queue_file_size_limit) { text = text_of_queue(false); }
   return text;
 }

@@ -38,32 +38,32 @@ std::size_t char_size(unsigned char c) {
 
 std::size_t text_size(std::string_view text) {
   std::size_t size = string_frame;
-  for (char const c : text) {
+  for (const char c : text) {
     size += char_size(static_cast<unsigned char>(c));
   }
   return size;
 }
 
-std::size_t list_size(std::vector<std::string> const& texts) {
+std::size_t list_size(const std::vector<std::string>& texts) {
   std::size_t size = 0;
-  for (std::string const& text : texts) {
+  for (const std::string& text : texts) {
     size += text_size(text);
   }
   return size;
 }
 
-std::size_t document_size(json11::Json const& json) {
+std::size_t document_size(const json11::Json& json) {
   std::size_t size = longest_number + (json.is_string() ? text_size(json.string_value()) : 0);
-  for (json11::Json const& element : json.array_items()) {
+  for (const json11::Json& element : json.array_items()) {
     size += document_size(element);
   }
-  for (auto const& [key, value] : json.object_items()) {
+  for (const auto& [key, value] : json.object_items()) {
     size += text_size(key) + document_size(value);
   }
   return size;
 }
 
-std::size_t item_size(QueueItem const& item) {
+std::size_t item_size(const QueueItem& item) {
   return fixed_size + text_size(item.entry_id) + text_size(item.input_file) +
          text_size(item.output_file) + text_size(item.transcode_profile) +
          list_size(item.quoted_profile) + text_size(item.state_message) +
@@ -74,17 +74,13 @@ std::size_t item_size(QueueItem const& item) {
 
 }  // namespace
 
-bool has_room_in_queue_text(QueueItem const& item, char const* old_value, char const* new_value) {
+bool has_room_in_queue_text(const QueueItem& item, const char* old_value, const char* new_value) {
   std::size_t const old_size = text_size(old_value);
   std::size_t const new_size = text_size(new_value);
-  if (new_size <= old_size) {
-    return true;
-  }
+  if (new_size <= old_size) { return true; }
   std::size_t size = item_size(item) - old_size + new_size;
-  for (QueueItem const* other : transcode_queue) {
-    if (other != nullptr && other != &item) {
-      size += item_size(*other);
-    }
+  for (const QueueItem* other : transcode_queue) {
+    if (other != nullptr && other != &item) { size += item_size(*other); }
   }
   return size <= queue_text_size_limit;
 }

@@ -3,7 +3,7 @@
 
 transcode_states QueueItem::transcode_state_machine::do_set_state(transcode_states s) {
   require_initialized();
-  transcode_states const old_state = state;
+  const transcode_states old_state = state;
   state = s;
   leave(old_state);
   enter(s);

@@ -68,8 +68,8 @@ enum remote_transcode_states : std::uint32_t {
 };
 constexpr auto remote_transcode_states_count = static_cast<remote_transcode_states>(7);
 
-extern char const* const transcode_states__str[transcode_states_count];
-extern char const* const ready_states__str[ready_states_count];
-extern char const* const cleanup_states__str[cleanup_states_count];
-extern char const* const thumbnail_states__str[thumbnail_states_count];
-extern char const* const remote_transcode_states__str[remote_transcode_states_count];
+extern const char* const transcode_states__str[transcode_states_count];
+extern const char* const ready_states__str[ready_states_count];
+extern const char* const cleanup_states__str[cleanup_states_count];
+extern const char* const thumbnail_states__str[thumbnail_states_count];
+extern const char* const remote_transcode_states__str[remote_transcode_states_count];

@@ -22,13 +22,11 @@ long long ftp_server_size = size_unknown;
 
 // The size out of a line like "==> SIZE far.mp4 ... 12345", which the download tool prints in the
 // same words in every language. Any other line changes nothing.
-void read_size_line(std::string const& line, long long& size) {
+void read_size_line(const std::string& line, long long& size) {
   constexpr char key[] = "==> SIZE ";
   constexpr char gap[] = " ... ";
   std::size_t const at = line.rfind(gap);
-  if (line.compare(0, strlen(key), key) != 0 || at == std::string::npos) {
-    return;
-  }
+  if (line.compare(0, strlen(key), key) != 0 || at == std::string::npos) { return; }
   std::string const number = line.substr(at + strlen(gap));
   if (!number.empty() && number.find_first_not_of("0123456789") == std::string::npos) {
     size = strtoll(number.c_str(), nullptr, 10);
@@ -37,15 +35,15 @@ void read_size_line(std::string const& line, long long& size) {
 
 // The gateway of the remote server adds the size of a finished job's output to its document. A
 // number that cannot be a file's size is ignored.
-long long size_in_document(json11::Json const& document) {
+long long size_in_document(const json11::Json& document) {
   constexpr double largest = 1ULL << 53U;  // that a JSON number gives exactly
-  double const size = document["output size"].number_value();
-  bool const is_size = document["output size"].is_number() && size >= 0 && size <= largest;
+  const double size = document["output size"].number_value();
+  const bool is_size = document["output size"].is_number() && size >= 0 && size <= largest;
   return is_size ? static_cast<long long>(size) : size_unknown;
 }
 
 // The size of a regular file; unknown for anything else.
-long long size_of_file(std::string const& path) {
+long long size_of_file(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size
                                                                       : size_unknown;
@@ -53,27 +51,23 @@ long long size_of_file(std::string const& path) {
 
 // The percentage out of a line like " 3150K .......... .......... 2% 1.21M 1m40s": the amount so
 // far, the dots, the percentage. False for a line of another form.
-bool parse_dot_line(char const* line, std::int32_t& progress) {
-  char const* at = line + strspn(line, " ");
+bool parse_dot_line(const char* line, std::int32_t& progress) {
+  const char* at = line + strspn(line, " ");
   at += strspn(at, "0123456789");
   at += *at == 'K' ? 1 : 0;
   at += strspn(at, " ");
   at += strspn(at, "., ");
-  if (*at < '0' || *at > '9') {
-    return false;
-  }
+  if (*at < '0' || *at > '9') { return false; }
   char* end = nullptr;
-  long const percent = strtol(at, &end, 10);
-  if (*end != '%') {
-    return false;
-  }
+  const long percent = strtol(at, &end, 10);
+  if (*end != '%') { return false; }
   progress = percent > 100 ? progress_complete : static_cast<std::int32_t>(percent) * 100;
   return true;
 }
 
 }  // namespace
 
-void discard_download(QueueItem const& item) {
+void discard_download(const QueueItem& item) {
   if (unlink(item.output_file.c_str()) != 0 && errno != ENOENT) {
     fprintf(stderr, "Item '%s' (%s) the earlier output '%s' cannot be removed, %s\n",
             item.input_file.c_str(), item.entry_id.c_str(), item.output_file.c_str(),
@@ -81,9 +75,9 @@ void discard_download(QueueItem const& item) {
   }
 }
 
-bool has_announced_size(QueueItem const& item) {
-  long long const size = size_of_file(item.output_file);
-  for (long long const announced : {ftp_server_size, size_in_document(item.remote_info.json)}) {
+bool has_announced_size(const QueueItem& item) {
+  const long long size = size_of_file(item.output_file);
+  for (const long long announced : {ftp_server_size, size_in_document(item.remote_info.json)}) {
     if (announced != size_unknown && announced != size) {
       fprintf(stderr, "Item '%s' (%s) the download has %lld bytes, the remote file %lld\n",
               item.input_file.c_str(), item.entry_id.c_str(), size, announced);
@@ -103,16 +97,12 @@ bool QueueItem::proc_start_remote_transcode_download() {
   }
   // An output that is larger than the result is no part of it, and the download tool would take it
   // for complete.
-  long long const far_size = size_in_document(remote_info.json);
-  if (far_size != size_unknown && size_of_file(output_file) > far_size) {
-    discard_download(*this);
-  }
+  const long long far_size = size_in_document(remote_info.json);
+  if (far_size != size_unknown && size_of_file(output_file) > far_size) { discard_download(*this); }
   ftp_server_size = size_unknown;
   close_proc_stdin();
   close_proc_stdout();
-  if (!open_proc_stdout()) {
-    return false;
-  }
+  if (!open_proc_stdout()) { return false; }
   proc_stderr_to_stdout = true;  // the tool writes its progress there
   proc_argv = {"/usr/bin/wget",
                "--continue",
@@ -128,7 +118,7 @@ bool QueueItem::proc_start_remote_transcode_download() {
 
 void QueueItem::read_download_progress() {
   bool changed = false;
-  while (char const* line = proc_stdout_getline()) {
+  while (const char* line = proc_stdout_getline()) {
     fprintf(stderr, "STDOUT WGET: %s\n", line);
     read_size_line(line, ftp_server_size);
     std::int32_t new_progress = 0;
@@ -137,7 +127,5 @@ void QueueItem::read_download_progress() {
       changed = true;
     }
   }
-  if (changed) {
-    fileops_write_status();
-  }
+  if (changed) { fileops_write_status(); }
 }

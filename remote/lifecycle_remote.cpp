@@ -18,8 +18,8 @@ std::uint64_t random_spread_us() {
 }
 
 // One transfer at a time over all items: none of the other kind, and none of this kind but ours.
-bool transfer_must_wait(QueueItem const* same_slot, QueueItem const* other_slot,
-                        QueueItem const* item) {
+bool transfer_must_wait(const QueueItem* same_slot, const QueueItem* other_slot,
+                        const QueueItem* item) {
   return other_slot != nullptr || (same_slot != nullptr && same_slot != item);
 }
 
@@ -88,9 +88,7 @@ void QueueItem::start_upload() {
     return;
   }
   // A source that is over there already needs no upload: nothing runs that would free the slot.
-  if (proc_pid != -1) {
-    item_active_upload_in_action = this;
-  }
+  if (proc_pid != -1) { item_active_upload_in_action = this; }
 }
 
 void QueueItem::start_add() {
@@ -117,9 +115,7 @@ void QueueItem::start_download() {
 // jobs that would take a share of a processor that can be noticed. One that cannot be read counts
 // as an item with its defaults.
 void QueueItem::read_remote_view() {
-  if (remote_view.is_read) {
-    return;
-  }
+  if (remote_view.is_read) { return; }
   QueueItem remote_item;
   remote_item.deserialize_json(remote_info.json, false);
   remote_view = {true, remote_item.paused, remote_item.sm.state};
@@ -128,7 +124,7 @@ void QueueItem::read_remote_view() {
 // Compares what the user wants with what the server last said, and asks again when it is time.
 void QueueItem::monitor_remote() {
   read_remote_view();
-  char const* command = nullptr;
+  const char* command = nullptr;
   if (user_wants_pause && !remote_view.paused) {
     command = "pause";
   } else if (!user_wants_pause && remote_view.paused) {

@@ -7,9 +7,7 @@
 // where there is one; and one whose output has the same path here overwrites its summary.
 void QueueItem::on_remote_job_json_update() {
   QueueItem remote_item;
-  if (!remote_item.deserialize_json(remote_info.json, false)) {
-    return;
-  }
+  if (!remote_item.deserialize_json(remote_info.json, false)) { return; }
   if (remote_item.entry_id != remote_info.entry_id) {
     cancel_with("Remote: entry ID changed");
     return;
@@ -24,7 +22,7 @@ void QueueItem::on_remote_job_json_update() {
   fileops_write_status();
 }
 
-void QueueItem::follow_remote_state(QueueItem const& remote_item) {
+void QueueItem::follow_remote_state(const QueueItem& remote_item) {
   switch (remote_item.sm.state) {
   case TRANSCODE_READY:
   case TRANSCODE_REMOTE:  // a server that hands its jobs on
@@ -35,9 +33,7 @@ void QueueItem::follow_remote_state(QueueItem const& remote_item) {
     break;
   case TRANSCODE_DONE:
     paused = remote_item.paused;
-    if (sm.remote.state == REMOTE_COMMAND) {
-      sm.remote.set_state(REMOTE_MONITOR);
-    }
+    if (sm.remote.state == REMOTE_COMMAND) { sm.remote.set_state(REMOTE_MONITOR); }
     if (sm.remote.state == REMOTE_MONITOR) {
       state_message = "Remote: Transcode complete";
       sm.remote.advance();

@@ -14,7 +14,7 @@
 namespace {
 
 // Appends one line of a request's body; what would run past the buffer's end less one byte is cut.
-void write_line(sliding_window_v4* buffer, std::string const& line) {
+void write_line(sliding_window_v4* buffer, const std::string& line) {
   std::size_t const space = sliding_window_v4_can_write(buffer);
   std::size_t const length = std::min(line.size(), space == 0 ? 0 : space - 1);
   memcpy(buffer->write_pos, line.data(), length);
@@ -35,8 +35,8 @@ bool QueueItem::remote_step_may_start() {
          !remote_info.name.empty() && !transcode_profile.empty();
 }
 
-bool QueueItem::start_remote_request(std::vector<std::string> const& lines,
-                                     std::string const& command) {
+bool QueueItem::start_remote_request(const std::vector<std::string>& lines,
+                                     const std::string& command) {
   close_proc_stdin();
   close_proc_stdout();
   if (!_std_open_anonpipe(proc_stdin_read_fd, proc_stdin_write_fd) ||
@@ -44,7 +44,7 @@ bool QueueItem::start_remote_request(std::vector<std::string> const& lines,
     close_proc_stdin();
     return false;
   }
-  for (std::string const& line : lines) {
+  for (const std::string& line : lines) {
     // Of a value that holds a NUL the server is told what stands in front of it.
     write_line(proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
   }
@@ -58,12 +58,8 @@ bool QueueItem::start_remote_request(std::vector<std::string> const& lines,
 }
 
 bool QueueItem::proc_start_remote_transcode_add() {
-  if (!remote_step_may_start()) {
-    return false;
-  }
-  if (!remote_info.entry_id.empty()) {
-    return take_up_remote_item();
-  }
+  if (!remote_step_may_start()) { return false; }
+  if (!remote_info.entry_id.empty()) { return take_up_remote_item(); }
   return start_remote_request({"*name:" + remote_info.name, "delete on finish:1",
                                "transcode profile:" + transcode_profile, "transcode state:ready"},
                               "add");
@@ -92,9 +88,7 @@ bool QueueItem::proc_start_remote_transcode_monitor() {
 }
 
 bool QueueItem::proc_start_remote_transcode_command() {
-  if (!remote_step_may_start()) {
-    return false;
-  }
+  if (!remote_step_may_start()) { return false; }
   if (sm.remote_command.empty()) {
     sm.remote.set_state(REMOTE_MONITOR);
     return true;

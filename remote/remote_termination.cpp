@@ -19,18 +19,14 @@ constexpr unsigned wget_network_error = 4;
 constexpr unsigned wget_protocol_error = 7;
 
 std::string request_error_suffix(int wait_status) {
-  if (ended_by_signal(wait_status)) {
-    return "";
-  }
+  if (ended_by_signal(wait_status)) { return ""; }
   return exit_code(wait_status) == curl_cannot_connect
              ? ". Unable to connect to web interface"
              : ". Error code " + std::to_string(exit_code(wait_status));
 }
 
 std::string download_error_suffix(int wait_status) {
-  if (ended_by_signal(wait_status)) {
-    return "";
-  }
+  if (ended_by_signal(wait_status)) { return ""; }
   switch (exit_code(wait_status)) {
   case wget_network_error:
     return ". Network error";
@@ -42,16 +38,14 @@ std::string download_error_suffix(int wait_status) {
 }
 
 // The first comm header "entry id"; null where there is none. An empty one counts as none.
-std::string const* find_entry_id(QueueItem::CurlVodCGIResponse const& response) {
-  for (auto const& [name, value] : response.comm_headers) {
-    if (name == "entry id") {
-      return value.empty() ? nullptr : &value;
-    }
+const std::string* find_entry_id(const QueueItem::CurlVodCGIResponse& response) {
+  for (const auto& [name, value] : response.comm_headers) {
+    if (name == "entry id") { return value.empty() ? nullptr : &value; }
   }
   return nullptr;
 }
 
-std::string quoted(std::string const& text) {
+std::string quoted(const std::string& text) {
   return text.empty() ? "" : " \"" + text + "\"";
 }
 
@@ -60,7 +54,7 @@ std::string quoted(std::string const& text) {
 // What ends after the user moved the item on changes nothing but this: a source that arrived is not
 // sent again.
 void QueueItem::on_remote_proc_terminate(int wait_status) {
-  bool const ok = has_succeeded(wait_status);
+  const bool ok = has_succeeded(wait_status);
   if (proc_sm.remote.state == REMOTE_UPLOAD) {
     on_upload_terminate(ok);
     return;
@@ -87,13 +81,11 @@ void QueueItem::on_remote_proc_terminate(int wait_status) {
 }
 
 void QueueItem::on_upload_terminate(bool ok) {
-  bool const is_live = sm.state == TRANSCODE_REMOTE;
+  const bool is_live = sm.state == TRANSCODE_REMOTE;
   if (ok) {
     uploaded = true;
     trigger_transcode_queue_scan();
-    if (is_live && sm.remote.state == REMOTE_UPLOAD) {
-      sm.remote.advance();
-    }
+    if (is_live && sm.remote.state == REMOTE_UPLOAD) { sm.remote.advance(); }
   } else if (is_live) {
     cancel_with("Unable to send file to remote");
   }
@@ -114,7 +106,7 @@ QueueItem::CurlVodCGIResponse QueueItem::read_remote_reply() {
 }
 
 // True, with the item cancelled, when the reply says that the remote job is no more.
-bool QueueItem::is_lost_reply(CurlVodCGIResponse const& response) {
+bool QueueItem::is_lost_reply(const CurlVodCGIResponse& response) {
   std::string error;
   if (response.http_status != http_not_found || !response.comm_get_err(error) ||
       error != "NOT FOUND") {
@@ -126,7 +118,7 @@ bool QueueItem::is_lost_reply(CurlVodCGIResponse const& response) {
   return true;
 }
 
-void QueueItem::cancel_unexpected_content(CurlVodCGIResponse const& response) {
+void QueueItem::cancel_unexpected_content(const CurlVodCGIResponse& response) {
   cancel_with("Remote server: Unexpected response, content type " + response.content_type);
   response.dump();
 }
@@ -139,7 +131,7 @@ void QueueItem::on_add_terminate(int wait_status) {
   }
 }
 
-void QueueItem::on_add_reply(CurlVodCGIResponse const& response) {
+void QueueItem::on_add_reply(const CurlVodCGIResponse& response) {
   if (response.http_status != http_ok) {
     cancel_http_error(response);
     return;
@@ -148,7 +140,7 @@ void QueueItem::on_add_reply(CurlVodCGIResponse const& response) {
     cancel_unexpected_content(response);
     return;
   }
-  std::string const* const id = find_entry_id(response);
+  const std::string* const id = find_entry_id(response);
   if (id == nullptr) {
     cancel_with("Remote server: did not return entry id");
     response.dump();
@@ -156,13 +148,11 @@ void QueueItem::on_add_reply(CurlVodCGIResponse const& response) {
   }
   remote_info.entry_id = *id;
   state_message = text_transcoding;
-  if (sm.remote.state == REMOTE_ADD) {
-    sm.remote.advance();
-  }
+  if (sm.remote.state == REMOTE_ADD) { sm.remote.advance(); }
   on_remote_job_json_update();
 }
 
-void QueueItem::cancel_http_error(CurlVodCGIResponse const& response) {
+void QueueItem::cancel_http_error(const CurlVodCGIResponse& response) {
   std::string error;
   response.comm_get_err(error);
   std::string body;
@@ -181,10 +171,8 @@ void QueueItem::on_monitor_terminate(int wait_status) {
         "Remote item: status temporarily unavailable" + request_error_suffix(wait_status);
     return;
   }
-  CurlVodCGIResponse const response = read_remote_reply();
-  if (is_lost_reply(response) || response.http_status != http_ok) {
-    return;
-  }
+  const CurlVodCGIResponse response = read_remote_reply();
+  if (is_lost_reply(response) || response.http_status != http_ok) { return; }
   if (response.content_type == json_type) {
     on_remote_job_json_update();
   } else {
@@ -206,9 +194,7 @@ void QueueItem::on_download_terminate(int wait_status) {
     return;
   }
   state_message = "Remote item: download complete";
-  if (sm.remote.state == REMOTE_DOWNLOAD) {
-    sm.remote.advance();
-  }
+  if (sm.remote.state == REMOTE_DOWNLOAD) { sm.remote.advance(); }
   progress = progress_complete;
 }
 
@@ -220,10 +206,8 @@ void QueueItem::on_command_terminate(int wait_status) {
     return;
   }
   sm.remote_command.clear();
-  CurlVodCGIResponse const response = read_remote_reply();
-  if (is_lost_reply(response)) {
-    return;
-  }
+  const CurlVodCGIResponse response = read_remote_reply();
+  if (is_lost_reply(response)) { return; }
   if (response.http_status == http_ok) {
     if (response.content_type == json_type) {
       on_remote_job_json_update();
@@ -231,9 +215,7 @@ void QueueItem::on_command_terminate(int wait_status) {
       cancel_unexpected_content(response);
     }
   }
-  if (sm.state != TRANSCODE_REMOTE) {
-    return;
-  }
+  if (sm.state != TRANSCODE_REMOTE) { return; }
   if (user_wants_cancel) {
     cancel();
   } else if (sm.remote.state == REMOTE_COMMAND) {

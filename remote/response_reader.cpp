@@ -21,60 +21,48 @@
 
 namespace {
 
-char const* skip_spaces(char const* text) {
+const char* skip_spaces(const char* text) {
   return text + strspn(text, " ");
 }
 
 // Divides a header line at its first colon. False for a line without one.
-bool divide_header(char const* line, std::string& name, char const*& value) {
-  char const* const colon = strchr(line, ':');
-  if (colon == nullptr) {
-    return false;
-  }
+bool divide_header(const char* line, std::string& name, const char*& value) {
+  const char* const colon = strchr(line, ':');
+  if (colon == nullptr) { return false; }
   name.assign(line, colon);
   value = colon + 1;
   return true;
 }
 
-std::string unread_bytes(sliding_window_v4 const* buffer) {
-  return {reinterpret_cast<char const*>(buffer->read_pos),
+std::string unread_bytes(const sliding_window_v4* buffer) {
+  return {reinterpret_cast<const char*>(buffer->read_pos),
           sliding_window_v4_data_available(buffer)};
 }
 
 }  // namespace
 
 void QueueItem::stdout_cgi_stdout_read_http_response(CurlVodCGIResponse& response) {
-  char const* const line = proc_stdout_getline();
-  if (line == nullptr) {
-    return;
-  }
-  char const* const version = skip_spaces(line);
-  char const* const version_end = strchr(version, ' ');
-  if (version_end == nullptr) {
-    return;
-  }
+  const char* const line = proc_stdout_getline();
+  if (line == nullptr) { return; }
+  const char* const version = skip_spaces(line);
+  const char* const version_end = strchr(version, ' ');
+  if (version_end == nullptr) { return; }
   response.version.assign(version, version_end);
-  char const* const code = skip_spaces(version_end);
+  const char* const code = skip_spaces(version_end);
   // Kept on purpose: a line without a reason phrase has no second blank, and its code is not taken.
   // Effect: such a reply counts as one without a status.
-  char const* const code_end = strchr(code, ' ');
-  if (code_end == nullptr) {
-    return;
-  }
+  const char* const code_end = strchr(code, ' ');
+  if (code_end == nullptr) { return; }
   response.http_status = static_cast<std::uint32_t>(strtol(code, nullptr, 10));
   response.status_string = skip_spaces(code_end);
 }
 
 void QueueItem::stdout_cgi_stdout_read_http_headers(CurlVodCGIResponse& response) {
   std::string name;
-  char const* value = nullptr;
-  for (char const* line = nullptr; (line = proc_stdout_getline()) != nullptr && *line != '\0';) {
-    if (!divide_header(line, name, value)) {
-      continue;
-    }
-    if (*value == ' ') {
-      ++value;
-    }
+  const char* value = nullptr;
+  for (const char* line = nullptr; (line = proc_stdout_getline()) != nullptr && *line != '\0';) {
+    if (!divide_header(line, name, value)) { continue; }
+    if (*value == ' ') { ++value; }
     if (strcasecmp(name.c_str(), "content-type") == 0) {
       response.content_type.assign(value, strcspn(value, ";"));
     }
@@ -84,11 +72,9 @@ void QueueItem::stdout_cgi_stdout_read_http_headers(CurlVodCGIResponse& response
 
 void QueueItem::stdout_cgi_stdout_read_comm_headers(CurlVodCGIResponse& response) {
   std::string name;
-  char const* value = nullptr;
-  for (char const* line = nullptr; (line = proc_stdout_getline()) != nullptr && *line != '\0';) {
-    if (divide_header(line, name, value)) {
-      response.comm_headers.emplace_back(name, value);
-    }
+  const char* value = nullptr;
+  for (const char* line = nullptr; (line = proc_stdout_getline()) != nullptr && *line != '\0';) {
+    if (divide_header(line, name, value)) { response.comm_headers.emplace_back(name, value); }
   }
 }
 
@@ -98,19 +84,15 @@ void QueueItem::stdout_cgi_stdout_read_json_body(CurlVodCGIResponse& response) {
   }
   std::string error;
   response.json = json11::Json::parse(unread_bytes(proc_stdout_buffer), error);
-  if (!error.empty()) {
-    fprintf(stderr, "WARNING: json parse error '%s'\n", error.c_str());
-  }
+  if (!error.empty()) { fprintf(stderr, "WARNING: json parse error '%s'\n", error.c_str()); }
 }
 
 void QueueItem::stdout_cgi_stdout_read_text_body(std::string& text) {
-  if (proc_stdout_buffer != nullptr) {
-    text = unread_bytes(proc_stdout_buffer);
-  }
+  if (proc_stdout_buffer != nullptr) { text = unread_bytes(proc_stdout_buffer); }
 }
 
 bool QueueItem::CurlVodCGIResponse::comm_get_err(std::string& out) const {
-  for (auto const& [name, value] : comm_headers) {
+  for (const auto& [name, value] : comm_headers) {
     if (name == "X-comm-error") {
       out = value;
       return true;
@@ -123,13 +105,11 @@ void QueueItem::CurlVodCGIResponse::dump() const {
   fprintf(stderr, "Response:\n");
   fprintf(stderr, "  HTTP status='%u' version='%s' status-string='%s'\n", http_status,
           version.c_str(), status_string.c_str());
-  for (auto const& [name, value] : http_headers) {
+  for (const auto& [name, value] : http_headers) {
     fprintf(stderr, "  http header '%s' = '%s'\n", name.c_str(), value.c_str());
   }
-  for (auto const& [name, value] : comm_headers) {
+  for (const auto& [name, value] : comm_headers) {
     fprintf(stderr, "  comm header '%s' = '%s'\n", name.c_str(), value.c_str());
   }
-  if (!json.is_null()) {
-    fprintf(stderr, "  Json:%s\n", json.dump().c_str());
-  }
+  if (!json.is_null()) { fprintf(stderr, "  Json:%s\n", json.dump().c_str()); }
 }

@@ -2,9 +2,7 @@
 #include "queue/queue_item.h"
 
 bool QueueItem::proc_start_remote_transcode_upload() {
-  if (!remote_step_may_start()) {
-    return false;
-  }
+  if (!remote_step_may_start()) { return false; }
   if (uploaded || !remote_info.entry_id.empty()) {
     sm.remote.advance();
     return true;

@@ -33,14 +33,14 @@ struct free_deleter {
   void operator()(char* text) const { free(text); }
 };
 
-bool is_number_name(char const* name) {
+bool is_number_name(const char* name) {
   return *name >= '0' && *name <= '9';
 }
 
 // True when the link relative to `dir_fd` leads exactly to `target`.
-bool link_is(int dir_fd, char const* name, std::string_view target) {
+bool link_is(int dir_fd, const char* name, std::string_view target) {
   char text[proc_read_limit];
-  ssize_t const length = readlinkat(dir_fd, name, text, sizeof(text));
+  const ssize_t length = readlinkat(dir_fd, name, text, sizeof(text));
   return length >= 0 && std::string_view(text, static_cast<std::size_t>(length)) == target;
 }
 
@@ -51,7 +51,7 @@ bool parse_position(std::string_view text, std::uint64_t& position) {
   for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
     std::string const line(text.substr(0, end));
     text.remove_prefix(end + 1);
-    char const* const entry = line.c_str() + strspn(line.c_str(), " ");
+    const char* const entry = line.c_str() + strspn(line.c_str(), " ");
     if (strncmp(entry, "pos:", 4) == 0) {
       std::uint64_t const value = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
       position = found && position > value ? position : value;
@@ -61,14 +61,12 @@ bool parse_position(std::string_view text, std::uint64_t& position) {
   return found;
 }
 
-bool read_position(int process_fd, char const* descriptor, std::uint64_t& position) {
-  unique_fd const info(
+bool read_position(int process_fd, const char* descriptor, std::uint64_t& position) {
+  const unique_fd info(
       openat(process_fd, (std::string("fdinfo/") + descriptor).c_str(), O_RDONLY | O_CLOEXEC));
-  if (info.get() < 0) {
-    return false;
-  }
+  if (info.get() < 0) { return false; }
   char text[proc_read_limit];
-  ssize_t const length = read(info.get(), text, sizeof(text));
+  const ssize_t length = read(info.get(), text, sizeof(text));
   return length > 0 &&
          parse_position(std::string_view(text, static_cast<std::size_t>(length)), position);
 }
@@ -84,14 +82,12 @@ struct best_position {
 };
 
 // Looks through the open files of one process.
-void look_at_process(int process_fd, std::string const& source, best_position& best) {
+void look_at_process(int process_fd, const std::string& source, best_position& best) {
   unique_fd fd(openat(process_fd, "fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  unique_dir const descriptors(fd.valid() ? fdopendir(fd.get()) : nullptr);
-  if (!descriptors) {
-    return;
-  }
-  int const folder = fd.release();  // closed with `descriptors`
-  while (dirent const* entry = readdir(descriptors.get())) {
+  const unique_dir descriptors(fd.valid() ? fdopendir(fd.get()) : nullptr);
+  if (!descriptors) { return; }
+  const int folder = fd.release();  // closed with `descriptors`
+  while (const dirent* entry = readdir(descriptors.get())) {
     std::uint64_t position = 0;
     if (is_number_name(entry->d_name) && link_is(folder, entry->d_name, source) &&
         read_position(process_fd, entry->d_name, position)) {
@@ -101,23 +97,19 @@ void look_at_process(int process_fd, std::string const& source, best_position& b
 }
 
 // Every FTP client on the machine that has the source open counts, whoever started it.
-best_position find_best_position(std::string const& source) {
+best_position find_best_position(const std::string& source) {
   best_position best;
-  unique_dir const processes(opendir("/proc"));
-  if (!processes) {
-    return best;
-  }
-  while (dirent const* entry = readdir(processes.get())) {
+  const unique_dir processes(opendir("/proc"));
+  if (!processes) { return best; }
+  while (const dirent* entry = readdir(processes.get())) {
     if (!is_number_name(entry->d_name) ||
         !link_is(dirfd(processes.get()), (std::string(entry->d_name) + "/exe").c_str(),
                  ftp_client)) {
       continue;
     }
-    unique_fd const process(
+    const unique_fd process(
         openat(dirfd(processes.get()), entry->d_name, O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (process.get() >= 0) {
-      look_at_process(process.get(), source, best);
-    }
+    if (process.get() >= 0) { look_at_process(process.get(), source, best); }
   }
   return best;
 }
@@ -129,15 +121,11 @@ void QueueItem::remote_transcode_upload_procfs_read_progress() {
   if (!is_running() || lstat(input_file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return;
   }
-  std::unique_ptr<char, free_deleter> const source(realpath(input_file.c_str(), nullptr));
-  if (!source || *source == '\0') {
-    return;
-  }
-  best_position const best = find_best_position(source.get());
-  auto const total = static_cast<std::uint64_t>(status.st_size);
-  if (!best.found || total < smallest_total) {
-    return;
-  }
+  const std::unique_ptr<char, free_deleter> source(realpath(input_file.c_str(), nullptr));
+  if (!source || *source == '\0') { return; }
+  const best_position best = find_best_position(source.get());
+  const auto total = static_cast<std::uint64_t>(status.st_size);
+  if (!best.found || total < smallest_total) { return; }
   progress = static_cast<std::int32_t>((best.bytes >> mebibyte_shift) * progress_complete /
                                        (total >> mebibyte_shift));
   fileops_write_status();

@@ -4,12 +4,10 @@
 #include <cstdio>
 #include <cstring>
 
-bool check_command_line(int argc, char const* const* argv) {
-  if (argc < 2) {
-    return true;
-  }
-  char const* const argument = argv[1];
-  char const* const word = argument + strspn(argument, "-");
+bool check_command_line(int argc, const char* const* argv) {
+  if (argc < 2) { return true; }
+  const char* const argument = argv[1];
+  const char* const word = argument + strspn(argument, "-");
   if (word == argument) {
     fprintf(stderr, "Unexpected arg %s\n", argument);
   } else if (strcmp(word, "h") == 0 || strcmp(word, "help") == 0) {

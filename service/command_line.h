@@ -3,4 +3,4 @@
 
 // True when the command line is as it should be; otherwise what is wrong, or the usage, was printed
 // to standard error.
-bool check_command_line(int argc, char const* const* argv);
+bool check_command_line(int argc, const char* const* argv);

@@ -11,9 +11,7 @@
 
 bool already_running() {
   static int exe_fd = -1;
-  if (exe_fd < 0) {
-    exe_fd = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
-  }
+  if (exe_fd < 0) { exe_fd = open("/proc/self/exe", O_RDONLY | O_CLOEXEC); }
   if (exe_fd < 0) {
     fprintf(stderr, "WARNING: cannot open self exe, %s\n", strerror(errno));
     return false;

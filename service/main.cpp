@@ -33,16 +33,14 @@ bool open_standard_streams() {
   do {
     fd = open("/dev/null", O_RDWR);
   } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd < 0) {
-    return false;
-  }
+  if (fd < 0) { return false; }
   close(fd);
   return true;
 }
 
 // Other programs put files there too, so everybody may, whatever umask the service was given.
 void make_output_directory() {
-  mode_t const saved = umask(0);
+  const mode_t saved = umask(0);
   mkdir_p(path_output_dir, 0777, -1);
   umask(saved);
 }
@@ -87,9 +85,7 @@ bool start_up() {
     return false;
   }
   make_output_directory();
-  if (!open_server_socket()) {
-    return false;
-  }
+  if (!open_server_socket()) { return false; }
   transcode_settings.vod_conf_load();
   set_signal_handlers();
   read_queue();
@@ -117,13 +113,9 @@ void shut_down() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!open_standard_streams()) {
-    return 1;
-  }
+  if (!open_standard_streams()) { return 1; }
   open_standard_error();
-  if (!check_command_line(argc, argv) || !start_up()) {
-    return 1;
-  }
+  if (!check_command_line(argc, argv) || !start_up()) { return 1; }
   run_main_loop();
   shut_down();
   return 0;

@@ -27,9 +27,7 @@ void wait_for_client() {
 }
 
 void idle_uptime() {
-  if (!uptime_wait) {
-    return;
-  }
+  if (!uptime_wait) { return; }
   check_uptime();
   if (!uptime_wait) {
     fprintf(stderr, "System uptime large enough, auto transcoding will start\n");
@@ -49,12 +47,8 @@ void idle_background_write() {
 
 void run_main_loop() {
   while (DIE == 0) {
-    if (handle_server_socket() < 0) {
-      return;
-    }
-    if (!idle_transcode_queue()) {
-      wait_for_client();
-    }
+    if (handle_server_socket() < 0) { return; }
+    if (!idle_transcode_queue()) { wait_for_client(); }
     idle_uptime();
     idle_background_write();
     flush_standard_error();

@@ -25,16 +25,12 @@ constexpr std::uint64_t early_turn_us = 5000;
 }  // namespace
 
 void sigma(int) {
-  if (++DIE > most_signals) {
-    abort();
-  }
+  if (++DIE > most_signals) { abort(); }
 }
 
 void check_uptime() {
   struct sysinfo info {};
-  if (sysinfo(&info) == 0) {
-    uptime_wait = info.uptime < uptime_threshold_s;
-  }
+  if (sysinfo(&info) == 0) { uptime_wait = info.uptime < uptime_threshold_s; }
 }
 
 void trigger_background_write_queue() {

@@ -29,12 +29,10 @@ void ask_to_end(QueueItem& item) {
 // Gives the item its turn; true while anything of its child is left.
 bool is_still_running(QueueItem& item) {
   item.idle();
-  bool const has_process = item.proc_pid != -1;
-  bool const has_output = item.proc_stdout_read_fd != -1 || item.proc_stdout_write_fd != -1 ||
+  const bool has_process = item.proc_pid != -1;
+  const bool has_output = item.proc_stdout_read_fd != -1 || item.proc_stdout_write_fd != -1 ||
                           item.proc_stdout_buffer != nullptr;
-  if (!has_process && !has_output) {
-    return false;
-  }
+  if (!has_process && !has_output) { return false; }
   fprintf(stderr, "proc=%u stdout=%d\n", has_process ? 1U : 0U, has_output ? 1 : 0);
   return true;
 }
@@ -42,9 +40,7 @@ bool is_still_running(QueueItem& item) {
 bool any_still_running() {
   bool any = false;
   for (QueueItem* item : transcode_queue) {
-    if (item != nullptr && is_still_running(*item)) {
-      any = true;
-    }
+    if (item != nullptr && is_still_running(*item)) { any = true; }
   }
   return any;
 }
@@ -53,12 +49,8 @@ bool any_still_running() {
 bool wait_for_children(std::uint64_t deadline) {
   for (;;) {
     handle_server_socket();
-    if (monotonic_clock_us() >= deadline) {
-      return false;
-    }
-    if (transcode_queue.empty() || !any_still_running()) {
-      return true;
-    }
+    if (monotonic_clock_us() >= deadline) { return false; }
+    if (transcode_queue.empty() || !any_still_running()) { return true; }
     usleep(grace_poll_us);
   }
 }
@@ -84,9 +76,7 @@ void shutdown_transcode_queue_processes() {
       ask_to_end(*item);
     }
   }
-  if (!wait_for_children(deadline)) {
-    kill_children();
-  }
+  if (!wait_for_children(deadline)) { kill_children(); }
 }
 
 void shutdown_transcode_queue() {
@@ -94,9 +84,7 @@ void shutdown_transcode_queue() {
     QueueItem* const item = transcode_queue.front();
     transcode_queue.pop_front();
     ++transcode_queue_mod_count;
-    if (item == nullptr) {
-      fputs(null_item_warning, stderr);
-    }
+    if (item == nullptr) { fputs(null_item_warning, stderr); }
     delete item;
   }
 }

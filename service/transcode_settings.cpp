@@ -16,7 +16,7 @@ namespace {
 // A longer line is read in pieces, each taken as a line.
 constexpr int line_buffer_size = 1023;
 
-std::int32_t to_number(char const* value) {
+std::int32_t to_number(const char* value) {
   return static_cast<std::int32_t>(strtol(value, nullptr, 10));
 }
 
@@ -33,30 +33,24 @@ void transcode_settings::clear() {
 
 void transcode_settings::vod_conf_load() {
   clear();
-  unique_file const file(fopen(path_vod_conf, "re"));
-  if (!file) {
-    return;
-  }
+  const unique_file file(fopen(path_vod_conf, "re"));
+  if (!file) { return; }
   char line[line_buffer_size];
   while (!feof(file.get()) && !ferror(file.get()) && fgets(line, sizeof(line), file.get())) {
     char* name = nullptr;
     char* value = nullptr;
     divide_name_equ_value_pair_loose(chomp(line), &name, &value);
-    if (name != nullptr && value != nullptr) {
-      apply(name, value);
-    }
+    if (name != nullptr && value != nullptr) { apply(name, value); }
   }
 }
 
 // Kept on purpose: an empty value never takes a flag back. Effect: an address given first and then
 // emptied leaves its flag set; go_remote() looks at the text as well.
 void transcode_settings::set_remote_flag(std::uint8_t flag, bool is_given) {
-  if (is_given) {
-    remote_flags = static_cast<std::uint8_t>(remote_flags | flag);
-  }
+  if (is_given) { remote_flags = static_cast<std::uint8_t>(remote_flags | flag); }
 }
 
-void transcode_settings::apply(char const* name, char const* value) {
+void transcode_settings::apply(const char* name, const char* value) {
   if (strcmp(name, "max profile") == 0) {
     max_profile = to_number(value);
   } else if (strcmp(name, "transcode server address") == 0) {

@@ -37,7 +37,7 @@ public:
 
 private:
   void set_remote_flag(std::uint8_t flag, bool is_given);
-  void apply(char const* name, char const* value);
+  void apply(const char* name, const char* value);
 };
 
 // The settings of this process. The object hides its class of the same name; `class` in front names

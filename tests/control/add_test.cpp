@@ -1,9 +1,10 @@
 // "add": what a new item is, what is refused, and how room is made.
-#include "queue/transcode_queue.h"
-#include "tests/control/control_bench.h"
+#include <set>
 
 #include <gmock/gmock.h>
-#include <set>
+
+#include "queue/transcode_queue.h"
+#include "tests/control/control_bench.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -16,7 +17,7 @@ protected:
     const std::set<std::string> there(files.begin(), files.end());
     strings gone;
     for (int i = 1; i <= made; ++i) {
-      if (there.count("/" + std::to_string(i)) == 0) gone.push_back(std::to_string(i));
+      if (there.count("/" + std::to_string(i)) == 0) { gone.push_back(std::to_string(i)); }
     }
     return gone;
   }

@@ -1,8 +1,8 @@
 // "cancel" and "restart", state by state.
+#include <csignal>
+
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
-
-#include <csignal>
 
 using namespace qx_test;
 
@@ -124,10 +124,10 @@ TEST_F(cancel_command, cancels_here_when_nothing_is_known_of_a_remote_job) {
 TEST_F(cancel_command, knows_a_remote_job_by_any_of_its_parts) {
   for (int part = 0; part < 4; ++part) {
     QueueItem& item = add_remote_item(REMOTE_MONITOR);
-    if (part == 0) item.remote_info.ip = "server";
-    if (part == 1) item.remote_info.name = "name";
-    if (part == 2) item.remote_info.entry_id = "id";
-    if (part == 3) item.remote_info.json = json11::Json::object{};
+    if (part == 0) { item.remote_info.ip = "server"; }
+    if (part == 1) { item.remote_info.name = "name"; }
+    if (part == 2) { item.remote_info.entry_id = "id"; }
+    if (part == 3) { item.remote_info.json = json11::Json::object{}; }
     expect_done("cancel", item);
     EXPECT_EQ(item.sm.remote_command, "cancel") << part;
   }

@@ -1,19 +1,19 @@
 // The bench's socket and requests.
 #include "tests/control/control_bench.h"
 
-#include "control/control_server.h"
-#include "exec/child_signals.h"
-#include "platform/comm_socket_v4.h"
-#include "queue/transcode_queue.h"
-#include "service/process_state.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "control/control_server.h"
+#include "exec/child_signals.h"
+#include "platform/comm_socket_v4.h"
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -36,7 +36,7 @@ idle_child::idle_child() : pid_(fork()) {
 }
 
 idle_child::~idle_child() {
-  if (pid_ > 0) first_signal();
+  if (pid_ > 0) { first_signal(); }
 }
 
 int idle_child::first_signal() {
@@ -67,8 +67,9 @@ bool control_bench::reply_is_there() const {
 
 reply_packet control_bench::request(const request_packet& packet) {
   EXPECT_TRUE(connection_->send(packet.encoded()));
-  for (int i = 0; i < rounds_for_a_reply && !reply_is_there(); ++i)
+  for (int i = 0; i < rounds_for_a_reply && !reply_is_there(); ++i) {
     EXPECT_EQ(handle_server_socket(), 0);
+  }
   EXPECT_TRUE(reply_is_there()) << packet.words.front() << " was not answered";
   return reply_is_there() ? connection_->receive() : reply_packet{};
 }
@@ -89,8 +90,9 @@ reply_packet control_bench::command(std::string_view command, const QueueItem& i
 
 void control_bench::send_and_serve(std::string_view bytes) {
   EXPECT_TRUE(connection_->send(bytes));
-  for (int i = 0; i < 4; ++i)
+  for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(handle_server_socket(), 0);
+  }
 }
 
 QueueItem& control_bench::add_remote_item(remote_transcode_states state) {
@@ -108,8 +110,9 @@ void control_bench::add_items(int count, transcode_states state) {
 
 strings control_bench::input_files() {
   strings files;
-  for (const QueueItem* item : transcode_queue)
+  for (const QueueItem* item : transcode_queue) {
     files.push_back(item == nullptr ? "(null)" : item->input_file);
+  }
   return files;
 }
 
@@ -119,7 +122,7 @@ bool control_bench::status_written(const QueueItem& item) {
 
 std::string control_bench::status_text(const QueueItem& item) {
   for (const auto& line : lines_of(read_file(item.fileops_job_dir + "/status"))) {
-    if (line.rfind("state=", 0) == 0) return line.substr(6);
+    if (line.rfind("state=", 0) == 0) { return line.substr(6); }
   }
   return "(no status)";
 }

@@ -2,16 +2,17 @@
 // command did stays to be looked at.
 #pragma once
 
-#include "tests/support/control_client.h"
-#include "tests/support/item_bench.h"
-
 #include <cstdint>
-#include <gtest/gtest.h>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <sys/types.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/control_client.h"
+#include "tests/support/item_bench.h"
 
 namespace qx_test {
 

@@ -1,17 +1,17 @@
 // One round of the control server, with the socket library and the commands replaced by notes of
 // their calls: the order of the round, and what becomes of replies that cannot be made or sent.
-#include "control/control_server.h"
+#include <cstdlib>
+#include <deque>
+
+#include <gmock/gmock.h>
 
 #include "control/commands.h"
+#include "control/control_server.h"
 #include "control/reply.h"
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
 #include "service/process_state.h"
-
-#include <cstdlib>
-#include <deque>
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -46,8 +46,9 @@ std::string name_of(const comm_socket_v4_client* client) {
   return std::to_string(reinterpret_cast<const char*>(client) - places);
 }
 
-template <typename T> T take(std::deque<T>& queue, T none) {
-  if (queue.empty()) return none;
+template <typename T>
+T take(std::deque<T>& queue, T none) {
+  if (queue.empty()) { return none; }
   const T first = queue.front();
   queue.pop_front();
   return first;
@@ -119,7 +120,7 @@ void refuse(comm_socket_v4_packet&, const char*, const char* status) {
 // Stands for a command during which a termination signal comes.
 void do_cmd_test(const command_call&) {
   note("do test");
-  if (signal_during_test) ++DIE;
+  if (signal_during_test) { ++DIE; }
 }
 void do_cmd_add(const command_call&) {
   note("do add");

@@ -1,10 +1,10 @@
 // What all commands have in common: which one runs, for which item, and the form of the reply.
+#include <gmock/gmock.h>
+
 #include "control/control_server.h"
 #include "platform/comm_socket_v4.h"
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -85,8 +85,9 @@ TEST_F(dispatch, connections_are_told_on_standard_error) {
     const raw_connection other(folder_ + "/socket");
     request("test");
   }
-  for (int i = 0; i < 5; ++i)
+  for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(handle_server_socket(), 0);
+  }
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
             "* new connection\n* new connection\n* disconnected client\n");
 }
@@ -160,8 +161,9 @@ TEST_F(selection, is_by_entry_id) {
 TEST_F(selection, is_by_job_in_any_base) {
   QueueItem& item = add_item();
   item.fileops_job_id = 31;
-  for (const char* number : {"31", "0x1F", "0X1f", "037", " +31", "31 and more", "4294967327"})
+  for (const char* number : {"31", "0x1F", "0X1f", "037", " +31", "31 and more", "4294967327"}) {
     EXPECT_EQ(selected({{"fileops job id", number}}), item.entry_id) << number;
+  }
 }
 
 TEST_F(selection, is_by_job_zero_as_well) {

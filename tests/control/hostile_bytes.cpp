@@ -7,8 +7,9 @@ namespace {
 
 std::string repeated(std::string_view bytes, std::uint32_t count) {
   std::string all;
-  for (std::uint32_t i = 0; i < count; ++i)
+  for (std::uint32_t i = 0; i < count; ++i) {
     all += bytes;
+  }
   return all;
 }
 
@@ -16,8 +17,9 @@ std::string repeated(std::string_view bytes, std::uint32_t count) {
 
 std::string u32(std::uint32_t value) {
   std::string bytes;
-  for (int i = 0; i < 4; ++i)
+  for (int i = 0; i < 4; ++i) {
     bytes += static_cast<char>(value >> (8 * i));
+  }
   return bytes;
 }
 

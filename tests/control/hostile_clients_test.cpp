@@ -1,16 +1,17 @@
 // Clients in crowds, clients that flood, clients that never read: the service lives on and does its
 // work.
-#include "tests/control/hostile_bytes.h"
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <atomic>
-#include <gmock/gmock.h>
 #include <memory>
 #include <thread>
 
 #include <sys/resource.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/control/hostile_bytes.h"
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using namespace std::chrono_literals;
@@ -76,8 +77,9 @@ protected:
 
   crowd connect_many(std::size_t count) const {
     crowd clients;
-    for (std::size_t i = 0; i < count; ++i)
+    for (std::size_t i = 0; i < count; ++i) {
       clients.push_back(std::make_unique<raw_connection>(machine.client.socket_path()));
+    }
     return clients;
   }
   static bool is_served(const raw_connection& client) {
@@ -106,8 +108,9 @@ protected:
     request_packet list;
     list.words = {"list"};
     std::string all;
-    for (int i = 0; i < count; ++i)
+    for (int i = 0; i < count; ++i) {
       all += list.encoded();
+    }
     return all;
   }
   test_machine machine;
@@ -115,8 +118,9 @@ protected:
 
 TEST_F(hostile_clients, up_to_256_are_served_at_once) {
   const crowd clients = connect_many(most_clients);
-  for (const auto& client : clients)
+  for (const auto& client : clients) {
     ASSERT_TRUE(is_served(*client));
+  }
   const raw_connection one_more(machine.client.socket_path());
   EXPECT_TRUE(one_more.closed_by_peer());
   EXPECT_TRUE(is_served(*clients.front()) && is_served(*clients.back()));
@@ -126,18 +130,21 @@ TEST_F(hostile_clients, three_hundred_leave_room_again_when_they_go) {
   {
     const crowd clients = connect_many(300);
     EXPECT_TRUE(wait_until([&] { return connections() == most_clients; }));
-    for (std::size_t i = 0; i < most_clients; ++i)
+    for (std::size_t i = 0; i < most_clients; ++i) {
       EXPECT_TRUE(is_served(*clients[i])) << i;
-    for (std::size_t i = most_clients; i < clients.size(); ++i)
+    }
+    for (std::size_t i = most_clients; i < clients.size(); ++i) {
       EXPECT_TRUE(clients[i]->closed_by_peer()) << i;
+    }
   }
   EXPECT_TRUE(wait_until([&] { return connections() == 0; }));
   EXPECT_TRUE(service_answers());
 }
 
 TEST_F(hostile_clients, that_come_and_go_leave_nothing) {
-  for (int i = 0; i < 2000; ++i)
+  for (int i = 0; i < 2000; ++i) {
     const raw_connection short_visit(machine.client.socket_path());
+  }
   EXPECT_TRUE(service_answers());
   EXPECT_TRUE(wait_until([&] { return connections() == 0; }));
 }
@@ -184,16 +191,18 @@ TEST_F(hostile_clients, that_flood_do_not_stop_a_job) {
       const raw_connection client(machine.client.socket_path());
       const std::string requests = good_request() + good_request() + good_request();
       while (!stop && client.send(requests)) {
-        for (int reply = 0; reply < 3; ++reply)
+        for (int reply = 0; reply < 3; ++reply) {
           client.receive();
+        }
       }
     });
   }
   const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
   EXPECT_EQ(machine.client.wait_for_transcode_state(id, "done")["state"], "Transcode complete");
   stop = true;
-  for (auto& client : flood)
+  for (auto& client : flood) {
     client.join();
+  }
 }
 
 TEST_F(hostile_clients, may_send_many_requests_before_they_read) {
@@ -208,8 +217,9 @@ TEST_F(hostile_clients, may_send_many_requests_before_they_read) {
     }
     client.finish_sending();
   });
-  for (std::uint64_t id = 0; id < requests; ++id)
+  for (std::uint64_t id = 0; id < requests; ++id) {
     ASSERT_EQ(client.receive().request_id, id);
+  }
   EXPECT_TRUE(client.closed_by_peer());
   sender.join();
 }
@@ -266,8 +276,9 @@ TEST_F(hostile_clients, that_read_a_little_at_a_time_leave_items_their_turns) {
 
 TEST_F(hostile_clients, with_huge_values_cannot_make_a_reply_without_end) {
   strings ids;
-  for (int i = 0; i < 3; ++i)
+  for (int i = 0; i < 3; ++i) {
     ids.push_back(machine.client.add({{"transcode profile", huge_value}}));
+  }
   EXPECT_FALSE(machine.client.request("list").received()) << "a page of 18 MB is not sent";
   EXPECT_TRUE(machine.service.wait_for_stderr("Failed to send packet to client\n"));
   EXPECT_EQ(machine.client.list({{"start", "1"}, {"end", "2"}})["total"].int_value(), 3);
@@ -278,8 +289,9 @@ TEST_F(hostile_clients, with_huge_values_cannot_make_a_reply_without_end) {
 // They are refused before the queue file becomes too long to be read back.
 TEST_F(hostile_clients, with_huge_values_lose_nothing_at_the_next_start) {
   const name_values huge = {{"input file", "/mnt/a"}, {"transcode profile", huge_value}};
-  for (int i = 0; i < 4; ++i)
+  for (int i = 0; i < 4; ++i) {
     add_cancelled_item(huge);
+  }
   EXPECT_EQ(machine.client.request("add", huge).status(),
             "One or more parameters were not accepted");
   machine.service.restart();
@@ -289,8 +301,9 @@ TEST_F(hostile_clients, with_huge_values_lose_nothing_at_the_next_start) {
 TEST_F(hostile_clients, with_the_longest_paths_there_are_lose_nothing_at_the_next_start) {
   constexpr int count = 479;
   const std::string longest_path = "/mnt/" + std::string(3834, 'a') + "/" + std::string(255, 'b');
-  for (int i = 0; i < count; ++i)
+  for (int i = 0; i < count; ++i) {
     add_cancelled_item({{"input file", longest_path}, {"transcode profile", "1080"}});
+  }
   machine.service.restart();
   EXPECT_EQ(machine.client.list()["total"].int_value(), count);
 }

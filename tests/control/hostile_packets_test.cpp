@@ -1,10 +1,11 @@
 // What is no packet ends its connection, is not carried out, and is noticed by nobody else.
-#include "tests/control/hostile_bytes.h"
-#include "tests/support/test_machine.h"
-
-#include <gtest/gtest.h>
 #include <map>
 #include <random>
+
+#include <gtest/gtest.h>
+
+#include "tests/control/hostile_bytes.h"
+#include "tests/support/test_machine.h"
 
 using namespace qx_test;
 
@@ -79,8 +80,9 @@ const std::map<std::string, std::string> malformed = {
 
 std::vector<std::string> names_of_malformed() {
   std::vector<std::string> names;
-  for (const auto& [name, bytes] : malformed)
+  for (const auto& [name, bytes] : malformed) {
     names.push_back(name);
+  }
   return names;
 }
 
@@ -97,7 +99,7 @@ protected:
   long memory_kib() const {
     const std::string status = "/proc/" + std::to_string(machine.service.pid()) + "/status";
     for (const auto& line : lines_of(read_file(status))) {
-      if (line.rfind(memory_key, 0) == 0) return std::stol(line.substr(memory_key.size()));
+      if (line.rfind(memory_key, 0) == 0) { return std::stol(line.substr(memory_key.size())); }
     }
     return -1;
   }
@@ -170,8 +172,9 @@ TEST_F(hostile_packets, changed_at_random_do_no_harm) {
   list.pairs = {{"start", "1"}, {"end", "0x10"}};
   for (int i = 0; i < 500; ++i) {
     std::string bytes = list.encoded();
-    for (auto changes = random() % 4 + 1; changes > 0; --changes)
+    for (auto changes = random() % 4 + 1; changes > 0; --changes) {
       bytes[random() % bytes.size()] = static_cast<char>(random());
+    }
     const raw_connection hostile = connect();
     ASSERT_TRUE(hostile.send(bytes));
   }

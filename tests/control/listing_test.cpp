@@ -1,8 +1,8 @@
 // "list": pages of the queue, single items, and the form of each entry.
+#include <gmock/gmock.h>
+
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -21,20 +21,23 @@ protected:
   strings listed(const name_values& pairs = {}) {
     strings files;
     const auto page = list(pairs);
-    for (const auto& item : page["list"].array_items())
+    for (const auto& item : page["list"].array_items()) {
       files.push_back(item["input file"].string_value());
+    }
     return files;
   }
   static strings numbers(int first, int last) {
     strings files;
-    for (int i = first; i <= last; ++i)
+    for (int i = first; i <= last; ++i) {
       files.push_back("/" + std::to_string(i));
+    }
     return files;
   }
   static strings keys_of(const json11::Json& object) {
     strings keys;
-    for (const auto& [key, value] : object.object_items())
+    for (const auto& [key, value] : object.object_items()) {
       keys.push_back(key);
+    }
     return keys;
   }
 };
@@ -192,8 +195,9 @@ TEST_F(list_command, names_the_state_of_the_phase_an_item_is_in) {
   EXPECT_EQ(page[3]["remote transcode state"].string_value(), "command");
   EXPECT_EQ(page[3]["remote transcode command"].string_value(), "pause");
   const std::size_t plain_keys = 16;
-  for (const std::size_t i : {0U, 1U, 2U})
+  for (const std::size_t i : {0U, 1U, 2U}) {
     EXPECT_EQ(page[i].object_items().size(), plain_keys + 1) << i;
+  }
   EXPECT_EQ(page[3].object_items().size(), plain_keys + 2);
 }
 

@@ -1,8 +1,8 @@
 // "modify" and "ready": what the item accepts or refuses, as the client hears it.
+#include <gmock/gmock.h>
+
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 
@@ -63,8 +63,9 @@ TEST_F(modify_command, does_not_take_the_selection_for_fields) {
 
 TEST_F(modify_command, refuses_names_that_are_not_written_exactly) {
   QueueItem& item = add_item(TRANSCODE_READY);
-  for (const char* name : {"Paused", "paused ", "transcode_profile", "approved", "state", ""})
+  for (const char* name : {"Paused", "paused ", "transcode_profile", "approved", "state", ""}) {
     EXPECT_EQ(command("modify", item, {{name, "1"}}).status(), cannot_be_modified) << name;
+  }
 }
 
 class ready_command : public control_bench {};

@@ -1,9 +1,9 @@
 // "pause" and "resume", state by state.
+#include <csignal>
+
 #include "exec/slots.h"
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
-
-#include <csignal>
 
 using namespace qx_test;
 

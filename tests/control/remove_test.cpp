@@ -1,8 +1,8 @@
 // "remove": refused for a busy item, at once for most, through "cleanup" where the source goes too.
+#include <csignal>
+
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
-
-#include <csignal>
 
 using namespace qx_test;
 

@@ -1,11 +1,12 @@
 // The commands as a client of the running service sees them, with real children and the scheduler
 // behind them.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 #include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::Contains;
@@ -184,12 +185,14 @@ TEST_F(service_commands, many_items_are_listed_by_pages) {
   machine.service.set_uptime(10);
   machine.start();
   std::vector<std::string> ids;
-  for (int i = 0; i < 50; ++i)
+  for (int i = 0; i < 50; ++i) {
     ids.push_back(machine.client.add_ready(source));
+  }
   const auto page = machine.client.list({{"start", "10"}, {"end", "100"}});
   ASSERT_EQ(page["list"].array_items().size(), 16U);
-  for (std::size_t i = 0; i < 16; ++i)
+  for (std::size_t i = 0; i < 16; ++i) {
     EXPECT_EQ(page["list"][i]["entry id"].string_value(), ids[10 + i]);
+  }
   EXPECT_EQ(page["total"].int_value(), 50);
   EXPECT_EQ(page["start"].int_value(), 10);
 }

@@ -1,9 +1,10 @@
 // One file's way from "add" to "done" on one machine, with stand-ins for the tools.
+#include <csignal>
+
+#include <gmock/gmock.h>
+
 #include "tests/support/test_machine.h"
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -16,8 +17,9 @@ constexpr const char* source = "/mnt/media/clip.mpg";
 std::vector<std::string> names_of(const std::vector<tool_call>& calls) {
   std::vector<std::string> names;
   names.reserve(calls.size());
-  for (const auto& call : calls)
+  for (const auto& call : calls) {
     names.push_back(call.name);
+  }
   return names;
 }
 

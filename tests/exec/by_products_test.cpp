@@ -1,10 +1,11 @@
 // Thumbnail, metadata of the output, copy of the source's metadata, ready marker: the phase
 // "thumbnail" from its first turn to its last.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -1,10 +1,11 @@
 // Lines out of what a child has printed.
+#include <cstring>
+#include <string_view>
+
+#include <gtest/gtest.h>
+
 #include "exec/child_output.h"
 #include "platform/sliding_window_v4.h"
-
-#include <cstring>
-#include <gtest/gtest.h>
-#include <string_view>
 
 namespace {
 

@@ -1,16 +1,17 @@
 // Starting a child: what it is given, what it is not, and what is left when it cannot be started.
-#include "platform/descriptor_limit.h"
-#include "platform/sliding_window_v4.h"
-#include "tests/exec/exec_bench.h"
-#include "tests/support/wait_until.h"
-
 #include <cerrno>
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "platform/descriptor_limit.h"
+#include "platform/sliding_window_v4.h"
+#include "tests/exec/exec_bench.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -29,7 +30,7 @@ protected:
     return item_.proc_spawn();
   }
   void end_child() {
-    if (item_.proc_pid == -1) return;
+    if (item_.proc_pid == -1) { return; }
     item_.signal_proc_group(SIGKILL);
     wait_status();
   }
@@ -46,8 +47,9 @@ protected:
     EXPECT_TRUE(wait_until([&] {
       char block[4096];
       ssize_t got = 0;
-      while ((got = read(item_.proc_stdout_read_fd, block, sizeof block)) > 0)
+      while ((got = read(item_.proc_stdout_read_fd, block, sizeof block)) > 0) {
         text.append(block, static_cast<std::size_t>(got));
+      }
       return got == 0;
     }));
     return text;
@@ -255,8 +257,9 @@ TEST_F(child_process, is_ended_but_not_paused_before_it_has_a_group) {
   const pid_t child = fork();
   ASSERT_NE(child, -1);
   if (child == 0) {
-    for (;;)
+    for (;;) {
       pause();
+    }
   }
   item_.proc_pid = child;
   item_.signal_proc_group(SIGUSR1);

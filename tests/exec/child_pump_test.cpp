@@ -1,15 +1,16 @@
 // The pump: input to the child, output of it, and its end.
-#include "exec/slots.h"
-#include "platform/sliding_window_v4.h"
-#include "tests/exec/exec_bench.h"
-#include "tests/support/wait_until.h"
-
 #include <cstring>
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "exec/slots.h"
+#include "platform/sliding_window_v4.h"
+#include "tests/exec/exec_bench.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -23,7 +24,7 @@ protected:
   child_pump() { item_.input_file = "/mnt/media/clip.mpg"; }
   ~child_pump() override {
     item_.proc_pid = -1;
-    if (input_fd_ >= 0) close(input_fd_);
+    if (input_fd_ >= 0) { close(input_fd_); }
   }
 
   void spawn() {
@@ -183,8 +184,9 @@ TEST_F(child_pump, output_is_discarded_when_nobody_listens_any_more) {
 TEST_F(child_pump, output_that_somebody_may_still_take_is_kept) {
   spawn();
   child_.print(std::string(40000, 'x'));
-  for (int i = 0; i < 5; ++i)
+  for (int i = 0; i < 5; ++i) {
     item_.idle_process();
+  }
   int unread = 0;
   ioctl(item_.proc_stdout_read_fd, FIONREAD, &unread);
   EXPECT_EQ(unread, 40000 - 16384);

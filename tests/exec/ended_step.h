@@ -1,12 +1,12 @@
 // A child of each step at its end, ready to be judged.
 #pragma once
 
+#include <cstring>
+#include <string>
+
 #include "platform/sliding_window_v4.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
-
-#include <cstring>
-#include <string>
 
 namespace qx_test {
 

@@ -67,8 +67,8 @@ fake_child::fake_child() {
     return pid;
   };
   kernel.waitpid = [this](pid_t, int* status) {
-    if (at_waitpid) at_waitpid();
-    if (!has_ended_) return 0;
+    if (at_waitpid) { at_waitpid(); }
+    if (!has_ended_) { return 0; }
     *status = wait_status_;
     return pid;
   };
@@ -99,7 +99,7 @@ void fake_child::print(std::string_view bytes) const {
 }
 
 void fake_child::close_stdout() {
-  if (stdout_fd_ >= 0) close(stdout_fd_);
+  if (stdout_fd_ >= 0) { close(stdout_fd_); }
   stdout_fd_ = -1;
 }
 

@@ -2,10 +2,6 @@
 // of a job's status is noted.
 #pragma once
 
-#include "tests/support/files.h"
-#include "tests/support/item_bench.h"
-#include "tests/support/private_root.h"
-
 #include <csignal>
 #include <cstddef>
 #include <functional>
@@ -14,6 +10,10 @@
 #include <vector>
 
 #include <sys/types.h>
+
+#include "tests/support/files.h"
+#include "tests/support/item_bench.h"
+#include "tests/support/private_root.h"
 
 namespace qx_test {
 

@@ -1,15 +1,15 @@
 // When a transcoder is told to suspend itself or to go on: not before it takes the signal, not
 // before it has taken the other one, and not for ever later.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
 #include "exec/child_signals.h"
 #include "platform/sliding_window_v4.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
 #include "tests/support/wait_until.h"
-
-#include <gmock/gmock.h>
-
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -23,7 +23,7 @@ protected:
   held_signal() : item_(add_item(TRANSCODE_TRANSCODING)) { next_early_turn = 0; }
   ~held_signal() override { end_child(); }
   void end_child() {
-    if (item_.proc_pid == -1) return;
+    if (item_.proc_pid == -1) { return; }
     item_.signal_proc_group(SIGKILL);
     waitpid(item_.proc_pid, nullptr, 0);
     item_.proc_pid = -1;
@@ -55,8 +55,9 @@ protected:
     return has_signal(read_child_signals(item_.proc_pid).pending, number);
   }
   void give_turns() {
-    for (int i = 0; i < 10; ++i)
+    for (int i = 0; i < 10; ++i) {
       item_.idle_process();
+    }
   }
   void arm() const { write_file(folder_ + "/arm", ""); }
   void end() const { write_file(folder_ + "/end", ""); }
@@ -70,7 +71,7 @@ protected:
     return output().find(text) != std::string::npos;
   }
   std::string output() const {
-    if (item_.proc_stdout_buffer == nullptr) return "(ended)";
+    if (item_.proc_stdout_buffer == nullptr) { return "(ended)"; }
     const auto* const bytes = reinterpret_cast<const char*>(item_.proc_stdout_buffer->read_pos);
     return {bytes, sliding_window_v4_data_available(item_.proc_stdout_buffer)};
   }
@@ -133,8 +134,9 @@ TEST_F(held_signal, goes_at_last_to_a_tool_that_never_takes_it) {
   ASSERT_TRUE(wait_until([&] { return read_child_signals(item_.proc_pid).is_tool; }));
   item_.tell_transcoder(SIGUSR1);
   clock_us += patience_us - 1;
-  for (int i = 0; i < 10; ++i)
+  for (int i = 0; i < 10; ++i) {
     item_.idle_process();
+  }
   EXPECT_NE(item_.proc_pid, -1);
   clock_us += 1;
   EXPECT_TRUE(wait_until([&] { return item_.idle_process() && item_.proc_pid == -1; }));
@@ -145,14 +147,16 @@ TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
   item_.proc_pid = fork();
   if (item_.proc_pid == 0) {
     setsid();
-    for (;;)
+    for (;;) {
       pause();
+    }
   }
   ASSERT_TRUE(wait_until([&] { return getpgid(item_.proc_pid) == item_.proc_pid; }));
   clock_us += patience_us;
   item_.tell_transcoder(SIGUSR1);
-  for (int i = 0; i < 10; ++i)
+  for (int i = 0; i < 10; ++i) {
     item_.idle_process();
+  }
   EXPECT_EQ(waitpid(item_.proc_pid, nullptr, WNOHANG), 0);
 }
 

@@ -1,9 +1,9 @@
 // Cancel and pause, state by state, with and without a child.
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "platform/metadata_v4.h"
 #include "tests/exec/exec_bench.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -190,7 +190,7 @@ TEST_F(item_pause, transcode_without_a_child_signals_nobody) {
 
 TEST_F(item_pause, item_in_any_other_state_is_only_marked) {
   for (const auto state : all_states) {
-    if (state == TRANSCODE_TRANSCODING || state == TRANSCODE_REMOTE) continue;
+    if (state == TRANSCODE_TRANSCODING || state == TRANSCODE_REMOTE) { continue; }
     QueueItem& item = run(add_item(state));
     EXPECT_TRUE(item.pause()) << state;
     EXPECT_EQ(item.state_message, "Paused");

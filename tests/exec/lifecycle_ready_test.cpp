@@ -1,12 +1,13 @@
 // The phase "ready", turn by turn.
+#include <cerrno>
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "platform/sliding_window_v4.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
-
-#include <cerrno>
-#include <filesystem>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -253,8 +254,9 @@ TEST_F(lifecycle_overrun, full_buffer_of_lines_counts_too) {
   QueueItem& item = add(READY_QUERY_PROFILES);
   ASSERT_TRUE(item.idle());
   std::string lines = "*QUOTE\n";
-  while (lines.size() + 7 <= 16384)
+  while (lines.size() + 7 <= 16384) {
     lines += ".. 720\n";
+  }
   child_.print(lines + std::string(16384 - lines.size(), '\n'));
   item.idle();
   EXPECT_EQ(item.state_message, overrun_text);

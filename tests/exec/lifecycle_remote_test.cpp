@@ -1,9 +1,10 @@
 // The phase "remote transcode", turn by turn: who waits for whom, and until when.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "tests/exec/exec_bench.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -1,12 +1,13 @@
 // Turns of work behind "ready": following the transcode, and the ends of the later phases.
+#include <cstring>
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "platform/sliding_window_v4.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
-
-#include <cstring>
-#include <filesystem>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

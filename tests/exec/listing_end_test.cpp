@@ -1,8 +1,8 @@
 // The end of a profile listing: what is read out of it, and what becomes of the item.
+#include <gmock/gmock.h>
+
 #include "service/transcode_settings.h"
 #include "tests/exec/ended_step.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

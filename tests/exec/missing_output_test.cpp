@@ -1,7 +1,7 @@
 // Jobs whose profiles are known and that have no output: nothing may wait for what cannot come.
-#include "tests/exec/exec_bench.h"
-
 #include <filesystem>
+
+#include "tests/exec/exec_bench.h"
 
 using namespace qx_test;
 

@@ -1,13 +1,14 @@
 // May a job proceed? Each test of the check, in its order.
-#include "tests/exec/exec_bench.h"
-
 #include <cerrno>
 #include <filesystem>
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/exec/exec_bench.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -71,8 +72,9 @@ TEST_F(readiness, without_a_source_it_is_rejected) {
 
 TEST_F(readiness, forbidden_source_is_rejected) {
   inside([&] {
-    for (const char* path : {"/etc/passwd", "/mnt/media/../clip.mpg", "/mnt/main/tv/vod.conf"})
+    for (const char* path : {"/etc/passwd", "/mnt/media/../clip.mpg", "/mnt/main/tv/vod.conf"}) {
       expect_rejected(add_input(path), "Rejected: Forbidden input file");
+    }
   });
 }
 

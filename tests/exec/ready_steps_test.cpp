@@ -1,12 +1,13 @@
 // The steps of "ready": the source's metadata, the listing of profiles, the choice among them.
+#include <map>
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+
 #include "platform/metadata_v4.h"
 #include "service/process_state.h"
 #include "service/transcode_settings.h"
 #include "tests/exec/exec_bench.h"
-
-#include <gmock/gmock.h>
-#include <map>
-#include <stdexcept>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -23,7 +24,7 @@ protected:
     QueueItem& item = add_ready_item(state);
     const std::string name = "clip" + std::to_string(item.fileops_job_id) + ".mpg";
     EXPECT_TRUE(item.set_input_file((folder_ + "/" + name).c_str()));
-    if (!metadata.empty()) write_file(folder_ + "/." + name + ".metadata/metadata", metadata);
+    if (!metadata.empty()) { write_file(folder_ + "/." + name + ".metadata/metadata", metadata); }
     return item;
   }
   static void expect_rejected(QueueItem& item, const std::string& text) {

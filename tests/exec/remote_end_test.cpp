@@ -1,8 +1,8 @@
 // The ends of the tools of "remote transcode": what becomes of the item, whatever it has come to
 // meanwhile.
-#include "tests/exec/ended_step.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/exec/ended_step.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -1,14 +1,15 @@
 // Removing a finished job's source: its metadata by a tool, the file by a child without one.
-#include "platform/unique_fd.h"
-#include "tests/exec/exec_bench.h"
-#include "tests/support/wait_until.h"
-
 #include <filesystem>
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "platform/unique_fd.h"
+#include "tests/exec/exec_bench.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -136,8 +137,9 @@ TEST_F(removal, unlinking_child_holds_nothing_but_its_streams) {
     const unique_fd held(open("/mnt/media", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     kernel.unlink = [](const char*) -> int {
       int open_descriptors = 0;
-      for (int fd = 3; fd < 1000; ++fd)
+      for (int fd = 3; fd < 1000; ++fd) {
         open_descriptors += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+      }
       _exit(open_descriptors == 0 ? 0 : 99);
     };
     QueueItem& item = add(CLEANUP_UNLINK_META);

@@ -1,14 +1,15 @@
 // The scheduler: turns of work and the scan. A start that is chosen shows by its failure: without a
 // job directory the chosen item is cancelled.
+#include <functional>
+#include <map>
+
+#include <gmock/gmock.h>
+
 #include "exec/scheduler.h"
 #include "exec/slots.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
 #include "tests/exec/exec_bench.h"
-
-#include <functional>
-#include <gmock/gmock.h>
-#include <map>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -121,8 +122,9 @@ TEST_F(scheduler, items_in_every_other_state_stay) {
   DIE = 1;  // nobody does anything of his own
   for (const auto state :
        {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_READY, TRANSCODE_REMOTE,
-        TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL, TRANSCODE_CLEANUP, TRANSCODE_DONE})
+        TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL, TRANSCODE_CLEANUP, TRANSCODE_DONE}) {
     add_item(state);
+  }
   clock_us += 1000 * second_us;
   scan();
   EXPECT_EQ(transcode_queue.size(), 8U);

@@ -1,11 +1,12 @@
 // Tools that fail, crash, cannot be started or talk nonsense, and what users are told.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 #include <filesystem>
-#include <gmock/gmock.h>
 #include <map>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;

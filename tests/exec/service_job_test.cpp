@@ -1,10 +1,10 @@
 // A job's whole way through the service that ships: the tools it runs, how, and what is left.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
-#include <unistd.h>
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -28,8 +28,9 @@ protected:
   }
   std::vector<std::string> tools() const {
     std::vector<std::string> names;
-    for (const auto& call : machine_.root.calls())
+    for (const auto& call : machine_.root.calls()) {
       names.push_back(call.name);
+    }
     return names;
   }
   std::vector<std::string> argv(const char* name, int number = 1) const {
@@ -187,10 +188,12 @@ TEST_F(service_job, many_jobs_leave_no_descriptor_and_no_zombie) {
   machine_.client.wait_for_transcode_state(add(0), "done");
   const auto before = machine_.service.open_descriptors().size();  // a client may be among them
   std::vector<std::string> ids;
-  for (int i = 1; i < 9; ++i)
+  for (int i = 1; i < 9; ++i) {
     ids.push_back(add(i));
-  for (const auto& id : ids)
+  }
+  for (const auto& id : ids) {
     machine_.client.wait_for_transcode_state(id, "done");
+  }
   EXPECT_EQ(machine_.root.processes().size(), 1U) << "the service alone";
   EXPECT_TRUE(wait_until([&] { return machine_.service.open_descriptors().size() <= before; }));
 }

@@ -1,12 +1,13 @@
 // Jobs side by side and users who change their minds: order, pause, resume, cancel, progress,
 // shutdown, and what signals reach whom.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
-#include <gmock/gmock.h>
 
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -38,7 +39,7 @@ protected:
   // Whether the state stays what it is while the service makes several passes.
   bool stays(const std::string& id, const std::string& state) {
     for (int i = 0; i < 20; ++i) {
-      if (machine_.client.transcode_state(id) != state) return false;
+      if (machine_.client.transcode_state(id) != state) { return false; }
     }
     return true;
   }
@@ -270,8 +271,9 @@ TEST_F(service_run, progress_follows_the_output) {
 
 TEST_F(service_run, output_of_any_amount_is_taken) {
   tool_plan plan;
-  for (int i = 0; i < 40; ++i)
+  for (int i = 0; i < 40; ++i) {
     plan.print(std::string(8000, '.') + "\nEncoding: frame=1/2\n");
+  }
   machine_.root.plan(tool::transcode, plan);
   machine_.start();
   const auto id = add("clip.mpg");

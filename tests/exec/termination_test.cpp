@@ -1,8 +1,8 @@
 // The judging of ended children, step by step: success, failure, and ends that come too late.
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "tests/exec/ended_step.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -1,14 +1,15 @@
 // Starting a transcode: preconditions, command line, the way to another server.
+#include <filesystem>
+#include <functional>
+#include <map>
+
+#include <gmock/gmock.h>
+
 #include "exec/scheduler.h"
 #include "exec/slots.h"
 #include "service/process_state.h"
 #include "service/transcode_settings.h"
 #include "tests/exec/exec_bench.h"
-
-#include <filesystem>
-#include <functional>
-#include <gmock/gmock.h>
-#include <map>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -1,7 +1,7 @@
 // The way into "ready", and back into it.
-#include "tests/exec/exec_bench.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/exec/exec_bench.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -22,10 +22,10 @@ int __real_rmdir(const char* path);
 
 char* __wrap__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
                                                    char* buffer) {
-  if (!directory_answer) return __real__Z29cgi_get_fileops_job_directoryimPc(id, size, buffer);
+  if (!directory_answer) { return __real__Z29cgi_get_fileops_job_directoryimPc(id, size, buffer); }
   const char* const answer = directory_answer();
   EXPECT_EQ(size, 4097U);
-  if (answer == nullptr) return nullptr;
+  if (answer == nullptr) { return nullptr; }
   snprintf(buffer, size, "%s", answer);
   return buffer;
 }

@@ -1,9 +1,9 @@
 // What the service asks of the file-operations library, and what it removes.
 #pragma once
 
-#include "tests/queue/queue_bench.h"
-
 #include <functional>
+
+#include "tests/queue/queue_bench.h"
 
 namespace qx_test {
 

@@ -1,10 +1,11 @@
 // The job of an item of the service that ships, from its making to its removal.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 #include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;

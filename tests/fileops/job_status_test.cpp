@@ -1,13 +1,14 @@
 // A job's status file and the summary beside its output: every line, and what is no place to write.
-#include "tests/queue/queue_bench.h"
-
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using ::testing::Contains;

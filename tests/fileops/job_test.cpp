@@ -1,12 +1,13 @@
 // A job's place in the file-operations subsystem: attached, made and removed.
-#include "queue/transcode_queue.h"
-#include "tests/fileops/fileops_calls.h"
-
 #include <filesystem>
-#include <gmock/gmock.h>
 #include <limits>
 
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "queue/transcode_queue.h"
+#include "tests/fileops/fileops_calls.h"
 
 using namespace qx_test;
 using ::testing::Contains;

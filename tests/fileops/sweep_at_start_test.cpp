@@ -1,8 +1,9 @@
 // The sweep of the service that ships, at its start.
-#include "tests/support/test_machine.h"
-
 #include <csignal>
+
 #include <gmock/gmock.h>
+
+#include "tests/support/test_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -58,8 +59,9 @@ TEST(sweep_at_start, is_done_once) {
   swept_machine machine;
   machine.start();
   machine.make_job("12", "vod");
-  for (int pass = 0; pass < 3; ++pass)
+  for (int pass = 0; pass < 3; ++pass) {
     EXPECT_EQ(machine.client.request("test").status(), "OK");
+  }
   machine.service.signal(SIGTERM);
   machine.service.wait_for_exit();
   EXPECT_TRUE(machine.has_job("12"));

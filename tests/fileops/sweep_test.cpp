@@ -1,12 +1,13 @@
 // The start-up sweep: which job directories go, and which are left alone.
+#include <filesystem>
+
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
 #include "fileops/sweep.h"
 #include "queue/transcode_queue.h"
 #include "tests/fileops/fileops_calls.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
-
-#include <sys/stat.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -85,8 +86,9 @@ TEST_F(sweep, number_is_kept_to_32_bits) {
 
 TEST_F(sweep, names_that_are_no_number_are_left_alone) {
   inside([] {
-    for (const char* name : {"12a", "-3", "a12", "1 2", " 12", "0x12", "12.", "+12"})
+    for (const char* name : {"12a", "-3", "a12", "1 2", " 12", "0x12", "12.", "+12"}) {
       EXPECT_FALSE(is_swept(name, "op=vod\n")) << name;
+    }
   });
 }
 
@@ -187,8 +189,9 @@ TEST_F(sweep, odd_status_files_neither_block_nor_count) {
 
 TEST_F(sweep, many_jobs_go_at_once) {
   inside([] {
-    for (int i = 100; i < 400; ++i)
+    for (int i = 100; i < 400; ++i) {
       make_job(std::to_string(i));
+    }
     const auto said = stderr_of(markdown_unknown_vod_fileops);
     EXPECT_EQ(lines_of(said).size(), 300U);
     EXPECT_THAT(said, HasSubstr("vod transcode 399 unknown, removing\n"));

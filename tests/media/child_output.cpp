@@ -1,13 +1,13 @@
 // Programs that the media matrix runs.
 #include "tests/media/child_output.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 namespace qx_test {
 namespace {
@@ -19,30 +19,31 @@ struct started {
 
 started start(const std::vector<std::string>& argv, int errors) {
   int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC) != 0) return {};
+  if (pipe2(ends, O_CLOEXEC) != 0) { return {}; }
   std::vector<char*> words;
-  for (const std::string& word : argv)
+  for (const std::string& word : argv) {
     words.push_back(const_cast<char*>(word.c_str()));
+  }
   words.push_back(nullptr);
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-  if (errors >= 0) posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
+  if (errors >= 0) { posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO); }
   started child;
   const int failed = posix_spawnp(&child.pid, words[0], &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   close(ends[1]);
   child.output = ends[0];
-  if (failed != 0) child.pid = -1;
+  if (failed != 0) { child.pid = -1; }
   return child;
 }
 
 int finish(const started& child) {
-  if (child.output >= 0) close(child.output);
+  if (child.output >= 0) { close(child.output); }
   int status = 0;
-  if (child.pid < 0 || waitpid(child.pid, &status, 0) != child.pid) return -1;
+  if (child.pid < 0 || waitpid(child.pid, &status, 0) != child.pid) { return -1; }
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
@@ -59,7 +60,7 @@ bool fill(int fd, std::vector<std::uint8_t>& buffer) {
   std::size_t have = 0;
   while (have < buffer.size()) {
     const ssize_t count = read_some(fd, buffer.data() + have, buffer.size() - have);
-    if (count <= 0) return false;
+    if (count <= 0) { return false; }
     have += static_cast<std::size_t>(count);
   }
   return true;

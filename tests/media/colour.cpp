@@ -13,8 +13,8 @@ struct weights {
 };
 
 weights weights_of(const std::string& matrix) {
-  if (matrix == "smpte170m" || matrix == "bt470bg") return {0.299, 0.114};
-  if (matrix == "bt2020nc") return {0.2627, 0.0593};
+  if (matrix == "smpte170m" || matrix == "bt470bg") { return {0.299, 0.114}; }
+  if (matrix == "bt2020nc") { return {0.2627, 0.0593}; }
   return {0.2126, 0.0722};
 }
 

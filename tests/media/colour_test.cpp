@@ -1,7 +1,7 @@
 // Colours as a browser shows them.
-#include "tests/media/colour.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/media/colour.h"
 
 namespace {
 

@@ -1,15 +1,15 @@
 // What is found in the result of a transcode.
 #include "tests/media/measured_result.h"
 
-#include "tests/media/child_output.h"
-
-#include <json11.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
+
+#include <json11.hpp>
+
+#include "tests/media/child_output.h"
 
 namespace qx_test {
 namespace {
@@ -22,8 +22,9 @@ std::vector<std::string> engine(const std::string& path, const std::string& more
   std::vector<std::string> words = {"ffmpeg",   "-nostdin", "-v", "error",       "-copyts",
                                     "-threads", "1",        "-i", "file:" + path};
   std::istringstream stream(more);
-  for (std::string word; stream >> word;)
+  for (std::string word; stream >> word;) {
     words.push_back(word);
+  }
   return words;
 }
 
@@ -45,9 +46,9 @@ bool probe(const std::string& path, measured_result& result) {
       run_child({"ffprobe", "-v", "error", "-of", "json", "-show_streams", "-i", "file:" + path});
   std::string error;
   const Json document = Json::parse(report.output, error);
-  if (report.status != 0 || !error.empty()) return false;
+  if (report.status != 0 || !error.empty()) { return false; }
   for (const Json& stream : document["streams"].array_items()) {
-    if (stream["codec_type"] == "video") take_picture_stream(stream, result);
+    if (stream["codec_type"] == "video") { take_picture_stream(stream, result); }
     if (stream["codec_type"] == "audio") {
       result.audio_codec = stream["codec_name"].string_value();
       result.channels = stream["channels"].int_value();
@@ -64,7 +65,7 @@ std::vector<double> picture_times(const std::string& path) {
   std::istringstream stream(report.output);
   std::vector<double> times;
   for (std::string line; std::getline(stream, line);) {
-    if (!line.empty()) times.push_back(std::atof(line.c_str()));
+    if (!line.empty()) { times.push_back(std::atof(line.c_str())); }
   }
   std::sort(times.begin(), times.end());
   return times;
@@ -72,7 +73,7 @@ std::vector<double> picture_times(const std::string& path) {
 
 void measure_lengths(const std::vector<double>& times, measured_result& result) {
   result.packets = static_cast<int>(times.size());
-  if (times.size() < 2) return;
+  if (times.size() < 2) { return; }
   for (std::size_t at = 1; at < times.size(); ++at) {
     result.longest_gap = std::max(result.longest_gap, times[at] - times[at - 1]);
   }
@@ -87,7 +88,7 @@ bool measure_pictures(const std::string& path, measured_result& result) {
   const auto size = static_cast<std::size_t>(pixels) * 3 / 2;
   std::size_t at = 0;
   const auto take = [&](const std::uint8_t* bytes) {
-    if (at >= times.size()) return;
+    if (at >= times.size()) { return; }
     result.pictures.add(times[at++], {result.width, result.height, bytes, bytes + pixels,
                                       bytes + pixels + pixels / 4});
   };

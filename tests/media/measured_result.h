@@ -1,11 +1,11 @@
 // What is found in the result of a transcode.
 #pragma once
 
-#include "tests/media/picture_meter.h"
-#include "tests/media/sound_meter.h"
-
 #include <string>
 #include <vector>
+
+#include "tests/media/picture_meter.h"
+#include "tests/media/sound_meter.h"
 
 namespace qx_test {
 

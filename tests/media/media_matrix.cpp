@@ -1,9 +1,6 @@
 // Transcodes each source of the media matrix with the tool that ships, measures the result and
 // prints one line for it: media_matrix [--short] [--jobs N] [--tool FILE] [--list] [NAME...]
 // Exit status 0 when all are as they should be, 1 when not, 2 for wrong arguments.
-#include "tests/media/child_output.h"
-#include "tests/media/verdict.h"
-
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
@@ -13,6 +10,9 @@
 #include <mutex>
 #include <set>
 #include <thread>
+
+#include "tests/media/child_output.h"
+#include "tests/media/verdict.h"
 
 namespace {
 
@@ -54,7 +54,7 @@ std::vector<expected_result> chosen(const matrix_options& options) {
   std::vector<expected_result> result;
   for (const expected_result& each : all_expected()) {
     const bool named = options.names.empty() || options.names.count(each.source) > 0;
-    if (named && (!options.brief || each.in_short_form)) result.push_back(each);
+    if (named && (!options.brief || each.in_short_form)) { result.push_back(each); }
   }
   return result;
 }
@@ -74,14 +74,15 @@ bool make_sources(const std::vector<std::string>& names) {
 // The longest name that a file system takes, in letters of two bytes.
 std::string long_name() {
   std::string name;
-  while (name.size() < 246)
+  while (name.size() < 246) {
     name += "\u00fc";
+  }
   return name + ".mp4";
 }
 
 fs::path source_path(const std::string& name) {
   const fs::path made = fs::path(QX_MATRIX_DIR) / name;
-  if (name != "long_name.mp4") return made;
+  if (name != "long_name.mp4") { return made; }
   const fs::path copy = fs::path(QX_MATRIX_DIR) / long_name();
   std::error_code error;
   fs::copy_file(made, copy, fs::copy_options::overwrite_existing, error);
@@ -93,7 +94,7 @@ std::string transcode(const std::string& tool, const expected_result& expected,
   const child_result run = run_child({tool, "--profile", expected.profile, "-f", "mp4", "-o",
                                       output, "--file", source_path(expected.source)},
                                      true);
-  if (run.status == 0) return {};
+  if (run.status == 0) { return {}; }
   const std::size_t begin = run.errors.find(": ");
   return "failed: " + (begin == std::string::npos
                            ? "exit status " + std::to_string(run.status)
@@ -114,19 +115,19 @@ line examine(const std::string& tool, const expected_result& expected, double re
   } else {
     error = transcode(tool, expected, output);
   }
-  if (error.empty()) measure_result(output, result.measured, error);
+  if (error.empty()) { measure_result(output, result.measured, error); }
   if (!error.empty()) {
     result.deviations = {error};
     return result;
   }
   result.deviations = deviations(expected, result.measured, reference);
-  if (result.deviations.empty()) fs::remove(output);
+  if (result.deviations.empty()) { fs::remove(output); }
   return result;
 }
 
 std::string sync_text(const measured_result& measured) {
   const std::vector<double> late = sync_of(measured);
-  if (late.empty()) return "-";
+  if (late.empty()) { return "-"; }
   std::string text;
   for (const double each : {late.front(), late[late.size() / 2], late.back()}) {
     text += (text.empty() ? "" : "/") + decimals(each * 1000.0, 0);
@@ -136,7 +137,7 @@ std::string sync_text(const measured_result& measured) {
 
 std::string shape_text(const measured_result& measured) {
   const std::vector<flash>& flashes = measured.pictures.flashes();
-  if (flashes.empty()) return "-";
+  if (flashes.empty()) { return "-"; }
   return decimals(shape_of(flashes.front()), 2) + "/" + decimals(shape_of(flashes.back()), 2);
 }
 
@@ -155,8 +156,9 @@ void print_heading() {
 void print_line(const expected_result& expected, const line& result, double reference) {
   const measured_result& found = result.measured;
   std::string verdict = result.deviations.empty() ? "PASS" : "";
-  for (const std::string& each : result.deviations)
+  for (const std::string& each : result.deviations) {
     verdict += (verdict.empty() ? "" : "; ") + each;
+  }
   std::printf(columns, expected.source.c_str(), expected.profile.c_str(), codec_text(found).c_str(),
               (std::to_string(found.width) + "x" + std::to_string(found.height)).c_str(),
               shape_text(found).c_str(), found.rate.c_str(),
@@ -182,10 +184,12 @@ int examine_all(const std::vector<expected_result>& list, const matrix_options& 
     }
   };
   std::vector<std::thread> workers;
-  for (int number = 0; number < options.jobs; ++number)
+  for (int number = 0; number < options.jobs; ++number) {
     workers.emplace_back(work);
-  for (std::thread& worker : workers)
+  }
+  for (std::thread& worker : workers) {
     worker.join();
+  }
   return failed;
 }
 
@@ -199,8 +203,9 @@ int main(int argc, char** argv) {
   }
   const std::vector<expected_result> list = chosen(options);
   if (options.list) {
-    for (const expected_result& each : list)
+    for (const expected_result& each : list) {
       std::printf("%s\n", each.source.c_str());
+    }
     return 0;
   }
   fs::create_directories(fs::path(QX_MATRIX_DIR) / "results");

@@ -18,8 +18,9 @@ double mean(const std::uint8_t* plane, int stride, const picture_area& area) {
   double sum = 0.0;
   for (int y = area.top; y < area.top + area.height; ++y) {
     const std::uint8_t* line = plane + static_cast<std::ptrdiff_t>(y) * stride;
-    for (int x = area.left; x < area.left + area.width; ++x)
+    for (int x = area.left; x < area.left + area.width; ++x) {
       sum += line[x];
+    }
   }
   return sum / std::max(1, area.width * area.height);
 }
@@ -39,7 +40,7 @@ span lit_span(const std::vector<double>& means) {
   const auto lit = [](double value) { return value > black_limit; };
   const auto first = std::find_if(means.begin(), means.end(), lit);
   const auto last = std::find_if(means.rbegin(), means.rend(), lit);
-  if (first == means.end()) return {};
+  if (first == means.end()) { return {}; }
   return {static_cast<int>(first - means.begin()), static_cast<int>(last.base() - first)};
 }
 
@@ -109,7 +110,7 @@ double comb_share(const picture_view& picture) {
 }
 
 bool picture_meter::is_flash(double brightness) {
-  if (bright_in_a_row_ > 0) return brightness > flash_brightness_ - flash_wane;
+  if (bright_in_a_row_ > 0) { return brightness > flash_brightness_ - flash_wane; }
   flash_brightness_ = brightness;
   return brightness > last_brightness_ + flash_jump;
 }
@@ -119,8 +120,8 @@ void picture_meter::add(double time, const picture_view& picture) {
   const bool bright = is_flash(brightness);
   bright_in_a_row_ = bright ? bright_in_a_row_ + 1 : 0;
   // The second picture is the one to measure: the first may still hold a field of what was before.
-  if (bright_in_a_row_ == 1) flashes_.push_back(measured_flash(time, picture));
-  if (bright_in_a_row_ == 2) flashes_.back() = measured_flash(flashes_.back().time, picture);
+  if (bright_in_a_row_ == 1) { flashes_.push_back(measured_flash(time, picture)); }
+  if (bright_in_a_row_ == 2) { flashes_.back() = measured_flash(flashes_.back().time, picture); }
   // Where the light changes, a comb says nothing of movement.
   if (std::fabs(brightness - last_brightness_) < steady_light && !bright) {
     const double share = comb_share(picture);

@@ -2,11 +2,11 @@
 // the colours of its bars, and combs.
 #pragma once
 
-#include "tests/media/colour.h"
-
 #include <array>
 #include <cstdint>
 #include <vector>
+
+#include "tests/media/colour.h"
 
 namespace qx_test {
 

@@ -1,7 +1,7 @@
 // Each measurement of pictures finds what it looks for, and nothing where there is nothing.
-#include "tests/media/picture_meter.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/media/picture_meter.h"
 
 namespace {
 
@@ -16,16 +16,18 @@ public:
 
   drawing& fill(const picture_area& area, std::uint8_t value) {
     for (int y = area.top; y < area.top + area.height; ++y) {
-      for (int x = area.left; x < area.left + area.width; ++x)
+      for (int x = area.left; x < area.left + area.width; ++x) {
         luma_[static_cast<std::size_t>(y * width + x)] = value;
+      }
     }
     return *this;
   }
   drawing& everything(std::uint8_t value) { return fill({0, 0, width, height}, value); }
   // A post, its odd lines where it was a field before.
   drawing& post(int left, int moved) {
-    for (int y = 0; y < height; ++y)
+    for (int y = 0; y < height; ++y) {
       fill({left + (y % 2 == 0 ? 0 : moved), y, 8, 1}, 200);
+    }
     return *this;
   }
   picture_view view() const { return {width, height, luma_.data(), cb_.data(), cr_.data()}; }
@@ -38,8 +40,9 @@ private:
 
 std::vector<double> flash_times(const picture_meter& meter) {
   std::vector<double> times;
-  for (const flash& each : meter.flashes())
+  for (const flash& each : meter.flashes()) {
     times.push_back(each.time);
+  }
   return times;
 }
 
@@ -72,8 +75,9 @@ TEST(comb_share, is_nothing_for_a_post_that_stands_still) {
 
 TEST(comb_share, is_nothing_for_a_slanted_edge) {
   drawing slanted;
-  for (int y = 0; y < height; ++y)
+  for (int y = 0; y < height; ++y) {
     slanted.fill({8 + y, y, 8, 1}, 200);
+  }
   EXPECT_EQ(comb_share(slanted.view()), 0.0);
 }
 
@@ -99,9 +103,10 @@ TEST(picture_meter, finds_when_each_flash_begins) {
 
 TEST(picture_meter, takes_no_slow_change_of_light_for_a_flash) {
   picture_meter meter;
-  for (int number = 0; number < 40; ++number)
+  for (int number = 0; number < 40; ++number) {
     meter.add(number / 25.0,
               drawing().everything(static_cast<std::uint8_t>(50 + number * 5)).view());
+  }
   EXPECT_TRUE(meter.flashes().empty());
 }
 

@@ -32,7 +32,7 @@ double middle_of_window(std::size_t number) {
 double tone_amplitude(const samples& sound, double frequency, std::size_t first,
                       std::size_t count) {
   const std::size_t end = std::min(sound.size(), first + count);
-  if (end <= first) return 0.0;
+  if (end <= first) { return 0.0; }
   double along = 0.0;
   double across = 0.0;
   for (std::size_t at = first; at < end; ++at) {
@@ -48,7 +48,7 @@ double usual_tone(const samples& sound, double frequency) {
   for (std::size_t at = 0; at < sound.size(); at += sound_rate / 10) {
     levels.push_back(tone_amplitude(sound, frequency, at, sound_rate / 10));
   }
-  if (levels.empty()) return 0.0;
+  if (levels.empty()) { return 0.0; }
   const auto middle = levels.begin() + static_cast<std::ptrdiff_t>(levels.size() / 2);
   std::nth_element(levels.begin(), middle, levels.end());
   return *middle;
@@ -56,15 +56,15 @@ double usual_tone(const samples& sound, double frequency) {
 
 std::vector<double> beep_times(const samples& sound) {
   const std::vector<double> envelope = beep_envelope(sound);
-  if (envelope.empty()) return {};
+  if (envelope.empty()) { return {}; }
   const double loudest = *std::max_element(envelope.begin(), envelope.end());
-  if (loudest < faintest_beep) return {};
+  if (loudest < faintest_beep) { return {}; }
   std::vector<double> times;
   double last_loud = -1.0;
   for (std::size_t number = 0; number < envelope.size(); ++number) {
-    if (envelope[number] < loudest / 2.0) continue;
+    if (envelope[number] < loudest / 2.0) { continue; }
     const double time = middle_of_window(number);
-    if (last_loud < 0.0 || time - last_loud > pause_between) times.push_back(time);
+    if (last_loud < 0.0 || time - last_loud > pause_between) { times.push_back(time); }
     last_loud = time;
   }
   return times;

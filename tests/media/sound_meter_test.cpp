@@ -1,10 +1,10 @@
 // Each measurement of sound finds what it looks for, and nothing where there is nothing.
-#include "tests/media/sound_meter.h"
+#include <algorithm>
+#include <cmath>
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <cmath>
+#include "tests/media/sound_meter.h"
 
 namespace {
 
@@ -63,8 +63,9 @@ TEST(usual_tone, leaves_out_what_sounds_for_a_moment) {
 TEST(clipped_runs, are_counted_where_the_top_is_flat) {
   samples sound = silence(1);
   add_tone(sound, 1000, 1.5, 0, 0.01);
-  for (float& value : sound)
+  for (float& value : sound) {
     value = std::clamp(value, -1.0F, 1.0F);
+  }
   EXPECT_NEAR(clipped_runs(sound), 20, 1);
 }
 

@@ -1,11 +1,11 @@
 // Compares what was measured in a result with what it has to look like.
 #pragma once
 
-#include "tests/media/expected_result.h"
-#include "tests/media/measured_result.h"
-
 #include <string>
 #include <vector>
+
+#include "tests/media/expected_result.h"
+#include "tests/media/measured_result.h"
 
 namespace qx_test {
 

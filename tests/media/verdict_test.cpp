@@ -1,7 +1,7 @@
 // A result that is as expected passes; each kind of fault is named.
-#include "tests/media/verdict.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/media/verdict.h"
 
 namespace {
 
@@ -85,14 +85,15 @@ measured_result shown(const faults& wrong = {}) {
   result.packets = 300;
   result.loudness = reference;
   scene dark = drawn(100, wrong.black_columns);
-  if (wrong.combs) woven(dark);
+  if (wrong.combs) { woven(dark); }
   const scene bright = drawn(235, wrong.black_columns);
   for (int number = 0; number < 300; ++number) {
     const bool flashes = number % 100 >= 25 && number % 100 < 30;
     result.pictures.add(number / 25.0, flashes ? bright.view() : dark.view());
   }
-  for (const double time : {1.0, 5.0, 9.0})
+  for (const double time : {1.0, 5.0, 9.0}) {
     result.beeps.push_back(time + wrong.sound_late);
+  }
   return result;
 }
 

@@ -1,10 +1,6 @@
 // The packaged settings of curl and wget, tested with the real programs.
-#include "platform/unique_fd.h"
-#include "tests/platform/test_folder.h"
-
 #include <cstdlib>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <iterator>
 #include <regex>
 #include <string>
@@ -13,6 +9,11 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/unique_fd.h"
+#include "tests/platform/test_folder.h"
 
 namespace {
 
@@ -50,8 +51,9 @@ protected:
     const std::string unit = text_of(QX_PACKAGING_FOLDER "/systemd/qx-vod.service");
     std::string environment;
     const std::regex line("\nEnvironment=([^\n]*)");
-    for (std::sregex_iterator at(unit.begin(), unit.end(), line), end; at != end; ++at)
+    for (std::sregex_iterator at(unit.begin(), unit.end(), line), end; at != end; ++at) {
       environment += " " + (*at)[1].str();
+    }
     environment =
         std::regex_replace(environment, std::regex("/etc/qx_vod_service"), folder_.path());
     const int status = std::system(("env -i" + environment + " timeout 30 " + command + " >" +

@@ -1,10 +1,7 @@
 // The client: against a server in a thread, and against servers that are missing, busy, silent,
 // rude or gone.
-#include "platform/comm_client_v4.h"
-
 #include <atomic>
 #include <functional>
-#include <gtest/gtest.h>
 #include <string>
 #include <thread>
 #include <vector>
@@ -13,7 +10,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include "platform/clock.h"
+#include "platform/comm_client_v4.h"
 #include "platform/local_address.h"
 #include "tests/platform/socket_bench.h"
 #include "tests/platform/test_folder.h"

@@ -1,11 +1,12 @@
 // The wire form of packets: the documented bytes, every limit, every malformed shape.
-#include "platform/comm_packet_v4.h"
-
 #include <fstream>
-#include <gtest/gtest.h>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/comm_packet_v4.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ std::vector<std::string> documented_packets() {
   for (std::string line; std::getline(document, line);) {
     const bool is_bytes = line.find_first_not_of(" 0123456789ABCDEF") == std::string::npos &&
                           line.substr(0, 4) == "    ";
-    if (!is_bytes && !packets.back().empty()) packets.emplace_back();
+    if (!is_bytes && !packets.back().empty()) { packets.emplace_back(); }
     std::istringstream numbers(is_bytes ? line : "");
     for (int byte = 0; numbers >> std::hex >> byte;) {
       packets.back() += static_cast<char>(byte);
@@ -306,7 +307,7 @@ TEST(comm_packet, altered_packets_are_refused_or_written_as_they_came) {
       std::string altered = wire;
       altered[i] = static_cast<char>(value);
       comm_socket_v4_packet packet;
-      if (!comm_packet_v4_decode(altered, comm_packet_v4_request, packet)) continue;
+      if (!comm_packet_v4_decode(altered, comm_packet_v4_request, packet)) { continue; }
       ++accepted;
       EXPECT_EQ(encoded(packet), altered) << i << " " << value;
     }

@@ -1,8 +1,9 @@
 // The server's output: writing replies, and sending them to clients that read well, badly, or not.
 // The clock is the test's own: it stands still unless it is moved.
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "platform/clock.h"
 #include "tests/platform/socket_bench.h"

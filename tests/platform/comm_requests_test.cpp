@@ -1,8 +1,9 @@
 // The server's input: requests whole, in pieces, in masses, malformed, and from clients that leave.
-#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "tests/platform/socket_bench.h"
 

@@ -1,7 +1,6 @@
 // The server's life: its socket file, its descriptors, its limits, its waiting.
 #include <cerrno>
 #include <csignal>
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
 
@@ -10,6 +9,8 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "platform/clock.h"
 #include "tests/platform/socket_bench.h"
@@ -144,7 +145,7 @@ TEST(comm_server, client_257_is_closed_at_once_and_there_is_room_when_one_leaves
   std::vector<raw_client> clients;
   for (int i = 0; i < 256; ++i) {
     clients.push_back(bench.connect());
-    if (i % 64 == 63) bench.pass();
+    if (i % 64 == 63) { bench.pass(); }
   }
   raw_client one_more = bench.connect();
   bench.pass();

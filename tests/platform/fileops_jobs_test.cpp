@@ -1,8 +1,5 @@
 // Job ids and job directories.
-#include "platform/fileops_jobs.h"
-
 #include <cerrno>
-#include <gtest/gtest.h>
 #include <set>
 #include <string>
 
@@ -12,6 +9,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include "platform/fileops_jobs.h"
 #include "tests/platform/own_mnt.h"
 #include "tests/support/files.h"
 
@@ -151,10 +151,12 @@ TEST(fileops_job_id, job_that_another_process_makes_is_seen) {
 TEST(fileops_job_id, gaps_that_another_process_leaves_are_not_filled) {
   in_own_mnt([] {
     EXPECT_EQ(new_cgi_fileops_job_id(), 1);
-    for (int id = 2; id < 10; ++id)
+    for (int id = 2; id < 10; ++id) {
       make_job(id);
-    for (int id = 2; id < 9; ++id)
+    }
+    for (int id = 2; id < 9; ++id) {
       remove_job(id);
+    }
     EXPECT_EQ(new_cgi_fileops_job_id(), 10);
   });
 }
@@ -194,7 +196,7 @@ TEST(fileops_job_id, changes_beyond_count_lose_nothing) {
         EXPECT_EQ(new_cgi_fileops_job_id(), 1);
         for (int id = 2; id < 12000; ++id) {
           make_job(id);
-          if (id > 2) remove_job(id - 1);
+          if (id > 2) { remove_job(id - 1); }
         }
         EXPECT_EQ(new_cgi_fileops_job_id(), 12000);
       },
@@ -206,7 +208,7 @@ TEST(fileops_job_id, forked_child_and_its_parent_take_nothing_from_each_other) {
     EXPECT_EQ(new_cgi_fileops_job_id(), 1);
     make_job(10);
     const pid_t child = fork();
-    if (child == 0) _exit(new_cgi_fileops_job_id() == 11 ? 0 : 1);
+    if (child == 0) { _exit(new_cgi_fileops_job_id() == 11 ? 0 : 1); }
     int status = -1;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
@@ -231,7 +233,7 @@ TEST(fileops_job_id, processes_that_allocate_at_once_get_different_ids) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
     for (int i = 0; i < processes; ++i) {
-      if (fork() == 0) allocate(ends[1], each);
+      if (fork() == 0) { allocate(ends[1], each); }
     }
     close(ends[1]);
     std::set<std::int32_t> ids;

@@ -1,13 +1,13 @@
 // Which paths, directories and names may be touched, with the built-in roots alone.
-#include "platform/forbidden_area.h"
-
-#include <gtest/gtest.h>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include "platform/forbidden_area.h"
 #include "platform/unique_fd.h"
 #include "tests/platform/own_mnt.h"
 #include "tests/support/files.h"

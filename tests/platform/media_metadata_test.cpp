@@ -1,12 +1,11 @@
 // The metadata of one media file, read.
-#include "platform/media_metadata.h"
-
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
 
+#include "platform/media_metadata.h"
 #include "tests/platform/test_folder.h"
 
 using namespace qx_test;
@@ -47,8 +46,9 @@ TEST_F(media_metadata_test, tells_why_it_cannot_be_read) {
 }
 
 TEST(length_of_duration, takes_none_that_media_cannot_have) {
-  for (const char* text : {"nan", "inf", "-3", "1e300", "", "long"})
+  for (const char* text : {"nan", "inf", "-3", "1e300", "", "long"}) {
     EXPECT_EQ(length_of_duration(text), 0) << text;
+  }
   EXPECT_EQ(length_of_duration(nullptr), 0);
 }
 

@@ -1,9 +1,10 @@
 // Further roots of media. The list is read once in a process's life, so each test asks in a process
 // of its own and never in the test program itself.
-#include <gtest/gtest.h>
 #include <string>
 
 #include <sys/stat.h>
+
+#include <gtest/gtest.h>
 
 #include "platform/forbidden_area.h"
 #include "tests/platform/own_mnt.h"

@@ -1,15 +1,15 @@
 // Metadata: where it lies, its text form, its files.
-#include "platform/metadata_v4.h"
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <string>
 
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include "platform/metadata_v4.h"
 #include "tests/platform/own_mnt.h"
 #include "tests/platform/test_folder.h"
 #include "tests/support/files.h"
@@ -24,7 +24,7 @@ namespace {
 std::string metadir(const std::string& path, std::size_t size = 4096) {
   char buffer[4096] = "untouched";
   const int length = metadata_v4_file_to_metadir(path.c_str(), buffer, size);
-  if (length < 0) return strerrorname_np(errno);
+  if (length < 0) { return strerrorname_np(errno); }
   EXPECT_EQ(static_cast<std::size_t>(length), strlen(buffer));
   return buffer;
 }

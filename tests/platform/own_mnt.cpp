@@ -2,7 +2,6 @@
 #include "tests/platform/own_mnt.h"
 
 #include <cstdio>
-#include <gtest/gtest.h>
 #include <string>
 
 #include <fcntl.h>
@@ -10,6 +9,8 @@
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace qx_test {
 
@@ -27,7 +28,7 @@ bool write_text(const char* path, const std::string& text) {
 bool become_mounter() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());
-  if (user == "0") return unshare(CLONE_NEWNS) == 0;
+  if (user == "0") { return unshare(CLONE_NEWNS) == 0; }
   return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && write_text("/proc/self/setgroups", "deny") &&
          write_text("/proc/self/uid_map", "0 " + user + " 1") &&
          write_text("/proc/self/gid_map", "0 " + group + " 1");
@@ -55,7 +56,7 @@ void in_own_mnt(const std::function<void()>& body, int size_kib) {
   fflush(nullptr);
   const pid_t child = fork();
   ASSERT_GE(child, 0);
-  if (child == 0) run_as_child(body, size_kib);
+  if (child == 0) { run_as_child(body, size_kib); }
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
   EXPECT_EQ(status, 0) << "expectations failed in the child, see above";

@@ -1,15 +1,15 @@
 // The byte FIFO. A buffer is drawn as a text: '-' has been read, letters wait, '_' is free.
-#include "platform/sliding_window_v4.h"
-
 #include <csignal>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
+#include "platform/sliding_window_v4.h"
 #include "platform/unique_fd.h"
 
 // A build with the address sanitizer ends the program where memory cannot be had, unless told not
@@ -171,8 +171,7 @@ TEST_F(sliding_window, empty_with_nothing_to_write_is_nothing) {
 TEST_F(sliding_window, empty_to_a_full_pipe_is_nothing) {
   fill("abcd");
   const std::string block(65536, 'x');
-  while (write(write_end.get(), block.data(), block.size()) > 0) {
-  }
+  while (write(write_end.get(), block.data(), block.size()) > 0) {}
   EXPECT_EQ(sliding_window_v4_empty_to_fd(buffer, write_end.get(), 0), 0);
   EXPECT_EQ(picture(), "abcd____");
 }

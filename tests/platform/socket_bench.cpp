@@ -3,9 +3,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <gtest/gtest.h>
 
 #include <sys/socket.h>
+
+#include <gtest/gtest.h>
 
 #include "platform/local_address.h"
 
@@ -45,7 +46,7 @@ void raw_client::receive(std::size_t most) {
   while (most > 0) {
     const ssize_t got = recv(fd_.get(), bytes, std::min(most, sizeof(bytes)), 0);
     has_ended_ = has_ended_ || got == 0 || (got < 0 && errno == ECONNRESET);
-    if (got <= 0) return;
+    if (got <= 0) { return; }
     received.append(bytes, static_cast<std::size_t>(got));
     most -= static_cast<std::size_t>(got);
   }
@@ -62,7 +63,7 @@ std::vector<std::string> raw_client::replies() {
   while (true) {
     const comm_packet_v4_front front = comm_packet_v4_look(received, comm_packet_v4_reply);
     EXPECT_NE(front.state, comm_packet_v4_state::malformed);
-    if (front.state != comm_packet_v4_state::whole) return texts;
+    if (front.state != comm_packet_v4_state::whole) { return texts; }
     comm_socket_v4_packet reply;
     EXPECT_TRUE(comm_packet_v4_decode(std::string_view(received).substr(0, front.size),
                                       comm_packet_v4_reply, reply));
@@ -113,7 +114,7 @@ comm_socket_v4_packet* make_reply(const comm_socket_v4_packet& request, const st
 std::string socket_bench::serve_one() {
   comm_socket_v4_client* client = nullptr;
   comm_socket_v4_packet* const request = comm_socket_v4_server_get_packet(server, &client);
-  if (request == nullptr) return "";
+  if (request == nullptr) { return ""; }
   EXPECT_NE(client, nullptr);
   comm_socket_v4_packet* const reply = make_reply(*request);
   comm_socket_v4_packet_send_to_client(client, reply);

@@ -1,20 +1,20 @@
 // Standard error that nobody reads for a while: nothing blocks, no line is torn, and what is
 // missing is counted.
-#include "platform/standard_error.h"
-
-#include "tests/support/files.h"
-
 #include <cassert>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <gmock/gmock.h>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "platform/standard_error.h"
+#include "tests/support/files.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -27,7 +27,7 @@ class standard_error : public ::testing::Test {
 protected:
   ~standard_error() override {
     close(read_end_);
-    if (write_end_ >= 0) close(write_end_);
+    if (write_end_ >= 0) { close(write_end_); }
   }
   void use_pipe() {
     int ends[2];
@@ -43,7 +43,8 @@ protected:
 
   // Forks a process that prints, as soon as standard error is this channel, and returns how it
   // ended. The alarm ends one that blocks.
-  template <typename Action> int print(Action action) {
+  template <typename Action>
+  int print(Action action) {
     const pid_t pid = fork();
     if (pid == 0) {
       alarm(30);
@@ -61,8 +62,9 @@ protected:
     std::string text;
     char block[65536];
     fcntl(read_end_, F_SETFL, O_NONBLOCK);
-    for (ssize_t got = 0; (got = read(read_end_, block, sizeof block)) > 0;)
+    for (ssize_t got = 0; (got = read(read_end_, block, sizeof block)) > 0;) {
       text.append(block, static_cast<std::size_t>(got));
+    }
     return text;
   }
 
@@ -77,8 +79,9 @@ private:
 };
 
 void print_lines(int count, std::size_t length) {
-  for (int i = 0; i < count; ++i)
+  for (int i = 0; i < count; ++i) {
     fprintf(stderr, "%d %s\n", i, std::string(length, 'x').c_str());
+  }
 }
 
 // How many lines of print_lines() came and how many were told to be dropped; -1 when one is torn.
@@ -88,7 +91,7 @@ long printed_and_dropped(const std::string& text) {
   for (const auto& line : lines_of(text)) {
     const bool is_count = line.rfind(told, 0) == 0;
     const std::string whole = std::to_string(total) + " " + std::string(90, 'x');
-    if (!is_count && line != whole) return -1;
+    if (!is_count && line != whole) { return -1; }
     total += is_count ? std::stol(line.substr(told.size())) : 1;
   }
   return total;

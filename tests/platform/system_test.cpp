@@ -1,12 +1,13 @@
 // Clocks, processors, directories, files that are read whole or rewritten.
 #include <cerrno>
 #include <ctime>
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
 
 #include "platform/clock.h"
 #include "platform/cpu.h"
@@ -132,7 +133,7 @@ TEST(mkdir_p, empty_path_is_told) {
 }
 
 TEST(mkdir_p, owner_is_given_to_what_is_made_only) {
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("only root gives files away");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("only root gives files away"); }
   const test_folder folder;
   constexpr int somebody = 12345;
   EXPECT_EQ(mkdir_p(folder.file("a/b").c_str(), 0755, somebody), 0);

@@ -16,7 +16,7 @@ public:
   }
   ~test_folder() {
     std::error_code error;
-    if (!path_.empty()) std::filesystem::remove_all(path_, error);
+    if (!path_.empty()) { std::filesystem::remove_all(path_, error); }
   }
   test_folder(const test_folder&) = delete;
   test_folder& operator=(const test_folder&) = delete;

@@ -1,8 +1,9 @@
 // Lines taken apart.
-#include "platform/text.h"
+#include <string>
 
 #include <gtest/gtest.h>
-#include <string>
+
+#include "platform/text.h"
 
 namespace {
 

@@ -1,10 +1,11 @@
 // The service that ships, killed without warning, and what it finds when it is started again.
+#include <csignal>
+#include <ostream>
+
+#include <gmock/gmock.h>
+
 #include "tests/queue/stored_queue.h"
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
-#include <ostream>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -31,8 +32,9 @@ class crash_in : public ::testing::TestWithParam<standpoint> {};
 
 std::string standpoint_name(const ::testing::TestParamInfo<standpoint>& info) {
   std::string name = std::string(info.param.state) + "_" + info.param.step;
-  for (char& c : name)
+  for (char& c : name) {
     c = c == ' ' ? '_' : c;
+  }
   return name;
 }
 
@@ -122,12 +124,15 @@ TEST(crash, queue_file_is_whole_whenever_the_service_dies) {
   stored_machine machine;
   machine.service.set_uptime(young_uptime_s);
   json_array items;
-  for (int i = 0; i < 100; ++i)
+  for (int i = 0; i < 100; ++i) {
     items.push_back(machine.stored(std::to_string(i), "done"));
+  }
   machine.start_with(items);
   for (int i = 0; i < 8; ++i) {
     machine.service.signal(SIGTERM);
-    if (i % 2 == 1) machine.service.wait_for_stderr("Shutting down transcode queue processes\n");
+    if (i % 2 == 1) {
+      machine.service.wait_for_stderr("Shutting down transcode queue processes\n");
+    }
     machine.service.kill();
     EXPECT_EQ(machine.queue_document()["list"].array_items().size(), 100U);
     machine.start();

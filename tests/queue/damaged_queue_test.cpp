@@ -1,16 +1,17 @@
 // Queue files that no service wrote: cut short, filled with rubbish, too large, nested too deep, or
 // something other than a file. None may crash, hang or half fill the service.
-#include "platform/queue_copies.h"
-#include "queue/queue_file.h"
-#include "queue/transcode_queue.h"
-#include "tests/queue/queue_bench.h"
-
 #include <filesystem>
-#include <gmock/gmock.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "platform/queue_copies.h"
+#include "queue/queue_file.h"
+#include "queue/transcode_queue.h"
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using json11::Json;
@@ -60,8 +61,9 @@ std::string read_it() {
 std::string read_text(const std::string& text) {
   write_file(queue_file_path, text);
   auto said = read_it();
-  for (const auto& copy : queue_file_copies())
+  for (const auto& copy : queue_file_copies()) {
     fs::remove(copy);  // the disk is small
+  }
   return said;
 }
 
@@ -82,8 +84,9 @@ class damaged_queue : public queue_bench {};
 TEST_F(damaged_queue, cut_short_anywhere_is_not_read) {
   inside([] {
     const auto text = queue_of(full_document());
-    for (std::size_t length = 0; length < text.size(); ++length)
+    for (std::size_t length = 0; length < text.size(); ++length) {
       expect_not_read(text.substr(0, length));
+    }
     EXPECT_EQ(read_text(text), "");
     EXPECT_EQ(transcode_queue.size(), 1U);
   });
@@ -122,8 +125,9 @@ TEST_F(damaged_queue, all_keys_may_be_of_any_type_at_once) {
   inside([] {
     for (const auto& odd : odd_values) {
       auto keys = full_document().object_items();
-      for (auto& entry : keys)
+      for (auto& entry : keys) {
         entry.second = odd;
+      }
       EXPECT_EQ(read_text(queue_of(keys)), "") << odd.dump();
       EXPECT_THAT(transcode_queue, IsEmpty()) << odd.dump();
     }
@@ -139,8 +143,9 @@ TEST_F(damaged_queue, nesting_without_end_is_not_read) {
       expect_not_read("{\"list\": [{\"remote job\": {\"json\": {\"a\": " + nested(depth) + "}}}]}");
     }
     std::string objects;
-    for (int i = 0; i < 10000; ++i)
+    for (int i = 0; i < 10000; ++i) {
       objects += "{\"list\":";
+    }
     expect_not_read(objects);
   });
 }

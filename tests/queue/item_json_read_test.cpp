@@ -1,8 +1,8 @@
 // The JSON form of a job, read back as a remote server's document is: every key, odd values too.
+#include <gmock/gmock.h>
+
 #include "platform/sliding_window_v4.h"
 #include "tests/queue/queue_bench.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using json11::Json;
@@ -75,10 +75,12 @@ TEST_F(item_json_read, flags_take_booleans_and_numbers_above_zero) {
       {"paused", &QueueItem::paused},
       {"delete on finish", &QueueItem::delete_on_finish}};
   for (const auto& [key, flag] : flags) {
-    for (const Json& value : {Json(true), Json(1), Json(2), Json(1.5)})
+    for (const Json& value : {Json(true), Json(1), Json(2), Json(1.5)}) {
       EXPECT_TRUE(flag_read(key, flag, value, false)) << key << value.dump();
-    for (const Json& value : {Json(false), Json(0), Json(-1), Json(0.5)})
+    }
+    for (const Json& value : {Json(false), Json(0), Json(-1), Json(0.5)}) {
       EXPECT_FALSE(flag_read(key, flag, value, true)) << key << value.dump();
+    }
     for (const Json& value : {Json("yes"), Json("0"), Json(), Json(json_array{true})}) {
       EXPECT_TRUE(flag_read(key, flag, value, true)) << key << value.dump();
       EXPECT_FALSE(flag_read(key, flag, value, false)) << key << value.dump();
@@ -103,8 +105,9 @@ TEST_F(item_json_read, uploaded_takes_booleans_alone) {
 
 TEST_F(item_json_read, item_needs_an_entry_id) {
   EXPECT_TRUE(is_taken(item_document("ready")));
-  for (const Json& id : {Json(""), Json(), Json(5), Json(json_array{"id"})})
+  for (const Json& id : {Json(""), Json(), Json(5), Json(json_array{"id"})}) {
     EXPECT_FALSE(is_taken(item_document("ready", {{"entry id", id}}))) << id.dump();
+  }
 }
 
 TEST_F(item_json_read, entry_id_ends_at_a_nul) {
@@ -116,13 +119,15 @@ TEST_F(item_json_read, entry_id_ends_at_a_nul) {
 }
 
 TEST_F(item_json_read, item_needs_a_source) {
-  for (const Json& path : {Json(""), Json(), Json("clip.mpg"), Json("/mnt/.hidden"), Json(7)})
+  for (const Json& path : {Json(""), Json(), Json("clip.mpg"), Json("/mnt/.hidden"), Json(7)}) {
     EXPECT_FALSE(is_taken(item_document("ready", {{"input file", path}}))) << path.dump();
+  }
 }
 
 TEST_F(item_json_read, document_that_is_no_object_is_refused) {
-  for (const Json& document : {Json(), Json(1), Json("x"), Json(true), Json(json_array{})})
+  for (const Json& document : {Json(), Json(1), Json("x"), Json(true), Json(json_array{})}) {
     EXPECT_FALSE(is_taken(document)) << document.dump();
+  }
 }
 
 TEST_F(item_json_read, refused_output_refuses_the_item) {

@@ -1,7 +1,7 @@
 // The JSON form of a job, read back: state, step of the phase, and the job on a remote server.
-#include "tests/queue/queue_bench.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using json11::Json;

@@ -1,7 +1,7 @@
 // The JSON form of a job, written: the short form for replies and the full one for the queue file.
-#include "tests/queue/queue_bench.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using json11::Json;
@@ -27,7 +27,7 @@ std::vector<std::string> phase_keys(transcode_states state) {
   std::vector<std::string> keys;
   for (const char* key : {"ready state", "thumbnail state", "cleanup state",
                           "remote transcode state", "remote transcode command"}) {
-    if (has_key(document, key)) keys.emplace_back(key);
+    if (has_key(document, key)) { keys.emplace_back(key); }
   }
   return keys;
 }
@@ -35,8 +35,9 @@ std::vector<std::string> phase_keys(transcode_states state) {
 // An object with so many levels below it.
 Json nested_object(int levels) {
   Json document = 1;
-  for (int i = 0; i < levels; ++i)
+  for (int i = 0; i < levels; ++i) {
     document = json_object{{"a", document}};
+  }
   return document;
 }
 
@@ -112,8 +113,9 @@ TEST_F(item_json_write, each_flag_has_its_key) {
   for (const auto& [key, flag] : flags) {
     QueueItem item;
     item.*flag = true;
-    for (const auto& [other_key, other_flag] : flags)
+    for (const auto& [other_key, other_flag] : flags) {
       EXPECT_EQ(document_of(item, true)[other_key], Json(other_flag == flag)) << key << other_key;
+    }
   }
 }
 

@@ -1,8 +1,9 @@
 // A job out of the queue file, held against the machine as it is now.
-#include "tests/queue/queue_bench.h"
-
 #include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using ::testing::Contains;
@@ -52,8 +53,9 @@ TEST_F(item_restore, item_comes_back_as_it_was) {
 
 TEST_F(item_restore, item_that_never_left_init_is_dropped) {
   inside([] {
-    for (const char* state : {"init", "Ready", ""})
+    for (const char* state : {"init", "Ready", ""}) {
       EXPECT_FALSE(is_restored(state)) << state;
+    }
   });
 }
 
@@ -79,8 +81,9 @@ TEST_F(item_restore, item_that_can_get_no_job_is_dropped) {
 TEST_F(item_restore, finished_item_whose_job_is_gone_is_dropped) {
   inside([] {
     fs::remove(job_directory(7));
-    for (const char* state : {"cancelled", "cancelling", "done"})
+    for (const char* state : {"cancelled", "cancelling", "done"}) {
       EXPECT_FALSE(is_restored(state)) << state;
+    }
   });
 }
 

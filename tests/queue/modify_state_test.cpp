@@ -1,11 +1,12 @@
 // Changes of "transcode state" by clients: approval into "ready", and cancel.
+#include <csignal>
+
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "platform/metadata_v4.h"
 #include "platform/sliding_window_v4.h"
 #include "tests/queue/queue_bench.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;

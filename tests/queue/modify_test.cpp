@@ -1,10 +1,11 @@
 // Which field of a job a client may change in which state, and what the change does.
-#include "service/process_state.h"
-#include "tests/queue/queue_bench.h"
-
 #include <csignal>
 #include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "service/process_state.h"
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -126,7 +127,7 @@ TEST_F(modify, pause_stops_the_transcoder) {
 
 TEST_F(modify, pause_is_accepted_in_every_state) {
   for (const auto state : all_states) {
-    if (state == TRANSCODE_INIT || state == TRANSCODE_REMOTE) continue;
+    if (state == TRANSCODE_INIT || state == TRANSCODE_REMOTE) { continue; }
     QueueItem other;
     other.sm.set_state(state);
     status_writes.clear();

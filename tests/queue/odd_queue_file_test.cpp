@@ -1,11 +1,12 @@
 // The service that ships, started on something that is no queue file: it says so and serves on.
-#include "tests/queue/stored_queue.h"
-
 #include <filesystem>
-#include <gmock/gmock.h>
 
 #include <sys/mount.h>
 #include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/queue/stored_queue.h"
 
 using namespace qx_test;
 using ::testing::IsEmpty;
@@ -42,8 +43,9 @@ std::vector<std::string> copies(const private_root& root) {
   std::vector<std::string> found;
   for (const auto& entry : fs::directory_iterator(root.path(settings_folder))) {
     const std::string name = entry.path().filename();
-    if (name.find(".unreadable-") != std::string::npos)
+    if (name.find(".unreadable-") != std::string::npos) {
       found.push_back(std::string(settings_folder) + "/" + name);
+    }
   }
   return found;
 }
@@ -202,8 +204,9 @@ TEST(queue_size, value_beyond_it_is_refused_and_the_rest_survives_a_restart) {
   machine.start();
   const std::string profile(1000000, '"');
   std::vector<std::string> ids;
-  for (int i = 0; i < 12; ++i)
+  for (int i = 0; i < 12; ++i) {
     ids.push_back(machine.client.add_ready(source, {{"transcode profile", profile}}));
+  }
   EXPECT_EQ(machine.client.request("add", {{"transcode profile", profile}}).status(),
             "One or more parameters were not accepted");
   ids.push_back(machine.client.add_ready(source));
@@ -212,6 +215,7 @@ TEST(queue_size, value_beyond_it_is_refused_and_the_rest_survives_a_restart) {
   EXPECT_EQ(machine.client.command("modify", ids.back(), {{"transcode profile", "720"}}).status(),
             "OK");
   machine.service.restart();
-  for (const auto& id : ids)
+  for (const auto& id : ids) {
     EXPECT_EQ(machine.client.transcode_state(id), "ready") << id;
+  }
 }

@@ -1,17 +1,17 @@
 // The bench's clock, signals, status writes and places.
 #include "tests/queue/queue_bench.h"
 
-#include "platform/metadata_v4.h"
-#include "platform/sliding_window_v4.h"
-#include "queue/transcode_queue.h"
-#include "service/process_state.h"
-#include "tests/platform/own_mnt.h"
-
 #include <filesystem>
 
 #include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/metadata_v4.h"
+#include "platform/sliding_window_v4.h"
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
+#include "tests/platform/own_mnt.h"
 
 std::uint64_t monotonic_clock_us() {
   return qx_test::clock_us;
@@ -24,7 +24,7 @@ std::uint64_t gettimeofday_us() {
 namespace {
 
 void note_call(const std::string& call) {
-  if (qx_test::calls_noted != nullptr) qx_test::calls_noted->push_back(call);
+  if (qx_test::calls_noted != nullptr) { qx_test::calls_noted->push_back(call); }
 }
 
 }  // namespace
@@ -63,23 +63,23 @@ int __wrap_rename(const char* from, const char* to) {
   return __real_rename(from, to);
 }
 void __wrap_uuid_generate_random(unsigned char* bytes) {
-  if (qx_test::answers.uuid) return qx_test::answers.uuid(bytes);
+  if (qx_test::answers.uuid) { return qx_test::answers.uuid(bytes); }
   __real_uuid_generate_random(bytes);
 }
 sliding_window_v4*
 __wrap__Z25sliding_window_v4_destroyP17sliding_window_v4(sliding_window_v4* buffer) {
-  if (buffer != nullptr) note_call("buffer");
+  if (buffer != nullptr) { note_call("buffer"); }
   return __real__Z25sliding_window_v4_destroyP17sliding_window_v4(buffer);
 }
 metadata_v4_context*
 __wrap__Z27metadata_v4_context_destroyP19metadata_v4_context(metadata_v4_context* context) {
-  if (context != nullptr) note_call("metadata context");
+  if (context != nullptr) { note_call("metadata context"); }
   return __real__Z27metadata_v4_context_destroyP19metadata_v4_context(context);
 }
 metadata_v4_metadata_context*
 __wrap__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(
     metadata_v4_metadata_context* entries) {
-  if (entries != nullptr) note_call("metadata entries");
+  if (entries != nullptr) { note_call("metadata entries"); }
   return __real__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(entries);
 }
 bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
@@ -178,14 +178,16 @@ strings queue_bench::status_lines(const QueueItem& item) {
 
 strings entry_ids() {
   strings ids;
-  for (const QueueItem* item : transcode_queue)
+  for (const QueueItem* item : transcode_queue) {
     ids.push_back(item == nullptr ? "(null)" : item->entry_id);
+  }
   return ids;
 }
 
 void empty_queue() {
-  for (const QueueItem* item : transcode_queue)
+  for (const QueueItem* item : transcode_queue) {
     delete item;
+  }
   transcode_queue.clear();
 }
 

@@ -2,18 +2,19 @@
 // is every write of a job's status. What needs fixed places runs in a child with its own /mnt.
 #pragma once
 
-#include "queue/queue_item.h"
-#include "tests/support/files.h"
-
 #include <cstdint>
 #include <functional>
-#include <gtest/gtest.h>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <sys/types.h>
+
+#include <gtest/gtest.h>
+
+#include "queue/queue_item.h"
+#include "tests/support/files.h"
 
 namespace qx_test {
 

@@ -1,10 +1,11 @@
 // The queue file, read back at start: what becomes of each item, and in which order.
+#include <filesystem>
+
+#include <gmock/gmock.h>
+
 #include "queue/queue_file.h"
 #include "queue/transcode_queue.h"
 #include "tests/queue/queue_bench.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using json11::Json;
@@ -89,8 +90,9 @@ TEST_F(queue_file_read, json_null_is_no_queue) {
 
 TEST_F(queue_file_read, document_without_a_list) {
   inside([] {
-    for (const char* text : {"{}", "{\"list\": null}", "{\"List\": []}", "[]", "5", "\"list\""})
+    for (const char* text : {"{}", "{\"list\": null}", "{\"List\": []}", "[]", "5", "\"list\""}) {
       EXPECT_THAT(read_text(text), StartsWith("Queue warning, list was empty\n")) << text;
+    }
   });
 }
 

@@ -1,15 +1,16 @@
 // The queue file, written.
-#include "queue/queue_file.h"
-#include "queue/transcode_queue.h"
-#include "tests/queue/queue_bench.h"
-
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include "queue/queue_file.h"
+#include "queue/transcode_queue.h"
+#include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
 using json11::Json;
@@ -38,8 +39,9 @@ Json written_queue() {
 strings written_ids() {
   strings ids;
   const auto document = written_queue();
-  for (const auto& item : document["list"].array_items())
+  for (const auto& item : document["list"].array_items()) {
     ids.push_back(item["entry id"].string_value());
+  }
   return ids;
 }
 
@@ -69,8 +71,9 @@ TEST_F(queue_file_write, new_and_cleared_items_and_null_entries_are_left_out) {
     transcode_queue.push_back(nullptr);
     EXPECT_TRUE(write_queue());
     EXPECT_THAT(read_file(queue_file_path), StartsWith("{\"list\": [], \"time\": \""));
-    for (const auto state : all_states)
+    for (const auto state : all_states) {
       add_item(transcode_states__str[state], state);
+    }
     EXPECT_TRUE(write_queue());
     EXPECT_THAT(written_ids(), ElementsAre("cancelled", "cancelling", "ready", "remote transcode",
                                            "transcoding", "thumbnail", "cleanup", "done"));
@@ -102,8 +105,9 @@ TEST_F(queue_file_write, is_one_line_without_an_end) {
 TEST_F(queue_file_write, is_written_in_one_piece_and_put_over_the_old_one) {
   inside([] {
     write_file(queue_file_path, "the old one");
-    for (int i = 0; i < 100; ++i)
+    for (int i = 0; i < 100; ++i) {
       add_item("a", TRANSCODE_READY).state_message = std::string(4000, 'x');
+    }
     strings calls;
     calls_noted = &calls;
     EXPECT_TRUE(write_queue());
@@ -170,8 +174,7 @@ TEST_F(queue_file_write, failed_write_goes_unnoticed) {
   inside([] {
     write_file(queue_file_path, "the old one");
     std::ofstream filler("/mnt/filler");
-    while (filler << std::string(65536, 'x') << std::flush) {
-    }
+    while (filler << std::string(65536, 'x') << std::flush) {}
     add_item("a", TRANSCODE_READY).state_message = std::string(100000, 'x');
     EXPECT_TRUE(write_queue());
     EXPECT_LT(fs::file_size(queue_file_path), 100000U) << "the rename is done all the same";
@@ -216,7 +219,7 @@ TEST_F(queue_file_write, few_may_read_it) {
 
 TEST_F(queue_file_write, another_group_than_its_folder_s_may_not_read_it) {
   inside([] {
-    if (chown("/mnt/main/tv", 0, 12345) != 0) GTEST_SKIP() << "one group is all there is here";
+    if (chown("/mnt/main/tv", 0, 12345) != 0) { GTEST_SKIP() << "one group is all there is here"; }
     EXPECT_TRUE(write_queue());
     EXPECT_EQ(mode_of(queue_file_path), 0600U);
   });

@@ -1,14 +1,15 @@
 // The record of a job: what a new one is, its source and output, and what its end releases.
+#include <filesystem>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
 #include "exec/slots.h"
 #include "platform/metadata_v4.h"
 #include "platform/sliding_window_v4.h"
 #include "tests/queue/queue_bench.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -83,8 +84,9 @@ TEST_F(queue_item, uuid_replaces_the_text) {
 
 TEST_F(queue_item, uuid_shows_its_bytes_in_order) {
   answers.uuid = [](unsigned char* bytes) {
-    for (int i = 0; i < 16; ++i)
+    for (int i = 0; i < 16; ++i) {
       bytes[i] = static_cast<unsigned char>(i * 0x11);
+    }
   };
   EXPECT_EQ(QueueItem().entry_id, "00112233-4455-6677-8899-aabbccddeeff");
 }
@@ -234,8 +236,9 @@ TEST_F(queue_item, end_releases_all_it_has_in_order) {
   const auto closed = [&](std::size_t i) { return "close " + std::to_string(opened[i]); };
   EXPECT_THAT(calls, ElementsAre(closed(0), closed(1), "metadata entries", "metadata context",
                                  "buffer", closed(2), closed(3), "buffer", closed(4), closed(5)));
-  for (const int fd : opened)
+  for (const int fd : opened) {
     EXPECT_FALSE(is_open(fd));
+  }
 }
 
 TEST_F(queue_item, end_gives_back_its_own_slots_alone) {

@@ -1,10 +1,10 @@
 // How long the queue file's text may become, and what it leaves out before it is too long.
+#include <gmock/gmock.h>
+
 #include "queue/queue_text.h"
 #include "queue/queue_text_size.h"
 #include "queue/transcode_queue.h"
 #include "tests/queue/queue_bench.h"
-
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using json11::Json;
@@ -69,7 +69,7 @@ TEST_F(queue_text_size, shorter_value_is_taken_even_when_the_queue_is_too_long) 
 }
 
 TEST_F(queue_text_size, characters_count_as_long_as_they_are_written) {
-  QueueItem const item;
+  const QueueItem item;
   for (const auto& [character, times] :
        {std::pair{"p", 1U}, {"\"", 2U}, {"\n", 2U}, {"\x01", 6U}}) {
     EXPECT_TRUE(has_room_in_queue_text(item, "", std::string(23 * mib / times, *character).c_str()))
@@ -90,7 +90,7 @@ TEST_F(queue_text_size, is_never_less_than_the_text) {
     item.entry_id = text;
     item.quoted_profile = item.proc_argv = {text, text};
     item.remote_info = {text, text, text, json_object{{text, json_array{text, 0.1, true}}}};
-    QueueItem const other;
+    const QueueItem other;
     const std::string room(queue_text_size_limit - queue_text().size(), 'p');
     EXPECT_FALSE(has_room_in_queue_text(other, "", room.c_str()));
   }
@@ -127,7 +127,8 @@ TEST_F(queue_text_left_out, has_a_download_ask_for_its_job_again) {
 
 // Ids come from another server: six bytes are written for each of theirs at worst.
 TEST_F(queue_text_left_out, leaves_room_whatever_ids_a_server_gives) {
-  for (int i = 0; i < 512; ++i)
+  for (int i = 0; i < 512; ++i) {
     add_item(TRANSCODE_CANCELLED).remote_info.entry_id = std::string(16000, '\x01');
+  }
   EXPECT_LT(queue_text().size(), queue_file_size_limit);
 }

@@ -1,10 +1,11 @@
 // Stop and start of the service that ships: what its users find again.
-#include "tests/queue/stored_queue.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 #include <filesystem>
+
 #include <gmock/gmock.h>
+
+#include "tests/queue/stored_queue.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::AnyOf;
@@ -107,9 +108,10 @@ TEST(restart, item_keeps_what_its_user_gave_it) {
   const auto before = machine.client.item(id);
   machine.service.restart();
   const auto after = machine.client.item(id);
-  for (const char* key :
-       {"input file", "transcode profile", "delete on finish", "fileops job id", "transcode state"})
+  for (const char* key : {"input file", "transcode profile", "delete on finish", "fileops job id",
+                          "transcode state"}) {
     EXPECT_EQ(after[key], before[key]) << key;
+  }
 }
 
 TEST(restart, item_that_was_not_yet_marked_ready_is_forgotten) {

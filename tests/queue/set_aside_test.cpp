@@ -1,13 +1,14 @@
 // Queue files that cannot be read, set aside: under which names, and how many are kept.
+#include <filesystem>
+
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
 #include "platform/queue_copies.h"
 #include "queue/queue_file.h"
 #include "queue/transcode_queue.h"
 #include "tests/queue/queue_bench.h"
-
-#include <filesystem>
-#include <gmock/gmock.h>
-
-#include <sys/stat.h>
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -29,8 +30,9 @@ std::string read_unreadable(const std::string& text) {
 
 strings copied_texts() {
   strings texts;
-  for (const auto& copy : queue_file_copies())
+  for (const auto& copy : queue_file_copies()) {
     texts.push_back(read_file(copy));
+  }
   return texts;
 }
 
@@ -74,8 +76,9 @@ TEST_F(set_aside, readable_and_missing_files_are_not_copied) {
 
 TEST_F(set_aside, latest_five_are_kept) {
   inside([] {
-    for (const char* text : {"1", "2", "3", "4", "5", "6", "7"})
+    for (const char* text : {"1", "2", "3", "4", "5", "6", "7"}) {
       read_unreadable(text);
+    }
     EXPECT_THAT(copied_texts(), ElementsAre("3", "4", "5", "6", "7"));
   });
 }
@@ -83,8 +86,9 @@ TEST_F(set_aside, latest_five_are_kept) {
 TEST_F(set_aside, empty_copies_go_before_those_that_hold_something) {
   inside([] {
     read_unreadable("1");
-    for (int i = 0; i < 7; ++i)
+    for (int i = 0; i < 7; ++i) {
       read_unreadable("");
+    }
     EXPECT_THAT(copied_texts(), ElementsAre("1", "", "", "", ""));
   });
 }

@@ -1,9 +1,10 @@
 // The state machines of a job: names, ranges, and which sub-machine is valid when.
-#include "tests/queue/queue_bench.h"
-
-#include <gmock/gmock.h>
 #include <string>
 #include <vector>
+
+#include <gmock/gmock.h>
+
+#include "tests/queue/queue_bench.h"
 
 using ::testing::ElementsAre;
 using ::testing::StrEq;
@@ -20,7 +21,8 @@ constexpr const char* out_of_range_text = "Invalid state machine index";
 
 // The names of all states of a machine in the order of their numbers. Each name leads back to its
 // state.
-template <typename Machine> std::vector<std::string> names_of(Machine machine, int count) {
+template <typename Machine>
+std::vector<std::string> names_of(Machine machine, int count) {
   std::vector<std::string> names;
   machine.init();
   for (int i = 0; i < count; ++i) {

@@ -1,9 +1,9 @@
 // Queue files as an earlier run of the service left them.
 #include "tests/queue/stored_queue.h"
 
-#include "tests/support/wait_until.h"
-
 #include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -33,8 +33,9 @@ void stored_machine::start_with(const json_array& items) {
 std::vector<std::string> stored_machine::listed_ids() const {
   std::vector<std::string> ids;
   const auto page = client.list();
-  for (const auto& item : page["list"].array_items())
+  for (const auto& item : page["list"].array_items()) {
     ids.push_back(item["entry id"].string_value());
+  }
   return ids;
 }
 

@@ -1,11 +1,12 @@
 // A machine whose service stopped earlier, with jobs in its queue file.
 #pragma once
 
-#include "tests/support/test_machine.h"
-
-#include <json11.hpp>
 #include <string>
 #include <vector>
+
+#include <json11.hpp>
+
+#include "tests/support/test_machine.h"
 
 namespace qx_test {
 

@@ -11,11 +11,11 @@ TEST_F(remote_bench, a_taken_job_is_monitored_under_its_far_id) {
 }
 
 struct add_case {
-  char const* name;
+  const char* name;
   tool_plan plan;
-  char const* text;
+  const char* text;
 
-  friend void PrintTo(add_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const add_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class failed_add : public remote_bench, public testing::WithParamInterface<add_case> {};
@@ -28,8 +28,8 @@ TEST_P(failed_add, cancels_with_its_text) {
   EXPECT_EQ(machine.client.state_text(id), GetParam().text);
 }
 
-far_reply reply_of(char const* status, char const* type, char const* headers = "",
-                   char const* body = "") {
+far_reply reply_of(const char* status, const char* type, const char* headers = "",
+                   const char* body = "") {
   return {status, type, headers, body};
 }
 
@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
         add_case{"text_alone", replies(reply_of("400 Bad", "text/plain", "", "why")),
                  "Remote server: Error HTTP status 400, Bad \"why\""},
         add_case{"no_reply", tool_plan().read_stdin(), "Remote server: Error HTTP status 0, "}),
-    [](auto const& row) { return row.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST_F(remote_bench, an_error_reply_is_printed) {
   machine.root.plan("curl.add", replies(reply_of("500 Oops", "text/plain", "X-comm-error:E\n")));

@@ -8,14 +8,14 @@ namespace {
 class passed_on : public remote_bench {
 protected:
   // Has a command passed on that ends as planned.
-  void pass_on(std::string const& command, tool_plan const& plan) {
+  void pass_on(const std::string& command, const tool_plan& plan) {
     machine.root.plan("curl." + command, plan);
     begin_monitoring();
     wait_for_text("Remote: far text");
     EXPECT_EQ(machine.client.command(command, id).status(), "OK");
     machine.root.wait_for_call("curl." + command);
   }
-  static far_reply far(std::string const& state, std::string const& more = "") {
+  static far_reply far(const std::string& state, const std::string& more = "") {
     far_reply reply;
     reply.body = far_item(state, more);
     return reply;
@@ -26,7 +26,7 @@ TEST_F(passed_on, pause_returns_to_monitoring) {
   far_state("transcoding", "");
   pass_on("pause", replies(far("transcoding", ", \"paused\": true")));
   far_state("transcoding", ", \"paused\": true");
-  auto const item = wait_for_text("Remote: far text (paused)");
+  const auto item = wait_for_text("Remote: far text (paused)");
   EXPECT_TRUE(item["paused"].bool_value());
   EXPECT_EQ(wait_for_remote_state("monitor")["remote transcode command"].string_value(), "");
 }
@@ -34,7 +34,7 @@ TEST_F(passed_on, pause_returns_to_monitoring) {
 TEST_F(passed_on, a_command_that_fails_cancels_and_forgets) {
   pass_on("pause", tool_plan().exit(7));
   wait_for_text("Remote item: command failed");
-  auto const item = machine.client.wait_for_transcode_state(id, "cancelled");
+  const auto item = machine.client.wait_for_transcode_state(id, "cancelled");
   EXPECT_TRUE(item["remote job"].is_null());
 }
 

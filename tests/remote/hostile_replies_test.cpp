@@ -6,10 +6,10 @@ using namespace qx_test;
 namespace {
 
 struct hostile_case {
-  char const* name;
+  const char* name;
   std::string bytes;
 
-  friend void PrintTo(hostile_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const hostile_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class hostile_reply : public remote_bench, public testing::WithParamInterface<hostile_case> {};
@@ -38,7 +38,7 @@ INSTANTIATE_TEST_SUITE_P(
         hostile_case{"wrong_types", head + "{\"entry id\": 5, \"input file\": [], \"state\": {}}"},
         hostile_case{"deep", head + std::string(1000, '[') + std::string(1000, ']')},
         hostile_case{"only_line_feeds", std::string(16384, '\n')}),
-    [](auto const& row) { return row.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 // The client would wait for ever for somebody to read the rest.
 TEST_F(remote_bench, endless_headers_end_the_poll) {

@@ -6,11 +6,11 @@ using namespace qx_test;
 namespace {
 
 struct poll_case {
-  char const* name;
+  const char* name;
   tool_plan plan;
-  char const* text;
+  const char* text;
 
-  friend void PrintTo(poll_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const poll_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class unanswered_poll : public remote_bench, public testing::WithParamInterface<poll_case> {};
@@ -34,7 +34,7 @@ INSTANTIATE_TEST_SUITE_P(
                               "web interface"},
                     poll_case{"other_exit", tool_plan().exit(52),
                               "Remote item: status temporarily unavailable. Error code 52"}),
-    [](auto const& row) { return row.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST_F(remote_bench, a_poll_takes_over_progress_and_text) {
   begin_monitoring();
@@ -54,16 +54,16 @@ TEST_F(remote_bench, a_lost_item_is_cancelled_and_forgotten) {
                     replies({"404 Not Found", "text/plain", "X-comm-error:NOT FOUND\n", ""}));
   begin();
   wait_for_text("Remote item: lost track of the item");
-  auto const item = machine.client.wait_for_transcode_state(id, "cancelled");
+  const auto item = machine.client.wait_for_transcode_state(id, "cancelled");
   EXPECT_TRUE(item["remote job"].is_null());
 }
 
-class unclear_poll : public remote_bench, public testing::WithParamInterface<char const*> {};
+class unclear_poll : public remote_bench, public testing::WithParamInterface<const char*> {};
 
 TEST_P(unclear_poll, changes_nothing_and_is_repeated) {
   begin_monitoring();
   wait_for_text("Remote: far text");
-  far_reply const reply{"404 Not Found", "text/plain", GetParam(), ""};
+  const far_reply reply{"404 Not Found", "text/plain", GetParam(), ""};
   machine.root.plan("curl.list", replies(reply));
   std::size_t const before = machine.root.calls("curl.list").size();
   machine.root.wait_for_call("curl.list", static_cast<int>(before) + 2);

@@ -16,7 +16,7 @@ std::string far_item(std::string_view state, std::string_view more) {
          std::string(state) + "\"" + std::string(more) + "}";
 }
 
-tool_plan replies(far_reply const& reply) {
+tool_plan replies(const far_reply& reply) {
   return tool_plan().read_stdin().print(reply.text());
 }
 
@@ -52,13 +52,13 @@ void remote_bench::far_state(std::string_view state, std::string_view more) {
   machine.root.plan("curl.list", replies(reply));
 }
 
-json11::Json remote_bench::wait_for_remote_state(std::string const& state) {
-  return machine.client.wait_for_item(id, [&](json11::Json const& item) {
+json11::Json remote_bench::wait_for_remote_state(const std::string& state) {
+  return machine.client.wait_for_item(id, [&](const json11::Json& item) {
     return item["remote transcode state"].string_value() == state;
   });
 }
 
-json11::Json remote_bench::wait_for_text(std::string const& text) {
+json11::Json remote_bench::wait_for_text(const std::string& text) {
   return machine.client.wait_for_state_text(id, text);
 }
 

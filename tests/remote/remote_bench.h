@@ -27,7 +27,7 @@ struct far_reply {
 std::string far_item(std::string_view state, std::string_view more = "");
 
 // What the HTTP client does to give that reply.
-tool_plan replies(far_reply const& reply);
+tool_plan replies(const far_reply& reply);
 
 // The reply that takes the job on.
 far_reply added();
@@ -43,8 +43,8 @@ protected:
   void begin_monitoring();
   // The far item is in that state at every poll from now on.
   void far_state(std::string_view state, std::string_view more = "");
-  json11::Json wait_for_remote_state(std::string const& state);
-  json11::Json wait_for_text(std::string const& text);
+  json11::Json wait_for_remote_state(const std::string& state);
+  json11::Json wait_for_text(const std::string& text);
   std::string state() { return machine.client.transcode_state(id); }
 
   test_machine machine;

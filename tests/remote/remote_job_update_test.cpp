@@ -10,12 +10,12 @@ namespace {
 using object = json11::Json::object;
 
 // A remote item in that state. Its folders do not exist here, so no status is written anywhere.
-object remote_document(char const* state, object const& more = {}) {
+object remote_document(const char* state, const object& more = {}) {
   object document{{"entry id", "far-id"},     {"input file", "/mnt/far/clip.ts"},
                   {"output file", ""},        {"state", "far text"},
                   {"transcode state", state}, {"transcode progress", json11::Json::array{25, 100}},
                   {"paused", false}};
-  for (auto const& [key, value] : more) {
+  for (const auto& [key, value] : more) {
     document[key] = value;
   }
   return document;
@@ -28,7 +28,7 @@ protected:
     item.sm.remote.set_state(REMOTE_MONITOR);
     item.remote_info.entry_id = "far-id";
   }
-  void update(object const& document) {
+  void update(const object& document) {
     item.remote_info.json = document;
     item.on_remote_job_json_update();
   }
@@ -71,7 +71,7 @@ TEST_F(remote_update, only_copies_the_pause_once_the_item_moved_on) {
 }
 
 class remote_update_running : public remote_update,
-                              public testing::WithParamInterface<char const*> {};
+                              public testing::WithParamInterface<const char*> {};
 
 TEST_P(remote_update_running, goes_on_monitoring) {
   item.paused = true;
@@ -105,7 +105,7 @@ TEST_F(remote_update, leaves_other_steps_where_they_are_when_it_is_done) {
 }
 
 class remote_update_cancelled : public remote_update,
-                                public testing::WithParamInterface<char const*> {};
+                                public testing::WithParamInterface<const char*> {};
 
 TEST_P(remote_update_cancelled, cancels_with_the_remote_text) {
   item.user_wants_pause = true;
@@ -126,7 +126,7 @@ TEST_P(remote_update_cancelled, tells_that_the_user_wanted_it) {
 INSTANTIATE_TEST_SUITE_P(states, remote_update_cancelled,
                          testing::Values("cancelled", "cancelling"));
 
-class remote_update_odd : public remote_update, public testing::WithParamInterface<char const*> {};
+class remote_update_odd : public remote_update, public testing::WithParamInterface<const char*> {};
 
 TEST_P(remote_update_odd, cancels) {
   update(remote_document(GetParam()));

@@ -27,7 +27,7 @@ TEST_F(remote_bench, one_upload_runs_at_a_time) {
   machine.root.write_source("/mnt/media/second.ts", "video/mp2t");
   std::string const second =
       machine.client.add_ready("/mnt/media/second.ts", {{"transcode profile", "720"}});
-  machine.client.wait_for_item(second, [](json11::Json const& item) {
+  machine.client.wait_for_item(second, [](const json11::Json& item) {
     return item["remote transcode state"].string_value() == "upload";
   });
   EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
@@ -56,7 +56,7 @@ TEST_F(remote_bench, a_pause_during_the_upload_holds_the_add_back) {
   EXPECT_EQ(machine.client.command("pause", id).json()["state"].string_value(),
             "Uploading file to remote for transcode");
   machine.root.release("go");
-  auto const item = wait_for_remote_state("add");
+  const auto item = wait_for_remote_state("add");
   EXPECT_TRUE(item["paused"].bool_value());
   EXPECT_TRUE(machine.root.calls("curl.add").empty());
   machine.client.command("resume", id);
@@ -67,7 +67,7 @@ TEST_F(remote_bench, monitoring_goes_on_after_a_restart_of_the_service) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   machine.service.restart();
-  int const before = static_cast<int>(machine.root.calls("curl.list").size());
+  const int before = static_cast<int>(machine.root.calls("curl.list").size());
   machine.root.wait_for_call("curl.list", before + 1);
   EXPECT_EQ(machine.root.calls("curl.add").size(), 1U);
   EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
@@ -99,8 +99,8 @@ TEST_F(remote_bench, the_queue_file_keeps_the_remote_job) {
   wait_for_text("Remote: far text");
   machine.service.stop();
   std::string error;
-  auto const queue = json11::Json::parse(machine.root.queue_file(), error);
-  auto const& job = queue["list"][0]["remote job"];
+  const auto queue = json11::Json::parse(machine.root.queue_file(), error);
+  const auto& job = queue["list"][0]["remote job"];
   EXPECT_EQ(job["ip"].string_value(), "far.example:8080");
   EXPECT_EQ(job["name"].string_value().size(), 36U);
   EXPECT_EQ(job["entry id"].string_value(), far_id);

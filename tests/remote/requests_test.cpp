@@ -7,7 +7,7 @@ namespace {
 
 using strings = std::vector<std::string>;
 
-strings curl_line(std::string const& command) {
+strings curl_line(const std::string& command) {
   return {"/usr/bin/curl",
           "--silent",
           "-i",
@@ -22,8 +22,8 @@ strings curl_line(std::string const& command) {
 
 TEST_F(remote_bench, add_request_names_upload_and_profile) {
   begin();
-  tool_call const upload = machine.root.wait_for_call(tool::upload);
-  tool_call const add = machine.root.wait_for_call("curl.add");
+  const tool_call upload = machine.root.wait_for_call(tool::upload);
+  const tool_call add = machine.root.wait_for_call("curl.add");
   EXPECT_EQ(add.argv, curl_line("add"));
   ASSERT_EQ(upload.argv.size(), 3U);
   wait_for_remote_state("monitor");
@@ -34,7 +34,7 @@ TEST_F(remote_bench, add_request_names_upload_and_profile) {
 
 TEST_F(remote_bench, monitor_request_names_the_far_item) {
   begin_monitoring();
-  tool_call const list = machine.root.wait_for_call("curl.list");
+  const tool_call list = machine.root.wait_for_call("curl.list");
   EXPECT_EQ(list.argv, curl_line("list"));
   EXPECT_TRUE(
       wait_until([&] { return list.stdin_text() == std::string("entry id:") + far_id + "\n\n"; }));
@@ -42,8 +42,8 @@ TEST_F(remote_bench, monitor_request_names_the_far_item) {
 
 TEST_F(remote_bench, polls_are_a_second_apart) {
   begin_monitoring();
-  auto const first = machine.root.wait_for_call("curl.list", 1);
-  auto const second = machine.root.wait_for_call("curl.list", 2);
+  const auto first = machine.root.wait_for_call("curl.list", 1);
+  const auto second = machine.root.wait_for_call("curl.list", 2);
   EXPECT_GE(second.time_us - first.time_us, 900000U);
 }
 
@@ -55,13 +55,13 @@ TEST_F(remote_bench, an_empty_password_still_ends_in_a_colon) {
   EXPECT_EQ(machine.root.wait_for_call("curl.add").argv.at(8), "vod:");
 }
 
-class remote_command : public remote_bench, public testing::WithParamInterface<char const*> {};
+class remote_command : public remote_bench, public testing::WithParamInterface<const char*> {};
 
 TEST_P(remote_command, is_sent_while_monitoring) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   EXPECT_EQ(machine.client.command(GetParam(), id).status(), "OK");
-  auto const call = machine.root.wait_for_call(std::string("curl.") + GetParam());
+  const auto call = machine.root.wait_for_call(std::string("curl.") + GetParam());
   EXPECT_EQ(call.argv, curl_line(GetParam()));
   EXPECT_TRUE(
       wait_until([&] { return call.stdin_text() == std::string("entry id:") + far_id + "\n\n"; }));
@@ -84,7 +84,7 @@ TEST_F(remote_bench, resume_is_sent_while_monitoring_a_paused_item) {
 
 TEST_F(remote_bench, upload_names_the_job_and_the_source) {
   begin();
-  tool_call const call = machine.root.wait_for_call(tool::upload);
+  const tool_call call = machine.root.wait_for_call(tool::upload);
   ASSERT_EQ(call.argv.size(), 3U);
   EXPECT_EQ(call.argv[0], "/usr/bin/qxmi_remote_transcode");
   EXPECT_EQ(call.argv[1].size(), 36U);
@@ -108,7 +108,7 @@ TEST_F(remote_bench, requests_go_to_the_server_that_is_configured_now) {
   machine.root.write_config({{"transcode server address", "another.example"},
                              {"transcode server user", "vod"},
                              {"transcode server password", ""}});
-  int const before = static_cast<int>(machine.root.calls("curl.list").size());
+  const int before = static_cast<int>(machine.root.calls("curl.list").size());
   machine.start();
   EXPECT_EQ(machine.root.wait_for_call("curl.list", before + 1).argv.at(9),
             "http://another.example/reelstack4/vod.cgi?c=vodsrv&vc=list");

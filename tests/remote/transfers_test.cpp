@@ -6,7 +6,7 @@ using namespace qx_test;
 
 namespace {
 
-int progress_of(json11::Json const& item) {
+int progress_of(const json11::Json& item) {
   return item["transcode progress"][0].int_value();
 }
 
@@ -56,7 +56,7 @@ TEST_F(remote_bench, upload_progress_is_that_of_the_client_that_is_furthest) {
   begin();
   machine.root.wait_for_call(tool::upload);
   int calls = 0;
-  for (long const position : {2, 6, 4}) {
+  for (const long position : {2, 6, 4}) {
     machine.root.plan(tool::ncftpput,
                       tool_plan().hold("/mnt/media/clip.ts", position * mebibyte).wait("go"));
     machine.root.spawn({"/usr/bin/ncftpput"});
@@ -69,10 +69,10 @@ TEST_F(remote_bench, upload_progress_is_that_of_the_client_that_is_furthest) {
 }
 
 struct upload_case {
-  char const* name;
+  const char* name;
   tool_plan plan;
 
-  friend void PrintTo(upload_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const upload_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class failed_upload : public remote_bench, public testing::WithParamInterface<upload_case> {};
@@ -87,7 +87,7 @@ TEST_P(failed_upload, cancels) {
 INSTANTIATE_TEST_SUITE_P(rows, failed_upload,
                          testing::Values(upload_case{"exit", tool_plan().exit(1)},
                                          upload_case{"signal", tool_plan().die(SIGKILL)}),
-                         [](auto const& row) { return row.param.name; });
+                         [](const auto& row) { return row.param.name; });
 
 TEST_F(remote_bench, an_upload_that_cannot_start_cancels) {
   machine.root.plan(tool::upload, tool_plan().wait("go"));
@@ -128,7 +128,7 @@ TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_when_its_add_failed) {
 
 class download : public remote_bench {
 protected:
-  void begin_download(tool_plan const& plan) {
+  void begin_download(const tool_plan& plan) {
     machine.root.plan(tool::wget, plan);
     far_state("done");
     begin();
@@ -145,11 +145,11 @@ TEST_F(download, progress_is_read_from_the_dots) {
 }
 
 struct dot_case {
-  char const* name;
-  char const* line;
+  const char* name;
+  const char* line;
   int progress;
 
-  friend void PrintTo(dot_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const dot_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class download_progress : public download, public testing::WithParamInterface<dot_case> {};
@@ -177,14 +177,14 @@ INSTANTIATE_TEST_SUITE_P(lines, download_progress,
                                          dot_case{"carriage_return", "1K .. 12%\r", 1200},
                                          dot_case{"commas", "1200K ,,,,, ..... 45%", 4500},
                                          dot_case{"words", "Connecting to far... 45%", 3300}),
-                         [](auto const& row) { return row.param.name; });
+                         [](const auto& row) { return row.param.name; });
 
 struct end_case {
-  char const* name;
+  const char* name;
   tool_plan plan;
-  char const* text;
+  const char* text;
 
-  friend void PrintTo(end_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const end_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class failed_download : public download, public testing::WithParamInterface<end_case> {};
@@ -202,7 +202,7 @@ INSTANTIATE_TEST_SUITE_P(
         end_case{"network", tool_plan().exit(4), "Remote item: download failed. Network error"},
         end_case{"protocol", tool_plan().exit(7), "Remote item: download failed. Protocol error"},
         end_case{"other", tool_plan().exit(8), "Remote item: download failed. Error code 8"}),
-    [](auto const& row) { return row.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 TEST_F(download, of_an_item_without_output_cancels) {
   far_reply reply;
@@ -250,12 +250,12 @@ std::string size_line(int bytes) {
 }
 
 struct size_case {
-  char const* name;
-  char const* document;  // in addition to the keys of any far item
+  const char* name;
+  const char* document;  // in addition to the keys of any far item
   std::string printed;
-  char const* state;
+  const char* state;
 
-  friend void PrintTo(size_case const& row, std::ostream* out) { *out << row.name; }
+  friend void PrintTo(const size_case& row, std::ostream* out) { *out << row.name; }
 };
 
 class download_size : public download, public testing::WithParamInterface<size_case> {};
@@ -266,7 +266,7 @@ TEST_P(download_size, decides_whether_it_counts) {
       tool::wget, tool_plan().print_error(GetParam().printed).write("{--output-document}", "mp4"));
   far_state("done", GetParam().document);
   begin();
-  auto const item = machine.client.wait_for_transcode_state(id, GetParam().state);
+  const auto item = machine.client.wait_for_transcode_state(id, GetParam().state);
   if (std::string(GetParam().state) == "cancelled") {
     EXPECT_EQ(item["state"].string_value(), "Remote item: download failed. Wrong size");
     EXPECT_FALSE(exists(machine.root.path(item["output file"].string_value())));
@@ -284,15 +284,15 @@ INSTANTIATE_TEST_SUITE_P(
                     size_case{"smaller_on_the_ftp_server", "", size_line(2), "cancelled"},
                     size_case{"another_in_the_document", ", \"output size\": 5", size_line(3),
                               "cancelled"}),
-    [](auto const& row) { return row.param.name; });
+    [](const auto& row) { return row.param.name; });
 
 // What a download finds at its output path, which its tool would continue.
 class download_start : public download {
 protected:
   // A first try that leaves an unfinished file.
-  void begin_with_broken_download(std::string const& left) {
+  void begin_with_broken_download(const std::string& left) {
     begin_download(tool_plan().write("{--output-document}", left).exit(4));
-    auto const item = machine.client.wait_for_transcode_state(id, "cancelled");
+    const auto item = machine.client.wait_for_transcode_state(id, "cancelled");
     output = item["output file"].string_value();
     ASSERT_EQ(machine.root.read(output), left);
   }
@@ -305,7 +305,7 @@ protected:
     wait_for_text("Remote item: lost track of the item");
   }
   // What lies there when the tool is run again, which then waits until the test ends.
-  std::string found_by_next_run(char const* more = "") {
+  std::string found_by_next_run(const char* more = "") {
     machine.root.plan(tool::wget, tool_plan().wait("go"));
     far_state("done", more);
     machine.client.command("restart", id);
@@ -353,7 +353,7 @@ TEST_F(download_start, of_a_new_remote_job_follows_no_link) {
 
 TEST_F(download, completes_the_job) {
   begin_download(tool_plan().write("{--output-document}", "mp4"));
-  auto const item = machine.client.wait_for_transcode_state(id, "done");
+  const auto item = machine.client.wait_for_transcode_state(id, "done");
   EXPECT_EQ(progress_of(item), 10000);
   EXPECT_EQ(item["state"].string_value(), "Transcode complete");
   EXPECT_EQ(machine.root.read(item["output file"].string_value()), "mp4");

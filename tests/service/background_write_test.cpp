@@ -1,10 +1,10 @@
 // The deferred write of the queue file: 10 s after the last "add" or "remove".
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using namespace std::chrono_literals;
@@ -51,8 +51,9 @@ TEST_F(background_write, is_asked_for_by_no_other_command) {
   const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
   wait_for_write(sent);
   machine.root.write_queue_file("kept");
-  for (const char* word : {"pause", "resume", "modify", "ready", "cancel", "restart"})
+  for (const char* word : {"pause", "resume", "modify", "ready", "cancel", "restart"}) {
     EXPECT_TRUE(machine.client.command(word, id).received()) << word;
+  }
   const auto last = steady::now();
   wait_until([&] { return steady::now() - last > write_delay + 1s; });
   EXPECT_EQ(machine.root.queue_file(), "kept");

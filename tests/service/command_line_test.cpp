@@ -1,9 +1,10 @@
 // The command line: any argument is one too many.
-#include "service/command_line.h"
-
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "service/command_line.h"
 
 namespace {
 
@@ -26,8 +27,9 @@ TEST(command_line, without_arguments_is_accepted) {
 }
 
 TEST(command_line, help_prints_the_usage) {
-  for (const char* argument : {"-h", "--h", "---h", "-help", "--help", "---help"})
+  for (const char* argument : {"-h", "--h", "---h", "-help", "--help", "---help"}) {
     EXPECT_EQ(verdict({argument}), "qx_vod_service [options]\n") << argument;
+  }
 }
 
 TEST(command_line, other_switch_is_named_without_its_dashes) {

@@ -1,14 +1,15 @@
 // The service while nobody reads its standard error: a pipe that is full.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 
@@ -21,8 +22,7 @@ protected:
     EXPECT_EQ(mkfifo(path.c_str(), 0666), 0);
     fd_ = open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
     const std::string block(4096, '.');
-    while (write(fd_, block.data(), block.size()) > 0) {
-    }
+    while (write(fd_, block.data(), block.size()) > 0) {}
     machine_.root.write_source("/mnt/media/clip.mpg", "video/mpeg");
     spawn_options options;
     options.stderr_path = path;
@@ -31,7 +31,7 @@ protected:
   }
   ~full_standard_error() override {
     close(fd_);
-    if (pid_ > 0) kill(pid_, SIGKILL);
+    if (pid_ > 0) { kill(pid_, SIGKILL); }
   }
   int stop() {
     kill(pid_, SIGTERM);
@@ -44,8 +44,9 @@ protected:
   std::string drain() const {
     std::string text;
     char block[4096];
-    for (ssize_t got = 0; (got = read(fd_, block, sizeof block)) > 0;)
+    for (ssize_t got = 0; (got = read(fd_, block, sizeof block)) > 0;) {
       text.append(block, static_cast<std::size_t>(got));
+    }
     return text;
   }
 

@@ -1,15 +1,16 @@
 // The instance lock: what each answer of the kernel means.
-#include "service/instance_lock.h"
-
 #include <cerrno>
 #include <cstdlib>
-#include <gtest/gtest.h>
 #include <string>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "service/instance_lock.h"
 
 namespace {
 

@@ -1,5 +1,12 @@
 // The main loop's passes, its timers and the shutdown flag, with all that they call replaced.
-#include "service/main_loop.h"
+#include <csignal>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <sys/sysinfo.h>
+
+#include <gmock/gmock.h>
 
 #include "control/control_server.h"
 #include "exec/scheduler.h"
@@ -7,15 +14,8 @@
 #include "platform/comm_socket_v4.h"
 #include "platform/standard_error.h"
 #include "queue/queue_file.h"
+#include "service/main_loop.h"
 #include "service/process_state.h"
-
-#include <csignal>
-#include <functional>
-#include <gmock/gmock.h>
-#include <string>
-#include <vector>
-
-#include <sys/sysinfo.h>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -35,7 +35,7 @@ std::function<void()> at_turn;
 
 void stop_after(int turns) {
   at_turn = [turns, done = 0]() mutable {
-    if (++done == turns) DIE = 1;
+    if (++done == turns) { DIE = 1; }
   };
 }
 
@@ -50,7 +50,7 @@ int handle_server_socket() {
 
 bool idle_transcode_queue() {
   calls.emplace_back("queue");
-  if (at_turn) at_turn();
+  if (at_turn) { at_turn(); }
   return scheduler_result;
 }
 
@@ -151,7 +151,7 @@ TEST_F(main_loop, writes_the_queue_at_its_time_and_once) {
   next_background_write_queue = clock_us + 2;
   at_turn = [done = 0]() mutable {
     ++clock_us;
-    if (++done == 4) DIE = 1;
+    if (++done == 4) { DIE = 1; }
   };
   run_main_loop();
   EXPECT_THAT(calls,
@@ -179,8 +179,8 @@ TEST_F(main_loop, opens_the_uptime_gate_once_and_says_so) {
   uptime_s = 299;
   at_turn = [done = 0]() mutable {
     ++done;
-    if (done == 2) uptime_s = 300;
-    if (done == 4) DIE = 1;
+    if (done == 2) { uptime_s = 300; }
+    if (done == 4) { DIE = 1; }
   };
   EXPECT_EQ(printed_by_loop(), "System uptime large enough, auto transcoding will start\n");
   EXPECT_FALSE(uptime_wait);

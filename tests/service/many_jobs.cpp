@@ -1,11 +1,12 @@
 // Jobs by the dozen, and what is left of them.
 #include "tests/service/many_jobs.h"
 
-#include "tests/support/wait_until.h"
-
 #include <algorithm>
 #include <filesystem>
+
 #include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -20,7 +21,7 @@ constexpr char reaped_text[] = " process terminated (status=";
 
 long resident_kib(pid_t pid) {
   for (const auto& line : lines_of(read_file("/proc/" + std::to_string(pid) + "/status"))) {
-    if (line.rfind("VmRSS:", 0) == 0) return std::stol(line.substr(6));
+    if (line.rfind("VmRSS:", 0) == 0) { return std::stol(line.substr(6)); }
   }
   return -1;
 }
@@ -53,8 +54,9 @@ bool many_jobs::has_ended(const std::string& id) const {
 }
 
 void many_jobs::remove_all(const std::vector<std::string>& ids) const {
-  for (const auto& id : ids)
+  for (const auto& id : ids) {
     EXPECT_EQ(machine_.client.command("remove", id).status(), "OK");
+  }
   EXPECT_TRUE(wait_until([&] { return machine_.client.list()["total"].int_value() == 0; }));
 }
 
@@ -71,17 +73,20 @@ int many_jobs::children_started() const {
 // The stand-ins number their runs by what is there, so thousands of records would slow them down.
 void many_jobs::forget_calls() const {
   std::error_code error;
-  for (const auto& call : fs::directory_iterator(machine_.root.scratch("run/stand_ins/calls")))
+  for (const auto& call : fs::directory_iterator(machine_.root.scratch("run/stand_ins/calls"))) {
     fs::remove_all(call, error);
+  }
 }
 
 int many_jobs::run_round(int jobs) {
   const int before = children_started();
   std::vector<std::string> ids;
-  for (int i = 0; i < jobs; ++i)
+  for (int i = 0; i < jobs; ++i) {
     ids.push_back(add_job(i));
-  for (const auto& id : ids)
+  }
+  for (const auto& id : ids) {
     EXPECT_TRUE(wait_until([&] { return has_ended(id); }, std::chrono::minutes(5)));
+  }
   remove_all(ids);
   forget_calls();
   return children_started() - before;

@@ -2,10 +2,10 @@
 // service holds when all are gone.
 #pragma once
 
-#include "tests/support/test_machine.h"
-
 #include <string>
 #include <vector>
+
+#include "tests/support/test_machine.h"
 
 namespace qx_test {
 

@@ -1,9 +1,10 @@
 // The end of the service that ships, with and without children that take their time.
+#include <csignal>
+
+#include <gmock/gmock.h>
+
 #include "tests/support/test_machine.h"
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
 
 using namespace qx_test;
 using namespace std::chrono_literals;
@@ -142,8 +143,9 @@ TEST_F(shutdown_of_service, is_forced_by_the_twentieth_signal) {
   ASSERT_TRUE(machine.root.wait_for_mark("stubborn"));
   machine.service.signal(SIGTERM);
   ASSERT_TRUE(machine.service.wait_for_stderr("proc=1 stdout=0\n"));
-  for (int sent = 1; sent < 19; ++sent)
+  for (int sent = 1; sent < 19; ++sent) {
     signal_alone(mixed[sent % 3]);
+  }
   ASSERT_TRUE(machine.service.wait_for_stderr("proc=1 stdout=0\nproc=1 stdout=0\n"));
   EXPECT_TRUE(machine.service.running()) << "19 signals are not enough";
   signal_alone(SIGTERM);

@@ -1,21 +1,21 @@
 // The end of the service, on a clock that only its own waiting moves.
-#include "service/shutdown.h"
+#include <csignal>
+#include <cstdlib>
+#include <functional>
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
 
 #include "platform/clock.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "service/process_state.h"
+#include "service/shutdown.h"
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-#include <cstdlib>
-#include <functional>
-#include <gmock/gmock.h>
-
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
@@ -29,15 +29,16 @@ std::function<void()> at_sleep;
 // A child in a group of its own that a SIGTERM does not end. It does not outlive the test.
 pid_t start_stubborn_child() {
   int ready[2];
-  if (pipe(ready) != 0) return -1;
+  if (pipe(ready) != 0) { return -1; }
   const pid_t pid = fork();
   if (pid == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     setpgid(0, 0);
     signal(SIGTERM, SIG_IGN);
-    if (write(ready[1], "x", 1) != 1) _exit(1);
-    for (;;)
+    if (write(ready[1], "x", 1) != 1) { _exit(1); }
+    for (;;) {
       pause();
+    }
   }
   char byte = 0;
   EXPECT_EQ(read(ready[0], &byte, 1), 1);
@@ -48,8 +49,9 @@ pid_t start_stubborn_child() {
 
 int count(const std::string& text, const std::string& part) {
   int found = 0;
-  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
     ++found;
+  }
   return found;
 }
 
@@ -65,7 +67,7 @@ std::uint64_t gettimeofday_us() {
 
 extern "C" int usleep(useconds_t time_us) {
   clock_us += time_us;
-  if (at_sleep) at_sleep();
+  if (at_sleep) { at_sleep(); }
   return 0;
 }
 
@@ -120,8 +122,9 @@ TEST_F(end_of_service, tells_the_users_of_interrupted_transcodes_only) {
     add_item(state);
   }
   shutdown_transcode_queue_processes();
-  for (const auto& item : items)
+  for (const auto& item : items) {
     EXPECT_EQ(item->state_message, "as before") << item->sm.state_name();
+  }
 }
 
 TEST_F(end_of_service, closes_the_pipes_of_every_child_and_keeps_its_pid) {
@@ -182,7 +185,7 @@ TEST_F(end_of_service, ends_as_soon_as_the_last_child_has) {
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   const pid_t child = item.proc_pid = start_stubborn_child();
   at_sleep = [&] {
-    if (clock_us != start_us + 1500000) return;
+    if (clock_us != start_us + 1500000) { return; }
     siginfo_t info{};
     kill(child, SIGKILL);
     waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);

@@ -1,4 +1,12 @@
 // The order of start and end, with all that main calls replaced by a note of the call.
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
 #include "control/control_server.h"
 #include "fileops/sweep.h"
 #include "platform/comm_socket_v4.h"
@@ -12,13 +20,6 @@
 #include "service/process_state.h"
 #include "service/shutdown.h"
 #include "service/transcode_settings.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
-#include <string>
-#include <vector>
-
-#include <sys/stat.h>
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -50,8 +51,8 @@ mode_t current_umask() {
 }
 
 std::string handler_name(sighandler_t handler) {
-  if (handler == SIG_DFL) return "default";
-  if (handler == SIG_IGN) return "ignore";
+  if (handler == SIG_DFL) { return "default"; }
+  if (handler == SIG_IGN) { return "ignore"; }
   return handler == sigma ? "sigma" : "other";
 }
 

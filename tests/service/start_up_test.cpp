@@ -1,14 +1,15 @@
 // The service that ships, started under all kinds of circumstances.
-#include "tests/support/test_machine.h"
-#include "tests/support/wait_until.h"
-
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/test_machine.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -27,8 +28,9 @@ ino_t inode_of(const std::string& path) {
 // A signal mask of the service, "SigCgt" or "SigIgn", from its status in /proc.
 unsigned long long signal_mask(pid_t pid, const std::string& name) {
   for (const auto& line : lines_of(read_file("/proc/" + std::to_string(pid) + "/status"))) {
-    if (line.rfind(name + ":", 0) == 0)
+    if (line.rfind(name + ":", 0) == 0) {
       return std::stoull(line.substr(name.size() + 1), nullptr, 16);
+    }
   }
   return 0;
 }
@@ -158,8 +160,9 @@ TEST_F(start_up, catches_three_signals_and_ignores_one) {
   machine.start();
   const auto caught = signal_mask(machine.service.pid(), "SigCgt");
   const auto ignored = signal_mask(machine.service.pid(), "SigIgn");
-  for (const int number : {SIGINT, SIGTERM, SIGQUIT})
+  for (const int number : {SIGINT, SIGTERM, SIGQUIT}) {
     EXPECT_TRUE(has_signal(caught, number)) << number;
+  }
   EXPECT_TRUE(has_signal(ignored, SIGPIPE));
   EXPECT_FALSE(has_signal(caught, SIGCHLD) || has_signal(ignored, SIGCHLD));
   EXPECT_FALSE(has_signal(caught, SIGHUP) || has_signal(ignored, SIGHUP));
@@ -182,6 +185,7 @@ TEST_F(start_up, holds_no_descriptor_that_a_tool_could_inherit) {
   const raw_connection other_client(machine.client.socket_path());
   const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
   machine.client.wait_for_transcode_state(id, "done");
-  for (const auto& call : machine.root.calls())
+  for (const auto& call : machine.root.calls()) {
     EXPECT_EQ(call.descriptors.size(), 3U) << call.name;
+  }
 }

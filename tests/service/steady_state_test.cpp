@@ -1,8 +1,8 @@
 // Many jobs one after another leave nothing behind. bench/spawned_steps does the same for longer.
+#include <gtest/gtest.h>
+
 #include "tests/service/many_jobs.h"
 #include "tests/support/wait_until.h"
-
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 
@@ -27,15 +27,14 @@ TEST(steady_state, holds_over_many_steps) {
   const int steps_of_first_round = jobs.run_round(jobs_at_once);
   const footprint before = jobs.footprint_at_rest();
   int steps = 0;
-  for (int i = 0; i < rounds; ++i)
+  for (int i = 0; i < rounds; ++i) {
     steps += jobs.run_round(jobs_at_once);
+  }
   const footprint after = jobs.footprint_at_rest();
   EXPECT_EQ(steps, rounds * steps_of_first_round);
   EXPECT_GE(steps_of_first_round, 5 * jobs_at_once);
   EXPECT_EQ(after.descriptors, before.descriptors);
   EXPECT_EQ(after.processes, 1) << "the service alone, and no zombie";
   EXPECT_EQ(after.job_folders, 0);
-  if (memory_is_comparable) {
-    EXPECT_LE(after.memory_kib, before.memory_kib + memory_slack_kib);
-  }
+  if (memory_is_comparable) { EXPECT_LE(after.memory_kib, before.memory_kib + memory_slack_kib); }
 }

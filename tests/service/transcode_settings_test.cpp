@@ -1,8 +1,8 @@
 // The configuration file, line by line.
+#include <gtest/gtest.h>
+
 #include "service/transcode_settings.h"
 #include "tests/support/private_root.h"
-
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 
@@ -103,8 +103,9 @@ TEST_F(settings, take_the_last_value) {
 }
 
 TEST_F(settings, have_no_cap_below_one) {
-  for (const char* value : {"0", "-1", "-720", "none", ""})
+  for (const char* value : {"0", "-1", "-720", "none", ""}) {
     EXPECT_EQ(loaded_value(std::string("max profile=") + value, "capped"), "capped=0") << value;
+  }
   EXPECT_EQ(loaded_value("max profile=1", "capped"), "capped=1");
 }
 

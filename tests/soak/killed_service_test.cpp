@@ -1,12 +1,13 @@
 // A service that is killed outside of any supervision and started again while its
 // transcoder is still ending: the two transcoders never write one output.
+#include <csignal>
+#include <filesystem>
+
+#include <gtest/gtest.h>
+
 #include "tests/soak/process_view.h"
 #include "tests/support/media/test_media.h"
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-#include <filesystem>
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 using namespace std::chrono_literals;
@@ -17,8 +18,9 @@ constexpr char source[] = "/mnt/media/clip.mp4";
 
 int parts_in(const std::string& folder) {
   int count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     count += entry.path().filename().string().rfind(".qx-part-", 0) == 0 ? 1 : 0;
+  }
   return count;
 }
 

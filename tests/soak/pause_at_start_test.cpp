@@ -1,15 +1,16 @@
 // Pauses and resumes at random moments from a transcode's start on: none is
 // lost, none is fatal. QX_SOAK_STARTS is how many transcodes are started.
-#include "tests/soak/process_view.h"
-#include "tests/support/media/test_media.h"
-#include "tests/support/wait_until.h"
-
 #include <filesystem>
-#include <gtest/gtest.h>
 
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/soak/process_view.h"
+#include "tests/support/media/test_media.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 

@@ -1,11 +1,11 @@
 // Reads /proc of the private root's processes.
 #include "tests/soak/process_view.h"
 
-#include "tests/support/wait_until.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -42,7 +42,7 @@ bool process_view::engine_works(const json11::Json& item) const {
   for (const pid_t pid : root_.processes()) {
     const process engine = read_process(root_, pid);
     const bool is_its = engine.parent == item["process pid"].int_value();
-    if (is_its && engine.state != 'T' && engine.state != 'Z') return true;
+    if (is_its && engine.state != 'T' && engine.state != 'Z') { return true; }
   }
   return false;
 }

@@ -2,11 +2,12 @@
 // started.
 #pragma once
 
-#include "tests/support/test_machine.h"
-
-#include <json11.hpp>
 #include <string>
 #include <vector>
+
+#include <json11.hpp>
+
+#include "tests/support/test_machine.h"
 
 namespace qx_test {
 

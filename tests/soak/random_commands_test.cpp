@@ -1,16 +1,17 @@
 // Eight jobs with the tools that ship, paused, resumed, cancelled and restarted
 // at random. Whenever it is quiet, nothing runs that is shown as paused; at the
 // end nothing is left of anything. QX_SOAK_SECONDS is how long it takes.
-#include "tests/soak/process_view.h"
-#include "tests/support/media/test_media.h"
-#include "tests/support/wait_until.h"
-
 #include <chrono>
 #include <filesystem>
-#include <gmock/gmock.h>
 #include <map>
 
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/soak/process_view.h"
+#include "tests/support/media/test_media.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::IsEmpty;
@@ -26,24 +27,27 @@ constexpr std::chrono::seconds quiet_interval{4};
 class random_commands : public ::testing::Test {
 protected:
   random_commands() {
-    for (int i = 0; i < job_count; ++i)
+    for (int i = 0; i < job_count; ++i) {
       fs::copy_file(test_media("long.mp4"), machine_.root.path(source(i)));
+    }
     machine_.start();
     // One job first: the service opens some things with the first one, for good.
     ids_[0] = machine_.client.add_ready(source(0));
     end_all_jobs();
     EXPECT_TRUE(wait_until([&] { return client_count() == 0; }));
     descriptors_ = machine_.service.open_descriptors();
-    for (int i = 0; i < job_count; ++i)
+    for (int i = 0; i < job_count; ++i) {
       ids_[i] = machine_.client.add_ready(source(i));
+    }
   }
 
   static std::string source(int number) { return "/mnt/media/" + std::to_string(number) + ".mp4"; }
   // Sockets of the service but the one that it listens at.
   int client_count() const {
     int count = -1;
-    for (const auto& [number, target] : machine_.service.open_descriptors())
+    for (const auto& [number, target] : machine_.service.open_descriptors()) {
       count += target.rfind("socket:", 0) == 0 ? 1 : 0;
+    }
     return count;
   }
 
@@ -89,7 +93,7 @@ protected:
     std::vector<std::string> found;
     for (const auto& entry : fs::recursive_directory_iterator(machine_.root.path("/mnt"))) {
       const std::string name = entry.path().filename();
-      if (name.find("part") != std::string::npos) found.push_back(entry.path());
+      if (name.find("part") != std::string::npos) { found.push_back(entry.path()); }
     }
     return found;
   }
@@ -106,8 +110,9 @@ TEST_F(random_commands, leave_nothing_running_and_nothing_behind) {
   const auto end = clock_type::now() + std::chrono::seconds(soak_setting("QX_SOAK_SECONDS", 15));
   while (clock_type::now() < end && !HasFailure()) {
     const auto quiet = clock_type::now() + quiet_interval;
-    while (clock_type::now() < quiet)
+    while (clock_type::now() < quiet) {
       disturb();
+    }
     expect_order();
   }
   end_all_jobs();

@@ -1,16 +1,17 @@
 // The control socket's wire form, written and read; requests with a deadline.
 #include "tests/support/control_client.h"
 
-#include "tests/support/wait_until.h"
-
 #include <cerrno>
 #include <cstring>
-#include <gtest/gtest.h>
 
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -22,8 +23,9 @@ constexpr std::uint64_t largest_reply = 16UL << 20;
 
 std::string number(std::uint64_t value, int bytes) {
   std::string text;
-  for (int i = 0; i < bytes; ++i)
+  for (int i = 0; i < bytes; ++i) {
     text += static_cast<char>(value >> (8 * i));
+  }
   return text;
 }
 
@@ -73,25 +75,27 @@ constexpr int receive_deadline_ms =
 
 std::string request_packet::encoded() const {
   std::string body = number(words.size(), 4);
-  for (const auto& word : words)
+  for (const auto& word : words) {
     body += counted(word);
+  }
   body += number(pairs.size(), 4);
-  for (const auto& [name, value] : pairs)
+  for (const auto& [name, value] : pairs) {
     body += counted(name) + counted(value);
+  }
   body += counted(data);
   return std::string(magic) + number(body.size(), 4) + number(request_id, 8) + number(0, 8) +
          number(flags, 4) + number(0, 4) + body;
 }
 
 std::string reply_packet::status() const {
-  if (!received()) return "(no reply)";
+  if (!received()) { return "(no reply)"; }
   return words.size() < 2 ? "" : words[1];
 }
 
 std::string reply_packet::pair(std::string_view name) const {
   std::string found;
   for (const auto& [key, value] : pairs) {
-    if (key == name) found = value;
+    if (key == name) { found = value; }
   }
   return found;
 }
@@ -106,21 +110,21 @@ raw_connection::raw_connection(const std::string& socket_path) {
   address.sun_family = AF_UNIX;
   socket_path.copy(address.sun_path, sizeof address.sun_path - 1);
   fd_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) return;
+  if (connect(fd_, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) { return; }
   close(fd_);
   fd_ = -1;
 }
 
 raw_connection::~raw_connection() {
-  if (fd_ >= 0) close(fd_);
+  if (fd_ >= 0) { close(fd_); }
 }
 
 bool raw_connection::send(std::string_view bytes) const {
-  if (!connected()) return false;
+  if (!connected()) { return false; }
   while (!bytes.empty()) {
     const ssize_t put = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return false;
+    if (put < 0 && errno == EINTR) { continue; }
+    if (put < 0) { return false; }
     bytes.remove_prefix(static_cast<std::size_t>(put));
   }
   return true;
@@ -133,9 +137,9 @@ void raw_connection::finish_sending() const {
 bool raw_connection::read_exactly(char* bytes, std::size_t size) const {
   while (size > 0) {
     pollfd readable{fd_, POLLIN, 0};
-    if (poll(&readable, 1, receive_deadline_ms) <= 0) return false;
+    if (poll(&readable, 1, receive_deadline_ms) <= 0) { return false; }
     const ssize_t got = read(fd_, bytes, size);
-    if (got <= 0) return false;
+    if (got <= 0) { return false; }
     bytes += got;
     size -= static_cast<std::size_t>(got);
   }
@@ -145,7 +149,7 @@ bool raw_connection::read_exactly(char* bytes, std::size_t size) const {
 reply_packet raw_connection::receive() const {
   reply_packet reply;
   char header_bytes[header_size];
-  if (!read_exactly(header_bytes, header_size)) return reply;
+  if (!read_exactly(header_bytes, header_size)) { return reply; }
   reader header{{header_bytes, header_size}};
   EXPECT_EQ(header.take(4), magic);
   const auto body_size = header.number(4);
@@ -155,7 +159,7 @@ reply_packet raw_connection::receive() const {
   EXPECT_EQ(header.number(4), 0U) << "the reserved field";
   EXPECT_LE(body_size, largest_reply);
   std::string body(std::min(body_size, largest_reply), '\0');
-  if (read_exactly(body.data(), body.size())) read_body({body}, reply);
+  if (read_exactly(body.data(), body.size())) { read_body({body}, reply); }
   return reply;
 }
 

@@ -2,16 +2,17 @@
 // checked against a second reading of the same document (docs/wire-format.md).
 #pragma once
 
-#include "tests/support/files.h"
-#include "tests/support/private_root.h"
-
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <json11.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <json11.hpp>
+
+#include "tests/support/files.h"
+#include "tests/support/private_root.h"
 
 namespace qx_test {
 

@@ -1,9 +1,10 @@
 // Requests for items, and waiting for what becomes of them.
-#include "tests/support/control_client.h"
-#include "tests/support/wait_until.h"
+#include <memory>
 
 #include <gtest/gtest.h>
-#include <memory>
+
+#include "tests/support/control_client.h"
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -12,7 +13,7 @@ control_client::control_client(const private_root& root)
 
 reply_packet control_client::request(const request_packet& packet) const {
   const raw_connection connection(socket_path_);
-  if (!connection.connected() || !connection.send(packet.encoded())) return {};
+  if (!connection.connected() || !connection.send(packet.encoded())) { return {}; }
   return connection.receive();
 }
 
@@ -76,7 +77,7 @@ control_client::wait_for_item(const std::string& id,
   json11::Json last;
   const bool came = wait_until([&] {
     const auto reply = connection->send(bytes) ? connection->receive() : reply_packet{};
-    if (!reply.received()) connection = std::make_unique<raw_connection>(socket_path_);
+    if (!reply.received()) { connection = std::make_unique<raw_connection>(socket_path_); }
     last = reply.json();
     return condition(last);
   });

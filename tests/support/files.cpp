@@ -3,8 +3,9 @@
 
 #include <filesystem>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <sstream>
+
+#include <gtest/gtest.h>
 
 namespace qx_test {
 
@@ -13,8 +14,9 @@ namespace {
 std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> pieces;
   std::istringstream stream(text);
-  for (std::string piece; std::getline(stream, piece, separator);)
+  for (std::string piece; std::getline(stream, piece, separator);) {
     pieces.push_back(piece);
+  }
   return pieces;
 }
 

@@ -1,13 +1,13 @@
 // The bench's clock, folder and items.
 #include "tests/support/item_bench.h"
 
-#include "exec/slots.h"
-#include "queue/transcode_queue.h"
-#include "service/process_state.h"
-
 #include <filesystem>
 
 #include <unistd.h>
+
+#include "exec/slots.h"
+#include "queue/transcode_queue.h"
+#include "service/process_state.h"
 
 std::uint64_t monotonic_clock_us() {
   return qx_test::clock_us;
@@ -38,7 +38,9 @@ item_bench::item_bench() {
 
 item_bench::~item_bench() {
   for (QueueItem* item : transcode_queue) {
-    if (item != nullptr) item->proc_pid = -1;  // it is nobody's child any more
+    if (item != nullptr) {
+      item->proc_pid = -1;  // it is nobody's child any more
+    }
     delete item;
   }
   transcode_queue.clear();

@@ -2,12 +2,13 @@
 // a directory of its own to report into.
 #pragma once
 
-#include "queue/queue_item.h"
-
 #include <cstdint>
-#include <gtest/gtest.h>
 #include <string>
 #include <vector>
+
+#include <gtest/gtest.h>
+
+#include "queue/queue_item.h"
 
 namespace qx_test {
 

@@ -1,8 +1,6 @@
 // The keeper's life, and the two forks that bring it about.
 #include "tests/support/keeper.h"
 
-#include "tests/support/namespaces.h"
-
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -12,6 +10,8 @@
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "tests/support/namespaces.h"
 
 namespace qx_test {
 
@@ -31,48 +31,49 @@ void report(int fd, const std::string& line) {
 void leave_the_test(int life_fd, int report_fd) {
   setsid();
   const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
-  for (int fd = 0; fd < 3; ++fd)
+  for (int fd = 0; fd < 3; ++fd) {
     dup2(null, fd);
+  }
   close_all_but(life_fd, report_fd);
   signal(SIGCHLD, SIG_IGN);  // orphans leave no zombies
 }
 
 void wait_for_end_of_test(int life_fd) {
   char byte = 0;
-  while (read(life_fd, &byte, 1) < 0 && errno == EINTR) {
-  }
+  while (read(life_fd, &byte, 1) < 0 && errno == EINTR) {}
 }
 
 // The folder's parts are mount points in here, which cannot be removed, until they are unmounted.
 void remove_folder(const std::string& folder) {
-  for (const char* place : {"/usr/bin", "/mnt", "/run"})
+  for (const char* place : {"/usr/bin", "/mnt", "/run"}) {
     umount2(place, MNT_DETACH);
+  }
   std::error_code error;
   for (int attempt = 0; attempt < 100; ++attempt) {
     std::filesystem::remove_all(folder, error);
-    if (!error) return;
+    if (!error) { return; }
     usleep(10000);  // what was killed may still be about to write
   }
 }
 
 [[noreturn]] void live(const std::string& folder, bool keep_folder, int life_fd, int report_fd) {
   leave_the_test(life_fd, report_fd);
-  if (mount_own_proc() != 0) give_up(report_fd, "mount /proc");
+  if (mount_own_proc() != 0) { give_up(report_fd, "mount /proc"); }
   report(report_fd, "ready\n");
   close(report_fd);
   wait_for_end_of_test(life_fd);
   kill(-1, SIGKILL);
-  if (!keep_folder) remove_folder(folder);
+  if (!keep_folder) { remove_folder(folder); }
   _exit(0);
 }
 
 [[noreturn]] void make_private_root(const std::string& folder, bool keep_folder, int life_fd,
                                     int report_fd) {
-  if (make_namespaces() != 0) give_up(report_fd, "new namespaces");
-  if (mount_private_root(folder) != 0) give_up(report_fd, "mounts");
+  if (make_namespaces() != 0) { give_up(report_fd, "new namespaces"); }
+  if (mount_private_root(folder) != 0) { give_up(report_fd, "mounts"); }
   const pid_t keeper = fork_sibling();
-  if (keeper < 0) give_up(report_fd, "fork");
-  if (keeper == 0) live(folder, keep_folder, life_fd, report_fd);
+  if (keeper < 0) { give_up(report_fd, "fork"); }
+  if (keeper == 0) { live(folder, keep_folder, life_fd, report_fd); }
   report(report_fd, "pid " + std::to_string(keeper) + "\n");
   _exit(0);
 }
@@ -97,7 +98,7 @@ keeper_process start_keeper(const std::string& folder, bool keep_folder) {
     return keeper;
   }
   const pid_t maker = fork();
-  if (maker == 0) make_private_root(folder, keep_folder, life[0], reports[1]);
+  if (maker == 0) { make_private_root(folder, keep_folder, life[0], reports[1]); }
   close(life[0]);
   close(reports[1]);
   const std::string text = read_report(reports[0]);
@@ -106,8 +107,8 @@ keeper_process start_keeper(const std::string& folder, bool keep_folder) {
 
   keeper.life_fd = life[1];
   const auto pid = text.find("pid ");
-  if (pid != std::string::npos) keeper.pid = std::atoi(text.c_str() + pid + 4);
-  if (text.find("ready\n") == std::string::npos) keeper.error = text;
+  if (pid != std::string::npos) { keeper.pid = std::atoi(text.c_str() + pid + 4); }
+  if (text.find("ready\n") == std::string::npos) { keeper.error = text; }
   return keeper;
 }
 

@@ -25,7 +25,7 @@ constexpr long long nanoseconds = 1000000000;
 
 int write_proc_file(const char* path, const std::string& text) {
   const int fd = open(path, O_WRONLY | O_CLOEXEC);
-  if (fd < 0) return -1;
+  if (fd < 0) { return -1; }
   const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   const int error = errno;
   close(fd);
@@ -36,16 +36,16 @@ int write_proc_file(const char* path, const std::string& text) {
 int become_root_of_user_namespace() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
-  if (unshare(CLONE_NEWUSER) != 0) return -1;
-  if (write_proc_file("/proc/self/setgroups", "deny") != 0) return -1;
-  if (write_proc_file("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") != 0) return -1;
+  if (unshare(CLONE_NEWUSER) != 0) { return -1; }
+  if (write_proc_file("/proc/self/setgroups", "deny") != 0) { return -1; }
+  if (write_proc_file("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") != 0) { return -1; }
   return write_proc_file("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
 }
 
 // Offsets are set against the machine's own clock, while the caller is still in its namespace.
 int give_children_uptime(long uptime_s) {
   timespec now{};
-  if (clock_gettime(CLOCK_BOOTTIME, &now) != 0 || unshare(CLONE_NEWTIME) != 0) return -1;
+  if (clock_gettime(CLOCK_BOOTTIME, &now) != 0 || unshare(CLONE_NEWTIME) != 0) { return -1; }
   const long long offset = (uptime_s - now.tv_sec) * nanoseconds - now.tv_nsec;
   const long long fraction = ((offset % nanoseconds) + nanoseconds) % nanoseconds;
   return write_proc_file("/proc/self/timens_offsets",
@@ -63,29 +63,29 @@ int join(pid_t keeper, long uptime_s) {
   const int user = open_namespace(keeper, "user");
   const int processes = open_namespace(keeper, "pid");
   const int mounts = open_namespace(keeper, "mnt");
-  if (user < 0 || processes < 0 || mounts < 0) return -1;
-  if (!is_root && setns(user, CLONE_NEWUSER) != 0) return -1;
-  if (uptime_s >= 0 && give_children_uptime(uptime_s) != 0) return -1;
-  if (setns(processes, CLONE_NEWPID) != 0) return -1;
+  if (user < 0 || processes < 0 || mounts < 0) { return -1; }
+  if (!is_root && setns(user, CLONE_NEWUSER) != 0) { return -1; }
+  if (uptime_s >= 0 && give_children_uptime(uptime_s) != 0) { return -1; }
+  if (setns(processes, CLONE_NEWPID) != 0) { return -1; }
   return setns(mounts, CLONE_NEWNS);
 }
 
 void close_range_of(int first, int last) {
-  if (first <= last) syscall(SYS_close_range, first, last, 0);
+  if (first <= last) { syscall(SYS_close_range, first, last, 0); }
 }
 
 }  // namespace
 
 int make_namespaces() {
-  if (geteuid() != 0 && become_root_of_user_namespace() != 0) return -1;
+  if (geteuid() != 0 && become_root_of_user_namespace() != 0) { return -1; }
   return unshare(CLONE_NEWNS | CLONE_NEWPID);
 }
 
 int mount_private_root(const std::string& folder) {
   const std::string layers = "lowerdir=" + folder + "/tools:/usr/bin";
-  if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return -1;
-  if (mount("overlay", "/usr/bin", "overlay", 0, layers.c_str()) != 0) return -1;
-  if (mount((folder + "/mnt").c_str(), "/mnt", nullptr, MS_BIND, nullptr) != 0) return -1;
+  if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) { return -1; }
+  if (mount("overlay", "/usr/bin", "overlay", 0, layers.c_str()) != 0) { return -1; }
+  if (mount((folder + "/mnt").c_str(), "/mnt", nullptr, MS_BIND, nullptr) != 0) { return -1; }
   return mount((folder + "/run").c_str(), "/run", nullptr, MS_BIND, nullptr);
 }
 

@@ -1,18 +1,19 @@
 // The private root's folder, its files, plans and calls; its processes are in private_root_run.cpp.
 #include "tests/support/private_root.h"
 
-#include "tests/support/keeper.h"
-#include "tests/support/wait_until.h"
-
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/keeper.h"
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -41,13 +42,14 @@ std::string make_temporary_folder() {
 void link_or_copy(const fs::path& from, const fs::path& to) {
   std::error_code error;
   fs::create_hard_link(from, to, error);
-  if (error) fs::copy_file(from, to, error);
+  if (error) { fs::copy_file(from, to, error); }
   EXPECT_FALSE(error) << "cannot put " << from << " in place: " << error.message();
 }
 
 void install_stand_ins(const std::string& folder) {
-  for (const char* program : tool_programs)
+  for (const char* program : tool_programs) {
     link_or_copy(QX_STAND_IN_TOOL, folder + "/" + program);
+  }
 }
 
 // The project's own tools; what it does not build (curl, rm, ffmpeg) is the machine's own anyway.
@@ -55,7 +57,7 @@ void install_stand_ins(const std::string& folder) {
 void install_built_tools(const std::string& folder) {
   for (const char* program : tool_programs) {
     const fs::path built = fs::path(QX_BIN_FOLDER) / program;
-    if (!fs::exists(built)) continue;
+    if (!fs::exists(built)) { continue; }
     std::error_code error;
     fs::copy_file(built, folder + "/" + program, error);
     EXPECT_FALSE(error) << "cannot copy " << built << ": " << error.message();
@@ -84,8 +86,9 @@ std::string metadata_file_of(std::string_view media_file) {
 
 std::string joined(const name_values& entries) {
   std::string text;
-  for (const auto& [name, value] : entries)
+  for (const auto& [name, value] : entries) {
     text.append(name).append("=").append(value).append("\n");
+  }
   return text;
 }
 
@@ -101,9 +104,10 @@ private_root::private_root(tool_set tools) : folder_(make_temporary_folder()) {
 // this process for parent.
 private_root::~private_root() {
   close(life_fd_);
-  for (const pid_t pid : spawned_)
+  for (const pid_t pid : spawned_) {
     waitpid(pid, nullptr, 0);
-  if (keeper_ > 0) waitpid(keeper_, nullptr, 0);
+  }
+  if (keeper_ > 0) { waitpid(keeper_, nullptr, 0); }
 }
 
 void private_root::make_folders(tool_set tools) {
@@ -117,7 +121,7 @@ void private_root::make_folders(tool_set tools) {
   tools == tool_set::stand_ins ? install_stand_ins(scratch("tools"))
                                : install_built_tools(scratch("tools"));
   const fs::path client = fs::path(QX_BIN_FOLDER) / "qx_vod_ctl";
-  if (fs::exists(client)) link_or_copy(client, scratch("tools/qx_vod_ctl"));
+  if (fs::exists(client)) { link_or_copy(client, scratch("tools/qx_vod_ctl")); }
 }
 
 void private_root::start_keeper() {
@@ -145,7 +149,7 @@ bool private_root::exists(std::string_view inside) const {
 
 void private_root::write_source(std::string_view inside, std::string_view file_type) const {
   write(inside, "stand-in source\n");
-  if (!file_type.empty()) write_metadata(inside, {{"file type", std::string(file_type)}});
+  if (!file_type.empty()) { write_metadata(inside, {{"file type", std::string(file_type)}}); }
 }
 
 void private_root::write_metadata(std::string_view media_file, const name_values& entries) const {
@@ -173,7 +177,9 @@ std::map<std::string, std::string> private_root::job_status(int job_id) const {
     entries.clear();
     for (const auto& line : lines_of(read(file))) {
       const auto equals = line.find('=');
-      if (equals != std::string::npos) entries[line.substr(0, equals)] = line.substr(equals + 1);
+      if (equals != std::string::npos) {
+        entries[line.substr(0, equals)] = line.substr(equals + 1);
+      }
     }
     return !exists(file) || entries.count("entry id") != 0;
   };
@@ -206,7 +212,7 @@ tool_call private_root::wait_for_call(std::string_view tool_name, int number) co
   tool_call found;
   const bool came = wait_until([&] {
     for (const auto& call : calls(tool_name)) {
-      if (call.number == number) found = call;
+      if (call.number == number) { found = call; }
     }
     return found.number == number;
   });

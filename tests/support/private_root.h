@@ -3,9 +3,6 @@
 // real paths, many at once and without touching the machine.
 #pragma once
 
-#include "tests/support/files.h"
-#include "tests/support/tool_plan.h"
-
 #include <chrono>
 #include <functional>
 #include <string>
@@ -13,6 +10,9 @@
 #include <vector>
 
 #include <sys/types.h>
+
+#include "tests/support/files.h"
+#include "tests/support/tool_plan.h"
 
 namespace qx_test {
 

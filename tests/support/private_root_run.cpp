@@ -1,21 +1,22 @@
 // Processes of a private root: starting programs inside, and telling process ids apart.
-#include "tests/support/namespaces.h"
-#include "tests/support/private_root.h"
-#include "tests/support/wait_until.h"
-
 #include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <gtest/gtest.h>
 #include <sstream>
 
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/namespaces.h"
+#include "tests/support/private_root.h"
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -27,7 +28,9 @@ namespace fs = std::filesystem;
 std::vector<std::string> environment_inside() {
   std::vector<std::string> entries = {"PATH=/usr/bin:/bin", "LC_ALL=C"};
   for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
-    if (const char* value = std::getenv(name)) entries.push_back(std::string(name) + "=" + value);
+    if (const char* value = std::getenv(name)) {
+      entries.push_back(std::string(name) + "=" + value);
+    }
   }
   return entries;
 }
@@ -35,21 +38,23 @@ std::vector<std::string> environment_inside() {
 std::vector<char*> pointers_to(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   pointers.reserve(texts.size() + 1);
-  for (auto& text : texts)
+  for (auto& text : texts) {
     pointers.push_back(text.data());
+  }
   pointers.push_back(nullptr);
   return pointers;
 }
 
 void redirect(const std::string& path, int flags, int target) {
   const int fd = open(path.c_str(), flags | O_CLOEXEC, 0666);
-  if (fd < 0 || dup2(fd, target) < 0) _exit(126);
+  if (fd < 0 || dup2(fd, target) < 0) { _exit(126); }
 }
 
 // Runs in a forked child; the arguments are ready-made, and nothing is allocated any more.
 [[noreturn]] void become(char** argv, char** environment) {
-  for (int number = 1; number < NSIG; ++number)
+  for (int number = 1; number < NSIG; ++number) {
     std::signal(number, SIG_DFL);
+  }
   setsid();
   close_all_but(0, 1);
   execve(argv[0], argv, environment);
@@ -64,9 +69,9 @@ void redirect(const std::string& path, int flags, int target) {
   redirect(options.stderr_path, O_WRONLY | O_CREAT | O_APPEND, 2);
   std::vector<std::string> arguments = argv;
   std::vector<std::string> environment = environment_inside();
-  if (join_namespaces(keeper, options.uptime_s) != 0) _exit(errno);
+  if (join_namespaces(keeper, options.uptime_s) != 0) { _exit(errno); }
   const pid_t pid = fork_sibling();
-  if (pid == 0) become(pointers_to(arguments).data(), pointers_to(environment).data());
+  if (pid == 0) { become(pointers_to(arguments).data(), pointers_to(environment).data()); }
   const ssize_t put = write(pid_fd, &pid, sizeof pid);
   _exit(put == sizeof pid ? 0 : errno);
 }
@@ -74,7 +79,7 @@ void redirect(const std::string& path, int flags, int target) {
 // The last number of the line "NSpid:" is the process's id in its innermost namespace.
 pid_t innermost_pid(const fs::path& process) {
   for (const auto& line : lines_of(read_file(process / "status"))) {
-    if (line.rfind("NSpid:", 0) == 0) return std::atoi(line.c_str() + line.rfind('\t') + 1);
+    if (line.rfind("NSpid:", 0) == 0) { return std::atoi(line.c_str() + line.rfind('\t') + 1); }
   }
   return -1;
 }
@@ -88,7 +93,7 @@ std::vector<pid_t> pids_in(const std::string& proc) {
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(proc, error)) {
     const std::string name = entry.path().filename();
-    if (is_number(name)) pids.push_back(std::atoi(name.c_str()));
+    if (is_number(name)) { pids.push_back(std::atoi(name.c_str())); }
   }
   return pids;
 }
@@ -100,7 +105,7 @@ pid_t private_root::spawn(const std::vector<std::string>& argv,
   int pid_pipe[2];
   EXPECT_EQ(pipe2(pid_pipe, O_CLOEXEC), 0);
   const pid_t starter = fork();
-  if (starter == 0) start_sibling(keeper_, argv, options, pid_pipe[1]);
+  if (starter == 0) { start_sibling(keeper_, argv, options, pid_pipe[1]); }
   close(pid_pipe[1]);
   pid_t pid = -1;
   const ssize_t got = ::read(pid_pipe[0], &pid, sizeof pid);
@@ -109,7 +114,7 @@ pid_t private_root::spawn(const std::vector<std::string>& argv,
   waitpid(starter, &status, 0);
   EXPECT_EQ(got, static_cast<ssize_t>(sizeof pid))
       << argv[0] << " cannot be started: " << std::strerror(WEXITSTATUS(status));
-  if (pid > 0) spawned_.push_back(pid);
+  if (pid > 0) { spawned_.push_back(pid); }
   return pid;
 }
 
@@ -132,7 +137,7 @@ run_result private_root::run(const std::vector<std::string>& argv) const {
 
 int private_root::run_inside(const std::function<int()>& action) const {
   const pid_t pid = fork();
-  if (pid == 0) _exit(join_namespaces(keeper_) == 0 ? action() : 255);
+  if (pid == 0) { _exit(join_namespaces(keeper_) == 0 ? action() : 255); }
   int status = 0;
   waitpid(pid, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 255;
@@ -141,7 +146,7 @@ int private_root::run_inside(const std::function<int()>& action) const {
 std::vector<pid_t> private_root::processes() const {
   std::vector<pid_t> inside;
   for (const pid_t pid : pids_in(path("/proc"))) {
-    if (pid != 1) inside.push_back(pid);
+    if (pid != 1) { inside.push_back(pid); }
   }
   return inside;
 }
@@ -155,8 +160,8 @@ pid_t private_root::outer_pid(pid_t inner) const {
   const auto own = fs::read_symlink("/proc/" + std::to_string(keeper_) + "/ns/pid", error);
   for (const pid_t pid : pids_in("/proc")) {
     const fs::path process = "/proc/" + std::to_string(pid);
-    if (fs::read_symlink(process / "ns/pid", error) != own) continue;
-    if (innermost_pid(process) == inner) return pid;
+    if (fs::read_symlink(process / "ns/pid", error) != own) { continue; }
+    if (innermost_pid(process) == inner) { return pid; }
   }
   return -1;
 }

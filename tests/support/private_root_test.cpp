@@ -1,13 +1,14 @@
 // The private root and the stand-in tools, without the service.
-#include "tests/support/private_root.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
-#include <gmock/gmock.h>
 
 #include <sys/sysinfo.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/private_root.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;

@@ -1,15 +1,16 @@
 // Starting, stopping and watching the service.
 #include "tests/support/service_process.h"
 
-#include "tests/support/control_client.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 #include <filesystem>
-#include <gtest/gtest.h>
 
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/control_client.h"
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 
@@ -21,8 +22,8 @@ constexpr std::size_t lines_shown_on_failure = 80;
 
 exit_result decoded(int wait_status) {
   exit_result result;
-  if (WIFSIGNALED(wait_status)) result.signal = WTERMSIG(wait_status);
-  if (WIFEXITED(wait_status)) result.status = WEXITSTATUS(wait_status);
+  if (WIFSIGNALED(wait_status)) { result.signal = WTERMSIG(wait_status); }
+  if (WIFEXITED(wait_status)) { result.status = WEXITSTATUS(wait_status); }
   return result;
 }
 
@@ -44,15 +45,16 @@ service_process::~service_process() {
       return !running();
     });
     EXPECT_TRUE(ended) << "the service did not stop";
-    if (!ended) kill();
+    if (!ended) { kill(); }
     EXPECT_EQ(ended_->status, 0) << "signal " << ended_->signal;
   }
-  if (!::testing::Test::HasFailure()) return;
+  if (!::testing::Test::HasFailure()) { return; }
   const auto lines = stderr_lines();
   const auto first =
       lines.size() > lines_shown_on_failure ? lines.size() - lines_shown_on_failure : 0;
-  for (auto i = first; i < lines.size(); ++i)
+  for (auto i = first; i < lines.size(); ++i) {
     std::fprintf(stderr, "service: %s\n", lines[i].c_str());
+  }
 }
 
 void service_process::launch(const std::vector<std::string>& arguments) {
@@ -92,7 +94,7 @@ void service_process::kill() {
 }
 
 void service_process::signal(int number) const {
-  if (pid_ > 0 && !ended_) ::kill(pid_, number);
+  if (pid_ > 0 && !ended_) { ::kill(pid_, number); }
 }
 
 bool service_process::running() {
@@ -136,7 +138,7 @@ std::map<int, std::string> service_process::open_descriptors() const {
 void service_process::kill_tools() const {
   for (const pid_t inner : root_.processes()) {
     const pid_t outer = root_.outer_pid(inner);
-    if (outer > 0 && getsid(outer) != pid_) ::kill(outer, SIGKILL);
+    if (outer > 0 && getsid(outer) != pid_) { ::kill(outer, SIGKILL); }
   }
 }
 

@@ -1,13 +1,13 @@
 // The service binary, run in a private root and watched from outside.
 #pragma once
 
-#include "tests/support/private_root.h"
-
 #include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tests/support/private_root.h"
 
 namespace qx_test {
 

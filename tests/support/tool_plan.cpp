@@ -1,12 +1,12 @@
 // Building plans, and reading the records that stand-in tools leave.
 #include "tests/support/tool_plan.h"
 
-#include "tests/support/files.h"
-#include "tests/support/plan_text.h"
-
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+
+#include "tests/support/files.h"
+#include "tests/support/plan_text.h"
 
 namespace qx_test {
 
@@ -15,17 +15,19 @@ namespace {
 // A file "info" holds lines of a key, a blank and a value; "fd" lines have the number in between.
 void read_info_line(const std::string& line, tool_call& call) {
   const auto blank = line.find(' ');
-  if (blank == std::string::npos) return;
+  if (blank == std::string::npos) { return; }
   const std::string key = line.substr(0, blank);
   const std::string value = line.substr(blank + 1);
   const auto number = std::strtoull(value.c_str(), nullptr, 10);
-  if (key == "pid") call.pid = static_cast<int>(number);
-  if (key == "group") call.group = static_cast<int>(number);
-  if (key == "session") call.session = static_cast<int>(number);
-  if (key == "nice") call.nice = std::atoi(value.c_str());
-  if (key == "umask") call.umask = static_cast<unsigned>(number);
-  if (key == "time") call.time_us = number;
-  if (key == "fd") call.descriptors[static_cast<int>(number)] = value.substr(value.find(' ') + 1);
+  if (key == "pid") { call.pid = static_cast<int>(number); }
+  if (key == "group") { call.group = static_cast<int>(number); }
+  if (key == "session") { call.session = static_cast<int>(number); }
+  if (key == "nice") { call.nice = std::atoi(value.c_str()); }
+  if (key == "umask") { call.umask = static_cast<unsigned>(number); }
+  if (key == "time") { call.time_us = number; }
+  if (key == "fd") {
+    call.descriptors[static_cast<int>(number)] = value.substr(value.find(' ') + 1);
+  }
 }
 
 tool_call read_tool_call(const std::filesystem::path& folder) {
@@ -38,8 +40,9 @@ tool_call read_tool_call(const std::filesystem::path& folder) {
     const auto equals = entry.find('=');
     call.environment[entry.substr(0, equals)] = entry.substr(equals + 1);
   }
-  for (const auto& line : lines_of(read_file(folder / "info")))
+  for (const auto& line : lines_of(read_file(folder / "info"))) {
     read_info_line(line, call);
+  }
   return call;
 }
 
@@ -47,8 +50,9 @@ tool_call read_tool_call(const std::filesystem::path& folder) {
 
 tool_plan& tool_plan::step(std::string_view verb, const std::vector<std::string_view>& arguments) {
   text_ += verb;
-  for (const auto& argument : arguments)
+  for (const auto& argument : arguments) {
     text_ += encode_plan_argument(argument);
+  }
   text_ += '\n';
   return *this;
 }
@@ -133,8 +137,8 @@ int tool_call::grandchild() const {
 std::vector<tool_call> read_tool_calls(const std::string& calls_folder, std::string_view name) {
   std::vector<tool_call> calls;
   for (const auto& entry : std::filesystem::directory_iterator(calls_folder)) {
-    if (!name.empty() && entry.path().stem() != name) continue;
-    if (exists(entry.path() / "info")) calls.push_back(read_tool_call(entry.path()));
+    if (!name.empty() && entry.path().stem() != name) { continue; }
+    if (exists(entry.path() / "info")) { calls.push_back(read_tool_call(entry.path())); }
   }
   std::sort(calls.begin(), calls.end(),
             [](const tool_call& a, const tool_call& b) { return a.time_us < b.time_us; });

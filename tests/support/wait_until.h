@@ -15,7 +15,7 @@ template <typename Condition>
 bool wait_until(Condition condition, std::chrono::milliseconds deadline = default_deadline) {
   const auto end = std::chrono::steady_clock::now() + deadline;
   while (!condition()) {
-    if (std::chrono::steady_clock::now() >= end) return condition();
+    if (std::chrono::steady_clock::now() >= end) { return condition(); }
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   return true;

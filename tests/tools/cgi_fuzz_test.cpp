@@ -68,9 +68,7 @@ TEST(cgi_fuzz, bodies_give_plain_pairs_and_paths_of_uploads_only) {
     const std::string body = texts.next();
     comm_socket_v4_packet packet;
     std::string error;
-    if (!fill_request("add", body, packet, error)) {
-      continue;
-    }
+    if (!fill_request("add", body, packet, error)) { continue; }
     for (const auto& [name, value] : packet.nv_pairs) {
       ASSERT_TRUE(!name.empty() && is_plain(name) && is_plain(value)) << body;
       ASSERT_NE(name, "*name") << body;
@@ -109,9 +107,7 @@ TEST(cgi_fuzz, commands_of_the_page_have_known_plain_fields_or_are_refused) {
     const std::string body = "{\"file\":\"" + texts.next() + "\"}";
     page_command command;
     std::string error;
-    if (!read_page_command("add", body, command, error)) {
-      continue;
-    }
+    if (!read_page_command("add", body, command, error)) { continue; }
     for (const auto& [name, value] : command.fields) {
       ASSERT_TRUE(name == "input file" || name == "transcode profile") << body;
       ASSERT_TRUE(is_plain(value)) << body;

@@ -1,8 +1,8 @@
 // The conventions of every tool's command line.
-#include "tools/common/command_line.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tools/common/command_line.h"
 
 using testing::HasSubstr;
 using testing::internal::CaptureStderr;
@@ -22,8 +22,9 @@ struct parsed {
 parsed parse(std::vector<std::string> words) {
   words.insert(words.begin(), "tool");
   std::vector<char*> argv;
-  for (std::string& word : words)
+  for (std::string& word : words) {
     argv.push_back(word.data());
+  }
   parsed result;
   CLI::App app("A tool.", "tool");
   app.add_option("--file", result.file, "A file");

@@ -1,10 +1,10 @@
 // How the engines are called, and what is made of their complaints.
-#include "tools/common/engine.h"
+#include <algorithm>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include "tools/common/engine.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -1,10 +1,10 @@
 // How pictures of two moments are told from pictures of one.
-#include "tools/common/field_votes.h"
+#include <functional>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
+#include "tools/common/field_votes.h"
 
 namespace {
 
@@ -62,8 +62,9 @@ TEST(field_votes, find_fields_in_either_order) {
 }
 
 TEST(field_votes, find_no_fields_in_whole_pictures) {
-  for (const scene& shown : {scene(moving_bars), scene(rising_stripes), scene(rising_text)})
+  for (const scene& shown : {scene(moving_bars), scene(rising_stripes), scene(rising_text)}) {
     EXPECT_EQ(clear_order(votes_for(shown, 0, 0)), field_order::none);
+  }
   EXPECT_GT(votes_for(moving_bars, 0, 0).whole, 100);
 }
 

@@ -1,20 +1,21 @@
 // The log that a tool keeps beside the media, as it is written and as it is read.
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "tests/support/media/tool_run.h"
 #include "tools/common/failure.h"
 #include "tools/common/job_log.h"
 #include "tools/common/job_log_file.h"
 #include "tools/common/job_reason.h"
 #include "tools/common/process_runner.h"
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 
 using namespace qx_test;
 using testing::AllOf;
@@ -208,8 +209,9 @@ TEST_F(job_log_test, never_grows_beyond_its_limit_and_keeps_both_ends) {
   make_folder();
   open_log();
   const std::string noise(1000, 'x');
-  for (int i = 0; i < 1000; ++i)
+  for (int i = 0; i < 1000; ++i) {
     log_note("line", std::to_string(i) + noise);
+  }
   close_job_log(0, 0);
   struct stat status = {};
   ASSERT_EQ(stat(log_path.c_str(), &status), 0);
@@ -353,10 +355,13 @@ TEST(failure, every_code_has_its_line_in_the_documentation) {
   ASSERT_TRUE(page.is_open());
   std::vector<std::string> documented;
   for (std::string line; std::getline(page, line);) {
-    if (line.compare(0, 3, "| `") == 0) documented.push_back(line.substr(3, line.find('`', 3) - 3));
+    if (line.compare(0, 3, "| `") == 0) {
+      documented.push_back(line.substr(3, line.find('`', 3) - 3));
+    }
   }
   std::vector<std::string> known;
-  for (int i = 0; i < failure_count; ++i)
+  for (int i = 0; i < failure_count; ++i) {
     known.emplace_back(failure_code(static_cast<failure>(i)));
+  }
   EXPECT_THAT(documented, testing::UnorderedElementsAreArray(known));
 }

@@ -1,7 +1,7 @@
 // Which streams of a file are worth taking.
-#include "tools/common/media_info.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/common/media_info.h"
 
 namespace {
 

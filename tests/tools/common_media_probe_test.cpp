@@ -1,12 +1,13 @@
 // The media probe on real files.
+#include <fstream>
+
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
 #include "tests/support/media/test_media.h"
 #include "tests/support/media/tool_run.h"
 #include "tools/common/media_probe.h"
-
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <fstream>
 
 using namespace qx_test;
 

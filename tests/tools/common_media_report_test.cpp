@@ -1,7 +1,7 @@
 // The probe's report, as files that are hard to make would give it.
-#include "tools/common/media_report.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/common/media_report.h"
 
 namespace {
 

@@ -1,15 +1,16 @@
 // A result appears when it is whole, or not at all.
-#include "tests/support/media/tool_run.h"
-#include "tools/common/output_file.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <optional>
 #include <thread>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/tool_run.h"
+#include "tools/common/output_file.h"
 
 using namespace qx_test;
 using namespace std::chrono_literals;

@@ -1,9 +1,9 @@
 // Packets whose clock jumps, on one continuous line.
-#include "tools/common/packet_timeline.h"
+#include <limits>
 
 #include <gtest/gtest.h>
 
-#include <limits>
+#include "tools/common/packet_timeline.h"
 
 namespace {
 
@@ -49,8 +49,9 @@ TEST(packet_timeline, jumps_are_closed_up_for_all_streams) {
 TEST(packet_timeline, a_pause_of_one_stream_is_no_jump) {
   packet_timeline timeline(true);
   run(timeline, 100.0, 20.0);
-  for (double time = 120.0; time < 150.0; time += 0.5)
+  for (double time = 120.0; time < 150.0; time += 0.5) {
     timeline.add(picture, {time, time, 0.5});
+  }
   run(timeline, 150.0, 5.0);
   EXPECT_DOUBLE_EQ(end_of(timeline, picture), 155.0);
   EXPECT_DOUBLE_EQ(end_of(timeline, sound), 155.0);
@@ -67,8 +68,9 @@ TEST(packet_timeline, steps_of_a_clock_that_cannot_jump_are_meant) {
 
 TEST(packet_timeline, packets_without_a_clock_are_frames) {
   packet_timeline timeline(false);
-  for (int n = 0; n < 50; ++n)
+  for (int n = 0; n < 50; ++n) {
     timeline.add(picture, {unknown, unknown, unknown});
+  }
   double end = 0.0;
   EXPECT_FALSE(timeline.end_of(picture, end));
   EXPECT_DOUBLE_EQ(timeline.length_of(picture, 25.0), 2.0);

@@ -1,8 +1,8 @@
 // The filters for pictures, where the media for it would be hard to make.
-#include "tools/common/picture_filters.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tools/common/picture_filters.h"
 
 using testing::HasSubstr;
 using testing::IsEmpty;

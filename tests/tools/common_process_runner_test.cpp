@@ -1,13 +1,14 @@
 // External programs: what they get, what is taken of them, how they end.
-#include "tests/support/wait_until.h"
-#include "tools/common/process_runner.h"
+#include <csignal>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
+#include "tools/common/process_runner.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;

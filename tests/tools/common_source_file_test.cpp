@@ -1,17 +1,18 @@
 // What may be a source, and whether it is still the same.
-#include "tests/support/media/tool_run.h"
-#include "tools/common/source_file.h"
+#include <cstring>
+#include <filesystem>
+#include <fstream>
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <filesystem>
-#include <fstream>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/tool_run.h"
+#include "tools/common/source_file.h"
 
 using namespace qx_test;
 

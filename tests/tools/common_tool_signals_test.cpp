@@ -1,14 +1,15 @@
 // The signals a tool obeys.
-#include "tools/common/output_file.h"
-#include "tools/common/process_runner.h"
-#include "tools/common/tool_signals.h"
+#include <csignal>
 
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <gtest/gtest.h>
+
+#include "tools/common/output_file.h"
+#include "tools/common/process_runner.h"
+#include "tools/common/tool_signals.h"
 
 using namespace std::chrono_literals;
 
@@ -36,8 +37,8 @@ struct raiser : run_observer {
   explicit raiser(int number) : number_(number) {}
   void on_line(std::string_view) override {}
   bool on_tick(const child_process&, bool suspended) override {
-    if (ticks_++ == 0) raise(number_);
-    if (suspended && ++suspended_ticks == 10) raise(SIGUSR2);
+    if (ticks_++ == 0) { raise(number_); }
+    if (suspended && ++suspended_ticks == 10) { raise(SIGUSR2); }
     return false;
   }
   int suspended_ticks = 0;
@@ -59,7 +60,7 @@ struct late_stop : run_observer {
   void on_line(std::string_view) override {}
   bool on_tick(const child_process&, bool) override {
     siginfo_t ended = {};
-    if (!is_done_ && waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT) == 0) raise(SIGTERM);
+    if (!is_done_ && waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT) == 0) { raise(SIGTERM); }
     is_done_ = true;
     return false;
   }
@@ -117,13 +118,13 @@ TEST_F(tool_signals_death, a_request_to_stop_explains_a_program_that_ended_with_
 TEST_F(tool_signals_death, a_request_to_stop_keeps_an_output_from_its_name) {
   expect_in_child([] {
     char folder[] = "/tmp/qx_signals.XXXXXX";
-    if (mkdtemp(folder) == nullptr) return false;
+    if (mkdtemp(folder) == nullptr) { return false; }
     const std::string path = std::string(folder) + "/out";
     std::string error;
     bool is_kept_back = false;
     {
       output_file output;
-      if (!output.create(path, error)) return false;
+      if (!output.create(path, error)) { return false; }
       arrive(SIGTERM);
       is_kept_back = !output.commit(error) && access(path.c_str(), F_OK) != 0;
     }
@@ -134,14 +135,14 @@ TEST_F(tool_signals_death, a_request_to_stop_keeps_an_output_from_its_name) {
 TEST_F(tool_signals_death, a_request_to_stop_ends_the_wait_for_another_tool) {
   expect_in_child([] {
     char folder[] = "/tmp/qx_signals.XXXXXX";
-    if (mkdtemp(folder) == nullptr) return false;
+    if (mkdtemp(folder) == nullptr) { return false; }
     const std::string path = std::string(folder) + "/out";
     std::string error;
     bool is_stopped = false;
     {
       output_file first;
       output_file second;
-      if (!first.create(path, error)) return false;
+      if (!first.create(path, error)) { return false; }
       raise(SIGTERM);
       is_stopped = !second.create(path, error, 1h) && error == "stopped";
     }

@@ -1,12 +1,13 @@
 // Whether a transport stream's clock is found even.
+#include <fstream>
+
+#include <fcntl.h>
+
+#include <gtest/gtest.h>
+
 #include "platform/unique_fd.h"
 #include "tests/support/media/tool_run.h"
 #include "tools/common/transport_clock.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-
-#include <fstream>
 
 using namespace qx_test;
 
@@ -24,8 +25,9 @@ std::string clock_packet(long long ticks, int carrier) {
   packet[4] = static_cast<char>(183);
   packet[5] = '\x10';
   const unsigned long long clock = static_cast<unsigned long long>(ticks) & 0x1ffffffffULL;
-  for (int n = 0; n < 4; ++n)
+  for (int n = 0; n < 4; ++n) {
     packet[static_cast<std::size_t>(6 + n)] = static_cast<char>(clock >> (25 - 8 * n));
+  }
   packet[10] = static_cast<char>((clock & 1) << 7 | 0x7e);
   packet[11] = '\0';
   return packet;
@@ -37,8 +39,9 @@ std::string run(long long begin, long long seconds, int filling = 10, int carrie
   const std::string empty = std::string("G\x1f\xff\x10") + std::string(184, '\xff');
   for (long long n = 0; n < 10 * seconds; ++n) {
     bytes += clock_packet(begin + n * ticks_a_second / 10, carrier);
-    for (int m = 0; m < filling; ++m)
+    for (int m = 0; m < filling; ++m) {
       bytes += empty;
+    }
   }
   return bytes;
 }
@@ -63,8 +66,9 @@ TEST(transport_clock, that_runs_over_is_even) {
 TEST(transport_clock, with_packets_of_other_lengths_is_even) {
   std::string longer;
   const std::string plain = run(0, 60);
-  for (std::size_t at = 0; at < plain.size(); at += 188)
+  for (std::size_t at = 0; at < plain.size(); at += 188) {
     longer += std::string(4, '\0') + plain.substr(at, 188);
+  }
   EXPECT_TRUE(is_even(longer));
 }
 
@@ -93,8 +97,9 @@ TEST(transport_clock, of_each_of_two_programs_is_followed) {
   std::string both;
   const std::string one = run(0, 60, 0);
   const std::string other = run(500 * ticks_a_second, 60, 0, 300);
-  for (std::size_t at = 0; at < one.size(); at += 188)
+  for (std::size_t at = 0; at < one.size(); at += 188) {
     both += one.substr(at, 188) + other.substr(at, 188);
+  }
   EXPECT_TRUE(is_even(both));
 }
 

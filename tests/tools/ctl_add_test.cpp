@@ -1,8 +1,8 @@
 // The requests that add makes, where the real service cannot be brought to answer so.
+#include <gmock/gmock.h>
+
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/subcommand.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -42,7 +42,7 @@ const service_reply rejected =
 
 TEST(ctl_add, source_survives_the_removal_of_a_refused_job_that_was_to_delete_it) {
   scripted_service service([](const std::string& command, auto&) {
-    if (command == "add") return added_as("a");
+    if (command == "add") { return added_as("a"); }
     return command == "ready" ? rejected : accepted("");
   });
   EXPECT_EQ(run_add(service, {"/mnt/f", "--delete-on-finish"}).exit_status, exit_refused);
@@ -53,7 +53,7 @@ TEST(ctl_add, source_survives_the_removal_of_a_refused_job_that_was_to_delete_it
 
 TEST(ctl_add, refused_job_stays_when_its_source_cannot_be_made_safe) {
   scripted_service service([](const std::string& command, auto&) {
-    if (command == "add") return added_as("a");
+    if (command == "add") { return added_as("a"); }
     return command == "ready" ? rejected : refused(exit_refused, "NO");
   });
   const auto result = run_add(service, {"/mnt/f", "--delete-on-finish"});
@@ -75,7 +75,7 @@ TEST(ctl_add, service_that_goes_between_the_two_requests_leaves_the_id_behind) {
 
 TEST(ctl_add, goes_on_after_a_refusal) {
   scripted_service service([](const std::string& command, auto& pairs) {
-    if (command != "add") return accepted(item_json("b", "ready"));
+    if (command != "add") { return accepted(item_json("b", "ready")); }
     return pairs[0].second == "/mnt/f" ? refused(exit_refused, "NO") : added_as("b");
   });
   const auto result = run_add(service, {"/mnt/g", "/mnt/f"});

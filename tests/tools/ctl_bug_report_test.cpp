@@ -1,15 +1,15 @@
 // report on a machine of its own: what is in the archive, and what must not be.
-#include "tests/tools/ctl_machine.h"
-
-#include "tests/support/media/test_media.h"
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 
-#include <gmock/gmock.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/support/wait_until.h"
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::AllOf;

@@ -1,4 +1,12 @@
 // The parts of "report": names, items of the queue file, files that replace nothing.
+#include <cerrno>
+#include <filesystem>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+
 #include "tests/platform/test_folder.h"
 #include "tests/support/files.h"
 #include "tools/qx_vod_ctl/bug_report/bug_report.h"
@@ -6,13 +14,6 @@
 #include "tools/qx_vod_ctl/bug_report/stored_item.h"
 #include "tools/qx_vod_ctl/private_folder.h"
 #include "tools/qx_vod_ctl/text_file.h"
-
-#include <cerrno>
-#include <filesystem>
-
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using qx_test::read_file;
 using qx_test::test_folder;
@@ -27,7 +28,7 @@ constexpr const char* queue = R"({"list": [{"entry id": "abcd", "fileops job id"
 std::string found_id(const std::string& given, std::string* error = nullptr) {
   std::string cause;
   const json11::Json item = find_stored_item(queue, given, cause);
-  if (error != nullptr) *error = cause;
+  if (error != nullptr) { *error = cause; }
   return item["entry id"].string_value();
 }
 

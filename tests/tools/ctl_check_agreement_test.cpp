@@ -1,9 +1,10 @@
 // "check" and the service say the same of the same file.
-#include "tests/tools/ctl_machine.h"
-
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 
@@ -16,11 +17,11 @@ struct compared_machine : ctl_machine {
   // What the service says of the file: "" when it becomes a VOD.
   std::string service_says(const std::string& path, const std::string& profile) const {
     name_values pairs = {{"input file", path}};
-    if (!profile.empty()) pairs.emplace_back("transcode profile", profile);
+    if (!profile.empty()) { pairs.emplace_back("transcode profile", profile); }
     const auto reply = client.request("add", pairs);
-    if (reply.status() != "OK") return reply.status();
+    if (reply.status() != "OK") { return reply.status(); }
     const std::string id = reply.pair("entry id");
-    if (client.command("ready", id).status() != "OK") return client.state_text(id);
+    if (client.command("ready", id).status() != "OK") { return client.state_text(id); }
     const auto item = client.wait_for_item(id, [](const json11::Json& json) {
       const std::string& state = json["transcode state"].string_value();
       return state == "done" || state == "cancelled";
@@ -30,7 +31,7 @@ struct compared_machine : ctl_machine {
 
   json11::Json check(const std::string& path, const std::string& profile = "") const {
     std::vector<std::string> arguments = {"check", "--json"};
-    if (!profile.empty()) arguments.insert(arguments.end(), {"--profile", profile});
+    if (!profile.empty()) { arguments.insert(arguments.end(), {"--profile", profile}); }
     arguments.insert(arguments.end(), {"--", path});
     const auto result = ctl(arguments);
     std::string error;

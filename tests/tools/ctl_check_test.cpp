@@ -1,14 +1,14 @@
 // check as a person runs it.
-#include "tests/tools/ctl_machine.h"
+#include <csignal>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <gmock/gmock.h>
 
 #include "tests/support/media/test_media.h"
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -164,7 +164,8 @@ TEST(ctl_check, and_its_like_have_help_that_fits_a_screen) {
     EXPECT_EQ(help.status, 0);
     EXPECT_THAT(help.out, HasSubstr("Usage: qx_vod_ctl " + subcommand));
     EXPECT_LE(lines_of(help.out).size(), 23U);
-    for (const auto& line : lines_of(help.out))
+    for (const auto& line : lines_of(help.out)) {
       EXPECT_LE(line.size(), 80U) << line;
+    }
   }
 }

@@ -1,8 +1,8 @@
 // The parts of "check": admission, choice of the profile, size, and what is written down.
+#include <gmock/gmock.h>
+
 #include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;

@@ -1,7 +1,7 @@
 // Wrong command lines, help, and a service that is not there.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;
@@ -20,8 +20,9 @@ bool stands_alone(const std::string& subcommand) {
 // Of 80 columns and 24 lines, one of them for the prompt.
 void expect_fits_a_screen(const std::string& text) {
   EXPECT_LE(lines_of(text).size(), 23U) << text;
-  for (const auto& line : lines_of(text))
+  for (const auto& line : lines_of(text)) {
     EXPECT_LE(line.size(), 80U) << line;
+  }
 }
 
 }  // namespace
@@ -78,8 +79,9 @@ TEST(ctl_command_line, help_and_version_end_with_0) {
   const ctl_machine machine;
   const auto help = machine.ctl({"--help"});
   EXPECT_EQ(help.status, 0);
-  for (const auto& subcommand : all_subcommands)
+  for (const auto& subcommand : all_subcommands) {
     EXPECT_THAT(help.out, HasSubstr("\n  " + subcommand + " "));
+  }
   EXPECT_THAT(help.out, HasSubstr("\n  watch "));
   EXPECT_THAT(help.out, HasSubstr("\n  queue "));
   expect_fits_a_screen(help.out);
@@ -102,8 +104,8 @@ TEST(ctl_command_line, every_subcommand_ends_with_3_without_a_service) {
   const ctl_machine machine;
   for (const auto& subcommand : all_subcommands) {
     std::vector<std::string> arguments = {subcommand};
-    if (!stands_alone(subcommand)) arguments.emplace_back("operand");
-    if (subcommand == "modify") arguments.emplace_back("paused=1");
+    if (!stands_alone(subcommand)) { arguments.emplace_back("operand"); }
+    if (subcommand == "modify") { arguments.emplace_back("paused=1"); }
     const auto result = machine.ctl(arguments);
     EXPECT_EQ(result.status, 3) << subcommand;
     EXPECT_EQ(result.err,

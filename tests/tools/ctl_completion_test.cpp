@@ -1,7 +1,7 @@
 // Completion in bash, against the real client and queue.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::Contains;

@@ -1,10 +1,10 @@
 // What the doctor says of a configuration file.
-#include "tools/qx_vod_ctl/doctor/configuration.h"
-
 #include <cerrno>
 #include <chrono>
 
 #include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/doctor/configuration.h"
 
 using ::testing::AllOf;
 using ::testing::Each;
@@ -103,8 +103,9 @@ TEST(ctl_doctor_configuration, lines_that_are_no_pair_are_told_by_number) {
 
 TEST(ctl_doctor_configuration, many_findings_of_a_kind_are_one_line) {
   std::string text;
-  for (int i = 0; i < 1000; ++i)
+  for (int i = 0; i < 1000; ++i) {
     text += "key" + std::to_string(i) + " = 1\n";
+  }
   EXPECT_THAT(only_text(text), HasSubstr("line 5 \"key4\" and 995 more"));
 }
 
@@ -172,8 +173,9 @@ TEST(ctl_doctor_configuration, nul_byte_is_told) {
 
 TEST(ctl_doctor_configuration, a_megabyte_of_the_same_line_is_judged_quickly) {
   std::string text;
-  while (text.size() < (1U << 20U))
+  while (text.size() < (1U << 20U)) {
     text += "fullspeed=1\n";
+  }
   const auto start = std::chrono::steady_clock::now();
   EXPECT_THAT(only_text(text), HasSubstr("more"));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));

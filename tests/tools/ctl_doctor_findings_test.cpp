@@ -1,22 +1,22 @@
 // The doctor's single judgements, and how findings are written.
+#include <ctime>
+#include <fstream>
+
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/platform/test_folder.h"
+#include "tests/support/skip.h"
+#include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
 #include "tools/qx_vod_ctl/doctor/programs.h"
 #include "tools/qx_vod_ctl/doctor/service_findings.h"
-
-#include "tests/platform/test_folder.h"
-#include "tests/support/skip.h"
-#include "tests/tools/ctl_scripted_service.h"
-
-#include <ctime>
-#include <fstream>
-
-#include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <utime.h>
 
 using qx_test::test_folder;
 using ::testing::HasSubstr;
@@ -175,20 +175,20 @@ TEST(ctl_doctor_queue_file, missing_or_whole_one_is_fine) {
   const test_folder folder;
   EXPECT_EQ(check_queue_file("/nowhere/q", false).result, finding_result::ok);
   const std::string file = made_file(folder, "q", 0600, R"({"list": [{}, {}]})");
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own"); }
   EXPECT_THAT(check_queue_file(file, true).text, HasSubstr(", 2 jobs"));
 }
 
 TEST(ctl_doctor_queue_file, damaged_one_is_a_problem) {
   const test_folder folder;
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own"); }
   EXPECT_THAT(check_queue_file(made_file(folder, "q", 0600, R"({"list": [{)"), false).text,
               HasSubstr("is damaged"));
 }
 
 TEST(ctl_doctor_queue_file, one_that_others_read_may_hold_the_password) {
   const test_folder folder;
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own"); }
   const std::string file = made_file(folder, "q", 0644, R"({"list": []})");
   EXPECT_EQ(check_queue_file(file, true).result, finding_result::warning);
   EXPECT_EQ(check_queue_file(file, false).result, finding_result::ok);
@@ -196,7 +196,7 @@ TEST(ctl_doctor_queue_file, one_that_others_read_may_hold_the_password) {
 
 TEST(ctl_doctor_queue_file, one_that_the_group_of_its_folder_reads_is_as_the_service_makes_it) {
   const test_folder folder;
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own"); }
   const std::string file = made_file(folder, "q", 0640, R"({"list": []})");
   EXPECT_EQ(check_queue_file(file, true).result, finding_result::ok);
   ASSERT_EQ(chown(file.c_str(), 0, 12345), 0);
@@ -223,7 +223,7 @@ TEST(ctl_doctor_queue_file, old_unfinished_one_is_a_warning) {
 
 TEST(ctl_doctor_media_folders, each_listed_one_is_judged) {
   const test_folder folder;
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own"); }
   const std::string list = made_file(folder, "roots", 0644, "# archive\n/mnt/nowhere/at all/\n");
   const auto findings = check_media_roots(list);
   ASSERT_THAT(findings, SizeIs(1));

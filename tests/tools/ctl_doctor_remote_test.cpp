@@ -1,17 +1,17 @@
 // What the doctor says of the other server, with the real HTTP client and servers of the test's
 // own.
-#include "tools/qx_vod_ctl/doctor/remote_server.h"
-
-#include "platform/unique_fd.h"
-#include "service/transcode_settings.h"
-
 #include <thread>
 
 #include <arpa/inet.h>
-#include <gmock/gmock.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "platform/unique_fd.h"
+#include "service/transcode_settings.h"
+#include "tools/qx_vod_ctl/doctor/remote_server.h"
 
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -50,7 +50,7 @@ public:
 
   // All that came, once everything has been served.
   const std::string& received() {
-    if (thread_.joinable()) thread_.join();
+    if (thread_.joinable()) { thread_.join(); }
     thread_ = std::thread([] {});
     return received_;
   }
@@ -59,12 +59,12 @@ private:
   void serve() {
     for (const auto& answer : answers_) {
       const unique_fd connection(accept(listener_.get(), nullptr, nullptr));
-      if (!connection.valid()) return;
+      if (!connection.valid()) { return; }
       char request[4096];
       const bool listens_first = answer.rfind("HTTP/", 0) == 0;
       const ssize_t got = listens_first ? read(connection.get(), request, sizeof request) : 0;
-      if (got > 0) received_.append(request, static_cast<std::size_t>(got));
-      if (write(connection.get(), answer.data(), answer.size()) < 0) return;
+      if (got > 0) { received_.append(request, static_cast<std::size_t>(got)); }
+      if (write(connection.get(), answer.data(), answer.size()) < 0) { return; }
     }
   }
 

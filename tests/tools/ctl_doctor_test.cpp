@@ -1,18 +1,18 @@
 // doctor on a machine of its own, one thing wrong at a time.
-#include "tests/tools/ctl_machine.h"
-
-#include "tests/support/wait_until.h"
-
 #include <csignal>
 #include <ctime>
 #include <filesystem>
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <sys/file.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/wait_until.h"
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::Each;
@@ -42,10 +42,10 @@ struct doctor_machine : ctl_machine {
     const json11::Json findings = examine();
     std::string first;
     for (const auto& finding : findings.array_items()) {
-      if (finding["check"].string_value() != check) continue;
+      if (finding["check"].string_value() != check) { continue; }
       const std::string& result = finding["result"].string_value();
       const std::string text = result + ": " + finding["text"].string_value();
-      if (first.empty() || first.rfind("ok", 0) == 0) first = text;
+      if (first.empty() || first.rfind("ok", 0) == 0) { first = text; }
       EXPECT_EQ(finding["advice"].string_value().empty(), result == "ok") << finding.dump();
     }
     return first;
@@ -74,8 +74,9 @@ TEST(ctl_doctor, healthy_machine_has_no_problem) {
   machine.start();
   const json11::Json findings = machine.examine();
   EXPECT_EQ(machine.status, 0);
-  for (const auto& finding : findings.array_items())
+  for (const auto& finding : findings.array_items()) {
     EXPECT_NE(finding["result"].string_value(), "problem") << finding.dump();
+  }
   EXPECT_GT(findings.array_items().size(), 14U);
 }
 
@@ -151,8 +152,9 @@ TEST(ctl_doctor, ffmpeg_without_an_encoder_is_a_problem) {
 TEST(ctl_doctor, configuration_of_a_megabyte_is_read) {
   doctor_machine machine;
   std::string text;
-  while (text.size() < (1U << 20U))
+  while (text.size() < (1U << 20U)) {
     text += "some key = some value\n";
+  }
   machine.write_private(configuration, text + std::string(1U << 20U, 'x'));
   machine.start();
   EXPECT_THAT(machine.found("configuration"), HasSubstr("warning: "));
@@ -233,8 +235,9 @@ TEST(ctl_doctor, other_server_is_asked_with_the_password_on_no_command_line) {
   EXPECT_THAT(machine.found("gateway"), HasSubstr("ok: far.example answers"));
   const auto calls = machine.root.calls();
   ASSERT_EQ(calls.size(), 2U) << "the gateway and the FTP server";
-  for (const auto& call : calls)
+  for (const auto& call : calls) {
     EXPECT_THAT(call.argv, Each(Not(HasSubstr(password))));
+  }
   EXPECT_THAT(machine.everything, Not(HasSubstr(password)));
   EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
 }
@@ -319,8 +322,9 @@ struct left_metadata_machine : doctor_machine {
   // Ages all that is in it, and the directory.
   void age() {
     const std::string folder = root.path("/mnt/main/tv/vod/.gone.mp4.metadata");
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       make_older_than_a_day(entry.path());
+    }
     make_older_than_a_day(folder);
   }
 
@@ -385,8 +389,9 @@ TEST(ctl_doctor_left_metadata, of_a_job_goes_once_the_job_is_removed) {
   const std::string output = std::filesystem::path(item["output file"].string_value()).filename();
   const std::string folder = machine.root.path("/mnt/main/tv/vod/." + output + ".metadata");
   const auto age = [&folder] {
-    for (const auto& entry : std::filesystem::directory_iterator(folder))
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
       make_older_than_a_day(entry.path());
+    }
     make_older_than_a_day(folder);
   };
   age();
@@ -404,7 +409,7 @@ TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {
   machine.start();
   const auto result = machine.root.run({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
                                         "--clear-groups", "/usr/bin/qx_vod_ctl", "doctor"});
-  if (result.err.find("setpriv") != std::string::npos) GTEST_SKIP() << result.err;
+  if (result.err.find("setpriv") != std::string::npos) { GTEST_SKIP() << result.err; }
   EXPECT_THAT(result.out, HasSubstr("warning  user                not asked by root"));
   EXPECT_THAT(result.out, HasSubstr("warning  service             this user may not speak with"));
   EXPECT_THAT(result.out, HasSubstr("vod.conf cannot be read: Permission denied"));

@@ -1,9 +1,10 @@
 // When a job will be done: what is said, and when nothing is.
-#include "tools/qx_vod_ctl/estimate.h"
-
 #include <cstdlib>
 #include <ctime>
+
 #include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/estimate.h"
 
 using ::testing::DoubleEq;
 using ::testing::ElementsAre;

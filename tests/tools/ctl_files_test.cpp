@@ -1,7 +1,7 @@
 // add: what becomes of the names that people type.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -75,8 +75,9 @@ TEST(ctl_add, odd_names_arrive_as_they_are) {
   EXPECT_EQ(result.status, 0) << result.err;
   const auto ids = lines_of(result.out);
   ASSERT_THAT(ids, SizeIs(names.size()));
-  for (std::size_t i = 0; i < names.size(); ++i)
+  for (std::size_t i = 0; i < names.size(); ++i) {
     EXPECT_EQ(input_of(machine, ids[i]), "/mnt/media/" + names[i]);
+  }
 }
 
 TEST(ctl_add, options_reach_the_item) {
@@ -154,8 +155,9 @@ TEST(ctl_add, refused_job_does_not_stay_in_the_queue) {
   EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/media/absent.mpg: "
                         "Rejected: file not accessible, No such file or directory\n");
   const auto page = machine.client.list();
-  for (const auto& item : page["list"].array_items())
+  for (const auto& item : page["list"].array_items()) {
     EXPECT_EQ(item["transcode state"].string_value(), "cleared");
+  }
 }
 
 TEST(ctl_add, goes_on_after_a_refusal_and_ends_with_5) {

@@ -1,7 +1,7 @@
 // Which remote jobs count as held.
-#include "tools/qx_vod_ctl/held_job.h"
-
 #include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/held_job.h"
 
 using ::testing::HasSubstr;
 

@@ -1,7 +1,7 @@
 // Remote jobs that wait for somebody's doing, as the client shows them.
-#include "tests/remote/remote_bench.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/remote/remote_bench.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -38,7 +38,7 @@ TEST_F(held_jobs, whose_source_is_missing_are_shown_until_it_is_back) {
   ASSERT_EQ(machine.root.run({"/usr/bin/mv", "/mnt/media/clip.ts", "/mnt/media/away.ts"}).status,
             0);
   machine.client.wait_for_item(
-      id, [](json11::Json const& item) { return item["process pid"].int_value() == -1; });
+      id, [](const json11::Json& item) { return item["process pid"].int_value() == -1; });
   EXPECT_THAT(ctl("status"), HasSubstr(id + " is held: its source /mnt/media/clip.ts is missing"));
   ASSERT_EQ(machine.root.run({"/usr/bin/mv", "/mnt/media/away.ts", "/mnt/media/clip.ts"}).status,
             0);

@@ -1,9 +1,9 @@
 // From a few characters to an item.
+#include <gmock/gmock.h>
+
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/common/command_line.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 

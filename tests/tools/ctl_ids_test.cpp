@@ -1,7 +1,7 @@
 // How items are named on the command line.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -18,8 +18,9 @@ TEST(ctl_ids, unique_beginning_names_the_item) {
 TEST(ctl_ids, item_beyond_the_first_page_is_found) {
   ctl_machine machine;
   std::vector<std::string> ids;
-  for (int i = 100; i < 140; ++i)
+  for (int i = 100; i < 140; ++i) {
     ids.push_back("a" + std::to_string(i));
+  }
   machine.start_with_items(ids);
   EXPECT_THAT(machine.ctl({"show", "a139"}).out, HasSubstr("entry id: a139\n"));
 }

@@ -1,8 +1,8 @@
 // Items as they are read and shown.
+#include <gmock/gmock.h>
+
 #include "tools/qx_vod_ctl/item_table.h"
 #include "tools/qx_vod_ctl/item_view.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::HasSubstr;
 

@@ -1,12 +1,14 @@
 // What earlier jobs teach, and the file that keeps it.
-#include "tests/support/skip.h"
-#include "tools/qx_vod_ctl/job_history.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
+
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/skip.h"
+#include "tools/qx_vod_ctl/job_history.h"
 
 using ::testing::DoubleNear;
 using ::testing::Optional;
@@ -35,7 +37,7 @@ protected:
 TEST_F(job_history_file, is_not_left_in_the_folder_of_somebody_else) {
   const job_history history;
   EXPECT_TRUE(history.save(path_));
-  if (geteuid() != 0) QX_SKIP_OR_FAIL_IN_CI("only root can give a folder away");
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("only root can give a folder away"); }
   ASSERT_EQ(chown(folder_.c_str(), 65534, 65534), 0);
   EXPECT_FALSE(history.save(path_));
 }

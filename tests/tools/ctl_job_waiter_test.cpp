@@ -1,9 +1,10 @@
 // Waiting for jobs, against answers made for it.
+#include <algorithm>
+
+#include <gmock/gmock.h>
+
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
-
-#include <algorithm>
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 
@@ -104,7 +105,7 @@ TEST(job_waiter, several_jobs_are_asked_for_in_turn) {
 
 TEST(job_waiter, highest_status_of_several_jobs_counts) {
   scripted_service service([](auto&, auto& pairs) {
-    if (pairs[0].second == "gone") return unknown;
+    if (pairs[0].second == "gone") { return unknown; }
     return pairs[0].second == "bad" ? cancelled : done;
   });
   EXPECT_EQ(wait_for(service, {"gone", "bad", "good"}).exit_status, exit_no_such_item);
@@ -135,8 +136,9 @@ TEST(progress_line, stream_gets_a_line_for_each_tenth_part) {
     item_view item;
     item.entry_id = "a";
     item.state = "transcoding";
-    for (item.progress = 0; item.progress <= 2500; item.progress += 100)
+    for (item.progress = 0; item.progress <= 2500; item.progress += 100) {
       progress.show(item);
+    }
   }
   const auto lines = testing::internal::GetCapturedStdout();
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3) << lines;

@@ -1,13 +1,15 @@
 // Why a job failed, as the client tells it: of jobs that the shipped tools failed on, under the
 // shipped service.
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+
 #include "tests/support/media/test_media.h"
 #include "tests/tools/ctl_machine.h"
 #include "tools/qx_vod_ctl/log_reader.h"
-
-#include <fcntl.h>
-#include <fstream>
-#include <gmock/gmock.h>
-#include <sys/stat.h>
 
 using namespace qx_test;
 using testing::AllOf;

@@ -1,12 +1,13 @@
 // A private machine with the built client in it.
 #include "tests/tools/ctl_machine.h"
 
-#include "tests/support/wait_until.h"
-
 #include <csignal>
-#include <gtest/gtest.h>
 
 #include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 
@@ -99,13 +100,14 @@ std::string ctl_machine::add_transcoding(const std::string& file) {
 void ctl_machine::start_with_items(const std::vector<std::string>& ids) {
   root.write_source("/mnt/media/clip.mpg");
   json11::Json::array list;
-  for (const auto& id : ids)
+  for (const auto& id : ids) {
     list.push_back(cancelled_item(id));
+  }
   root.write_queue_file(json11::Json(json11::Json::object{{"list", list}}).dump());
   start();
 }
 
 std::string chomped(std::string text) {
-  if (!text.empty() && text.back() == '\n') text.pop_back();
+  if (!text.empty() && text.back() == '\n') { text.pop_back(); }
   return text;
 }

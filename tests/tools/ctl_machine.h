@@ -1,10 +1,10 @@
 // A private machine with the built client in it.
 #pragma once
 
-#include "tests/support/test_machine.h"
-
 #include <string>
 #include <vector>
+
+#include "tests/support/test_machine.h"
 
 // The client running inside while the test goes on.
 class running_client {

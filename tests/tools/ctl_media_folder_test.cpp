@@ -1,12 +1,13 @@
 // The media files below a folder.
-#include "tools/qx_vod_ctl/media_folder.h"
-
 #include <filesystem>
 #include <fstream>
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/media_folder.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

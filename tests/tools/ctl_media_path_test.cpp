@@ -1,11 +1,12 @@
 // Paths as the service takes them.
-#include "tools/qx_vod_ctl/media_path.h"
-
 #include <cstdlib>
 #include <filesystem>
-#include <gtest/gtest.h>
 
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tools/qx_vod_ctl/media_path.h"
 
 TEST(media_path, absolute_path_stays) {
   EXPECT_EQ(absolute_path("/mnt/a b", "/home"), "/mnt/a b");

@@ -1,8 +1,8 @@
 // "queue": copies of unreadable queue files, listed, shown and restored.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
 #include <json11.hpp>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using json11::Json;
@@ -39,8 +39,9 @@ struct copy_machine : ctl_machine {
   std::vector<std::string> sources() const {
     std::vector<std::string> found;
     const auto page = client.list();
-    for (const auto& item : page["list"].array_items())
+    for (const auto& item : page["list"].array_items()) {
       found.push_back(item["input file"].string_value());
+    }
     return found;
   }
 };

@@ -1,8 +1,8 @@
 // Reading the queue page by page.
+#include <gmock/gmock.h>
+
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 
@@ -10,8 +10,9 @@ namespace {
 
 listed_queue queue_of(int count) {
   listed_queue queue;
-  for (int i = 0; i < count; ++i)
+  for (int i = 0; i < count; ++i) {
     queue.ids.push_back("id-" + std::to_string(i));
+  }
   return queue;
 }
 

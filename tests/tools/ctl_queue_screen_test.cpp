@@ -1,8 +1,8 @@
 // The queue in lines for a screen.
+#include <gmock/gmock.h>
+
 #include "tools/qx_vod_ctl/queue_screen.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::Each;
 using ::testing::ElementsAre;
@@ -39,8 +39,9 @@ screen_style wide(std::size_t width) {
 
 std::vector<std::size_t> widths_of(const std::vector<std::string>& lines) {
   std::vector<std::size_t> widths;
-  for (const auto& line : lines)
+  for (const auto& line : lines) {
     widths.push_back(columns(line));
+  }
   return widths;
 }
 
@@ -68,8 +69,9 @@ TEST(queue_lines, eighty_columns_hold_every_column) {
   const auto lines = queue_lines({named_row(long_name, "Transcoding file...")}, 8, wide(80));
   EXPECT_THAT(widths_of(lines), Each(::testing::Le(80U)));
   for (const auto* part :
-       {"7", "01234567", "transcoding", "41%", "1080", "~14:32", ".mpg", "Transc"})
+       {"7", "01234567", "transcoding", "41%", "1080", "~14:32", ".mpg", "Transc"}) {
     EXPECT_THAT(lines[1], HasSubstr(part));
+  }
 }
 
 TEST(queue_lines, forty_columns_show_the_name_with_state_and_progress) {
@@ -101,8 +103,9 @@ TEST(queue_lines, narrow_screen_keeps_the_columns_for_which_there_is_room) {
 TEST(queue_lines, no_line_is_wider_than_the_screen) {
   const std::vector<screen_row> rows = {named_row(long_name, std::string(200, 't')),
                                         named_row(odd_name, "Done"), row_of(511, "ready")};
-  for (std::size_t width = 20; width < 220; ++width)
+  for (std::size_t width = 20; width < 220; ++width) {
     EXPECT_THAT(widths_of(queue_lines(rows, 8, wide(width))), Each(::testing::Le(width))) << width;
+  }
 }
 
 TEST(queue_lines, text_gets_the_room_that_short_names_leave) {

@@ -1,7 +1,7 @@
 // list and show.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -13,8 +13,9 @@ namespace {
 
 std::vector<std::string> forty_ids() {
   std::vector<std::string> ids;
-  for (int i = 0; i < 40; ++i)
+  for (int i = 0; i < 40; ++i) {
     ids.push_back("item-number-" + std::to_string(100 + i));
+  }
   return ids;
 }
 

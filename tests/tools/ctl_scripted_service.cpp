@@ -2,13 +2,14 @@
 #include "tests/tools/ctl_scripted_service.h"
 
 #include <algorithm>
+
 #include <json11.hpp>
 
 namespace {
 
 std::string value_of(const name_values& pairs, std::string_view name, std::string value) {
   for (const auto& pair : pairs) {
-    if (pair.first == name) value = pair.second;
+    if (pair.first == name) { value = pair.second; }
   }
   return value;
 }
@@ -21,8 +22,9 @@ json11::Json item_object(const std::string& id, const std::string& input) {
 
 service_reply scripted_service::request(std::string_view command, const name_values& pairs) {
   std::string line(command);
-  for (const auto& [name, value] : pairs)
+  for (const auto& [name, value] : pairs) {
     line.append(" ").append(name).append("=").append(value);
+  }
   asked_.push_back(line);
   return answer_(std::string(command), pairs);
 }
@@ -65,6 +67,6 @@ std::string listed_queue::page(std::size_t start, std::size_t end) const {
   }
   json11::Json::object top = {
       {"list", list}, {"modify counter", modify_counter}, {"total", static_cast<int>(ids.size())}};
-  if (!list.empty()) top["start"] = static_cast<int>(start);
+  if (!list.empty()) { top["start"] = static_cast<int>(start); }
   return json11::Json(top).dump();
 }

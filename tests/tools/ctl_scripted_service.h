@@ -1,11 +1,11 @@
 // A service that answers from a script, for tests of the client's parts.
 #pragma once
 
-#include "tools/qx_vod_ctl/vod_service.h"
-
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "tools/qx_vod_ctl/vod_service.h"
 
 // Answers every request by calling `answer`, and keeps what was asked as "COMMAND name=value ...".
 class scripted_service : public vod_service {

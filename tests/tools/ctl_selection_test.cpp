@@ -1,9 +1,8 @@
 // Many items at once: whole selections, folders, and following what was added.
-#include "tests/tools/ctl_machine.h"
+#include <gmock/gmock.h>
 
 #include "tests/support/wait_until.h"
-
-#include <gmock/gmock.h>
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -93,8 +92,10 @@ TEST(ctl_remove, yes_stops_what_is_at_work_first) {
 TEST(ctl_add, folder_s_media_are_added_one_line_each) {
   ctl_machine machine;
   machine.start();
-  for (const char* name : {"/mnt/media/in/a.mpg", "/mnt/media/in/deep/b.ts", "/mnt/media/in/c.txt"})
+  for (const char* name :
+       {"/mnt/media/in/a.mpg", "/mnt/media/in/deep/b.ts", "/mnt/media/in/c.txt"}) {
     machine.root.write_source(name);
+  }
   const auto result = machine.ctl({"add", "--recursive", "/mnt/media/in"});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_THAT(lines_of(result.out), SizeIs(2));

@@ -1,16 +1,16 @@
 // The connection to a service that is absent, silent or odd.
-#include "tools/qx_vod_ctl/service_connection.h"
-
-#include "platform/unique_fd.h"
-
 #include <cstdlib>
 #include <filesystem>
-#include <gmock/gmock.h>
 #include <thread>
 
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include <gmock/gmock.h>
+
+#include "platform/unique_fd.h"
+#include "tools/qx_vod_ctl/service_connection.h"
 
 using ::testing::HasSubstr;
 using namespace std::chrono_literals;
@@ -26,7 +26,7 @@ public:
     path_ = std::string(folder_) + "/socket";
   }
   ~odd_service() {
-    if (answering_.joinable()) answering_.join();
+    if (answering_.joinable()) { answering_.join(); }
     std::filesystem::remove_all(folder_);
   }
   odd_service(const odd_service&) = delete;

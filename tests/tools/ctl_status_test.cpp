@@ -1,7 +1,7 @@
 // status, which is also what is done without a subcommand.
-#include "tests/tools/ctl_machine.h"
-
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::HasSubstr;
@@ -17,8 +17,9 @@ json11::Json parsed(const std::string& text) {
 
 std::vector<std::string> whole_queue() {
   std::vector<std::string> ids;
-  for (int i = 0; i < 512; ++i)
+  for (int i = 0; i < 512; ++i) {
     ids.push_back("item-number-" + std::to_string(1000 + i));
+  }
   return ids;
 }
 

@@ -1,9 +1,9 @@
 // The order in which several jobs are stopped or started.
-#include "tests/tools/ctl_scripted_service.h"
-#include "tools/qx_vod_ctl/subcommand.h"
-
 #include <gmock/gmock.h>
 #include <json11.hpp>
+
+#include "tests/tools/ctl_scripted_service.h"
+#include "tools/qx_vod_ctl/subcommand.h"
 
 using ::testing::ElementsAre;
 
@@ -20,8 +20,8 @@ const json11::Json::array queue = {job("resumed", "transcoding", 7, true),
                                    job("fourth", "ready", -1)};
 
 service_reply answer(const std::string& command, const name_values& pairs) {
-  if (command != "list") return accepted("");
-  if (pairs[0].first == "entry id") return accepted(item_json(pairs[0].second, "ready"));
+  if (command != "list") { return accepted(""); }
+  if (pairs[0].first == "entry id") { return accepted(item_json(pairs[0].second, "ready")); }
   return accepted(json11::Json(json11::Json::object{{"list", queue},
                                                     {"modify counter", 1},
                                                     {"start", 0},
@@ -42,8 +42,9 @@ std::vector<std::string> ids_of(const std::string& command, const subcommand_def
   const std::string beginning = command + " entry id=";
   std::vector<std::string> ids;
   for (const auto& line : service.asked()) {
-    if (line.compare(0, beginning.size(), beginning) == 0)
+    if (line.compare(0, beginning.size(), beginning) == 0) {
       ids.push_back(line.substr(beginning.size()));
+    }
   }
   return ids;
 }

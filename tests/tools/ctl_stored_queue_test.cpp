@@ -1,7 +1,7 @@
 // Queue files taken apart, whole and damaged, and put together.
-#include "tools/qx_vod_ctl/queue_copy/stored_queue.h"
-
 #include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/queue_copy/stored_queue.h"
 
 using json11::Json;
 using ::testing::ElementsAre;
@@ -24,8 +24,9 @@ std::string text_of(const Json::array& jobs) {
 
 std::vector<std::string> ids(const std::vector<stored_job>& jobs) {
   std::vector<std::string> found;
-  for (const auto& stored : jobs)
+  for (const auto& stored : jobs) {
     found.push_back(stored.item.entry_id);
+  }
   return found;
 }
 
@@ -61,8 +62,9 @@ TEST(ctl_stored_queue, items_within_a_job_are_no_jobs) {
   auto keys = job("near").object_items();
   keys["remote job"] = Json::object{{"json", job("far")}};
   const std::string text = text_of({keys});
-  for (std::size_t length = 0; length < text.size() - 2; ++length)
+  for (std::size_t length = 0; length < text.size() - 2; ++length) {
     EXPECT_THAT(read_stored_queue(text.substr(0, length)).jobs, IsEmpty()) << length;
+  }
   EXPECT_THAT(ids(read_stored_queue(text.substr(0, text.size() - 2)).jobs), ElementsAre("near"));
 }
 

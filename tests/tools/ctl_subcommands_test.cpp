@@ -1,10 +1,10 @@
 // The subcommands that pass a command on, each on a job of the real service.
-#include "tests/tools/ctl_machine.h"
+#include <csignal>
+
+#include <gmock/gmock.h>
 
 #include "tests/support/wait_until.h"
-
-#include <csignal>
-#include <gmock/gmock.h>
+#include "tests/tools/ctl_machine.h"
 
 using namespace qx_test;
 using ::testing::ElementsAre;

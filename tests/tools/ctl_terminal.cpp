@@ -1,16 +1,17 @@
 // A terminal for the client.
 #include "tests/tools/ctl_terminal.h"
 
-#include "tests/support/wait_until.h"
-
 #include <csignal>
-#include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 
@@ -49,7 +50,7 @@ bool ctl_terminal::shows(const std::string& text) {
   return wait_until([&] {
     read_output();
     const auto at = output_.find(text, found_);
-    if (at != std::string::npos) found_ = at + text.size();
+    if (at != std::string::npos) { found_ = at + text.size(); }
     return at != std::string::npos;
   });
 }
@@ -72,6 +73,7 @@ bool ctl_terminal::is_as_before() const {
 void ctl_terminal::read_output() {
   char block[4096];
   ssize_t count = 0;
-  while ((count = read(master_, block, sizeof block)) > 0)
+  while ((count = read(master_, block, sizeof block)) > 0) {
     output_.append(block, static_cast<std::size_t>(count));
+  }
 }

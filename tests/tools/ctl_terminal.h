@@ -1,9 +1,9 @@
 // A terminal for the client: what it writes is collected, keys are typed into it.
 #pragma once
 
-#include "tests/tools/ctl_machine.h"
-
 #include <string>
+
+#include "tests/tools/ctl_machine.h"
 
 class ctl_terminal {
 public:

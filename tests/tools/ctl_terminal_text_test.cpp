@@ -1,7 +1,7 @@
 // Texts of unknown origin on a terminal.
-#include "tools/qx_vod_ctl/terminal_text.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qx_vod_ctl/terminal_text.h"
 
 TEST(terminal_text, characters_of_every_length_pass) {
   const std::string text = "a~ \xc3\xa4\xdf\xbf \xe0\xa0\x80\xed\x9f\xbf\xe2\x82\xac "

@@ -1,7 +1,7 @@
 // The keys that watch knows.
-#include "tools/qx_vod_ctl/watch/keys.h"
-
 #include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/watch/keys.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -1,8 +1,8 @@
 // What watch asks the service for.
+#include <gmock/gmock.h>
+
 #include "tests/tools/ctl_scripted_service.h"
 #include "tools/qx_vod_ctl/watch/queue_model.h"
-
-#include <gmock/gmock.h>
 
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
@@ -13,8 +13,9 @@ constexpr std::uint64_t second_us = 1'000'000;
 
 listed_queue queue_of(int count) {
   listed_queue queue;
-  for (int i = 0; i < count; ++i)
+  for (int i = 0; i < count; ++i) {
     queue.ids.push_back("id-" + std::to_string(i));
+  }
   return queue;
 }
 

@@ -1,7 +1,7 @@
 // What watch shows.
-#include "tools/qx_vod_ctl/watch/watch_screen.h"
-
 #include <gmock/gmock.h>
+
+#include "tools/qx_vod_ctl/watch/watch_screen.h"
 
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
@@ -35,8 +35,9 @@ constexpr screen_size small = {10, 80};
 }  // namespace
 
 TEST(watch_lines, fill_the_screen_whatever_the_queue) {
-  for (const std::size_t count : {0U, 1U, 6U, 7U, 512U})
+  for (const std::size_t count : {0U, 1U, 6U, 7U, 512U}) {
     EXPECT_THAT(watch_lines(view_of(count), small, plain()), SizeIs(10));
+  }
   EXPECT_THAT(watch_lines(view_of(512), {1, 80}, plain()), SizeIs(1));
 }
 

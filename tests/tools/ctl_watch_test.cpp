@@ -1,12 +1,12 @@
 // watch and the questions of remove, on a terminal, with the real service.
-#include "tests/tools/ctl_terminal.h"
-
-#include "tests/support/wait_until.h"
-
 #include <csignal>
-#include <gmock/gmock.h>
 
 #include <sys/wait.h>
+
+#include <gmock/gmock.h>
+
+#include "tests/support/wait_until.h"
+#include "tests/tools/ctl_terminal.h"
 
 using namespace qx_test;
 using ::testing::EndsWith;

@@ -1,11 +1,12 @@
 // What watch does with keys, and with a queue that moves.
-#include "tests/tools/ctl_scripted_service.h"
-#include "tools/qx_vod_ctl/watch/watcher.h"
-
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+
 #include <gmock/gmock.h>
+
+#include "tests/tools/ctl_scripted_service.h"
+#include "tools/qx_vod_ctl/watch/watcher.h"
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
@@ -29,14 +30,16 @@ constexpr screen_size screen = {10, 80};
 
 struct watching : ::testing::Test {
   watching() {
-    for (int i = 0; i < 40; ++i)
+    for (int i = 0; i < 40; ++i) {
       queue.ids.push_back("id-" + std::to_string(100 + i));
+    }
     look();
   }
   void look() { tool.refresh(screen, now_us += 500'000, 1700000000); }
   void press(std::initializer_list<key> keys) {
-    for (const key pressed : keys)
+    for (const key pressed : keys) {
       tool.press(pressed, screen);
+    }
   }
   std::string selected() const {
     return tool.view().rows[tool.view().selected].listed.item.entry_id;

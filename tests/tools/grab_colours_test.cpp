@@ -1,10 +1,10 @@
 // Colours and shape of a thumbnail.
-#include "tests/support/media/media_check.h"
-#include "tests/tools/made_media.h"
+#include <cstdlib>
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
+#include "tests/support/media/media_check.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 
@@ -69,7 +69,7 @@ TEST(grab_fields, in_the_middle_of_a_progressive_recording_leave_no_comb) {
   ASSERT_EQ(points.size(), 320U * 240U);
   int steps = 0;
   for (std::size_t at = 100 * 320; at < 120 * 320; ++at) {
-    if (std::abs(points[at] - points[at + 320]) > 40) ++steps;
+    if (std::abs(points[at] - points[at + 320]) > 40) { ++steps; }
   }
   EXPECT_LT(steps, 40);
 }

@@ -1,8 +1,8 @@
 // The command line of qxmi_grab.
-#include "tests/support/media/tool_run.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/media/tool_run.h"
 
 using namespace qx_test;
 using testing::Contains;

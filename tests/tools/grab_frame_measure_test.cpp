@@ -1,10 +1,10 @@
 // What is measured of a frame.
-#include "tools/qxmi_grab/frame_measure.h"
+#include <cmath>
+#include <string>
 
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <string>
+#include "tools/qxmi_grab/frame_measure.h"
 
 namespace {
 

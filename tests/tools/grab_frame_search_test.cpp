@@ -1,7 +1,7 @@
 // Which of several frames is taken.
-#include "tools/qxmi_grab/frame_search.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_grab/frame_search.h"
 
 namespace {
 
@@ -14,8 +14,9 @@ constexpr frame_measure sharper = {120.0, 40.0, 300.0};
 // The moment of each is its place among them; -1 when none is taken.
 int taken(const std::vector<frame_measure>& measures) {
   std::vector<candidate> candidates;
-  for (const frame_measure& measure : measures)
+  for (const frame_measure& measure : measures) {
     candidates.push_back({static_cast<double>(candidates.size()), measure});
+  }
   const candidate* best = best_candidate(candidates);
   return best == nullptr ? -1 : static_cast<int>(best->moment);
 }

@@ -1,11 +1,12 @@
 // File names that a shell, an option parser or an engine might trip over.
-#include "tests/support/media/media_check.h"
-#include "tests/support/media/test_media.h"
-#include "tests/tools/made_media.h"
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 using testing::UnorderedElementsAre;

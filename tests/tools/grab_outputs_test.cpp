@@ -1,14 +1,14 @@
 // The picture appears whole or not at all.
-#include "tests/support/media/media_check.h"
-#include "tests/support/media/test_media.h"
-#include "tests/tools/made_media.h"
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <filesystem>
-#include <fstream>
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 using testing::ElementsAre;
@@ -103,8 +103,9 @@ TEST(grab_output, quality_75_has_the_tables_people_expect) {
   const std::size_t table = bytes.find("\xff\xdb");
   ASSERT_NE(table, std::string::npos);
   int sum = 0;
-  for (std::size_t n = 0; n < 64; ++n)
+  for (std::size_t n = 0; n < 64; ++n) {
     sum += static_cast<unsigned char>(bytes.at(table + 5 + n));
+  }
   // The usual encoder's luminance table at 75 has a mean of 28.8.
   EXPECT_NEAR(sum / 64.0, 28.8, 2.0);
 }

@@ -1,13 +1,13 @@
 // Which moment the tool shows, and how it looks.
-#include "tests/support/media/test_media.h"
-#include "tests/tools/made_media.h"
-#include "tests/tools/made_recording.h"
+#include <algorithm>
+#include <cstdlib>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cstdlib>
+#include "tests/support/media/test_media.h"
+#include "tests/tools/made_media.h"
+#include "tests/tools/made_recording.h"
 
 using namespace qx_test;
 using testing::ElementsAre;

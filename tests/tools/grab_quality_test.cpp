@@ -1,7 +1,7 @@
 // The quality people ask for and the engine's scale.
-#include "tools/qxmi_grab/grab_command.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_grab/grab_command.h"
 
 TEST(quantizer_scale, matches_the_usual_encoder) {
   EXPECT_EQ(quantizer_scale(100), 1);
@@ -14,6 +14,7 @@ TEST(quantizer_scale, matches_the_usual_encoder) {
 }
 
 TEST(quantizer_scale, is_never_better_for_less_quality) {
-  for (int quality = 2; quality <= 100; ++quality)
+  for (int quality = 2; quality <= 100; ++quality) {
     EXPECT_LE(quantizer_scale(quality), quantizer_scale(quality - 1)) << quality;
+  }
 }

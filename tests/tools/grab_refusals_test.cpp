@@ -1,13 +1,14 @@
 // What gives no picture: one line that names the file, status 1, and nothing left behind.
-#include "tests/support/media/test_media.h"
-#include "tests/tools/made_media.h"
+#include <filesystem>
+#include <fstream>
+
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
-#include <filesystem>
-#include <fstream>
+#include "tests/support/media/test_media.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 using testing::AllOf;

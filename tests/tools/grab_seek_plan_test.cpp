@@ -1,9 +1,9 @@
 // Which moments are tried and how they are reached.
-#include "tools/qxmi_grab/seek_plan.h"
+#include <algorithm>
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include "tools/qxmi_grab/seek_plan.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The size of a thumbnail and what is cut for it.
-#include "tools/qxmi_grab/picture_shape.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_grab/picture_shape.h"
 
 namespace {
 

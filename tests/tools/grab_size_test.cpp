@@ -1,9 +1,9 @@
 // The size and shape of what the tool makes of real films.
+#include <gtest/gtest.h>
+
 #include "tests/support/media/media_check.h"
 #include "tests/support/media/test_media.h"
 #include "tests/tools/made_media.h"
-
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 
@@ -27,7 +27,7 @@ void expect_thumbnail(const std::string& source, const std::string& height, int 
                                         "--file",
                                         source,
                                         "--no-uid"};
-  if (clip) arguments.insert(arguments.begin() + 1, "--clip-aspect-ratio");
+  if (clip) { arguments.insert(arguments.begin() + 1, "--clip-aspect-ratio"); }
   const tool_result result = run_tool("qxmi_grab", arguments);
   ASSERT_EQ(result.end.status, 0) << (result.errors.empty() ? source : result.errors[0]);
   EXPECT_TRUE(result.output.empty() && result.errors.empty());

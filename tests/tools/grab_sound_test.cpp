@@ -1,13 +1,13 @@
 // The picture of a sound: its cover, or its wave form.
-#include "tests/support/media/media_check.h"
-#include "tests/support/media/test_media.h"
-#include "tests/tools/made_media.h"
+#include <fstream>
+#include <iterator>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 using testing::Gt;
@@ -53,8 +53,9 @@ TEST(grab_sound, shows_the_cover) {
 
 TEST(grab_sound, draws_the_wave_form_of_every_kind) {
   const scratch_folder folder;
-  for (const char* name : {"tone.mp3", "tone.wav", "tone.m4a", "tone.aac", "surround.m4a"})
+  for (const char* name : {"tone.mp3", "tone.wav", "tone.m4a", "tone.aac", "surround.m4a"}) {
     expect_size(grabbed(folder, test_media(name)), 640, 360);
+  }
 }
 
 TEST(grab_sound, a_moment_does_not_matter) {

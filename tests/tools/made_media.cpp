@@ -1,20 +1,21 @@
 // Media that one test alone needs, and what a picture looks like.
 #include "tests/tools/made_media.h"
 
-#include "tests/support/media/media_check.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/media/media_check.h"
 
 namespace qx_test {
 namespace {
@@ -28,8 +29,9 @@ bool run_ffmpeg(const std::vector<std::string>& arguments) {
   std::vector<std::string> words = {"ffmpeg", "-nostdin", "-v", "error", "-y"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
-  for (std::string& word : words)
+  for (std::string& word : words) {
     argv.push_back(word.data());
+  }
   argv.push_back(nullptr);
   pid_t pid = -1;
   int status = -1;
@@ -64,8 +66,9 @@ std::vector<double> rgb_of(const std::string& planes, std::size_t at, weights we
 std::string join_media(const scratch_folder& folder, const std::string& name,
                        const std::vector<std::string>& parts) {
   std::ofstream whole(folder.file(name), std::ios::binary);
-  for (const std::string& part : parts)
+  for (const std::string& part : parts) {
     whole << std::ifstream(part, std::ios::binary).rdbuf();
+  }
   EXPECT_TRUE(whole.flush()) << name;
   return folder.file(name);
 }
@@ -91,9 +94,9 @@ int bars_error(const std::string& path) {
   }
   std::ifstream stream(raw, std::ios::binary);
   const std::string planes{std::istreambuf_iterator<char>(stream), {}};
-  if (planes.size() != 3 * width * height) return 255;
+  if (planes.size() != 3 * width * height) { return 255; }
   const std::string matrix = picture["color_space"].string_value();
-  if (matrix.empty()) return 255;
+  if (matrix.empty()) { return 255; }
   const bool newer = matrix == "bt709";
   const weights weight = newer ? weights{0.2126, 0.0722} : weights{0.299, 0.114};
   double worst = 0.0;
@@ -137,8 +140,9 @@ std::vector<int> grey_points(const std::string& picture, int width, int height) 
   }
   std::ifstream stream(raw, std::ios::binary);
   std::vector<int> points;
-  for (std::istreambuf_iterator<char> at(stream); at != std::istreambuf_iterator<char>(); ++at)
+  for (std::istreambuf_iterator<char> at(stream); at != std::istreambuf_iterator<char>(); ++at) {
     points.push_back(static_cast<unsigned char>(*at));
+  }
   return points;
 }
 

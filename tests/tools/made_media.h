@@ -1,11 +1,11 @@
 // Media that one test alone needs, and what a picture looks like.
 #pragma once
 
-#include "tests/support/media/tool_run.h"
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tests/support/media/tool_run.h"
 
 namespace qx_test {
 

@@ -1,9 +1,9 @@
 // Recordings with a flash and a beep.
 #include "tests/tools/made_recording.h"
 
-#include <gtest/gtest.h>
-
 #include <fstream>
+
+#include <gtest/gtest.h>
 
 namespace qx_test {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 std::string escaped(const std::string& expression) {
   std::string result;
   for (const char character : expression) {
-    if (character == ',') result += '\\';
+    if (character == ',') { result += '\\'; }
     result += character;
   }
   return result;
@@ -28,8 +28,9 @@ std::string transcoded(const scratch_folder& folder, const std::string& source,
   const tool_result result =
       run_tool("qxmi_vod_transcode", {"--profile", profile, "-o", made, "--file", source});
   EXPECT_EQ(result.end.status, 0) << source << " in " << folder.path();
-  for (const std::string& line : result.errors)
+  for (const std::string& line : result.errors) {
     ADD_FAILURE() << line;
+  }
   return made;
 }
 
@@ -62,8 +63,9 @@ std::string joined(const scratch_folder& folder, const std::string& name,
                    const std::vector<std::string>& parts) {
   std::string path = folder.file(name);
   std::ofstream whole(path, std::ios::binary);
-  for (const std::string& part : parts)
+  for (const std::string& part : parts) {
     whole << std::ifstream(part, std::ios::binary).rdbuf();
+  }
   return path;
 }
 
@@ -77,8 +79,9 @@ std::string transcoded_sound(const scratch_folder& folder, const std::string& so
 
 void expect_moments(const std::vector<double>& moments, const std::vector<double>& seconds) {
   ASSERT_EQ(moments.size(), seconds.size());
-  for (std::size_t n = 0; n < seconds.size(); ++n)
+  for (std::size_t n = 0; n < seconds.size(); ++n) {
     EXPECT_NEAR(moments[n], seconds[n], 0.06);
+  }
 }
 
 }  // namespace qx_test

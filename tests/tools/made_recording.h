@@ -1,10 +1,10 @@
 // Recordings with a flash and a beep, what is made of them, and when it flashes and beeps.
 #pragma once
 
-#include "tests/tools/made_media.h"
-
 #include <string>
 #include <vector>
+
+#include "tests/tools/made_media.h"
 
 namespace qx_test {
 

@@ -1,15 +1,15 @@
 // How the tool runs the FTP client, with a stand-in in its place.
-#include "tests/support/skip.h"
-#include "tests/support/wait_until.h"
-#include "tests/tools/remote_machine.h"
-#include "tools/common/left_logins.h"
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <csignal>
-#include <filesystem>
-#include <fstream>
+#include "tests/support/skip.h"
+#include "tests/support/wait_until.h"
+#include "tests/tools/remote_machine.h"
+#include "tools/common/left_logins.h"
 
 using namespace qx_test;
 using testing::AllOf;
@@ -37,7 +37,7 @@ readlink "$last" > /mnt/link
 class remote_client : public testing::Test {
 protected:
   void SetUp() override {
-    if (!machine.made()) QX_SKIP_OR_FAIL_IN_CI("namespaces need privileges");
+    if (!machine.made()) { QX_SKIP_OR_FAIL_IN_CI("namespaces need privileges"); }
     machine.configure();
     source = make_source(1000);
   }

@@ -1,10 +1,13 @@
 // A machine of the test's own for uploads.
 #include "tests/tools/remote_machine.h"
 
-#include "tests/support/wait_until.h"
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <net/if.h>
 #include <sched.h>
 #include <signal.h>
@@ -15,11 +18,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <random>
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
 
 namespace qx_test {
 namespace {
@@ -67,17 +68,18 @@ bool server_answers() {
 }  // namespace
 
 remote_machine::remote_machine() : made_(enter()) {
-  if (made_) fs::create_directories("/mnt/main/tv");
+  if (made_) { fs::create_directories("/mnt/main/tv"); }
 }
 
 remote_machine::~remote_machine() {
   stop_server();
-  for (auto path = mounted_.rbegin(); path != mounted_.rend(); ++path)
+  for (auto path = mounted_.rbegin(); path != mounted_.rend(); ++path) {
     umount2(path->c_str(), MNT_DETACH);
+  }
 }
 
 void remote_machine::stop_server() {
-  if (server_ <= 0) return;
+  if (server_ <= 0) { return; }
   kill(-server_, SIGKILL);
   waitpid(server_, nullptr, 0);
   server_ = -1;
@@ -90,7 +92,7 @@ bool remote_machine::enter() {
 }
 
 bool remote_machine::mount_in_memory(const char* path) {
-  if (mount("own", path, "tmpfs", 0, "size=64m") != 0) return false;
+  if (mount("own", path, "tmpfs", 0, "size=64m") != 0) { return false; }
   mounted_.emplace_back(path);
   return true;
 }
@@ -127,10 +129,10 @@ void remote_machine::replace_client(const std::string& script) {
 }
 
 bool remote_machine::start_server(int rate) {
-  if (access(server_path, X_OK) != 0) return false;
+  if (access(server_path, X_OK) != 0) { return false; }
   stop_server();
   write_server_settings(rate);
-  if (fs::create_directory("/run/empty")) make_server_user();
+  if (fs::create_directory("/run/empty")) { make_server_user(); }
   server_ = fork();
   if (server_ == 0) {
     setsid();
@@ -149,7 +151,7 @@ std::vector<std::string> remote_machine::login_folders() const {
   std::vector<std::string> found;
   for (const fs::directory_entry& entry : fs::directory_iterator("/run")) {
     const std::string path = entry.path();
-    if (path.rfind("/run/qx-upload-", 0) == 0) found.push_back(path);
+    if (path.rfind("/run/qx-upload-", 0) == 0) { found.push_back(path); }
   }
   return found;
 }
@@ -162,8 +164,9 @@ std::string content(const std::string& path) {
 std::string make_source(std::size_t size) {
   std::mt19937 random(1);
   std::string bytes(size, '\0');
-  for (char& byte : bytes)
+  for (char& byte : bytes) {
     byte = static_cast<char>(random());
+  }
   std::string path = "/mnt/a film's 100% " + std::to_string(getpid()) + ".ts";
   std::ofstream(path, std::ios::binary) << bytes;
   return path;

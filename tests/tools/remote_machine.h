@@ -2,12 +2,12 @@
 // itself, and on it a stand-in for the FTP client or a real FTP server.
 #pragma once
 
-#include "tests/support/media/tool_run.h"
+#include <string>
+#include <vector>
 
 #include <sys/types.h>
 
-#include <string>
-#include <vector>
+#include "tests/support/media/tool_run.h"
 
 namespace qx_test {
 

@@ -1,8 +1,8 @@
 // The FTP client's command line and the names it is trusted with.
-#include "tools/qxmi_remote_transcode/put_command.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_remote_transcode/put_command.h"
 
 using testing::Contains;
 using testing::Not;

@@ -1,17 +1,18 @@
 // Uploads to a real FTP server.
-#include "tests/support/skip.h"
-#include "tests/support/wait_until.h"
-#include "tests/tools/remote_machine.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/mount.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/skip.h"
+#include "tests/support/wait_until.h"
+#include "tests/tools/remote_machine.h"
 
 using namespace qx_test;
 using testing::AllOf;
@@ -30,8 +31,9 @@ constexpr std::size_t mebibyte = 1U << 20U;
 std::vector<std::string> names_on_server() {
   std::vector<std::string> names;
   std::error_code none_yet;
-  for (const auto& entry : fs::directory_iterator("/mnt/main/tv/upload", none_yet))
+  for (const auto& entry : fs::directory_iterator("/mnt/main/tv/upload", none_yet)) {
     names.push_back(entry.path().filename());
+  }
   return names;
 }
 
@@ -39,9 +41,9 @@ std::vector<std::string> names_on_server() {
 long client_position(const std::string& file) {
   for (const auto& process : fs::directory_iterator("/proc")) {
     std::error_code gone;
-    if (fs::read_symlink(process.path() / "exe", gone) != "/usr/bin/ncftpput") continue;
+    if (fs::read_symlink(process.path() / "exe", gone) != "/usr/bin/ncftpput") { continue; }
     for (const auto& fd : fs::directory_iterator(process.path() / "fd", gone)) {
-      if (fs::read_symlink(fd.path(), gone) != file) continue;
+      if (fs::read_symlink(fd.path(), gone) != file) { continue; }
       std::ifstream info(process.path() / "fdinfo" / fd.path().filename());
       std::string word;
       long position = -1;
@@ -56,7 +58,7 @@ class remote_server : public testing::Test {
 protected:
   // False, and the test is skipped, where there can be no server.
   bool start(int rate = 0) {
-    if (!machine.made() || !machine.start_server(rate)) return false;
+    if (!machine.made() || !machine.start_server(rate)) { return false; }
     machine.configure();
     return true;
   }

@@ -1,9 +1,9 @@
 // The command line of qxmi_startitem.
-#include "tests/support/media/test_media.h"
-#include "tests/support/media/tool_run.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/support/media/tool_run.h"
 
 using namespace qx_test;
 using testing::Contains;

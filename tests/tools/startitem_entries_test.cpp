@@ -1,10 +1,10 @@
 // The entries written about a file.
-#include "tools/qxmi_startitem/item_entries.h"
+#include <map>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include "tools/qxmi_startitem/item_entries.h"
 
 using testing::IsEmpty;
 
@@ -19,8 +19,9 @@ struct stat status_of(off_t size) {
 
 std::map<std::string, std::string> entries(const std::string& type, const media_info& media) {
   std::map<std::string, std::string> result;
-  for (const item_entry& entry : item_entries(type, media, status_of(1000)))
+  for (const item_entry& entry : item_entries(type, media, status_of(1000))) {
     result[entry.name] = entry.value;
+  }
   return result;
 }
 
@@ -70,8 +71,9 @@ TEST(item_entries, a_still_does_not_last) {
   media.audio.clear();
   std::map<std::string, std::string> told = entries("image/avif", media);
   EXPECT_EQ(told["width"], "1024");
-  for (const char* name : {"duration", "frame rate", "interlaced", "video codec", "bit rate"})
+  for (const char* name : {"duration", "frame rate", "interlaced", "video codec", "bit rate"}) {
     EXPECT_THAT(told[name], IsEmpty()) << name;
+  }
 }
 
 TEST(item_entries, what_is_no_media_has_size_and_time_alone) {

@@ -1,14 +1,15 @@
 // What the tool finds real files to be.
-#include "tests/support/media/test_media.h"
-#include "tests/tools/startitem_run.h"
-
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/tools/startitem_run.h"
 
 using namespace qx_test;
 using testing::AllOf;
@@ -61,7 +62,8 @@ constexpr kind sound_kinds[] = {
 };
 
 // The file's name tells nothing: it is identified under another.
-template <std::size_t count> void expect_types(const kind (&kinds)[count]) {
+template <std::size_t count>
+void expect_types(const kind (&kinds)[count]) {
   const scratch_folder folder;
   for (const kind& one : kinds) {
     const std::string path = make_media(folder, one.name, one.arguments);

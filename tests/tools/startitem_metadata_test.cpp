@@ -1,15 +1,15 @@
 // The metadata file: what it keeps and how it is written.
-#include "tests/support/media/test_media.h"
-#include "tests/support/wait_until.h"
-#include "tests/tools/startitem_run.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/support/wait_until.h"
+#include "tests/tools/startitem_run.h"
 
 using namespace qx_test;
 using testing::AllOf;

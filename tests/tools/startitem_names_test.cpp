@@ -1,9 +1,9 @@
 // File names that a shell, an option parser or an engine might trip over.
-#include "tests/support/media/test_media.h"
-#include "tests/tools/startitem_run.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/tools/startitem_run.h"
 
 using namespace qx_test;
 using testing::Contains;

@@ -1,16 +1,17 @@
 // What cannot be identified: one line that names the file, status 1, and no metadata.
-#include "tests/support/media/test_media.h"
-#include "tests/tools/startitem_run.h"
+#include <filesystem>
+#include <fstream>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/tools/startitem_run.h"
 
 using namespace qx_test;
 using testing::AllOf;

@@ -1,12 +1,12 @@
 // Runs qxmi_startitem as the service does.
 #include "tests/tools/startitem_run.h"
 
-#include "platform/metadata_v4.h"
+#include <cerrno>
+#include <memory>
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <memory>
+#include "platform/metadata_v4.h"
 
 namespace qx_test {
 namespace {
@@ -49,7 +49,7 @@ entry_map metadata_of(const std::string& path) {
   entry_map entries;
   for (const char* name : own_names) {
     const char* value = metadata_v4_metadata_context_read_entry(metadata.entries.get(), name);
-    if (value != nullptr) entries[name] = value;
+    if (value != nullptr) { entries[name] = value; }
   }
   return entries;
 }

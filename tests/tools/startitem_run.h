@@ -1,10 +1,10 @@
 // Runs qxmi_startitem as the service does, and reads what it wrote.
 #pragma once
 
-#include "tests/tools/made_media.h"
-
 #include <map>
 #include <string>
+
+#include "tests/tools/made_media.h"
 
 namespace qx_test {
 

@@ -1,7 +1,7 @@
 // The MIME type by container, streams and the first bytes.
-#include "tools/qxmi_startitem/item_type.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_startitem/item_type.h"
 
 namespace {
 
@@ -12,8 +12,8 @@ media_info media_in(const std::string& container, holds content) {
   media.container = container;
   video_stream picture;
   picture.cover = content == holds::sound_with_cover;
-  if (content != holds::sound) media.video.push_back(picture);
-  if (content != holds::picture) media.audio.emplace_back();
+  if (content != holds::sound) { media.video.push_back(picture); }
+  if (content != holds::picture) { media.audio.emplace_back(); }
   return media;
 }
 

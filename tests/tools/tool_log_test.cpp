@@ -1,14 +1,15 @@
 // What the built tools leave in a job's log, and where.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "tests/support/media/test_media.h"
 #include "tests/support/media/tool_run.h"
 #include "tests/tools/made_media.h"
 #include "tools/common/job_log_file.h"
 #include "tools/common/job_reason.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 using namespace qx_test;
 using testing::AllOf;

@@ -1,9 +1,9 @@
 // The transcoder's command line and its listing, by running the tool.
-#include "tests/support/media/test_media.h"
-#include "tests/support/media/tool_run.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/support/media/tool_run.h"
 
 using namespace qx_test;
 using testing::ElementsAre;

@@ -1,7 +1,7 @@
 // The processor cap, driven by a simulated encoder.
-#include "tools/qxmi_vod_transcode/cpu_cap.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_vod_transcode/cpu_cap.h"
 
 using namespace std::chrono_literals;
 
@@ -20,7 +20,7 @@ struct simulation {
     while (now < end) {
       const bool stopped = cap.must_stop(now, used, false);
       now += 50ms;
-      if (!stopped) used += 50ms * processors;
+      if (!stopped) { used += 50ms * processors; }
     }
   }
 

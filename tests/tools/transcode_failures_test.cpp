@@ -1,18 +1,19 @@
 // Sources and outputs the transcoder has to refuse: one line that names the file, status 1, and
 // nothing left behind.
-#include "tests/support/media/test_media.h"
-#include "tests/support/media/tool_run.h"
-#include "tests/support/skip.h"
+#include <filesystem>
+#include <fstream>
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/test_media.h"
+#include "tests/support/media/tool_run.h"
+#include "tests/support/skip.h"
 
 using namespace qx_test;
 using testing::AllOf;
@@ -132,7 +133,7 @@ TEST(transcode_refuses, its_own_source_as_output) {
 
 TEST(transcode_refuses, a_full_disk) {
   const scratch_folder folder;
-  if (!mount_small_disk(folder.path())) QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges");
+  if (!mount_small_disk(folder.path())) { QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges"); }
   const std::string output = folder.file("out.mp4");
   expect_refused({"--file", test_media("progressive.mp4"), "--profile", "360", "-o", output},
                  output, "No space left on device");

@@ -1,15 +1,15 @@
 // What the transcoder makes of real media, looked at with ffprobe.
-#include "tests/support/media/media_check.h"
-#include "tests/support/media/test_media.h"
-#include "tests/support/media/tool_run.h"
-#include "tests/tools/made_media.h"
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdio>
-#include <filesystem>
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/support/media/tool_run.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 using json11::Json;

@@ -1,10 +1,10 @@
 // Names as long as a file system has them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include "tests/support/media/media_check.h"
 #include "tests/support/media/test_media.h"
 #include "tests/tools/made_media.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 using testing::Contains;

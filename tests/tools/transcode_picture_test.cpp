@@ -1,12 +1,12 @@
 // What the transcoder makes of pictures that change in mid-recording: fields, shapes, sizes; and of
 // their colours.
-#include "tests/support/media/media_check.h"
-#include "tests/support/media/test_media.h"
-#include "tests/tools/made_media.h"
+#include <filesystem>
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/tools/made_media.h"
 
 using namespace qx_test;
 

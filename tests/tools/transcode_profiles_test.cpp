@@ -1,8 +1,8 @@
 // Which profiles suit a source, and their sizes and bit rates.
-#include "tools/qxmi_vod_transcode/profiles.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_vod_transcode/profiles.h"
 
 using testing::ElementsAre;
 

@@ -1,13 +1,14 @@
 // From the engine's progress report to the tool's lines.
-#include "tools/qxmi_vod_transcode/progress.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_vod_transcode/progress.h"
 
 namespace {
 
 progress_line after(progress_line line, const std::initializer_list<std::string_view>& report) {
-  for (const std::string_view text : report)
+  for (const std::string_view text : report) {
     line.take(text);
+  }
   return line;
 }
 

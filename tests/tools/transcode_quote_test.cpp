@@ -1,7 +1,7 @@
 // The listing of what can be made of a source.
-#include "tools/qxmi_vod_transcode/quote.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_vod_transcode/quote.h"
 
 namespace {
 

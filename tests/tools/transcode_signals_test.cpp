@@ -1,20 +1,21 @@
 // The transcoder under the signals of the service, which reach its whole process group.
-#include "tests/support/media/media_check.h"
-#include "tests/support/media/test_media.h"
-#include "tests/support/media/tool_run.h"
-#include "tests/support/wait_until.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <string>
 #include <thread>
+
+#include <sched.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/media_check.h"
+#include "tests/support/media/test_media.h"
+#include "tests/support/media/tool_run.h"
+#include "tests/support/wait_until.h"
 
 using namespace qx_test;
 using namespace std::chrono_literals;

@@ -1,8 +1,8 @@
 // What the transcoder makes of the sound of real recordings: in step, at its level, whole.
+#include <gtest/gtest.h>
+
 #include "tests/support/media/media_check.h"
 #include "tests/tools/made_recording.h"
-
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 

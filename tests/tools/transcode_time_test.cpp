@@ -1,8 +1,8 @@
 // What the transcoder makes of recordings whose clock or frame rate is not what it seems.
+#include <gtest/gtest.h>
+
 #include "tests/support/media/media_check.h"
 #include "tests/tools/made_recording.h"
-
-#include <gtest/gtest.h>
 
 using namespace qx_test;
 using json11::Json;

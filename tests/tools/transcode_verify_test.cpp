@@ -1,7 +1,7 @@
 // What is wrong with a result, as far as its numbers tell.
-#include "tools/qxmi_vod_transcode/verify.h"
-
 #include <gtest/gtest.h>
+
+#include "tools/qxmi_vod_transcode/verify.h"
 
 namespace {
 

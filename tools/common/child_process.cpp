@@ -1,6 +1,12 @@
 // One external program and its pipes.
 #include "tools/common/child_process.h"
 
+#include <cassert>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+
 #include <fcntl.h>
 #include <linux/ioprio.h>
 #include <sched.h>
@@ -8,12 +14,6 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <cassert>
-#include <cerrno>
-#include <csignal>
-#include <cstring>
-#include <ctime>
 
 namespace {
 
@@ -28,7 +28,7 @@ struct pipe_pair {
 
   bool open() {
     int ends[2] = {-1, -1};
-    if (pipe2(ends, O_CLOEXEC) != 0) return false;
+    if (pipe2(ends, O_CLOEXEC) != 0) { return false; }
     read_end.reset(ends[0]);
     write_end.reset(ends[1]);
     return true;
@@ -45,7 +45,7 @@ struct child_plan {
 };
 
 void lower_priority(int level) {
-  if (level <= 0) return;
+  if (level <= 0) { return; }
   const bool idle = level >= 7;
   const sched_param none = {};
   sched_setscheduler(0, idle ? SCHED_IDLE : SCHED_BATCH, &none);
@@ -55,8 +55,9 @@ void lower_priority(int level) {
 }
 
 void set_signals() {
-  for (int number = 1; number < NSIG; ++number)
+  for (int number = 1; number < NSIG; ++number) {
     signal(number, SIG_DFL);
+  }
   signal(SIGUSR1, SIG_IGN);
   signal(SIGUSR2, SIG_IGN);
   sigset_t none;
@@ -67,10 +68,11 @@ void set_signals() {
 // Everything the tool holds is close-on-exec by its own care; this is for what it inherited.
 void close_descriptors_above(int last) {
   const auto first = static_cast<unsigned>(last) + 1;
-  if (syscall(SYS_close_range, first, ~0U, 0) == 0) return;
+  if (syscall(SYS_close_range, first, ~0U, 0) == 0) { return; }
   const long limit = sysconf(_SC_OPEN_MAX);
-  for (long fd = last + 1; fd < limit; ++fd)
+  for (long fd = last + 1; fd < limit; ++fd) {
     ::close(static_cast<int>(fd));
+  }
 }
 
 // Moves the pipes to 0, 1, 2 and the failure pipe to 3, which alone closes on exec. The source
@@ -79,9 +81,11 @@ void close_descriptors_above(int last) {
 bool set_descriptors(child_plan& plan) {
   constexpr int failure_fd = STDERR_FILENO + 1;
   const int null_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
-  if (null_fd < 0 || dup2(null_fd, STDIN_FILENO) < 0) return false;
-  if (dup2(plan.output, STDOUT_FILENO) < 0 || dup2(plan.errors, STDERR_FILENO) < 0) return false;
-  if (plan.failure != failure_fd && dup3(plan.failure, failure_fd, O_CLOEXEC) < 0) return false;
+  if (null_fd < 0 || dup2(null_fd, STDIN_FILENO) < 0) { return false; }
+  if (dup2(plan.output, STDOUT_FILENO) < 0 || dup2(plan.errors, STDERR_FILENO) < 0) {
+    return false;
+  }
+  if (plan.failure != failure_fd && dup3(plan.failure, failure_fd, O_CLOEXEC) < 0) { return false; }
   plan.failure = failure_fd;
   close_descriptors_above(failure_fd);
   return true;
@@ -94,11 +98,13 @@ void prepare_and_execute(child_plan& plan) {
   static char locale[] = "LC_ALL=C";
   static char* environment[] = {path, locale, nullptr};
 
-  if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) return;
-  if (getppid() != plan.parent) _exit(1);  // the tool ended before the line above
+  if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) { return; }
+  if (getppid() != plan.parent) {
+    _exit(1);  // the tool ended before the line above
+  }
   set_signals();
   lower_priority(plan.priority.level);
-  if (!set_descriptors(plan)) return;
+  if (!set_descriptors(plan)) { return; }
   execve(plan.argv[0], plan.argv.data(), environment);
 }
 
@@ -122,8 +128,9 @@ int read_failure(int fd) {
 std::vector<char*> argument_pointers(const std::vector<std::string>& argv) {
   std::vector<char*> pointers;
   pointers.reserve(argv.size() + 1);
-  for (const std::string& argument : argv)
+  for (const std::string& argument : argv) {
     pointers.push_back(const_cast<char*>(argument.c_str()));
+  }
   pointers.push_back(nullptr);
   return pointers;
 }
@@ -139,10 +146,9 @@ std::string cannot_run(const std::string& program, int cause) {
 }  // namespace
 
 child_process::~child_process() {
-  if (!running()) return;
+  if (!running()) { return; }
   kill();
-  while (waitpid(pid_, &wait_status_, 0) < 0 && errno == EINTR) {
-  }
+  while (waitpid(pid_, &wait_status_, 0) < 0 && errno == EINTR) {}
 }
 
 bool child_process::start(const std::vector<std::string>& argv, child_priority priority,
@@ -159,7 +165,7 @@ bool child_process::start(const std::vector<std::string>& argv, child_priority p
       argument_pointers(argv), priority, getpid(), output.write_end.get(), errors.write_end.get(),
       failure.write_end.get()};
   pid_ = fork();
-  if (pid_ == 0) run_child(plan);
+  if (pid_ == 0) { run_child(plan); }
   if (pid_ < 0) {
     error = cannot_run(argv[0], errno);
     return false;
@@ -174,24 +180,24 @@ bool child_process::start(const std::vector<std::string>& argv, child_priority p
   if (cause == 0 && !(make_nonblocking(output_fd()) && make_nonblocking(errors_fd()))) {
     cause = errno;
   }
-  if (cause != 0) error = cannot_run(argv[0], cause);
+  if (cause != 0) { error = cannot_run(argv[0], cause); }
   return cause == 0;
 }
 
 void child_process::set_stopped(bool stopped) {
-  if (!running() || stopped == stopped_) return;
+  if (!running() || stopped == stopped_) { return; }
   stopped_ = stopped;
   ::kill(pid_, stopped ? SIGSTOP : SIGCONT);
 }
 
 void child_process::kill() {
-  if (running()) ::kill(pid_, SIGKILL);
+  if (running()) { ::kill(pid_, SIGKILL); }
 }
 
 bool child_process::reap() {
-  if (!running()) return reaped_;
+  if (!running()) { return reaped_; }
   const pid_t ended = waitpid(pid_, &wait_status_, WNOHANG);
-  if (ended < 0 && errno == ECHILD) wait_status_ = lost_end;
+  if (ended < 0 && errno == ECHILD) { wait_status_ = lost_end; }
   reaped_ = ended == pid_ || (ended < 0 && errno == ECHILD);
   return reaped_;
 }

@@ -6,14 +6,14 @@
 // are the tool's to act on. It dies with the tool, however the tool ends.
 #pragma once
 
-#include "platform/unique_fd.h"
-
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
+
+#include "platform/unique_fd.h"
 
 // How much of the machine a child may take; the numbers are those of the transcoder's -d option.
 struct child_priority {

@@ -1,9 +1,9 @@
 // The conventions every tool's command line keeps.
 #include "tools/common/command_line.h"
 
-#include "tools/common/job_log.h"
-
 #include <cstdio>
+
+#include "tools/common/job_log.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ int parse_command_line(CLI::App& app, int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);
+    if (error.get_exit_code() == 0) { return app.exit(error); }
     return report_usage(app.get_name(), error.what());
   }
   return keep_going;

@@ -3,12 +3,12 @@
 // the cause and exit status 1.
 #pragma once
 
-#include "tools/common/one_line.h"
+#include <string>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 
-#include <string>
-#include <string_view>
+#include "tools/common/one_line.h"
 
 constexpr int exit_success = 0;
 constexpr int exit_failure = 1;

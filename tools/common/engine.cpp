@@ -1,11 +1,11 @@
 // How the media engines are called.
 #include "tools/common/engine.h"
 
-#include "tools/common/job_log.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+
+#include "tools/common/job_log.h"
 
 namespace {
 
@@ -50,7 +50,7 @@ std::string without_speaker(std::string_view line) {
 std::string first_telling_line(std::string_view errors) {
   while (!errors.empty()) {
     const std::size_t end = std::min(errors.find('\n'), errors.size());
-    if (!tells_nothing(errors.substr(0, end))) return without_speaker(errors.substr(0, end));
+    if (!tells_nothing(errors.substr(0, end))) { return without_speaker(errors.substr(0, end)); }
     errors.remove_prefix(std::min(end + 1, errors.size()));
   }
   return "";
@@ -60,7 +60,7 @@ std::string first_telling_line(std::string_view errors) {
 // of the file was complained of before. Empty where there is none.
 std::string machine_trouble(const std::string& errors) {
   for (const int error : {ENOSPC, EDQUOT, EFBIG, ENOMEM}) {
-    if (errors.find(std::strerror(error)) != std::string::npos) return std::strerror(error);
+    if (errors.find(std::strerror(error)) != std::string::npos) { return std::strerror(error); }
   }
   return "";
 }
@@ -79,8 +79,8 @@ void add_input(argument_list& arguments, const std::string& url, std::string_vie
                const probe_depth& depth) {
   append(arguments, {"-protocol_whitelist", "file", "-format_whitelist",
                      format.empty() ? containers : std::string(format)});
-  if (!format.empty()) append(arguments, {"-f", std::string(format)});
-  if (depth.follow_program) append(arguments, {"-merge_pmt_versions", "1"});
+  if (!format.empty()) { append(arguments, {"-f", std::string(format)}); }
+  if (depth.follow_program) { append(arguments, {"-merge_pmt_versions", "1"}); }
   append(arguments,
          {"-max_streams", "64", "-probesize", std::to_string(depth.bytes), "-analyzeduration",
           std::to_string(depth.seconds) + "M", "-max_alloc", "1073741824", "-i", url});
@@ -92,23 +92,24 @@ void add_output(argument_list& arguments, std::string_view format, const std::st
 
 std::string_view sniff_still(std::string_view head) {
   for (const still_kind& kind : still_kinds) {
-    if (head.size() < kind.offset) continue;
-    if (head.substr(kind.offset, kind.magic.size()) == kind.magic) return kind.demuxer;
+    if (head.size() < kind.offset) { continue; }
+    if (head.substr(kind.offset, kind.magic.size()) == kind.magic) { return kind.demuxer; }
   }
   return {};
 }
 
 std::string engine_cause(const program_result& result, const std::string& url) {
-  if (result.end == program_end::not_started) name_failure(failure::engine_missing);
+  if (result.end == program_end::not_started) { name_failure(failure::engine_missing); }
   if (result.end == program_end::killed) {
     const std::string line = first_telling_line(result.errors);
     return line.empty() ? result.message : result.message + ": " + line;
   }
-  if (result.end != program_end::exited) return result.cause();
-  if (result.errors.find("not on whitelist") != std::string::npos)
+  if (result.end != program_end::exited) { return result.cause(); }
+  if (result.errors.find("not on whitelist") != std::string::npos) {
     return "is no kind of film or sound";
+  }
   const std::string trouble = machine_trouble(result.errors);
-  if (!trouble.empty()) return trouble;
+  if (!trouble.empty()) { return trouble; }
   const std::string prefix = url + ": ";
   const std::size_t at = result.errors.find(prefix);
   if (at != std::string::npos) {

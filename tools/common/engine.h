@@ -6,12 +6,12 @@
 // image sequence reader. Hence one place for these options and none elsewhere.
 #pragma once
 
-#include "tools/common/probe_depth.h"
-#include "tools/common/process_runner.h"
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/common/probe_depth.h"
+#include "tools/common/process_runner.h"
 
 constexpr const char* ffmpeg_path = "/usr/bin/ffmpeg";
 constexpr const char* ffprobe_path = "/usr/bin/ffprobe";

@@ -86,10 +86,10 @@ const char* failure_code(failure why) {
 
 failure failure_of_cause(std::string_view cause, file_role role) {
   for (const wording& known : wordings) {
-    if (holds(cause, known.part)) return known.why;
+    if (holds(cause, known.part)) { return known.why; }
   }
   for (const system_cause& known : system_causes) {
-    if (!holds(cause, std::strerror(known.error))) continue;
+    if (!holds(cause, std::strerror(known.error))) { continue; }
     return role == file_role::source ? known.of_source : known.of_output;
   }
   return failure::engine_failed;

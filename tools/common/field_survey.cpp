@@ -1,16 +1,16 @@
 // Finds out whether a film is interlaced.
 #include "tools/common/field_survey.h"
 
-#include "tools/common/engine.h"
-#include "tools/common/field_votes.h"
-#include "tools/common/picture_filters.h"
-#include "tools/common/source_file.h"
-
 #include <algorithm>
 #include <cmath>
 #include <initializer_list>
 #include <sstream>
 #include <vector>
+
+#include "tools/common/engine.h"
+#include "tools/common/field_votes.h"
+#include "tools/common/picture_filters.h"
+#include "tools/common/source_file.h"
 
 namespace {
 
@@ -55,8 +55,9 @@ bool may_be_interlaced(const video_stream& stream) {
 // Seconds from the beginning.
 std::vector<double> sample_places(double duration) {
   std::vector<double> moments = {0.0};
-  for (int place = 1; place < places && duration > 0.0; ++place)
+  for (int place = 1; place < places && duration > 0.0; ++place) {
     moments.push_back(duration * place / places);
+  }
   return moments;
 }
 
@@ -97,9 +98,9 @@ field_marks read_marks(const std::string& url, const media_info& media,
   field_marks marks;
   std::istringstream lines(run_program(request).output);
   for (std::string line; std::getline(lines, line);) {
-    if (line.size() < 3) continue;
+    if (line.size() < 3) { continue; }
     ++marks.pictures;
-    if (line[0] != '1') continue;
+    if (line[0] != '1') { continue; }
     ++marks.marked;
     marks.bottom_first = line[2] == '0';
   }
@@ -123,9 +124,10 @@ argument_list looks_command(const std::string& url, const media_info& media,
 field_votes votes_of(std::string_view pictures, std::size_t width, std::size_t height) {
   const std::size_t size = width * height;
   field_votes votes;
-  for (std::size_t at = 0; at + 2 * size <= pictures.size(); at += size)
+  for (std::size_t at = 0; at + 2 * size <= pictures.size(); at += size) {
     votes +=
         compare_fields(pictures.substr(at, size), pictures.substr(at + size, size), width, height);
+  }
   return votes;
 }
 
@@ -139,7 +141,7 @@ field_order look(const std::string& url, const media_info& media, const video_st
     request.time_limit = looks_time_limit;
     request.output_limit = pictures_seen * width * height;
     const program_result result = run_program(request);
-    if (result.end == program_end::tool_stopped) break;
+    if (result.end == program_end::tool_stopped) { break; }
     votes += votes_of(result.output, width, height);
   }
   return clear_order(votes);
@@ -152,13 +154,13 @@ void survey(const std::string& url, const media_info& media, video_stream& strea
       stream.interlaced = true;
       stream.bottom_first = marks.bottom_first;
     }
-    if (marks.marked > 0 || marks.pictures == 0) return;
+    if (marks.marked > 0 || marks.pictures == 0) { return; }
   } else if (stream.interlaced) {
     return;
   }
-  if (!stream.interlaced && !may_be_interlaced(stream)) return;
+  if (!stream.interlaced && !may_be_interlaced(stream)) { return; }
   const field_order order = look(url, media, stream);
-  if (order == field_order::none) return;
+  if (order == field_order::none) { return; }
   stream.interlaced = stream.unmarked = true;
   stream.bottom_first = order == field_order::bottom_first;
 }
@@ -169,8 +171,8 @@ void survey_fields(const std::string& path, media_info& media) {
   const video_stream* shown = media.picture();
   source_file source;
   std::string ignored;
-  if (shown == nullptr || media.still || !source.open(path, ignored)) return;
+  if (shown == nullptr || media.still || !source.open(path, ignored)) { return; }
   for (video_stream& stream : media.video) {
-    if (&stream == shown) survey(source.url(), media, stream);
+    if (&stream == shown) { survey(source.url(), media, stream); }
   }
 }

@@ -2,9 +2,9 @@
 // engine on a few places of the film.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <string>
+
+#include "tools/common/media_info.h"
 
 // Settles `interlaced`, `bottom_first` and `unmarked` of media.picture(), for the source at `path`
 // that was probed into `media`. What pictures are marked with counts more than what

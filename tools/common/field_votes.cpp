@@ -91,11 +91,12 @@ field_votes& field_votes::operator+=(const field_votes& more) {
 field_votes compare_fields(std::string_view first, std::string_view second, std::size_t width,
                            std::size_t height) {
   field_votes votes;
-  if (first.size() != width * height || second.size() != first.size()) return votes;
+  if (first.size() != width * height || second.size() != first.size()) { return votes; }
   const picture_pair pair = {bytes(first), bytes(second), width};
   for (std::size_t top = part_side; top + part_side < height; top += part_side) {
-    for (std::size_t left = 0; left + part_side <= width; left += part_side)
+    for (std::size_t left = 0; left + part_side <= width; left += part_side) {
       vote(measure(pair, left, top), votes);
+    }
   }
   return votes;
 }
@@ -105,6 +106,6 @@ field_order clear_order(const field_votes& votes) {
   const long least = std::min(votes.top_first, votes.bottom_first);
   const bool clear =
       most >= fewest_votes && most > certainty * least && least_share * most > votes.whole;
-  if (!clear) return field_order::none;
+  if (!clear) { return field_order::none; }
   return votes.top_first > votes.bottom_first ? field_order::top_first : field_order::bottom_first;
 }

@@ -6,12 +6,12 @@
 // on the disk is kept, within bounds, and written with the end if there is room by then.
 #pragma once
 
-#include "tools/common/failure.h"
-
 #include <chrono>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/common/failure.h"
 
 struct process_arguments {
   int count;

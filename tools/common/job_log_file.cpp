@@ -1,15 +1,15 @@
 // The log of a job's tools as a file.
 #include "tools/common/job_log_file.h"
 
-#include "platform/metadata_v4.h"
-#include "platform/unique_fd.h"
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <filesystem>
+#include "platform/metadata_v4.h"
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -24,8 +24,8 @@ std::string read_end(int fd, off_t size, std::size_t limit) {
   std::size_t done = 0;
   while (done < text.size()) {
     const ssize_t got = pread(fd, text.data() + done, text.size() - done, at);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
+    if (got < 0 && errno == EINTR) { continue; }
+    if (got <= 0) { break; }
     done += static_cast<std::size_t>(got);
     at += got;
   }
@@ -35,9 +35,9 @@ std::string read_end(int fd, off_t size, std::size_t limit) {
 
 unique_fd open_log_of(const std::string& media) {
   const std::string folder = metadata_folder_of(media);
-  if (folder.empty()) return {};
+  if (folder.empty()) { return {}; }
   const unique_fd place(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!place.valid()) return {};
+  if (!place.valid()) { return {}; }
   return unique_fd(
       openat(place.get(), job_log_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }

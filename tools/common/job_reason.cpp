@@ -1,16 +1,16 @@
 // Why a job failed, out of the log of its tools.
 #include "tools/common/job_reason.h"
 
+#include <algorithm>
+#include <vector>
+
+#include <sys/stat.h>
+
 #include "platform/fileops_jobs.h"
 #include "tools/common/failure.h"
 #include "tools/common/job_log_file.h"
 #include "tools/common/log_time.h"
 #include "tools/common/one_line.h"
-
-#include <sys/stat.h>
-
-#include <algorithm>
-#include <vector>
 
 namespace {
 
@@ -44,14 +44,14 @@ struct marked_line {
 // "=== 2026-11-22T01:30:00.000Z TOOL ..."; nothing for another tool's line.
 std::optional<marked_line> read_mark(std::string_view line, std::string_view mark,
                                      std::string_view tool) {
-  if (line.substr(0, mark.size()) != mark) return std::nullopt;
+  if (line.substr(0, mark.size()) != mark) { return std::nullopt; }
   line.remove_prefix(mark.size());
   const std::size_t blank = line.find(' ');
-  if (blank == std::string_view::npos) return std::nullopt;
+  if (blank == std::string_view::npos) { return std::nullopt; }
   const std::string_view name = line.substr(blank + 1);
   const bool is_its = name.substr(0, tool.size()) == tool &&
                       (name.size() == tool.size() || name[tool.size()] == ' ');
-  if (!is_its) return std::nullopt;
+  if (!is_its) { return std::nullopt; }
   return marked_line{line.substr(0, blank), name.substr(tool.size())};
 }
 
@@ -86,7 +86,7 @@ std::vector<logged_run> runs_of(std::string_view log, std::string_view tool) {
     if (const auto closing = read_mark(line, job_log_closing, tool)) {
       const bool is_whole = !runs.empty() && runs.back().end.empty();
       const std::string_view begin = is_whole ? runs.back().begin : closing->time;
-      if (is_whole) runs.pop_back();
+      if (is_whole) { runs.pop_back(); }
       runs.push_back(ended_run(begin, *closing));
     }
     log.remove_prefix(end == std::string_view::npos ? log.size() : end + 1);
@@ -98,11 +98,11 @@ std::vector<logged_run> runs_of(std::string_view log, std::string_view tool) {
 std::optional<timespec> status_time(int fileops_job) {
   char folder[4096];
   struct stat status = {};
-  if (fileops_job < 0) return std::nullopt;
+  if (fileops_job < 0) { return std::nullopt; }
   if (cgi_get_fileops_job_directory(fileops_job, sizeof folder, folder) == nullptr) {
     return std::nullopt;
   }
-  if (stat((std::string(folder) + "/status").c_str(), &status) != 0) return std::nullopt;
+  if (stat((std::string(folder) + "/status").c_str(), &status) != 0) { return std::nullopt; }
   return status.st_mtim;
 }
 
@@ -125,13 +125,13 @@ std::optional<std::string> failure_of_job(std::vector<logged_run> runs, bool is_
     const auto is_later = [&](const logged_run& run) { return run.begin > latest; };
     runs.erase(std::remove_if(runs.begin(), runs.end(), is_later), runs.end());
   }
-  if (runs.empty()) return std::nullopt;
+  if (runs.empty()) { return std::nullopt; }
   const logged_run& last = runs.back();
   const bool is_certain = !is_shared || (settled && last.end >= log_time(*settled, -same_moment));
   const auto differs = [&](const logged_run& run) {
     return run.failed && run.failed != last.failed;
   };
-  if (!is_certain && std::any_of(runs.begin(), runs.end(), differs)) return std::nullopt;
+  if (!is_certain && std::any_of(runs.begin(), runs.end(), differs)) { return std::nullopt; }
   return last.failed;
 }
 
@@ -142,9 +142,9 @@ std::string look_up(const failed_step& step, const ended_job& job) {
   const bool in_use = job_log_in_use(media);
   std::string log = read_job_log(media, tail_size);
   // Where the end does not tell, an earlier run may have to.
-  if (!step.beside_output || runs_of(log, step.tool).empty()) log = read_job_log(media);
+  if (!step.beside_output || runs_of(log, step.tool).empty()) { log = read_job_log(media); }
   auto runs = runs_of(log, step.tool);
-  if (in_use && !runs.empty() && runs.back().end.empty()) runs.pop_back();
+  if (in_use && !runs.empty() && runs.back().end.empty()) { runs.pop_back(); }
   const auto found = failure_of_job(std::move(runs), !step.beside_output, settled);
   return found ? on_one_line(found->substr(0, longest_sentence)) : "";
 }
@@ -158,7 +158,7 @@ std::optional<std::string> last_failure(std::string_view log, std::string_view t
 
 std::string why_it_failed(const ended_job& job) {
   for (const failed_step& step : failed_steps) {
-    if (step.text == job.text) return look_up(step, job);
+    if (step.text == job.text) { return look_up(step, job); }
   }
   return "";
 }

@@ -1,14 +1,14 @@
 // The private folders of uploads, and the ones that killed tools have left.
 #include "tools/common/left_logins.h"
 
-#include "platform/unique_dir.h"
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
+#include "platform/unique_dir.h"
 
 namespace {
 
@@ -37,14 +37,14 @@ void remove_links(int folder) {
     struct stat status = {};
     const bool is_link = fstatat(folder, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
                          S_ISLNK(status.st_mode);
-    if (is_link) unlinkat(folder, entry->d_name, 0);
+    if (is_link) { unlinkat(folder, entry->d_name, 0); }
   }
 }
 
 bool remove_folder(int place, const char* name, int folder) {
   unlinkat(folder, login_file_name, 0);
   const unique_fd links = open_folder(folder, login_link_folder);
-  if (links.valid()) remove_links(links.get());
+  if (links.valid()) { remove_links(links.get()); }
   unlinkat(folder, login_link_folder, AT_REMOVEDIR);
   return unlinkat(place, name, AT_REMOVEDIR) == 0;
 }
@@ -54,19 +54,22 @@ std::size_t look_through(const char* path, folder_fate fate) {
   const unique_dir place(opendir(path));
   while (const dirent* entry = place ? readdir(place.get()) : nullptr) {
     const char* const name = entry->d_name;
-    if (std::strncmp(name, login_folder_prefix, std::strlen(login_folder_prefix)) != 0) continue;
+    if (std::strncmp(name, login_folder_prefix, std::strlen(login_folder_prefix)) != 0) {
+      continue;
+    }
     const int fd = dirfd(place.get());
     const unique_fd folder = open_folder(fd, name);
-    if (!is_left_over(fd, name, folder)) continue;
-    if (fate == folder_fate::kept || remove_folder(fd, name, folder.get())) ++count;
+    if (!is_left_over(fd, name, folder)) { continue; }
+    if (fate == folder_fate::kept || remove_folder(fd, name, folder.get())) { ++count; }
   }
   return count;
 }
 
 std::size_t look_everywhere(folder_fate fate) {
   std::size_t count = 0;
-  for (const char* place : login_folder_places)
+  for (const char* place : login_folder_places) {
     count += look_through(place, fate);
+  }
   return count;
 }
 

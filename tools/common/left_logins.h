@@ -2,10 +2,10 @@
 // locked, left over by a killed tool when they are not.
 #pragma once
 
-#include "platform/unique_fd.h"
-
 #include <cstddef>
 #include <string>
+
+#include "platform/unique_fd.h"
 
 // Where they are made, by preference; the pattern is for mkdtemp().
 constexpr const char* login_folder_places[] = {"/run", "/tmp"};

@@ -1,15 +1,15 @@
 // Unfinished results that killed tools have left.
 #include "tools/common/left_parts.h"
 
-#include "platform/unique_dir.h"
-#include "platform/unique_fd.h"
+#include <cerrno>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cstring>
+#include "platform/unique_dir.h"
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -32,14 +32,16 @@ bool is_left_over(int directory, const char* name, unique_fd& file, struct stat&
 left_part_sums look_through(const std::string& path, part_fate fate) {
   left_part_sums sums;
   const unique_dir directory(opendir(path.c_str()));
-  if (!directory) return sums;
+  if (!directory) { return sums; }
   const int fd = dirfd(directory.get());
   while (const dirent* entry = readdir(directory.get())) {
-    if (std::strncmp(entry->d_name, left_part_prefix, std::strlen(left_part_prefix)) != 0) continue;
+    if (std::strncmp(entry->d_name, left_part_prefix, std::strlen(left_part_prefix)) != 0) {
+      continue;
+    }
     unique_fd file;
     struct stat status = {};
-    if (!is_left_over(fd, entry->d_name, file, status)) continue;
-    if (fate == part_fate::removed && unlinkat(fd, entry->d_name, 0) != 0) continue;
+    if (!is_left_over(fd, entry->d_name, file, status)) { continue; }
+    if (fate == part_fate::removed && unlinkat(fd, entry->d_name, 0) != 0) { continue; }
     ++sums.count;
     sums.bytes += static_cast<unsigned long long>(status.st_size);
   }
@@ -52,7 +54,7 @@ bool take_part(int fd, const std::string& path) {
   struct stat mine = {};
   struct stat named = {};
   // A file system without locks lets nobody take a part for left over either.
-  if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return false;
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) { return false; }
   return fstat(fd, &mine) == 0 && lstat(path.c_str(), &named) == 0 && is_same_file(mine, named);
 }
 

@@ -14,7 +14,8 @@ bool share_program(const std::vector<int>& a, const std::vector<int>& b) {
 }
 
 // How well a sound suits the picture.
-template <typename stream_type> int rank(const stream_type& stream, const video_stream* shown) {
+template <typename stream_type>
+int rank(const stream_type& stream, const video_stream* shown) {
   const bool belongs = shown != nullptr && share_program(stream.programs, shown->programs);
   return (belongs ? 4 : 0) + (stream.secondary ? 0 : 2) + (stream.preferred ? 1 : 0);
 }
@@ -44,8 +45,8 @@ bool media_info::clock_may_jump() const {
 const video_stream* media_info::picture() const {
   const video_stream* best = nullptr;
   for (const video_stream& stream : video) {
-    if (stream.cover) continue;
-    if (best == nullptr || area(stream) > area(*best)) best = &stream;
+    if (stream.cover) { continue; }
+    if (best == nullptr || area(stream) > area(*best)) { best = &stream; }
   }
   return best;
 }
@@ -60,7 +61,7 @@ const audio_stream* media_info::sound() const {
   const video_stream* shown = picture();
   const audio_stream* best = nullptr;
   for (const audio_stream& stream : audio) {
-    if (best == nullptr || rank(stream, shown) > rank(*best, shown)) best = &stream;
+    if (best == nullptr || rank(stream, shown) > rank(*best, shown)) { best = &stream; }
   }
   return best;
 }
@@ -70,14 +71,14 @@ const unclear_stream* media_info::wanted() const {
   const audio_stream* heard = sound();
   for (const unclear_stream& stream : unclear) {
     const bool better_sound = heard == nullptr || rank(stream, shown) > rank(*heard, shown);
-    if (stream.sound ? better_sound : shown == nullptr) return &stream;
+    if (stream.sound ? better_sound : shown == nullptr) { return &stream; }
   }
   return nullptr;
 }
 
 const audio_stream* media_info::right_channel() const {
   const audio_stream* left = sound();
-  if (left == nullptr || !keeps_channels_apart(container)) return nullptr;
+  if (left == nullptr || !keeps_channels_apart(container)) { return nullptr; }
   const auto found = std::find_if(audio.begin(), audio.end(), [left](const audio_stream& stream) {
     return stream.index > left->index && same_kind(*left, stream);
   });

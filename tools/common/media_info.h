@@ -1,11 +1,11 @@
 // What is known of a media file: its streams that can be decoded, and its length.
 #pragma once
 
-#include "tools/common/probe_depth.h"
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "tools/common/probe_depth.h"
 
 // An exact ratio such as 24000/1001. A denominator of 0 means unknown.
 struct rational {

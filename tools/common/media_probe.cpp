@@ -1,6 +1,13 @@
 // Asks ffprobe what a file is.
 #include "tools/common/media_probe.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <sstream>
+
+#include <unistd.h>
+
 #include "platform/media_metadata.h"
 #include "tools/common/engine.h"
 #include "tools/common/job_log.h"
@@ -9,13 +16,6 @@
 #include "tools/common/process_runner.h"
 #include "tools/common/source_file.h"
 #include "tools/common/transport_clock.h"
-
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdlib>
-#include <limits>
-#include <sstream>
 
 namespace {
 
@@ -38,13 +38,13 @@ public:
   void on_line(std::string_view line) override {
     std::istringstream fields{std::string(line)};
     std::string stream;
-    if (!std::getline(fields, stream, ',') || stream.empty()) return;
+    if (!std::getline(fields, stream, ',') || stream.empty()) { return; }
     packet_times packet{};
     packet.shown = seconds(fields);
     packet.decoded = seconds(fields);
     packet.duration = seconds(fields);
     std::string flags;
-    if (std::getline(fields, flags, ',') && flags.find('D') != std::string::npos) return;
+    if (std::getline(fields, flags, ',') && flags.find('D') != std::string::npos) { return; }
     timeline_.add(std::atoi(stream.c_str()), packet);
   }
 
@@ -116,9 +116,9 @@ bool read_report(const source_file& source, std::string_view format, probe_depth
   depth.follow_program = true;
   const program_result result = run_program(report_request(source, format, depth));
   const std::string version = engine_version(result.output);
-  if (!version.empty()) log_note("engine version", version);
-  if (!result.success()) return refuse(error, engine_cause(result, source.url()));
-  if (!read_media_report(result.output, info)) return refuse(error, "the probe told nothing");
+  if (!version.empty()) { log_note("engine version", version); }
+  if (!result.success()) { return refuse(error, engine_cause(result, source.url())); }
+  if (!read_media_report(result.output, info)) { return refuse(error, "the probe told nothing"); }
   info.depth = depth;
   info.depth.follow_program = info.container == "mpegts";
   return true;
@@ -144,7 +144,7 @@ first_packet find_first_packet(const source_file& source, int stream) {
   const program_result result = run_program(request);
   first_packet found;
   const std::size_t comma = result.output.find(',');
-  if (!result.success() || comma == std::string::npos) return found;
+  if (!result.success() || comma == std::string::npos) { return found; }
   found.time = std::strtod(result.output.c_str(), nullptr);
   found.position = std::strtoll(result.output.c_str() + comma + 1, nullptr, 10);
   return found;
@@ -155,7 +155,7 @@ first_packet find_first_packet(const source_file& source, int stream) {
 bool clear_late_stream(const source_file& source, std::string_view format, media_info& info,
                        std::string& error) {
   const unclear_stream* wanted = info.wanted();
-  if (wanted == nullptr) return true;
+  if (wanted == nullptr) { return true; }
   const first_packet found = find_first_packet(source, wanted->index);
   const double late = std::max(0.0, found.time - info.start);
   const probe_depth usual;
@@ -173,32 +173,33 @@ bool clear_late_stream(const source_file& source, std::string_view format, media
 
 // A broadcast clock that jumps makes the difference of last and first time worth nothing.
 void judge_clock(const source_file& source, media_info& info) {
-  if (info.container == "mpegts" && !transport_clock_is_even(source.fd()))
+  if (info.container == "mpegts" && !transport_clock_is_even(source.fd())) {
     info.duration_estimated = true;
-  if (info.container == "mpeg") info.duration_estimated = true;
+  }
+  if (info.container == "mpeg") { info.duration_estimated = true; }
 }
 
 }  // namespace
 
 bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds) {
   source_file source;
-  if (!source.open(path, error)) return false;
+  if (!source.open(path, error)) { return false; }
   std::string_view still;
-  if (kinds == probe_kinds::stills_too) still = still_format(source);
-  if (!read_report(source, still, {}, info, error)) return false;
-  if (!clear_late_stream(source, still, info, error)) return false;
+  if (kinds == probe_kinds::stills_too) { still = still_format(source); }
+  if (!read_report(source, still, {}, info, error)) { return false; }
+  if (!clear_late_stream(source, still, info, error)) { return false; }
   judge_clock(source, info);
-  if (!source.unchanged()) return refuse(error, "changed while it was read");
+  if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
   info.still = !still.empty();
   log_media(info);
-  if (info.video.empty() && info.audio.empty()) return refuse(error, "holds nothing to decode");
+  if (info.video.empty() && info.audio.empty()) { return refuse(error, "holds nothing to decode"); }
   return true;
 }
 
 bool measure_streams(const std::string& path, const probe_depth& depth, packet_timeline& timeline,
                      std::string& error) {
   source_file source;
-  if (!source.open(path, error)) return false;
+  if (!source.open(path, error)) { return false; }
   program_request request = packet_request();
   add_input(request.argv, source.url(), {}, depth);
   packet_reader reader(timeline);
@@ -209,7 +210,7 @@ bool measure_streams(const std::string& path, const probe_depth& depth, packet_t
 bool measure_duration(const std::string& path, const media_info& info, int stream_index,
                       double frame_rate, double& duration, std::string& error) {
   packet_timeline timeline(info.clock_may_jump());
-  if (!measure_streams(path, info.depth, timeline, error)) return false;
+  if (!measure_streams(path, info.depth, timeline, error)) { return false; }
   duration = timeline.length_of(stream_index, frame_rate);
   log_length("stream " + std::to_string(stream_index) + ", measured:", duration);
   return duration > 0.0 || refuse(error, "has no length");

@@ -1,11 +1,11 @@
 // Asks ffprobe what a file is. Blocks for as long as that takes, within the limits below.
 #pragma once
 
-#include "tools/common/media_info.h"
-#include "tools/common/packet_timeline.h"
-
 #include <chrono>
 #include <string>
+
+#include "tools/common/media_info.h"
+#include "tools/common/packet_timeline.h"
 
 constexpr std::chrono::seconds probe_time_limit{60};
 

@@ -1,14 +1,14 @@
 // Reads ffprobe's JSON.
 #include "tools/common/media_report.h"
 
-#include "platform/media_metadata.h"
-
-#include <json11.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <map>
+
+#include <json11.hpp>
+
+#include "platform/media_metadata.h"
 
 using json11::Json;
 
@@ -47,7 +47,7 @@ double duration(const Json& value) {
 rational ratio(const std::string& text) {
   char* end = nullptr;
   const std::int64_t num = std::strtoll(text.c_str(), &end, 10);
-  if (*end != '/' && *end != ':') return {};
+  if (*end != '/' && *end != ':') { return {}; }
   const std::int64_t den = std::strtoll(end + 1, nullptr, 10);
   return num > 0 && den > 0 ? rational{num, den} : rational{};
 }
@@ -75,11 +75,11 @@ bool is_usual(const rational& rate) {
 rational frame_rate(const Json& stream) {
   const rational nominal = ratio(stream["r_frame_rate"].string_value());
   const rational average = ratio(stream["avg_frame_rate"].string_value());
-  if (!average.known()) return nominal;
-  if (!nominal.known()) return average;
-  if (close_to(nominal.value(), average.value())) return nominal;
+  if (!average.known()) { return nominal; }
+  if (!nominal.known()) { return average; }
+  if (close_to(nominal.value(), average.value())) { return nominal; }
   const rational halved = {nominal.num, nominal.den * 2};
-  if (close_to(halved.value(), average.value())) return halved;
+  if (close_to(halved.value(), average.value())) { return halved; }
   const bool frames_left_out = average.value() < nominal.value() && is_usual(nominal);
   return frames_left_out ? nominal : average;
 }
@@ -95,9 +95,9 @@ rational sample_aspect(const Json& stream) {
 int rotation(const Json& stream) {
   double degrees = seconds(stream["tags"]["rotate"]);
   for (const Json& data : stream["side_data_list"].array_items()) {
-    if (data["rotation"].is_number()) degrees = -data["rotation"].number_value();
+    if (data["rotation"].is_number()) { degrees = -data["rotation"].number_value(); }
   }
-  if (!std::isfinite(degrees) || std::fabs(degrees) > 360.0) return 0;
+  if (!std::isfinite(degrees) || std::fabs(degrees) > 360.0) { return 0; }
   const int quarters = static_cast<int>(std::lround(degrees / 90.0)) % 4;
   return (quarters + 4) % 4 * 90;
 }
@@ -105,7 +105,7 @@ int rotation(const Json& stream) {
 picture_size displayed_size(picture_size coded, rational aspect, int turned) {
   const long wide = std::lround(coded.width * aspect.value());
   picture_size size = {static_cast<int>(std::max(1L, wide)), coded.height};
-  if (turned == 90 || turned == 270) std::swap(size.width, size.height);
+  if (turned == 90 || turned == 270) { std::swap(size.width, size.height); }
   return size;
 }
 
@@ -167,7 +167,7 @@ void place(const Json& stream, const program_map& programs, stream_type& result)
   result.start = seconds(stream["start_time"]);
   result.duration = duration(stream["duration"]);
   const auto found = programs.find(result.index);
-  if (found != programs.end()) result.programs = found->second;
+  if (found != programs.end()) { result.programs = found->second; }
 }
 
 program_map read_programs(const Json& programs) {
@@ -219,7 +219,7 @@ bool read_media_report(const std::string& report, media_info& info) {
   std::string error;
   const Json document = Json::parse(report, error);
   const Json& format = document["format"];
-  if (!error.empty() || !format.is_object()) return false;
+  if (!error.empty() || !format.is_object()) { return false; }
 
   info = media_info();
   info.container = format["format_name"].string_value();

@@ -2,9 +2,9 @@
 // are hard to make.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <string>
+
+#include "tools/common/media_info.h"
 
 // Fills `info` from the report, with the streams that can be decoded only. False when `report` is
 // not such a document. Numbers out of their sensible range are taken as not told: the report

@@ -34,12 +34,12 @@ std::vector<std::string> read_profiles(const std::string& listing) {
   for (std::size_t begin = 0; (end = listing.find('\n', begin)) != std::string::npos;
        begin = end + 1) {
     std::string line = listing.substr(begin, end - begin);
-    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (!line.empty() && line.back() == '\r') { line.pop_back(); }
     if (!in_list) {
       in_list = line == "*QUOTE";
     } else if (line.compare(0, 3, ".. ") == 0) {
       const std::size_t name = line.find_first_not_of(' ', 3);
-      if (name != std::string::npos) names.push_back(line.substr(name));
+      if (name != std::string::npos) { names.push_back(line.substr(name)); }
     }
   }
   return names;
@@ -67,9 +67,10 @@ std::vector<std::string> offered_profiles(const std::string& path,
 
 std::string profile_refusal(const std::string& profile, const std::vector<std::string>& offered) {
   const bool is_offered = std::find(offered.begin(), offered.end(), profile) != offered.end();
-  if (offered.empty() || is_offered) return "";
+  if (offered.empty() || is_offered) { return ""; }
   std::string text = "there is no profile \"" + profile + "\" for this source; offered:";
-  for (const auto& name : offered)
+  for (const auto& name : offered) {
     text += (&name == &offered.front() ? " " : ", ") + name;
+  }
   return text;
 }

@@ -1,13 +1,13 @@
 // The profiles that the transcoder offers for a source, for those who let users choose one.
 #pragma once
 
-#include "tools/common/process_runner.h"
-
 #include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/common/process_runner.h"
 
 // Whether a profile can be called so: 1 to 64 bytes without slash and control character, of which
 // the first is neither a dot nor a dash. The name becomes part of the output's file name.

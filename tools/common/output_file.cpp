@@ -1,17 +1,17 @@
 // A result that appears under its name only when it is whole.
 #include "tools/common/output_file.h"
 
-#include "tools/common/left_parts.h"
-#include "tools/common/tool_signals.h"
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
 
-#include <cerrno>
-#include <cinttypes>
-#include <cstdio>
-#include <cstring>
+#include "tools/common/left_parts.h"
+#include "tools/common/tool_signals.h"
 
 namespace {
 
@@ -33,8 +33,9 @@ std::string directory_of(const std::string& path) {
 // that the longest allowed name of a result still has one (FNV-1a, 64 bits).
 std::string temporary_name(const std::string& path) {
   std::uint64_t sum = 0xcbf29ce484222325U;
-  for (const char character : path.substr(path.rfind('/') + 1))
+  for (const char character : path.substr(path.rfind('/') + 1)) {
     sum = (sum ^ static_cast<unsigned char>(character)) * 0x100000001b3U;
+  }
   char name[40];
   std::snprintf(name, sizeof name, "%s%016" PRIx64, left_part_prefix, sum);
   return directory_of(path) + name;
@@ -55,20 +56,20 @@ bool is_directory(const std::string& path) {
 // Where a file system cannot do it, nothing better is to be had.
 void sync_directory(const std::string& path) {
   const unique_fd fd(open(directory_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd.valid()) static_cast<void>(fsync(fd.get()) == 0);
+  if (fd.valid()) { static_cast<void>(fsync(fd.get()) == 0); }
 }
 
 }  // namespace
 
 output_file::~output_file() {
-  if (!temporary_.empty()) unlink(temporary_.c_str());
+  if (!temporary_.empty()) { unlink(temporary_.c_str()); }
 }
 
 // False with errno; EEXIST where another tool has it, or looks just now whether it is left over.
 bool output_file::take(const std::string& path, const std::string& name) {
   remove_left_parts(directory_of(path));
   unique_fd fd(open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (!fd.valid()) return false;
+  if (!fd.valid()) { return false; }
   if (!take_part(fd.get(), name)) {
     errno = EEXIST;
     return false;
@@ -88,7 +89,7 @@ bool output_file::create(const std::string& path, std::string& error,
   const std::string name = temporary_name(path);
   const clock_type::time_point deadline = clock_type::now() + patience;
   while (!take(path, name)) {
-    if (errno != EEXIST) return fail(error);
+    if (errno != EEXIST) { return fail(error); }
     if (stop_signal() != 0 || clock_type::now() >= deadline) {
       error = stop_signal() != 0 ? "stopped" : "is being written by another tool";
       return false;
@@ -101,14 +102,14 @@ bool output_file::create(const std::string& path, std::string& error,
 }
 
 bool output_file::commit(std::string& error) {
-  if (fchmod(lock_.get(), mode_that_umask_leaves()) != 0) return fail(error);
-  if (fsync(lock_.get()) != 0) return fail(error);
+  if (fchmod(lock_.get(), mode_that_umask_leaves()) != 0) { return fail(error); }
+  if (fsync(lock_.get()) != 0) { return fail(error); }
   read_tool_signals();
   if (stop_signal() != 0) {
     error = "stopped";
     return false;
   }
-  if (rename(temporary_.c_str(), path_.c_str()) != 0) return fail(error);
+  if (rename(temporary_.c_str(), path_.c_str()) != 0) { return fail(error); }
   temporary_.clear();
   sync_directory(path_);
   return true;

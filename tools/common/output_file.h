@@ -5,10 +5,10 @@
 // by nobody's lock, and the next tool that makes a file in that directory removes it.
 #pragma once
 
-#include "platform/unique_fd.h"
-
 #include <chrono>
 #include <string>
+
+#include "platform/unique_fd.h"
 
 class output_file {
 public:

@@ -15,13 +15,13 @@ void packet_timeline::add(int stream, const packet_times& packet) {
   stream_state& state = streams_[stream];
   ++state.packets;
   const bool untimed = std::isnan(packet.shown) && std::isnan(packet.decoded);
-  if (untimed) return;
+  if (untimed) { return; }
   const double raw = std::isnan(packet.decoded) ? packet.shown : packet.decoded;
   shift_ += shift_for(state, raw + shift_);
   const double decoded = raw + shift_;
   const double shown = std::isnan(packet.shown) ? decoded : packet.shown + shift_;
   const double duration = std::isnan(packet.duration) ? 0.0 : packet.duration;
-  if (state.timed) state.longest_step = std::max(state.longest_step, decoded - state.last);
+  if (state.timed) { state.longest_step = std::max(state.longest_step, decoded - state.last); }
   state.first = state.timed ? std::min(state.first, shown) : shown;
   state.end = state.timed ? std::max(state.end, shown + duration) : shown + duration;
   state.last = decoded;
@@ -33,8 +33,8 @@ void packet_timeline::add(int stream, const packet_times& packet) {
 
 // What has to be added to `time` so that it goes on from what was before.
 double packet_timeline::shift_for(const stream_state& state, double time) {
-  if (!clock_may_jump_ || !begun_) return 0.0;
-  if (!state.timed) return std::fabs(time - last_) > jump ? last_ - time : 0.0;
+  if (!clock_may_jump_ || !begun_) { return 0.0; }
+  if (!state.timed) { return std::fabs(time - last_) > jump ? last_ - time : 0.0; }
   const double step = time - state.next;
   if (step > jump && others_went_on(state, time)) {
     longest_pause_ = std::max(longest_pause_, step);
@@ -54,7 +54,7 @@ bool packet_timeline::others_went_on(const stream_state& state, double time) con
 
 bool packet_timeline::end_of(int stream, double& end) const {
   const auto found = streams_.find(stream);
-  if (found == streams_.end() || !found->second.timed) return false;
+  if (found == streams_.end() || !found->second.timed) { return false; }
   end = found->second.end;
   return true;
 }
@@ -62,7 +62,7 @@ bool packet_timeline::end_of(int stream, double& end) const {
 double packet_timeline::end_of_later_streams(double time) const {
   double latest = time;
   for (const auto& [index, state] : streams_) {
-    if (state.timed && state.first >= time) latest = std::max(latest, state.end);
+    if (state.timed && state.first >= time) { latest = std::max(latest, state.end); }
   }
   return latest;
 }
@@ -79,8 +79,8 @@ double packet_timeline::longest_step(int stream) const {
 
 double packet_timeline::length_of(int stream, double frame_rate) const {
   const auto found = streams_.find(stream);
-  if (found == streams_.end()) return 0.0;
+  if (found == streams_.end()) { return 0.0; }
   const stream_state& state = found->second;
-  if (state.timed) return state.end - state.first;
+  if (state.timed) { return state.end - state.first; }
   return frame_rate > 0.0 ? static_cast<double>(state.packets) / frame_rate : 0.0;
 }

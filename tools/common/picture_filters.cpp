@@ -1,10 +1,10 @@
 // The engine's filters that bring the pictures of any source to one form.
 #include "tools/common/picture_filters.h"
 
-#include "tools/common/engine.h"
-
 #include <algorithm>
 #include <string_view>
+
+#include "tools/common/engine.h"
 
 namespace {
 
@@ -24,7 +24,8 @@ constexpr int least_interlaced_side = 4;
 // screen of their time showed the difference; mapping them would only colour pure colours.
 constexpr std::string_view wide_primaries[] = {"bt2020", "smpte431", "smpte432"};
 
-template <typename list_type> bool is_among(std::string_view value, const list_type& list) {
+template <typename list_type>
+bool is_among(std::string_view value, const list_type& list) {
   return std::find(std::begin(list), std::end(list), value) != std::end(list);
 }
 
@@ -47,11 +48,11 @@ constexpr source_matrix of_bt709 = {"bt709", "bt709"};
 constexpr source_matrix of_bt2020 = {"bt2020", "bt2020nc"};
 
 source_matrix matrix_of(const video_stream& stream) {
-  if (stream.high_dynamic_range()) return of_bt2020;
+  if (stream.high_dynamic_range()) { return of_bt2020; }
   if (is_rgb(stream) || stream.matrix.empty()) {
     return matrix_for(stream.coded) == colour_matrix::bt709 ? of_bt709 : of_bt601;
   }
-  if (stream.matrix == "bt709") return of_bt709;
+  if (stream.matrix == "bt709") { return of_bt709; }
   return stream.matrix == "bt2020nc" || stream.matrix == "bt2020c" ? of_bt2020 : of_bt601;
 }
 
@@ -79,7 +80,7 @@ constexpr std::string_view convertible[] = {"yuv420p", "yuv422p", "yuv420p10le",
 // the matrix changes with the size, and such pictures are brought to the matrix of the others. The
 // chain is set up again at such a change, with another size.
 std::string other_size_mapper(const video_stream& stream) {
-  if (!is_among(stream.pixel_format, convertible)) return {};
+  if (!is_among(stream.pixel_format, convertible)) { return {}; }
   const bool high = matrix_for(stream.coded) == colour_matrix::bt709;
   const char* other = high ? "smpte170m" : "bt709";
   const std::string is_high =
@@ -113,7 +114,7 @@ std::string light_mapper(const video_stream& stream, colour_matrix matrix) {
       "zscale=pin=" + primaries + ":min=" + matrix_of(stream).name + ":rin=tv:tin=";
   const std::string output =
       std::string("t=bt709:m=") + matrix_name(matrix) + ":r=tv,format=yuv420p,";
-  if (!stream.high_dynamic_range()) return input + "bt709:p=bt709:" + output;
+  if (!stream.high_dynamic_range()) { return input + "bt709:p=bt709:" + output; }
   return input + stream.transfer +
          ":t=linear:npl=100,format=gbrpf32le,zscale=p=bt709,"
          "tonemap=hable:desat=0,zscale=" +
@@ -139,8 +140,8 @@ const char* matrix_name(colour_matrix matrix) {
 }
 
 std::string assumed_colours(const video_stream& stream) {
-  if (!stream.matrix.empty() || is_rgb(stream)) return {};
-  if (stream.high_dynamic_range()) return "setparams=colorspace=bt2020nc,";
+  if (!stream.matrix.empty() || is_rgb(stream)) { return {}; }
+  if (stream.high_dynamic_range()) { return "setparams=colorspace=bt2020nc,"; }
   return std::string("setparams=colorspace=") + matrix_name(matrix_for(stream.coded)) + "," +
          other_size_mapper(stream);
 }
@@ -150,7 +151,7 @@ bool marks_each_picture(const video_stream& stream) {
 }
 
 std::string deinterlacer(const video_stream& stream) {
-  if (std::min(stream.coded.width, stream.coded.height) < least_interlaced_side) return {};
+  if (std::min(stream.coded.width, stream.coded.height) < least_interlaced_side) { return {}; }
   const std::string filter = "bwdif=mode=send_frame:";
   if (!stream.interlaced || (marks_each_picture(stream) && !stream.unmarked)) {
     return filter + "parity=auto:deint=interlaced,";
@@ -164,7 +165,9 @@ std::string uniform_picture(const video_stream& stream, picture_size size, colou
   std::string chain = fitter(stream, size);
   chain += converted ? "format=yuv420p10," : "format=yuv420p,";
   chain += bars(size);
-  if (converted) chain += map_light ? light_mapper(stream, matrix) : matrix_mapper(stream, matrix);
+  if (converted) {
+    chain += map_light ? light_mapper(stream, matrix) : matrix_mapper(stream, matrix);
+  }
   return chain + "setsar=1,setparams=range=tv:color_primaries=bt709:color_trc=bt709:colorspace=" +
          matrix_name(matrix) + ",";
 }

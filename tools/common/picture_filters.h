@@ -5,9 +5,9 @@
 // Each returns a part of a chain that ends with a comma, or nothing.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <string>
+
+#include "tools/common/media_info.h"
 
 // Which weights luma and the colour differences are made with.
 enum class colour_matrix { bt601, bt709 };

@@ -1,16 +1,16 @@
 // Runs an external program to its end.
 #include "tools/common/process_runner.h"
 
-#include "tools/common/job_log.h"
-#include "tools/common/tool_signals.h"
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
+#include "tools/common/job_log.h"
+#include "tools/common/tool_signals.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ public:
   program_result run() {
     log_program(request_.argv);
     const clock_type::time_point begin = clock_type::now();
-    if (child_.start(request_.argv, request_.priority, result_.message)) supervise();
+    if (child_.start(request_.argv, request_.priority, result_.message)) { supervise(); }
     log_program_end(
         ending(), std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - begin));
     return result_;
@@ -58,13 +58,13 @@ private:
   }
 
   void stop_because(program_end reason) {
-    if (result_.end == program_end::exited) result_.end = reason;
+    if (result_.end == program_end::exited) { result_.end = reason; }
     child_.kill();
   }
 
   void obey_signals() {
     read_tool_signals();
-    if (stop_signal() != 0) stop_because(program_end::tool_stopped);
+    if (stop_signal() != 0) { stop_because(program_end::tool_stopped); }
     const bool suspended = suspend_wanted();
     const bool held = observer_ != nullptr && observer_->on_tick(child_, suspended);
     child_.set_stopped(suspended || held);
@@ -83,18 +83,20 @@ private:
     char buffer[read_size];
     while (open) {
       const ssize_t count = read(fd, buffer, sizeof buffer);
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0 && errno == EAGAIN) return;
-      if (count <= 0) open = false;
-      if (count > 0) (this->*take)({buffer, static_cast<std::size_t>(count)});
-      if (count > 0 && result_.end == program_end::too_much_output) return;
+      if (count < 0 && errno == EINTR) { continue; }
+      if (count < 0 && errno == EAGAIN) { return; }
+      if (count <= 0) { open = false; }
+      if (count > 0) { (this->*take)({buffer, static_cast<std::size_t>(count)}); }
+      if (count > 0 && result_.end == program_end::too_much_output) { return; }
     }
   }
 
   void take_output(std::string_view bytes) {
     result_.output.append(bytes);
-    if (observer_ != nullptr) hand_out_lines();
-    if (result_.output.size() > request_.output_limit) stop_because(program_end::too_much_output);
+    if (observer_ != nullptr) { hand_out_lines(); }
+    if (result_.output.size() > request_.output_limit) {
+      stop_because(program_end::too_much_output);
+    }
   }
 
   void hand_out_lines() {
@@ -110,17 +112,17 @@ private:
   void take_errors(std::string_view bytes) {
     log_program_errors(bytes);
     result_.errors.append(bytes);
-    if (result_.errors.size() <= 2 * errors_kept) return;
+    if (result_.errors.size() <= 2 * errors_kept) { return; }
     result_.errors.erase(errors_kept, result_.errors.size() - 2 * errors_kept);
     result_.errors[errors_kept - 1] = '\n';
   }
 
   void count_time() {
     const clock_type::time_point now = clock_type::now();
-    if (!suspend_wanted()) left_ -= now - last_;
+    if (!suspend_wanted()) { left_ -= now - last_; }
     last_ = now;
     const bool limited = request_.time_limit.count() > 0;
-    if (limited && left_ <= clock_type::duration::zero()) stop_because(program_end::timed_out);
+    if (limited && left_ <= clock_type::duration::zero()) { stop_because(program_end::timed_out); }
   }
 
   // What the child wrote last may still be in the pipes.
@@ -130,15 +132,15 @@ private:
            result_.end == program_end::exited) {
       read_pipe(child_.output_fd(), output_open_, &supervision::take_output);
       read_pipe(child_.errors_fd(), errors_open_, &supervision::take_errors);
-      if (output_open_ || errors_open_) wait();
+      if (output_open_ || errors_open_) { wait(); }
     }
   }
 
   void judge() {
     // A signal to the whole process group may have ended the child before it was read here.
     read_tool_signals();
-    if (stop_signal() != 0) stop_because(program_end::tool_stopped);
-    if (result_.end != program_end::exited) return;
+    if (stop_signal() != 0) { stop_because(program_end::tool_stopped); }
+    if (result_.end != program_end::exited) { return; }
     const int status = child_.wait_status();
     if (WIFEXITED(status)) {
       result_.exit_status = WEXITSTATUS(status);
@@ -160,7 +162,7 @@ private:
 
 std::string last_line(std::string_view text) {
   const std::size_t end = text.find_last_not_of(" \r\n");
-  if (end == std::string_view::npos) return {};
+  if (end == std::string_view::npos) { return {}; }
   text = text.substr(0, end + 1);
   const std::size_t line_feed = text.rfind('\n');
   return std::string(line_feed == std::string_view::npos ? text : text.substr(line_feed + 1));
@@ -183,7 +185,7 @@ std::string program_result::cause() const {
     break;
   }
   const std::string line = last_line(errors);
-  if (end == program_end::killed) return line.empty() ? message : message + ": " + line;
+  if (end == program_end::killed) { return line.empty() ? message : message + ": " + line; }
   return line.empty() ? "exit status " + std::to_string(exit_status) : line;
 }
 

@@ -3,13 +3,13 @@
 // count against its limit), and killed when the tool is asked to stop. Blocks until it has ended.
 #pragma once
 
-#include "tools/common/child_process.h"
-
 #include <chrono>
 #include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "tools/common/child_process.h"
 
 struct program_request {
   std::vector<std::string> argv;            // argv[0] is an absolute path

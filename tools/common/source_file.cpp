@@ -1,10 +1,10 @@
 // A media file as the source of a tool's work.
 #include "tools/common/source_file.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstring>
+
+#include <fcntl.h>
 
 namespace {
 
@@ -14,7 +14,7 @@ bool refuse(std::string& error, const char* cause) {
 }
 
 const char* kind_refused(mode_t mode) {
-  if (S_ISDIR(mode)) return "is a directory";
+  if (S_ISDIR(mode)) { return "is a directory"; }
   return S_ISREG(mode) ? nullptr : "is not a regular file";
 }
 
@@ -31,14 +31,14 @@ bool same_content(const struct stat& a, const struct stat& b) {
 
 bool source_file::open(const std::string& path, std::string& error) {
   struct stat before = {};
-  if (stat(path.c_str(), &before) != 0) return refuse(error, std::strerror(errno));
-  if (const char* cause = kind_refused(before.st_mode)) return refuse(error, cause);
+  if (stat(path.c_str(), &before) != 0) { return refuse(error, std::strerror(errno)); }
+  if (const char* cause = kind_refused(before.st_mode)) { return refuse(error, cause); }
 
   // What stood there may have been exchanged since, hence O_NONBLOCK and the second look.
   unique_fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!fd.valid() || fstat(fd.get(), &status_) != 0) return refuse(error, std::strerror(errno));
-  if (const char* cause = kind_refused(status_.st_mode)) return refuse(error, cause);
-  if (status_.st_size == 0) return refuse(error, "is empty");
+  if (!fd.valid() || fstat(fd.get(), &status_) != 0) { return refuse(error, std::strerror(errno)); }
+  if (const char* cause = kind_refused(status_.st_mode)) { return refuse(error, cause); }
+  if (status_.st_size == 0) { return refuse(error, "is empty"); }
   path_ = path;
   fd_ = std::move(fd);
   return true;

@@ -2,11 +2,11 @@
 // again afterwards.
 #pragma once
 
-#include "platform/unique_fd.h"
+#include <string>
 
 #include <sys/stat.h>
 
-#include <string>
+#include "platform/unique_fd.h"
 
 class source_file {
 public:

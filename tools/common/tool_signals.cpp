@@ -1,14 +1,14 @@
 // The signals a tool obeys.
 #include "tools/common/tool_signals.h"
 
-#include "tools/common/job_log.h"
+#include <csignal>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <initializer_list>
+#include "tools/common/job_log.h"
 
 namespace {
 
@@ -19,8 +19,9 @@ bool asked_to_suspend = false;
 sigset_t obeyed_signals() {
   sigset_t set;
   sigemptyset(&set);
-  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2})
+  for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGUSR1, SIGUSR2}) {
     sigaddset(&set, number);
+  }
   return set;
 }
 
@@ -30,7 +31,7 @@ bool fill_standard_descriptors() {
   do {
     fd = open("/dev/null", O_RDWR | O_CLOEXEC);
   } while (fd >= 0 && fd <= STDERR_FILENO);
-  if (fd < 0) return false;
+  if (fd < 0) { return false; }
   close(fd);
   return true;
 }
@@ -38,8 +39,9 @@ bool fill_standard_descriptors() {
 // The service holds these two back until the kernel names them among the tool's handlers. Blocked
 // as they are, the handler never runs.
 void show_handlers() {
-  for (const int number : {SIGUSR1, SIGUSR2})
+  for (const int number : {SIGUSR1, SIGUSR2}) {
     signal(number, [](int) {});
+  }
 }
 
 void take(int number) {
@@ -55,12 +57,12 @@ void take(int number) {
 }  // namespace
 
 bool catch_tool_signals() {
-  if (!fill_standard_descriptors()) return false;
+  if (!fill_standard_descriptors()) { return false; }
   signal(SIGPIPE, SIG_IGN);
   // Where it was ignored when the tool was started, nobody could tell how a child ended.
   signal(SIGCHLD, SIG_DFL);
   const sigset_t set = obeyed_signals();
-  if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) return false;
+  if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) { return false; }
   show_handlers();
   signal_fd = signalfd(signal_fd, &set, SFD_CLOEXEC | SFD_NONBLOCK);
   return signal_fd >= 0;
@@ -88,7 +90,7 @@ bool suspend_wanted() {
 int end_of_tool(int status) {
   read_tool_signals();
   close_job_log(status, asked_to_stop);
-  if (asked_to_stop == 0) return status;
+  if (asked_to_stop == 0) { return status; }
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, asked_to_stop);

@@ -1,14 +1,14 @@
 // Whether the clock of a transport stream can be trusted.
 #include "tools/common/transport_clock.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -40,7 +40,7 @@ using bytes = std::vector<unsigned char>;
 bool in_step(const bytes& data, std::size_t at, std::size_t spacing) {
   for (std::size_t n = 0; n < packets_in_step; ++n) {
     const std::size_t next = at + n * spacing;
-    if (next >= data.size() || data[next] != sync_byte) return false;
+    if (next >= data.size() || data[next] != sync_byte) { return false; }
   }
   return true;
 }
@@ -49,7 +49,7 @@ bool find_packets(const bytes& data, std::size_t& at, std::size_t& spacing) {
   for (at = 0; at < data.size(); ++at) {
     for (const std::size_t candidate : packet_spacings) {
       spacing = candidate;
-      if (in_step(data, at, spacing)) return true;
+      if (in_step(data, at, spacing)) { return true; }
     }
   }
   return false;
@@ -58,10 +58,11 @@ bool find_packets(const bytes& data, std::size_t& at, std::size_t& spacing) {
 // The clock is in the adaptation field: its flag, then 33 bits of 90 kHz.
 bool read_clock(const unsigned char* packet, std::int64_t& ticks) {
   const bool has_field = (packet[3] & 0x20U) != 0 && packet[4] >= 7;
-  if (packet[0] != sync_byte || !has_field || (packet[5] & 0x10U) == 0) return false;
+  if (packet[0] != sync_byte || !has_field || (packet[5] & 0x10U) == 0) { return false; }
   ticks = 0;
-  for (int n = 6; n < 10; ++n)
+  for (int n = 6; n < 10; ++n) {
     ticks = ticks << 8 | packet[n];
+  }
   ticks = ticks << 1 | packet[10] >> 7;
   return true;
 }
@@ -72,7 +73,7 @@ public:
   // False when it cannot have come from the sample before by running on.
   bool take(const clock_sample& sample, bool same_place) {
     bool even = true;
-    if (begun_) even = same_place ? take_near(sample) : take_far(sample);
+    if (begun_) { even = same_place ? take_near(sample) : take_far(sample); }
     last_ = sample;
     begun_ = true;
     return even;
@@ -83,7 +84,7 @@ public:
 
   // Whether the steps between the places agree with the rate within them.
   bool steps_agree() const {
-    if (near_bytes_ <= 0.0) return far_.empty();
+    if (near_bytes_ <= 0.0) { return far_.empty(); }
     const double usual = near_seconds_ / near_bytes_;
     return std::all_of(far_.begin(), far_.end(), [&](const far_step& step) {
       return step.seconds <= usual_variation * step.bytes * usual + longest_pause;
@@ -106,7 +107,7 @@ private:
 
   bool take_near(const clock_sample& sample) {
     far_step step{};
-    if (!step_from_last(sample, step) || step.seconds > longest_pause) return false;
+    if (!step_from_last(sample, step) || step.seconds > longest_pause) { return false; }
     near_seconds_ += step.seconds;
     near_bytes_ += step.bytes;
     return true;
@@ -132,15 +133,15 @@ public:
   bool take(const bytes& data, off_t position, bool first_place) {
     std::size_t at = 0;
     std::size_t spacing = 0;
-    if (!find_packets(data, at, spacing)) return true;
+    if (!find_packets(data, at, spacing)) { return true; }
     std::map<int, bool> seen;
     for (; at + packet_size <= data.size(); at += spacing) {
       clock_sample sample{position + static_cast<off_t>(at), 0};
-      if (!read_clock(&data[at], sample.ticks)) continue;
+      if (!read_clock(&data[at], sample.ticks)) { continue; }
       const int carrier = (data[at + 1] & 0x1f) << 8 | data[at + 2];
       const bool is_new = clocks_.find(carrier) == clocks_.end();
-      if (is_new && (!first_place || past_beginning())) return false;
-      if (!clocks_[carrier].take(sample, seen[carrier])) return false;
+      if (is_new && (!first_place || past_beginning())) { return false; }
+      if (!clocks_[carrier].take(sample, seen[carrier])) { return false; }
       seen[carrier] = true;
     }
     return true;
@@ -173,11 +174,13 @@ bytes read_place(int fd, off_t position, std::size_t size) {
 
 bool transport_clock_is_even(int fd) {
   struct stat about {};
-  if (fstat(fd, &about) != 0) return false;
+  if (fstat(fd, &about) != 0) { return false; }
   const off_t way = std::max<off_t>(static_cast<off_t>(place_size), about.st_size / places);
   clock_survey survey;
   for (off_t position = 0; position < about.st_size; position += way) {
-    if (!survey.take(read_place(fd, position, place_size), position, position == 0)) return false;
+    if (!survey.take(read_place(fd, position, place_size), position, position == 0)) {
+      return false;
+    }
   }
   return survey.all_agree();
 }

@@ -1,4 +1,11 @@
 // add: files into the queue.
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <thread>
+
+#include <unistd.h>
+
 #include "tools/common/command_line.h"
 #include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/check/admission.h"
@@ -8,13 +15,6 @@
 #include "tools/qx_vod_ctl/progress_line.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <thread>
-
-#include <unistd.h>
 
 namespace {
 
@@ -28,8 +28,8 @@ struct add_options {
 
 name_values item_fields(const add_options& options, const std::string& path) {
   name_values fields = {{"input file", path}};
-  if (!options.profile.empty()) fields.emplace_back("transcode profile", options.profile);
-  if (options.delete_on_finish) fields.emplace_back("delete on finish", "1");
+  if (!options.profile.empty()) { fields.emplace_back("transcode profile", options.profile); }
+  if (options.delete_on_finish) { fields.emplace_back("delete on finish", "1"); }
   return fields;
 }
 
@@ -38,7 +38,7 @@ name_values item_fields(const add_options& options, const std::string& path) {
 service_reply take_back(vod_service& service, const add_options& options, const std::string& id) {
   if (options.delete_on_finish) {
     auto reply = service.request("modify", {{"entry id", id}, {"delete on finish", "0"}});
-    if (!reply.accepted()) return reply;
+    if (!reply.accepted()) { return reply; }
   }
   return service.request("remove", {{"entry id", id}});
 }
@@ -52,7 +52,9 @@ int refuse_file(vod_service& service, const add_options& options, const std::str
   const std::string advice = advice_for(reason);
   report(file, advice.empty() ? reason : reason + "; " + advice);
   const auto taken_back = take_back(service, options, id);
-  if (!taken_back.accepted()) report(file, "left in the queue as " + id + ": " + taken_back.text);
+  if (!taken_back.accepted()) {
+    report(file, "left in the queue as " + id + ": " + taken_back.text);
+  }
   return refusal.exit_status;
 }
 
@@ -65,7 +67,7 @@ struct named_file {
 // only the service can tell.
 std::string profile_problem(const add_options& options, const std::string& path) {
   constexpr std::chrono::minutes time_limit{2};
-  if (options.profile.empty()) return "";
+  if (options.profile.empty()) { return ""; }
   return profile_refusal(options.profile, offered_profiles(path, time_limit));
 }
 
@@ -78,7 +80,7 @@ int add_file(vod_service& service, const add_options& options, const named_file&
     return exit_refused;
   }
   auto reply = service.request("add", item_fields(options, file.path));
-  if (!reply.accepted()) return report_reply(file.given, reply);
+  if (!reply.accepted()) { return report_reply(file.given, reply); }
   const std::string id = reply.pair("entry id");
   if (!options.hold) {
     reply = service.request("ready", {{"entry id", id}});
@@ -86,7 +88,7 @@ int add_file(vod_service& service, const add_options& options, const named_file&
       report(file.given, "added as " + id + " but not made ready: " + reply.text);
       return reply.exit_status;
     }
-    if (!reply.accepted()) return refuse_file(service, options, file.given, id, reply);
+    if (!reply.accepted()) { return refuse_file(service, options, file.given, id, reply); }
   }
   json ? print_raw(reply.data) : print_line(id);
   added.push_back(id);
@@ -96,10 +98,12 @@ int add_file(vod_service& service, const add_options& options, const named_file&
 // Puts the files in place of their folder. False, with the cause reported, when it cannot be read.
 bool expand_folder(const named_file& folder, std::vector<named_file>& files) {
   const media_folder found = read_media_folder(folder.path);
-  for (const auto& [path, cause] : found.unreadable)
+  for (const auto& [path, cause] : found.unreadable) {
     report(path == folder.path ? folder.given : path, cause);
-  for (const auto& path : found.files)
+  }
+  for (const auto& path : found.files) {
     files.push_back({path, path});
+  }
   if (found.passed_over > 0) {
     report(folder.given, std::to_string(found.passed_over) + " files passed over: by their names "
                                                              "they are no media");
@@ -131,8 +135,9 @@ int expand_folders(std::vector<named_file>& files) {
 int refuse_folders(std::vector<named_file>& files) {
   const auto refused = std::stable_partition(
       files.begin(), files.end(), [](const named_file& file) { return !is_folder(file.path); });
-  for (auto folder = refused; folder != files.end(); ++folder)
+  for (auto folder = refused; folder != files.end(); ++folder) {
     report(folder->given, "a folder; --recursive (-r) adds the media files in it");
+  }
   const int status = refused == files.end() ? 0 : exit_refused;
   files.erase(refused, files.end());
   return status;
@@ -151,7 +156,7 @@ bool find_paths(const std::vector<std::string>& given, std::vector<named_file>& 
   const std::string folder = working_folder();
   for (const auto& name : given) {
     files.push_back({name, absolute_path(name, folder)});
-    if (!files.back().path.empty()) continue;
+    if (!files.back().path.empty()) { continue; }
     report(name, name.empty() ? "an empty file name" : "there is no working folder");
     return false;
   }
@@ -161,13 +166,13 @@ bool find_paths(const std::vector<std::string>& given, std::vector<named_file>& 
 int add_files(vod_service& service, const add_options& options,
               const std::vector<std::string>& given, bool json) {
   std::vector<named_file> files;
-  if (!find_paths(given, files)) return exit_usage;
+  if (!find_paths(given, files)) { return exit_usage; }
   int status = options.recursive ? expand_folders(files) : refuse_folders(files);
   std::vector<std::string> added;
   for (const auto& file : files) {
     const int one = add_file(service, options, file, json, added);
     status = std::max(status, one);
-    if (one == exit_no_service) return status;
+    if (one == exit_no_service) { return status; }
   }
   return options.wait ? std::max(status, follow_to_the_end(service, added, json)) : status;
 }

@@ -1,4 +1,6 @@
 // check: what would become of a file, without adding it.
+#include <cstdio>
+
 #include "tools/common/command_line.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
@@ -6,8 +8,6 @@
 #include "tools/qx_vod_ctl/media_path.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
-
-#include <cstdio>
 
 namespace {
 
@@ -18,8 +18,8 @@ struct check_options {
 };
 
 int status_of(const prospect& found) {
-  if (found.accepted()) return exit_success;
-  if (found.refused.unknown) return exit_failure;
+  if (found.accepted()) { return exit_success; }
+  if (found.refused.unknown) { return exit_failure; }
   return found.refused.missing ? exit_no_such_item : exit_refused;
 }
 

@@ -1,12 +1,12 @@
 // The subcommands that pass one control command on to the service.
+#include <algorithm>
+
 #include "tools/common/command_line.h"
 #include "tools/common/offered_profiles.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/media_path.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
-
-#include <algorithm>
 
 namespace {
 
@@ -15,16 +15,16 @@ constexpr const char* id_help = "Entry id, the beginning of one, or job:N";
 
 int test_service(vod_service& service, bool json) {
   const auto reply = service.request("test", {});
-  if (!reply.accepted()) return report_reply("", reply);
+  if (!reply.accepted()) { return report_reply("", reply); }
   json ? print_raw(reply.data) : print_line(reply.text);
   return 0;
 }
 
 int show_reply(const std::string& entry_id, const service_reply& reply, bool json) {
-  if (json) print_raw(reply.data);
-  if (!reply.accepted()) return report_reply(entry_id, reply);
+  if (json) { print_raw(reply.data); }
+  if (!reply.accepted()) { return report_reply(entry_id, reply); }
   item_view item;
-  if (!json && read_item(reply.data, item)) print_item(item);
+  if (!json && read_item(reply.data, item)) { print_item(item); }
   return 0;
 }
 
@@ -65,12 +65,12 @@ constexpr command_for_all commands_for_all[] = {
 int command_items(vod_service& service, const command_for_all& command, const item_choice& choice,
                   bool json) {
   auto selection = select_items(service, choice, command.fits);
-  if (command.stops) order_for_stopping(service, selection.ids);
+  if (command.stops) { order_for_stopping(service, selection.ids); }
   int status = selection.exit_status;
   for (const auto& id : selection.ids) {
     const auto reply = service.request(command.word, {{"entry id", id}});
     status = std::max(status, show_reply(id, reply, json));
-    if (reply.exit_status == exit_no_service) break;
+    if (reply.exit_status == exit_no_service) { break; }
   }
   return status;
 }
@@ -99,7 +99,7 @@ bool read_change(const std::string& text, name_values& changes) {
     report(text, "cannot be a profile's name");
     return false;
   }
-  if (name == "input file") value = absolute_path(value, working_folder());
+  if (name == "input file") { value = absolute_path(value, working_folder()); }
   changes.emplace_back(name, value);
   return true;
 }
@@ -111,14 +111,14 @@ std::string profile_problem(vod_service& service, const std::string& id,
   std::string profile;
   std::string file;
   for (const auto& [name, value] : changes) {
-    if (name == profile_name) profile = value;
-    if (name == "input file") file = value;
+    if (name == profile_name) { profile = value; }
+    if (name == "input file") { file = value; }
   }
   item_view item;
   if (profile.empty() || !read_item(service.request("list", {{"entry id", id}}).data, item)) {
     return "";
   }
-  if (!file.empty()) item.offered.clear();
+  if (!file.empty()) { item.offered.clear(); }
   if (item.offered.empty()) {
     item.offered = offered_profiles(file.empty() ? item.input_file : file, listing_time_limit);
   }
@@ -129,10 +129,10 @@ int modify_item(vod_service& service, const std::string& given,
                 const std::vector<std::string>& texts, bool json) {
   name_values request;
   for (const auto& text : texts) {
-    if (!read_change(text, request)) return exit_usage;
+    if (!read_change(text, request)) { return exit_usage; }
   }
   const auto selection = select_items(service, {given});
-  if (selection.ids.empty()) return selection.exit_status;
+  if (selection.ids.empty()) { return selection.exit_status; }
   const std::string problem = profile_problem(service, selection.ids[0], request);
   if (!problem.empty()) {
     report(given, problem);

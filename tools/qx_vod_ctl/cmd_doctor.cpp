@@ -1,12 +1,12 @@
 // doctor: is everything there that the service needs?
+#include <cstdio>
+
 #include "tools/common/command_line.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/doctor.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
-
-#include <cstdio>
 
 namespace {
 

@@ -1,4 +1,6 @@
 // list and show: what the queue holds.
+#include <cstdio>
+
 #include "tools/common/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/item_table.h"
@@ -6,8 +8,6 @@
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
-
-#include <cstdio>
 
 namespace {
 
@@ -25,10 +25,11 @@ int list_queue(vod_service& service, const queue_range& range, bool json) {
   }
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, range, listing, failure)) return report_reply("", failure);
+  if (!read_queue(service, range, listing, failure)) { return report_reply("", failure); }
   if (json) {
-    for (const auto& page : listing.pages)
+    for (const auto& page : listing.pages) {
       print_raw(page);
+    }
   } else {
     print_listing(listing);
   }
@@ -38,15 +39,15 @@ int list_queue(vod_service& service, const queue_range& range, bool json) {
 std::string list_text(const json11::Json& json) {
   std::string text;
   for (const auto& element : json.array_items()) {
-    if (!text.empty()) text += ", ";
+    if (!text.empty()) { text += ", "; }
     text += element.is_string() ? element.string_value() : element.dump();
   }
   return text;
 }
 
 std::string value_text(const json11::Json& json) {
-  if (json.is_string()) return json.string_value();
-  if (json.is_bool()) return json.bool_value() ? "yes" : "no";
+  if (json.is_string()) { return json.string_value(); }
+  if (json.is_bool()) { return json.bool_value() ? "yes" : "no"; }
   return json.is_array() ? list_text(json) : json.dump();
 }
 
@@ -55,23 +56,23 @@ std::string value_text(const json11::Json& json) {
 // of the tool: it can hold the remote server's password, and people show each other their screens.
 void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
-    if (key == "process argv") continue;
+    if (key == "process argv") { continue; }
     const bool is_progress = key == "transcode progress";
     std::string line = key + ": ";
     line += is_progress ? percent(value[0].int_value()) : value_text(value);
     print_line(printable(line));
   }
   item_view item;
-  if (!read_item(json, item)) return;
+  if (!read_item(json, item)) { return; }
   read_reason(item);
-  if (!item.reason.empty()) print_line(printable("reason: " + item.reason));
+  if (!item.reason.empty()) { print_line(printable("reason: " + item.reason)); }
 }
 
 int show_item(vod_service& service, const std::string& given, bool json) {
   const auto selection = select_items(service, {given});
-  if (selection.ids.empty()) return selection.exit_status;
+  if (selection.ids.empty()) { return selection.exit_status; }
   const auto reply = service.request("list", {{"entry id", selection.ids[0]}});
-  if (!reply.accepted()) return report_reply(given, reply);
+  if (!reply.accepted()) { return report_reply(given, reply); }
   std::string error;
   json ? print_raw(reply.data) : print_details(json11::Json::parse(reply.data, error));
   return 0;

@@ -1,4 +1,7 @@
 // log: what the tools wrote about a job.
+#include <chrono>
+#include <thread>
+
 #include "tools/common/command_line.h"
 #include "tools/common/job_log_file.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
@@ -6,9 +9,6 @@
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
-
-#include <chrono>
-#include <thread>
 
 namespace {
 
@@ -33,7 +33,7 @@ public:
 
 private:
   static void print_news(const std::string& media, log_reader& reader) {
-    if (media.empty()) return;
+    if (media.empty()) { return; }
     const bool is_first = !reader.has_read();
     const std::string lines = reader.news(read_job_log(media));
     if (is_first && !lines.empty()) {
@@ -54,7 +54,7 @@ bool look_at(vod_service& service, const std::string& id, job_log_printer& print
     status = report_reply(id, reply);
     return false;
   }
-  if (!read_item(reply.data, item)) return false;
+  if (!read_item(reply.data, item)) { return false; }
   // Asked before the log is read: what a job wrote before its end is there then.
   printer.print_news(item);
   status = item.cancelled() ? exit_failure : exit_success;
@@ -63,13 +63,14 @@ bool look_at(vod_service& service, const std::string& id, job_log_printer& print
 
 int print_log(vod_service& service, const std::string& given, bool follow) {
   const auto selection = select_items(service, {given});
-  if (selection.ids.empty()) return selection.exit_status;
+  if (selection.ids.empty()) { return selection.exit_status; }
   job_log_printer printer;
   int status = exit_success;
-  while (look_at(service, selection.ids[0], printer, status) && follow)
+  while (look_at(service, selection.ids[0], printer, status) && follow) {
     std::this_thread::sleep_for(poll_interval);
-  if (follow) return status;
-  if (printer.has_printed()) return exit_success;
+  }
+  if (follow) { return status; }
+  if (printer.has_printed()) { return exit_success; }
   report(given, "no tool has written a log about it");
   return exit_failure;
 }

@@ -1,4 +1,7 @@
 // queue: copies of queue files that could not be read, listed, shown and restored.
+#include <cstdio>
+#include <cstring>
+
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
 #include "tools/common/command_line.h"
@@ -8,9 +11,6 @@
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/text_file.h"
-
-#include <cstdio>
-#include <cstring>
 
 namespace {
 
@@ -32,7 +32,7 @@ std::string time_of(const std::string& path) {
 std::string find_copy(const std::string& given) {
   std::string found;
   for (const auto& path : queue_file_copies()) {
-    if (time_of(path).compare(0, given.size(), given) == 0) found = path;
+    if (time_of(path).compare(0, given.size(), given) == 0) { found = path; }
   }
   return found;
 }
@@ -64,15 +64,17 @@ std::string copy_line(const json11::Json& copy) {
 int list_copies(bool json) {
   const auto copies = queue_file_copies();
   json11::Json::array list;
-  for (const auto& path : copies)
+  for (const auto& path : copies) {
     list.push_back(copy_json(path));
+  }
   if (json) {
     print_line(json11::Json(list).dump());
     return exit_success;
   }
-  if (copies.empty()) report("", "no queue file was set aside");
-  for (const auto& copy : list)
+  if (copies.empty()) { report("", "no queue file was set aside"); }
+  for (const auto& copy : list) {
     print_line(copy_line(copy));
+  }
   return exit_success;
 }
 
@@ -98,7 +100,7 @@ int restore_copy(vod_service& service, const stored_queue& queue) {
 }
 
 int run_queue(vod_service& service, const queue_options& options) {
-  if (options.action == "list") return list_copies(options.json);
+  if (options.action == "list") { return list_copies(options.json); }
   const std::string path = find_copy(options.copy);
   if (path.empty()) {
     report(options.copy, "no such copy: see qx_vod_ctl queue");

@@ -1,14 +1,14 @@
 // remove: items out of the queue, with a question before what cannot be undone.
+#include <algorithm>
+#include <chrono>
+#include <iostream>
+#include <thread>
+
 #include "tools/common/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
-
-#include <algorithm>
-#include <chrono>
-#include <iostream>
-#include <thread>
 
 namespace {
 
@@ -32,7 +32,7 @@ removal weigh(vod_service& service, const std::vector<std::string>& ids) {
   for (const auto& id : ids) {
     const auto reply = service.request("list", {{"entry id", id}});
     item_view item;
-    if (!reply.accepted() || !read_item(reply.data, item)) continue;
+    if (!reply.accepted() || !read_item(reply.data, item)) { continue; }
     ++result.items;
     result.running += item.running() ? 1U : 0U;
     result.with_source += takes_its_source_along(item) ? 1U : 0U;
@@ -43,10 +43,10 @@ removal weigh(vod_service& service, const std::vector<std::string>& ids) {
 std::string question_about(const removal& what) {
   std::string text =
       "Remove " + std::to_string(what.items) + (what.items == 1 ? " item" : " items");
-  if (what.running > 0) text += ", stopping " + std::to_string(what.running) + " at work";
+  if (what.running > 0) { text += ", stopping " + std::to_string(what.running) + " at work"; }
   if (what.with_source > 0) {
     text += ", DELETING " + std::to_string(what.with_source) + " source file";
-    if (what.with_source > 1) text += "s";
+    if (what.with_source > 1) { text += "s"; }
   }
   return text + "? [y/N] ";
 }
@@ -66,9 +66,10 @@ bool is_at_work(vod_service& service, const std::string& id) {
 
 service_reply stop_and_remove(vod_service& service, const std::string& id) {
   auto reply = service.request("cancel", {{"entry id", id}});
-  if (!reply.accepted()) return reply;
-  for (int looks = 0; looks < most_looks && is_at_work(service, id); ++looks)
+  if (!reply.accepted()) { return reply; }
+  for (int looks = 0; looks < most_looks && is_at_work(service, id); ++looks) {
     std::this_thread::sleep_for(look_interval);
+  }
   return service.request("remove", {{"entry id", id}});
 }
 
@@ -77,9 +78,9 @@ int remove_items(vod_service& service, const std::vector<std::string>& ids, bool
   for (const auto& id : ids) {
     auto reply = service.request("remove", {{"entry id", id}});
     const bool is_busy = reply.exit_status == exit_refused;
-    if (is_busy && stops_running) reply = stop_and_remove(service, id);
-    if (!reply.accepted()) status = std::max(status, report_reply(id, reply));
-    if (reply.exit_status == exit_no_service) break;
+    if (is_busy && stops_running) { reply = stop_and_remove(service, id); }
+    if (!reply.accepted()) { status = std::max(status, report_reply(id, reply)); }
+    if (reply.exit_status == exit_no_service) { break; }
   }
   return status;
 }
@@ -94,7 +95,7 @@ struct remove_options {
 int run_remove(vod_service& service, const item_choice& choice, const remove_options& options) {
   auto selection =
       select_items(service, choice, [](const item_view& item) { return item.state != "cleared"; });
-  if (selection.ids.empty()) return selection.exit_status;
+  if (selection.ids.empty()) { return selection.exit_status; }
   bool stops_running = options.yes;
   if (!options.yes && can_ask()) {
     const removal what = weigh(service, selection.ids);
@@ -109,7 +110,7 @@ int run_remove(vod_service& service, const item_choice& choice, const remove_opt
     report("", "would remove " + std::to_string(selection.ids.size()) + " items; say --yes");
     return exit_usage;
   }
-  if (stops_running) order_for_stopping(service, selection.ids);
+  if (stops_running) { order_for_stopping(service, selection.ids); }
   return std::max(selection.exit_status, remove_items(service, selection.ids, stops_running));
 }
 

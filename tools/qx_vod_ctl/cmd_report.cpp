@@ -1,4 +1,7 @@
 // report: one archive about an item, for a bug report.
+#include <ctime>
+
+#include "platform/paths.h"
 #include "tools/common/command_line.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qx_vod_ctl/bug_report/bug_report.h"
@@ -10,17 +13,13 @@
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/text_file.h"
 
-#include <ctime>
-
-#include "platform/paths.h"
-
 namespace {
 
 constexpr std::size_t queue_limit = std::size_t{32} << 20;
 
 int fail(const std::string& subject, const std::string& cause) {
   // Whoever asked for the end needs no reason for it.
-  if (stop_signal() == 0) report(subject, cause);
+  if (stop_signal() == 0) { report(subject, cause); }
   return exit_failure;
 }
 
@@ -29,7 +28,7 @@ int find_without_service(const std::string& given, reported_item& item) {
   std::string error;
   item.stored = true;
   item.json = find_stored_item(read_text_file(path_queue_file, queue_limit).text, given, error);
-  if (!item.json.is_null()) return exit_success;
+  if (!item.json.is_null()) { return exit_success; }
   report(given, error);
   return exit_no_such_item;
 }
@@ -41,7 +40,7 @@ int find_item(vod_service& service, const std::string& given, reported_item& ite
     return id.exit_status == exit_no_service ? find_without_service(given, item) : id.exit_status;
   }
   const service_reply reply = service.request("list", {{"entry id", id.entry_id}});
-  if (!reply.accepted()) return report_reply(given, reply);
+  if (!reply.accepted()) { return report_reply(given, reply); }
   std::string error;
   item.json = json11::Json::parse(reply.data, error);
   return exit_success;
@@ -51,10 +50,10 @@ int write_report(const reported_item& item, const std::string& name, const std::
   std::string error;
   std::string archive;
   report_parts parts(name, configured_secrets());
-  if (!parts.create(error)) return fail("", "no private folder: " + error);
+  if (!parts.create(error)) { return fail("", "no private folder: " + error); }
   add_all_parts(item, parts);
-  if (!parts.pack(archive, error)) return fail(file, error);
-  if (!write_new_file(file, archive, error)) return fail(file, error);
+  if (!parts.pack(archive, error)) { return fail(file, error); }
+  if (!write_new_file(file, archive, error)) { return fail(file, error); }
   print_line(file);
   return exit_success;
 }
@@ -62,10 +61,10 @@ int write_report(const reported_item& item, const std::string& name, const std::
 int report_item(vod_service& service, const std::string& given, const std::string& wanted) {
   reported_item item;
   const int status = find_item(service, given, item);
-  if (status != exit_success) return status;
+  if (status != exit_success) { return status; }
   const std::string name = report_name(item.json["entry id"].string_value(), std::time(nullptr));
   const std::string file = wanted.empty() ? name + ".tar.gz" : wanted;
-  if (is_taken(file)) return fail(file, "is there already");
+  if (is_taken(file)) { return fail(file, "is there already"); }
   item.findings = examine(service);
   return write_report(item, name, file);
 }

@@ -1,4 +1,6 @@
 // status: the queue at a glance.
+#include <ctime>
+
 #include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/held_job.h"
 #include "tools/qx_vod_ctl/item_table.h"
@@ -9,8 +11,6 @@
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
-
-#include <ctime>
 
 namespace {
 
@@ -27,7 +27,7 @@ json11::Json whole_items(const queue_listing& listing, const std::string& state)
     const auto page = json11::Json::parse(text, error);
     for (const auto& item : page["list"].array_items()) {
       item_view view;
-      if (state.empty() || (read_item(item, view) && view.is_in(state))) items.push_back(item);
+      if (state.empty() || (read_item(item, view) && view.is_in(state))) { items.push_back(item); }
     }
   }
   return items;
@@ -36,7 +36,7 @@ json11::Json whole_items(const queue_listing& listing, const std::string& state)
 // A pipe gets everything; only a terminal has an end to its lines.
 screen_style style_of(const status_options& options) {
   screen_style style;
-  if (output_is_terminal()) style.width = terminal_size().columns;
+  if (output_is_terminal()) { style.width = terminal_size().columns; }
   style.colour = colour_is_wanted(options.colour);
   style.blocks = locale_is_unicode();
   return style;
@@ -47,8 +47,9 @@ std::vector<std::string> expected_moments(const std::vector<listed_item>& items)
   outlook what_is_known;
   what_is_known.note(items, now);
   std::vector<std::string> moments;
-  for (const auto& left : what_is_known.time_left(items))
+  for (const auto& left : what_is_known.time_left(items)) {
     moments.push_back(expected_moment(left, now));
+  }
   what_is_known.save();
   return moments;
 }
@@ -57,7 +58,7 @@ std::vector<std::string> expected_moments(const std::vector<listed_item>& items)
 void print_held(const std::vector<screen_row>& rows) {
   for (const auto& row : rows) {
     const held_job held = look_at_held(row.listed.item);
-    if (held.reason.empty()) continue;
+    if (held.reason.empty()) { continue; }
     print_line(printable(row.listed.item.entry_id) + " is held: " + held.reason);
     print_line("  " + held.advice);
   }
@@ -76,8 +77,9 @@ void print_status(const queue_listing& listing, const status_options& options) {
     }
   }
   const auto id_length = telling_length(listing.items);
-  for (const auto& line : queue_lines(rows, id_length, style_of(options)))
+  for (const auto& line : queue_lines(rows, id_length, style_of(options))) {
     print_line(line);
+  }
   print_line(listing.items.empty() ? "The queue is empty." : totals_line(counts));
   print_held(rows);
 }
@@ -85,7 +87,7 @@ void print_status(const queue_listing& listing, const status_options& options) {
 int show_status(vod_service& service, const status_options& options) {
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, {}, listing, failure)) return report_reply("", failure);
+  if (!read_queue(service, {}, listing, failure)) { return report_reply("", failure); }
   if (options.json) {
     print_line(whole_items(listing, options.state).dump());
   } else {

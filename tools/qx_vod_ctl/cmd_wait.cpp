@@ -1,13 +1,13 @@
 // wait and follow: until jobs are done or cancelled.
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 #include "tools/qx_vod_ctl/progress_line.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
-
-#include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace {
 

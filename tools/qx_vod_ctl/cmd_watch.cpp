@@ -1,4 +1,11 @@
 // watch: the queue live, and keys for what is done with it.
+#include <csignal>
+#include <ctime>
+
+#include <poll.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
 #include "tools/common/command_line.h"
@@ -8,13 +15,6 @@
 #include "tools/qx_vod_ctl/terminal.h"
 #include "tools/qx_vod_ctl/watch/raw_terminal.h"
 #include "tools/qx_vod_ctl/watch/watcher.h"
-
-#include <csignal>
-#include <ctime>
-
-#include <poll.h>
-#include <sys/signalfd.h>
-#include <unistd.h>
 
 namespace {
 
@@ -30,8 +30,9 @@ public:
   signal_queue() {
     sigset_t wanted;
     sigemptyset(&wanted);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT, SIGWINCH})
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP, SIGCONT, SIGWINCH}) {
       sigaddset(&wanted, number);
+    }
     sigprocmask(SIG_BLOCK, &wanted, &before_);
     fd_ = unique_fd(signalfd(-1, &wanted, SFD_CLOEXEC | SFD_NONBLOCK));
   }
@@ -79,26 +80,26 @@ private:
   void show() {
     const screen_size size = terminal_size();
     style_.width = size.columns;
-    if (!terminal_.show(watch_lines(watcher_.view(), size, style_))) is_gone_ = true;
+    if (!terminal_.show(watch_lines(watcher_.view(), size, style_))) { is_gone_ = true; }
   }
 
   void wait_for_input(std::uint64_t until_us) {
     const auto now_us = monotonic_clock_us();
     const auto left_ms = until_us > now_us ? (until_us - now_us) / 1000 + 1 : 0;
     pollfd sources[] = {{STDIN_FILENO, POLLIN, 0}, {signals_.fd(), POLLIN, 0}};
-    if (poll(sources, 2, static_cast<int>(left_ms)) <= 0) return;
-    if (sources[1].revents != 0) obey_signals();
-    if (sources[0].revents != 0) obey_keys();
+    if (poll(sources, 2, static_cast<int>(left_ms)) <= 0) { return; }
+    if (sources[1].revents != 0) { obey_signals(); }
+    if (sources[0].revents != 0) { obey_keys(); }
   }
 
   void obey_keys() {
     char bytes[256];
     const ssize_t count = read(STDIN_FILENO, bytes, sizeof bytes);
-    if (count <= 0) is_gone_ = true;
-    if (count <= 0) return;
+    if (count <= 0) { is_gone_ = true; }
+    if (count <= 0) { return; }
     for (const key pressed : read_keys({bytes, static_cast<std::size_t>(count)})) {
       watcher_.press(pressed, terminal_size());
-      if (!watcher_.is_asking()) continue;
+      if (!watcher_.is_asking()) { continue; }
       // What was typed ahead cannot be the answer to a question that nobody has seen.
       tcflush(STDIN_FILENO, TCIFLUSH);
       return;

@@ -20,8 +20,8 @@ maybe_seconds positive(double seconds) {
 // How long the rest of a job takes once it has its turn.
 maybe_seconds rest_of(const job_outlook& job) {
   const double rest = 1.0 - job.share_done;
-  if (job.rate) return positive(rest / *job.rate);
-  if (job.length && job.speed) return positive(rest * *job.length / *job.speed);
+  if (job.rate) { return positive(rest / *job.rate); }
+  if (job.length && job.speed) { return positive(rest * *job.length / *job.speed); }
   return std::nullopt;
 }
 
@@ -29,7 +29,7 @@ maybe_seconds rest_of(const job_outlook& job) {
 maybe_seconds turn_of_waiting(const std::vector<job_outlook>& jobs) {
   maybe_seconds begin = 0.0;
   for (const job_outlook& job : jobs) {
-    if (job.now != job_outlook::phase::running || job.paused || !begin) continue;
+    if (job.now != job_outlook::phase::running || job.paused || !begin) { continue; }
     const maybe_seconds rest = rest_of(job);
     begin = rest ? maybe_seconds(std::max(*begin, *rest)) : std::nullopt;
   }
@@ -42,21 +42,21 @@ std::vector<std::optional<double>> time_left(const std::vector<job_outlook>& job
   std::vector<maybe_seconds> left(jobs.size());
   maybe_seconds turn = turn_of_waiting(jobs);
   for (std::size_t i = 0; i < jobs.size(); ++i) {
-    if (jobs[i].paused || jobs[i].now == job_outlook::phase::other) continue;
+    if (jobs[i].paused || jobs[i].now == job_outlook::phase::other) { continue; }
     left[i] = rest_of(jobs[i]);
-    if (jobs[i].now == job_outlook::phase::running) continue;
-    if (left[i] && turn) left[i] = *left[i] + *turn;
-    if (!turn) left[i].reset();
+    if (jobs[i].now == job_outlook::phase::running) { continue; }
+    if (left[i] && turn) { left[i] = *left[i] + *turn; }
+    if (!turn) { left[i].reset(); }
     turn = left[i];
   }
   return left;
 }
 
 std::string expected_moment(std::optional<double> seconds_left, std::int64_t now) {
-  if (!seconds_left || *seconds_left > furthest_s) return "";
+  if (!seconds_left || *seconds_left > furthest_s) { return ""; }
   const auto moment = static_cast<time_t>(now + std::llround(*seconds_left));
   std::tm local{};
-  if (localtime_r(&moment, &local) == nullptr) return "";
+  if (localtime_r(&moment, &local) == nullptr) { return ""; }
   char text[32];
   const bool soon = *seconds_left < day_s;
   return std::strftime(text, sizeof text, soon ? "~%H:%M" : "~%a %H:%M", &local) > 0 ? text : "";

@@ -12,7 +12,7 @@ namespace {
 
 bool is_step(const item_view& item, std::initializer_list<const char*> steps) {
   for (const char* step : steps) {
-    if (item.sub_state == step) return true;
+    if (item.sub_state == step) { return true; }
   }
   return false;
 }
@@ -31,15 +31,16 @@ std::time_t age_of_process(int pid) {
 }  // namespace
 
 held_job look_at_held(const item_view& item) {
-  if (item.state != "remote transcode") return {};
+  if (item.state != "remote transcode") { return {}; }
   return judge_held(item, is_there(item.input_file), age_of_process(item.pid));
 }
 
 held_job judge_held(const item_view& item, bool has_source, std::time_t process_age_s) {
-  if (item.state != "remote transcode") return {};
+  if (item.state != "remote transcode") { return {}; }
   if (item.pid > 0) {
-    if (process_age_s <= longest_request_s || !is_step(item, {"add", "monitor", "command"}))
+    if (process_age_s <= longest_request_s || !is_step(item, {"add", "monitor", "command"})) {
       return {};
+    }
     return {"its request has had no answer for " + std::to_string(process_age_s) + " s",
             "look at the other server; \"kill " + std::to_string(item.pid) +
                 "\" ends the request, and docs/remote.md has how to limit all of them"};

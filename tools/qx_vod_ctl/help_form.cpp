@@ -50,7 +50,7 @@ help_form::help_form() {
 
 std::string help_form::make_help(const CLI::App* app, std::string name,
                                  CLI::AppFormatMode mode) const {
-  if (app->get_parent() == nullptr) return program_help(*app, app->get_name());
+  if (app->get_parent() == nullptr) { return program_help(*app, app->get_name()); }
   return CLI::Formatter::make_help(app, std::move(name), mode);
 }
 

@@ -1,9 +1,9 @@
 // How the client's help is laid out: 80 columns, and each text on one screen.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include <string>
+
+#include <CLI/CLI.hpp>
 
 // Breaks descriptions at the right edge, and shows the whole program's help without an empty line
 // or a heading that it can do without: there are many subcommands.

@@ -25,7 +25,7 @@ resolved_id failed(int exit_status, std::string error) {
 resolved_id failed(const service_reply& reply) {
   const bool missing = reply.exit_status == exit_no_such_item;
   std::string cause = missing ? no_such_item_text : reply.text;
-  if (!reply.advice.empty()) cause += "; " + reply.advice;
+  if (!reply.advice.empty()) { cause += "; " + reply.advice; }
   return failed(reply.exit_status, std::move(cause));
 }
 
@@ -44,24 +44,24 @@ bool is_job_number(std::string_view text) {
 }
 
 resolved_id resolve_job(vod_service& service, const std::string& number) {
-  if (!is_job_number(number)) return failed(exit_usage, "not the number of a job");
+  if (!is_job_number(number)) { return failed(exit_usage, "not the number of a job"); }
   const auto reply = service.request("list", {{"fileops job id", number}});
-  if (!reply.accepted()) return failed(reply);
+  if (!reply.accepted()) { return failed(reply); }
   item_view item;
-  if (!read_item(reply.data, item)) return failed(exit_no_service, "unreadable item");
+  if (!read_item(reply.data, item)) { return failed(exit_no_service, "unreadable item"); }
   return found(item.entry_id);
 }
 
 resolved_id resolve_prefix(vod_service& service, const std::string& prefix) {
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, {}, listing, failure)) return failed(failure);
+  if (!read_queue(service, {}, listing, failure)) { return failed(failure); }
   resolved_id result;
   for (auto& listed : listing.items) {
-    if (begins_with(listed.item.entry_id, prefix)) result.candidates.push_back(listed.item);
+    if (begins_with(listed.item.entry_id, prefix)) { result.candidates.push_back(listed.item); }
   }
-  if (result.candidates.empty()) return failed(exit_no_such_item, no_such_item_text);
-  if (result.candidates.size() == 1) return found(result.candidates[0].entry_id);
+  if (result.candidates.empty()) { return failed(exit_no_such_item, no_such_item_text); }
+  if (result.candidates.size() == 1) { return found(result.candidates[0].entry_id); }
   result.exit_status = exit_usage;
   result.error = "fits " + std::to_string(result.candidates.size()) + " items";
   return result;
@@ -70,12 +70,12 @@ resolved_id resolve_prefix(vod_service& service, const std::string& prefix) {
 }  // namespace
 
 resolved_id resolve_id(vod_service& service, const std::string& given) {
-  if (given.empty()) return failed(exit_usage, "an empty id fits every item");
+  if (given.empty()) { return failed(exit_usage, "an empty id fits every item"); }
   if (begins_with(given, job_prefix)) {
     return resolve_job(service, given.substr(job_prefix.size()));
   }
   const auto whole = service.request("list", {{"entry id", given}});
-  if (whole.accepted()) return found(given);
-  if (whole.exit_status != exit_no_such_item) return failed(whole);
+  if (whole.accepted()) { return found(given); }
+  if (whole.exit_status != exit_no_such_item) { return failed(whole); }
   return resolve_prefix(service, given);
 }

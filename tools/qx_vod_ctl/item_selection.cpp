@@ -21,7 +21,7 @@ item_selection select_items(vod_service& service, const std::vector<std::string>
     }
     const auto end = selection.ids.end();
     const bool is_new = std::find(selection.ids.begin(), end, id.entry_id) == end;
-    if (id.exit_status == 0 && is_new) selection.ids.push_back(id.entry_id);
+    if (id.exit_status == 0 && is_new) { selection.ids.push_back(id.entry_id); }
   }
   return selection;
 }
@@ -32,27 +32,28 @@ item_selection select_listed(vod_service& service, const item_choice& choice,
                              bool (*fits)(const item_view& item)) {
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, {}, listing, failure)) return {report_reply("", failure), {}};
+  if (!read_queue(service, {}, listing, failure)) { return {report_reply("", failure), {}}; }
   item_selection selection;
   for (const auto& listed : listing.items) {
     const bool is_meant = choice.all ? fits(listed.item) : listed.item.is_in(choice.state);
-    if (is_meant) selection.ids.push_back(listed.item.entry_id);
+    if (is_meant) { selection.ids.push_back(listed.item.entry_id); }
   }
-  if (selection.ids.empty()) report("", "there is no such item in the queue");
+  if (selection.ids.empty()) { report("", "there is no such item in the queue"); }
   return selection;
 }
 
 }  // namespace
 
 void order_for_stopping(vod_service& service, std::vector<std::string>& ids) {
-  if (ids.size() < 2) return;
+  if (ids.size() < 2) { return; }
   std::reverse(ids.begin(), ids.end());
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, {}, listing, failure)) return;
+  if (!read_queue(service, {}, listing, failure)) { return; }
   std::map<std::string, std::pair<bool, std::uint64_t>> turns;
-  for (const auto& [position, item] : listing.items)
+  for (const auto& [position, item] : listing.items) {
     turns[item.entry_id] = {item.holds_a_turn(), listing.total - position};
+  }
   std::stable_sort(ids.begin(), ids.end(), [&](const std::string& one, const std::string& other) {
     return turns[one] < turns[other];
   });

@@ -17,8 +17,9 @@ const table_row heading = {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "INPUT F
 std::size_t common_length(const std::string& one, const std::string& other) {
   const auto shorter = std::min(one.size(), other.size());
   std::size_t length = 0;
-  while (length < shorter && one[length] == other[length])
+  while (length < shorter && one[length] == other[length]) {
     ++length;
+  }
   return length;
 }
 
@@ -36,8 +37,9 @@ table_row row_of(const listed_item& listed, std::size_t id_length) {
 std::array<std::size_t, column_count> widths_of(const std::vector<table_row>& rows) {
   std::array<std::size_t, column_count> widths{};
   for (const auto& row : rows) {
-    for (std::size_t i = 0; i < column_count; ++i)
+    for (std::size_t i = 0; i < column_count; ++i) {
       widths[i] = std::max(widths[i], columns(row[i]));
+    }
   }
   return widths;
 }
@@ -48,8 +50,9 @@ std::array<std::size_t, column_count> widths_of(const std::vector<table_row>& ro
 std::size_t telling_length(const std::vector<listed_item>& items) {
   std::vector<std::string> ids;
   ids.reserve(items.size());
-  for (const auto& listed : items)
+  for (const auto& listed : items) {
     ids.push_back(listed.item.entry_id);
+  }
   std::sort(ids.begin(), ids.end());
   std::size_t length = shortest_id;
   for (std::size_t i = 1; i < ids.size(); ++i) {
@@ -59,11 +62,12 @@ std::size_t telling_length(const std::vector<listed_item>& items) {
 }
 
 std::string item_table(const std::vector<listed_item>& items) {
-  if (items.empty()) return "";
+  if (items.empty()) { return ""; }
   std::vector<table_row> rows = {heading};
   const std::size_t id_length = telling_length(items);
-  for (const auto& listed : items)
+  for (const auto& listed : items) {
     rows.push_back(row_of(listed, id_length));
+  }
   const auto widths = widths_of(rows);
   std::string table;
   for (const auto& row : rows) {

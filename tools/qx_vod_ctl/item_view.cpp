@@ -12,7 +12,7 @@ constexpr const char* step_keys[] = {"ready state", "remote transcode state", "t
 
 std::string step_of(const json11::Json& json) {
   for (const char* key : step_keys) {
-    if (json[key].is_string()) return json[key].string_value();
+    if (json[key].is_string()) { return json[key].string_value(); }
   }
   return "";
 }
@@ -42,8 +42,9 @@ bool read_item(const json11::Json& json, item_view& item) {
   item.output_file = json["output file"].string_value();
   item.profile = json["transcode profile"].string_value();
   item.offered.clear();
-  for (const auto& name : json["quoted profile"].array_items())
+  for (const auto& name : json["quoted profile"].array_items()) {
     item.offered.push_back(name.string_value());
+  }
   item.state = json["transcode state"].string_value();
   item.sub_state = step_of(json);
   item.text = json["state"].string_value();
@@ -66,7 +67,7 @@ bool read_item(const std::string& json_text, item_view& item) {
 
 void read_reason(item_view& item) {
   item.reason.clear();
-  if (!item.cancelled()) return;
+  if (!item.cancelled()) { return; }
   item.reason = why_it_failed({item.text, item.input_file, item.output_file, item.fileops_job});
 }
 

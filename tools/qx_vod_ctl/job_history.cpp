@@ -4,9 +4,6 @@
 //   speed VALUE PROFILE                seconds of source in a second
 #include "tools/qx_vod_ctl/job_history.h"
 
-#include "platform/directories.h"
-#include "platform/unique_fd.h"
-
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -17,6 +14,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/directories.h"
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -46,11 +46,11 @@ bool sensible(double value) {
 
 void job_history::load(const std::string& path) {
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return;
+  if (stat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) { return; }
   std::ifstream file(path);
   std::string line;
   for (std::size_t i = 0; i < most_lines && std::getline(file, line); ++i) {
-    if (line.size() <= longest_line) take_line(line);
+    if (line.size() <= longest_line) { take_line(line); }
   }
 }
 
@@ -61,7 +61,7 @@ void job_history::take_line(const std::string& line) {
   if (kind == "running") {
     std::string id;
     progress_seen seen;
-    if (words >> id >> seen.since >> seen.from >> seen.until >> seen.to) running_[id] = seen;
+    if (words >> id >> seen.since >> seen.from >> seen.until >> seen.to) { running_[id] = seen; }
   } else if (kind == "speed") {
     double value = 0.0;
     std::string profile;
@@ -72,22 +72,22 @@ void job_history::take_line(const std::string& line) {
 }
 
 bool job_history::save(const std::string& path) const {
-  if (!is_folder_of_this_user(path.substr(0, path.rfind('/')))) return false;
+  if (!is_folder_of_this_user(path.substr(0, path.rfind('/')))) { return false; }
   std::string temporary = path + ".XXXXXX";
-  if (!unique_fd(mkostemp(temporary.data(), O_CLOEXEC)).valid()) return false;
+  if (!unique_fd(mkostemp(temporary.data(), O_CLOEXEC)).valid()) { return false; }
   std::ofstream file(temporary);
   std::size_t lines = 0;
   for (const auto& [profile, value] : speeds_) {
-    if (++lines > most_lines / 2) break;
+    if (++lines > most_lines / 2) { break; }
     file << "speed " << std::setprecision(6) << value << " " << profile << "\n";
   }
   for (const auto& [id, seen] : running_) {
-    if (++lines > most_lines) break;
+    if (++lines > most_lines) { break; }
     file << "running " << id << " " << seen.since << " " << seen.from << " " << seen.until << " "
          << seen.to << "\n";
   }
   file.close();
-  if (file && rename(temporary.c_str(), path.c_str()) == 0) return true;
+  if (file && rename(temporary.c_str(), path.c_str()) == 0) { return true; }
   unlink(temporary.c_str());
   return false;
 }
@@ -97,26 +97,27 @@ void job_history::note(const std::string& id, const std::string& profile, int pr
   drop_older_than(now - longest_gap_s);
   progress_seen& seen = running_[id];
   const bool follows = seen.since > 0 && progress >= seen.to && now >= seen.until;
-  if (!follows) seen = {now, progress, now, progress};
+  if (!follows) { seen = {now, progress, now, progress}; }
   seen.until = now;
   seen.to = progress;
   const auto share = rate(id);
-  if (!share || !length || !sensible(*share * *length) || profile.empty()) return;
+  if (!share || !length || !sensible(*share * *length) || profile.empty()) { return; }
   const auto known = speeds_.emplace(profile, *share * *length);
-  if (known.second) return;
+  if (known.second) { return; }
   known.first->second += newest_share * (*share * *length - known.first->second);
 }
 
 void job_history::drop_older_than(std::int64_t moment) {
-  for (auto job = running_.begin(); job != running_.end();)
+  for (auto job = running_.begin(); job != running_.end();) {
     job = job->second.until < moment ? running_.erase(job) : std::next(job);
+  }
 }
 
 std::optional<double> job_history::rate(const std::string& id) const {
   const auto found = running_.find(id);
-  if (found == running_.end()) return std::nullopt;
+  if (found == running_.end()) { return std::nullopt; }
   const progress_seen& seen = found->second;
-  if (seen.until - seen.since < shortest_look_s || seen.to <= seen.from) return std::nullopt;
+  if (seen.until - seen.since < shortest_look_s || seen.to <= seen.from) { return std::nullopt; }
   return (seen.to - seen.from) / 10000.0 / static_cast<double>(seen.until - seen.since);
 }
 

@@ -13,13 +13,13 @@ int job_waiter::wait(const std::vector<std::string>& ids) {
   while (!pending.empty()) {
     if (first_looks == 0 || away_) {
       pause_();
-      if (progress_ != nullptr && pending.front() != running_) look_at_running();
+      if (progress_ != nullptr && pending.front() != running_) { look_at_running(); }
     } else {
       --first_looks;
     }
     const std::string id = pending.front();
     pending.pop_front();
-    if (!has_ended(id)) pending.push_back(id);
+    if (!has_ended(id)) { pending.push_back(id); }
   }
   return exit_status_;
 }
@@ -32,7 +32,7 @@ bool job_waiter::has_ended(const std::string& id) {
 
 // Its end is told when its turn comes.
 void job_waiter::look_at_running() {
-  if (running_.empty() || away_) return;
+  if (running_.empty() || away_) { return; }
   const auto reply = service_.request("list", {{"entry id", running_}});
   item_view item;
   const bool goes_on = reply.accepted() && read_item(reply.data, item) && item.running();
@@ -40,20 +40,20 @@ void job_waiter::look_at_running() {
 }
 
 void job_waiter::note_progress(const item_view& item) {
-  if (progress_ == nullptr) return;
-  if (item.running()) running_ = item.entry_id;
-  if (running_.empty() || running_ == item.entry_id) progress_->show(item);
+  if (progress_ == nullptr) { return; }
+  if (item.running()) { running_ = item.entry_id; }
+  if (running_.empty() || running_ == item.entry_id) { progress_->show(item); }
 }
 
 void job_waiter::clear_progress() const {
-  if (progress_ != nullptr) progress_->clear();
+  if (progress_ != nullptr) { progress_->clear(); }
 }
 
 void job_waiter::note_absence(const service_reply& reply) {
   const bool away = reply.exit_status == exit_no_service;
-  if (away != away_) clear_progress();
-  if (away && !away_) report("", reply.text + "; still waiting");
-  if (!away && away_) report("", "the service is back");
+  if (away != away_) { clear_progress(); }
+  if (away && !away_) { report("", reply.text + "; still waiting"); }
+  if (!away && away_) { report("", "the service is back"); }
   away_ = away;
 }
 
@@ -71,7 +71,7 @@ bool job_waiter::judge(const std::string& id, const service_reply& reply) {
   }
   clear_progress();
   json_ ? print_raw(reply.data) : print_item(item);
-  if (running_ == id) running_.clear();
-  if (item.cancelled()) exit_status_ = std::max(exit_status_, exit_job_failed);
+  if (running_ == id) { running_.clear(); }
+  if (item.cancelled()) { exit_status_ = std::max(exit_status_, exit_job_failed); }
   return true;
 }

@@ -1,14 +1,14 @@
 // qx_vod_ctl: speaks with the service over its control socket.
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <iterator>
+
 #include "tools/common/command_line.h"
 #include "tools/qx_vod_ctl/help_form.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"
-
-#include <algorithm>
-#include <cstdio>
-#include <exception>
-#include <iterator>
 
 namespace {
 
@@ -42,7 +42,7 @@ constexpr const char* exit_status_help =
 // named like that, and with "./" in front the name means the same file.
 void keep_brackets(std::vector<std::string>& arguments) {
   for (std::size_t i = 2; i < arguments.size() && arguments[1] == "add"; ++i) {
-    if (arguments[i][0] == '[') arguments[i].insert(0, "./");
+    if (arguments[i][0] == '[') { arguments[i].insert(0, "./"); }
   }
 }
 
@@ -58,7 +58,7 @@ bool is_for_the_whole_program(const std::string& argument) {
 // Options without a subcommand are those of the one that is done then.
 void name_subcommand(std::vector<std::string>& arguments) {
   const bool names_one = arguments.size() > 1 && arguments[1].substr(0, 1) != "-";
-  if (names_one || (arguments.size() > 1 && is_for_the_whole_program(arguments[1]))) return;
+  if (names_one || (arguments.size() > 1 && is_for_the_whole_program(arguments[1]))) { return; }
   arguments.insert(arguments.begin() + 1, "status");
 }
 
@@ -72,14 +72,15 @@ int parse(CLI::App& app, int argc, char** argv) {
   keep_brackets(arguments);
   std::vector<char*> pointers;
   pointers.reserve(arguments.size());
-  for (auto& argument : arguments)
+  for (auto& argument : arguments) {
     pointers.push_back(argument.data());
+  }
   return parse_command_line(app, static_cast<int>(pointers.size()), pointers.data());
 }
 
 // A table that did not reach its file is no success.
 int end_of_output(int status) {
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) { return status; }
   report("standard output", "cannot be written");
   return std::max(status, exit_job_failed);
 }
@@ -95,10 +96,10 @@ int run(int argc, char** argv) {
     actions.emplace_back(parser, define(*parser));
   }
   const int status = parse(app, argc, argv);
-  if (status != keep_going) return status;
+  if (status != keep_going) { return status; }
   service_connection service;
   for (const auto& [parser, action] : actions) {
-    if (parser->parsed()) return end_of_output(action(service));
+    if (parser->parsed()) { return end_of_output(action(service)); }
   }
   return exit_usage;
 }

@@ -17,8 +17,9 @@ constexpr const char* media_extensions[] = {
 
 bool is_named_like_media(const fs::path& file) {
   std::string extension = file.extension().string();
-  for (char& c : extension)
+  for (char& c : extension) {
     c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
   return std::find(std::begin(media_extensions), std::end(media_extensions), extension) !=
          std::end(media_extensions);
 }
@@ -29,7 +30,7 @@ bool is_hidden(const fs::path& path) {
 
 void note(const fs::directory_entry& entry, media_folder& folder) {
   std::error_code error;
-  if (entry.is_symlink(error) || !entry.is_regular_file(error)) return;
+  if (entry.is_symlink(error) || !entry.is_regular_file(error)) { return; }
   if (is_named_like_media(entry.path())) {
     folder.files.push_back(entry.path().string());
   } else {
@@ -43,14 +44,14 @@ void walk(const fs::path& path, media_folder& folder, std::vector<fs::path>& wai
   fs::directory_iterator at(path, error);
   for (; !error && at != fs::directory_iterator(); at.increment(error)) {
     std::error_code unknown;
-    if (is_hidden(at->path())) continue;
+    if (is_hidden(at->path())) { continue; }
     if (!at->is_symlink(unknown) && at->is_directory(unknown)) {
       waiting.push_back(at->path());
     } else {
       note(*at, folder);
     }
   }
-  if (error) folder.unreadable.emplace_back(path.string(), error.message());
+  if (error) { folder.unreadable.emplace_back(path.string(), error.message()); }
 }
 
 }  // namespace

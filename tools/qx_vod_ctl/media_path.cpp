@@ -14,7 +14,7 @@ void append_components(std::string_view path, std::vector<std::string_view>& com
     const auto end = path.find('/');
     const std::string_view component = path.substr(0, end);
     if (component == "..") {
-      if (!components.empty()) components.pop_back();
+      if (!components.empty()) { components.pop_back(); }
     } else if (!component.empty() && component != ".") {
       components.push_back(component);
     }
@@ -29,13 +29,14 @@ struct text_freer {
 }  // namespace
 
 std::string absolute_path(std::string_view path, std::string_view folder) {
-  if (path.empty() || (path[0] != '/' && folder.empty())) return "";
+  if (path.empty() || (path[0] != '/' && folder.empty())) { return ""; }
   std::vector<std::string_view> components;
-  if (path[0] != '/') append_components(folder, components);
+  if (path[0] != '/') { append_components(folder, components); }
   append_components(path, components);
   std::string absolute;
-  for (const auto component : components)
+  for (const auto component : components) {
     absolute.append("/").append(component);
+  }
   return absolute.empty() ? "/" : absolute;
 }
 

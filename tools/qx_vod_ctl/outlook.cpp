@@ -14,7 +14,7 @@ bool waits(const item_view& item) {
 }  // namespace
 
 outlook::outlook() : path_(job_history_path()) {
-  if (!path_.empty()) history_.load(path_);
+  if (!path_.empty()) { history_.load(path_); }
 }
 
 void outlook::note(const std::vector<listed_item>& items, std::int64_t now) {
@@ -32,8 +32,8 @@ std::vector<std::optional<double>> outlook::time_left(const std::vector<listed_i
   jobs.reserve(items.size());
   for (const auto& [position, item] : items) {
     job_outlook job;
-    if (item.state == "transcoding") job.now = job_outlook::phase::running;
-    if (waits(item)) job.now = job_outlook::phase::waiting;
+    if (item.state == "transcoding") { job.now = job_outlook::phase::running; }
+    if (waits(item)) { job.now = job_outlook::phase::waiting; }
     job.paused = item.paused;
     if (job.now != job_outlook::phase::other) {
       job.share_done = item.progress / 10000.0;
@@ -53,12 +53,12 @@ std::optional<double> outlook::speed(const item_view& item) {
 }
 
 void outlook::save() const {
-  if (!path_.empty()) history_.save(path_);
+  if (!path_.empty()) { history_.save(path_); }
 }
 
 std::optional<double> outlook::length_of(const std::string& file) {
   const auto known = lengths_.find(file);
-  if (known != lengths_.end() && known->second) return known->second;
+  if (known != lengths_.end() && known->second) { return known->second; }
   const double length = media_metadata(file).length();
   return lengths_[file] = length > 0 ? std::optional<double>(length) : std::nullopt;
 }

@@ -1,19 +1,19 @@
 // The progress of a job for somebody who watches it.
 #include "tools/qx_vod_ctl/progress_line.h"
 
+#include <ctime>
+
 #include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/queue_screen.h"
 #include "tools/qx_vod_ctl/terminal.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
-#include <ctime>
-
 std::string progress_text(const item_view& item, const std::string& estimate, bool blocks) {
   std::string line = item.entry_id.substr(0, 8) + "  " + item.state_and_step();
-  if (item.running()) line += "  " + progress_bar(item.progress, 20, blocks);
-  if (!estimate.empty()) line += "  " + estimate;
+  if (item.running()) { line += "  " + progress_bar(item.progress, 20, blocks); }
+  if (!estimate.empty()) { line += "  " + estimate; }
   line += "  " + item.input_file.substr(item.input_file.rfind('/') + 1);
-  if (!item.text.empty()) line += "  " + item.text;
+  if (!item.text.empty()) { line += "  " + item.text; }
   return printable(line);
 }
 
@@ -28,7 +28,7 @@ std::string progress_line::estimate_of(const item_view& item) {
   listed.item = item;
   outlook_.note({listed}, std::time(nullptr));
   const auto left = outlook_.time_left({listed});
-  if (!item.transcoding_here() || !left[0]) return "";
+  if (!item.transcoding_here() || !left[0]) { return ""; }
   return duration_text(*left[0]) + " left";
 }
 
@@ -42,14 +42,14 @@ void progress_line::show(const item_view& item) {
     item_view rounded = item;
     rounded.progress -= rounded.progress % 1000;
     const std::string line = progress_text(rounded, "", locale_is_unicode());
-    if (line != last_) std::fprintf(stream_, "%s\n", line.c_str());
+    if (line != last_) { std::fprintf(stream_, "%s\n", line.c_str()); }
     last_ = line;
   }
   std::fflush(stream_);
 }
 
 void progress_line::clear() {
-  if (!is_shown_) return;
+  if (!is_shown_) { return; }
   std::fputs("\r\x1b[K", stream_);
   std::fflush(stream_);
   is_shown_ = false;

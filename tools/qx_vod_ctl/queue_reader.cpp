@@ -25,7 +25,7 @@ void append_page(const json11::Json& page, queue_listing& listing) {
   for (const auto& json : page["list"].array_items()) {
     listed_item listed;
     listed.position = position++;
-    if (read_item(json, listed.item)) listing.items.push_back(std::move(listed));
+    if (read_item(json, listed.item)) { listing.items.push_back(std::move(listed)); }
   }
 }
 
@@ -33,10 +33,10 @@ bool read_page(vod_service& service, std::uint64_t first, std::uint64_t last, js
                service_reply& reply) {
   const name_values range = {{"start", std::to_string(first)}, {"end", std::to_string(last)}};
   reply = service.request("list", range);
-  if (!reply.accepted()) return false;
+  if (!reply.accepted()) { return false; }
   std::string error;
   page = json11::Json::parse(reply.data, error);
-  if (page["list"].is_array() && page["total"].is_number()) return true;
+  if (page["list"].is_array() && page["total"].is_number()) { return true; }
   reply.exit_status = exit_no_service;
   reply.text = "the service's listing cannot be understood";
   return false;
@@ -50,10 +50,10 @@ reading read_once(vod_service& service, const queue_range& range, queue_listing&
   for (std::uint64_t first = range.first; more && first <= range.last; first += page_size) {
     json11::Json page;
     const auto last = std::min(range.last, first + page_size - 1);
-    if (!read_page(service, first, last, page, failure)) return reading::failed;
+    if (!read_page(service, first, last, page, failure)) { return reading::failed; }
     const json11::Json& counter = page["modify counter"];
-    if (first == range.first) first_counter = counter;
-    if (counter != first_counter) return reading::queue_changed;
+    if (first == range.first) { first_counter = counter; }
+    if (counter != first_counter) { return reading::queue_changed; }
     listing.total = count(page["total"]);
     append_page(page, listing);
     listing.pages.push_back(std::move(failure.data));

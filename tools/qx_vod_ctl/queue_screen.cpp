@@ -30,8 +30,10 @@ bool is_narrow(const screen_style& style) {
 }
 
 cells headings(const screen_style& style) {
-  if (is_cramped(style)) return {"POS", "ID", "STATE", "%", "PROF", "READY", "INPUT", "TEXT"};
-  if (is_narrow(style)) return {"POS", "ID", "STATE", "PROGRESS", "PROF", "READY", "INPUT", "TEXT"};
+  if (is_cramped(style)) { return {"POS", "ID", "STATE", "%", "PROF", "READY", "INPUT", "TEXT"}; }
+  if (is_narrow(style)) {
+    return {"POS", "ID", "STATE", "PROGRESS", "PROF", "READY", "INPUT", "TEXT"};
+  }
   return {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "READY AT", "INPUT", "TEXT"};
 }
 
@@ -40,9 +42,9 @@ bool has_progress(const item_view& item) {
 }
 
 std::string progress_cell(const item_view& item, const screen_style& style) {
-  if (!has_progress(item)) return "";
-  if (style.width == 0) return percent(item.progress);
-  if (is_cramped(style)) return std::to_string(item.progress / 100) + "%";
+  if (!has_progress(item)) { return ""; }
+  if (style.width == 0) { return percent(item.progress); }
+  if (is_cramped(style)) { return std::to_string(item.progress / 100) + "%"; }
   return progress_bar(item.progress, is_narrow(style) ? 6 : 12, style.blocks);
 }
 
@@ -54,8 +56,8 @@ std::string name_cell(const std::string& path, const screen_style& style) {
 
 // Where there is no room for the text, the state says what mostly stands in it.
 std::string state_cell(const item_view& item, const screen_style& style) {
-  if (is_cramped(style) && item.is_in(failed_jobs)) return failed_jobs;
-  if (is_cramped(style) && item.paused && !item.cancelled() && !item.done()) return "paused";
+  if (is_cramped(style) && item.is_in(failed_jobs)) { return failed_jobs; }
+  if (is_cramped(style) && item.paused && !item.cancelled() && !item.done()) { return "paused"; }
   return printable(is_narrow(style) ? item.state : item.state_and_step());
 }
 
@@ -77,12 +79,13 @@ cells cells_of(const screen_row& row, std::size_t id_length, const screen_style&
 widths natural_widths(const std::vector<cells>& rows, const screen_style& style) {
   widths result{};
   for (const auto& row : rows) {
-    for (std::size_t i = 0; i < column_count; ++i)
+    for (std::size_t i = 0; i < column_count; ++i) {
       result[i] = std::max(result[i], columns(row[i]));
+    }
   }
   const cells heads = headings(style);
   for (std::size_t i = 0; i < column_count; ++i) {
-    if (result[i] > 0) result[i] = std::max(result[i], heads[i].size());
+    if (result[i] > 0) { result[i] = std::max(result[i], heads[i].size()); }
   }
   return result;
 }
@@ -93,15 +96,16 @@ std::size_t gap_of(const screen_style& style) {
 
 std::size_t taken_before_name(const widths& width, const screen_style& style) {
   std::size_t taken = 0;
-  for (std::size_t i = 0; i < name; ++i)
+  for (std::size_t i = 0; i < name; ++i) {
     taken += width[i] > 0 ? width[i] + gap_of(style) : 0;
+  }
   return taken;
 }
 
 void make_room_for_name(widths& width, const screen_style& style) {
   const std::size_t wanted = std::min(width[name], least_name);
   for (const column one : first_to_go) {
-    if (taken_before_name(width, style) + wanted > style.width) width[one] = 0;
+    if (taken_before_name(width, style) + wanted > style.width) { width[one] = 0; }
   }
 }
 
@@ -126,17 +130,17 @@ void share_rest(widths& result, const screen_style& style) {
 
 widths widths_of(const std::vector<cells>& rows, const screen_style& style) {
   widths result = natural_widths(rows, style);
-  if (style.width > 0) share_rest(result, style);
+  if (style.width > 0) { share_rest(result, style); }
   return result;
 }
 
 std::string line_of(const cells& row, const widths& width, std::size_t gap) {
   std::string line;
   for (std::size_t i = 0; i < column_count; ++i) {
-    if (width[i] == 0) continue;
+    if (width[i] == 0) { continue; }
     const bool is_number = i == position;
     const std::string cell = i == name ? cut_middle(row[i], width[i]) : cut_end(row[i], width[i]);
-    if (is_number) line.append(width[i] - columns(cell), ' ');
+    if (is_number) { line.append(width[i] - columns(cell), ' '); }
     line += is_number ? cell : padded(cell, width[i]);
     line.append(gap, ' ');
   }
@@ -145,9 +149,9 @@ std::string line_of(const cells& row, const widths& width, std::size_t gap) {
 }
 
 const char* colour_of(const item_view& item) {
-  if (item.state == "cancelled" || item.state == "cancelling") return "31";
-  if (item.paused) return "33";
-  if (item.running()) return "1;32";
+  if (item.state == "cancelled" || item.state == "cancelling") { return "31"; }
+  if (item.paused) { return "33"; }
+  if (item.running()) { return "1;32"; }
   return item.done() ? "32" : "";
 }
 
@@ -157,8 +161,8 @@ std::string painted(const std::string& line, const char* colour) {
 
 std::string finished_line(std::string line, const item_view& item, const screen_style& style,
                           bool is_selected) {
-  if (style.width > 0) line = cut_end(line, style.width);
-  if (is_selected) return painted(padded(std::move(line), style.width), "7");
+  if (style.width > 0) { line = cut_end(line, style.width); }
+  if (is_selected) { return painted(padded(std::move(line), style.width), "7"); }
   return style.colour ? painted(line, colour_of(item)) : line;
 }
 
@@ -166,15 +170,16 @@ std::string finished_line(std::string line, const item_view& item, const screen_
 
 std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::size_t id_length,
                                      const screen_style& style, std::size_t selected) {
-  if (rows.empty()) return {};
+  if (rows.empty()) { return {}; }
   std::vector<cells> table;
   table.reserve(rows.size());
-  for (const auto& row : rows)
+  for (const auto& row : rows) {
     table.push_back(cells_of(row, id_length, style));
+  }
   const widths width = widths_of(table, style);
   const std::size_t gap = gap_of(style);
   std::string heading = line_of(headings(style), width, gap);
-  if (style.width > 0) heading = cut_end(heading, style.width);
+  if (style.width > 0) { heading = cut_end(heading, style.width); }
   std::vector<std::string> lines = {style.colour ? painted(heading, "1") : heading};
   for (std::size_t i = 0; i < rows.size(); ++i) {
     lines.push_back(
@@ -186,11 +191,12 @@ std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::s
 std::string totals_line(const state_counts& counts) {
   std::size_t total = 0;
   std::string parts;
-  for (const auto& [state, count] : counts)
+  for (const auto& [state, count] : counts) {
     total += count;
+  }
   for (const char* state : job_states) {
     const auto found = counts.find(state);
-    if (found == counts.end()) continue;
+    if (found == counts.end()) { continue; }
     parts += (parts.empty() ? ": " : ", ") + std::to_string(found->second) + " " + state;
   }
   return std::to_string(total) + (total == 1 ? " item" : " items") + parts;

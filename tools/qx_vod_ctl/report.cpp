@@ -12,26 +12,26 @@ void print_line(std::string_view line) {
 }
 
 void print_raw(const std::string& data) {
-  if (!data.empty()) print_line(data);
+  if (!data.empty()) { print_line(data); }
 }
 
 void print_item(const item_view& item) {
   std::string line = item.entry_id + "  " + item.state_and_step();
-  if (!item.text.empty()) line += "  " + item.text;
+  if (!item.text.empty()) { line += "  " + item.text; }
   print_line(printable(line));
 }
 
 void report(std::string_view subject, std::string_view cause) {
   std::string line = "qx_vod_ctl: ";
-  if (!subject.empty()) line.append(printable(subject)).append(": ");
+  if (!subject.empty()) { line.append(printable(subject)).append(": "); }
   std::fprintf(stderr, "%s\n", line.append(printable(cause)).c_str());
 }
 
 int report_reply(std::string_view subject, const service_reply& reply) {
   item_view item;
   std::string cause = reply.text;
-  if (read_item(reply.data, item) && !item.text.empty()) cause += " (" + item.text + ")";
-  if (!reply.advice.empty()) cause += "; " + reply.advice;
+  if (read_item(reply.data, item) && !item.text.empty()) { cause += " (" + item.text + ")"; }
+  if (!reply.advice.empty()) { cause += "; " + reply.advice; }
   // Without a service it is not this item's fault.
   report(reply.exit_status == exit_no_service ? "" : subject, cause);
   return reply.exit_status;

@@ -29,7 +29,7 @@ std::string without_credential(const std::string& argument) {
 
 secret_mask::secret_mask(const std::vector<std::string>& secrets) {
   for (const auto& secret : secrets) {
-    if (!secret.empty()) secrets_.push_back(secret);
+    if (!secret.empty()) { secrets_.push_back(secret); }
   }
   std::sort(secrets_.begin(), secrets_.end(), [](const std::string& a, const std::string& b) {
     return a.size() != b.size() ? a.size() > b.size() : a < b;
@@ -49,19 +49,21 @@ std::string secret_mask::masked(const std::string& text) const {
 }
 
 json11::Json secret_mask::masked_json(const json11::Json& json) const {
-  if (json.is_string()) return masked(json.string_value());
-  if (json.is_object()) return masked_object(json.object_items());
-  if (!json.is_array()) return json;
+  if (json.is_string()) { return masked(json.string_value()); }
+  if (json.is_object()) { return masked_object(json.object_items()); }
+  if (!json.is_array()) { return json; }
   json11::Json::array elements;
-  for (const auto& element : json.array_items())
+  for (const auto& element : json.array_items()) {
     elements.push_back(masked_json(element));
+  }
   return elements;
 }
 
 json11::Json secret_mask::masked_object(const json11::Json::object& object) const {
   json11::Json::object result;
-  for (const auto& [key, value] : object)
+  for (const auto& [key, value] : object) {
     result[masked(key)] = key == arguments_key ? masked_arguments(value) : masked_json(value);
+  }
   return result;
 }
 

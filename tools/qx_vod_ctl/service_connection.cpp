@@ -1,9 +1,9 @@
 // Requests over the control socket, and what their answers amount to.
 #include "tools/qx_vod_ctl/service_connection.h"
 
-#include "platform/clock.h"
-
 #include <unistd.h>
+
+#include "platform/clock.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ constexpr text_and_advice advices[] = {
 
 std::string advice_about(std::string_view text) {
   for (const auto& known : advices) {
-    if (known.text == text) return known.advice;
+    if (known.text == text) { return known.advice; }
   }
   return "";
 }
@@ -60,7 +60,7 @@ service_reply no_answer(comm_client_result result, const std::string& socket_pat
 
 service_reply answer(comm_socket_v4_packet& packet) {
   service_reply reply;
-  if (packet.words.size() > 1) reply.text = packet.words[1];
+  if (packet.words.size() > 1) { reply.text = packet.words[1]; }
   reply.advice = advice_about(reply.text);
   reply.pairs = std::move(packet.nv_pairs);
   reply.data = std::move(packet.data);
@@ -77,7 +77,7 @@ service_reply answer(comm_socket_v4_packet& packet) {
 std::string service_reply::pair(std::string_view name) const {
   std::string found;
   for (const auto& [key, value] : pairs) {
-    if (key == name) found = value;
+    if (key == name) { found = value; }
   }
   return found;
 }

@@ -18,7 +18,7 @@ std::string_view environment(const char* name) {
 // The first of the three that is set decides, as in the C library.
 std::string_view character_set() {
   for (const char* name : {"LC_ALL", "LC_CTYPE", "LANG"}) {
-    if (const auto value = environment(name); !value.empty()) return value;
+    if (const auto value = environment(name); !value.empty()) { return value; }
   }
   return "";
 }
@@ -36,14 +36,14 @@ bool output_is_terminal() {
 screen_size terminal_size() {
   winsize size{};
   screen_size result;
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) return result;
-  if (size.ws_row > 0) result.rows = size.ws_row;
-  if (size.ws_col > 0) result.columns = size.ws_col;
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) { return result; }
+  if (size.ws_row > 0) { result.rows = size.ws_row; }
+  if (size.ws_col > 0) { result.columns = size.ws_col; }
   return result;
 }
 
 bool colour_is_wanted(const std::string& choice) {
-  if (choice != "auto") return choice == "always";
+  if (choice != "auto") { return choice == "always"; }
   return output_is_terminal() && environment("NO_COLOR").empty() && environment("TERM") != "dumb" &&
          !environment("TERM").empty();
 }

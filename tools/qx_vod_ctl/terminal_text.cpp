@@ -38,9 +38,9 @@ bool second_byte_fits(unsigned char first, unsigned char second) {
 }
 
 std::size_t length_by_first_byte(unsigned char first) {
-  if (first >= 0x20 && first < 0x7F) return 1;
-  if (first >= 0xC2 && first < 0xE0) return 2;
-  if (first >= 0xE0 && first < 0xF0) return 3;
+  if (first >= 0x20 && first < 0x7F) { return 1; }
+  if (first >= 0xC2 && first < 0xE0) { return 2; }
+  if (first >= 0xE0 && first < 0xF0) { return 3; }
   return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
@@ -62,11 +62,11 @@ bool disturbs_line(char32_t code) {
 // The bytes of the character in front that may be shown as it is; 0 where there is none.
 std::size_t character_length(std::string_view text) {
   const std::size_t length = length_by_first_byte(byte_at(text, 0));
-  if (length > text.size()) return 0;
+  if (length > text.size()) { return 0; }
   for (std::size_t i = 1; i < length; ++i) {
-    if (!is_continuation(byte_at(text, i))) return 0;
+    if (!is_continuation(byte_at(text, i))) { return 0; }
   }
-  if (length < 2) return length;
+  if (length < 2) { return length; }
   return second_byte_fits(byte_at(text, 0), byte_at(text, 1)) &&
                  !disturbs_line(code_point(text.substr(0, length)))
              ? length
@@ -120,7 +120,7 @@ std::vector<glyph> glyphs_of(std::string_view text) {
 std::string head(const std::vector<glyph>& glyphs, std::size_t width) {
   std::string text;
   for (const auto& [bytes, taken] : glyphs) {
-    if (taken > width) break;
+    if (taken > width) { break; }
     width -= taken;
     text += bytes;
   }
@@ -133,7 +133,7 @@ std::string tail(const std::vector<glyph>& glyphs, std::size_t width) {
   std::string marks;
   for (auto at = glyphs.rbegin(); at != glyphs.rend() && at->width <= width; ++at) {
     marks.insert(0, at->bytes);
-    if (at->width == 0) continue;
+    if (at->width == 0) { continue; }
     width -= at->width;
     text.insert(0, marks);
     marks.clear();
@@ -142,7 +142,7 @@ std::string tail(const std::vector<glyph>& glyphs, std::size_t width) {
 }
 
 std::string escaped(unsigned char byte) {
-  if (byte == '\n') return "\\n";
+  if (byte == '\n') { return "\\n"; }
   char hexadecimal[5];
   std::snprintf(hexadecimal, sizeof hexadecimal, "\\x%02x", static_cast<unsigned>(byte));
   return hexadecimal;
@@ -166,19 +166,20 @@ std::string printable(std::string_view text) {
 
 std::size_t columns(std::string_view text) {
   std::size_t width = 0;
-  for (const auto& character : glyphs_of(text))
+  for (const auto& character : glyphs_of(text)) {
     width += character.width;
+  }
   return width;
 }
 
 std::string cut_end(std::string_view text, std::size_t width) {
-  if (columns(text) <= width) return std::string(text);
+  if (columns(text) <= width) { return std::string(text); }
   return width == 0 ? "" : head(glyphs_of(text), width - 1) + ellipsis;
 }
 
 std::string cut_middle(std::string_view text, std::size_t width) {
-  if (columns(text) <= width) return std::string(text);
-  if (width < 4) return cut_end(text, width);
+  if (columns(text) <= width) { return std::string(text); }
+  if (width < 4) { return cut_end(text, width); }
   const auto glyphs = glyphs_of(text);
   const std::size_t front = (width - 1) / 2;
   return head(glyphs, front) + ellipsis + tail(glyphs, width - 1 - front);

@@ -15,10 +15,10 @@ int read_bytes(int fd, std::size_t limit, std::string& text) {
   char block[65536];
   ssize_t got = 0;
   while ((got = read(fd, block, sizeof block)) != 0) {
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return errno;
+    if (got < 0 && errno == EINTR) { continue; }
+    if (got < 0) { return errno; }
     text.append(block, static_cast<std::size_t>(got));
-    if (text.size() <= limit) continue;
+    if (text.size() <= limit) { continue; }
     text.resize(limit);
     return EFBIG;
   }
@@ -45,8 +45,8 @@ bool text_file::missing() const {
 }
 
 std::string text_file::cause() const {
-  if (error == EINVAL) return "is no regular file";
-  if (error == ELOOP) return "is a symbolic link";
+  if (error == EINVAL) { return "is no regular file"; }
+  if (error == ELOOP) { return "is a symbolic link"; }
   return error == EFBIG ? "is too large" : std::strerror(error);
 }
 
@@ -59,7 +59,7 @@ text_file read_text_file_without_links(const std::string& folder, const std::str
   const unique_fd place(open(folder.c_str(), O_RDONLY | O_CLOEXEC | O_DIRECTORY | O_NOFOLLOW));
   text_file none;
   none.error = errno;
-  if (!place.valid()) return none;
+  if (!place.valid()) { return none; }
   return read_opened(unique_fd(openat(place.get(), name.c_str(), reading | O_NOFOLLOW)).get(),
                      limit);
 }
@@ -67,8 +67,8 @@ text_file read_text_file_without_links(const std::string& folder, const std::str
 bool write_text(int fd, std::string_view text) {
   while (!text.empty()) {
     const ssize_t count = write(fd, text.data(), text.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count < 0) return false;
+    if (count < 0 && errno == EINTR) { continue; }
+    if (count < 0) { return false; }
     text.remove_prefix(static_cast<std::size_t>(count));
   }
   return true;

@@ -1,11 +1,11 @@
 // Whole files: read with a limit, since somebody else may have put them there, and written.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <cstddef>
 #include <string>
 #include <string_view>
+
+#include <sys/stat.h>
 
 struct text_file {
   std::string text;

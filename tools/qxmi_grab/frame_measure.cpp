@@ -60,10 +60,11 @@ bool frame_measure::usable() const {
 }
 
 bool measure_frame(std::string_view grey, frame_measure& measure) {
-  if (grey.size() != width * height) return false;
+  if (grey.size() != width * height) { return false; }
   statistics light;
-  for (std::size_t at = 0; at < grey.size(); ++at)
+  for (std::size_t at = 0; at < grey.size(); ++at) {
     light.add(point(grey, at));
+  }
   measure = {light.mean(), std::sqrt(light.variance()), edge_variance(grey)};
   return true;
 }

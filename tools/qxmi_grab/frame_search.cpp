@@ -1,11 +1,11 @@
 // Finds a moment that is worth showing.
 #include "tools/qxmi_grab/frame_search.h"
 
-#include "tools/common/process_runner.h"
-#include "tools/common/tool_signals.h"
-
 #include <algorithm>
 #include <chrono>
+
+#include "tools/common/process_runner.h"
+#include "tools/common/tool_signals.h"
 
 namespace {
 
@@ -36,14 +36,14 @@ bool has_usable(const std::vector<candidate>& candidates) {
 
 // Whether `one` is the better of two that are both black or flat.
 bool less_bad(const frame_measure& one, const frame_measure& other) {
-  if (one.black() != other.black()) return other.black();
+  if (one.black() != other.black()) { return other.black(); }
   return one.black() ? one.brightness > other.brightness : one.contrast > other.contrast;
 }
 
 double greatest_sharpness(const std::vector<candidate>& candidates) {
   double greatest = 0.0;
   for (const candidate& one : candidates) {
-    if (one.measure.usable()) greatest = std::max(greatest, one.measure.sharpness);
+    if (one.measure.usable()) { greatest = std::max(greatest, one.measure.sharpness); }
   }
   return greatest;
 }
@@ -54,8 +54,8 @@ const candidate* best_candidate(const std::vector<candidate>& candidates) {
   const double enough = sharp_share * greatest_sharpness(candidates);
   const candidate* fallback = nullptr;
   for (const candidate& one : candidates) {
-    if (one.measure.usable() && one.measure.sharpness >= enough) return &one;
-    if (fallback == nullptr || less_bad(one.measure, fallback->measure)) fallback = &one;
+    if (one.measure.usable() && one.measure.sharpness >= enough) { return &one; }
+    if (fallback == nullptr || less_bad(one.measure, fallback->measure)) { fallback = &one; }
   }
   return fallback;
 }
@@ -67,12 +67,12 @@ std::optional<double> find_moment(const std::string& url, const media_info& medi
   std::vector<candidate> candidates;
   for (const int count : rounds) {
     for (const double moment : scattered_moments(window, count, random)) {
-      if (stop_signal() != 0 || clock_type::now() > deadline) break;
+      if (stop_signal() != 0 || clock_type::now() > deadline) { break; }
       frame_measure measure;
       const picture_source source = {url, stream, plan_seek(media, moment), media.depth};
-      if (measure_moment(source, measure)) candidates.push_back({moment, measure});
+      if (measure_moment(source, measure)) { candidates.push_back({moment, measure}); }
     }
-    if (candidates.empty() || has_usable(candidates)) break;
+    if (candidates.empty() || has_usable(candidates)) { break; }
   }
   const candidate* best = best_candidate(candidates);
   return best != nullptr ? std::optional<double>(best->moment) : std::nullopt;

@@ -2,14 +2,14 @@
 // eight where the film is an ordinary one, thirty-two where most of it is black.
 #pragma once
 
-#include "tools/qxmi_grab/frame_measure.h"
-#include "tools/qxmi_grab/grab_command.h"
-#include "tools/qxmi_grab/seek_plan.h"
-
 #include <optional>
 #include <random>
 #include <string>
 #include <vector>
+
+#include "tools/qxmi_grab/frame_measure.h"
+#include "tools/qxmi_grab/grab_command.h"
+#include "tools/qxmi_grab/seek_plan.h"
 
 struct candidate {
   double moment = 0.0;  // seconds from the file's beginning

@@ -1,6 +1,9 @@
 // Makes one JPEG out of a media file.
 #include "tools/qxmi_grab/grab.h"
 
+#include <chrono>
+#include <cstdio>
+
 #include "tools/common/command_line.h"
 #include "tools/common/field_survey.h"
 #include "tools/common/media_probe.h"
@@ -10,9 +13,6 @@
 #include "tools/common/source_file.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_grab/frame_search.h"
-
-#include <chrono>
-#include <cstdio>
 
 namespace {
 
@@ -33,14 +33,14 @@ public:
 
   int run() {
     std::string error;
-    if (!source_.open(options_.input, error)) return fail(options_.input, error);
-    if (!probe_media(options_.input, media_, error)) return fail(options_.input, error);
-    if (source_.is_same_as(options_.output)) return fail(options_.output, "is the source");
+    if (!source_.open(options_.input, error)) { return fail(options_.input, error); }
+    if (!probe_media(options_.input, media_, error)) { return fail(options_.input, error); }
+    if (source_.is_same_as(options_.output)) { return fail(options_.output, "is the source"); }
     survey_fields(options_.input, media_);
-    if (!output_.create(options_.output, error)) return fail(options_.output, error);
-    if (!make(error)) return fail(options_.input, error);
-    if (!source_.unchanged()) return fail(options_.input, "changed while it was read");
-    if (!output_.commit(error)) return fail(options_.output, error);
+    if (!output_.create(options_.output, error)) { return fail(options_.output, error); }
+    if (!make(error)) { return fail(options_.input, error); }
+    if (!source_.unchanged()) { return fail(options_.input, "changed while it was read"); }
+    if (!output_.commit(error)) { return fail(options_.output, error); }
     return exit_success;
   }
 
@@ -51,9 +51,9 @@ private:
   }
 
   bool make(std::string& error) {
-    if (const video_stream* picture = media_.picture()) return make_frame(*picture, error);
+    if (const video_stream* picture = media_.picture()) { return make_frame(*picture, error); }
     const video_stream* cover = media_.cover();
-    if (cover != nullptr && make_picture(*cover, 0.0, error)) return true;
+    if (cover != nullptr && make_picture(*cover, 0.0, error)) { return true; }
     return stop_signal() == 0 && make_drawing(error);
   }
 
@@ -71,7 +71,7 @@ private:
                        ignored);
     }
     const time_window window = moments_of(media_, picture, duration);
-    if (window.end <= window.begin) return 0.0;
+    if (window.end <= window.begin) { return 0.0; }
     std::mt19937 random(std::random_device{}());
     return find_moment(source_.url(), media_, picture, window, random).value_or(0.0);
   }
@@ -111,7 +111,7 @@ private:
     request.argv = command;
     request.time_limit = limit;
     const program_result result = run_program(request);
-    if (!result.success()) error = engine_cause(result, source_.url());
+    if (!result.success()) { error = engine_cause(result, source_.url()); }
     return result.success();
   }
 
@@ -121,7 +121,7 @@ private:
     const bool whole =
         probe_media(output_.temporary_path(), made, error, probe_kinds::stills_too) && made.still &&
         made.video[0].coded.width == wanted.width && made.video[0].coded.height == wanted.height;
-    if (!whole) error = otherwise;
+    if (!whole) { error = otherwise; }
     return whole;
   }
 

@@ -1,13 +1,13 @@
 // The engine's command lines.
 #include "tools/qxmi_grab/grab_command.h"
 
-#include "tools/common/picture_filters.h"
-#include "tools/qxmi_grab/frame_measure.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <initializer_list>
+
+#include "tools/common/picture_filters.h"
+#include "tools/qxmi_grab/frame_measure.h"
 
 namespace {
 
@@ -36,13 +36,13 @@ std::string size_text(picture_size size, char between) {
 // lines of both fields together would pass for sharpness.
 std::string frame_filters(const picture_source& source) {
   std::string chain;
-  if (source.seek.run_up > 0.0) chain += "trim=start=" + seconds(source.seek.run_up) + ",";
+  if (source.seek.run_up > 0.0) { chain += "trim=start=" + seconds(source.seek.run_up) + ","; }
   return chain + assumed_colours(source.stream) + deinterlacer(source.stream);
 }
 
 argument_list one_frame(const picture_source& source, const std::string& filters) {
   argument_list arguments = ffmpeg_command();
-  if (source.seek.enter > 0.0) append(arguments, {"-ss", seconds(source.seek.enter)});
+  if (source.seek.enter > 0.0) { append(arguments, {"-ss", seconds(source.seek.enter)}); }
   add_input(arguments, source.url, {}, source.depth);
   append(arguments, {"-map", "0:" + std::to_string(source.stream.index)});
   append(arguments, {"-filter:v", filters, "-frames:v", "1"});

@@ -1,12 +1,12 @@
 // The engine's command lines: a frame to be measured, a frame as JPEG, a drawing of a sound.
 #pragma once
 
+#include <string>
+
 #include "tools/common/engine.h"
 #include "tools/common/media_info.h"
 #include "tools/qxmi_grab/picture_shape.h"
 #include "tools/qxmi_grab/seek_plan.h"
-
-#include <string>
 
 // The engine's quantizer scale, 1 the best to 31, for a JPEG quality of 1 to 100 as people know it
 // from the usual JPEG encoder: both give tables of the same mean step. 100 is 1, 95 is 1, 90 is 3,

@@ -1,15 +1,15 @@
 // qxmi_grab: one JPEG out of a media file.
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
 #include "platform/metadata_v4.h"
 #include "tools/common/command_line.h"
 #include "tools/common/job_log.h"
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_grab/grab.h"
 #include "tools/qxmi_grab/picture_shape.h"
-
-#include <cmath>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 
 namespace {
 
@@ -41,10 +41,10 @@ void define_options(CLI::App& app, command_line& line) {
 
 // "random" or a number of seconds.
 bool read_moment(const std::string& text, std::optional<double>& moment) {
-  if (text == "random") return true;
+  if (text == "random") { return true; }
   char* end = nullptr;
   const double seconds = std::strtod(text.c_str(), &end);
-  if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds < 0.0) return false;
+  if (text.empty() || *end != '\0' || !std::isfinite(seconds) || seconds < 0.0) { return false; }
   moment = seconds;
   return true;
 }
@@ -60,9 +60,9 @@ int run(int argc, char** argv) {
   command_line line;
   define_options(app, line);
   const int status = parse_command_line(app, argc, argv);
-  if (status != keep_going) return status;
-  if (line.job.input.empty()) return report_usage(tool_name, "--file is required");
-  if (line.job.output.empty()) return report_usage(tool_name, "-o is required");
+  if (status != keep_going) { return status; }
+  if (line.job.input.empty()) { return report_usage(tool_name, "--file is required"); }
+  if (line.job.output.empty()) { return report_usage(tool_name, "-o is required"); }
   if (!read_moment(line.moment, line.job.moment)) {
     return report_usage(tool_name, "-t: neither seconds nor \"random\": \"" + line.moment + "\"");
   }

@@ -1,9 +1,9 @@
 // The size of the picture that is made, and what is cut from the source for it.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <string>
+
+#include "tools/common/media_info.h"
 
 // The lines of a picture whose height is asked for in words ("audio") or not in earnest ("0").
 constexpr int default_height = 360;

@@ -23,7 +23,7 @@ bool is_one_of(const std::string& container, const std::string_view (&names)[cou
 }  // namespace
 
 seek_plan plan_seek(const media_info& media, double moment) {
-  if (is_one_of(media.container, bare_streams)) return {0.0, moment};
+  if (is_one_of(media.container, bare_streams)) { return {0.0, moment}; }
   const bool broadcast = is_one_of(media.container, broadcast_containers);
   const double run_up = broadcast ? std::min(moment, broadcast_run_up) : 0.0;
   return {moment - run_up, run_up};
@@ -41,8 +41,9 @@ std::vector<double> scattered_moments(time_window window, int count, std::mt1993
   std::uniform_real_distribution<double> within(0.0, 1.0);
   std::vector<double> moments;
   moments.reserve(static_cast<std::size_t>(count));
-  for (int n = 0; n < count; ++n)
+  for (int n = 0; n < count; ++n) {
     moments.push_back(window.begin + part * (n + within(random)));
+  }
   std::shuffle(moments.begin(), moments.end(), random);
   return moments;
 }

@@ -1,10 +1,10 @@
 // How to come to a moment of a file, and which moments to try.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <random>
 #include <vector>
+
+#include "tools/common/media_info.h"
 
 // The way to a moment. Containers with an index are entered at the moment itself. Broadcast
 // streams have none: the engine shows nothing before the next key frame, so they are entered

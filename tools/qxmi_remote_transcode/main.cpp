@@ -1,4 +1,6 @@
 // qxmi_remote_transcode: sends a file to the server that is to transcode it.
+#include <cstdio>
+
 #include "service/transcode_settings.h"
 #include "tools/common/command_line.h"
 #include "tools/common/job_log.h"
@@ -6,8 +8,6 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_remote_transcode/put_command.h"
 #include "tools/qxmi_remote_transcode/upload.h"
-
-#include <cstdio>
 
 namespace {
 
@@ -21,8 +21,10 @@ int run(int argc, char** argv) {
   app.add_option("NAME", name, "The file's name on the server");
   app.add_option("FILE", file, "The file to send");
   const int status = parse_command_line(app, argc, argv);
-  if (status != keep_going) return status;
-  if (name.empty() || file.empty()) return report_usage(tool_name, "NAME and FILE are required");
+  if (status != keep_going) { return status; }
+  if (name.empty() || file.empty()) {
+    return report_usage(tool_name, "NAME and FILE are required");
+  }
   if (!is_upload_name(name)) {
     return report_usage(tool_name, "not to be had as a name on the server: \"" + name + "\"");
   }

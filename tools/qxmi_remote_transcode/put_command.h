@@ -1,10 +1,10 @@
 // The FTP client's command line, and what of a name it can be trusted with.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <string>
 #include <vector>
+
+#include <sys/stat.h>
 
 constexpr const char* ftp_client_path = "/usr/bin/ncftpput";
 

@@ -1,6 +1,8 @@
 // Sends one file to the transcode server.
 #include "tools/qxmi_remote_transcode/upload.h"
 
+#include <filesystem>
+
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
 #include "tools/common/command_line.h"
@@ -10,8 +12,6 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_remote_transcode/put_command.h"
 #include "tools/qxmi_remote_transcode/upload_folder.h"
-
-#include <filesystem>
 
 namespace {
 
@@ -31,12 +31,12 @@ public:
       name_failure(failure::not_configured);
       return fail(path_vod_conf, "names no server, user and password");
     }
-    if (!source_.open(file_, error)) return fail(file_, error);
-    if (!folder_.create(error)) return fail(file_, error);
-    if (!folder_.write_login(settings_, error)) return fail(path_vod_conf, error);
-    if (!folder_.link(name_, absolute_source(), error)) return fail(file_, error);
-    if (!send(error)) return fail(file_, error);
-    if (!source_.unchanged()) return fail(file_, "changed while it was sent");
+    if (!source_.open(file_, error)) { return fail(file_, error); }
+    if (!folder_.create(error)) { return fail(file_, error); }
+    if (!folder_.write_login(settings_, error)) { return fail(path_vod_conf, error); }
+    if (!folder_.link(name_, absolute_source(), error)) { return fail(file_, error); }
+    if (!send(error)) { return fail(file_, error); }
+    if (!source_.unchanged()) { return fail(file_, "changed while it was sent"); }
     return exit_success;
   }
 
@@ -59,7 +59,7 @@ private:
         (result.errors + result.output).find(nothing_to_resume) != std::string::npos) {
       result = put(put_mode::restart);
     }
-    if (result.success()) return true;
+    if (result.success()) { return true; }
     name_failure(failure::upload_failed);
     error = result.cause();
     return false;

@@ -1,16 +1,16 @@
 // A folder that only its owner can enter, for one upload.
 #include "tools/qxmi_remote_transcode/upload_folder.h"
 
-#include "platform/unique_fd.h"
-#include "service/transcode_settings.h"
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include "platform/unique_fd.h"
+#include "service/transcode_settings.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ bool write_all(int fd, const std::string& text) {
   std::size_t done = 0;
   while (done < text.size()) {
     const ssize_t count = write(fd, text.data() + done, text.size() - done);
-    if (count < 0 && errno != EINTR) return false;
+    if (count < 0 && errno != EINTR) { return false; }
     done += count < 0 ? 0 : static_cast<std::size_t>(count);
   }
   return true;
@@ -42,9 +42,9 @@ std::string make_folder(const std::string& place, unique_fd& lock) {
   constexpr int most_tries = 5;
   for (int i = 0; i < most_tries; ++i) {
     std::string path = place + "/" + login_folder_prefix + "XXXXXX";
-    if (mkdtemp(path.data()) == nullptr) return "";
+    if (mkdtemp(path.data()) == nullptr) { return ""; }
     lock = take_login_folder(path);
-    if (lock.valid()) return path;
+    if (lock.valid()) { return path; }
     rmdir(path.c_str());
   }
   return "";
@@ -53,8 +53,8 @@ std::string make_folder(const std::string& place, unique_fd& lock) {
 }  // namespace
 
 upload_folder::~upload_folder() {
-  if (path_.empty()) return;
-  if (!link_.empty()) unlink(link_.c_str());
+  if (path_.empty()) { return; }
+  if (!link_.empty()) { unlink(link_.c_str()); }
   unlink(login_path().c_str());
   rmdir(link_folder_of(path_).c_str());
   rmdir(path_.c_str());
@@ -64,7 +64,7 @@ bool upload_folder::create(std::string& error) {
   remove_left_logins();
   for (const char* place : login_folder_places) {
     path_ = make_folder(place, lock_);
-    if (path_.empty()) continue;
+    if (path_.empty()) { continue; }
     return mkdir(link_folder_of(path_).c_str(), 0700) == 0 || fail(error, errno);
   }
   return fail(error, errno);
@@ -88,7 +88,7 @@ bool upload_folder::write_login(const class transcode_settings& settings, std::s
 
 bool upload_folder::link(const std::string& name, const std::string& source, std::string& error) {
   const std::string path = link_folder_of(path_) + "/" + name;
-  if (symlink(source.c_str(), path.c_str()) != 0) return fail(error, errno);
+  if (symlink(source.c_str(), path.c_str()) != 0) { return fail(error, errno); }
   link_ = path;
   return true;
 }

@@ -4,9 +4,9 @@
 // the next upload and the doctor know what a killed one has left.
 #pragma once
 
-#include "tools/common/left_logins.h"
-
 #include <string>
+
+#include "tools/common/left_logins.h"
 
 class transcode_settings;
 

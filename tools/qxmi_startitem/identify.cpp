@@ -1,6 +1,8 @@
 // Finds out what a file is.
 #include "tools/qxmi_startitem/identify.h"
 
+#include <unistd.h>
+
 #include "tools/common/engine.h"
 #include "tools/common/field_survey.h"
 #include "tools/common/media_probe.h"
@@ -8,8 +10,6 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_startitem/item_type.h"
 #include "tools/qxmi_startitem/magic_type.h"
-
-#include <unistd.h>
 
 namespace {
 
@@ -31,15 +31,15 @@ bool probe_was_hindered(const std::string& cause) {
 
 // A length that is only estimated is measured; where that fails the estimate has to do.
 void settle_duration(const std::string& path, media_info& media) {
-  if (!media.duration_estimated || media.still) return;
+  if (!media.duration_estimated || media.still) { return; }
   const video_stream* picture = media.picture();
   const audio_stream* sound = media.sound();
-  if (picture == nullptr && sound == nullptr) return;
+  if (picture == nullptr && sound == nullptr) { return; }
   const int index = picture != nullptr ? picture->index : sound->index;
   const double rate = picture != nullptr ? picture->frame_rate.value() : 0.0;
   double measured = 0.0;
   std::string ignored;
-  if (measure_duration(path, media, index, rate, measured, ignored)) media.duration = measured;
+  if (measure_duration(path, media, index, rate, measured, ignored)) { media.duration = measured; }
 }
 
 std::string read_head(const source_file& source) {
@@ -58,17 +58,17 @@ bool identify(const std::string& path, std::vector<item_entry>& entries, std::st
     return true;
   }
   source_file source;
-  if (!source.open(path, error)) return false;
+  if (!source.open(path, error)) { return false; }
   if (!probe_media(path, media, error, probe_kinds::stills_too)) {
-    if (probe_was_hindered(error)) return false;
+    if (probe_was_hindered(error)) { return false; }
     media = media_info();
   }
   settle_duration(path, media);
   survey_fields(path, media);
   std::string magic;
   const std::string head = read_head(source);
-  if (!magic_type(source.fd(), magic, error)) return false;
-  if (!source.unchanged()) return refuse(error, "changed while it was read");
+  if (!magic_type(source.fd(), magic, error)) { return false; }
+  if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
   entries = item_entries(item_type(media, head, magic), media, source.status());
   return true;
 }

@@ -1,10 +1,10 @@
 // Finds out what a file is.
 #pragma once
 
-#include "tools/qxmi_startitem/item_entries.h"
-
 #include <string>
 #include <vector>
+
+#include "tools/qxmi_startitem/item_entries.h"
 
 // Fills `entries` with what `path` is. Anything that is a regular file and can be read is
 // something: what is no media has a file type, a size and a time. False with the cause in `error`

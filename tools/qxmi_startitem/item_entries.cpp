@@ -27,7 +27,7 @@ bool begins_with(std::string_view text, std::string_view begin) {
 
 // Some containers do not tell it; over the whole file it is what it comes to anyway.
 std::int64_t bit_rate(const media_info& media, off_t size) {
-  if (media.bit_rate > 0 || media.duration <= 0.0) return media.bit_rate;
+  if (media.bit_rate > 0 || media.duration <= 0.0) { return media.bit_rate; }
   return std::llround(static_cast<double>(size) * 8.0 / media.duration);
 }
 

@@ -1,12 +1,12 @@
 // What is written about a file: the metadata entries that are this tool's own.
 #pragma once
 
-#include "tools/common/media_info.h"
+#include <string>
+#include <vector>
 
 #include <sys/stat.h>
 
-#include <string>
-#include <vector>
+#include "tools/common/media_info.h"
 
 struct item_entry {
   const char* name;

@@ -1,10 +1,10 @@
 // The metadata file of one media file.
 #include "tools/qxmi_startitem/item_metadata.h"
 
-#include "platform/metadata_v4.h"
-
 #include <cerrno>
 #include <cstring>
+
+#include "platform/metadata_v4.h"
 
 namespace {
 
@@ -24,18 +24,20 @@ item_metadata::~item_metadata() {
 }
 
 bool item_metadata::load(const std::string& path, std::string& error) {
-  if (context_ == nullptr || entries_ == nullptr) return fail(error, "metadata", ENOMEM);
+  if (context_ == nullptr || entries_ == nullptr) { return fail(error, "metadata", ENOMEM); }
   if (metadata_v4_context_set_file_location(context_, path.c_str()) < 0) {
     return fail(error, "no place for its metadata", errno);
   }
-  if (metadata_v4_metadata_context_load_metadata_from_file(entries_, context_) >= 0) return true;
+  if (metadata_v4_metadata_context_load_metadata_from_file(entries_, context_) >= 0) {
+    return true;
+  }
   return errno == ENOENT || fail(error, "its metadata cannot be read", errno);
 }
 
 bool item_metadata::set(const std::vector<item_entry>& entries, std::string& error) {
   for (const item_entry& entry : entries) {
     const bool known = metadata_v4_metadata_context_read_entry(entries_, entry.name) != nullptr;
-    if (entry.value.empty() && !known) continue;
+    if (entry.value.empty() && !known) { continue; }
     if (metadata_v4_metadata_context_write_entry(entries_, entry.name, entry.value.c_str()) < 0) {
       return fail(error, std::string("entry \"") + entry.name + "\"", errno);
     }

@@ -1,10 +1,10 @@
 // The metadata file of one media file, with the entries of others kept as they are.
 #pragma once
 
-#include "tools/qxmi_startitem/item_entries.h"
-
 #include <string>
 #include <vector>
+
+#include "tools/qxmi_startitem/item_entries.h"
 
 struct metadata_v4_context;
 struct metadata_v4_metadata_context;

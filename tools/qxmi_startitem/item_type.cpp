@@ -53,9 +53,9 @@ bool begins_with(std::string_view text, std::string_view begin) {
 
 // Files without a brand are from before there were any.
 media_type mov_type(std::string_view head) {
-  if (head.size() < 12 || head.substr(4, 4) != "ftyp") return quicktime;
+  if (head.size() < 12 || head.substr(4, 4) != "ftyp") { return quicktime; }
   for (const brand_type& known : brand_types) {
-    if (begins_with(head.substr(8), known.brand)) return known.type;
+    if (begins_with(head.substr(8), known.brand)) { return known.type; }
   }
   return {"mp4", "mp4"};
 }
@@ -67,10 +67,10 @@ media_type matroska_type(std::string_view head) {
 }
 
 media_type type_of(std::string_view container, std::string_view head) {
-  if (container == "mov") return mov_type(head);
-  if (container == "matroska") return matroska_type(head);
+  if (container == "mov") { return mov_type(head); }
+  if (container == "matroska") { return matroska_type(head); }
   for (const container_type& known : container_types) {
-    if (known.container == container) return known.type;
+    if (known.container == container) { return known.type; }
   }
   return {"x-unknown", "x-unknown"};
 }
@@ -85,9 +85,9 @@ bool is_still(const media_info& media, std::string_view container, const std::st
 std::string item_type(const media_info& media, std::string_view head, const std::string& magic) {
   const std::string_view container =
       std::string_view(media.container).substr(0, media.container.find(','));
-  if (is_still(media, container, magic)) return magic;
+  if (is_still(media, container, magic)) { return magic; }
   const media_type type = type_of(container, head);
-  if (media.picture() != nullptr) return "video/" + std::string(type.video);
-  if (!media.audio.empty()) return "audio/" + std::string(type.audio);
+  if (media.picture() != nullptr) { return "video/" + std::string(type.video); }
+  if (!media.audio.empty()) { return "audio/" + std::string(type.audio); }
   return magic;
 }

@@ -1,10 +1,10 @@
 // The MIME type that a file is given.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <string>
 #include <string_view>
+
+#include "tools/common/media_info.h"
 
 // How much of a file's beginning item_type() looks at.
 constexpr std::size_t head_size = 64;

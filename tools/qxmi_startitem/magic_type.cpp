@@ -1,11 +1,11 @@
 // What libmagic takes a file for.
 #include "tools/qxmi_startitem/magic_type.h"
 
-#include <magic.h>
-
 #include <cerrno>
 #include <cstring>
 #include <memory>
+
+#include <magic.h>
 
 namespace {
 
@@ -22,10 +22,10 @@ bool fail(std::string& error, const char* cause) {
 
 bool magic_type(int fd, std::string& type, std::string& error) {
   const std::unique_ptr<magic_set, magic_closer> magic(magic_open(MAGIC_MIME_TYPE | MAGIC_ERROR));
-  if (!magic) return fail(error, std::strerror(errno));
-  if (magic_load(magic.get(), nullptr) != 0) return fail(error, magic_error(magic.get()));
+  if (!magic) { return fail(error, std::strerror(errno)); }
+  if (magic_load(magic.get(), nullptr) != 0) { return fail(error, magic_error(magic.get())); }
   const char* answer = magic_descriptor(magic.get(), fd);
-  if (answer == nullptr) return fail(error, magic_error(magic.get()));
+  if (answer == nullptr) { return fail(error, magic_error(magic.get())); }
   type = answer;
   return true;
 }

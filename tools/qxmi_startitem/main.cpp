@@ -1,4 +1,11 @@
 // qxmi_startitem: finds out what a file is and writes its metadata.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include <unistd.h>
+
 #include "platform/metadata_v4.h"
 #include "tools/common/command_line.h"
 #include "tools/common/job_log.h"
@@ -6,13 +13,6 @@
 #include "tools/common/tool_signals.h"
 #include "tools/qxmi_startitem/identify.h"
 #include "tools/qxmi_startitem/item_metadata.h"
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-
-#include <unistd.h>
 
 namespace {
 
@@ -40,7 +40,7 @@ void define_options(CLI::App& app, command_line& line) {
 
 bool print_entries(const std::vector<item_entry>& entries) {
   for (const item_entry& entry : entries) {
-    if (!entry.value.empty()) std::printf("%s=%s\n", entry.name, entry.value.c_str());
+    if (!entry.value.empty()) { std::printf("%s=%s\n", entry.name, entry.value.c_str()); }
   }
   return std::fflush(stdout) == 0;
 }
@@ -60,18 +60,20 @@ int fail(const std::string& file, const std::string& cause) {
 int list(const std::string& file) {
   std::vector<item_entry> entries;
   std::string error;
-  if (!identify(file, entries, error)) return fail(file, error);
+  if (!identify(file, entries, error)) { return fail(file, error); }
   return print_entries(entries) ? exit_success : fail("standard output", std::strerror(errno));
 }
 
 int write_metadata(const std::string& file) {
   const std::string path = absolute(file);
-  if (metadata_v4_context_is_metadata_name(path.c_str())) return fail(file, "is metadata itself");
+  if (metadata_v4_context_is_metadata_name(path.c_str())) {
+    return fail(file, "is metadata itself");
+  }
   std::vector<item_entry> entries;
   std::string error;
-  if (!identify(path, entries, error)) return fail(file, error);
+  if (!identify(path, entries, error)) { return fail(file, error); }
   read_tool_signals();
-  if (stop_signal() != 0) return exit_failure;
+  if (stop_signal() != 0) { return exit_failure; }
   item_metadata metadata;
   const bool written =
       metadata.load(path, error) && metadata.set(entries, error) && metadata.save(error);
@@ -81,8 +83,8 @@ int write_metadata(const std::string& file) {
 // The metadata is made here, and the reason why it could not be belongs in its place. A file that
 // is not there gets none.
 void open_log(const std::string& file, process_arguments arguments) {
-  if (metadata_v4_context_is_metadata_name(absolute(file).c_str())) return;
-  if (access(file.c_str(), F_OK) != 0) return;
+  if (metadata_v4_context_is_metadata_name(absolute(file).c_str())) { return; }
+  if (access(file.c_str(), F_OK) != 0) { return; }
   open_job_log_and_folder(tool_name, metadata_folder_of(file), file, arguments);
 }
 
@@ -91,10 +93,10 @@ int run(int argc, char** argv) {
   command_line line;
   define_options(app, line);
   const int status = parse_command_line(app, argc, argv);
-  if (status != keep_going) return status;
-  if (line.file.empty()) return report_usage(tool_name, "--file is required");
-  if (!line.identify) return report_usage(tool_name, "--identify is required");
-  if (!line.create_meta) return list(line.file);
+  if (status != keep_going) { return status; }
+  if (line.file.empty()) { return report_usage(tool_name, "--file is required"); }
+  if (!line.identify) { return report_usage(tool_name, "--identify is required"); }
+  if (!line.create_meta) { return list(line.file); }
   open_log(line.file, {argc, argv});
   return write_metadata(line.file);
 }

@@ -16,12 +16,12 @@ cpu_cap::cpu_cap(int percent, int processors)
     : share_(percent * processors / 100.0), processors_(processors) {}
 
 int cpu_cap::useful_threads() const {
-  if (!capped()) return processors_;
+  if (!capped()) { return processors_; }
   return std::max(1, static_cast<int>(std::ceil(share_)));
 }
 
 bool cpu_cap::must_stop(duration now, duration used, bool suspended) {
-  if (!capped()) return false;
+  if (!capped()) { return false; }
   if (begun_ && !suspended) {
     const auto earned = std::chrono::duration<double, std::nano>(now - last_now_) * share_;
     allowance_ += std::chrono::duration_cast<duration>(earned) - (used - last_used_);

@@ -1,12 +1,12 @@
 // The engine's command line for one transcode.
 #include "tools/qxmi_vod_transcode/encode_command.h"
 
+#include <cmath>
+#include <initializer_list>
+
 #include "tools/common/picture_filters.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/sound_filters.h"
-
-#include <cmath>
-#include <initializer_list>
 
 namespace {
 
@@ -65,17 +65,18 @@ void add_sound(argument_list& arguments, const source_media& media) {
     append(arguments, {"-filter:a", sound_filters(media)});
   }
   append(arguments, {"-async", sound_step});
-  if (media.jump_limit > 0.0) append(arguments, {"-adrift_threshold", splice_step});
+  if (media.jump_limit > 0.0) { append(arguments, {"-adrift_threshold", splice_step}); }
   append(arguments, {"-c:a", "aac", "-profile:a", "aac_low", "-ac", "2", "-b:a", "160k"});
 }
 
 // What the engine has to know of the source's clock.
 void add_clock(argument_list& arguments, const source_media& media) {
   // An AVI file tells no times of its own, and what the engine makes up for it is late by a slot.
-  if (!is_avi(media)) append(arguments, {"-fflags", "+genpts"});
-  if (media.lead > 0.0) append(arguments, {"-itsoffset", "-" + std::to_string(media.lead)});
-  if (media.jump_limit > 0.0)
+  if (!is_avi(media)) { append(arguments, {"-fflags", "+genpts"}); }
+  if (media.lead > 0.0) { append(arguments, {"-itsoffset", "-" + std::to_string(media.lead)}); }
+  if (media.jump_limit > 0.0) {
     append(arguments, {"-dts_delta_threshold", std::to_string(media.jump_limit)});
+  }
 }
 
 }  // namespace
@@ -89,8 +90,8 @@ argument_list encode_command(const source_media& media, const encode_settings& s
   add_clock(arguments, media);
   add_input(arguments, input_url, {}, media.depth);
   append(arguments, {"-map_metadata", "-1", "-map_chapters", "-1"});
-  if (media.picture) add_picture(arguments, media, settings);
-  if (media.sound) add_sound(arguments, media);
+  if (media.picture) { add_picture(arguments, media, settings); }
+  if (media.sound) { add_sound(arguments, media); }
   append(arguments, {"-t", std::to_string(settings.time_limit), "-movflags", "+faststart"});
   add_output(arguments, "mp4", output_url);
   return arguments;

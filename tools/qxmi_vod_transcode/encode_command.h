@@ -1,11 +1,11 @@
 // The engine's command line for one transcode, built from fixed settings and numbers only.
 #pragma once
 
+#include <string>
+
 #include "tools/common/engine.h"
 #include "tools/common/media_info.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
-
-#include <string>
 
 struct encode_settings {
   picture_size size;       // of the output; unused without a picture

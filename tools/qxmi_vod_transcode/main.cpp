@@ -1,4 +1,9 @@
 // qxmi_vod_transcode: lists what can be made of a media file, and makes it.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+
 #include "tools/common/command_line.h"
 #include "tools/common/job_log.h"
 #include "tools/common/job_log_file.h"
@@ -7,11 +12,6 @@
 #include "tools/qxmi_vod_transcode/quote.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/transcode.h"
-
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <limits>
 
 namespace {
 
@@ -60,14 +60,14 @@ int run(int argc, char** argv) {
   command_line line;
   define_options(app, line);
   const int status = parse_command_line(app, argc, argv);
-  if (status != keep_going) return status;
-  if (line.job.input.empty()) return report_usage(tool_name, "--file is required");
+  if (status != keep_going) { return status; }
+  if (line.job.input.empty()) { return report_usage(tool_name, "--file is required"); }
   const std::string& logged = line.quote ? line.job.input : line.job.output;
   open_job_log(tool_name, metadata_folder_of(logged), line.job.input, {argc, argv});
-  if (line.quote) return quote_source(line);
-  if (line.job.output.empty()) return report_usage(tool_name, "-o is required");
+  if (line.quote) { return quote_source(line); }
+  if (line.job.output.empty()) { return report_usage(tool_name, "-o is required"); }
   const bool known = line.job.profile == sound_profile || profile_height(line.job.profile) > 0;
-  if (!known) return report_usage(tool_name, "no such profile: \"" + line.job.profile + "\"");
+  if (!known) { return report_usage(tool_name, "no such profile: \"" + line.job.profile + "\""); }
   return transcode(tool_name, line.job);
 }
 

@@ -31,9 +31,11 @@ std::vector<std::string> picture_profiles(picture_size displayed, int max_height
   std::vector<std::string> names;
   for (const profile& known : profiles) {
     const bool wanted = max_height <= 0 || known.height <= max_height;
-    if (wanted && known.height <= displayed.height) names.push_back(std::to_string(known.height));
+    if (wanted && known.height <= displayed.height) {
+      names.push_back(std::to_string(known.height));
+    }
   }
-  if (names.empty()) names.push_back(std::to_string(made_even(displayed.height)));
+  if (names.empty()) { names.push_back(std::to_string(made_even(displayed.height))); }
   return names;
 }
 
@@ -60,7 +62,7 @@ picture_size output_size(picture_size displayed, int height) {
 int peak_bit_rate(int height, double frame_rate) {
   int kbit = profiles[0].peak_kbit;
   for (const profile& known : profiles) {
-    if (known.height >= height) kbit = known.peak_kbit;
+    if (known.height >= height) { kbit = known.peak_kbit; }
   }
   return frame_rate > fast_motion ? kbit * 3 / 2 : kbit;
 }

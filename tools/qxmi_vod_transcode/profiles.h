@@ -1,10 +1,10 @@
 // The encoding profiles: what each is called, which suit a source, what size and bit rate it has.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <string>
 #include <vector>
+
+#include "tools/common/media_info.h"
 
 // The profile of a source that is sound alone; every other name is a height in lines.
 constexpr const char* sound_profile = "audio";

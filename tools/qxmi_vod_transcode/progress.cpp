@@ -1,12 +1,12 @@
 // Turns the engine's progress report into the tool's progress lines.
 #include "tools/qxmi_vod_transcode/progress.h"
 
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+
+#include <poll.h>
+#include <unistd.h>
 
 namespace {
 
@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds line_interval{400};
 
 bool progress_line::take(std::string_view line) {
   const std::size_t equals = line.find('=');
-  if (equals == std::string_view::npos) return false;
+  if (equals == std::string_view::npos) { return false; }
   const std::string_view key = line.substr(0, equals);
   const std::string value(line.substr(equals + 1));
   std::int64_t done = 0;
@@ -44,7 +44,7 @@ std::string progress_line::format(std::int64_t done) const {
 void progress_output::write_line(const std::string& line, std::chrono::milliseconds patience) {
   last_ = std::chrono::steady_clock::now();
   pollfd room = {STDOUT_FILENO, POLLOUT, 0};
-  if (reader_gone_ || poll(&room, 1, static_cast<int>(patience.count())) <= 0) return;
+  if (reader_gone_ || poll(&room, 1, static_cast<int>(patience.count())) <= 0) { return; }
   const std::string bytes = line + "\n";
   reader_gone_ = write(STDOUT_FILENO, bytes.data(), bytes.size()) < 0;
 }

@@ -1,10 +1,10 @@
 // The listing of what can be made of a source.
 #include "tools/qxmi_vod_transcode/quote.h"
 
-#include "tools/qxmi_vod_transcode/profiles.h"
-
 #include <cstdio>
 #include <vector>
+
+#include "tools/qxmi_vod_transcode/profiles.h"
 
 namespace {
 
@@ -29,13 +29,14 @@ std::string sound_text(const source_media& media) {
 
 std::string quote_text(const source_media& media, int max_height) {
   std::vector<std::string> names = {sound_profile};
-  if (media.picture) names = picture_profiles(media.picture->displayed, max_height);
+  if (media.picture) { names = picture_profiles(media.picture->displayed, max_height); }
 
   std::string text = "*SOURCE\n";
-  if (media.picture) text += picture_text(*media.picture);
-  if (media.sound) text += sound_text(media);
+  if (media.picture) { text += picture_text(*media.picture); }
+  if (media.sound) { text += sound_text(media); }
   text += decimals(media.duration, 2) + " s\n*QUOTE\n";
-  for (const std::string& name : names)
+  for (const std::string& name : names) {
     text += ".. " + name + "\n";
+  }
   return text;
 }

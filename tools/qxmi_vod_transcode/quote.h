@@ -1,9 +1,9 @@
 // The listing of what can be made of a source.
 #pragma once
 
-#include "tools/qxmi_vod_transcode/source_media.h"
-
 #include <string>
+
+#include "tools/qxmi_vod_transcode/source_media.h"
 
 // The listing, in lines: "*SOURCE" and one line about the source, "*QUOTE" and a line ".. NAME"
 // for each profile, best first. `max_height` above 0 leaves out what is higher.

@@ -1,9 +1,9 @@
 // The engine's filters for the sound: from whatever the source has to stereo at 48 kHz.
 #pragma once
 
-#include "tools/qxmi_vod_transcode/source_media.h"
-
 #include <string>
+
+#include "tools/qxmi_vod_transcode/source_media.h"
 
 // How far the sound may be behind its clock, in samples a second, before it is stretched: for the
 // engine's own keeping of step, which fills what is missing with silence. It has to be the engine's

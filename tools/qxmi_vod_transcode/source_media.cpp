@@ -1,13 +1,13 @@
 // A source as the transcoder sees it.
 #include "tools/qxmi_vod_transcode/source_media.h"
 
-#include "tools/common/field_survey.h"
-#include "tools/common/job_log.h"
-#include "tools/common/media_probe.h"
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
+
+#include "tools/common/field_survey.h"
+#include "tools/common/job_log.h"
+#include "tools/common/media_probe.h"
 
 namespace {
 
@@ -27,7 +27,8 @@ constexpr double change_margin = 1.0;
 constexpr double pause_margin = 1.0;
 
 // Where a stream ends, counted from the common beginning; 0 when the container does not tell.
-template <typename stream_type> double end_of(const stream_type& stream, double beginning) {
+template <typename stream_type>
+double end_of(const stream_type& stream, double beginning) {
   return stream.duration > 0.0 ? stream.start + stream.duration - beginning : 0.0;
 }
 
@@ -51,17 +52,18 @@ double measured_end(const packet_timeline& timeline, int stream, double rate, do
 
 void take_streams(const media_info& info, source_parts parts, source_media& media) {
   const bool sound_alone = parts == source_parts::sound_alone;
-  if (const video_stream* picture = sound_alone ? nullptr : info.picture())
+  if (const video_stream* picture = sound_alone ? nullptr : info.picture()) {
     media.picture = *picture;
-  if (const audio_stream* sound = info.sound()) media.sound = *sound;
-  if (const audio_stream* right = info.right_channel()) media.right = *right;
+  }
+  if (const audio_stream* sound = info.sound()) { media.sound = *sound; }
+  if (const audio_stream* right = info.right_channel()) { media.right = *right; }
   media.container = info.container;
   media.depth = info.depth;
-  if (info.clock_may_jump()) media.jump_limit = no_jumps;
+  if (info.clock_may_jump()) { media.jump_limit = no_jumps; }
 }
 
 double lead_of(const media_info& info, const source_media& media) {
-  if (!media.picture || !media.sound || !media.picture->frame_rate.known()) return 0.0;
+  if (!media.picture || !media.sound || !media.picture->frame_rate.known()) { return 0.0; }
   const double lead = media.picture->start - info.start;
   return lead > 0.0 && lead * media.picture->frame_rate.value() <= 1.0 ? lead : 0.0;
 }
@@ -90,8 +92,8 @@ rational source_media::frame_rate() const {
 bool read_source_media(const std::string& path, source_parts parts, source_media& media,
                        std::string& error) {
   media_info info;
-  if (!probe_media(path, info, error)) return false;
-  if (parts == source_parts::picture_and_sound) survey_fields(path, info);
+  if (!probe_media(path, info, error)) { return false; }
+  if (parts == source_parts::picture_and_sound) { survey_fields(path, info); }
   take_streams(info, parts, media);
   if (!media.picture && !media.sound) {
     error = parts == source_parts::sound_alone ? "has no sound"
@@ -101,7 +103,7 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
   media.lead = lead_of(info, media);
   media.beginning = info.start + media.lead;
   take_lengths(info, media);
-  if (!info.duration_estimated && media.duration > 0.0) return true;
+  if (!info.duration_estimated && media.duration > 0.0) { return true; }
   media.picture_duration = media.sound_duration = media.duration = 0.0;
   return measure_lengths(path, media, error);
 }
@@ -109,21 +111,24 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
 bool measure_lengths(const std::string& path, source_media& media, std::string& error) {
   const bool broadcast = media.jump_limit > 0.0;
   packet_timeline timeline(broadcast);
-  if (!measure_streams(path, media.depth, timeline, error)) return false;
+  if (!measure_streams(path, media.depth, timeline, error)) { return false; }
   if (media.picture && (broadcast || !media.picture_told || media.duration <= 0.0)) {
     media.picture_duration = measured_end(timeline, media.picture->index,
                                           media.picture->frame_rate.value(), media.beginning);
   }
-  if (media.sound && (broadcast || media.sound_duration <= 0.0))
+  if (media.sound && (broadcast || media.sound_duration <= 0.0)) {
     media.sound_duration = measured_end(timeline, media.sound->index, 0.0, media.beginning);
-  if (broadcast || media.duration <= 0.0)
+  }
+  if (broadcast || media.duration <= 0.0) {
     media.duration = std::max(media.picture_duration, media.sound_duration);
-  if (broadcast)
+  }
+  if (broadcast) {
     media.jump_limit = std::max(packet_timeline::jump, timeline.longest_pause() + pause_margin);
+  }
   media.measured = true;
   log_length("picture, measured:", media.picture_duration);
   log_length("sound, measured:", media.sound_duration);
-  if (media.duration <= 0.0) return refuse(error, "has no length");
+  if (media.duration <= 0.0) { return refuse(error, "has no length"); }
   const double nearly_over = media.beginning + media.duration - change_margin;
   const bool goes_on = timeline.end_of_later_streams(nearly_over) > nearly_over + 2 * change_margin;
   return !goes_on || refuse(error, "goes on in other streams than it began with");

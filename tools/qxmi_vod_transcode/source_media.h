@@ -1,10 +1,10 @@
 // A source as the transcoder sees it: the picture and the sound it will take, and their lengths.
 #pragma once
 
-#include "tools/common/media_info.h"
-
 #include <optional>
 #include <string>
+
+#include "tools/common/media_info.h"
 
 struct source_media {
   std::optional<video_stream> picture;

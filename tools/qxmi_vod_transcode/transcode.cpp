@@ -1,6 +1,10 @@
 // Makes the output file from the source.
 #include "tools/qxmi_vod_transcode/transcode.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+
 #include "platform/cpu.h"
 #include "tools/common/command_line.h"
 #include "tools/common/output_file.h"
@@ -14,10 +18,6 @@
 #include "tools/qxmi_vod_transcode/progress.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/verify.h"
-
-#include <algorithm>
-#include <cmath>
-#include <cstdio>
 
 namespace {
 
@@ -37,11 +37,11 @@ public:
       : line_(line), output_(output), cap_(cap) {}
 
   void on_line(std::string_view text) override {
-    if (line_.take(text)) output_.write_line(line_.text());
+    if (line_.take(text)) { output_.write_line(line_.text()); }
   }
 
   bool on_tick(const child_process& child, bool suspended) override {
-    if (!suspended && output_.due()) output_.write_line(line_.text());
+    if (!suspended && output_.due()) { output_.write_line(line_.text()); }
     return cap_.must_stop(std::chrono::steady_clock::now().time_since_epoch(), child.cpu_time(),
                           suspended);
   }
@@ -59,19 +59,20 @@ public:
 
   int run() {
     std::string error;
-    if (!source_.open(options_.input, error)) return fail_source(error);
-    if (!read_source(error)) return fail_source(error);
-    if (source_.is_same_as(options_.output)) return fail_output("is the source");
-    if (!output_.create(options_.output, error)) return fail_output(error);
+    if (!source_.open(options_.input, error)) { return fail_source(error); }
+    if (!read_source(error)) { return fail_source(error); }
+    if (source_.is_same_as(options_.output)) { return fail_output("is the source"); }
+    if (!output_.create(options_.output, error)) { return fail_output(error); }
 
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
-    if (!encode(line, progress)) return exit_failure;
-    if (!source_.unchanged()) return fail_source("changed while it was read");
+    if (!encode(line, progress)) { return exit_failure; }
+    if (!source_.unchanged()) { return fail_source("changed while it was read"); }
     // The engine may end with status 0 and an output that is empty or stops in the middle.
-    if (!verify_result(output_.temporary_path(), options_.input, settings_.size, media_, error))
+    if (!verify_result(output_.temporary_path(), options_.input, settings_.size, media_, error)) {
       return fail_source(error);
-    if (!output_.commit(error)) return fail_output(error);
+    }
+    if (!output_.commit(error)) { return fail_output(error); }
     progress.write_line(line.final_text(), last_line_patience);
     return exit_success;
   }
@@ -88,8 +89,8 @@ private:
     const bool sound_alone = options_.profile == sound_profile;
     const source_parts parts =
         sound_alone ? source_parts::sound_alone : source_parts::picture_and_sound;
-    if (!read_source_media(options_.input, parts, media_, error)) return false;
-    if (!sound_alone && !media_.picture) error = "has no moving picture";
+    if (!read_source_media(options_.input, parts, media_, error)) { return false; }
+    if (!sound_alone && !media_.picture) { error = "has no moving picture"; }
     if (media_.picture && !offers_profile(media_.picture->displayed, options_.profile)) {
       error = "does not offer the profile " + options_.profile;
     }
@@ -99,9 +100,11 @@ private:
   encode_settings settings() const {
     encode_settings chosen;
     chosen.threads = cap_.useful_threads();
-    if (options_.max_threads > 0) chosen.threads = std::min(chosen.threads, options_.max_threads);
+    if (options_.max_threads > 0) {
+      chosen.threads = std::min(chosen.threads, options_.max_threads);
+    }
     chosen.time_limit = time_limit();
-    if (!media_.picture) return chosen;
+    if (!media_.picture) { return chosen; }
     chosen.size = output_size(media_.picture->displayed, profile_height(options_.profile));
     chosen.map_light = needs_light_mapped(*media_.picture) && engine_can_map_light();
     return chosen;
@@ -122,7 +125,7 @@ private:
     request.priority.level = options_.level;
     encoder_watch watch(line, progress, cap_);
     const program_result result = run_program(request, watch);
-    if (!result.success()) report_encoder(result);
+    if (!result.success()) { report_encoder(result); }
     return result.success();
   }
 

@@ -1,13 +1,13 @@
 // Looks at a result before it gets its name.
 #include "tools/qxmi_vod_transcode/verify.h"
 
-#include "tools/common/media_probe.h"
-#include "tools/common/packet_timeline.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
+
+#include "tools/common/media_probe.h"
+#include "tools/common/packet_timeline.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ std::string text(const char* form, ...) {
 }
 
 std::string length_fault(double made, double expected) {
-  if (expected <= 0.0 || std::fabs(made - expected) <= length_tolerance(expected)) return {};
+  if (expected <= 0.0 || std::fabs(made - expected) <= length_tolerance(expected)) { return {}; }
   const char* form = made < expected ? "ends after %.2f s, its declared length is %.2f s"
                                      : "goes on after its declared length: %.2f of %.2f s";
   return text(form, made, expected);
@@ -40,11 +40,13 @@ std::string length_fault(double made, double expected) {
 
 // A fault that both kinds of streams may have. Of `what` there is a frame every `frame` seconds.
 std::string frame_fault(const char* what, const made_stream& made, double frame, double gap) {
-  if (made.begin > latest_begin) return text("its %s begins only at %.2f s", what, made.begin);
-  if (made.longest_step > gap) return text("its %s has a gap of %.2f s", what, made.longest_step);
+  if (made.begin > latest_begin) { return text("its %s begins only at %.2f s", what, made.begin); }
+  if (made.longest_step > gap) {
+    return text("its %s has a gap of %.2f s", what, made.longest_step);
+  }
   const double expected = (made.end - made.begin) / frame;
   const double allowed = std::max(2.0 + gap / frame, expected / 100.0);
-  if (std::fabs(static_cast<double>(made.frames) - expected) <= allowed) return {};
+  if (std::fabs(static_cast<double>(made.frames) - expected) <= allowed) { return {}; }
   return text("its %s has %ld frames and should have %.0f", what, made.frames, expected);
 }
 
@@ -74,7 +76,7 @@ std::string stream_faults(const media_info& made, const packet_timeline& timelin
     fault = picture_fault(stream_made(timeline, made.picture()->index), media.picture_duration,
                           media.frame_rate().value());
   }
-  if (!fault.empty() || !media.sound) return fault;
+  if (!fault.empty() || !media.sound) { return fault; }
   const double expected = media.sound_duration > 0.0 ? media.sound_duration : media.duration;
   return sound_fault(stream_made(timeline, made.sound()->index), expected);
 }
@@ -94,13 +96,13 @@ double length_tolerance(double duration) {
 
 std::string picture_fault(const made_stream& made, double expected, double frame_rate) {
   const std::string fault = length_fault(made.end, expected);
-  if (!fault.empty()) return "its picture " + fault;
+  if (!fault.empty()) { return "its picture " + fault; }
   return frame_fault("picture", made, 1.0 / frame_rate, longest_picture_gap / frame_rate);
 }
 
 std::string sound_fault(const made_stream& made, double expected) {
   const std::string fault = length_fault(made.end, expected);
-  if (!fault.empty()) return "its sound " + fault;
+  if (!fault.empty()) { return "its sound " + fault; }
   return frame_fault("sound", made, sound_frame, longest_sound_gap);
 }
 
@@ -115,8 +117,9 @@ bool verify_result(const std::string& result, const std::string& source, picture
     error = "cannot be transcoded, the result lacks picture or sound";
   } else {
     error = stream_faults(made, timeline, media);
-    if (!error.empty() && worth_measuring(media) && measure_lengths(source, media, cause))
+    if (!error.empty() && worth_measuring(media) && measure_lengths(source, media, cause)) {
       error = stream_faults(made, timeline, media);
+    }
   }
   return error.empty();
 }

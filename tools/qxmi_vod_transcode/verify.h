@@ -1,10 +1,10 @@
 // Looks at a result before it gets its name.
 #pragma once
 
+#include <string>
+
 #include "tools/common/media_info.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
-
-#include <string>
 
 // How far a stream of the result may be longer or shorter than the source's, in seconds.
 double length_tolerance(double duration);

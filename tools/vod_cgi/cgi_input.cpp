@@ -19,18 +19,14 @@ std::string variable(const char* name) {
 
 // True for decimal digits alone; the number is cut at one above the limit.
 bool parse_length(const std::string& text, std::size_t& length) {
-  if (text.find_first_not_of("0123456789") != std::string::npos) {
-    return false;
-  }
+  if (text.find_first_not_of("0123456789") != std::string::npos) { return false; }
   length = std::min<unsigned long long>(strtoull(text.c_str(), nullptr, 10), cgi_body_limit + 1);
   return true;
 }
 
 bool wait_readable(int fd, std::uint64_t deadline_us) {
   const std::uint64_t now = monotonic_clock_us();
-  if (now >= deadline_us) {
-    return false;
-  }
+  if (now >= deadline_us) { return false; }
   pollfd input{fd, POLLIN, 0};
   return poll(&input, 1, static_cast<int>((deadline_us - now) / 1000) + 1) > 0;
 }
@@ -53,9 +49,7 @@ cgi_input cgi_input::from_environment() {
 body_result read_body(int fd, const std::string& content_length, std::uint64_t deadline_us,
                       std::string& body) {
   std::size_t wanted = cgi_body_limit + 1;
-  if (!parse_length(content_length, wanted)) {
-    return body_result::bad_length;
-  }
+  if (!parse_length(content_length, wanted)) { return body_result::bad_length; }
   const bool has_length = !content_length.empty();
   if (!has_length) {
     wanted = cgi_body_limit + 1;
@@ -64,16 +58,10 @@ body_result read_body(int fd, const std::string& content_length, std::uint64_t d
   }
   char block[4096];
   while (body.size() < wanted) {
-    if (!wait_readable(fd, deadline_us)) {
-      return body_result::timeout;
-    }
+    if (!wait_readable(fd, deadline_us)) { return body_result::timeout; }
     const ssize_t got = read(fd, block, std::min(sizeof(block), wanted - body.size()));
-    if (got == 0) {
-      return has_length ? body_result::incomplete : body_result::ok;
-    }
-    if (got < 0 && errno != EINTR && errno != EAGAIN) {
-      return body_result::incomplete;
-    }
+    if (got == 0) { return has_length ? body_result::incomplete : body_result::ok; }
+    if (got < 0 && errno != EINTR && errno != EAGAIN) { return body_result::incomplete; }
     body.append(block, got < 0 ? 0 : static_cast<std::size_t>(got));
   }
   return has_length ? body_result::ok : body_result::too_large;

@@ -3,9 +3,9 @@
 
 #include <string>
 
-#include <json11.hpp>
-
 #include <sys/stat.h>
+
+#include <json11.hpp>
 
 namespace {
 
@@ -65,18 +65,14 @@ cgi_answer answer_of_reply(const comm_socket_v4_packet& reply) {
   }
   std::string error;
   const json11::Json document = json11::Json::parse(reply.data, error);
-  if (reply.result_code != 0) {
-    return refused(reply, document);
-  }
+  if (reply.result_code != 0) { return refused(reply, document); }
   if (!reply.data.empty() && !document.is_object()) {
     return refusal_answer(502, "the service's reply cannot be read");
   }
   cgi_answer answer;
   answer.content_type = "application/json";
   answer.pairs = reply.nv_pairs;
-  if (!reply.data.empty()) {
-    answer.body = handed_on_with_list(document).dump();
-  }
+  if (!reply.data.empty()) { answer.body = handed_on_with_list(document).dump(); }
   return answer;
 }
 

@@ -92,15 +92,9 @@ bool fill_request(const std::string& command, const std::string& body,
   while (!rest.empty()) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-    if (!line.empty() && line.back() == '\r') {
-      line.remove_suffix(1);
-    }
-    if (line.empty()) {
-      break;
-    }
-    if (!add_line(line, packet, error)) {
-      return false;
-    }
+    if (!line.empty() && line.back() == '\r') { line.remove_suffix(1); }
+    if (line.empty()) { break; }
+    if (!add_line(line, packet, error)) { return false; }
   }
   return true;
 }

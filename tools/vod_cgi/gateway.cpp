@@ -41,28 +41,20 @@ cgi_answer answer_add(comm_client_v4& client, const comm_socket_v4_packet& reque
                       const std::string& upload, std::uint64_t deadline_us) {
   std::string entry_id;
   const comm_client_result result = find_job_of(client, upload, deadline_us, entry_id);
-  if (result != comm_client_result::ok) {
-    return answer_of_failure(result);
-  }
-  if (entry_id.empty()) {
-    return answer_of(client, request, deadline_us);
-  }
+  if (result != comm_client_result::ok) { return answer_of_failure(result); }
+  if (entry_id.empty()) { return answer_of(client, request, deadline_us); }
   comm_socket_v4_packet show;
   show.flags = comm_socket_v4_flag_want_reply;
   show.words = {"list"};
   show.nv_pairs = {{"entry id", entry_id}};
   cgi_answer answer = answer_of(client, show, deadline_us);
-  if (answer.status == 200) {
-    answer.pairs.emplace_back("entry id", entry_id);
-  }
+  if (answer.status == 200) { answer.pairs.emplace_back("entry id", entry_id); }
   return answer;
 }
 
 cgi_answer answer_server(const cgi_input& input, int body_fd, std::string_view socket_path,
                          std::uint64_t deadline_us) {
-  if (input.method != "POST") {
-    return refusal_answer(405, "only POST is served");
-  }
+  if (input.method != "POST") { return refusal_answer(405, "only POST is served"); }
   const std::string command = command_of_query(input.query);
   if (command.empty()) {
     return refusal_answer(400, "the query names no command that may be given here");
@@ -72,14 +64,10 @@ cgi_answer answer_server(const cgi_input& input, int body_fd, std::string_view s
   }
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);
-  if (got != body_result::ok) {
-    return answer_of_bad_body(got);
-  }
+  if (got != body_result::ok) { return answer_of_bad_body(got); }
   comm_socket_v4_packet request;
   std::string error;
-  if (!fill_request(command, body, request, error)) {
-    return refusal_answer(400, error);
-  }
+  if (!fill_request(command, body, request, error)) { return refusal_answer(400, error); }
   comm_client_v4 client(socket_path);
   const std::string upload = uploaded_file(request);
   return command == "add" && !upload.empty() ? answer_add(client, request, upload, deadline_us)

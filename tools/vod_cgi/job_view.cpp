@@ -13,11 +13,11 @@ constexpr const char* step_keys[] = {"ready state", "thumbnail state", "cleanup 
 
 // `waits` is the flag of a transcode that was resumed and has not got its turn back yet.
 job_group group_of(const job_view& job, bool waits) {
-  if (job.state == "done") return job_group::done;
+  if (job.state == "done") { return job_group::done; }
   if (job.state == "cancelled" || job.state == "cancelling") {
     return job_has_failed(job.state, job.text) ? job_group::failed : job_group::cancelled;
   }
-  if (job.paused) return job_group::paused;
+  if (job.paused) { return job_group::paused; }
   const bool is_worked_on = job.state == "transcoding" || job.state == "remote transcode" ||
                             job.state == "thumbnail" || job.state == "cleanup";
   return is_worked_on && !waits ? job_group::running : job_group::waiting;
@@ -43,9 +43,7 @@ std::optional<job_view> read_job(const json11::Json& job, int position) {
   job_view view;
   view.id = job["entry id"].string_value();
   view.state = job["transcode state"].string_value();
-  if (view.id.empty() || view.state == "cleared") {
-    return std::nullopt;
-  }
+  if (view.id.empty() || view.state == "cleared") { return std::nullopt; }
   view.position = position;
   view.file = job["input file"].string_value();
   view.output = job["output file"].string_value();

@@ -20,9 +20,7 @@ constexpr int exit_usage = 2;
 bool write_all(int fd, const std::string& text) {
   for (std::size_t done = 0; done < text.size();) {
     const ssize_t put = write(fd, text.data() + done, text.size() - done);
-    if (put < 0 && errno != EINTR) {
-      return false;
-    }
+    if (put < 0 && errno != EINTR) { return false; }
     done += put < 0 ? 0 : static_cast<std::size_t>(put);
   }
   return true;
@@ -48,9 +46,7 @@ int answer_person(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (getenv("GATEWAY_INTERFACE") == nullptr) {
-    return answer_person(argc, argv);
-  }
+  if (getenv("GATEWAY_INTERFACE") == nullptr) { return answer_person(argc, argv); }
   // A client that takes no answer must not keep the program for ever either.
   alarm(static_cast<unsigned>(2 * time_limit_us / 1000000));
   const std::string text =

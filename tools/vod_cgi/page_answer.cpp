@@ -53,9 +53,7 @@ std::string page_text(const page_answer& answer, const std::string& if_none_matc
     const std::string tag = tag_of(body);
     tag_line = "ETag: \"" + tag + "\"\r\n";
     // A web server that compresses answers adds to the tag.
-    if (if_none_match.find(tag) != std::string::npos) {
-      return head(304) + tag_line + "\r\n";
-    }
+    if (if_none_match.find(tag) != std::string::npos) { return head(304) + tag_line + "\r\n"; }
   }
   return head(answer.status) + tag_line + "Content-Type: application/json\r\n\r\n" + body;
 }

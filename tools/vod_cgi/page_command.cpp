@@ -38,7 +38,7 @@ bool is_plain(const std::string& text) {
 
 bool take_text(const std::string& name, const std::string& text, const command_form& form,
                page_command& command) {
-  if (!is_plain(text)) return false;
+  if (!is_plain(text)) { return false; }
   if (name == "id" && form.takes_id) {
     command.id = text;
     return true;
@@ -56,8 +56,8 @@ bool take_text(const std::string& name, const std::string& text, const command_f
 
 bool take_member(const std::string& name, const json11::Json& value, const command_form& form,
                  page_command& command) {
-  if (value.is_string()) return take_text(name, value.string_value(), form, command);
-  if (!value.is_bool() || name != "deletes_source" || !form.takes_fields) return false;
+  if (value.is_string()) { return take_text(name, value.string_value(), form, command); }
+  if (!value.is_bool() || name != "deletes_source" || !form.takes_fields) { return false; }
   command.fields.emplace_back("delete on finish", value.bool_value() ? "1" : "0");
   return true;
 }
@@ -81,8 +81,8 @@ service_answer ask(comm_client_v4& client, const std::string& word, job_fields p
 }
 
 page_answer answer_of(const service_answer& answer, const std::string& id) {
-  if (answer.result != comm_client_result::ok) return page_failure(answer.result);
-  if (answer.accepted()) return {200, json11::Json::object{{"id", id}}};
+  if (answer.result != comm_client_result::ok) { return page_failure(answer.result); }
+  if (answer.accepted()) { return {200, json11::Json::object{{"id", id}}}; }
   const std::string status = answer.reply.words.size() > 1 ? answer.reply.words[1] : "";
   std::string error;
   const json11::Json job = json11::Json::parse(answer.reply.data, error);
@@ -94,9 +94,7 @@ page_answer answer_of(const service_answer& answer, const std::string& id) {
 void take_back(comm_client_v4& client, const std::string& id, std::uint64_t deadline_us) {
   const auto kept =
       ask(client, "modify", {{"entry id", id}, {"delete on finish", "0"}}, deadline_us);
-  if (kept.accepted()) {
-    ask(client, "remove", {{"entry id", id}}, deadline_us);
-  }
+  if (kept.accepted()) { ask(client, "remove", {{"entry id", id}}, deadline_us); }
 }
 
 std::string value_of(const job_fields& fields, const char* name) {
@@ -110,7 +108,7 @@ std::string value_of(const job_fields& fields, const char* name) {
 std::vector<std::string> list_profiles(const std::string& file, std::uint64_t deadline_us) {
   const std::uint64_t now_us = monotonic_clock_us();
   const bool is_allowed = !file.empty() && cgi_velmar_forbidden_area(file.c_str(), 0) == 0;
-  if (!is_allowed || now_us >= deadline_us) return {};
+  if (!is_allowed || now_us >= deadline_us) { return {}; }
   return offered_profiles(file, std::chrono::milliseconds((deadline_us - now_us) / 2000 + 1));
 }
 
@@ -118,7 +116,7 @@ std::vector<std::string> list_profiles(const std::string& file, std::uint64_t de
 // can tell. `listed` is what the service knows already.
 std::string profile_problem(const std::string& profile, const std::string& file,
                             const std::vector<std::string>& listed, std::uint64_t deadline_us) {
-  if (profile.empty()) return "";
+  if (profile.empty()) { return ""; }
   return profile_refusal(profile, listed.empty() ? list_profiles(file, deadline_us) : listed);
 }
 
@@ -131,12 +129,12 @@ page_answer modify(comm_client_v4& client, const page_command& command, std::uin
   const std::string profile = value_of(command.fields, profile_key);
   if (!profile.empty()) {
     const auto shown = ask(client, "list", pairs, deadline_us);
-    if (!shown.accepted()) return answer_of(shown, command.id);
+    if (!shown.accepted()) { return answer_of(shown, command.id); }
     std::string error;
     const auto job = read_job(json11::Json::parse(shown.reply.data, error), 0);
     const std::string problem =
         job ? profile_problem(profile, job->file, job->profiles, deadline_us) : "";
-    if (!problem.empty()) return unknown_profile(problem);
+    if (!problem.empty()) { return unknown_profile(problem); }
   }
   pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
   return answer_of(ask(client, "modify", pairs, deadline_us), command.id);
@@ -146,13 +144,13 @@ page_answer modify(comm_client_v4& client, const page_command& command, std::uin
 page_answer add(comm_client_v4& client, const job_fields& fields, std::uint64_t deadline_us) {
   const std::string problem = profile_problem(value_of(fields, profile_key),
                                               value_of(fields, "input file"), {}, deadline_us);
-  if (!problem.empty()) return unknown_profile(problem);
+  if (!problem.empty()) { return unknown_profile(problem); }
   const auto added = ask(client, "add", fields, deadline_us);
   std::string id;
   for (const auto& [name, value] : added.reply.nv_pairs) {
     id = name == "entry id" ? value : id;
   }
-  if (!added.accepted()) return answer_of(added, id);
+  if (!added.accepted()) { return answer_of(added, id); }
   const auto ready = ask(client, "ready", {{"entry id", id}}, deadline_us);
   if (ready.result == comm_client_result::ok && !ready.accepted()) {
     take_back(client, id, deadline_us);
@@ -195,7 +193,7 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
 
 page_answer run_page_command(comm_client_v4& client, const page_command& command,
                              std::uint64_t deadline_us) {
-  if (command.word == "add") return add(client, command.fields, deadline_us);
-  if (command.word == "modify") return modify(client, command, deadline_us);
+  if (command.word == "add") { return add(client, command.fields, deadline_us); }
+  if (command.word == "modify") { return modify(client, command, deadline_us); }
   return answer_of(ask(client, command.word, {{"entry id", command.id}}, deadline_us), command.id);
 }

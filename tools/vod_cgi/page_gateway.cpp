@@ -32,21 +32,24 @@ page_answer answer_of_bad_body(body_result result) {
 
 page_answer answer_queue(const cgi_input& input, std::string_view socket_path,
                          std::uint64_t deadline_us) {
-  if (input.method != "GET") return page_refusal(405, "bad method", "The queue is read with GET.");
+  if (input.method != "GET") {
+    return page_refusal(405, "bad method", "The queue is read with GET.");
+  }
   queue_query wanted;
   std::string error;
-  if (!read_queue_query(input.query, wanted, error)) return bad_request(error);
+  if (!read_queue_query(input.query, wanted, error)) { return bad_request(error); }
   comm_client_v4 client(socket_path);
   json11::Json::array jobs;
   const comm_client_result result = read_whole_queue(client, deadline_us, jobs);
-  if (result != comm_client_result::ok) return page_failure(result);
+  if (result != comm_client_result::ok) { return page_failure(result); }
   return {200, view_of_queue(jobs, wanted, vod_folder{path_output_dir})};
 }
 
 page_answer answer_command(const cgi_input& input, int body_fd, std::string_view socket_path,
                            std::uint64_t deadline_us) {
-  if (input.method != "POST")
+  if (input.method != "POST") {
     return page_refusal(405, "bad method", "Commands are sent with POST.");
+  }
   if (input.page_mark != "1" || source_of(input) == request_source::foreign_page) {
     return page_refusal(
         403, "foreign page",
@@ -55,7 +58,7 @@ page_answer answer_command(const cgi_input& input, int body_fd, std::string_view
   }
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);
-  if (got != body_result::ok) return answer_of_bad_body(got);
+  if (got != body_result::ok) { return answer_of_bad_body(got); }
   page_command command;
   std::string error;
   if (!read_page_command(read_command_query(input.query), body, command, error)) {

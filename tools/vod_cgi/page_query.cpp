@@ -12,8 +12,8 @@ constexpr std::size_t longest_search = 200;
 constexpr int largest_index = 1000000;
 
 int hex_digit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= '0' && c <= '9') { return c - '0'; }
+  if (c >= 'A' && c <= 'F') { return c - 'A' + 10; }
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
@@ -28,7 +28,7 @@ bool decode(std::string_view text, std::string& decoded) {
       c = high < 0 || low < 0 ? 0 : high * 16 + low;
       i += 2;
     }
-    if (c < 0x20 || c == 0x7f) return false;
+    if (c < 0x20 || c == 0x7f) { return false; }
     decoded += static_cast<char>(c);
   }
   return true;
@@ -58,11 +58,11 @@ bool read_index(const std::string& text, int least, int most, int& number) {
 }
 
 bool take_field(const std::string& name, const std::string& value, queue_query& wanted) {
-  if (name == "first") return read_index(value, 0, largest_index, wanted.first);
-  if (name == "count") return read_index(value, 1, most_shown, wanted.count);
-  if (name == "show") wanted.show = value;
-  if (name == "state") wanted.state = value;
-  if (name == "search") wanted.search = value;
+  if (name == "first") { return read_index(value, 0, largest_index, wanted.first); }
+  if (name == "count") { return read_index(value, 1, most_shown, wanted.count); }
+  if (name == "show") { wanted.show = value; }
+  if (name == "state") { wanted.state = value; }
+  if (name == "search") { wanted.search = value; }
   return name == "c" || name == "show" || name == "state" ||
          (name == "search" && value.size() <= longest_search);
 }

@@ -13,9 +13,7 @@ constexpr int most_jobs = 1024;
 
 void append_new(const json11::Json& page, std::set<std::string>& seen, json11::Json::array& jobs) {
   for (const json11::Json& job : page["list"].array_items()) {
-    if (seen.insert(job["entry id"].string_value()).second) {
-      jobs.push_back(job);
-    }
+    if (seen.insert(job["entry id"].string_value()).second) { jobs.push_back(job); }
   }
 }
 
@@ -30,15 +28,11 @@ comm_client_result read_once(comm_client_v4& client, std::uint64_t deadline_us,
   for (int start = 0; start < most_jobs; start += queue_page_size) {
     json11::Json page;
     const comm_client_result result = read_queue_page(client, start, deadline_us, room, page);
-    if (result != comm_client_result::ok) {
-      return result;
-    }
+    if (result != comm_client_result::ok) { return result; }
     changed = changed || (start > 0 && page["modify counter"] != counter);
     counter = page["modify counter"];
     append_new(page, seen, jobs);
-    if (start + queue_page_size >= page["total"].int_value()) {
-      break;
-    }
+    if (start + queue_page_size >= page["total"].int_value()) { break; }
   }
   return comm_client_result::ok;
 }
@@ -54,12 +48,8 @@ comm_client_result read_queue_page(comm_client_v4& client, int start, std::uint6
                       {"end", std::to_string(start + queue_page_size - 1)}};
   comm_socket_v4_packet reply;
   const comm_client_result result = client.request(request, reply, deadline_us);
-  if (result != comm_client_result::ok) {
-    return result;
-  }
-  if (reply.data.size() > room) {
-    return comm_client_result::malformed;
-  }
+  if (result != comm_client_result::ok) { return result; }
+  if (reply.data.size() > room) { return comm_client_result::malformed; }
   room -= reply.data.size();
   std::string error;
   page = json11::Json::parse(reply.data, error);

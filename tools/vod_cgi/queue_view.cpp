@@ -18,9 +18,7 @@ constexpr std::size_t most_in_line = 16;
 std::vector<job_view> read_jobs(const json11::Json::array& jobs) {
   std::vector<job_view> views;
   for (std::size_t i = 0; i < jobs.size(); ++i) {
-    if (auto view = read_job(jobs[i], static_cast<int>(i))) {
-      views.push_back(std::move(*view));
-    }
+    if (auto view = read_job(jobs[i], static_cast<int>(i))) { views.push_back(std::move(*view)); }
   }
   return views;
 }
@@ -39,7 +37,7 @@ int rank(const job_view& job) {
 }
 
 bool stands_before(const job_view& a, const job_view& b) {
-  if (rank(a) != rank(b)) return rank(a) < rank(b);
+  if (rank(a) != rank(b)) { return rank(a) < rank(b); }
   return rank(a) == 2 ? a.position > b.position : a.position < b.position;
 }
 
@@ -53,7 +51,7 @@ json11::Json length_or_null(const std::string& media) {
 }
 
 std::string reason_of(const job_view& job) {
-  if (job.group != job_group::failed) return "";
+  if (job.group != job_group::failed) { return ""; }
   return why_it_failed({job.text, job.file, job.output, job.fileops_job});
 }
 
@@ -132,7 +130,7 @@ json11::Json view_of_queue(const json11::Json::array& jobs, const queue_query& w
   json11::Json::array items;
   int matches = 0;
   for (const job_view& job : sorted) {
-    if (!is_wanted(job, wanted, folded_search)) continue;
+    if (!is_wanted(job, wanted, folded_search)) { continue; }
     if (matches >= wanted.first && matches < wanted.first + wanted.count) {
       items.push_back(item_json(job, folder));
     }

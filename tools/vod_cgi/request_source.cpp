@@ -23,9 +23,7 @@ bool is_origin_of_host(const std::string& origin, const std::string& host) {
 }  // namespace
 
 request_source source_of(const cgi_input& input) {
-  if (input.origin.empty() && input.fetch_site.empty()) {
-    return request_source::program;
-  }
+  if (input.origin.empty() && input.fetch_site.empty()) { return request_source::program; }
   const bool is_own = (input.fetch_site.empty() || input.fetch_site == "same-origin") &&
                       (input.origin.empty() || is_origin_of_host(input.origin, input.host)) &&
                       input.page_mark == "1";

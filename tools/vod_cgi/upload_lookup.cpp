@@ -10,9 +10,7 @@ comm_client_result find_job_of(comm_client_v4& client, const std::string& input_
   for (int start = 0;; start += queue_page_size) {
     json11::Json page;
     const comm_client_result result = read_queue_page(client, start, deadline_us, room, page);
-    if (result != comm_client_result::ok) {
-      return result;
-    }
+    if (result != comm_client_result::ok) { return result; }
     const json11::Json::array& items = page["list"].array_items();
     for (const json11::Json& item : items) {
       if (item["input file"].string_value() == input_file) {
@@ -20,8 +18,6 @@ comm_client_result find_job_of(comm_client_v4& client, const std::string& input_
         return result;
       }
     }
-    if (items.size() < queue_page_size) {
-      return result;
-    }
+    if (items.size() < queue_page_size) { return result; }
   }
 }

@@ -53,7 +53,7 @@ std::vector<double> times_above(const std::string& report, double threshold) {
       time = std::atof(line.c_str() + at + 9);
     } else if (equals != std::string::npos) {
       const bool now = std::atof(line.c_str() + equals + 1) > threshold;
-      if (now && !above) times.push_back(time);
+      if (now && !above) { times.push_back(time); }
       above = now;
     }
   }
@@ -98,7 +98,7 @@ json11::Json inspect(const std::string& path) {
 
 json11::Json stream_of(const json11::Json& report, std::string_view kind) {
   for (const json11::Json& stream : report["streams"].array_items()) {
-    if (stream["codec_type"].string_value() == kind) return stream;
+    if (stream["codec_type"].string_value() == kind) { return stream; }
   }
   return {};
 }
@@ -113,7 +113,7 @@ std::vector<double> key_frame_times(const std::string& path) {
                                       quoted(path)));
   std::vector<double> times;
   for (std::string line; std::getline(stream, line);) {
-    if (!line.empty()) times.push_back(std::atof(line.c_str()));
+    if (!line.empty()) { times.push_back(std::atof(line.c_str())); }
   }
   return times;
 }
@@ -154,7 +154,7 @@ int combed_frames(const std::string& path) {
   int combed = 0;
   for (std::string line; std::getline(stream, line);) {
     const std::string value = line.substr(line.find('=') + 1);
-    if (value == "tff" || value == "bff") ++combed;
+    if (value == "tff" || value == "bff") { ++combed; }
   }
   return combed;
 }

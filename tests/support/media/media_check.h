@@ -2,10 +2,11 @@
 // from the product's own.
 #pragma once
 
-#include <json11.hpp>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <json11.hpp>
 
 namespace qx_test {
 

@@ -1,13 +1,6 @@
 // Small real media for tests.
 #include "tests/support/media/test_media.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/file.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +8,14 @@
 #include <iterator>
 #include <sstream>
 #include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
 
 namespace qx_test {
 namespace {
@@ -132,8 +133,9 @@ bool run_ffmpeg(std::vector<std::string> arguments) {
   const std::vector<std::string> first = {"ffmpeg", "-nostdin", "-v", "error", "-y"};
   arguments.insert(arguments.begin(), first.begin(), first.end());
   std::vector<char*> argv;
-  for (std::string& argument : arguments)
+  for (std::string& argument : arguments) {
     argv.push_back(argument.data());
+  }
   argv.push_back(nullptr);
   pid_t pid = -1;
   int status = -1;
@@ -163,10 +165,10 @@ bool encode(const recipe& known, const std::string& path) {
 
 bool make(std::string_view name, const std::string& path) {
   for (const recipe& known : recipes) {
-    if (known.name == name) return encode(known, path);
+    if (known.name == name) { return encode(known, path); }
   }
   for (const derivation& known : derivations) {
-    if (known.name != name) continue;
+    if (known.name != name) { continue; }
     const std::string source = known.source.empty() ? "" : read_bytes(test_media(known.source));
     return write_bytes(path, known.change(source));
   }
@@ -179,7 +181,7 @@ std::string test_media(std::string_view name) {
   const fs::path folder = QX_TEST_MEDIA_DIR;
   const fs::path path = folder / name;
   fs::create_directories(folder);
-  if (fs::exists(path)) return path;
+  if (fs::exists(path)) { return path; }
 
   // One test makes it, the others wait at the lock; the rename is for those who come without it.
   const int lock = open((path.string() + ".lock").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0666);
@@ -188,7 +190,7 @@ std::string test_media(std::string_view name) {
   if (!made) {
     const std::string part = path.string() + ".part";
     made = make(name, part);
-    if (made) fs::rename(part, path);
+    if (made) { fs::rename(part, path); }
   }
   close(lock);
   EXPECT_TRUE(made) << "cannot make " << name;

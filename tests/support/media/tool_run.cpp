@@ -1,14 +1,6 @@
 // One of the built tools, run as the service runs it.
 #include "tests/support/media/tool_run.h"
 
-#include "tests/support/wait_until.h"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
@@ -17,6 +9,15 @@
 #include <iterator>
 #include <sstream>
 
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
+
 namespace qx_test {
 namespace {
 
@@ -24,15 +25,16 @@ namespace fs = std::filesystem;
 
 int closed_pipe() {
   int ends[2] = {-1, -1};
-  if (pipe2(ends, O_CLOEXEC) != 0) return -1;
+  if (pipe2(ends, O_CLOEXEC) != 0) { return -1; }
   close(ends[0]);
   return ends[1];
 }
 
 std::vector<char*> pointers(std::vector<std::string>& words) {
   std::vector<char*> result;
-  for (std::string& word : words)
+  for (std::string& word : words) {
     result.push_back(word.data());
+  }
   result.push_back(nullptr);
   return result;
 }
@@ -50,8 +52,9 @@ std::string content_of(int fd) {
 std::vector<std::string> split_lines(const std::string& text) {
   std::istringstream stream(text);
   std::vector<std::string> lines;
-  for (std::string line; std::getline(stream, line);)
+  for (std::string line; std::getline(stream, line);) {
     lines.push_back(line);
+  }
   return lines;
 }
 
@@ -60,7 +63,7 @@ std::vector<std::string> stat_fields(pid_t pid) {
   std::ifstream stream("/proc/" + std::to_string(pid) + "/stat");
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
   const std::size_t bracket = text.rfind(')');
-  if (bracket == std::string::npos) return {};
+  if (bracket == std::string::npos) { return {}; }
   std::istringstream rest(text.substr(bracket + 1));
   return {std::istream_iterator<std::string>(rest), {}};
 }
@@ -78,13 +81,13 @@ bool is_ffmpeg(pid_t pid) {
 pid_t find_engine(pid_t tool) {
   for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
     const pid_t pid = std::atoi(entry.path().filename().c_str());
-    if (pid > 0 && parent_of(pid) == tool && is_ffmpeg(pid)) return pid;
+    if (pid > 0 && parent_of(pid) == tool && is_ffmpeg(pid)) { return pid; }
   }
   return -1;
 }
 
 tool_end decode(int status) {
-  if (WIFEXITED(status)) return {WEXITSTATUS(status), -1};
+  if (WIFEXITED(status)) { return {WEXITSTATUS(status), -1}; }
   return {-1, WTERMSIG(status)};
 }
 
@@ -103,7 +106,7 @@ tool_run::tool_run(const std::string& tool, const std::vector<std::string>& argu
     signal(SIGPIPE, SIG_IGN);
     dup2(output_fd_, STDOUT_FILENO);
     dup2(errors_fd_, STDERR_FILENO);
-    if (folder.empty() || chdir(folder.c_str()) == 0) execv(argv[0], argv.data());
+    if (folder.empty() || chdir(folder.c_str()) == 0) { execv(argv[0], argv.data()); }
     _exit(255);
   }
   // Before it leads its group there is nothing to signal.
@@ -111,8 +114,8 @@ tool_run::tool_run(const std::string& tool, const std::vector<std::string>& argu
 }
 
 tool_run::~tool_run() {
-  if (pid_ > 0) signal_group(SIGKILL);
-  if (pid_ > 0 && !ended_) waitpid(pid_, nullptr, 0);
+  if (pid_ > 0) { signal_group(SIGKILL); }
+  if (pid_ > 0 && !ended_) { waitpid(pid_, nullptr, 0); }
   close(output_fd_);
   close(errors_fd_);
 }
@@ -126,7 +129,7 @@ tool_end tool_run::wait(std::chrono::milliseconds deadline) {
   const bool in_time =
       ended_ || wait_until([&] { return waitpid(pid_, &status, WNOHANG) == pid_; }, deadline);
   EXPECT_TRUE(in_time) << "still running: " << errors();
-  if (!ended_ && in_time) ended_ = decode(status);
+  if (!ended_ && in_time) { ended_ = decode(status); }
   return ended_.value_or(tool_end());
 }
 
@@ -162,7 +165,7 @@ tool_result run_tool(const std::string& tool, const std::vector<std::string>& ar
 
 double cpu_seconds(pid_t pid) {
   const std::vector<std::string> fields = stat_fields(pid);
-  if (fields.size() < 13) return 0.0;
+  if (fields.size() < 13) { return 0.0; }
   return (std::stod(fields[11]) + std::stod(fields[12])) /
          static_cast<double>(sysconf(_SC_CLK_TCK));
 }
@@ -174,13 +177,13 @@ char process_state(pid_t pid) {
 
 scratch_folder::scratch_folder() {
   std::string pattern = fs::temp_directory_path() / "qx-tools-XXXXXX";
-  if (mkdtemp(pattern.data()) != nullptr) path_ = pattern;
+  if (mkdtemp(pattern.data()) != nullptr) { path_ = pattern; }
   EXPECT_FALSE(path_.empty());
 }
 
 scratch_folder::~scratch_folder() {
   std::error_code ignored;
-  if (!path_.empty()) fs::remove_all(path_, ignored);
+  if (!path_.empty()) { fs::remove_all(path_, ignored); }
 }
 
 std::vector<std::string> scratch_folder::names() const {

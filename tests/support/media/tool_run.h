@@ -2,12 +2,12 @@
 // ignored, and signalled by process group.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include <sys/types.h>
 
 namespace qx_test {
 

@@ -1,8 +1,6 @@
 // The record of one run: written before the plan is looked at.
 #include "tests/support/stand_in/call_record.h"
 
-#include "tests/support/stand_in/own_files.h"
-
 #include <cstring>
 #include <ctime>
 #include <filesystem>
@@ -11,6 +9,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "tests/support/stand_in/own_files.h"
 
 namespace qx_test {
 
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 // The remote command of a request: what follows "vc=" in the address.
 std::string request_command(const std::string& address) {
   const auto at = address.find("&vc=");
-  if (at == std::string::npos) return "";
+  if (at == std::string::npos) { return ""; }
   return "." + address.substr(at + 4, address.find('&', at + 4) - (at + 4));
 }
 
@@ -35,8 +35,9 @@ void make_record_folder(call_record& record) {
 
 std::string joined_with_nul(char** texts) {
   std::string all;
-  for (; *texts != nullptr; ++texts)
+  for (; *texts != nullptr; ++texts) {
     all.append(*texts).push_back('\0');
+  }
   return all;
 }
 
@@ -45,7 +46,7 @@ void note_descriptors(std::ostream& info) {
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code error;
     const auto target = fs::read_symlink(entry.path(), error).string();
-    if (target.find("/fd") == target.size() - 3 && target.rfind("/proc/", 0) == 0) continue;
+    if (target.find("/fd") == target.size() - 3 && target.rfind("/proc/", 0) == 0) { continue; }
     info << "fd " << entry.path().filename().string() << ' ' << target << '\n';
   }
 }
@@ -67,13 +68,13 @@ unsigned current_umask() {
 
 std::string tool_name(int argc, char** argv) {
   std::string program = fs::path(argv[0]).filename();
-  if (program == "curl") return program + request_command(argv[argc - 1]);
-  if (program == "qxmi_startitem") return "startitem";
-  if (program == "qxmi_grab") return "grab";
-  if (program == "qxmi_remote_transcode") return "upload";
-  if (program != "qxmi_vod_transcode") return program;
+  if (program == "curl") { return program + request_command(argv[argc - 1]); }
+  if (program == "qxmi_startitem") { return "startitem"; }
+  if (program == "qxmi_grab") { return "grab"; }
+  if (program == "qxmi_remote_transcode") { return "upload"; }
+  if (program != "qxmi_vod_transcode") { return program; }
   for (int i = 1; i < argc; ++i) {
-    if (std::strcmp(argv[i], "--quote") == 0) return "quote";
+    if (std::strcmp(argv[i], "--quote") == 0) { return "quote"; }
   }
   return "transcode";
 }

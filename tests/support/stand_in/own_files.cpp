@@ -18,14 +18,14 @@ void fail(const std::string& what) {
 void write_whole(const std::string& path, std::string_view content) {
   const std::string temporary = path + ".part";
   const int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd < 0 || !write_all(fd, content)) fail(temporary);
+  if (fd < 0 || !write_all(fd, content)) { fail(temporary); }
   close(fd);
-  if (rename(temporary.c_str(), path.c_str()) != 0) fail(path);
+  if (rename(temporary.c_str(), path.c_str()) != 0) { fail(path); }
 }
 
 std::string read_whole(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return "";
+  if (fd < 0) { return ""; }
   std::string content = read_to_end(fd);
   close(fd);
   return content;
@@ -36,8 +36,8 @@ std::string read_to_end(int fd) {
   char block[4096];
   for (;;) {
     const ssize_t got = read(fd, block, sizeof block);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return content;
+    if (got < 0 && errno == EINTR) { continue; }
+    if (got <= 0) { return content; }
     content.append(block, static_cast<std::size_t>(got));
   }
 }
@@ -45,8 +45,8 @@ std::string read_to_end(int fd) {
 bool write_all(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t put = write(fd, bytes.data(), bytes.size());
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return false;
+    if (put < 0 && errno == EINTR) { continue; }
+    if (put < 0) { return false; }
     bytes.remove_prefix(static_cast<std::size_t>(put));
   }
   return true;

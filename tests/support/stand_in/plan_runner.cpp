@@ -1,9 +1,6 @@
 // The steps that a stand-in tool knows.
 #include "tests/support/stand_in/plan_runner.h"
 
-#include "tests/support/plan_text.h"
-#include "tests/support/stand_in/own_files.h"
-
 #include <cctype>
 #include <csignal>
 #include <cstdio>
@@ -15,6 +12,9 @@
 
 #include <fcntl.h>
 #include <unistd.h>
+
+#include "tests/support/plan_text.h"
+#include "tests/support/stand_in/own_files.h"
 
 namespace qx_test {
 
@@ -35,8 +35,9 @@ void note_signal(int number) {
 void die(int signal_number) {
   std::signal(signal_number, SIG_DFL);
   kill(getpid(), signal_number);
-  for (;;)
+  for (;;) {
     pause();
+  }
 }
 
 }  // namespace
@@ -46,8 +47,9 @@ plan_runner::plan_runner(call_record record, std::vector<std::string> argv)
 
 int plan_runner::run() {
   std::istringstream plan(plan_text());
-  for (std::string line; std::getline(plan, line);)
+  for (std::string line; std::getline(plan, line);) {
     step(decode_plan_line(line));
+  }
   return 0;
 }
 
@@ -57,7 +59,7 @@ std::string plan_runner::plan_text() const {
   const std::string program = record_.name.substr(0, record_.name.find('.'));
   for (const auto& name :
        {record_.name + "#" + std::to_string(record_.number), record_.name, program}) {
-    if (file_exists(plans + name)) return read_whole(plans + name);
+    if (file_exists(plans + name)) { return read_whole(plans + name); }
   }
   return "";
 }
@@ -96,25 +98,26 @@ void plan_runner::write_metadata(const std::string& lines) const {
 
 void plan_runner::remove_trees() const {
   for (const auto& path : argv_) {
-    if (path.rfind("/mnt/", 0) != 0) continue;
+    if (path.rfind("/mnt/", 0) != 0) { continue; }
     std::error_code error;
-    if (fs::remove_all(path, error) > 0) std::printf("removed '%s'\n", path.c_str());
-    if (error) fail(path);
+    if (fs::remove_all(path, error) > 0) { std::printf("removed '%s'\n", path.c_str()); }
+    if (error) { fail(path); }
   }
   std::fflush(stdout);
 }
 
 void plan_runner::wait_for_trigger(const std::string& name) const {
   const std::string trigger = std::string(stand_in_folder) + "/triggers/" + name;
-  while (!file_exists(trigger))
+  while (!file_exists(trigger)) {
     usleep(5000);
+  }
 }
 
 void plan_runner::catch_signal(int number) const {
   if (signals_fd < 0) {
     signals_fd =
         open(record_.file("signals").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    if (signals_fd < 0) fail(record_.file("signals"));
+    if (signals_fd < 0) { fail(record_.file("signals")); }
   }
   struct sigaction action {};
   action.sa_handler = note_signal;
@@ -124,22 +127,23 @@ void plan_runner::catch_signal(int number) const {
 
 void plan_runner::start_grandchild() const {
   const pid_t pid = fork();
-  if (pid < 0) fail("fork");
+  if (pid < 0) { fail("fork"); }
   if (pid == 0) {
-    for (;;)
+    for (;;) {
       pause();
+    }
   }
   write_whole(record_.file("grandchild"), std::to_string(pid));
 }
 
 void plan_runner::hold(const std::string& path, long position) const {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0 || lseek(fd, position, SEEK_SET) < 0) fail(path);
+  if (fd < 0 || lseek(fd, position, SEEK_SET) < 0) { fail(path); }
 }
 
 std::string plan_runner::expanded(const std::string& path) const {
   const auto end = path.find('}');
-  if (path.empty() || path[0] != '{' || end == std::string::npos) return path;
+  if (path.empty() || path[0] != '{' || end == std::string::npos) { return path; }
   const std::string name = path.substr(1, end - 1);
   const bool is_index = std::isdigit(static_cast<unsigned char>(name[0])) != 0;
   return (is_index ? argv_.at(std::stoul(name)) : option_value(name)) + path.substr(end + 1);
@@ -147,8 +151,8 @@ std::string plan_runner::expanded(const std::string& path) const {
 
 std::string plan_runner::option_value(const std::string& name) const {
   for (std::size_t i = 1; i < argv_.size(); ++i) {
-    if (argv_[i] == name && i + 1 < argv_.size()) return argv_[i + 1];
-    if (argv_[i].rfind(name + "=", 0) == 0) return argv_[i].substr(name.size() + 1);
+    if (argv_[i] == name && i + 1 < argv_.size()) { return argv_[i + 1]; }
+    if (argv_[i].rfind(name + "=", 0) == 0) { return argv_[i].substr(name.size() + 1); }
   }
   errno = EINVAL;
   fail("no option " + name);

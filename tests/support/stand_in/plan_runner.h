@@ -1,10 +1,10 @@
 // Carries out a stand-in tool's plan, one step after another.
 #pragma once
 
-#include "tests/support/stand_in/call_record.h"
-
 #include <string>
 #include <vector>
+
+#include "tests/support/stand_in/call_record.h"
 
 namespace qx_test {
 

@@ -34,14 +34,15 @@ void add_job(const json11::Json& item, report_parts& parts) {
     parts.add_missing("job", "the item has none");
     return;
   }
-  for (const std::string name : {"status", "copy_pid"})
+  for (const std::string name : {"status", "copy_pid"}) {
     parts.add_file("job/" + name, folder, name);
+  }
 }
 
 void add_probe(const std::string& part, const std::string& media, report_parts& parts) {
   source_file source;
   std::string error;
-  if (!source.open(media, error)) return parts.add_missing(part, media + " " + error);
+  if (!source.open(media, error)) { return parts.add_missing(part, media + " " + error); }
   program_request request;
   request.argv = ffprobe_command();
   request.argv.insert(request.argv.end(),
@@ -50,7 +51,7 @@ void add_probe(const std::string& part, const std::string& media, report_parts& 
   request.time_limit = probe_limit;
   const program_result result = run_program(request);
   const json11::Json report = json11::Json::parse(result.output, error);
-  if (!result.success()) return parts.add_missing(part, engine_cause(result, source.url()));
+  if (!result.success()) { return parts.add_missing(part, engine_cause(result, source.url())); }
   report.is_null() ? parts.add_missing(part, error) : parts.add_json(part, report);
 }
 
@@ -64,41 +65,43 @@ std::string moment(std::time_t seconds) {
 }
 
 const char* kind(mode_t mode) {
-  if (S_ISREG(mode)) return "a file";
-  if (S_ISDIR(mode)) return "a folder";
+  if (S_ISREG(mode)) { return "a file"; }
+  if (S_ISDIR(mode)) { return "a folder"; }
   return S_ISLNK(mode) ? "a symbolic link" : "neither file nor folder";
 }
 
 std::string file_line(const std::string& path) {
   struct stat status = {};
-  if (lstat(path.c_str(), &status) != 0) return path + ": " + std::strerror(errno) + "\n";
+  if (lstat(path.c_str(), &status) != 0) { return path + ": " + std::strerror(errno) + "\n"; }
   return path + ": " + kind(status.st_mode) + ", " + std::to_string(status.st_size) +
          " bytes, mode " + mode_text(status.st_mode) + ", of " + user_name(status.st_uid) + ":" +
          group_name(status.st_gid) + ", modified " + moment(status.st_mtim.tv_sec) + " UTC\n";
 }
 
 void add_source(const std::string& path, report_parts& parts) {
-  if (path.empty()) return parts.add_missing("source", "the item has none");
+  if (path.empty()) { return parts.add_missing("source", "the item has none"); }
   parts.add_text("source/file.txt", file_line(path));
-  for (const char* name : {"metadata", job_log_name})
+  for (const char* name : {"metadata", job_log_name}) {
     parts.add_file(std::string("source/") + name, metadata_folder_of(path), name);
+  }
   add_probe("source/probe.json", path, parts);
 }
 
 void add_output(const std::string& path, report_parts& parts) {
-  if (path.empty()) return parts.add_missing("output", "the item has none yet");
+  if (path.empty()) { return parts.add_missing("output", "the item has none yet"); }
   const std::string folder = metadata_folder_of(path);
   parts.add_text("output/file.txt", file_line(path) + file_line(folder) +
                                         file_line(folder + "/vod.thumbnail.jpg") +
                                         file_line(folder + "/.vod.ready"));
-  for (const char* name : output_files)
+  for (const char* name : output_files) {
     parts.add_file(std::string("output/") + name, folder, name);
+  }
   add_probe("output/probe.json", path, parts);
 }
 
 void add_configuration(report_parts& parts) {
   const text_file file = read_configuration_file();
-  if (file.read()) return parts.add_text("configuration.txt", masked_configuration(file.text));
+  if (file.read()) { return parts.add_text("configuration.txt", masked_configuration(file.text)); }
   parts.add_missing("configuration.txt", std::string(path_vod_conf) + ": " + file.cause());
 }
 
@@ -120,7 +123,7 @@ void add_all_parts(const reported_item& item, report_parts& parts) {
 secret_mask configured_secrets() {
   std::vector<std::string> secrets;
   for (const auto& pair : read_configuration(read_configuration_file().text).pairs) {
-    if (pair.name == "transcode server password") secrets.push_back(pair.value);
+    if (pair.name == "transcode server password") { secrets.push_back(pair.value); }
   }
   return secret_mask(secrets);
 }
@@ -131,6 +134,8 @@ std::string report_name(const std::string& entry_id, std::time_t now) {
       id.begin(), id.end(), [](unsigned char c) { return std::isalnum(c) == 0 || c > 0x7f; }, '-');
   tm parts = {};
   char date[40] = "";
-  if (gmtime_r(&now, &parts) != nullptr) std::strftime(date, sizeof date, "%Y%m%d-%H%M%S", &parts);
+  if (gmtime_r(&now, &parts) != nullptr) {
+    std::strftime(date, sizeof date, "%Y%m%d-%H%M%S", &parts);
+  }
   return "qx_vod_report-" + id + "-" + date;
 }

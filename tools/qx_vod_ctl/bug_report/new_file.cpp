@@ -20,7 +20,7 @@ bool give_name(const std::string& temporary, const std::string& path) {
   if (renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0) {
     return true;
   }
-  if (errno != EINVAL || link(temporary.c_str(), path.c_str()) != 0) return false;
+  if (errno != EINVAL || link(temporary.c_str(), path.c_str()) != 0) { return false; }
   unlink(temporary.c_str());
   return true;
 }
@@ -39,8 +39,8 @@ bool write_new_file(const std::string& path, std::string_view content, std::stri
   const unique_fd fd(mkostemp(temporary.data(), O_CLOEXEC));
   const bool done = fd.valid() && write_text(fd.get(), content) && fsync(fd.get()) == 0 &&
                     give_name(temporary, path);
-  if (done) return true;
+  if (done) { return true; }
   error = std::strerror(errno);
-  if (fd.valid()) unlink(temporary.c_str());
+  if (fd.valid()) { unlink(temporary.c_str()); }
   return false;
 }

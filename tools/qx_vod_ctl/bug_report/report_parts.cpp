@@ -24,13 +24,15 @@ bool report_parts::create(std::string& error) {
 
 void report_parts::add_text(const std::string& part, const std::string& text) {
   std::string error;
-  if (!folder_.write(name_ + "/" + part, secrets_.masked(text), error)) add_missing(part, error);
+  if (!folder_.write(name_ + "/" + part, secrets_.masked(text), error)) {
+    add_missing(part, error);
+  }
 }
 
 void report_parts::add_json(const std::string& part, const json11::Json& json) {
   std::string error;
   const std::string text = secrets_.masked_json(json).dump() + "\n";
-  if (!folder_.write(name_ + "/" + part, text, error)) add_missing(part, error);
+  if (!folder_.write(name_ + "/" + part, text, error)) { add_missing(part, error); }
 }
 
 void report_parts::add_file(const std::string& part, const std::string& folder,
@@ -45,7 +47,9 @@ void report_parts::add_missing(const std::string& part, const std::string& reaso
 }
 
 bool report_parts::pack(std::string& archive, std::string& error) {
-  if (!missing_.empty() && !folder_.write(name_ + "/missing.txt", missing_, error)) return false;
+  if (!missing_.empty() && !folder_.write(name_ + "/missing.txt", missing_, error)) {
+    return false;
+  }
   program_request request;
   request.argv = {packer,           "--create",       "--gzip",      "--file",       "-",
                   "--owner=root:0", "--group=root:0", "--directory", folder_.path(), name_};

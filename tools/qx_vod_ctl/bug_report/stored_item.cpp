@@ -10,7 +10,7 @@ constexpr const char* job_prefix = "job:";
 bool is_named(const json11::Json& item, const std::string& given) {
   const std::string& id = item["entry id"].string_value();
   const json11::Json& job = item["fileops job id"];
-  if (given == job_prefix + std::to_string(job.int_value()) && job.is_number()) return true;
+  if (given == job_prefix + std::to_string(job.int_value()) && job.is_number()) { return true; }
   return !given.empty() && id.compare(0, given.size(), given) == 0;
 }
 
@@ -22,10 +22,10 @@ json11::Json find_stored_item(const std::string& queue, const std::string& given
   const json11::Json document = json11::Json::parse(queue, parse_error);
   std::vector<json11::Json> found;
   for (const auto& item : document["list"].array_items()) {
-    if (item["entry id"].string_value() == given) return item;
-    if (is_named(item, given)) found.push_back(item);
+    if (item["entry id"].string_value() == given) { return item; }
+    if (is_named(item, given)) { found.push_back(item); }
   }
-  if (found.size() == 1) return found.front();
+  if (found.size() == 1) { return found.front(); }
   error = found.empty() ? "not in the queue file" : "fits several items of the queue file";
   return {};
 }

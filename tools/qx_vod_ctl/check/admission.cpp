@@ -61,13 +61,13 @@ refusal judge_error(int error, std::string text) {
   refusal result = refused(std::move(text));
   result.missing = error == ENOENT || error == ENOTDIR;
   result.unknown = is_hidden_from_this_user(error);
-  if (result.unknown) result.text = "this user may not look there; ask again as root";
+  if (result.unknown) { result.text = "this user may not look there; ask again as root"; }
   return result;
 }
 
 refusal judge_place(const std::string& folder, const std::string& name) {
   const unique_fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.valid()) return judge_error(errno, "Rejected: unable to locate folder");
+  if (!directory.valid()) { return judge_error(errno, "Rejected: unable to locate folder"); }
   if (cgi_velmar_forbidden_area_fd(directory.get(), 0) != 0) {
     return refused("Rejected: unable to locate folder");
   }
@@ -119,7 +119,7 @@ stored_metadata read_stored_metadata(const std::string& path) {
   result.readable = metadata.error() == 0 || metadata.error() == ENOENT;
   for (const char* name : entry_names) {
     const char* const value = metadata.entry(name);
-    if (value != nullptr && *value != '\0') result.entries.emplace_back(name, value);
+    if (value != nullptr && *value != '\0') { result.entries.emplace_back(name, value); }
   }
   result.offline = std::strtol(result.entry("offline").c_str(), nullptr, 10) >= 1;
   return result;
@@ -141,7 +141,7 @@ bool output_can_be_named(const std::string& path, const std::string& profile) {
 
 std::string advice_for(const std::string& text) {
   for (const advice& known : advices) {
-    if (begins_with(text, known.text)) return known.words;
+    if (begins_with(text, known.text)) { return known.words; }
   }
   return "";
 }

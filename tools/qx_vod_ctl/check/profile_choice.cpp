@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 profile_choice choose_profile(const std::vector<std::string>& profiles, std::int32_t max_profile) {
-  if (max_profile < 1) return {profiles.front(), "it is the first that the transcoder offers"};
+  if (max_profile < 1) { return {profiles.front(), "it is the first that the transcoder offers"}; }
   const std::string limit = "\"max profile\", " + std::to_string(max_profile);
   for (const auto& profile : profiles) {
     if (std::strtol(profile.c_str(), nullptr, 10) <= max_profile) {

@@ -38,7 +38,7 @@ public:
     load_settings();
     found_.refused = judge_source(found_.path);
     const bool goes_on = found_.accepted() && identify_source() && list_profiles() && name_output();
-    if (goes_on) add_outcome();
+    if (goes_on) { add_outcome(); }
     return found_;
   }
 
@@ -55,7 +55,7 @@ private:
 
   void load_settings() {
     const text_file file = read_configuration_file();
-    if (file.read()) settings_.vod_conf_load();
+    if (file.read()) { settings_.vod_conf_load(); }
     if (!file.read() && !file.missing()) {
       found_.note = std::string(path_vod_conf) + " " + file.cause() + ": told as if it were empty";
     }
@@ -64,12 +64,12 @@ private:
   // What the file's metadata say is believed, as the service does.
   bool identify_source() {
     const stored_metadata stored = read_stored_metadata(found_.path);
-    if (!stored.readable) return refuse("unable to check metadata");
+    if (!stored.readable) { return refuse("unable to check metadata"); }
     found_.identity = stored.entries;
     found_.identity_stored = !stored.entry("file type").empty();
-    if (stored.offline) return refuse("Rejected: File is marked offline");
-    if (!found_.identity_stored && !look_into_source()) return false;
-    if (is_transcodeable(entry("file type"))) return true;
+    if (stored.offline) { return refuse("Rejected: File is marked offline"); }
+    if (!found_.identity_stored && !look_into_source()) { return false; }
+    if (is_transcodeable(entry("file type"))) { return true; }
     return refuse("Rejected: File type is not transcodeable");
   }
 
@@ -82,7 +82,7 @@ private:
     }
     found_.identity.clear();
     for (const auto& [name, value] : entries) {
-      if (!value.empty()) found_.identity.emplace_back(name, value);
+      if (!value.empty()) { found_.identity.emplace_back(name, value); }
     }
     return true;
   }
@@ -108,9 +108,9 @@ private:
   bool name_output() {
     constexpr const char* text =
         "Rejected: Transcoder could not determine profiles (but returned success)";
-    if (found_.profiles.empty()) return refuse(text);
+    if (found_.profiles.empty()) { return refuse(text); }
     const std::string unknown_profile = profile_refusal(profile_, found_.profiles);
-    if (!profile_.empty() && !unknown_profile.empty()) return refuse(unknown_profile);
+    if (!profile_.empty() && !unknown_profile.empty()) { return refuse(unknown_profile); }
     found_.choice = profile_.empty() ? choose_profile(found_.profiles, settings_.max_profile)
                                      : profile_choice{profile_, "it was given"};
     return output_can_be_named(found_.path, found_.choice.profile) || refuse(text);
@@ -121,10 +121,10 @@ private:
     const double rate = std::strtod(entry("frame rate").c_str(), nullptr);
     found_.size = limit_of_size(found_.choice.profile, seconds, rate);
     const auto speed = speed_of_(found_.choice.profile);
-    if (speed && seconds > 0.0) found_.time = work_time{seconds / *speed, *speed};
+    if (speed && seconds > 0.0) { found_.time = work_time{seconds / *speed, *speed}; }
     disk_room room;
     for (const char* folder : {path_output_dir, "/mnt/main/tv", "/mnt/main"}) {
-      if (!found_.room && read_disk_room(folder, room)) found_.room = room;
+      if (!found_.room && read_disk_room(folder, room)) { found_.room = room; }
     }
     if (settings_.go_remote()) {
       found_.server = shown_address(settings_.address);
@@ -164,7 +164,7 @@ private:
 
   std::string entry(const std::string& name) const {
     for (const auto& [key, value] : found_.identity) {
-      if (key == name) return value;
+      if (key == name) { return value; }
     }
     return "";
   }
@@ -185,7 +185,7 @@ prospect look_ahead(const std::string& path, const std::string& profile,
 std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,
                                         double frame_rate) {
   const int height = profile_height(profile);
-  if (seconds <= 0.0 || (height == 0 && profile != sound_profile)) return std::nullopt;
+  if (seconds <= 0.0 || (height == 0 && profile != sound_profile)) { return std::nullopt; }
   const int picture = height == 0 ? 0 : peak_bit_rate(height, frame_rate);
   char length[40];
   std::snprintf(length, sizeof length, "%.2f s", seconds);
@@ -194,7 +194,7 @@ std::optional<size_limit> limit_of_size(const std::string& profile, double secon
   const double kbit = seconds * (picture + sound_kbit) + 2.0 * picture;
   limit.bytes = static_cast<std::uint64_t>(kbit * 1000.0 / bits_per_byte);
   limit.basis = std::string(length) + " at no more than ";
-  if (picture > 0) limit.basis += std::to_string(picture) + " kbit/s of picture and ";
+  if (picture > 0) { limit.basis += std::to_string(picture) + " kbit/s of picture and "; }
   limit.basis += std::to_string(sound_kbit) + " kbit/s of sound";
   return limit;
 }

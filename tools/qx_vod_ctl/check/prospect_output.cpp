@@ -1,11 +1,10 @@
 // Writes down what would become of a file.
-#include "tools/qx_vod_ctl/check/prospect.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>
 
 #include "platform/paths.h"
+#include "tools/qx_vod_ctl/check/prospect.h"
 #include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
@@ -22,35 +21,36 @@ void add_line(std::string& text, std::string_view label, const std::string& valu
 
 std::string joined(const std::vector<std::string>& names) {
   std::string text;
-  for (const auto& name : names)
+  for (const auto& name : names) {
     text += (text.empty() ? "" : " ") + name;
+  }
   return text;
 }
 
 std::string entry(const prospect& found, std::string_view name) {
   for (const auto& [key, value] : found.identity) {
-    if (key == name) return value;
+    if (key == name) { return value; }
   }
   return "";
 }
 
 void add_part(std::string& text, const std::string& value, const std::string& unit = "") {
-  if (!value.empty()) text += (text.empty() ? "" : ", ") + value + unit;
+  if (!value.empty()) { text += (text.empty() ? "" : ", ") + value + unit; }
 }
 
 std::string identity_text(const prospect& found) {
   std::string text = entry(found, "file type");
   const std::string width = entry(found, "width");
-  if (!width.empty()) add_part(text, width + "x" + entry(found, "height"));
+  if (!width.empty()) { add_part(text, width + "x" + entry(found, "height")); }
   add_part(text, entry(found, "frame rate"), " fps");
-  if (entry(found, "interlaced") == "1") add_part(text, "interlaced");
+  if (entry(found, "interlaced") == "1") { add_part(text, "interlaced"); }
   add_part(text, entry(found, "video codec"));
   add_part(text, entry(found, "audio codec"));
   add_part(text, entry(found, "audio channels"), " channels");
   add_part(text, entry(found, "duration"), " s");
   const std::string size = entry(found, "size");
-  if (!size.empty()) add_part(text, size_text(std::strtoull(size.c_str(), nullptr, 10)));
-  if (found.identity_stored) text += " (from its metadata)";
+  if (!size.empty()) { add_part(text, size_text(std::strtoull(size.c_str(), nullptr, 10))); }
+  if (found.identity_stored) { text += " (from its metadata)"; }
   return text;
 }
 
@@ -73,16 +73,18 @@ void add_outcome(std::string& text, const prospect& found) {
   if (found.size) {
     add_line(text, "size", "at most " + size_text(found.size->bytes) + ": " + found.size->basis);
   }
-  if (found.time) add_line(text, "time", time_text(*found.time, found.choice.profile));
-  if (found.room) add_line(text, "room", room_text(found));
-  for (const auto& command : found.commands)
+  if (found.time) { add_line(text, "time", time_text(*found.time, found.choice.profile)); }
+  if (found.room) { add_line(text, "room", room_text(found)); }
+  for (const auto& command : found.commands) {
     add_line(text, "command", shell_text(command));
+  }
 }
 
 json11::Json::object identity_json(const prospect& found) {
   json11::Json::object object;
-  for (const auto& [name, value] : found.identity)
+  for (const auto& [name, value] : found.identity) {
     object[name] = value;
+  }
   return object;
 }
 
@@ -95,8 +97,8 @@ void add_outcome_json(json11::Json::object& object, const prospect& found) {
     object["size at most"] = static_cast<double>(found.size->bytes);
     object["size basis"] = found.size->basis;
   }
-  if (found.time) object["seconds"] = found.time->seconds;
-  if (found.room) object["free"] = static_cast<double>(found.room->free_bytes);
+  if (found.time) { object["seconds"] = found.time->seconds; }
+  if (found.room) { object["free"] = static_cast<double>(found.room->free_bytes); }
 }
 
 }  // namespace
@@ -104,7 +106,7 @@ void add_outcome_json(json11::Json::object& object, const prospect& found) {
 std::string shell_text(const std::vector<std::string>& arguments) {
   std::string text;
   for (const auto& argument : arguments) {
-    if (!text.empty()) text += ' ';
+    if (!text.empty()) { text += ' '; }
     const bool is_plain =
         !argument.empty() && argument.find_first_not_of(plain_characters) == std::string::npos;
     if (is_plain) {
@@ -112,8 +114,9 @@ std::string shell_text(const std::vector<std::string>& arguments) {
       continue;
     }
     text += '\'';
-    for (const char c : argument)
+    for (const char c : argument) {
       text += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
     text += '\'';
   }
   return text;
@@ -128,11 +131,11 @@ std::string prospect_text(const prospect& found) {
     add_line(text, "accepted", found.accepted() ? "yes" : "no: " + found.refused.text);
   }
   const std::string advice = advice_for(found.refused.text);
-  if (!advice.empty()) add_line(text, "", "-> " + advice);
-  if (!found.note.empty()) add_line(text, "note", found.note);
-  if (!found.identity.empty()) add_line(text, "identity", identity_text(found));
-  if (!found.profiles.empty()) add_line(text, "offered", joined(found.profiles));
-  if (found.accepted()) add_outcome(text, found);
+  if (!advice.empty()) { add_line(text, "", "-> " + advice); }
+  if (!found.note.empty()) { add_line(text, "note", found.note); }
+  if (!found.identity.empty()) { add_line(text, "identity", identity_text(found)); }
+  if (!found.profiles.empty()) { add_line(text, "offered", joined(found.profiles)); }
+  if (found.accepted()) { add_outcome(text, found); }
   return text;
 }
 
@@ -145,6 +148,6 @@ json11::Json prospect_json(const prospect& found) {
                                  {"identity", identity_json(found)},
                                  {"identity stored", found.identity_stored},
                                  {"profiles", found.profiles}};
-  if (found.accepted()) add_outcome_json(object, found);
+  if (found.accepted()) { add_outcome_json(object, found); }
   return object;
 }

@@ -19,7 +19,8 @@ constexpr const char* known_keys[] = {"max profile", "fullspeed", "transcode ser
 constexpr const char* shown_keys[] = {"max profile", "fullspeed"};
 constexpr const char* address_key = "transcode server address";
 
-template <typename Keys> bool is_one_of(const Keys& keys, const std::string& name) {
+template <typename Keys>
+bool is_one_of(const Keys& keys, const std::string& name) {
   return std::find(std::begin(keys), std::end(keys), name) != std::end(keys);
 }
 
@@ -41,7 +42,8 @@ void read_piece(std::string piece, int line, bool whole, configuration& result) 
 }
 
 // Calls `take` with each line, its line feed included.
-template <typename Take> void for_each_line(const std::string& text, Take take) {
+template <typename Take>
+void for_each_line(const std::string& text, Take take) {
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t feed = text.find('\n', begin);
     const std::size_t end = feed == std::string::npos ? text.size() : feed + 1;
@@ -51,16 +53,16 @@ template <typename Take> void for_each_line(const std::string& text, Take take) 
 }
 
 std::string shown_value(const configuration_pair& pair) {
-  if (pair.name == address_key) return shown_address(pair.value);
+  if (pair.name == address_key) { return shown_address(pair.value); }
   return is_one_of(shown_keys, pair.name) ? pair.value : masked_text;
 }
 
 std::string masked_line(const std::string& line) {
-  if (line.size() > piece_size) return std::string(masked_text) + "\n";
+  if (line.size() > piece_size) { return std::string(masked_text) + "\n"; }
   configuration parsed;
   read_piece(line, 1, true, parsed);
-  if (!parsed.no_pairs.empty()) return std::string(masked_text) + "\n";
-  if (parsed.pairs.empty()) return line.back() == '\n' ? line : line + "\n";
+  if (!parsed.no_pairs.empty()) { return std::string(masked_text) + "\n"; }
+  if (parsed.pairs.empty()) { return line.back() == '\n' ? line : line + "\n"; }
   const configuration_pair& pair = parsed.pairs.front();
   return pair.name + " = " + shown_value(pair) + "\n";
 }
@@ -85,9 +87,10 @@ configuration read_configuration(const std::string& text) {
   for_each_line(text, [&](const std::string& line) {
     ++number;
     const bool whole = line.size() <= piece_size;
-    if (!whole) result.too_long.push_back(number);
-    for (std::size_t at = 0; at < line.size(); at += piece_size)
+    if (!whole) { result.too_long.push_back(number); }
+    for (std::size_t at = 0; at < line.size(); at += piece_size) {
       read_piece(line.substr(at, piece_size), number, whole, result);
+    }
   });
   return result;
 }

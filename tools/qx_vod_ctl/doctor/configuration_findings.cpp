@@ -1,12 +1,11 @@
 // Judges the configuration file.
-#include "tools/qx_vod_ctl/doctor/configuration.h"
-
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <set>
 
 #include "platform/paths.h"
+#include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 #include "tools/qx_vod_ctl/secret_mask.h"
 
@@ -25,10 +24,12 @@ const std::string file_name = path_vod_conf;
 // "3, 4, 5 and 12 more"
 std::string named(const std::vector<std::string>& names) {
   std::string text;
-  for (std::size_t i = 0; i < names.size() && i < most_named; ++i)
+  for (std::size_t i = 0; i < names.size() && i < most_named; ++i) {
     text += (i == 0 ? "" : ", ") + names[i];
-  if (names.size() > most_named)
+  }
+  if (names.size() > most_named) {
     text += " and " + std::to_string(names.size() - most_named) + " more";
+  }
   return text;
 }
 
@@ -83,7 +84,7 @@ void judge_keys(const configuration& parsed, finding_list& findings) {
   std::vector<std::string> wrong_case;
   const secret_mask secrets = secrets_of(parsed);
   for (const auto& pair : parsed.pairs) {
-    if (pair.known || !pair.whole) continue;
+    if (pair.known || !pair.whole) { continue; }
     (is_known_key(lower_case(pair.name)) ? wrong_case : unknown).push_back(key_text(pair, secrets));
   }
   if (!wrong_case.empty()) {
@@ -101,10 +102,11 @@ void judge_repeated(const configuration& parsed, finding_list& findings) {
   std::vector<std::string> repeated;
   std::set<std::string> seen;
   for (const auto& pair : parsed.pairs) {
-    if (pair.known && !seen.insert(pair.name).second)
+    if (pair.known && !seen.insert(pair.name).second) {
       repeated.push_back("line " + std::to_string(pair.line) + " \"" + pair.name + "\"");
+    }
   }
-  if (repeated.empty()) return;
+  if (repeated.empty()) { return; }
   findings.push_back(warning(check, "given again, and only the last counts: " + named(repeated),
                              "remove the lines that are not meant"));
 }
@@ -142,7 +144,7 @@ constexpr std::size_t longest_login = 121;
 void judge_lengths(const configuration& parsed, finding_list& findings) {
   for (const char* key : {address_key, user_key, password_key}) {
     const std::string* const value = parsed.value(key);
-    if (value == nullptr || value->size() <= longest_login) continue;
+    if (value == nullptr || value->size() <= longest_login) { continue; }
     findings.push_back(
         problem(check, std::string("\"") + key + "\" is longer than the FTP client takes",
                 "agree on one of " + std::to_string(longest_login) + " bytes at most"));
@@ -157,16 +159,16 @@ void judge_server(const configuration& parsed, finding_list& findings) {
   const std::string* const address = parsed.value(address_key);
   const std::string* const user = parsed.value(user_key);
   const std::string* const password = parsed.value(password_key);
-  if (address == nullptr && user == nullptr && password == nullptr) return;
+  if (address == nullptr && user == nullptr && password == nullptr) { return; }
   std::vector<std::string> missing;
-  if (!has_text(address)) missing.emplace_back(address_key);
-  if (!has_text(user)) missing.emplace_back(user_key);
-  if (password == nullptr) missing.emplace_back(password_key);
+  if (!has_text(address)) { missing.emplace_back(address_key); }
+  if (!has_text(user)) { missing.emplace_back(user_key); }
+  if (password == nullptr) { missing.emplace_back(password_key); }
   if (!missing.empty()) {
     findings.push_back(warning(check, "no transcode on another server without " + named(missing),
                                "give address, user and password, or none of them"));
   }
-  if (has_text(address)) judge_address(*address, findings);
+  if (has_text(address)) { judge_address(*address, findings); }
 }
 
 void judge_access(const text_file& file, bool has_password, finding_list& findings) {
@@ -189,15 +191,17 @@ finding unreadable(const text_file& file) {
       file_name + " " +
       (file.error == EINVAL || file.error == EFBIG ? file.cause()
                                                    : "cannot be read: " + file.cause());
-  if (file.error == EACCES) return warning(check, text, "ask again as root");
+  if (file.error == EACCES) { return warning(check, text, "ask again as root"); }
   return problem(check, text, "put a text file of \"name = value\" lines there, or nothing");
 }
 
 }  // namespace
 
 finding_list check_configuration(const text_file& file) {
-  if (file.missing()) return {fine(check, file_name + " is not there: everything at its default")};
-  if (!file.read()) return {unreadable(file)};
+  if (file.missing()) {
+    return {fine(check, file_name + " is not there: everything at its default")};
+  }
+  if (!file.read()) { return {unreadable(file)}; }
   const configuration parsed = read_configuration(file.text);
   finding_list findings;
   judge_access(file, parsed.value(password_key) != nullptr, findings);
@@ -207,6 +211,6 @@ finding_list check_configuration(const text_file& file) {
   judge_numbers(parsed, findings);
   judge_server(parsed, findings);
   judge_lengths(parsed, findings);
-  if (findings.empty()) findings.push_back(fine(check, file_name));
+  if (findings.empty()) { findings.push_back(fine(check, file_name)); }
   return findings;
 }

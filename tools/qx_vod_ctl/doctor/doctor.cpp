@@ -22,7 +22,7 @@ namespace {
 constexpr const char* vod_folder = "/mnt/main/tv/vod";
 
 finding_list check_user() {
-  if (geteuid() == 0) return {};
+  if (geteuid() == 0) { return {}; }
   return {warning("user", "not asked by root: what only root may see is left out",
                   "ask again as root")};
 }
@@ -42,10 +42,10 @@ finding_list examine(vod_service& service, bool fix) {
   findings.push_back(check_left_logins(fix));
   class transcode_settings settings;
   // Where something else stands in the file's place, reading it could last for ever.
-  if (file.read()) settings.vod_conf_load();
+  if (file.read()) { settings.vod_conf_load(); }
   append(findings, check_programs(settings.go_remote()));
   catch_tool_signals();
   append(findings, check_engine());
-  if (settings.go_remote()) append(findings, check_remote_server(settings));
+  if (settings.go_remote()) { append(findings, check_remote_server(settings)); }
   return findings;
 }

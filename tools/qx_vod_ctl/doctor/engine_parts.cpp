@@ -23,8 +23,9 @@ constexpr const char* advice = "install a complete ffmpeg: apt-get install ffmpe
 
 std::string joined(const name_list& names) {
   std::string text;
-  for (const auto& name : names)
+  for (const auto& name : names) {
     text += (text.empty() ? "" : ", ") + name;
+  }
   return text;
 }
 
@@ -32,7 +33,7 @@ std::string joined(const name_list& names) {
 name_list missing_of(const name_list& names, const std::string& listing) {
   name_list missing;
   for (const auto& name : names) {
-    if (listing.find(" " + name + " ") == std::string::npos) missing.push_back(name);
+    if (listing.find(" " + name + " ") == std::string::npos) { missing.push_back(name); }
   }
   return missing;
 }
@@ -42,7 +43,7 @@ finding judge_listing(const std::string& option, finding (*judge)(const std::str
   request.argv = {ffmpeg_path, "-hide_banner", "-" + option};
   request.time_limit = time_limit;
   const program_result result = run_program(request);
-  if (result.success()) return judge(result.output);
+  if (result.success()) { return judge(result.output); }
   return problem(option, "ffmpeg does not list its " + option + ": " + result.cause(), advice);
 }
 
@@ -50,16 +51,17 @@ finding judge_listing(const std::string& option, finding (*judge)(const std::str
 
 finding judge_encoders(const std::string& listing) {
   const name_list missing = missing_of(encoders, listing);
-  if (missing.empty()) return fine("encoders", "ffmpeg has " + joined(encoders));
+  if (missing.empty()) { return fine("encoders", "ffmpeg has " + joined(encoders)); }
   return problem("encoders", "ffmpeg has no encoder " + joined(missing), advice);
 }
 
 finding judge_filters(const std::string& listing) {
   const name_list missing = missing_of(filters, listing);
-  if (!missing.empty())
+  if (!missing.empty()) {
     return problem("filters", "ffmpeg has no filter " + joined(missing), advice);
+  }
   const name_list no_tones = missing_of(tone_filters, listing);
-  if (no_tones.empty()) return fine("filters", "ffmpeg has all that the tools use");
+  if (no_tones.empty()) { return fine("filters", "ffmpeg has all that the tools use"); }
   return warning("filters",
                  "ffmpeg has no filter " + joined(no_tones) +
                      "; pictures of high dynamic range come out pale",
@@ -67,6 +69,6 @@ finding judge_filters(const std::string& listing) {
 }
 
 finding_list check_engine() {
-  if (access(ffmpeg_path, X_OK) != 0) return {};
+  if (access(ffmpeg_path, X_OK) != 0) { return {}; }
   return {judge_listing("encoders", judge_encoders), judge_listing("filters", judge_filters)};
 }

@@ -23,7 +23,7 @@ std::string group_name(gid_t group) {
 }
 
 std::string foreign_writer(const struct stat& status) {
-  if ((status.st_mode & S_IWOTH) != 0) return "everybody";
+  if ((status.st_mode & S_IWOTH) != 0) { return "everybody"; }
   if ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0) {
     return "group " + group_name(status.st_gid);
   }

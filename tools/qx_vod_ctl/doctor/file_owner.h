@@ -1,9 +1,9 @@
 // Owner and mode of a file in words.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <string>
+
+#include <sys/stat.h>
 
 // "0755"
 std::string mode_text(mode_t mode);

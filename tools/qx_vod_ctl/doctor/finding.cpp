@@ -34,9 +34,9 @@ std::string line_of(const finding& found, bool colour) {
   pad(line, mark_width);
   line += printable(found.check);
   pad(line, mark_width + check_width);
-  if (colour) line.insert(std::string(its.word).size(), plain).insert(0, its.colour);
+  if (colour) { line.insert(std::string(its.word).size(), plain).insert(0, its.colour); }
   line += printable(found.text) + "\n";
-  if (found.advice.empty()) return line;
+  if (found.advice.empty()) { return line; }
   return line + std::string(mark_width, ' ') + "-> " + printable(found.advice) + "\n";
 }
 
@@ -73,8 +73,9 @@ bool has_problem(const finding_list& findings) {
 
 std::string findings_text(const finding_list& findings, bool colour) {
   std::string text;
-  for (const auto& found : findings)
+  for (const auto& found : findings) {
     text += line_of(found, colour);
+  }
   return text + counted(count(findings, finding_result::problem), "problem") + ", " +
          counted(count(findings, finding_result::warning), "warning") + "\n";
 }

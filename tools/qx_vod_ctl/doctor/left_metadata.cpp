@@ -30,7 +30,7 @@ std::vector<std::string> names_in(const std::string& folder) {
   const unique_dir directory(opendir(folder.c_str()));
   while (const dirent* entry = directory ? readdir(directory.get()) : nullptr) {
     const std::string name = entry->d_name;
-    if (name != "." && name != "..") names.push_back(name);
+    if (name != "." && name != "..") { names.push_back(name); }
   }
   return names;
 }
@@ -83,8 +83,9 @@ public:
   }
 
   bool remove() const {
-    for (const std::string& name : names_)
+    for (const std::string& name : names_) {
       unlinkat(fd_.get(), name.c_str(), 0);
+    }
     return rmdir(path_.c_str()) == 0;
   }
 
@@ -107,7 +108,7 @@ private:
 // The media file that a directory of that name is for, ".NAME.metadata"; empty for any other.
 std::string media_of(const std::string& folder, const std::string& name) {
   constexpr std::string_view ending = ".metadata";
-  if (name.size() <= ending.size() + 1 || name[0] != '.' || !ends_with(name, ending)) return "";
+  if (name.size() <= ending.size() + 1 || name[0] != '.' || !ends_with(name, ending)) { return ""; }
   const std::string media = folder + "/" + name.substr(1, name.size() - ending.size() - 1);
   return metadata_folder_of(media) == folder + "/" + name ? media : "";
 }
@@ -121,10 +122,10 @@ metadata_sums look_through(const std::string& folder, const name_set& outputs, b
   metadata_sums sums;
   for (const std::string& name : names_in(folder)) {
     const std::string media = media_of(folder, name);
-    if (media.empty()) continue;
+    if (media.empty()) { continue; }
     const metadata_place place(folder, media);
     if (place.is_left_over(outputs)) {
-      if (!fix || place.remove()) ++sums.folders;
+      if (!fix || place.remove()) { ++sums.folders; }
     } else {
       sums.files += place.half_written(fix);
     }
@@ -137,14 +138,15 @@ metadata_sums look_through(const std::string& folder, const name_set& outputs, b
 finding_list check_left_metadata(vod_service& service, const std::string& folder, bool fix) {
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, {}, listing, failure)) return {};
+  if (!read_queue(service, {}, listing, failure)) { return {}; }
   name_set outputs;
-  for (const listed_item& listed : listing.items)
+  for (const listed_item& listed : listing.items) {
     outputs.insert(listed.item.output_file);
+  }
   const metadata_sums sums = look_through(folder, outputs, fix);
-  if (sums.folders + sums.files == 0) return {fine(check, "none in " + folder)};
+  if (sums.folders + sums.files == 0) { return {fine(check, "none in " + folder)}; }
   const std::string text = std::to_string(sums.folders) + " directories of jobs without a VOD, " +
                            std::to_string(sums.files) + " half-written files, in " + folder;
-  if (fix) return {fine(check, "removed " + text)};
+  if (fix) { return {fine(check, "removed " + text)}; }
   return {warning(check, text, "qx_vod_ctl doctor --fix removes them")};
 }

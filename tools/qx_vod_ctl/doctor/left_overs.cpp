@@ -48,15 +48,15 @@ finding check_left_overs(const std::string& folder, bool fix) {
     sums.count += more.count;
     sums.bytes += more.bytes;
   }
-  if (sums.count == 0) return fine(check, "none in " + folder);
-  if (fix) return fine(check, "removed " + described(sums) + ", in " + folder);
+  if (sums.count == 0) { return fine(check, "none in " + folder); }
+  if (fix) { return fine(check, "removed " + described(sums) + ", in " + folder); }
   return warning(check, described(sums) + ", in " + folder, "qx_vod_ctl doctor --fix removes them");
 }
 
 finding check_left_logins(bool fix) {
   const std::size_t count = fix ? remove_left_logins() : find_left_logins();
-  if (count == 0) return fine(login_check, "none");
+  if (count == 0) { return fine(login_check, "none"); }
   const std::string text = std::to_string(count) + " of killed uploads, with the password";
-  if (fix) return fine(login_check, "removed " + text);
+  if (fix) { return fine(login_check, "removed " + text); }
   return warning(login_check, text, "qx_vod_ctl doctor --fix removes them");
 }

@@ -57,7 +57,9 @@ finding judge_mode(const service_folder& folder, const struct stat& status) {
   const std::string path = folder.path;
   const std::string mode = mode_text(status.st_mode);
   if (folder.open_to_everybody) {
-    if ((status.st_mode & 0777) == 0777) return fine(folder.check, path + ", open to everybody");
+    if ((status.st_mode & 0777) == 0777) {
+      return fine(folder.check, path + ", open to everybody");
+    }
     return warning(folder.check,
                    path + " has mode " + mode + "; other programs cannot put files there",
                    "chmod 0777 " + path + ", if they are to");
@@ -89,7 +91,7 @@ std::string size_text(std::uint64_t bytes) {
 }
 
 finding judge_uptime(long uptime_s) {
-  if (uptime_s >= uptime_gate_s) return fine("uptime", "long enough for transcodes to begin");
+  if (uptime_s >= uptime_gate_s) { return fine("uptime", "long enough for transcodes to begin"); }
   return warning("uptime",
                  "the machine started " + std::to_string(uptime_s) +
                      " s ago; transcodes begin in " + std::to_string(uptime_gate_s - uptime_s) +
@@ -99,7 +101,7 @@ finding judge_uptime(long uptime_s) {
 
 bool read_disk_room(const std::string& folder, disk_room& room) {
   struct statvfs status = {};
-  if (statvfs(folder.c_str(), &status) != 0) return false;
+  if (statvfs(folder.c_str(), &status) != 0) { return false; }
   room.free_bytes = std::uint64_t{status.f_bavail} * status.f_frsize;
   room.size_bytes = std::uint64_t{status.f_blocks} * status.f_frsize;
   room.out_of_files = status.f_files > 0 && status.f_favail == 0;
@@ -121,13 +123,13 @@ finding judge_disk_room(const std::string& folder, const disk_room& room) {
   if (room.free_bytes < too_little) {
     return problem("disk", text, "make room: transcodes fail, and the queue file can be lost");
   }
-  if (room.free_bytes >= little) return fine("disk", text);
+  if (room.free_bytes >= little) { return fine("disk", text); }
   return warning("disk", text, "make room: an hour at 1080 lines takes up to 2.3 GB");
 }
 
 finding check_folder(const service_folder& folder) {
   struct stat status = {};
-  if (stat(folder.path, &status) != 0) return judge_missing(folder, errno);
+  if (stat(folder.path, &status) != 0) { return judge_missing(folder, errno); }
   if (!S_ISDIR(status.st_mode)) {
     return problem(folder.check, std::string(folder.path) + " is no folder",
                    "move it away; the service makes the folder");
@@ -147,7 +149,7 @@ namespace {
 finding check_disk() {
   disk_room room;
   for (const char* folder : {path_output_dir, platform_folder, "/mnt/main", "/mnt"}) {
-    if (read_disk_room(folder, room)) return judge_disk_room(folder, room);
+    if (read_disk_room(folder, room)) { return judge_disk_room(folder, room); }
   }
   return problem("disk", std::string("free room cannot be told: ") + std::strerror(errno),
                  std::string("mount the disk that ") + platform_folder + " is to lie on");
@@ -158,9 +160,10 @@ finding check_disk() {
 finding_list check_machine() {
   finding_list findings;
   struct sysinfo info = {};
-  if (sysinfo(&info) == 0) findings.push_back(judge_uptime(info.uptime));
-  for (const service_folder& folder : folders)
+  if (sysinfo(&info) == 0) { findings.push_back(judge_uptime(info.uptime)); }
+  for (const service_folder& folder : folders) {
     findings.push_back(check_folder(folder));
+  }
   findings.push_back(check_disk());
   return findings;
 }

@@ -46,9 +46,9 @@ finding unreadable(const char* check, const std::string& path, const text_file& 
 // Without blanks around it and a slash at its end; empty for a comment.
 std::string root_of(const std::string& line) {
   const std::size_t first = line.find_first_not_of(blanks);
-  if (first == std::string::npos || line[first] == '#') return "";
+  if (first == std::string::npos || line[first] == '#') { return ""; }
   std::string root = line.substr(first, line.find_last_not_of(blanks) + 1 - first);
-  if (root.size() > 1 && root.back() == '/') root.pop_back();
+  if (root.size() > 1 && root.back() == '/') { root.pop_back(); }
   return root;
 }
 
@@ -74,7 +74,7 @@ finding judge_root(const std::string& path, const std::string& root) {
 finding check_queue_file(const std::string& path, bool may_hold_password) {
   constexpr const char* check = "queue file";
   const text_file file = read_text_file(path, queue_limit);
-  if (file.missing()) return fine(check, path + " is not there: an empty queue, or a new one");
+  if (file.missing()) { return fine(check, path + " is not there: an empty queue, or a new one"); }
   if (!file.read()) {
     return unreadable(check, path, file,
                       "restart the service, which sets it aside; then qx_vod_ctl queue restore");
@@ -100,15 +100,15 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
 
 finding_list check_unfinished_queue(const std::string& path) {
   struct stat status = {};
-  if (lstat(path.c_str(), &status) != 0) return {};
-  if (std::time(nullptr) - status.st_mtim.tv_sec < longest_write_s) return {};
+  if (lstat(path.c_str(), &status) != 0) { return {}; }
+  if (std::time(nullptr) - status.st_mtim.tv_sec < longest_write_s) { return {}; }
   return {warning("queue file", path + " was left by a write that did not end",
                   "look at the free room of the disk; the file may be removed")};
 }
 
 finding_list check_queue_copies() {
   const auto copies = queue_file_copies();
-  if (copies.empty()) return {};
+  if (copies.empty()) { return {}; }
   return {warning("queue file",
                   "unreadable queue files were set aside: " + std::to_string(copies.size()) +
                       ", the latest as " + copies.back(),
@@ -123,8 +123,10 @@ finding_list check_media_roots(const std::string& path) {
                     "put the list itself there")};
   }
   const text_file file = read_text_file(path, roots_limit);
-  if (file.missing()) return {fine(media_check, "/mnt, /media and /srv; no " + path)};
-  if (!file.read()) return {unreadable(media_check, path, file, "make it a plain list of folders")};
+  if (file.missing()) { return {fine(media_check, "/mnt, /media and /srv; no " + path)}; }
+  if (!file.read()) {
+    return {unreadable(media_check, path, file, "make it a plain list of folders")};
+  }
   const std::string writer = foreign_writer(file.status);
   finding_list findings;
   if (!writer.empty()) {
@@ -135,10 +137,10 @@ finding_list check_media_roots(const std::string& path) {
   for (std::size_t begin = 0; begin < file.text.size();) {
     const std::size_t end = std::min(file.text.find('\n', begin), file.text.size());
     const std::string root = root_of(file.text.substr(begin, end - begin));
-    if (!root.empty()) findings.push_back(judge_root(path, root));
+    if (!root.empty()) { findings.push_back(judge_root(path, root)); }
     begin = end + 1;
   }
-  if (findings.empty()) findings.push_back(fine(media_check, "/mnt, /media and /srv"));
+  if (findings.empty()) { findings.push_back(fine(media_check, "/mnt, /media and /srv")); }
   return findings;
 }
 

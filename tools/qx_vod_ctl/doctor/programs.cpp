@@ -62,10 +62,12 @@ finding check_program(const std::string& path, const std::string& purpose) {
 
 finding_list check_programs(bool remote) {
   finding_list findings;
-  for (const program& needed : local_programs)
+  for (const program& needed : local_programs) {
     findings.push_back(check_program(needed.path, needed.purpose));
-  if (!remote) return findings;
-  for (const program& needed : remote_programs)
+  }
+  if (!remote) { return findings; }
+  for (const program& needed : remote_programs) {
     findings.push_back(check_program(needed.path, needed.purpose));
+  }
   return findings;
 }

@@ -31,7 +31,7 @@ constexpr const char* settings_advice =
 std::string quoted(const std::string& text) {
   std::string result = "\"";
   for (const char c : text) {
-    if (c == '"' || c == '\\') result += '\\';
+    if (c == '"' || c == '\\') { result += '\\'; }
     result += c;
   }
   return result + "\"";
@@ -104,10 +104,10 @@ int http_status(const std::string& output) {
   int status = 0;
   for (std::size_t at = 0; output.compare(at, 5, "HTTP/") == 0;) {
     const std::size_t blank = output.find(' ', at);
-    if (blank == std::string::npos) break;
+    if (blank == std::string::npos) { break; }
     status = std::atoi(output.c_str() + blank);
     const std::size_t end = output.find("\r\n\r\n", at);
-    if (end == std::string::npos || status >= 200) break;
+    if (end == std::string::npos || status >= 200) { break; }
     at = end + 4;
   }
   return status;
@@ -121,13 +121,13 @@ std::string client_configuration(const class transcode_settings& settings) {
 
 finding judge_gateway(const program_result& result, const std::string& address) {
   constexpr const char* check = "gateway";
-  if (!result.success()) return judge_silence(check, result, address, "the web server");
+  if (!result.success()) { return judge_silence(check, result, address, "the web server"); }
   const int status = http_status(result.output);
   const bool is_ours = result.output.find("X-comm-error:NOT FOUND") != std::string::npos;
   const std::string answer = "the web server of " + address + " answers " + std::to_string(status);
   switch (status) {
   case 404:
-    if (is_ours) return fine(check, address + " answers, and knows name and password");
+    if (is_ours) { return fine(check, address + " answers, and knows name and password"); }
     return problem(check, answer + ", no gateway", "install vod.cgi over there");
   case 401:
   case 403:
@@ -155,7 +155,7 @@ finding judge_ftp_server(const program_result& result, const std::string& addres
 }
 
 finding_list check_remote_server(const class transcode_settings& settings) {
-  if (access(client_path, X_OK) != 0) return {};
+  if (access(client_path, X_OK) != 0) { return {}; }
   private_folder folder;
   std::string error;
   if (!folder.create(error) || !folder.write("client", client_configuration(settings), error)) {

@@ -21,7 +21,7 @@ constexpr const char* start_advice =
 
 finding judge_answer(vod_service& service, const std::string& socket_path) {
   const service_reply reply = service.request("test", {});
-  if (reply.accepted()) return fine("service", "runs and answers");
+  if (reply.accepted()) { return fine("service", "runs and answers"); }
   if (access(socket_path.c_str(), W_OK) != 0 && errno == EACCES) {
     return warning("service", "this user may not speak with it", "ask again as root");
   }
@@ -29,7 +29,7 @@ finding judge_answer(vod_service& service, const std::string& socket_path) {
 }
 
 std::string users_of(const struct stat& status) {
-  if ((status.st_mode & S_IWGRP) == 0) return "user " + user_name(status.st_uid);
+  if ((status.st_mode & S_IWGRP) == 0) { return "user " + user_name(status.st_uid); }
   return "user " + user_name(status.st_uid) + " and group " + group_name(status.st_gid);
 }
 
@@ -71,7 +71,7 @@ finding_list judge_process(const service_process& process, const text_file& conf
 
 finding_list check_service(vod_service& service, const std::string& socket_path) {
   finding_list findings = {check_socket(socket_path)};
-  if (access(socket_path.c_str(), F_OK) != 0) return findings;
+  if (access(socket_path.c_str(), F_OK) != 0) { return findings; }
   findings.push_back(judge_answer(service, socket_path));
   service_process process;
   if (find_service_process(socket_path, process)) {
@@ -85,10 +85,12 @@ finding_list check_held_jobs(vod_service& service) {
   queue_listing listing;
   service_reply failure;
   finding_list findings;
-  if (!read_queue(service, {}, listing, failure)) return findings;  // judge_answer() tells why
+  if (!read_queue(service, {}, listing, failure)) {
+    return findings;  // judge_answer() tells why
+  }
   for (const auto& listed : listing.items) {
     const held_job held = look_at_held(listed.item);
-    if (held.reason.empty()) continue;
+    if (held.reason.empty()) { continue; }
     findings.push_back(
         warning("remote job", printable(listed.item.entry_id) + ": " + held.reason, held.advice));
   }

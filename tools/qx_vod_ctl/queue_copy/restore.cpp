@@ -24,9 +24,9 @@ constexpr std::size_t queue_limit = std::size_t{32} << 20U;
 // Marked ready along with the rest, so that a refused job does not stay behind.
 name_values fields_of(const item_view& item) {
   name_values fields = {{"input file", item.input_file}, {"transcode state", "ready"}};
-  if (!item.profile.empty()) fields.emplace_back("transcode profile", item.profile);
-  if (item.delete_on_finish) fields.emplace_back("delete on finish", "1");
-  if (item.paused) fields.emplace_back("paused", "1");
+  if (!item.profile.empty()) { fields.emplace_back("transcode profile", item.profile); }
+  if (item.delete_on_finish) { fields.emplace_back("delete on finish", "1"); }
+  if (item.paused) { fields.emplace_back("paused", "1"); }
   return fields;
 }
 
@@ -41,21 +41,22 @@ int add_job(vod_service& service, const item_view& item) {
     print_line(reply.pair("entry id"));
     return exit_success;
   }
-  if (reply.exit_status == exit_refused) reply.advice = "see: qx_vod_ctl check FILE";
+  if (reply.exit_status == exit_refused) { reply.advice = "see: qx_vod_ctl check FILE"; }
   return report_reply(item.input_file, reply);
 }
 
 std::vector<item_view> items_of(const queue_listing& listing) {
   std::vector<item_view> items;
-  for (const auto& listed : listing.items)
+  for (const auto& listed : listing.items) {
     items.push_back(listed.item);
+  }
   return items;
 }
 
 // The jobs that the queue file holds now. False, with the cause reported, when it cannot be read.
 bool read_present(stored_queue& present) {
   const text_file file = read_text_file(path_queue_file, queue_limit);
-  if (file.missing()) return true;
+  if (file.missing()) { return true; }
   if (!file.read()) {
     report(path_queue_file, file.cause());
     return false;
@@ -79,7 +80,7 @@ int write_queue_file(const std::string& text) {
     return exit_failure;
   }
   const unique_fd file = create_guarded_file(path_queue_file_temporary, path_queue_file);
-  if (!file.valid()) return fail_to_write();
+  if (!file.valid()) { return fail_to_write(); }
   if (!write_text(file.get(), text) || fsync(file.get()) != 0 ||
       rename(path_queue_file_temporary, path_queue_file) != 0) {
     const int status = fail_to_write();
@@ -94,15 +95,15 @@ int write_queue_file(const std::string& text) {
 int restore_by_adding(vod_service& service, const stored_queue& stored) {
   queue_listing listing;
   service_reply failure;
-  if (!read_queue(service, queue_range(), listing, failure)) return report_reply("", failure);
+  if (!read_queue(service, queue_range(), listing, failure)) { return report_reply("", failure); }
   int status = exit_success;
   std::size_t added = 0;
   for (const auto& job : missing_jobs(stored.jobs, items_of(listing))) {
-    if (!is_unfinished(job.item)) continue;
+    if (!is_unfinished(job.item)) { continue; }
     const int one = add_job(service, job.item);
     added += one == exit_success ? 1U : 0U;
     status = std::max(status, one);
-    if (one == exit_no_service) break;
+    if (one == exit_no_service) { break; }
   }
   report("", sum_of(added, stored.jobs.size()));
   return status;
@@ -110,13 +111,14 @@ int restore_by_adding(vod_service& service, const stored_queue& stored) {
 
 int restore_into_file(const stored_queue& stored) {
   stored_queue present;
-  if (!read_present(present)) return exit_failure;
+  if (!read_present(present)) { return exit_failure; }
   std::vector<item_view> items;
-  for (const auto& job : present.jobs)
+  for (const auto& job : present.jobs) {
     items.push_back(job.item);
+  }
   const auto missing = missing_jobs(stored.jobs, items);
   const int status = write_queue_file(queue_file_text(present.jobs, missing));
-  if (status != exit_success) return status;
+  if (status != exit_success) { return status; }
   report("", sum_of(missing.size(), stored.jobs.size()));
   service_process started;
   if (find_service_process(path_control_socket, started)) {

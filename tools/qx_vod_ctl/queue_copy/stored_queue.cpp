@@ -26,10 +26,11 @@ std::size_t end_of_object(const std::string& text, std::size_t begin) {
   bool in_string = false;
   for (std::size_t i = begin; i < text.size(); ++i) {
     if (in_string) {
-      if (text[i] == '\\')
+      if (text[i] == '\\') {
         ++i;
-      else if (text[i] == '"')
+      } else if (text[i] == '"') {
         in_string = false;
+      }
     } else if (text[i] == '"') {
       in_string = true;
     } else if (text[i] == '{') {
@@ -47,18 +48,18 @@ void take_whole_jobs(const std::string& text, stored_queue& queue) {
   std::size_t at = begin_of_list(text);
   while (at != std::string::npos) {
     const std::size_t begin = text.find_first_not_of(", \t\r\n", at);
-    if (begin == std::string::npos || text[begin] == ']') return;
+    if (begin == std::string::npos || text[begin] == ']') { return; }
     const std::size_t object = text.find('{', begin);
-    if (object == std::string::npos) return;
+    if (object == std::string::npos) { return; }
     at = end_of_object(text, object);
-    if (at == std::string::npos) return;
+    if (at == std::string::npos) { return; }
     std::string error;
     take_job(json11::Json::parse(text.substr(object, at - object), error), queue);
   }
 }
 
 bool is_same_job(const item_view& stored, const item_view& present) {
-  if (stored.entry_id == present.entry_id) return true;
+  if (stored.entry_id == present.entry_id) { return true; }
   return stored.input_file == present.input_file &&
          (stored.profile.empty() || stored.profile == present.profile);
 }
@@ -73,8 +74,9 @@ stored_queue read_stored_queue(const std::string& text) {
   if (queue.damaged) {
     take_whole_jobs(text, queue);
   } else {
-    for (const auto& element : document["list"].array_items())
+    for (const auto& element : document["list"].array_items()) {
       take_job(element, queue);
+    }
   }
   return queue;
 }
@@ -84,7 +86,7 @@ std::vector<stored_job> missing_jobs(const std::vector<stored_job>& stored,
   std::vector<stored_job> missing;
   for (const auto& job : stored) {
     const auto is_it = [&](const item_view& item) { return is_same_job(job.item, item); };
-    if (std::any_of(present.begin(), present.end(), is_it)) continue;
+    if (std::any_of(present.begin(), present.end(), is_it)) { continue; }
     missing.push_back(job);
     present.push_back(job.item);
   }
@@ -99,8 +101,9 @@ bool is_unfinished(const item_view& item) {
 std::string queue_file_text(const std::vector<stored_job>& current,
                             const std::vector<stored_job>& more) {
   json11::Json::array list;
-  for (const auto& job : current)
+  for (const auto& job : current) {
     list.push_back(job.document);
+  }
   for (const auto& job : more) {
     auto keys = job.document.object_items();
     keys["fileops job id"] = -1;

@@ -37,16 +37,17 @@ constexpr key_bytes known_keys[] = {
 
 // The length of the escape sequence in front: up to its final letter or tilde.
 std::size_t sequence_length(std::string_view bytes) {
-  if (bytes.size() < 2 || (bytes[1] != '[' && bytes[1] != 'O')) return 1;
+  if (bytes.size() < 2 || (bytes[1] != '[' && bytes[1] != 'O')) { return 1; }
   std::size_t length = 2;
-  while (length < bytes.size() && (bytes[length] < '@' || bytes[length] > '~'))
+  while (length < bytes.size() && (bytes[length] < '@' || bytes[length] > '~')) {
     ++length;
+  }
   return length < bytes.size() ? length + 1 : length;
 }
 
 key meaning_of(std::string_view bytes) {
   for (const auto& known : known_keys) {
-    if (known.bytes == bytes) return known.meaning;
+    if (known.bytes == bytes) { return known.meaning; }
   }
   return key::other;
 }

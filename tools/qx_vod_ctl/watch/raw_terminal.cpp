@@ -1,9 +1,9 @@
 // The terminal while watch has it.
 #include "tools/qx_vod_ctl/watch/raw_terminal.h"
 
-#include "tools/qx_vod_ctl/text_file.h"
-
 #include <unistd.h>
+
+#include "tools/qx_vod_ctl/text_file.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ void raw_terminal::enter() {
 }
 
 void raw_terminal::leave() {
-  if (!entered_) return;
+  if (!entered_) { return; }
   entered_ = false;
   write_text(STDOUT_FILENO, first_screen);
   tcsetattr(STDIN_FILENO, TCSANOW, &before_);
@@ -41,7 +41,7 @@ bool raw_terminal::show(const std::vector<std::string>& lines) {
   std::string out = shown_.empty() ? erase_screen : "";
   shown_.resize(lines.size());
   for (std::size_t i = 0; i < lines.size(); ++i) {
-    if (lines[i] == shown_[i]) continue;
+    if (lines[i] == shown_[i]) { continue; }
     // Erased first: behind a line as wide as the screen it would be its last character that goes.
     out += "\x1b[" + std::to_string(i + 1) + ";1H\x1b[2K" + lines[i];
   }

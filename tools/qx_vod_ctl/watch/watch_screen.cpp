@@ -31,10 +31,11 @@ std::string base_name(const std::string& path) {
 }
 
 std::string totals_of(const watch_view& view) {
-  if (view.rows.empty()) return view.absence.empty() ? "The queue is empty." : "";
+  if (view.rows.empty()) { return view.absence.empty() ? "The queue is empty." : ""; }
   state_counts counts;
-  for (const auto& row : view.rows)
+  for (const auto& row : view.rows) {
     ++counts[row.listed.item.state];
+  }
   return totals_line(counts);
 }
 
@@ -44,7 +45,7 @@ std::string styled(const std::string& line, const char* code, const screen_style
 }
 
 std::string second_line(const watch_view& view, const screen_style& style) {
-  if (view.absence.empty()) return cut_end(view.at_work, style.width);
+  if (view.absence.empty()) { return cut_end(view.at_work, style.width); }
   return styled(cut_end(view.absence + " - waiting for it", style.width), "1;31", style);
 }
 
@@ -59,8 +60,9 @@ std::vector<screen_row> shown_rows(const watch_view& view, std::size_t visible) 
 std::size_t id_length_of(const watch_view& view) {
   std::vector<listed_item> items;
   items.reserve(view.rows.size());
-  for (const auto& row : view.rows)
+  for (const auto& row : view.rows) {
     items.push_back(row.listed);
+  }
   return telling_length(items);
 }
 
@@ -73,8 +75,8 @@ std::size_t visible_rows(const screen_size& size) {
 std::size_t scrolled(std::size_t top, std::size_t selected, std::size_t count,
                      std::size_t visible) {
   const std::size_t last_top = count > visible ? count - visible : 0;
-  if (selected < top) top = selected;
-  if (selected >= top + visible) top = selected - visible + 1;
+  if (selected < top) { top = selected; }
+  if (selected >= top + visible) { top = selected - visible + 1; }
   return std::min(top, last_top);
 }
 
@@ -82,13 +84,13 @@ std::string at_work_text(const item_view& item, std::optional<double> speed,
                          std::optional<double> seconds) {
   const std::string name = "  " + base_name(item.input_file);
   std::string text = percent(item.progress);
-  if (item.paused) return text + ", paused" + name;
+  if (item.paused) { return text + ", paused" + name; }
   if (speed) {
     char number[48];
     std::snprintf(number, sizeof number, ", %.1f times real time", *speed);
     text += number;
   }
-  if (seconds) text += ", " + duration_text(*seconds) + " left";
+  if (seconds) { text += ", " + duration_text(*seconds) + " left"; }
   return text + name;
 }
 
@@ -99,8 +101,9 @@ std::vector<std::string> watch_lines(const watch_view& view, const screen_size& 
                                     second_line(view, style)};
   const auto rows = shown_rows(view, visible);
   const std::size_t selected = view.selected < view.top ? no_row : view.selected - view.top;
-  for (auto& line : queue_lines(rows, id_length_of(view), style, selected))
+  for (auto& line : queue_lines(rows, id_length_of(view), style, selected)) {
     lines.push_back(std::move(line));
+  }
   lines.resize(std::max<std::size_t>(size.rows, 1));
   // A question has its verb in front and its answers at its end.
   lines.back() = view.notice.empty()

@@ -25,7 +25,7 @@ void watcher::refresh(const screen_size& size, std::uint64_t now_us, std::int64_
   service_reply failure;
   const bool answered = model_.refresh(service_, view_.top, visible_rows(size), now_us, failure);
   view_.absence = answered ? "" : failure.text;
-  if (!answered) return;
+  if (!answered) { return; }
   take_over(model_.items(), now);
   view_.top = scrolled(view_.top, view_.selected, view_.rows.size(), visible_rows(size));
   read_reasons(size);
@@ -34,8 +34,9 @@ void watcher::refresh(const screen_size& size, std::uint64_t now_us, std::int64_
 // Of the rows in sight alone: each is a file to be read.
 void watcher::read_reasons(const screen_size& size) {
   const std::size_t end = std::min(view_.rows.size(), view_.top + visible_rows(size));
-  for (std::size_t row = view_.top; row < end; ++row)
+  for (std::size_t row = view_.top; row < end; ++row) {
     read_reason(view_.rows[row].listed.item);
+  }
 }
 
 void watcher::take_over(const std::vector<listed_item>& items, std::int64_t now) {
@@ -47,7 +48,7 @@ void watcher::take_over(const std::vector<listed_item>& items, std::int64_t now)
   for (std::size_t i = 0; i < items.size(); ++i) {
     const item_view& item = items[i].item;
     view_.rows.push_back({items[i], expected_moment(left[i], now)});
-    if (!item.transcoding_here() || (item.paused && !view_.at_work.empty())) continue;
+    if (!item.transcoding_here() || (item.paused && !view_.at_work.empty())) { continue; }
     view_.at_work = at_work_text(item, outlook_.speed(item), left[i]);
   }
   keep_selection(id);
@@ -76,9 +77,9 @@ void watcher::press(key pressed, const screen_size& size) {
     return;
   }
   view_.notice.clear();
-  if (pressed == key::quit) wants_to_quit_ = true;
+  if (pressed == key::quit) { wants_to_quit_ = true; }
   const item_view* const item = selected();
-  if (item == nullptr || move(pressed, size)) return;
+  if (item == nullptr || move(pressed, size)) { return; }
   switch (pressed) {
   case key::pause:
     return send("pause", item->entry_id);
@@ -139,11 +140,11 @@ void watcher::answer(key pressed) {
   view_.notice.clear();
   const std::string command = std::move(asked_command_);
   asked_command_.clear();
-  if (pressed == key::yes) send(command, asked_id_);
+  if (pressed == key::yes) { send(command, asked_id_); }
 }
 
 void watcher::send(const std::string& command, const std::string& id) {
   const auto reply = service_.request(command, {{"entry id", id}});
   view_.notice = reply.accepted() ? "" : printable(command + ": " + reply.text);
-  if (!reply.accepted() && !reply.advice.empty()) view_.notice += "; " + reply.advice;
+  if (!reply.accepted() && !reply.advice.empty()) { view_.notice += "; " + reply.advice; }
 }
