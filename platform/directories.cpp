@@ -2,7 +2,6 @@
 #include "platform/directories.h"
 
 #include <cerrno>
-#include <string>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,11 +9,6 @@
 namespace {
 
 constexpr mode_t written_by_others = S_IWGRP | S_IWOTH;
-
-bool is_directory(const std::string& path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
 
 // What mkdir says counts, not a look beforehand: somebody else may be making the same directory.
 bool make_one(const std::string& path, mode_t mode, int owner) {
@@ -29,6 +23,11 @@ bool make_one(const std::string& path, mode_t mode, int owner) {
 }
 
 }  // namespace
+
+bool is_directory(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
 
 int mkdir_p(const char* path, mode_t mode, int owner) {
   const std::string whole = path;

@@ -1,7 +1,12 @@
 // Making directories.
 #pragma once
 
+#include <string>
+
 #include <sys/types.h>
+
+// Whether `path` leads to a directory; symbolic links are followed.
+bool is_directory(const std::string& path);
 
 // Makes the directory `path` with `mode` less the umask, and its missing parents with the same but
 // for writing, which is their owner's: who may write to a parent may put another directory in this

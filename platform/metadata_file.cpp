@@ -1,6 +1,7 @@
 // Metadata files, loaded and written.
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 
 #include "platform/metadata_entries.h"
 #include "platform/metadata_v4.h"
+#include "platform/replacement_file.h"
 #include "platform/small_file.h"
 #include "platform/unique_fd.h"
 
@@ -34,22 +36,13 @@ unique_fd open_directory(const std::string& directory) {
   return unique_fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-bool write_all(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t put = write(fd, text.data(), text.size());
-    if (put < 0 && errno == EINTR) { continue; }
-    if (put < 0) { return false; }
-    text.remove_prefix(static_cast<std::size_t>(put));
-  }
-  return true;
-}
-
-// Makes a file of a name that nobody else has; the name says whose it was, should it be left
+// Creates a file with a name that nobody else has; the name says whose it was, should it be left
 // behind.
-unique_fd make_temporary(int directory_fd, const char* name, std::string& temporary) {
+replacement_file create_temporary(int directory_fd, const char* name) {
   constexpr int most_tries = 100;
   static unsigned counter = 0;
   unique_fd file;
+  std::string temporary;
   for (int i = 0; i < most_tries && !file.valid(); ++i) {
     temporary = std::string(name) + "." + std::to_string(getpid()) + "." +
                 std::to_string(counter++) + ".tmp";
@@ -57,23 +50,15 @@ unique_fd make_temporary(int directory_fd, const char* name, std::string& tempor
         openat(directory_fd, temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
     if (!file.valid() && errno != EEXIST) { break; }
   }
-  return file;
+  return replacement_file(std::move(file), std::move(temporary), directory_fd);
 }
 
 // Not flushed to the disk before the rename, which would stop the caller for as long as a busy disk
 // likes: after a power cut the metadata may be missing, and is made again from the media.
 int replace_file(int directory_fd, const char* name, const std::string& text) {
-  std::string temporary;
-  unique_fd file = make_temporary(directory_fd, name, temporary);
-  if (!file.valid()) { return -1; }
-  // Network file systems tell of a full disk only at the close.
-  if (write_all(file.get(), text) && close(file.release()) == 0 &&
-      renameat(directory_fd, temporary.c_str(), directory_fd, name) == 0) {
-    return 0;
-  }
-  const int error = errno;
-  unlinkat(directory_fd, temporary.c_str(), 0);
-  return fail(error);
+  replacement_file file = create_temporary(directory_fd, name);
+  const bool is_replaced = file.valid() && file.write(text) && file.close() && file.rename_to(name);
+  return is_replaced ? 0 : -1;
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "platform/unique_dir.h"
 
 namespace {
@@ -28,8 +29,7 @@ std::string path_of_copy(std::time_t when) {
 // -1 for a path that is no copy's.
 std::time_t time_of_copy(const std::string& path) {
   const std::size_t prefix_length = strlen(path_queue_copy_prefix);
-  if (path.size() != prefix_length + time_length ||
-      path.compare(0, prefix_length, path_queue_copy_prefix) != 0) {
+  if (path.size() != prefix_length + time_length || !begins_with(path, path_queue_copy_prefix)) {
     return -1;
   }
   struct tm parts {};

@@ -5,18 +5,9 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
-
-namespace {
-
-bool fail(int error) {
-  errno = error;
-  return false;
-}
-
-}  // namespace
 
 // Opened non-blocking: a FIFO in the file's place would hold the caller for good.
 bool read_small_file(int dir_fd, const char* name, std::size_t limit, std::string& text) {
@@ -24,15 +15,10 @@ bool read_small_file(int dir_fd, const char* name, std::size_t limit, std::strin
       openat(dir_fd, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
   struct stat status {};
   if (!file.valid() || fstat(file.get(), &status) != 0) { return false; }
-  if (!S_ISREG(status.st_mode)) { return fail(EINVAL); }
-  text.clear();
-  char bytes[16384];
-  ssize_t got = 0;
-  while ((got = read(file.get(), bytes, sizeof(bytes))) != 0) {
-    if (got < 0 && errno == EINTR) { continue; }
-    if (got < 0) { return false; }
-    text.append(bytes, static_cast<std::size_t>(got));
-    if (text.size() > limit) { return fail(EFBIG); }
+  if (!S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    return false;
   }
-  return true;
+  text.clear();
+  return read_all(file.get(), limit, text);
 }

@@ -1,6 +1,6 @@
-// Takes lines of text apart.
 #include "platform/text.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -18,6 +18,13 @@ void cut_end(char* text, const char* characters) {
 }
 
 }  // namespace
+
+std::string lower_case(std::string text) {
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text;
+}
 
 char* chomp(char* text) {
   cut_end(text, line_ends);

@@ -1,5 +1,22 @@
-// Lines of text, taken apart in place: nothing is allocated, pointers stay inside the line.
+// Texts compared by their beginnings and ends, and lines of text taken apart in place.
 #pragma once
+
+#include <string>
+#include <string_view>
+
+constexpr bool begins_with(std::string_view text, std::string_view prefix) {
+  return text.substr(0, prefix.size()) == prefix;
+}
+
+constexpr bool ends_with(std::string_view text, std::string_view suffix) {
+  return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+// The text with the letters A to Z in lower case and all other bytes as they are, whatever the
+// locale.
+std::string lower_case(std::string text);
+
+// The functions below allocate nothing; the pointers that they set stay inside the line.
 
 // Cuts every line feed and carriage return off the end and returns `text`.
 char* chomp(char* text);

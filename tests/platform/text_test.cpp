@@ -1,4 +1,4 @@
-// Lines taken apart.
+// Beginnings and ends of texts, and lines taken apart.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -27,6 +27,35 @@ std::string strict(const std::string& line) {
 }
 std::string loose(const std::string& line) {
   return divided(divide_name_equ_value_pair_loose, line);
+}
+
+TEST(begins_with, prefix_may_be_empty_or_the_whole_text) {
+  EXPECT_TRUE(begins_with("abc", ""));
+  EXPECT_TRUE(begins_with("abc", "ab"));
+  EXPECT_TRUE(begins_with("abc", "abc"));
+}
+
+TEST(begins_with, prefix_is_compared_byte_by_byte) {
+  EXPECT_FALSE(begins_with("abc", "b"));
+  EXPECT_FALSE(begins_with("abc", "aB"));
+  EXPECT_FALSE(begins_with("ab", "abc"));
+}
+
+TEST(ends_with, suffix_may_be_empty_or_the_whole_text) {
+  EXPECT_TRUE(ends_with("abc", ""));
+  EXPECT_TRUE(ends_with("abc", "bc"));
+  EXPECT_TRUE(ends_with("abc", "abc"));
+}
+
+TEST(ends_with, suffix_is_compared_byte_by_byte) {
+  EXPECT_FALSE(ends_with("abc", "b"));
+  EXPECT_FALSE(ends_with("abc", "bC"));
+  EXPECT_FALSE(ends_with("bc", "abc"));
+}
+
+TEST(lower_case, only_the_letters_of_ascii_change) {
+  EXPECT_EQ(lower_case("AbZ@[ 09"), "abz@[ 09");
+  EXPECT_EQ(lower_case("\xc3\x84\xff"), "\xc3\x84\xff");
 }
 
 TEST(chomp, every_line_end_is_cut) {
