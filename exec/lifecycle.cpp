@@ -1,5 +1,6 @@
 // One turn of work of a job: the pump first, then the step that its state asks for.
 #include "queue/queue_item.h"
+#include "remote/lifecycle_remote.h"
 #include "service/process_state.h"
 
 bool QueueItem::idle() {
@@ -9,7 +10,7 @@ bool QueueItem::idle() {
   case TRANSCODE_READY:
     return idle_ready() || active;
   case TRANSCODE_REMOTE:
-    idle_remote();
+    idle_remote(*this);
     return active;
   case TRANSCODE_TRANSCODING:
     idle_transcoding();

@@ -95,6 +95,13 @@ public:
     void clear();
   };
 
+  // The fields of the last remote document that monitoring needs, cached until a new one arrives.
+  struct remote_document_view {
+    bool is_read = false;                     // false: the document is newer than the fields
+    bool paused = false;                      // the remote job is paused
+    transcode_states state = TRANSCODE_INIT;  // the remote job's state
+  };
+
   // Open metadata of the input; both null when closed. Owned by the item.
   struct metadata {
     metadata_v4_context* context = nullptr;
@@ -173,9 +180,10 @@ public:
   // Spawners clear it. While set, the child is reaped only after its output was taken and released;
   // this run only.
   bool proc_drain_stdout_before_reap = false;
-  remote_job remote_info;        // "remote job"
-  metadata input_meta;           // this run only
-  std::int32_t proc_status = 0;  // wait status of the last child; this run only
+  remote_job remote_info;            // "remote job"
+  metadata input_meta;               // this run only
+  std::int32_t proc_status = 0;      // wait status of the last child; this run only
+  remote_document_view remote_view;  // of remote_info.json; this run only
 
   // ---- Record (queue/queue_item.cpp)
 
@@ -348,14 +356,6 @@ private:
   unsigned identifications = 0;
   std::uint64_t next_identification = 0;
 
-  // What of the last remote document monitoring goes by; not read yet when the document is new.
-  struct remote_document_view {
-    bool is_read = false;
-    bool paused = false;
-    transcode_states state = TRANSCODE_INIT;
-  };
-  remote_document_view remote_view;
-
   void close_input();
   void read_flags(const json11::Json& json);
   bool check_restored();
@@ -386,31 +386,12 @@ private:
   void idle_cleanup();
   void start_removal(const char* text, bool (QueueItem::*starter)(), cleanup_states otherwise);
   void finish_cleanup();
-  void idle_remote();
-  void idle_remote_running();
-  void start_upload();
-  void start_add();
-  void start_download();
-  void read_remote_view();
-  void monitor_remote();
-  void start_command();
 
   void on_identify_terminate(bool ok);
   void on_listing_terminate(bool ok);
   void on_transcode_terminate(bool ok);
   void on_thumbnail_terminate(bool ok);
   void on_cleanup_terminate(bool ok);
-  void on_upload_terminate(bool ok);
-  void on_add_terminate(int wait_status);
-  void on_monitor_terminate(int wait_status);
-  void on_download_terminate(int wait_status);
-  void on_command_terminate(int wait_status);
-  void on_add_reply(const CurlVodCGIResponse& response);
-  CurlVodCGIResponse read_remote_reply();
-  bool is_lost_reply(const CurlVodCGIResponse& response);
-  void cancel_unexpected_content(const CurlVodCGIResponse& response);
-  void cancel_http_error(const CurlVodCGIResponse& response);
-  void follow_remote_state(const QueueItem& remote_item);
 
   bool input_allowed();
   bool input_is_file_or_folder();
@@ -421,7 +402,4 @@ private:
   bool start_local();
   void prepare_silent_child();
   bool removal_may_start(cleanup_states step);
-  bool remote_step_may_start();
-  bool start_remote_request(const std::vector<std::string>& lines, const std::string& command);
-  bool take_up_remote_item();
 };

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "queue/queue_item.h"
+#include "remote/remote_step.h"
 #include "service/transcode_settings.h"
 
 namespace {
@@ -88,13 +89,11 @@ bool has_announced_size(const QueueItem& item) {
 }
 
 bool QueueItem::proc_start_remote_transcode_download() {
-  if (!remote_step_may_start() || remote_info.entry_id.empty() || remote_info.json.is_null()) {
+  if (!remote_step_may_start(*this) || remote_info.entry_id.empty() || remote_info.json.is_null()) {
     return false;
   }
   QueueItem remote_item;
-  if (!remote_item.deserialize_json(remote_info.json, false) || remote_item.output_file.empty()) {
-    return false;
-  }
+  if (!read_scratch_item(*this, remote_item) || remote_item.output_file.empty()) { return false; }
   // An output that is larger than the result is no part of it, and the download tool would take it
   // for complete.
   const long long far_size = size_in_document(remote_info.json);

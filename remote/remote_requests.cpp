@@ -9,6 +9,7 @@
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
 #include "remote/download.h"
+#include "remote/remote_step.h"
 #include "service/transcode_settings.h"
 
 namespace {
@@ -21,6 +22,45 @@ void write_line(sliding_window_v4* buffer, const std::string& line) {
   buffer->write_pos += length;
 }
 
+bool start_remote_request(QueueItem& item, const std::vector<std::string>& lines,
+                          const std::string& command) {
+  item.close_proc_stdin();
+  item.close_proc_stdout();
+  if (!QueueItem::_std_open_anonpipe(item.proc_stdin_read_fd, item.proc_stdin_write_fd) ||
+      !QueueItem::_std_init_buffer(item.proc_stdin_buffer, proc_buffer_size) ||
+      !item.open_proc_stdout()) {
+    item.close_proc_stdin();
+    return false;
+  }
+  for (const std::string& line : lines) {
+    // Of a value that holds a NUL the server is told what stands in front of it.
+    write_line(item.proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
+  }
+  write_line(item.proc_stdin_buffer, "\n");
+  assert(sliding_window_v4_is_sane(item.proc_stdin_buffer));
+  item.proc_argv.clear();
+  item.proc_argv_prepare_std_curl_post_stdin();
+  item.proc_argv.push_back("http://" + transcode_settings.address +
+                           "/reelstack4/vod.cgi?c=vodsrv&vc=" + command);
+  return item.proc_spawn();
+}
+
+// The item was added before, by an earlier run or an earlier try: it goes on where it stands.
+bool adopt_remote_item(QueueItem& item) {
+  QueueItem remote_item;
+  if (read_scratch_item(item, remote_item) && (remote_item.sm.state == TRANSCODE_CANCELLED ||
+                                               remote_item.sm.state == TRANSCODE_CANCELLING)) {
+    item.sm.remote.set_state(REMOTE_COMMAND);
+    fprintf(stderr, "Remote item is cancelled, commanding to restart\n");
+    item.sm.remote_command = "restart";
+    item.user_wants_cancel = false;
+    discard_download(item);  // the restart makes another result
+    return true;
+  }
+  item.sm.remote.advance();
+  return true;
+}
+
 }  // namespace
 
 // The password stands in the command line, where only root and the tool itself can see it.
@@ -30,68 +70,25 @@ void QueueItem::proc_argv_prepare_std_curl_post_stdin() {
                     "--user", transcode_settings.user + ":" + transcode_settings.password});
 }
 
-bool QueueItem::remote_step_may_start() {
-  return !is_running() && validate_ready() == 1 && !remote_info.ip.empty() &&
-         !remote_info.name.empty() && !transcode_profile.empty();
-}
-
-bool QueueItem::start_remote_request(const std::vector<std::string>& lines,
-                                     const std::string& command) {
-  close_proc_stdin();
-  close_proc_stdout();
-  if (!_std_open_anonpipe(proc_stdin_read_fd, proc_stdin_write_fd) ||
-      !_std_init_buffer(proc_stdin_buffer, proc_buffer_size) || !open_proc_stdout()) {
-    close_proc_stdin();
-    return false;
-  }
-  for (const std::string& line : lines) {
-    // Of a value that holds a NUL the server is told what stands in front of it.
-    write_line(proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
-  }
-  write_line(proc_stdin_buffer, "\n");
-  assert(sliding_window_v4_is_sane(proc_stdin_buffer));
-  proc_argv.clear();
-  proc_argv_prepare_std_curl_post_stdin();
-  proc_argv.push_back("http://" + transcode_settings.address +
-                      "/reelstack4/vod.cgi?c=vodsrv&vc=" + command);
-  return proc_spawn();
-}
-
 bool QueueItem::proc_start_remote_transcode_add() {
-  if (!remote_step_may_start()) { return false; }
-  if (!remote_info.entry_id.empty()) { return take_up_remote_item(); }
-  return start_remote_request({"*name:" + remote_info.name, "delete on finish:1",
+  if (!remote_step_may_start(*this)) { return false; }
+  if (!remote_info.entry_id.empty()) { return adopt_remote_item(*this); }
+  return start_remote_request(*this,
+                              {"*name:" + remote_info.name, "delete on finish:1",
                                "transcode profile:" + transcode_profile, "transcode state:ready"},
                               "add");
 }
 
-// The item was added before, by an earlier run or an earlier try: it goes on where it stands.
-bool QueueItem::take_up_remote_item() {
-  QueueItem remote_item;
-  if (remote_item.deserialize_json(remote_info.json, false) &&
-      (remote_item.sm.state == TRANSCODE_CANCELLED ||
-       remote_item.sm.state == TRANSCODE_CANCELLING)) {
-    sm.remote.set_state(REMOTE_COMMAND);
-    fprintf(stderr, "Remote item is cancelled, commanding to restart\n");
-    sm.remote_command = "restart";
-    user_wants_cancel = false;
-    discard_download(*this);  // the restart makes another result
-    return true;
-  }
-  sm.remote.advance();
-  return true;
-}
-
 bool QueueItem::proc_start_remote_transcode_monitor() {
-  return remote_step_may_start() && !remote_info.entry_id.empty() &&
-         start_remote_request({"entry id:" + remote_info.entry_id}, "list");
+  return remote_step_may_start(*this) && !remote_info.entry_id.empty() &&
+         start_remote_request(*this, {"entry id:" + remote_info.entry_id}, "list");
 }
 
 bool QueueItem::proc_start_remote_transcode_command() {
-  if (!remote_step_may_start()) { return false; }
+  if (!remote_step_may_start(*this)) { return false; }
   if (sm.remote_command.empty()) {
     sm.remote.set_state(REMOTE_MONITOR);
     return true;
   }
-  return start_remote_request({"entry id:" + remote_info.entry_id}, sm.remote_command);
+  return start_remote_request(*this, {"entry id:" + remote_info.entry_id}, sm.remote_command);
 }

@@ -1,8 +1,9 @@
 // Sends a job's source to the remote server.
 #include "queue/queue_item.h"
+#include "remote/remote_step.h"
 
 bool QueueItem::proc_start_remote_transcode_upload() {
-  if (!remote_step_may_start()) { return false; }
+  if (!remote_step_may_start(*this)) { return false; }
   if (uploaded || !remote_info.entry_id.empty()) {
     sm.remote.advance();
     return true;

@@ -1,6 +1,7 @@
 // Cancel and pause, state by state, with and without a child.
 #include <gmock/gmock.h>
 
+#include "exec/fail.h"
 #include "exec/slots.h"
 #include "platform/metadata_v4.h"
 #include "tests/exec/exec_bench.h"
@@ -133,6 +134,13 @@ TEST_F(item_cancel, text_that_comes_with_it_survives) {
   item.cancel_with("no profiles listed");
   EXPECT_EQ(item.state_message, "no profiles listed");
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
+}
+
+TEST_F(item_cancel, failed_step_writes_its_text_to_the_status_once) {
+  QueueItem& item = add_item(TRANSCODE_READY);
+  fail(item, "no profiles listed");
+  EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
+  EXPECT_THAT(status_writes, ElementsAre("cancelled: no profiles listed"));
 }
 
 TEST_F(item_cancel, other_items_keep_their_slots) {
