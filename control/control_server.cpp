@@ -17,8 +17,8 @@ comm_socket_v4* server_socket = nullptr;
 
 namespace {
 
-// How long one wait for a client that is slow to take its reply may last; the platform gives a
-// client up that takes nothing at all.
+// How long one wait for room in a client's output lasts. There is room for any reply, as a rule:
+// the platform hands out no request of a client that has replies to read.
 constexpr std::uint64_t send_wait_us = 500000;
 
 struct command_entry {

@@ -30,8 +30,6 @@ struct comm_socket_v4_packet {
   // Kept by the socket library; of no meaning to others.
   enum class stage { blank, words, body, complete };
   stage written = stage::blank;
-  std::string wire;                   // the reply's wire form, from the first send on
-  std::size_t wire_sent = 0;          // bytes of it that the kernel has taken
   std::shared_ptr<const void> claim;  // of a request: keeps its client open until it is released
 };
 

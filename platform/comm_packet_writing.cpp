@@ -19,8 +19,6 @@ void comm_socket_v4_packet_begin_writing(comm_socket_v4_packet* packet, int /*un
   packet->words = {command, status};
   packet->nv_pairs.clear();
   packet->data.clear();
-  packet->wire.clear();
-  packet->wire_sent = 0;
   packet->written = stage::words;
 }
 

@@ -10,6 +10,9 @@
 namespace {
 
 constexpr std::size_t round_share = std::size_t{64} << 10;  // bytes
+constexpr std::size_t most_input = std::size_t{32} << 20;   // bytes, of all clients together
+// A request arrives within this time once its first bytes are there.
+constexpr std::uint64_t request_time_us = 30000000;
 
 bool is_passing(int error) {
   return error == EAGAIN || error == EINTR || error == ENOBUFS || error == ENOMEM;
@@ -25,26 +28,58 @@ comm_socket_v4_client* find_client(comm_socket_v4& server, Condition condition) 
 }  // namespace
 
 bool comm_socket_v4_client::has_request() const {
-  return comm_packet_v4_look(unread_input(), comm_packet_v4_request).state ==
-         comm_packet_v4_state::whole;
+  return !has_output() && comm_packet_v4_look(unread_input(), comm_packet_v4_request).state ==
+                              comm_packet_v4_state::whole;
 }
 
 // A client with a request in hand is not read from, so what is kept of it stays below one packet
-// and one round's share, however slowly requests are taken.
-void comm_socket_v4_client::read_round() {
-  if (!is_open() || input_ended || has_request()) { return; }
+// and one round's share, however slowly requests are taken. Nor is one with replies to read: it
+// could fill its output faster than it empties it.
+void comm_socket_v4_client::read_round(std::uint64_t now_us) {
+  if (!is_open() || input_ended || has_output() || has_request()) { return; }
   char bytes[round_share];
   const ssize_t got = recv(connection.get(), bytes, sizeof(bytes), MSG_DONTWAIT);
-  if (got < 0 && is_passing(errno)) { return; }
-  if (got <= 0) {
+  if (got == 0 || (got < 0 && !is_passing(errno))) {
     end_input();
     return;
   }
+  if (got > 0) { take_input({bytes, static_cast<std::size_t>(got)}); }
+  time_request(now_us);
+}
+
+void comm_socket_v4_client::take_input(std::string_view bytes) {
   input.erase(0, std::exchange(taken, 0));
-  input.append(bytes, static_cast<std::size_t>(got));
+  const std::size_t memory = input.capacity();
+  input.append(bytes);
   if (comm_packet_v4_look(input, comm_packet_v4_request).state == comm_packet_v4_state::malformed) {
     end_input();
+  } else if (input.capacity() > memory) {
+    server->limit_input();
   }
+}
+
+void comm_socket_v4_client::time_request(std::uint64_t now_us) {
+  const bool is_unfinished = !unread_input().empty() && !has_request();
+  if (!is_unfinished) {
+    request_begun_us = 0;
+  } else if (request_begun_us == 0) {
+    request_begun_us = now_us;
+  } else if (now_us - request_begun_us >= request_time_us) {
+    end_input();
+  }
+}
+
+void comm_socket_v4::limit_input() {
+  std::size_t memory = 0;
+  comm_socket_v4_client* slowest = nullptr;
+  for (comm_socket_v4_client& client : clients) {
+    memory += client.input.capacity();
+    if (client.request_begun_us != 0 &&
+        (slowest == nullptr || client.request_begun_us < slowest->request_begun_us)) {
+      slowest = &client;
+    }
+  }
+  if (memory > most_input && slowest != nullptr) { slowest->end_input(); }
 }
 
 std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
@@ -59,6 +94,7 @@ std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
     return nullptr;
   }
   taken += front.size;
+  request_begun_us = 0;
   if (taken == input.size()) { drop_input(); }
   request->claim = claim;
   return request;
@@ -72,17 +108,24 @@ void comm_socket_v4_client::end_input() {
 void comm_socket_v4_client::drop_input() {
   std::string().swap(input);
   taken = 0;
+  request_begun_us = 0;
+}
+
+void comm_socket_v4_client::drop_output() {
+  std::string().swap(output);
+  sent = 0;
+  output_stalled_us = 0;
 }
 
 void comm_socket_v4_client::close_when_done() {
-  if (input_ended && !has_request() && !has_claims() && sending == nullptr) { close(); }
+  if (input_ended && !has_claims() && !has_output()) { close(); }
 }
 
 void comm_socket_v4_client::close() {
   end_input();
+  drop_output();
   connection.reset();
   takes_replies = false;
-  sending = nullptr;
 }
 
 comm_socket_v4_client* comm_socket_v4_accept_connection(comm_socket_v4* server) {
@@ -107,10 +150,9 @@ void comm_socket_v4_free_client(comm_socket_v4_client* client) {
 
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client) {
-  if (server->pass_is_over) { return nullptr; }
   auto& clients = server->clients;
   for (auto turn = clients.begin(); turn != clients.end(); ++turn) {
-    if (!turn->announced) { continue; }
+    if (!turn->announced || turn->has_output()) { continue; }
     if (auto request = turn->take_request()) {
       *client = &*turn;
       clients.splice(clients.end(), clients, turn);

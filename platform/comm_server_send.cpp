@@ -1,6 +1,7 @@
-// Sending replies, and the two operations of the server that wait.
+// Replies on their way out, and the two operations of the server that wait.
 #include <cassert>
 #include <cerrno>
+#include <utility>
 #include <vector>
 
 #include <sys/socket.h>
@@ -11,58 +12,74 @@
 
 namespace {
 
-// A client that takes nothing for this long is given up, so that it holds the server once only.
+// A client that has replies to read and reads nothing for this long is given up.
 constexpr std::uint64_t patience_us = 5000000;
-// One that takes a little now and then is given up after this long for one reply.
-constexpr std::uint64_t longest_sending_us = 10000000;
-
-bool encode_reply(comm_socket_v4_packet& packet) {
-  return !packet.wire.empty() || comm_packet_v4_encode(packet, comm_packet_v4_reply, packet.wire);
-}
-
-// Whether the client, which takes nothing now, has done so for too long.
-bool is_out_of_patience(comm_socket_v4_client& client) {
-  const std::uint64_t now = monotonic_clock_us();
-  if (client.stalled_since_us == 0) { client.stalled_since_us = now; }
-  return now - client.stalled_since_us >= patience_us ||
-         now - client.sending_since_us >= longest_sending_us;
-}
-
-// Positive when all is sent, 0 when the client takes no more now, negative on an error.
-int push(comm_socket_v4_client& client, comm_socket_v4_packet& packet) {
-  while (packet.wire_sent < packet.wire.size()) {
-    const ssize_t sent = send(client.connection.get(), packet.wire.data() + packet.wire_sent,
-                              packet.wire.size() - packet.wire_sent, MSG_DONTWAIT | MSG_NOSIGNAL);
-    if (sent < 0 && errno == EINTR) { continue; }
-    if (sent < 0) { return errno == EAGAIN ? 0 : -1; }
-    packet.wire_sent += static_cast<std::size_t>(sent);
-    client.stalled_since_us = 0;
-  }
-  return 1;
-}
+// Output that waits for one client: the largest reply, so that there is always room for one.
+constexpr std::size_t most_output = comm_packet_v4_header_size + comm_packet_v4_reply.largest_body;
+constexpr std::size_t most_output_of_all = std::size_t{64} << 20;
 
 }  // namespace
+
+void comm_socket_v4_client::send_round(std::uint64_t now_us) {
+  while (has_output()) {
+    const ssize_t taken_now = send(connection.get(), output.data() + sent, output.size() - sent,
+                                   MSG_DONTWAIT | MSG_NOSIGNAL);
+    if (taken_now < 0 && errno == EINTR) { continue; }
+    if (taken_now < 0 && errno == EAGAIN) {
+      if (now_us - output_stalled_us >= patience_us) { close(); }
+      return;
+    }
+    if (taken_now < 0) {
+      takes_replies = false;  // what it sent whole before it went is still carried out
+      drop_output();
+      return;
+    }
+    sent += static_cast<std::size_t>(taken_now);
+    output_stalled_us = now_us;
+    if (sent == output.size()) { drop_output(); }
+  }
+}
+
+bool comm_socket_v4_client::add_output(std::string wire, std::uint64_t now_us) {
+  if (output.size() - sent + wire.size() > most_output) { return false; }
+  if (has_output()) {
+    output.erase(0, std::exchange(sent, 0));
+    output += wire;
+  } else {
+    output = std::move(wire);
+    output_stalled_us = now_us;
+  }
+  return true;
+}
+
+void comm_socket_v4::limit_output() {
+  std::size_t waiting = 0;
+  comm_socket_v4_client* slowest = nullptr;
+  for (comm_socket_v4_client& client : clients) {
+    waiting += client.output.size();
+    if (client.has_output() &&
+        (slowest == nullptr || client.output_stalled_us < slowest->output_stalled_us)) {
+      slowest = &client;
+    }
+  }
+  if (waiting > most_output_of_all && slowest != nullptr) { slowest->close(); }
+}
 
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet) {
   assert(packet->written == comm_socket_v4_packet::stage::complete);
   if (!client->takes_replies) { return -1; }
-  assert(client->sending == nullptr || client->sending == packet);
-  if (!encode_reply(*packet)) {
+  std::string wire;
+  if (!comm_packet_v4_encode(*packet, comm_packet_v4_reply, wire)) {
     client->close();
     return -1;
   }
-  if (client->sending == nullptr) { client->sending_since_us = monotonic_clock_us(); }
-  const int sent = push(*client, *packet);
-  client->sending = sent == 0 ? packet : nullptr;
-  if (sent == 0) { client->server->pass_is_over = true; }
-  if (sent < 0) {
-    client->takes_replies = false;  // what it sent whole before it went is still carried out
-  } else if (sent == 0 && is_out_of_patience(*client)) {
-    client->close();
-    return -1;
-  }
-  return sent;
+  const std::uint64_t now_us = monotonic_clock_us();
+  client->send_round(now_us);
+  if (client->takes_replies && !client->add_output(std::move(wire), now_us)) { return 0; }
+  client->send_round(now_us);
+  if (client->has_output()) { client->server->limit_output(); }
+  return client->takes_replies ? 1 : -1;
 }
 
 int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* client,
@@ -79,7 +96,9 @@ int comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint
   if (server->can_accept) { entries.push_back({server->listener.get(), POLLIN, 0}); }
   for (const comm_socket_v4_client& client : server->clients) {
     if (client.has_request()) { return 1; }
-    if (client.is_open() && !client.input_ended) {
+    if (client.has_output()) {
+      entries.push_back({client.connection.get(), POLLOUT, 0});
+    } else if (client.is_open() && !client.input_ended) {
       entries.push_back({client.connection.get(), POLLIN, 0});
     }
   }

@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 
+#include "platform/clock.h"
 #include "platform/local_address.h"
 
 namespace {
@@ -87,7 +88,7 @@ accept_result accept_one(comm_socket_v4& server) {
                                           [](const auto& client) { return client.is_open(); });
   if (static_cast<std::size_t>(open_clients) < most_clients) {
     comm_socket_v4_client& client = server.clients.emplace_back(&server, fd.release());
-    client.read_round();
+    client.read_round(monotonic_clock_us());
     client.close_when_done();
   }
   return accept_result::go_on;
@@ -142,10 +143,11 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 
 int comm_socket_v4_idle(comm_socket_v4* server) {
   if (!server->listener.valid()) { return -1; }
-  server->pass_is_over = false;
-  // Reading comes first: it finds who is gone, and so makes room for who comes.
+  const std::uint64_t now_us = monotonic_clock_us();
+  // Known clients come first: this finds who is gone, and so makes room for who comes.
   for (comm_socket_v4_client& client : server->clients) {
-    client.read_round();
+    client.send_round(now_us);
+    client.read_round(now_us);
     client.close_when_done();
   }
   return accept_round(*server) ? 0 : -1;

@@ -33,8 +33,12 @@ int comm_socket_v4_create_server(comm_socket_v4* server, const char* path);
 int comm_socket_v4_fd(const comm_socket_v4* server);
 
 // One bounded round of socket work: takes in new connections and reads at most 64 KiB from each
-// client. A client whose last request has not been handed out yet is not read from. Returns 0, or
-// negative when the server does not listen or its listening socket is broken.
+// client, and delivers replies that wait. A client is not read from while its last request has not
+// been handed out, or while replies wait for it. One that has not finished a request 30 s after its
+// first bytes, or that has taken nothing of waiting replies for 5 s, is closed. All input buffers
+// together take at most 32 MiB; beyond that the client whose request has been unfinished for
+// longest is closed. Returns 0, or negative when the server does not listen or its listening socket
+// is broken.
 int comm_socket_v4_idle(comm_socket_v4* server);
 
 // The next client that idle took in, or null. The server keeps it; the pointer is good until
@@ -50,15 +54,14 @@ comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* se
 void comm_socket_v4_free_client(comm_socket_v4_client* client);
 
 // The next whole request out of what idle has read, one from each client in turn; null when there
-// is none, and after a reply that could not be sent at once, until the next idle: so a pass holds
-// one slow reply at most. Sets `client` to its sender; the caller releases the request when it has
-// been answered.
+// is none. A client for which replies wait gets no turn. Sets `client` to its sender; the caller
+// releases the request when it has been answered.
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client);
 
 // Waits until there is something for the next pass: a request already whole in a buffer, a client
-// that can be read from, a new connection. Returns positive then, 0 at the deadline or when a
-// signal came, negative on an error.
+// that can be read from or can take more of its replies, a new connection. Returns positive then, 0
+// at the deadline or when a signal came, negative on an error.
 int comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint64_t deadline_us);
 
 // --- replies ---
@@ -90,15 +93,16 @@ void comm_socket_v4_packet_write_end(comm_socket_v4_packet* packet);
 void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* request,
                                                  comm_socket_v4_packet* reply, int flags);
 
-// Gives the kernel as much of a complete reply as it takes, without waiting. Positive: all of it is
-// with the kernel. 0: some has still to go; wait for the client and call again with the same
-// packet, before any other packet goes to that client. Negative: it will never be sent, because the
-// client is gone, or took not one byte for 5 s or not all within 10 s, or the reply breaks a limit;
-// in the last two cases the connection is closed and what else the client asked is dropped.
+// Takes a complete reply, without waiting: what the kernel does not accept at once is kept in the
+// client's own output buffer, up to 16 MiB, and delivered by comm_socket_v4_idle. Positive: the
+// reply was taken. 0: the buffer has no room now; call again with the same packet. Negative: it
+// will never be sent, because the client is gone, or because the reply breaks a limit and the
+// connection was closed. All output buffers together take at most 64 MiB; beyond that the client
+// that has read nothing for longest is closed.
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet);
 
-// Waits until the client may take more. Returns positive when it is worth trying (also for a client
-// that is gone), 0 at the deadline or when a signal came, negative on an error.
+// Waits until the client can take more data. Returns positive when it is worth trying (also for a
+// client that is gone), 0 at the deadline or when a signal came, negative on an error.
 int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* client,
                                                        std::uint64_t deadline_us);

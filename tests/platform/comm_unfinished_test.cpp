@@ -1,0 +1,178 @@
+// Requests that begin and do not end: what they may cost in time and memory. The clock is the
+// test's own: it stands still unless it is moved.
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/clock.h"
+#include "tests/platform/socket_bench.h"
+
+using qx_test::raw_client;
+using qx_test::request_bytes;
+using strings = std::vector<std::string>;
+
+namespace {
+
+std::uint64_t now_us = 1000000;
+
+}  // namespace
+
+std::uint64_t monotonic_clock_us() {
+  return now_us;
+}
+
+std::uint64_t gettimeofday_us() {
+  return now_us;
+}
+
+namespace {
+
+struct unfinished_requests : testing::Test {
+  qx_test::socket_bench bench;
+  raw_client client = bench.connect();
+
+  // Sends as much as fits while the server reads.
+  void send_all(const raw_client& sender, std::string_view bytes) {
+    while (!bytes.empty()) {
+      const std::size_t sent = sender.send(bytes);
+      bytes.remove_prefix(sent);
+      bench.idle();
+      bench.meet_and_part();
+      if (sent == 0) { return; }
+    }
+  }
+};
+
+TEST_F(unfinished_requests, end_their_connection_after_30_s) {
+  client.send(request_bytes("half").substr(0, 40));
+  bench.pass();
+  now_us += 29999999;
+  bench.pass();
+  EXPECT_FALSE(client.is_closed_by_server());
+  now_us += 1;
+  bench.pass_all();
+  EXPECT_TRUE(client.is_closed_by_server());
+  EXPECT_EQ(bench.gone, 1);
+}
+
+TEST_F(unfinished_requests, gain_no_time_by_single_bytes) {
+  const std::string bytes = request_bytes("slow");
+  for (std::size_t i = 0; i < 31; ++i) {
+    client.send(bytes.substr(i, 1));
+    bench.pass_all();
+    now_us += 1000000;
+  }
+  bench.pass_all();
+  EXPECT_TRUE(client.is_closed_by_server());
+}
+
+TEST_F(unfinished_requests, are_served_when_they_end_in_time) {
+  const std::string bytes = request_bytes("slow");
+  client.send(bytes.substr(0, 40));
+  bench.pass();
+  now_us += 29000000;
+  client.send(bytes.substr(40));
+  EXPECT_EQ(bench.pass(), strings{"slow"});
+  now_us += 29000000;
+  client.send(bytes.substr(0, 40));
+  bench.pass();
+  now_us += 29000000;
+  client.send(bytes.substr(40));
+  EXPECT_EQ(bench.pass(), strings{"slow"});
+}
+
+TEST_F(unfinished_requests, are_timed_from_their_own_first_byte) {
+  const std::string bytes = request_bytes("next");
+  client.send(request_bytes("first").substr(0, 40));
+  bench.pass();
+  now_us += 20000000;
+  client.send(request_bytes("first").substr(40) + bytes.substr(0, 40));
+  EXPECT_EQ(bench.pass(), strings{"first"});
+  bench.pass();
+  now_us += 20000000;
+  client.send(bytes.substr(40));
+  EXPECT_EQ(bench.pass(), strings{"next"});
+}
+
+TEST_F(unfinished_requests, what_came_whole_before_is_answered) {
+  client.send(request_bytes("whole", 7) + request_bytes("half").substr(0, 40));
+  EXPECT_EQ(bench.pass(), strings{"whole"});
+  bench.pass();
+  now_us += 30000000;
+  bench.pass_all();
+  EXPECT_EQ(client.replies(), strings{"7 whole OK"});
+  EXPECT_TRUE(client.is_closed_by_server());
+}
+
+TEST_F(unfinished_requests, a_client_between_requests_is_never_given_up) {
+  client.send(request_bytes("a"));
+  bench.pass();
+  now_us += 86400000000;
+  bench.pass();
+  client.send(request_bytes("b"));
+  EXPECT_EQ(bench.pass(), strings{"b"});
+}
+
+TEST_F(unfinished_requests, time_spent_on_a_waiting_reply_does_not_count) {
+  comm_socket_v4_client* sender = nullptr;
+  client.send(request_bytes("a", 1) + request_bytes("b", 2).substr(0, 40));
+  bench.idle();
+  bench.meet_and_part();
+  comm_socket_v4_packet* const request = comm_socket_v4_server_get_packet(bench.server, &sender);
+  ASSERT_NE(request, nullptr);
+  comm_socket_v4_packet* const reply = qx_test::make_reply(*request, std::string(10000000, 'x'));
+  ASSERT_GT(comm_socket_v4_packet_send_to_client(sender, reply), 0);
+  comm_socket_v4_packet_release(reply);
+  comm_socket_v4_packet_release(request);
+  for (int i = 0; i < 10; ++i) {
+    bench.pass();
+    now_us += 4000000;
+    client.receive(500000);
+  }
+  for (int i = 0; i < 1000 && client.received.size() < 10000000U; ++i) {
+    bench.pass();
+    client.receive();
+  }
+  client.send(request_bytes("b", 2).substr(40));
+  EXPECT_EQ(bench.pass(), strings{"b"});
+}
+
+TEST_F(unfinished_requests, together_take_32_mib_at_most) {
+  const std::string half =
+      request_bytes("big", 1, std::string(1048576 - 19, 'x')).substr(0, 1000000);
+  std::vector<raw_client> crowd;
+  for (int i = 0; i < 100; ++i) {
+    ++now_us;
+    crowd.push_back(bench.connect());
+    send_all(crowd.back(), half);
+  }
+  int left = 0;
+  for (raw_client& each : crowd) {
+    left += each.is_closed_by_server() ? 0 : 1;
+  }
+  EXPECT_LE(left, 32);
+  EXPECT_GE(left, 15);
+  EXPECT_FALSE(crowd.back().is_closed_by_server());
+  EXPECT_TRUE(crowd.front().is_closed_by_server());
+}
+
+TEST_F(unfinished_requests, that_fill_the_memory_do_not_keep_others_out) {
+  const std::string big = request_bytes("big", 1, std::string(1048576 - 19, 'x'));
+  std::vector<raw_client> crowd;
+  for (int i = 0; i < 100; ++i) {
+    ++now_us;
+    crowd.push_back(bench.connect());
+    send_all(crowd.back(), std::string_view(big).substr(0, 1000000));
+  }
+  ++now_us;
+  strings served;
+  std::string_view rest = big;
+  for (int i = 0; i < 1000 && served.empty(); ++i) {
+    rest.remove_prefix(client.send(rest));
+    served = bench.pass();
+  }
+  EXPECT_EQ(served, strings{"big"});
+}
+
+}  // namespace
