@@ -131,7 +131,7 @@ TEST(ctl_text_file, too_large_one_is_told_with_its_beginning) {
 TEST(ctl_text_file, folder_and_fifo_are_no_regular_files) {
   const test_folder folder;
   ASSERT_EQ(mkfifo(folder.file("fifo").c_str(), 0600), 0);
-  EXPECT_EQ(read_text_file(folder.file("fifo"), 4).cause(), "is no regular file");
-  EXPECT_EQ(read_text_file(folder.path(), 4).cause(), "is no regular file");
+  EXPECT_EQ(read_text_file(folder.file("fifo"), 4).cause(), "is not a regular file");
+  EXPECT_EQ(read_text_file(folder.path(), 4).cause(), "is not a regular file");
   EXPECT_TRUE(read_text_file(folder.file("absent"), 4).missing());
 }

@@ -66,8 +66,8 @@ TEST(ctl_check, time_is_that_of_earlier_jobs_and_left_out_without_any) {
   machine.root.write("/mnt/cache/qx_vod_ctl/history", "speed 2 360\nspeed 9 720\n");
   const auto result = machine.root.run(
       {"/usr/bin/env", "XDG_CACHE_HOME=/mnt/cache", "/usr/bin/qx_vod_ctl", "check", clip});
-  EXPECT_THAT(result.out, HasSubstr("time      about 0:02 from its start: jobs of profile 360 were "
-                                    "made 2.0 times as fast as they play\n"));
+  EXPECT_THAT(result.out, HasSubstr("time      about 0:02 once it starts: jobs with profile 360 "
+                                    "ran at 2.0 times playing speed\n"));
 }
 
 TEST(ctl_check, sound_alone_is_accepted) {
@@ -135,7 +135,7 @@ TEST(ctl_check, fifo_as_configuration_is_told_and_not_waited_for) {
   ASSERT_EQ(mkfifo(machine.root.path("/mnt/main/tv/vod.conf").c_str(), 0600), 0);
   const auto result = machine.check({clip});
   EXPECT_EQ(result.status, 0);
-  EXPECT_THAT(result.out, HasSubstr("note      /mnt/main/tv/vod.conf is no regular file"));
+  EXPECT_THAT(result.out, HasSubstr("note      /mnt/main/tv/vod.conf is not a regular file"));
 }
 
 TEST(ctl_check, empty_name_is_a_wrong_command_line) {

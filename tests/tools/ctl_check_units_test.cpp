@@ -65,7 +65,7 @@ TEST(ctl_check_size, is_bounded_by_the_transcoder_s_bit_rates) {
   const auto size = limit_of_size("720", 100.0, 25.0);
   ASSERT_TRUE(size);
   EXPECT_EQ(size->bytes, (100 * (3000U + 160U) + 2 * 3000U) * 1000 / 8);
-  EXPECT_EQ(size->basis, "100.00 s at no more than 3000 kbit/s of picture and 160 kbit/s of sound");
+  EXPECT_EQ(size->basis, "100.00 s at no more than 3000 kbit/s of video and 160 kbit/s of audio");
 }
 
 TEST(ctl_check_size, fast_pictures_may_take_half_as_much_again) {
@@ -88,21 +88,20 @@ TEST(ctl_check_output, name_is_made_of_moment_profile_and_source) {
 }
 
 TEST(ctl_check_output, accepted_file_is_told_line_by_line) {
-  EXPECT_EQ(
-      prospect_text(accepted_prospect()),
-      "file      /mnt/media/it's.mpg\n"
-      "accepted  yes\n"
-      "identity  video/mp2t, 1920x1080, 25.000 fps, interlaced, mpeg2video, mp2, 2 channels, "
-      "61.400 s, 12.3 MB\n"
-      "offered   1080 720 480\n"
-      "profile   720, because it is the first that is not above \"max profile\", 720\n"
-      "where     here\n"
-      "size      at most 25.0 MB: 61.40 s at no more than 3000 kbit/s of picture and 160 "
-      "kbit/s of sound\n"
-      "time      about 0:20 from its start: jobs of profile 720 were made 3.1 times as fast as "
-      "they play\n"
-      "room      500.0 GB free for /mnt/main/tv/vod/\n"
-      "command   /usr/bin/qxmi_vod_transcode --file '/mnt/media/it'\\''s.mpg'\n");
+  EXPECT_EQ(prospect_text(accepted_prospect()),
+            "file      /mnt/media/it's.mpg\n"
+            "accepted  yes\n"
+            "identity  video/mp2t, 1920x1080, 25.000 fps, interlaced, mpeg2video, mp2, 2 channels, "
+            "61.400 s, 12.3 MB\n"
+            "offered   1080 720 480\n"
+            "profile   720, because it is the first that is not above \"max profile\", 720\n"
+            "where     here\n"
+            "size      at most 25.0 MB: 61.40 s at no more than 3000 kbit/s of video and 160 "
+            "kbit/s of audio\n"
+            "time      about 0:20 once it starts: jobs with profile 720 ran at 3.1 times "
+            "playing speed\n"
+            "room      500.0 GB free for /mnt/main/tv/vod/\n"
+            "command   /usr/bin/qxmi_vod_transcode --file '/mnt/media/it'\\''s.mpg'\n");
 }
 
 TEST(ctl_check_output, disk_that_is_too_small_is_told) {
@@ -118,7 +117,7 @@ TEST(ctl_check_output, refusal_comes_with_what_to_do) {
   EXPECT_EQ(prospect_text(found),
             "file      /etc/passwd\n"
             "accepted  no: Rejected: Forbidden input file\n"
-            "          -> put it below /mnt, /media or /srv, or list its folder in "
+            "          -> move it below /mnt, /media or /srv, or list its directory in "
             "/mnt/main/tv/media.roots\n");
 }
 

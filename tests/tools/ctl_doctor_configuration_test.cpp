@@ -56,7 +56,7 @@ TEST(ctl_doctor_configuration, one_that_is_no_file_is_a_problem) {
   file.error = EINVAL;
   const auto findings = check_configuration(file);
   EXPECT_EQ(findings[0].result, finding_result::problem);
-  EXPECT_THAT(findings[0].text, HasSubstr("is no regular file"));
+  EXPECT_THAT(findings[0].text, HasSubstr("is not a regular file"));
 }
 
 TEST(ctl_doctor_configuration, password_that_others_may_read_is_a_problem) {
@@ -79,12 +79,12 @@ TEST(ctl_doctor_configuration, one_that_others_may_write_is_a_problem) {
 
 TEST(ctl_doctor_configuration, unknown_keys_are_named_with_their_lines) {
   EXPECT_EQ(only_text("speed = 1\n\nprofile = 2\n"),
-            "unknown and passed over: line 1 \"speed\", line 3 \"profile\"");
+            "unknown, so ignored: line 1 \"speed\", line 3 \"profile\"");
 }
 
 TEST(ctl_doctor_configuration, capital_letters_are_told_apart_from_unknown_keys) {
   EXPECT_EQ(only_text("Max Profile = 720\n"),
-            "passed over for its capital letters: line 1 \"Max Profile\"");
+            "ignored because of capital letters: line 1 \"Max Profile\"");
 }
 
 TEST(ctl_doctor_configuration, values_of_unknown_keys_are_not_shown) {
@@ -98,7 +98,8 @@ TEST(ctl_doctor_configuration, password_in_a_key_is_not_shown) {
 }
 
 TEST(ctl_doctor_configuration, lines_that_are_no_pair_are_told_by_number) {
-  EXPECT_EQ(only_text("fullspeed\n; fine\n = 3\n"), "passed over, no \"name = value\": line 1, 3");
+  EXPECT_EQ(only_text("fullspeed\n; fine\n = 3\n"),
+            "ignored, not of the form \"name = value\": line 1, 3");
 }
 
 TEST(ctl_doctor_configuration, many_findings_of_a_kind_are_one_line) {
@@ -111,7 +112,7 @@ TEST(ctl_doctor_configuration, many_findings_of_a_kind_are_one_line) {
 
 TEST(ctl_doctor_configuration, repeated_key_is_told) {
   EXPECT_EQ(only_text("fullspeed=1\nfullspeed=0\n"),
-            "given again, and only the last counts: line 2 \"fullspeed\"");
+            "given more than once, only the last counts: line 2 \"fullspeed\"");
 }
 
 TEST(ctl_doctor_configuration, profile_that_is_no_number_is_told_with_its_meaning) {
@@ -127,7 +128,7 @@ TEST(ctl_doctor_configuration, speed_that_is_no_switch_is_told_with_its_meaning)
 
 TEST(ctl_doctor_configuration, half_a_server_is_told) {
   EXPECT_EQ(only_text("transcode server address = a\n"),
-            "no transcode on another server without transcode server user, "
+            "no remote transcoding, missing: transcode server user, "
             "transcode server password");
 }
 
@@ -144,7 +145,7 @@ TEST(ctl_doctor_configuration, password_that_the_ftp_client_would_cut_is_a_probl
   EXPECT_EQ(judged(server + std::string(121, 'x'))[0].result, finding_result::ok);
   const auto findings = judged(server + std::string(122, 'x'));
   EXPECT_EQ(findings[0].result, finding_result::problem);
-  EXPECT_EQ(findings[0].text, "\"transcode server password\" is longer than the FTP client takes");
+  EXPECT_EQ(findings[0].text, "\"transcode server password\" is too long for the FTP client");
 }
 
 TEST(ctl_doctor_configuration, address_with_a_scheme_is_a_problem) {

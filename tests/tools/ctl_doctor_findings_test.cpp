@@ -95,7 +95,7 @@ TEST(ctl_doctor_disk, read_only_and_out_of_files_are_problems) {
   EXPECT_THAT(judge_disk_room("/x", room).text, HasSubstr("read-only"));
   room.read_only = false;
   room.out_of_files = true;
-  EXPECT_THAT(judge_disk_room("/x", room).text, HasSubstr("no more files"));
+  EXPECT_THAT(judge_disk_room("/x", room).text, HasSubstr("out of inodes"));
 }
 
 TEST(ctl_doctor_disk, sizes_are_decimal) {
@@ -209,7 +209,7 @@ TEST(ctl_doctor_queue_file, fifo_in_its_place_is_told_at_once) {
   const test_folder folder;
   const std::string fifo = folder.path() + "/q";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
-  EXPECT_THAT(check_queue_file(fifo, false).text, HasSubstr("is no regular file"));
+  EXPECT_THAT(check_queue_file(fifo, false).text, HasSubstr("is not a regular file"));
 }
 
 TEST(ctl_doctor_queue_file, old_unfinished_one_is_a_warning) {
@@ -261,7 +261,7 @@ TEST(ctl_doctor_socket, missing_one_means_that_the_service_does_not_run) {
 
 TEST(ctl_doctor_socket, file_in_its_place_is_a_problem) {
   const test_folder folder;
-  EXPECT_THAT(check_socket(made_file(folder, "s", 0755)).text, HasSubstr("is no socket"));
+  EXPECT_THAT(check_socket(made_file(folder, "s", 0755)).text, HasSubstr("is not a socket"));
 }
 
 TEST(ctl_doctor_process, older_than_the_configuration_is_to_be_restarted) {

@@ -114,18 +114,18 @@ TEST(ctl_doctor_gateway, page_that_is_not_there_means_no_gateway) {
 
 TEST(ctl_doctor_gateway, refused_password_is_told_without_it) {
   const auto found = gateway_answer("401 Unauthorized", "");
-  EXPECT_THAT(found.text, HasSubstr("name or password differ"));
+  EXPECT_THAT(found.text, HasSubstr("wrong name or password"));
   EXPECT_THAT(found.text + found.advice, Not(HasSubstr(password)));
 }
 
 TEST(ctl_doctor_gateway, service_that_is_down_over_there_is_told) {
   EXPECT_THAT(gateway_answer("503 Service Unavailable", "").text,
-              HasSubstr("the service over there does not run"));
+              HasSubstr("its service is not running"));
 }
 
 TEST(ctl_doctor_gateway, something_else_that_answers_is_told) {
   EXPECT_THAT(gateway_answer("200 OK", "<html>portal</html>").text,
-              HasSubstr("answers 200, which is not the gateway"));
+              HasSubstr("answers 200: that is not the gateway"));
 }
 
 TEST(ctl_doctor_gateway, name_and_password_arrive_whatever_their_characters) {
@@ -140,8 +140,10 @@ TEST(ctl_doctor_gateway, closed_port_is_told) {
   { address = scripted_server({}).address(); }
   const auto findings = check_remote_server(settings_for(address));
   ASSERT_THAT(findings, SizeIs(2));
-  EXPECT_THAT(findings[0].text, HasSubstr("the web server of " + address + " takes no connection"));
-  EXPECT_THAT(findings[1].text, HasSubstr("the FTP server of " + address + " takes no connection"));
+  EXPECT_THAT(findings[0].text,
+              HasSubstr("the web server on " + address + " accepts no connections"));
+  EXPECT_THAT(findings[1].text,
+              HasSubstr("the FTP server on " + address + " accepts no connections"));
 }
 
 TEST(ctl_doctor_gateway, one_that_never_answers_is_told_in_time) {
@@ -159,19 +161,19 @@ TEST(ctl_doctor_gateway, one_that_never_answers_is_told_in_time) {
       check_remote_server(settings_for("127.0.0.1:" + std::to_string(ntohs(address.sin_port))));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(25));
   ASSERT_THAT(findings, SizeIs(2));
-  EXPECT_THAT(findings[0].text, HasSubstr("takes the connection and says nothing"));
-  EXPECT_THAT(findings[1].text, HasSubstr("takes the connection and says nothing"));
+  EXPECT_THAT(findings[0].text, HasSubstr("accepts connections but does not answer"));
+  EXPECT_THAT(findings[1].text, HasSubstr("accepts connections but does not answer"));
 }
 
 TEST(ctl_doctor_gateway, unknown_name_is_told) {
-  EXPECT_THAT(judge_gateway(client_result(6), "a").text, HasSubstr("is no known name"));
+  EXPECT_THAT(judge_gateway(client_result(6), "a").text, HasSubstr("is an unknown host name"));
 }
 
 TEST(ctl_doctor_gateway, silent_machine_is_told_apart_from_a_silent_server) {
   EXPECT_THAT(judge_gateway(client_result(28, "\nconnected after 0.000000\n"), "a").text,
               HasSubstr("did not answer within 3 s"));
   EXPECT_THAT(judge_gateway(client_result(28, "\nconnected after 0.000210\n"), "a").text,
-              HasSubstr("says nothing"));
+              HasSubstr("does not answer"));
 }
 
 TEST(ctl_doctor_gateway, interim_answer_is_passed_over) {
@@ -184,10 +186,10 @@ TEST(ctl_doctor_gateway, interim_answer_is_passed_over) {
 TEST(ctl_doctor_ftp, login_is_judged) {
   EXPECT_EQ(judge_ftp_server(client_result(0), "a").result, finding_result::ok);
   EXPECT_EQ(judge_ftp_server(client_result(9), "a").result, finding_result::ok);
-  EXPECT_THAT(judge_ftp_server(client_result(67), "a").text, HasSubstr("refuses"));
+  EXPECT_THAT(judge_ftp_server(client_result(67), "a").text, HasSubstr("rejects"));
 }
 
 TEST(ctl_doctor_ftp, what_speaks_no_ftp_is_told) {
   EXPECT_THAT(judge_ftp_server(client_result(8), "a").text,
-              HasSubstr("answers something else (status 8 of curl)"));
+              HasSubstr("gave an unexpected answer (exit status 8 of curl)"));
 }

@@ -165,7 +165,7 @@ TEST(ctl_doctor, fifo_as_configuration_is_a_problem_and_not_waited_for) {
   doctor_machine machine;
   machine.start();
   ASSERT_EQ(mkfifo(machine.root.path(configuration).c_str(), 0600), 0);
-  EXPECT_THAT(machine.found("configuration"), HasSubstr("is no regular file"));
+  EXPECT_THAT(machine.found("configuration"), HasSubstr("is not a regular file"));
 }
 
 TEST(ctl_doctor, password_that_others_may_read_is_a_problem) {
@@ -196,13 +196,14 @@ TEST(ctl_doctor, full_disk_is_a_problem) {
 
 TEST(ctl_doctor, folder_that_the_service_will_make_is_fine) {
   doctor_machine machine;
-  EXPECT_THAT(machine.found("outputs"), HasSubstr("ok: /mnt/main/tv/vod/ is not there yet"));
+  EXPECT_THAT(machine.found("outputs"), HasSubstr("ok: /mnt/main/tv/vod/ does not exist yet"));
 }
 
 TEST(ctl_doctor, disk_that_is_not_mounted_is_a_warning) {
   doctor_machine machine;
   machine.root.run({"/bin/rmdir", "/mnt/main/tv"});
-  EXPECT_THAT(machine.found("outputs"), HasSubstr("warning: /mnt/main/tv/vod/ is not there, nor"));
+  EXPECT_THAT(machine.found("outputs"),
+              HasSubstr("warning: /mnt/main/tv/vod/ does not exist, nor"));
 }
 
 TEST(ctl_doctor, queue_file_that_was_set_aside_is_a_warning) {
@@ -247,7 +248,7 @@ TEST(ctl_doctor, other_server_that_is_away_is_a_problem) {
   machine.configure_server();
   machine.root.plan(tool::curl, tool_plan().exit(7));
   machine.start();
-  EXPECT_THAT(machine.found("gateway"), HasSubstr("far.example takes no connection"));
+  EXPECT_THAT(machine.found("gateway"), HasSubstr("far.example accepts no connections"));
   EXPECT_EQ(machine.status, 1);
 }
 
@@ -282,9 +283,9 @@ TEST(ctl_doctor, removes_what_killed_tools_have_left_when_told_to) {
   machine.root.write("/mnt/main/tv/vod/.qx-part-used", "in use");
   const int used = open(machine.root.path("/mnt/main/tv/vod/.qx-part-used").c_str(), O_RDONLY);
   ASSERT_EQ(flock(used, LOCK_EX), 0);
-  EXPECT_THAT(machine.found("left-over files"), HasSubstr("warning: 2 half-made files"));
+  EXPECT_THAT(machine.found("left-over files"), HasSubstr("warning: 2 partial files"));
   EXPECT_EQ(access(among_vods.c_str(), F_OK), 0);
-  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 2 half-made files"));
+  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 2 partial files"));
   EXPECT_NE(access(among_vods.c_str(), F_OK), 0);
   EXPECT_NE(access(thumbnail.c_str(), F_OK), 0);
   EXPECT_EQ(access(machine.root.path("/mnt/main/tv/vod/.qx-part-used").c_str(), F_OK), 0);
@@ -296,9 +297,9 @@ TEST(ctl_doctor, removes_the_login_files_of_killed_uploads_when_told_to) {
   doctor_machine machine;
   machine.root.write("/run/qx-upload-killed/login", "pass secret");
   const std::string login = machine.root.path("/run/qx-upload-killed/login");
-  EXPECT_THAT(machine.found("left-over logins"), HasSubstr("warning: 1 of killed uploads"));
+  EXPECT_THAT(machine.found("left-over logins"), HasSubstr("warning: 1 left by killed uploads"));
   EXPECT_EQ(access(login.c_str(), F_OK), 0);
-  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 1 of killed uploads"));
+  EXPECT_THAT(machine.ctl({"doctor", "--fix"}).out, HasSubstr("removed 1 left by killed uploads"));
   EXPECT_NE(access(login.c_str(), F_OK), 0);
   EXPECT_EQ(machine.found("left-over logins").substr(0, 2), "ok");
 }
@@ -410,7 +411,7 @@ TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {
   const auto result = machine.root.run({"/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
                                         "--clear-groups", "/usr/bin/qx_vod_ctl", "doctor"});
   if (result.err.find("setpriv") != std::string::npos) { GTEST_SKIP() << result.err; }
-  EXPECT_THAT(result.out, HasSubstr("warning  user                not asked by root"));
+  EXPECT_THAT(result.out, HasSubstr("warning  user                not run as root"));
   EXPECT_THAT(result.out, HasSubstr("warning  service             this user may not speak with"));
   EXPECT_THAT(result.out, HasSubstr("vod.conf cannot be read: Permission denied"));
 }

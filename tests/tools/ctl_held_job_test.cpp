@@ -24,7 +24,7 @@ TEST(held_job, is_one_whose_request_lasts_longer_than_any_may) {
     item.pid = 4711;
     EXPECT_EQ(judge_held(item, true, longest_request_s).reason, "") << step;
     const held_job held = judge_held(item, true, longest_request_s + 1);
-    EXPECT_THAT(held.reason, HasSubstr("no answer for 91 s")) << step;
+    EXPECT_THAT(held.reason, HasSubstr("unanswered for 91 s")) << step;
     EXPECT_THAT(held.advice, HasSubstr("kill 4711")) << step;
   }
 }
@@ -44,7 +44,7 @@ TEST(held_job, is_one_that_is_paused_ahead_of_a_step) {
     EXPECT_EQ(judge_held(item, true, 0).reason, "") << step;
     item.paused = true;
     const held_job held = judge_held(item, true, 0);
-    EXPECT_EQ(held.reason, "paused ahead of the step \"" + std::string(step) + "\"");
+    EXPECT_EQ(held.reason, "paused before the step \"" + std::string(step) + "\"");
     EXPECT_EQ(held.advice, "qx_vod_ctl resume an-id");
   }
 }

@@ -26,7 +26,7 @@ TEST_F(held_jobs, paused_ahead_of_the_add_are_shown_with_the_way_out) {
   machine.client.command("pause", id);
   machine.root.release("go");
   wait_for_remote_state("add");
-  const std::string reason = "paused ahead of the step \"add\"\n";
+  const std::string reason = "paused before the step \"add\"\n";
   EXPECT_THAT(ctl("status"),
               HasSubstr(id + " is held: " + reason + "  qx_vod_ctl resume " + id + "\n"));
   EXPECT_THAT(ctl("doctor"), HasSubstr(id + ": " + reason));

@@ -157,7 +157,7 @@ bool find_paths(const std::vector<std::string>& given, std::vector<named_file>& 
   for (const auto& name : given) {
     files.push_back({name, absolute_path(name, folder)});
     if (!files.back().path.empty()) { continue; }
-    report(name, name.empty() ? "an empty file name" : "there is no working folder");
+    report(name, name.empty() ? "an empty file name" : "there is no working directory");
     return false;
   }
   return true;

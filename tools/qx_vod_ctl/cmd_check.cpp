@@ -27,7 +27,7 @@ int run_check(const check_options& options) {
   const std::string path = absolute_path(options.file, working_folder());
   if (path.empty()) {
     report(options.file,
-           options.file.empty() ? "an empty file name" : "there is no working folder");
+           options.file.empty() ? "an empty file name" : "there is no working directory");
     return exit_usage;
   }
   catch_tool_signals();

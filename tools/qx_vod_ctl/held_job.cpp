@@ -41,17 +41,17 @@ held_job judge_held(const item_view& item, bool has_source, std::time_t process_
     if (process_age_s <= longest_request_s || !is_step(item, {"add", "monitor", "command"})) {
       return {};
     }
-    return {"its request has had no answer for " + std::to_string(process_age_s) + " s",
-            "look at the other server; \"kill " + std::to_string(item.pid) +
-                "\" ends the request, and docs/remote.md has how to limit all of them"};
+    return {"its request has been unanswered for " + std::to_string(process_age_s) + " s",
+            "check the remote server; \"kill " + std::to_string(item.pid) +
+                "\" ends the request, and docs/remote.md shows how to limit them all"};
   }
   if (!has_source) {
     return {"its source " + printable(item.input_file) +
-                " is missing, and without it nothing is sent to the other server",
-            "bring it back; an empty file of that name will do for a cancel"};
+                " is missing; without it nothing is sent to the remote server",
+            "restore it; to cancel the job, an empty file of that name is enough"};
   }
   if (item.paused && is_step(item, {"upload", "add", "download"})) {
-    return {"paused ahead of the step \"" + item.sub_state + "\"",
+    return {"paused before the step \"" + item.sub_state + "\"",
             "qx_vod_ctl resume " + printable(item.entry_id)};
   }
   return {};

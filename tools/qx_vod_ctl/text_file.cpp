@@ -45,7 +45,7 @@ bool text_file::missing() const {
 }
 
 std::string text_file::cause() const {
-  if (error == EINVAL) { return "is no regular file"; }
+  if (error == EINVAL) { return "is not a regular file"; }
   if (error == ELOOP) { return "is a symbolic link"; }
   return error == EFBIG ? "is too large" : std::strerror(error);
 }

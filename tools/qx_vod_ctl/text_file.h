@@ -10,7 +10,7 @@
 struct text_file {
   std::string text;
   struct stat status = {};
-  int error = 0;  // errno of what failed; EINVAL for what is no regular file, EFBIG for too long
+  int error = 0;  // errno of what failed; EINVAL for what is not a regular file, EFBIG for too long
 
   bool read() const { return error == 0; }
   bool missing() const;
@@ -18,7 +18,7 @@ struct text_file {
   std::string cause() const;
 };
 
-// Reads the regular file `path`, following symbolic links. What is no regular file is not waited
+// Reads the regular file `path`, following symbolic links. What is not a regular file is not waited
 // for. With EFBIG `text` holds the first `limit` bytes.
 text_file read_text_file(const std::string& path, std::size_t limit);
 

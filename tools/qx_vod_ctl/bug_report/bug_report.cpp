@@ -66,7 +66,7 @@ std::string moment(std::time_t seconds) {
 
 const char* kind(mode_t mode) {
   if (S_ISREG(mode)) { return "a file"; }
-  if (S_ISDIR(mode)) { return "a folder"; }
+  if (S_ISDIR(mode)) { return "a directory"; }
   return S_ISLNK(mode) ? "a symbolic link" : "neither file nor folder";
 }
 
@@ -108,9 +108,7 @@ void add_configuration(report_parts& parts) {
 }  // namespace
 
 void add_all_parts(const reported_item& item, report_parts& parts) {
-  if (item.stored) {
-    parts.add_missing("item", "no service: item.json is what the queue file holds");
-  }
+  if (item.stored) { parts.add_missing("item", "no service: item.json comes from the queue file"); }
   parts.add_json("item.json", item.json);
   parts.add_json("doctor.json", findings_json(item.findings));
   parts.add_json("versions.json", versions_of_machine());

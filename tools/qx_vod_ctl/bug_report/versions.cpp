@@ -20,7 +20,7 @@ std::string first_line_of(const std::vector<std::string>& command) {
   request.argv = command;
   request.time_limit = time_limit;
   const program_result result = run_program(request);
-  if (!result.success()) { return "not told: " + result.cause(); }
+  if (!result.success()) { return "unknown:  " + result.cause(); }
   return result.output.substr(0, result.output.find('\n'));
 }
 
@@ -30,21 +30,21 @@ std::string distribution() {
   const std::string key = "\nPRETTY_NAME=\"";
   const std::string text = "\n" + release.text;
   const std::size_t at = text.find(key);
-  if (at == std::string::npos) { return "not told: no name in /etc/os-release"; }
+  if (at == std::string::npos) { return "unknown:  no name in /etc/os-release"; }
   const std::size_t begin = at + key.size();
   return text.substr(begin, text.find_first_of("\"\n", begin) - begin);
 }
 
 std::string kernel() {
   utsname name = {};
-  if (uname(&name) != 0) { return "not told"; }
+  if (uname(&name) != 0) { return "unknown"; }
   return std::string(name.sysname) + " " + name.release + " " + name.version + " " + name.machine;
 }
 
 // The service has no version of its own to tell: its file and its package have to do.
 json11::Json service() {
   service_process process;
-  if (!find_service_process(path_control_socket, process)) { return "not told: it does not run"; }
+  if (!find_service_process(path_control_socket, process)) { return "unknown:  it does not run"; }
   json11::Json::object object = {{"pid", static_cast<int>(process.pid)},
                                  {"executable", process.executable},
                                  {"replaced since", process.replaced},

@@ -31,19 +31,19 @@ struct advice {
 
 // A text is looked up by its beginning: some end with a cause of their own.
 constexpr advice advices[] = {
-    {"One or more parameters", "the name may not begin with a dot nor hold control characters"},
+    {"One or more parameters", "the name must not begin with a dot or contain control characters"},
     {"Rejected: Forbidden input file",
-     "put it below /mnt, /media or /srv, or list its folder in /mnt/main/tv/media.roots"},
+     "move it below /mnt, /media or /srv, or list its directory in /mnt/main/tv/media.roots"},
     {"Rejected: File is metadata", "name the media file, not its metadata"},
     {"Rejected: unable to locate folder",
-     "the folder is missing, unreadable, or leads out of the allowed ones by a symbolic link"},
+     "the directory is missing, unreadable, or outside the allowed ones after symbolic links"},
     {"Rejected: neither file nor folder", "name the file itself, not a link or device"},
-    {"Rejected: File is marked offline", "bring it back first; its metadata have offline=1"},
-    {"Rejected: File type is not transcodeable", "it has neither sound nor moving pictures"},
+    {"Rejected: File is marked offline", "bring it online first; its metadata say offline=1"},
+    {"Rejected: File type is not transcodeable", "it has neither audio nor video"},
     {"Rejected: Unable to create metadata", "qxmi_startitem --identify --file FILE says why"},
-    {"unable to check metadata", "its metadata file is damaged or unreadable; remove that"},
+    {"unable to check metadata", "remove its metadata file, which is damaged or unreadable"},
     {"Rejected: Unable to determine", "qxmi_vod_transcode --quote --file FILE says why"},
-    {"Rejected: Transcoder could not", "give it a shorter name, if it is near 200 bytes long"},
+    {"Rejected: Transcoder could not", "give it a shorter name if it is close to 200 bytes long"},
 };
 
 refusal refused(std::string text) {
@@ -61,7 +61,7 @@ refusal judge_error(int error, std::string text) {
   refusal result = refused(std::move(text));
   result.missing = error == ENOENT || error == ENOTDIR;
   result.unknown = is_hidden_from_this_user(error);
-  if (result.unknown) { result.text = "this user may not look there; ask again as root"; }
+  if (result.unknown) { result.text = "this user has no access; run it again as root"; }
   return result;
 }
 

@@ -57,7 +57,7 @@ private:
     const text_file file = read_configuration_file();
     if (file.read()) { settings_.vod_conf_load(); }
     if (!file.read() && !file.missing()) {
-      found_.note = std::string(path_vod_conf) + " " + file.cause() + ": told as if it were empty";
+      found_.note = std::string(path_vod_conf) + " " + file.cause() + ": treated as empty";
     }
   }
 
@@ -194,7 +194,7 @@ std::optional<size_limit> limit_of_size(const std::string& profile, double secon
   const double kbit = seconds * (picture + sound_kbit) + 2.0 * picture;
   limit.bytes = static_cast<std::uint64_t>(kbit * 1000.0 / bits_per_byte);
   limit.basis = std::string(length) + " at no more than ";
-  if (picture > 0) { limit.basis += std::to_string(picture) + " kbit/s of picture and "; }
-  limit.basis += std::to_string(sound_kbit) + " kbit/s of sound";
+  if (picture > 0) { limit.basis += std::to_string(picture) + " kbit/s of video and "; }
+  limit.basis += std::to_string(sound_kbit) + " kbit/s of audio";
   return limit;
 }

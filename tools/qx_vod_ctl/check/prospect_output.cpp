@@ -57,8 +57,8 @@ std::string identity_text(const prospect& found) {
 std::string time_text(const work_time& time, const std::string& profile) {
   char speed[40];
   std::snprintf(speed, sizeof speed, "%.1f", time.speed);
-  return "about " + duration_text(time.seconds) + " from its start: jobs of profile " + profile +
-         " were made " + speed + " times as fast as they play";
+  return "about " + duration_text(time.seconds) + " once it starts: jobs with profile " + profile +
+         " ran at " + speed + " times playing speed";
 }
 
 std::string room_text(const prospect& found) {
@@ -126,7 +126,7 @@ std::string prospect_text(const prospect& found) {
   std::string text;
   add_line(text, "file", found.path);
   if (found.refused.unknown) {
-    add_line(text, "accepted", "cannot be told: " + found.refused.text);
+    add_line(text, "accepted", "unknown: " + found.refused.text);
   } else {
     add_line(text, "accepted", found.accepted() ? "yes" : "no: " + found.refused.text);
   }

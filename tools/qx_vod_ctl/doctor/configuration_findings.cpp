@@ -64,9 +64,9 @@ bool is_whole_number(const std::string& value) {
 
 void judge_lines(const configuration& parsed, finding_list& findings) {
   if (!parsed.no_pairs.empty()) {
-    findings.push_back(warning(check,
-                               "passed over, no \"name = value\": line " + named(parsed.no_pairs),
-                               "write them as \"name = value\", or put # in front"));
+    findings.push_back(
+        warning(check, "ignored, not of the form \"name = value\": line " + named(parsed.no_pairs),
+                "write \"name = value\", or begin the line with #"));
   }
   if (!parsed.too_long.empty()) {
     findings.push_back(
@@ -74,8 +74,8 @@ void judge_lines(const configuration& parsed, finding_list& findings) {
                 "shorten them"));
   }
   if (parsed.has_nul) {
-    findings.push_back(warning(check, "holds NUL bytes; what follows one in its line is not read",
-                               "write the file anew as plain text"));
+    findings.push_back(warning(check, "contains NUL bytes; the rest of their lines is ignored",
+                               "rewrite the file as plain text"));
   }
 }
 
@@ -88,13 +88,13 @@ void judge_keys(const configuration& parsed, finding_list& findings) {
     (is_known_key(lower_case(pair.name)) ? wrong_case : unknown).push_back(key_text(pair, secrets));
   }
   if (!wrong_case.empty()) {
-    findings.push_back(warning(check, "passed over for its capital letters: " + named(wrong_case),
+    findings.push_back(warning(check, "ignored because of capital letters: " + named(wrong_case),
                                "write the keys in lower case"));
   }
   if (!unknown.empty()) {
-    findings.push_back(
-        warning(check, "unknown and passed over: " + named(unknown),
-                "known are max profile, fullspeed, transcode server address, user and password"));
+    findings.push_back(warning(
+        check, "unknown, so ignored: " + named(unknown),
+        "the known keys are max profile, fullspeed, transcode server address, user and password"));
   }
 }
 
@@ -107,8 +107,9 @@ void judge_repeated(const configuration& parsed, finding_list& findings) {
     }
   }
   if (repeated.empty()) { return; }
-  findings.push_back(warning(check, "given again, and only the last counts: " + named(repeated),
-                             "remove the lines that are not meant"));
+  findings.push_back(warning(check,
+                             "given more than once, only the last counts: " + named(repeated),
+                             "remove the lines that you do not need"));
 }
 
 void judge_numbers(const configuration& parsed, finding_list& findings) {
@@ -117,24 +118,25 @@ void judge_numbers(const configuration& parsed, finding_list& findings) {
     const int read = std::atoi(highest->c_str());
     const std::string meaning = read > 0 ? "means " + std::to_string(read) : "means no limit";
     findings.push_back(warning(check, "\"max profile = " + *highest + "\" " + meaning,
-                               "give the highest number of lines, such as 720, or remove it"));
+                               "give the maximum height in lines, such as 720, or remove it"));
   }
   const std::string* const speed = parsed.value("fullspeed");
   if (speed != nullptr && *speed != "0" && *speed != "1") {
     const bool on = std::strtol(speed->c_str(), nullptr, 10) > 0;
     findings.push_back(warning(check, "\"fullspeed = " + *speed + "\" means " + (on ? "1" : "0"),
-                               "write 1 for the whole machine, 0 for what others leave"));
+                               "write 1 to use the whole machine, 0 to leave room for others"));
   }
 }
 
 void judge_address(const std::string& address, finding_list& findings) {
   if (address.find_first_of("/@ \t") != std::string::npos) {
-    findings.push_back(problem(check, std::string("\"") + address_key + "\" is no address",
-                               "give a name or an address alone, no http://, no name in front"));
+    findings.push_back(problem(check, std::string("\"") + address_key + "\" is not an address",
+                               "give only a host name or address, without http:// or a user name"));
   } else if (address.find(':') != std::string::npos && address.find(']') != address.size() - 1) {
-    findings.push_back(warning(
-        check, std::string("\"") + address_key + "\" names a port, which is asked for FTP as well",
-        "leave both servers at their usual ports and give the name alone"));
+    findings.push_back(warning(check,
+                               std::string("\"") + address_key +
+                                   "\" contains a port, which would be used for FTP as well",
+                               "run both servers on their standard ports and give only the host"));
   }
 }
 
@@ -146,8 +148,8 @@ void judge_lengths(const configuration& parsed, finding_list& findings) {
     const std::string* const value = parsed.value(key);
     if (value == nullptr || value->size() <= longest_login) { continue; }
     findings.push_back(
-        problem(check, std::string("\"") + key + "\" is longer than the FTP client takes",
-                "agree on one of " + std::to_string(longest_login) + " bytes at most"));
+        problem(check, std::string("\"") + key + "\" is too long for the FTP client",
+                "choose one of at most " + std::to_string(longest_login) + " bytes"));
   }
 }
 
@@ -165,7 +167,7 @@ void judge_server(const configuration& parsed, finding_list& findings) {
   if (!has_text(user)) { missing.emplace_back(user_key); }
   if (password == nullptr) { missing.emplace_back(password_key); }
   if (!missing.empty()) {
-    findings.push_back(warning(check, "no transcode on another server without " + named(missing),
+    findings.push_back(warning(check, "no remote transcoding, missing: " + named(missing),
                                "give address, user and password, or none of them"));
   }
   if (has_text(address)) { judge_address(*address, findings); }
@@ -180,7 +182,7 @@ void judge_access(const text_file& file, bool has_password, finding_list& findin
   }
   if (has_password && (file.status.st_mode & readers) != 0) {
     findings.push_back(problem(check,
-                               file_name + " holds a password and can be read by others, mode " +
+                               file_name + " contains a password and is readable by others, mode " +
                                    mode_text(file.status.st_mode),
                                mend));
   }
@@ -191,15 +193,16 @@ finding unreadable(const text_file& file) {
       file_name + " " +
       (file.error == EINVAL || file.error == EFBIG ? file.cause()
                                                    : "cannot be read: " + file.cause());
-  if (file.error == EACCES) { return warning(check, text, "ask again as root"); }
-  return problem(check, text, "put a text file of \"name = value\" lines there, or nothing");
+  if (file.error == EACCES) { return warning(check, text, "run it again as root"); }
+  return problem(check, text,
+                 "replace it with a text file of \"name = value\" lines, or remove it");
 }
 
 }  // namespace
 
 finding_list check_configuration(const text_file& file) {
   if (file.missing()) {
-    return {fine(check, file_name + " is not there: everything at its default")};
+    return {fine(check, file_name + " does not exist: all settings have their defaults")};
   }
   if (!file.read()) { return {unreadable(file)}; }
   const configuration parsed = read_configuration(file.text);

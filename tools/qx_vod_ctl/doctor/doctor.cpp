@@ -23,8 +23,8 @@ constexpr const char* vod_folder = "/mnt/main/tv/vod";
 
 finding_list check_user() {
   if (geteuid() == 0) { return {}; }
-  return {warning("user", "not asked by root: what only root may see is left out",
-                  "ask again as root")};
+  return {warning("user", "not run as root: checks that need root are incomplete",
+                  "run it again as root")};
 }
 
 }  // namespace

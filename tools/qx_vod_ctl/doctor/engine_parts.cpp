@@ -61,10 +61,10 @@ finding judge_filters(const std::string& listing) {
     return problem("filters", "ffmpeg has no filter " + joined(missing), advice);
   }
   const name_list no_tones = missing_of(tone_filters, listing);
-  if (no_tones.empty()) { return fine("filters", "ffmpeg has all that the tools use"); }
+  if (no_tones.empty()) { return fine("filters", "ffmpeg has all filters that the tools use"); }
   return warning("filters",
                  "ffmpeg has no filter " + joined(no_tones) +
-                     "; pictures of high dynamic range come out pale",
+                     "; high dynamic range video comes out pale",
                  advice);
 }
 

@@ -35,8 +35,8 @@ std::vector<std::string> places_in(const std::string& folder) {
 }
 
 std::string described(const left_part_sums& sums) {
-  return std::to_string(sums.count) + " half-made " + (sums.count == 1 ? "file" : "files") +
-         " of killed tools, " + size_text(sums.bytes);
+  return std::to_string(sums.count) + " partial " + (sums.count == 1 ? "file" : "files") +
+         " left by killed tools, " + size_text(sums.bytes);
 }
 
 }  // namespace
@@ -56,7 +56,8 @@ finding check_left_overs(const std::string& folder, bool fix) {
 finding check_left_logins(bool fix) {
   const std::size_t count = fix ? remove_left_logins() : find_left_logins();
   if (count == 0) { return fine(login_check, "none"); }
-  const std::string text = std::to_string(count) + " of killed uploads, with the password";
+  const std::string text =
+      std::to_string(count) + " left by killed uploads, containing the password";
   if (fix) { return fine(login_check, "removed " + text); }
   return warning(login_check, text, "qx_vod_ctl doctor --fix removes them");
 }

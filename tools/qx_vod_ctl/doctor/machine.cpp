@@ -44,13 +44,14 @@ bool is_folder(const char* path) {
 finding judge_missing(const service_folder& folder, int error) {
   const std::string path = folder.path;
   if (error != ENOENT) {
-    return problem(folder.check, path + ": " + std::strerror(error), "look at the folders above");
+    return problem(folder.check, path + ": " + std::strerror(error),
+                   "check the directories above it");
   }
   if (is_folder(platform_folder)) {
-    return fine(folder.check, path + " is not there yet; the service makes it");
+    return fine(folder.check, path + " does not exist yet; the service creates it");
   }
-  return warning(folder.check, path + " is not there, nor is " + platform_folder,
-                 "mount the disk they are to lie on; on a new machine start the service");
+  return warning(folder.check, path + " does not exist, nor does " + platform_folder,
+                 "mount the disk they belong on; on a new machine, start the service");
 }
 
 finding judge_mode(const service_folder& folder, const struct stat& status) {
@@ -61,8 +62,8 @@ finding judge_mode(const service_folder& folder, const struct stat& status) {
       return fine(folder.check, path + ", open to everybody");
     }
     return warning(folder.check,
-                   path + " has mode " + mode + "; other programs cannot put files there",
-                   "chmod 0777 " + path + ", if they are to");
+                   path + " has mode " + mode + "; other programs cannot create files there",
+                   "chmod 0777 " + path + ", if they should");
   }
   const std::string writer = foreign_writer(status);
   if (writer.empty() || (status.st_mode & S_ISVTX) != 0) {
@@ -70,7 +71,8 @@ finding judge_mode(const service_folder& folder, const struct stat& status) {
   }
   // No more than a warning: where all users are trusted it may be meant.
   return warning(folder.check,
-                 path + " can be changed by " + writer + ", who so can replace the service's files",
+                 path + " can be changed by " + writer +
+                     ", who can thus replace the service's files",
                  "unless all users of this machine are trusted: chown root:root " + path +
                      "; chmod 755 " + path);
 }
@@ -114,32 +116,30 @@ finding judge_disk_room(const std::string& folder, const disk_room& room) {
       size_text(room.free_bytes) + " of " + size_text(room.size_bytes) + " are free for " + folder;
   if (room.read_only) {
     return problem("disk", "the file system of " + folder + " is read-only",
-                   "look into the kernel's log for a failing disk, then mount it for writing");
+                   "check the kernel log for a failing disk, then mount it read-write");
   }
   if (room.out_of_files) {
-    return problem("disk", "the file system of " + folder + " can hold no more files",
-                   "remove files; their number counts, not their size");
+    return problem("disk", "the file system of " + folder + " is out of inodes",
+                   "remove files; their number matters, not their size");
   }
   if (room.free_bytes < too_little) {
-    return problem("disk", text, "make room: transcodes fail, and the queue file can be lost");
+    return problem("disk", text, "free up space: transcodes fail, and the queue file can be lost");
   }
   if (room.free_bytes >= little) { return fine("disk", text); }
-  return warning("disk", text, "make room: an hour at 1080 lines takes up to 2.3 GB");
+  return warning("disk", text, "free up space: an hour at 1080 lines takes up to 2.3 GB");
 }
 
 finding check_folder(const service_folder& folder) {
   struct stat status = {};
   if (stat(folder.path, &status) != 0) { return judge_missing(folder, errno); }
   if (!S_ISDIR(status.st_mode)) {
-    return problem(folder.check, std::string(folder.path) + " is no folder",
-                   "move it away; the service makes the folder");
+    return problem(folder.check, std::string(folder.path) + " is not a directory",
+                   "move it away; the service creates the directory");
   }
   if (root_may_not_write(folder.path)) {
     return problem(folder.check,
-                   std::string("root may not write to ") + folder.path + ": " +
-                       std::strerror(errno),
-                   "mount its file system for writing; a network mount must not take root for "
-                   "nobody");
+                   std::string("root cannot write to ") + folder.path + ": " + std::strerror(errno),
+                   "mount its file system read-write; a network mount must not map root to nobody");
   }
   return judge_mode(folder, status);
 }
@@ -151,8 +151,9 @@ finding check_disk() {
   for (const char* folder : {path_output_dir, platform_folder, "/mnt/main", "/mnt"}) {
     if (read_disk_room(folder, room)) { return judge_disk_room(folder, room); }
   }
-  return problem("disk", std::string("free room cannot be told: ") + std::strerror(errno),
-                 std::string("mount the disk that ") + platform_folder + " is to lie on");
+  return problem("disk",
+                 std::string("the free space cannot be determined: ") + std::strerror(errno),
+                 std::string("mount the disk for ") + platform_folder);
 }
 
 }  // namespace

@@ -17,7 +17,7 @@ finding judge_uptime(long uptime_s);
 struct disk_room {
   std::uint64_t free_bytes = 0;
   std::uint64_t size_bytes = 0;
-  bool out_of_files = false;  // it can hold no more files, however small
+  bool out_of_files = false;  // it is out of inodes, however small
   bool read_only = false;
 };
 

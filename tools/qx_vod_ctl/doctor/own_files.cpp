@@ -40,7 +40,7 @@ finding unreadable(const char* check, const std::string& path, const text_file& 
                    const std::string& advice) {
   const bool forbidden = file.error == EACCES;
   const std::string text = path + ": " + file.cause();
-  return forbidden ? warning(check, text, "ask again as root") : problem(check, text, advice);
+  return forbidden ? warning(check, text, "run it again as root") : problem(check, text, advice);
 }
 
 // Without blanks around it and a slash at its end; empty for a comment.
@@ -55,16 +55,16 @@ std::string root_of(const std::string& line) {
 finding judge_root(const std::string& path, const std::string& root) {
   struct stat status = {};
   if (cgi_velmar_forbidden_area((root + "/x").c_str(), 0) != 0) {
-    return warning(media_check, root + " in " + path + " is ignored, it cannot hold media",
-                   "name an absolute path that is not the system's own");
+    return warning(media_check, root + " in " + path + " is ignored: it cannot hold media",
+                   "list an absolute path outside the system directories");
   }
   if (lstat(root.c_str(), &status) != 0) {
     return warning(media_check, root + ": " + std::strerror(errno),
-                   "mount or make it, or remove it from " + path);
+                   "mount or create it, or remove it from " + path);
   }
   if (S_ISLNK(status.st_mode)) {
-    return warning(media_check, root + " is a symbolic link and lets nothing in",
-                   "name the place it leads to in " + path);
+    return warning(media_check, root + " is a symbolic link, so the service ignores it",
+                   "list its target instead, in " + path);
   }
   return fine(media_check, root);
 }
@@ -74,7 +74,7 @@ finding judge_root(const std::string& path, const std::string& root) {
 finding check_queue_file(const std::string& path, bool may_hold_password) {
   constexpr const char* check = "queue file";
   const text_file file = read_text_file(path, queue_limit);
-  if (file.missing()) { return fine(check, path + " is not there: an empty queue, or a new one"); }
+  if (file.missing()) { return fine(check, path + " does not exist: the queue is empty or new"); }
   if (!file.read()) {
     return unreadable(check, path, file,
                       "restart the service, which sets it aside; then qx_vod_ctl queue restore");
@@ -87,13 +87,14 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
   std::string error;
   const json11::Json document = json11::Json::parse(file.text, error);
   if (!document["list"].is_array()) {
-    return problem(check, path + " is damaged: the next start begins with an empty queue",
-                   "a service that runs writes it anew when it stops; one that does not sets it "
-                   "aside when it starts: then qx_vod_ctl queue restore");
+    return problem(check, path + " is damaged: the service would start with an empty queue",
+                   "if the service is running, it rewrites the file when it stops; else it sets "
+                   "the file aside when it starts: then qx_vod_ctl queue restore");
   }
   if (may_hold_password && is_read_by_others(path, file.status)) {
-    return warning(check, path + " can be read by others and may hold the other server's password",
-                   "chmod 600 " + path + "; the service leaves it so");
+    return warning(check,
+                   path + " is readable by others and may contain the remote server's password",
+                   "chmod 600 " + path + "; the service keeps that mode");
   }
   return fine(check, path + ", " + std::to_string(document["list"].array_items().size()) + " jobs");
 }
@@ -102,37 +103,39 @@ finding_list check_unfinished_queue(const std::string& path) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) != 0) { return {}; }
   if (std::time(nullptr) - status.st_mtim.tv_sec < longest_write_s) { return {}; }
-  return {warning("queue file", path + " was left by a write that did not end",
-                  "look at the free room of the disk; the file may be removed")};
+  return {warning("queue file", path + " was left by an unfinished write",
+                  "check the free disk space; the file may be removed")};
 }
 
 finding_list check_queue_copies() {
   const auto copies = queue_file_copies();
   if (copies.empty()) { return {}; }
-  return {warning("queue file",
-                  "unreadable queue files were set aside: " + std::to_string(copies.size()) +
-                      ", the latest as " + copies.back(),
-                  "see: qx_vod_ctl queue show; bring the jobs back: qx_vod_ctl queue restore; then "
-                  "remove it")};
+  return {
+      warning("queue file",
+              "unreadable queue files were set aside: " + std::to_string(copies.size()) +
+                  ", the latest as " + copies.back(),
+              "look: qx_vod_ctl queue show; bring the jobs back: qx_vod_ctl queue restore; then "
+              "remove it")};
 }
 
 finding_list check_media_roots(const std::string& path) {
   struct stat status = {};
   if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
     return {warning(media_check, path + " is a symbolic link: the service does not follow it",
-                    "put the list itself there")};
+                    "replace it with the list itself")};
   }
   const text_file file = read_text_file(path, roots_limit);
   if (file.missing()) { return {fine(media_check, "/mnt, /media and /srv; no " + path)}; }
   if (!file.read()) {
-    return {unreadable(media_check, path, file, "make it a plain list of folders")};
+    return {unreadable(media_check, path, file, "make it a plain text list of directories")};
   }
   const std::string writer = foreign_writer(file.status);
   finding_list findings;
   if (!writer.empty()) {
-    findings.push_back(problem(
-        media_check, path + " can be changed by " + writer + ", who so decides what may be deleted",
-        "chown root:root " + path + "; chmod 644 " + path));
+    findings.push_back(
+        problem(media_check,
+                path + " can be changed by " + writer + ", who can thus decide what may be deleted",
+                "chown root:root " + path + "; chmod 644 " + path));
   }
   for (std::size_t begin = 0; begin < file.text.size();) {
     const std::size_t end = std::min(file.text.find('\n', begin), file.text.size());

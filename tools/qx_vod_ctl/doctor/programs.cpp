@@ -23,14 +23,14 @@ constexpr program local_programs[] = {
     {"/usr/bin/qxmi_grab", "there are no thumbnails"},
     {"/bin/rm", "metadata of sources cannot be removed"},
     {ffmpeg_path, "the tools cannot encode"},
-    {ffprobe_path, "the tools cannot look into files"},
+    {ffprobe_path, "the tools cannot inspect files"},
 };
 
 constexpr program remote_programs[] = {
-    {"/usr/bin/qxmi_remote_transcode", "sources cannot be sent to the other server"},
-    {"/usr/bin/ncftpput", "sources cannot be sent to the other server"},
-    {"/usr/bin/curl", "the other server cannot be asked"},
-    {"/usr/bin/wget", "results cannot be fetched from the other server"},
+    {"/usr/bin/qxmi_remote_transcode", "sources cannot be sent to the remote server"},
+    {"/usr/bin/ncftpput", "sources cannot be sent to the remote server"},
+    {"/usr/bin/curl", "the remote server cannot be reached"},
+    {"/usr/bin/wget", "results cannot be fetched from the remote server"},
 };
 
 std::string base_name(const std::string& path) {
@@ -44,12 +44,11 @@ finding check_program(const std::string& path, const std::string& purpose) {
   struct stat status = {};
   if (stat(path.c_str(), &status) != 0) {
     return problem(name, path + ": " + std::strerror(errno) + "; without it " + purpose,
-                   "install it, or the package that brings it");
+                   "install it, or the package that contains it");
   }
   if (!S_ISREG(status.st_mode) || (status.st_mode & (S_IXUSR | S_IXGRP | S_IXOTH)) == 0) {
     return problem(name, path + " cannot be executed; without it " + purpose,
-                   S_ISREG(status.st_mode) ? "chmod 755 " + path
-                                           : "put the program where something else stands");
+                   S_ISREG(status.st_mode) ? "chmod 755 " + path : "replace it with the program");
   }
   const std::string writer = foreign_writer(status);
   if (!writer.empty()) {

@@ -26,7 +26,7 @@ constexpr int exit_timeout = 28;
 constexpr int exit_login_denied = 67;
 
 constexpr const char* settings_advice =
-    "set \"transcode server user\" and \"password\" to those of the account over there";
+    "set \"transcode server user\" and \"password\" to those of the account on the remote server";
 
 std::string quoted(const std::string& text) {
   std::string result = "\"";
@@ -73,28 +73,28 @@ bool was_connected(const std::string& output) {
 finding judge_silence(const std::string& check, const program_result& result,
                       const std::string& address, const std::string& server) {
   if (result.end != program_end::exited) {
-    return problem(check, "asking " + address + " failed: " + result.cause(),
-                   std::string("look at ") + client_path);
+    return problem(check, "the request to " + address + " failed: " + result.cause(),
+                   std::string("check ") + client_path);
   }
   switch (result.exit_status) {
   case exit_unknown_name:
-    return problem(check, address + " is no known name",
-                   "correct \"transcode server address\", or the name service");
+    return problem(check, address + " is an unknown host name",
+                   "correct \"transcode server address\", or fix the name resolution");
   case exit_no_connection:
-    return problem(check, server + " of " + address + " takes no connection",
-                   "start it over there, and let it through the firewall");
+    return problem(check, server + " on " + address + " accepts no connections",
+                   "start it on that machine, and open the firewall for it");
   case exit_timeout:
     if (was_connected(result.output)) {
-      return problem(check, server + " of " + address + " takes the connection and says nothing",
-                     "restart it over there; until it answers, jobs wait");
+      return problem(check, server + " on " + address + " accepts connections but does not answer",
+                     "restart it on that machine; jobs wait until it answers");
     }
     return problem(check, address + " did not answer within " + connect_limit_s + " s",
-                   "see whether that machine runs, and the network and firewalls between");
+                   "check that the machine is running, and the network and firewalls in between");
   default:
     return problem(check,
-                   server + " of " + address + " answers something else (status " +
+                   server + " on " + address + " gave an unexpected answer (exit status " +
                        std::to_string(result.exit_status) + " of curl)",
-                   "see whether the address is that of the right machine");
+                   "check that the address is that of the right machine");
   }
 }
 
@@ -124,20 +124,20 @@ finding judge_gateway(const program_result& result, const std::string& address) 
   if (!result.success()) { return judge_silence(check, result, address, "the web server"); }
   const int status = http_status(result.output);
   const bool is_ours = result.output.find("X-comm-error:NOT FOUND") != std::string::npos;
-  const std::string answer = "the web server of " + address + " answers " + std::to_string(status);
+  const std::string answer = "the web server on " + address + " answers " + std::to_string(status);
   switch (status) {
   case 404:
-    if (is_ours) { return fine(check, address + " answers, and knows name and password"); }
-    return problem(check, answer + ", no gateway", "install vod.cgi over there");
+    if (is_ours) { return fine(check, address + " answers and accepts the name and password"); }
+    return problem(check, answer + ": no gateway there", "install vod.cgi on that machine");
   case 401:
   case 403:
-    return problem(check, answer + ", name or password differ", settings_advice);
+    return problem(check, answer + ": wrong name or password", settings_advice);
   case 503:
-    return problem(check, answer + ", the service over there does not run",
-                   "start qx_vod_service over there, and let the web server use its socket");
+    return problem(check, answer + ": its service is not running",
+                   "start qx_vod_service on that machine, and let the web server use its socket");
   default:
-    return problem(check, answer + ", which is not the gateway",
-                   "see what answers there; a proxy or a portal may stand between");
+    return problem(check, answer + ": that is not the gateway",
+                   "find out what answers there; it may be a proxy or a login page in between");
   }
 }
 
@@ -145,10 +145,10 @@ finding judge_ftp_server(const program_result& result, const std::string& addres
   constexpr const char* check = "ftp";
   const bool exited = result.end == program_end::exited;
   if (result.success() || (exited && result.exit_status == exit_access_denied)) {
-    return fine(check, address + " takes name and password");
+    return fine(check, address + " accepts the name and password");
   }
   if (exited && result.exit_status == exit_login_denied) {
-    return problem(check, "the FTP server of " + address + " refuses name or password",
+    return problem(check, "the FTP server on " + address + " rejects the name or password",
                    settings_advice);
   }
   return judge_silence(check, result, address, "the FTP server");
@@ -159,8 +159,8 @@ finding_list check_remote_server(const class transcode_settings& settings) {
   private_folder folder;
   std::string error;
   if (!folder.create(error) || !folder.write("client", client_configuration(settings), error)) {
-    return {warning("gateway", "the other server was not asked, no private folder: " + error,
-                    "make room in /run or /tmp")};
+    return {warning("gateway", "the remote server was not tested, no private directory: " + error,
+                    "free up space in /run or /tmp")};
   }
   const std::string configuration = folder.path() + "/client";
   const std::string shown = shown_address(settings.address);

@@ -17,13 +17,13 @@
 namespace {
 
 constexpr const char* start_advice =
-    "start qx_vod_service; where it cannot run it says why on its standard error";
+    "start qx_vod_service; if it cannot run, it says why on standard error";
 
 finding judge_answer(vod_service& service, const std::string& socket_path) {
   const service_reply reply = service.request("test", {});
   if (reply.accepted()) { return fine("service", "runs and answers"); }
   if (access(socket_path.c_str(), W_OK) != 0 && errno == EACCES) {
-    return warning("service", "this user may not speak with it", "ask again as root");
+    return warning("service", "this user may not connect to it", "run it again as root");
   }
   return problem("service", reply.text, start_advice);
 }
@@ -41,30 +41,31 @@ finding check_socket(const std::string& socket_path) {
     return problem("socket", socket_path + ": " + std::strerror(errno), start_advice);
   }
   if (!S_ISSOCK(status.st_mode)) {
-    return problem("socket", socket_path + " is no socket",
+    return problem("socket", socket_path + " is not a socket",
                    "move it away and start qx_vod_service");
   }
   if ((status.st_mode & S_IWOTH) != 0) {
-    return problem(
-        "socket",
-        "everybody on this machine may control the queue and have sources deleted, " + socket_path +
-            " has mode " + mode_text(status.st_mode),
-        "start the service with a umask of 022; let users into the group qx-vod, as its unit does");
+    return problem("socket",
+                   "anyone on this machine can control the queue and have sources deleted: " +
+                       socket_path + " has mode " + mode_text(status.st_mode),
+                   "start the service with umask 022; give users access through the group qx-vod, "
+                   "as its unit does");
   }
-  return fine("socket", "the queue is controlled by " + users_of(status));
+  return fine("socket", "the queue can be controlled by " + users_of(status));
 }
 
 finding_list judge_process(const service_process& process, const text_file& configuration) {
   finding_list findings;
   if (process.replaced) {
-    findings.push_back(warning("service", process.executable + " was replaced since it was started",
+    findings.push_back(warning("service",
+                               process.executable + " has been replaced since the service started",
                                "restart the service"));
   }
   if (process.started != 0 && configuration.read() &&
       configuration.status.st_mtim.tv_sec > process.started) {
-    findings.push_back(warning("service",
-                               std::string(path_vod_conf) + " was changed since it was started",
-                               "restart the service: it reads the file once"));
+    findings.push_back(
+        warning("service", std::string(path_vod_conf) + " has changed since the service started",
+                "restart the service: it reads the file only when it starts"));
   }
   return findings;
 }

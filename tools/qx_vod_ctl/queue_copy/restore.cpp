@@ -64,7 +64,7 @@ bool read_present(stored_queue& present) {
   present = read_stored_queue(file.text);
   if (present.damaged) {
     report(path_queue_file,
-           "cannot be read either; start the service first, it sets the file aside");
+           "cannot be read either; start the service first, which sets the file aside");
   }
   return !present.damaged;
 }
@@ -122,7 +122,7 @@ int restore_into_file(const stored_queue& stored) {
   report("", sum_of(missing.size(), stored.jobs.size()));
   service_process started;
   if (find_service_process(path_control_socket, started)) {
-    report("", "the service was started meanwhile: restore once more");
+    report("", "the service has started in the meantime: run restore again");
     return exit_failure;
   }
   return exit_success;
