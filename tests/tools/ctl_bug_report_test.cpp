@@ -187,7 +187,7 @@ TEST(ctl_bug_report, without_a_service_takes_the_item_from_the_queue_file) {
   machine.service.stop();
   EXPECT_EQ(machine.report(id.substr(0, 6)).status, 0);
   EXPECT_THAT(machine.part("item.json"), HasSubstr(id));
-  EXPECT_THAT(machine.part("missing.txt"), HasSubstr("item.json is what the queue file holds"));
+  EXPECT_THAT(machine.part("missing.txt"), HasSubstr("item.json comes from the queue file"));
   EXPECT_EQ(machine.ctl({"report", "nothing"}).status, 4);
 }
 

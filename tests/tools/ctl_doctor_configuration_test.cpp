@@ -63,7 +63,7 @@ TEST(ctl_doctor_configuration, password_that_others_may_read_is_a_problem) {
   const auto findings = judged(whole_server, 0644);
   ASSERT_THAT(findings, SizeIs(1));
   EXPECT_EQ(findings[0].result, finding_result::problem);
-  EXPECT_THAT(findings[0].text, HasSubstr("can be read by others, mode 0644"));
+  EXPECT_THAT(findings[0].text, HasSubstr("is readable by others, mode 0644"));
   EXPECT_THAT(findings[0].advice, HasSubstr("chmod 600 /mnt/main/tv/vod.conf"));
 }
 

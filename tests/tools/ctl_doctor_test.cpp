@@ -117,7 +117,7 @@ TEST(ctl_doctor, socket_for_everybody_is_a_problem) {
   doctor_machine machine;
   machine.start();
   ASSERT_EQ(chmod(machine.root.path(socket_file).c_str(), 0777), 0);
-  EXPECT_THAT(machine.found("socket"), HasSubstr("problem: everybody on this machine"));
+  EXPECT_THAT(machine.found("socket"), HasSubstr("problem: anyone on this machine"));
 }
 
 TEST(ctl_doctor, configuration_that_the_service_has_not_read_is_a_warning) {
@@ -126,7 +126,7 @@ TEST(ctl_doctor, configuration_that_the_service_has_not_read_is_a_warning) {
   const timespec later[2] = {{0, UTIME_OMIT}, {time(nullptr) + 60, 0}};
   machine.write_private(configuration, "fullspeed = 1\n");
   ASSERT_EQ(utimensat(AT_FDCWD, machine.root.path(configuration).c_str(), later, 0), 0);
-  EXPECT_THAT(machine.found("service"), HasSubstr("warning: /mnt/main/tv/vod.conf was changed"));
+  EXPECT_THAT(machine.found("service"), HasSubstr("warning: /mnt/main/tv/vod.conf has changed"));
   EXPECT_EQ(machine.status, 0);
 }
 
@@ -172,7 +172,8 @@ TEST(ctl_doctor, password_that_others_may_read_is_a_problem) {
   doctor_machine machine;
   machine.configure_server();
   ASSERT_EQ(chmod(machine.root.path(configuration).c_str(), 0644), 0);
-  EXPECT_THAT(machine.found("configuration"), HasSubstr("problem: /mnt/main/tv/vod.conf holds a"));
+  EXPECT_THAT(machine.found("configuration"),
+              HasSubstr("problem: /mnt/main/tv/vod.conf contains a"));
 }
 
 TEST(ctl_doctor, machine_that_has_just_started_is_a_warning) {
@@ -412,6 +413,6 @@ TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {
                                         "--clear-groups", "/usr/bin/qx_vod_ctl", "doctor"});
   if (result.err.find("setpriv") != std::string::npos) { GTEST_SKIP() << result.err; }
   EXPECT_THAT(result.out, HasSubstr("warning  user                not run as root"));
-  EXPECT_THAT(result.out, HasSubstr("warning  service             this user may not speak with"));
+  EXPECT_THAT(result.out, HasSubstr("warning  service             this user may not connect to"));
   EXPECT_THAT(result.out, HasSubstr("vod.conf cannot be read: Permission denied"));
 }
