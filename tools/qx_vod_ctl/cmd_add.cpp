@@ -6,8 +6,8 @@
 
 #include <unistd.h>
 
-#include "tools/common/command_line.h"
-#include "tools/common/offered_profiles.h"
+#include "tools/client/offered_profiles.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 #include "tools/qx_vod_ctl/media_folder.h"

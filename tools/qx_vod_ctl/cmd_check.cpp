@@ -1,8 +1,8 @@
 // check: what would become of a file, without adding it.
 #include <cstdio>
 
-#include "tools/common/command_line.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
 #include "tools/qx_vod_ctl/job_history.h"
 #include "tools/qx_vod_ctl/media_path.h"

@@ -1,8 +1,8 @@
 // The subcommands that pass one control command on to the service.
 #include <algorithm>
 
-#include "tools/common/command_line.h"
-#include "tools/common/offered_profiles.h"
+#include "tools/client/offered_profiles.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/media_path.h"
 #include "tools/qx_vod_ctl/report.h"

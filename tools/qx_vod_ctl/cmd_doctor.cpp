@@ -1,8 +1,8 @@
 // doctor: is everything there that the service needs?
 #include <cstdio>
 
-#include "tools/common/command_line.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/doctor.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"

@@ -1,7 +1,7 @@
 // list and show: what the queue holds.
 #include <cstdio>
 
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/item_table.h"
 #include "tools/qx_vod_ctl/queue_reader.h"

@@ -2,8 +2,8 @@
 #include <chrono>
 #include <thread>
 
-#include "tools/common/command_line.h"
-#include "tools/common/job_log_file.h"
+#include "tools/command_line/command_line.h"
+#include "tools/job_log/job_log_file.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
 #include "tools/qx_vod_ctl/log_reader.h"
 #include "tools/qx_vod_ctl/report.h"

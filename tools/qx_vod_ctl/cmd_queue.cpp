@@ -4,7 +4,7 @@
 
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/item_table.h"
 #include "tools/qx_vod_ctl/queue_copy/restore.h"

@@ -4,7 +4,7 @@
 #include <iostream>
 #include <thread>
 
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"

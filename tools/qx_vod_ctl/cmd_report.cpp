@@ -2,8 +2,8 @@
 #include <ctime>
 
 #include "platform/paths.h"
-#include "tools/common/command_line.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/bug_report/bug_report.h"
 #include "tools/qx_vod_ctl/bug_report/new_file.h"
 #include "tools/qx_vod_ctl/bug_report/stored_item.h"

@@ -8,7 +8,7 @@
 
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
 
 namespace {

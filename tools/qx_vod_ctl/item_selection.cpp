@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <map>
 
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/report.h"

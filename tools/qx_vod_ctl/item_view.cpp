@@ -1,8 +1,8 @@
 // Reads items from the service's JSON.
 #include "tools/qx_vod_ctl/item_view.h"
 
-#include "tools/common/job_ending.h"
-#include "tools/common/job_reason.h"
+#include "tools/client/job_ending.h"
+#include "tools/job_log/job_reason.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <exception>
 #include <iterator>
 
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/help_form.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/service_connection.h"

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "tools/common/process_runner.h"
-#include "tools/common/tool_signals.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/tool_signals.h"
 
 namespace {
 

@@ -4,14 +4,14 @@
 #include <chrono>
 #include <cstdio>
 
-#include "tools/common/command_line.h"
-#include "tools/common/field_survey.h"
-#include "tools/common/media_probe.h"
-#include "tools/common/output_file.h"
-#include "tools/common/picture_filters.h"
-#include "tools/common/process_runner.h"
-#include "tools/common/source_file.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/media/field_survey.h"
+#include "tools/media/media_probe.h"
+#include "tools/media/output_file.h"
+#include "tools/media/picture_filters.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/source_file.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_grab/frame_search.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <initializer_list>
 
-#include "tools/common/picture_filters.h"
+#include "tools/media/picture_filters.h"
 #include "tools/qxmi_grab/frame_measure.h"
 
 namespace {

@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "tools/common/engine.h"
-#include "tools/common/media_info.h"
+#include "tools/media/engine.h"
+#include "tools/media/media_info.h"
 #include "tools/qxmi_grab/picture_shape.h"
 #include "tools/qxmi_grab/seek_plan.h"
 

@@ -5,9 +5,9 @@
 #include <filesystem>
 
 #include "platform/metadata_v4.h"
-#include "tools/common/command_line.h"
-#include "tools/common/job_log.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/job_log/job_log.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_grab/grab.h"
 #include "tools/qxmi_grab/picture_shape.h"
 

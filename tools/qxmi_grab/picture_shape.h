@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 
 // The lines of a picture whose height is asked for in words ("audio") or not in earnest ("0").
 constexpr int default_height = 360;

@@ -4,7 +4,7 @@
 #include <random>
 #include <vector>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 
 // The way to a moment. Containers with an index are entered at the moment itself. Broadcast
 // streams have none: the engine shows nothing before the next key frame, so they are entered

@@ -5,11 +5,11 @@
 
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
-#include "tools/common/command_line.h"
-#include "tools/common/job_log.h"
-#include "tools/common/process_runner.h"
-#include "tools/common/source_file.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/job_log/job_log.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/source_file.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_remote_transcode/put_command.h"
 #include "tools/qxmi_remote_transcode/upload_folder.h"
 

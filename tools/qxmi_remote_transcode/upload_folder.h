@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "tools/common/left_logins.h"
+#include "tools/media/left_logins.h"
 
 class transcode_settings;
 

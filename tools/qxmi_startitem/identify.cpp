@@ -3,11 +3,11 @@
 
 #include <unistd.h>
 
-#include "tools/common/engine.h"
-#include "tools/common/field_survey.h"
-#include "tools/common/media_probe.h"
-#include "tools/common/source_file.h"
-#include "tools/common/tool_signals.h"
+#include "tools/media/engine.h"
+#include "tools/media/field_survey.h"
+#include "tools/media/media_probe.h"
+#include "tools/media/source_file.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_startitem/item_type.h"
 #include "tools/qxmi_startitem/magic_type.h"
 

@@ -6,7 +6,7 @@
 
 #include <sys/stat.h>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 
 struct item_entry {
   const char* name;

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 
 // How much of a file's beginning item_type() looks at.
 constexpr std::size_t head_size = 64;

@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include "platform/metadata_v4.h"
-#include "tools/common/command_line.h"
-#include "tools/common/job_log.h"
-#include "tools/common/job_log_file.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/job_log/job_log.h"
+#include "tools/job_log/job_log_file.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_startitem/identify.h"
 #include "tools/qxmi_startitem/item_metadata.h"
 

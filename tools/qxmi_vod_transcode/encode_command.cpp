@@ -4,7 +4,7 @@
 #include <cmath>
 #include <initializer_list>
 
-#include "tools/common/picture_filters.h"
+#include "tools/media/picture_filters.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/sound_filters.h"
 

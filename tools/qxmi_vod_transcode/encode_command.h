@@ -3,8 +3,8 @@
 
 #include <string>
 
-#include "tools/common/engine.h"
-#include "tools/common/media_info.h"
+#include "tools/media/engine.h"
+#include "tools/media/media_info.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 
 struct encode_settings {

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <limits>
 
-#include "tools/common/command_line.h"
-#include "tools/common/job_log.h"
-#include "tools/common/job_log_file.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/job_log/job_log.h"
+#include "tools/job_log/job_log_file.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 #include "tools/qxmi_vod_transcode/quote.h"
 #include "tools/qxmi_vod_transcode/source_media.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 
 // The profile of a source that is sound alone; every other name is a height in lines.
 constexpr const char* sound_profile = "audio";

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <limits>
 
-#include "tools/common/field_survey.h"
-#include "tools/common/job_log.h"
-#include "tools/common/media_probe.h"
+#include "tools/job_log/job_log.h"
+#include "tools/media/field_survey.h"
+#include "tools/media/media_probe.h"
 
 namespace {
 

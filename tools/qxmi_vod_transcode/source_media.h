@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 
 struct source_media {
   std::optional<video_stream> picture;

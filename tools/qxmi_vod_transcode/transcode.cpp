@@ -6,12 +6,12 @@
 #include <cstdio>
 
 #include "platform/cpu.h"
-#include "tools/common/command_line.h"
-#include "tools/common/output_file.h"
-#include "tools/common/picture_filters.h"
-#include "tools/common/process_runner.h"
-#include "tools/common/source_file.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/media/output_file.h"
+#include "tools/media/picture_filters.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/source_file.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 #include "tools/qxmi_vod_transcode/encode_command.h"
 #include "tools/qxmi_vod_transcode/profiles.h"

@@ -6,8 +6,8 @@
 #include <cstdarg>
 #include <cstdio>
 
-#include "tools/common/media_probe.h"
-#include "tools/common/packet_timeline.h"
+#include "tools/media/media_probe.h"
+#include "tools/media/packet_timeline.h"
 
 namespace {
 

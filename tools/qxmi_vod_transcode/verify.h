@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tools/common/media_info.h"
+#include "tools/media/media_info.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 
 // How far a stream of the result may be longer or shorter than the source's, in seconds.

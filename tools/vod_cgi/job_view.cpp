@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tools/common/job_ending.h"
+#include "tools/client/job_ending.h"
 #include "tools/vod_cgi/folded_text.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include "platform/clock.h"
 #include "platform/forbidden_area.h"
-#include "tools/common/offered_profiles.h"
+#include "tools/client/offered_profiles.h"
 #include "tools/vod_cgi/job_view.h"
 
 namespace {

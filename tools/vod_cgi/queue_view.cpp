@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/media_metadata.h"
-#include "tools/common/job_reason.h"
+#include "tools/job_log/job_reason.h"
 #include "tools/vod_cgi/folded_text.h"
 #include "tools/vod_cgi/job_view.h"
 

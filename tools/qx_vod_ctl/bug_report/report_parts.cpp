@@ -1,9 +1,9 @@
 // Collects the parts of a bug report and packs them.
 #include "tools/qx_vod_ctl/bug_report/report_parts.h"
 
-#include "tools/common/command_line.h"
-#include "tools/common/process_runner.h"
-#include "tools/common/tool_signals.h"
+#include "tools/command_line/command_line.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/text_file.h"
 
 namespace {

@@ -5,8 +5,8 @@
 #include <sys/utsname.h>
 
 #include "platform/paths.h"
-#include "tools/common/engine.h"
-#include "tools/common/process_runner.h"
+#include "tools/media/engine.h"
+#include "tools/media/process_runner.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/text_file.h"
 

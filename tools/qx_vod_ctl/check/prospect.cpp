@@ -9,7 +9,7 @@
 #include "platform/media_metadata.h"
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
-#include "tools/common/offered_profiles.h"
+#include "tools/client/offered_profiles.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/secret_mask.h"
 #include "tools/qxmi_startitem/identify.h"

@@ -5,7 +5,7 @@
 
 #include "platform/paths.h"
 #include "service/transcode_settings.h"
-#include "tools/common/tool_signals.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/left_metadata.h"

@@ -3,8 +3,8 @@
 
 #include <unistd.h>
 
-#include "tools/common/engine.h"
-#include "tools/common/process_runner.h"
+#include "tools/media/engine.h"
+#include "tools/media/process_runner.h"
 
 namespace {
 

@@ -14,7 +14,7 @@
 
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
-#include "tools/common/job_log_file.h"
+#include "tools/job_log/job_log_file.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
 
 namespace {

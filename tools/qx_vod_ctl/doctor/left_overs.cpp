@@ -7,8 +7,8 @@
 
 #include "platform/metadata_v4.h"
 #include "platform/unique_dir.h"
-#include "tools/common/left_logins.h"
-#include "tools/common/left_parts.h"
+#include "tools/media/left_logins.h"
+#include "tools/media/left_parts.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 
 namespace {

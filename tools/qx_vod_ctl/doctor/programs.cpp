@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tools/common/engine.h"
+#include "tools/media/engine.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 
 namespace {

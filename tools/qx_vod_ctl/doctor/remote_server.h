@@ -1,7 +1,7 @@
 // The other server, as far as it can be seen from here.
 #pragma once
 
-#include "tools/common/process_runner.h"
+#include "tools/media/process_runner.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 
 class transcode_settings;

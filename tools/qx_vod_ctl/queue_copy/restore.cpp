@@ -10,7 +10,7 @@
 
 #include "platform/guarded_file.h"
 #include "platform/paths.h"
-#include "tools/common/command_line.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/report.h"

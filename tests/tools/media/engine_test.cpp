@@ -1,0 +1,122 @@
+// How the engines are called, and what is made of their complaints.
+#include <algorithm>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tools/media/engine.h"
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+std::string value_of(const argument_list& arguments, const std::string& option) {
+  const auto found = std::find(arguments.begin(), arguments.end(), option);
+  return found == arguments.end() || found + 1 == arguments.end() ? "" : found[1];
+}
+
+program_result failed_with(const std::string& errors) {
+  program_result result;
+  result.end = program_end::exited;
+  result.exit_status = 1;
+  result.errors = errors;
+  return result;
+}
+
+}  // namespace
+
+TEST(engine, input_may_open_nothing_but_the_file) {
+  argument_list arguments;
+  add_input(arguments, "file:-a b.mp4");
+  EXPECT_EQ(value_of(arguments, "-protocol_whitelist"), "file");
+  EXPECT_THAT(value_of(arguments, "-format_whitelist"), testing::StartsWith("mov,mpegts,"));
+  EXPECT_EQ(value_of(arguments, "-i"), "file:-a b.mp4");
+  EXPECT_EQ(arguments.back(), "file:-a b.mp4");
+}
+
+TEST(engine, no_playlist_or_sequence_is_a_container) {
+  argument_list arguments;
+  add_input(arguments, "file:a");
+  const std::string formats = "," + value_of(arguments, "-format_whitelist") + ",";
+  for (const char* format : {"hls", "concat", "dash", "sdp", "rtsp", "image2", "tty", "lavfi"}) {
+    EXPECT_THAT(formats, testing::Not(HasSubstr("," + std::string(format) + ",")));
+  }
+}
+
+TEST(engine, input_is_bounded) {
+  argument_list arguments;
+  add_input(arguments, "file:a");
+  EXPECT_EQ(value_of(arguments, "-max_streams"), "64");
+  EXPECT_EQ(value_of(arguments, "-probesize"), "10000000");
+  EXPECT_EQ(value_of(arguments, "-analyzeduration"), "10M");
+  EXPECT_EQ(value_of(arguments, "-max_alloc"), "1073741824");
+}
+
+TEST(engine, a_named_demuxer_is_the_only_one_allowed) {
+  argument_list arguments;
+  add_input(arguments, "file:a", "png_pipe");
+  EXPECT_EQ(value_of(arguments, "-format_whitelist"), "png_pipe");
+  EXPECT_EQ(value_of(arguments, "-f"), "png_pipe");
+}
+
+TEST(engine, output_has_its_own_protocol_list_and_muxer) {
+  argument_list arguments;
+  add_output(arguments, "mp4", "file:out");
+  EXPECT_THAT(arguments, ElementsAre("-f", "mp4", "-protocol_whitelist", "file", "-y", "file:out"));
+}
+
+TEST(engine, commands_are_silent_and_named_by_path) {
+  EXPECT_EQ(ffmpeg_command().front(), "/usr/bin/ffmpeg");
+  EXPECT_THAT(ffmpeg_command(), testing::IsSupersetOf({"-nostdin", "-nostats", "-hide_banner"}));
+  EXPECT_EQ(value_of(ffmpeg_command(), "-loglevel"), "error");
+  EXPECT_EQ(ffprobe_command().front(), "/usr/bin/ffprobe");
+}
+
+TEST(sniff_still, knows_pictures_by_their_first_bytes) {
+  EXPECT_EQ(sniff_still("\x89PNG\r\n\x1a\n...."), "png_pipe");
+  EXPECT_EQ(sniff_still("\xff\xd8\xff\xe0"), "jpeg_pipe");
+  EXPECT_EQ(sniff_still("GIF89a"), "gif");
+  EXPECT_EQ(sniff_still("RIFF....WEBPVP8 "), "webp_pipe");
+}
+
+TEST(sniff_still, knows_nothing_else) {
+  EXPECT_EQ(sniff_still(""), "");
+  EXPECT_EQ(sniff_still("\x89PN"), "");
+  EXPECT_EQ(sniff_still("RIFF....WAVEfmt "), "");
+}
+
+TEST(engine_cause, is_what_was_said_of_the_file_without_its_name) {
+  const std::string errors = "[mov] moov atom not found\nfile:a\nb.mp4: Invalid data found\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a\nb.mp4"), "Invalid data found");
+}
+
+TEST(engine_cause, is_the_first_thing_said_of_the_file) {
+  const std::string errors = "file:a: Invalid data found\nfile:a: Conversion failed!\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "Invalid data found");
+}
+
+TEST(engine_cause, is_the_first_telling_line_when_the_file_is_not_named) {
+  const std::string errors = "\n    Last message repeated 3 times\n[h264 @ 0x55] first\nlast\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "first");
+}
+
+TEST(engine_cause, is_never_that_a_line_came_again) {
+  EXPECT_EQ(engine_cause(failed_with("    Last message repeated 3 times\n"), "file:a"),
+            "exit status 1");
+  program_result killed = failed_with("[aac @ 0x1] damaged\n    Last message repeated 9 times\n");
+  killed.end = program_end::killed;
+  killed.message = "ended by Killed";
+  EXPECT_EQ(engine_cause(killed, "file:a"), "ended by Killed: damaged");
+}
+
+TEST(engine_cause, is_the_machines_trouble_whatever_was_said_before) {
+  const std::string errors = "[mpeg2video @ 0x55] ac-tex damaged at 1 2\nfile:a: corrupt frame\n"
+                             "av_interleaved_write_frame(): No space left on device\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "No space left on device");
+}
+
+TEST(engine_cause, says_a_format_that_is_not_read_plainly) {
+  const std::string errors = "[hls] Format not on whitelist 'mov'\nfile:a: Invalid argument\n";
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "is no kind of film or sound");
+}

@@ -1,0 +1,185 @@
+// A result appears when it is whole, or not at all.
+#include <fstream>
+#include <optional>
+#include <thread>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/media/tool_run.h"
+#include "tools/media/output_file.h"
+
+using namespace qx_test;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+std::string content(const std::string& path) {
+  std::ifstream stream(path);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+class output_file_test : public testing::Test {
+protected:
+  scratch_folder folder;
+  std::string path = folder.file("result");
+  std::string error;
+};
+
+}  // namespace
+
+TEST_F(output_file_test, is_hidden_and_beside_its_place_until_it_is_committed) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  ASSERT_EQ(folder.names().size(), 1U);
+  EXPECT_EQ(folder.names()[0][0], '.');
+  EXPECT_EQ(output.temporary_path(), folder.file(folder.names()[0]));
+}
+
+TEST_F(output_file_test, commit_gives_it_its_name) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  std::ofstream(output.temporary_path()) << "whole";
+  ASSERT_TRUE(output.commit(error)) << error;
+  EXPECT_THAT(folder.names(), ElementsAre("result"));
+  EXPECT_EQ(content(path), "whole");
+}
+
+TEST_F(output_file_test, is_removed_when_it_is_not_committed) {
+  {
+    output_file output;
+    ASSERT_TRUE(output.create(path, error)) << error;
+  }
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(output_file_test, leaves_an_older_result_alone_until_commit) {
+  std::ofstream(path) << "older";
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  EXPECT_EQ(content(path), "older");
+  ASSERT_TRUE(output.commit(error)) << error;
+  EXPECT_EQ(content(path), "");
+}
+
+TEST_F(output_file_test, is_written_by_one_tool_at_a_time) {
+  output_file first;
+  output_file second;
+  ASSERT_TRUE(first.create(path, error)) << error;
+  EXPECT_FALSE(second.create(path, error, 50ms));
+  EXPECT_EQ(error, "is being written by another tool");
+  std::ofstream(first.temporary_path()) << "whole";
+  EXPECT_TRUE(first.commit(error)) << error;
+  EXPECT_EQ(content(path), "whole");
+}
+
+TEST_F(output_file_test, waits_for_a_tool_that_ends_meanwhile) {
+  std::optional<output_file> ending(std::in_place);
+  ASSERT_TRUE(ending->create(path, error)) << error;
+  std::thread end([&] {
+    std::this_thread::sleep_for(300ms);  // as long as the end may take
+    ending.reset();
+  });
+  output_file next;
+  EXPECT_TRUE(next.create(path, error)) << error;
+  end.join();
+  EXPECT_EQ(folder.names().size(), 1U);
+}
+
+TEST_F(output_file_test, others_in_the_same_folder_are_written_meanwhile) {
+  output_file first;
+  output_file second;
+  ASSERT_TRUE(first.create(path, error)) << error;
+  EXPECT_TRUE(second.create(folder.file("another"), error)) << error;
+  EXPECT_TRUE(first.commit(error) && second.commit(error)) << error;
+  EXPECT_THAT(folder.names(), testing::UnorderedElementsAre("another", "result"));
+}
+
+TEST_F(output_file_test, takes_the_place_of_what_a_killed_tool_has_left) {
+  {
+    output_file killed;
+    ASSERT_TRUE(killed.create(path, error)) << error;
+    ASSERT_EQ(link(killed.temporary_path().c_str(), folder.file("kept").c_str()), 0);
+  }
+  std::string part;
+  {
+    output_file named;
+    ASSERT_TRUE(named.create(path, error)) << error;
+    part = named.temporary_path();
+  }
+  ASSERT_EQ(rename(folder.file("kept").c_str(), part.c_str()), 0);
+  output_file next;
+  EXPECT_TRUE(next.create(path, error)) << error;
+}
+
+TEST_F(output_file_test, removes_what_killed_tools_have_left_in_its_folder) {
+  std::ofstream(folder.file(".qx-part-12345678")) << "half";
+  std::ofstream(folder.file(".qx-other")) << "somebody's";
+  output_file output;
+  ASSERT_TRUE(output.create(path, error) && output.commit(error)) << error;
+  EXPECT_THAT(folder.names(), testing::UnorderedElementsAre(".qx-other", "result"));
+}
+
+TEST_F(output_file_test, lets_what_is_no_part_alone_whatever_its_name) {
+  ASSERT_EQ(mkdir(folder.file(".qx-part-a").c_str(), 0700), 0);
+  ASSERT_EQ(symlink("result", folder.file(".qx-part-b").c_str()), 0);
+  ASSERT_EQ(mkfifo(folder.file(".qx-part-c").c_str(), 0600), 0);
+  output_file output;
+  ASSERT_TRUE(output.create(path, error) && output.commit(error)) << error;
+  EXPECT_THAT(folder.names(),
+              testing::UnorderedElementsAre(".qx-part-a", ".qx-part-b", ".qx-part-c", "result"));
+}
+
+TEST_F(output_file_test, is_its_owners_alone_until_it_is_committed) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  struct stat status = {};
+  ASSERT_EQ(stat(output.temporary_path().c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST_F(output_file_test, has_the_permissions_that_the_umask_leaves) {
+  const mode_t before = umask(027);
+  output_file output;
+  EXPECT_TRUE(output.create(path, error) && output.commit(error)) << error;
+  umask(before);
+  struct stat status = {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0640U);
+}
+
+TEST_F(output_file_test, the_longest_name_has_room) {
+  output_file output;
+  ASSERT_TRUE(output.create(folder.file(std::string(255, 'n')), error)) << error;
+  EXPECT_TRUE(output.commit(error)) << error;
+}
+
+TEST_F(output_file_test, a_directory_is_refused) {
+  output_file output;
+  EXPECT_FALSE(output.create(folder.path(), error));
+  EXPECT_EQ(error, "Is a directory");
+  EXPECT_FALSE(output.create(folder.path() + "/", error));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(output_file_test, a_missing_folder_is_told) {
+  output_file output;
+  EXPECT_FALSE(output.create(folder.file("no/result"), error));
+  EXPECT_EQ(error, "No such file or directory");
+}
+
+TEST_F(output_file_test, a_failed_commit_leaves_nothing) {
+  {
+    output_file output;
+    ASSERT_TRUE(output.create(path, error)) << error;
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    EXPECT_FALSE(output.commit(error));
+    EXPECT_EQ(error, "Is a directory");
+  }
+  EXPECT_THAT(folder.names(), ElementsAre("result"));
+}

@@ -1,0 +1,197 @@
+// External programs: what they get, what is taken of them, how they end.
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
+#include "tools/media/process_runner.h"
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+program_request shell(const std::string& script) {
+  program_request request;
+  request.argv = {"/bin/sh", "-c", script};
+  request.time_limit = 30s;
+  return request;
+}
+
+std::string output_of(const std::string& script) {
+  return run_program(shell(script)).output;
+}
+
+struct line_collector : run_observer {
+  void on_line(std::string_view line) override { lines.emplace_back(line); }
+  bool on_tick(const child_process&, bool) override {
+    ++ticks;
+    return false;
+  }
+  std::vector<std::string> lines;
+  int ticks = 0;
+};
+
+}  // namespace
+
+TEST(run_program, gives_output_errors_and_status) {
+  const program_result result = run_program(shell("echo out; echo err >&2; exit 3"));
+  EXPECT_EQ(result.end, program_end::exited);
+  EXPECT_EQ(result.exit_status, 3);
+  EXPECT_EQ(result.output, "out\n");
+  EXPECT_EQ(result.errors, "err\n");
+  EXPECT_FALSE(result.success());
+}
+
+TEST(run_program, succeeds_with_status_0) {
+  EXPECT_TRUE(run_program(shell("true")).success());
+}
+
+TEST(run_program, arguments_never_meet_a_shell) {
+  program_request request;
+  request.argv = {"/bin/echo", "$HOME `id` 'a' *", "a\nb"};
+  EXPECT_EQ(run_program(request).output, "$HOME `id` 'a' * a\nb\n");
+}
+
+TEST(run_program, a_program_that_cannot_run_is_told_with_the_cause) {
+  program_request request;
+  request.argv = {"/nowhere/tool"};
+  const program_result result = run_program(request);
+  EXPECT_EQ(result.end, program_end::not_started);
+  EXPECT_EQ(result.cause(), "cannot run /nowhere/tool: No such file or directory");
+}
+
+TEST(run_program, standard_input_is_empty) {
+  EXPECT_EQ(output_of("cat; echo end"), "end\n");
+}
+
+TEST(run_program, environment_is_fixed) {
+  setenv("SECRET", "x", 1);
+  program_request request;
+  request.argv = {"/usr/bin/env"};
+  EXPECT_EQ(run_program(request).output, "PATH=/usr/bin:/bin\nLC_ALL=C\n");
+}
+
+TEST(run_program, no_descriptor_is_handed_on) {
+  const int leaked = open("/dev/null", O_RDONLY);
+  ASSERT_GT(leaked, 2);
+  program_request request;
+  request.argv = {"/bin/ls", "/proc/self/fd"};
+  EXPECT_EQ(run_program(request).output, "0\n1\n2\n3\n");  // 3 is the listing itself
+  close(leaked);
+}
+
+TEST(run_program, user_signals_are_ignored_and_all_others_have_their_default) {
+  signal(SIGPIPE, SIG_IGN);
+  const std::string ignored = output_of("grep SigIgn /proc/self/status");
+  const unsigned long mask = std::stoul(ignored.substr(ignored.find('\t')), nullptr, 16);
+  EXPECT_EQ(mask, (1UL << (SIGUSR1 - 1)) | (1UL << (SIGUSR2 - 1)));
+}
+
+TEST(run_program, no_signal_is_blocked) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGTERM);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  EXPECT_THAT(output_of("grep SigBlk /proc/self/status"), HasSubstr("\t0000000000000000"));
+}
+
+TEST(run_program, stays_in_the_process_group_of_the_tool) {
+  EXPECT_EQ(output_of("cut -d' ' -f5 /proc/self/stat"), std::to_string(getpgrp()) + "\n");
+}
+
+TEST(run_program, time_limit_ends_it) {
+  program_request request = shell("exec sleep 60");
+  request.time_limit = 100ms;
+  const program_result result = run_program(request);
+  EXPECT_EQ(result.end, program_end::timed_out);
+  EXPECT_EQ(result.cause(), "the time limit is over");
+}
+
+TEST(run_program, too_much_output_ends_it) {
+  program_request request = shell("exec yes");
+  request.output_limit = 100000;
+  const program_result result = run_program(request);
+  EXPECT_EQ(result.end, program_end::too_much_output);
+  EXPECT_LT(result.output.size(), 200000U);
+}
+
+TEST(run_program, the_first_and_the_last_of_many_errors_are_kept) {
+  const program_result result = run_program(
+      shell("i=0; while [ $i -lt 2000 ]; do echo error $i >&2; i=$((i+1)); done; exit 1"));
+  EXPECT_LE(result.errors.size(), 8192U);
+  EXPECT_THAT(result.errors, testing::StartsWith("error 0\nerror 1\n"));
+  EXPECT_EQ(result.cause(), "error 1999");
+}
+
+TEST(run_program, all_output_is_there_when_it_ends) {
+  EXPECT_EQ(output_of("head -c 500000 /dev/zero").size(), 500000U);
+}
+
+TEST(run_program, a_signal_is_told) {
+  const program_result result = run_program(shell("kill -9 $$"));
+  EXPECT_EQ(result.end, program_end::killed);
+  EXPECT_EQ(result.cause(), "ended by Killed");
+}
+
+TEST(run_program, a_status_without_a_word_is_told_as_a_number) {
+  EXPECT_EQ(run_program(shell("exit 7")).cause(), "exit status 7");
+}
+
+TEST(run_program, a_left_over_process_with_the_pipe_does_not_hold_it) {
+  const auto begin = std::chrono::steady_clock::now();
+  const program_result result = run_program(shell("sleep 30 & echo $!"));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+  kill(std::stoi(result.output), SIGKILL);
+}
+
+TEST(run_program, hands_out_whole_lines) {
+  line_collector lines;
+  const program_result result =
+      run_program(shell("printf 'one\\ntw'; printf 'o\\n\\nrest'"), lines);
+  EXPECT_TRUE(result.success());
+  EXPECT_THAT(lines.lines, ElementsAre("one", "two", ""));
+}
+
+TEST(run_program, ticks_while_nothing_is_said) {
+  line_collector lines;
+  run_program(shell("sleep 0.5"), lines);
+  EXPECT_GE(lines.ticks, 5);
+}
+
+TEST(run_program, counts_an_end_that_nobody_can_tell_as_a_failure) {
+  std::signal(SIGCHLD, SIG_IGN);
+  const program_result result = run_program(shell("exit 0"));
+  std::signal(SIGCHLD, SIG_DFL);
+  EXPECT_EQ(result.end, program_end::exited);
+  EXPECT_FALSE(result.success());
+}
+
+TEST(run_program, a_line_without_end_ends_it) {
+  program_request request = shell("exec tr '\\0' x < /dev/zero");
+  request.output_limit = 100000;
+  line_collector lines;
+  EXPECT_EQ(run_program(request, lines).end, program_end::too_much_output);
+}
+
+TEST(run_program, an_observer_can_hold_it) {
+  struct holder : line_collector {
+    bool on_tick(const child_process& child, bool suspended) override {
+      line_collector::on_tick(child, suspended);
+      used = child.cpu_time();
+      return ticks < 20;
+    }
+    std::chrono::nanoseconds used{0};
+  } holder;
+  program_request request = shell("while :; do :; done");
+  request.time_limit = 1500ms;
+  const program_result result = run_program(request, holder);
+  EXPECT_EQ(result.end, program_end::timed_out);
+  EXPECT_GT(holder.used, 50ms);
+  EXPECT_LT(holder.used, 1200ms);
+}

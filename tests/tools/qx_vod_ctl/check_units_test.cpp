@@ -1,0 +1,147 @@
+// The parts of "check": admission, choice of the profile, size, and what is written down.
+#include <gmock/gmock.h>
+
+#include "tools/client/offered_profiles.h"
+#include "tools/qx_vod_ctl/check/prospect.h"
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+namespace {
+
+const std::vector<std::string> usual = {"1080", "720", "480"};
+
+prospect accepted_prospect() {
+  prospect found;
+  found.path = "/mnt/media/it's.mpg";
+  found.identity = {{"file type", "video/mp2t"},
+                    {"duration", "61.400"},
+                    {"width", "1920"},
+                    {"height", "1080"},
+                    {"frame rate", "25.000"},
+                    {"interlaced", "1"},
+                    {"video codec", "mpeg2video"},
+                    {"audio codec", "mp2"},
+                    {"audio channels", "2"},
+                    {"size", "12300000"}};
+  found.profiles = usual;
+  found.choice = choose_profile(usual, 720);
+  found.size = limit_of_size("720", 61.4, 25.0);
+  found.time = work_time{20.0, 3.07};
+  found.room = disk_room{500000000000, 1000000000000, false, false};
+  found.commands = {{"/usr/bin/qxmi_vod_transcode", "--file", found.path}};
+  return found;
+}
+
+}  // namespace
+
+TEST(ctl_check_profiles, stand_behind_the_quote_line) {
+  EXPECT_THAT(read_profiles("*SOURCE\n.. 9\n*QUOTE\n.. 1080\n..  720 x\r\n. 3\n.. \n.. 480"),
+              ElementsAre("1080", "720 x"));
+  EXPECT_THAT(read_profiles(".. 1080\n"), IsEmpty());
+}
+
+TEST(ctl_check_profiles, first_is_chosen_without_a_limit) {
+  EXPECT_EQ(choose_profile(usual, -1).profile, "1080");
+  EXPECT_EQ(choose_profile(usual, 0).profile, "1080");
+}
+
+TEST(ctl_check_profiles, first_within_the_limit_is_chosen) {
+  EXPECT_EQ(choose_profile(usual, 720).profile, "720");
+  EXPECT_EQ(choose_profile(usual, 719).profile, "480");
+}
+
+TEST(ctl_check_profiles, last_is_chosen_where_all_are_above_the_limit) {
+  EXPECT_EQ(choose_profile(usual, 240).profile, "480");
+}
+
+TEST(ctl_check_profiles, name_without_a_number_is_within_any_limit) {
+  EXPECT_EQ(choose_profile({"audio"}, 240).profile, "audio");
+}
+
+TEST(ctl_check_size, is_bounded_by_the_transcoder_s_bit_rates) {
+  const auto size = limit_of_size("720", 100.0, 25.0);
+  ASSERT_TRUE(size);
+  EXPECT_EQ(size->bytes, (100 * (3000U + 160U) + 2 * 3000U) * 1000 / 8);
+  EXPECT_EQ(size->basis, "100.00 s at no more than 3000 kbit/s of video and 160 kbit/s of audio");
+}
+
+TEST(ctl_check_size, fast_pictures_may_take_half_as_much_again) {
+  EXPECT_EQ(limit_of_size("720", 100.0, 50.0)->bytes, (100 * 4660U + 2 * 4500U) * 125);
+}
+
+TEST(ctl_check_size, sound_alone_has_its_own) {
+  EXPECT_EQ(limit_of_size("audio", 100.0, 0.0)->bytes, 2000000U);
+}
+
+TEST(ctl_check_size, is_left_out_without_a_basis) {
+  EXPECT_FALSE(limit_of_size("720", 0.0, 25.0));
+  EXPECT_FALSE(limit_of_size("something", 100.0, 25.0));
+}
+
+TEST(ctl_check_output, name_is_made_of_moment_profile_and_source) {
+  EXPECT_EQ(output_path("/mnt/media/clip.mpg", "720", "1"),
+            "/mnt/main/tv/vod/1.vod.720.clip.mpg.mp4");
+  EXPECT_EQ(output_path("/mnt/media/clip.mp4", "720", "1"), "/mnt/main/tv/vod/1.vod.720.clip.mp4");
+}
+
+TEST(ctl_check_output, accepted_file_is_told_line_by_line) {
+  EXPECT_EQ(prospect_text(accepted_prospect()),
+            "file      /mnt/media/it's.mpg\n"
+            "accepted  yes\n"
+            "identity  video/mp2t, 1920x1080, 25.000 fps, interlaced, mpeg2video, mp2, 2 channels, "
+            "61.400 s, 12.3 MB\n"
+            "offered   1080 720 480\n"
+            "profile   720, because it is the first that is not above \"max profile\", 720\n"
+            "where     here\n"
+            "size      at most 25.0 MB: 61.40 s at no more than 3000 kbit/s of video and 160 "
+            "kbit/s of audio\n"
+            "time      about 0:20 once it starts: jobs with profile 720 ran at 3.1 times "
+            "playing speed\n"
+            "room      500.0 GB free for /mnt/main/tv/vod/\n"
+            "command   /usr/bin/qxmi_vod_transcode --file '/mnt/media/it'\\''s.mpg'\n");
+}
+
+TEST(ctl_check_output, disk_that_is_too_small_is_told) {
+  prospect found = accepted_prospect();
+  found.room->free_bytes = 24000000;
+  EXPECT_THAT(prospect_text(found), HasSubstr("24.0 MB free for /mnt/main/tv/vod/, which may be"));
+}
+
+TEST(ctl_check_output, refusal_comes_with_what_to_do) {
+  prospect found;
+  found.path = "/etc/passwd";
+  found.refused.text = "Rejected: Forbidden input file";
+  EXPECT_EQ(prospect_text(found),
+            "file      /etc/passwd\n"
+            "accepted  no: Rejected: Forbidden input file\n"
+            "          -> move it below /mnt, /media or /srv, or list its directory in "
+            "/mnt/main/tv/media.roots\n");
+}
+
+TEST(ctl_check_output, json_of_a_refusal_has_no_outcome) {
+  prospect found;
+  found.refused.text = "Rejected: neither file nor folder";
+  const json11::Json json = prospect_json(found);
+  EXPECT_FALSE(json["accepted"].bool_value());
+  EXPECT_EQ(json["advice"].string_value(), "name the file itself, not a link or device");
+  EXPECT_TRUE(json["profile"].is_null());
+  EXPECT_TRUE(json["commands"].is_null());
+}
+
+TEST(ctl_check_output, json_of_an_accepted_file_has_numbers_and_argument_lists) {
+  const json11::Json json = prospect_json(accepted_prospect());
+  EXPECT_EQ(json["size at most"].number_value(), 25003000.0);
+  EXPECT_EQ(json["seconds"].number_value(), 20.0);
+  EXPECT_EQ(json["free"].number_value(), 500000000000.0);
+  EXPECT_EQ(json["commands"][0][2].string_value(), "/mnt/media/it's.mpg");
+  EXPECT_EQ(json["identity"]["width"].string_value(), "1920");
+}
+
+TEST(ctl_check_output, escape_sequence_in_a_name_does_not_reach_the_terminal) {
+  prospect found;
+  found.path = "/mnt/\x1b[2J";
+  EXPECT_THAT(prospect_text(found), Not(HasSubstr("\x1b")));
+}

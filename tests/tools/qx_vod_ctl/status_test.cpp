@@ -1,0 +1,79 @@
+// status, which is also what is done without a subcommand.
+#include <gmock/gmock.h>
+
+#include "tests/tools/qx_vod_ctl/machine.h"
+
+using namespace qx_test;
+using ::testing::HasSubstr;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+namespace {
+
+json11::Json parsed(const std::string& text) {
+  std::string error;
+  return json11::Json::parse(text, error);
+}
+
+std::vector<std::string> whole_queue() {
+  std::vector<std::string> ids;
+  for (int i = 0; i < 512; ++i) {
+    ids.push_back("item-number-" + std::to_string(1000 + i));
+  }
+  return ids;
+}
+
+}  // namespace
+
+TEST(ctl_status, empty_queue_is_told) {
+  ctl_machine machine;
+  machine.start();
+  const auto result = machine.ctl({"status"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "The queue is empty.\n");
+}
+
+TEST(ctl_status, is_what_is_done_without_a_subcommand) {
+  ctl_machine machine;
+  machine.start_with_items({"aaaa"});
+  const auto named = machine.ctl({"status"});
+  EXPECT_THAT(named.out, HasSubstr("cancelled"));
+  EXPECT_EQ(machine.ctl({}).out, named.out);
+  EXPECT_THAT(machine.ctl({"--json"}).out, StartsWith("[{"));
+}
+
+TEST(ctl_status, whole_queue_with_totals) {
+  ctl_machine machine;
+  machine.start_with_items(whole_queue());
+  const auto lines = lines_of(machine.ctl({"status"}).out);
+  ASSERT_THAT(lines, SizeIs(514));
+  EXPECT_THAT(lines[512], HasSubstr("item-number-1511"));
+  EXPECT_EQ(lines[513], "512 items: 512 cancelled");
+}
+
+TEST(ctl_status, one_array_holds_all_items_whole) {
+  ctl_machine machine;
+  machine.start_with_items(whole_queue());
+  const auto items = parsed(machine.ctl({"status", "--json"}).out);
+  ASSERT_THAT(items.array_items(), SizeIs(512));
+  EXPECT_EQ(items[511]["entry id"].string_value(), "item-number-1511");
+  EXPECT_TRUE(items[511]["process argv"].is_array());
+}
+
+TEST(ctl_status, only_the_items_of_one_state) {
+  ctl_machine machine;
+  machine.start_with_items({"aaaa", "bbbb"});
+  machine.add_done("/mnt/media/clip.mpg");
+  const auto done = parsed(machine.ctl({"status", "--state", "done", "--json"}).out);
+  ASSERT_THAT(done.array_items(), SizeIs(1));
+  const auto lines = lines_of(machine.ctl({"status", "--state", "done"}).out);
+  ASSERT_THAT(lines, SizeIs(3));
+  EXPECT_EQ(lines[2], "3 items: 1 done, 2 cancelled");
+}
+
+TEST(ctl_status, colour_in_a_pipe_only_when_asked_for) {
+  ctl_machine machine;
+  machine.start_with_items({"aaaa"});
+  EXPECT_EQ(machine.ctl({"status"}).out.find('\x1b'), std::string::npos);
+  EXPECT_NE(machine.ctl({"status", "--color", "always"}).out.find("\x1b[31m"), std::string::npos);
+}

@@ -1,0 +1,164 @@
+// Why a job failed, out of the log of its tools.
+#include "tools/job_log/job_reason.h"
+
+#include <algorithm>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include "platform/fileops_jobs.h"
+#include "tools/job_log/failure.h"
+#include "tools/job_log/job_log_file.h"
+#include "tools/job_log/log_time.h"
+#include "tools/job_log/one_line.h"
+
+namespace {
+
+// Holds the end of any run that failed: its last lines are few and bounded.
+constexpr std::size_t tail_size = std::size_t{16} << 10;
+
+constexpr std::size_t longest_sentence = 500;
+
+// The service writes a job's status as soon as it sees that the tool has ended.
+constexpr std::chrono::milliseconds same_moment{1000};
+
+// Which tool's failure each of the service's texts speaks of, and where it keeps its log.
+struct failed_step {
+  std::string_view text;
+  const char* tool;
+  bool beside_output;
+};
+
+constexpr failed_step failed_steps[] = {
+    {"Transcoding failed", "qxmi_vod_transcode", true},
+    {"Rejected: Unable to determine appropriate transcoding profiles", "qxmi_vod_transcode", false},
+    {"Rejected: Unable to create metadata or identify item", "qxmi_startitem", false},
+    {"Unable to send file to remote", "qxmi_remote_transcode", false},
+};
+
+struct marked_line {
+  std::string_view time;
+  std::string_view rest;  // what follows the tool's name
+};
+
+// "=== 2026-11-22T01:30:00.000Z TOOL ..."; nothing for another tool's line.
+std::optional<marked_line> read_mark(std::string_view line, std::string_view mark,
+                                     std::string_view tool) {
+  if (line.substr(0, mark.size()) != mark) { return std::nullopt; }
+  line.remove_prefix(mark.size());
+  const std::size_t blank = line.find(' ');
+  if (blank == std::string_view::npos) { return std::nullopt; }
+  const std::string_view name = line.substr(blank + 1);
+  const bool is_its = name.substr(0, tool.size()) == tool &&
+                      (name.size() == tool.size() || name[tool.size()] == ' ');
+  if (!is_its) { return std::nullopt; }
+  return marked_line{line.substr(0, blank), name.substr(tool.size())};
+}
+
+std::string killed_text() {
+  return std::string(failure_code(failure::tool_killed)) +
+         ": the tool ended without a word; it was killed, or the machine went down";
+}
+
+struct logged_run {
+  std::string_view begin;
+  std::string_view end;               // empty where it has none
+  std::optional<std::string> failed;  // "CODE: SENTENCE"
+};
+
+logged_run ended_run(std::string_view begin, const marked_line& line) {
+  logged_run run{begin, line.time, std::nullopt};
+  if (line.rest.substr(0, job_log_failed.size()) == job_log_failed) {
+    run.failed = line.rest.substr(job_log_failed.size());
+  }
+  return run;
+}
+
+// In a log that was cut, a run may have its end alone.
+std::vector<logged_run> runs_of(std::string_view log, std::string_view tool) {
+  std::vector<logged_run> runs;
+  while (!log.empty()) {
+    const std::size_t end = log.find('\n');
+    const std::string_view line = log.substr(0, end);
+    if (const auto opening = read_mark(line, job_log_opening, tool)) {
+      runs.push_back({opening->time, "", killed_text()});
+    }
+    if (const auto closing = read_mark(line, job_log_closing, tool)) {
+      const bool is_whole = !runs.empty() && runs.back().end.empty();
+      const std::string_view begin = is_whole ? runs.back().begin : closing->time;
+      if (is_whole) { runs.pop_back(); }
+      runs.push_back(ended_run(begin, *closing));
+    }
+    log.remove_prefix(end == std::string_view::npos ? log.size() : end + 1);
+  }
+  return runs;
+}
+
+// When the service last wrote the job's status, which it does when a tool's end has ended the job.
+std::optional<timespec> status_time(int fileops_job) {
+  char folder[4096];
+  struct stat status = {};
+  if (fileops_job < 0) { return std::nullopt; }
+  if (cgi_get_fileops_job_directory(fileops_job, sizeof folder, folder) == nullptr) {
+    return std::nullopt;
+  }
+  if (stat((std::string(folder) + "/status").c_str(), &status) != 0) { return std::nullopt; }
+  return status.st_mtim;
+}
+
+// A file's time comes from a clock that ticks more coarsely than a log's.
+std::chrono::milliseconds clock_tick() {
+  timespec tick = {};
+  clock_getres(CLOCK_REALTIME_COARSE, &tick);
+  return std::chrono::milliseconds(tick.tv_nsec / 1000000);
+}
+
+// The last run of the tool, if it is this job's. Of an output's log every run is that began before
+// the status was written: one tool at a time works on a step, and the next one starts once the end
+// of this one is seen. Of a source's log one is for certain that ended just before; where the
+// status was written again, as when the service starts, the log tells as long as it has one
+// failure only.
+std::optional<std::string> failure_of_job(std::vector<logged_run> runs, bool is_shared,
+                                          const std::optional<timespec>& settled) {
+  if (settled) {
+    const std::string latest = log_time(*settled, clock_tick());
+    const auto is_later = [&](const logged_run& run) { return run.begin > latest; };
+    runs.erase(std::remove_if(runs.begin(), runs.end(), is_later), runs.end());
+  }
+  if (runs.empty()) { return std::nullopt; }
+  const logged_run& last = runs.back();
+  const bool is_certain = !is_shared || (settled && last.end >= log_time(*settled, -same_moment));
+  const auto differs = [&](const logged_run& run) {
+    return run.failed && run.failed != last.failed;
+  };
+  if (!is_certain && std::any_of(runs.begin(), runs.end(), differs)) { return std::nullopt; }
+  return last.failed;
+}
+
+std::string look_up(const failed_step& step, const ended_job& job) {
+  const std::string& media = step.beside_output ? job.output_file : job.input_file;
+  const auto settled = status_time(job.fileops_job);
+  // Asked first: a run that ends between the two has its end in the text.
+  const bool in_use = job_log_in_use(media);
+  std::string log = read_job_log(media, tail_size);
+  // Where the end does not tell, an earlier run may have to.
+  if (!step.beside_output || runs_of(log, step.tool).empty()) { log = read_job_log(media); }
+  auto runs = runs_of(log, step.tool);
+  if (in_use && !runs.empty() && runs.back().end.empty()) { runs.pop_back(); }
+  const auto found = failure_of_job(std::move(runs), !step.beside_output, settled);
+  return found ? on_one_line(found->substr(0, longest_sentence)) : "";
+}
+
+}  // namespace
+
+std::optional<std::string> last_failure(std::string_view log, std::string_view tool) {
+  const auto runs = runs_of(log, tool);
+  return runs.empty() ? std::nullopt : runs.back().failed;
+}
+
+std::string why_it_failed(const ended_job& job) {
+  for (const failed_step& step : failed_steps) {
+    if (step.text == job.text) { return look_up(step, job); }
+  }
+  return "";
+}

@@ -1,0 +1,43 @@
+// How the media engines are called: their paths and the options that keep a hostile file from
+// making them open anything but itself.
+//
+// Seen with ffmpeg 5.1: a playlist under the name movie.mp4 makes it open other local files; a
+// protocol list given before -i does not cover the output; "%d" in a name is expanded by the
+// image sequence reader. Hence one place for these options and none elsewhere.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/media/probe_depth.h"
+#include "tools/media/process_runner.h"
+
+constexpr const char* ffmpeg_path = "/usr/bin/ffmpeg";
+constexpr const char* ffprobe_path = "/usr/bin/ffprobe";
+
+using argument_list = std::vector<std::string>;
+
+// Adds what every reading of a source begins with, up to and with "-i URL". `format` is a single
+// demuxer of the caller's choice (see sniff_still), or empty to let the engine find out which of
+// the allowed containers it is. Options of the input itself, such as -ss, come before this.
+void add_input(argument_list& arguments, const std::string& url, std::string_view format = {},
+               const probe_depth& depth = {});
+
+// "ffprobe" or "ffmpeg" with the options that come first. Both are silent but for errors.
+argument_list ffprobe_command();
+argument_list ffmpeg_command();
+
+// Adds the output with an explicit muxer, replacing what is there; comes last. What is mapped and
+// how it is encoded stands before it.
+void add_output(argument_list& arguments, std::string_view format, const std::string& url);
+
+// The demuxer for a still picture whose file begins with `head`; empty when it is none of the
+// known kinds. Stills are read by a demuxer named here, never by the engine's own choice, which
+// for a picture would be the image sequence reader.
+std::string_view sniff_still(std::string_view head);
+
+// Why an engine failed, in words that follow the file's name: a trouble of the machine if it named
+// one, else what it said of `url` first, without that name, else its first line that tells
+// anything. Names the failure for the job's log where the words do not tell it.
+std::string engine_cause(const program_result& result, const std::string& url);

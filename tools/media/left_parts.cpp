@@ -1,0 +1,67 @@
+// Unfinished results that killed tools have left.
+#include "tools/media/left_parts.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include "platform/unique_dir.h"
+#include "platform/unique_fd.h"
+
+namespace {
+
+enum class part_fate { kept, removed };
+
+bool is_same_file(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// The lock tells that nobody writes it; the second look, that it is still the file of that name.
+// The directory may be open to all: nothing but a regular file is opened, and nothing waited for.
+bool is_left_over(int directory, const char* name, unique_fd& file, struct stat& status) {
+  struct stat named = {};
+  file.reset(openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  return file.valid() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
+         flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
+         fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && is_same_file(named, status);
+}
+
+left_part_sums look_through(const std::string& path, part_fate fate) {
+  left_part_sums sums;
+  const unique_dir directory(opendir(path.c_str()));
+  if (!directory) { return sums; }
+  const int fd = dirfd(directory.get());
+  while (const dirent* entry = readdir(directory.get())) {
+    if (std::strncmp(entry->d_name, left_part_prefix, std::strlen(left_part_prefix)) != 0) {
+      continue;
+    }
+    unique_fd file;
+    struct stat status = {};
+    if (!is_left_over(fd, entry->d_name, file, status)) { continue; }
+    if (fate == part_fate::removed && unlinkat(fd, entry->d_name, 0) != 0) { continue; }
+    ++sums.count;
+    sums.bytes += static_cast<unsigned long long>(status.st_size);
+  }
+  return sums;
+}
+
+}  // namespace
+
+bool take_part(int fd, const std::string& path) {
+  struct stat mine = {};
+  struct stat named = {};
+  // A file system without locks lets nobody take a part for left over either.
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) { return false; }
+  return fstat(fd, &mine) == 0 && lstat(path.c_str(), &named) == 0 && is_same_file(mine, named);
+}
+
+left_part_sums find_left_parts(const std::string& directory) {
+  return look_through(directory, part_fate::kept);
+}
+
+left_part_sums remove_left_parts(const std::string& directory) {
+  return look_through(directory, part_fate::removed);
+}

@@ -1,0 +1,217 @@
+// Asks ffprobe what a file is.
+#include "tools/media/media_probe.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <sstream>
+
+#include <unistd.h>
+
+#include "platform/media_metadata.h"
+#include "tools/job_log/job_log.h"
+#include "tools/media/engine.h"
+#include "tools/media/media_report.h"
+#include "tools/media/packet_timeline.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/source_file.h"
+#include "tools/media/transport_clock.h"
+
+namespace {
+
+// What the engine reads ahead of a stream is kept in memory.
+constexpr std::int64_t deepest_probe = 1'000'000'000;
+
+// How much of a stream the engine needs, from its first packet on, to know what it is.
+constexpr std::int64_t probe_margin_bytes = 4'000'000;
+constexpr int probe_margin_s = 3;
+
+// For looking for the first packet of a stream that is announced: it may never come.
+constexpr std::chrono::seconds late_stream_time_limit{20};
+
+// Reads lines of "stream,shown,decoded,duration,flags", with "N/A" for what is not known. Packets
+// that are decoded and not shown, before the beginning of an edit, do not count.
+class packet_reader : public run_observer {
+public:
+  explicit packet_reader(packet_timeline& timeline) : timeline_(timeline) {}
+
+  void on_line(std::string_view line) override {
+    std::istringstream fields{std::string(line)};
+    std::string stream;
+    if (!std::getline(fields, stream, ',') || stream.empty()) { return; }
+    packet_times packet{};
+    packet.shown = seconds(fields);
+    packet.decoded = seconds(fields);
+    packet.duration = seconds(fields);
+    std::string flags;
+    if (std::getline(fields, flags, ',') && flags.find('D') != std::string::npos) { return; }
+    timeline_.add(std::atoi(stream.c_str()), packet);
+  }
+
+  bool on_tick(const child_process&, bool) override { return false; }
+
+private:
+  static double seconds(std::istringstream& fields) {
+    std::string field;
+    std::getline(fields, field, ',');
+    char* end = nullptr;
+    const double value = std::strtod(field.c_str(), &end);
+    return end == field.c_str() ? std::numeric_limits<double>::quiet_NaN() : value;
+  }
+
+  packet_timeline& timeline_;
+};
+
+std::string_view still_format(const source_file& source) {
+  char head[16];
+  const ssize_t count = pread(source.fd(), head, sizeof head, 0);
+  return count > 0 ? sniff_still({head, static_cast<std::size_t>(count)}) : std::string_view();
+}
+
+program_request report_request(const source_file& source, std::string_view format,
+                               const probe_depth& depth) {
+  program_request request;
+  request.argv = ffprobe_command();
+  request.argv.insert(request.argv.end(),
+                      {"-of", "json=c=1", "-show_entries", media_report_entries});
+  add_input(request.argv, source.url(), format, depth);
+  request.time_limit = probe_time_limit;
+  return request;
+}
+
+// Asks for packets of all streams, as packet_reader takes them.
+program_request packet_request() {
+  program_request request;
+  request.argv = ffprobe_command();
+  request.argv.insert(request.argv.end(),
+                      {"-of", "csv=p=0", "-show_entries",
+                       "packet=stream_index,pts_time,dts_time,duration_time,flags"});
+  request.time_limit = measure_time_limit;
+  return request;
+}
+
+bool refuse(std::string& error, std::string cause) {
+  error = std::move(cause);
+  return false;
+}
+
+void log_media(const media_info& info) {
+  log_length(info.container + (info.duration_estimated ? ", estimated:" : ", told:"),
+             info.duration);
+  for (const video_stream& video : info.video) {
+    log_length("stream " + std::to_string(video.index) + ", " + video.codec + " " +
+                   std::to_string(video.coded.width) + "x" + std::to_string(video.coded.height) +
+                   ", told:",
+               video.duration);
+  }
+  for (const audio_stream& audio : info.audio) {
+    log_length("stream " + std::to_string(audio.index) + ", " + audio.codec + " " +
+                   std::to_string(audio.channels) + " channels, told:",
+               audio.duration);
+  }
+}
+
+bool read_report(const source_file& source, std::string_view format, probe_depth depth,
+                 media_info& info, std::string& error) {
+  depth.follow_program = true;
+  const program_result result = run_program(report_request(source, format, depth));
+  const std::string version = engine_version(result.output);
+  if (!version.empty()) { log_note("engine version", version); }
+  if (!result.success()) { return refuse(error, engine_cause(result, source.url())); }
+  if (!read_media_report(result.output, info)) { return refuse(error, "the probe told nothing"); }
+  info.depth = depth;
+  info.depth.follow_program = info.container == "mpegts";
+  return true;
+}
+
+// Where the first packet of a stream lies: its place in the file and its time, each -1 when it is
+// not told.
+struct first_packet {
+  std::int64_t position = -1;
+  double time = -1.0;
+};
+
+first_packet find_first_packet(const source_file& source, int stream) {
+  probe_depth followed;
+  followed.follow_program = true;
+  program_request request;
+  request.argv = ffprobe_command();
+  request.argv.insert(request.argv.end(),
+                      {"-select_streams", std::to_string(stream), "-read_intervals", "%+#1", "-of",
+                       "csv=p=0", "-show_entries", "packet=pts_time,pos"});
+  add_input(request.argv, source.url(), {}, followed);
+  request.time_limit = late_stream_time_limit;
+  const program_result result = run_program(request);
+  first_packet found;
+  const std::size_t comma = result.output.find(',');
+  if (!result.success() || comma == std::string::npos) { return found; }
+  found.time = std::strtod(result.output.c_str(), nullptr);
+  found.position = std::strtoll(result.output.c_str() + comma + 1, nullptr, 10);
+  return found;
+}
+
+// A stream that begins late is unclear to a probe of the usual depth: it is looked for, and the
+// probe made as deep as it must be. One that never begins stays unclear.
+bool clear_late_stream(const source_file& source, std::string_view format, media_info& info,
+                       std::string& error) {
+  const unclear_stream* wanted = info.wanted();
+  if (wanted == nullptr) { return true; }
+  const first_packet found = find_first_packet(source, wanted->index);
+  const double late = std::max(0.0, found.time - info.start);
+  const probe_depth usual;
+  const bool was_within_reach =
+      found.position < usual.bytes - probe_margin_bytes && late < usual.seconds - probe_margin_s;
+  if (found.position < 0 || was_within_reach || found.position > deepest_probe ||
+      late > longest_media_s) {
+    return true;
+  }
+  probe_depth deeper;
+  deeper.bytes = std::max(usual.bytes, found.position + probe_margin_bytes);
+  deeper.seconds = std::max(usual.seconds, static_cast<int>(late) + probe_margin_s);
+  return read_report(source, format, deeper, info, error);
+}
+
+// A broadcast clock that jumps makes the difference of last and first time worth nothing.
+void judge_clock(const source_file& source, media_info& info) {
+  if (info.container == "mpegts" && !transport_clock_is_even(source.fd())) {
+    info.duration_estimated = true;
+  }
+  if (info.container == "mpeg") { info.duration_estimated = true; }
+}
+
+}  // namespace
+
+bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds) {
+  source_file source;
+  if (!source.open(path, error)) { return false; }
+  std::string_view still;
+  if (kinds == probe_kinds::stills_too) { still = still_format(source); }
+  if (!read_report(source, still, {}, info, error)) { return false; }
+  if (!clear_late_stream(source, still, info, error)) { return false; }
+  judge_clock(source, info);
+  if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
+  info.still = !still.empty();
+  log_media(info);
+  if (info.video.empty() && info.audio.empty()) { return refuse(error, "holds nothing to decode"); }
+  return true;
+}
+
+bool measure_streams(const std::string& path, const probe_depth& depth, packet_timeline& timeline,
+                     std::string& error) {
+  source_file source;
+  if (!source.open(path, error)) { return false; }
+  program_request request = packet_request();
+  add_input(request.argv, source.url(), {}, depth);
+  packet_reader reader(timeline);
+  const program_result result = run_program(request, reader);
+  return result.success() || refuse(error, engine_cause(result, source.url()));
+}
+
+bool measure_duration(const std::string& path, const media_info& info, int stream_index,
+                      double frame_rate, double& duration, std::string& error) {
+  packet_timeline timeline(info.clock_may_jump());
+  if (!measure_streams(path, info.depth, timeline, error)) { return false; }
+  duration = timeline.length_of(stream_index, frame_rate);
+  log_length("stream " + std::to_string(stream_index) + ", measured:", duration);
+  return duration > 0.0 || refuse(error, "has no length");
+}

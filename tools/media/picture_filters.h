@@ -1,0 +1,43 @@
+// The engine's filters that bring the pictures of any source to one form: progressive, of one size
+// with square pixels, of one kind of colour. What a stream declares holds for its beginning; each
+// picture is judged by itself where it says more.
+//
+// Each returns a part of a chain that ends with a comma, or nothing.
+#pragma once
+
+#include <string>
+
+#include "tools/media/media_info.h"
+
+// Which weights luma and the colour differences are made with.
+enum class colour_matrix { bt601, bt709 };
+
+// The matrix by size, for a picture that says nothing: what is broadcast and sold at that size.
+colour_matrix matrix_for(picture_size size);
+
+// The engine's name of it.
+const char* matrix_name(colour_matrix matrix);
+
+// Names the matrix that the stream does not tell, and brings pictures whose size calls for another
+// one to it. Comes first: the filters that follow go by it.
+std::string assumed_colours(const video_stream& stream);
+
+// Whether its decoder tells of each picture if it is interlaced.
+bool marks_each_picture(const video_stream& stream);
+
+// Makes one progressive picture of each that is interlaced: where pictures are marked so, also when
+// the stream as a whole is not, and all of them where only the container or their looks tell.
+std::string deinterlacer(const video_stream& stream);
+
+// Scales to `size`, both sides even, with square pixels and ordinary colours: BT.709 primaries and
+// limited range under `matrix`, 8 bit 4:2:0, tagged so. The size and shape may change at any
+// picture: one of another shape than the stream's declared one keeps its own and gets bars. With
+// `map_light` a high dynamic range or a wide gamut is mapped, else its colours come out dull.
+std::string uniform_picture(const video_stream& stream, picture_size size, colour_matrix matrix,
+                            bool map_light);
+
+// True for a stream with more light or more colours than an ordinary screen has.
+bool needs_light_mapped(const video_stream& stream);
+
+// True when the engine has the filters that `map_light` needs.
+bool engine_can_map_light();

@@ -1,0 +1,198 @@
+// Runs an external program to its end.
+#include "tools/media/process_runner.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tools/job_log/job_log.h"
+#include "tools/media/tool_signals.h"
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+// Of each end of the errors: the first tell the cause, the last how it went out.
+constexpr std::size_t errors_kept = 4096;
+constexpr std::size_t read_size = 16384;
+
+// How long a program may keep a pipe open in another process after it has ended itself.
+constexpr std::chrono::milliseconds drain_limit{1000};
+
+class supervision {
+public:
+  supervision(const program_request& request, run_observer* observer)
+      : request_(request), observer_(observer), left_(request.time_limit) {}
+
+  program_result run() {
+    log_program(request_.argv);
+    const clock_type::time_point begin = clock_type::now();
+    if (child_.start(request_.argv, request_.priority, result_.message)) { supervise(); }
+    log_program_end(
+        ending(), std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - begin));
+    return result_;
+  }
+
+private:
+  void supervise() {
+    result_.end = program_end::exited;
+    last_ = clock_type::now();
+    do {
+      obey_signals();
+      wait();
+      read_pipe(child_.output_fd(), output_open_, &supervision::take_output);
+      read_pipe(child_.errors_fd(), errors_open_, &supervision::take_errors);
+      count_time();
+    } while (!child_.reap());
+    drain();
+    judge();
+  }
+
+  std::string ending() const {
+    const bool exited = result_.end == program_end::exited;
+    return exited ? "exit status " + std::to_string(result_.exit_status) : result_.cause();
+  }
+
+  void stop_because(program_end reason) {
+    if (result_.end == program_end::exited) { result_.end = reason; }
+    child_.kill();
+  }
+
+  void obey_signals() {
+    read_tool_signals();
+    if (stop_signal() != 0) { stop_because(program_end::tool_stopped); }
+    const bool suspended = suspend_wanted();
+    const bool held = observer_ != nullptr && observer_->on_tick(child_, suspended);
+    child_.set_stopped(suspended || held);
+  }
+
+  // Sleeps until something has happened, at most one tick.
+  void wait() {
+    pollfd watched[] = {{output_open_ ? child_.output_fd() : -1, POLLIN, 0},
+                        {errors_open_ ? child_.errors_fd() : -1, POLLIN, 0},
+                        {child_.end_fd(), POLLIN, 0},
+                        {tool_signal_fd(), POLLIN, 0}};
+    poll(watched, std::size(watched), static_cast<int>(run_observer::tick_interval.count()));
+  }
+
+  void read_pipe(int fd, bool& open, void (supervision::*take)(std::string_view)) {
+    char buffer[read_size];
+    while (open) {
+      const ssize_t count = read(fd, buffer, sizeof buffer);
+      if (count < 0 && errno == EINTR) { continue; }
+      if (count < 0 && errno == EAGAIN) { return; }
+      if (count <= 0) { open = false; }
+      if (count > 0) { (this->*take)({buffer, static_cast<std::size_t>(count)}); }
+      if (count > 0 && result_.end == program_end::too_much_output) { return; }
+    }
+  }
+
+  void take_output(std::string_view bytes) {
+    result_.output.append(bytes);
+    if (observer_ != nullptr) { hand_out_lines(); }
+    if (result_.output.size() > request_.output_limit) {
+      stop_because(program_end::too_much_output);
+    }
+  }
+
+  void hand_out_lines() {
+    std::size_t begin = 0;
+    std::size_t end = 0;
+    while ((end = result_.output.find('\n', begin)) != std::string::npos) {
+      observer_->on_line(std::string_view(result_.output).substr(begin, end - begin));
+      begin = end + 1;
+    }
+    result_.output.erase(0, begin);
+  }
+
+  void take_errors(std::string_view bytes) {
+    log_program_errors(bytes);
+    result_.errors.append(bytes);
+    if (result_.errors.size() <= 2 * errors_kept) { return; }
+    result_.errors.erase(errors_kept, result_.errors.size() - 2 * errors_kept);
+    result_.errors[errors_kept - 1] = '\n';
+  }
+
+  void count_time() {
+    const clock_type::time_point now = clock_type::now();
+    if (!suspend_wanted()) { left_ -= now - last_; }
+    last_ = now;
+    const bool limited = request_.time_limit.count() > 0;
+    if (limited && left_ <= clock_type::duration::zero()) { stop_because(program_end::timed_out); }
+  }
+
+  // What the child wrote last may still be in the pipes.
+  void drain() {
+    const clock_type::time_point deadline = clock_type::now() + drain_limit;
+    while ((output_open_ || errors_open_) && clock_type::now() < deadline &&
+           result_.end == program_end::exited) {
+      read_pipe(child_.output_fd(), output_open_, &supervision::take_output);
+      read_pipe(child_.errors_fd(), errors_open_, &supervision::take_errors);
+      if (output_open_ || errors_open_) { wait(); }
+    }
+  }
+
+  void judge() {
+    // A signal to the whole process group may have ended the child before it was read here.
+    read_tool_signals();
+    if (stop_signal() != 0) { stop_because(program_end::tool_stopped); }
+    if (result_.end != program_end::exited) { return; }
+    const int status = child_.wait_status();
+    if (WIFEXITED(status)) {
+      result_.exit_status = WEXITSTATUS(status);
+    } else {
+      result_.end = program_end::killed;
+      result_.message = std::string("ended by ") + strsignal(WTERMSIG(status));
+    }
+  }
+
+  const program_request& request_;
+  run_observer* observer_;
+  child_process child_;
+  program_result result_;
+  bool output_open_ = true;
+  bool errors_open_ = true;
+  clock_type::duration left_;
+  clock_type::time_point last_;
+};
+
+std::string last_line(std::string_view text) {
+  const std::size_t end = text.find_last_not_of(" \r\n");
+  if (end == std::string_view::npos) { return {}; }
+  text = text.substr(0, end + 1);
+  const std::size_t line_feed = text.rfind('\n');
+  return std::string(line_feed == std::string_view::npos ? text : text.substr(line_feed + 1));
+}
+
+}  // namespace
+
+std::string program_result::cause() const {
+  switch (end) {
+  case program_end::timed_out:
+    return "the time limit is over";
+  case program_end::too_much_output:
+    return "too much output";
+  case program_end::tool_stopped:
+    return "stopped";
+  case program_end::not_started:
+    return message;
+  case program_end::exited:
+  case program_end::killed:
+    break;
+  }
+  const std::string line = last_line(errors);
+  if (end == program_end::killed) { return line.empty() ? message : message + ": " + line; }
+  return line.empty() ? "exit status " + std::to_string(exit_status) : line;
+}
+
+program_result run_program(const program_request& request) {
+  return supervision(request, nullptr).run();
+}
+
+program_result run_program(const program_request& request, run_observer& observer) {
+  return supervision(request, &observer).run();
+}

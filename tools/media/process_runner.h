@@ -1,0 +1,63 @@
+// Runs an external program to its end, with its output bounded and its time limited, while the
+// tool's own signals are obeyed: it is stopped while the tool is suspended (that time does not
+// count against its limit), and killed when the tool is asked to stop. Blocks until it has ended.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tools/media/child_process.h"
+
+struct program_request {
+  std::vector<std::string> argv;            // argv[0] is an absolute path
+  std::chrono::milliseconds time_limit{0};  // 0 is none
+  std::size_t output_limit = 1U << 20;      // bytes kept of standard output
+  child_priority priority;
+};
+
+enum class program_end {
+  exited,  // by itself: exit_status says how
+  killed,  // by a signal that was not the tool's doing
+  not_started,
+  timed_out,
+  too_much_output,  // more than output_limit
+  tool_stopped,     // the tool itself is asked to stop
+};
+
+struct program_result {
+  program_end end = program_end::not_started;
+  int exit_status = 0;  // of `exited`
+  std::string output;   // standard output; empty where an observer took the lines
+  std::string errors;   // the first and the last 4 KiB of standard error
+  std::string message;  // the cause where it could not be started
+
+  bool success() const { return end == program_end::exited && exit_status == 0; }
+
+  // One line for a person: the last line of its errors where there is one, else how it ended.
+  std::string cause() const;
+};
+
+// Watches a program while it runs. Called from within run_program() only.
+class run_observer {
+public:
+  virtual ~run_observer() = default;
+
+  // A line of standard output, without its line end, valid during the call. A line longer than
+  // output_limit ends the program.
+  virtual void on_line(std::string_view line) = 0;
+
+  // Called at least every tick_interval while the child runs. True keeps the child stopped until
+  // the next tick. `suspended` tells that the tool is suspended, and the child with it.
+  virtual bool on_tick(const child_process& child, bool suspended) = 0;
+
+  static constexpr std::chrono::milliseconds tick_interval{50};
+};
+
+// Runs `request` to its end and collects its output.
+program_result run_program(const program_request& request);
+
+// The same, with each line of its output handed to `observer` instead.
+program_result run_program(const program_request& request, run_observer& observer);
