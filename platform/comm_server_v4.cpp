@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <new>
 #include <utility>
 
@@ -28,15 +29,24 @@ unique_fd make_socket() {
   return unique_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-// A socket file is stale when a connection to it is refused; a full backlog is not a refusal.
+// Whether the process at the other end has died and left its listening socket to a child that has
+// not executed its program yet.
+bool is_listener_dead(int connection) {
+  ucred listener{};
+  socklen_t size = sizeof(listener);
+  return getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &listener, &size) == 0 &&
+         listener.pid > 0 && kill(listener.pid, 0) != 0 && errno == ESRCH;
+}
+
+// A socket file is stale if a connection to it is refused, or if the server that made it is dead. A
+// full backlog is not a refusal.
 void remove_stale_file(const char* path, const local_address& address) {
   struct stat status {};
   if (lstat(path, &status) != 0 || !S_ISSOCK(status.st_mode)) { return; }
   const unique_fd probe = make_socket();
-  if (probe.valid() && connect(probe.get(), address.get(), sizeof(address.address)) != 0 &&
-      errno == ECONNREFUSED) {
-    unlink(path);
-  }
+  if (!probe.valid()) { return; }
+  const bool connected = connect(probe.get(), address.get(), sizeof(address.address)) == 0;
+  if (connected ? is_listener_dead(probe.get()) : errno == ECONNREFUSED) { unlink(path); }
 }
 
 bool is_own_file(const comm_socket_v4& server) {

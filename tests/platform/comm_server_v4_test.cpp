@@ -8,6 +8,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -54,6 +55,30 @@ TEST(comm_server, stale_socket_file_is_replaced) {
   EXPECT_EQ(create_server(second, path), 0);
   EXPECT_TRUE(raw_client(path).is_connected());
   comm_socket_v4_destroy(second);
+}
+
+TEST(comm_server, socket_that_a_dead_server_left_to_a_child_is_replaced) {
+  const test_folder folder;
+  const std::string path = folder.file("socket");
+  int is_ready[2];
+  ASSERT_EQ(pipe2(is_ready, O_CLOEXEC), 0);
+  const pid_t dead = fork();
+  if (dead == 0) {
+    create_server(comm_socket_v4_create(), path);
+    if (fork() == 0) {
+      usleep(1000000);
+      _exit(0);
+    }
+    static_cast<void>(!write(is_ready[1], "x", 1));
+    pause();
+  }
+  char byte = 0;
+  ASSERT_EQ(read(is_ready[0], &byte, 1), 1);
+  kill(dead, SIGKILL);
+  ASSERT_EQ(waitpid(dead, nullptr, 0), dead);
+  comm_socket_v4* const server = comm_socket_v4_create();
+  EXPECT_EQ(create_server(server, path), 0);
+  comm_socket_v4_destroy(server);
 }
 
 TEST(comm_server, socket_in_use_is_left_alone) {

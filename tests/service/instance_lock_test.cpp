@@ -10,12 +10,15 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/clock.h"
 #include "service/instance_lock.h"
 
 namespace {
 
 int flock_errno = 0;
+int flock_failures = 1000000;  // then it succeeds
 int flock_fd = -1;
+std::uint64_t now_us = 0;
 int flock_operation = 0;
 
 // Each case runs in a process of its own, since the lock is taken once per process.
@@ -51,11 +54,21 @@ using ::testing::ExitedWithCode;
 
 }  // namespace
 
+// Half a second passes between two looks.
+std::uint64_t monotonic_clock_us() {
+  return now_us += 500000;
+}
+
+std::uint64_t gettimeofday_us() {
+  return now_us;
+}
+
 extern "C" int flock(int fd, int operation) noexcept {
   flock_fd = fd;
   flock_operation = operation;
+  if (flock_errno == 0 || flock_failures-- <= 0) { return 0; }
   errno = flock_errno;
-  return flock_errno == 0 ? 0 : -1;
+  return -1;
 }
 
 TEST(instance_lock, taken_lets_the_service_run) {
@@ -65,6 +78,12 @@ TEST(instance_lock, taken_lets_the_service_run) {
 TEST(instance_lock, held_by_another_process_stops_the_service) {
   flock_errno = EAGAIN;
   EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(1), "^$");
+}
+
+TEST(instance_lock, held_by_nobody_who_is_alive_is_waited_for) {
+  flock_errno = EAGAIN;
+  flock_failures = 5;
+  EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(0), "^$");
 }
 
 TEST(instance_lock, that_fails_otherwise_is_done_without) {
