@@ -26,14 +26,3 @@ int report_usage(std::string_view tool, std::string_view cause) {
   log_failure("", cause);
   return exit_usage;
 }
-
-int parse_command_line(CLI::App& app, int argc, char** argv) {
-  app.set_version_flag("--version", app.get_name() + " " QX_VERSION);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) { return app.exit(error); }
-    return report_usage(app.get_name(), error.what());
-  }
-  return keep_going;
-}

@@ -6,21 +6,14 @@
 #include <string>
 #include <string_view>
 
-#include <CLI/CLI.hpp>
-
 #include "tools/job_log/one_line.h"
 
 constexpr int exit_success = 0;
 constexpr int exit_failure = 1;
 constexpr int exit_usage = 2;
 
-// What parse_command_line() returns when the tool is to go on.
+// What parsing a command line returns when the tool is to go on.
 constexpr int keep_going = -1;
-
-// Parses the command line with `app`, whose name is the tool's, after adding --version to it.
-// Returns keep_going, or the status to exit with; what there was to say has been said then.
-// An option's value may begin with a dash.
-int parse_command_line(CLI::App& app, int argc, char** argv);
 
 // Prints "TOOL: FILE: CAUSE" on standard error and returns exit_failure. A file name may hold
 // anything, so control characters are shown as \n or \xNN: it stays one line. The job's log gets it

@@ -179,20 +179,20 @@ int add_files(vod_service& service, const add_options& options,
 
 }  // namespace
 
-subcommand_action define_add(CLI::App& parser) {
+subcommand_action define_add(option_parser& parser) {
   const auto files = add_operands(parser, "FILE", "Media files, below a folder the service allows");
   const auto options = std::make_shared<add_options>();
   add_profile_option(parser, options->profile,
                      "Profile to make, of those that the file offers; the best if not given");
   parser.add_flag("--delete-on-finish", options->delete_on_finish,
                   "Delete the file and its metadata once its copy is finished");
-  auto* const hold = parser.add_flag(
+  const declared_option hold = parser.add_flag(
       "--hold", options->hold,
       "Do not start it yet; the service drops it if \"ready\" does not follow in 15 s");
   parser.add_flag("-r,--recursive", options->recursive,
                   "Of a folder add what is named like media, below it and its subfolders");
   parser.add_flag("--wait", options->wait, "Follow the jobs until each is done or cancelled")
-      ->excludes(hold);
+      .excludes(hold);
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return add_files(service, *options, *files, *json); };
 }

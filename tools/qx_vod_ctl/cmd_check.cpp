@@ -45,12 +45,13 @@ int run_check(const check_options& options) {
 
 }  // namespace
 
-subcommand_action define_check(CLI::App& parser) {
+subcommand_action define_check(option_parser& parser) {
   const auto options = std::make_shared<check_options>();
-  parser.add_option("FILE", options->file, "The media file to look at")->required();
+  parser.add_option("FILE", options->file, "The media file to look at").required();
   add_profile_option(parser, options->profile, "The profile that would be given when adding");
   parser.add_flag("--json", options->json, "Print one object; its keys are in docs/doctor.md");
-  parser.footer("Exit status: 0 it would be transcoded, 4 no such file, 5 it would be refused,\n"
-                "1 that cannot be told.");
+  parser.set_footer(
+      "Exit status: 0 it would be transcoded, 4 no such file, 5 it would be refused,\n"
+      "1 that cannot be told.");
   return [options](vod_service&) { return end_of_tool(run_check(*options)); };
 }

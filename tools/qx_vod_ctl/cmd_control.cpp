@@ -144,26 +144,26 @@ int modify_item(vod_service& service, const std::string& given,
 
 }  // namespace
 
-subcommand_action define_test(CLI::App& parser) {
+subcommand_action define_test(option_parser& parser) {
   const auto json = add_json_flag(parser);
   return [json](vod_service& service) { return test_service(service, *json); };
 }
 
-subcommand_action define_item_command(CLI::App& parser) {
+subcommand_action define_item_command(option_parser& parser) {
   const auto choice = add_item_choice(parser);
   const auto json = add_json_flag(parser);
-  const std::string word = parser.get_name();
+  const std::string word = parser.name();
   const auto command = std::find_if(std::begin(commands_for_all), std::end(commands_for_all),
                                     [&](const command_for_all& one) { return word == one.word; });
   return [=](vod_service& service) { return command_items(service, *command, *choice, *json); };
 }
 
-subcommand_action define_modify(CLI::App& parser) {
+subcommand_action define_modify(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
-  parser.add_option("ID", *id, id_help)->required();
+  parser.add_option("ID", *id, id_help).required();
   const auto changes = add_operands(parser, "NAME=VALUE", "What to change");
   const auto json = add_json_flag(parser);
-  parser.footer(
+  parser.set_footer(
       "Names: \"input file\", \"transcode profile\", \"transcode state\", \"paused\" (0 or "
       "1),\n\"delete on finish\" (0 or 1).");
   return [=](vod_service& service) { return modify_item(service, *id, *changes, *json); };

@@ -28,13 +28,13 @@ int run_doctor(vod_service& service, const doctor_options& options) {
 
 }  // namespace
 
-subcommand_action define_doctor(CLI::App& parser) {
+subcommand_action define_doctor(option_parser& parser) {
   const auto options = std::make_shared<doctor_options>();
   parser.add_option("--color", options->colour, "auto, always or never; auto heeds NO_COLOR")
-      ->check(CLI::IsMember({"auto", "always", "never"}));
+      .one_of({"auto", "always", "never"});
   parser.add_flag("--json", options->json,
                   "Print an array of objects: check, result, text, advice");
   parser.add_flag("--fix", options->fix, "Remove what killed tools have left behind");
-  parser.footer("Exit status: 0 no problem (warnings are none), 1 a problem.");
+  parser.set_footer("Exit status: 0 no problem (warnings are none), 1 a problem.");
   return [options](vod_service& service) { return end_of_tool(run_doctor(service, *options)); };
 }

@@ -80,18 +80,18 @@ int show_item(vod_service& service, const std::string& given, bool json) {
 
 }  // namespace
 
-subcommand_action define_list(CLI::App& parser) {
+subcommand_action define_list(option_parser& parser) {
   const auto range = std::make_shared<queue_range>();
-  const auto positions = CLI::Range(range->first, range->last);
-  parser.add_option("--start", range->first, "First position, counted from 0")->check(positions);
-  parser.add_option("--end", range->last, "Last position")->check(positions);
+  parser.add_option("--start", range->first, "First position, counted from 0")
+      .in_range(range->first, range->last);
+  parser.add_option("--end", range->last, "Last position").in_range(range->first, range->last);
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return list_queue(service, *range, *json); };
 }
 
-subcommand_action define_show(CLI::App& parser) {
+subcommand_action define_show(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N")->required();
+  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return show_item(service, *id, *json); };
 }

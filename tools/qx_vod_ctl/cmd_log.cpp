@@ -77,12 +77,13 @@ int print_log(vod_service& service, const std::string& given, bool follow) {
 
 }  // namespace
 
-subcommand_action define_log(CLI::App& parser) {
+subcommand_action define_log(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
   const auto follow = std::make_shared<bool>(false);
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N")->required();
+  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
   parser.add_flag("-f,--follow", *follow, "Go on until the job is done or cancelled");
-  parser.footer("The log of the source comes first: it has the listings and failures of every job\n"
-                "that was made of it.");
+  parser.set_footer(
+      "The log of the source comes first: it has the listings and failures of every job\n"
+      "that was made of it.");
   return [=](vod_service& service) { return print_log(service, *id, *follow); };
 }

@@ -121,13 +121,14 @@ int run_queue(vod_service& service, const queue_options& options) {
 
 }  // namespace
 
-subcommand_action define_queue(CLI::App& parser) {
+subcommand_action define_queue(option_parser& parser) {
   const auto options = std::make_shared<queue_options>();
   parser.add_option("ACTION", options->action, "list, show or restore; list if not given")
-      ->check(CLI::IsMember({"list", "show", "restore"}).description(""));
+      .one_of_described({"list", "show", "restore"});
   parser.add_option("COPY", options->copy, "Time of a copy, or its beginning; the latest if not");
   parser.add_flag("--json", options->json, "Print the list, or the jobs shown, as an array");
-  parser.footer("\"restore\" adds to a running service the unfinished jobs that it does not have;\n"
-                "of a stopped one it writes the queue file. Jobs that are there are left alone.");
+  parser.set_footer(
+      "\"restore\" adds to a running service the unfinished jobs that it does not have;\n"
+      "of a stopped one it writes the queue file. Jobs that are there are left alone.");
   return [options](vod_service& service) { return run_queue(service, *options); };
 }

@@ -116,12 +116,12 @@ int run_remove(vod_service& service, const item_choice& choice, const remove_opt
 
 }  // namespace
 
-subcommand_action define_remove(CLI::App& parser) {
+subcommand_action define_remove(option_parser& parser) {
   const auto choice = add_item_choice(parser);
   const auto options = std::make_shared<remove_options>();
   parser.add_flag("-y,--yes", options->yes, "Ask nothing, and stop what is at work");
   parser.add_flag("--json", options->json, "Prints nothing: a removal's reply has no data");
-  parser.footer("Asks on a terminal before it stops work, deletes a source file, or takes a\n"
-                "whole selection; elsewhere a whole selection needs --yes.");
+  parser.set_footer("Asks on a terminal before it stops work, deletes a source file, or takes a\n"
+                    "whole selection; elsewhere a whole selection needs --yes.");
   return [=](vod_service& service) { return run_remove(service, *choice, *options); };
 }

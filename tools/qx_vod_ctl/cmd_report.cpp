@@ -71,12 +71,12 @@ int report_item(vod_service& service, const std::string& given, const std::strin
 
 }  // namespace
 
-subcommand_action define_report(CLI::App& parser) {
+subcommand_action define_report(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
   const auto file = std::make_shared<std::string>();
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N")->required();
+  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
   parser.add_option("-o,--output", *file, "The archive to write; never in place of another file");
-  parser.footer("The other server's name and password are taken out; look through the archive\n"
-                "all the same before you hand it on: it names files.");
+  parser.set_footer("The other server's name and password are taken out; look through the archive\n"
+                    "all the same before you hand it on: it names files.");
   return [=](vod_service& service) { return end_of_tool(report_item(service, *id, *file)); };
 }

@@ -98,11 +98,11 @@ int show_status(vod_service& service, const status_options& options) {
 
 }  // namespace
 
-subcommand_action define_status(CLI::App& parser) {
+subcommand_action define_status(option_parser& parser) {
   const auto options = std::make_shared<status_options>();
   add_state_option(parser, options->state, "Only the items in this state");
   add_colour_option(parser, options->colour);
   parser.add_flag("--json", options->json, "Print one array of whole items, for jq and the like");
-  parser.footer("A terminal gets lines that fit it; a pipe gets whole paths and texts.");
+  parser.set_footer("A terminal gets lines that fit it; a pipe gets whole paths and texts.");
   return [options](vod_service& service) { return show_status(service, *options); };
 }

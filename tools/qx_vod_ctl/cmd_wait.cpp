@@ -30,16 +30,17 @@ int follow_job(vod_service& service, const std::string& given) {
 
 }  // namespace
 
-subcommand_action define_wait(CLI::App& parser) {
+subcommand_action define_wait(option_parser& parser) {
   const auto ids = add_operands(parser, "ID", "Entry id, the beginning of one, or job:N");
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return wait_for_jobs(service, *ids, *json); };
 }
 
-subcommand_action define_follow(CLI::App& parser) {
+subcommand_action define_follow(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N")->required();
-  parser.footer("On a terminal one line that is written anew; else a line for each tenth part,\n"
-                "and for each change of state or text.");
+  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
+  parser.set_footer(
+      "On a terminal one line that is written anew; else a line for each tenth part,\n"
+      "and for each change of state or text.");
   return [=](vod_service& service) { return follow_job(service, *id); };
 }

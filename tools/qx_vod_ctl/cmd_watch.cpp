@@ -151,10 +151,10 @@ int watch_queue(const std::string& colour) {
 
 }  // namespace
 
-subcommand_action define_watch(CLI::App& parser) {
+subcommand_action define_watch(option_parser& parser) {
   const auto colour = std::make_shared<std::string>("auto");
   add_colour_option(parser, *colour);
-  parser.footer("Keys: up and down select, p pause, r resume, c cancel, R restart, x remove,\n"
-                "q quit. Cancel and remove ask first.");
+  parser.set_footer("Keys: up and down select, p pause, r resume, c cancel, R restart, x remove,\n"
+                    "q quit. Cancel and remove ask first.");
   return [colour](vod_service&) { return watch_queue(*colour); };
 }

@@ -5,7 +5,6 @@
 #include <iterator>
 
 #include "tools/command_line/command_line.h"
-#include "tools/qx_vod_ctl/help_form.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"
@@ -41,7 +40,7 @@ constexpr const char* exit_status_help =
 // The parser takes an operand in brackets for a list of its own and splits it. Only files are ever
 // named like that, and with "./" in front the name means the same file.
 void keep_brackets(std::vector<std::string>& arguments) {
-  for (std::size_t i = 2; i < arguments.size() && arguments[1] == "add"; ++i) {
+  for (std::size_t i = 1; i < arguments.size() && arguments[0] == "add"; ++i) {
     if (arguments[i][0] == '[') { arguments[i].insert(0, "./"); }
   }
 }
@@ -57,25 +56,19 @@ bool is_for_the_whole_program(const std::string& argument) {
 
 // Options without a subcommand are those of the one that is done then.
 void name_subcommand(std::vector<std::string>& arguments) {
-  const bool names_one = arguments.size() > 1 && arguments[1].substr(0, 1) != "-";
-  if (names_one || (arguments.size() > 1 && is_for_the_whole_program(arguments[1]))) { return; }
-  arguments.insert(arguments.begin() + 1, "status");
+  const bool names_one = !arguments.empty() && arguments[0].substr(0, 1) != "-";
+  if (names_one || (!arguments.empty() && is_for_the_whole_program(arguments[0]))) { return; }
+  arguments.insert(arguments.begin(), "status");
 }
 
-int parse(CLI::App& app, int argc, char** argv) {
-  std::vector<std::string> arguments(argv, argv + argc);
+int parse(program_parser& program, std::vector<std::string> arguments) {
   name_subcommand(arguments);
-  if (!is_subcommand(arguments[1]) && !is_for_the_whole_program(arguments[1])) {
-    return report_usage(app.get_name(),
-                        "'" + arguments[1] + "' is no subcommand: see qx_vod_ctl --help");
+  if (!is_subcommand(arguments[0]) && !is_for_the_whole_program(arguments[0])) {
+    return report_usage(program.name(),
+                        "'" + arguments[0] + "' is no subcommand: see qx_vod_ctl --help");
   }
   keep_brackets(arguments);
-  std::vector<char*> pointers;
-  pointers.reserve(arguments.size());
-  for (auto& argument : arguments) {
-    pointers.push_back(argument.data());
-  }
-  return parse_command_line(app, static_cast<int>(pointers.size()), pointers.data());
+  return program.parse(std::move(arguments));
 }
 
 // A table that did not reach its file is no success.
@@ -86,20 +79,19 @@ int end_of_output(int status) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("", "qx_vod_ctl");
-  app.formatter(std::make_shared<help_form>());
-  app.require_subcommand(1);
-  app.footer(exit_status_help);
-  std::vector<std::pair<CLI::App*, subcommand_action>> actions;
+  program_parser program("qx_vod_ctl", "");
+  program.expect_subcommand("[SUBCOMMAND] [OPTIONS|--help], or --version; alone: status");
+  program.set_footer(exit_status_help);
+  std::vector<std::pair<subcommand_parser, subcommand_action>> actions;
   for (const auto& [name, summary, define] : subcommands) {
-    CLI::App* parser = app.add_subcommand(name, summary);
-    actions.emplace_back(parser, define(*parser));
+    subcommand_parser parser = program.add_subcommand(name, summary);
+    actions.emplace_back(parser, define(parser));
   }
-  const int status = parse(app, argc, argv);
+  const int status = parse(program, {argv + std::min(argc, 1), argv + argc});
   if (status != keep_going) { return status; }
   service_connection service;
   for (const auto& [parser, action] : actions) {
-    if (parser->parsed()) { return end_of_output(action(service)); }
+    if (parser.is_given()) { return end_of_output(action(service)); }
   }
   return exit_usage;
 }

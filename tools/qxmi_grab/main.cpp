@@ -6,6 +6,7 @@
 
 #include "platform/metadata_v4.h"
 #include "tools/command_line/command_line.h"
+#include "tools/command_line/option_parser.h"
 #include "tools/job_log/job_log.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_grab/grab.h"
@@ -24,19 +25,19 @@ struct command_line {
   grab_options job;
 };
 
-void define_options(CLI::App& app, command_line& line) {
-  app.name(tool_name);
-  app.add_option("--file", line.job.input, "The media file to read");
-  app.add_option("-o", line.job.output, "The picture to make, under this very name");
-  app.add_flag("--jpeg", line.jpeg, "Make a JPEG; there is no other format");
-  app.add_option("--jpeg-quality", line.job.quality, "1 the smallest file to 100 the best picture")
-      ->check(CLI::Range(1, 100));
-  app.add_option("--height", line.height, "Lines of the picture, never more than the file has");
-  app.add_flag("--keep-aspect-ratio", line.keep_aspect_ratio,
-               "Keep the shape of what is shown; it always is");
-  app.add_flag("--clip-aspect-ratio", line.job.clip, "Cut the picture to 16:9");
-  app.add_option("-t", line.moment, "A moment in seconds, or \"random\" for a good one");
-  app.add_flag("--no-uid", line.no_uid, "Add nothing to the picture's name; nothing ever is");
+void define_options(option_parser& parser, command_line& line) {
+  parser.add_option("--file", line.job.input, "The media file to read");
+  parser.add_option("-o", line.job.output, "The picture to make, under this very name");
+  parser.add_flag("--jpeg", line.jpeg, "Make a JPEG; there is no other format");
+  parser
+      .add_option("--jpeg-quality", line.job.quality, "1 the smallest file to 100 the best picture")
+      .in_range(1, 100);
+  parser.add_option("--height", line.height, "Lines of the picture, never more than the file has");
+  parser.add_flag("--keep-aspect-ratio", line.keep_aspect_ratio,
+                  "Keep the shape of what is shown; it always is");
+  parser.add_flag("--clip-aspect-ratio", line.job.clip, "Cut the picture to 16:9");
+  parser.add_option("-t", line.moment, "A moment in seconds, or \"random\" for a good one");
+  parser.add_flag("--no-uid", line.no_uid, "Add nothing to the picture's name; nothing ever is");
 }
 
 // "random" or a number of seconds.
@@ -56,10 +57,10 @@ std::string log_folder(const std::string& output) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Grabs a picture out of a film, or draws one of a sound.");
+  program_parser parser(tool_name, "Grabs a picture out of a film, or draws one of a sound.");
   command_line line;
-  define_options(app, line);
-  const int status = parse_command_line(app, argc, argv);
+  define_options(parser, line);
+  const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
   if (line.job.input.empty()) { return report_usage(tool_name, "--file is required"); }
   if (line.job.output.empty()) { return report_usage(tool_name, "-o is required"); }

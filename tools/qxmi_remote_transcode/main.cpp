@@ -3,6 +3,7 @@
 
 #include "service/transcode_settings.h"
 #include "tools/command_line/command_line.h"
+#include "tools/command_line/option_parser.h"
 #include "tools/job_log/job_log.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/tool_signals.h"
@@ -14,13 +15,13 @@ namespace {
 const std::string tool_name = "qxmi_remote_transcode";
 
 int run(int argc, char** argv) {
-  CLI::App app("Sends a file to the server that /mnt/main/tv/vod.conf names, to be transcoded.");
-  app.name(tool_name);
+  program_parser parser(
+      tool_name, "Sends a file to the server that /mnt/main/tv/vod.conf names, to be transcoded.");
   std::string name;
   std::string file;
-  app.add_option("NAME", name, "The file's name on the server");
-  app.add_option("FILE", file, "The file to send");
-  const int status = parse_command_line(app, argc, argv);
+  parser.add_option("NAME", name, "The file's name on the server");
+  parser.add_option("FILE", file, "The file to send");
+  const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
   if (name.empty() || file.empty()) {
     return report_usage(tool_name, "NAME and FILE are required");

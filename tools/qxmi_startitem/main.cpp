@@ -8,6 +8,7 @@
 
 #include "platform/metadata_v4.h"
 #include "tools/command_line/command_line.h"
+#include "tools/command_line/option_parser.h"
 #include "tools/job_log/job_log.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/tool_signals.h"
@@ -29,13 +30,12 @@ struct command_line {
 constexpr const char* daemon_help =
     "Said by a service that runs this; changes nothing, the work is done before it ends";
 
-void define_options(CLI::App& app, command_line& line) {
-  app.name(tool_name);
-  app.add_option("--file", line.file, "The file to look at");
-  app.add_flag("--identify", line.identify, "Find out what the file is");
-  app.add_flag("--create-meta", line.create_meta,
-               "Write it to the file's metadata, instead of to standard output");
-  app.add_flag("--daemon", line.daemon, daemon_help);
+void define_options(option_parser& parser, command_line& line) {
+  parser.add_option("--file", line.file, "The file to look at");
+  parser.add_flag("--identify", line.identify, "Find out what the file is");
+  parser.add_flag("--create-meta", line.create_meta,
+                  "Write it to the file's metadata, instead of to standard output");
+  parser.add_flag("--daemon", line.daemon, daemon_help);
 }
 
 bool print_entries(const std::vector<item_entry>& entries) {
@@ -89,10 +89,10 @@ void open_log(const std::string& file, process_arguments arguments) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Finds out what a file is and writes its metadata.");
+  program_parser parser(tool_name, "Finds out what a file is and writes its metadata.");
   command_line line;
-  define_options(app, line);
-  const int status = parse_command_line(app, argc, argv);
+  define_options(parser, line);
+  const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
   if (line.file.empty()) { return report_usage(tool_name, "--file is required"); }
   if (!line.identify) { return report_usage(tool_name, "--identify is required"); }

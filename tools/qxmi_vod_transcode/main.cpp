@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "tools/command_line/command_line.h"
+#include "tools/command_line/option_parser.h"
 #include "tools/job_log/job_log.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/tool_signals.h"
@@ -24,22 +25,22 @@ struct command_line {
   transcode_options job;
 };
 
-void define_options(CLI::App& app, command_line& line) {
-  app.name(tool_name);
-  app.add_option("--file", line.job.input, "The media file to read");
-  CLI::Option* quote = app.add_flag("--quote", line.quote, "List what can be made of the file");
-  app.add_option("--height", line.max_height, "List nothing above this many lines")
-      ->check(CLI::Range(1, std::numeric_limits<int>::max()))
-      ->needs(quote);
-  app.add_option("-d", line.job.level, "0 normal, 1 to 6 low priority, 7 only when idle")
-      ->check(CLI::Range(0, 7));
-  app.add_option("--cpu-cap", line.job.cpu_cap, "Percent of all processors; 0 is no cap")
-      ->check(CLI::Range(0, 100));
-  app.add_option("--max-threads", line.job.max_threads, "Threads of the encoder at most")
-      ->check(CLI::Range(1, 1024));
-  app.add_option("--profile", line.job.profile, "A profile that --quote lists")->excludes(quote);
-  app.add_option("-f", line.format, "The output's format")->check(CLI::IsMember({"mp4"}));
-  app.add_option("-o", line.job.output, "The file to make")->excludes(quote);
+void define_options(option_parser& parser, command_line& line) {
+  parser.add_option("--file", line.job.input, "The media file to read");
+  const declared_option quote =
+      parser.add_flag("--quote", line.quote, "List what can be made of the file");
+  parser.add_option("--height", line.max_height, "List nothing above this many lines")
+      .in_range(1, std::numeric_limits<int>::max())
+      .needs(quote);
+  parser.add_option("-d", line.job.level, "0 normal, 1 to 6 low priority, 7 only when idle")
+      .in_range(0, 7);
+  parser.add_option("--cpu-cap", line.job.cpu_cap, "Percent of all processors; 0 is no cap")
+      .in_range(0, 100);
+  parser.add_option("--max-threads", line.job.max_threads, "Threads of the encoder at most")
+      .in_range(1, 1024);
+  parser.add_option("--profile", line.job.profile, "A profile that --quote lists").excludes(quote);
+  parser.add_option("-f", line.format, "The output's format").one_of({"mp4"});
+  parser.add_option("-o", line.job.output, "The file to make").excludes(quote);
 }
 
 int quote_source(const command_line& line) {
@@ -56,10 +57,10 @@ int quote_source(const command_line& line) {
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Makes video-on-demand copies of media files.");
+  program_parser parser(tool_name, "Makes video-on-demand copies of media files.");
   command_line line;
-  define_options(app, line);
-  const int status = parse_command_line(app, argc, argv);
+  define_options(parser, line);
+  const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
   if (line.job.input.empty()) { return report_usage(tool_name, "--file is required"); }
   const std::string& logged = line.quote ? line.job.input : line.job.output;

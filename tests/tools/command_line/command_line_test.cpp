@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tools/command_line/command_line.h"
+#include "tools/command_line/option_parser.h"
 
 using testing::HasSubstr;
 using testing::internal::CaptureStderr;
@@ -19,18 +20,13 @@ struct parsed {
   std::string errors;
 };
 
-parsed parse(std::vector<std::string> words) {
-  words.insert(words.begin(), "tool");
-  std::vector<char*> argv;
-  for (std::string& word : words) {
-    argv.push_back(word.data());
-  }
+parsed parse(std::vector<std::string> arguments) {
   parsed result;
-  CLI::App app("A tool.", "tool");
-  app.add_option("--file", result.file, "A file");
+  program_parser parser("tool", "A tool.");
+  parser.add_option("--file", result.file, "A file");
   CaptureStdout();
   CaptureStderr();
-  result.status = parse_command_line(app, static_cast<int>(argv.size()), argv.data());
+  result.status = parser.parse(std::move(arguments));
   result.output = GetCapturedStdout();
   result.errors = GetCapturedStderr();
   return result;
@@ -82,4 +78,41 @@ TEST(on_one_line, makes_control_characters_visible) {
 
 TEST(on_one_line, leaves_other_text_alone) {
   EXPECT_EQ(on_one_line("a \xc3\xbc %s"), "a \xc3\xbc %s");
+}
+
+TEST(option_parser, reads_what_follows_the_program_name) {
+  char program[] = "/usr/bin/tool";
+  char option[] = "--file";
+  char value[] = "a.mp4";
+  char* argv[] = {program, option, value};
+  std::string file;
+  program_parser parser("tool", "A tool.");
+  parser.add_option("--file", file, "A file");
+  EXPECT_EQ(parser.parse(3, argv), keep_going);
+  EXPECT_EQ(file, "a.mp4");
+}
+
+TEST(option_parser, refuses_an_option_without_the_one_it_needs) {
+  bool list = false;
+  int height = 0;
+  program_parser parser("tool", "A tool.");
+  const declared_option listing = parser.add_flag("--list", list, "List");
+  parser.add_option("--height", height, "Lines").in_range(1, 9).needs(listing);
+  CaptureStderr();
+  EXPECT_EQ(parser.parse({"--height", "3"}), exit_usage);
+  EXPECT_EQ(parser.parse({"--list", "--height", "10"}), exit_usage);
+  EXPECT_EQ(parser.parse({"--list", "--height", "9"}), keep_going);
+  EXPECT_EQ(GetCapturedStderr(), "tool: --height requires --list\n"
+                                 "tool: --height: Value 10 not in range 1 to 9\n");
+  EXPECT_EQ(height, 9);
+}
+
+TEST(option_parser, knows_the_subcommand_that_was_given) {
+  program_parser program("tool", "");
+  program.expect_subcommand("WORD");
+  const subcommand_parser add = program.add_subcommand("add", "Add");
+  const subcommand_parser remove = program.add_subcommand("remove", "Remove");
+  EXPECT_EQ(program.parse({"remove"}), keep_going);
+  EXPECT_FALSE(add.is_given());
+  EXPECT_TRUE(remove.is_given());
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 
 using ::testing::ElementsAre;
@@ -15,11 +16,10 @@ struct added {
   std::string err;
 };
 
-// The last argument comes first, as the parser wants it.
-added run_add(vod_service& service, std::vector<std::string> arguments_backwards) {
-  CLI::App parser;
+added run_add(vod_service& service, std::vector<std::string> arguments) {
+  program_parser parser("add", "");
   const auto action = define_add(parser);
-  parser.parse(arguments_backwards);
+  EXPECT_EQ(parser.parse(std::move(arguments)), keep_going);
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   added result;
@@ -45,7 +45,7 @@ TEST(ctl_add, source_survives_the_removal_of_a_refused_job_that_was_to_delete_it
     if (command == "add") { return added_as("a"); }
     return command == "ready" ? rejected : accepted("");
   });
-  EXPECT_EQ(run_add(service, {"/mnt/f", "--delete-on-finish"}).exit_status, exit_refused);
+  EXPECT_EQ(run_add(service, {"--delete-on-finish", "/mnt/f"}).exit_status, exit_refused);
   EXPECT_THAT(service.asked(),
               ElementsAre("add input file=/mnt/f delete on finish=1", "ready entry id=a",
                           "modify entry id=a delete on finish=0", "remove entry id=a"));
@@ -56,7 +56,7 @@ TEST(ctl_add, refused_job_stays_when_its_source_cannot_be_made_safe) {
     if (command == "add") { return added_as("a"); }
     return command == "ready" ? rejected : refused(exit_refused, "NO");
   });
-  const auto result = run_add(service, {"/mnt/f", "--delete-on-finish"});
+  const auto result = run_add(service, {"--delete-on-finish", "/mnt/f"});
   EXPECT_EQ(service.asked().back(), "modify entry id=a delete on finish=0");
   EXPECT_THAT(result.err, HasSubstr("/mnt/f: Rejected: no disk\n"));
   EXPECT_THAT(result.err, HasSubstr("left in the queue as a: NO\n"));
@@ -66,7 +66,7 @@ TEST(ctl_add, service_that_goes_between_the_two_requests_leaves_the_id_behind) {
   scripted_service service([](const std::string& command, auto&) {
     return command == "add" ? added_as("a") : refused(exit_no_service, "went away");
   });
-  const auto result = run_add(service, {"/mnt/g", "/mnt/f"});
+  const auto result = run_add(service, {"/mnt/f", "/mnt/g"});
   EXPECT_EQ(result.exit_status, exit_no_service);
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/f: added as a but not made ready: went away\n");
@@ -78,7 +78,7 @@ TEST(ctl_add, goes_on_after_a_refusal) {
     if (command != "add") { return accepted(item_json("b", "ready")); }
     return pairs[0].second == "/mnt/f" ? refused(exit_refused, "NO") : added_as("b");
   });
-  const auto result = run_add(service, {"/mnt/g", "/mnt/f"});
+  const auto result = run_add(service, {"/mnt/f", "/mnt/g"});
   EXPECT_EQ(result.exit_status, exit_refused);
   EXPECT_EQ(result.out, "b\n");
   EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/f: NO\n");

@@ -3,6 +3,7 @@
 #include <json11.hpp>
 
 #include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 
 using ::testing::ElementsAre;
@@ -29,12 +30,12 @@ service_reply answer(const std::string& command, const name_values& pairs) {
                       .dump());
 }
 
-// The ids to which the command was sent. The last argument comes first, as the parser wants it.
+// The ids to which the command was sent.
 std::vector<std::string> ids_of(const std::string& command, const subcommand_definition& define,
-                                std::vector<std::string> arguments_backwards) {
-  CLI::App parser("", command);
+                                std::vector<std::string> arguments) {
+  program_parser parser(command, "");
   const auto action = define(parser);
-  parser.parse(arguments_backwards);
+  EXPECT_EQ(parser.parse(std::move(arguments)), keep_going);
   scripted_service service(answer);
   testing::internal::CaptureStdout();
   action(service);
@@ -60,20 +61,20 @@ TEST(ctl_stopping_order, last_in_line_is_stopped_first_and_the_one_at_work_last)
 }
 
 TEST(ctl_stopping_order, holds_for_ids_in_whatever_order_they_are_given) {
-  EXPECT_THAT(ids_of("pause", define_item_command, {"fourth", "second", "at-work"}),
+  EXPECT_THAT(ids_of("pause", define_item_command, {"at-work", "second", "fourth"}),
               ElementsAre("fourth", "second", "at-work"));
-  EXPECT_THAT(ids_of("pause", define_item_command, {"at-work", "fourth", "second"}),
+  EXPECT_THAT(ids_of("pause", define_item_command, {"second", "fourth", "at-work"}),
               ElementsAre("fourth", "second", "at-work"));
 }
 
 TEST(ctl_stopping_order, holds_for_a_removal_that_stops_jobs) {
-  EXPECT_THAT(ids_of("remove", define_remove, {"--yes", "--all"}),
+  EXPECT_THAT(ids_of("remove", define_remove, {"--all", "--yes"}),
               ElementsAre("fourth", "second", "resumed", "at-work"));
 }
 
 TEST(ctl_stopping_order, jobs_are_started_in_the_order_of_the_queue) {
-  EXPECT_THAT(ids_of("restart", define_item_command, {"fourth", "second"}),
+  EXPECT_THAT(ids_of("restart", define_item_command, {"second", "fourth"}),
               ElementsAre("second", "fourth"));
-  EXPECT_THAT(ids_of("resume", define_item_command, {"ready", "--state"}),
+  EXPECT_THAT(ids_of("resume", define_item_command, {"--state", "ready"}),
               ElementsAre("second", "fourth"));
 }
