@@ -1,7 +1,6 @@
 // Reads a child's entry in /proc.
 #include "exec/child_signals.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -9,9 +8,12 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
 
 namespace {
+
+constexpr std::size_t status_limit = 65536;  // bytes; some 1500 are usual
 
 std::string link_target(const char* path) {
   char target[4096];
@@ -25,16 +27,10 @@ bool runs_another_program(const std::string& process) {
   return !program.empty() && program != link_target("/proc/self/exe");
 }
 
-std::string read_whole(const std::string& path) {
-  const unique_fd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+std::string read_status(const std::string& process) {
+  const unique_fd file(open((process + "/status").c_str(), O_RDONLY | O_CLOEXEC));
   std::string text;
-  char block[4096];
-  ssize_t got = 0;
-  while (file.valid() && (got = read(file.get(), block, sizeof(block))) != 0) {
-    if (got < 0 && errno != EINTR) { return ""; }
-    text.append(block, got < 0 ? 0 : static_cast<std::size_t>(got));
-  }
-  return text;
+  return file.valid() && read_all(file.get(), status_limit, text) ? text : "";
 }
 
 // The set of a line like SigCgt: 0000000180014203, the signals as bits from 1 on.
@@ -48,7 +44,7 @@ std::uint64_t read_set(const std::string& status, const char* name) {
 
 child_signals read_child_signals(pid_t pid) {
   std::string const process = "/proc/" + std::to_string(pid);
-  std::string const status = read_whole(process + "/status");
+  std::string const status = read_status(process);
   if (status.empty()) { return {true, 0, ~std::uint64_t{0}}; }
   return {runs_another_program(process), read_set(status, "ShdPnd"), read_set(status, "SigCgt")};
 }

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include <dirent.h>
@@ -14,16 +13,13 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "queue/transcode_queue.h"
 
 namespace {
 
 constexpr std::size_t status_read_limit = 4095;
-
-struct dir_closer {
-  void operator()(DIR* dir) const { closedir(dir); }
-};
 
 // A job's number is its directory's whole name, in decimal; kept to 32 bits like every job id.
 bool parse_job_number(const char* name, std::int32_t& number) {
@@ -75,7 +71,7 @@ void sweep_entry(int jobs_fd, const char* name) {
 }  // namespace
 
 void markdown_unknown_vod_fileops() {
-  const std::unique_ptr<DIR, dir_closer> jobs(opendir(path_fileops_jobs));
+  const unique_dir jobs(opendir(path_fileops_jobs));
   if (!jobs) { return; }
   while (const dirent* entry = readdir(jobs.get())) {
     sweep_entry(dirfd(jobs.get()), entry->d_name);

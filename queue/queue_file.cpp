@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/file_bytes.h"
 #include "platform/guarded_file.h"
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
@@ -39,29 +40,15 @@ bool set_unreadable_file_aside() {
 }
 
 // The descriptor does not block, so that nothing put in the file's place can hold up the start.
-bool read_whole_file(int fd, std::string& text, std::string& error) {
-  char block[65536];
-  ssize_t got = 0;
-  while ((got = read(fd, block, sizeof(block))) != 0) {
-    if (got < 0 && errno == EINTR) { continue; }
-    if (got < 0) {
-      error = strerror(errno);
-      return false;
-    }
-    if (text.size() + static_cast<std::size_t>(got) > queue_file_size_limit) {
-      error = "file too large";
-      return false;
-    }
-    text.append(block, static_cast<std::size_t>(got));
-  }
-  return true;
-}
-
 json11::Json parse_queue_file(int fd) {
   std::string text;
   std::string error;
   json11::Json document;
-  if (read_whole_file(fd, text, error)) { document = json11::Json::parse(text, error); }
+  if (read_all(fd, queue_file_size_limit, text)) {
+    document = json11::Json::parse(text, error);
+  } else {
+    error = errno == EFBIG ? "file too large" : strerror(errno);
+  }
   if (document.is_null()) { fprintf(stderr, "Queue was not read, error %s\n", error.c_str()); }
   return document;
 }

@@ -13,6 +13,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/text.h"
+#include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "queue/queue_item.h"
 
@@ -23,11 +25,6 @@ constexpr std::size_t proc_read_limit = 16383;
 // Progress is counted in whole mebibytes; a source of no more than one shows none.
 constexpr std::uint64_t smallest_total = 1048577;
 constexpr unsigned mebibyte_shift = 20;
-
-struct dir_closer {
-  void operator()(DIR* dir) const { closedir(dir); }
-};
-using unique_dir = std::unique_ptr<DIR, dir_closer>;
 
 struct free_deleter {
   void operator()(char* text) const { free(text); }
@@ -52,7 +49,7 @@ bool parse_position(std::string_view text, std::uint64_t& position) {
     std::string const line(text.substr(0, end));
     text.remove_prefix(end + 1);
     const char* const entry = line.c_str() + strspn(line.c_str(), " ");
-    if (strncmp(entry, "pos:", 4) == 0) {
+    if (begins_with(entry, "pos:")) {
       std::uint64_t const value = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
       position = found && position > value ? position : value;
       found = true;

@@ -2,7 +2,6 @@
 #include "tools/job_log/job_log.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -11,6 +10,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/job_log/log_time.h"
@@ -70,16 +70,6 @@ std::string head_of(const std::string& text) {
 std::string end_of(const std::string& text) {
   const std::size_t line_feed = text.find('\n', text.size() - kept_end);
   return line_feed == std::string::npos ? "" : text.substr(line_feed + 1);
-}
-
-bool write_all(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(fd, text.data(), text.size());
-    if (count < 0 && errno == EINTR) { continue; }
-    if (count < 0) { return false; }
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
 }
 
 // Reading is by position; writing goes to the end, wherever that is after the cut.

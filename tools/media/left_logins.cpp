@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/text.h"
 #include "platform/unique_dir.h"
 
 namespace {
@@ -54,9 +55,7 @@ std::size_t look_through(const char* path, folder_fate fate) {
   const unique_dir place(opendir(path));
   while (const dirent* entry = place ? readdir(place.get()) : nullptr) {
     const char* const name = entry->d_name;
-    if (std::strncmp(name, login_folder_prefix, std::strlen(login_folder_prefix)) != 0) {
-      continue;
-    }
+    if (!begins_with(name, login_folder_prefix)) { continue; }
     const int fd = dirfd(place.get());
     const unique_fd folder = open_folder(fd, name);
     if (!is_left_over(fd, name, folder)) { continue; }

@@ -8,6 +8,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include "platform/text.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 
@@ -35,9 +36,7 @@ left_part_sums look_through(const std::string& path, part_fate fate) {
   if (!directory) { return sums; }
   const int fd = dirfd(directory.get());
   while (const dirent* entry = readdir(directory.get())) {
-    if (std::strncmp(entry->d_name, left_part_prefix, std::strlen(left_part_prefix)) != 0) {
-      continue;
-    }
+    if (!begins_with(entry->d_name, left_part_prefix)) { continue; }
     unique_fd file;
     struct stat status = {};
     if (!is_left_over(fd, entry->d_name, file, status)) { continue; }

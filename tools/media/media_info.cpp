@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "platform/text.h"
+
 namespace {
 
 std::int64_t area(const video_stream& stream) {
@@ -23,7 +25,7 @@ int rank(const stream_type& stream, const video_stream* shown) {
 // These keep the channels of one sound in tracks of their own. In others, tracks of one channel are
 // languages.
 bool keeps_channels_apart(const std::string& container) {
-  return container == "mxf" || container == "gxf" || container.rfind("mov,", 0) == 0;
+  return container == "mxf" || container == "gxf" || begins_with(container, "mov,");
 }
 
 // Whether both can be channels of one sound.

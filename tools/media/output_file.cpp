@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 
+#include "platform/directories.h"
 #include "tools/media/left_parts.h"
 #include "tools/media/tool_signals.h"
 
@@ -47,11 +48,6 @@ mode_t mode_that_umask_leaves() {
   return 0666 & ~mask;
 }
 
-bool is_directory(const std::string& path) {
-  struct stat status = {};
-  return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-}
-
 // The source may be removed next, and must not be gone on a disk that does not know the name yet.
 // Where a file system cannot do it, nothing better is to be had.
 void sync_directory(const std::string& path) {
@@ -60,10 +56,6 @@ void sync_directory(const std::string& path) {
 }
 
 }  // namespace
-
-output_file::~output_file() {
-  if (!temporary_.empty()) { unlink(temporary_.c_str()); }
-}
 
 // False with errno; EEXIST where another tool has it, or looks just now whether it is left over.
 bool output_file::take(const std::string& path, const std::string& name) {
@@ -75,8 +67,7 @@ bool output_file::take(const std::string& path, const std::string& name) {
     return false;
   }
   path_ = path;
-  temporary_ = name;
-  lock_ = std::move(fd);
+  file_ = replacement_file(std::move(fd), name);
   return true;
 }
 
@@ -102,15 +93,14 @@ bool output_file::create(const std::string& path, std::string& error,
 }
 
 bool output_file::commit(std::string& error) {
-  if (fchmod(lock_.get(), mode_that_umask_leaves()) != 0) { return fail(error); }
-  if (fsync(lock_.get()) != 0) { return fail(error); }
+  if (fchmod(file_.fd(), mode_that_umask_leaves()) != 0) { return fail(error); }
+  if (!file_.sync()) { return fail(error); }
   read_tool_signals();
   if (stop_signal() != 0) {
     error = "stopped";
     return false;
   }
-  if (rename(temporary_.c_str(), path_.c_str()) != 0) { return fail(error); }
-  temporary_.clear();
+  if (!file_.rename_to(path_)) { return fail(error); }
   sync_directory(path_);
   return true;
 }

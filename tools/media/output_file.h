@@ -8,16 +8,10 @@
 #include <chrono>
 #include <string>
 
-#include "platform/unique_fd.h"
+#include "platform/replacement_file.h"
 
 class output_file {
 public:
-  output_file() = default;
-  // Removes the temporary file unless it was committed.
-  ~output_file();
-  output_file(const output_file&) = delete;
-  output_file& operator=(const output_file&) = delete;
-
   // How long create() waits for another tool: time enough for one whose service was killed to end
   // on a busy machine.
   static constexpr std::chrono::milliseconds usual_patience{15000};
@@ -30,10 +24,10 @@ public:
               std::chrono::milliseconds patience = usual_patience);
 
   // The temporary name, to be written by this process or by an engine. Valid after create().
-  const std::string& temporary_path() const { return temporary_; }
+  const std::string& temporary_path() const { return file_.name(); }
 
   // The temporary name as the engines take it.
-  std::string url() const { return "file:" + temporary_; }
+  std::string url() const { return "file:" + file_.name(); }
 
   // Brings the content to the disk and gives the file its name, replacing what had it before, and
   // the permissions that the umask leaves; not when the tool is asked to stop meanwhile.
@@ -44,6 +38,5 @@ private:
   bool take(const std::string& path, const std::string& name);
 
   std::string path_;
-  std::string temporary_;
-  unique_fd lock_;  // the temporary file
+  replacement_file file_;  // locked
 };

@@ -4,6 +4,7 @@
 
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
+#include "platform/text.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/item_table.h"
@@ -32,7 +33,7 @@ std::string time_of(const std::string& path) {
 std::string find_copy(const std::string& given) {
   std::string found;
   for (const auto& path : queue_file_copies()) {
-    if (time_of(path).compare(0, given.size(), given) == 0) { found = path; }
+    if (begins_with(time_of(path), given)) { found = path; }
   }
   return found;
 }

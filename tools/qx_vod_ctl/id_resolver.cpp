@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "platform/text.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
 
@@ -10,10 +11,6 @@ namespace {
 
 constexpr std::string_view job_prefix = "job:";
 constexpr const char* no_such_item_text = "no such item";
-
-bool begins_with(std::string_view text, std::string_view beginning) {
-  return text.substr(0, beginning.size()) == beginning;
-}
 
 resolved_id failed(int exit_status, std::string error) {
   resolved_id result;

@@ -11,12 +11,11 @@
 #include <iterator>
 #include <sstream>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/directories.h"
-#include "platform/unique_fd.h"
+#include "platform/replacement_file.h"
 
 namespace {
 
@@ -73,23 +72,23 @@ void job_history::take_line(const std::string& line) {
 
 bool job_history::save(const std::string& path) const {
   if (!is_folder_of_this_user(path.substr(0, path.rfind('/')))) { return false; }
-  std::string temporary = path + ".XXXXXX";
-  if (!unique_fd(mkostemp(temporary.data(), O_CLOEXEC)).valid()) { return false; }
-  std::ofstream file(temporary);
+  replacement_file file = replacement_file::with_random_name(path + ".");
+  return file.valid() && file.write(text()) && file.close() && file.rename_to(path);
+}
+
+std::string job_history::text() const {
+  std::ostringstream text;
   std::size_t lines = 0;
   for (const auto& [profile, value] : speeds_) {
     if (++lines > most_lines / 2) { break; }
-    file << "speed " << std::setprecision(6) << value << " " << profile << "\n";
+    text << "speed " << std::setprecision(6) << value << " " << profile << "\n";
   }
   for (const auto& [id, seen] : running_) {
     if (++lines > most_lines) { break; }
-    file << "running " << id << " " << seen.since << " " << seen.from << " " << seen.until << " "
+    text << "running " << id << " " << seen.since << " " << seen.from << " " << seen.until << " "
          << seen.to << "\n";
   }
-  file.close();
-  if (file && rename(temporary.c_str(), path.c_str()) == 0) { return true; }
-  unlink(temporary.c_str());
-  return false;
+  return text.str();
 }
 
 void job_history::note(const std::string& id, const std::string& profile, int progress,

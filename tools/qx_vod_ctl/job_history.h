@@ -40,6 +40,7 @@ private:
   };
 
   void take_line(const std::string& line);
+  std::string text() const;
   void drop_older_than(std::int64_t moment);
 
   std::map<std::string, progress_seen> running_;

@@ -1,6 +1,8 @@
 // A log that is read again and again while it grows.
 #include "tools/qx_vod_ctl/log_reader.h"
 
+#include "platform/text.h"
+
 namespace {
 
 // With its line end, and the one before it, so that no other line ends like it.
@@ -15,7 +17,7 @@ std::string last_line(const std::string& text) {
 std::string log_reader::news(const std::string& log) {
   std::string whole = log.substr(0, log.rfind('\n') + 1);
   std::size_t begin = last_.size();
-  if (whole.compare(0, last_.size(), last_) != 0) {
+  if (!begins_with(whole, last_)) {
     const std::string known = last_line(last_);
     const std::size_t at = whole.rfind(known);
     begin = at == std::string::npos ? 0 : at + known.size();

@@ -2,8 +2,9 @@
 #include "tools/qx_vod_ctl/media_folder.h"
 
 #include <algorithm>
-#include <cctype>
 #include <filesystem>
+
+#include "platform/text.h"
 
 namespace {
 
@@ -16,10 +17,7 @@ constexpr const char* media_extensions[] = {
     ".oga", ".ogg", ".ogv", ".ts",  ".vob",  ".wav",  ".webm", ".wma", ".wmv"};
 
 bool is_named_like_media(const fs::path& file) {
-  std::string extension = file.extension().string();
-  for (char& c : extension) {
-    c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  }
+  const std::string extension = lower_case(file.extension().string());
   return std::find(std::begin(media_extensions), std::end(media_extensions), extension) !=
          std::end(media_extensions);
 }

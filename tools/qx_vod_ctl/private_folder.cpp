@@ -10,8 +10,8 @@
 #include <unistd.h>
 
 #include "platform/directories.h"
+#include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
-#include "tools/qx_vod_ctl/text_file.h"
 
 namespace {
 
@@ -42,5 +42,5 @@ bool private_folder::write(const std::string& name, std::string_view content,
   const std::string folder = file.substr(0, file.rfind('/'));
   if (mkdir_p(folder.c_str(), 0700, -1) != 0) { return fail(error); }
   const unique_fd fd(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  return (fd.valid() && write_text(fd.get(), content)) || fail(error);
+  return (fd.valid() && write_all(fd.get(), content)) || fail(error);
 }

@@ -1,4 +1,3 @@
-// Reads and writes whole files.
 #include "tools/qx_vod_ctl/text_file.h"
 
 #include <cerrno>
@@ -7,23 +6,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
 
 namespace {
-
-int read_bytes(int fd, std::size_t limit, std::string& text) {
-  char block[65536];
-  ssize_t got = 0;
-  while ((got = read(fd, block, sizeof block)) != 0) {
-    if (got < 0 && errno == EINTR) { continue; }
-    if (got < 0) { return errno; }
-    text.append(block, static_cast<std::size_t>(got));
-    if (text.size() <= limit) { continue; }
-    text.resize(limit);
-    return EFBIG;
-  }
-  return 0;
-}
 
 // Non-blocking: a FIFO in the file's place would hold the caller for good.
 constexpr int reading = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
@@ -32,8 +18,10 @@ text_file read_opened(int fd, std::size_t limit) {
   text_file file;
   if (fd < 0 || fstat(fd, &file.status) != 0) {
     file.error = errno;
+  } else if (!S_ISREG(file.status.st_mode)) {
+    file.error = EINVAL;
   } else {
-    file.error = S_ISREG(file.status.st_mode) ? read_bytes(fd, limit, file.text) : EINVAL;
+    file.error = read_all(fd, limit, file.text) ? 0 : errno;
   }
   return file;
 }
@@ -62,14 +50,4 @@ text_file read_text_file_without_links(const std::string& folder, const std::str
   if (!place.valid()) { return none; }
   return read_opened(unique_fd(openat(place.get(), name.c_str(), reading | O_NOFOLLOW)).get(),
                      limit);
-}
-
-bool write_text(int fd, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = write(fd, text.data(), text.size());
-    if (count < 0 && errno == EINTR) { continue; }
-    if (count < 0) { return false; }
-    text.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
 }

@@ -1,9 +1,8 @@
-// Whole files: read with a limit, since somebody else may have put them there, and written.
+// Whole files, read with a limit since somebody else may have put them there.
 #pragma once
 
 #include <cstddef>
 #include <string>
-#include <string_view>
 
 #include <sys/stat.h>
 
@@ -26,6 +25,3 @@ text_file read_text_file(const std::string& path, std::size_t limit);
 // somebody else a link could lead to what only the caller may read.
 text_file read_text_file_without_links(const std::string& folder, const std::string& name,
                                        std::size_t limit);
-
-// Writes all of `text` to the descriptor. False with errno.
-bool write_text(int fd, std::string_view text);

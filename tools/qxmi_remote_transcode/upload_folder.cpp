@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
 #include "service/transcode_settings.h"
 
@@ -20,16 +21,6 @@ constexpr std::size_t longest_value = 121;
 bool fail(std::string& error, int cause) {
   error = std::string("no private folder for the upload: ") + std::strerror(cause);
   return false;
-}
-
-bool write_all(int fd, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(fd, text.data() + done, text.size() - done);
-    if (count < 0 && errno != EINTR) { return false; }
-    done += count < 0 ? 0 : static_cast<std::size_t>(count);
-  }
-  return true;
 }
 
 // A subfolder, so that no name on the server can be that of the login file.

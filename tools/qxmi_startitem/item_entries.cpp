@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <string_view>
 
+#include "platform/text.h"
+
 namespace {
 
 std::string three_decimals(double value) {
@@ -19,10 +21,6 @@ std::string if_positive(double value) {
 
 std::string if_positive(std::int64_t value) {
   return value > 0 ? std::to_string(value) : "";
-}
-
-bool begins_with(std::string_view text, std::string_view begin) {
-  return text.substr(0, begin.size()) == begin;
 }
 
 // Some containers do not tell it; over the whole file it is what it comes to anyway.

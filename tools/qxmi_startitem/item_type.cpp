@@ -1,6 +1,8 @@
 // The MIME type that a file is given.
 #include "tools/qxmi_startitem/item_type.h"
 
+#include "platform/text.h"
+
 namespace {
 
 // Names behind "video/" and "audio/".
@@ -46,10 +48,6 @@ struct brand_type {
 constexpr media_type quicktime = {"quicktime", "quicktime"};
 constexpr brand_type brand_types[] = {
     {"qt  ", quicktime}, {"3gp", {"3gpp", "3gpp"}}, {"3g2", {"3gpp2", "3gpp2"}}};
-
-bool begins_with(std::string_view text, std::string_view begin) {
-  return text.substr(0, begin.size()) == begin;
-}
 
 // Files without a brand are from before there were any.
 media_type mov_type(std::string_view head) {

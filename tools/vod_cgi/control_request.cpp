@@ -5,6 +5,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "platform/text.h"
+
 namespace {
 
 // What may be asked for from another machine; "test" and whatever comes later may not.
@@ -101,9 +103,7 @@ bool fill_request(const std::string& command, const std::string& body,
 
 std::string uploaded_file(const comm_socket_v4_packet& request) {
   for (const auto& [name, value] : request.nv_pairs) {
-    if (name == "input file" && value.compare(0, strlen(upload_directory), upload_directory) == 0) {
-      return value;
-    }
+    if (name == "input file" && begins_with(value, upload_directory)) { return value; }
   }
   return "";
 }

@@ -1,41 +1,25 @@
-// Folds letters by the C library's tables for UTF-8.
 #include "tools/vod_cgi/folded_text.h"
 
-#include <climits>
-#include <clocale>
-#include <cwchar>
-#include <cwctype>
+#include <cstdint>
 
-namespace {
-
-// The process-wide locale is the program's own and no output depends on it.
-bool has_utf8_tables() {
-  static const bool has = setlocale(LC_CTYPE, "C.UTF-8") != nullptr;
-  return has;
-}
-
-}  // namespace
+#include <unicase.h>
+#include <unistr.h>
 
 std::string folded_text(const std::string& text) {
   std::string folded;
   folded.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
-    wchar_t letter = 0;
-    std::mbstate_t state{};
-    const std::size_t length =
-        has_utf8_tables() ? std::mbrtowc(&letter, &text[i], text.size() - i, &state) : 0;
-    if (length == 0 || length > MB_LEN_MAX) {
-      const char c = text[i++];
-      folded += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-      continue;
+    ucs4_t letter = 0;
+    const auto* const at = reinterpret_cast<const std::uint8_t*>(&text[i]);
+    const int length = u8_mbtoucr(&letter, at, text.size() - i);
+    std::uint8_t lower[4] = {};
+    const int size = length > 0 ? u8_uctomb(lower, uc_tolower(letter), sizeof(lower)) : 0;
+    if (size > 0) {
+      folded.append(lower, lower + size);
+      i += static_cast<std::size_t>(length);
+    } else {
+      folded += text[i++];
     }
-    char bytes[MB_LEN_MAX];
-    state = {};
-    const auto lower = static_cast<wchar_t>(std::towlower(static_cast<wint_t>(letter)));
-    const std::size_t written = std::wcrtomb(bytes, lower, &state);
-    folded.append(written > MB_LEN_MAX ? text.data() + i : bytes,
-                  written > MB_LEN_MAX ? length : written);
-    i += length;
   }
   return folded;
 }

@@ -1,6 +1,5 @@
 // vod.cgi: lets another server of the same kind, and the queue page, use the control socket through
 // a web server. Who may do so is the web server's to decide.
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -9,6 +8,7 @@
 #include <unistd.h>
 
 #include "platform/clock.h"
+#include "platform/file_bytes.h"
 #include "platform/paths.h"
 #include "tools/vod_cgi/gateway.h"
 
@@ -16,15 +16,6 @@ namespace {
 
 constexpr std::uint64_t time_limit_us = 10000000;
 constexpr int exit_usage = 2;
-
-bool write_all(int fd, const std::string& text) {
-  for (std::size_t done = 0; done < text.size();) {
-    const ssize_t put = write(fd, text.data() + done, text.size() - done);
-    if (put < 0 && errno != EINTR) { return false; }
-    done += put < 0 ? 0 : static_cast<std::size_t>(put);
-  }
-  return true;
-}
 
 // For a person at a terminal. A web server may pass a query without "=" as arguments, so they are
 // looked at only where there is no web server.

@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/text.h"
+
 namespace {
 
 bool is_readable_file(const std::string& path) {
@@ -18,7 +20,7 @@ bool is_readable_file(const std::string& path) {
 std::string vod_name(const vod_folder& folder, const std::string& output) {
   constexpr char ending[] = ".mp4";
   constexpr std::size_t ending_length = sizeof(ending) - 1;
-  if (output.compare(0, folder.path.size(), folder.path) != 0) { return ""; }
+  if (!begins_with(output, folder.path)) { return ""; }
   const std::string name = output.substr(folder.path.size());
   const bool is_vod = name.size() > ending_length && name[0] != '.' &&
                       name.find('/') == std::string::npos &&

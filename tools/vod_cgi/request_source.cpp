@@ -1,17 +1,11 @@
 // Judges a request by what browsers say of it.
 #include "tools/vod_cgi/request_source.h"
 
-#include <algorithm>
-#include <cctype>
 #include <string>
 
-namespace {
+#include "platform/text.h"
 
-std::string lower_case(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
-}
+namespace {
 
 // The scheme is not looked at: TLS may end in front of the web server.
 bool is_origin_of_host(const std::string& origin, const std::string& host) {

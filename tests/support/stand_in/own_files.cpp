@@ -8,6 +8,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/file_bytes.h"
+
 namespace qx_test {
 
 void fail(const std::string& what) {
@@ -33,23 +35,8 @@ std::string read_whole(const std::string& path) {
 
 std::string read_to_end(int fd) {
   std::string content;
-  char block[4096];
-  for (;;) {
-    const ssize_t got = read(fd, block, sizeof block);
-    if (got < 0 && errno == EINTR) { continue; }
-    if (got <= 0) { return content; }
-    content.append(block, static_cast<std::size_t>(got));
-  }
-}
-
-bool write_all(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t put = write(fd, bytes.data(), bytes.size());
-    if (put < 0 && errno == EINTR) { continue; }
-    if (put < 0) { return false; }
-    bytes.remove_prefix(static_cast<std::size_t>(put));
-  }
-  return true;
+  static_cast<void>(read_all(fd, content.max_size(), content));  // as far as it can be read
+  return content;
 }
 
 bool file_exists(const std::string& path) {

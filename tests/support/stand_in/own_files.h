@@ -16,9 +16,6 @@ std::string read_whole(const std::string& path);
 // All that comes from a descriptor until its end.
 std::string read_to_end(int fd);
 
-// Writes all of it; false when the reader is gone.
-bool write_all(int fd, std::string_view bytes);
-
 bool file_exists(const std::string& path);
 
 [[noreturn]] void fail(const std::string& what);

@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/file_bytes.h"
 #include "tests/support/plan_text.h"
 #include "tests/support/stand_in/own_files.h"
 

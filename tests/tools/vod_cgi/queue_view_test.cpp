@@ -155,6 +155,10 @@ TEST(cgi_job, tells_the_step_of_its_state) {
             "query profiles");
 }
 
+TEST(cgi_folded_text, has_the_letters_of_every_script_in_lower_case) {
+  EXPECT_EQ(folded_text("A\u00c4\u041f\u03a3\U00010400"), "a\u00e4\u043f\u03c3\U00010428");
+}
+
 TEST(cgi_folded_text, keeps_bytes_that_are_no_text) {
   EXPECT_EQ(folded_text("A\xff\xc3Z"), "a\xff\xc3z");
   EXPECT_EQ(folded_text(std::string("A\0B", 3)), std::string("a\0b", 3));

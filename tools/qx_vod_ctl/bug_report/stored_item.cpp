@@ -3,6 +3,8 @@
 
 #include <vector>
 
+#include "platform/text.h"
+
 namespace {
 
 constexpr const char* job_prefix = "job:";
@@ -11,7 +13,7 @@ bool is_named(const json11::Json& item, const std::string& given) {
   const std::string& id = item["entry id"].string_value();
   const json11::Json& job = item["fileops job id"];
   if (given == job_prefix + std::to_string(job.int_value()) && job.is_number()) { return true; }
-  return !given.empty() && id.compare(0, given.size(), given) == 0;
+  return !given.empty() && begins_with(id, given);
 }
 
 }  // namespace

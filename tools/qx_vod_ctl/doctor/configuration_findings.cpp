@@ -1,10 +1,10 @@
 // Judges the configuration file.
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <set>
 
 #include "platform/paths.h"
+#include "platform/text.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 #include "tools/qx_vod_ctl/secret_mask.h"
@@ -38,12 +38,6 @@ std::string named(const std::vector<int>& lines) {
   std::transform(lines.begin(), lines.end(), names.begin(),
                  [](int line) { return std::to_string(line); });
   return named(names);
-}
-
-std::string lower_case(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return text;
 }
 
 std::string key_text(const configuration_pair& pair, const secret_mask& secrets) {

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/text.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "tools/job_log/job_log_file.h"
@@ -35,17 +36,9 @@ std::vector<std::string> names_in(const std::string& folder) {
   return names;
 }
 
-bool starts_with(std::string_view text, std::string_view part) {
-  return text.substr(0, part.size()) == part;
-}
-
-bool ends_with(std::string_view text, std::string_view part) {
-  return text.size() >= part.size() && text.substr(text.size() - part.size()) == part;
-}
-
 // Written whole within a moment, then renamed: an old one belongs to a killed tool.
 bool is_half_written(const std::string& name) {
-  return (starts_with(name, "metadata.") || starts_with(name, ".vod.metadata.")) &&
+  return (begins_with(name, "metadata.") || begins_with(name, ".vod.metadata.")) &&
          ends_with(name, ".tmp");
 }
 
@@ -69,7 +62,7 @@ public:
   metadata_place(const std::string& folder, const std::string& media)
       : media_(media), path_(metadata_folder_of(media)), names_(names_in(path_)),
         fd_(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)),
-        is_here_(path_.rfind(folder + "/", 0) == 0) {}
+        is_here_(begins_with(path_, folder + "/")) {}
 
   bool is_left_over(const name_set& outputs) const {
     struct stat status = {};

@@ -3,13 +3,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-
-#include <unistd.h>
 
 #include "platform/guarded_file.h"
 #include "platform/paths.h"
+#include "platform/replacement_file.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/queue_reader.h"
@@ -69,25 +67,18 @@ bool read_present(stored_queue& present) {
   return !present.damaged;
 }
 
-int fail_to_write() {
-  report(path_queue_file, std::strerror(errno));
-  return exit_failure;
-}
-
 int write_queue_file(const std::string& text) {
   if (text.size() > queue_limit) {
     report(path_queue_file, "would be too long for the service to read");
     return exit_failure;
   }
-  const unique_fd file = create_guarded_file(path_queue_file_temporary, path_queue_file);
-  if (!file.valid()) { return fail_to_write(); }
-  if (!write_text(file.get(), text) || fsync(file.get()) != 0 ||
-      rename(path_queue_file_temporary, path_queue_file) != 0) {
-    const int status = fail_to_write();
-    unlink(path_queue_file_temporary);
-    return status;
-  }
-  return exit_success;
+  replacement_file file(create_guarded_file(path_queue_file_temporary, path_queue_file),
+                        path_queue_file_temporary);
+  const bool is_written =
+      file.valid() && file.write(text) && file.sync() && file.rename_to(path_queue_file);
+  if (is_written) { return exit_success; }
+  report(path_queue_file, std::strerror(errno));
+  return exit_failure;
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <unistd.h>
 
-#include "tools/qx_vod_ctl/text_file.h"
+#include "platform/file_bytes.h"
 
 namespace {
 
@@ -26,14 +26,14 @@ void raw_terminal::enter() {
   raw.c_cc[VTIME] = 0;
   tcsetattr(STDIN_FILENO, TCSANOW, &raw);
   entered_ = true;
-  write_text(STDOUT_FILENO, second_screen);
+  write_all(STDOUT_FILENO, second_screen);
   forget();
 }
 
 void raw_terminal::leave() {
   if (!entered_) { return; }
   entered_ = false;
-  write_text(STDOUT_FILENO, first_screen);
+  write_all(STDOUT_FILENO, first_screen);
   tcsetattr(STDIN_FILENO, TCSANOW, &before_);
 }
 
@@ -46,7 +46,7 @@ bool raw_terminal::show(const std::vector<std::string>& lines) {
     out += "\x1b[" + std::to_string(i + 1) + ";1H\x1b[2K" + lines[i];
   }
   shown_ = lines;
-  return write_text(STDOUT_FILENO, out);
+  return write_all(STDOUT_FILENO, out);
 }
 
 void raw_terminal::forget() {

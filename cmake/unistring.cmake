@@ -1,0 +1,7 @@
+# Provides the target `unistring`: the widths of characters and the letters' cases. The library has
+# no package configuration of its own.
+find_path(QX_UNISTRING_INCLUDE_DIR uniwidth.h REQUIRED)
+find_library(QX_UNISTRING_LIBRARY unistring REQUIRED)
+add_library(unistring INTERFACE)
+target_include_directories(unistring SYSTEM INTERFACE ${QX_UNISTRING_INCLUDE_DIR})
+target_link_libraries(unistring INTERFACE ${QX_UNISTRING_LIBRARY})
