@@ -9,13 +9,12 @@
 #include "platform/comm_socket_v4.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
 #include "service/process_state.h"
 
 namespace {
-
-constexpr std::size_t max_items = 512;
-// With more items than this, "add" clears finished ones first.
-constexpr std::size_t comfortable_items = 479;
 
 // Deletes the oldest items of one state until the queue is comfortable again; `message` is printed
 // for each with its source.
@@ -23,7 +22,7 @@ constexpr std::size_t comfortable_items = 479;
 // client notices them by "total" and by the insertion that follows, not by the modify counter.
 void auto_clear(transcode_states state, const char* message) {
   auto i = transcode_queue.begin();
-  while (transcode_queue.size() > comfortable_items && i != transcode_queue.end()) {
+  while (transcode_queue.size() > comfortable_jobs && i != transcode_queue.end()) {
     QueueItem* const item = *i;
     if (item == nullptr || item->sm.state != state) {
       ++i;
@@ -38,7 +37,7 @@ void auto_clear(transcode_states state, const char* message) {
 }  // namespace
 
 void do_cmd_test(const command_call& call) {
-  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
+  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, status_ok);
   comm_socket_v4_packet_write_argv_end(&call.reply);
   comm_socket_v4_packet_write_nv_pair(&call.reply, "name", "value");
   comm_socket_v4_packet_write_end(&call.reply);
@@ -47,8 +46,8 @@ void do_cmd_test(const command_call& call) {
 void do_cmd_add(const command_call& call) {
   auto_clear(TRANSCODE_DONE, "Auto-clearing finished item '%s'\n");
   auto_clear(TRANSCODE_CANCELLED, "Auto-clearing cancelled item '%s'\n");
-  if (transcode_queue.size() >= max_items) {
-    refuse(call.reply, call.command, "TOO MANY ITEMS");
+  if (transcode_queue.size() >= most_jobs) {
+    refuse(call.reply, call.command, status_too_many);
     return;
   }
   auto item = std::make_unique<QueueItem>();
@@ -56,12 +55,12 @@ void do_cmd_add(const command_call& call) {
     if (!item->fileops_job_dir.empty()) {
       item->fileops_remove_job();  // an item that never was in the queue has no job either
     }
-    refuse(call.reply, call.command, "One or more parameters were not accepted");
+    refuse(call.reply, call.command, status_not_accepted);
     return;
   }
-  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
+  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, status_ok);
   comm_socket_v4_packet_write_argv_end(&call.reply);
-  comm_socket_v4_packet_write_nv_pair(&call.reply, "entry id", item->entry_id.c_str());
+  comm_socket_v4_packet_write_nv_pair(&call.reply, key_entry_id, item->entry_id.c_str());
   write_item_json(call.reply, *item);
   comm_socket_v4_packet_write_end(&call.reply);
   ++transcode_queue_mod_count;

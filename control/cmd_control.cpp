@@ -1,8 +1,8 @@
 // "cancel", "restart", "pause" and "resume": the run of a job, as its user wants it.
 #include "control/commands.h"
 #include "control/reply.h"
-#include "queue/item_texts.h"
 #include "queue/queue_item.h"
+#include "rules/texts.h"
 #include "service/process_state.h"
 
 namespace {
@@ -26,7 +26,7 @@ bool cancel_remotely(QueueItem& item) {
 
 bool cancel_here(QueueItem& item) {
   if (!item.cancel()) { return false; }
-  item.state_message = "Cancelled by user";  // after the cancel: it must survive it
+  item.state_message = text_cancelled;  // after the cancel: it must survive it
   item.fileops_write_status();
   return true;
 }

@@ -3,6 +3,8 @@
 #include "control/reply.h"
 #include "control/selection.h"
 #include "queue/queue_item.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "service/process_state.h"
 
 namespace {
@@ -25,8 +27,8 @@ void do_cmd_modify(const command_call& call) {
 // Kept on purpose: a refused "ready" answers with the word "modify". Effect: clients that pair
 // replies by the command word see a refused modification.
 void do_cmd_ready(const command_call& call) {
-  if (!call.item->modify("transcode state", "ready")) {
-    refuse_with_item(call.reply, "modify", cannot_be_modified_text, *call.item);
+  if (!call.item->modify(key_state, name_of(TRANSCODE_READY))) {
+    refuse_with_item(call.reply, command_modify, cannot_be_modified_text, *call.item);
     return;
   }
   reply_item(call.reply, call.command, *call.item);

@@ -4,6 +4,7 @@
 #include "control/commands.h"
 #include "control/reply.h"
 #include "queue/queue_item.h"
+#include "rules/control_words.h"
 #include "service/process_state.h"
 
 namespace {
@@ -31,7 +32,7 @@ void clear_now(QueueItem& item) {
 void do_cmd_remove(const command_call& call) {
   QueueItem& item = *call.item;
   if (is_busy(item)) {
-    refuse(call.reply, call.command, "ITEM IS BUSY");
+    refuse(call.reply, call.command, status_busy);
     return;
   }
   reply_ok(call.reply, call.command);

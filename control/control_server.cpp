@@ -11,6 +11,7 @@
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "rules/control_words.h"
 #include "service/process_state.h"
 
 comm_socket_v4* server_socket = nullptr;
@@ -28,11 +29,11 @@ struct command_entry {
 };
 
 constexpr command_entry commands[] = {
-    {"test", false, do_cmd_test},      {"add", false, do_cmd_add},
-    {"remove", true, do_cmd_remove},   {"modify", true, do_cmd_modify},
-    {"ready", true, do_cmd_ready},     {"cancel", true, do_cmd_cancel},
-    {"restart", true, do_cmd_restart}, {"pause", true, do_cmd_pause},
-    {"resume", true, do_cmd_resume},   {"list", false, do_cmd_list},
+    {command_test, false, do_cmd_test},      {command_add, false, do_cmd_add},
+    {command_remove, true, do_cmd_remove},   {command_modify, true, do_cmd_modify},
+    {command_ready, true, do_cmd_ready},     {command_cancel, true, do_cmd_cancel},
+    {command_restart, true, do_cmd_restart}, {command_pause, true, do_cmd_pause},
+    {command_resume, true, do_cmd_resume},   {command_list, false, do_cmd_list},
 };
 
 void run_command(const command_entry& entry, const comm_socket_v4_packet& request,
@@ -46,7 +47,7 @@ void run_command(const command_entry& entry, const comm_socket_v4_packet& reques
     }
     call.item = selection.find();
     if (call.item == nullptr) {
-      refuse(reply, entry.word, "NOT FOUND");
+      refuse(reply, entry.word, status_not_found);
       return;
     }
   }

@@ -10,11 +10,11 @@
 #include "platform/comm_socket_v4.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
 
 namespace {
-
-// However long the page that a client asks for, so that one reply stays small.
-constexpr std::size_t max_listed = 16;
 
 // Indices of the first and the last item of the page, in queue order from 0.
 struct page_range {
@@ -26,9 +26,9 @@ struct page_range {
 page_range read_range(const comm_socket_v4_packet& request) {
   page_range range;
   for (const auto& [name, value] : request.nv_pairs) {
-    if (name == "start") {
+    if (name == key_start) {
       range.start = strtoull(value.c_str(), nullptr, 0);
-    } else if (name == "end") {
+    } else if (name == key_end) {
       range.end = strtoull(value.c_str(), nullptr, 0);
     }
   }
@@ -40,7 +40,7 @@ json11::Json::array list_range(const page_range& range) {
   json11::Json::array list;
   std::uint64_t index = 0;
   for (const QueueItem* item : transcode_queue) {
-    if (list.size() == max_listed) { break; }
+    if (list.size() == most_listed_jobs) { break; }
     if (item != nullptr && index >= range.start && index <= range.end) {
       QueueItem::json_object keys;
       item->serialize_json(keys, false);
@@ -53,10 +53,10 @@ json11::Json::array list_range(const page_range& range) {
 
 std::string page_text(const page_range& range) {
   json11::Json::array const list = list_range(range);
-  json11::Json::object page{{"list", list},
-                            {"modify counter", static_cast<double>(transcode_queue_mod_count)},
-                            {"total", static_cast<double>(transcode_queue.size())}};
-  if (!list.empty()) { page["start"] = static_cast<double>(range.start); }
+  json11::Json::object page{{key_list, list},
+                            {key_modify_counter, static_cast<double>(transcode_queue_mod_count)},
+                            {key_total, static_cast<double>(transcode_queue.size())}};
+  if (!list.empty()) { page[key_start] = static_cast<double>(range.start); }
   return json11::Json(page).dump();
 }
 
@@ -67,14 +67,14 @@ void do_cmd_list(const command_call& call) {
   if (selection.is_given()) {
     const QueueItem* const item = selection.find();
     if (item == nullptr) {
-      refuse(call.reply, call.command, "NOT FOUND");
+      refuse(call.reply, call.command, status_not_found);
     } else {
       reply_item(call.reply, call.command, *item);
     }
     return;
   }
   std::string const page = page_text(read_range(call.request));
-  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, "OK");
+  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, status_ok);
   comm_socket_v4_packet_write_argv_end(&call.reply);
   comm_socket_v4_packet_write_data_binary(&call.reply, page.data(), page.size());
   comm_socket_v4_packet_write_end(&call.reply);

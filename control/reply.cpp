@@ -6,6 +6,7 @@
 #include "control/commands.h"
 #include "platform/comm_socket_v4.h"
 #include "queue/queue_item.h"
+#include "rules/control_words.h"
 
 namespace {
 
@@ -23,12 +24,12 @@ void write_item_json(comm_socket_v4_packet& reply, const QueueItem& item) {
 }
 
 void reply_ok(comm_socket_v4_packet& reply, const char* command) {
-  begin(reply, command, "OK");
+  begin(reply, command, status_ok);
   comm_socket_v4_packet_write_end(&reply);
 }
 
 void reply_item(comm_socket_v4_packet& reply, const char* command, const QueueItem& item) {
-  begin(reply, command, "OK");
+  begin(reply, command, status_ok);
   write_item_json(reply, item);
   comm_socket_v4_packet_write_end(&reply);
 }

@@ -8,19 +8,13 @@
 #include "platform/comm_socket_v4.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
-
-namespace {
-
-constexpr char entry_id_key[] = "entry id";
-constexpr char fileops_job_id_key[] = "fileops job id";
-
-}  // namespace
+#include "rules/json_keys.h"
 
 item_selection::item_selection(const comm_socket_v4_packet& request) {
   for (const auto& [name, value] : request.nv_pairs) {
-    if (name == entry_id_key) {
+    if (name == key_entry_id) {
       entry_id = value;
-    } else if (name == fileops_job_id_key) {
+    } else if (name == key_fileops_job_id) {
       fileops_job_id = static_cast<std::int32_t>(strtoul(value.c_str(), nullptr, 0));
     }
   }
@@ -42,8 +36,8 @@ request_pairs sorted_pairs(const comm_socket_v4_packet& request) {
 
 request_pairs sorted_field_pairs(const comm_socket_v4_packet& request) {
   request_pairs pairs = sorted_pairs(request);
-  pairs.erase(entry_id_key);
-  pairs.erase(fileops_job_id_key);
+  pairs.erase(key_entry_id);
+  pairs.erase(key_fileops_job_id);
   return pairs;
 }
 

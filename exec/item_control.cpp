@@ -2,8 +2,8 @@
 #include <csignal>
 
 #include "exec/slots.h"
-#include "queue/item_texts.h"
 #include "queue/queue_item.h"
+#include "rules/texts.h"
 
 namespace {
 

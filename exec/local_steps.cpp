@@ -5,9 +5,9 @@
 
 #include "exec/slots.h"
 #include "platform/cpu.h"
-#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "remote/download.h"
+#include "rules/texts.h"
 #include "service/transcode_settings.h"
 
 bool QueueItem::do_queue_start_transcode() {

@@ -7,9 +7,9 @@
 
 #include "platform/forbidden_area.h"
 #include "platform/metadata_v4.h"
-#include "queue/item_texts.h"
-#include "queue/output_path.h"
 #include "queue/queue_item.h"
+#include "rules/output_name.h"
+#include "rules/texts.h"
 
 namespace {
 

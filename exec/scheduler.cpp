@@ -7,9 +7,9 @@
 
 #include "exec/slots.h"
 #include "platform/clock.h"
-#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
+#include "rules/texts.h"
 #include "service/process_state.h"
 
 namespace {

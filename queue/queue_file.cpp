@@ -16,10 +16,12 @@
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
 #include "platform/unique_fd.h"
-#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "queue/queue_text.h"
 #include "queue/transcode_queue.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
+#include "rules/texts.h"
 
 namespace {
 
@@ -131,6 +133,6 @@ bool read_queue() {
     return false;
   }
   json11::Json const document = parse_queue_file(file.get());
-  if (document.is_null() || !read_list(document["list"])) { set_unreadable_file_aside(); }
+  if (document.is_null() || !read_list(document[key_list])) { set_unreadable_file_aside(); }
   return true;
 }

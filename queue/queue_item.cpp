@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
+#include <optional>
 
 #include <sys/stat.h>
 
@@ -13,11 +13,10 @@
 
 #include "exec/slots.h"
 #include "platform/clock.h"
-#include "platform/forbidden_area.h"
 #include "platform/metadata_v4.h"
-#include "platform/paths.h"
 #include "queue/descriptor.h"
-#include "queue/output_path.h"
+#include "rules/output_name.h"
+#include "rules/source_rules.h"
 
 void gen_uuid(std::string& out) {
   uuid_t b;
@@ -94,22 +93,12 @@ void QueueItem::close_input() {
 bool QueueItem::set_input_file(const char* path) {
   std::string new_input = path;  // `path` may be the text that is cleared next
   close_input();
+  std::optional<source_place> place = place_of_source(new_input);
+  if (!place) { return false; }
   input_file = std::move(new_input);
-  std::size_t const slash = input_file.rfind('/');
-  if (input_file.compare(0, 1, "/") == 0) {
-    input_dir = input_file.substr(0, slash);
-    input_name = input_file.substr(slash + 1);
-    if (cgi_velmar_forbidden_file_name(input_name.c_str()) == 0) { return true; }
-  }
-  close_input();
-  return false;
-}
-
-bool is_output_path_allowed(const std::string& path) {
-  std::size_t const prefix_length = strlen(path_output_dir);
-  if (path.compare(0, prefix_length, path_output_dir) != 0) { return false; }
-  std::size_t const name = path.find_first_not_of('/', prefix_length);
-  return name != std::string::npos && cgi_velmar_forbidden_file_name(path.c_str() + name) == 0;
+  input_dir = std::move(place->folder);
+  input_name = std::move(place->name);
+  return true;
 }
 
 bool QueueItem::set_output_file(const char* path) {
@@ -117,25 +106,15 @@ bool QueueItem::set_output_file(const char* path) {
   output_file.clear();
   output_metadir.clear();
   if (new_output.empty()) { return true; }
-  char metadir[4096];
-  if (!is_output_path_allowed(new_output) ||
-      metadata_v4_file_to_metadir(new_output.c_str(), metadir, sizeof(metadir)) < 0) {
-    return false;
-  }
-  output_metadir = metadir;
+  std::optional<std::string> metadir = metadata_folder_of_output(new_output);
+  if (!metadir) { return false; }
+  output_metadir = std::move(*metadir);
   output_file = std::move(new_output);
   return true;
 }
 
 std::string QueueItem::pick_output_file_name_from_input() const {
-  char name[4096];
-  const int length = snprintf(name, sizeof(name), "%llu.vod.%s.%s",
-                              static_cast<unsigned long long>(gettimeofday_us()),
-                              transcode_profile.c_str(), input_name.c_str());
-  if (length < 0 || static_cast<std::size_t>(length) >= sizeof(name)) { return ""; }
-  std::string path = std::string(path_output_dir) + name;
-  if (path.substr(path.rfind('.')) != ".mp4") { path += ".mp4"; }
-  return path;
+  return output_path_for(std::to_string(gettimeofday_us()), transcode_profile, input_name);
 }
 
 bool QueueItem::input_file_not_exist() const {

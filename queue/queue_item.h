@@ -16,21 +16,12 @@
 #include <json11.hpp>
 
 #include "queue/state_machine.h"
-#include "queue/transcode_states.h"
+#include "rules/limits.h"
+#include "rules/states.h"
 
 struct sliding_window_v4;
 struct metadata_v4_context;
 struct metadata_v4_metadata_context;
-
-// Progress is an integer count of ten-thousandths everywhere; this is "complete".
-constexpr std::int32_t progress_complete = 10000;
-
-// A job that stays in "init" for longer than this is dropped by the queue scan.
-constexpr std::uint64_t init_timeout_us = 15000000;
-
-// Capacity of the byte buffers between the service and a child. A tool's whole answer that is
-// judged at its end (profile list, remote reply) has to fit in it.
-constexpr unsigned long proc_buffer_size = 16384;
 
 // Stores 36 lower-case characters 8-4-4-4-12 made of 16 random bytes.
 void gen_uuid(std::string& out);

@@ -1,8 +1,10 @@
 // The JSON form of a job, written. To add a key: a field in queue_item.h with the key in its
-// comment, a line in serialize_json() here, a line in deserialize_json().
+// comment, its name in rules/json_keys.h, a line in serialize_json() here, a line in
+// deserialize_json().
 #include <algorithm>
 
 #include "queue/queue_item.h"
+#include "rules/json_keys.h"
 
 namespace {
 
@@ -23,12 +25,12 @@ bool is_deeper_than(const json11::Json& json, int levels) {
 }
 
 json11::Json remote_job_json(const QueueItem::remote_job& job, bool queue_file) {
-  json11::Json::object out{{"entry id", job.entry_id}};
+  json11::Json::object out{{key_entry_id, job.entry_id}};
   if (queue_file) {
-    out["ip"] = job.ip;
-    out["name"] = job.name;
+    out[key_remote_address] = job.ip;
+    out[key_remote_name] = job.name;
     if (job.json.is_object() && !is_deeper_than(job.json, deepest_remote_document)) {
-      out["json"] = job.json;
+      out[key_remote_document] = job.json;
     }
   }
   return out;
@@ -37,35 +39,35 @@ json11::Json remote_job_json(const QueueItem::remote_job& job, bool queue_file) 
 }  // namespace
 
 void QueueItem::serialize_json(json_object& out, bool queue_file) const {
-  out["entry id"] = entry_id;
-  out["input file"] = input_file;
-  out["output file"] = output_file;
-  out["transcode profile"] = transcode_profile;
-  out["quoted profile"] = quoted_profile;
-  out["fileops job id"] = fileops_job_id;
-  out["state"] = state_message;
-  out["transcode state"] = sm.state_name();
-  out["transcode progress"] = json11::Json::array{progress, progress_complete};
-  out["delete on finish"] = delete_on_finish;
-  out["process pid"] = proc_pid;
-  out["approved"] = approved;
-  out["uploaded"] = uploaded;
-  out["waiting"] = waiting;
-  out["paused"] = paused;
-  out["process argv"] = proc_argv;
+  out[key_entry_id] = entry_id;
+  out[key_input_file] = input_file;
+  out[key_output_file] = output_file;
+  out[key_profile] = transcode_profile;
+  out[key_quoted_profiles] = quoted_profile;
+  out[key_fileops_job_id] = fileops_job_id;
+  out[key_text] = state_message;
+  out[key_state] = sm.state_name();
+  out[key_progress] = json11::Json::array{progress, progress_complete};
+  out[key_delete_on_finish] = delete_on_finish;
+  out[key_process_pid] = proc_pid;
+  out[key_approved] = approved;
+  out[key_uploaded] = uploaded;
+  out[key_waiting] = waiting;
+  out[key_paused] = paused;
+  out[key_process_argv] = proc_argv;
   if (queue_file) {
-    out["user wants to pause"] = user_wants_pause;
-    out["user wants to remove"] = user_wants_remove;
-    out["user wants to cancel"] = user_wants_cancel;
+    out[key_wants_pause] = user_wants_pause;
+    out[key_wants_remove] = user_wants_remove;
+    out[key_wants_cancel] = user_wants_cancel;
   }
-  if (sm.state == TRANSCODE_READY) { out["ready state"] = sm.ready.state_name(); }
-  if (sm.state == TRANSCODE_THUMBNAIL) { out["thumbnail state"] = sm.thumbnail.state_name(); }
-  if (sm.state == TRANSCODE_CLEANUP) { out["cleanup state"] = sm.cleanup.state_name(); }
+  if (sm.state == TRANSCODE_READY) { out[key_ready_step] = sm.ready.state_name(); }
+  if (sm.state == TRANSCODE_THUMBNAIL) { out[key_thumbnail_step] = sm.thumbnail.state_name(); }
+  if (sm.state == TRANSCODE_CLEANUP) { out[key_cleanup_step] = sm.cleanup.state_name(); }
   if (sm.state == TRANSCODE_REMOTE) {
-    out["remote transcode state"] = sm.remote.state_name();
-    out["remote transcode command"] = sm.remote_command;
+    out[key_remote_step] = sm.remote.state_name();
+    out[key_remote_command] = sm.remote_command;
   }
-  if (!remote_info.empty()) { out["remote job"] = remote_job_json(remote_info, queue_file); }
+  if (!remote_info.empty()) { out[key_remote_job] = remote_job_json(remote_info, queue_file); }
 }
 
 void QueueItem::serialize_to_string(std::string& out, bool queue_file) const {

@@ -4,6 +4,8 @@
 
 #include "queue/queue_item.h"
 #include "queue/queue_text_size.h"
+#include "rules/json_keys.h"
+#include "rules/texts.h"
 #include "service/process_state.h"
 
 namespace {
@@ -16,15 +18,15 @@ bool is_on(const char* value) {
 }  // namespace
 
 bool QueueItem::modify(const char* name, const char* value) {
-  if (strcmp(name, "input file") == 0) {
+  if (strcmp(name, key_input_file) == 0) {
     // A value that the queue file has no room for is refused like any other: no source is left.
     const bool has_room = has_room_in_queue_text(*this, input_file.c_str(), value);
     return sm.state == TRANSCODE_INIT && set_input_file(has_room ? value : "");
   }
-  if (strcmp(name, "paused") == 0) { return modify_paused(is_on(value)); }
-  if (strcmp(name, "transcode profile") == 0) { return modify_profile(value); }
-  if (strcmp(name, "transcode state") == 0) { return modify_state(value); }
-  if (strcmp(name, "delete on finish") == 0) { return modify_delete_on_finish(is_on(value)); }
+  if (strcmp(name, key_paused) == 0) { return modify_paused(is_on(value)); }
+  if (strcmp(name, key_profile) == 0) { return modify_profile(value); }
+  if (strcmp(name, key_state) == 0) { return modify_state(value); }
+  if (strcmp(name, key_delete_on_finish) == 0) { return modify_delete_on_finish(is_on(value)); }
   return false;
 }
 
@@ -67,7 +69,7 @@ bool QueueItem::modify_state(const char* value) {
   case TRANSCODE_TRANSCODING:
   case TRANSCODE_THUMBNAIL:
     if (target != TRANSCODE_CANCELLED) { return false; }
-    cancel_with("Cancelled by user");
+    cancel_with(text_cancelled);
     fileops_write_status();
     return true;
   default:

@@ -3,9 +3,10 @@
 
 #include <sys/stat.h>
 
-#include "queue/item_texts.h"
 #include "queue/json_number.h"
 #include "queue/queue_item.h"
+#include "rules/json_keys.h"
+#include "rules/texts.h"
 
 namespace {
 
@@ -31,20 +32,20 @@ std::int32_t read_progress(const json11::Json& json) {
 
 // The master first: setting it makes the sub-machine valid that is set next.
 void read_states(const json11::Json& json, QueueItem::transcode_state_machine& sm) {
-  sm.set_state(json["transcode state"].string_value());
+  sm.set_state(json[key_state].string_value());
   switch (sm.state) {
   case TRANSCODE_READY:
-    sm.ready.set_state(json["ready state"].string_value());
+    sm.ready.set_state(json[key_ready_step].string_value());
     break;
   case TRANSCODE_THUMBNAIL:
-    sm.thumbnail.set_state(json["thumbnail state"].string_value());
+    sm.thumbnail.set_state(json[key_thumbnail_step].string_value());
     break;
   case TRANSCODE_REMOTE:
-    sm.remote.set_state(json["remote transcode state"].string_value());
-    sm.remote_command = json["remote transcode command"].string_value();
+    sm.remote.set_state(json[key_remote_step].string_value());
+    sm.remote_command = json[key_remote_command].string_value();
     break;
   case TRANSCODE_CLEANUP:
-    sm.cleanup.set_state(json["cleanup state"].string_value());
+    sm.cleanup.set_state(json[key_cleanup_step].string_value());
     break;
   default:
     break;
@@ -53,53 +54,53 @@ void read_states(const json11::Json& json, QueueItem::transcode_state_machine& s
 
 void read_remote_job(const json11::Json& json, QueueItem::remote_job& job) {
   if (json.is_null()) { return; }
-  job.ip = json["ip"].string_value();
-  job.name = json["name"].string_value();
-  job.entry_id = json["entry id"].string_value();
-  if (json["json"].is_object()) { job.json = json["json"]; }
+  job.ip = json[key_remote_address].string_value();
+  job.name = json[key_remote_name].string_value();
+  job.entry_id = json[key_entry_id].string_value();
+  if (json[key_remote_document].is_object()) { job.json = json[key_remote_document]; }
 }
 
 }  // namespace
 
 bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
   if (is_running()) { return false; }
-  if (!set_input_file(json["input file"].string_value().c_str()) ||
-      !set_output_file(json["output file"].string_value().c_str())) {
+  if (!set_input_file(json[key_input_file].string_value().c_str()) ||
+      !set_output_file(json[key_output_file].string_value().c_str())) {
     return false;
   }
-  transcode_profile = json["transcode profile"].string_value();
+  transcode_profile = json[key_profile].string_value();
   quoted_profile.clear();
-  for (const json11::Json& profile : json["quoted profile"].array_items()) {
+  for (const json11::Json& profile : json[key_quoted_profiles].array_items()) {
     quoted_profile.push_back(profile.string_value());
   }
-  const json11::Json& job_id = json["fileops job id"];
+  const json11::Json& job_id = json[key_fileops_job_id];
   set_fileops_job_id(job_id.is_number() ? json_int(job_id) : -1);
-  state_message = json["state"].string_value();
+  state_message = json[key_text].string_value();
   // An id is a C string to everybody who asks for it, so it ends at a NUL.
-  const std::string& id = json["entry id"].string_value();
+  const std::string& id = json[key_entry_id].string_value();
   entry_id = id.substr(0, id.find('\0'));
   if (entry_id.empty()) { return false; }
   read_states(json, sm);
-  progress = read_progress(json["transcode progress"]);
+  progress = read_progress(json[key_progress]);
   if (queue_file && sm.state == TRANSCODE_INIT) { return false; }
   read_flags(json);
   if (queue_file && !check_restored()) { return false; }
-  read_remote_job(json["remote job"], remote_info);
+  read_remote_job(json[key_remote_job], remote_info);
   fileops_op = "vod";
   fileops_write_status();
   return true;
 }
 
 void QueueItem::read_flags(const json11::Json& json) {
-  read_flag(json["approved"], approved);
-  read_flag(json["waiting"], waiting);
-  read_flag(json["user wants to remove"], user_wants_remove);
-  read_flag(json["user wants to cancel"], user_wants_cancel);
-  read_flag(json["user wants to pause"], user_wants_pause);
+  read_flag(json[key_approved], approved);
+  read_flag(json[key_waiting], waiting);
+  read_flag(json[key_wants_remove], user_wants_remove);
+  read_flag(json[key_wants_cancel], user_wants_cancel);
+  read_flag(json[key_wants_pause], user_wants_pause);
   // Kept on purpose: only a boolean counts here. Effect: a number never skips an upload.
-  if (json["uploaded"].is_bool()) { uploaded = json["uploaded"].bool_value(); }
-  read_flag(json["paused"], paused);
-  read_flag(json["delete on finish"], delete_on_finish);
+  if (json[key_uploaded].is_bool()) { uploaded = json[key_uploaded].bool_value(); }
+  read_flag(json[key_paused], paused);
+  read_flag(json[key_delete_on_finish], delete_on_finish);
 }
 
 // Checks a job out of the queue file against the machine as it is now. False drops the job.

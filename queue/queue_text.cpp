@@ -6,6 +6,8 @@
 #include "platform/text.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
 
 namespace {
 
@@ -21,21 +23,21 @@ std::string time_text() {
 }
 
 void leave_out_what_can_be_missed(QueueItem::json_object& keys, const QueueItem& item) {
-  keys["process argv"] = json11::Json::array();
-  keys["quoted profile"] = json11::Json::array();
+  keys[key_process_argv] = json11::Json::array();
+  keys[key_quoted_profiles] = json11::Json::array();
   if (item.sm.state == TRANSCODE_READY) {
-    keys["ready state"] = ready_states__str[READY_INIT];  // from there the profiles are listed anew
+    keys[key_ready_step] = name_of(READY_INIT);  // from there the profiles are listed anew
   }
-  keys["state"] = item.state_message.substr(0, kept_of_text);
+  keys[key_text] = item.state_message.substr(0, kept_of_text);
   if (!item.remote_info.empty()) {
-    json11::Json::object remote = keys["remote job"].object_items();
-    remote.erase("json");
-    remote["entry id"] = item.remote_info.entry_id.substr(0, kept_of_text);
-    keys["remote job"] = remote;
+    json11::Json::object remote = keys[key_remote_job].object_items();
+    remote.erase(key_remote_document);
+    remote[key_entry_id] = item.remote_info.entry_id.substr(0, kept_of_text);
+    keys[key_remote_job] = remote;
   }
   if (item.sm.state == TRANSCODE_REMOTE && item.sm.remote.state == REMOTE_DOWNLOAD) {
     // Only the document says where the result is, so the server has to be asked again.
-    keys["remote transcode state"] = remote_transcode_states__str[REMOTE_MONITOR];
+    keys[key_remote_step] = name_of(REMOTE_MONITOR);
   }
 }
 
@@ -51,7 +53,7 @@ std::string text_of_queue(bool is_whole) {
     if (!is_whole) { leave_out_what_can_be_missed(keys, *item); }
     list.emplace_back(keys);
   }
-  return json11::Json(json11::Json::object{{"list", list}, {"time", time_text()}}).dump();
+  return json11::Json(json11::Json::object{{key_list, list}, {key_time, time_text()}}).dump();
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "queue/queue_item.h"
-#include "queue/queue_text.h"
 #include "queue/transcode_queue.h"
+#include "rules/limits.h"
 
 namespace {
 

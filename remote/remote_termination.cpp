@@ -2,9 +2,9 @@
 #include <string>
 
 #include "platform/wait_status.h"
-#include "queue/item_texts.h"
 #include "queue/queue_item.h"
 #include "remote/download.h"
+#include "rules/texts.h"
 #include "service/process_state.h"
 
 namespace {

@@ -13,10 +13,6 @@
 // the first is neither a dot nor a dash. The name becomes part of the output's file name.
 bool is_profile_name(std::string_view text);
 
-// The names that the transcoder listed, best first: the lines ".. NAME" behind the line "*QUOTE".
-// A last line without a line feed is none.
-std::vector<std::string> read_profiles(const std::string& listing);
-
 // How the service has the profiles of `path` listed, up to `max_profile` lines of picture; below 1
 // there is no limit. No time limit is set.
 program_request profile_listing(const std::string& path, std::int32_t max_profile);

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 
 #include "platform/fileops_jobs.h"
+#include "rules/texts.h"
 #include "tools/job_log/failure.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/job_log/log_time.h"
@@ -30,10 +31,10 @@ struct failed_step {
 };
 
 constexpr failed_step failed_steps[] = {
-    {"Transcoding failed", "qxmi_vod_transcode", true},
-    {"Rejected: Unable to determine appropriate transcoding profiles", "qxmi_vod_transcode", false},
-    {"Rejected: Unable to create metadata or identify item", "qxmi_startitem", false},
-    {"Unable to send file to remote", "qxmi_remote_transcode", false},
+    {text_transcoding_failed, "qxmi_vod_transcode", true},
+    {text_listing_failed, "qxmi_vod_transcode", false},
+    {text_not_identified, "qxmi_startitem", false},
+    {text_not_sent, "qxmi_remote_transcode", false},
 };
 
 struct marked_line {

@@ -2,11 +2,12 @@
 #include "tools/qxmi_vod_transcode/progress.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 
 #include <poll.h>
 #include <unistd.h>
+
+#include "rules/transcoder_contract.h"
 
 namespace {
 
@@ -35,10 +36,7 @@ bool progress_line::take(std::string_view line) {
 }
 
 std::string progress_line::format(std::int64_t done) const {
-  char text[160];
-  std::snprintf(text, sizeof text, "Encoding: frame=%lld/%lld fps=%.1f speed=%.2fx",
-                static_cast<long long>(done), static_cast<long long>(total_), fps_, speed_);
-  return text;
+  return progress_line_text(done, total_, fps_, speed_);
 }
 
 void progress_output::write_line(const std::string& line, std::chrono::milliseconds patience) {

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "rules/transcoder_contract.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 
 namespace {
@@ -34,9 +35,5 @@ std::string quote_text(const source_media& media, int max_height) {
   std::string text = "*SOURCE\n";
   if (media.picture) { text += picture_text(*media.picture); }
   if (media.sound) { text += sound_text(media); }
-  text += decimals(media.duration, 2) + " s\n*QUOTE\n";
-  for (const std::string& name : names) {
-    text += ".. " + name + "\n";
-  }
-  return text;
+  return text + decimals(media.duration, 2) + " s\n" + listing_text(names);
 }

@@ -1,12 +1,9 @@
 // The parts of "check": admission, choice of the profile, size, and what is written down.
 #include <gmock/gmock.h>
 
-#include "tools/client/offered_profiles.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
 
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 
 namespace {
@@ -27,7 +24,7 @@ prospect accepted_prospect() {
                     {"audio channels", "2"},
                     {"size", "12300000"}};
   found.profiles = usual;
-  found.choice = choose_profile(usual, 720);
+  found.choice = explain_choice(usual, 720);
   found.size = limit_of_size("720", 61.4, 25.0);
   found.time = work_time{20.0, 3.07};
   found.room = disk_room{500000000000, 1000000000000, false, false};
@@ -37,28 +34,13 @@ prospect accepted_prospect() {
 
 }  // namespace
 
-TEST(ctl_check_profiles, stand_behind_the_quote_line) {
-  EXPECT_THAT(read_profiles("*SOURCE\n.. 9\n*QUOTE\n.. 1080\n..  720 x\r\n. 3\n.. \n.. 480"),
-              ElementsAre("1080", "720 x"));
-  EXPECT_THAT(read_profiles(".. 1080\n"), IsEmpty());
-}
-
-TEST(ctl_check_profiles, first_is_chosen_without_a_limit) {
-  EXPECT_EQ(choose_profile(usual, -1).profile, "1080");
-  EXPECT_EQ(choose_profile(usual, 0).profile, "1080");
-}
-
-TEST(ctl_check_profiles, first_within_the_limit_is_chosen) {
-  EXPECT_EQ(choose_profile(usual, 720).profile, "720");
-  EXPECT_EQ(choose_profile(usual, 719).profile, "480");
-}
-
-TEST(ctl_check_profiles, last_is_chosen_where_all_are_above_the_limit) {
-  EXPECT_EQ(choose_profile(usual, 240).profile, "480");
-}
-
-TEST(ctl_check_profiles, name_without_a_number_is_within_any_limit) {
-  EXPECT_EQ(choose_profile({"audio"}, 240).profile, "audio");
+TEST(ctl_check_choice, reason_says_which_profile_was_taken) {
+  EXPECT_EQ(explain_choice(usual, -1).reason, "it is the first that the transcoder offers");
+  EXPECT_EQ(explain_choice(usual, 719).profile, "480");
+  EXPECT_EQ(explain_choice(usual, 719).reason,
+            "it is the first that is not above \"max profile\", 719");
+  EXPECT_EQ(explain_choice(usual, 240).reason,
+            "all are above \"max profile\", 240, and it is the last");
 }
 
 TEST(ctl_check_size, is_bounded_by_the_transcoder_s_bit_rates) {
@@ -79,12 +61,6 @@ TEST(ctl_check_size, sound_alone_has_its_own) {
 TEST(ctl_check_size, is_left_out_without_a_basis) {
   EXPECT_FALSE(limit_of_size("720", 0.0, 25.0));
   EXPECT_FALSE(limit_of_size("something", 100.0, 25.0));
-}
-
-TEST(ctl_check_output, name_is_made_of_moment_profile_and_source) {
-  EXPECT_EQ(output_path("/mnt/media/clip.mpg", "720", "1"),
-            "/mnt/main/tv/vod/1.vod.720.clip.mpg.mp4");
-  EXPECT_EQ(output_path("/mnt/media/clip.mp4", "720", "1"), "/mnt/main/tv/vod/1.vod.720.clip.mp4");
 }
 
 TEST(ctl_check_output, accepted_file_is_told_line_by_line) {

@@ -1,21 +1,17 @@
-// The service's rules for sources.
 #include "tools/qx_vod_ctl/check/admission.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/clock.h"
 #include "platform/forbidden_area.h"
 #include "platform/media_metadata.h"
-#include "platform/metadata_v4.h"
-#include "platform/paths.h"
 #include "platform/unique_fd.h"
+#include "rules/control_words.h"
+#include "rules/source_rules.h"
 
 namespace {
 
@@ -65,19 +61,22 @@ refusal judge_error(int error, std::string text) {
   return result;
 }
 
-refusal judge_place(const std::string& folder, const std::string& name) {
-  const unique_fd directory(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.valid()) { return judge_error(errno, "Rejected: unable to locate folder"); }
-  if (cgi_velmar_forbidden_area_fd(directory.get(), 0) != 0) {
-    return refused("Rejected: unable to locate folder");
-  }
+refusal judge_folder(int folder) {
+  if (folder < 0) { return judge_error(errno, folder_refusal(false, 0)); }
+  return refused(folder_refusal(true, cgi_velmar_forbidden_area_fd(folder, source_folder_flags)));
+}
+
+refusal judge_file(int folder, const std::string& name) {
   struct stat status = {};
-  if (fstatat(directory.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    const int error = errno;
-    return judge_error(error, std::string("Rejected: file not accessible, ") + strerror(error));
-  }
-  const bool is_media = S_ISDIR(status.st_mode) || S_ISREG(status.st_mode);
-  return is_media ? refusal() : refused("Rejected: neither file nor folder");
+  const int result = fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  const int error = result == 0 ? 0 : errno;
+  return judge_error(error, file_refusal(error, status.st_mode));
+}
+
+refusal judge_place(const source_place& place) {
+  const unique_fd folder(open(place.folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  refusal result = judge_folder(folder.get());
+  return result.text.empty() ? judge_file(folder.get(), place.name) : result;
 }
 
 bool begins_with(const std::string& text, const std::string& beginning) {
@@ -87,24 +86,11 @@ bool begins_with(const std::string& text, const std::string& beginning) {
 }  // namespace
 
 refusal judge_source(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  const std::string name = path.substr(slash == std::string::npos ? 0 : slash + 1);
-  if (path.empty() || path[0] != '/' || cgi_velmar_forbidden_file_name(name.c_str()) != 0) {
-    return refused("One or more parameters were not accepted");
-  }
-  if (cgi_velmar_forbidden_area(path.c_str(), 0) != 0) {
-    return refused("Rejected: Forbidden input file");
-  }
-  if (metadata_v4_context_is_metadata_name(path.c_str())) {
-    return refused("Rejected: File is metadata");
-  }
-  return judge_place(path.substr(0, slash), name);
-}
-
-bool is_transcodeable(const std::string& file_type) {
-  return begins_with(file_type, "audio/") || begins_with(file_type, "video/") ||
-         file_type == "application/x-velmar-playlist" ||
-         file_type == "application/x-velmar-multiregion-playlist";
+  const auto place = place_of_source(path);
+  if (!place) { return refused(status_not_accepted); }
+  const unsigned area = cgi_velmar_forbidden_area(path.c_str(), source_path_flags);
+  refusal result = refused(path_refusal(path, area));
+  return result.text.empty() ? judge_place(*place) : result;
 }
 
 std::string stored_metadata::entry(const std::string& name) const {
@@ -121,22 +107,7 @@ stored_metadata read_stored_metadata(const std::string& path) {
     const char* const value = metadata.entry(name);
     if (value != nullptr && *value != '\0') { result.entries.emplace_back(name, value); }
   }
-  result.offline = std::strtol(result.entry("offline").c_str(), nullptr, 10) >= 1;
   return result;
-}
-
-std::string output_path(const std::string& path, const std::string& profile,
-                        const std::string& moment) {
-  const std::string name = path.substr(path.rfind('/') + 1);
-  const std::string output = path_output_dir + moment + ".vod." + profile + "." + name;
-  return output.substr(output.rfind('.')) == ".mp4" ? output : output + ".mp4";
-}
-
-bool output_can_be_named(const std::string& path, const std::string& profile) {
-  const std::string output = output_path(path, profile, std::to_string(gettimeofday_us()));
-  char metadata_folder[4096];
-  return cgi_velmar_forbidden_file_name(output.c_str() + std::strlen(path_output_dir)) == 0 &&
-         metadata_v4_file_to_metadir(output.c_str(), metadata_folder, sizeof metadata_folder) >= 0;
 }
 
 std::string advice_for(const std::string& text) {

@@ -1,15 +1,25 @@
-// The service's choice among the profiles that the transcoder offers.
 #include "tools/qx_vod_ctl/check/profile_choice.h"
 
-#include <cstdlib>
+#include "rules/transcoder_contract.h"
 
-profile_choice choose_profile(const std::vector<std::string>& profiles, std::int32_t max_profile) {
-  if (max_profile < 1) { return {profiles.front(), "it is the first that the transcoder offers"}; }
+namespace {
+
+std::string reason_for(choice_basis basis, std::int32_t max_profile) {
   const std::string limit = "\"max profile\", " + std::to_string(max_profile);
-  for (const auto& profile : profiles) {
-    if (std::strtol(profile.c_str(), nullptr, 10) <= max_profile) {
-      return {profile, "it is the first that is not above " + limit};
-    }
+  switch (basis) {
+  case choice_basis::first_within_limit:
+    return "it is the first that is not above " + limit;
+  case choice_basis::last_because_none_within_limit:
+    return "all are above " + limit + ", and it is the last";
+  default:
+    return "it is the first that the transcoder offers";
   }
-  return {profiles.back(), "all are above " + limit + ", and it is the last"};
+}
+
+}  // namespace
+
+explained_choice explain_choice(const std::vector<std::string>& profiles,
+                                std::int32_t max_profile) {
+  profile_choice choice = choose_profile(profiles, max_profile);
+  return {std::move(choice.profile), reason_for(choice.basis, max_profile)};
 }

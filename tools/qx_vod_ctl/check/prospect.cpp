@@ -5,9 +5,16 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "platform/clock.h"
 #include "platform/cpu.h"
 #include "platform/media_metadata.h"
 #include "platform/paths.h"
+#include "rules/control_words.h"
+#include "rules/output_name.h"
+#include "rules/source_rules.h"
+#include "rules/texts.h"
+#include "rules/tool_commands.h"
+#include "rules/transcoder_contract.h"
 #include "service/transcode_settings.h"
 #include "tools/client/offered_profiles.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
@@ -16,8 +23,6 @@
 #include "tools/qxmi_vod_transcode/profiles.h"
 
 namespace {
-
-constexpr const char* transcoder = "/usr/bin/qxmi_vod_transcode";
 
 constexpr std::chrono::minutes listing_time_limit{2};
 
@@ -64,13 +69,12 @@ private:
   // What the file's metadata say is believed, as the service does.
   bool identify_source() {
     const stored_metadata stored = read_stored_metadata(found_.path);
-    if (!stored.readable) { return refuse("unable to check metadata"); }
+    if (!stored.readable) { return refuse(text_metadata_unreadable); }
     found_.identity = stored.entries;
     found_.identity_stored = !stored.entry("file type").empty();
-    if (stored.offline) { return refuse("Rejected: File is marked offline"); }
-    if (!found_.identity_stored && !look_into_source()) { return false; }
-    if (is_transcodeable(entry("file type"))) { return true; }
-    return refuse("Rejected: File type is not transcodeable");
+    const std::string text = metadata_refusal(stored.entry("file type"), stored.entry("offline"));
+    if (!text.empty()) { return refuse(text); }
+    return found_.identity_stored || look_into_source();
   }
 
   bool look_into_source() {
@@ -78,42 +82,41 @@ private:
     std::string error;
     if (!identify(found_.path, entries, error)) {
       found_.note = "the file " + error;
-      return refuse("Rejected: Unable to create metadata or identify item");
+      return refuse(text_not_identified);
     }
     found_.identity.clear();
     for (const auto& [name, value] : entries) {
       if (!value.empty()) { found_.identity.emplace_back(name, value); }
     }
-    return true;
+    const std::string text = metadata_refusal(entry("file type"), "");
+    return text.empty() || refuse(text);
   }
 
   bool list_profiles() {
     program_request request = profile_listing(found_.path, settings_.max_profile);
     request.time_limit = listing_time_limit;
     const program_result result = run_program(request);
-    if (result.end == program_end::too_much_output) {
-      return refuse("Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
-    }
+    if (result.end == program_end::too_much_output) { return refuse(text_listing_too_long); }
     if (result.end == program_end::timed_out || result.end == program_end::tool_stopped) {
       return give_up("the transcoder did not list its profiles: " + result.cause());
     }
     if (!result.success()) {
       found_.note = result.cause();
-      return refuse("Rejected: Unable to determine appropriate transcoding profiles");
+      return refuse(text_listing_failed);
     }
-    found_.profiles = read_profiles(result.output);
+    found_.profiles = profiles_in_listing(result.output);
     return true;
   }
 
   bool name_output() {
-    constexpr const char* text =
-        "Rejected: Transcoder could not determine profiles (but returned success)";
-    if (found_.profiles.empty()) { return refuse(text); }
+    if (found_.profiles.empty()) { return refuse(text_nothing_listed); }
     const std::string unknown_profile = profile_refusal(profile_, found_.profiles);
     if (!profile_.empty() && !unknown_profile.empty()) { return refuse(unknown_profile); }
-    found_.choice = profile_.empty() ? choose_profile(found_.profiles, settings_.max_profile)
-                                     : profile_choice{profile_, "it was given"};
-    return output_can_be_named(found_.path, found_.choice.profile) || refuse(text);
+    found_.choice = profile_.empty() ? explain_choice(found_.profiles, settings_.max_profile)
+                                     : explained_choice{profile_, "it was given"};
+    const bool has_name =
+        metadata_folder_of_output(output_at(std::to_string(gettimeofday_us()))).has_value();
+    return has_name || refuse(text_nothing_listed);
   }
 
   void add_outcome() {
@@ -134,32 +137,23 @@ private:
     }
   }
 
-  std::string output() const {
-    return output_path(found_.path, found_.choice.profile, moment_text);
+  std::string output_at(const std::string& moment) const {
+    return output_path_for(moment, found_.choice.profile,
+                           found_.path.substr(found_.path.rfind('/') + 1));
   }
 
   void add_local_command() {
-    std::vector<std::string> command = {transcoder};
-    if (settings_.fullspeed) {
-      command.insert(command.end(), {"-d", "0", "--cpu-cap", "0", "--max-threads",
-                                     std::to_string(how_many_cpus())});
-    } else {
-      command.insert(command.end(), {"-d", "7", "--cpu-cap", "70"});
-    }
-    command.insert(command.end(), {"--profile", found_.choice.profile, "-f", "mp4", "-o", output(),
-                                   "--file", found_.path});
-    found_.commands = {command};
+    transcode_order order{found_.choice.profile, found_.path, output_at(moment_text), {}};
+    if (settings_.fullspeed) { order.full_speed_threads = how_many_cpus(); }
+    found_.commands = {transcode_command(order)};
   }
 
   void add_remote_commands() {
     const std::string& server = found_.server;
     found_.commands = {
-        {"/usr/bin/qxmi_remote_transcode", "UUID", found_.path},
-        {"/usr/bin/curl", "--silent", "-i", "-X", "POST", "--data-binary", "@-", "--user",
-         masked_text, "http://" + server + "/reelstack4/vod.cgi?c=vodsrv&vc=add"},
-        {"/usr/bin/wget", "--continue", "--progress=dot", "--output-document=" + output(),
-         std::string("--user=") + masked_text, std::string("--password=") + masked_text,
-         "ftp://" + server + "/FAR_OUTPUT"}};
+        upload_command("UUID", found_.path),
+        request_command(masked_text, gateway_url(server, command_add)),
+        download_command({output_at(moment_text), masked_text, masked_text, server, "FAR_OUTPUT"})};
   }
 
   std::string entry(const std::string& name) const {

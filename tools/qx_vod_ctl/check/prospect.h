@@ -34,7 +34,7 @@ struct prospect {
   std::vector<std::pair<std::string, std::string>> identity;  // names as in metadata
   bool identity_stored = false;                               // taken from the file's metadata
   std::vector<std::string> profiles;
-  profile_choice choice;
+  explained_choice choice;
   std::string server;  // where it would be transcoded; empty for here
   std::optional<size_limit> size;
   std::optional<work_time> time;

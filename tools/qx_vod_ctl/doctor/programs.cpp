@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "rules/tool_commands.h"
+#include "rules/transcoder_contract.h"
 #include "tools/media/engine.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 
@@ -18,19 +20,19 @@ struct program {
 };
 
 constexpr program local_programs[] = {
-    {"/usr/bin/qxmi_startitem", "files cannot be identified"},
-    {"/usr/bin/qxmi_vod_transcode", "nothing can be transcoded"},
-    {"/usr/bin/qxmi_grab", "there are no thumbnails"},
-    {"/bin/rm", "metadata of sources cannot be removed"},
+    {identifier_program, "files cannot be identified"},
+    {transcoder_program, "nothing can be transcoded"},
+    {thumbnail_program, "there are no thumbnails"},
+    {removal_program, "metadata of sources cannot be removed"},
     {ffmpeg_path, "the tools cannot encode"},
     {ffprobe_path, "the tools cannot inspect files"},
 };
 
 constexpr program remote_programs[] = {
-    {"/usr/bin/qxmi_remote_transcode", "sources cannot be sent to the remote server"},
-    {"/usr/bin/ncftpput", "sources cannot be sent to the remote server"},
-    {"/usr/bin/curl", "the remote server cannot be reached"},
-    {"/usr/bin/wget", "results cannot be fetched from the remote server"},
+    {upload_program, "sources cannot be sent to the remote server"},
+    {ftp_client_program, "sources cannot be sent to the remote server"},
+    {http_client_program, "the remote server cannot be reached"},
+    {download_program, "results cannot be fetched from the remote server"},
 };
 
 std::string base_name(const std::string& path) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 
 // The life of a job:
 //
@@ -68,8 +69,35 @@ enum remote_transcode_states : std::uint32_t {
 };
 constexpr auto remote_transcode_states_count = static_cast<remote_transcode_states>(7);
 
-extern const char* const transcode_states__str[transcode_states_count];
-extern const char* const ready_states__str[ready_states_count];
-extern const char* const cleanup_states__str[cleanup_states_count];
-extern const char* const thumbnail_states__str[thumbnail_states_count];
-extern const char* const remote_transcode_states__str[remote_transcode_states_count];
+// The names, indexed by state.
+
+inline constexpr const char* transcode_states__str[] = {
+    "init",        "cancelled", "cancelling", "ready", "remote transcode",
+    "transcoding", "thumbnail", "cleanup",    "done",  "cleared",
+};
+static_assert(std::size(transcode_states__str) == transcode_states_count);
+
+inline constexpr const char* ready_states__str[] = {"init", "check meta", "query profiles",
+                                                    "ready to transcode"};
+static_assert(std::size(ready_states__str) == ready_states_count);
+
+inline constexpr const char* cleanup_states__str[] = {"init", "unlink file", "unlink meta", "done"};
+static_assert(std::size(cleanup_states__str) == cleanup_states_count);
+
+inline constexpr const char* thumbnail_states__str[] = {"init", "gen", "metadata gen", "done"};
+static_assert(std::size(thumbnail_states__str) == thumbnail_states_count);
+
+inline constexpr const char* remote_transcode_states__str[] = {
+    "init", "upload", "add", "monitor", "download", "done", "command"};
+static_assert(std::size(remote_transcode_states__str) == remote_transcode_states_count);
+
+// The name of a state, which has to be a valid one.
+constexpr const char* name_of(transcode_states state) {
+  return transcode_states__str[state];
+}
+constexpr const char* name_of(ready_states state) {
+  return ready_states__str[state];
+}
+constexpr const char* name_of(remote_transcode_states state) {
+  return remote_transcode_states__str[state];
+}

@@ -1,0 +1,24 @@
+// The words of the control socket, which the gateways of two servers exchange as well: commands and
+// the statuses of replies.
+#pragma once
+
+// ---- Commands
+
+constexpr char command_test[] = "test";
+constexpr char command_list[] = "list";
+constexpr char command_add[] = "add";
+constexpr char command_modify[] = "modify";
+constexpr char command_ready[] = "ready";
+constexpr char command_restart[] = "restart";
+constexpr char command_cancel[] = "cancel";
+constexpr char command_pause[] = "pause";
+constexpr char command_resume[] = "resume";
+constexpr char command_remove[] = "remove";
+
+// ---- Statuses
+
+constexpr char status_ok[] = "OK";
+constexpr char status_not_found[] = "NOT FOUND";
+constexpr char status_too_many[] = "TOO MANY ITEMS";
+constexpr char status_busy[] = "ITEM IS BUSY";
+constexpr char status_not_accepted[] = "One or more parameters were not accepted";

@@ -1,0 +1,31 @@
+// The status texts of a job that more than one place gives it or looks for. Users read them, and
+// other servers and scripts compare them.
+#pragma once
+
+// ---- On its way
+
+constexpr char text_ready[] = "Ready";
+constexpr char text_transcoding[] = "Transcoding file...";
+constexpr char text_resuming[] = "Resuming transcode...";
+constexpr char text_restart_on_resume[] = "Transcoding will restart when user resumes this job";
+
+// ---- Ended by its user: a cancelled job with any other text has failed
+
+constexpr char text_cancelled[] = "Cancelled by user";
+constexpr char text_cancelled_remotely[] = "Transcode cancelled, remote end cancelled";
+
+// ---- Failed
+
+constexpr char text_operation_gone[] = "Rejected: File operation disappeared unexpectedly";
+constexpr char text_transcoding_failed[] = "Transcoding failed";
+constexpr char text_not_sent[] = "Unable to send file to remote";
+constexpr char text_metadata_unreadable[] = "unable to check metadata";
+constexpr char text_not_identified[] = "Rejected: Unable to create metadata or identify item";
+constexpr char text_listing_failed[] =
+    "Rejected: Unable to determine appropriate transcoding profiles";
+constexpr char text_listing_too_long[] =
+    "Rejected: utility std-output buffer overrun. Please report to Velmar staff.";
+// Also given where a profile was chosen but the output cannot be named.
+constexpr char text_nothing_listed[] =
+    "Rejected: Transcoder could not determine profiles (but returned success)";
+constexpr char text_output_invalid[] = "Rejected: output file is invalid";
