@@ -22,3 +22,9 @@ constexpr char status_not_found[] = "NOT FOUND";
 constexpr char status_too_many[] = "TOO MANY ITEMS";
 constexpr char status_busy[] = "ITEM IS BUSY";
 constexpr char status_not_accepted[] = "One or more parameters were not accepted";
+
+// ---- Between two servers only
+
+// The field that names an uploaded source, and the reply header that holds a refusal's status.
+constexpr char key_upload_name[] = "*name";
+constexpr char header_refusal[] = "X-comm-error";

@@ -6,6 +6,8 @@
 #include <cinttypes>
 #include <cstdio>
 
+#include "rules/tool_commands.h"
+
 namespace {
 
 constexpr std::size_t longest_name = 128;
@@ -41,7 +43,7 @@ std::string part_suffix(const struct stat& source) {
 // or done at the wrong time when the transfer fails.
 std::vector<std::string> put_command(const std::string& login, const std::string& link,
                                      const std::string& suffix, put_mode mode) {
-  return {ftp_client_path,
+  return {ftp_client_program,
           "-f",
           login,
           "-s",

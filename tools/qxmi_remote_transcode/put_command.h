@@ -6,8 +6,6 @@
 
 #include <sys/stat.h>
 
-constexpr const char* ftp_client_path = "/usr/bin/ncftpput";
-
 // Where the other server looks for what it is sent; a full path there as the downloads' paths are.
 constexpr const char* remote_upload_directory = "/mnt/main/tv/upload";
 

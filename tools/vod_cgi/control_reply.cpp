@@ -7,6 +7,10 @@
 
 #include <json11.hpp>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/states.h"
+
 namespace {
 
 // A page of the queue is far below this.
@@ -14,14 +18,16 @@ constexpr std::size_t data_limit = 8U << 20U;
 
 // Of this machine alone: processes, and numbers that mean another thing on the machine of whoever
 // asks. Command lines can hold a password besides.
-constexpr const char* own_keys[] = {"fileops job id", "process argv", "process pid", "remote job"};
+constexpr const char* own_keys[] = {key_fileops_job_id, key_process_argv, key_process_pid,
+                                    key_remote_job};
 
 // What whoever fetches the output can compare it with.
 void add_output_size(const json11::Json& item, json11::Json::object& keys) {
   struct stat status;
-  if (item["transcode state"].string_value() == "done" &&
-      lstat(item["output file"].string_value().c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-    keys["output size"] = static_cast<double>(status.st_size);
+  if (item[key_state].string_value() == name_of(TRANSCODE_DONE) &&
+      lstat(item[key_output_file].string_value().c_str(), &status) == 0 &&
+      S_ISREG(status.st_mode)) {
+    keys[key_output_size] = static_cast<double>(status.st_size);
   }
 }
 
@@ -51,9 +57,9 @@ json11::Json handed_on_with_list(const json11::Json& document) {
 cgi_answer refused(const comm_socket_v4_packet& reply, const json11::Json& item) {
   const std::string status = reply.words.size() > 1 ? reply.words[1] : "";
   cgi_answer answer =
-      refusal_answer(status == "NOT FOUND" ? 404 : 400, item["state"].string_value());
+      refusal_answer(status == status_not_found ? 404 : 400, item[key_text].string_value());
   answer.pairs = reply.nv_pairs;
-  answer.pairs.emplace_back("X-comm-error", status);
+  answer.pairs.emplace_back(header_refusal, status);
   return answer;
 }
 

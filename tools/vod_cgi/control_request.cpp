@@ -6,14 +6,15 @@
 #include <string_view>
 
 #include "platform/text.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 
 namespace {
 
 // What may be asked for from another machine; "test" and whatever comes later may not.
-constexpr std::string_view allowed_commands[] = {"add",     "list",  "ready",  "modify", "cancel",
-                                                 "restart", "pause", "resume", "remove"};
-
-constexpr std::string_view uploaded_name_key = "*name";
+constexpr std::string_view allowed_commands[] = {command_add,    command_list,   command_ready,
+                                                 command_modify, command_cancel, command_restart,
+                                                 command_pause,  command_resume, command_remove};
 
 bool is_control(char c) {
   const auto byte = static_cast<unsigned char>(c);
@@ -53,7 +54,7 @@ bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string&
   }
   const std::string_view name = line.substr(0, colon);
   const std::string_view value = line.substr(colon + 1);
-  if (name != uploaded_name_key) {
+  if (name != key_upload_name) {
     packet.nv_pairs.emplace_back(name, value);
     return true;
   }
@@ -61,7 +62,7 @@ bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string&
     error = "*name is not the name of an upload";
     return false;
   }
-  packet.nv_pairs.emplace_back("input file", upload_directory + std::string(value));
+  packet.nv_pairs.emplace_back(key_input_file, upload_directory + std::string(value));
   return true;
 }
 
@@ -103,7 +104,7 @@ bool fill_request(const std::string& command, const std::string& body,
 
 std::string uploaded_file(const comm_socket_v4_packet& request) {
   for (const auto& [name, value] : request.nv_pairs) {
-    if (name == "input file" && begins_with(value, upload_directory)) { return value; }
+    if (name == key_input_file && begins_with(value, upload_directory)) { return value; }
   }
   return "";
 }

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "platform/comm_client_v4.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/vod_cgi/cgi_answer.h"
 #include "tools/vod_cgi/control_reply.h"
 #include "tools/vod_cgi/control_request.h"
@@ -45,10 +47,10 @@ cgi_answer answer_add(comm_client_v4& client, const comm_socket_v4_packet& reque
   if (entry_id.empty()) { return answer_of(client, request, deadline_us); }
   comm_socket_v4_packet show;
   show.flags = comm_socket_v4_flag_want_reply;
-  show.words = {"list"};
-  show.nv_pairs = {{"entry id", entry_id}};
+  show.words = {command_list};
+  show.nv_pairs = {{key_entry_id, entry_id}};
   cgi_answer answer = answer_of(client, show, deadline_us);
-  if (answer.status == 200) { answer.pairs.emplace_back("entry id", entry_id); }
+  if (answer.status == 200) { answer.pairs.emplace_back(key_entry_id, entry_id); }
   return answer;
 }
 
@@ -70,8 +72,9 @@ cgi_answer answer_server(const cgi_input& input, int body_fd, std::string_view s
   if (!fill_request(command, body, request, error)) { return refusal_answer(400, error); }
   comm_client_v4 client(socket_path);
   const std::string upload = uploaded_file(request);
-  return command == "add" && !upload.empty() ? answer_add(client, request, upload, deadline_us)
-                                             : answer_of(client, request, deadline_us);
+  return command == command_add && !upload.empty()
+             ? answer_add(client, request, upload, deadline_us)
+             : answer_of(client, request, deadline_us);
 }
 
 }  // namespace

@@ -3,23 +3,24 @@
 
 #include <algorithm>
 
+#include "rules/json_keys.h"
+#include "rules/limits.h"
+#include "rules/states.h"
 #include "tools/client/job_ending.h"
 #include "tools/vod_cgi/folded_text.h"
 
 namespace {
 
-constexpr const char* step_keys[] = {"ready state", "thumbnail state", "cleanup state",
-                                     "remote transcode state"};
-
 // `waits` is the flag of a transcode that was resumed and has not got its turn back yet.
 job_group group_of(const job_view& job, bool waits) {
-  if (job.state == "done") { return job_group::done; }
-  if (job.state == "cancelled" || job.state == "cancelling") {
+  if (job.state == name_of(TRANSCODE_DONE)) { return job_group::done; }
+  if (job.state == name_of(TRANSCODE_CANCELLED) || job.state == name_of(TRANSCODE_CANCELLING)) {
     return job_has_failed(job.state, job.text) ? job_group::failed : job_group::cancelled;
   }
   if (job.paused) { return job_group::paused; }
-  const bool is_worked_on = job.state == "transcoding" || job.state == "remote transcode" ||
-                            job.state == "thumbnail" || job.state == "cleanup";
+  const bool is_worked_on =
+      job.state == name_of(TRANSCODE_TRANSCODING) || job.state == name_of(TRANSCODE_REMOTE) ||
+      job.state == name_of(TRANSCODE_THUMBNAIL) || job.state == name_of(TRANSCODE_CLEANUP);
   return is_worked_on && !waits ? job_group::running : job_group::waiting;
 }
 
@@ -41,23 +42,23 @@ const char* group_name(job_group group) {
 
 std::optional<job_view> read_job(const json11::Json& job, int position) {
   job_view view;
-  view.id = job["entry id"].string_value();
-  view.state = job["transcode state"].string_value();
-  if (view.id.empty() || view.state == "cleared") { return std::nullopt; }
+  view.id = job[key_entry_id].string_value();
+  view.state = job[key_state].string_value();
+  if (view.id.empty() || view.state == name_of(TRANSCODE_CLEARED)) { return std::nullopt; }
   view.position = position;
-  view.file = job["input file"].string_value();
-  view.output = job["output file"].string_value();
-  view.profile = job["transcode profile"].string_value();
-  for (const json11::Json& profile : job["quoted profile"].array_items()) {
+  view.file = job[key_input_file].string_value();
+  view.output = job[key_output_file].string_value();
+  view.profile = job[key_profile].string_value();
+  for (const json11::Json& profile : job[key_quoted_profiles].array_items()) {
     view.profiles.push_back(profile.string_value());
   }
   view.step = step_of(job);
-  view.text = job["state"].string_value();
-  view.progress = std::clamp(job["transcode progress"][0].int_value(), 0, 10000);
-  view.fileops_job = job["fileops job id"].is_number() ? job["fileops job id"].int_value() : -1;
-  view.paused = job["paused"].bool_value();
-  view.deletes_source = job["delete on finish"].bool_value();
-  view.group = group_of(view, job["waiting"].bool_value());
+  view.text = job[key_text].string_value();
+  view.progress = std::clamp(job[key_progress][0].int_value(), 0, progress_complete);
+  view.fileops_job = job[key_fileops_job_id].is_number() ? job[key_fileops_job_id].int_value() : -1;
+  view.paused = job[key_paused].bool_value();
+  view.deletes_source = job[key_delete_on_finish].bool_value();
+  view.group = group_of(view, job[key_waiting].bool_value());
   return view;
 }
 

@@ -6,12 +6,13 @@
 
 #include "platform/clock.h"
 #include "platform/forbidden_area.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/source_rules.h"
 #include "tools/client/offered_profiles.h"
 #include "tools/vod_cgi/job_view.h"
 
 namespace {
-
-constexpr const char* profile_key = "transcode profile";
 
 struct command_form {
   const char* word;
@@ -19,10 +20,10 @@ struct command_form {
   bool takes_fields;
 };
 
-constexpr command_form forms[] = {{"add", false, true},    {"modify", true, true},
-                                  {"pause", true, false},  {"resume", true, false},
-                                  {"cancel", true, false}, {"restart", true, false},
-                                  {"remove", true, false}};
+constexpr command_form forms[] = {{command_add, false, true},    {command_modify, true, true},
+                                  {command_pause, true, false},  {command_resume, true, false},
+                                  {command_cancel, true, false}, {command_restart, true, false},
+                                  {command_remove, true, false}};
 
 const command_form* find_form(const std::string& word) {
   const auto* const found =
@@ -44,11 +45,11 @@ bool take_text(const std::string& name, const std::string& text, const command_f
     return true;
   }
   if (name == "profile" && form.takes_fields) {
-    command.fields.emplace_back(profile_key, text);
+    command.fields.emplace_back(key_profile, text);
     return true;
   }
   if (name == "file" && !form.takes_id) {
-    command.fields.emplace_back("input file", text);
+    command.fields.emplace_back(key_input_file, text);
     return true;
   }
   return false;
@@ -58,7 +59,7 @@ bool take_member(const std::string& name, const json11::Json& value, const comma
                  page_command& command) {
   if (value.is_string()) { return take_text(name, value.string_value(), form, command); }
   if (!value.is_bool() || name != "deletes_source" || !form.takes_fields) { return false; }
-  command.fields.emplace_back("delete on finish", value.bool_value() ? "1" : "0");
+  command.fields.emplace_back(key_delete_on_finish, value.bool_value() ? "1" : "0");
   return true;
 }
 
@@ -86,15 +87,15 @@ page_answer answer_of(const service_answer& answer, const std::string& id) {
   const std::string status = answer.reply.words.size() > 1 ? answer.reply.words[1] : "";
   std::string error;
   const json11::Json job = json11::Json::parse(answer.reply.data, error);
-  return page_refusal(status == "NOT FOUND" ? 404 : 409, status, job["state"].string_value());
+  return page_refusal(status == status_not_found ? 404 : 409, status, job[key_text].string_value());
 }
 
 // Takes a job that was refused out of the queue again. Its source must survive that: removing a job
 // that was to delete its source deletes it.
 void take_back(comm_client_v4& client, const std::string& id, std::uint64_t deadline_us) {
   const auto kept =
-      ask(client, "modify", {{"entry id", id}, {"delete on finish", "0"}}, deadline_us);
-  if (kept.accepted()) { ask(client, "remove", {{"entry id", id}}, deadline_us); }
+      ask(client, command_modify, {{key_entry_id, id}, {key_delete_on_finish, "0"}}, deadline_us);
+  if (kept.accepted()) { ask(client, command_remove, {{key_entry_id, id}}, deadline_us); }
 }
 
 std::string value_of(const job_fields& fields, const char* name) {
@@ -107,7 +108,9 @@ std::string value_of(const job_fields& fields, const char* name) {
 // service would not look into.
 std::vector<std::string> list_profiles(const std::string& file, std::uint64_t deadline_us) {
   const std::uint64_t now_us = monotonic_clock_us();
-  const bool is_allowed = !file.empty() && cgi_velmar_forbidden_area(file.c_str(), 0) == 0;
+  const bool is_allowed =
+      !file.empty() &&
+      (cgi_velmar_forbidden_area(file.c_str(), source_path_flags) & source_path_forbidden) == 0;
   if (!is_allowed || now_us >= deadline_us) { return {}; }
   return offered_profiles(file, std::chrono::milliseconds((deadline_us - now_us) / 2000 + 1));
 }
@@ -125,10 +128,10 @@ page_answer unknown_profile(const std::string& problem) {
 }
 
 page_answer modify(comm_client_v4& client, const page_command& command, std::uint64_t deadline_us) {
-  job_fields pairs = {{"entry id", command.id}};
-  const std::string profile = value_of(command.fields, profile_key);
+  job_fields pairs = {{key_entry_id, command.id}};
+  const std::string profile = value_of(command.fields, key_profile);
   if (!profile.empty()) {
-    const auto shown = ask(client, "list", pairs, deadline_us);
+    const auto shown = ask(client, command_list, pairs, deadline_us);
     if (!shown.accepted()) { return answer_of(shown, command.id); }
     std::string error;
     const auto job = read_job(json11::Json::parse(shown.reply.data, error), 0);
@@ -137,21 +140,21 @@ page_answer modify(comm_client_v4& client, const page_command& command, std::uin
     if (!problem.empty()) { return unknown_profile(problem); }
   }
   pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
-  return answer_of(ask(client, "modify", pairs, deadline_us), command.id);
+  return answer_of(ask(client, command_modify, pairs, deadline_us), command.id);
 }
 
 // Adding and making ready are two requests, so that a refusal comes with its reason.
 page_answer add(comm_client_v4& client, const job_fields& fields, std::uint64_t deadline_us) {
-  const std::string problem = profile_problem(value_of(fields, profile_key),
-                                              value_of(fields, "input file"), {}, deadline_us);
+  const std::string problem = profile_problem(value_of(fields, key_profile),
+                                              value_of(fields, key_input_file), {}, deadline_us);
   if (!problem.empty()) { return unknown_profile(problem); }
-  const auto added = ask(client, "add", fields, deadline_us);
+  const auto added = ask(client, command_add, fields, deadline_us);
   std::string id;
   for (const auto& [name, value] : added.reply.nv_pairs) {
-    id = name == "entry id" ? value : id;
+    id = name == key_entry_id ? value : id;
   }
   if (!added.accepted()) { return answer_of(added, id); }
-  const auto ready = ask(client, "ready", {{"entry id", id}}, deadline_us);
+  const auto ready = ask(client, command_ready, {{key_entry_id, id}}, deadline_us);
   if (ready.result == comm_client_result::ok && !ready.accepted()) {
     take_back(client, id, deadline_us);
   }
@@ -179,7 +182,7 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
       return false;
     }
   }
-  const std::string profile = value_of(command.fields, profile_key);
+  const std::string profile = value_of(command.fields, key_profile);
   if (!profile.empty() && !is_profile_name(profile)) {
     error = "The body's member \"profile\" cannot be a profile's name.";
     return false;
@@ -193,7 +196,8 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
 
 page_answer run_page_command(comm_client_v4& client, const page_command& command,
                              std::uint64_t deadline_us) {
-  if (command.word == "add") { return add(client, command.fields, deadline_us); }
-  if (command.word == "modify") { return modify(client, command, deadline_us); }
-  return answer_of(ask(client, command.word, {{"entry id", command.id}}, deadline_us), command.id);
+  if (command.word == command_add) { return add(client, command.fields, deadline_us); }
+  if (command.word == command_modify) { return modify(client, command, deadline_us); }
+  return answer_of(ask(client, command.word, {{key_entry_id, command.id}}, deadline_us),
+                   command.id);
 }

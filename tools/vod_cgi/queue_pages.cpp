@@ -4,16 +4,20 @@
 #include <set>
 #include <string>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
+
 namespace {
 
 constexpr int most_readings = 3;
 
 // Twice what the service's queue holds: an answer that never ends is not a queue.
-constexpr int most_jobs = 1024;
+constexpr int most_read_jobs = 2 * static_cast<int>(most_jobs);
 
 void append_new(const json11::Json& page, std::set<std::string>& seen, json11::Json::array& jobs) {
-  for (const json11::Json& job : page["list"].array_items()) {
-    if (seen.insert(job["entry id"].string_value()).second) { jobs.push_back(job); }
+  for (const json11::Json& job : page[key_list].array_items()) {
+    if (seen.insert(job[key_entry_id].string_value()).second) { jobs.push_back(job); }
   }
 }
 
@@ -25,14 +29,14 @@ comm_client_result read_once(comm_client_v4& client, std::uint64_t deadline_us,
   std::set<std::string> seen;
   json11::Json counter;
   std::size_t room = most_queue_bytes;
-  for (int start = 0; start < most_jobs; start += queue_page_size) {
+  for (int start = 0; start < most_read_jobs; start += queue_page_size) {
     json11::Json page;
     const comm_client_result result = read_queue_page(client, start, deadline_us, room, page);
     if (result != comm_client_result::ok) { return result; }
-    changed = changed || (start > 0 && page["modify counter"] != counter);
-    counter = page["modify counter"];
+    changed = changed || (start > 0 && page[key_modify_counter] != counter);
+    counter = page[key_modify_counter];
     append_new(page, seen, jobs);
-    if (start + queue_page_size >= page["total"].int_value()) { break; }
+    if (start + queue_page_size >= page[key_total].int_value()) { break; }
   }
   return comm_client_result::ok;
 }
@@ -43,9 +47,9 @@ comm_client_result read_queue_page(comm_client_v4& client, int start, std::uint6
                                    std::size_t& room, json11::Json& page) {
   comm_socket_v4_packet request;
   request.flags = comm_socket_v4_flag_want_reply;
-  request.words = {"list"};
-  request.nv_pairs = {{"start", std::to_string(start)},
-                      {"end", std::to_string(start + queue_page_size - 1)}};
+  request.words = {command_list};
+  request.nv_pairs = {{key_start, std::to_string(start)},
+                      {key_end, std::to_string(start + queue_page_size - 1)}};
   comm_socket_v4_packet reply;
   const comm_client_result result = client.request(request, reply, deadline_us);
   if (result != comm_client_result::ok) { return result; }

@@ -7,9 +7,10 @@
 #include <json11.hpp>
 
 #include "platform/comm_client_v4.h"
+#include "rules/limits.h"
 
 // What the service lists at most in answer to one request.
-constexpr int queue_page_size = 16;
+constexpr int queue_page_size = static_cast<int>(most_listed_jobs);
 
 // How many bytes of pages one look at the whole queue may take: ten times what 512 jobs come to,
 // and no more than a web server should hold for a gateway.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/media_metadata.h"
+#include "rules/states.h"
 #include "tools/job_log/job_reason.h"
 #include "tools/vod_cgi/folded_text.h"
 #include "tools/vod_cgi/job_view.h"
@@ -87,8 +88,9 @@ bool is_wanted(const job_view& job, const queue_query& wanted, const std::string
 json11::Json::array jobs_in_line(const std::vector<job_view>& sorted) {
   json11::Json::array line;
   for (const job_view& job : sorted) {
-    const bool is_in_line = (job.group == job_group::running && job.state == "transcoding") ||
-                            (job.group == job_group::waiting && job.state != "init");
+    const bool is_in_line =
+        (job.group == job_group::running && job.state == name_of(TRANSCODE_TRANSCODING)) ||
+        (job.group == job_group::waiting && job.state != name_of(TRANSCODE_INIT));
     if (is_in_line && line.size() < most_in_line) {
       line.push_back(json11::Json::object{{"id", job.id},
                                           {"group", group_name(job.group)},

@@ -5,13 +5,15 @@
 
 #include <unistd.h>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/tool_commands.h"
 #include "service/transcode_settings.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/private_folder.h"
 
 namespace {
 
-constexpr const char* client_path = "/usr/bin/curl";
 constexpr const char* connect_limit_s = "3";
 constexpr const char* answer_limit_s = "5";
 
@@ -39,7 +41,7 @@ std::string quoted(const std::string& text) {
 
 program_request client_request(const std::string& configuration, const std::string& url) {
   program_request request;
-  request.argv = {client_path,         "--config",
+  request.argv = {http_client_program, "--config",
                   configuration,       "--silent",
                   "--connect-timeout", connect_limit_s,
                   "--max-time",        answer_limit_s,
@@ -50,10 +52,9 @@ program_request client_request(const std::string& configuration, const std::stri
 }
 
 program_result ask_gateway(const std::string& configuration, const std::string& address) {
-  program_request request =
-      client_request(configuration, "http://" + address + "/reelstack4/vod.cgi?c=vodsrv&vc=list");
-  request.argv.insert(request.argv.end() - 1,
-                      {"-i", "-X", "POST", "--data-binary", "entry id:none\n\n"});
+  program_request request = client_request(configuration, gateway_url(address, command_list));
+  request.argv.insert(request.argv.end() - 1, {"-i", "-X", "POST", "--data-binary",
+                                               std::string(key_entry_id) + ":none\n\n"});
   return run_program(request);
 }
 
@@ -74,7 +75,7 @@ finding judge_silence(const std::string& check, const program_result& result,
                       const std::string& address, const std::string& server) {
   if (result.end != program_end::exited) {
     return problem(check, "the request to " + address + " failed: " + result.cause(),
-                   std::string("check ") + client_path);
+                   std::string("check ") + http_client_program);
   }
   switch (result.exit_status) {
   case exit_unknown_name:
@@ -155,7 +156,7 @@ finding judge_ftp_server(const program_result& result, const std::string& addres
 }
 
 finding_list check_remote_server(const class transcode_settings& settings) {
-  if (access(client_path, X_OK) != 0) { return {}; }
+  if (access(http_client_program, X_OK) != 0) { return {}; }
   private_folder folder;
   std::string error;
   if (!folder.create(error) || !folder.write("client", client_configuration(settings), error)) {
