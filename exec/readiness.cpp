@@ -1,25 +1,26 @@
 // May this job proceed? Judged anew before every step, because files, folders and jobs come and go.
 #include <cerrno>
-#include <cstring>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include "platform/forbidden_area.h"
-#include "platform/metadata_v4.h"
 #include "queue/queue_item.h"
 #include "rules/output_name.h"
+#include "rules/source_rules.h"
 #include "rules/texts.h"
 
 namespace {
 
-// cgi_velmar_forbidden_area(): the path as written may not be touched.
-constexpr unsigned forbidden_path_bit = 0x1;
-// cgi_velmar_forbidden_area_fd(): the flags asked with, and the bit that forbids.
-constexpr unsigned forbidden_fd_flags = 0x8080;
-constexpr unsigned forbidden_fd_bit = 0x200;
-
 constexpr char no_metadir_text[] = "Rejected: output file, unable to create metadata dir";
+
+// Shows a refusal to the user. True where there is none.
+bool is_accepted(QueueItem& item, std::string refusal) {
+  if (refusal.empty()) { return true; }
+  item.state_message = std::move(refusal);
+  return false;
+}
 
 }  // namespace
 
@@ -35,16 +36,8 @@ int QueueItem::validate_ready() {
 }
 
 bool QueueItem::input_allowed() {
-  if (input_file.empty()) {
-    state_message = "Rejected: No input file";
-  } else if ((cgi_velmar_forbidden_area(input_file.c_str(), 0) & forbidden_path_bit) != 0) {
-    state_message = "Rejected: Forbidden input file";
-  } else if (metadata_v4_context_is_metadata_name(input_file.c_str())) {
-    state_message = "Rejected: File is metadata";
-  } else {
-    return true;
-  }
-  return false;
+  const unsigned area = cgi_velmar_forbidden_area(input_file.c_str(), source_path_flags);
+  return is_accepted(*this, path_refusal(input_file, area));
 }
 
 // Judges the file in its folder by name, never opening it: a FIFO or a file on a mount that hangs
@@ -53,21 +46,13 @@ bool QueueItem::input_is_file_or_folder() {
   if (input_dir_fd == -1 && !input_dir.empty()) {
     input_dir_fd = open(input_dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   }
-  if (input_dir_fd == -1 ||
-      (cgi_velmar_forbidden_area_fd(input_dir_fd, forbidden_fd_flags) & forbidden_fd_bit) != 0) {
-    state_message = "Rejected: unable to locate folder";
-    return false;
-  }
+  const bool is_open = input_dir_fd != -1;
+  const unsigned area =
+      is_open ? cgi_velmar_forbidden_area_fd(input_dir_fd, source_folder_flags) : 0;
+  if (!is_accepted(*this, folder_refusal(is_open, area))) { return false; }
   struct stat status {};
-  if (fstatat(input_dir_fd, input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
-    state_message = std::string("Rejected: file not accessible, ") + strerror(errno);
-    return false;
-  }
-  if (!S_ISDIR(status.st_mode) && !S_ISREG(status.st_mode)) {
-    state_message = "Rejected: neither file nor folder";
-    return false;
-  }
-  return true;
+  const int result = fstatat(input_dir_fd, input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  return is_accepted(*this, file_refusal(result == 0 ? 0 : errno, status.st_mode));
 }
 
 // An output is needed only once the profile is known; where one is set it is judged at any time.
@@ -77,7 +62,7 @@ bool QueueItem::output_allowed() {
   if (output_file.empty()) {
     if (!past_profiles) { return true; }
     if (!set_output_file(pick_output_file_name_from_input().c_str())) {
-      state_message = "Rejected: output file is invalid";
+      state_message = text_output_invalid;
       return false;
     }
     if (output_file.empty()) { return true; }
