@@ -6,9 +6,9 @@
 
 #include <unistd.h>
 
-#include "tools/client/offered_profiles.h"
+#include "tools/client/advice.h"
+#include "tools/client/submission.h"
 #include "tools/command_line/command_line.h"
-#include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 #include "tools/qx_vod_ctl/media_folder.h"
 #include "tools/qx_vod_ctl/media_path.h"
@@ -26,72 +26,52 @@ struct add_options {
   bool wait = false;
 };
 
-name_values item_fields(const add_options& options, const std::string& path) {
-  name_values fields = {{"input file", path}};
-  if (!options.profile.empty()) { fields.emplace_back("transcode profile", options.profile); }
-  if (options.delete_on_finish) { fields.emplace_back("delete on finish", "1"); }
-  return fields;
-}
-
-// Takes an item that will not become a job out of the queue again. Its source must survive that:
-// removing an item that was to delete its source deletes it, if the refusal cancelled the item.
-service_reply take_back(vod_service& service, const add_options& options, const std::string& id) {
-  if (options.delete_on_finish) {
-    auto reply = service.request("modify", {{"entry id", id}, {"delete on finish", "0"}});
-    if (!reply.accepted()) { return reply; }
-  }
-  return service.request("remove", {{"entry id", id}});
-}
-
-// The reason for a refusal stands in the item's text; the reply only says that there was one.
-int refuse_file(vod_service& service, const add_options& options, const std::string& file,
-                const std::string& id, const service_reply& refusal) {
-  item_view item;
-  const bool has_reason = read_item(refusal.data, item) && !item.text.empty();
-  const std::string reason = has_reason ? item.text : refusal.text;
-  const std::string advice = advice_for(reason);
-  report(file, advice.empty() ? reason : reason + "; " + advice);
-  const auto taken_back = take_back(service, options, id);
-  if (!taken_back.accepted()) {
-    report(file, "left in the queue as " + id + ": " + taken_back.text);
-  }
-  return refusal.exit_status;
-}
-
 struct named_file {
   std::string given;
   std::string path;
 };
 
-// Why the file cannot be made into the profile that is asked for; empty where it can, and where
-// only the service can tell.
-std::string profile_problem(const add_options& options, const std::string& path) {
-  constexpr std::chrono::minutes time_limit{2};
-  if (options.profile.empty()) { return ""; }
-  return profile_refusal(options.profile, offered_profiles(path, time_limit));
+// The reason for a refusal is in the item's text; the reply only says that there was one.
+int report_refusal(const std::string& file, const submission& made) {
+  item_view item;
+  const bool has_reason = read_item(made.reply.data, item) && !item.text.empty();
+  const std::string reason = has_reason ? item.text : made.reply.text;
+  const std::string advice = advice_for(reason);
+  report(file, advice.empty() ? reason : reason + "; " + advice);
+  if (!made.taken_back.accepted()) {
+    report(file, "left in the queue as " + made.entry_id + ": " + made.taken_back.text);
+  }
+  return made.reply.exit_status;
 }
 
-// Adding and making ready are two requests, so that a refusal comes with its reason.
+int report_submission(const std::string& file, const submission& made) {
+  switch (made.end) {
+  case submission::step::refused_at_add:
+    return report_reply(file, made.reply);
+  case submission::step::refused_at_ready:
+    return report_refusal(file, made);
+  case submission::step::not_made_ready:
+    report(file, "added as " + made.entry_id + " but not made ready: " + made.reply.text);
+    return made.reply.exit_status;
+  case submission::step::added:
+    break;
+  }
+  return 0;
+}
+
 int add_file(vod_service& service, const add_options& options, const named_file& file, bool json,
              std::vector<std::string>& added) {
-  const std::string problem = profile_problem(options, file.path);
+  constexpr std::chrono::minutes time_limit{2};
+  const std::string problem = profile_problem(options.profile, file.path, {}, time_limit);
   if (!problem.empty()) {
     report(file.given, problem);
     return exit_refused;
   }
-  auto reply = service.request("add", item_fields(options, file.path));
-  if (!reply.accepted()) { return report_reply(file.given, reply); }
-  const std::string id = reply.pair("entry id");
-  if (!options.hold) {
-    reply = service.request("ready", {{"entry id", id}});
-    if (reply.exit_status == exit_no_service) {
-      report(file.given, "added as " + id + " but not made ready: " + reply.text);
-      return reply.exit_status;
-    }
-    if (!reply.accepted()) { return refuse_file(service, options, file.given, id, reply); }
-  }
-  json ? print_raw(reply.data) : print_line(id);
-  added.push_back(id);
+  const new_job job = {file.path, options.profile, options.delete_on_finish};
+  const submission made = submit(service, job, options.hold);
+  if (made.end != submission::step::added) { return report_submission(file.given, made); }
+  json ? print_raw(made.reply.data) : print_line(made.entry_id);
+  added.push_back(made.entry_id);
   return 0;
 }
 

@@ -1,10 +1,10 @@
 // check: what would become of a file, without adding it.
 #include <cstdio>
 
+#include "tools/client/job_history.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
-#include "tools/qx_vod_ctl/job_history.h"
 #include "tools/qx_vod_ctl/media_path.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"

@@ -1,10 +1,10 @@
 // list and show: what the queue holds.
 #include <cstdio>
 
+#include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/item_table.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal_text.h"

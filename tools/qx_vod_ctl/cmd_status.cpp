@@ -1,11 +1,11 @@
 // status: the queue at a glance.
 #include <ctime>
 
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
+#include "tools/client/outlook.h"
+#include "tools/client/queue_reader.h"
 #include "tools/qx_vod_ctl/held_job.h"
 #include "tools/qx_vod_ctl/item_table.h"
-#include "tools/qx_vod_ctl/outlook.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/queue_screen.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"

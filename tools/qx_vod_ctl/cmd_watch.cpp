@@ -8,9 +8,9 @@
 
 #include "platform/clock.h"
 #include "platform/unique_fd.h"
+#include "tools/client/service_connection.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/report.h"
-#include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
 #include "tools/qx_vod_ctl/watch/raw_terminal.h"

@@ -4,7 +4,7 @@
 #include <ctime>
 #include <string>
 
-#include "tools/qx_vod_ctl/item_view.h"
+#include "tools/client/item_view.h"
 
 // A request that lasts for longer has no time limit, or not the packaged one.
 constexpr std::time_t longest_request_s = 90;

@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "platform/text.h"
+#include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 
 namespace {
 

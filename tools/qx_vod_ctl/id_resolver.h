@@ -5,8 +5,8 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/qx_vod_ctl/item_view.h"
-#include "tools/qx_vod_ctl/vod_service.h"
+#include "tools/client/item_view.h"
+#include "tools/client/vod_service.h"
 
 struct resolved_id {
   int exit_status = 0;  // 0, or how the client is to end

@@ -30,6 +30,5 @@ target_sources(qx_ctl PRIVATE
   private_folder.cpp
   queue_copy/restore.cpp
   queue_copy/stored_queue.cpp
-  secret_mask.cpp
   text_file.cpp)
 target_link_libraries(qx_ctl PUBLIC qx_settings qx_startitem qx_transcode)

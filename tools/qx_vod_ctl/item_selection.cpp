@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <map>
 
+#include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/report.h"
 
 item_selection select_items(vod_service& service, const std::vector<std::string>& given) {

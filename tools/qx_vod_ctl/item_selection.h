@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/item_view.h"
-#include "tools/qx_vod_ctl/vod_service.h"
+#include "tools/client/item_view.h"
+#include "tools/client/vod_service.h"
 
 // How a command line tells which items it means: by ids, or by a property of theirs.
 struct item_choice {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/client/queue_reader.h"
 
 // A heading and a line for each item, each ending in a line feed; empty without items. Columns are
 // as wide as what they hold. Ids are cut to what tells the listed items apart, 8 characters at

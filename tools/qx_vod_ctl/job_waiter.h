@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/item_view.h"
+#include "tools/client/item_view.h"
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/progress_line.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 class job_waiter {
 public:

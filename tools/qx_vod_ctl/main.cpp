@@ -4,9 +4,9 @@
 #include <exception>
 #include <iterator>
 
+#include "tools/client/service_connection.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/report.h"
-#include "tools/qx_vod_ctl/service_connection.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 
 namespace {

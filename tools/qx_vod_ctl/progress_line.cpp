@@ -3,7 +3,7 @@
 
 #include <ctime>
 
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
 #include "tools/qx_vod_ctl/queue_screen.h"
 #include "tools/qx_vod_ctl/terminal.h"
 #include "tools/qx_vod_ctl/terminal_text.h"

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "tools/qx_vod_ctl/item_view.h"
-#include "tools/qx_vod_ctl/outlook.h"
+#include "tools/client/item_view.h"
+#include "tools/client/outlook.h"
 
 class progress_line {
 public:

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/client/queue_reader.h"
 
 struct screen_style {
   std::size_t width = 0;  // columns; 0 cuts nothing, shows whole paths and draws no bars

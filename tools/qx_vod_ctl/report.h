@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include "tools/client/item_view.h"
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
-#include "tools/qx_vod_ctl/item_view.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 // A line on standard output. It is out at once: whoever reads it may wait for it.
 void print_line(std::string_view line);

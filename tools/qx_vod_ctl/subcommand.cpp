@@ -1,8 +1,8 @@
 // What the subcommands' command lines have in common.
 #include "tools/qx_vod_ctl/subcommand.h"
 
+#include "tools/client/item_view.h"
 #include "tools/client/offered_profiles.h"
-#include "tools/qx_vod_ctl/item_view.h"
 
 namespace {
 

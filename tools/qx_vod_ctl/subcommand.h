@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "tools/client/vod_service.h"
 #include "tools/command_line/option_parser.h"
 #include "tools/qx_vod_ctl/item_selection.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 // What a subcommand does once its command line is read; returns the exit status.
 using subcommand_action = std::function<int(vod_service&)>;

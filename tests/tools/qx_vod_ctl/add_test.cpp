@@ -1,7 +1,7 @@
 // The requests that add makes, where the real service cannot be brought to answer so.
 #include <gmock/gmock.h>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 

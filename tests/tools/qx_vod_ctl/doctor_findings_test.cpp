@@ -10,7 +10,7 @@
 
 #include "tests/platform/test_folder.h"
 #include "tests/support/skip.h"
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"

@@ -1,7 +1,7 @@
 // From a few characters to an item.
 #include <gmock/gmock.h>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
 

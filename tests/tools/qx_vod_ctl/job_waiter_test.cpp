@@ -3,7 +3,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/qx_vod_ctl/job_waiter.h"
 
 using ::testing::ElementsAre;

@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <json11.hpp>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 

@@ -1,7 +1,7 @@
 // What watch asks the service for.
 #include <gmock/gmock.h>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/qx_vod_ctl/watch/queue_model.h"
 
 using ::testing::ElementsAre;

@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 #include "tools/qx_vod_ctl/watch/watcher.h"
 
 using ::testing::Contains;

@@ -7,8 +7,8 @@
 
 #include <json11.hpp>
 
+#include "tools/client/secret_mask.h"
 #include "tools/qx_vod_ctl/private_folder.h"
-#include "tools/qx_vod_ctl/secret_mask.h"
 
 class report_parts {
 public:

@@ -20,28 +20,6 @@ constexpr const char* entry_names[] = {"file type",   "offline",        "duratio
                                        "height",      "frame rate",     "interlaced", "video codec",
                                        "audio codec", "audio channels", "bit rate",   "size"};
 
-struct advice {
-  const char* text;
-  const char* words;
-};
-
-// A text is looked up by its beginning: some end with a cause of their own.
-constexpr advice advices[] = {
-    {"One or more parameters", "the name must not begin with a dot or contain control characters"},
-    {"Rejected: Forbidden input file",
-     "move it below /mnt, /media or /srv, or list its directory in /mnt/main/tv/media.roots"},
-    {"Rejected: File is metadata", "name the media file, not its metadata"},
-    {"Rejected: unable to locate folder",
-     "the directory is missing, unreadable, or outside the allowed ones after symbolic links"},
-    {"Rejected: neither file nor folder", "name the file itself, not a link or device"},
-    {"Rejected: File is marked offline", "bring it online first; its metadata say offline=1"},
-    {"Rejected: File type is not transcodeable", "it has neither audio nor video"},
-    {"Rejected: Unable to create metadata", "qxmi_startitem --identify --file FILE says why"},
-    {"unable to check metadata", "remove its metadata file, which is damaged or unreadable"},
-    {"Rejected: Unable to determine", "qxmi_vod_transcode --quote --file FILE says why"},
-    {"Rejected: Transcoder could not", "give it a shorter name if it is close to 200 bytes long"},
-};
-
 refusal refused(std::string text) {
   refusal result;
   result.text = std::move(text);
@@ -79,10 +57,6 @@ refusal judge_place(const source_place& place) {
   return result.text.empty() ? judge_file(folder.get(), place.name) : result;
 }
 
-bool begins_with(const std::string& text, const std::string& beginning) {
-  return text.compare(0, beginning.size(), beginning) == 0;
-}
-
 }  // namespace
 
 refusal judge_source(const std::string& path) {
@@ -108,11 +82,4 @@ stored_metadata read_stored_metadata(const std::string& path) {
     if (value != nullptr && *value != '\0') { result.entries.emplace_back(name, value); }
   }
   return result;
-}
-
-std::string advice_for(const std::string& text) {
-  for (const advice& known : advices) {
-    if (begins_with(text, known.text)) { return known.words; }
-  }
-  return "";
 }

@@ -25,6 +25,3 @@ struct stored_metadata {
 };
 
 stored_metadata read_stored_metadata(const std::string& path);
-
-// What an operator can do about a refusal; empty where there is nothing to say.
-std::string advice_for(const std::string& text);

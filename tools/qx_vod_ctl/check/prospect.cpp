@@ -17,8 +17,8 @@
 #include "rules/transcoder_contract.h"
 #include "service/transcode_settings.h"
 #include "tools/client/offered_profiles.h"
+#include "tools/client/secret_mask.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
-#include "tools/qx_vod_ctl/secret_mask.h"
 #include "tools/qxmi_startitem/identify.h"
 #include "tools/qxmi_vod_transcode/profiles.h"
 

@@ -4,8 +4,9 @@
 #include <string_view>
 
 #include "platform/paths.h"
+#include "tools/client/advice.h"
+#include "tools/client/estimate.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
-#include "tools/qx_vod_ctl/estimate.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
 namespace {

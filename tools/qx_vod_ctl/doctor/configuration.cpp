@@ -5,7 +5,7 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
-#include "tools/qx_vod_ctl/secret_mask.h"
+#include "tools/client/secret_mask.h"
 
 namespace {
 

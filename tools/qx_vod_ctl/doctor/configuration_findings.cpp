@@ -5,9 +5,9 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "tools/client/secret_mask.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
-#include "tools/qx_vod_ctl/secret_mask.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // All that the doctor looks at.
 #pragma once
 
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 // Looks at service, machine, files, programs and, where the configuration names one, the other
 // server. Takes signals over from the service's answer on (see tool_signals.h): one that asks to

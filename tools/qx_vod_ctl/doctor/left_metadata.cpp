@@ -15,8 +15,8 @@
 #include "platform/text.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
+#include "tools/client/queue_reader.h"
 #include "tools/job_log/job_log_file.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 
 namespace {
 

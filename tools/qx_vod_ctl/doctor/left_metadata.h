@@ -3,8 +3,8 @@
 
 #include <string>
 
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 // Looks in `folder` for metadata directories without a media file that no job in the queue has as
 // its output, that hold nothing but the log and the summary of a job, and in which nothing has

@@ -8,10 +8,10 @@
 #include <unistd.h>
 
 #include "platform/paths.h"
+#include "tools/client/queue_reader.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 #include "tools/qx_vod_ctl/held_job.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
 namespace {

@@ -1,10 +1,10 @@
 // The service itself: its socket, its answer, the age of what it has read.
 #pragma once
 
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/text_file.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 // Looks at the socket, asks the service behind it and looks through its queue.
 finding_list check_service(vod_service& service, const std::string& socket_path);

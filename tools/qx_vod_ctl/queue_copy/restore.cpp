@@ -8,9 +8,9 @@
 #include "platform/guarded_file.h"
 #include "platform/paths.h"
 #include "platform/replacement_file.h"
+#include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/text_file.h"
 

@@ -1,8 +1,8 @@
 // Brings the jobs of a stored queue back.
 #pragma once
 
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/queue_copy/stored_queue.h"
-#include "tools/qx_vod_ctl/vod_service.h"
 
 // Adds the unfinished jobs that the running service's queue does not hold, and prints the entry id
 // of each. Jobs that are there are left alone. Returns the exit status, with every failure

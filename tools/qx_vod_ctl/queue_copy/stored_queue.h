@@ -6,7 +6,7 @@
 
 #include <json11.hpp>
 
-#include "tools/qx_vod_ctl/item_view.h"
+#include "tools/client/item_view.h"
 
 struct stored_job {
   item_view item;

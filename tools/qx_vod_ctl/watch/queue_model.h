@@ -9,7 +9,7 @@
 #include <set>
 #include <vector>
 
-#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/client/queue_reader.h"
 
 class queue_model {
 public:

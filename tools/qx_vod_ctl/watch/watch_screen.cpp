@@ -6,7 +6,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
 #include "tools/qx_vod_ctl/item_table.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 

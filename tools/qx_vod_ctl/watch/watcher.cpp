@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
 namespace {

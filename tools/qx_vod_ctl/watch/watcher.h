@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/outlook.h"
-#include "tools/qx_vod_ctl/vod_service.h"
+#include "tools/client/outlook.h"
+#include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/watch/keys.h"
 #include "tools/qx_vod_ctl/watch/queue_model.h"
 #include "tools/qx_vod_ctl/watch/watch_screen.h"

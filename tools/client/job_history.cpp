@@ -2,7 +2,7 @@
 //
 //   running ID SINCE FROM UNTIL TO     times in seconds since 1970, progress in ten-thousandths
 //   speed VALUE PROFILE                seconds of source in a second
-#include "tools/qx_vod_ctl/job_history.h"
+#include "tools/client/job_history.h"
 
 #include <cmath>
 #include <cstdlib>

@@ -1,7 +1,7 @@
 // Passwords in texts and documents.
 #include <gtest/gtest.h>
 
-#include "tools/qx_vod_ctl/secret_mask.h"
+#include "tools/client/secret_mask.h"
 
 TEST(ctl_secret_mask, every_occurrence_goes) {
   EXPECT_EQ(secret_mask({"pw"}).masked("pw, user:pw@host, spw"),

@@ -1,5 +1,5 @@
 // Takes passwords out of texts.
-#include "tools/qx_vod_ctl/secret_mask.h"
+#include "tools/client/secret_mask.h"
 
 #include <algorithm>
 #include <string_view>

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/comm_client_v4.h"
+
 using name_values = std::vector<std::pair<std::string, std::string>>;
 
 // How the client ends, beside 0 for success and 2 for a wrong command line. Where one run has
@@ -18,8 +20,10 @@ constexpr int exit_refused = 5;       // the service said no
 
 struct service_reply {
   int exit_status = exit_no_service;  // 0 for an accepted request
-  std::string text;                   // "OK", the service's refusal, or why there is no answer
-  std::string advice;                 // what to do about it; empty where that is not known
+  // Whether the service answered at all; only where it did not, other than ok.
+  comm_client_result delivery = comm_client_result::ok;
+  std::string text;    // "OK", the service's refusal, or why there is no answer
+  std::string advice;  // what to do about it; empty where that is not known
   name_values pairs;
   std::string data;
 

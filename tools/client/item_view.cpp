@@ -1,14 +1,11 @@
-// Reads items from the service's JSON.
-#include "tools/qx_vod_ctl/item_view.h"
+#include "tools/client/item_view.h"
 
+#include "rules/json_keys.h"
+#include "rules/states.h"
 #include "tools/client/job_ending.h"
 #include "tools/job_log/job_reason.h"
 
 namespace {
-
-// The key that tells the step within each state that has steps.
-constexpr const char* step_keys[] = {"ready state", "remote transcode state", "thumbnail state",
-                                     "cleanup state"};
 
 std::string step_of(const json11::Json& json) {
   for (const char* key : step_keys) {
@@ -32,31 +29,31 @@ std::string item_view::text_and_reason() const {
 }
 
 bool item_view::running() const {
-  return state == "transcoding" || state == "remote transcode" || state == "thumbnail" ||
-         state == "cleanup";
+  return state == name_of(TRANSCODE_TRANSCODING) || state == name_of(TRANSCODE_REMOTE) ||
+         state == name_of(TRANSCODE_THUMBNAIL) || state == name_of(TRANSCODE_CLEANUP);
 }
 
 bool read_item(const json11::Json& json, item_view& item) {
-  item.entry_id = json["entry id"].string_value();
-  item.input_file = json["input file"].string_value();
-  item.output_file = json["output file"].string_value();
-  item.profile = json["transcode profile"].string_value();
+  item.entry_id = json[key_entry_id].string_value();
+  item.input_file = json[key_input_file].string_value();
+  item.output_file = json[key_output_file].string_value();
+  item.profile = json[key_profile].string_value();
   item.offered.clear();
-  for (const auto& name : json["quoted profile"].array_items()) {
+  for (const auto& name : json[key_quoted_profiles].array_items()) {
     item.offered.push_back(name.string_value());
   }
-  item.state = json["transcode state"].string_value();
+  item.state = json[key_state].string_value();
   item.sub_state = step_of(json);
-  item.text = json["state"].string_value();
-  item.progress = json["transcode progress"][0].int_value();
-  item.delete_on_finish = json["delete on finish"].bool_value();
-  item.paused = json["paused"].bool_value();
-  item.waiting = json["waiting"].bool_value();
-  item.approved = json["approved"].bool_value();
-  item.uploaded = json["uploaded"].bool_value();
-  const json11::Json& job = json["fileops job id"];
+  item.text = json[key_text].string_value();
+  item.progress = json[key_progress][0].int_value();
+  item.delete_on_finish = json[key_delete_on_finish].bool_value();
+  item.paused = json[key_paused].bool_value();
+  item.waiting = json[key_waiting].bool_value();
+  item.approved = json[key_approved].bool_value();
+  item.uploaded = json[key_uploaded].bool_value();
+  const json11::Json& job = json[key_fileops_job_id];
   item.fileops_job = job.is_number() ? job.int_value() : -1;
-  item.pid = json["process pid"].is_number() ? json["process pid"].int_value() : -1;
+  item.pid = json[key_process_pid].is_number() ? json[key_process_pid].int_value() : -1;
   return !item.entry_id.empty();
 }
 

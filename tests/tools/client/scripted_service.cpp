@@ -1,5 +1,5 @@
 // A service that answers from a script.
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
+#include "tests/tools/client/scripted_service.h"
 
 #include <algorithm>
 

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/support/skip.h"
-#include "tools/qx_vod_ctl/job_history.h"
+#include "tools/client/job_history.h"
 
 using ::testing::DoubleNear;
 using ::testing::Optional;

@@ -1,8 +1,8 @@
 // What an estimate goes by.
-#include "tools/qx_vod_ctl/outlook.h"
+#include "tools/client/outlook.h"
 
 #include "platform/media_metadata.h"
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/job_history.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tools/client/job_history.h"
+#include "tools/client/queue_reader.h"
 
 class outlook {
 public:

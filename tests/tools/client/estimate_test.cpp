@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
 
 using ::testing::DoubleEq;
 using ::testing::ElementsAre;

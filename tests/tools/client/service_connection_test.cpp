@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/unique_fd.h"
-#include "tools/qx_vod_ctl/service_connection.h"
+#include "tools/client/service_connection.h"
 
 using ::testing::HasSubstr;
 using namespace std::chrono_literals;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qx_vod_ctl/vod_service.h"
+#include "tools/client/vod_service.h"
 
 // Answers every request by calling `answer`, and keeps what was asked as "COMMAND name=value ...".
 class scripted_service : public vod_service {

@@ -1,8 +1,8 @@
 // Reading the queue page by page.
 #include <gmock/gmock.h>
 
-#include "tests/tools/qx_vod_ctl/scripted_service.h"
-#include "tools/qx_vod_ctl/queue_reader.h"
+#include "tests/tools/client/scripted_service.h"
+#include "tools/client/queue_reader.h"
 
 using ::testing::ElementsAre;
 
@@ -125,4 +125,42 @@ TEST(queue_reader, absurd_total_does_not_keep_it_asking) {
   });
   EXPECT_TRUE(read(service).complete);
   EXPECT_EQ(service.asked().size(), 1U);
+}
+
+TEST(queue_reader, takes_a_queue_that_never_rests_where_that_is_good_enough) {
+  auto queue = queue_of(20);
+  scripted_service service([&](auto&, auto& pairs) {
+    ++queue.modify_counter;
+    return queue.answer(pairs);
+  });
+  queue_listing listing;
+  service_reply failure;
+  EXPECT_TRUE(read_queue(service, {}, listing, failure, {3, true}));
+  EXPECT_EQ(listing.items.size(), 20U);
+  EXPECT_EQ(service.asked().size(), 2U + 2U + 2U);
+}
+
+TEST(queue_reader, has_no_item_twice_when_the_queue_changes) {
+  auto queue = queue_of(20);
+  scripted_service service([&](auto&, auto& pairs) {
+    const auto page = queue.answer(pairs);
+    ++queue.modify_counter;
+    queue.ids.insert(queue.ids.begin(), "new-" + std::to_string(queue.modify_counter));
+    return page;
+  });
+  queue_listing listing;
+  service_reply failure;
+  ASSERT_TRUE(read_queue(service, {}, listing, failure, {1, true}));
+  ASSERT_EQ(listing.items.size(), 20U);
+  EXPECT_EQ(listing.items[15].item.entry_id, "id-15");
+  EXPECT_EQ(listing.items[16].item.entry_id, "id-16");
+}
+
+TEST(queue_reader, reads_no_more_than_it_has_room_for) {
+  const auto queue = queue_of(40);
+  scripted_service service([&](auto&, auto& pairs) { return queue.answer(pairs); });
+  queue_listing listing;
+  service_reply failure;
+  EXPECT_FALSE(read_queue(service, {}, listing, failure, {3, true, 2000}));
+  EXPECT_EQ(failure.delivery, comm_client_result::malformed);
 }

@@ -1,5 +1,5 @@
 // When a job will be done.
-#include "tools/qx_vod_ctl/estimate.h"
+#include "tools/client/estimate.h"
 
 #include <algorithm>
 #include <cmath>
