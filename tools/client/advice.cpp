@@ -12,8 +12,8 @@ struct advice {
 
 // A text is looked up by its beginning: some end with a cause of their own.
 constexpr advice advices[] = {
-    {status_busy, "it runs: cancel it first"},
-    {status_too_many, "remove jobs that wait, or add again when some are done"},
+    {status_busy, "it is running: cancel it first"},
+    {status_too_many, "remove waiting jobs, or add again when some are done"},
     {"One or more parameters", "the name must not begin with a dot or contain control characters"},
     {"Rejected: Forbidden input file",
      "move it below /mnt, /media or /srv, or list its directory in /mnt/main/tv/media.roots"},

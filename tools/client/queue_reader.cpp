@@ -24,7 +24,7 @@ std::uint64_t count(const json11::Json& json) {
 bool fail_unreadable(service_reply& failure) {
   failure.exit_status = exit_no_service;
   failure.delivery = comm_client_result::malformed;
-  failure.text = "the service's listing cannot be understood";
+  failure.text = "the service's listing is malformed";
   return false;
 }
 

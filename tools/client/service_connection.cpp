@@ -12,8 +12,8 @@ service_reply no_service(const std::string& socket_path) {
   service_reply reply;
   const bool is_there = access(socket_path.c_str(), F_OK) == 0;
   if (is_there && access(socket_path.c_str(), W_OK) != 0) {
-    reply.text = "no right to use " + socket_path;
-    reply.advice = "root and the members of its group may: see ls -l";
+    reply.text = "no permission to use " + socket_path;
+    reply.advice = "root and the members of its group have it: see ls -l";
   } else {
     reply.text = "no service at " + socket_path;
     reply.advice = "start it with: systemctl start qx-vod";
@@ -29,10 +29,10 @@ service_reply explained(comm_client_result result, const std::string& socket_pat
     reply.advice = "see: qx_vod_ctl doctor";
     break;
   case comm_client_result::gone:
-    reply.text = "the service went away before it answered";
+    reply.text = "the service closed the connection before it answered";
     break;
   case comm_client_result::malformed:
-    reply.text = "the request cannot be sent, or its answer cannot be understood";
+    reply.text = "the request cannot be sent, or its answer is malformed";
     break;
   default:
     return no_service(socket_path);

@@ -82,7 +82,7 @@ void cut_middle(int fd, std::size_t size) {
   const std::string end = end_of(text);
   const std::string mark = now_text() +
                            " cut: " + std::to_string(text.size() - head.size() - end.size()) +
-                           " bytes of the middle are left out\n";
+                           " bytes from the middle were removed\n";
   if (ftruncate(fd, static_cast<off_t>(head.size())) == 0) { write_all(fd, mark + end); }
 }
 

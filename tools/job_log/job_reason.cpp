@@ -58,7 +58,7 @@ std::optional<marked_line> read_mark(std::string_view line, std::string_view mar
 
 std::string killed_text() {
   return std::string(failure_code(failure::tool_killed)) +
-         ": the tool ended without a word; it was killed, or the machine went down";
+         ": the tool ended without a message; it was killed, or the machine went down";
 }
 
 struct logged_run {

@@ -106,7 +106,7 @@ std::string engine_cause(const program_result& result, const std::string& url) {
   }
   if (result.end != program_end::exited) { return result.cause(); }
   if (result.errors.find("not on whitelist") != std::string::npos) {
-    return "is no kind of film or sound";
+    return "is not audio or video of a supported kind";
   }
   const std::string trouble = machine_trouble(result.errors);
   if (!trouble.empty()) { return trouble; }

@@ -96,17 +96,17 @@ bool refuse(std::string& error, std::string cause) {
 }
 
 void log_media(const media_info& info) {
-  log_length(info.container + (info.duration_estimated ? ", estimated:" : ", told:"),
+  log_length(info.container + (info.duration_estimated ? ", estimated:" : ", declared:"),
              info.duration);
   for (const video_stream& video : info.video) {
     log_length("stream " + std::to_string(video.index) + ", " + video.codec + " " +
                    std::to_string(video.coded.width) + "x" + std::to_string(video.coded.height) +
-                   ", told:",
+                   ", declared:",
                video.duration);
   }
   for (const audio_stream& audio : info.audio) {
     log_length("stream " + std::to_string(audio.index) + ", " + audio.codec + " " +
-                   std::to_string(audio.channels) + " channels, told:",
+                   std::to_string(audio.channels) + " channels, declared:",
                audio.duration);
   }
 }
@@ -118,7 +118,9 @@ bool read_report(const source_file& source, std::string_view format, probe_depth
   const std::string version = engine_version(result.output);
   if (!version.empty()) { log_note("engine version", version); }
   if (!result.success()) { return refuse(error, engine_cause(result, source.url())); }
-  if (!read_media_report(result.output, info)) { return refuse(error, "the probe told nothing"); }
+  if (!read_media_report(result.output, info)) {
+    return refuse(error, "the probe reported nothing");
+  }
   info.depth = depth;
   info.depth.follow_program = info.container == "mpegts";
   return true;
@@ -192,7 +194,9 @@ bool probe_media(const std::string& path, media_info& info, std::string& error, 
   if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
   info.still = !still.empty();
   log_media(info);
-  if (info.video.empty() && info.audio.empty()) { return refuse(error, "holds nothing to decode"); }
+  if (info.video.empty() && info.audio.empty()) {
+    return refuse(error, "contains nothing that can be decoded");
+  }
   return true;
 }
 
@@ -213,5 +217,5 @@ bool measure_duration(const std::string& path, const media_info& info, int strea
   if (!measure_streams(path, info.depth, timeline, error)) { return false; }
   duration = timeline.length_of(stream_index, frame_rate);
   log_length("stream " + std::to_string(stream_index) + ", measured:", duration);
-  return duration > 0.0 || refuse(error, "has no length");
+  return duration > 0.0 || refuse(error, "has no duration");
 }

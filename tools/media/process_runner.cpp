@@ -173,7 +173,7 @@ std::string last_line(std::string_view text) {
 std::string program_result::cause() const {
   switch (end) {
   case program_end::timed_out:
-    return "the time limit is over";
+    return "the time limit has expired";
   case program_end::too_much_output:
     return "too much output";
   case program_end::tool_stopped:

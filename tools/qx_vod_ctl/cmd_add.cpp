@@ -39,7 +39,7 @@ int report_refusal(const std::string& file, const submission& made) {
   const std::string advice = advice_for(reason);
   report(file, advice.empty() ? reason : reason + "; " + advice);
   if (!made.taken_back.accepted()) {
-    report(file, "left in the queue as " + made.entry_id + ": " + made.taken_back.text);
+    report(file, "still in the queue as " + made.entry_id + ": " + made.taken_back.text);
   }
   return made.reply.exit_status;
 }
@@ -85,8 +85,8 @@ bool expand_folder(const named_file& folder, std::vector<named_file>& files) {
     files.push_back({path, path});
   }
   if (found.passed_over > 0) {
-    report(folder.given, std::to_string(found.passed_over) + " files passed over: by their names "
-                                                             "they are no media");
+    report(folder.given, std::to_string(found.passed_over) +
+                             " files skipped: their names are not those of media");
   }
   return found.unreadable.empty();
 }
@@ -116,7 +116,7 @@ int refuse_folders(std::vector<named_file>& files) {
   const auto refused = std::stable_partition(
       files.begin(), files.end(), [](const named_file& file) { return !is_folder(file.path); });
   for (auto folder = refused; folder != files.end(); ++folder) {
-    report(folder->given, "a folder; --recursive (-r) adds the media files in it");
+    report(folder->given, "is a directory; --recursive (-r) adds the media files in it");
   }
   const int status = refused == files.end() ? 0 : exit_refused;
   files.erase(refused, files.end());
@@ -160,18 +160,19 @@ int add_files(vod_service& service, const add_options& options,
 }  // namespace
 
 subcommand_action define_add(option_parser& parser) {
-  const auto files = add_operands(parser, "FILE", "Media files, below a folder the service allows");
+  const auto files =
+      add_operands(parser, "FILE", "Media files below a directory that the service allows");
   const auto options = std::make_shared<add_options>();
   add_profile_option(parser, options->profile,
-                     "Profile to make, of those that the file offers; the best if not given");
+                     "Encoding profile (default: the best one that fits)");
   parser.add_flag("--delete-on-finish", options->delete_on_finish,
-                  "Delete the file and its metadata once its copy is finished");
+                  "Delete the file and its metadata when its VOD is finished");
   const declared_option hold = parser.add_flag(
       "--hold", options->hold,
-      "Do not start it yet; the service drops it if \"ready\" does not follow in 15 s");
+      "Do not start the job yet; the service drops it unless \"ready\" follows within 15 s");
   parser.add_flag("-r,--recursive", options->recursive,
-                  "Of a folder add what is named like media, below it and its subfolders");
-  parser.add_flag("--wait", options->wait, "Follow the jobs until each is done or cancelled")
+                  "Add the media files in a directory and its subdirectories");
+  parser.add_flag("--wait", options->wait, "Show the progress until every job is done or cancelled")
       .excludes(hold);
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return add_files(service, *options, *files, *json); };

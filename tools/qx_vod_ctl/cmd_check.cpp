@@ -47,11 +47,12 @@ int run_check(const check_options& options) {
 
 subcommand_action define_check(option_parser& parser) {
   const auto options = std::make_shared<check_options>();
-  parser.add_option("FILE", options->file, "The media file to look at").required();
-  add_profile_option(parser, options->profile, "The profile that would be given when adding");
-  parser.add_flag("--json", options->json, "Print one object; its keys are in docs/doctor.md");
+  parser.add_option("FILE", options->file, "Media file to check").required();
+  add_profile_option(parser, options->profile, "Profile that would be given to \"add\"");
+  parser.add_flag("--json", options->json,
+                  "Print one JSON object; docs/doctor.md describes its keys");
   parser.set_footer(
-      "Exit status: 0 it would be transcoded, 4 no such file, 5 it would be refused,\n"
-      "1 that cannot be told.");
+      "Exit status: 0 if the file would be transcoded, 4 if it does not exist, 5 if it\n"
+      "would be refused, 1 if that cannot be determined.");
   return [options](vod_service&) { return end_of_tool(run_check(*options)); };
 }

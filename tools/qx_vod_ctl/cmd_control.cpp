@@ -11,7 +11,7 @@
 namespace {
 
 constexpr std::chrono::minutes listing_time_limit{2};
-constexpr const char* id_help = "Entry id, the beginning of one, or job:N";
+constexpr const char* id_help = "Entry id, a unique prefix of one, or job:N";
 
 int test_service(vod_service& service, bool json) {
   const auto reply = service.request("test", {});
@@ -96,7 +96,7 @@ bool read_change(const std::string& text, name_values& changes) {
     return false;
   }
   if (name == profile_name && !value.empty() && !is_profile_name(value)) {
-    report(text, "cannot be a profile's name");
+    report(text, "not a valid profile name");
     return false;
   }
   if (name == "input file") { value = absolute_path(value, working_folder()); }
@@ -161,10 +161,10 @@ subcommand_action define_item_command(option_parser& parser) {
 subcommand_action define_modify(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
   parser.add_option("ID", *id, id_help).required();
-  const auto changes = add_operands(parser, "NAME=VALUE", "What to change");
+  const auto changes = add_operands(parser, "NAME=VALUE", "Field to change and its new value");
   const auto json = add_json_flag(parser);
   parser.set_footer(
-      "Names: \"input file\", \"transcode profile\", \"transcode state\", \"paused\" (0 or "
+      "Fields: \"input file\", \"transcode profile\", \"transcode state\", \"paused\" (0 or "
       "1),\n\"delete on finish\" (0 or 1).");
   return [=](vod_service& service) { return modify_item(service, *id, *changes, *json); };
 }

@@ -30,11 +30,12 @@ int run_doctor(vod_service& service, const doctor_options& options) {
 
 subcommand_action define_doctor(option_parser& parser) {
   const auto options = std::make_shared<doctor_options>();
-  parser.add_option("--color", options->colour, "auto, always or never; auto heeds NO_COLOR")
+  parser
+      .add_option("--color", options->colour, "auto (default; respects NO_COLOR), always or never")
       .one_of({"auto", "always", "never"});
   parser.add_flag("--json", options->json,
-                  "Print an array of objects: check, result, text, advice");
-  parser.add_flag("--fix", options->fix, "Remove what killed tools have left behind");
-  parser.set_footer("Exit status: 0 no problem (warnings are none), 1 a problem.");
+                  "Print a JSON array of objects: check, result, text, advice");
+  parser.add_flag("--fix", options->fix, "Remove the files that killed tools left behind");
+  parser.set_footer("Exit status: 0 if no problem was found (warnings do not count), else 1.");
   return [options](vod_service& service) { return end_of_tool(run_doctor(service, *options)); };
 }

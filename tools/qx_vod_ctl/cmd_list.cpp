@@ -13,7 +13,7 @@ namespace {
 
 void print_listing(const queue_listing& listing) {
   if (listing.items.empty()) {
-    report("", listing.total == 0 ? "the queue is empty" : "the queue ends before that");
+    report("", listing.total == 0 ? "the queue is empty" : "the queue is shorter than that");
   }
   std::fputs(item_table(listing.items).c_str(), stdout);
 }
@@ -82,7 +82,7 @@ int show_item(vod_service& service, const std::string& given, bool json) {
 
 subcommand_action define_list(option_parser& parser) {
   const auto range = std::make_shared<queue_range>();
-  parser.add_option("--start", range->first, "First position, counted from 0")
+  parser.add_option("--start", range->first, "First position, starting at 0")
       .in_range(range->first, range->last);
   parser.add_option("--end", range->last, "Last position").in_range(range->first, range->last);
   const auto json = add_json_flag(parser);
@@ -91,7 +91,7 @@ subcommand_action define_list(option_parser& parser) {
 
 subcommand_action define_show(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
+  parser.add_option("ID", *id, "Entry id, a unique prefix of one, or job:N").required();
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return show_item(service, *id, *json); };
 }

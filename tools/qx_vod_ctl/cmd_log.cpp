@@ -71,7 +71,7 @@ int print_log(vod_service& service, const std::string& given, bool follow) {
   }
   if (follow) { return status; }
   if (printer.has_printed()) { return exit_success; }
-  report(given, "no tool has written a log about it");
+  report(given, "no tool has written a log for it");
   return exit_failure;
 }
 
@@ -80,10 +80,9 @@ int print_log(vod_service& service, const std::string& given, bool follow) {
 subcommand_action define_log(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
   const auto follow = std::make_shared<bool>(false);
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
-  parser.add_flag("-f,--follow", *follow, "Go on until the job is done or cancelled");
+  parser.add_option("ID", *id, "Entry id, a unique prefix of one, or job:N").required();
+  parser.add_flag("-f,--follow", *follow, "Keep printing until the job is done or cancelled");
   parser.set_footer(
-      "The log of the source comes first: it has the listings and failures of every job\n"
-      "that was made of it.");
+      "The log of the source comes first; it has the runs of all jobs of that source.");
   return [=](vod_service& service) { return print_log(service, *id, *follow); };
 }

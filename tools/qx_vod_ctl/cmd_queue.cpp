@@ -114,7 +114,7 @@ int run_queue(vod_service& service, const queue_options& options) {
   }
   const stored_queue queue = read_stored_queue(file.text);
   if (queue.jobs.empty()) {
-    report(path, "no job in it is whole");
+    report(path, "contains no complete job");
     return exit_failure;
   }
   return options.action == "show" ? show_copy(queue, options.json) : restore_copy(service, queue);
@@ -124,12 +124,13 @@ int run_queue(vod_service& service, const queue_options& options) {
 
 subcommand_action define_queue(option_parser& parser) {
   const auto options = std::make_shared<queue_options>();
-  parser.add_option("ACTION", options->action, "list, show or restore; list if not given")
+  parser.add_option("ACTION", options->action, "list, show or restore (default: list)")
       .one_of_described({"list", "show", "restore"});
-  parser.add_option("COPY", options->copy, "Time of a copy, or its beginning; the latest if not");
-  parser.add_flag("--json", options->json, "Print the list, or the jobs shown, as an array");
+  parser.add_option("COPY", options->copy,
+                    "Time of the copy, or a prefix of it (default: the latest)");
+  parser.add_flag("--json", options->json, "Print the list, or the jobs shown, as a JSON array");
   parser.set_footer(
-      "\"restore\" adds to a running service the unfinished jobs that it does not have;\n"
-      "of a stopped one it writes the queue file. Jobs that are there are left alone.");
+      "\"restore\" adds the missing unfinished jobs to the running service or, if it is\n"
+      "stopped, to its queue file. Existing jobs are not changed.");
   return [options](vod_service& service) { return run_queue(service, *options); };
 }

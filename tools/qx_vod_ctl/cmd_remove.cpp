@@ -41,9 +41,8 @@ removal weigh(vod_service& service, const std::vector<std::string>& ids) {
 }
 
 std::string question_about(const removal& what) {
-  std::string text =
-      "Remove " + std::to_string(what.items) + (what.items == 1 ? " item" : " items");
-  if (what.running > 0) { text += ", stopping " + std::to_string(what.running) + " at work"; }
+  std::string text = "Remove " + std::to_string(what.items) + (what.items == 1 ? " job" : " jobs");
+  if (what.running > 0) { text += ", stopping " + std::to_string(what.running) + " running"; }
   if (what.with_source > 0) {
     text += ", DELETING " + std::to_string(what.with_source) + " source file";
     if (what.with_source > 1) { text += "s"; }
@@ -107,7 +106,8 @@ int run_remove(vod_service& service, const item_choice& choice, const remove_opt
     }
     stops_running = needs_question;
   } else if (!options.yes && choice.is_whole_selection()) {
-    report("", "would remove " + std::to_string(selection.ids.size()) + " items; say --yes");
+    report("",
+           "would remove " + std::to_string(selection.ids.size()) + " jobs; confirm with --yes");
     return exit_usage;
   }
   if (stops_running) { order_for_stopping(service, selection.ids); }
@@ -119,9 +119,10 @@ int run_remove(vod_service& service, const item_choice& choice, const remove_opt
 subcommand_action define_remove(option_parser& parser) {
   const auto choice = add_item_choice(parser);
   const auto options = std::make_shared<remove_options>();
-  parser.add_flag("-y,--yes", options->yes, "Ask nothing, and stop what is at work");
-  parser.add_flag("--json", options->json, "Prints nothing: a removal's reply has no data");
-  parser.set_footer("Asks on a terminal before it stops work, deletes a source file, or takes a\n"
-                    "whole selection; elsewhere a whole selection needs --yes.");
+  parser.add_flag("-y,--yes", options->yes, "Do not ask, and stop running jobs");
+  parser.add_flag("--json", options->json, "Prints nothing: the reply to a removal has no data");
+  parser.set_footer(
+      "On a terminal it asks before it stops a job, deletes a source file or removes a\n"
+      "whole selection; elsewhere a whole selection needs --yes.");
   return [=](vod_service& service) { return run_remove(service, *choice, *options); };
 }

@@ -50,7 +50,7 @@ int write_report(const reported_item& item, const std::string& name, const std::
   std::string error;
   std::string archive;
   report_parts parts(name, configured_secrets());
-  if (!parts.create(error)) { return fail("", "no private folder: " + error); }
+  if (!parts.create(error)) { return fail("", "no private directory: " + error); }
   add_all_parts(item, parts);
   if (!parts.pack(archive, error)) { return fail(file, error); }
   if (!write_new_file(file, archive, error)) { return fail(file, error); }
@@ -64,7 +64,7 @@ int report_item(vod_service& service, const std::string& given, const std::strin
   if (status != exit_success) { return status; }
   const std::string name = report_name(item.json["entry id"].string_value(), std::time(nullptr));
   const std::string file = wanted.empty() ? name + ".tar.gz" : wanted;
-  if (is_taken(file)) { return fail(file, "is there already"); }
+  if (is_taken(file)) { return fail(file, "already exists"); }
   item.findings = examine(service);
   return write_report(item, name, file);
 }
@@ -74,9 +74,11 @@ int report_item(vod_service& service, const std::string& given, const std::strin
 subcommand_action define_report(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
   const auto file = std::make_shared<std::string>();
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
-  parser.add_option("-o,--output", *file, "The archive to write; never in place of another file");
-  parser.set_footer("The other server's name and password are taken out; look through the archive\n"
-                    "all the same before you hand it on: it names files.");
+  parser.add_option("ID", *id, "Entry id, a unique prefix of one, or job:N").required();
+  parser.add_option("-o,--output", *file,
+                    "Archive to write; an existing file is never overwritten");
+  parser.set_footer(
+      "The user name and password of the remote server are masked. Review the archive\n"
+      "before you give it to others: it contains file names.");
   return [=](vod_service& service) { return end_of_tool(report_item(service, *id, *file)); };
 }

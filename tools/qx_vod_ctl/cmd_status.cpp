@@ -100,9 +100,10 @@ int show_status(vod_service& service, const status_options& options) {
 
 subcommand_action define_status(option_parser& parser) {
   const auto options = std::make_shared<status_options>();
-  add_state_option(parser, options->state, "Only the items in this state");
+  add_state_option(parser, options->state, "Only jobs in this state");
   add_colour_option(parser, options->colour);
-  parser.add_flag("--json", options->json, "Print one array of whole items, for jq and the like");
-  parser.set_footer("A terminal gets lines that fit it; a pipe gets whole paths and texts.");
+  parser.add_flag("--json", options->json,
+                  "Print one array of complete jobs, for jq and similar tools");
+  parser.set_footer("On a terminal the lines are cut to fit; a pipe gets full paths and texts.");
   return [options](vod_service& service) { return show_status(service, *options); };
 }

@@ -31,16 +31,16 @@ int follow_job(vod_service& service, const std::string& given) {
 }  // namespace
 
 subcommand_action define_wait(option_parser& parser) {
-  const auto ids = add_operands(parser, "ID", "Entry id, the beginning of one, or job:N");
+  const auto ids = add_operands(parser, "ID", "Entry id, a unique prefix of one, or job:N");
   const auto json = add_json_flag(parser);
   return [=](vod_service& service) { return wait_for_jobs(service, *ids, *json); };
 }
 
 subcommand_action define_follow(option_parser& parser) {
   const auto id = std::make_shared<std::string>();
-  parser.add_option("ID", *id, "Entry id, the beginning of one, or job:N").required();
+  parser.add_option("ID", *id, "Entry id, a unique prefix of one, or job:N").required();
   parser.set_footer(
-      "On a terminal one line that is written anew; else a line for each tenth part,\n"
-      "and for each change of state or text.");
+      "On a terminal one line is updated in place; elsewhere a new line is printed for\n"
+      "every 10 % and for every change of state or text.");
   return [=](vod_service& service) { return follow_job(service, *id); };
 }

@@ -136,7 +136,7 @@ private:
 
 int watch_queue(const std::string& colour) {
   if (isatty(STDIN_FILENO) == 0 || !output_is_terminal()) {
-    report("", "watch needs a terminal; status prints the queue once");
+    report("", "watch needs a terminal; use status to print the queue once");
     return exit_usage;
   }
   service_connection service(path_control_socket, patience);

@@ -10,7 +10,7 @@
 namespace {
 
 constexpr std::string_view job_prefix = "job:";
-constexpr const char* no_such_item_text = "no such item";
+constexpr const char* no_such_item_text = "no such job";
 
 resolved_id failed(int exit_status, std::string error) {
   resolved_id result;
@@ -41,11 +41,11 @@ bool is_job_number(std::string_view text) {
 }
 
 resolved_id resolve_job(vod_service& service, const std::string& number) {
-  if (!is_job_number(number)) { return failed(exit_usage, "not the number of a job"); }
+  if (!is_job_number(number)) { return failed(exit_usage, "not a job number"); }
   const auto reply = service.request("list", {{"fileops job id", number}});
   if (!reply.accepted()) { return failed(reply); }
   item_view item;
-  if (!read_item(reply.data, item)) { return failed(exit_no_service, "unreadable item"); }
+  if (!read_item(reply.data, item)) { return failed(exit_no_service, "unreadable job"); }
   return found(item.entry_id);
 }
 
@@ -60,14 +60,14 @@ resolved_id resolve_prefix(vod_service& service, const std::string& prefix) {
   if (result.candidates.empty()) { return failed(exit_no_such_item, no_such_item_text); }
   if (result.candidates.size() == 1) { return found(result.candidates[0].entry_id); }
   result.exit_status = exit_usage;
-  result.error = "fits " + std::to_string(result.candidates.size()) + " items";
+  result.error = "matches " + std::to_string(result.candidates.size()) + " jobs";
   return result;
 }
 
 }  // namespace
 
 resolved_id resolve_id(vod_service& service, const std::string& given) {
-  if (given.empty()) { return failed(exit_usage, "an empty id fits every item"); }
+  if (given.empty()) { return failed(exit_usage, "an empty id matches every job"); }
   if (begins_with(given, job_prefix)) {
     return resolve_job(service, given.substr(job_prefix.size()));
   }

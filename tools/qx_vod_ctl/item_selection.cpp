@@ -38,7 +38,7 @@ item_selection select_listed(vod_service& service, const item_choice& choice,
     const bool is_meant = choice.all ? fits(listed.item) : listed.item.is_in(choice.state);
     if (is_meant) { selection.ids.push_back(listed.item.entry_id); }
   }
-  if (selection.ids.empty()) { report("", "there is no such item in the queue"); }
+  if (selection.ids.empty()) { report("", "no job in the queue matches"); }
   return selection;
 }
 
@@ -63,7 +63,7 @@ item_selection select_items(vod_service& service, const item_choice& choice,
                             bool (*fits)(const item_view& item)) {
   const bool names_some = !choice.given.empty();
   if (names_some + choice.all + !choice.state.empty() != 1) {
-    report("", "say which items: by ID..., --all or --state STATE");
+    report("", "name the jobs with ID..., --all or --state STATE");
     return {exit_usage, {}};
   }
   return names_some ? select_items(service, choice.given) : select_listed(service, choice, fits);

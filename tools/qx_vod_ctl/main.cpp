@@ -13,29 +13,29 @@ namespace {
 
 constexpr subcommand subcommands[] = {
     {"status", "Show the queue at a glance", define_status},
-    {"watch", "Show the queue live, with keys for its jobs", define_watch},
-    {"add", "Put files into the queue; prints their entry ids", define_add},
+    {"watch", "Show the queue live, with keys to control its jobs", define_watch},
+    {"add", "Add media files to the queue; prints their entry ids", define_add},
     {"list", "Show the queue as a table", define_list},
-    {"show", "Show all that is known of an item", define_show},
-    {"log", "Show what the tools wrote about a job", define_log},
+    {"show", "Show all details of a job", define_show},
+    {"log", "Show the logs that the tools wrote for a job", define_log},
     {"wait", "Wait until jobs are done or cancelled", define_wait},
     {"follow", "Show the progress of a job until it ends", define_follow},
-    {"ready", "Start items that are held", define_item_command},
-    {"modify", "Change fields of an item", define_modify},
+    {"ready", "Start jobs that are on hold", define_item_command},
+    {"modify", "Change fields of a job", define_modify},
     {"pause", "Suspend jobs", define_item_command},
-    {"resume", "Let suspended jobs go on", define_item_command},
+    {"resume", "Resume suspended jobs", define_item_command},
     {"cancel", "Stop jobs; they stay in the queue", define_item_command},
-    {"restart", "Begin cancelled jobs anew", define_item_command},
-    {"remove", "Take items out of the queue", define_remove},
-    {"check", "Tell what would become of a file, without adding it", define_check},
-    {"doctor", "Look for what keeps the service from its work", define_doctor},
-    {"queue", "List, show and restore queue files that could not be read", define_queue},
-    {"report", "Pack what is known of an item, for a bug report", define_report},
-    {"test", "Ask the service whether it is there", define_test},
+    {"restart", "Restart cancelled jobs", define_item_command},
+    {"remove", "Remove jobs from the queue", define_remove},
+    {"check", "Show what the service would do with a file, without adding it", define_check},
+    {"doctor", "Find out what prevents the service from working", define_doctor},
+    {"queue", "List, show or restore queue files that could not be read", define_queue},
+    {"report", "Collect everything about a job for a bug report", define_report},
+    {"test", "Check whether the service answers", define_test},
 };
 
 constexpr const char* exit_status_help =
-    "Exit status: 0 fine, 1 a job failed, 2 usage, 3 no service, 4 no item, 5 refused";
+    "Exit status: 0 ok, 1 job failed, 2 usage, 3 no service, 4 no such job, 5 refused";
 
 // The parser takes an operand in brackets for a list of its own and splits it. Only files are ever
 // named like that, and with "./" in front the name means the same file.
@@ -65,7 +65,7 @@ int parse(program_parser& program, std::vector<std::string> arguments) {
   name_subcommand(arguments);
   if (!is_subcommand(arguments[0]) && !is_for_the_whole_program(arguments[0])) {
     return report_usage(program.name(),
-                        "'" + arguments[0] + "' is no subcommand: see qx_vod_ctl --help");
+                        "'" + arguments[0] + "' is not a subcommand: see qx_vod_ctl --help");
   }
   keep_brackets(arguments);
   return program.parse(std::move(arguments));

@@ -199,7 +199,7 @@ std::string totals_line(const state_counts& counts) {
     if (found == counts.end()) { continue; }
     parts += (parts.empty() ? ": " : ", ") + std::to_string(found->second) + " " + state;
   }
-  return std::to_string(total) + (total == 1 ? " item" : " items") + parts;
+  return std::to_string(total) + (total == 1 ? " job" : " jobs") + parts;
 }
 
 std::string progress_bar(int progress, std::size_t cells, bool blocks) {

@@ -31,7 +31,7 @@ std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::s
 // How many items are in each state.
 using state_counts = std::map<std::string, std::size_t>;
 
-// "512 items: 1 transcoding, 3 ready, 508 done", in the order of a job's life.
+// "512 jobs: 1 transcoding, 3 ready, 508 done", in the order of a job's life.
 std::string totals_line(const state_counts& counts);
 
 // A bar of `cells` columns with the percentage behind it: "███░░  58%".

@@ -25,15 +25,16 @@ add_operands(option_parser& parser, const std::string& name, const std::string& 
 
 std::shared_ptr<item_choice> add_item_choice(option_parser& parser) {
   auto choice = std::make_shared<item_choice>();
-  parser.add_texts("ID", choice->given, "Entry id, the beginning of one, or job:N");
-  parser.add_flag("--all", choice->all, "All items for which it makes sense");
-  add_state_option(parser, choice->state, "All items in this state");
+  parser.add_texts("ID", choice->given, "Entry id, a unique prefix of one, or job:N");
+  parser.add_flag("--all", choice->all, "All jobs to which the command applies");
+  add_state_option(parser, choice->state, "All jobs in this state");
   return choice;
 }
 
 std::shared_ptr<bool> add_json_flag(option_parser& parser) {
   auto json = std::make_shared<bool>(false);
-  parser.add_flag("--json", *json, "Print the reply's data as they came, one JSON value a line");
+  parser.add_flag("--json", *json,
+                  "Print the data of the replies unchanged, one JSON value per line");
   return json;
 }
 
@@ -43,7 +44,8 @@ void add_state_option(option_parser& parser, std::string& state, const std::stri
   names.emplace_back(failed_jobs);
   parser
       .add_option("--state", state,
-                  description + ": " + states + "; or " + failed_jobs + ", cancelled by no user")
+                  description + ": " + states + "; or " + failed_jobs +
+                      ": cancelled, but not by a user")
       .one_of_described(names)
       .value_name("STATE");
 }
@@ -52,13 +54,13 @@ void add_profile_option(option_parser& parser, std::string& profile,
                         const std::string& description) {
   const auto judge = [](const std::string& text) {
     const bool is_fine = text.empty() || is_profile_name(text);
-    return is_fine ? std::string() : "'" + text + "' cannot be a profile's name";
+    return is_fine ? std::string() : "'" + text + "' is not a valid profile name";
   };
   parser.add_option("--profile", profile, description).judged_by(judge);
 }
 
 void add_colour_option(option_parser& parser, std::string& colour) {
-  parser.add_option("--color", colour, "auto, always or never; auto heeds NO_COLOR")
+  parser.add_option("--color", colour, "auto (default; respects NO_COLOR), always or never")
       .one_of({"auto", "always", "never"})
       .value_name("WHEN");
 }

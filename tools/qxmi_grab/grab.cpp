@@ -23,7 +23,7 @@ constexpr std::chrono::minutes drawing_time_limit{30};
 
 std::string no_picture_at(double moment) {
   char text[80];
-  std::snprintf(text, sizeof text, "has no picture at %.3f s", moment);
+  std::snprintf(text, sizeof text, "has no frame at %.3f s", moment);
   return text;
 }
 
@@ -93,7 +93,7 @@ private:
   bool make_drawing(std::string& error) {
     const audio_stream* sound = media_.sound();
     if (sound == nullptr) {
-      error = "holds neither a moving picture nor sound";
+      error = "contains neither video nor audio";
       return false;
     }
     picture_target to;
@@ -102,7 +102,7 @@ private:
     to.quality = options_.quality;
     return run_engine(drawing_command(source_.url(), sound->index, to), drawing_time_limit,
                       error) &&
-           verify(to.shape.made, "gives no drawing", error);
+           verify(to.shape.made, "cannot be drawn as a waveform", error);
   }
 
   bool run_engine(const argument_list& command, std::chrono::milliseconds limit,

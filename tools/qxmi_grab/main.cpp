@@ -26,18 +26,19 @@ struct command_line {
 };
 
 void define_options(option_parser& parser, command_line& line) {
-  parser.add_option("--file", line.job.input, "The media file to read");
-  parser.add_option("-o", line.job.output, "The picture to make, under this very name");
-  parser.add_flag("--jpeg", line.jpeg, "Make a JPEG; there is no other format");
+  parser.add_option("--file", line.job.input, "Media file to read");
+  parser.add_option("-o", line.job.output, "Picture file to create");
+  parser.add_flag("--jpeg", line.jpeg, "Create a JPEG (the only format)");
   parser
-      .add_option("--jpeg-quality", line.job.quality, "1 the smallest file to 100 the best picture")
+      .add_option("--jpeg-quality", line.job.quality,
+                  "From 1 (smallest file) to 100 (best quality)")
       .in_range(1, 100);
-  parser.add_option("--height", line.height, "Lines of the picture, never more than the file has");
+  parser.add_option("--height", line.height, "Height in lines, at most that of the source");
   parser.add_flag("--keep-aspect-ratio", line.keep_aspect_ratio,
-                  "Keep the shape of what is shown; it always is");
-  parser.add_flag("--clip-aspect-ratio", line.job.clip, "Cut the picture to 16:9");
-  parser.add_option("-t", line.moment, "A moment in seconds, or \"random\" for a good one");
-  parser.add_flag("--no-uid", line.no_uid, "Add nothing to the picture's name; nothing ever is");
+                  "Keep the aspect ratio (always done)");
+  parser.add_flag("--clip-aspect-ratio", line.job.clip, "Crop the picture to 16:9");
+  parser.add_option("-t", line.moment, "Time in seconds, or \"random\" for a good frame");
+  parser.add_flag("--no-uid", line.no_uid, "Do not add an id to the file name (never done)");
 }
 
 // "random" or a number of seconds.
@@ -57,7 +58,8 @@ std::string log_folder(const std::string& output) {
 }
 
 int run(int argc, char** argv) {
-  program_parser parser(tool_name, "Grabs a picture out of a film, or draws one of a sound.");
+  program_parser parser(tool_name,
+                        "Extracts a picture from a video, or draws the waveform of an audio file.");
   command_line line;
   define_options(parser, line);
   const int status = parser.parse(argc, argv);

@@ -15,19 +15,19 @@ namespace {
 const std::string tool_name = "qxmi_remote_transcode";
 
 int run(int argc, char** argv) {
-  program_parser parser(
-      tool_name, "Sends a file to the server that /mnt/main/tv/vod.conf names, to be transcoded.");
+  program_parser parser(tool_name,
+                        "Sends a file to the transcode server that /mnt/main/tv/vod.conf names.");
   std::string name;
   std::string file;
-  parser.add_option("NAME", name, "The file's name on the server");
-  parser.add_option("FILE", file, "The file to send");
+  parser.add_option("NAME", name, "Name of the file on the server");
+  parser.add_option("FILE", file, "File to send");
   const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
   if (name.empty() || file.empty()) {
     return report_usage(tool_name, "NAME and FILE are required");
   }
   if (!is_upload_name(name)) {
-    return report_usage(tool_name, "not to be had as a name on the server: \"" + name + "\"");
+    return report_usage(tool_name, "not allowed as a name on the server: \"" + name + "\"");
   }
   transcode_settings.vod_conf_load();
   hide_in_job_log(transcode_settings.password);

@@ -29,7 +29,7 @@ public:
     std::string error;
     if (!settings_.go_remote()) {
       name_failure(failure::not_configured);
-      return fail(path_vod_conf, "names no server, user and password");
+      return fail(path_vod_conf, "does not name a server, user and password");
     }
     if (!source_.open(file_, error)) { return fail(file_, error); }
     if (!folder_.create(error)) { return fail(file_, error); }

@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t longest_value = 121;
 
 bool fail(std::string& error, int cause) {
-  error = std::string("no private folder for the upload: ") + std::strerror(cause);
+  error = std::string("no private directory for the upload: ") + std::strerror(cause);
   return false;
 }
 
@@ -67,7 +67,7 @@ bool upload_folder::write_login(const class transcode_settings& settings, std::s
        {std::pair("host ", &settings.address), std::pair("user ", &settings.user),
         std::pair("pass ", &settings.password)}) {
     if (value->size() > longest_value) {
-      error = "a value longer than the FTP client takes, " + std::to_string(longest_value) +
+      error = "a value is too long for the FTP client, at most " + std::to_string(longest_value) +
               " bytes: " + std::string(word);
       return false;
     }

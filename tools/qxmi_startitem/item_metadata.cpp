@@ -26,7 +26,7 @@ item_metadata::~item_metadata() {
 bool item_metadata::load(const std::string& path, std::string& error) {
   if (context_ == nullptr || entries_ == nullptr) { return fail(error, "metadata", ENOMEM); }
   if (metadata_v4_context_set_file_location(context_, path.c_str()) < 0) {
-    return fail(error, "no place for its metadata", errno);
+    return fail(error, "no valid path for its metadata", errno);
   }
   if (metadata_v4_metadata_context_load_metadata_from_file(entries_, context_) >= 0) {
     return true;

@@ -14,7 +14,8 @@ struct magic_closer {
 };
 
 bool fail(std::string& error, const char* cause) {
-  error = std::string("its type cannot be told: ") + (cause != nullptr ? cause : "no cause given");
+  error = std::string("its type cannot be determined: ") +
+          (cause != nullptr ? cause : "no reason given");
   return false;
 }
 

@@ -27,14 +27,12 @@ struct command_line {
 };
 
 // Whoever runs it waits for it and judges its exit status, so it never leaves for the background.
-constexpr const char* daemon_help =
-    "Said by a service that runs this; changes nothing, the work is done before it ends";
+constexpr const char* daemon_help = "Ignored; the tool never goes to the background";
 
 void define_options(option_parser& parser, command_line& line) {
-  parser.add_option("--file", line.file, "The file to look at");
-  parser.add_flag("--identify", line.identify, "Find out what the file is");
-  parser.add_flag("--create-meta", line.create_meta,
-                  "Write it to the file's metadata, instead of to standard output");
+  parser.add_option("--file", line.file, "File to identify");
+  parser.add_flag("--identify", line.identify, "Identify the file");
+  parser.add_flag("--create-meta", line.create_meta, "Write its metadata instead of printing them");
   parser.add_flag("--daemon", line.daemon, daemon_help);
 }
 
@@ -67,7 +65,7 @@ int list(const std::string& file) {
 int write_metadata(const std::string& file) {
   const std::string path = absolute(file);
   if (metadata_v4_context_is_metadata_name(path.c_str())) {
-    return fail(file, "is metadata itself");
+    return fail(file, "is itself a metadata file");
   }
   std::vector<item_entry> entries;
   std::string error;
@@ -89,7 +87,7 @@ void open_log(const std::string& file, process_arguments arguments) {
 }
 
 int run(int argc, char** argv) {
-  program_parser parser(tool_name, "Finds out what a file is and writes its metadata.");
+  program_parser parser(tool_name, "Identifies a file and writes its metadata.");
   command_line line;
   define_options(parser, line);
   const int status = parser.parse(argc, argv);

@@ -26,21 +26,24 @@ struct command_line {
 };
 
 void define_options(option_parser& parser, command_line& line) {
-  parser.add_option("--file", line.job.input, "The media file to read");
+  parser.add_option("--file", line.job.input, "Media file to read");
   const declared_option quote =
-      parser.add_flag("--quote", line.quote, "List what can be made of the file");
-  parser.add_option("--height", line.max_height, "List nothing above this many lines")
+      parser.add_flag("--quote", line.quote, "List the profiles that the file offers");
+  parser.add_option("--height", line.max_height, "List no profiles above this number of lines")
       .in_range(1, std::numeric_limits<int>::max())
       .needs(quote);
-  parser.add_option("-d", line.job.level, "0 normal, 1 to 6 low priority, 7 only when idle")
+  parser.add_option("-d", line.job.level, "Priority: 0 normal, 1 to 6 low, 7 only when idle")
       .in_range(0, 7);
-  parser.add_option("--cpu-cap", line.job.cpu_cap, "Percent of all processors; 0 is no cap")
+  parser.add_option("--cpu-cap", line.job.cpu_cap, "Percent of all processors to use; 0: no limit")
       .in_range(0, 100);
-  parser.add_option("--max-threads", line.job.max_threads, "Threads of the encoder at most")
+  parser.add_option("--max-threads", line.job.max_threads, "Maximum number of encoder threads")
       .in_range(1, 1024);
-  parser.add_option("--profile", line.job.profile, "A profile that --quote lists").excludes(quote);
-  parser.add_option("-f", line.format, "The output's format").one_of({"mp4"});
-  parser.add_option("-o", line.job.output, "The file to make").excludes(quote);
+  parser
+      .add_option("--profile", line.job.profile,
+                  "Encoding profile, one of those that --quote lists")
+      .excludes(quote);
+  parser.add_option("-f", line.format, "Output format").one_of({"mp4"});
+  parser.add_option("-o", line.job.output, "File to create").excludes(quote);
 }
 
 int quote_source(const command_line& line) {
@@ -57,7 +60,7 @@ int quote_source(const command_line& line) {
 }
 
 int run(int argc, char** argv) {
-  program_parser parser(tool_name, "Makes video-on-demand copies of media files.");
+  program_parser parser(tool_name, "Transcodes media files for video on demand.");
   command_line line;
   define_options(parser, line);
   const int status = parser.parse(argc, argv);

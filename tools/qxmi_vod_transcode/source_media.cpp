@@ -96,8 +96,8 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
   if (parts == source_parts::picture_and_sound) { survey_fields(path, info); }
   take_streams(info, parts, media);
   if (!media.picture && !media.sound) {
-    error = parts == source_parts::sound_alone ? "has no sound"
-                                               : "holds neither a moving picture nor sound";
+    error =
+        parts == source_parts::sound_alone ? "has no audio" : "contains neither video nor audio";
     return false;
   }
   media.lead = lead_of(info, media);
@@ -126,10 +126,10 @@ bool measure_lengths(const std::string& path, source_media& media, std::string& 
     media.jump_limit = std::max(packet_timeline::jump, timeline.longest_pause() + pause_margin);
   }
   media.measured = true;
-  log_length("picture, measured:", media.picture_duration);
-  log_length("sound, measured:", media.sound_duration);
-  if (media.duration <= 0.0) { return refuse(error, "has no length"); }
+  log_length("video, measured:", media.picture_duration);
+  log_length("audio, measured:", media.sound_duration);
+  if (media.duration <= 0.0) { return refuse(error, "has no duration"); }
   const double nearly_over = media.beginning + media.duration - change_margin;
   const bool goes_on = timeline.end_of_later_streams(nearly_over) > nearly_over + 2 * change_margin;
-  return !goes_on || refuse(error, "goes on in other streams than it began with");
+  return !goes_on || refuse(error, "continues in other streams than it began with");
 }

@@ -90,7 +90,7 @@ private:
     const source_parts parts =
         sound_alone ? source_parts::sound_alone : source_parts::picture_and_sound;
     if (!read_source_media(options_.input, parts, media_, error)) { return false; }
-    if (!sound_alone && !media_.picture) { error = "has no moving picture"; }
+    if (!sound_alone && !media_.picture) { error = "has no video"; }
     if (media_.picture && !offers_profile(media_.picture->displayed, options_.profile)) {
       error = "does not offer the profile " + options_.profile;
     }

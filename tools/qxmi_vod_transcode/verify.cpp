@@ -33,8 +33,9 @@ std::string text(const char* form, ...) {
 
 std::string length_fault(double made, double expected) {
   if (expected <= 0.0 || std::fabs(made - expected) <= length_tolerance(expected)) { return {}; }
-  const char* form = made < expected ? "ends after %.2f s, its declared length is %.2f s"
-                                     : "goes on after its declared length: %.2f of %.2f s";
+  const char* form = made < expected
+                         ? "ends after %.2f s, its declared length is %.2f s"
+                         : "continues after its declared length: %.2f instead of %.2f s";
   return text(form, made, expected);
 }
 
@@ -96,14 +97,14 @@ double length_tolerance(double duration) {
 
 std::string picture_fault(const made_stream& made, double expected, double frame_rate) {
   const std::string fault = length_fault(made.end, expected);
-  if (!fault.empty()) { return "its picture " + fault; }
-  return frame_fault("picture", made, 1.0 / frame_rate, longest_picture_gap / frame_rate);
+  if (!fault.empty()) { return "its video " + fault; }
+  return frame_fault("video", made, 1.0 / frame_rate, longest_picture_gap / frame_rate);
 }
 
 std::string sound_fault(const made_stream& made, double expected) {
   const std::string fault = length_fault(made.end, expected);
-  if (!fault.empty()) { return "its sound " + fault; }
-  return frame_fault("sound", made, sound_frame, longest_sound_gap);
+  if (!fault.empty()) { return "its audio " + fault; }
+  return frame_fault("audio", made, sound_frame, longest_sound_gap);
 }
 
 bool verify_result(const std::string& result, const std::string& source, picture_size size,
@@ -112,9 +113,9 @@ bool verify_result(const std::string& result, const std::string& source, picture
   packet_timeline timeline(false);
   std::string cause;
   if (!probe_media(result, made, cause) || !measure_streams(result, made.depth, timeline, cause)) {
-    error = "cannot be transcoded, the result " + cause;
+    error = "cannot be transcoded: the result " + cause;
   } else if (!has_streams(made, size, media)) {
-    error = "cannot be transcoded, the result lacks picture or sound";
+    error = "cannot be transcoded: the result lacks video or audio";
   } else {
     error = stream_faults(made, timeline, media);
     if (!error.empty() && worth_measuring(media) && measure_lengths(source, media, cause)) {

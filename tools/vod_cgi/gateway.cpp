@@ -23,7 +23,7 @@ cgi_answer answer_of_bad_body(body_result result) {
   case body_result::timeout:
     return refusal_answer(408, "the body did not arrive in time");
   case body_result::bad_length:
-    return refusal_answer(400, "the content length is no number");
+    return refusal_answer(400, "the content length is not a number");
   default:
     return refusal_answer(400, "the body is shorter than its length");
   }
@@ -58,11 +58,9 @@ cgi_answer answer_server(const cgi_input& input, int body_fd, std::string_view s
                          std::uint64_t deadline_us) {
   if (input.method != "POST") { return refusal_answer(405, "only POST is served"); }
   const std::string command = command_of_query(input.query);
-  if (command.empty()) {
-    return refusal_answer(400, "the query names no command that may be given here");
-  }
+  if (command.empty()) { return refusal_answer(400, "the query does not name an allowed command"); }
   if (source_of(input) == request_source::foreign_page) {
-    return refusal_answer(403, "browsers may send this for no page but the queue page");
+    return refusal_answer(403, "browsers may send this only for the queue page");
   }
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);

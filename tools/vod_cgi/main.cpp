@@ -21,7 +21,7 @@ constexpr int exit_usage = 2;
 // looked at only where there is no web server.
 int answer_person(int argc, char** argv) {
   if (argc == 2 && strcmp(argv[1], "--help") == 0) {
-    puts("vod.cgi: CGI/1.1 gateway to qx_vod_service; to be run by a web server.\n"
+    puts("vod.cgi: CGI/1.1 gateway to qx_vod_service; run by a web server.\n"
          "POST vod.cgi?c=vodsrv&vc=COMMAND with name:value lines as the body;\n"
          "GET vod.cgi?c=queue and POST vod.cgi?c=command&vc=COMMAND with JSON for the queue page.");
     return 0;
@@ -30,7 +30,7 @@ int answer_person(int argc, char** argv) {
     puts("vod.cgi " QX_VERSION);
     return 0;
   }
-  fputs("vod.cgi: to be run by a web server as a CGI program\n", stderr);
+  fputs("vod.cgi: must be run by a web server as a CGI program\n", stderr);
   return exit_usage;
 }
 

@@ -36,7 +36,7 @@ page_answer page_failure(comm_client_result result) {
   switch (result) {
   case comm_client_result::no_service:
     return page_refusal(503, "no service",
-                        "The service is not running, or the web server may not speak to it.");
+                        "The service is not running, or the web server may not connect to it.");
   case comm_client_result::timeout:
     return page_refusal(504, "no answer", "The service does not answer.");
   case comm_client_result::gone:

@@ -124,7 +124,7 @@ std::string profile_problem(const std::string& profile, const std::string& file,
 }
 
 page_answer unknown_profile(const std::string& problem) {
-  return page_refusal(409, "no such profile", "No VOD can be made so: " + problem + ".");
+  return page_refusal(409, "no such profile", "The VOD cannot be made: " + problem + ".");
 }
 
 page_answer modify(comm_client_v4& client, const page_command& command, std::uint64_t deadline_us) {
@@ -167,13 +167,13 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
                        std::string& error) {
   const command_form* const form = find_form(word);
   if (form == nullptr) {
-    error = "The query names no command that may be given here.";
+    error = "The query does not name an allowed command.";
     return false;
   }
   command = {word, "", {}};
   const json11::Json members = json11::Json::parse(body, error);
   if (!members.is_object()) {
-    error = "The body is no JSON object.";
+    error = "The body is not a JSON object.";
     return false;
   }
   for (const auto& [name, value] : members.object_items()) {
@@ -184,11 +184,11 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
   }
   const std::string profile = value_of(command.fields, key_profile);
   if (!profile.empty() && !is_profile_name(profile)) {
-    error = "The body's member \"profile\" cannot be a profile's name.";
+    error = "The body's member \"profile\" is not a valid profile name.";
     return false;
   }
   if (form->takes_id && command.id.empty()) {
-    error = "The body names no job.";
+    error = "The body does not name a job.";
     return false;
   }
   return true;

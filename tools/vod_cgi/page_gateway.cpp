@@ -24,7 +24,7 @@ page_answer answer_of_bad_body(body_result result) {
   case body_result::timeout:
     return page_refusal(408, "timeout", "The body did not arrive in time.");
   default:
-    return bad_request("The body does not have the length it says.");
+    return bad_request("The body does not match its Content-Length.");
   }
 }
 
@@ -51,10 +51,9 @@ page_answer answer_command(const cgi_input& input, int body_fd, std::string_view
     return page_refusal(405, "bad method", "Commands are sent with POST.");
   }
   if (input.page_mark != "1" || source_of(input) == request_source::foreign_page) {
-    return page_refusal(
-        403, "foreign page",
-        "Commands carry the header X-Vod-Page: 1, and a browser may send them for no "
-        "page but the queue page.");
+    return page_refusal(403, "foreign page",
+                        "Commands need the header X-Vod-Page: 1, and browsers may send them only "
+                        "for the queue page.");
   }
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);

@@ -114,7 +114,7 @@ TEST(service_connection, end_before_the_answer_is_told) {
 TEST(service_connection, nonsense_is_told) {
   const auto reply = reply_to(std::string(64, 'x'));
   EXPECT_EQ(reply.exit_status, exit_no_service);
-  EXPECT_THAT(reply.text, HasSubstr("cannot be understood"));
+  EXPECT_THAT(reply.text, HasSubstr("malformed"));
 }
 
 TEST(service_connection, acceptance_carries_pairs_and_data) {

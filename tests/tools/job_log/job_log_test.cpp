@@ -342,7 +342,7 @@ TEST(failure, is_told_from_the_words_of_its_cause) {
   EXPECT_EQ(of_source("No space left on device"), "disk-full");
   EXPECT_EQ(of_source("changed while it was sent"), "source-changed");
   EXPECT_EQ(of_source("Invalid data found when processing input"), "source-damaged");
-  EXPECT_EQ(of_source("the time limit is over"), "engine-stalled");
+  EXPECT_EQ(of_source("the time limit has expired"), "engine-stalled");
   EXPECT_EQ(of_source("ended by Killed"), "engine-killed");
   EXPECT_EQ(of_source("its metadata cannot be read: Invalid argument"), "metadata-refused");
   EXPECT_EQ(of_source("no such profile: \"x\""), "no-such-profile");

@@ -47,7 +47,7 @@ TEST_F(tool_log_test, a_transcode_tells_what_it_ran_the_versions_and_the_lengths
   EXPECT_THAT(read_job_log(output),
               AllOf(HasSubstr("command: "), HasSubstr("run: /usr/bin/ffprobe "),
                     ContainsRegex("engine version: [^\n]+\n"), HasSubstr("run: /usr/bin/ffmpeg "),
-                    ContainsRegex("length: stream 0, h264 [0-9]+x[0-9]+, told: [0-9.]+ s\n"),
+                    ContainsRegex("length: stream 0, h264 [0-9]+x[0-9]+, declared: [0-9.]+ s\n"),
                     HasSubstr(" qxmi_vod_transcode done\n")));
 }
 

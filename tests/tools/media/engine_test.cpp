@@ -118,5 +118,6 @@ TEST(engine_cause, is_the_machines_trouble_whatever_was_said_before) {
 
 TEST(engine_cause, says_a_format_that_is_not_read_plainly) {
   const std::string errors = "[hls] Format not on whitelist 'mov'\nfile:a: Invalid argument\n";
-  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "is no kind of film or sound");
+  EXPECT_EQ(engine_cause(failed_with(errors), "file:a"),
+            "is not audio or video of a supported kind");
 }

@@ -110,7 +110,7 @@ TEST(run_program, time_limit_ends_it) {
   request.time_limit = 100ms;
   const program_result result = run_program(request);
   EXPECT_EQ(result.end, program_end::timed_out);
-  EXPECT_EQ(result.cause(), "the time limit is over");
+  EXPECT_EQ(result.cause(), "the time limit has expired");
 }
 
 TEST(run_program, too_much_output_ends_it) {

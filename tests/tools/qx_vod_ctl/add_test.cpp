@@ -59,7 +59,7 @@ TEST(ctl_add, refused_job_stays_when_its_source_cannot_be_made_safe) {
   const auto result = run_add(service, {"--delete-on-finish", "/mnt/f"});
   EXPECT_EQ(service.asked().back(), "modify entry id=a delete on finish=0");
   EXPECT_THAT(result.err, HasSubstr("/mnt/f: Rejected: no disk\n"));
-  EXPECT_THAT(result.err, HasSubstr("left in the queue as a: NO\n"));
+  EXPECT_THAT(result.err, HasSubstr("still in the queue as a: NO\n"));
 }
 
 TEST(ctl_add, service_that_goes_between_the_two_requests_leaves_the_id_behind) {

@@ -141,7 +141,7 @@ TEST(ctl_bug_report, never_replaces_a_file) {
   machine.root.write(archive, "mine");
   const auto result = machine.report(machine.add_done(clip));
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/media/out.tar.gz: is there already\n");
+  EXPECT_EQ(result.err, "qx_vod_ctl: /mnt/media/out.tar.gz: already exists\n");
   EXPECT_EQ(machine.root.read(archive), "mine");
 }
 

@@ -58,7 +58,7 @@ TEST(ctl_bug_report_stored_item, is_found_by_id_beginning_and_job) {
 TEST(ctl_bug_report_stored_item, is_not_guessed) {
   std::string error;
   EXPECT_EQ(found_id("ab", &error), "");
-  EXPECT_EQ(error, "fits several items of the queue file");
+  EXPECT_EQ(error, "matches several jobs in the queue file");
   EXPECT_EQ(found_id("x", &error), "");
   EXPECT_EQ(error, "not in the queue file");
   EXPECT_EQ(found_id(""), "");

@@ -128,9 +128,10 @@ TEST(ctl_check_agreement, transcoder_that_fails) {
   compared_machine machine;
   machine.start();
   machine.write_media(clip);
-  machine.root.plan(tool::quote, tool_plan().print_error("holds nothing to decode\n").exit(1));
+  machine.root.plan(tool::quote,
+                    tool_plan().print_error("contains nothing that can be decoded\n").exit(1));
   EXPECT_EQ(machine.both(clip), "Rejected: Unable to determine appropriate transcoding profiles");
-  EXPECT_EQ(machine.check(clip)["note"].string_value(), "holds nothing to decode");
+  EXPECT_EQ(machine.check(clip)["note"].string_value(), "contains nothing that can be decoded");
 }
 
 TEST(ctl_check_agreement, transcoder_that_is_not_there) {

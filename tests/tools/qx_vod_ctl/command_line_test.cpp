@@ -72,7 +72,7 @@ TEST(ctl_command_line, wrong_ones_end_with_2_and_one_line) {
 
 TEST(ctl_command_line, unknown_subcommand_is_named) {
   EXPECT_EQ(ctl_machine().ctl({"nonsense"}).err,
-            "qx_vod_ctl: 'nonsense' is no subcommand: see qx_vod_ctl --help\n");
+            "qx_vod_ctl: 'nonsense' is not a subcommand: see qx_vod_ctl --help\n");
 }
 
 TEST(ctl_command_line, help_and_version_end_with_0) {

@@ -30,7 +30,7 @@ TEST(ctl_ids, ambiguous_beginning_ends_with_2_and_lists_the_candidates) {
   machine.start_with_items({"aaaa-1", "aabb-2", "cccc-3"});
   const auto result = machine.ctl({"remove", "aa"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.err, "qx_vod_ctl: aa: fits 2 items\n"
+  EXPECT_EQ(result.err, "qx_vod_ctl: aa: matches 2 jobs\n"
                         "  aaaa-1  /mnt/media/clip.mpg\n"
                         "  aabb-2  /mnt/media/clip.mpg\n");
 }
@@ -47,7 +47,7 @@ TEST(ctl_ids, unknown_one_ends_with_4_and_the_others_are_served) {
   machine.start_with_items({"aaaa-1", "cccc-3"});
   const auto result = machine.ctl({"pause", "b", "a"});
   EXPECT_EQ(result.status, 4);
-  EXPECT_EQ(result.err, "qx_vod_ctl: b: no such item\n");
+  EXPECT_EQ(result.err, "qx_vod_ctl: b: no such job\n");
   EXPECT_THAT(result.out, StartsWith("aaaa-1  "));
 }
 

@@ -101,7 +101,7 @@ TEST(ctl_log, a_job_that_nobody_logged_has_none) {
   const std::string id = machine.add_done("/mnt/media/clip.mpg");
   const auto result = machine.ctl({"log", id});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(result.err, HasSubstr("no tool has written a log about it"));
+  EXPECT_THAT(result.err, HasSubstr("no tool has written a log for it"));
 }
 
 TEST(ctl_log, follow_goes_on_until_the_job_ends) {

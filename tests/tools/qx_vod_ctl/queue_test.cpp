@@ -58,7 +58,7 @@ TEST(ctl_list, part_behind_the_end_is_told) {
   machine.start_with_items({"aaaa"});
   const auto result = machine.ctl({"list", "--start", "1"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "qx_vod_ctl: the queue ends before that\n");
+  EXPECT_EQ(result.err, "qx_vod_ctl: the queue is shorter than that\n");
 }
 
 TEST(ctl_list, raw_form_is_one_page_a_line) {

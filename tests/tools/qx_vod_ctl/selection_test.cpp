@@ -69,7 +69,7 @@ TEST(ctl_selection, none_at_all_is_no_failure) {
   machine.start_with_items({"aaaa"});
   const auto result = machine.ctl({"cancel", "--all"});
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "qx_vod_ctl: there is no such item in the queue\n");
+  EXPECT_EQ(result.err, "qx_vod_ctl: no job in the queue matches\n");
 }
 
 TEST(ctl_remove, whole_selection_needs_a_yes_where_nobody_can_be_asked) {
@@ -77,7 +77,7 @@ TEST(ctl_remove, whole_selection_needs_a_yes_where_nobody_can_be_asked) {
   machine.start_with_items({"aaaa", "bbbb"});
   const auto refused = machine.ctl({"remove", "--all"});
   EXPECT_EQ(refused.status, 2);
-  EXPECT_EQ(refused.err, "qx_vod_ctl: would remove 2 items; say --yes\n");
+  EXPECT_EQ(refused.err, "qx_vod_ctl: would remove 2 jobs; confirm with --yes\n");
   EXPECT_EQ(items_left(machine), 2);
   EXPECT_EQ(machine.ctl({"remove", "--all", "--yes"}).status, 0);
   EXPECT_TRUE(wait_until([&] { return items_left(machine) == 0; }));

@@ -48,7 +48,7 @@ TEST(ctl_status, whole_queue_with_totals) {
   const auto lines = lines_of(machine.ctl({"status"}).out);
   ASSERT_THAT(lines, SizeIs(514));
   EXPECT_THAT(lines[512], HasSubstr("item-number-1511"));
-  EXPECT_EQ(lines[513], "512 items: 512 cancelled");
+  EXPECT_EQ(lines[513], "512 jobs: 512 cancelled");
 }
 
 TEST(ctl_status, one_array_holds_all_items_whole) {
@@ -68,7 +68,7 @@ TEST(ctl_status, only_the_items_of_one_state) {
   ASSERT_THAT(done.array_items(), SizeIs(1));
   const auto lines = lines_of(machine.ctl({"status", "--state", "done"}).out);
   ASSERT_THAT(lines, SizeIs(3));
-  EXPECT_EQ(lines[2], "3 items: 1 done, 2 cancelled");
+  EXPECT_EQ(lines[2], "3 jobs: 1 done, 2 cancelled");
 }
 
 TEST(ctl_status, colour_in_a_pipe_only_when_asked_for) {

@@ -74,7 +74,8 @@ TEST(ctl_remove, of_a_running_job_ends_with_5) {
   transcoding_machine machine;
   const auto result = machine.ctl({"remove", machine.id});
   EXPECT_EQ(result.status, 5);
-  EXPECT_EQ(result.err, "qx_vod_ctl: " + machine.id + ": ITEM IS BUSY; it runs: cancel it first\n");
+  EXPECT_EQ(result.err,
+            "qx_vod_ctl: " + machine.id + ": ITEM IS BUSY; it is running: cancel it first\n");
 }
 
 TEST(ctl_remove, takes_items_out_of_the_queue) {

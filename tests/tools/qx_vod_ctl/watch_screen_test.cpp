@@ -42,7 +42,7 @@ TEST(watch_lines, fill_the_screen_whatever_the_queue) {
 }
 
 TEST(watch_lines, totals_are_of_the_whole_queue) {
-  EXPECT_EQ(watch_lines(view_of(512), small, plain())[0], "512 items: 512 ready");
+  EXPECT_EQ(watch_lines(view_of(512), small, plain())[0], "512 jobs: 512 ready");
   EXPECT_EQ(watch_lines(view_of(0), small, plain())[0], "The queue is empty.");
 }
 

@@ -22,7 +22,7 @@ TEST(ctl_watch, shows_the_queue_and_gives_the_terminal_back) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb"});
   ctl_terminal terminal(machine.root, "watch");
-  EXPECT_TRUE(terminal.shows("2 items: 2 cancelled"));
+  EXPECT_TRUE(terminal.shows("2 jobs: 2 cancelled"));
   EXPECT_FALSE(terminal.is_as_before());
   terminal.type("q");
   EXPECT_EQ(terminal.wait_for_end(), 0);
@@ -42,7 +42,7 @@ TEST(ctl_watch, keys_act_on_the_selected_job) {
   ASSERT_TRUE(terminal.shows("Cancel clip.mpg"));
   terminal.type("y");
   machine.client.wait_for_transcode_state(id, "cancelled");
-  EXPECT_TRUE(terminal.shows("2 items: 2 cancelled"));
+  EXPECT_TRUE(terminal.shows("2 jobs: 2 cancelled"));
 }
 
 TEST(ctl_watch, takes_nothing_that_was_typed_ahead_for_an_answer) {
@@ -115,7 +115,7 @@ TEST(ctl_remove, asks_on_a_terminal_before_it_takes_a_whole_selection) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb"});
   ctl_terminal refusing(machine.root, "remove --all");
-  ASSERT_TRUE(refusing.shows("Remove 2 items? [y/N]"));
+  ASSERT_TRUE(refusing.shows("Remove 2 jobs? [y/N]"));
   refusing.type("n\n");
   EXPECT_EQ(refusing.wait_for_end(), 0);
   EXPECT_EQ(machine.client.list()["total"].int_value(), 2);

@@ -65,11 +65,11 @@ TEST(grab_refuses, a_playlist_that_names_another_file) {
   const scratch_folder folder;
   const std::string list = folder.file("movie.mp4");
   std::ofstream(list) << "ffconcat version 1.0\nfile '" << test_media("silent.mp4") << "'\n";
-  expect_source_refused(list, "is no kind of film or sound");
+  expect_source_refused(list, "is not audio or video of a supported kind");
 }
 
 TEST(grab_refuses, a_moment_behind_the_end) {
-  expect_source_refused(test_media("silent.mp4"), "has no picture at 99.000 s", "99");
+  expect_source_refused(test_media("silent.mp4"), "has no frame at 99.000 s", "99");
 }
 
 TEST(grab_refuses, a_folder_that_is_not_there) {

@@ -176,7 +176,7 @@ TEST_F(remote_client, sleeps_while_the_tool_is_suspended) {
 TEST_F(remote_client, is_not_asked_without_a_server) {
   machine.replace_client("touch /mnt/asked");
   fs::remove("/mnt/main/tv/vod.conf");
-  expect_failure("/mnt/main/tv/vod.conf", "names no server");
+  expect_failure("/mnt/main/tv/vod.conf", "does not name a server");
   EXPECT_FALSE(fs::exists("/mnt/asked"));
 }
 

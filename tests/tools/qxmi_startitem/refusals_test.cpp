@@ -87,7 +87,7 @@ TEST(startitem_refuses, metadata_itself) {
   std::filesystem::create_directory(folder.file(".a.metadata"));
   const std::string picture = folder.file(".a.metadata/film.mp4");
   copy_to(picture, test_media("silent.mp4"));
-  expect_refused(picture, "is metadata itself");
+  expect_refused(picture, "is itself a metadata file");
   EXPECT_FALSE(std::filesystem::exists(folder.file(".a.metadata/.film.mp4.metadata")));
 }
 

@@ -90,7 +90,7 @@ TEST(transcode_refuses, a_device) {
 }
 
 TEST(transcode_refuses, a_still) {
-  expect_source_refused(test_media("still.png"), "is no kind of film or sound");
+  expect_source_refused(test_media("still.png"), "is not audio or video of a supported kind");
 }
 
 TEST(transcode_refuses, a_name_with_a_line_feed_on_one_line) {
@@ -102,11 +102,11 @@ TEST(transcode_refuses, a_film_that_ends_long_before_its_declared_length) {
 }
 
 TEST(transcode_refuses, a_picture_profile_for_sound_alone) {
-  expect_transcode_refused("tone.wav", "720", "has no moving picture");
+  expect_transcode_refused("tone.wav", "720", "has no video");
 }
 
 TEST(transcode_refuses, the_sound_profile_for_a_picture_alone) {
-  expect_transcode_refused("silent.mp4", "audio", "has no sound");
+  expect_transcode_refused("silent.mp4", "audio", "has no audio");
 }
 
 TEST(transcode_refuses, an_output_folder_that_is_not_there) {

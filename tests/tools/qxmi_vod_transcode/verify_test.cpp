@@ -28,7 +28,7 @@ TEST(verify, sound_that_ends_early_is_a_fault) {
   made.end = 40.0;
   made.frames = 1876;
   EXPECT_EQ(sound_fault(made, 60.0),
-            "its sound ends after 40.00 s, its declared length is 60.00 s");
+            "its audio ends after 40.00 s, its declared length is 60.00 s");
 }
 
 TEST(verify, a_picture_that_goes_on_too_long_is_a_fault) {
@@ -36,28 +36,28 @@ TEST(verify, a_picture_that_goes_on_too_long_is_a_fault) {
   made.end = 80.0;
   made.frames = 2000;
   EXPECT_EQ(picture_fault(made, 60.0, 25.0),
-            "its picture goes on after its declared length: 80.00 of 60.00 s");
+            "its video continues after its declared length: 80.00 instead of 60.00 s");
 }
 
 TEST(verify, sound_that_begins_late_is_a_fault) {
   made_stream made = good_sound();
   made.begin = 5.0;
-  EXPECT_EQ(sound_fault(made, 60.0), "its sound begins only at 5.00 s");
+  EXPECT_EQ(sound_fault(made, 60.0), "its audio begins only at 5.00 s");
 }
 
 TEST(verify, a_gap_is_a_fault) {
   made_stream sound = good_sound();
   sound.longest_step = 0.5;
-  EXPECT_EQ(sound_fault(sound, 60.0), "its sound has a gap of 0.50 s");
+  EXPECT_EQ(sound_fault(sound, 60.0), "its audio has a gap of 0.50 s");
   made_stream picture = good_picture();
   picture.longest_step = 0.2;
-  EXPECT_EQ(picture_fault(picture, 60.0, 25.0), "its picture has a gap of 0.20 s");
+  EXPECT_EQ(picture_fault(picture, 60.0, 25.0), "its video has a gap of 0.20 s");
 }
 
 TEST(verify, frames_that_are_missing_are_a_fault) {
   made_stream made = good_picture();
   made.frames = 1400;
-  EXPECT_EQ(picture_fault(made, 60.0, 25.0), "its picture has 1400 frames and should have 1500");
+  EXPECT_EQ(picture_fault(made, 60.0, 25.0), "its video has 1400 frames and should have 1500");
 }
 
 TEST(verify, an_unknown_length_is_no_yardstick) {

@@ -28,6 +28,6 @@ json11::Json find_stored_item(const std::string& queue, const std::string& given
     if (is_named(item, given)) { found.push_back(item); }
   }
   if (found.size() == 1) { return found.front(); }
-  error = found.empty() ? "not in the queue file" : "fits several items of the queue file";
+  error = found.empty() ? "not in the queue file" : "matches several jobs in the queue file";
   return {};
 }

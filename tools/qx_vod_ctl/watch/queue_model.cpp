@@ -40,7 +40,7 @@ bool queue_model::read_page(vod_service& service, std::size_t page, service_repl
   const auto json = json11::Json::parse(failure.data, error);
   if (!json["list"].is_array() || !json["total"].is_number()) {
     failure.exit_status = exit_no_service;
-    failure.text = "the service's listing cannot be understood";
+    failure.text = "the service's listing is malformed";
     return false;
   }
   note_change(json["modify counter"].number_value(), size_of_queue(json["total"]));
