@@ -84,9 +84,10 @@ bool expand_folder(const named_file& folder, std::vector<named_file>& files) {
   for (const auto& path : found.files) {
     files.push_back({path, path});
   }
-  if (found.passed_over > 0) {
-    report(folder.given, std::to_string(found.passed_over) +
-                             " files skipped: their names are not those of media");
+  if (found.skipped > 0) {
+    report(folder.given, "skipped " + std::to_string(found.skipped) +
+                             (found.skipped == 1 ? " file" : " files") +
+                             " without a media extension");
   }
   return found.unreadable.empty();
 }

@@ -32,7 +32,7 @@ void note(const fs::directory_entry& entry, media_folder& folder) {
   if (is_named_like_media(entry.path())) {
     folder.files.push_back(entry.path().string());
   } else {
-    ++folder.passed_over;
+    ++folder.skipped;
   }
 }
 

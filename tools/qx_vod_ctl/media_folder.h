@@ -8,7 +8,7 @@
 
 struct media_folder {
   std::vector<std::string> files;  // paths in the order of their names
-  std::size_t passed_over = 0;     // regular files that by their names are no media
+  std::size_t skipped = 0;         // regular files without a media extension
   // Folders that could not be read to their end, and why: it or some below it.
   std::vector<std::pair<std::string, std::string>> unreadable;
 };

@@ -108,7 +108,7 @@ TEST(service_connection, silence_ends_at_the_deadline) {
 TEST(service_connection, end_before_the_answer_is_told) {
   const auto reply = reply_to("");
   EXPECT_EQ(reply.exit_status, exit_no_service);
-  EXPECT_THAT(reply.text, HasSubstr("went away"));
+  EXPECT_THAT(reply.text, HasSubstr("closed the connection"));
 }
 
 TEST(service_connection, nonsense_is_told) {

@@ -54,7 +54,7 @@ TEST(media_folder, other_names_are_counted) {
   top.file("notes");
   const auto found = read_media_folder(top.path());
   EXPECT_THAT(found.files, IsEmpty());
-  EXPECT_EQ(found.passed_over, 2U);
+  EXPECT_EQ(found.skipped, 2U);
 }
 
 TEST(media_folder, what_is_hidden_or_linked_is_left_out) {

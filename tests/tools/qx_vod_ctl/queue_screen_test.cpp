@@ -149,7 +149,7 @@ TEST(queue_lines, nothing_without_items) {
 TEST(totals_line, counts_states_in_the_order_of_a_job_s_life) {
   EXPECT_EQ(totals_line({{"done", 3}, {"cancelled", 2}, {"ready", 4}}),
             "9 jobs: 4 ready, 3 done, 2 cancelled");
-  EXPECT_EQ(totals_line({{"done", 1}}), "1 item: 1 done");
+  EXPECT_EQ(totals_line({{"done", 1}}), "1 job: 1 done");
 }
 
 TEST(progress_bar, is_as_wide_at_every_progress) {

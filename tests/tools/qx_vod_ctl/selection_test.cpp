@@ -99,7 +99,7 @@ TEST(ctl_add, folder_s_media_are_added_one_line_each) {
   const auto result = machine.ctl({"add", "--recursive", "/mnt/media/in"});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_THAT(lines_of(result.out), SizeIs(2));
-  EXPECT_THAT(result.err, HasSubstr("1 files passed over"));
+  EXPECT_THAT(result.err, HasSubstr("skipped 1 file without a media extension"));
 }
 
 TEST(ctl_add, folder_without_recursive_is_refused_with_what_to_do) {
@@ -109,8 +109,9 @@ TEST(ctl_add, folder_without_recursive_is_refused_with_what_to_do) {
   machine.root.write_source("/mnt/media/b.mpg");
   const auto result = machine.ctl({"add", "/mnt/media/in", "/mnt/media/b.mpg"});
   EXPECT_EQ(result.status, 5);
-  EXPECT_EQ(result.err,
-            "qx_vod_ctl: /mnt/media/in: a folder; --recursive (-r) adds the media files in it\n");
+  EXPECT_EQ(
+      result.err,
+      "qx_vod_ctl: /mnt/media/in: is a directory; --recursive (-r) adds the media files in it\n");
   EXPECT_THAT(lines_of(result.out), SizeIs(1));
   EXPECT_EQ(items_left(machine), 1);
 }

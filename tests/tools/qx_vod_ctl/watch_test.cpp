@@ -49,7 +49,7 @@ TEST(ctl_watch, takes_nothing_that_was_typed_ahead_for_an_answer) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
-  ASSERT_TRUE(terminal.shows("1 item"));
+  ASSERT_TRUE(terminal.shows("1 job"));
   terminal.type("xy");
   ASSERT_TRUE(terminal.shows("Remove "));
   terminal.type("n");
@@ -62,7 +62,7 @@ TEST(ctl_watch, outlasts_a_restart_of_the_service_and_says_so) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
-  ASSERT_TRUE(terminal.shows("1 item: 1 cancelled"));
+  ASSERT_TRUE(terminal.shows("1 job: 1 cancelled"));
   machine.service.kill();
   ASSERT_TRUE(terminal.shows("waiting for it"));
   machine.root.write_queue_file("{\"list\":[]}");
@@ -74,7 +74,7 @@ TEST(ctl_watch, ends_by_the_signal_with_the_terminal_given_back) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
-  ASSERT_TRUE(terminal.shows("1 item"));
+  ASSERT_TRUE(terminal.shows("1 job"));
   terminal.signal(SIGTERM);
   const int status = terminal.wait_for_end();
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << status;
@@ -86,12 +86,12 @@ TEST(ctl_watch, stopped_one_gives_the_terminal_back_until_it_goes_on) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
-  ASSERT_TRUE(terminal.shows("1 item"));
+  ASSERT_TRUE(terminal.shows("1 job"));
   terminal.signal(SIGTSTP);
   EXPECT_TRUE(terminal.shows(first_screen));
   EXPECT_TRUE(wait_until([&] { return terminal.is_as_before(); }));
   terminal.signal(SIGCONT);
-  EXPECT_TRUE(terminal.shows("1 item"));
+  EXPECT_TRUE(terminal.shows("1 job"));
 }
 
 TEST(ctl_watch, follows_the_terminal_s_size) {

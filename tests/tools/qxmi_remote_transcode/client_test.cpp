@@ -183,7 +183,7 @@ TEST_F(remote_client, is_not_asked_without_a_server) {
 TEST_F(remote_client, is_not_asked_with_a_password_it_would_cut_short) {
   machine.replace_client("touch /mnt/asked");
   machine.configure(std::string(122, 'p'));
-  expect_failure("/mnt/main/tv/vod.conf", "longer than the FTP client takes");
+  expect_failure("/mnt/main/tv/vod.conf", "too long for the FTP client");
   EXPECT_FALSE(fs::exists("/mnt/asked"));
 }
 

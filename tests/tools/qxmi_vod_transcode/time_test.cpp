@@ -103,7 +103,7 @@ TEST(transcode_time, a_recording_that_goes_on_in_another_program_is_refused) {
       "qxmi_vod_transcode", {"--profile", "120", "-o", folder.file("o.mp4"), "--file", film});
   EXPECT_EQ(result.end.status, 1);
   ASSERT_EQ(result.errors.size(), 1U);
-  EXPECT_NE(result.errors[0].find("goes on in other streams"), std::string::npos)
+  EXPECT_NE(result.errors[0].find("continues in other streams"), std::string::npos)
       << result.errors[0];
 }
 
