@@ -80,7 +80,7 @@ int end_of_output(int status) {
 
 int run(int argc, char** argv) {
   program_parser program("qx_vod_ctl", "");
-  program.expect_subcommand("[SUBCOMMAND] [OPTIONS|--help], or --version; alone: status");
+  program.expect_subcommand("[SUBCOMMAND] [OPTIONS|--help], or --version; default: status");
   program.set_footer(exit_status_help);
   std::vector<std::pair<subcommand_parser, subcommand_action>> actions;
   for (const auto& [name, summary, define] : subcommands) {
