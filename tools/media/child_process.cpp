@@ -1,11 +1,13 @@
 // One external program and its pipes.
 #include "tools/media/child_process.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <utility>
 
 #include <fcntl.h>
 #include <linux/ioprio.h>
@@ -38,6 +40,7 @@ struct pipe_pair {
 struct child_plan {
   std::vector<char*> argv;
   child_priority priority;
+  const sandbox* confined_to;  // null for a program that is not confined
   pid_t parent;
   int output;
   int errors;
@@ -65,29 +68,42 @@ void set_signals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Everything the tool holds is close-on-exec by its own care; this is for what it inherited.
-void close_descriptors_above(int last) {
-  const auto first = static_cast<unsigned>(last) + 1;
-  if (syscall(SYS_close_range, first, ~0U, 0) == 0) { return; }
+void close_range_of(unsigned first, unsigned last) {
+  if (first > last || syscall(SYS_close_range, first, last, 0) == 0) { return; }
   const long limit = sysconf(_SC_OPEN_MAX);
-  for (long fd = last + 1; fd < limit; ++fd) {
+  for (long fd = first; fd < limit && fd <= static_cast<long>(last); ++fd) {
     ::close(static_cast<int>(fd));
   }
 }
 
-// Moves the pipes to 0, 1, 2 and the failure pipe to 3, which alone closes on exec. The source
-// numbers are all above 2, and the failure pipe goes last, so none is overwritten before it is
-// used.
-bool set_descriptors(child_plan& plan) {
-  constexpr int failure_fd = STDERR_FILENO + 1;
+// Everything the tool holds is close-on-exec by its own care; this is for what it inherited.
+void close_all_but(std::vector<int> kept) {
+  std::sort(kept.begin(), kept.end());
+  unsigned first = STDERR_FILENO + 1;
+  for (const int fd : kept) {
+    close_range_of(first, static_cast<unsigned>(fd) - 1);
+    first = static_cast<unsigned>(fd) + 1;
+  }
+  close_range_of(first, ~0U);
+}
+
+bool keep_over_exec(const std::vector<int>& kept) {
+  return std::all_of(kept.begin(), kept.end(), [](int fd) { return fcntl(fd, F_SETFD, 0) == 0; });
+}
+
+// Moves the pipes to 0, 1 and 2; their numbers are all above that. The files of the sandbox keep
+// their numbers. Of the rest only the failure pipe stays, which closes on exec.
+bool set_descriptors(const child_plan& plan) {
   const int null_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (null_fd < 0 || dup2(null_fd, STDIN_FILENO) < 0) { return false; }
   if (dup2(plan.output, STDOUT_FILENO) < 0 || dup2(plan.errors, STDERR_FILENO) < 0) {
     return false;
   }
-  if (plan.failure != failure_fd && dup3(plan.failure, failure_fd, O_CLOEXEC) < 0) { return false; }
-  plan.failure = failure_fd;
-  close_descriptors_above(failure_fd);
+  std::vector<int> kept;
+  if (plan.confined_to != nullptr) { kept = plan.confined_to->descriptors(); }
+  if (!keep_over_exec(kept)) { return false; }
+  kept.push_back(plan.failure);
+  close_all_but(std::move(kept));
   return true;
 }
 
@@ -98,13 +114,15 @@ void prepare_and_execute(child_plan& plan) {
   static char locale[] = "LC_ALL=C";
   static char* environment[] = {path, locale, nullptr};
 
+  set_signals();
+  lower_priority(plan.priority.level);
+  if (!set_descriptors(plan)) { return; }
+  if (plan.confined_to != nullptr && !enter_sandbox(*plan.confined_to, plan.argv[0])) { return; }
+  // Last, since a change of account would undo it.
   if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) { return; }
   if (getppid() != plan.parent) {
     _exit(1);  // the tool ended before the line above
   }
-  set_signals();
-  lower_priority(plan.priority.level);
-  if (!set_descriptors(plan)) { return; }
   execve(plan.argv[0], plan.argv.data(), environment);
 }
 
@@ -152,7 +170,7 @@ child_process::~child_process() {
 }
 
 bool child_process::start(const std::vector<std::string>& argv, child_priority priority,
-                          std::string& error) {
+                          const sandbox* confined_to, std::string& error) {
   assert(!argv.empty() && pid_ == -1);
   pipe_pair output;
   pipe_pair errors;
@@ -161,9 +179,13 @@ bool child_process::start(const std::vector<std::string>& argv, child_priority p
     error = cannot_run(argv[0], errno);
     return false;
   }
-  child_plan plan = {
-      argument_pointers(argv), priority, getpid(), output.write_end.get(), errors.write_end.get(),
-      failure.write_end.get()};
+  child_plan plan = {argument_pointers(argv),
+                     priority,
+                     confined_to,
+                     getpid(),
+                     output.write_end.get(),
+                     errors.write_end.get(),
+                     failure.write_end.get()};
   pid_ = fork();
   if (pid_ == 0) { run_child(plan); }
   if (pid_ < 0) {

@@ -14,6 +14,7 @@
 #include <sys/types.h>
 
 #include "platform/unique_fd.h"
+#include "tools/media/sandbox.h"
 
 // How much of the machine a child may take; the numbers are those of the transcoder's -d option.
 struct child_priority {
@@ -30,10 +31,12 @@ public:
   child_process(const child_process&) = delete;
   child_process& operator=(const child_process&) = delete;
 
-  // Starts argv[0] with `argv`; both must not be empty. False with the cause in `error` when it
-  // cannot be started; a program that cannot be executed is told apart here and not by its exit
-  // status. Once per object.
-  bool start(const std::vector<std::string>& argv, child_priority priority, std::string& error);
+  // Starts argv[0] with `argv`; both must not be empty. With `confined_to` the program runs in that
+  // sandbox, with its descriptors open; without, it has no descriptor but 0 to 2. False with the
+  // cause in `error` if it cannot be started; a program that cannot be executed is reported here
+  // and not by its exit status. Once per object.
+  bool start(const std::vector<std::string>& argv, child_priority priority,
+             const sandbox* confined_to, std::string& error);
 
   // The read ends of the child's output and errors, non-blocking; and a descriptor that becomes
   // readable when it has ended, -1 where the kernel offers none. Owned by this object.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "tools/job_log/job_log.h"
 
@@ -66,6 +67,21 @@ std::string machine_trouble(const std::string& errors) {
 }
 
 }  // namespace
+
+program_request confined_request(argument_list argv, const source_file& source) {
+  program_request request;
+  request.argv = std::move(argv);
+  request.confined_to.emplace().readable = {source.fd()};
+  return request;
+}
+
+program_request confined_request(argument_list argv, const source_file& source,
+                                 const output_file& output, std::uint64_t largest_output) {
+  program_request request = confined_request(std::move(argv), source);
+  request.confined_to->writable = output.fd();
+  request.confined_to->largest_file = largest_output;
+  return request;
+}
 
 argument_list ffprobe_command() {
   return {ffprobe_path, "-hide_banner", "-loglevel", "error"};

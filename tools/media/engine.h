@@ -6,12 +6,15 @@
 // image sequence reader. Hence one place for these options and none elsewhere.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "tools/media/output_file.h"
 #include "tools/media/probe_depth.h"
 #include "tools/media/process_runner.h"
+#include "tools/media/source_file.h"
 
 constexpr const char* ffmpeg_path = "/usr/bin/ffmpeg";
 constexpr const char* ffprobe_path = "/usr/bin/ffprobe";
@@ -23,6 +26,12 @@ using argument_list = std::vector<std::string>;
 // the allowed containers it is. Options of the input itself, such as -ss, come before this.
 void add_input(argument_list& arguments, const std::string& url, std::string_view format = {},
                const probe_depth& depth = {});
+
+// A request that runs an engine in a sandbox: it can read `source`, and write `output`, if any, up
+// to `largest_output` bytes. Both must stay open until it has ended.
+program_request confined_request(argument_list argv, const source_file& source);
+program_request confined_request(argument_list argv, const source_file& source,
+                                 const output_file& output, std::uint64_t largest_output);
 
 // "ffprobe" or "ffmpeg" with the options that come first. Both are silent but for errors.
 argument_list ffprobe_command();

@@ -90,10 +90,9 @@ argument_list marks_command(const std::string& url, const media_info& media,
 
 // Lines of "interlaced,top first". A place that cannot be reached ends the reading: what was read
 // before counts.
-field_marks read_marks(const std::string& url, const media_info& media,
+field_marks read_marks(const source_file& source, const media_info& media,
                        const video_stream& stream) {
-  program_request request;
-  request.argv = marks_command(url, media, stream);
+  program_request request = confined_request(marks_command(source.url(), media, stream), source);
   request.time_limit = marks_time_limit;
   field_marks marks;
   std::istringstream lines(run_program(request).output);
@@ -131,13 +130,13 @@ field_votes votes_of(std::string_view pictures, std::size_t width, std::size_t h
   return votes;
 }
 
-field_order look(const std::string& url, const media_info& media, const video_stream& stream) {
+field_order look(const source_file& source, const media_info& media, const video_stream& stream) {
   const auto width = static_cast<std::size_t>(std::min(columns_seen, stream.coded.width));
   const auto height = static_cast<std::size_t>(stream.coded.height);
   field_votes votes;
   for (const double moment : sample_places(media.duration)) {
-    program_request request;
-    request.argv = looks_command(url, media, stream, moment);
+    program_request request =
+        confined_request(looks_command(source.url(), media, stream, moment), source);
     request.time_limit = looks_time_limit;
     request.output_limit = pictures_seen * width * height;
     const program_result result = run_program(request);
@@ -147,9 +146,9 @@ field_order look(const std::string& url, const media_info& media, const video_st
   return clear_order(votes);
 }
 
-void survey(const std::string& url, const media_info& media, video_stream& stream) {
+void survey(const source_file& source, const media_info& media, video_stream& stream) {
   if (marks_each_picture(stream)) {
-    const field_marks marks = read_marks(url, media, stream);
+    const field_marks marks = read_marks(source, media, stream);
     if (marks.marked > 0) {
       stream.interlaced = true;
       stream.bottom_first = marks.bottom_first;
@@ -159,7 +158,7 @@ void survey(const std::string& url, const media_info& media, video_stream& strea
     return;
   }
   if (!stream.interlaced && !may_be_interlaced(stream)) { return; }
-  const field_order order = look(url, media, stream);
+  const field_order order = look(source, media, stream);
   if (order == field_order::none) { return; }
   stream.interlaced = stream.unmarked = true;
   stream.bottom_first = order == field_order::bottom_first;
@@ -173,6 +172,6 @@ void survey_fields(const std::string& path, media_info& media) {
   std::string ignored;
   if (shown == nullptr || media.still || !source.open(path, ignored)) { return; }
   for (video_stream& stream : media.video) {
-    if (&stream == shown) { survey(source.url(), media, stream); }
+    if (&stream == shown) { survey(source, media, stream); }
   }
 }

@@ -70,8 +70,7 @@ std::string_view still_format(const source_file& source) {
 
 program_request report_request(const source_file& source, std::string_view format,
                                const probe_depth& depth) {
-  program_request request;
-  request.argv = ffprobe_command();
+  program_request request = confined_request(ffprobe_command(), source);
   request.argv.insert(request.argv.end(),
                       {"-of", "json=c=1", "-show_entries", media_report_entries});
   add_input(request.argv, source.url(), format, depth);
@@ -80,9 +79,8 @@ program_request report_request(const source_file& source, std::string_view forma
 }
 
 // Asks for packets of all streams, as packet_reader takes them.
-program_request packet_request() {
-  program_request request;
-  request.argv = ffprobe_command();
+program_request packet_request(const source_file& source) {
+  program_request request = confined_request(ffprobe_command(), source);
   request.argv.insert(request.argv.end(),
                       {"-of", "csv=p=0", "-show_entries",
                        "packet=stream_index,pts_time,dts_time,duration_time,flags"});
@@ -136,8 +134,7 @@ struct first_packet {
 first_packet find_first_packet(const source_file& source, int stream) {
   probe_depth followed;
   followed.follow_program = true;
-  program_request request;
-  request.argv = ffprobe_command();
+  program_request request = confined_request(ffprobe_command(), source);
   request.argv.insert(request.argv.end(),
                       {"-select_streams", std::to_string(stream), "-read_intervals", "%+#1", "-of",
                        "csv=p=0", "-show_entries", "packet=pts_time,pos"});
@@ -204,7 +201,7 @@ bool measure_streams(const std::string& path, const probe_depth& depth, packet_t
                      std::string& error) {
   source_file source;
   if (!source.open(path, error)) { return false; }
-  program_request request = packet_request();
+  program_request request = packet_request(source);
   add_input(request.argv, source.url(), {}, depth);
   packet_reader reader(timeline);
   const program_result result = run_program(request, reader);

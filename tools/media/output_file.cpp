@@ -66,6 +66,10 @@ bool output_file::take(const std::string& path, const std::string& name) {
     errno = EEXIST;
     return false;
   }
+  struct stat created = {};
+  if (fstat(fd.get(), &created) != 0) { return false; }
+  owner_ = created.st_uid;
+  group_ = created.st_gid;
   path_ = path;
   file_ = replacement_file(std::move(fd), name);
   return true;
@@ -93,7 +97,10 @@ bool output_file::create(const std::string& path, std::string& error,
 }
 
 bool output_file::commit(std::string& error) {
-  if (fchmod(file_.fd(), mode_that_umask_leaves()) != 0) { return fail(error); }
+  if (fchown(file_.fd(), owner_, group_) != 0 ||
+      fchmod(file_.fd(), mode_that_umask_leaves()) != 0) {
+    return fail(error);
+  }
   if (!file_.sync()) { return fail(error); }
   read_tool_signals();
   if (stop_signal() != 0) {

@@ -8,6 +8,8 @@
 #include <chrono>
 #include <string>
 
+#include <sys/types.h>
+
 #include "platform/replacement_file.h"
 
 class output_file {
@@ -26,8 +28,10 @@ public:
   // The temporary name, to be written by this process or by an engine. Valid after create().
   const std::string& temporary_path() const { return file_.name(); }
 
-  // The temporary name as the engines take it.
-  std::string url() const { return "file:" + file_.name(); }
+  int fd() const { return file_.fd(); }
+
+  // What an engine opens that runs in a sandbox with this file, whatever has become of its name.
+  std::string url() const { return "file:/proc/self/fd/" + std::to_string(fd()); }
 
   // Brings the content to the disk and gives the file its name, replacing what had it before, and
   // the permissions that the umask leaves; not when the tool is asked to stop meanwhile.
@@ -39,4 +43,6 @@ private:
 
   std::string path_;
   replacement_file file_;  // locked
+  uid_t owner_ = 0;        // of the file as it was created; an engine may own it for a time
+  gid_t group_ = 0;
 };

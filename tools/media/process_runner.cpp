@@ -31,7 +31,10 @@ public:
   program_result run() {
     log_program(request_.argv);
     const clock_type::time_point begin = clock_type::now();
-    if (child_.start(request_.argv, request_.priority, result_.message)) { supervise(); }
+    const sandbox* const confined_to = request_.confined_to ? &*request_.confined_to : nullptr;
+    if (child_.start(request_.argv, request_.priority, confined_to, result_.message)) {
+      supervise();
+    }
     log_program_end(
         ending(), std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - begin));
     return result_;

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +17,7 @@ struct program_request {
   std::chrono::milliseconds time_limit{0};  // 0 is none
   std::size_t output_limit = 1U << 20;      // bytes kept of standard output
   child_priority priority;
+  std::optional<sandbox> confined_to;  // for whatever reads media
 };
 
 enum class program_end {

@@ -18,8 +18,9 @@ public:
   // The name it was opened under.
   const std::string& path() const { return path_; }
 
-  // The name as the engines take it: never a protocol, never an option.
-  std::string url() const { return "file:" + path_; }
+  // What an engine opens that runs in a sandbox with this file: the file that was opened here,
+  // whatever has become of its name.
+  std::string url() const { return "file:/proc/self/fd/" + std::to_string(fd_.get()); }
 
   int fd() const { return fd_.get(); }
   off_t size() const { return status_.st_size; }

@@ -17,6 +17,7 @@ target_sources(qx_ctl PRIVATE
   doctor/configuration_findings.cpp
   doctor/doctor.cpp
   doctor/engine_parts.cpp
+  doctor/engine_sandbox.cpp
   doctor/file_owner.cpp
   doctor/finding.cpp
   doctor/left_metadata.cpp

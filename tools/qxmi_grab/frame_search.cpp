@@ -22,9 +22,8 @@ constexpr std::chrono::seconds search_time_limit{120};
 // different scenes may well differ by half.
 constexpr double sharp_share = 0.5;
 
-bool measure_moment(const picture_source& source, frame_measure& measure) {
-  program_request request;
-  request.argv = measure_command(source);
+bool measure_moment(const source_file& file, const picture_source& source, frame_measure& measure) {
+  program_request request = confined_request(measure_command(source), file);
   request.time_limit = frame_time_limit;
   return measure_frame(run_program(request).output, measure);
 }
@@ -60,7 +59,7 @@ const candidate* best_candidate(const std::vector<candidate>& candidates) {
   return fallback;
 }
 
-std::optional<double> find_moment(const std::string& url, const media_info& media,
+std::optional<double> find_moment(const source_file& file, const media_info& media,
                                   const video_stream& stream, time_window window,
                                   std::mt19937& random) {
   const clock_type::time_point deadline = clock_type::now() + search_time_limit;
@@ -69,8 +68,8 @@ std::optional<double> find_moment(const std::string& url, const media_info& medi
     for (const double moment : scattered_moments(window, count, random)) {
       if (stop_signal() != 0 || clock_type::now() > deadline) { break; }
       frame_measure measure;
-      const picture_source source = {url, stream, plan_seek(media, moment), media.depth};
-      if (measure_moment(source, measure)) { candidates.push_back({moment, measure}); }
+      const picture_source source = {file.url(), stream, plan_seek(media, moment), media.depth};
+      if (measure_moment(file, source, measure)) { candidates.push_back({moment, measure}); }
     }
     if (candidates.empty() || has_usable(candidates)) { break; }
   }

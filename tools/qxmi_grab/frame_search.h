@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/media/source_file.h"
 #include "tools/qxmi_grab/frame_measure.h"
 #include "tools/qxmi_grab/grab_command.h"
 #include "tools/qxmi_grab/seek_plan.h"
@@ -23,6 +24,6 @@ const candidate* best_candidate(const std::vector<candidate>& candidates);
 
 // The moment to show; nothing when no frame was found at any moment tried. `stream` is one of
 // `media`.
-std::optional<double> find_moment(const std::string& url, const media_info& media,
+std::optional<double> find_moment(const source_file& source, const media_info& media,
                                   const video_stream& stream, time_window window,
                                   std::mt19937& random);

@@ -2,6 +2,7 @@
 #include "tools/qxmi_grab/grab.h"
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
 
 #include "tools/command_line/command_line.h"
@@ -17,6 +18,7 @@
 namespace {
 
 constexpr std::chrono::minutes picture_time_limit{2};
+constexpr std::uint64_t largest_picture = std::uint64_t{64} << 20;  // bytes
 
 // A drawing needs every sample of the sound: hours of it, on a busy machine.
 constexpr std::chrono::minutes drawing_time_limit{30};
@@ -73,7 +75,7 @@ private:
     const time_window window = moments_of(media_, picture, duration);
     if (window.end <= window.begin) { return 0.0; }
     std::mt19937 random(std::random_device{}());
-    return find_moment(source_.url(), media_, picture, window, random).value_or(0.0);
+    return find_moment(source_, media_, picture, window, random).value_or(0.0);
   }
 
   bool make_picture(const video_stream& stream, double moment, std::string& error) {
@@ -107,8 +109,7 @@ private:
 
   bool run_engine(const argument_list& command, std::chrono::milliseconds limit,
                   std::string& error) const {
-    program_request request;
-    request.argv = command;
+    program_request request = confined_request(command, source_, output_, largest_picture);
     request.time_limit = limit;
     const program_result result = run_program(request);
     if (!result.success()) { error = engine_cause(result, source_.url()); }

@@ -11,6 +11,9 @@
 namespace {
 
 constexpr int key_frame_seconds = 2;
+constexpr int sound_rate = 160;  // kbit/s
+// Room for what is no picture or sound: the index, and a buffer of the highest rate.
+constexpr std::uint64_t largest_index = std::uint64_t{256} << 20;  // bytes
 
 // An AVI file has slots of time instead of a clock. The delays of the encoders leave slots before
 // and after the first picture empty, which would show that picture twice: later ones move up.
@@ -66,7 +69,8 @@ void add_sound(argument_list& arguments, const source_media& media) {
   }
   append(arguments, {"-async", sound_step});
   if (media.jump_limit > 0.0) { append(arguments, {"-adrift_threshold", splice_step}); }
-  append(arguments, {"-c:a", "aac", "-profile:a", "aac_low", "-ac", "2", "-b:a", "160k"});
+  append(arguments, {"-c:a", "aac", "-profile:a", "aac_low", "-ac", "2", "-b:a",
+                     std::to_string(sound_rate) + "k"});
 }
 
 // What the engine has to know of the source's clock.
@@ -80,6 +84,13 @@ void add_clock(argument_list& arguments, const source_media& media) {
 }
 
 }  // namespace
+
+std::uint64_t largest_output(const source_media& media, const encode_settings& settings) {
+  const int picture_rate =
+      media.picture ? peak_bit_rate(settings.size.height, media.frame_rate().value()) : 0;
+  const double bytes_per_second = (picture_rate + sound_rate) * 1000.0 / 8.0;
+  return largest_index + static_cast<std::uint64_t>(1.25 * bytes_per_second * settings.time_limit);
+}
 
 argument_list encode_command(const source_media& media, const encode_settings& settings,
                              const std::string& input_url, const std::string& output_url) {

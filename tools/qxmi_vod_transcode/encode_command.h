@@ -1,6 +1,7 @@
 // The engine's command line for one transcode, built from fixed settings and numbers only.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "tools/media/engine.h"
@@ -18,3 +19,6 @@ struct encode_settings {
 // standard output.
 argument_list encode_command(const source_media& media, const encode_settings& settings,
                              const std::string& input_url, const std::string& output_url);
+
+// More bytes than such an output can have: its rates are limited, and so is its length.
+std::uint64_t largest_output(const source_media& media, const encode_settings& settings);

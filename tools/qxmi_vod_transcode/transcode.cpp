@@ -120,8 +120,9 @@ private:
 
   bool encode(progress_line& line, progress_output& progress) {
     settings_ = settings();
-    program_request request;
-    request.argv = encode_command(media_, settings_, source_.url(), output_.url());
+    program_request request =
+        confined_request(encode_command(media_, settings_, source_.url(), output_.url()), source_,
+                         output_, largest_output(media_, settings_));
     request.priority.level = options_.level;
     encoder_watch watch(line, progress, cap_);
     const program_result result = run_program(request, watch);

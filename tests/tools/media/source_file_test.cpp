@@ -37,8 +37,19 @@ protected:
 TEST_F(source_file_test, a_regular_file_is_taken) {
   write("content");
   ASSERT_TRUE(source.open(path, error)) << error;
-  EXPECT_EQ(source.url(), "file:" + path);
   EXPECT_EQ(source.size(), 7);
+}
+
+TEST_F(source_file_test, the_engine_gets_the_file_that_was_opened) {
+  write("content");
+  ASSERT_TRUE(source.open(path, error)) << error;
+  std::filesystem::rename(path, folder.file("moved"));
+  write("another");
+  const std::string url = source.url();
+  ASSERT_EQ(url.rfind("file:", 0), 0U);
+  std::string text;
+  std::getline(std::ifstream(url.substr(5)), text);
+  EXPECT_EQ(text, "content");
 }
 
 TEST_F(source_file_test, a_link_to_one_is_taken) {

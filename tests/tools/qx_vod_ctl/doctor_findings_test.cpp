@@ -12,6 +12,7 @@
 #include "tests/support/skip.h"
 #include "tests/tools/client/scripted_service.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
+#include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
@@ -111,6 +112,18 @@ TEST(ctl_doctor_engine, needed_encoders_are_named) {
   const auto found = judge_encoders(" V..... libx264rgb   x\n VFS..D mjpeg   x\n");
   EXPECT_EQ(found.result, finding_result::problem);
   EXPECT_EQ(found.text, "ffmpeg has no encoder libx264, aac");
+}
+
+TEST(ctl_doctor_sandbox, is_whole_with_filter_rules_and_account) {
+  EXPECT_EQ(judge_sandbox({true, 1, true}, true).result, finding_result::ok);
+  EXPECT_EQ(judge_sandbox({true, 1, false}, false).result, finding_result::ok);
+}
+
+TEST(ctl_doctor_sandbox, names_what_is_missing) {
+  EXPECT_THAT(judge_sandbox({false, 1, true}, true).text, HasSubstr("seccomp"));
+  EXPECT_THAT(judge_sandbox({true, 0, true}, true).text, HasSubstr("Landlock"));
+  EXPECT_THAT(judge_sandbox({true, 1, false}, true).text, HasSubstr("runs as root"));
+  EXPECT_EQ(judge_sandbox({true, 1, false}, true).result, finding_result::warning);
 }
 
 TEST(ctl_doctor_engine, filters_for_high_dynamic_range_may_be_missing) {

@@ -43,8 +43,7 @@ void add_probe(const std::string& part, const std::string& media, report_parts& 
   source_file source;
   std::string error;
   if (!source.open(media, error)) { return parts.add_missing(part, media + " " + error); }
-  program_request request;
-  request.argv = ffprobe_command();
+  program_request request = confined_request(ffprobe_command(), source);
   request.argv.insert(request.argv.end(),
                       {"-of", "json", "-show_format", "-show_streams", "-show_programs"});
   add_input(request.argv, source.url());

@@ -8,6 +8,7 @@
 #include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
+#include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
 #include "tools/qx_vod_ctl/doctor/left_metadata.h"
 #include "tools/qx_vod_ctl/doctor/left_overs.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
@@ -46,6 +47,7 @@ finding_list examine(vod_service& service, bool fix) {
   append(findings, check_programs(settings.go_remote()));
   catch_tool_signals();
   append(findings, check_engine());
+  findings.push_back(check_sandbox());
   if (settings.go_remote()) { append(findings, check_remote_server(settings)); }
   return findings;
 }

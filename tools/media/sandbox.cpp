@@ -1,0 +1,350 @@
+#include "tools/media/sandbox.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <string>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <linux/capability.h>
+#include <linux/landlock.h>
+#include <pwd.h>
+#include <sched.h>
+#include <seccomp.h>
+#include <sys/ioctl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include "platform/unique_fd.h"
+
+namespace {
+
+constexpr const char* engine_account = "qx-vod-engine";
+
+constexpr rlim_t address_space = rlim_t{4} << 30;
+// Each thread reserves an arena of the allocator and a stack, used or not.
+constexpr rlim_t address_space_of_thread = rlim_t{160} << 20;
+constexpr rlim_t most_descriptors = 256;
+constexpr rlim_t most_threads = 4096;
+
+// ---- Limits
+
+bool limit(__rlimit_resource_t resource, rlim_t value) {
+  rlimit now{};
+  if (getrlimit(resource, &now) != 0) { return false; }
+  value = std::min(value, now.rlim_max);
+  const rlimit wanted{value, value};
+  return setrlimit(resource, &wanted) == 0;
+}
+
+rlim_t usable_processors() {
+  cpu_set_t set;
+  return sched_getaffinity(0, sizeof(set), &set) == 0 ? static_cast<rlim_t>(CPU_COUNT(&set)) : 1;
+}
+
+bool set_limits(const sandbox& limits) {
+  const auto seconds = static_cast<rlim_t>(limits.processor_time.count());
+  return limit(RLIMIT_AS, address_space + usable_processors() * address_space_of_thread) &&
+         limit(RLIMIT_NOFILE, most_descriptors) && limit(RLIMIT_CORE, 0) &&
+         limit(RLIMIT_FSIZE, limits.largest_file) && (seconds == 0 || limit(RLIMIT_CPU, seconds));
+}
+
+// ---- Files
+
+constexpr std::uint64_t read_rights = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_READ_DIR;
+constexpr std::uint64_t library_rights = read_rights | LANDLOCK_ACCESS_FS_EXECUTE;
+// Rights that kernels newer than this header know, by the version that brought them.
+constexpr std::uint64_t right_to_truncate = std::uint64_t{1} << 14;
+constexpr int version_of_refer = 2;
+constexpr int version_of_truncate = 3;
+
+struct file_rule {
+  const char* path;
+  std::uint64_t rights;
+};
+
+// The loader, the libraries, what they look at when they start. A path that does not exist needs no
+// rule.
+constexpr file_rule system_rules[] = {
+    {"/lib", library_rights},
+    {"/lib64", library_rights},
+    {"/usr/lib", library_rights},
+    {"/usr/lib64", library_rights},
+    {"/usr/local/lib", library_rights},
+    {"/usr/share", read_rights},
+    {"/etc/ld.so.cache", LANDLOCK_ACCESS_FS_READ_FILE},
+    {"/sys/devices/system", read_rights},
+    {"/proc/cpuinfo", LANDLOCK_ACCESS_FS_READ_FILE},
+    {"/proc/meminfo", LANDLOCK_ACCESS_FS_READ_FILE},
+    {"/dev/null", LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_WRITE_FILE},
+    {"/dev/urandom", LANDLOCK_ACCESS_FS_READ_FILE},
+};
+
+int file_rules_version() {
+  const long version =
+      syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+  return version > 0 ? static_cast<int>(version) : 0;
+}
+
+std::uint64_t known_rights(int version) {
+  std::uint64_t rights = (std::uint64_t{LANDLOCK_ACCESS_FS_MAKE_SYM} << 1) - 1;
+  if (version >= version_of_refer) { rights |= std::uint64_t{1} << 13; }
+  if (version >= version_of_truncate) { rights |= right_to_truncate; }
+  return rights;
+}
+
+bool allow(int ruleset, int file, std::uint64_t rights) {
+  const landlock_path_beneath_attr rule{rights, file};
+  return syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) == 0;
+}
+
+bool allow_path(int ruleset, const char* path, std::uint64_t rights) {
+  const unique_fd file(open(path, O_PATH | O_CLOEXEC));
+  return !file.valid() || allow(ruleset, file.get(), rights);
+}
+
+bool allow_files(int ruleset, int version, const sandbox& limits, const char* program) {
+  const std::uint64_t writing = LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_WRITE_FILE |
+                                (known_rights(version) & right_to_truncate);
+  return std::all_of(
+             std::begin(system_rules), std::end(system_rules),
+             [=](const file_rule& rule) { return allow_path(ruleset, rule.path, rule.rights); }) &&
+         allow_path(ruleset, program, LANDLOCK_ACCESS_FS_READ_FILE | LANDLOCK_ACCESS_FS_EXECUTE) &&
+         std::all_of(
+             limits.readable.begin(), limits.readable.end(),
+             [=](int file) { return allow(ruleset, file, LANDLOCK_ACCESS_FS_READ_FILE); }) &&
+         (limits.writable < 0 || allow(ruleset, limits.writable, writing));
+}
+
+// A process keeps what it has opened, so this may come before anything else is given up.
+bool restrict_files(const sandbox& limits, const char* program) {
+  const int version = file_rules_version();
+  if (version == 0) { return true; }
+  const std::uint64_t handled = known_rights(version);
+  const unique_fd ruleset(
+      static_cast<int>(syscall(SYS_landlock_create_ruleset, &handled, sizeof(handled), 0)));
+  return ruleset.valid() && allow_files(ruleset.get(), version, limits, program) &&
+         syscall(SYS_landlock_restrict_self, ruleset.get(), 0) == 0;
+}
+
+// ---- The account
+
+bool is_readable(int file) {
+  const std::string name = "/proc/self/fd/" + std::to_string(file);
+  return unique_fd(open(name.c_str(), O_RDONLY | O_CLOEXEC)).valid();
+}
+
+bool set_capabilities(std::uint32_t kept) {
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {{kept, kept, kept}, {0, 0, 0}};
+  return syscall(SYS_capset, &header, data) == 0;
+}
+
+// The account may not read every source that root may. It keeps the right to read then, and the
+// rules for files narrow that to what was handed over.
+bool keep_reading(const sandbox& limits) {
+  const bool reads_all = std::all_of(limits.readable.begin(), limits.readable.end(), is_readable);
+  if (reads_all) { return set_capabilities(0); }
+  return set_capabilities(1U << CAP_DAC_READ_SEARCH) &&
+         prctl(PR_CAP_AMBIENT, PR_CAP_AMBIENT_RAISE, CAP_DAC_READ_SEARCH, 0, 0) == 0;
+}
+
+// In a user namespace, an account may have no counterpart outside.
+bool is_mapped(uid_t user) {
+  std::ifstream map("/proc/self/uid_map");
+  for (std::uint64_t first = 0, outside = 0, count = 0; map >> first >> outside >> count;) {
+    if (user >= first && user - first < count) { return true; }
+  }
+  return false;
+}
+
+bool may_change_account() {
+  constexpr std::uint32_t needed = 1U << CAP_SETUID | 1U << CAP_SETGID | 1U << CAP_CHOWN;
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
+  return syscall(SYS_capget, &header, data) == 0 && (data[0].effective & needed) == needed;
+}
+
+// Null where the account does not exist, or this process may not become it.
+const passwd* account_to_take() {
+  const passwd* const account = may_change_account() ? getpwnam(engine_account) : nullptr;
+  return account != nullptr && is_mapped(account->pw_uid) ? account : nullptr;
+}
+
+bool take_account(const sandbox& limits) {
+  const passwd* const account = account_to_take();
+  if (account == nullptr) { return true; }
+  const uid_t user = account->pw_uid;
+  const gid_t group = account->pw_gid;
+  return (limits.writable < 0 || fchown(limits.writable, user, group) == 0) &&
+         setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
+         prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && setresuid(user, user, user) == 0 &&
+         keep_reading(limits) && limit(RLIMIT_NPROC, most_threads);
+}
+
+// ---- System calls
+
+// Ways to the network, to other processes, to more rights, to the kernel's own machinery. None of
+// them is needed to decode or encode, and all fail as if they were not permitted.
+constexpr const char* forbidden_calls[] = {
+    "socket",
+    "socketpair",
+    "connect",
+    "bind",
+    "listen",
+    "accept",
+    "accept4",
+    "ptrace",
+    "process_vm_readv",
+    "process_vm_writev",
+    "pidfd_getfd",
+    "kcmp",
+    "fork",
+    "vfork",
+    "unshare",
+    "setns",
+    "mount",
+    "umount2",
+    "pivot_root",
+    "chroot",
+    "move_mount",
+    "open_tree",
+    "fsopen",
+    "fsconfig",
+    "fsmount",
+    "fspick",
+    "mount_setattr",
+    "add_key",
+    "request_key",
+    "keyctl",
+    "bpf",
+    "perf_event_open",
+    "userfaultfd",
+    "io_uring_setup",
+    "io_uring_enter",
+    "io_uring_register",
+    "fanotify_init",
+    "open_by_handle_at",
+    "name_to_handle_at",
+    "mknod",
+    "mknodat",
+    "symlink",
+    "symlinkat",
+    "link",
+    "linkat",
+    "chmod",
+    "fchmod",
+    "fchmodat",
+    "chown",
+    "fchown",
+    "fchownat",
+    "lchown",
+    "setxattr",
+    "lsetxattr",
+    "fsetxattr",
+    "setuid",
+    "setgid",
+    "setreuid",
+    "setregid",
+    "setresuid",
+    "setresgid",
+    "setgroups",
+    "setfsuid",
+    "setfsgid",
+    "capset",
+    "init_module",
+    "finit_module",
+    "delete_module",
+    "kexec_load",
+    "kexec_file_load",
+    "reboot",
+    "swapon",
+    "swapoff",
+    "acct",
+    "quotactl",
+    "settimeofday",
+    "clock_settime",
+    "clock_adjtime",
+    "adjtimex",
+    "sethostname",
+    "setdomainname",
+    "syslog",
+    "iopl",
+    "ioperm",
+    "modify_ldt",
+    "personality",
+    "vhangup",
+    "lookup_dcookie",
+    "nfsservctl",
+};
+
+class system_call_filter {
+public:
+  system_call_filter() : context_(seccomp_init(SCMP_ACT_ALLOW)) {}
+  ~system_call_filter() {
+    if (context_ != nullptr) { seccomp_release(context_); }
+  }
+  system_call_filter(const system_call_filter&) = delete;
+  system_call_filter& operator=(const system_call_filter&) = delete;
+
+  // Names that this machine's architecture does not have are left out.
+  bool forbid(const char* name, int error) {
+    const int number = seccomp_syscall_resolve_name(name);
+    return number == __NR_SCMP_ERROR ||
+           keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(error), number, 0));
+  }
+  // New threads are needed, new processes are not.
+  bool forbid_processes() {
+    return keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(clone), 1,
+                                       SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0))) &&
+           forbid("clone3", ENOSYS);  // its flags are in memory; the C library takes clone instead
+  }
+  // Characters pushed into a terminal would be read by whoever uses it next.
+  bool forbid_typing() {
+    return keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(ioctl), 1,
+                                       SCMP_A1(SCMP_CMP_MASKED_EQ, 0xffffffffU, TIOCSTI)));
+  }
+  bool is_made() const { return context_ != nullptr; }
+  bool load() { return keep_error(seccomp_load(context_)); }
+
+private:
+  static bool keep_error(int result) {
+    if (result < 0) { errno = -result; }
+    return result >= 0;
+  }
+  scmp_filter_ctx context_;
+};
+
+bool has_system_call_filters() {
+  return prctl(PR_GET_SECCOMP) >= 0;
+}
+
+bool filter_system_calls() {
+  if (!has_system_call_filters()) { return true; }
+  system_call_filter filter;
+  return filter.is_made() &&
+         std::all_of(std::begin(forbidden_calls), std::end(forbidden_calls),
+                     [&filter](const char* name) { return filter.forbid(name, EPERM); }) &&
+         filter.forbid_processes() && filter.forbid_typing() && filter.load();
+}
+
+}  // namespace
+
+std::vector<int> sandbox::descriptors() const {
+  std::vector<int> all = readable;
+  if (writable >= 0) { all.push_back(writable); }
+  return all;
+}
+
+sandbox_support available_sandbox() {
+  return {has_system_call_filters(), file_rules_version(), account_to_take() != nullptr};
+}
+
+bool enter_sandbox(const sandbox& limits, const char* program) {
+  // The limits come last: until then this is still the tool, which may need more.
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && take_account(limits) &&
+         restrict_files(limits, program) && filter_system_calls() && set_limits(limits);
+}

@@ -1,0 +1,37 @@
+// Confines an engine, which reads files that strangers made. Only these are left to it: the files
+// that it is given, the system's libraries, its own threads, memory and time within limits. It
+// opens no other file, no socket, starts no program and gains no privilege.
+//
+// Each means is used where the machine has it (see sandbox_support); a file that holds a playlist
+// or exploits a decoder meets all of them.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+struct sandbox {
+  // Descriptors of the files that the program may read, and of the one that it may read and write,
+  // -1 for none. They stay open in the program, under the same numbers: it opens them as
+  // "/proc/self/fd/N".
+  std::vector<int> readable;
+  int writable = -1;
+
+  std::vector<int> descriptors() const;
+
+  std::uint64_t largest_file = 0;          // bytes that a file may grow to; 0 leaves only pipes
+  std::chrono::seconds processor_time{0};  // of all threads together; 0 for no limit
+};
+
+// What this machine offers beyond the limits that every kernel has.
+struct sandbox_support {
+  bool system_calls = false;  // a filter of system calls (seccomp)
+  int file_rules = 0;         // version of the rules for files (Landlock); 0 for none
+  bool account = false;       // an account of its own, "qx-vod-engine", that this process may take
+};
+sandbox_support available_sandbox();
+
+// Confines this process, which must have one thread and is about to execute `program`, an absolute
+// path. Cannot be undone. False with errno if a means that the machine has cannot be applied: the
+// program must not be executed then.
+bool enter_sandbox(const sandbox& limits, const char* program);

@@ -1,0 +1,10 @@
+// Whether this machine can confine ffmpeg while it reads media.
+#pragma once
+
+#include "tools/media/sandbox.h"
+#include "tools/qx_vod_ctl/doctor/finding.h"
+
+finding check_sandbox();
+
+// Judges what the machine offers. The account counts only if `is_root`: others cannot take it.
+finding judge_sandbox(const sandbox_support& support, bool is_root);
