@@ -1,6 +1,9 @@
 #include "tools/client/item_view.h"
 
+#include <algorithm>
+
 #include "rules/json_keys.h"
+#include "rules/limits.h"
 #include "rules/states.h"
 #include "tools/client/job_ending.h"
 #include "tools/job_log/job_reason.h"
@@ -45,7 +48,7 @@ bool read_item(const json11::Json& json, item_view& item) {
   item.state = json[key_state].string_value();
   item.sub_state = step_of(json);
   item.text = json[key_text].string_value();
-  item.progress = json[key_progress][0].int_value();
+  item.progress = std::clamp(json[key_progress][0].int_value(), 0, progress_complete);
   item.delete_on_finish = json[key_delete_on_finish].bool_value();
   item.paused = json[key_paused].bool_value();
   item.waiting = json[key_waiting].bool_value();

@@ -18,7 +18,7 @@ struct item_view {
   std::string sub_state;             // the step within that state; empty where it has none
   std::string text;                  // what the service tells people of it
   std::string reason;                // why it failed, in its tool's words; see read_reason()
-  int progress = 0;                  // ten-thousandths
+  int progress = 0;                  // ten-thousandths, 0 to 10000
   bool delete_on_finish = false;
   bool paused = false;
   bool waiting = false;  // resumed, until the job before it lets it go on

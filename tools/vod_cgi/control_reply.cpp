@@ -54,35 +54,7 @@ json11::Json handed_on_with_list(const json11::Json& document) {
   return keys;
 }
 
-cgi_answer refused(const comm_socket_v4_packet& reply, const json11::Json& item) {
-  const std::string status = reply.words.size() > 1 ? reply.words[1] : "";
-  cgi_answer answer =
-      refusal_answer(status == status_not_found ? 404 : 400, item[key_text].string_value());
-  answer.pairs = reply.nv_pairs;
-  answer.pairs.emplace_back(header_refusal, status);
-  return answer;
-}
-
-}  // namespace
-
-cgi_answer answer_of_reply(const comm_socket_v4_packet& reply) {
-  if (reply.data.size() > data_limit) {
-    return refusal_answer(502, "the service's reply is too large");
-  }
-  std::string error;
-  const json11::Json document = json11::Json::parse(reply.data, error);
-  if (reply.result_code != 0) { return refused(reply, document); }
-  if (!reply.data.empty() && !document.is_object()) {
-    return refusal_answer(502, "the service's reply cannot be read");
-  }
-  cgi_answer answer;
-  answer.content_type = "application/json";
-  answer.pairs = reply.nv_pairs;
-  if (!reply.data.empty()) { answer.body = handed_on_with_list(document).dump(); }
-  return answer;
-}
-
-cgi_answer answer_of_failure(comm_client_result result) {
+cgi_answer no_answer(comm_client_result result) {
   switch (result) {
   case comm_client_result::no_service:
     return refusal_answer(503, "the service is not running");
@@ -93,4 +65,32 @@ cgi_answer answer_of_failure(comm_client_result result) {
   default:
     return refusal_answer(502, "the service's reply cannot be read");
   }
+}
+
+cgi_answer refused(const service_reply& reply, const json11::Json& item) {
+  const int status = reply.exit_status == exit_no_such_item ? 404 : 400;
+  cgi_answer answer = refusal_answer(status, item[key_text].string_value());
+  answer.pairs = reply.pairs;
+  answer.pairs.emplace_back(header_refusal, reply.text);
+  return answer;
+}
+
+}  // namespace
+
+cgi_answer answer_of_reply(const service_reply& reply) {
+  if (reply.delivery != comm_client_result::ok) { return no_answer(reply.delivery); }
+  if (reply.data.size() > data_limit) {
+    return refusal_answer(502, "the service's reply is too large");
+  }
+  std::string error;
+  const json11::Json document = json11::Json::parse(reply.data, error);
+  if (!reply.accepted()) { return refused(reply, document); }
+  if (!reply.data.empty() && !document.is_object()) {
+    return refusal_answer(502, "the service's reply cannot be read");
+  }
+  cgi_answer answer;
+  answer.content_type = "application/json";
+  answer.pairs = reply.pairs;
+  if (!reply.data.empty()) { answer.body = handed_on_with_list(document).dump(); }
+  return answer;
 }

@@ -42,7 +42,7 @@ bool take_field(std::string_view field, std::string_view name, std::string_view&
   return true;
 }
 
-bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string& error) {
+bool add_line(std::string_view line, name_values& pairs, std::string& error) {
   const std::size_t colon = line.find(':');
   if (colon == 0 || colon == std::string_view::npos) {
     error = "a line is not name:value";
@@ -55,14 +55,14 @@ bool add_line(std::string_view line, comm_socket_v4_packet& packet, std::string&
   const std::string_view name = line.substr(0, colon);
   const std::string_view value = line.substr(colon + 1);
   if (name != key_upload_name) {
-    packet.nv_pairs.emplace_back(name, value);
+    pairs.emplace_back(name, value);
     return true;
   }
   if (!is_uuid(value)) {
     error = "*name is not the name of an upload";
     return false;
   }
-  packet.nv_pairs.emplace_back(key_input_file, upload_directory + std::string(value));
+  pairs.emplace_back(key_input_file, upload_directory + std::string(value));
   return true;
 }
 
@@ -87,23 +87,21 @@ std::string command_of_query(const std::string& query) {
   return allowed ? std::string(command) : "";
 }
 
-bool fill_request(const std::string& command, const std::string& body,
-                  comm_socket_v4_packet& packet, std::string& error) {
-  packet.flags = comm_socket_v4_flag_want_reply;
-  packet.words = {command};
+bool read_pairs(const std::string& body, name_values& pairs, std::string& error) {
+  pairs.clear();
   std::string_view rest = body;
   while (!rest.empty()) {
     std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     if (!line.empty() && line.back() == '\r') { line.remove_suffix(1); }
     if (line.empty()) { break; }
-    if (!add_line(line, packet, error)) { return false; }
+    if (!add_line(line, pairs, error)) { return false; }
   }
   return true;
 }
 
-std::string uploaded_file(const comm_socket_v4_packet& request) {
-  for (const auto& [name, value] : request.nv_pairs) {
+std::string uploaded_file(const name_values& pairs) {
+  for (const auto& [name, value] : pairs) {
     if (name == key_input_file && begins_with(value, upload_directory)) { return value; }
   }
   return "";

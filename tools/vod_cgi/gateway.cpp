@@ -3,16 +3,17 @@
 
 #include <string>
 
-#include "platform/comm_client_v4.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "tools/client/queue_reader.h"
+#include "tools/client/service_connection.h"
 #include "tools/vod_cgi/cgi_answer.h"
 #include "tools/vod_cgi/control_reply.h"
 #include "tools/vod_cgi/control_request.h"
 #include "tools/vod_cgi/page_gateway.h"
 #include "tools/vod_cgi/page_query.h"
+#include "tools/vod_cgi/queue_limits.h"
 #include "tools/vod_cgi/request_source.h"
-#include "tools/vod_cgi/upload_lookup.h"
 
 namespace {
 
@@ -29,27 +30,24 @@ cgi_answer answer_of_bad_body(body_result result) {
   }
 }
 
-cgi_answer answer_of(comm_client_v4& client, const comm_socket_v4_packet& request,
-                     std::uint64_t deadline_us) {
-  comm_socket_v4_packet reply;
-  const comm_client_result result = client.request(request, reply, deadline_us);
-  return result == comm_client_result::ok ? answer_of_reply(reply) : answer_of_failure(result);
+// The entry id of the job whose source is `file`; empty when there is none.
+std::string job_of(const queue_listing& queue, const std::string& file) {
+  for (const listed_item& listed : queue.items) {
+    if (listed.item.input_file == file) { return listed.item.entry_id; }
+  }
+  return "";
 }
 
 // The answer to an add may be lost on its way back, and the other server then asks again. An upload
 // that has its job is answered with that one: a second job would find its source removed by the
 // first. The names of uploads are random, so no other job can be meant.
-cgi_answer answer_add(comm_client_v4& client, const comm_socket_v4_packet& request,
-                      const std::string& upload, std::uint64_t deadline_us) {
-  std::string entry_id;
-  const comm_client_result result = find_job_of(client, upload, deadline_us, entry_id);
-  if (result != comm_client_result::ok) { return answer_of_failure(result); }
-  if (entry_id.empty()) { return answer_of(client, request, deadline_us); }
-  comm_socket_v4_packet show;
-  show.flags = comm_socket_v4_flag_want_reply;
-  show.words = {command_list};
-  show.nv_pairs = {{key_entry_id, entry_id}};
-  cgi_answer answer = answer_of(client, show, deadline_us);
+cgi_answer answer_add(vod_service& service, const name_values& pairs, const std::string& upload) {
+  queue_listing queue;
+  service_reply failure;
+  if (!read_queue(service, {}, queue, failure, gateway_limits)) { return answer_of_reply(failure); }
+  const std::string entry_id = job_of(queue, upload);
+  if (entry_id.empty()) { return answer_of_reply(service.request(command_add, pairs)); }
+  cgi_answer answer = answer_of_reply(service.request(command_list, {{key_entry_id, entry_id}}));
   if (answer.status == 200) { answer.pairs.emplace_back(key_entry_id, entry_id); }
   return answer;
 }
@@ -65,14 +63,14 @@ cgi_answer answer_server(const cgi_input& input, int body_fd, std::string_view s
   std::string body;
   const body_result got = read_body(body_fd, input.content_length, deadline_us, body);
   if (got != body_result::ok) { return answer_of_bad_body(got); }
-  comm_socket_v4_packet request;
+  name_values pairs;
   std::string error;
-  if (!fill_request(command, body, request, error)) { return refusal_answer(400, error); }
-  comm_client_v4 client(socket_path);
-  const std::string upload = uploaded_file(request);
+  if (!read_pairs(body, pairs, error)) { return refusal_answer(400, error); }
+  service_connection service(std::string(socket_path), deadline_us);
+  const std::string upload = uploaded_file(pairs);
   return command == command_add && !upload.empty()
-             ? answer_add(client, request, upload, deadline_us)
-             : answer_of(client, request, deadline_us);
+             ? answer_add(service, pairs, upload)
+             : answer_of_reply(service.request(command, pairs));
 }
 
 }  // namespace

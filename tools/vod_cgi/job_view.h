@@ -1,12 +1,9 @@
-// A job as the queue page is told of it: only what it shows, under names of its own. Command lines,
-// process ids and what belongs to other servers are not among it.
+// A job as somebody who looks at the queue page sees it.
 #pragma once
 
-#include <optional>
 #include <string>
-#include <vector>
 
-#include <json11.hpp>
+#include "tools/client/queue_reader.h"
 
 // What a job is to somebody who looks at the queue.
 enum class job_group {
@@ -22,27 +19,8 @@ constexpr int job_group_count = 6;
 // "running", "waiting", ...
 const char* group_name(job_group group);
 
-struct job_view {
-  std::string id;
-  int position = 0;  // in the queue, from 0
-  std::string file;
-  std::string output;
-  std::string profile;
-  std::vector<std::string> profiles;  // what may be chosen, best first
-  std::string state;
-  std::string step;  // the part of a state that has parts, "" for others
-  std::string text;
-  int progress = 0;  // 0 to 10000
-  int fileops_job = -1;
-  bool paused = false;
-  bool deletes_source = false;
-  job_group group = job_group::waiting;
-};
+job_group group_of(const item_view& job);
 
-// Reads a job as the service lists it. Nothing for one without an id, and for one in state
-// "cleared": that is out of the queue with the service's next look at it.
-std::optional<job_view> read_job(const json11::Json& job, int position);
-
-// Whether `search` stands in the job's paths, profile, text or id, whatever the case of its
-// letters. It has to be folded already.
-bool matches_search(const job_view& job, const std::string& folded_search);
+// Whether the job's paths, profile, text or id contain `search`, whatever the case of the letters.
+// It has to be folded already.
+bool matches_search(const item_view& job, const std::string& folded_search);

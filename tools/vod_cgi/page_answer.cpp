@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "rules/json_keys.h"
 #include "tools/vod_cgi/cgi_answer.h"
 
 namespace {
@@ -32,7 +33,9 @@ page_answer page_refusal(int status, const std::string& error, const std::string
   return {status, json11::Json::object{{"error", error}, {"text", text}}};
 }
 
-page_answer page_failure(comm_client_result result) {
+namespace {
+
+page_answer no_answer(comm_client_result result) {
   switch (result) {
   case comm_client_result::no_service:
     return page_refusal(503, "no service",
@@ -44,6 +47,16 @@ page_answer page_failure(comm_client_result result) {
   default:
     return page_refusal(502, "unreadable reply", "The service's reply cannot be read.");
   }
+}
+
+}  // namespace
+
+page_answer page_failure(const service_reply& reply) {
+  if (reply.delivery != comm_client_result::ok) { return no_answer(reply.delivery); }
+  std::string error;
+  const json11::Json job = json11::Json::parse(reply.data, error);
+  return page_refusal(reply.exit_status == exit_no_such_item ? 404 : 409, reply.text,
+                      job[key_text].string_value());
 }
 
 std::string page_text(const page_answer& answer, const std::string& if_none_match) {

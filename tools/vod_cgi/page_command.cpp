@@ -9,8 +9,9 @@
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "rules/source_rules.h"
+#include "tools/client/item_view.h"
 #include "tools/client/offered_profiles.h"
-#include "tools/vod_cgi/job_view.h"
+#include "tools/client/submission.h"
 
 namespace {
 
@@ -63,102 +64,59 @@ bool take_member(const std::string& name, const json11::Json& value, const comma
   return true;
 }
 
-struct service_answer {
-  comm_client_result result = comm_client_result::malformed;
-  comm_socket_v4_packet reply;
-
-  bool accepted() const { return result == comm_client_result::ok && reply.result_code == 0; }
-};
-
-service_answer ask(comm_client_v4& client, const std::string& word, job_fields pairs,
-                   std::uint64_t deadline_us) {
-  comm_socket_v4_packet request;
-  request.flags = comm_socket_v4_flag_want_reply;
-  request.words = {word};
-  request.nv_pairs = std::move(pairs);
-  service_answer answer;
-  answer.result = client.request(request, answer.reply, deadline_us);
-  return answer;
-}
-
-page_answer answer_of(const service_answer& answer, const std::string& id) {
-  if (answer.result != comm_client_result::ok) { return page_failure(answer.result); }
-  if (answer.accepted()) { return {200, json11::Json::object{{"id", id}}}; }
-  const std::string status = answer.reply.words.size() > 1 ? answer.reply.words[1] : "";
-  std::string error;
-  const json11::Json job = json11::Json::parse(answer.reply.data, error);
-  return page_refusal(status == status_not_found ? 404 : 409, status, job[key_text].string_value());
-}
-
-// Takes a job that was refused out of the queue again. Its source must survive that: removing a job
-// that was to delete its source deletes it.
-void take_back(comm_client_v4& client, const std::string& id, std::uint64_t deadline_us) {
-  const auto kept =
-      ask(client, command_modify, {{key_entry_id, id}, {key_delete_on_finish, "0"}}, deadline_us);
-  if (kept.accepted()) { ask(client, command_remove, {{key_entry_id, id}}, deadline_us); }
-}
-
-std::string value_of(const job_fields& fields, const char* name) {
+std::string value_of(const name_values& fields, const char* name) {
   const auto found = std::find_if(fields.begin(), fields.end(),
                                   [&](const auto& field) { return field.first == name; });
   return found == fields.end() ? "" : found->second;
 }
 
-// Half of the time that is left; the service has the other half. No file is looked into that the
-// service would not look into.
-std::vector<std::string> list_profiles(const std::string& file, std::uint64_t deadline_us) {
+// Half of the time that is left; the service has the other half.
+std::chrono::milliseconds time_for_listing(std::uint64_t deadline_us) {
   const std::uint64_t now_us = monotonic_clock_us();
-  const bool is_allowed =
+  return std::chrono::milliseconds(now_us < deadline_us ? (deadline_us - now_us) / 2000 + 1 : 0);
+}
+
+// No file is looked into that the service would not look into.
+page_answer judge_profile(const std::string& profile, const std::string& file,
+                          const std::vector<std::string>& listed, std::uint64_t deadline_us) {
+  const auto time_limit = time_for_listing(deadline_us);
+  const bool may_look =
       !file.empty() &&
       (cgi_velmar_forbidden_area(file.c_str(), source_path_flags) & source_path_forbidden) == 0;
-  if (!is_allowed || now_us >= deadline_us) { return {}; }
-  return offered_profiles(file, std::chrono::milliseconds((deadline_us - now_us) / 2000 + 1));
-}
-
-// Why the source cannot be made into that profile; empty where it can, and where only the service
-// can tell. `listed` is what the service knows already.
-std::string profile_problem(const std::string& profile, const std::string& file,
-                            const std::vector<std::string>& listed, std::uint64_t deadline_us) {
-  if (profile.empty()) { return ""; }
-  return profile_refusal(profile, listed.empty() ? list_profiles(file, deadline_us) : listed);
-}
-
-page_answer unknown_profile(const std::string& problem) {
+  if (listed.empty() && (!may_look || time_limit.count() == 0)) { return {}; }
+  const std::string problem = profile_problem(profile, file, listed, time_limit);
+  if (problem.empty()) { return {}; }
   return page_refusal(409, "no such profile", "The VOD cannot be made: " + problem + ".");
 }
 
-page_answer modify(comm_client_v4& client, const page_command& command, std::uint64_t deadline_us) {
-  job_fields pairs = {{key_entry_id, command.id}};
-  const std::string profile = value_of(command.fields, key_profile);
-  if (!profile.empty()) {
-    const auto shown = ask(client, command_list, pairs, deadline_us);
-    if (!shown.accepted()) { return answer_of(shown, command.id); }
-    std::string error;
-    const auto job = read_job(json11::Json::parse(shown.reply.data, error), 0);
-    const std::string problem =
-        job ? profile_problem(profile, job->file, job->profiles, deadline_us) : "";
-    if (!problem.empty()) { return unknown_profile(problem); }
-  }
-  pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
-  return answer_of(ask(client, command_modify, pairs, deadline_us), command.id);
+page_answer answer_of(const service_reply& reply, const std::string& id) {
+  return reply.accepted() ? page_answer{200, json11::Json::object{{"id", id}}}
+                          : page_failure(reply);
 }
 
-// Adding and making ready are two requests, so that a refusal comes with its reason.
-page_answer add(comm_client_v4& client, const job_fields& fields, std::uint64_t deadline_us) {
-  const std::string problem = profile_problem(value_of(fields, key_profile),
-                                              value_of(fields, key_input_file), {}, deadline_us);
-  if (!problem.empty()) { return unknown_profile(problem); }
-  const auto added = ask(client, command_add, fields, deadline_us);
-  std::string id;
-  for (const auto& [name, value] : added.reply.nv_pairs) {
-    id = name == key_entry_id ? value : id;
+page_answer modify(vod_service& service, const page_command& command, std::uint64_t deadline_us) {
+  name_values pairs = {{key_entry_id, command.id}};
+  const std::string profile = value_of(command.fields, key_profile);
+  if (!profile.empty()) {
+    const service_reply shown = service.request(command_list, pairs);
+    if (!shown.accepted()) { return page_failure(shown); }
+    item_view job;
+    if (read_item(shown.data, job)) {
+      const page_answer judged = judge_profile(profile, job.input_file, job.offered, deadline_us);
+      if (judged.status != 200) { return judged; }
+    }
   }
-  if (!added.accepted()) { return answer_of(added, id); }
-  const auto ready = ask(client, command_ready, {{key_entry_id, id}}, deadline_us);
-  if (ready.result == comm_client_result::ok && !ready.accepted()) {
-    take_back(client, id, deadline_us);
-  }
-  return answer_of(ready, id);
+  pairs.insert(pairs.end(), command.fields.begin(), command.fields.end());
+  return answer_of(service.request(command_modify, pairs), command.id);
+}
+
+page_answer add(vod_service& service, const name_values& fields, std::uint64_t deadline_us) {
+  const new_job job = {value_of(fields, key_input_file), value_of(fields, key_profile),
+                       value_of(fields, key_delete_on_finish) == "1"};
+  const page_answer judged = judge_profile(job.profile, job.file, {}, deadline_us);
+  if (judged.status != 200) { return judged; }
+  const submission made = submit(service, job, false);
+  return answer_of(made.reply, made.entry_id);
 }
 
 }  // namespace
@@ -194,10 +152,9 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
   return true;
 }
 
-page_answer run_page_command(comm_client_v4& client, const page_command& command,
+page_answer run_page_command(vod_service& service, const page_command& command,
                              std::uint64_t deadline_us) {
-  if (command.word == command_add) { return add(client, command.fields, deadline_us); }
-  if (command.word == command_modify) { return modify(client, command, deadline_us); }
-  return answer_of(ask(client, command.word, {{key_entry_id, command.id}}, deadline_us),
-                   command.id);
+  if (command.word == command_add) { return add(service, command.fields, deadline_us); }
+  if (command.word == command_modify) { return modify(service, command, deadline_us); }
+  return answer_of(service.request(command.word, {{key_entry_id, command.id}}), command.id);
 }

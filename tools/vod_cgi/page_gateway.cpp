@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "platform/comm_client_v4.h"
 #include "platform/paths.h"
+#include "tools/client/service_connection.h"
 #include "tools/vod_cgi/page_command.h"
 #include "tools/vod_cgi/page_query.h"
-#include "tools/vod_cgi/queue_pages.h"
+#include "tools/vod_cgi/queue_limits.h"
 #include "tools/vod_cgi/queue_view.h"
 #include "tools/vod_cgi/request_source.h"
 
@@ -38,11 +38,11 @@ page_answer answer_queue(const cgi_input& input, std::string_view socket_path,
   queue_query wanted;
   std::string error;
   if (!read_queue_query(input.query, wanted, error)) { return bad_request(error); }
-  comm_client_v4 client(socket_path);
-  json11::Json::array jobs;
-  const comm_client_result result = read_whole_queue(client, deadline_us, jobs);
-  if (result != comm_client_result::ok) { return page_failure(result); }
-  return {200, view_of_queue(jobs, wanted, vod_folder{path_output_dir})};
+  service_connection service(std::string(socket_path), deadline_us);
+  queue_listing queue;
+  service_reply failure;
+  if (!read_queue(service, {}, queue, failure, gateway_limits)) { return page_failure(failure); }
+  return {200, view_of_queue(queue.items, wanted, vod_folder{path_output_dir})};
 }
 
 page_answer answer_command(const cgi_input& input, int body_fd, std::string_view socket_path,
@@ -63,6 +63,6 @@ page_answer answer_command(const cgi_input& input, int body_fd, std::string_view
   if (!read_page_command(read_command_query(input.query), body, command, error)) {
     return bad_request(error);
   }
-  comm_client_v4 client(socket_path);
-  return run_page_command(client, command, deadline_us);
+  service_connection service(std::string(socket_path), deadline_us);
+  return run_page_command(service, command, deadline_us);
 }

@@ -2,6 +2,7 @@
 #include "tools/vod_cgi/queue_view.h"
 
 #include <algorithm>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -16,16 +17,25 @@ namespace {
 // What moments are told for: further ahead they would be guesses.
 constexpr std::size_t most_in_line = 16;
 
-std::vector<job_view> read_jobs(const json11::Json::array& jobs) {
-  std::vector<job_view> views;
-  for (std::size_t i = 0; i < jobs.size(); ++i) {
-    if (auto view = read_job(jobs[i], static_cast<int>(i))) { views.push_back(std::move(*view)); }
+struct shown_job {
+  std::uint64_t position = 0;
+  item_view item;
+  job_group group = job_group::waiting;
+};
+
+// Without those in state "cleared", which leave the queue when the service looks at it next.
+std::vector<shown_job> shown_jobs(const std::vector<listed_item>& jobs) {
+  std::vector<shown_job> shown;
+  for (const listed_item& job : jobs) {
+    if (job.item.state != name_of(TRANSCODE_CLEARED)) {
+      shown.push_back({job.position, job.item, group_of(job.item)});
+    }
   }
-  return views;
+  return shown;
 }
 
 // What runs stands first, then what is to come in its order, then what has ended, the latest first.
-int rank(const job_view& job) {
+int rank(const shown_job& job) {
   switch (job.group) {
   case job_group::running:
     return 0;
@@ -37,7 +47,7 @@ int rank(const job_view& job) {
   }
 }
 
-bool stands_before(const job_view& a, const job_view& b) {
+bool stands_before(const shown_job& a, const shown_job& b) {
   if (rank(a) != rank(b)) { return rank(a) < rank(b); }
   return rank(a) == 2 ? a.position > b.position : a.position < b.position;
 }
@@ -51,60 +61,66 @@ json11::Json length_or_null(const std::string& media) {
   return length > 0 ? json11::Json(length) : json11::Json();
 }
 
-std::string reason_of(const job_view& job) {
+std::string reason_of(const shown_job& job) {
   if (job.group != job_group::failed) { return ""; }
-  return why_it_failed({job.text, job.file, job.output, job.fileops_job});
+  return why_it_failed(
+      {job.item.text, job.item.input_file, job.item.output_file, job.item.fileops_job});
 }
 
-json11::Json item_json(const job_view& job, const vod_folder& folder) {
+json11::Json item_json(const shown_job& job, const vod_folder& folder) {
+  const item_view& item = job.item;
   const bool is_done = job.group == job_group::done;
   return json11::Json::object{
-      {"id", job.id},
-      {"position", job.position},
-      {"file", job.file},
-      {"state", job.state},
-      {"step", job.step},
+      {"id", item.entry_id},
+      {"position", static_cast<int>(job.position)},
+      {"file", item.input_file},
+      {"state", item.state},
+      {"step", item.sub_state},
       {"group", group_name(job.group)},
-      {"text", job.text},
+      {"text", item.text},
       {"reason", reason_of(job)},
-      {"progress", job.progress},
-      {"profile", job.profile},
-      {"profiles", job.profiles},
-      {"paused", job.paused},
-      {"deletes_source", job.deletes_source},
-      {"fileops_job", job.fileops_job},
-      {"length", length_or_null(is_done ? job.output : job.file)},
-      {"vod", is_done ? text_or_null(vod_url(folder, job.output)) : json11::Json()},
-      {"thumbnail", is_done ? text_or_null(thumbnail_url(folder, job.output)) : json11::Json()}};
+      {"progress", item.progress},
+      {"profile", item.profile},
+      {"profiles", item.offered},
+      {"paused", item.paused},
+      {"deletes_source", item.delete_on_finish},
+      {"fileops_job", item.fileops_job},
+      {"length", length_or_null(is_done ? item.output_file : item.input_file)},
+      {"vod", is_done ? text_or_null(vod_url(folder, item.output_file)) : json11::Json()},
+      {"thumbnail",
+       is_done ? text_or_null(thumbnail_url(folder, item.output_file)) : json11::Json()}};
 }
 
-bool is_wanted(const job_view& job, const queue_query& wanted, const std::string& folded_search) {
+bool is_wanted(const shown_job& job, const queue_query& wanted, const std::string& folded_search) {
   return (wanted.show.empty() || wanted.show == group_name(job.group)) &&
-         (wanted.state.empty() || wanted.state == job.state) &&
-         (folded_search.empty() || matches_search(job, folded_search));
+         (wanted.state.empty() || wanted.state == job.item.state) &&
+         (folded_search.empty() || matches_search(job.item, folded_search));
+}
+
+bool is_in_line(const shown_job& job) {
+  return job.group == job_group::running
+             ? job.item.transcoding_here()
+             : job.group == job_group::waiting && job.item.state != name_of(TRANSCODE_INIT);
 }
 
 // The transcodes of this machine that run or will run without anybody's doing.
-json11::Json::array jobs_in_line(const std::vector<job_view>& sorted) {
+json11::Json::array jobs_in_line(const std::vector<shown_job>& sorted) {
   json11::Json::array line;
-  for (const job_view& job : sorted) {
-    const bool is_in_line =
-        (job.group == job_group::running && job.state == name_of(TRANSCODE_TRANSCODING)) ||
-        (job.group == job_group::waiting && job.state != name_of(TRANSCODE_INIT));
-    if (is_in_line && line.size() < most_in_line) {
-      line.push_back(json11::Json::object{{"id", job.id},
+  for (const shown_job& job : sorted) {
+    if (is_in_line(job) && line.size() < most_in_line) {
+      line.push_back(json11::Json::object{{"id", job.item.entry_id},
                                           {"group", group_name(job.group)},
-                                          {"profile", job.profile},
-                                          {"progress", job.progress},
-                                          {"length", length_or_null(job.file)}});
+                                          {"profile", job.item.profile},
+                                          {"progress", job.item.progress},
+                                          {"length", length_or_null(job.item.input_file)}});
     }
   }
   return line;
 }
 
-json11::Json::object count_groups(const std::vector<job_view>& jobs) {
+json11::Json::object count_groups(const std::vector<shown_job>& jobs) {
   int counts[job_group_count] = {};
-  for (const job_view& job : jobs) {
+  for (const shown_job& job : jobs) {
     ++counts[static_cast<std::size_t>(job.group)];
   }
   json11::Json::object groups;
@@ -114,24 +130,24 @@ json11::Json::object count_groups(const std::vector<job_view>& jobs) {
   return groups;
 }
 
-json11::Json::object count_states(const std::vector<job_view>& jobs) {
+json11::Json::object count_states(const std::vector<shown_job>& jobs) {
   std::map<std::string, int> counts;
-  for (const job_view& job : jobs) {
-    ++counts[job.state];
+  for (const shown_job& job : jobs) {
+    ++counts[job.item.state];
   }
   return {counts.begin(), counts.end()};
 }
 
 }  // namespace
 
-json11::Json view_of_queue(const json11::Json::array& jobs, const queue_query& wanted,
+json11::Json view_of_queue(const std::vector<listed_item>& jobs, const queue_query& wanted,
                            const vod_folder& folder) {
-  std::vector<job_view> sorted = read_jobs(jobs);
+  std::vector<shown_job> sorted = shown_jobs(jobs);
   std::sort(sorted.begin(), sorted.end(), stands_before);
   const std::string folded_search = folded_text(wanted.search);
   json11::Json::array items;
   int matches = 0;
-  for (const job_view& job : sorted) {
+  for (const shown_job& job : sorted) {
     if (!is_wanted(job, wanted, folded_search)) { continue; }
     if (matches >= wanted.first && matches < wanted.first + wanted.count) {
       items.push_back(item_json(job, folder));

@@ -1,13 +1,16 @@
 // The part of the queue that the page shows, with what it tells of the whole.
 #pragma once
 
+#include <vector>
+
 #include <json11.hpp>
 
+#include "tools/client/queue_reader.h"
 #include "tools/vod_cgi/media_files.h"
 #include "tools/vod_cgi/page_query.h"
 
 // The answer to a query over all jobs as the service lists them: those on the screen ("items"), how
 // many match, how many there are of each group and state, and the next jobs in line. docs/http.md
 // tells the form. Equal queues give equal answers.
-json11::Json view_of_queue(const json11::Json::array& jobs, const queue_query& wanted,
+json11::Json view_of_queue(const std::vector<listed_item>& jobs, const queue_query& wanted,
                            const vod_folder& folder);

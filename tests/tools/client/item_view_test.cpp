@@ -45,3 +45,18 @@ TEST(item_view, progress_is_shown_to_a_tenth_and_never_rounded_up) {
   EXPECT_EQ(percent(9999), "99.9%");
   EXPECT_EQ(percent(10000), "100.0%");
 }
+
+TEST(item_view, with_odd_members_is_read_all_the_same) {
+  item_view item;
+  ASSERT_TRUE(
+      read_item(std::string(R"({"entry id":"a","transcode progress":[-7,"x"],"state":7})"), item));
+  EXPECT_EQ(item.progress, 0);
+  EXPECT_EQ(item.text, "");
+}
+
+TEST(item_view, progress_beyond_the_whole_is_the_whole) {
+  item_view item;
+  ASSERT_TRUE(
+      read_item(std::string(R"({"entry id":"a","transcode progress":[70000,10000]})"), item));
+  EXPECT_EQ(item.progress, 10000);
+}

@@ -14,31 +14,31 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-comm_socket_v4_packet reply(const char* status, std::uint64_t code, const std::string& data = "") {
-  comm_socket_v4_packet packet;
-  packet.words = {"list", status};
-  packet.result_code = code;
-  packet.data = data;
-  return packet;
+service_reply reply(const char* status, int exit_status, const std::string& data = "") {
+  service_reply made;
+  made.exit_status = exit_status;
+  made.text = status;
+  made.data = data;
+  return made;
 }
 
 TEST(cgi_answer, of_success_is_json_behind_its_pairs) {
-  comm_socket_v4_packet packet = reply("OK", 0, "{\"state\": \"Ready\"}");
-  packet.nv_pairs = {{"entry id", "abc"}};
-  const std::string text = cgi_text(answer_of_reply(packet));
+  service_reply accepted = reply("OK", 0, "{\"state\": \"Ready\"}");
+  accepted.pairs = {{"entry id", "abc"}};
+  const std::string text = cgi_text(answer_of_reply(accepted));
   EXPECT_THAT(text, StartsWith("Status: 200 OK\r\nContent-Type: application/json\r\n"));
   EXPECT_THAT(text, HasSubstr("\r\n\r\nentry id:abc\n\n{\"state\": \"Ready\"}"));
 }
 
 TEST(cgi_answer, of_an_item_not_found_is_404) {
-  const std::string text = cgi_text(answer_of_reply(reply("NOT FOUND", 1000)));
+  const std::string text = cgi_text(answer_of_reply(reply("NOT FOUND", exit_no_such_item)));
   EXPECT_THAT(text, StartsWith("Status: 404 Not Found\r\nContent-Type: text/plain\r\n"));
   EXPECT_THAT(text, HasSubstr("\r\n\r\nX-comm-error:NOT FOUND\n\n"));
 }
 
 TEST(cgi_answer, of_any_other_refusal_is_400_with_the_items_text) {
-  const std::string text = cgi_text(answer_of_reply(
-      reply("ONE OR MORE PARAMETERS CANNOT BE MODIFIED", 1000, "{\"state\": \"Rejected: x\"}")));
+  const std::string text = cgi_text(answer_of_reply(reply(
+      "ONE OR MORE PARAMETERS CANNOT BE MODIFIED", exit_refused, "{\"state\": \"Rejected: x\"}")));
   EXPECT_THAT(text, StartsWith("Status: 400 Bad Request\r\nContent-Type: text/plain\r\n"));
   EXPECT_THAT(text,
               HasSubstr("X-comm-error:ONE OR MORE PARAMETERS CANNOT BE MODIFIED\n\nRejected: x"));
@@ -94,11 +94,17 @@ TEST(cgi_answer, lets_no_line_end_of_a_value_through) {
   EXPECT_THAT(cgi_text(answer), HasSubstr("\r\n\r\nentry id:a  X-comm-error:NOT FOUND  {}\n\n"));
 }
 
+int status_without_a_reply(comm_client_result result) {
+  service_reply none;
+  none.delivery = result;
+  return answer_of_reply(none).status;
+}
+
 TEST(cgi_answer, of_no_service_is_503) {
-  EXPECT_EQ(answer_of_failure(comm_client_result::no_service).status, 503);
-  EXPECT_EQ(answer_of_failure(comm_client_result::gone).status, 503);
-  EXPECT_EQ(answer_of_failure(comm_client_result::timeout).status, 504);
-  EXPECT_EQ(answer_of_failure(comm_client_result::malformed).status, 502);
+  EXPECT_EQ(status_without_a_reply(comm_client_result::no_service), 503);
+  EXPECT_EQ(status_without_a_reply(comm_client_result::gone), 503);
+  EXPECT_EQ(status_without_a_reply(comm_client_result::timeout), 504);
+  EXPECT_EQ(status_without_a_reply(comm_client_result::malformed), 502);
 }
 
 }  // namespace

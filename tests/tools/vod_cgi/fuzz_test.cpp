@@ -66,10 +66,10 @@ TEST(cgi_fuzz, bodies_give_plain_pairs_and_paths_of_uploads_only) {
   made_up_text texts;
   for (int i = 0; i < 100000; ++i) {
     const std::string body = texts.next();
-    comm_socket_v4_packet packet;
+    name_values pairs;
     std::string error;
-    if (!fill_request("add", body, packet, error)) { continue; }
-    for (const auto& [name, value] : packet.nv_pairs) {
+    if (!read_pairs(body, pairs, error)) { continue; }
+    for (const auto& [name, value] : pairs) {
       ASSERT_TRUE(!name.empty() && is_plain(name) && is_plain(value)) << body;
       ASSERT_NE(name, "*name") << body;
     }
@@ -124,7 +124,9 @@ TEST(cgi_fuzz, jobs_of_any_kind_are_shown_without_their_command_lines) {
         {"transcode progress", texts.next()}, {"process argv", json11::Json::array{"secret"}}};
     queue_query wanted;
     wanted.search = texts.next();
-    const std::string view = view_of_queue({job, 7}, wanted, vod_folder{"/nowhere/"}).dump();
+    listed_item listed;
+    read_item(job, listed.item);
+    const std::string view = view_of_queue({listed}, wanted, vod_folder{"/nowhere/"}).dump();
     ASSERT_EQ(view.find("secret"), std::string::npos) << view;
   }
 }
