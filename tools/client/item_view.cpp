@@ -4,7 +4,6 @@
 
 #include "rules/json_keys.h"
 #include "rules/limits.h"
-#include "rules/states.h"
 #include "tools/client/job_ending.h"
 #include "tools/job_log/job_reason.h"
 
@@ -32,8 +31,8 @@ std::string item_view::text_and_reason() const {
 }
 
 bool item_view::running() const {
-  return state == name_of(TRANSCODE_TRANSCODING) || state == name_of(TRANSCODE_REMOTE) ||
-         state == name_of(TRANSCODE_THUMBNAIL) || state == name_of(TRANSCODE_CLEANUP);
+  return is(TRANSCODE_TRANSCODING) || is(TRANSCODE_REMOTE) || is(TRANSCODE_THUMBNAIL) ||
+         is(TRANSCODE_CLEANUP);
 }
 
 bool read_item(const json11::Json& json, item_view& item) {

@@ -8,6 +8,8 @@
 
 #include <json11.hpp>
 
+#include "rules/states.h"
+
 struct item_view {
   std::string entry_id;
   std::string input_file;
@@ -27,11 +29,12 @@ struct item_view {
   int fileops_job = -1;   // the number of its job directory; -1 for none
   int pid = -1;           // of the tool at work, in the service's numbering; -1 for none
 
-  bool done() const { return state == "done"; }
-  bool cancelled() const { return state == "cancelled"; }
+  bool is(transcode_states one) const { return state == name_of(one); }
+  bool done() const { return is(TRANSCODE_DONE); }
+  bool cancelled() const { return is(TRANSCODE_CANCELLED); }
   // A tool is at work for it, or was stopped in its work.
   bool running() const;
-  bool transcoding_here() const { return state == "transcoding"; }
+  bool transcoding_here() const { return is(TRANSCODE_TRANSCODING); }
   // A tool is at work for it now, so that others wait until it ends or is stopped.
   bool holds_a_turn() const { return pid != -1 && !paused && !waiting; }
   // Whether the item is in the state of that name: one of job_states, or failed_jobs.
@@ -43,9 +46,11 @@ struct item_view {
 };
 
 // The names of a job's state, in the order of its life.
-constexpr const char* job_states[] = {"init",      "ready",   "transcoding", "remote transcode",
-                                      "thumbnail", "cleanup", "done",        "cancelling",
-                                      "cancelled", "cleared"};
+constexpr const char* job_states[] = {name_of(TRANSCODE_INIT),        name_of(TRANSCODE_READY),
+                                      name_of(TRANSCODE_TRANSCODING), name_of(TRANSCODE_REMOTE),
+                                      name_of(TRANSCODE_THUMBNAIL),   name_of(TRANSCODE_CLEANUP),
+                                      name_of(TRANSCODE_DONE),        name_of(TRANSCODE_CANCELLING),
+                                      name_of(TRANSCODE_CANCELLED),   name_of(TRANSCODE_CLEARED)};
 
 // What ended before its end although nobody asked for it; to the service these are "cancelled".
 constexpr const char* failed_jobs = "failed";

@@ -8,7 +8,7 @@ namespace {
 
 // A job that waits for its turn; one that is held, or still without a profile, has no basis.
 bool waits(const item_view& item) {
-  return item.state == "ready" && !item.profile.empty();
+  return item.is(TRANSCODE_READY) && !item.profile.empty();
 }
 
 }  // namespace
@@ -19,7 +19,7 @@ outlook::outlook() : path_(job_history_path()) {
 
 void outlook::note(const std::vector<listed_item>& items, std::int64_t now) {
   for (const auto& [position, item] : items) {
-    if (item.state == "transcoding" && !item.paused) {
+    if (item.is(TRANSCODE_TRANSCODING) && !item.paused) {
       history_.note(item.entry_id, item.profile, item.progress, length_of(item.input_file), now);
     } else {
       history_.forget(item.entry_id);
@@ -32,7 +32,7 @@ std::vector<std::optional<double>> outlook::time_left(const std::vector<listed_i
   jobs.reserve(items.size());
   for (const auto& [position, item] : items) {
     job_outlook job;
-    if (item.state == "transcoding") { job.now = job_outlook::phase::running; }
+    if (item.is(TRANSCODE_TRANSCODING)) { job.now = job_outlook::phase::running; }
     if (waits(item)) { job.now = job_outlook::phase::waiting; }
     job.paused = item.paused;
     if (job.now != job_outlook::phase::other) {

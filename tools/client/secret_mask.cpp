@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <string_view>
 
-namespace {
+#include "rules/json_keys.h"
 
-constexpr const char* arguments_key = "process argv";
+namespace {
 
 // The tools' options that are followed by a name and a password, or by either.
 constexpr std::string_view credential_options[] = {"--user", "--password"};
@@ -62,7 +62,7 @@ json11::Json secret_mask::masked_json(const json11::Json& json) const {
 json11::Json secret_mask::masked_object(const json11::Json::object& object) const {
   json11::Json::object result;
   for (const auto& [key, value] : object) {
-    result[masked(key)] = key == arguments_key ? masked_arguments(value) : masked_json(value);
+    result[masked(key)] = key == key_process_argv ? masked_arguments(value) : masked_json(value);
   }
   return result;
 }

@@ -1,6 +1,8 @@
 // The subcommands that pass one control command on to the service.
 #include <algorithm>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/client/offered_profiles.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
@@ -14,7 +16,7 @@ constexpr std::chrono::minutes listing_time_limit{2};
 constexpr const char* id_help = "Entry id, a unique prefix of one, or job:N";
 
 int test_service(vod_service& service, bool json) {
-  const auto reply = service.request("test", {});
+  const auto reply = service.request(command_test, {});
   if (!reply.accepted()) { return report_reply("", reply); }
   json ? print_raw(reply.data) : print_line(reply.text);
   return 0;
@@ -29,8 +31,8 @@ int show_reply(const std::string& entry_id, const service_reply& reply, bool jso
 }
 
 bool can_pause(const item_view& item) {
-  const bool is_ahead = item.state == "init" || item.state == "ready";
-  const bool works = item.state == "transcoding" || item.state == "remote transcode";
+  const bool is_ahead = item.is(TRANSCODE_INIT) || item.is(TRANSCODE_READY);
+  const bool works = item.is(TRANSCODE_TRANSCODING) || item.is(TRANSCODE_REMOTE);
   return !item.paused && (is_ahead || works);
 }
 
@@ -39,12 +41,12 @@ bool can_resume(const item_view& item) {
 }
 
 bool can_cancel(const item_view& item) {
-  return item.state == "init" || item.state == "ready" || item.state == "transcoding" ||
-         item.state == "remote transcode" || item.state == "thumbnail";
+  return item.is(TRANSCODE_INIT) || item.is(TRANSCODE_READY) || item.is(TRANSCODE_TRANSCODING) ||
+         item.is(TRANSCODE_REMOTE) || item.is(TRANSCODE_THUMBNAIL);
 }
 
 bool is_held(const item_view& item) {
-  return item.state == "init";
+  return item.is(TRANSCODE_INIT);
 }
 
 struct command_for_all {
@@ -55,11 +57,11 @@ struct command_for_all {
 
 // Which items each command means when it is told to take all.
 constexpr command_for_all commands_for_all[] = {
-    {"pause", can_pause, true},
-    {"resume", can_resume, false},
-    {"cancel", can_cancel, true},
-    {"restart", [](const item_view& item) { return item.cancelled(); }, false},
-    {"ready", is_held, false},
+    {command_pause, can_pause, true},
+    {command_resume, can_resume, false},
+    {command_cancel, can_cancel, true},
+    {command_restart, [](const item_view& item) { return item.cancelled(); }, false},
+    {command_ready, is_held, false},
 };
 
 int command_items(vod_service& service, const command_for_all& command, const item_choice& choice,
@@ -68,17 +70,15 @@ int command_items(vod_service& service, const command_for_all& command, const it
   if (command.stops) { order_for_stopping(service, selection.ids); }
   int status = selection.exit_status;
   for (const auto& id : selection.ids) {
-    const auto reply = service.request(command.word, {{"entry id", id}});
+    const auto reply = service.request(command.word, {{key_entry_id, id}});
     status = std::max(status, show_reply(id, reply, json));
     if (reply.exit_status == exit_no_service) { break; }
   }
   return status;
 }
 
-constexpr std::string_view profile_name = "transcode profile";
-
 bool selects_an_item(std::string_view name) {
-  return name == "entry id" || name == "fileops job id";
+  return name == key_entry_id || name == key_fileops_job_id;
 }
 
 // Takes NAME=VALUE apart. False, with the cause reported, when it is not of that form. A name that
@@ -95,11 +95,11 @@ bool read_change(const std::string& text, name_values& changes) {
     report(text, "cannot be changed");
     return false;
   }
-  if (name == profile_name && !value.empty() && !is_profile_name(value)) {
+  if (name == key_profile && !value.empty() && !is_profile_name(value)) {
     report(text, "not a valid profile name");
     return false;
   }
-  if (name == "input file") { value = absolute_path(value, working_folder()); }
+  if (name == key_input_file) { value = absolute_path(value, working_folder()); }
   changes.emplace_back(name, value);
   return true;
 }
@@ -111,11 +111,12 @@ std::string profile_problem(vod_service& service, const std::string& id,
   std::string profile;
   std::string file;
   for (const auto& [name, value] : changes) {
-    if (name == profile_name) { profile = value; }
-    if (name == "input file") { file = value; }
+    if (name == key_profile) { profile = value; }
+    if (name == key_input_file) { file = value; }
   }
   item_view item;
-  if (profile.empty() || !read_item(service.request("list", {{"entry id", id}}).data, item)) {
+  if (profile.empty() ||
+      !read_item(service.request(command_list, {{key_entry_id, id}}).data, item)) {
     return "";
   }
   if (!file.empty()) { item.offered.clear(); }
@@ -138,8 +139,8 @@ int modify_item(vod_service& service, const std::string& given,
     report(given, problem);
     return exit_refused;
   }
-  request.emplace_back("entry id", selection.ids[0]);
-  return show_reply(selection.ids[0], service.request("modify", request), json);
+  request.emplace_back(key_entry_id, selection.ids[0]);
+  return show_reply(selection.ids[0], service.request(command_modify, request), json);
 }
 
 }  // namespace

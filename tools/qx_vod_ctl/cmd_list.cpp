@@ -1,6 +1,8 @@
 // list and show: what the queue holds.
 #include <cstdio>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
@@ -56,8 +58,8 @@ std::string value_text(const json11::Json& json) {
 // of the tool: it can hold the remote server's password, and people show each other their screens.
 void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
-    if (key == "process argv") { continue; }
-    const bool is_progress = key == "transcode progress";
+    if (key == key_process_argv) { continue; }
+    const bool is_progress = key == key_progress;
     std::string line = key + ": ";
     line += is_progress ? percent(value[0].int_value()) : value_text(value);
     print_line(printable(line));
@@ -71,7 +73,7 @@ void print_details(const json11::Json& json) {
 int show_item(vod_service& service, const std::string& given, bool json) {
   const auto selection = select_items(service, {given});
   if (selection.ids.empty()) { return selection.exit_status; }
-  const auto reply = service.request("list", {{"entry id", selection.ids[0]}});
+  const auto reply = service.request(command_list, {{key_entry_id, selection.ids[0]}});
   if (!reply.accepted()) { return report_reply(given, reply); }
   std::string error;
   json ? print_raw(reply.data) : print_details(json11::Json::parse(reply.data, error));

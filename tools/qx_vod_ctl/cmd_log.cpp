@@ -2,6 +2,8 @@
 #include <chrono>
 #include <thread>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/command_line/command_line.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
@@ -48,7 +50,7 @@ private:
 
 // True while it goes on.
 bool look_at(vod_service& service, const std::string& id, job_log_printer& printer, int& status) {
-  const service_reply reply = service.request("list", {{"entry id", id}});
+  const service_reply reply = service.request(command_list, {{key_entry_id, id}});
   item_view item;
   if (!reply.accepted()) {
     status = report_reply(id, reply);

@@ -5,6 +5,7 @@
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
 #include "platform/text.h"
+#include "rules/json_keys.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/item_table.h"
@@ -41,7 +42,7 @@ std::string find_copy(const std::string& given) {
 // A job's command line can hold the password of another server.
 json11::Json without_command_line(const stored_job& job) {
   auto keys = job.document.object_items();
-  keys.erase("process argv");
+  keys.erase(key_process_argv);
   return keys;
 }
 

@@ -4,6 +4,8 @@
 #include <iostream>
 #include <thread>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/report.h"
@@ -24,13 +26,13 @@ struct removal {
 
 // The service deletes the source of a job that has begun and is not done.
 bool takes_its_source_along(const item_view& item) {
-  return item.delete_on_finish && item.state != "init" && item.state != "done";
+  return item.delete_on_finish && !item.is(TRANSCODE_INIT) && !item.is(TRANSCODE_DONE);
 }
 
 removal weigh(vod_service& service, const std::vector<std::string>& ids) {
   removal result;
   for (const auto& id : ids) {
-    const auto reply = service.request("list", {{"entry id", id}});
+    const auto reply = service.request(command_list, {{key_entry_id, id}});
     item_view item;
     if (!reply.accepted() || !read_item(reply.data, item)) { continue; }
     ++result.items;
@@ -58,24 +60,24 @@ bool is_confirmed(const std::string& question) {
 }
 
 bool is_at_work(vod_service& service, const std::string& id) {
-  const auto reply = service.request("list", {{"entry id", id}});
+  const auto reply = service.request(command_list, {{key_entry_id, id}});
   item_view item;
   return reply.accepted() && read_item(reply.data, item) && !item.cancelled();
 }
 
 service_reply stop_and_remove(vod_service& service, const std::string& id) {
-  auto reply = service.request("cancel", {{"entry id", id}});
+  auto reply = service.request(command_cancel, {{key_entry_id, id}});
   if (!reply.accepted()) { return reply; }
   for (int looks = 0; looks < most_looks && is_at_work(service, id); ++looks) {
     std::this_thread::sleep_for(look_interval);
   }
-  return service.request("remove", {{"entry id", id}});
+  return service.request(command_remove, {{key_entry_id, id}});
 }
 
 int remove_items(vod_service& service, const std::vector<std::string>& ids, bool stops_running) {
   int status = 0;
   for (const auto& id : ids) {
-    auto reply = service.request("remove", {{"entry id", id}});
+    auto reply = service.request(command_remove, {{key_entry_id, id}});
     const bool is_busy = reply.exit_status == exit_refused;
     if (is_busy && stops_running) { reply = stop_and_remove(service, id); }
     if (!reply.accepted()) { status = std::max(status, report_reply(id, reply)); }
@@ -92,8 +94,8 @@ struct remove_options {
 // Where nobody can be asked, a script that names its items means them; one that empties a queue has
 // to say so.
 int run_remove(vod_service& service, const item_choice& choice, const remove_options& options) {
-  auto selection =
-      select_items(service, choice, [](const item_view& item) { return item.state != "cleared"; });
+  auto selection = select_items(service, choice,
+                                [](const item_view& item) { return !item.is(TRANSCODE_CLEARED); });
   if (selection.ids.empty()) { return selection.exit_status; }
   bool stops_running = options.yes;
   if (!options.yes && can_ask()) {

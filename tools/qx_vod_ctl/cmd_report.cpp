@@ -2,6 +2,9 @@
 #include <ctime>
 
 #include "platform/paths.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/bug_report/bug_report.h"
@@ -15,8 +18,6 @@
 
 namespace {
 
-constexpr std::size_t queue_limit = std::size_t{32} << 20;
-
 int fail(const std::string& subject, const std::string& cause) {
   // Whoever asked for the end needs no reason for it.
   if (stop_signal() == 0) { report(subject, cause); }
@@ -27,7 +28,8 @@ int fail(const std::string& subject, const std::string& cause) {
 int find_without_service(const std::string& given, reported_item& item) {
   std::string error;
   item.stored = true;
-  item.json = find_stored_item(read_text_file(path_queue_file, queue_limit).text, given, error);
+  item.json =
+      find_stored_item(read_text_file(path_queue_file, queue_file_size_limit).text, given, error);
   if (!item.json.is_null()) { return exit_success; }
   report(given, error);
   return exit_no_such_item;
@@ -39,7 +41,7 @@ int find_item(vod_service& service, const std::string& given, reported_item& ite
     report_id(given, id);
     return id.exit_status == exit_no_service ? find_without_service(given, item) : id.exit_status;
   }
-  const service_reply reply = service.request("list", {{"entry id", id.entry_id}});
+  const service_reply reply = service.request(command_list, {{key_entry_id, id.entry_id}});
   if (!reply.accepted()) { return report_reply(given, reply); }
   std::string error;
   item.json = json11::Json::parse(reply.data, error);
@@ -62,7 +64,7 @@ int report_item(vod_service& service, const std::string& given, const std::strin
   reported_item item;
   const int status = find_item(service, given, item);
   if (status != exit_success) { return status; }
-  const std::string name = report_name(item.json["entry id"].string_value(), std::time(nullptr));
+  const std::string name = report_name(item.json[key_entry_id].string_value(), std::time(nullptr));
   const std::string file = wanted.empty() ? name + ".tar.gz" : wanted;
   if (is_taken(file)) { return fail(file, "already exists"); }
   item.findings = examine(service);

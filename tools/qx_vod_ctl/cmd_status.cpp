@@ -1,6 +1,7 @@
 // status: the queue at a glance.
 #include <ctime>
 
+#include "rules/json_keys.h"
 #include "tools/client/estimate.h"
 #include "tools/client/outlook.h"
 #include "tools/client/queue_reader.h"
@@ -25,7 +26,7 @@ json11::Json whole_items(const queue_listing& listing, const std::string& state)
   for (const auto& text : listing.pages) {
     std::string error;
     const auto page = json11::Json::parse(text, error);
-    for (const auto& item : page["list"].array_items()) {
+    for (const auto& item : page[key_list].array_items()) {
       item_view view;
       if (state.empty() || (read_item(item, view) && view.is_in(state))) { items.push_back(item); }
     }

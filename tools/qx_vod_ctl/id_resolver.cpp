@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include "platform/text.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
 
@@ -42,7 +44,7 @@ bool is_job_number(std::string_view text) {
 
 resolved_id resolve_job(vod_service& service, const std::string& number) {
   if (!is_job_number(number)) { return failed(exit_usage, "not a job number"); }
-  const auto reply = service.request("list", {{"fileops job id", number}});
+  const auto reply = service.request(command_list, {{key_fileops_job_id, number}});
   if (!reply.accepted()) { return failed(reply); }
   item_view item;
   if (!read_item(reply.data, item)) { return failed(exit_no_service, "unreadable job"); }
@@ -71,7 +73,7 @@ resolved_id resolve_id(vod_service& service, const std::string& given) {
   if (begins_with(given, job_prefix)) {
     return resolve_job(service, given.substr(job_prefix.size()));
   }
-  const auto whole = service.request("list", {{"entry id", given}});
+  const auto whole = service.request(command_list, {{key_entry_id, given}});
   if (whole.accepted()) { return found(given); }
   if (whole.exit_status != exit_no_such_item) { return failed(whole); }
   return resolve_prefix(service, given);

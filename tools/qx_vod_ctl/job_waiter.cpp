@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <deque>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/qx_vod_ctl/report.h"
 
 int job_waiter::wait(const std::vector<std::string>& ids) {
@@ -25,7 +27,7 @@ int job_waiter::wait(const std::vector<std::string>& ids) {
 }
 
 bool job_waiter::has_ended(const std::string& id) {
-  const auto reply = service_.request("list", {{"entry id", id}});
+  const auto reply = service_.request(command_list, {{key_entry_id, id}});
   note_absence(reply);
   return !away_ && judge(id, reply);
 }
@@ -33,7 +35,7 @@ bool job_waiter::has_ended(const std::string& id) {
 // Its end is told when its turn comes.
 void job_waiter::look_at_running() {
   if (running_.empty() || away_) { return; }
-  const auto reply = service_.request("list", {{"entry id", running_}});
+  const auto reply = service_.request(command_list, {{key_entry_id, running_}});
   item_view item;
   const bool goes_on = reply.accepted() && read_item(reply.data, item) && item.running();
   goes_on ? note_progress(item) : running_.clear();

@@ -149,7 +149,7 @@ std::string line_of(const cells& row, const widths& width, std::size_t gap) {
 }
 
 const char* colour_of(const item_view& item) {
-  if (item.state == "cancelled" || item.state == "cancelling") { return "31"; }
+  if (item.is(TRANSCODE_CANCELLED) || item.is(TRANSCODE_CANCELLING)) { return "31"; }
   if (item.paused) { return "33"; }
   if (item.running()) { return "1;32"; }
   return item.done() ? "32" : "";

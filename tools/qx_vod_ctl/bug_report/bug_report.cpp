@@ -10,6 +10,7 @@
 
 #include "platform/fileops_jobs.h"
 #include "platform/paths.h"
+#include "rules/json_keys.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/engine.h"
 #include "tools/media/process_runner.h"
@@ -28,7 +29,7 @@ constexpr const char* output_files[] = {".transcode", ".vod.metadata", "metadata
 
 void add_job(const json11::Json& item, report_parts& parts) {
   char folder[4096];
-  const json11::Json& id = item["fileops job id"];
+  const json11::Json& id = item[key_fileops_job_id];
   if (!id.is_number() ||
       cgi_get_fileops_job_directory(id.int_value(), sizeof folder, folder) == nullptr) {
     parts.add_missing("job", "the item has none");
@@ -113,8 +114,8 @@ void add_all_parts(const reported_item& item, report_parts& parts) {
   parts.add_json("versions.json", versions_of_machine());
   add_configuration(parts);
   add_job(item.json, parts);
-  add_source(item.json["input file"].string_value(), parts);
-  add_output(item.json["output file"].string_value(), parts);
+  add_source(item.json[key_input_file].string_value(), parts);
+  add_output(item.json[key_output_file].string_value(), parts);
 }
 
 secret_mask configured_secrets() {

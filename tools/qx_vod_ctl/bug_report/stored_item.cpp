@@ -4,14 +4,15 @@
 #include <vector>
 
 #include "platform/text.h"
+#include "rules/json_keys.h"
 
 namespace {
 
 constexpr const char* job_prefix = "job:";
 
 bool is_named(const json11::Json& item, const std::string& given) {
-  const std::string& id = item["entry id"].string_value();
-  const json11::Json& job = item["fileops job id"];
+  const std::string& id = item[key_entry_id].string_value();
+  const json11::Json& job = item[key_fileops_job_id];
   if (given == job_prefix + std::to_string(job.int_value()) && job.is_number()) { return true; }
   return !given.empty() && begins_with(id, given);
 }
@@ -23,8 +24,8 @@ json11::Json find_stored_item(const std::string& queue, const std::string& given
   std::string parse_error;
   const json11::Json document = json11::Json::parse(queue, parse_error);
   std::vector<json11::Json> found;
-  for (const auto& item : document["list"].array_items()) {
-    if (item["entry id"].string_value() == given) { return item; }
+  for (const auto& item : document[key_list].array_items()) {
+    if (item[key_entry_id].string_value() == given) { return item; }
     if (is_named(item, given)) { found.push_back(item); }
   }
   if (found.size() == 1) { return found.front(); }

@@ -11,14 +11,15 @@
 #include "platform/forbidden_area.h"
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 #include "tools/qx_vod_ctl/text_file.h"
 
 namespace {
 
-// What the service reads of them; it passes over longer ones.
-constexpr std::size_t queue_limit = std::size_t{32} << 20;
+// The service ignores a longer list.
 constexpr std::size_t roots_limit = std::size_t{64} << 10;
 
 // A write of the queue takes far less.
@@ -73,7 +74,7 @@ finding judge_root(const std::string& path, const std::string& root) {
 
 finding check_queue_file(const std::string& path, bool may_hold_password) {
   constexpr const char* check = "queue file";
-  const text_file file = read_text_file(path, queue_limit);
+  const text_file file = read_text_file(path, queue_file_size_limit);
   if (file.missing()) { return fine(check, path + " does not exist: the queue is empty or new"); }
   if (!file.read()) {
     return unreadable(check, path, file,
@@ -86,7 +87,7 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
   }
   std::string error;
   const json11::Json document = json11::Json::parse(file.text, error);
-  if (!document["list"].is_array()) {
+  if (!document[key_list].is_array()) {
     return problem(check, path + " is damaged: the service would start with an empty queue",
                    "if the service is running, it rewrites the file when it stops; else it sets "
                    "the file aside when it starts: then qx_vod_ctl queue restore");
@@ -96,7 +97,8 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
                    path + " is readable by others and may contain the remote server's password",
                    "chmod 600 " + path + "; the service keeps that mode");
   }
-  return fine(check, path + ", " + std::to_string(document["list"].array_items().size()) + " jobs");
+  return fine(check,
+              path + ", " + std::to_string(document[key_list].array_items().size()) + " jobs");
 }
 
 finding_list check_unfinished_queue(const std::string& path) {

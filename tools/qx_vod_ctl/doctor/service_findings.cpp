@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "platform/paths.h"
+#include "rules/control_words.h"
 #include "tools/client/queue_reader.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
@@ -20,7 +21,7 @@ constexpr const char* start_advice =
     "start qx_vod_service; if it cannot run, it says why on standard error";
 
 finding judge_answer(vod_service& service, const std::string& socket_path) {
-  const service_reply reply = service.request("test", {});
+  const service_reply reply = service.request(command_test, {});
   if (reply.accepted()) { return fine("service", "runs and answers"); }
   if (access(socket_path.c_str(), W_OK) != 0 && errno == EACCES) {
     return warning("service", "this user may not connect to it", "run it again as root");

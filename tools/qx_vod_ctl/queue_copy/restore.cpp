@@ -8,6 +8,10 @@
 #include "platform/guarded_file.h"
 #include "platform/paths.h"
 #include "platform/replacement_file.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
+#include "rules/states.h"
 #include "tools/client/queue_reader.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
@@ -16,15 +20,12 @@
 
 namespace {
 
-// The service refuses to read a longer one.
-constexpr std::size_t queue_limit = std::size_t{32} << 20U;
-
 // Marked ready along with the rest, so that a refused job does not stay behind.
 name_values fields_of(const item_view& item) {
-  name_values fields = {{"input file", item.input_file}, {"transcode state", "ready"}};
-  if (!item.profile.empty()) { fields.emplace_back("transcode profile", item.profile); }
-  if (item.delete_on_finish) { fields.emplace_back("delete on finish", "1"); }
-  if (item.paused) { fields.emplace_back("paused", "1"); }
+  name_values fields = {{key_input_file, item.input_file}, {key_state, name_of(TRANSCODE_READY)}};
+  if (!item.profile.empty()) { fields.emplace_back(key_profile, item.profile); }
+  if (item.delete_on_finish) { fields.emplace_back(key_delete_on_finish, "1"); }
+  if (item.paused) { fields.emplace_back(key_paused, "1"); }
   return fields;
 }
 
@@ -34,9 +35,9 @@ std::string sum_of(std::size_t restored, std::size_t stored) {
 
 // Adds one job; returns the exit status.
 int add_job(vod_service& service, const item_view& item) {
-  auto reply = service.request("add", fields_of(item));
+  auto reply = service.request(command_add, fields_of(item));
   if (reply.accepted()) {
-    print_line(reply.pair("entry id"));
+    print_line(reply.pair(key_entry_id));
     return exit_success;
   }
   if (reply.exit_status == exit_refused) { reply.advice = "see: qx_vod_ctl check FILE"; }
@@ -53,7 +54,7 @@ std::vector<item_view> items_of(const queue_listing& listing) {
 
 // The jobs that the queue file holds now. False, with the cause reported, when it cannot be read.
 bool read_present(stored_queue& present) {
-  const text_file file = read_text_file(path_queue_file, queue_limit);
+  const text_file file = read_text_file(path_queue_file, queue_file_size_limit);
   if (file.missing()) { return true; }
   if (!file.read()) {
     report(path_queue_file, file.cause());
@@ -68,7 +69,7 @@ bool read_present(stored_queue& present) {
 }
 
 int write_queue_file(const std::string& text) {
-  if (text.size() > queue_limit) {
+  if (text.size() > queue_file_size_limit) {
     report(path_queue_file, "would be too long for the service to read");
     return exit_failure;
   }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "rules/json_keys.h"
+
 namespace {
 
 void take_job(const json11::Json& document, stored_queue& queue) {
@@ -70,11 +72,11 @@ stored_queue read_stored_queue(const std::string& text) {
   stored_queue queue;
   std::string error;
   const json11::Json document = json11::Json::parse(text, error);
-  queue.damaged = !document["list"].is_array();
+  queue.damaged = !document[key_list].is_array();
   if (queue.damaged) {
     take_whole_jobs(text, queue);
   } else {
-    for (const auto& element : document["list"].array_items()) {
+    for (const auto& element : document[key_list].array_items()) {
       take_job(element, queue);
     }
   }
@@ -94,8 +96,8 @@ std::vector<stored_job> missing_jobs(const std::vector<stored_job>& stored,
 }
 
 bool is_unfinished(const item_view& item) {
-  return item.state == "ready" || item.state == "transcoding" || item.state == "remote transcode" ||
-         item.state == "thumbnail";
+  return item.is(TRANSCODE_READY) || item.is(TRANSCODE_TRANSCODING) || item.is(TRANSCODE_REMOTE) ||
+         item.is(TRANSCODE_THUMBNAIL);
 }
 
 std::string queue_file_text(const std::vector<stored_job>& current,
@@ -106,8 +108,8 @@ std::string queue_file_text(const std::vector<stored_job>& current,
   }
   for (const auto& job : more) {
     auto keys = job.document.object_items();
-    keys["fileops job id"] = -1;
+    keys[key_fileops_job_id] = -1;
     list.emplace_back(keys);
   }
-  return json11::Json(json11::Json::object{{"list", list}}).dump();
+  return json11::Json(json11::Json::object{{key_list, list}}).dump();
 }

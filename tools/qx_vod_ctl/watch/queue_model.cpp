@@ -3,16 +3,19 @@
 
 #include <algorithm>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/limits.h"
+
 namespace {
 
-constexpr std::size_t page_size = 16;
-constexpr std::size_t most_items = 512;  // no service holds more, whatever a reply says
+constexpr std::size_t page_size = most_listed_jobs;
 constexpr std::size_t stale_pages_a_turn = 4;
 constexpr std::uint64_t ageing_interval_us = 1'000'000;
 
 std::size_t size_of_queue(const json11::Json& total) {
   const double number = total.number_value();
-  return number > 0 ? static_cast<std::size_t>(std::min<double>(number, most_items)) : 0;
+  return number > 0 ? static_cast<std::size_t>(std::min<double>(number, most_jobs)) : 0;
 }
 
 }  // namespace
@@ -23,7 +26,7 @@ bool queue_model::refresh(vod_service& service, std::size_t first, std::size_t c
   for (const std::size_t page : due_pages(first, count)) {
     if (!read_page(service, page, failure)) { return false; }
   }
-  const std::size_t most = was_read_ ? stale_pages_a_turn : most_items;
+  const std::size_t most = was_read_ ? stale_pages_a_turn : most_jobs;
   for (std::size_t i = 0; i < most && !stale_.empty(); ++i) {
     if (!read_page(service, *stale_.begin(), failure)) { return false; }
   }
@@ -33,18 +36,18 @@ bool queue_model::refresh(vod_service& service, std::size_t first, std::size_t c
 
 bool queue_model::read_page(vod_service& service, std::size_t page, service_reply& failure) {
   const std::size_t first = page * page_size;
-  failure = service.request(
-      "list", {{"start", std::to_string(first)}, {"end", std::to_string(first + page_size - 1)}});
+  failure = service.request(command_list, {{key_start, std::to_string(first)},
+                                           {key_end, std::to_string(first + page_size - 1)}});
   if (!failure.accepted()) { return false; }
   std::string error;
   const auto json = json11::Json::parse(failure.data, error);
-  if (!json["list"].is_array() || !json["total"].is_number()) {
+  if (!json[key_list].is_array() || !json[key_total].is_number()) {
     failure.exit_status = exit_no_service;
     failure.text = "the service's listing is malformed";
     return false;
   }
-  note_change(json["modify counter"].number_value(), size_of_queue(json["total"]));
-  const auto& list = json["list"].array_items();
+  note_change(json[key_modify_counter].number_value(), size_of_queue(json[key_total]));
+  const auto& list = json[key_list].array_items();
   for (std::size_t i = 0; i < list.size() && first + i < items_.size(); ++i) {
     read_item(list[i], items_[first + i].item);
   }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "tools/client/estimate.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 
@@ -15,7 +17,7 @@ std::string name_of(const item_view& item) {
 
 std::string removal_question(const item_view& item) {
   // The service deletes the source of a job that has begun and is not done.
-  const bool deletes = item.delete_on_finish && item.state != "init" && !item.done();
+  const bool deletes = item.delete_on_finish && !item.is(TRANSCODE_INIT) && !item.done();
   return (deletes ? "Remove and DELETE the source of " : "Remove ") + name_of(item) + "? y/n";
 }
 
@@ -82,15 +84,15 @@ void watcher::press(key pressed, const screen_size& size) {
   if (item == nullptr || move(pressed, size)) { return; }
   switch (pressed) {
   case key::pause:
-    return send("pause", item->entry_id);
+    return send(command_pause, item->entry_id);
   case key::resume:
-    return send("resume", item->entry_id);
+    return send(command_resume, item->entry_id);
   case key::restart:
-    return send("restart", item->entry_id);
+    return send(command_restart, item->entry_id);
   case key::cancel:
-    return ask("cancel", "Cancel " + name_of(*item) + "? y/n");
+    return ask(command_cancel, "Cancel " + name_of(*item) + "? y/n");
   case key::remove:
-    return ask("remove", removal_question(*item));
+    return ask(command_remove, removal_question(*item));
   default:
     return;
   }
@@ -144,7 +146,7 @@ void watcher::answer(key pressed) {
 }
 
 void watcher::send(const std::string& command, const std::string& id) {
-  const auto reply = service_.request(command, {{"entry id", id}});
+  const auto reply = service_.request(command, {{key_entry_id, id}});
   view_.notice = reply.accepted() ? "" : printable(command + ": " + reply.text);
   if (!reply.accepted() && !reply.advice.empty()) { view_.notice += "; " + reply.advice; }
 }
