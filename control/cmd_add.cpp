@@ -7,12 +7,12 @@
 #include "control/reply.h"
 #include "control/selection.h"
 #include "platform/comm_socket_v4.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "rules/limits.h"
-#include "service/process_state.h"
 
 namespace {
 

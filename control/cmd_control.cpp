@@ -1,9 +1,9 @@
 // "cancel", "restart", "pause" and "resume": the run of a job, as its user wants it.
 #include "control/commands.h"
 #include "control/reply.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "rules/texts.h"
-#include "service/process_state.h"
 
 namespace {
 

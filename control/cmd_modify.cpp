@@ -2,10 +2,10 @@
 #include "control/commands.h"
 #include "control/reply.h"
 #include "control/selection.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
-#include "service/process_state.h"
 
 namespace {
 

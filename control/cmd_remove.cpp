@@ -3,9 +3,9 @@
 
 #include "control/commands.h"
 #include "control/reply.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "rules/control_words.h"
-#include "service/process_state.h"
 
 namespace {
 

@@ -11,8 +11,8 @@
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "queue/process_state.h"
 #include "rules/control_words.h"
-#include "service/process_state.h"
 
 comm_socket_v4* server_socket = nullptr;
 

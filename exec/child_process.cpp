@@ -1,4 +1,6 @@
 // Starting a job's child process, its pipes and buffers, and signals to its process group.
+#include "exec/child_process.h"
+
 #include <cassert>
 #include <cerrno>
 #include <csignal>
@@ -10,23 +12,17 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "exec/child_signals.h"
 #include "exec/forked_child.h"
-#include "platform/clock.h"
+#include "exec/held_signal.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
-#include "service/process_state.h"
 
 namespace {
 
 // Exit statuses of a child that could not become its tool.
 constexpr int exit_no_pipe = 254;
 constexpr int exit_no_exec = 255;
-
-// For how long from its start a tool may set up its handlers; one that has none by then never will.
-// Also how long a resume waits for a tool that has not taken the pause before it.
-constexpr std::uint64_t signal_patience_us = 2000000;
 
 // In the child: puts a pipe end in a standard stream's place.
 void move_pipe_end(int fd, int standard_fd) {
@@ -51,6 +47,17 @@ std::unique_ptr<char*[]> exec_arguments(std::vector<std::string>& proc_argv) {
     argv[i] = nullptr;
   }
   return argv;
+}
+
+// In the child: keeps the pipe ends that are its streams and gives up everything else.
+void take_streams(QueueItem& item) {
+  close_descriptor(item.proc_stdin_write_fd);
+  move_pipe_end(item.proc_stdin_read_fd, STDIN_FILENO);
+  close_descriptor(item.proc_stdout_read_fd);
+  move_pipe_end(item.proc_stdout_write_fd, STDOUT_FILENO);
+  if (item.proc_stdout_write_fd != -1 && item.proc_stderr_to_stdout) {
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+  }
 }
 
 }  // namespace
@@ -97,6 +104,12 @@ bool QueueItem::open_proc_stdout() {
   return true;
 }
 
+void prepare_silent_child(QueueItem& item) {
+  item.close_proc_stdin();
+  item.close_proc_stdout();
+  item.proc_drain_stdout_before_reap = false;
+}
+
 bool QueueItem::proc_prepare_fork_spawn() {
   proc_sm = sm;
   proc_stdout_seen = false;
@@ -114,7 +127,7 @@ bool QueueItem::proc_spawn() {
     proc_pid = fork();
     if (proc_pid == 0) {
       begin_child(service);
-      become_child();
+      take_streams(*this);
       execv(argv[0], argv.get());
       _exit(exit_no_exec);
     }
@@ -128,31 +141,8 @@ bool QueueItem::proc_spawn() {
   close_descriptor(proc_stdin_read_fd);
   make_fd_nonblocking(proc_stdout_read_fd);
   make_fd_nonblocking(proc_stdin_write_fd);
-  proc_patience_end = monotonic_clock_us() + signal_patience_us;
-  proc_held_signal = 0;
+  expect_handlers(*this);
   return true;
-}
-
-// In the child: keeps the pipe ends that are its streams and gives up everything else.
-void QueueItem::become_child() {
-  close_descriptor(proc_stdin_write_fd);
-  move_pipe_end(proc_stdin_read_fd, STDIN_FILENO);
-  close_descriptor(proc_stdout_read_fd);
-  move_pipe_end(proc_stdout_write_fd, STDOUT_FILENO);
-  if (proc_stdout_write_fd != -1 && proc_stderr_to_stdout) { dup2(STDOUT_FILENO, STDERR_FILENO); }
-}
-
-void QueueItem::close_proc_stdin() {
-  proc_stdin_buffer = sliding_window_v4_destroy(proc_stdin_buffer);
-  close_descriptor(proc_stdin_write_fd);
-  close_descriptor(proc_stdin_read_fd);
-}
-
-void QueueItem::close_proc_stdout() {
-  proc_stdout_buffer = sliding_window_v4_destroy(proc_stdout_buffer);
-  close_descriptor(proc_stdout_write_fd);
-  close_descriptor(proc_stdout_read_fd);
-  proc_stderr_to_stdout = false;
 }
 
 void QueueItem::shutdown_proc() {
@@ -172,43 +162,4 @@ void QueueItem::signal_proc_group(int signal_number) const {
   if (kill(-proc_pid, signal_number) != 0 && errno == ESRCH && is_to_end && !proc_reaped) {
     kill(proc_pid, signal_number);
   }
-}
-
-void QueueItem::tell_transcoder(int signal_number) {
-  if (proc_pid == -1) { return; }
-  const bool is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
-  proc_held_signal = is_taken_back ? 0 : signal_number;
-  if (proc_held_signal == SIGUSR2 && has_signal(read_child_signals(proc_pid).pending, SIGUSR1)) {
-    proc_patience_end = monotonic_clock_us() + signal_patience_us;
-  }
-  send_held_signal();
-}
-
-// Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. Nor
-// before the tool has taken the other one, since the kernel keeps no order between the two. A
-// resume does not wait forever for that: a tool that suspends itself inside its handler cannot take
-// a second pause until it is resumed.
-void QueueItem::send_held_signal() {
-  if (proc_held_signal == 0) { return; }
-  if (sm.state != TRANSCODE_TRANSCODING) {
-    proc_held_signal = 0;  // it was told to end meanwhile
-    return;
-  }
-  const bool has_patience = monotonic_clock_us() < proc_patience_end;
-  const child_signals child = read_child_signals(proc_pid);
-  const bool waits_for_other = proc_held_signal == SIGUSR1
-                                   ? has_signal(child.pending, SIGUSR2)
-                                   : has_patience && has_signal(child.pending, SIGUSR1);
-  if (!child.is_tool || waits_for_other ||
-      (has_patience && !has_signal(child.caught, proc_held_signal))) {
-    if (has_patience) { trigger_early_turn(); }
-    return;
-  }
-  signal_proc_group(proc_held_signal);
-  proc_held_signal = 0;
-}
-
-bool QueueItem::is_running() const {
-  return proc_pid != -1 || proc_stdout_read_fd != -1 || proc_stdout_write_fd != -1 ||
-         proc_stdout_buffer != nullptr;
 }

@@ -1,8 +1,8 @@
 // Cancel, pause and resume of a job, whoever asks for it.
 #include <csignal>
 
-#include "exec/slots.h"
 #include "queue/queue_item.h"
+#include "queue/slots.h"
 #include "rules/texts.h"
 
 namespace {
@@ -32,6 +32,14 @@ bool QueueItem::cancel() {
 void QueueItem::cancel_with(const std::string& text) {
   cancel();
   state_message = text;  // after the cancel: it must survive it
+}
+
+void QueueItem::finish_pending_cancel() {
+  if (sm.state == TRANSCODE_CANCELLING && !is_running()) {
+    sm.set_state(TRANSCODE_CANCELLED);
+    item_in_action_remove_self(this);
+    fileops_write_status();
+  }
 }
 
 bool QueueItem::pause() {

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr unsigned long directory_size = 4097;
-
 // Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
 // state is what counts.
 void write_copy_pid(const std::string& job_dir) {
@@ -19,19 +17,6 @@ void write_copy_pid(const std::string& job_dir) {
 }
 
 }  // namespace
-
-bool QueueItem::set_fileops_job_id(std::int32_t id) {
-  if (id < 0) {
-    fileops_job_id = -1;
-    fileops_job_dir.clear();
-    return true;
-  }
-  char directory[directory_size];
-  if (cgi_get_fileops_job_directory(id, directory_size, directory) == nullptr) { return false; }
-  fileops_job_dir = directory;
-  fileops_job_id = id;
-  return true;
-}
 
 bool QueueItem::init_fileops_job() {
   if (!fileops_job_dir.empty()) { return true; }

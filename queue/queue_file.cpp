@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include <fcntl.h>
@@ -16,9 +15,7 @@
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
 #include "platform/unique_fd.h"
-#include "queue/queue_item.h"
 #include "queue/queue_text.h"
-#include "queue/transcode_queue.h"
 #include "rules/json_keys.h"
 #include "rules/limits.h"
 #include "rules/texts.h"
@@ -55,53 +52,15 @@ json11::Json parse_queue_file(int fd) {
   return document;
 }
 
-// An interrupted transcode starts anew. True when it goes to the front of the queue.
-bool put_back_in_line(QueueItem& item) {
-  item.sm.set_state(TRANSCODE_READY);
-  item.sm.ready.set_state(READY_INIT);
-  // Kept on purpose: the two texts of an item that is not paused are crossed. Effect: an item that
-  // was waiting for its turn reads as interrupted, and the other way round.
-  if (item.paused) {
-    item.state_message = text_restart_on_resume;
-  } else if (item.waiting) {
-    item.state_message = "Transcoding will restart, item was interrupted";
-  } else {
-    item.state_message = "Transcoding will restart, waiting for turn";
-  }
-  if (item.validate_ready() == 0 || !item.ready()) {
-    item.cancel_with("Unable to resume transcode");
-    item.fileops_write_status();
-    return false;
-  }
-  return !item.waiting && !item.paused && item.approved;
-}
-
-// Takes over one restored item.
-void enqueue_restored(std::unique_ptr<QueueItem> restored) {
-  QueueItem* const item = restored.release();
-  bool at_front = false;
-  ++transcode_queue_mod_count;
-  if (item->sm.state == TRANSCODE_TRANSCODING) {
-    at_front = put_back_in_line(*item);
-  } else if (item->sm.state == TRANSCODE_READY) {
-    item->state_message = item->paused ? text_restart_on_resume : text_ready;
-    item->fileops_write_status();
-  }
-  transcode_queue.insert(at_front ? transcode_queue.begin() : transcode_queue.end(), item);
-}
-
-// False when there is none.
-bool read_list(const json11::Json& list) {
-  if (list.is_null()) {
+// False when there is none; an empty list where it cannot be read.
+bool read_list(const json11::Json& value, json11::Json::array& list) {
+  if (value.is_null()) {
     fprintf(stderr, "Queue warning, list was empty\n");
-  } else if (!list.is_array()) {
+  } else if (!value.is_array()) {
     fprintf(stderr, "Queue warning, list was not array\n");
   }
-  for (const json11::Json& element : list.array_items()) {
-    auto item = std::make_unique<QueueItem>();
-    if (item->deserialize_json(element, true)) { enqueue_restored(std::move(item)); }
-  }
-  return list.is_array();
+  list = value.array_items();
+  return value.is_array();
 }
 
 }  // namespace
@@ -121,11 +80,7 @@ bool write_queue() {
   return true;
 }
 
-bool read_queue() {
-  if (!transcode_queue.empty()) {
-    fprintf(stderr, "BUG: Asked to read queue when queue is not empty\n");
-    return false;
-  }
+bool read_queue_file(json11::Json::array& list) {
   const unique_fd file(open(path_queue_file, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.valid()) {
     fprintf(stderr, "Unable to open queue file\n");
@@ -133,6 +88,6 @@ bool read_queue() {
     return false;
   }
   json11::Json const document = parse_queue_file(file.get());
-  if (document.is_null() || !read_list(document[key_list])) { set_unreadable_file_aside(); }
+  if (document.is_null() || !read_list(document[key_list], list)) { set_unreadable_file_aside(); }
   return true;
 }

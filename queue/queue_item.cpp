@@ -11,12 +11,29 @@
 
 #include <uuid/uuid.h>
 
-#include "exec/slots.h"
 #include "platform/clock.h"
+#include "platform/fileops_jobs.h"
 #include "platform/metadata_v4.h"
+#include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
+#include "queue/slots.h"
 #include "rules/output_name.h"
 #include "rules/source_rules.h"
+
+namespace {
+
+constexpr unsigned long job_directory_size = 4097;
+
+// Forgets the source, with everything that is open on it.
+void close_input(QueueItem& item) {
+  item.close_input_descriptors();
+  item.input_meta.close();
+  item.input_file.clear();
+  item.input_dir.clear();
+  item.input_name.clear();
+}
+
+}  // namespace
 
 void gen_uuid(std::string& out) {
   uuid_t b;
@@ -65,7 +82,7 @@ QueueItem::QueueItem() : init_deadline(monotonic_clock_us() + init_timeout_us) {
 }
 
 QueueItem::~QueueItem() {
-  close_input();
+  close_input(*this);
   close_proc_stdin();
   close_proc_stdout();
   item_in_action_remove_self(this);
@@ -76,23 +93,32 @@ QueueItem::~QueueItem() {
   }
 }
 
+void QueueItem::close_proc_stdin() {
+  proc_stdin_buffer = sliding_window_v4_destroy(proc_stdin_buffer);
+  close_descriptor(proc_stdin_write_fd);
+  close_descriptor(proc_stdin_read_fd);
+}
+
+void QueueItem::close_proc_stdout() {
+  proc_stdout_buffer = sliding_window_v4_destroy(proc_stdout_buffer);
+  close_descriptor(proc_stdout_write_fd);
+  close_descriptor(proc_stdout_read_fd);
+  proc_stderr_to_stdout = false;
+}
+
+bool QueueItem::is_running() const {
+  return proc_pid != -1 || proc_stdout_read_fd != -1 || proc_stdout_write_fd != -1 ||
+         proc_stdout_buffer != nullptr;
+}
+
 void QueueItem::close_input_descriptors() {
   close_descriptor(input_dir_fd);
   close_descriptor(input_fd);
 }
 
-// Forgets the source, with everything that is open on it.
-void QueueItem::close_input() {
-  close_input_descriptors();
-  input_meta.close();
-  input_file.clear();
-  input_dir.clear();
-  input_name.clear();
-}
-
 bool QueueItem::set_input_file(const char* path) {
   std::string new_input = path;  // `path` may be the text that is cleared next
-  close_input();
+  close_input(*this);
   std::optional<source_place> place = place_of_source(new_input);
   if (!place) { return false; }
   input_file = std::move(new_input);
@@ -110,6 +136,19 @@ bool QueueItem::set_output_file(const char* path) {
   if (!metadir) { return false; }
   output_metadir = std::move(*metadir);
   output_file = std::move(new_output);
+  return true;
+}
+
+bool QueueItem::set_fileops_job_id(std::int32_t id) {
+  if (id < 0) {
+    fileops_job_id = -1;
+    fileops_job_dir.clear();
+    return true;
+  }
+  char directory[job_directory_size];
+  if (cgi_get_fileops_job_directory(id, job_directory_size, directory) == nullptr) { return false; }
+  fileops_job_dir = directory;
+  fileops_job_id = id;
   return true;
 }
 

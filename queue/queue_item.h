@@ -175,6 +175,13 @@ public:
   metadata input_meta;               // this run only
   std::int32_t proc_status = 0;      // wait status of the last child; this run only
   remote_document_view remote_view;  // of remote_info.json; this run only
+  // From the reaping of the child to the end of its judging: its pid is no longer ours. This run
+  // only.
+  bool proc_reaped = false;
+  // What the transcoder gets once it takes it, 0 for nothing; and until when that is waited for.
+  // This run only.
+  std::int32_t proc_held_signal = 0;
+  std::uint64_t proc_patience_end = 0;
 
   // ---- Record (queue/queue_item.cpp)
 
@@ -199,7 +206,7 @@ public:
   // Closes what validate_ready() opened to look at the source.
   void close_input_descriptors();
 
-  // ---- JSON form (queue/queue_item_json.cpp, queue/queue_item_restore.cpp)
+  // ---- JSON form (queue/queue_item_json.cpp, lifecycle/restart.cpp)
 
   // Sets the item's keys in `out`: the full form for the queue file, else the short one for
   // replies.
@@ -211,7 +218,7 @@ public:
   // directory are checked too, and a job that lost one comes back cancelled.
   bool deserialize_json(const json11::Json& json, bool queue_file);
 
-  // ---- Modification by clients (queue/queue_item_modify.cpp)
+  // ---- Modification by clients (control/queue_item_modify.cpp)
 
   // Changes the field that has the JSON key `name`. True when the change was made or not needed.
   bool modify(const char* name, const char* value);
@@ -336,33 +343,10 @@ public:
   void fileops_remove_job();
 
 private:
-  // Between the reaping of the child and the end of its judging: its pid is no longer ours.
-  bool proc_reaped = false;
-
-  int proc_held_signal = 0;  // what the transcoder is told once it takes it; 0 for nothing
-  std::uint64_t proc_patience_end = 0;  // of the waiting for that; monotonic microseconds
-
   // Successful identifications since "ready" began, and when the next one may start: monotonic
   // microseconds, 0 when none is planned.
   unsigned identifications = 0;
   std::uint64_t next_identification = 0;
-
-  void close_input();
-  void read_flags(const json11::Json& json);
-  bool check_restored();
-  bool restore_job();
-
-  bool modify_paused(bool on);
-  bool modify_profile(const char* value);
-  bool modify_state(const char* value);
-  bool modify_delete_on_finish(bool on);
-
-  void become_child();
-  void send_held_signal();
-  void pump_stdin();
-  bool pump_stdout(bool& bytes_read);
-  bool may_reap() const;
-  void reap();
 
   bool idle_ready();
   bool start_check_meta();
@@ -391,6 +375,5 @@ private:
   bool transcode_may_start();
   bool start_remote();
   bool start_local();
-  void prepare_silent_child();
   bool removal_may_start(cleanup_states step);
 };

@@ -11,8 +11,8 @@
 #include <unistd.h>
 
 #include "queue/queue_item.h"
+#include "queue/transcode_settings.h"
 #include "remote/remote_step.h"
-#include "service/transcode_settings.h"
 
 namespace {
 

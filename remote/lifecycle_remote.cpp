@@ -4,10 +4,10 @@
 
 #include "exec/child_output.h"
 #include "exec/fail.h"
-#include "exec/slots.h"
 #include "platform/clock.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
+#include "queue/slots.h"
 #include "remote/remote_step.h"
 
 namespace {

@@ -8,9 +8,9 @@
 
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
+#include "queue/transcode_settings.h"
 #include "remote/download.h"
 #include "remote/remote_step.h"
-#include "service/transcode_settings.h"
 
 namespace {
 

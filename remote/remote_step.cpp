@@ -1,5 +1,6 @@
 #include "remote/remote_step.h"
 
+#include "queue/item_document.h"
 #include "queue/queue_item.h"
 
 bool remote_step_may_start(QueueItem& item) {
@@ -8,5 +9,7 @@ bool remote_step_may_start(QueueItem& item) {
 }
 
 bool read_scratch_item(const QueueItem& item, QueueItem& scratch) {
-  return scratch.deserialize_json(item.remote_info.json, false);
+  if (!read_item(scratch, item.remote_info.json)) { return false; }
+  scratch.fileops_write_status();
+  return true;
 }

@@ -2,10 +2,10 @@
 #include <string>
 
 #include "platform/wait_status.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "remote/download.h"
 #include "rules/texts.h"
-#include "service/process_state.h"
 
 namespace {
 

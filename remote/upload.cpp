@@ -1,4 +1,5 @@
 // Sends a job's source to the remote server.
+#include "exec/child_process.h"
 #include "queue/queue_item.h"
 #include "remote/remote_step.h"
 
@@ -8,7 +9,7 @@ bool QueueItem::proc_start_remote_transcode_upload() {
     sm.remote.advance();
     return true;
   }
-  prepare_silent_child();
+  prepare_silent_child(*this);
   proc_argv = {"/usr/bin/qxmi_remote_transcode", remote_info.name, input_file};
   state_message = "Uploading file to remote for transcode";
   fileops_write_status();

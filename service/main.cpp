@@ -10,19 +10,20 @@
 
 #include "control/control_server.h"
 #include "fileops/sweep.h"
+#include "lifecycle/restart.h"
 #include "platform/comm_socket_v4.h"
 #include "platform/cpu.h"
 #include "platform/descriptor_limit.h"
 #include "platform/directories.h"
 #include "platform/paths.h"
 #include "platform/standard_error.h"
+#include "queue/process_state.h"
 #include "queue/queue_file.h"
+#include "queue/transcode_settings.h"
 #include "service/command_line.h"
 #include "service/instance_lock.h"
 #include "service/main_loop.h"
-#include "service/process_state.h"
 #include "service/shutdown.h"
-#include "service/transcode_settings.h"
 
 namespace {
 

@@ -5,12 +5,12 @@
 #include <cstdio>
 
 #include "control/control_server.h"
-#include "exec/scheduler.h"
+#include "lifecycle/scheduler.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
 #include "platform/standard_error.h"
+#include "queue/process_state.h"
 #include "queue/queue_file.h"
-#include "service/process_state.h"
 
 namespace {
 

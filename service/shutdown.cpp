@@ -8,9 +8,9 @@
 
 #include "control/control_server.h"
 #include "platform/clock.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
-#include "service/process_state.h"
 
 namespace {
 

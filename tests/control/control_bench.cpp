@@ -11,8 +11,8 @@
 #include "control/control_server.h"
 #include "exec/child_signals.h"
 #include "platform/comm_socket_v4.h"
+#include "queue/process_state.h"
 #include "queue/transcode_queue.h"
-#include "service/process_state.h"
 #include "tests/support/wait_until.h"
 
 namespace qx_test {

@@ -11,7 +11,7 @@
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
-#include "service/process_state.h"
+#include "queue/process_state.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

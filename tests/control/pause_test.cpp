@@ -1,7 +1,7 @@
 // "pause" and "resume", state by state.
 #include <csignal>
 
-#include "exec/slots.h"
+#include "queue/slots.h"
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
 

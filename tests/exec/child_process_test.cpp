@@ -367,7 +367,7 @@ TEST_F(child_process, many_steps_leak_no_descriptor) {
   close(before);
   for (int i = 0; i < 300; ++i) {
     ASSERT_TRUE(spawn_shell("exit 3"));
-    ASSERT_TRUE(wait_until([&] { return item_.idle_process() && item_.proc_pid == -1; }));
+    ASSERT_TRUE(wait_until([&] { return turn(item_) && item_.proc_pid == -1; }));
   }
   const int after = dup(0);
   close(after);

@@ -7,8 +7,9 @@
 
 #include <gmock/gmock.h>
 
-#include "exec/slots.h"
+#include "exec/child_pump.h"
 #include "platform/sliding_window_v4.h"
+#include "queue/slots.h"
 #include "tests/exec/exec_bench.h"
 #include "tests/support/wait_until.h"
 
@@ -58,12 +59,12 @@ protected:
 }  // namespace
 
 TEST_F(child_pump, nothing_to_do_without_a_child) {
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
 }
 
 TEST_F(child_pump, empty_input_is_ended_in_the_first_turn) {
   spawn_with_input(0);
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   EXPECT_EQ(item_.proc_stdin_write_fd, -1);
   char byte = 0;
   EXPECT_EQ(read(input_fd_, &byte, 1), 0);
@@ -71,9 +72,9 @@ TEST_F(child_pump, empty_input_is_ended_in_the_first_turn) {
 
 TEST_F(child_pump, input_is_written_and_then_ended) {
   spawn_with_input(16384);
-  item_.idle_process();
+  turn(item_);
   EXPECT_EQ(input_so_far(), std::string(16384, 'i'));
-  item_.idle_process();
+  turn(item_);
   EXPECT_EQ(item_.proc_stdin_write_fd, -1);
   char byte = 0;
   EXPECT_EQ(read(input_fd_, &byte, 1), 0);
@@ -82,11 +83,11 @@ TEST_F(child_pump, input_is_written_and_then_ended) {
 TEST_F(child_pump, full_pipe_leaves_the_rest_for_later_turns) {
   spawn_with_input(16384);
   fcntl(item_.proc_stdin_write_fd, F_SETPIPE_SZ, 4096);
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   EXPECT_EQ(sliding_window_v4_data_available(item_.proc_stdin_buffer), 16384U - 4096U);
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   EXPECT_EQ(input_so_far().size(), 4096U);
-  item_.idle_process();
+  turn(item_);
   EXPECT_EQ(input_so_far().size(), 4096U);
   EXPECT_NE(item_.proc_stdin_write_fd, -1);
 }
@@ -99,7 +100,7 @@ TEST_F(child_pump, child_that_stops_reading_is_told) {
   close(input_fd_);
   input_fd_ = -1;
   const stderr_capture capture;
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   EXPECT_EQ(capture.text(), "Item '/mnt/media/clip.mpg' (" + item_.entry_id +
                                 ") EOF before completing STDIN (5 bytes in window)\n");
   EXPECT_EQ(item_.proc_stdin_write_fd, -1);
@@ -107,10 +108,10 @@ TEST_F(child_pump, child_that_stops_reading_is_told) {
 
 TEST_F(child_pump, bytes_are_work_and_are_seen) {
   spawn();
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   EXPECT_FALSE(item_.proc_stdout_seen);
   child_.print("abc");
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_TRUE(item_.proc_stdout_seen);
   EXPECT_EQ(waiting_output(), 3U);
 }
@@ -118,15 +119,15 @@ TEST_F(child_pump, bytes_are_work_and_are_seen) {
 TEST_F(child_pump, end_of_output_is_work_and_is_told) {
   spawn();
   child_.print("abc");
-  item_.idle_process();
+  turn(item_);
   child_.close_stdout();
   const stderr_capture capture;
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(capture.text(), "Item '/mnt/media/clip.mpg' (" + item_.entry_id +
                                 ") EOF on stdout (3 bytes in window)\n");
   EXPECT_EQ(item_.proc_stdout_read_fd, -1);
   EXPECT_NE(item_.proc_stdout_buffer, nullptr);
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
 }
 
 TEST_F(child_pump, streams_that_ended_leave_no_pipe_end_open) {
@@ -134,7 +135,7 @@ TEST_F(child_pump, streams_that_ended_leave_no_pipe_end_open) {
   item_.proc_stdin_read_fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
   item_.proc_stdout_write_fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
   child_.close_stdout();
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(item_.proc_stdin_read_fd, -1);
   EXPECT_EQ(item_.proc_stdin_write_fd, -1);
   EXPECT_EQ(item_.proc_stdout_read_fd, -1);
@@ -147,10 +148,10 @@ TEST_F(child_pump, turn_that_read_bytes_does_not_reap) {
   spawn();
   child_.print("abc");
   child_.end(exited(0));
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(looks, 0);
   EXPECT_EQ(item_.proc_pid, fake_child::pid);
-  EXPECT_TRUE(item_.idle_process());  // the end of the output, and with it the child's
+  EXPECT_TRUE(turn(item_));  // the end of the output, and with it the child's
   EXPECT_EQ(looks, 1);
   EXPECT_EQ(item_.proc_pid, -1);
 }
@@ -158,11 +159,11 @@ TEST_F(child_pump, turn_that_read_bytes_does_not_reap) {
 TEST_F(child_pump, full_buffer_does_not_keep_a_child_from_being_reaped) {
   spawn();
   child_.print(std::string(20000, 'x'));
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(waiting_output(), 16384U);
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   child_.end(exited(0));
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(item_.proc_pid, -1);
 }
 
@@ -170,11 +171,11 @@ TEST_F(child_pump, output_is_discarded_when_nobody_listens_any_more) {
   spawn();
   fcntl(item_.proc_stdout_read_fd, F_SETPIPE_SZ, 1 << 20);
   child_.print(std::string(300000, 'x'));
-  item_.idle_process();
+  turn(item_);
   item_.sm.set_state(TRANSCODE_CANCELLING);
   int unread = 0;
   EXPECT_TRUE(wait_until([&] {
-    EXPECT_FALSE(item_.idle_process()) << "it must not keep the scan of the queue waiting";
+    EXPECT_FALSE(turn(item_)) << "it must not keep the scan of the queue waiting";
     ioctl(item_.proc_stdout_read_fd, FIONREAD, &unread);
     return unread == 0;
   }));
@@ -185,7 +186,7 @@ TEST_F(child_pump, output_that_somebody_may_still_take_is_kept) {
   spawn();
   child_.print(std::string(40000, 'x'));
   for (int i = 0; i < 5; ++i) {
-    item_.idle_process();
+    turn(item_);
   }
   int unread = 0;
   ioctl(item_.proc_stdout_read_fd, FIONREAD, &unread);
@@ -195,59 +196,57 @@ TEST_F(child_pump, output_that_somebody_may_still_take_is_kept) {
 TEST_F(child_pump, child_without_output_is_reaped) {
   item_.proc_argv = {"/bin/true"};
   ASSERT_TRUE(item_.proc_spawn());
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   child_.end(exited(0));
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(item_.proc_pid, -1);
 }
 
 // The child prints and ends between the look at its output and the one at itself.
-TEST_F(child_pump, last_words_are_read_before_the_end_is_judged) {
-  item_.sm.set_state(TRANSCODE_READY);
-  item_.sm.ready.set_state(READY_QUERY_PROFILES);
-  item_.transcode_profile = "720";
+TEST_F(child_pump, last_words_are_there_to_be_judged) {
   spawn();
   child_.at_waitpid = [&] {
-    child_.print("*QUOTE\n.. 720\n");
+    child_.print("first\nlast\n");
     child_.end(exited(0));
   };
-  EXPECT_TRUE(item_.idle_process());
-  EXPECT_THAT(item_.quoted_profile, ElementsAre("720"));
+  ASSERT_TRUE(pump_child(item_).child_ended);
+  EXPECT_STREQ(item_.proc_stdout_getline(), "first");
+  EXPECT_STREQ(item_.proc_stdout_getline(), "last");
+  EXPECT_EQ(item_.proc_pid, fake_child::pid);
+  forget_child(item_);
 }
 
 TEST_F(child_pump, read_lines_make_room_for_the_last_words) {
-  item_.sm.set_state(TRANSCODE_READY);
-  item_.sm.ready.set_state(READY_QUERY_PROFILES);
-  item_.transcode_profile = "720";
   spawn();
   child_.print(std::string(16383, 'x') + "\n");
-  item_.idle_process();
+  turn(item_);
   ASSERT_NE(item_.proc_stdout_getline(), nullptr);
   item_.proc_drain_stdout_before_reap = false;
   child_.at_waitpid = [&] {
-    child_.print("*QUOTE\n.. 720\n");
+    child_.print("last\n");
     child_.end(exited(0));
   };
-  EXPECT_TRUE(item_.idle_process());
-  EXPECT_THAT(item_.quoted_profile, ElementsAre("720"));
+  ASSERT_TRUE(pump_child(item_).child_ended);
+  EXPECT_STREQ(item_.proc_stdout_getline(), "last");
+  forget_child(item_);
 }
 
 TEST_F(child_pump, draining_child_is_not_reaped_before_its_output_is_released) {
   spawn();
   item_.proc_drain_stdout_before_reap = true;
   child_.end(exited(0));
-  EXPECT_TRUE(item_.idle_process());
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
+  EXPECT_FALSE(turn(item_));
   EXPECT_EQ(item_.proc_pid, fake_child::pid);
   item_.close_proc_stdout();
-  EXPECT_TRUE(item_.idle_process());
+  EXPECT_TRUE(turn(item_));
   EXPECT_EQ(item_.proc_pid, -1);
 }
 
 TEST_F(child_pump, lost_child_changes_nothing) {
   spawn();
   kernel.waitpid = [](pid_t, int*) { return -1; };
-  EXPECT_FALSE(item_.idle_process());
+  EXPECT_FALSE(turn(item_));
   EXPECT_EQ(item_.proc_pid, fake_child::pid);
 }
 
@@ -255,7 +254,7 @@ TEST_F(child_pump, nothing_of_a_reaped_child_is_left) {
   spawn_with_input(5);
   item_.proc_stderr_to_stdout = true;
   child_.end(killed_by(SIGSEGV));
-  item_.idle_process();
+  turn(item_);
   EXPECT_EQ(item_.proc_status, killed_by(SIGSEGV));
   EXPECT_FALSE(item_.is_running());
   EXPECT_EQ(item_.proc_stdin_buffer, nullptr);
@@ -269,11 +268,11 @@ TEST_F(child_pump, cancel_is_finished_when_the_child_is_gone) {
   item.state_message = "Cancelled by user";
   item_metadata_ident_in_action = &item;
   fake_child::run_for(item);
-  item.idle_process();
+  turn(item);
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
   status_writes.clear();
   child_.end(exited(1));
-  item.idle_process();
+  turn(item);
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
   EXPECT_EQ(item_metadata_ident_in_action, nullptr);
   EXPECT_THAT(status_writes, ElementsAre("cancelled: Cancelled by user"));
@@ -282,7 +281,7 @@ TEST_F(child_pump, cancel_is_finished_when_the_child_is_gone) {
 TEST_F(child_pump, cancel_without_a_child_is_finished_in_the_next_turn) {
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   item_active_upload_in_action = &item;
-  EXPECT_FALSE(item.idle_process());
+  EXPECT_FALSE(turn(item));
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
   EXPECT_EQ(item_active_upload_in_action, nullptr);
 }
@@ -290,7 +289,7 @@ TEST_F(child_pump, cancel_without_a_child_is_finished_in_the_next_turn) {
 TEST_F(child_pump, cancel_waits_for_output_that_is_not_released) {
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   ASSERT_TRUE(QueueItem::_std_init_buffer(item.proc_stdout_buffer, proc_buffer_size));
-  item.idle_process();
+  turn(item);
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLING);
 }
 
@@ -303,9 +302,9 @@ TEST_F(child_pump_death, broken_buffers_end_the_service) {
   item_.proc_stdin_buffer->read_pos = item_.proc_stdin_buffer->region_end + 1;
   kernel.fork = nullptr;  // the death test's own
   kernel.waitpid = nullptr;
-  EXPECT_DEATH(item_.idle_process(), "sliding_window_v4_is_sane\\(proc_stdin_buffer\\)");
+  EXPECT_DEATH(turn(item_), "sliding_window_v4_is_sane\\(proc_stdin_buffer\\)");
   item_.proc_stdin_buffer->read_pos = good;
   item_.proc_stdout_buffer->read_pos = item_.proc_stdout_buffer->region_end + 1;
-  EXPECT_DEATH(item_.idle_process(), "sliding_window_v4_is_sane\\(proc_stdout_buffer\\)");
+  EXPECT_DEATH(turn(item_), "sliding_window_v4_is_sane\\(proc_stdout_buffer\\)");
   item_.proc_stdout_buffer->read_pos = item_.proc_stdout_buffer->region_start;
 }

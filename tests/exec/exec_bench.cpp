@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "exec/child_pump.h"
+
 using qx_test::kernel;
 
 // The linker leads the program's calls of these here (--wrap).
@@ -19,7 +21,8 @@ int __real_rand();
 unsigned __real__Z25cgi_velmar_forbidden_areaPKcj(const char* path, unsigned flags);
 unsigned __real__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags);
 std::size_t __real__Z13how_many_cpusv();
-bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
+char* __real__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
+                                                   char* buffer);
 
 pid_t __wrap_fork() {
   return kernel.fork ? kernel.fork() : __real_fork();
@@ -47,18 +50,19 @@ unsigned __wrap__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags) {
   return kernel.forbidden_area_fd ? kernel.forbidden_area_fd(fd, flags)
                                   : __real__Z28cgi_velmar_forbidden_area_fdij(fd, flags);
 }
+char* __wrap__Z29cgi_get_fileops_job_directoryimPc(std::int32_t id, unsigned long size,
+                                                   char* buffer) {
+  return kernel.job_directory_is_known
+             ? __real__Z29cgi_get_fileops_job_directoryimPc(id, size, buffer)
+             : nullptr;
+}
 std::size_t __wrap__Z13how_many_cpusv() {
   return kernel.cpus != 0 ? kernel.cpus : __real__Z13how_many_cpusv();
-}
-bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
-  qx_test::status_writes.push_back(std::string(item->sm.state_name()) + ": " + item->state_message);
-  return __real__ZN9QueueItem20fileops_write_statusEv(item);
 }
 }
 
 namespace qx_test {
 
-strings status_writes;
 kernel_answers kernel;
 
 fake_child::fake_child() {
@@ -125,8 +129,14 @@ std::string stderr_capture::text() const {
 }
 
 exec_bench::exec_bench() {
-  status_writes.clear();
   std::signal(SIGPIPE, SIG_IGN);  // as the service does at its start
+}
+
+bool exec_bench::turn(QueueItem& item) {
+  const pump_result pumped = pump_child(item);
+  if (pumped.child_ended) { forget_child(item); }
+  item.finish_pending_cancel();
+  return pumped.active;
 }
 
 QueueItem& exec_bench::add_ready_item(ready_states state) {

@@ -14,11 +14,9 @@
 #include "tests/support/files.h"
 #include "tests/support/item_bench.h"
 #include "tests/support/private_root.h"
+#include "tests/support/status_writes.h"
 
 namespace qx_test {
-
-// Every status write since the test began, as "STATE: TEXT".
-extern strings status_writes;
 
 // Where one is set it answers in the place of the kernel or of a library.
 struct kernel_answers {
@@ -31,6 +29,7 @@ struct kernel_answers {
   std::function<unsigned(const char*, unsigned)> forbidden_area;
   std::function<unsigned(int, unsigned)> forbidden_area_fd;
   std::size_t cpus = 0;  // the machine's own where it is 0
+  bool job_directory_is_known = true;
 };
 extern kernel_answers kernel;
 
@@ -89,6 +88,10 @@ private:
 class exec_bench : public item_bench {
 protected:
   exec_bench();
+
+  // A turn of the item's child; nobody judges its end. True when bytes came, the output ended or
+  // the child did.
+  static bool turn(QueueItem& item);
 
   QueueItem& add_ready_item(ready_states state);
   // Complete as far as the scan looks: profile, listing, input, output.

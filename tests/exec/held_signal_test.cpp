@@ -7,7 +7,7 @@
 
 #include "exec/child_signals.h"
 #include "platform/sliding_window_v4.h"
-#include "service/process_state.h"
+#include "queue/process_state.h"
 #include "tests/exec/exec_bench.h"
 #include "tests/support/wait_until.h"
 
@@ -56,7 +56,7 @@ protected:
   }
   void give_turns() {
     for (int i = 0; i < 10; ++i) {
-      item_.idle_process();
+      turn(item_);
     }
   }
   void arm() const { write_file(folder_ + "/arm", ""); }
@@ -65,7 +65,7 @@ protected:
   // Gives the item turns until its transcoder has printed that text.
   bool prints(const std::string& text) {
     wait_until([&] {
-      item_.idle_process();
+      turn(item_);
       return item_.proc_pid == -1 || output().find(text) != std::string::npos;
     });
     return output().find(text) != std::string::npos;
@@ -84,7 +84,7 @@ protected:
 TEST_F(held_signal, reaches_the_transcoder_once_it_has_a_handler) {
   start_script();
   item_.tell_transcoder(SIGUSR1);
-  item_.idle_process();
+  turn(item_);
   arm();
   EXPECT_TRUE(prints("suspended\n"));
   end();
@@ -119,7 +119,7 @@ TEST_F(held_signal, does_not_pass_to_the_next_transcoder) {
   start({"/bin/sleep", "1000"});
   item_.tell_transcoder(SIGUSR1);
   item_.signal_proc_group(SIGKILL);
-  EXPECT_TRUE(wait_until([&] { return item_.idle_process() && item_.proc_pid == -1; }));
+  EXPECT_TRUE(wait_until([&] { return turn(item_) && item_.proc_pid == -1; }));
   item_.sm.set_state(TRANSCODE_TRANSCODING);
   start_script();
   arm();
@@ -135,11 +135,11 @@ TEST_F(held_signal, goes_at_last_to_a_tool_that_never_takes_it) {
   item_.tell_transcoder(SIGUSR1);
   clock_us += patience_us - 1;
   for (int i = 0; i < 10; ++i) {
-    item_.idle_process();
+    turn(item_);
   }
   EXPECT_NE(item_.proc_pid, -1);
   clock_us += 1;
-  EXPECT_TRUE(wait_until([&] { return item_.idle_process() && item_.proc_pid == -1; }));
+  EXPECT_TRUE(wait_until([&] { return turn(item_) && item_.proc_pid == -1; }));
   EXPECT_EQ(item_.proc_status, killed_by(SIGUSR1));
 }
 
@@ -155,7 +155,7 @@ TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
   clock_us += patience_us;
   item_.tell_transcoder(SIGUSR1);
   for (int i = 0; i < 10; ++i) {
-    item_.idle_process();
+    turn(item_);
   }
   EXPECT_EQ(waitpid(item_.proc_pid, nullptr, WNOHANG), 0);
 }
@@ -210,12 +210,12 @@ TEST_F(held_signal, is_forgotten_when_everything_is_shut_down) {
 
 TEST_F(held_signal, has_the_next_turn_come_early) {
   start({"/bin/sleep", "1000"});
-  item_.idle_process();
+  turn(item_);
   EXPECT_EQ(next_early_turn, 0U) << "nothing is held";
   item_.tell_transcoder(SIGUSR1);
   EXPECT_EQ(next_early_turn, clock_us + 5000);
   next_early_turn = 0;
-  item_.idle_process();
+  turn(item_);
   EXPECT_EQ(next_early_turn, clock_us + 5000);
 }
 

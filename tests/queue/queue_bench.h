@@ -1,5 +1,5 @@
-// Jobs in the test's own process: the clock stands still, signals go nowhere and are noted, and so
-// is every write of a job's status. What needs fixed places runs in a child with its own /mnt.
+// Jobs in the test's own process: the clock stands still, signals go nowhere and are noted. What
+// needs fixed places runs in a child with its own /mnt.
 #pragma once
 
 #include <cstdint>
@@ -35,19 +35,13 @@ extern std::uint64_t clock_us;
 // Every signal sent since the test began: to whom and which. None of them reaches anybody.
 extern std::vector<std::pair<pid_t, int>> signals_sent;
 
-// Every status write since the test began, as "STATE: TEXT".
-extern strings status_writes;
-
 // Where it is set it is told what is written and released: "write BYTES", "close DESCRIPTOR",
 // "rename PATH", "replace PATH" where that was there already, "buffer", "metadata entries",
 // "metadata context".
 extern strings* calls_noted;
 
-// Where one is set it answers in place of the item's own operation, or of the library that makes
-// the 16 bytes of a UUID.
+// Where it is set it answers in place of the library that makes the 16 bytes of a UUID.
 struct item_answers {
-  std::function<int()> validate_ready;
-  std::function<bool()> ready;
   std::function<void(unsigned char* bytes)> uuid;
 };
 extern item_answers answers;

@@ -6,9 +6,9 @@
 
 #include <gmock/gmock.h>
 
-#include "exec/slots.h"
 #include "platform/metadata_v4.h"
 #include "platform/sliding_window_v4.h"
+#include "queue/slots.h"
 #include "tests/queue/queue_bench.h"
 
 using namespace qx_test;

@@ -9,13 +9,13 @@
 #include <gmock/gmock.h>
 
 #include "control/control_server.h"
-#include "exec/scheduler.h"
+#include "lifecycle/scheduler.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
 #include "platform/standard_error.h"
+#include "queue/process_state.h"
 #include "queue/queue_file.h"
 #include "service/main_loop.h"
-#include "service/process_state.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

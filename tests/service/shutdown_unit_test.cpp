@@ -11,9 +11,9 @@
 
 #include "platform/clock.h"
 #include "platform/sliding_window_v4.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
-#include "service/process_state.h"
 #include "service/shutdown.h"
 #include "tests/support/wait_until.h"
 

@@ -14,12 +14,12 @@
 #include "platform/descriptor_limit.h"
 #include "platform/directories.h"
 #include "platform/standard_error.h"
+#include "queue/process_state.h"
 #include "queue/queue_file.h"
+#include "queue/transcode_settings.h"
 #include "service/instance_lock.h"
 #include "service/main_loop.h"
-#include "service/process_state.h"
 #include "service/shutdown.h"
-#include "service/transcode_settings.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;

@@ -5,9 +5,9 @@
 
 #include <unistd.h>
 
-#include "exec/slots.h"
+#include "queue/process_state.h"
+#include "queue/slots.h"
 #include "queue/transcode_queue.h"
-#include "service/process_state.h"
 
 std::uint64_t monotonic_clock_us() {
   return qx_test::clock_us;

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
+#include "queue/transcode_settings.h"
 #include "rules/limits.h"
 #include "rules/transcoder_contract.h"
-#include "service/transcode_settings.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 
 #include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
-#include "service/transcode_settings.h"
+#include "queue/transcode_settings.h"
 
 namespace {
 

@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/unique_fd.h"
-#include "service/transcode_settings.h"
+#include "queue/transcode_settings.h"
 #include "tools/qx_vod_ctl/doctor/remote_server.h"
 
 using ::testing::HasSubstr;

@@ -5,10 +5,10 @@
 
 #include <unistd.h>
 
+#include "queue/transcode_settings.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "rules/tool_commands.h"
-#include "service/transcode_settings.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/private_folder.h"
 

@@ -1,0 +1,56 @@
+// Signals to a transcoder that has to be able to take them first.
+#include "exec/held_signal.h"
+
+#include <csignal>
+
+#include "exec/child_signals.h"
+#include "platform/clock.h"
+#include "queue/process_state.h"
+#include "queue/queue_item.h"
+
+namespace {
+
+// For how long from its start a tool may set up its handlers; one that has none by then never will.
+// Also how long a resume waits for a tool that has not taken the pause before it.
+constexpr std::uint64_t signal_patience_us = 2000000;
+
+}  // namespace
+
+void expect_handlers(QueueItem& item) {
+  item.proc_patience_end = monotonic_clock_us() + signal_patience_us;
+  item.proc_held_signal = 0;
+}
+
+void QueueItem::tell_transcoder(int signal_number) {
+  if (proc_pid == -1) { return; }
+  const bool is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
+  proc_held_signal = is_taken_back ? 0 : signal_number;
+  if (proc_held_signal == SIGUSR2 && has_signal(read_child_signals(proc_pid).pending, SIGUSR1)) {
+    proc_patience_end = monotonic_clock_us() + signal_patience_us;
+  }
+  send_held_signal(*this);
+}
+
+// Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. Nor
+// before the tool has taken the other one, since the kernel keeps no order between the two. A
+// resume does not wait forever for that: a tool that suspends itself inside its handler cannot take
+// a second pause until it is resumed.
+void send_held_signal(QueueItem& item) {
+  if (item.proc_held_signal == 0) { return; }
+  if (item.sm.state != TRANSCODE_TRANSCODING) {
+    item.proc_held_signal = 0;  // it was told to end meanwhile
+    return;
+  }
+  const bool has_patience = monotonic_clock_us() < item.proc_patience_end;
+  const child_signals child = read_child_signals(item.proc_pid);
+  const bool waits_for_other = item.proc_held_signal == SIGUSR1
+                                   ? has_signal(child.pending, SIGUSR2)
+                                   : has_patience && has_signal(child.pending, SIGUSR1);
+  if (!child.is_tool || waits_for_other ||
+      (has_patience && !has_signal(child.caught, item.proc_held_signal))) {
+    if (has_patience) { trigger_early_turn(); }
+    return;
+  }
+  item.signal_proc_group(item.proc_held_signal);
+  item.proc_held_signal = 0;
+}

@@ -1,0 +1,12 @@
+// The signal that suspends or resumes a transcoder, held back until the tool can take it.
+#pragma once
+
+class QueueItem;
+
+// To be called when the item's child has just been started: no signal is held for it, and its tool
+// has two seconds to set up its handlers.
+void expect_handlers(QueueItem& item);
+
+// Sends the signal that QueueItem::tell_transcoder() holds, if the child takes it by now. To be
+// called in every turn while the child runs.
+void send_held_signal(QueueItem& item);

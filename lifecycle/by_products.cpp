@@ -1,0 +1,68 @@
+// What goes with an output: thumbnail, metadata, the source's metadata, the ready marker.
+#include "exec/child_process.h"
+#include "platform/metadata_v4.h"
+#include "platform/rewrite_file.h"
+#include "queue/process_state.h"
+#include "queue/queue_item.h"
+
+bool QueueItem::proc_start_gen_thumbnail() {
+  if (sm.state != TRANSCODE_THUMBNAIL || is_running() || DIE != 0 || output_file.empty() ||
+      validate_ready() == 0) {
+    return false;
+  }
+  // The profile's name stands as the height, and the picture is taken from the source.
+  proc_argv = {"/usr/bin/qxmi_grab",
+               "--keep-aspect-ratio",
+               "--clip-aspect-ratio",
+               "--jpeg-quality",
+               "75",
+               "--jpeg",
+               "--height",
+               transcode_profile,
+               "-t",
+               "random",
+               "-o",
+               output_metadir + "/vod.thumbnail.jpg",
+               "--file",
+               input_file,
+               "--no-uid"};
+  prepare_silent_child(*this);
+  return proc_spawn();
+}
+
+bool QueueItem::proc_start_metagen_thumbnail() {
+  if (is_running() || validate_ready() == 0) { return false; }
+  proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
+               "--create-meta",           "--file",   output_file};
+  prepare_silent_child(*this);
+  return proc_spawn();
+}
+
+namespace {
+
+// Writes the entries beside the output, under a name of their own.
+bool write_copy(const QueueItem::metadata& source, const char* output_file) {
+  QueueItem::metadata copy;
+  copy.context = metadata_v4_context_create();
+  const bool written = copy.context != nullptr &&
+                       metadata_v4_context_set_file_location(copy.context, output_file) >= 0 &&
+                       metadata_v4_metadata_context_write_metadata_to_file(
+                           source.entries, copy.context, ".vod.metadata") >= 0;
+  copy.close();
+  return written;
+}
+
+}  // namespace
+
+bool QueueItem::vod_copy_from_source() {
+  if (input_file.empty()) { return false; }
+  const bool copied =
+      input_meta.load(input_file.c_str()) && write_copy(input_meta, output_file.c_str());
+  input_meta.close();
+  return copied;
+}
+
+bool QueueItem::mark_vod_ready() {
+  if (output_file.empty()) { return false; }
+  return rewrite_file(output_metadir + "/.vod.ready") != nullptr;
+}

@@ -1,0 +1,38 @@
+// One turn of work of a job: the pump first, then the step that its state asks for.
+#include "exec/child_pump.h"
+#include "queue/process_state.h"
+#include "queue/queue_item.h"
+#include "remote/lifecycle_remote.h"
+
+bool QueueItem::idle_process() {
+  const pump_result pumped = pump_child(*this);
+  if (pumped.child_ended) {
+    on_proc_terminate(proc_status);
+    forget_child(*this);
+  }
+  finish_pending_cancel();
+  return pumped.active;
+}
+
+bool QueueItem::idle() {
+  const bool active = idle_process();
+  if (DIE != 0) { return active; }
+  switch (sm.state) {
+  case TRANSCODE_READY:
+    return idle_ready() || active;
+  case TRANSCODE_REMOTE:
+    idle_remote(*this);
+    return active;
+  case TRANSCODE_TRANSCODING:
+    idle_transcoding();
+    return active;
+  case TRANSCODE_THUMBNAIL:
+    idle_thumbnail();
+    return active;
+  case TRANSCODE_CLEANUP:
+    idle_cleanup();
+    return active;
+  default:
+    return active;
+  }
+}

@@ -1,0 +1,120 @@
+// The steps of the "ready" phase: the source's metadata, and the profiles it can be transcoded to.
+#include <algorithm>
+#include <cassert>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "exec/child_process.h"
+#include "platform/clock.h"
+#include "platform/metadata_v4.h"
+#include "queue/process_state.h"
+#include "queue/queue_item.h"
+#include "queue/transcode_settings.h"
+
+namespace {
+
+bool begins_with(const char* text, const char* prefix) {
+  return strncmp(text, prefix, strlen(prefix)) == 0;
+}
+
+bool is_transcodeable(const char* file_type) {
+  return begins_with(file_type, "audio/") || begins_with(file_type, "video/") ||
+         strcmp(file_type, "application/x-velmar-playlist") == 0 ||
+         strcmp(file_type, "application/x-velmar-multiregion-playlist") == 0;
+}
+
+// The value of an entry, "" where there is none.
+std::string read_entry(const QueueItem::metadata& meta, const char* name) {
+  const char* const value = meta.entries == nullptr
+                                ? nullptr
+                                : metadata_v4_metadata_context_read_entry(meta.entries, name);
+  return value == nullptr ? "" : value;
+}
+
+// The first profile within the configured maximum. Where all are above it, the last one, which is
+// the nearest to it.
+const std::string& best_allowed(const std::vector<std::string>& quoted_profile) {
+  for (const std::string& profile : quoted_profile) {
+    if (!transcode_settings.has_vod_max_profile() ||
+        strtol(profile.c_str(), nullptr, 10) <= transcode_settings.max_profile) {
+      return profile;
+    }
+  }
+  const auto i = quoted_profile.rbegin();
+  assert(i != quoted_profile.rend());
+  return *i;
+}
+
+// One second, doubled each time the type is still unknown, up to a minute.
+std::uint64_t pause_after(unsigned identifications) {
+  constexpr std::uint64_t first_us = 1000000;
+  constexpr std::uint64_t longest_us = 60000000;
+  constexpr unsigned most_doublings = 6;  // beyond the longest
+  return std::min(first_us << std::min(identifications - 1, most_doublings), longest_us);
+}
+
+}  // namespace
+
+bool QueueItem::ready_start_check_meta() {
+  if (sm.state != TRANSCODE_READY || is_running() || DIE != 0) { return false; }
+  if (!input_file.empty() && !input_meta.load(input_file.c_str()) && errno != ENOENT) {
+    return false;
+  }
+  std::string const file_type = read_entry(input_meta, "file type");
+  const bool offline = strtol(read_entry(input_meta, "offline").c_str(), nullptr, 10) >= 1;
+  input_meta.close();
+  if (offline || (!file_type.empty() && !is_transcodeable(file_type.c_str()))) {
+    cancel_with(offline ? "Rejected: File is marked offline"
+                        : "Rejected: File type is not transcodeable");
+    fileops_write_status();
+    return true;
+  }
+  if (!file_type.empty()) {
+    fprintf(stderr, "Item '%s' (%s) metadata is valid for transcode\n", input_file.c_str(),
+            entry_id.c_str());
+    sm.ready.advance();
+    return true;
+  }
+  // Without a pause a source whose type cannot be found would block all the others.
+  if (identifications != 0 && next_identification == 0) {
+    next_identification = monotonic_clock_us() + pause_after(identifications);
+    return true;
+  }
+  next_identification = 0;
+  fprintf(stderr,
+          "Item '%s' (%s) metadata is NOT valid for transcode. Attempting to create metadata.\n",
+          input_file.c_str(), entry_id.c_str());
+  return proc_spawn_metadata_identify();
+}
+
+bool QueueItem::proc_spawn_metadata_identify() {
+  if (is_running()) { return false; }
+  proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
+               "--create-meta",           "--file",   input_file};
+  prepare_silent_child(*this);
+  return proc_spawn();
+}
+
+bool QueueItem::ready_start_query_profiles() {
+  if (sm.state != TRANSCODE_READY || is_running()) { return false; }
+  if (!quoted_profile.empty()) {
+    sm.ready.advance();
+    return true;
+  }
+  if (DIE != 0) { return false; }
+  fprintf(stderr, "Item '%s' (%s) asking transcoder for valid profiles.\n", input_file.c_str(),
+          entry_id.c_str());
+  proc_argv = {"/usr/bin/qxmi_vod_transcode", "--file", input_file, "--quote"};
+  if (transcode_settings.has_vod_max_profile()) {
+    proc_argv.insert(proc_argv.end(), {"--height", std::to_string(transcode_settings.max_profile)});
+  }
+  return open_proc_stdout() && proc_spawn();
+}
+
+void QueueItem::auto_choose_transcode_profile() {
+  if (!transcode_profile.empty()) { return; }
+  transcode_profile = best_allowed(quoted_profile);
+  fileops_write_status();
+}

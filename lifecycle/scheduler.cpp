@@ -1,0 +1,144 @@
+// Turns of work and the queue scan. Queue order is the only priority: the earliest item wins.
+#include "lifecycle/scheduler.h"
+
+#include <cassert>
+#include <csignal>
+#include <cstdio>
+
+#include "platform/clock.h"
+#include "queue/process_state.h"
+#include "queue/queue_item.h"
+#include "queue/slots.h"
+#include "queue/transcode_queue.h"
+#include "rules/texts.h"
+
+namespace {
+
+constexpr std::uint64_t scan_period_us = 5000000;
+
+// What a scan found: the first item of each kind.
+struct scan_result {
+  QueueItem* active = nullptr;     // a transcode that runs
+  QueueItem* waiting = nullptr;    // a transcode that was resumed and waits for the slot
+  QueueItem* candidate = nullptr;  // a ready item whose transcode may start
+};
+
+bool give_turns() {
+  bool active = false;
+  for (QueueItem* item : transcode_queue) {
+    if (item == nullptr) {
+      fputs(null_item_warning, stderr);
+    } else if (item->idle()) {
+      active = true;
+    }
+  }
+  return active;
+}
+
+bool is_start_candidate(const QueueItem& item) {
+  return !item.transcode_profile.empty() && !item.quoted_profile.empty() &&
+         !item.output_file.empty() && !item.input_file.empty() &&
+         (item_active_transcode_in_action == nullptr || item_active_transcode_in_action == &item) &&
+         item.sm.ready.state == READY_READY_TO_TRANSCODE && item.approved && !item.paused &&
+         !item.is_running();
+}
+
+bool is_to_be_removed(const QueueItem& item) {
+  switch (item.sm.state) {
+  case TRANSCODE_INIT:
+    return monotonic_clock_us() >= item.init_deadline;
+  case TRANSCODE_CLEARED:
+    return !item.is_running();
+  default:
+    return false;
+  }
+}
+
+void keep_first(QueueItem*& kept, QueueItem& item) {
+  if (kept == nullptr) { kept = &item; }
+}
+
+void look_at(QueueItem& item, scan_result& found) {
+  if (item.sm.state == TRANSCODE_READY && is_start_candidate(item)) {
+    keep_first(found.candidate, item);
+  } else if (item.sm.state == TRANSCODE_TRANSCODING && !item.paused) {
+    keep_first(item.waiting ? found.waiting : found.active, item);
+  }
+}
+
+void remove(QueueItem* item) {
+  fprintf(stderr, "Item '%s' should terminate\n", item->entry_id.c_str());
+  delete item;
+  ++transcode_queue_mod_count;
+}
+
+scan_result scan_queue() {
+  scan_result found;
+  for (auto i = transcode_queue.begin(); i != transcode_queue.end();) {
+    QueueItem* const item = *i;
+    if (item == nullptr) {
+      fprintf(stderr, "Item == NULL removing\n");
+      i = transcode_queue.erase(i);
+    } else if (is_to_be_removed(*item)) {
+      remove(item);
+      i = transcode_queue.erase(i);
+    } else {
+      look_at(*item, found);
+      ++i;
+    }
+  }
+  return found;
+}
+
+void cancel_and_report(QueueItem& item, const char* text) {
+  item.state_message = text;
+  item.cancel();
+  item.fileops_write_status();
+}
+
+void resume_transcode(QueueItem* item) {
+  assert(item != __null);  // NOLINT(modernize-use-nullptr): its words are known to log readers
+  if (item->sm.state != TRANSCODE_TRANSCODING) {
+    cancel_and_report(*item, "bug: wrong state, not transcoding");
+  } else if (!item->is_running()) {
+    cancel_and_report(*item, "Cannot resume, process not running");
+  } else if (item->paused) {
+    cancel_and_report(*item, "Cannot resume a paused item");
+  } else if (item->waiting) {
+    fprintf(stderr, "Item '%s' resuming transcode\n", item->entry_id.c_str());
+    item_active_transcode_in_action = item;
+    item->state_message = text_transcoding;
+    item->tell_transcoder(SIGUSR2);
+    item->waiting = false;
+    item->fileops_write_status();
+  }
+}
+
+void start_transcode(QueueItem* item) {
+  assert(item != __null);  // NOLINT(modernize-use-nullptr): its words are known to log readers
+  if (!uptime_wait && !item->do_queue_start_transcode()) {
+    item->cancel();
+    item->fileops_write_status();
+  }
+}
+
+}  // namespace
+
+bool idle_transcode_queue() {
+  std::uint64_t const now = monotonic_clock_us();
+  if (give_turns()) { return true; }
+  if (now < next_queue_scan) { return false; }
+  next_queue_scan = now + scan_period_us;
+  if (transcode_queue.empty()) {
+    item_active_transcode_in_action = nullptr;
+    return false;
+  }
+  const scan_result found = scan_queue();
+  item_active_transcode_in_action = found.active;
+  if (found.active == nullptr && found.waiting != nullptr) {
+    resume_transcode(found.waiting);
+    return false;
+  }
+  if (found.candidate != nullptr) { start_transcode(found.candidate); }
+  return false;
+}
