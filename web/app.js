@@ -1,7 +1,6 @@
 // The queue page: polls the queue once a second and shows it.
 import {gateway_error, queue_reader, send_command} from './api.js';
 import {ask_for_file, ask_for_removal, play, set_up_add} from './dialogs.js';
-import {expected_moments, learn_speeds, profile_speeds, progress_rates} from './estimate.js';
 import {update_estimates, update_rows} from './rows.js';
 import {file_name, groups, job_text, refusal_text, state_name} from './words.js';
 
@@ -15,8 +14,6 @@ const per_page = 32;
 const most_told = 3;
 
 const reader = new queue_reader();
-const rates = new progress_rates();
-const speeds = new profile_speeds(localStorage);
 const list = $('jobs');
 
 let queue = null;  // the gateway's last answer
@@ -114,18 +111,7 @@ function show_queue() {
 
 // Time passes even if nothing changes, so this is done at every poll.
 function show_estimates() {
-  const now = Date.now();
-  for (const job of [...queue.line, ...queue.items]) rates.note(job, now);
-  learn_speeds(queue.line, rates, speeds);
-  const left = new Map();
-  for (const job of queue.items) {
-    const ms = job.group === 'running' ? rates.left(job.id, now) : null;
-    if (ms !== null && job.progress < 10000) left.set(job.id, ms);
-  }
-  // Jobs for the remote server do not wait for local transcodes.
-  const is_remote = Boolean(queue.states['remote transcode']);
-  const moments = is_remote ? new Map() : expected_moments(queue.line, rates, speeds, now);
-  update_estimates(list, left, moments, now);
+  update_estimates(list, queue.items, Date.now());
 }
 
 function show_live() {

@@ -152,11 +152,14 @@ export function update_rows(list, jobs) {
   (focused.isConnected ? focused : next ?? document.getElementById('list-title')).focus();
 }
 
-// Writes the estimates into the rows: `left` and `moments` by id.
-export function update_estimates(list, left, moments, now) {
+// Writes the gateway's estimates into the rows of the jobs.
+export function update_estimates(list, jobs, now) {
+  const moments = new Map(jobs.filter((job) => job.ready_at !== null)
+    .map((job) => [job.id, {at: job.ready_at * 1000, is_running: job.group === 'running'}]));
   for (const row of list.children) {
-    const {id} = row.dataset;
-    set_text(row.querySelector('.left'), left.has(id) ? time_left(left.get(id)) : '');
-    set_text(row.querySelector('.moment'), moments.has(id) ? expected_at(moments.get(id), now) : '');
+    const moment = moments.get(row.dataset.id);
+    const left = moment?.is_running ? time_left(Math.max(moment.at - now, 0)) : '';
+    set_text(row.querySelector('.left'), left);
+    set_text(row.querySelector('.moment'), moment ? expected_at(moment.at, now) : '');
   }
 }

@@ -221,32 +221,24 @@ page_test('a dark screen gets dark colours', async ({machine, page}) => {
   assert.ok(light < 60, colour);
 }, {colorScheme: 'dark'});
 
-page_test('jobs after one of unknown duration show no expected time',
-  async ({machine, page}) => {
-    await page.goto(machine.url);
-    const moments = await page.evaluate(async () => {
-      const {expected_moments, profile_speeds, progress_rates} = await import('./estimate.js');
-      const speeds = new profile_speeds({getItem: () => '{"720": 2}', setItem: () => {}});
-      const job = (id, length, progress = 0) => ({id, profile: '720', length, progress});
-      const line = [job('a', 100, 5000), job('b', 10), job('c', null), job('d', 10)];
-      return [...expected_moments(line, new progress_rates(), speeds, 0)];
-    });
-    assert.deepEqual(moments, [['a', 28000], ['b', 36000]]);
+page_test('expected times are those of the gateway', async ({machine, page}) => {
+  await machine.add(machine.make_clip('first.ts', 2));
+  const moment = Math.floor(Date.now() / 1000) + 7 * 60;
+  await page.route(/c=queue/, async (route) => {
+    const response = await route.fetch();
+    const queue = await response.json();
+    const job = queue.items[0];
+    queue.items = [['a', 'running', moment], ['b', 'waiting', moment], ['c', 'waiting', null]]
+      .map(([id, group, ready_at]) => ({...job, id, group, ready_at, file: `/mnt/media/${id}.ts`}));
+    await route.fulfill({response, json: queue});
   });
-
-page_test('time left is shown once the progress of a job has been observed for some seconds',
-  async ({machine, page}) => {
-    await page.goto(machine.url);
-    const [early, later] = await page.evaluate(async () => {
-      const {progress_rates} = await import('./estimate.js');
-      const rates = new progress_rates();
-      const seen = [];
-      for (const [now, progress] of [[0, 0], [1000, 100], [2000, 200], [5000, 500]]) {
-        rates.note({id: 'a', group: 'running', progress}, now);
-        seen.push(rates.left('a', now));
-      }
-      return [seen[2], seen[3]];
-    });
-    assert.equal(early, null);
-    assert.equal(later, 95000);
-  });
+  await page.goto(machine.url);
+  const time = new Intl.DateTimeFormat('en-GB', {hour: '2-digit', minute: '2-digit', hourCycle: 'h23'})
+    .format(moment * 1000);
+  await row(page, 'a.ts').getByText(/^about [67] min left$/).waitFor();
+  for (const name of ['a.ts', 'b.ts']) {
+    await row(page, name).getByText(new RegExp(`^ready about .*${time} \\(estimate\\)$`)).waitFor();
+  }
+  assert.equal(await row(page, 'b.ts').locator('.left').textContent(), '');
+  assert.equal(await row(page, 'c.ts').locator('.moment').textContent(), '');
+});

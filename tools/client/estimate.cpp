@@ -29,6 +29,7 @@ maybe_seconds rest_of(const job_outlook& job) {
 maybe_seconds turn_of_waiting(const std::vector<job_outlook>& jobs) {
   maybe_seconds begin = 0.0;
   for (const job_outlook& job : jobs) {
+    if (job.now == job_outlook::phase::at_remote_server) { return std::nullopt; }
     if (job.now != job_outlook::phase::running || job.paused || !begin) { continue; }
     const maybe_seconds rest = rest_of(job);
     begin = rest ? maybe_seconds(std::max(*begin, *rest)) : std::nullopt;
@@ -42,9 +43,11 @@ std::vector<std::optional<double>> time_left(const std::vector<job_outlook>& job
   std::vector<maybe_seconds> left(jobs.size());
   maybe_seconds turn = turn_of_waiting(jobs);
   for (std::size_t i = 0; i < jobs.size(); ++i) {
-    if (jobs[i].paused || jobs[i].now == job_outlook::phase::other) { continue; }
+    const auto now = jobs[i].now;
+    const bool has_turn = now == job_outlook::phase::running;
+    if (jobs[i].paused || !(has_turn || now == job_outlook::phase::waiting)) { continue; }
     left[i] = rest_of(jobs[i]);
-    if (jobs[i].now == job_outlook::phase::running) { continue; }
+    if (has_turn) { continue; }
     if (left[i] && turn) { left[i] = *left[i] + *turn; }
     if (!turn) { left[i].reset(); }
     turn = left[i];
@@ -52,11 +55,17 @@ std::vector<std::optional<double>> time_left(const std::vector<job_outlook>& job
   return left;
 }
 
+std::optional<std::int64_t> ready_at(std::optional<double> seconds_left, std::int64_t now) {
+  if (!seconds_left || *seconds_left > furthest_s) { return std::nullopt; }
+  return now + std::llround(*seconds_left);
+}
+
 std::string expected_moment(std::optional<double> seconds_left, std::int64_t now) {
-  if (!seconds_left || *seconds_left > furthest_s) { return ""; }
-  const auto moment = static_cast<time_t>(now + std::llround(*seconds_left));
+  const auto moment = ready_at(seconds_left, now);
+  if (!moment) { return ""; }
+  const time_t seconds = *moment;
   std::tm local{};
-  if (localtime_r(&moment, &local) == nullptr) { return ""; }
+  if (localtime_r(&seconds, &local) == nullptr) { return ""; }
   char text[32];
   const bool soon = *seconds_left < day_s;
   return std::strftime(text, sizeof text, soon ? "~%H:%M" : "~%a %H:%M", &local) > 0 ? text : "";

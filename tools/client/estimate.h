@@ -8,7 +8,7 @@
 
 // What an estimate of one job goes by.
 struct job_outlook {
-  enum class phase { other, waiting, running };
+  enum class phase { other, waiting, running, at_remote_server };
 
   phase now = phase::other;
   bool paused = false;
@@ -20,11 +20,15 @@ struct job_outlook {
 
 // Seconds from now until each job is done, in the order of the queue, which is the order in which
 // the service takes the waiting ones, one at a time. Nothing where there is no basis: neither for a
-// paused job nor for one behind a job of unknown length.
+// paused job nor for one behind a job of unknown length. While a job is at the remote server, it is
+// unknown whether those that wait go there too.
 std::vector<std::optional<double>> time_left(const std::vector<job_outlook>& jobs);
 
-// "~14:32", "~Tue 09:05" for a day within a week, "" for what is further away: an estimate that
-// long is a guess. `now` is in seconds since 1970; told in local time.
+// The moment at which a job is expected to be done, in seconds since 1970; `now` is in the same.
+// Nothing for what is unknown or more than six days away: an estimate that long is a guess.
+std::optional<std::int64_t> ready_at(std::optional<double> seconds_left, std::int64_t now);
+
+// The same in local time: "~14:32", "~Tue 09:05" for another day of the week, "" for nothing.
 std::string expected_moment(std::optional<double> seconds_left, std::int64_t now);
 
 // "3:05", "1:02:09": hours, minutes and seconds.

@@ -31,10 +31,12 @@ constexpr std::int64_t longest_gap_s = 600;
 constexpr double newest_share = 0.3;
 
 // With somebody else's environment, as after "sudo -E", the folder is theirs: what a superuser
-// leaves there they could not write to later.
-bool is_folder_of_this_user(const std::string& folder) {
+// leaves there they could not write to later. One that a whole group may write to is meant for
+// that.
+bool is_folder_to_write_to(const std::string& folder) {
   struct stat status {};
-  return stat(folder.c_str(), &status) == 0 && status.st_uid == geteuid();
+  return stat(folder.c_str(), &status) == 0 &&
+         (status.st_uid == geteuid() || (status.st_mode & S_IWGRP) != 0);
 }
 
 bool sensible(double value) {
@@ -71,9 +73,11 @@ void job_history::take_line(const std::string& line) {
 }
 
 bool job_history::save(const std::string& path) const {
-  if (!is_folder_of_this_user(path.substr(0, path.rfind('/')))) { return false; }
+  if (!is_folder_to_write_to(path.substr(0, path.rfind('/')))) { return false; }
   replacement_file file = replacement_file::with_random_name(path + ".");
-  return file.valid() && file.write(text()) && file.close() && file.rename_to(path);
+  // The folder's mode says who may read it.
+  return file.valid() && fchmod(file.fd(), 0644) == 0 && file.write(text()) && file.close() &&
+         file.rename_to(path);
 }
 
 std::string job_history::text() const {
@@ -125,7 +129,10 @@ std::optional<double> job_history::speed(const std::string& profile) const {
   return found == speeds_.end() ? std::nullopt : std::optional<double>(found->second);
 }
 
-std::string job_history_path() {
+history_place find_history(const std::string& shared_folder) {
+  if (access(shared_folder.c_str(), W_OK | X_OK) == 0) {
+    return {shared_folder + "/history", true};
+  }
   const char* cache = std::getenv("XDG_CACHE_HOME");
   const char* home = std::getenv("HOME");
   std::string folder;
@@ -134,9 +141,9 @@ std::string job_history_path() {
   } else if (home != nullptr && home[0] == '/') {
     folder = std::string(home) + "/.cache";
   } else {
-    return "";
+    return {};
   }
   folder += "/qx_vod_ctl";
   mkdir_p(folder.c_str(), 0700, -1);
-  return folder + "/history";
+  return {folder + "/history", false};
 }

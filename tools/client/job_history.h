@@ -47,6 +47,15 @@ private:
   std::map<std::string, double> speeds_;
 };
 
-// "$XDG_CACHE_HOME/qx_vod_ctl/history" or "~/.cache/qx_vod_ctl/history", its folder made; empty
-// where there is no home.
-std::string job_history_path();
+// What clients have seen is shared by all who may use the control socket, so that each of them, the
+// gateway too, expects a job to be ready at the same moment. The service's unit makes this folder.
+constexpr const char* shared_history_folder = "/run/qx_vod_service";
+
+struct history_place {
+  std::string path;        // empty where there is no place
+  bool is_shared = false;  // others read and write it at the same time
+};
+
+// "history" in `shared_folder` where this user may write there, else "qx_vod_ctl/history" in
+// $XDG_CACHE_HOME or ~/.cache, its folder made; none where there is no home either.
+history_place find_history(const std::string& shared_folder = shared_history_folder);

@@ -2,6 +2,7 @@
 #include "tools/client/outlook.h"
 
 #include "platform/media_metadata.h"
+#include "rules/states.h"
 #include "tools/client/estimate.h"
 
 namespace {
@@ -13,11 +14,12 @@ bool waits(const item_view& item) {
 
 }  // namespace
 
-outlook::outlook() : path_(job_history_path()) {
-  if (!path_.empty()) { history_.load(path_); }
+outlook::outlook(history_place place) : place_(std::move(place)) {
+  if (!place_.path.empty()) { history_.load(place_.path); }
 }
 
 void outlook::note(const std::vector<listed_item>& items, std::int64_t now) {
+  if (place_.is_shared) { history_.load(place_.path); }
   for (const auto& [position, item] : items) {
     if (item.is(TRANSCODE_TRANSCODING) && !item.paused) {
       history_.note(item.entry_id, item.profile, item.progress, length_of(item.input_file), now);
@@ -25,6 +27,7 @@ void outlook::note(const std::vector<listed_item>& items, std::int64_t now) {
       history_.forget(item.entry_id);
     }
   }
+  if (place_.is_shared) { history_.save(place_.path); }
 }
 
 std::vector<std::optional<double>> outlook::time_left(const std::vector<listed_item>& items) {
@@ -34,8 +37,9 @@ std::vector<std::optional<double>> outlook::time_left(const std::vector<listed_i
     job_outlook job;
     if (item.is(TRANSCODE_TRANSCODING)) { job.now = job_outlook::phase::running; }
     if (waits(item)) { job.now = job_outlook::phase::waiting; }
+    if (item.state == name_of(TRANSCODE_REMOTE)) { job.now = job_outlook::phase::at_remote_server; }
     job.paused = item.paused;
-    if (job.now != job_outlook::phase::other) {
+    if (job.now == job_outlook::phase::running || job.now == job_outlook::phase::waiting) {
       job.share_done = item.progress / 10000.0;
       job.length = length_of(item.input_file);
       job.speed = history_.speed(item.profile);
@@ -53,7 +57,7 @@ std::optional<double> outlook::speed(const item_view& item) {
 }
 
 void outlook::save() const {
-  if (!path_.empty()) { history_.save(path_); }
+  if (!place_.path.empty() && !place_.is_shared) { history_.save(place_.path); }
 }
 
 std::optional<double> outlook::length_of(const std::string& file) {

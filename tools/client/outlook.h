@@ -11,10 +11,12 @@
 
 class outlook {
 public:
-  // Reads what earlier jobs taught, from the user's cache folder.
-  outlook();
+  // Reads what earlier jobs taught from where find_history() says, or from `place`.
+  outlook() : outlook(find_history()) {}
+  explicit outlook(history_place place);
 
-  // Takes note of the queue as it is at `now` (seconds since 1970).
+  // Takes note of the queue as it is at `now` (seconds since 1970). A shared history is read before
+  // and written after that: others take note at the same time.
   void note(const std::vector<listed_item>& items, std::int64_t now);
 
   // Seconds until each of `items`, the whole queue in its order, is done.
@@ -23,14 +25,15 @@ public:
   // How many times as fast as it plays a job is made; nothing where that is not known.
   std::optional<double> speed(const item_view& item);
 
-  // Keeps what was learnt for the next client. A folder that cannot be written costs only that.
+  // Keeps what was learnt for the next client; a shared history has it already. A folder that
+  // cannot be written costs only that.
   void save() const;
 
 private:
   // Seconds, as the metadata beside the source tell. Read until they tell it.
   std::optional<double> length_of(const std::string& file);
 
-  std::string path_;
+  history_place place_;
   job_history history_;
   std::map<std::string, std::optional<double>> lengths_;
 };

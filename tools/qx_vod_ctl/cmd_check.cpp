@@ -32,7 +32,7 @@ int run_check(const check_options& options) {
   }
   catch_tool_signals();
   job_history history;
-  history.load(job_history_path());
+  history.load(find_history().path);
   const prospect found = look_ahead(
       path, options.profile, [&](const std::string& profile) { return history.speed(profile); });
   if (options.json) {

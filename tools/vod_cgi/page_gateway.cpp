@@ -1,9 +1,11 @@
 // Takes the queue page's requests through: method, origin, query, body, the service, answer.
 #include "tools/vod_cgi/page_gateway.h"
 
+#include <ctime>
 #include <string>
 
 #include "platform/paths.h"
+#include "tools/client/outlook.h"
 #include "tools/client/service_connection.h"
 #include "tools/vod_cgi/page_command.h"
 #include "tools/vod_cgi/page_query.h"
@@ -42,7 +44,11 @@ page_answer answer_queue(const cgi_input& input, std::string_view socket_path,
   queue_listing queue;
   service_reply failure;
   if (!read_queue(service, {}, queue, failure, gateway_limits)) { return page_failure(failure); }
-  return {200, view_of_queue(queue.items, wanted, vod_folder{path_output_dir})};
+  outlook what_is_known;
+  const std::int64_t now = std::time(nullptr);
+  what_is_known.note(queue.items, now);
+  const expected_ends ends = {what_is_known.time_left(queue.items), now};
+  return {200, view_of_queue(queue.items, ends, wanted, vod_folder{path_output_dir})};
 }
 
 page_answer answer_command(const cgi_input& input, int body_fd, std::string_view socket_path,

@@ -8,6 +8,7 @@
 
 #include "platform/media_metadata.h"
 #include "rules/states.h"
+#include "tools/client/estimate.h"
 #include "tools/job_log/job_reason.h"
 #include "tools/vod_cgi/folded_text.h"
 #include "tools/vod_cgi/job_view.h"
@@ -21,15 +22,16 @@ struct shown_job {
   std::uint64_t position = 0;
   item_view item;
   job_group group = job_group::waiting;
+  std::optional<std::int64_t> ready_at;  // seconds since 1970
 };
 
 // Without those in state "cleared", which leave the queue when the service looks at it next.
-std::vector<shown_job> shown_jobs(const std::vector<listed_item>& jobs) {
+std::vector<shown_job> shown_jobs(const std::vector<listed_item>& jobs, const expected_ends& ends) {
   std::vector<shown_job> shown;
-  for (const listed_item& job : jobs) {
-    if (job.item.state != name_of(TRANSCODE_CLEARED)) {
-      shown.push_back({job.position, job.item, group_of(job.item)});
-    }
+  for (std::size_t i = 0; i < jobs.size(); ++i) {
+    const auto& [position, item] = jobs[i];
+    if (item.state == name_of(TRANSCODE_CLEARED)) { continue; }
+    shown.push_back({position, item, group_of(item), ready_at(ends.left[i], ends.now)});
   }
   return shown;
 }
@@ -80,6 +82,8 @@ json11::Json item_json(const shown_job& job, const vod_folder& folder) {
       {"text", item.text},
       {"reason", reason_of(job)},
       {"progress", item.progress},
+      {"ready_at",
+       job.ready_at ? json11::Json(static_cast<double>(*job.ready_at)) : json11::Json()},
       {"profile", item.profile},
       {"profiles", item.offered},
       {"paused", item.paused},
@@ -140,9 +144,9 @@ json11::Json::object count_states(const std::vector<shown_job>& jobs) {
 
 }  // namespace
 
-json11::Json view_of_queue(const std::vector<listed_item>& jobs, const queue_query& wanted,
-                           const vod_folder& folder) {
-  std::vector<shown_job> sorted = shown_jobs(jobs);
+json11::Json view_of_queue(const std::vector<listed_item>& jobs, const expected_ends& ends,
+                           const queue_query& wanted, const vod_folder& folder) {
+  std::vector<shown_job> sorted = shown_jobs(jobs, ends);
   std::sort(sorted.begin(), sorted.end(), stands_before);
   const std::string folded_search = folded_text(wanted.search);
   json11::Json::array items;

@@ -80,6 +80,20 @@ TEST(time_left, of_a_job_that_makes_no_progress_is_unknown) {
   EXPECT_THAT(time_left({running(0.5, 0.0)}), ElementsAre(std::nullopt));
 }
 
+TEST(time_left, of_waiting_jobs_is_unknown_while_one_is_at_the_remote_server) {
+  job_outlook remote;
+  remote.now = job_outlook::phase::at_remote_server;
+  EXPECT_THAT(time_left({running(0.5, 0.05), remote, waiting(60.0, 2.0)}),
+              ElementsAre(Optional(DoubleEq(10.0)), std::nullopt, std::nullopt));
+}
+
+TEST(ready_at, is_a_moment_within_six_days) {
+  EXPECT_EQ(ready_at(90.4, 1000), 1090);
+  EXPECT_EQ(ready_at(6 * 86400.0, 0), 518400);
+  EXPECT_EQ(ready_at(6 * 86400.0 + 1, 0), std::nullopt);
+  EXPECT_EQ(ready_at(std::nullopt, 1000), std::nullopt);
+}
+
 TEST_F(estimated_moment, within_a_day_is_a_time_of_day) {
   EXPECT_EQ(expected_moment(90 * 60.0, noon), "~13:30");
 }

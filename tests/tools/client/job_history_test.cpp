@@ -119,12 +119,26 @@ TEST_F(job_history_file, that_is_a_folder_is_none) {
 
 TEST_F(job_history_file, lies_in_the_user_s_cache_folder) {
   setenv("XDG_CACHE_HOME", (folder_ + "/cache").c_str(), 1);
-  EXPECT_EQ(job_history_path(), folder_ + "/cache/qx_vod_ctl/history");
+  EXPECT_EQ(find_history("/nonexistent").path, folder_ + "/cache/qx_vod_ctl/history");
   EXPECT_TRUE(std::filesystem::is_directory(folder_ + "/cache/qx_vod_ctl"));
+}
+
+TEST_F(job_history_file, is_shared_where_the_service_has_made_a_folder_for_it) {
+  setenv("XDG_CACHE_HOME", (folder_ + "/cache").c_str(), 1);
+  const history_place place = find_history(folder_);
+  EXPECT_EQ(place.path, folder_ + "/history");
+  EXPECT_TRUE(place.is_shared);
+  EXPECT_FALSE(std::filesystem::exists(folder_ + "/cache"));
+}
+
+TEST_F(job_history_file, can_be_read_by_everybody_who_may_enter_its_folder) {
+  ASSERT_TRUE(job_history().save(folder_ + "/history"));
+  EXPECT_EQ(std::filesystem::status(folder_ + "/history").permissions(),
+            static_cast<std::filesystem::perms>(0644));
 }
 
 TEST(job_history_path, is_empty_without_a_home) {
   unsetenv("XDG_CACHE_HOME");
   unsetenv("HOME");
-  EXPECT_EQ(job_history_path(), "");
+  EXPECT_EQ(find_history("/nonexistent").path, "");
 }

@@ -126,7 +126,8 @@ TEST(cgi_fuzz, jobs_of_any_kind_are_shown_without_their_command_lines) {
     wanted.search = texts.next();
     listed_item listed;
     read_item(job, listed.item);
-    const std::string view = view_of_queue({listed}, wanted, vod_folder{"/nowhere/"}).dump();
+    const std::string view =
+        view_of_queue({listed}, {{std::nullopt}, 0}, wanted, vod_folder{"/nowhere/"}).dump();
     ASSERT_EQ(view.find("secret"), std::string::npos) << view;
   }
 }

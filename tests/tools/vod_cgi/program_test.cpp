@@ -1,4 +1,5 @@
 // The program as a web server runs it, in front of the service that ships.
+#include <ctime>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -100,6 +101,32 @@ TEST_F(cgi_program, answers_400_for_a_source_that_is_not_allowed) {
   EXPECT_THAT(post("add", "input file:/etc/passwd\ntranscode state:ready\n"),
               HasSubstr("X-comm-error:One or more parameters were not accepted\n"));
   EXPECT_EQ(machine.client.list()["total"].int_value(), 0);
+}
+
+// The moment at which the queue page expects the first job to be ready, as the client writes it.
+std::string expected_moment(const std::string& answer) {
+  std::string error;
+  const auto queue = json11::Json::parse(answer.substr(answer.find("\r\n\r\n") + 4), error);
+  const auto moment = static_cast<time_t>(queue["items"][0]["ready_at"].number_value());
+  char text[8];
+  std::strftime(text, sizeof text, "~%H:%M", std::localtime(&moment));
+  return moment == 0 ? "no moment in " + answer : text;
+}
+
+TEST_F(cgi_program, expects_a_job_to_be_ready_when_the_client_does) {
+  machine.root.plan(tool::transcode, tool_plan().print("Encoding: frame=50/100\n").wait("go"));
+  machine.start();
+  machine.root.write_source("/mnt/media/clip.ts", "video/mp2t");
+  const auto id = machine.client.add_ready("/mnt/media/clip.ts");
+  machine.client.wait_for_progress(id, 5000);
+  const auto now = static_cast<long>(std::time(nullptr));
+  machine.root.write("/run/qx_vod_service/history", "running " + id + " " +
+                                                        std::to_string(now - 7200) + " 0 " +
+                                                        std::to_string(now - 1) + " 4999\n");
+  const std::string before = expected_moment(get("c=queue"));
+  const std::string status = machine.root.run({QX_VOD_CTL, "status"}).out;
+  const std::string after = expected_moment(get("c=queue"));
+  EXPECT_THAT(status, testing::AnyOf(HasSubstr(before), HasSubstr(after)));
 }
 
 TEST_F(cgi_program, passes_no_other_command) {

@@ -32,14 +32,16 @@ json11::Json::object job(const std::string& id, const std::string& state, const 
   return made;
 }
 
-json11::Json view(const json11::Json::array& jobs, const queue_query& wanted = {}) {
+json11::Json view(const json11::Json::array& jobs, const queue_query& wanted = {},
+                  std::optional<double> left = std::nullopt) {
   std::vector<listed_item> items;
   for (const json11::Json& made : jobs) {
     listed_item listed;
     listed.position = items.size();
     if (read_item(made, listed.item)) { items.push_back(std::move(listed)); }
   }
-  return view_of_queue(items, wanted, vod_folder{"/nowhere/"});
+  const expected_ends ends = {std::vector<std::optional<double>>(items.size(), left), 1000};
+  return view_of_queue(items, ends, wanted, vod_folder{"/nowhere/"});
 }
 
 std::vector<std::string> ids(const json11::Json& seen, const char* key = "items") {
@@ -111,6 +113,11 @@ TEST(cgi_queue_view, searches_paths_and_texts_in_either_case) {
                           job("b", "ready", "state", "nichts als \xc3\xa4rger"), job("c", "ready")},
                          wanted);
   EXPECT_THAT(ids(seen), ElementsAre("a", "b"));
+}
+
+TEST(cgi_queue_view, tells_when_a_job_is_expected_to_be_ready) {
+  EXPECT_EQ(view({job("a", "transcoding")}, {}, 90.4)["items"][0]["ready_at"].dump(), "1090");
+  EXPECT_TRUE(view({job("a", "transcoding")})["items"][0]["ready_at"].is_null());
 }
 
 TEST(cgi_queue_view, leaves_out_command_lines) {
