@@ -1,4 +1,3 @@
-// Programs that the media matrix runs.
 #include "tests/media/child_output.h"
 
 #include <cerrno>

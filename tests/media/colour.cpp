@@ -1,4 +1,3 @@
-// Colours as a browser shows them.
 #include "tests/media/colour.h"
 
 #include <algorithm>

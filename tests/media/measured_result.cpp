@@ -1,4 +1,3 @@
-// What is found in the result of a transcode.
 #include "tests/media/measured_result.h"
 
 #include <algorithm>

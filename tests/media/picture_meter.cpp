@@ -1,4 +1,3 @@
-// What is measured in the pictures of a result.
 #include "tests/media/picture_meter.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// What is measured in the sound of a result.
 #include "tests/media/sound_meter.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Compares what was measured in a result with what it has to look like.
 #include "tests/media/verdict.h"
 
 #include <algorithm>

@@ -10,7 +10,7 @@ struct advice {
   const char* words;
 };
 
-// A text is looked up by its beginning: some end with a cause of their own.
+// Texts are compared by their beginning, since some end with a cause.
 constexpr advice advices[] = {
     {status_busy, "it is running: cancel it first"},
     {status_too_many, "remove waiting jobs, or add again when some are done"},

@@ -1,9 +1,9 @@
-// What an operator can do about a refusal of the service.
+// Advice for an operator whose request the service refused.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-// The advice on a refusal, by the text of the reply or of the refused item; empty where there is
-// nothing to say.
+// The advice for a refusal, by the text of the reply or of the refused item; empty if there is
+// none.
 std::string advice_for(std::string_view text);

@@ -1,4 +1,3 @@
-// When a job will be done.
 #include "tools/client/estimate.h"
 
 #include <algorithm>

@@ -18,12 +18,12 @@ struct item_view {
   std::vector<std::string> offered;  // the profiles listed for it, best first
   std::string state;                 // the job's state: "init", "ready", "transcoding", ...
   std::string sub_state;             // the step within that state; empty where it has none
-  std::string text;                  // what the service tells people of it
+  std::string text;                  // the status text that the service sets for people
   std::string reason;                // why it failed, in its tool's words; see read_reason()
   int progress = 0;                  // ten-thousandths, 0 to 10000
   bool delete_on_finish = false;
   bool paused = false;
-  bool waiting = false;  // resumed, until the job before it lets it go on
+  bool waiting = false;  // resumed, but still behind the job that is running
   bool approved = true;
   bool uploaded = false;  // its source went to the remote server
   int fileops_job = -1;   // the number of its job directory; -1 for none
@@ -39,7 +39,7 @@ struct item_view {
   bool holds_a_turn() const { return pid != -1 && !paused && !waiting; }
   // Whether the item is in the state of that name: one of job_states, or failed_jobs.
   bool is_in(std::string_view name) const;
-  // The text, and the reason where there is one: "Transcoding failed: disk-full: ..."
+  // The text, followed by the reason if there is one: "Transcoding failed: disk-full: ..."
   std::string text_and_reason() const;
   // "ready: query profiles"
   std::string state_and_step() const;
@@ -52,10 +52,10 @@ constexpr const char* job_states[] = {name_of(TRANSCODE_INIT),        name_of(TR
                                       name_of(TRANSCODE_DONE),        name_of(TRANSCODE_CANCELLING),
                                       name_of(TRANSCODE_CANCELLED),   name_of(TRANSCODE_CLEARED)};
 
-// What ended before its end although nobody asked for it; to the service these are "cancelled".
+// Jobs that ended early although nobody cancelled them; to the service these are "cancelled".
 constexpr const char* failed_jobs = "failed";
 
-// Reads an item. False when it is none, which an object without an entry id is.
+// Reads an item. False if it is not one, such as an object without an entry id.
 bool read_item(const json11::Json& json, item_view& item);
 bool read_item(const std::string& json_text, item_view& item);
 

@@ -1,4 +1,3 @@
-// Tells failed jobs from cancelled ones.
 #include "tools/client/job_ending.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// How a job ended, by what the service reports of it.
+// Tells failed jobs from cancelled ones by the status that the service reports.
 #pragma once
 
 #include <string_view>

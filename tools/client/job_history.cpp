@@ -1,7 +1,7 @@
-// What earlier jobs teach of later ones.
+// The history file has lines of two kinds:
 //
 //   running ID SINCE FROM UNTIL TO     times in seconds since 1970, progress in ten-thousandths
-//   speed VALUE PROFILE                seconds of source in a second
+//   speed VALUE PROFILE                seconds of source per second
 #include "tools/client/job_history.h"
 
 #include <cmath>
@@ -24,15 +24,15 @@ constexpr std::size_t longest_line = 512;
 
 // Two looks that are closer together than this say little.
 constexpr std::int64_t shortest_look_s = 3;
-// A job that was not looked at for so long may have stood still meanwhile.
+// A job that was not observed for this long may have been stopped in between.
 constexpr std::int64_t longest_gap_s = 600;
 // How much of a profile's speed each look decides: after some ten looks it is that of the job which
 // is at work.
 constexpr double newest_share = 0.3;
 
-// With somebody else's environment, as after "sudo -E", the folder is theirs: what a superuser
-// leaves there they could not write to later. One that a whole group may write to is meant for
-// that.
+// With another user's environment, as after "sudo -E", the directory is theirs: they could not
+// write to a file that the superuser leaves there. A directory that is writable by a whole group is
+// meant for sharing.
 bool is_folder_to_write_to(const std::string& folder) {
   struct stat status {};
   return stat(folder.c_str(), &status) == 0 &&

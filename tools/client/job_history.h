@@ -1,6 +1,5 @@
-// What earlier jobs teach of later ones: how fast each profile is made on this machine. Kept in a
-// small text file in the user's cache folder, so that a client that is started for a moment knows
-// what one that watched has seen.
+// How fast each profile was transcoded on this machine so far. Kept in a small text file in the
+// user's cache directory, so that a short-lived client knows what a watching one has measured.
 #pragma once
 
 #include <cstdint>
@@ -10,19 +9,19 @@
 
 class job_history {
 public:
-  // Reads the file, if there is one; what is no line of it is passed over.
+  // Reads the file if it exists; malformed lines are ignored.
   void load(const std::string& path);
 
   // Writes the file whole, under a temporary name first. False when it cannot be written, which
   // costs nothing but the knowledge.
   bool save(const std::string& path) const;
 
-  // Notes how far a running job is: `progress` in ten-thousandths, `now` in seconds since 1970,
-  // `length` of its source in seconds where it is known.
+  // Records the progress of a running job: `progress` in ten-thousandths, `now` in seconds since
+  // 1970, `length` of its source in seconds if known.
   void note(const std::string& id, const std::string& profile, int progress,
             std::optional<double> length, std::int64_t now);
 
-  // Forgets how far a job was: it stood still, or runs no longer.
+  // Forgets the recorded progress of a job that was suspended or no longer runs.
   void forget(const std::string& id) { running_.erase(id); }
 
   // The share of its whole that a job does in a second; nothing before it was seen twice.
@@ -47,15 +46,15 @@ private:
   std::map<std::string, double> speeds_;
 };
 
-// What clients have seen is shared by all who may use the control socket, so that each of them, the
-// gateway too, expects a job to be ready at the same moment. The service's unit makes this folder.
+// Measurements are shared by all users of the control socket, so that each of them, and the
+// gateway, expects a job to be ready at the same time. The service's unit creates this directory.
 constexpr const char* shared_history_folder = "/run/qx_vod_service";
 
 struct history_place {
-  std::string path;        // empty where there is no place
+  std::string path;        // empty if there is none
   bool is_shared = false;  // others read and write it at the same time
 };
 
-// "history" in `shared_folder` where this user may write there, else "qx_vod_ctl/history" in
-// $XDG_CACHE_HOME or ~/.cache, its folder made; none where there is no home either.
+// "history" in `shared_folder` if this user may write there, else "qx_vod_ctl/history" in
+// $XDG_CACHE_HOME or ~/.cache, after creating its directory; none without a home directory.
 history_place find_history(const std::string& shared_folder = shared_history_folder);

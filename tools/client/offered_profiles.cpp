@@ -1,4 +1,3 @@
-// Asks the transcoder what it can make of a source.
 #include "tools/client/offered_profiles.h"
 
 #include <algorithm>

@@ -17,9 +17,9 @@ bool is_profile_name(std::string_view text);
 // there is no limit. No time limit is set.
 program_request profile_listing(const std::string& path, std::int32_t max_profile);
 
-// What the service would be offered for the source at `path`, an absolute path, under the
-// configuration as it is now; empty where that cannot be found out within `time_limit`, as by a
-// user who may not read the file. Blocks.
+// The profiles that the service would be offered for the source at the absolute path `path` under
+// the current configuration; empty if they cannot be listed within `time_limit`, for example
+// because this user may not read the file. Blocks.
 std::vector<std::string> offered_profiles(const std::string& path,
                                           std::chrono::milliseconds time_limit);
 

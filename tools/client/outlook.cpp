@@ -1,4 +1,3 @@
-// What an estimate goes by.
 #include "tools/client/outlook.h"
 
 #include "platform/media_metadata.h"

@@ -22,11 +22,11 @@ public:
   // Seconds until each of `items`, the whole queue in its order, is done.
   std::vector<std::optional<double>> time_left(const std::vector<listed_item>& items);
 
-  // How many times as fast as it plays a job is made; nothing where that is not known.
+  // How fast a job is transcoded, as a multiple of playing speed; nothing if that is not known.
   std::optional<double> speed(const item_view& item);
 
-  // Keeps what was learnt for the next client; a shared history has it already. A folder that
-  // cannot be written costs only that.
+  // Saves the measurements for the next client; a shared history already has them. A directory that
+  // cannot be written is ignored.
   void save() const;
 
 private:

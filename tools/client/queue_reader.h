@@ -19,8 +19,8 @@ struct queue_range {
 // How much trouble a queue that changes, or a service that never ends its listing, may make.
 struct reading_limits {
   int most_readings = 8;
-  // Whether the last reading counts although the queue changed: jobs that came or went meanwhile
-  // may be missing then.
+  // Whether the last attempt is used although the queue changed while it was read: jobs that came
+  // or went in the meantime may be missing.
   bool takes_changed_queue = false;
   // Bytes of pages in one reading: ten times what 512 jobs need.
   std::size_t most_bytes = 16U << 20U;

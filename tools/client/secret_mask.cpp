@@ -1,4 +1,3 @@
-// Takes passwords out of texts.
 #include "tools/client/secret_mask.h"
 
 #include <algorithm>
@@ -16,7 +15,7 @@ bool is_credential_option(const std::string& argument) {
          std::end(credential_options);
 }
 
-// "--user=NAME" without the name; the argument itself where it is none of these.
+// "--user=NAME" without the name; any other argument unchanged.
 std::string without_credential(const std::string& argument) {
   const auto equals = argument.find('=');
   if (equals == std::string::npos || !is_credential_option(argument.substr(0, equals))) {

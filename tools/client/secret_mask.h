@@ -1,4 +1,4 @@
-// Takes passwords out of texts that leave the machine or stand on a screen.
+// Masks passwords in texts that leave the machine or are shown on a screen.
 #pragma once
 
 #include <string>
@@ -6,13 +6,13 @@
 
 #include <json11.hpp>
 
-// What stands in a secret's place.
+// Replaces a secret.
 constexpr const char* masked_text = "(masked)";
 
 class secret_mask {
 public:
   secret_mask() = default;
-  // Empty secrets hide nothing and are passed over.
+  // Empty secrets are ignored.
   explicit secret_mask(const std::vector<std::string>& secrets);
 
   // `text` with every occurrence of a secret replaced, character by character: no pattern.

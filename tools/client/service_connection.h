@@ -1,4 +1,4 @@
-// The service behind the control socket.
+// The service, reached through its control socket.
 #pragma once
 
 #include <chrono>

@@ -19,7 +19,7 @@ struct submission {
   step end = step::refused_at_add;
   service_reply reply;  // to the last request that decided: "add" or "ready"
   std::string entry_id;
-  // Of a job refused at "ready": what came of taking it out of the queue again.
+  // For a job refused at "ready": the reply to its removal from the queue.
   service_reply taken_back;
 };
 
@@ -28,9 +28,9 @@ struct submission {
 // did not answer to "ready".
 submission submit(vod_service& service, const new_job& job, bool hold);
 
-// Why the file cannot be made into the profile; empty where it can, where no profile is given, and
-// where only the service can tell. `listed` is what is known to be offered; if it is empty, the
-// transcoder is asked, for `time_limit` at most.
+// Why the file cannot be transcoded to the profile; empty if it can, if no profile is given, or if
+// only the service knows. `listed` are the profiles known to be offered; if it is empty, the
+// transcoder is asked, which takes `time_limit` at most.
 std::string profile_problem(const std::string& profile, const std::string& file,
                             const std::vector<std::string>& listed,
                             std::chrono::milliseconds time_limit);

@@ -1,5 +1,5 @@
-// The service as the subcommands see it: a request goes in, and what it amounts to comes out.
-// Behind it stands the control socket, or a script of answers in the unit tests.
+// The service as the subcommands see it: they send a request and get its interpreted reply. The
+// implementation is the control socket, or a script of answers in the unit tests.
 #pragma once
 
 #include <string>
@@ -11,11 +11,11 @@
 
 using name_values = std::vector<std::pair<std::string, std::string>>;
 
-// How the client ends, beside 0 for success and 2 for a wrong command line. Where one run has
-// several of them to tell, the highest is told.
+// The client's exit statuses, besides 0 for success and 2 for a wrong command line. If several
+// apply to one run, the highest is returned.
 constexpr int exit_job_failed = 1;    // a job was cancelled or failed; standard output is broken
 constexpr int exit_no_service = 3;    // nobody listens, or no sensible answer came
-constexpr int exit_no_such_item = 4;  // never there, or gone meanwhile
+constexpr int exit_no_such_item = 4;  // never existed, or gone in the meantime
 constexpr int exit_refused = 5;       // the service said no
 
 struct service_reply {
@@ -23,7 +23,7 @@ struct service_reply {
   // Whether the service answered at all; only where it did not, other than ok.
   comm_client_result delivery = comm_client_result::ok;
   std::string text;    // "OK", the service's refusal, or why there is no answer
-  std::string advice;  // what to do about it; empty where that is not known
+  std::string advice;  // how to solve it; empty if unknown
   name_values pairs;
   std::string data;
 
@@ -36,7 +36,7 @@ class vod_service {
 public:
   virtual ~vod_service() = default;
 
-  // Sends one command and waits for its answer, or for the deadline. A failure is a reply too.
-  // Trap: with exit_no_service the command may have been carried out all the same.
+  // Sends one command and waits for its answer or the deadline. A failure is a reply too. Trap:
+  // with exit_no_service the command may have been carried out nevertheless.
   virtual service_reply request(std::string_view command, const name_values& pairs) = 0;
 };

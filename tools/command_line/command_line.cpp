@@ -1,4 +1,3 @@
-// The conventions every tool's command line keeps.
 #include "tools/command_line/command_line.h"
 
 #include <cstdio>

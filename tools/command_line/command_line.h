@@ -12,7 +12,7 @@ constexpr int exit_success = 0;
 constexpr int exit_failure = 1;
 constexpr int exit_usage = 2;
 
-// What parsing a command line returns when the tool is to go on.
+// Returned by the parser if the tool should continue.
 constexpr int keep_going = -1;
 
 // Prints "TOOL: FILE: CAUSE" on standard error and returns exit_failure. A file name may hold

@@ -27,7 +27,7 @@ public:
   declared_option& one_of(const std::vector<std::string>& texts);
   // The same for texts that the description names.
   declared_option& one_of_described(const std::vector<std::string>& texts);
-  // `judge` returns what is wrong with a text, nothing if it is fine.
+  // `judge` returns the error in a text, or nothing if the text is valid.
   declared_option& judged_by(std::function<std::string(const std::string&)> judge);
   // How the help calls the value; else by its kind: TEXT, INT, UINT.
   declared_option& value_name(const std::string& name);
@@ -53,8 +53,8 @@ public:
   declared_option add_option(const std::string& names, int& target, const std::string& description);
   declared_option add_option(const std::string& names, std::uint64_t& target,
                              const std::string& description);
-  // Any number of texts. They are kept as they are, but for one kind: one in brackets is split at
-  // its commas and loses the brackets.
+  // Any number of texts. They are kept unchanged, except one in brackets, which is split at its
+  // commas and loses the brackets.
   declared_option add_texts(const std::string& name, std::vector<std::string>& target,
                             const std::string& description);
 
@@ -90,9 +90,8 @@ public:
   void expect_subcommand(const std::string& usage);
   subcommand_parser add_subcommand(const std::string& name, const std::string& summary);
 
-  // Reads the command line after adding --version to what may be given. Returns keep_going, or the
-  // status to exit with; what there was to say has been said then. An option's value may begin with
-  // a dash.
+  // Adds --version and reads the command line. Returns keep_going, or the exit status after having
+  // printed the help or the error. An option's value may begin with a dash.
   int parse(int argc, char** argv);
   // The same for the arguments without the program's name.
   int parse(std::vector<std::string> arguments);

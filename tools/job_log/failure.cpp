@@ -1,4 +1,3 @@
-// Why a tool failed, as a short code.
 #include "tools/job_log/failure.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// Why a tool failed, as a short code for people and scripts. docs/failures.md tells what to do
+// Why a tool failed, as a short code for people and scripts. docs/failures.md explains what to do
 // about each.
 #pragma once
 
@@ -28,9 +28,9 @@ constexpr int failure_count = 17;
 // "source-missing", "disk-full", ...
 const char* failure_code(failure why);
 
-// What the file that a cause belongs to is to the tool.
+// Whether a cause concerns the tool's source or its output.
 enum class file_role { source, output };
 
-// The failure that `cause`, the end of an error line, speaks of. What is not known is the engine's:
-// every other cause is worded by the tools themselves or by the system.
+// The failure described by `cause`, the end of an error line. Unknown causes are attributed to the
+// engine, since all others are worded by the tools themselves or by the system.
 failure failure_of_cause(std::string_view cause, file_role role);

@@ -1,4 +1,3 @@
-// The log of this run of a tool.
 #include "tools/job_log/job_log.h"
 
 #include <algorithm>
@@ -21,8 +20,8 @@ namespace {
 constexpr std::size_t longest_line = 4096;
 constexpr std::size_t most_pending = std::size_t{64} << 10;
 
-// What is left of each end of a log that has grown to its limit, so that it is not cut at each
-// line.
+// How much is kept of each end of a log that has reached its limit. Less than half of the limit, so
+// that not every new line causes another cut.
 constexpr std::size_t kept_end = job_log_limit / 4;
 
 constexpr int opening = O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
@@ -86,7 +85,7 @@ void cut_middle(int fd, std::size_t size) {
   if (ftruncate(fd, static_cast<off_t>(head.size())) == 0) { write_all(fd, mark + end); }
 }
 
-// All or nothing, as far as a full disk allows: half a line is taken back.
+// All or nothing, if possible on a full disk: half a line is removed again.
 bool append(int fd, const std::string& text) {
   struct stat status = {};
   if (fstat(fd, &status) != 0) { return false; }

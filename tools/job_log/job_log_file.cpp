@@ -1,4 +1,3 @@
-// The log of a job's tools as a file.
 #include "tools/job_log/job_log_file.h"
 
 #include <algorithm>

@@ -16,15 +16,15 @@ constexpr std::size_t job_log_limit = std::size_t{256} << 10;
 // like that, whatever a file is called and whatever an engine says.
 constexpr std::string_view job_log_opening = "=== ";
 constexpr std::string_view job_log_closing = "--- ";
-// What a closing line of a run that failed goes on with; "CODE: SENTENCE" follows.
+// Follows the tool's name in the closing line of a failed run, before "CODE: SENTENCE".
 constexpr std::string_view job_log_failed = " failed: ";
 
 // The directory with the metadata of `media`, absolute; empty where it can have none.
 std::string metadata_folder_of(const std::string& media);
 
-// The log in the metadata directory of `media`, or its last `limit` bytes; empty where there is
-// none. No symbolic link is followed, and only a regular file with no other name is read: others
-// may write to the folder.
+// The log in the metadata directory of `media`, or its last `limit` bytes; empty if it does not
+// exist. Symbolic links are not followed, and only a regular file with no other name is read,
+// because others may write to the directory.
 std::string read_job_log(const std::string& media, std::size_t limit = job_log_limit);
 
 // Whether a tool has a section open in the log of `media`. False where the file system knows no

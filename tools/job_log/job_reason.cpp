@@ -1,4 +1,3 @@
-// Why a job failed, out of the log of its tools.
 #include "tools/job_log/job_reason.h"
 
 #include <algorithm>
@@ -23,7 +22,7 @@ constexpr std::size_t longest_sentence = 500;
 // The service writes a job's status as soon as it sees that the tool has ended.
 constexpr std::chrono::milliseconds same_moment{1000};
 
-// Which tool's failure each of the service's texts speaks of, and where it keeps its log.
+// Which tool's failure each of the service's texts reports, and where that tool keeps its log.
 struct failed_step {
   std::string_view text;
   const char* tool;
@@ -39,7 +38,7 @@ constexpr failed_step failed_steps[] = {
 
 struct marked_line {
   std::string_view time;
-  std::string_view rest;  // what follows the tool's name
+  std::string_view rest;  // the rest of the line after the tool's name
 };
 
 // "=== 2026-11-22T01:30:00.000Z TOOL ..."; nothing for another tool's line.

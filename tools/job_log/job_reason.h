@@ -9,7 +9,7 @@
 // did not, and when no run of that tool is there.
 std::optional<std::string> last_failure(std::string_view log, std::string_view tool);
 
-// What is needed of a job to tell why it failed.
+// The facts about a job that are needed to find out why it failed.
 struct ended_job {
   std::string text;  // the status text
   std::string input_file;

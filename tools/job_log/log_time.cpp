@@ -1,4 +1,3 @@
-// Points in time as the logs write them.
 #include "tools/job_log/log_time.h"
 
 #include <cstdio>

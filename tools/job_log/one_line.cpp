@@ -1,4 +1,3 @@
-// Text from outside, made fit for one line.
 #include "tools/job_log/one_line.h"
 
 #include <cstdio>

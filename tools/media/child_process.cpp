@@ -1,4 +1,3 @@
-// One external program and its pipes.
 #include "tools/media/child_process.h"
 
 #include <algorithm>
@@ -76,7 +75,7 @@ void close_range_of(unsigned first, unsigned last) {
   }
 }
 
-// Everything the tool holds is close-on-exec by its own care; this is for what it inherited.
+// The tool opens all its own descriptors close-on-exec; this closes the inherited ones.
 void close_all_but(std::vector<int> kept) {
   std::sort(kept.begin(), kept.end());
   unsigned first = STDERR_FILENO + 1;
@@ -133,7 +132,7 @@ void prepare_and_execute(child_plan& plan) {
   _exit(told == sizeof cause ? 127 : 126);
 }
 
-// What stood in the way of execution: 0 when the pipe closed, as a successful exec does.
+// The error that prevented execution; 0 if the pipe closed, as it does on a successful exec.
 int read_failure(int fd) {
   int cause = 0;
   ssize_t count = 0;

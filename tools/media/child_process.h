@@ -2,8 +2,8 @@
 //
 // The child has standard input from /dev/null, its output and errors in two pipes, an environment
 // of PATH and LC_ALL=C, no other descriptor and no blocked signal. It stays in the tool's process
-// group, so that what is sent to the group reaches it too, but ignores SIGUSR1 and SIGUSR2, which
-// are the tool's to act on. It dies with the tool, however the tool ends.
+// group, so that signals to the group reach it too, but ignores SIGUSR1 and SIGUSR2, on which the
+// tool itself acts. It dies with the tool, however the tool ends.
 #pragma once
 
 #include <chrono>
@@ -18,7 +18,7 @@
 
 // How much of the machine a child may take; the numbers are those of the transcoder's -d option.
 struct child_priority {
-  // 0 keeps what is inherited; 1 to 6 is batch scheduling with the lowest best-effort disk
+  // 0 keeps the inherited priority; 1 to 6 is batch scheduling with the lowest best-effort disk
   // priority; 7 is idle scheduling and idle disk priority.
   int level = 0;
 };
@@ -50,8 +50,8 @@ public:
   // Ends the child at once, stopped or not. It is still to be reaped.
   void kill();
 
-  // Takes the child's end if it has come; true once it has, with wait_status() valid. An end that
-  // somebody else in the process has taken counts as a failure.
+  // Collects the child's exit status if it has ended; true once it has, with wait_status() valid. A
+  // status that was collected elsewhere in the process counts as a failure.
   bool reap();
   int wait_status() const { return wait_status_; }
 

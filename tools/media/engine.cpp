@@ -1,4 +1,3 @@
-// How the media engines are called.
 #include "tools/media/engine.h"
 
 #include <algorithm>
@@ -57,8 +56,8 @@ std::string first_telling_line(std::string_view errors) {
   return "";
 }
 
-// One of the machine's own troubles that is named as the cause: it ended the engine, however much
-// of the file was complained of before. Empty where there is none.
+// A machine-wide problem that is named in the errors. It is the cause even if the engine complained
+// about the file before. Empty if there is none.
 std::string machine_trouble(const std::string& errors) {
   for (const int error : {ENOSPC, EDQUOT, EFBIG, ENOMEM}) {
     if (errors.find(std::strerror(error)) != std::string::npos) { return std::strerror(error); }

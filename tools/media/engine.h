@@ -33,20 +33,20 @@ program_request confined_request(argument_list argv, const source_file& source);
 program_request confined_request(argument_list argv, const source_file& source,
                                  const output_file& output, std::uint64_t largest_output);
 
-// "ffprobe" or "ffmpeg" with the options that come first. Both are silent but for errors.
+// "ffprobe" or "ffmpeg" with its first options. Both print nothing except errors.
 argument_list ffprobe_command();
 argument_list ffmpeg_command();
 
-// Adds the output with an explicit muxer, replacing what is there; comes last. What is mapped and
-// how it is encoded stands before it.
+// Adds the output with an explicit muxer, replacing an existing file; comes last. The mapping and
+// encoding options come before it.
 void add_output(argument_list& arguments, std::string_view format, const std::string& url);
 
-// The demuxer for a still picture whose file begins with `head`; empty when it is none of the
-// known kinds. Stills are read by a demuxer named here, never by the engine's own choice, which
-// for a picture would be the image sequence reader.
+// The demuxer for a still picture whose file begins with `head`; empty for an unknown kind. Stills
+// are read by a demuxer named here, never by the engine's own choice, which for a picture would be
+// the image sequence reader.
 std::string_view sniff_still(std::string_view head);
 
-// Why an engine failed, in words that follow the file's name: a trouble of the machine if it named
-// one, else what it said of `url` first, without that name, else its first line that tells
-// anything. Names the failure for the job's log where the words do not tell it.
+// Why an engine failed, in words that follow the file's name: a machine-wide problem if it named
+// one, else its first message about `url`, without that name, else its first informative line. Sets
+// the failure code in the job's log if the words do not imply it.
 std::string engine_cause(const program_result& result, const std::string& url);

@@ -1,4 +1,3 @@
-// Finds out whether a film is interlaced.
 #include "tools/media/field_survey.h"
 
 #include <algorithm>
@@ -14,8 +13,8 @@
 
 namespace {
 
-// A few places all over the film: a beginning says little of the rest. The first is the very
-// beginning, which can be read even where nothing else is found.
+// A few places throughout the film, since the beginning says little about the rest. The first place
+// is the beginning, which can be read even if nothing else can be found.
 constexpr int places = 5;
 
 // Read at each place for marks: longer than from one key picture to the next, in broadcasts.
@@ -65,7 +64,7 @@ void append(argument_list& arguments, std::initializer_list<std::string> more) {
   arguments.insert(arguments.end(), more);
 }
 
-// What the key pictures of all places are marked with.
+// How the key pictures of all places are marked.
 struct field_marks {
   int pictures = 0;
   int marked = 0;
@@ -88,8 +87,8 @@ argument_list marks_command(const std::string& url, const media_info& media,
   return arguments;
 }
 
-// Lines of "interlaced,top first". A place that cannot be reached ends the reading: what was read
-// before counts.
+// Reads lines of "interlaced,top first". A place that cannot be reached ends the survey; the places
+// before it count.
 field_marks read_marks(const source_file& source, const media_info& media,
                        const video_stream& stream) {
   program_request request = confined_request(marks_command(source.url(), media, stream), source);

@@ -7,8 +7,7 @@
 #include "tools/media/media_info.h"
 
 // Settles `interlaced`, `bottom_first` and `unmarked` of media.picture(), for the source at `path`
-// that was probed into `media`. What pictures are marked with counts more than what
-// the file says of the whole; where none is marked, and the size and the rate are those of
-// interlaced video, their looks decide. What cannot be found out stays as it was. Takes a second as
-// a rule and two minutes at most.
+// that was probed into `media`. The marks of pictures take precedence over the file's declaration;
+// if no picture is marked, and the size and rate are those of interlaced video, the looks of the
+// pictures decide. Anything undecided keeps its value. Usually takes a second, two minutes at most.
 void survey_fields(const std::string& path, media_info& media);

@@ -31,8 +31,8 @@ struct picture_pair {
   std::size_t width;
 };
 
-// How much a part is combed: of its own fields, of the next picture's top field with the own bottom
-// field, and of the own top field with the next picture's bottom field.
+// How combed a part is: with its own fields, with the next picture's top field and its own bottom
+// field, and with its own top field and the next picture's bottom field.
 struct combing {
   long own = noise;
   long next_top = noise;

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-// What parts of pictures look like. Parts where nothing moves have no vote.
+// Counts how parts of pictures look. Parts without motion have no vote.
 struct field_votes {
   long top_first = 0;
   long bottom_first = 0;

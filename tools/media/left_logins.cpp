@@ -1,4 +1,3 @@
-// The private folders of uploads, and the ones that killed tools have left.
 #include "tools/media/left_logins.h"
 
 #include <cstring>

@@ -7,16 +7,16 @@
 
 #include "platform/unique_fd.h"
 
-// Where they are made, by preference; the pattern is for mkdtemp().
+// The directories for them, in order of preference; the pattern is for mkdtemp().
 constexpr const char* login_folder_places[] = {"/run", "/tmp"};
 constexpr const char* login_folder_prefix = "qx-upload-";
 
-// What is in one: the login file, and a folder with a symbolic link to the source.
+// Their contents: the login file, and a directory with a symbolic link to the source.
 constexpr const char* login_file_name = "login";
 constexpr const char* login_link_folder = "send";
 
-// Takes the folder `path`, just made, for this tool until the descriptor is closed. Not valid when
-// somebody who looked for left-over folders was faster, and on a failure.
+// Takes the directory `path`, just created, for this tool until the descriptor is closed. Not valid
+// if a search for left-over directories was faster, or on a failure.
 unique_fd take_login_folder(const std::string& path);
 
 // The number of this user's folders that are left over.

@@ -13,13 +13,13 @@ struct left_part_sums {
   unsigned long long bytes = 0;
 };
 
-// Takes the part `path`, just made and open as `fd`, for this tool until the descriptor is closed.
-// False when somebody who looked for left-over parts was faster.
+// Takes the part `path`, just created and open as `fd`, for this tool until the descriptor is
+// closed. False if a search for left-over parts was faster.
 bool take_part(int fd, const std::string& path);
 
-// What of `directory` is left over: regular files of such names that nobody has locked. Where the
-// file system knows no locks there is nothing that could be told to be left over.
+// The left-over parts in `directory`: regular files with such names that are not locked. Without
+// support for locks in the file system, none can be recognised.
 left_part_sums find_left_parts(const std::string& directory);
 
-// Removes it, and tells how much that was.
+// Removes them, and returns how many there were.
 left_part_sums remove_left_parts(const std::string& directory);

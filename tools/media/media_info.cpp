@@ -1,4 +1,3 @@
-// What is known of a media file.
 #include "tools/media/media_info.h"
 
 #include <algorithm>
@@ -22,8 +21,8 @@ int rank(const stream_type& stream, const video_stream* shown) {
   return (belongs ? 4 : 0) + (stream.secondary ? 0 : 2) + (stream.preferred ? 1 : 0);
 }
 
-// These keep the channels of one sound in tracks of their own. In others, tracks of one channel are
-// languages.
+// These formats store each channel of the sound in a separate track. In others, mono tracks are
+// different languages.
 bool keeps_channels_apart(const std::string& container) {
   return container == "mxf" || container == "gxf" || begins_with(container, "mov,");
 }

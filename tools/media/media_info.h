@@ -1,4 +1,4 @@
-// What is known of a media file: its streams that can be decoded, and its length.
+// The description of a media file: its streams that can be decoded, and its length.
 #pragma once
 
 #include <cstdint>
@@ -26,14 +26,14 @@ struct video_stream {
   std::string codec;         // ffmpeg's name of it
   std::string pixel_format;  // ffmpeg's name of it
   picture_size coded;        // as stored
-  picture_size displayed;    // after rotation, with pixels made square; what a viewer sees
+  picture_size displayed;    // as seen by the viewer: after rotation, with square pixels
   rational sample_aspect;    // of a stored pixel, 1:1 where the file says nothing sensible
   int rotation = 0;          // to be applied for display, clockwise: 0, 90, 180 or 270 degrees
   rational frame_rate;       // frames a second, not fields; unknown for a still or a cover
   bool interlaced = false;
   bool bottom_first = false;  // of the two fields, where interlaced
   bool unmarked = false;      // interlaced by the looks of its pictures, none of which is marked so
-  std::string transfer;       // colours as ffmpeg names them; empty when not told
+  std::string transfer;       // colours as ffmpeg names them; empty if not declared
   std::string matrix;
   std::string primaries;
   bool cover = false;      // an attached picture of a sound file, no moving picture
@@ -52,7 +52,7 @@ struct audio_stream {
   int channels = 0;
   bool layout_known = false;  // whether the file tells where its channels belong
   int sample_rate = 0;
-  std::string language;    // as the file names it; empty when not told
+  std::string language;    // as the file names it; empty if not declared
   bool preferred = false;  // marked as default
   bool secondary = false;  // a commentary or a mix for the impaired
   double start = 0.0;
@@ -60,7 +60,7 @@ struct audio_stream {
   std::vector<int> programs;
 };
 
-// A stream that the file announces and of which nothing was met that tells how to decode it.
+// A declared stream without any data seen so far that shows how to decode it.
 struct unclear_stream {
   int index = 0;
   bool sound = false;
@@ -86,7 +86,7 @@ struct media_info {
   // Whether its kind of container comes from broadcast, where a clock may jump in the middle.
   bool clock_may_jump() const;
 
-  // The moving picture worth showing: the largest that is no cover. Null when there is none.
+  // The video stream worth showing: the largest that is not a cover picture. Null if there is none.
   const video_stream* picture() const;
 
   // The attached picture of a sound file; null when there is none.
@@ -100,7 +100,7 @@ struct media_info {
   // none.
   const unclear_stream* wanted() const;
 
-  // The sound that is the right channel where sound() is the left one: the second mono track of a
-  // recording that keeps each channel in a track of its own. Null when there is none.
+  // The sound that is the right channel if sound() is the left one: the second mono track of a
+  // recording that keeps each channel in a separate track. Null if there is none.
   const audio_stream* right_channel() const;
 };

@@ -1,4 +1,3 @@
-// Asks ffprobe what a file is.
 #include "tools/media/media_probe.h"
 
 #include <algorithm>
@@ -19,18 +18,18 @@
 
 namespace {
 
-// What the engine reads ahead of a stream is kept in memory.
+// Everything the engine reads ahead is kept in memory.
 constexpr std::int64_t deepest_probe = 1'000'000'000;
 
-// How much of a stream the engine needs, from its first packet on, to know what it is.
+// How much data of a stream, from its first packet on, the engine needs to recognise it.
 constexpr std::int64_t probe_margin_bytes = 4'000'000;
 constexpr int probe_margin_s = 3;
 
 // For looking for the first packet of a stream that is announced: it may never come.
 constexpr std::chrono::seconds late_stream_time_limit{20};
 
-// Reads lines of "stream,shown,decoded,duration,flags", with "N/A" for what is not known. Packets
-// that are decoded and not shown, before the beginning of an edit, do not count.
+// Reads lines of "stream,shown,decoded,duration,flags", with "N/A" for unknown values. Packets that
+// are decoded but not shown, before the beginning of an edit, do not count.
 class packet_reader : public run_observer {
 public:
   explicit packet_reader(packet_timeline& timeline) : timeline_(timeline) {}
@@ -124,8 +123,8 @@ bool read_report(const source_file& source, std::string_view format, probe_depth
   return true;
 }
 
-// Where the first packet of a stream lies: its place in the file and its time, each -1 when it is
-// not told.
+// The location of a stream's first packet: its place in the file and its time, each -1 if it is not
+// known.
 struct first_packet {
   std::int64_t position = -1;
   double time = -1.0;

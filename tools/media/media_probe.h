@@ -13,8 +13,8 @@ constexpr std::chrono::seconds probe_time_limit{60};
 // terabytes would take hours.
 constexpr std::chrono::minutes measure_time_limit{30};
 
-// What counts as media: films and sound only, or stills as well. A still has one stream in
-// media_info::video with no duration.
+// Which files count as media: video and audio only, or still pictures as well. A still has one
+// stream in media_info::video, with no duration.
 enum class probe_kinds { films_and_sound, stills_too };
 
 // Finds out what `path` holds. True when at least one stream can be decoded, with `info` filled;

@@ -1,4 +1,3 @@
-// Reads ffprobe's JSON.
 #include "tools/media/media_report.h"
 
 #include <algorithm>
@@ -29,8 +28,8 @@ using program_map = std::map<int, std::vector<int>>;
 
 constexpr int largest_side = 32768;
 
-// Files without an index or a clock of their own: what ffprobe tells of their length is their
-// size divided by a bit rate.
+// Formats without an index or a clock: the length that ffprobe reports is the file's size divided
+// by a bit rate.
 constexpr const char* unclocked_containers[] = {"h264", "hevc", "mpegvideo", "mp3", "aac", "ac3"};
 
 double seconds(const Json& value) {
@@ -60,7 +59,7 @@ bool close_to(double a, double b) {
   return std::fabs(a - b) <= 0.02 * b;
 }
 
-// The usual rates. What a camera calls its rate is one of them even where it leaves frames out.
+// The usual rates. The rate that a camera declares is one of them even if it drops frames.
 bool is_usual(const rational& rate) {
   constexpr double whole[] = {24, 25, 30, 48, 50, 60};
   return std::any_of(std::begin(whole), std::end(whole), [&](double usual) {
@@ -69,9 +68,9 @@ bool is_usual(const rational& rate) {
   });
 }
 
-// The nominal rate is exact where the file has one, but for fields instead of frames. For a
-// variable rate it may be anything: the finest step of the clock, or what the camera was set to.
-// The average tells which.
+// The nominal rate is exact if the file has one, but may count fields instead of frames. For a
+// variable rate it may be anything, such as the resolution of the clock or the camera's setting.
+// The average rate decides.
 rational frame_rate(const Json& stream) {
   const rational nominal = ratio(stream["r_frame_rate"].string_value());
   const rational average = ratio(stream["avg_frame_rate"].string_value());

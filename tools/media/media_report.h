@@ -6,13 +6,13 @@
 
 #include "tools/media/media_info.h"
 
-// Fills `info` from the report, with the streams that can be decoded only. False when `report` is
-// not such a document. Numbers out of their sensible range are taken as not told: the report
-// repeats what the file claims.
+// Fills `info` from the report, with only the streams that can be decoded. False if `report` is not
+// such a document. Numbers out of their plausible range are treated as missing, because the report
+// repeats the claims of the file.
 bool read_media_report(const std::string& report, media_info& info);
 
-// The engine's version out of the report, which it gives for what it cannot read, too; empty where
-// it did not.
+// The engine's version according to the report, which is present even if the file cannot be read;
+// empty if it is missing.
 std::string engine_version(const std::string& report);
 
 // The entries that read_media_report() needs, for ffprobe's -show_entries.

@@ -1,4 +1,3 @@
-// A result that appears under its name only when it is whole.
 #include "tools/media/output_file.h"
 
 #include <cerrno>
@@ -48,8 +47,8 @@ mode_t mode_that_umask_leaves() {
   return 0666 & ~mask;
 }
 
-// The source may be removed next, and must not be gone on a disk that does not know the name yet.
-// Where a file system cannot do it, nothing better is to be had.
+// The source may be removed next, and must not be lost before the new name has reached the disk. If
+// the file system does not support it, nothing better is possible.
 void sync_directory(const std::string& path) {
   const unique_fd fd(open(directory_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd.valid()) { static_cast<void>(fsync(fd.get()) == 0); }

@@ -1,8 +1,8 @@
-// A result that appears under its name only when it is whole: written under a hidden temporary
-// name in the same directory, then renamed. Whatever is not committed is removed.
+// A result that appears under its name only when it is complete: it is written under a hidden
+// temporary name in the same directory, then renamed. A file that is not committed is removed.
 //
-// The temporary file is locked for as long as it is written. What a killed tool has left is known
-// by nobody's lock, and the next tool that makes a file in that directory removes it.
+// The temporary file is locked while it is written. The file of a killed tool is recognised by the
+// missing lock, and removed by the next tool that creates a file in that directory.
 #pragma once
 
 #include <chrono>
@@ -30,12 +30,12 @@ public:
 
   int fd() const { return file_.fd(); }
 
-  // What an engine opens that runs in a sandbox with this file, whatever has become of its name.
+  // The URL of this file for a sandboxed engine, valid even if the name has changed.
   std::string url() const { return "file:/proc/self/fd/" + std::to_string(fd()); }
 
-  // Brings the content to the disk and gives the file its name, replacing what had it before, and
-  // the permissions that the umask leaves; not when the tool is asked to stop meanwhile.
-  // False with the cause in `error`; the temporary file is then removed with this object.
+  // Flushes the content to the disk and gives the file its name, replacing an existing file, and
+  // the permissions that the umask leaves; not if the tool is asked to stop in the meantime. False
+  // with the cause in `error`; the temporary file is then removed with this object.
   bool commit(std::string& error);
 
 private:

@@ -1,4 +1,3 @@
-// What the packets of a file tell of the length of its streams.
 #include "tools/media/packet_timeline.h"
 
 #include <algorithm>
@@ -31,7 +30,7 @@ void packet_timeline::add(int stream, const packet_times& packet) {
   begun_ = true;
 }
 
-// What has to be added to `time` so that it goes on from what was before.
+// The offset to add to `time` so that it continues the preceding packets.
 double packet_timeline::shift_for(const stream_state& state, double time) {
   if (!clock_may_jump_ || !begun_) { return 0.0; }
   if (!state.timed) { return std::fabs(time - last_) > jump ? last_ - time : 0.0; }

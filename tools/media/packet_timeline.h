@@ -1,18 +1,18 @@
-// What the packets of a file tell of the length of its streams, whatever its clock does.
+// The length of a file's streams according to their packets, even with discontinuous clocks.
 #pragma once
 
 #include <map>
 
-// What one packet tells, in seconds; NaN where it does not tell.
+// The times of one packet in seconds; NaN if missing.
 struct packet_times {
   double shown;
   double decoded;
   double duration;
 };
 
-// Puts the packets of one or more streams on one continuous line of time, in the way the engine
-// does it when it transcodes: a clock that jumps shifts all that follows, of every stream, so that
-// the stream which met the jump goes on where it was.
+// Puts the packets of one or more streams on one continuous time line, like the engine when it
+// transcodes: a jump of the clock shifts everything that follows, in every stream, so that the
+// stream in which it occurred continues without a gap.
 class packet_timeline {
 public:
   // Whether the container's clock may jump. In other containers each step of time is meant.
@@ -38,8 +38,8 @@ public:
   // nothing can be said.
   double length_of(int stream, double frame_rate) const;
 
-  // The longest pause of a single stream while another went on. It looks like a jump of the clock,
-  // and the engine has to know that it is none.
+  // The longest pause of a single stream while another continued. It looks like a jump of the
+  // clock, and the engine must know that it is not one.
   double longest_pause() const { return longest_pause_; }
 
   // A step of time above this, in seconds, is a jump of the clock.

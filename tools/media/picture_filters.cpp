@@ -1,4 +1,3 @@
-// The engine's filters that bring the pictures of any source to one form.
 #include "tools/media/picture_filters.h"
 
 #include <algorithm>
@@ -12,8 +11,8 @@ namespace {
 constexpr int hd_length = 1280;
 constexpr int hd_lines = 577;
 
-// These decoders tell of each picture whether it is interlaced, so that a film inside an interlaced
-// broadcast keeps its sharpness; with any other the word of the container has to do.
+// These decoders mark each picture as interlaced or not, so that a film inside an interlaced
+// broadcast keeps its sharpness; with any other, the container's declaration must suffice.
 constexpr std::string_view marking_codecs[] = {"mpeg2video", "h264",   "hevc",  "vc1",
                                                "mpeg4",      "prores", "dnxhd", "dvvideo"};
 
@@ -91,7 +90,7 @@ std::string other_size_mapper(const video_stream& stream) {
          (high ? "not(" + is_high + ")" : is_high) + "',";
 }
 
-// The scaler goes by each picture's own matrix; only a picture that differs from most costs more.
+// The scaler uses each picture's own matrix; only pictures that differ from most cost more.
 std::string fitter(const video_stream& stream, picture_size size) {
   const std::string width = number(size.width);
   const std::string height = number(size.height);

@@ -1,8 +1,8 @@
-// The engine's filters that bring the pictures of any source to one form: progressive, of one size
-// with square pixels, of one kind of colour. What a stream declares holds for its beginning; each
-// picture is judged by itself where it says more.
+// The engine's filters that bring the pictures of any source to one form: progressive, one size
+// with square pixels, one colour space. A stream's declaration applies to its beginning; a picture
+// with its own marks is treated accordingly.
 //
-// Each returns a part of a chain that ends with a comma, or nothing.
+// Each function returns a part of a chain that ends with a comma, or nothing.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 // Which weights luma and the colour differences are made with.
 enum class colour_matrix { bt601, bt709 };
 
-// The matrix by size, for a picture that says nothing: what is broadcast and sold at that size.
+// The usual matrix for the size, for a picture that does not declare one.
 colour_matrix matrix_for(picture_size size);
 
 // The engine's name of it.
@@ -22,7 +22,7 @@ const char* matrix_name(colour_matrix matrix);
 // one to it. Comes first: the filters that follow go by it.
 std::string assumed_colours(const video_stream& stream);
 
-// Whether its decoder tells of each picture if it is interlaced.
+// Whether its decoder marks each picture as interlaced or not.
 bool marks_each_picture(const video_stream& stream);
 
 // Makes one progressive picture of each that is interlaced: where pictures are marked so, also when

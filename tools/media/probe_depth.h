@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// How far an engine looks to find out what the streams are, and what it takes for one stream.
+// How far an engine reads to recognise the streams, and which data it treats as one stream.
 struct probe_depth {
   std::int64_t bytes = 10'000'000;
   int seconds = 10;

@@ -1,4 +1,3 @@
-// Runs an external program to its end.
 #include "tools/media/process_runner.h"
 
 #include <algorithm>
@@ -128,7 +127,7 @@ private:
     if (limited && left_ <= clock_type::duration::zero()) { stop_because(program_end::timed_out); }
   }
 
-  // What the child wrote last may still be in the pipes.
+  // The child's last output may still be in the pipes.
   void drain() {
     const clock_type::time_point deadline = clock_type::now() + drain_limit;
     while ((output_open_ || errors_open_) && clock_type::now() < deadline &&

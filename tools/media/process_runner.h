@@ -14,7 +14,7 @@
 
 struct program_request {
   std::vector<std::string> argv;            // argv[0] is an absolute path
-  std::chrono::milliseconds time_limit{0};  // 0 is none
+  std::chrono::milliseconds time_limit{0};  // 0 for no limit
   std::size_t output_limit = 1U << 20;      // bytes kept of standard output
   child_priority priority;
   std::optional<sandbox> confined_to;  // for whatever reads media
@@ -38,7 +38,7 @@ struct program_result {
 
   bool success() const { return end == program_end::exited && exit_status == 0; }
 
-  // One line for a person: the last line of its errors where there is one, else how it ended.
+  // One line for a person: the last line of its errors if there is one, else how it ended.
   std::string cause() const;
 };
 

@@ -119,7 +119,7 @@ bool allow_files(int ruleset, int version, const sandbox& limits, const char* pr
          (limits.writable < 0 || allow(ruleset, limits.writable, writing));
 }
 
-// A process keeps what it has opened, so this may come before anything else is given up.
+// A process keeps the files it has opened, so this may come before other privileges are dropped.
 bool restrict_files(const sandbox& limits, const char* program) {
   const int version = file_rules_version();
   if (version == 0) { return true; }
@@ -143,8 +143,8 @@ bool set_capabilities(std::uint32_t kept) {
   return syscall(SYS_capset, &header, data) == 0;
 }
 
-// The account may not read every source that root may. It keeps the right to read then, and the
-// rules for files narrow that to what was handed over.
+// The account may not be able to read every source that root can. It keeps the right to read then,
+// restricted by the file rules to the files that were handed over.
 bool keep_reading(const sandbox& limits) {
   const bool reads_all = std::all_of(limits.readable.begin(), limits.readable.end(), is_readable);
   if (reads_all) { return set_capabilities(0); }

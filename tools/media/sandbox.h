@@ -23,11 +23,11 @@ struct sandbox {
   std::chrono::seconds processor_time{0};  // of all threads together; 0 for no limit
 };
 
-// What this machine offers beyond the limits that every kernel has.
+// The restrictions that this machine supports beyond the limits of every kernel.
 struct sandbox_support {
   bool system_calls = false;  // a filter of system calls (seccomp)
   int file_rules = 0;         // version of the rules for files (Landlock); 0 for none
-  bool account = false;       // an account of its own, "qx-vod-engine", that this process may take
+  bool account = false;       // the separate account "qx-vod-engine", which this process may use
 };
 sandbox_support available_sandbox();
 

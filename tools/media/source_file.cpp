@@ -1,4 +1,3 @@
-// A media file as the source of a tool's work.
 #include "tools/media/source_file.h"
 
 #include <cerrno>
@@ -34,7 +33,7 @@ bool source_file::open(const std::string& path, std::string& error) {
   if (stat(path.c_str(), &before) != 0) { return refuse(error, std::strerror(errno)); }
   if (const char* cause = kind_refused(before.st_mode)) { return refuse(error, cause); }
 
-  // What stood there may have been exchanged since, hence O_NONBLOCK and the second look.
+  // The file may have been replaced since, hence O_NONBLOCK and the second check.
   unique_fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
   if (!fd.valid() || fstat(fd.get(), &status_) != 0) { return refuse(error, std::strerror(errno)); }
   if (const char* cause = kind_refused(status_.st_mode)) { return refuse(error, cause); }

@@ -18,15 +18,15 @@ public:
   // The name it was opened under.
   const std::string& path() const { return path_; }
 
-  // What an engine opens that runs in a sandbox with this file: the file that was opened here,
-  // whatever has become of its name.
+  // The URL of this file for a sandboxed engine: the file that was opened here, even if its name
+  // has changed.
   std::string url() const { return "file:/proc/self/fd/" + std::to_string(fd_.get()); }
 
   int fd() const { return fd_.get(); }
   off_t size() const { return status_.st_size; }
   const struct stat& status() const { return status_; }
 
-  // True when `path` leads to this very file, under whatever name.
+  // True if `path` leads to the same file, whatever its name.
   bool is_same_as(const std::string& path) const;
 
   // True while the name still leads to the same file with the same size and time of change, so

@@ -1,4 +1,3 @@
-// The signals a tool obeys.
 #include "tools/media/tool_signals.h"
 
 #include <csignal>
@@ -59,7 +58,7 @@ void take(int number) {
 bool catch_tool_signals() {
   if (!fill_standard_descriptors()) { return false; }
   signal(SIGPIPE, SIG_IGN);
-  // Where it was ignored when the tool was started, nobody could tell how a child ended.
+  // If the tool was started with it ignored, the exit status of children would be lost.
   signal(SIGCHLD, SIG_DFL);
   const sigset_t set = obeyed_signals();
   if (sigprocmask(SIG_BLOCK, &set, nullptr) != 0) { return false; }

@@ -1,9 +1,9 @@
-// The signals a tool obeys, as states and a descriptor to poll instead of handlers.
+// The signals that a tool obeys, as states and a descriptor to poll instead of handlers.
 //
-// SIGTERM, SIGINT and SIGHUP ask the tool to stop: the engine is killed, destructors take away
-// what is unfinished, and the process then dies by that same signal (see end_of_tool). SIGUSR1
-// and SIGUSR2 suspend and continue the engine. All are blocked from catch_tool_signals() on, so
-// they are seen only where the process runner waits; a tool must not compute for long outside it.
+// SIGTERM, SIGINT and SIGHUP ask the tool to stop: the engine is killed, destructors remove
+// unfinished files, and the process then dies by the same signal (see end_of_tool). SIGUSR1 and
+// SIGUSR2 suspend and continue the engine. All are blocked from catch_tool_signals() on, so they
+// are seen only while the process runner waits; a tool must not compute for long elsewhere.
 #pragma once
 
 // Blocks the signals and opens the descriptor; call it first in main, before any thread or child
@@ -15,7 +15,7 @@ bool catch_tool_signals();
 // Becomes readable when a signal has arrived; -1 before catch_tool_signals().
 int tool_signal_fd();
 
-// Takes in what has arrived since the last call, in the order of arrival as far as the kernel
+// Processes the signals that have arrived since the last call, in order of arrival if the kernel
 // keeps it. Never blocks.
 void read_tool_signals();
 

@@ -1,4 +1,3 @@
-// Whether the clock of a transport stream can be trusted.
 #include "tools/media/transport_clock.h"
 
 #include <algorithm>
@@ -21,7 +20,7 @@ constexpr unsigned char sync_byte = 0x47;
 constexpr std::int64_t clock_range = std::int64_t{1} << 33;
 constexpr double clock_rate = 90000.0;
 
-// Within one place the clock is due every 100 ms; a splice is told by far more.
+// Within one place the clock is due every 100 ms; a splice shows as far more.
 constexpr double longest_pause = 2.0;
 
 // By then all programs have shown their clocks.

@@ -1,4 +1,4 @@
-// check: what would become of a file, without adding it.
+// check: predicts how the service would handle a file.
 #include <cstdio>
 
 #include "tools/client/job_history.h"

@@ -55,7 +55,7 @@ struct command_for_all {
   bool stops;  // else it starts, which is done in the order of the queue
 };
 
-// Which items each command means when it is told to take all.
+// The items to which each command with --all applies.
 constexpr command_for_all commands_for_all[] = {
     {command_pause, can_pause, true},
     {command_resume, can_resume, false},

@@ -1,4 +1,4 @@
-// list and show: what the queue holds.
+// list and show: the queue and its jobs.
 #include <cstdio>
 
 #include "rules/control_words.h"
@@ -53,9 +53,9 @@ std::string value_text(const json11::Json& json) {
   return json.is_array() ? list_text(json) : json.dump();
 }
 
-// Every key that the service tells, so that one added later is seen too, and why a failed job
-// failed. But for the command line
-// of the tool: it can hold the remote server's password, and people show each other their screens.
+// Prints every key from the service, even keys that are added later, and the reason why a failed
+// job failed. The tool's command line is omitted: it can contain the remote server's password, and
+// people show each other their screens.
 void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
     if (key == key_process_argv) { continue; }

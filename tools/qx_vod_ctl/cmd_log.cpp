@@ -1,4 +1,4 @@
-// log: what the tools wrote about a job.
+// log: the logs that the tools wrote for a job.
 #include <chrono>
 #include <thread>
 
@@ -24,7 +24,7 @@ void print_lines(std::string_view lines) {
   }
 }
 
-// The source's log and the output's, as far as they were not printed yet.
+// Prints the new lines of the source's log and the output's.
 class job_log_printer {
 public:
   void print_news(const item_view& item) {
@@ -48,7 +48,7 @@ private:
   log_reader output_;
 };
 
-// True while it goes on.
+// True while the job continues.
 bool look_at(vod_service& service, const std::string& id, job_log_printer& printer, int& status) {
   const service_reply reply = service.request(command_list, {{key_entry_id, id}});
   item_view item;
@@ -57,7 +57,7 @@ bool look_at(vod_service& service, const std::string& id, job_log_printer& print
     return false;
   }
   if (!read_item(reply.data, item)) { return false; }
-  // Asked before the log is read: what a job wrote before its end is there then.
+  // Read before the log, so that the log contains everything that a job wrote before its end.
   printer.print_news(item);
   status = item.cancelled() ? exit_failure : exit_success;
   return !item.done() && !item.cancelled();

@@ -14,7 +14,7 @@
 
 namespace {
 
-// A tool that is told to stop has this long before the service is asked no more.
+// How often, and how many times, the service is asked whether a stopped tool has ended.
 constexpr std::chrono::milliseconds look_interval{100};
 constexpr int most_looks = 150;
 

@@ -55,7 +55,7 @@ std::vector<std::string> expected_moments(const std::vector<listed_item>& items)
   return moments;
 }
 
-// What waits for somebody's doing.
+// Prints the jobs that need an operator's action.
 void print_held(const std::vector<screen_row>& rows) {
   for (const auto& row : rows) {
     const held_job held = look_at_held(row.listed.item);

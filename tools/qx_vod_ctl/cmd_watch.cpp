@@ -1,4 +1,4 @@
-// watch: the queue live, and keys for what is done with it.
+// watch: the queue live, with keys to control its jobs.
 #include <csignal>
 #include <ctime>
 
@@ -18,7 +18,7 @@
 
 namespace {
 
-// Twice a second is as good as more to the eye, and half the work for the service.
+// Faster updates would hardly be noticed, and cost the service more work.
 constexpr std::uint64_t refresh_interval_us = 500'000;
 // Keys must not wait for a service that hangs.
 constexpr std::chrono::seconds patience{1};
@@ -100,7 +100,7 @@ private:
     for (const key pressed : read_keys({bytes, static_cast<std::size_t>(count)})) {
       watcher_.press(pressed, terminal_size());
       if (!watcher_.is_asking()) { continue; }
-      // What was typed ahead cannot be the answer to a question that nobody has seen.
+      // Keys typed ahead cannot answer a question that has not been shown yet.
       tcflush(STDIN_FILENO, TCIFLUSH);
       return;
     }

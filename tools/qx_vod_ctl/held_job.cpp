@@ -1,4 +1,3 @@
-// Finds out why a remote job does not go on.
 #include "tools/qx_vod_ctl/held_job.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// Remote jobs that wait for somebody's doing, which their state and text do not tell.
+// Remote jobs that need an operator's action, although their state and text do not say so.
 #pragma once
 
 #include <ctime>
@@ -17,6 +17,6 @@ struct held_job {
 // Looks at the job's source and at its process on this machine.
 held_job look_at_held(const item_view& item);
 
-// Judges by what was seen: whether the source is there, and how long the job's process has run, in
-// seconds (0 without one).
+// Judges by the given facts: whether the source exists, and how long the job's process has been
+// running, in seconds (0 without one).
 held_job judge_held(const item_view& item, bool has_source, std::time_t process_age_s);

@@ -1,4 +1,3 @@
-// Finds the item that a person means by a few characters.
 #include "tools/qx_vod_ctl/id_resolver.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The items that a command line names.
 #include "tools/qx_vod_ctl/item_selection.h"
 
 #include <algorithm>

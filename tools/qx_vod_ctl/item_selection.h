@@ -17,17 +17,17 @@ struct item_choice {
 };
 
 struct item_selection {
-  int exit_status = 0;           // the highest of what was reported
+  int exit_status = 0;           // the highest one reported
   std::vector<std::string> ids;  // entry ids in the order given, each once
 };
 
-// Resolves all of `given` before anything is done to any: removing one item can make the beginning
-// of another's id unambiguous. What leads to no item is reported. An ambiguous id, like no service,
-// leaves nothing selected.
+// Resolves all of `given` before acting on any: removing one item can make a prefix of another's id
+// unambiguous. Ids without an item are reported. An ambiguous id, or no service, leaves nothing
+// selected.
 item_selection select_items(vod_service& service, const std::vector<std::string>& given);
 
-// The same for either way to tell. With "all" those are meant that `fits` takes; with a state every
-// one in it. None at all is reported, but is no failure.
+// The same for either kind of choice. "all" means the items that `fits` accepts; a state means
+// every item in it. An empty selection is reported, but is not a failure.
 item_selection select_items(vod_service& service, const item_choice& choice,
                             bool (*fits)(const item_view& item));
 

@@ -1,4 +1,3 @@
-// The queue as a table for people.
 #include "tools/qx_vod_ctl/item_table.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Waits for jobs to end, through restarts of the service.
 #include "tools/qx_vod_ctl/job_waiter.h"
 
 #include <algorithm>
@@ -32,7 +31,7 @@ bool job_waiter::has_ended(const std::string& id) {
   return !away_ && judge(id, reply);
 }
 
-// Its end is told when its turn comes.
+// Its end is reported in its turn.
 void job_waiter::look_at_running() {
   if (running_.empty() || away_) { return; }
   const auto reply = service_.request(command_list, {{key_entry_id, running_}});

@@ -11,8 +11,8 @@
 
 class job_waiter {
 public:
-  // `pause` is called between two requests and lets some time pass. `progress`, where there is one,
-  // is told of the jobs that go on; a running job is then looked at after every pause.
+  // `pause` is called between two requests and lets some time pass. `progress`, if given, is
+  // updated for running jobs; the running job is then queried after every pause.
   job_waiter(vod_service& service, bool json, std::function<void()> pause,
              progress_line* progress = nullptr)
       : service_(service), json_(json), pause_(std::move(pause)), progress_(progress) {}
@@ -34,7 +34,7 @@ private:
   bool json_;
   std::function<void()> pause_;
   progress_line* progress_;
-  std::string running_;  // the job that progress was last told of
+  std::string running_;  // the job of the last progress update
   bool away_ = false;
   int exit_status_ = 0;
 };

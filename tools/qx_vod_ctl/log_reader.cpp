@@ -1,4 +1,3 @@
-// A log that is read again and again while it grows.
 #include "tools/qx_vod_ctl/log_reader.h"
 
 #include "platform/text.h"

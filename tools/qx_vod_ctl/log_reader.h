@@ -5,8 +5,8 @@
 
 class log_reader {
 public:
-  // What `log`, the log as it is now, has more than at the last call: whole lines. A log whose
-  // middle was cut out meanwhile goes on after the last line that is known of it.
+  // The complete lines that `log`, the current log, has in addition to those of the last call. If
+  // the middle of the log was cut out in the meantime, continues after the last known line.
   std::string news(const std::string& log);
 
   bool has_read() const { return !last_.empty(); }

@@ -1,4 +1,4 @@
-// qx_vod_ctl: speaks with the service over its control socket.
+// qx_vod_ctl: the client of the service's control socket.
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -37,8 +37,8 @@ constexpr subcommand subcommands[] = {
 constexpr const char* exit_status_help =
     "Exit status: 0 ok, 1 job failed, 2 usage, 3 no service, 4 no such job, 5 refused";
 
-// The parser takes an operand in brackets for a list of its own and splits it. Only files are ever
-// named like that, and with "./" in front the name means the same file.
+// The parser takes an operand in brackets for a list and splits it. Only files ever have such
+// names, and with "./" in front the name means the same file.
 void keep_brackets(std::vector<std::string>& arguments) {
   for (std::size_t i = 1; i < arguments.size() && arguments[0] == "add"; ++i) {
     if (arguments[i][0] == '[') { arguments[i].insert(0, "./"); }
@@ -71,7 +71,7 @@ int parse(program_parser& program, std::vector<std::string> arguments) {
   return program.parse(std::move(arguments));
 }
 
-// A table that did not reach its file is no success.
+// It is a failure if the output did not reach its file.
 int end_of_output(int status) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) { return status; }
   report("standard output", "cannot be written");
@@ -101,7 +101,7 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return run(argc, argv);
-  } catch (const std::exception& error) {  // want of memory is all that is left to be thrown
+  } catch (const std::exception& error) {  // only lack of memory is left to be thrown
     std::fprintf(stderr, "qx_vod_ctl: %s\n", error.what());
     return exit_job_failed;
   }

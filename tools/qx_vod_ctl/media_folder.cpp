@@ -1,4 +1,3 @@
-// The media files below a folder.
 #include "tools/qx_vod_ctl/media_folder.h"
 
 #include <algorithm>

@@ -13,7 +13,7 @@ struct media_folder {
   std::vector<std::pair<std::string, std::string>> unreadable;
 };
 
-// Walks `path` and its subfolders, judging files by their names' extensions: what is inside them is
-// the service's business. Hidden files and folders are passed over without being counted, since
-// metadata are kept in such; symbolic links are not followed, for the service refuses them.
+// Walks `path` and its subfolders and selects files by their extension; their content is the
+// service's business. Hidden files and folders are ignored without being counted, since metadata
+// are kept in such; symbolic links are not followed, because the service refuses them.
 media_folder read_media_folder(const std::string& path);

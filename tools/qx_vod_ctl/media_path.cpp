@@ -1,4 +1,3 @@
-// Paths of media files as the service takes them.
 #include "tools/qx_vod_ctl/media_path.h"
 
 #include <cstdlib>

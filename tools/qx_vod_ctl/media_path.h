@@ -4,12 +4,12 @@
 #include <string>
 #include <string_view>
 
-// `path` as an absolute path without empty, "." and ".." components, which the service refuses;
-// where it is relative, seen from the absolute `folder`. By its text alone: no symbolic link is
-// resolved, so that a ".." behind one leads back to where the link stands. Empty for an empty path,
-// and for a relative one where there is no folder.
+// `path` as an absolute path without empty, "." and ".." components, which the service refuses; a
+// relative path is resolved against the absolute `folder`. Only the text is used: symbolic links
+// are not resolved, so that a ".." after one leads to the folder of the link. Empty for an empty
+// path, and for a relative one without a folder.
 std::string absolute_path(std::string_view path, std::string_view folder);
 
-// The folder that this process works in, as the shell names it: with the symbolic links that led
-// to it, where PWD tells them truthfully. Empty when it cannot be told, as after its removal.
+// The working directory of this process as the shell names it: including symbolic links, if PWD is
+// correct. Empty if it is unknown, for example after its removal.
 std::string working_folder();

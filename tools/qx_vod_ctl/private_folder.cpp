@@ -1,4 +1,3 @@
-// A folder that only its owner can enter.
 #include "tools/qx_vod_ctl/private_folder.h"
 
 #include <cerrno>

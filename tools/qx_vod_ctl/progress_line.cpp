@@ -1,4 +1,3 @@
-// The progress of a job for somebody who watches it.
 #include "tools/qx_vod_ctl/progress_line.h"
 
 #include <ctime>

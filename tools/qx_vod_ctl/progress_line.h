@@ -1,4 +1,4 @@
-// The progress of a job for somebody who watches it.
+// Shows the progress of a job to a person.
 #pragma once
 
 #include <cstdio>
@@ -12,7 +12,7 @@ public:
   // On a terminal one line is written again and again. Else there is a line for each tenth part,
   // and for each change of state or text.
   progress_line(std::FILE* stream, bool is_terminal) : stream_(stream), is_terminal_(is_terminal) {}
-  // Keeps what was learnt of how fast the jobs were.
+  // Saves the measured speeds.
   ~progress_line();
   progress_line(const progress_line&) = delete;
   progress_line& operator=(const progress_line&) = delete;

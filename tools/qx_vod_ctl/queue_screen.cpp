@@ -1,4 +1,3 @@
-// The queue in lines for a screen.
 #include "tools/qx_vod_ctl/queue_screen.h"
 
 #include <algorithm>
@@ -18,7 +17,7 @@ constexpr std::size_t cramped = 60;  // below this a number has to do in place o
 constexpr std::size_t least_name = 12;
 constexpr std::size_t least_text = 8;
 
-// What gives way, the first first, where a name would have less than its least.
+// The columns to omit, the first one first, if a name would get less than its minimum.
 constexpr column first_to_go[] = {expected, profile, position, id};
 
 bool is_cramped(const screen_style& style) {
@@ -54,7 +53,7 @@ std::string name_cell(const std::string& path, const screen_style& style) {
   return printable(whole ? path : path.substr(slash + 1));
 }
 
-// Where there is no room for the text, the state says what mostly stands in it.
+// If there is no room for the text, the state shows its usual content.
 std::string state_cell(const item_view& item, const screen_style& style) {
   if (is_cramped(style) && item.is_in(failed_jobs)) { return failed_jobs; }
   if (is_cramped(style) && item.paused && !item.cancelled() && !item.done()) { return "paused"; }
@@ -109,8 +108,8 @@ void make_room_for_name(widths& width, const screen_style& style) {
   }
 }
 
-// The text gets what it needs up to a half of what is left for both, the name the rest; what one
-// does not need goes to the other. Where there is too little for both, there is no text.
+// The text gets up to half of the remaining width, as needed, and the name the rest; width that one
+// does not need goes to the other. If there is too little for both, the text is omitted.
 void share_rest(widths& result, const screen_style& style) {
   make_room_for_name(result, style);
   const std::size_t taken = taken_before_name(result, style);

@@ -1,4 +1,4 @@
-// The queue in lines for a screen: pure functions of what is shown and how wide it may be.
+// Formats the queue in lines for a screen: pure functions of the rows and the width.
 #pragma once
 
 #include <cstddef>
@@ -17,14 +17,14 @@ struct screen_style {
 
 struct screen_row {
   listed_item listed;
-  std::string expected;  // when it will be ready, as "~14:32"; empty where that cannot be told
+  std::string expected;  // when it will be ready, as "~14:32"; empty if unknown
 };
 
 constexpr std::size_t no_row = std::numeric_limits<std::size_t>::max();
 
-// A heading and a line for each row, without line feeds. Ids are cut to `id_length`. What is wider
-// than the style allows is taken from the names and texts; where too little is left for a name,
-// columns that tell less are left out. Row `selected` is shown inverted.
+// A heading and a line for each row, without line feeds. Ids are cut to `id_length`. If the lines
+// are wider than the style allows, names and texts are cut; if too little is left for a name, less
+// important columns are omitted. Row `selected` is shown inverted.
 std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::size_t id_length,
                                      const screen_style& style, std::size_t selected = no_row);
 
@@ -34,5 +34,5 @@ using state_counts = std::map<std::string, std::size_t>;
 // "512 jobs: 1 transcoding, 3 ready, 508 done", in the order of a job's life.
 std::string totals_line(const state_counts& counts);
 
-// A bar of `cells` columns with the percentage behind it: "███░░  58%".
+// A bar of `cells` columns followed by the percentage: "███░░  58%".
 std::string progress_bar(int progress, std::size_t cells, bool blocks);

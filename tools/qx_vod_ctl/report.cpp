@@ -1,4 +1,3 @@
-// What the client prints.
 #include "tools/qx_vod_ctl/report.h"
 
 #include <cstdio>

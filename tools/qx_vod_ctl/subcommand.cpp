@@ -1,4 +1,3 @@
-// What the subcommands' command lines have in common.
 #include "tools/qx_vod_ctl/subcommand.h"
 
 #include "tools/client/item_view.h"

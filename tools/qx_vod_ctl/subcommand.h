@@ -1,4 +1,4 @@
-// One subcommand of the client: how it is written on the command line, and what it does.
+// One subcommand of the client: its command line and its action.
 #pragma once
 
 #include <functional>
@@ -10,7 +10,7 @@
 #include "tools/command_line/option_parser.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 
-// What a subcommand does once its command line is read; returns the exit status.
+// The action of a subcommand after its command line is read; returns the exit status.
 using subcommand_action = std::function<int(vod_service&)>;
 
 // Adds options and operands to the subcommand's parser and returns its action, which owns what
@@ -23,8 +23,8 @@ struct subcommand {
   subcommand_definition define;
 };
 
-// Operands, one at least. Their texts are kept as they are, but for one kind: the parser splits a
-// text in brackets at its commas and takes the brackets away (see main.cpp).
+// One or more operands. Their texts are kept unchanged, with one exception: the parser splits a
+// text in brackets at its commas and removes the brackets (see main.cpp).
 std::shared_ptr<std::vector<std::string>>
 add_operands(option_parser& parser, const std::string& name, const std::string& description);
 

@@ -1,4 +1,3 @@
-// What is known of the terminal that standard output goes to.
 #include "tools/qx_vod_ctl/terminal.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What is known of the terminal that standard output goes to.
+// Properties of the terminal on standard output.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,3 @@
-// Texts of unknown origin on a terminal.
 #include "tools/qx_vod_ctl/terminal_text.h"
 
 #include <algorithm>

@@ -5,19 +5,19 @@
 #include <string>
 #include <string_view>
 
-// `text` with whatever a terminal would not show as a character written as \xNN (a line feed as
-// \n): control characters of both sets, those that turn the direction of writing, and bytes that
-// are no UTF-8. A file may be named with an escape sequence.
+// `text` with everything that a terminal would not show as a character written as \xNN (a line feed
+// as \n): control characters of both sets, those that change the direction of writing, and invalid
+// UTF-8. A file name may contain an escape sequence.
 std::string printable(std::string_view text);
 
-// The columns that a printable text takes: two for each wide character of East Asia, none for a
-// mark that stands over the character before it.
+// The width of a printable text in columns: two for each wide East Asian character, none for a
+// combining mark.
 std::size_t columns(std::string_view text);
 
-// A printable text in `width` columns at most: what does not fit gives way to an ellipsis, at the
-// end, or in the middle where both ends tell the most, as in a file's name.
+// A printable text in at most `width` columns: the excess is replaced by an ellipsis, at the end,
+// or in the middle if both ends are important, as in a file's name.
 std::string cut_end(std::string_view text, std::size_t width);
 std::string cut_middle(std::string_view text, std::size_t width);
 
-// A printable text with blanks behind it, up to `width` columns.
+// A printable text followed by blanks, up to `width` columns.
 std::string padded(std::string text, std::size_t width);

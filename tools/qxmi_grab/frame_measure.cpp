@@ -1,4 +1,3 @@
-// What makes a frame fit for a thumbnail.
 #include "tools/qxmi_grab/frame_measure.h"
 
 #include <cmath>

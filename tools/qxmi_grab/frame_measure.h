@@ -1,4 +1,4 @@
-// What makes a frame fit for a thumbnail: neither black nor flat, and sharp.
+// Judges whether a frame is fit for a thumbnail: neither black nor flat, and sharp.
 #pragma once
 
 #include <string_view>

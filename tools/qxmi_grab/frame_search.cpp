@@ -1,4 +1,3 @@
-// Finds a moment that is worth showing.
 #include "tools/qxmi_grab/frame_search.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Makes one JPEG out of a media file.
 #include "tools/qxmi_grab/grab.h"
 
 #include <chrono>

@@ -13,6 +13,6 @@ struct grab_options {
   std::optional<double> moment;  // seconds from the beginning; none is a random one
 };
 
-// Grabs a frame of the moving picture; of sound alone, its cover or else a drawing of its wave
-// form. Returns the tool's exit status; what went wrong has then been said under the name `tool`.
+// Grabs a frame of the video; of audio alone, its cover or else a drawing of its waveform. Returns
+// the tool's exit status; a failure has been reported under the name `tool`.
 int grab(const std::string& tool, const grab_options& options);

@@ -1,4 +1,3 @@
-// The engine's command lines.
 #include "tools/qxmi_grab/grab_command.h"
 
 #include <algorithm>
@@ -32,8 +31,8 @@ std::string size_text(picture_size size, char between) {
   return std::to_string(size.width) + between + std::to_string(size.height);
 }
 
-// All of a frame that is the same whether it is measured or kept: where it is, and its lines. The
-// lines of both fields together would pass for sharpness.
+// The filters for any frame, measured or kept: its position, and the choice of its lines. The lines
+// of both fields together would be mistaken for sharpness.
 std::string frame_filters(const picture_source& source) {
   std::string chain;
   if (source.seek.run_up > 0.0) { chain += "trim=start=" + seconds(source.seek.run_up) + ","; }

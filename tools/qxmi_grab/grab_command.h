@@ -25,12 +25,12 @@ struct picture_source {
 // that moment.
 argument_list measure_command(const picture_source& source);
 
-// What the picture becomes.
+// The form of the finished picture.
 struct picture_target {
   std::string url;
   picture_shape shape;
   int quality = 75;        // 1 to 100
-  bool map_light = false;  // the source's range or gamut is to be mapped to that of a JPEG
+  bool map_light = false;  // map the source's range or gamut to that of a JPEG
 };
 
 // Writes one JPEG; an empty file when there is no frame at that moment.

@@ -1,4 +1,3 @@
-// The size of the picture that is made.
 #include "tools/qxmi_grab/picture_shape.h"
 
 #include <algorithm>
@@ -23,7 +22,7 @@ int part_of(int length, double share) {
   return std::max(1, static_cast<int>(std::lround(length * share)));
 }
 
-// Cuts what is more than `wanted`, width by height: from the sides or from top and bottom.
+// Cuts off the excess over the ratio `wanted`, width by height: at the sides or at top and bottom.
 picture_size cut_to(picture_size whole, double shown, double wanted) {
   if (shown > wanted) {
     whole.width = nearest_even(whole.width * wanted / shown);

@@ -1,11 +1,11 @@
-// The size of the picture that is made, and what is cut from the source for it.
+// The size of the finished picture, and how the source is cropped for it.
 #pragma once
 
 #include <string>
 
 #include "tools/media/media_info.h"
 
-// The lines of a picture whose height is asked for in words ("audio") or not in earnest ("0").
+// The height if the given one is a word ("audio") or not meaningful ("0").
 constexpr int default_height = 360;
 
 // The most lines that a drawing, which has no source to be measured by, may have.
@@ -14,10 +14,10 @@ constexpr int largest_height = 2160;
 // What --height says: a whole number above 0, else default_height.
 int height_from_text(const std::string& text);
 
-// How large the source is scaled, what is taken of that and how large it becomes; pixels are
-// square.
+// The size to which the source is scaled, the part of it that is cropped, and the size of the
+// result; pixels are square.
 struct picture_shape {
-  picture_size whole;  // about as large as what is taken becomes, never larger than the source
+  picture_size whole;  // about the scale of the cropped part, never larger than the source
   picture_size taken;  // from the middle of the whole
   picture_size made;
 };

@@ -1,4 +1,3 @@
-// How to come to a moment of a file.
 #include "tools/qxmi_grab/seek_plan.h"
 
 #include <algorithm>

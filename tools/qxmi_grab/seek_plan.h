@@ -6,10 +6,10 @@
 
 #include "tools/media/media_info.h"
 
-// The way to a moment. Containers with an index are entered at the moment itself. Broadcast
-// streams have none: the engine shows nothing before the next key frame, so they are entered
-// earlier and what comes before the moment is decoded and dropped. Bare streams have not even a
-// clock: they are read from their beginning.
+// How to reach a moment. Containers with an index are entered at the moment itself. Broadcast
+// streams have no index, and the engine shows nothing before the next key frame: they are entered
+// earlier, and everything before the moment is decoded and dropped. Bare streams do not even have a
+// clock: they are read from the beginning.
 struct seek_plan {
   double enter = 0.0;   // seconds from the file's beginning where reading starts
   double run_up = 0.0;  // seconds to drop from there
@@ -24,8 +24,8 @@ struct time_window {
   double end = 0.0;
 };
 
-// From 10 % to 90 % of the picture, which may begin later and be shorter than the file.
-// `duration` is the file's length where the stream's own is not told.
+// From 10 % to 90 % of the video, which may begin later and be shorter than the file. `duration` is
+// the file's length if the stream does not declare one.
 time_window moments_of(const media_info& media, const video_stream& picture, double duration);
 
 // `count` moments, one out of each of as many equal parts of the window, in random order.

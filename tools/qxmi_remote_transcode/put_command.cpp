@@ -1,4 +1,3 @@
-// The FTP client's command line.
 #include "tools/qxmi_remote_transcode/put_command.h"
 
 #include <algorithm>
@@ -35,12 +34,12 @@ std::string part_suffix(const struct stat& source) {
   return text;
 }
 
-// The client (seen with 3.2.6) resumes wrongly with its sendfile(): it appends the file from its
-// beginning to what is there. Without, -s, it reads from the right place, and only then does its
-// position in the file tell how far it is, which is what whoever watches the upload goes by.
+// With its sendfile(), the client (seen with 3.2.6) resumes incorrectly: it appends the file from
+// its beginning to the existing part. With -s it reads from the right place, and only then does its
+// position in the file show the progress, which the service reads.
 //
-// It renames after a whole transfer only with -S; a rename by raw commands, -X or -Y, is left out
-// or done at the wrong time when the transfer fails.
+// It renames after a complete transfer only with -S; a rename by raw commands, -X or -Y, is omitted
+// or done at the wrong time if the transfer fails.
 std::vector<std::string> put_command(const std::string& login, const std::string& link,
                                      const std::string& suffix, put_mode mode) {
   return {ftp_client_program,

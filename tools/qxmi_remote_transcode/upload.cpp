@@ -1,4 +1,3 @@
-// Sends one file to the transcode server.
 #include "tools/qxmi_remote_transcode/upload.h"
 
 #include <filesystem>
@@ -15,8 +14,8 @@
 
 namespace {
 
-// What the client says, with exit status 0, when the unfinished copy on the server is as long as
-// the source: all was sent but the copy never got its name. It leaves it at that.
+// The client's message, with exit status 0, if the unfinished copy on the server is as long as the
+// source: everything was sent, but the copy was not renamed. The client does nothing then.
 constexpr const char* nothing_to_resume = "upload is not necessary";
 
 class upload_job {

@@ -6,8 +6,7 @@
 class transcode_settings;
 
 // Uploads `file` under `name`, which is_upload_name() must accept, to the server of `settings`.
-// Until it is whole it stands there under a longer name; an upload that was interrupted is gone
-// on with. Returns the tool's exit status; what went wrong has then been said under the name
-// `tool`.
+// Until the upload is complete it has a longer name; an interrupted upload is resumed. Returns the
+// tool's exit status; a failure has been reported under the name `tool`.
 int upload(const std::string& tool, const class transcode_settings& settings,
            const std::string& name, const std::string& file);

@@ -1,4 +1,3 @@
-// A folder that only its owner can enter, for one upload.
 #include "tools/qxmi_remote_transcode/upload_folder.h"
 
 #include <cerrno>
@@ -15,7 +14,7 @@
 
 namespace {
 
-// Seen with the client's version 3.2.6: from a login file it takes no more, without a word.
+// Seen with the client's version 3.2.6: it silently cuts longer values in a login file.
 constexpr std::size_t longest_value = 121;
 
 bool fail(std::string& error, int cause) {

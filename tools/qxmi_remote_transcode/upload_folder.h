@@ -1,7 +1,7 @@
-// A folder that only its owner can enter, for one upload: a login file, so that the password
-// stands on no command line, and a link under the name that the file is to have on the server,
-// which is how the client learns that name. Removed with this object; locked until then, so that
-// the next upload and the doctor know what a killed one has left.
+// A directory for one upload that only its owner can enter. It holds a login file, so that the
+// password is on no command line, and a link with the file's name on the server, from which the
+// client takes that name. Removed with this object; locked until then, so that the next upload and
+// the doctor can recognise the directory of a killed one.
 #pragma once
 
 #include <string>

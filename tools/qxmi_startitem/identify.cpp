@@ -1,4 +1,3 @@
-// Finds out what a file is.
 #include "tools/qxmi_startitem/identify.h"
 
 #include <unistd.h>
@@ -22,7 +21,7 @@ bool is_empty_file(const std::string& path, struct stat& status) {
   return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
-// Whether the probe failed for a reason of its own, which tells nothing of the file.
+// Whether the probe failed for a reason that says nothing about the file.
 bool probe_was_hindered(const std::string& cause) {
   program_result late;
   late.end = program_end::timed_out;

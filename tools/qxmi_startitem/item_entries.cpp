@@ -1,4 +1,3 @@
-// What is written about a file.
 #include "tools/qxmi_startitem/item_entries.h"
 
 #include <cmath>
@@ -23,7 +22,7 @@ std::string if_positive(std::int64_t value) {
   return value > 0 ? std::to_string(value) : "";
 }
 
-// Some containers do not tell it; over the whole file it is what it comes to anyway.
+// Some containers do not declare it; size divided by length is the same over the whole file.
 std::int64_t bit_rate(const media_info& media, off_t size) {
   if (media.bit_rate > 0 || media.duration <= 0.0) { return media.bit_rate; }
   return std::llround(static_cast<double>(size) * 8.0 / media.duration);

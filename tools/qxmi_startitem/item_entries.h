@@ -1,4 +1,4 @@
-// What is written about a file: the metadata entries that are this tool's own.
+// The metadata entries that this tool writes about a file.
 #pragma once
 
 #include <string>
@@ -16,14 +16,13 @@ struct item_entry {
 // All entries, always the same names in the same order:
 //   "file type"       as given
 //   "duration"        seconds with three decimals
-//   "width" "height"  of what is seen: after rotation, with pixels made square
-//   "frame rate"      frames, not fields, a second, with three decimals
+//   "width" "height"  as seen by the viewer: after rotation, with square pixels
+//   "frame rate"      frames, not fields, per second, with three decimals
 //   "interlaced"      1 or 0
 //   "video codec" "audio codec" "audio channels"   of the streams worth playing
-//   "bit rate"        bits a second of the whole file
+//   "bit rate"        bits per second of the whole file
 //   "size"            bytes
 //   "modified"        seconds since 1970
-// Frame rate to video codec are those of a moving picture; a still has no more than its width and
-// height.
+// Frame rate to video codec are only set for video; a still picture has only width and height.
 std::vector<item_entry> item_entries(const std::string& type, const media_info& media,
                                      const struct stat& status);

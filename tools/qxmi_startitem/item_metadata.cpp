@@ -1,4 +1,3 @@
-// The metadata file of one media file.
 #include "tools/qxmi_startitem/item_metadata.h"
 
 #include <cerrno>

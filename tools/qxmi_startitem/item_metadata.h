@@ -16,8 +16,9 @@ public:
   item_metadata(const item_metadata&) = delete;
   item_metadata& operator=(const item_metadata&) = delete;
 
-  // Reads what there is for the file `path`, absolute; nothing is no failure. A metadata file that
-  // cannot be understood is one: others' entries would be lost. False with the cause in `error`.
+  // Reads the metadata of the file with the absolute path `path`; missing metadata is not a
+  // failure. A malformed metadata file is a failure, since the entries of others would be lost.
+  // False with the cause in `error`.
   bool load(const std::string& path, std::string& error);
 
   // Sets the entries that have a value, and empties those of the same names that were there from

@@ -1,11 +1,10 @@
-// The MIME type that a file is given.
 #include "tools/qxmi_startitem/item_type.h"
 
 #include "platform/text.h"
 
 namespace {
 
-// Names behind "video/" and "audio/".
+// Subtypes of "video/" and "audio/".
 struct media_type {
   std::string_view video;
   std::string_view audio;
@@ -39,7 +38,7 @@ constexpr container_type container_types[] = {
     {"flac", {"flac", "flac"}},
 };
 
-// The brands that are no MPEG-4; the box that names the brand is the first one of the file.
+// The brands other than MPEG-4; the box that names the brand is the first one of the file.
 struct brand_type {
   std::string_view brand;
   media_type type;
@@ -58,7 +57,7 @@ media_type mov_type(std::string_view head) {
   return {"mp4", "mp4"};
 }
 
-// The document type is a text behind its tag and a byte that tells its length.
+// The document type is a text after its tag and a length byte.
 media_type matroska_type(std::string_view head) {
   const bool web = head.find("\x42\x82\x84webm") != std::string_view::npos;
   return web ? media_type{"webm", "webm"} : media_type{"x-matroska", "x-matroska"};

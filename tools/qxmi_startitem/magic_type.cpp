@@ -1,4 +1,3 @@
-// What libmagic takes a file for.
 #include "tools/qxmi_startitem/magic_type.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// What libmagic takes a file for, by its content alone.
+// The type of a file according to libmagic, by its content alone.
 #pragma once
 
 #include <string>

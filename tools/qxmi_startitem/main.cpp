@@ -43,7 +43,7 @@ bool print_entries(const std::vector<item_entry>& entries) {
   return std::fflush(stdout) == 0;
 }
 
-// The metadata belongs to the name as it was given, even where that is a symbolic link.
+// The metadata belongs to the given name, even if that is a symbolic link.
 std::string absolute(const std::string& path) {
   std::error_code error;
   const std::filesystem::path whole = std::filesystem::absolute(path, error);

@@ -1,4 +1,3 @@
-// Keeps an encoder to a share of all processors.
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 
 #include <algorithm>
@@ -6,8 +5,8 @@
 
 namespace {
 
-// What an encoder that waited for its disk may catch up with at once. Short, so that no window of
-// a second shows much more than the share.
+// How much an encoder that waited for its disk may catch up at once. Short, so that no window of a
+// second shows much more than its share.
 constexpr std::chrono::milliseconds longest_burst{200};
 
 }  // namespace

@@ -1,9 +1,9 @@
-// Keeps an encoder to a share of all processors by telling when it has to stand still.
+// Limits an encoder to a share of all processors by deciding when it must be stopped.
 //
-// A stopped and continued process is the one means that needs no privilege and no control group.
-// Its allowance fills with time and is emptied by the processor time it uses; while it is below
-// zero the encoder is stopped. What is overdrawn in one tick is thus paid back in the next, and
-// the share holds over any longer window, whatever the tick's length.
+// Stopping and continuing the process is the only way that needs no privilege and no control group.
+// The encoder's allowance grows with time and shrinks with the processor time it uses; while it is
+// below zero the encoder is stopped. An overdraft in one tick is thus paid back in the next, and
+// the share holds over any longer window, whatever the length of a tick.
 #pragma once
 
 #include <chrono>
@@ -12,7 +12,7 @@ class cpu_cap {
 public:
   using duration = std::chrono::nanoseconds;
 
-  // `percent` of all `processors` together, 1 to 100; 0 is no cap.
+  // `percent` of all `processors` together, 1 to 100; 0 for no limit.
   cpu_cap(int percent, int processors);
 
   bool capped() const { return share_ > 0.0; }
@@ -20,9 +20,9 @@ public:
   // How many threads are worth having within the cap; at least 1.
   int useful_threads() const;
 
-  // To be told at each tick: the time now on any steady clock, and the processor time used so far.
-  // True when the encoder has to stand still until the next tick. A tick with `suspended` neither
-  // fills nor empties the allowance.
+  // Called at each tick with the time on any steady clock and the processor time used so far. True
+  // if the encoder must be stopped until the next tick. A tick with `suspended` does not change the
+  // allowance.
   bool must_stop(duration now, duration used, bool suspended);
 
 private:

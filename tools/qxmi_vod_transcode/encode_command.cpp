@@ -1,4 +1,3 @@
-// The engine's command line for one transcode.
 #include "tools/qxmi_vod_transcode/encode_command.h"
 
 #include <cmath>
@@ -12,7 +11,7 @@ namespace {
 
 constexpr int key_frame_seconds = 2;
 constexpr int sound_rate = 160;  // kbit/s
-// Room for what is no picture or sound: the index, and a buffer of the highest rate.
+// Room for data besides video and audio: the index, and a buffer of the highest rate.
 constexpr std::uint64_t largest_index = std::uint64_t{256} << 20;  // bytes
 
 // An AVI file has slots of time instead of a clock. The delays of the encoders leave slots before
@@ -33,9 +32,9 @@ std::string text(rational value) {
   return std::to_string(value.num) + "/" + std::to_string(value.den);
 }
 
-// The engine builds the filters again where the pictures' size or format changes. The rate's grid
-// therefore begins at time 0 and not with the first picture; what is missing on it, at the
-// beginning or at such a change, is filled behind the filters (see add_picture).
+// The engine rebuilds the filters when the size or format of the pictures changes. The frame grid
+// therefore begins at time 0 and not with the first picture; frames that are missing at the
+// beginning or at such a change are filled in after the filters (see add_picture).
 std::string picture_filters(const source_media& media, const encode_settings& settings) {
   const video_stream& picture = *media.picture;
   return assumed_colours(picture) + deinterlacer(picture) + "fps=" + text(media.frame_rate()) +
@@ -73,9 +72,9 @@ void add_sound(argument_list& arguments, const source_media& media) {
                      std::to_string(sound_rate) + "k"});
 }
 
-// What the engine has to know of the source's clock.
+// Options for the peculiarities of the source's clock.
 void add_clock(argument_list& arguments, const source_media& media) {
-  // An AVI file tells no times of its own, and what the engine makes up for it is late by a slot.
+  // An AVI file has no time stamps, and those that the engine makes up are late by one slot.
   if (!is_avi(media)) { append(arguments, {"-fflags", "+genpts"}); }
   if (media.lead > 0.0) { append(arguments, {"-itsoffset", "-" + std::to_string(media.lead)}); }
   if (media.jump_limit > 0.0) {

@@ -1,4 +1,3 @@
-// The encoding profiles.
 #include "tools/qxmi_vod_transcode/profiles.h"
 
 #include <algorithm>

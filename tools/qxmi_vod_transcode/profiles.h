@@ -1,4 +1,4 @@
-// The encoding profiles: what each is called, which suit a source, what size and bit rate it has.
+// The encoding profiles: their names, sizes and bit rates, and which of them suit a source.
 #pragma once
 
 #include <string>
@@ -9,16 +9,16 @@
 // The profile of a source that is sound alone; every other name is a height in lines.
 constexpr const char* sound_profile = "audio";
 
-// The profiles that suit a moving picture, best first: the usual heights that are not above the
-// picture's displayed height, nor above `max_height` where that is above 0. Where none fits, the
-// source's own height made even, whatever max_height says: a list is never empty.
+// The profiles that suit a video, best first: the usual heights up to the video's displayed height
+// and, unless `max_height` is 0, up to `max_height`. If none fits, the source's own height made
+// even, regardless of max_height: a list is never empty.
 std::vector<std::string> picture_profiles(picture_size displayed, int max_height);
 
 // Whether `name` is among the profiles that are listed for such a picture, whatever the listing's
 // greatest height.
 bool offers_profile(picture_size displayed, const std::string& name);
 
-// The height a profile's name stands for: 2 to 8192 lines; 0 when it is no such name.
+// The height of a profile with this name: 2 to 8192 lines; 0 if the name is not a height.
 int profile_height(const std::string& name);
 
 // The size of the output: `height` lines, but never more than the source has, with the shape of

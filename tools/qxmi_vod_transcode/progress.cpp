@@ -1,4 +1,3 @@
-// Turns the engine's progress report into the tool's progress lines.
 #include "tools/qxmi_vod_transcode/progress.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The listing of what can be made of a source.
 #include "tools/qxmi_vod_transcode/quote.h"
 
 #include <cstdio>

@@ -1,4 +1,3 @@
-// The engine's filters for the sound.
 #include "tools/qxmi_vod_transcode/sound_filters.h"
 
 namespace {

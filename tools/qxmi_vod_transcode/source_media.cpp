@@ -1,4 +1,3 @@
-// A source as the transcoder sees it.
 #include "tools/qxmi_vod_transcode/source_media.h"
 
 #include <algorithm>
@@ -32,7 +31,7 @@ double end_of(const stream_type& stream, double beginning) {
   return stream.duration > 0.0 ? stream.start + stream.duration - beginning : 0.0;
 }
 
-// The file may be longer than what is taken of it: other programs, data, subtitles.
+// The file may be longer than its used streams: other programs, data, subtitles.
 void take_lengths(const media_info& info, source_media& media) {
   const double picture = media.picture ? end_of(*media.picture, media.beginning) : 0.0;
   const double sound = media.sound ? end_of(*media.sound, media.beginning) : 0.0;

@@ -14,14 +14,14 @@ struct source_media {
   probe_depth depth;
   double beginning = 0.0;  // where the result begins, on the source's own clock
 
-  double duration = 0.0;          // seconds, of what is taken; always known and above 0
+  double duration = 0.0;          // seconds, of the used streams; always known and above 0
   double picture_duration = 0.0;  // seconds from the common beginning to the picture's end
   double sound_duration = 0.0;    // the same of the sound; 0 when it is not known
   bool picture_told = false;      // the container tells the picture's own length
   bool measured = false;          // these lengths come from the packets, not from the container
 
-  // What lies before the picture at the beginning, seconds, where it is less than a frame: the
-  // encoder's own delay of the sound, as a rule. The result begins with the picture.
+  // How much of the sound precedes the video, in seconds, if it is less than a frame: usually the
+  // encoder delay of the sound. The result begins with the video.
   double lead = 0.0;
 
   // In containers from broadcast, whose clock may jump: a step of the clock above this many seconds
@@ -33,7 +33,7 @@ struct source_media {
   rational frame_rate() const;
 };
 
-// What is to be taken of a source.
+// Which streams of a source are used.
 enum class source_parts { picture_and_sound, sound_alone };
 
 // Probes `path` and measures the length of those parts of it where the file does not tell it or its
@@ -42,6 +42,6 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
                        std::string& error);
 
 // Measures the lengths of `media`, as read_source_media() found it at `path`, by reading all
-// packets. Only what the container does not tell, or tells by a clock that may jump, is replaced.
-// False with the cause in `error`.
+// packets. Only lengths that the container does not declare, or declares by a clock that may jump,
+// are replaced. False with the cause in `error`.
 bool measure_lengths(const std::string& path, source_media& media, std::string& error);

@@ -1,4 +1,3 @@
-// Makes the output file from the source.
 #include "tools/qxmi_vod_transcode/transcode.h"
 
 #include <algorithm>

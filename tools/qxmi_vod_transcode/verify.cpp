@@ -1,4 +1,3 @@
-// Looks at a result before it gets its name.
 #include "tools/qxmi_vod_transcode/verify.h"
 
 #include <algorithm>
@@ -69,7 +68,7 @@ bool has_streams(const media_info& made, picture_size size, const source_media& 
   return picture_is_right && (made.sound() != nullptr) == media.sound.has_value();
 }
 
-// What is wrong with the lengths and frames, by the lengths of the source as they are known.
+// Compares lengths and frames with the currently known lengths of the source; returns the fault.
 std::string stream_faults(const media_info& made, const packet_timeline& timeline,
                           const source_media& media) {
   std::string fault = length_fault(made.duration, media.duration);

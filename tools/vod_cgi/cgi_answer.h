@@ -1,9 +1,9 @@
-// What the gateway answers another server: an HTTP status, the service's own header block, a body.
+// The gateway's answer to another server: an HTTP status, the service's own header block, a body.
 //
 //   Status: 404 Not Found
 //   Content-Type: text/plain
 //
-//   X-comm-error:NOT FOUND        name:value lines, no blank behind the colon
+//   X-comm-error:NOT FOUND        name:value lines, no blank after the colon
 //                                 an empty line
 //   ...                           body
 #pragma once
@@ -26,5 +26,5 @@ cgi_answer refusal_answer(int status, const std::string& body);
 // names and values become blanks: no value can add a line.
 std::string cgi_text(const cgi_answer& answer);
 
-// The words behind an HTTP status.
+// The reason phrase of an HTTP status.
 const char* reason_phrase(int status);

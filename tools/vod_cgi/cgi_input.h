@@ -1,4 +1,4 @@
-// What a web server gives a CGI program: variables, and the request's body on standard input.
+// The input of a CGI program: variables, and the request's body on standard input.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ struct cgi_input {
   std::string origin;
   std::string fetch_site;     // Sec-Fetch-Site
   std::string page_mark;      // X-Vod-Page
-  std::string if_none_match;  // what the client has already
+  std::string if_none_match;  // the version that the client already has
 
   // Takes the variables REQUEST_METHOD, QUERY_STRING, CONTENT_LENGTH and those of the headers.
   static cgi_input from_environment();

@@ -21,7 +21,7 @@ constexpr std::size_t data_limit = 8U << 20U;
 constexpr const char* own_keys[] = {key_fileops_job_id, key_process_argv, key_process_pid,
                                     key_remote_job};
 
-// What whoever fetches the output can compare it with.
+// The size lets the remote server verify its download of the output.
 void add_output_size(const json11::Json& item, json11::Json::object& keys) {
   struct stat status;
   if (item[key_state].string_value() == name_of(TRANSCODE_DONE) &&
@@ -40,7 +40,7 @@ json11::Json handed_on(const json11::Json& document) {
   return keys;
 }
 
-// Items stand alone, or as the "list" of a page.
+// The document is a single item, or a page with a "list" of items.
 json11::Json handed_on_with_list(const json11::Json& document) {
   json11::Json::object keys = handed_on(document).object_items();
   const auto list = keys.find("list");

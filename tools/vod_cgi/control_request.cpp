@@ -11,7 +11,7 @@
 
 namespace {
 
-// What may be asked for from another machine; "test" and whatever comes later may not.
+// The commands that other machines may send; "test" and later additions are not allowed.
 constexpr std::string_view allowed_commands[] = {command_add,    command_list,   command_ready,
                                                  command_modify, command_cancel, command_restart,
                                                  command_pause,  command_resume, command_remove};

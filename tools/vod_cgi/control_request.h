@@ -13,9 +13,9 @@ constexpr char upload_directory[] = "/mnt/main/tv/upload/";
 std::string command_of_query(const std::string& query);
 
 // Reads the body into pairs: lines "name:value" up to an empty line or the end. "*name:UUID"
-// becomes the pair "input file" with the uploaded file's path. False, with what is wrong in
-// `error`, for a line without a colon, an empty name, a control character, or a "*name" that is not
-// the 36 characters of a UUID.
+// becomes the pair "input file" with the uploaded file's path. False, with the cause in `error`,
+// for a line without a colon, an empty name, a control character, or a "*name" that is not the 36
+// characters of a UUID.
 bool read_pairs(const std::string& body, name_values& pairs, std::string& error);
 
 // The path of the upload that a request names, "" when it names none.

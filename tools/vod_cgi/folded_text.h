@@ -3,6 +3,6 @@
 
 #include <string>
 
-// The text with every letter in lower case, in any script that has two cases. Bytes that are no
-// UTF-8 stay as they are.
+// The text with every letter in lower case, in any script that has two cases. Bytes that are not
+// UTF-8 are unchanged.
 std::string folded_text(const std::string& text);

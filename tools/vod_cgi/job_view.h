@@ -1,18 +1,18 @@
-// A job as somebody who looks at the queue page sees it.
+// A job from the point of view of the queue page's users.
 #pragma once
 
 #include <string>
 
 #include "tools/client/queue_reader.h"
 
-// What a job is to somebody who looks at the queue.
+// The groups into which the page sorts the jobs.
 enum class job_group {
   running,    // a tool works on it
   waiting,    // being looked at, or for its turn
   paused,     // by a user
   done,       // its VOD is ready
   failed,     // ended before its end, and nobody asked for that
-  cancelled,  // somebody did
+  cancelled,  // by a user
 };
 constexpr int job_group_count = 6;
 

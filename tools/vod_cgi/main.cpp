@@ -18,7 +18,7 @@ constexpr std::uint64_t time_limit_us = 10000000;
 constexpr int exit_usage = 2;
 
 // For a person at a terminal. A web server may pass a query without "=" as arguments, so they are
-// looked at only where there is no web server.
+// only evaluated if there is no web server.
 int answer_person(int argc, char** argv) {
   if (argc == 2 && strcmp(argv[1], "--help") == 0) {
     puts("vod.cgi: CGI/1.1 gateway to qx_vod_service; run by a web server.\n"
@@ -38,7 +38,7 @@ int answer_person(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   if (getenv("GATEWAY_INTERFACE") == nullptr) { return answer_person(argc, argv); }
-  // A client that takes no answer must not keep the program for ever either.
+  // A client that does not read its answer must not block the program forever either.
   alarm(static_cast<unsigned>(2 * time_limit_us / 1000000));
   const std::string text =
       answer_request(cgi_input::from_environment(), STDIN_FILENO, path_control_socket,

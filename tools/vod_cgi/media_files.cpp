@@ -1,4 +1,3 @@
-// Addresses of VODs.
 #include "tools/vod_cgi/media_files.h"
 
 #include <string_view>
@@ -16,7 +15,7 @@ bool is_readable_file(const std::string& path) {
          access(path.c_str(), R_OK) == 0;
 }
 
-// The name of a VOD within the folder, "" when it is none that may be given away.
+// The name of a VOD within the folder, "" if it must not be published.
 std::string vod_name(const vod_folder& folder, const std::string& output) {
   constexpr char ending[] = ".mp4";
   constexpr std::size_t ending_length = sizeof(ending) - 1;

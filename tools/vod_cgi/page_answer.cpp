@@ -1,4 +1,3 @@
-// Writes answers for the queue page.
 #include "tools/vod_cgi/page_answer.h"
 
 #include <cinttypes>

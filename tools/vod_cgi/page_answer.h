@@ -1,4 +1,4 @@
-// What the gateway answers the queue page: an HTTP status and a JSON object.
+// The gateway's answer to the queue page: an HTTP status and a JSON object.
 #pragma once
 
 #include <string>

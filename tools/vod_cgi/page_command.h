@@ -15,7 +15,7 @@ struct page_command {
 
 // Reads the body of a command: a JSON object of texts and booleans. "add" takes "file", "profile"
 // and "deletes_source"; the others take "id", and "modify" takes "profile" and "deletes_source"
-// too. False, with what is wrong in `error`, for anything else.
+// too. False, with the cause in `error`, for anything else.
 bool read_page_command(const std::string& word, const std::string& body, page_command& command,
                        std::string& error);
 

@@ -17,8 +17,8 @@ int hex_digit(char c) {
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-// False for a percent sign without two digits behind it, and for control characters, encoded or
-// not.
+// False for a percent sign that is not followed by two digits, and for control characters, encoded
+// or not.
 bool decode(std::string_view text, std::string& decoded) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     int c = text[i] == '+' ? ' ' : static_cast<unsigned char>(text[i]);

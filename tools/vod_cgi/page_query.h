@@ -1,4 +1,4 @@
-// From a query of the queue page to what it asks for. Everything here comes from strangers.
+// Reads the queries of the queue page. Everything here comes from strangers.
 #pragma once
 
 #include <string>
@@ -15,12 +15,12 @@ struct queue_query {
   std::string search;  // at most 200 bytes, no control characters; "" for all
 };
 
-// The word "c" of a query, which tells who is asked: "vodsrv", "queue", "command". "" where it is
+// The word "c" of a query, which selects the interface: "vodsrv", "queue", "command". "" if it is
 // missing or given twice.
 std::string gateway_word(std::string_view query);
 
 // Reads "c=queue" and the fields first, count, show, state and search, each once at most,
-// percent-encoded as a form does it. False, with what is wrong in `error`, for anything else.
+// percent-encoded as in a form. False, with the cause in `error`, for anything else.
 bool read_queue_query(std::string_view query, queue_query& wanted, std::string& error);
 
 // Reads "c=command&vc=COMMAND" and nothing besides; "" for anything else.

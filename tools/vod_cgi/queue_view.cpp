@@ -15,7 +15,7 @@
 
 namespace {
 
-// What moments are told for: further ahead they would be guesses.
+// Jobs further down get no estimate, since it would be a guess.
 constexpr std::size_t most_in_line = 16;
 
 struct shown_job {
@@ -36,7 +36,7 @@ std::vector<shown_job> shown_jobs(const std::vector<listed_item>& jobs, const ex
   return shown;
 }
 
-// What runs stands first, then what is to come in its order, then what has ended, the latest first.
+// Running jobs come first, then waiting ones in queue order, then ended ones, the latest first.
 int rank(const shown_job& job) {
   switch (job.group) {
   case job_group::running:

@@ -1,4 +1,4 @@
-// The part of the queue that the page shows, with what it tells of the whole.
+// The part of the queue that the page shows, with totals of the whole queue.
 #pragma once
 
 #include <cstdint>

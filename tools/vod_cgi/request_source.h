@@ -1,4 +1,4 @@
-// Who sends a request: a program, the queue page, or somebody else's page in a user's browser.
+// The sender of a request: a program, the queue page, or a foreign page in a user's browser.
 #pragma once
 
 #include "tools/vod_cgi/cgi_input.h"

@@ -1,4 +1,3 @@
-// A service that answers from a script.
 #include "tests/tools/client/scripted_service.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// A private machine with the built client in it.
 #include "tests/tools/qx_vod_ctl/machine.h"
 
 #include <csignal>

@@ -1,4 +1,3 @@
-// A terminal for the client.
 #include "tests/tools/qx_vod_ctl/terminal.h"
 
 #include <csignal>

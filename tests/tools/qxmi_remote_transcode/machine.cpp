@@ -1,4 +1,3 @@
-// A machine of the test's own for uploads.
 #include "tests/tools/qxmi_remote_transcode/machine.h"
 
 #include <cstring>

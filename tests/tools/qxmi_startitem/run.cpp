@@ -1,4 +1,3 @@
-// Runs qxmi_startitem as the service does.
 #include "tests/tools/qxmi_startitem/run.h"
 
 #include <cerrno>

@@ -1,4 +1,3 @@
-// Collects what is known of one item and of the machine.
 #include "tools/qx_vod_ctl/bug_report/bug_report.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What goes into a bug report about one item.
+// Collects the parts of a bug report about one job and its machine.
 #pragma once
 
 #include <ctime>
@@ -9,7 +9,7 @@
 #include "tools/qx_vod_ctl/bug_report/report_parts.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 
-// What was asked of the service, before anything of the machine was looked at.
+// The answers of the service, collected before the machine is examined.
 struct reported_item {
   json11::Json json;
   bool stored = false;  // it is the queue file's, since there is no service
@@ -17,8 +17,7 @@ struct reported_item {
 };
 
 // Adds all parts: the item, its status files, probes of source and output, versions, configuration
-// and findings. Takes up to two minutes for the probes; ends early when the client is asked to
-// stop.
+// and findings. The probes take up to two minutes; ends early if the client is asked to stop.
 void add_all_parts(const reported_item& item, report_parts& parts);
 
 // The passwords that the configuration file holds, in whatever line.

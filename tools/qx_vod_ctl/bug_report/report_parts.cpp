@@ -1,4 +1,3 @@
-// Collects the parts of a bug report and packs them.
 #include "tools/qx_vod_ctl/bug_report/report_parts.h"
 
 #include "tools/command_line/command_line.h"

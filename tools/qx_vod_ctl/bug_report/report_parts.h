@@ -1,5 +1,5 @@
-// The parts of a bug report on their way into its archive: each has its password taken out, and
-// what cannot be had is noted with its reason.
+// Collects the parts of a bug report for its archive: passwords are masked in each part, and every
+// missing part is noted with the reason.
 #pragma once
 
 #include <string>
@@ -21,12 +21,13 @@ public:
 
   void add_text(const std::string& part, const std::string& text);
   void add_json(const std::string& part, const json11::Json& json);
-  // The file `name` of `folder`, at most 1 MiB of it as it stands; no symbolic link is followed.
+  // Adds the file `name` of `folder`, at most 1 MiB of it, otherwise unchanged; symbolic links are
+  // not followed.
   void add_file(const std::string& part, const std::string& folder, const std::string& name);
   void add_missing(const std::string& part, const std::string& reason);
 
-  // Packs all parts, and the list of what is missing, into `archive`. Runs tar; false with the
-  // cause in `error`, also when the client was asked to stop.
+  // Packs all parts, and the list of missing ones, into `archive`. Runs tar; false with the cause
+  // in `error`, also if the client was asked to stop.
   bool pack(std::string& archive, std::string& error);
 
 private:

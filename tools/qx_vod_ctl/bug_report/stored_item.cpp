@@ -1,4 +1,3 @@
-// Finds an item in the queue file.
 #include "tools/qx_vod_ctl/bug_report/stored_item.h"
 
 #include <vector>

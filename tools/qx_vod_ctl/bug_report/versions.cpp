@@ -1,4 +1,3 @@
-// What runs on this machine.
 #include "tools/qx_vod_ctl/bug_report/versions.h"
 
 #include <sys/stat.h>
@@ -24,7 +23,7 @@ std::string first_line_of(const std::vector<std::string>& command) {
   return result.output.substr(0, result.output.find('\n'));
 }
 
-// The name stands between quotes there.
+// The name is in quotes there.
 std::string distribution() {
   const text_file release = read_text_file("/etc/os-release", 65536);
   const std::string key = "\nPRETTY_NAME=\"";
@@ -41,7 +40,7 @@ std::string kernel() {
   return std::string(name.sysname) + " " + name.release + " " + name.version + " " + name.machine;
 }
 
-// The service has no version of its own to tell: its file and its package have to do.
+// The service does not report a version, so its file and its package must do.
 json11::Json service() {
   service_process process;
   if (!find_service_process(path_control_socket, process)) { return "unknown:  it does not run"; }

@@ -1,8 +1,8 @@
-// What runs on this machine.
+// The versions of the programs involved.
 #pragma once
 
 #include <json11.hpp>
 
-// Versions of client, service, ffmpeg, kernel and distribution, each with the reason in its place
-// where it cannot be told. Runs ffmpeg and the package manager's query.
+// Versions of client, service, ffmpeg, kernel and distribution; in place of an unknown one, the
+// reason. Runs ffmpeg and the package manager's query.
 json11::Json versions_of_machine();

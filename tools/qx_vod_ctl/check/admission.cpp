@@ -15,7 +15,7 @@
 
 namespace {
 
-// What the service asks of metadata, and what there is to be shown of them.
+// The metadata entries that the service reads, and those worth showing.
 constexpr const char* entry_names[] = {"file type",   "offline",        "duration",   "width",
                                        "height",      "frame rate",     "interlaced", "video codec",
                                        "audio codec", "audio channels", "bit rate",   "size"};

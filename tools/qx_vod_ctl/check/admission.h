@@ -9,16 +9,16 @@
 struct refusal {
   std::string text;      // the service's; empty when there is none
   bool missing = false;  // there is no such file
-  bool unknown = false;  // it cannot be told by this user: `text` is no text of the service
+  bool unknown = false;  // this user cannot find out: `text` is not from the service
 };
 
-// Judges the path and what stands there, by name alone: nothing is opened that could block.
+// Judges the path and the file, by name alone: nothing is opened that could block.
 refusal judge_source(const std::string& path);
 
-// What the source's metadata say, as far as the service asks.
+// The part of the source's metadata that the service uses.
 struct stored_metadata {
-  bool readable = true;  // false where they are there but cannot be read
-  std::vector<std::pair<std::string, std::string>> entries;  // empty where there are none
+  bool readable = true;  // false if they exist but cannot be read
+  std::vector<std::pair<std::string, std::string>> entries;  // empty if there are none
 
   // The entry's value, empty when there is none.
   std::string entry(const std::string& name) const;

@@ -26,7 +26,7 @@ namespace {
 
 constexpr std::chrono::minutes listing_time_limit{2};
 
-// What stands in a name for the moment at which the service makes it up.
+// A placeholder for the time that the service will put into the name.
 constexpr const char* moment_text = "TIME";
 
 constexpr int sound_kbit = 160;  // the transcoder's, for whatever source
@@ -66,7 +66,7 @@ private:
     }
   }
 
-  // What the file's metadata say is believed, as the service does.
+  // Metadata of the file are trusted, as the service does.
   bool identify_source() {
     const stored_metadata stored = read_stored_metadata(found_.path);
     if (!stored.readable) { return refuse(text_metadata_unreadable); }

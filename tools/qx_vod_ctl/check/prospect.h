@@ -1,4 +1,4 @@
-// What would become of a file if it were added now.
+// Predicts the fate of a file if it were added now.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ using command_line_list = std::vector<std::vector<std::string>>;
 // The most that an output can take, by the bit rates that the transcoder never exceeds.
 struct size_limit {
   std::uint64_t bytes = 0;
-  std::string basis;  // what it was reckoned from
+  std::string basis;  // how it was calculated
 };
 
 // How long the transcode itself would take, by what earlier jobs of the profile took.
@@ -40,12 +40,12 @@ struct prospect {
   std::optional<work_time> time;
   std::optional<disk_room> room;
   command_line_list commands;  // in the order in which they would run
-  std::string note;            // what keeps this from being the whole truth; mostly empty
+  std::string note;            // a limitation of this prediction; usually empty
 
   bool accepted() const { return refused.text.empty(); }
 };
 
-// Tells how fast a profile was made so far, in seconds of source in a second.
+// Returns how fast a profile was transcoded so far, in seconds of source per second.
 using speed_lookup = std::function<std::optional<double>(const std::string& profile)>;
 
 // Looks at the file and asks the transcoder for its profiles, two minutes at most each. Writes
@@ -57,7 +57,7 @@ prospect look_ahead(const std::string& path, const std::string& profile,
 std::optional<size_limit> limit_of_size(const std::string& profile, double seconds,
                                         double frame_rate);
 
-// Lines of a name and what there is to be told under it.
+// Lines of a label and its text.
 std::string prospect_text(const prospect& found);
 json11::Json prospect_json(const prospect& found);
 

@@ -1,4 +1,3 @@
-// Reads the configuration file line by line, as the service does.
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 
 #include <algorithm>

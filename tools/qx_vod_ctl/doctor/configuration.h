@@ -1,5 +1,5 @@
-// The configuration file as a person wrote it: what the service makes of each line, and what looks
-// like a slip.
+// The configuration file as written by a person: how the service interprets each line, and which
+// lines look like mistakes.
 #pragma once
 
 #include <string>
@@ -20,7 +20,7 @@ struct configuration {
   std::vector<configuration_pair> pairs;  // in the order of the file
   std::vector<int> no_pairs;              // lines that are neither pair nor comment nor blank
   std::vector<int> too_long;              // lines that the service reads in pieces
-  bool has_nul = false;                   // the rest of a line behind such a byte is not read
+  bool has_nul = false;                   // the rest of a line after such a byte is ignored
 
   // The last value of a key; null when it is not given.
   const std::string* value(const std::string& name) const;
@@ -39,9 +39,9 @@ text_file read_configuration_file();
 // unknown key.
 finding_list check_configuration(const text_file& file);
 
-// An address as it may be shown: somebody may have put name and password in front of it.
+// An address that is safe to show: it may be preceded by a user name and password.
 std::string shown_address(const std::string& address);
 
-// The text with the values of user, password and unknown keys masked; lines that are no pair are
-// masked whole, comments kept. To be shown to others.
+// The text with the values of user, password and unknown keys masked; malformed lines are masked
+// completely, comments kept. Safe to show to others.
 std::string masked_configuration(const std::string& text);

@@ -45,7 +45,7 @@ std::string key_text(const configuration_pair& pair, const secret_mask& secrets)
   return "line " + std::to_string(pair.line) + " \"" + name + "\"";
 }
 
-// A password may stand on the left side of a "=" by accident too.
+// A password may be left of a "=" by accident, too.
 secret_mask secrets_of(const configuration& parsed) {
   const std::string* const password = parsed.value(password_key);
   return secret_mask({password == nullptr ? "" : *password});

@@ -1,4 +1,4 @@
-// All that the doctor looks at, in the order in which one mends it.
+// The checks run in the order in which their problems are best fixed.
 #include "tools/qx_vod_ctl/doctor/doctor.h"
 
 #include <unistd.h>
@@ -42,7 +42,7 @@ finding_list examine(vod_service& service, bool fix) {
   findings.push_back(check_left_overs(path_output_dir, fix));
   findings.push_back(check_left_logins(fix));
   class transcode_settings settings;
-  // Where something else stands in the file's place, reading it could last for ever.
+  // If the name belongs to something else, such as a FIFO, reading it could block forever.
   if (file.read()) { settings.vod_conf_load(); }
   append(findings, check_programs(settings.go_remote()));
   catch_tool_signals();

@@ -1,4 +1,3 @@
-// What ffmpeg was built with.
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 
 #include <unistd.h>
@@ -29,7 +28,7 @@ std::string joined(const name_list& names) {
   return text;
 }
 
-// In both listings a name stands between blanks.
+// In both listings a name is enclosed in blanks.
 name_list missing_of(const name_list& names, const std::string& listing) {
   name_list missing;
   for (const auto& name : names) {

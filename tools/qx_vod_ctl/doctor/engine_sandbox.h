@@ -6,5 +6,5 @@
 
 finding check_sandbox();
 
-// Judges what the machine offers. The account counts only if `is_root`: others cannot take it.
+// Judges the machine's support. The account counts only if `is_root`: other users cannot use it.
 finding judge_sandbox(const sandbox_support& support, bool is_root);

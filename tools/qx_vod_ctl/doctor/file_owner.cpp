@@ -1,4 +1,3 @@
-// Owner and mode of a file in words.
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 
 #include <cstdio>

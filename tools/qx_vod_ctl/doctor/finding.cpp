@@ -1,4 +1,3 @@
-// What the doctor found, as text and as JSON.
 #include "tools/qx_vod_ctl/doctor/finding.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What the doctor found, one finding for each thing looked at.
+// The doctor's results, one finding for each check.
 #pragma once
 
 #include <string>
@@ -9,10 +9,10 @@
 enum class finding_result { ok, warning, problem };
 
 struct finding {
-  std::string check;  // what was looked at, one or two words
+  std::string check;  // the subject, one or two words
   finding_result result = finding_result::ok;
-  std::string text;    // what was found
-  std::string advice;  // what to mend, in plain words; empty where all is well
+  std::string text;    // the result in words
+  std::string advice;  // how to fix it, in plain words; empty if there is nothing to fix
 };
 
 using finding_list = std::vector<finding>;
@@ -26,8 +26,8 @@ void append(finding_list& findings, finding_list more);
 
 bool has_problem(const finding_list& findings);
 
-// A line for each finding, beginning with its mark, and below it what to mend; the sums last. With
-// `colour` the marks are coloured by the terminal's own sequences.
+// A line for each finding, beginning with its result, and below it how to fix it; the totals come
+// last. With `colour` the results are coloured by terminal sequences.
 std::string findings_text(const finding_list& findings, bool colour);
 
 // An array of objects with the keys "check", "result" ("ok", "warning", "problem"), "text" and

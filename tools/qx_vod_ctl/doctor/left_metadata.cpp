@@ -1,4 +1,3 @@
-// What jobs that never made their VOD have left among the VODs.
 #include "tools/qx_vod_ctl/doctor/left_metadata.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What jobs that never made their VOD have left among the VODs.
+// Leftover metadata of jobs that never made their VOD.
 #pragma once
 
 #include <string>

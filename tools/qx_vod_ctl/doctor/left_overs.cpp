@@ -1,4 +1,3 @@
-// What killed tools have left among the VODs.
 #include "tools/qx_vod_ctl/doctor/left_overs.h"
 
 #include <vector>

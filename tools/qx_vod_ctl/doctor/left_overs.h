@@ -1,4 +1,4 @@
-// What killed tools have left among the VODs.
+// Leftover files of killed tools.
 #pragma once
 
 #include <string>

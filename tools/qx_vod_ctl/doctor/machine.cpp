@@ -1,4 +1,3 @@
-// The machine: uptime, disk, folders.
 #include "tools/qx_vod_ctl/doctor/machine.h"
 
 #include <cerrno>

@@ -21,12 +21,12 @@ struct disk_room {
   bool read_only = false;
 };
 
-// False with errno when it cannot be told, as for a folder that is not there.
+// False with errno if it cannot be determined, for example because the folder does not exist.
 bool read_disk_room(const std::string& folder, disk_room& room);
 
 finding judge_disk_room(const std::string& folder, const disk_room& room);
 
-// A folder that the service makes itself where it is missing.
+// A folder that the service creates if it is missing.
 struct service_folder {
   const char* check;
   const char* path;

@@ -1,4 +1,3 @@
-// Looks at the queue file and the list of media folders.
 #include "tools/qx_vod_ctl/doctor/own_files.h"
 
 #include <algorithm>

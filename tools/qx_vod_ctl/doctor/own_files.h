@@ -9,10 +9,10 @@ finding_list check_own_files();
 // server with one.
 finding check_queue_file(const std::string& path, bool may_hold_password);
 
-// What a write of the queue left behind; nothing where there is nothing.
+// Reports the rest of an unfinished write of the queue; no finding without one.
 finding_list check_unfinished_queue(const std::string& path);
 
-// Queue files that could not be read; nothing where there are none.
+// Reports queue files that could not be read; no finding without one.
 finding_list check_queue_copies();
 
 // Judges the list of further folders that media may lie in, and each folder on it.

@@ -1,4 +1,3 @@
-// The programs that the service starts.
 #include "tools/qx_vod_ctl/doctor/programs.h"
 
 #include <cerrno>

@@ -3,9 +3,9 @@
 
 #include "tools/qx_vod_ctl/doctor/finding.h"
 
-// Looks at each: there, executable, and nobody but root able to change what the service runs as
-// root. With `remote` at those too that a transcode on another server needs.
+// Checks that each program exists, is executable, and cannot be changed by users other than root if
+// the service runs it as root. With `remote` also the programs for remote transcodes.
 finding_list check_programs(bool remote);
 
-// Looks at one; `purpose` tells what is lost without it.
+// Checks one; `purpose` says what does not work without it.
 finding check_program(const std::string& path, const std::string& purpose);

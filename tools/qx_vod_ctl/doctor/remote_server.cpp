@@ -70,7 +70,7 @@ bool was_connected(const std::string& output) {
          std::strtod(output.c_str() + at + std::string(connect_marker).size(), nullptr) > 0.0;
 }
 
-// What keeps both servers from answering.
+// Failures that can affect either server.
 finding judge_silence(const std::string& check, const program_result& result,
                       const std::string& address, const std::string& server) {
   if (result.end != program_end::exited) {
@@ -99,8 +99,8 @@ finding judge_silence(const std::string& check, const program_result& result,
   }
 }
 
-// The status of the last answer that begins in the text; 0 where there is none. An interim one may
-// stand in front.
+// The status of the last answer that begins in the text; 0 if there is none. An interim answer may
+// come first.
 int http_status(const std::string& output) {
   int status = 0;
   for (std::size_t at = 0; output.compare(at, 5, "HTTP/") == 0;) {

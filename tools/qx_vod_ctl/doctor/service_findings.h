@@ -1,4 +1,4 @@
-// The service itself: its socket, its answer, the age of what it has read.
+// Checks the service: its socket, its answer, and whether it is up to date with its files.
 #pragma once
 
 #include "tools/client/vod_service.h"
@@ -6,15 +6,14 @@
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/text_file.h"
 
-// Looks at the socket, asks the service behind it and looks through its queue.
+// Checks the socket, the service's answer and its queue.
 finding_list check_service(vod_service& service, const std::string& socket_path);
 
 // Who may use the control socket, and so have sources deleted.
 finding check_socket(const std::string& socket_path);
 
-// Whether the service has read the configuration as it stands, and is the program that is
-// installed.
+// Whether the service has read the current configuration, and is the installed program.
 finding_list judge_process(const service_process& process, const text_file& configuration);
 
-// A warning for each remote job that waits for somebody's doing.
+// A warning for each remote job that needs an operator's action.
 finding_list check_held_jobs(vod_service& service);

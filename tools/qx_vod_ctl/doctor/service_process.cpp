@@ -1,4 +1,3 @@
-// Finds the process behind the control socket.
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 
 #include <climits>
@@ -18,7 +17,8 @@ constexpr std::size_t stat_limit = 4096;
 constexpr int start_field = 22;  // of /proc/PID/stat; the name in brackets is the second
 constexpr const char* replaced_mark = " (deleted)";
 
-// Field `number` of the process's line, the name passed over: it may hold blanks and brackets.
+// Field `number` of the process's line. The search skips the name, which may contain blanks and
+// brackets.
 std::string field_of(const std::string& line, int number) {
   std::size_t at = line.rfind(')');
   for (int field = 2; at != std::string::npos && field < number; ++field) {

@@ -1,4 +1,4 @@
-// The process behind the control socket.
+// The process that owns the control socket.
 #pragma once
 
 #include <ctime>
@@ -10,12 +10,12 @@ struct service_process {
   pid_t pid = -1;
   std::string executable;   // its path; empty when this user may not see it
   bool replaced = false;    // another file has that name since it was started
-  std::time_t started = 0;  // seconds since 1970; 0 when it cannot be told
+  std::time_t started = 0;  // seconds since 1970; 0 if unknown
 };
 
-// Asks the kernel who serves `socket_path`. False when nobody does, or nobody whom this user may
-// speak with.
+// Asks the kernel which process serves `socket_path`. False if there is none, or if this user may
+// not connect to it.
 bool find_service_process(const std::string& socket_path, service_process& process);
 
-// When a process was started, in seconds since 1970; 0 when it cannot be told.
+// The start time of a process, in seconds since 1970; 0 if it cannot be determined.
 std::time_t start_of_process(pid_t pid);

@@ -20,7 +20,7 @@
 
 namespace {
 
-// Marked ready along with the rest, so that a refused job does not stay behind.
+// Set to ready in the same request, so that a refused job is not left in the queue.
 name_values fields_of(const item_view& item) {
   name_values fields = {{key_input_file, item.input_file}, {key_state, name_of(TRANSCODE_READY)}};
   if (!item.profile.empty()) { fields.emplace_back(key_profile, item.profile); }

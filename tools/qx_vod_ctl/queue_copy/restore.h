@@ -9,6 +9,6 @@
 // reported.
 int restore_by_adding(vod_service& service, const stored_queue& stored);
 
-// Puts the jobs that the queue file does not hold behind those that it does, in a queue file for
-// the service's next start. Returns the exit status, with every failure reported.
+// Appends the jobs that are missing from the queue file to it, for the service's next start.
+// Returns the exit status, with every failure reported.
 int restore_into_file(const stored_queue& stored);

@@ -15,14 +15,14 @@ void take_job(const json11::Json& document, stored_queue& queue) {
   }
 }
 
-// Behind the opening bracket of the list; npos where there is none.
+// The position after the opening bracket of the list; npos without a list.
 std::size_t begin_of_list(const std::string& text) {
   const std::size_t key = text.find("\"list\"");
   const std::size_t bracket = key == std::string::npos ? key : text.find('[', key);
   return bracket == std::string::npos ? bracket : bracket + 1;
 }
 
-// Behind the object that begins at `begin`; npos when it does not end.
+// The position after the object that begins at `begin`; npos if it does not end.
 std::size_t end_of_object(const std::string& text, std::size_t begin) {
   int depth = 0;
   bool in_string = false;
@@ -44,8 +44,8 @@ std::size_t end_of_object(const std::string& text, std::size_t begin) {
   return std::string::npos;
 }
 
-// The list's objects, each read by itself. Behind one that does not end nothing is taken: what lies
-// within it may be another server's item, which looks like a job.
+// Reads the list's objects one by one. After an object that does not end, nothing is read: it may
+// contain a remote server's item, which looks like a job.
 void take_whole_jobs(const std::string& text, stored_queue& queue) {
   std::size_t at = begin_of_list(text);
   while (at != std::string::npos) {

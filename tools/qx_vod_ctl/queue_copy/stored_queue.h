@@ -15,7 +15,7 @@ struct stored_job {
 
 struct stored_queue {
   std::vector<stored_job> jobs;  // in the file's order
-  bool damaged = false;          // the service cannot read it; the jobs are what is whole in it
+  bool damaged = false;          // the service cannot read it; the jobs are its intact ones
 };
 
 // Reads the text of a queue file. Of a damaged one it takes every job that is whole, up to the
@@ -30,7 +30,7 @@ std::vector<stored_job> missing_jobs(const std::vector<stored_job>& stored,
 // True for a job that still has something to be done.
 bool is_unfinished(const item_view& item);
 
-// The text of a queue file with all jobs of `current` and those of `more` behind them. The latter
-// lose their job numbers: the service has removed their job directories and makes new ones.
+// The text of a queue file with all jobs of `current` followed by those of `more`. The latter lose
+// their job numbers: the service has removed their job directories and creates new ones.
 std::string queue_file_text(const std::vector<stored_job>& current,
                             const std::vector<stored_job>& more);

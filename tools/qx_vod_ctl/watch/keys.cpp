@@ -1,4 +1,3 @@
-// The keys that watch knows.
 #include "tools/qx_vod_ctl/watch/keys.h"
 
 namespace {

@@ -1,4 +1,3 @@
-// The queue as watch knows it.
 #include "tools/qx_vod_ctl/watch/queue_model.h"
 
 #include <algorithm>

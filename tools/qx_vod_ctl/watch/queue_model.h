@@ -1,7 +1,7 @@
-// The queue as watch knows it: read page by page, and kept fresh at little cost to the service.
-// What is on the screen, and the job at work, are asked for at every turn. The rest is read when
-// the service's counter of changes tells that the queue has other members, a few pages at a time,
-// and otherwise one page a second, since states change without being counted.
+// watch's copy of the queue: read page by page, and kept current at little cost to the service. The
+// rows on the screen and the running job are read every time. The rest is read when the service's
+// change counter shows that jobs came or went, a few pages at a time, and otherwise one page per
+// second, since changes of state are not counted.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 class queue_model {
 public:
   // Brings rows `first` to `first + count - 1` up to date at `now_us` of the monotonic clock. False
-  // with the reply that failed; what was known stays then.
+  // with the failed reply; the previous contents are kept then.
   bool refresh(vod_service& service, std::size_t first, std::size_t count, std::uint64_t now_us,
                service_reply& failure);
 

@@ -1,4 +1,3 @@
-// The terminal while watch has it.
 #include "tools/qx_vod_ctl/watch/raw_terminal.h"
 
 #include <unistd.h>
@@ -42,7 +41,7 @@ bool raw_terminal::show(const std::vector<std::string>& lines) {
   shown_.resize(lines.size());
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (lines[i] == shown_[i]) { continue; }
-    // Erased first: behind a line as wide as the screen it would be its last character that goes.
+    // Erased first: after a line as wide as the screen, this would erase its last character.
     out += "\x1b[" + std::to_string(i + 1) + ";1H\x1b[2K" + lines[i];
   }
   shown_ = lines;

@@ -15,7 +15,7 @@ public:
   raw_terminal(const raw_terminal&) = delete;
   raw_terminal& operator=(const raw_terminal&) = delete;
 
-  // Also after somebody else had the terminal; the next show() writes every line.
+  // Also after another program used the terminal; the next show() writes every line.
   void enter();
   void leave();
   // Writes the lines that are not on the screen already, the first to its first row. False when the

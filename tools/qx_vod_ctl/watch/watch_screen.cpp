@@ -1,4 +1,3 @@
-// What watch shows.
 #include "tools/qx_vod_ctl/watch/watch_screen.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What watch shows: pure functions of what is known and of the screen's size.
+// Formats watch's screen: pure functions of its state and the screen's size.
 #pragma once
 
 #include <cstddef>

@@ -1,4 +1,3 @@
-// What watch knows and does, apart from the terminal.
 #include "tools/qx_vod_ctl/watch/watcher.h"
 
 #include <algorithm>
@@ -131,7 +130,7 @@ void watcher::move_to(std::size_t row, const screen_size& size) {
   view_.top = scrolled(view_.top, view_.selected, view_.rows.size(), visible_rows(size));
 }
 
-// The question names one item, and that one is meant even if the queue has moved meanwhile.
+// The question names one item, and applies to it even if the queue has changed in the meantime.
 void watcher::ask(const std::string& command, const std::string& question) {
   asked_command_ = command;
   asked_id_ = selected()->entry_id;

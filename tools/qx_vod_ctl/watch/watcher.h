@@ -1,4 +1,4 @@
-// What watch knows and does, apart from the terminal: the queue, the selection, the keys.
+// The logic of watch without the terminal: the queue, the selection, the keys.
 #pragma once
 
 #include <cstdint>
@@ -15,12 +15,11 @@ class watcher {
 public:
   explicit watcher(vod_service& service) : service_(service) {}
 
-  // Asks the service for what is shown on a screen of that size. `now_us` is of the monotonic
-  // clock, `now` in seconds since 1970. Its absence is shown, and ended by the next call that
-  // succeeds.
+  // Asks the service for the rows that fit a screen of that size. `now_us` is of the monotonic
+  // clock, `now` in seconds since 1970. A missing service is shown until a call succeeds.
   void refresh(const screen_size& size, std::uint64_t now_us, std::int64_t now);
 
-  // Obeys a key. What cannot be undone is done only when the next key is "y".
+  // Handles a key. Commands that cannot be undone are sent only if the next key is "y".
   void press(key pressed, const screen_size& size);
 
   // Whether the next key answers a question.
@@ -28,7 +27,7 @@ public:
 
   bool wants_to_quit() const { return wants_to_quit_; }
   const watch_view& view() const { return view_; }
-  // Keeps what was learnt of how fast jobs are.
+  // Saves the measured speeds.
   void save() const { outlook_.save(); }
 
 private:
@@ -46,7 +45,7 @@ private:
   queue_model model_;
   outlook outlook_;
   watch_view view_;
-  std::string asked_command_;  // what a "y" will send, and for which item
+  std::string asked_command_;  // the command that a "y" will send, and its item
   std::string asked_id_;
   bool wants_to_quit_ = false;
 };
