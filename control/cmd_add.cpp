@@ -1,4 +1,4 @@
-// "add": a new job at the end of the queue. "test": a sign of life.
+// "add": a new job at the end of the queue.
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -35,13 +35,6 @@ void auto_clear(transcode_states state, const char* message) {
 }
 
 }  // namespace
-
-void do_cmd_test(const command_call& call) {
-  comm_socket_v4_packet_begin_writing(&call.reply, 0, call.command, status_ok);
-  comm_socket_v4_packet_write_argv_end(&call.reply);
-  comm_socket_v4_packet_write_nv_pair(&call.reply, "name", "value");
-  comm_socket_v4_packet_write_end(&call.reply);
-}
 
 void do_cmd_add(const command_call& call) {
   auto_clear(TRANSCODE_DONE, "Auto-clearing finished item '%s'\n");

@@ -23,5 +23,5 @@ void do_cmd_restart(const command_call& call);
 void do_cmd_pause(const command_call& call);
 void do_cmd_resume(const command_call& call);
 
-// The page of the queue, or the one item, that the request asks for (control/listing.cpp).
+// The page of the queue, or the one item, that the request asks for.
 void do_cmd_list(const command_call& call);

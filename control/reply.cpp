@@ -5,6 +5,7 @@
 
 #include "control/commands.h"
 #include "platform/comm_socket_v4.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "rules/control_words.h"
 
@@ -32,6 +33,11 @@ void reply_item(comm_socket_v4_packet& reply, const char* command, const QueueIt
   begin(reply, command, status_ok);
   write_item_json(reply, item);
   comm_socket_v4_packet_write_end(&reply);
+}
+
+void reply_changed_item(const command_call& call) {
+  reply_item(call.reply, call.command, *call.item);
+  trigger_transcode_queue_scan();
 }
 
 void refuse(comm_socket_v4_packet& reply, const char* command, const char* status) {

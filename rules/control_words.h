@@ -20,6 +20,10 @@ constexpr char command_remove[] = "remove";
 constexpr char status_ok[] = "OK";
 constexpr char status_not_found[] = "NOT FOUND";
 constexpr char status_too_many[] = "TOO MANY ITEMS";
+// Kept on purpose: a failed restart is refused with the same words. Effect: clients know one text
+// for both.
+constexpr char status_cannot_be_cancelled[] = "ITEM CANNOT BE CANCELLED";
+constexpr char status_cannot_be_modified[] = "ONE OR MORE PARAMETERS CANNOT BE MODIFIED";
 constexpr char status_busy[] = "ITEM IS BUSY";
 constexpr char status_not_accepted[] = "One or more parameters were not accepted";
 

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <thread>
 
 #include <unistd.h>
 
@@ -127,8 +126,8 @@ int refuse_folders(std::vector<named_file>& files) {
 // Progress goes where it does not mix with the lines that a script reads.
 int follow_to_the_end(vod_service& service, const std::vector<std::string>& ids, bool json) {
   progress_line progress(stderr, true);
-  const auto pause = [] { std::this_thread::sleep_for(std::chrono::milliseconds(500)); };
-  job_waiter waiter(service, json, pause, isatty(STDERR_FILENO) != 0 ? &progress : nullptr);
+  job_waiter waiter(service, json, pause_between_looks,
+                    isatty(STDERR_FILENO) != 0 ? &progress : nullptr);
   return waiter.wait(ids);
 }
 

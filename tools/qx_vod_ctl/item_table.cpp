@@ -1,17 +1,14 @@
 #include "tools/qx_vod_ctl/item_table.h"
 
 #include <algorithm>
-#include <array>
 
 #include "tools/qx_vod_ctl/terminal_text.h"
+#include "tools/qx_vod_ctl/text_table.h"
 
 namespace {
 
 constexpr std::size_t shortest_id = 8;
-constexpr std::size_t column_count = 7;
-using table_row = std::array<std::string, column_count>;
-
-const table_row heading = {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "INPUT FILE", "TEXT"};
+const table_row headings = {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "INPUT FILE", "TEXT"};
 
 std::size_t common_length(const std::string& one, const std::string& other) {
   const auto shorter = std::min(one.size(), other.size());
@@ -33,16 +30,6 @@ table_row row_of(const listed_item& listed, std::size_t id_length) {
           printable(item.text)};
 }
 
-std::array<std::size_t, column_count> widths_of(const std::vector<table_row>& rows) {
-  std::array<std::size_t, column_count> widths{};
-  for (const auto& row : rows) {
-    for (std::size_t i = 0; i < column_count; ++i) {
-      widths[i] = std::max(widths[i], columns(row[i]));
-    }
-  }
-  return widths;
-}
-
 }  // namespace
 
 // Of sorted ids the neighbours are the ones most alike.
@@ -62,20 +49,17 @@ std::size_t telling_length(const std::vector<listed_item>& items) {
 
 std::string item_table(const std::vector<listed_item>& items) {
   if (items.empty()) { return ""; }
-  std::vector<table_row> rows = {heading};
+  table_form form;
+  form.headings = headings;
+  std::vector<table_row> rows = {form.headings};
   const std::size_t id_length = telling_length(items);
   for (const auto& listed : items) {
     rows.push_back(row_of(listed, id_length));
   }
-  const auto widths = widths_of(rows);
+  const auto widths = table_widths(rows, form);
   std::string table;
   for (const auto& row : rows) {
-    std::string line;
-    for (std::size_t i = 0; i < column_count; ++i) {
-      line += row[i] + std::string(widths[i] - columns(row[i]) + 2, ' ');
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    table += line + "\n";
+    table += table_line(row, widths, form) + "\n";
   }
   return table;
 }

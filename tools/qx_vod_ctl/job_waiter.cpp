@@ -1,11 +1,17 @@
 #include "tools/qx_vod_ctl/job_waiter.h"
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
+#include <thread>
 
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "tools/qx_vod_ctl/report.h"
+
+void pause_between_looks() {
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+}
 
 int job_waiter::wait(const std::vector<std::string>& ids) {
   std::deque<std::string> pending(ids.begin(), ids.end());

@@ -9,6 +9,9 @@
 #include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/progress_line.h"
 
+// Sleeps for half a second: a job takes minutes, and its state is no more urgent to a script.
+void pause_between_looks();
+
 class job_waiter {
 public:
   // `pause` is called between two requests and lets some time pass. `progress`, if given, is

@@ -1,16 +1,15 @@
 #include "tools/qx_vod_ctl/queue_screen.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "tools/qx_vod_ctl/terminal_text.h"
+#include "tools/qx_vod_ctl/text_table.h"
 
 namespace {
 
 enum column { position, id, state, progress, profile, expected, name, text, column_count };
-using cells = std::array<std::string, column_count>;
-using widths = std::array<std::size_t, column_count>;
+using widths = std::vector<std::size_t>;
 
 constexpr std::size_t narrow = 100;  // below this every column counts
 constexpr std::size_t cramped = 60;  // below this a number has to do in place of a bar
@@ -28,12 +27,21 @@ bool is_narrow(const screen_style& style) {
   return style.width > 0 && style.width < narrow;
 }
 
-cells headings(const screen_style& style) {
+table_row headings(const screen_style& style) {
   if (is_cramped(style)) { return {"POS", "ID", "STATE", "%", "PROF", "READY", "INPUT", "TEXT"}; }
   if (is_narrow(style)) {
     return {"POS", "ID", "STATE", "PROGRESS", "PROF", "READY", "INPUT", "TEXT"};
   }
   return {"POS", "ID", "STATE", "PROGRESS", "PROFILE", "READY AT", "INPUT", "TEXT"};
+}
+
+table_form form_of(const screen_style& style) {
+  table_form form;
+  form.headings = headings(style);
+  form.gap = is_narrow(style) ? 1 : 2;
+  form.number_column = position;
+  form.path_column = name;
+  return form;
 }
 
 bool has_progress(const item_view& item) {
@@ -60,9 +68,9 @@ std::string state_cell(const item_view& item, const screen_style& style) {
   return printable(is_narrow(style) ? item.state : item.state_and_step());
 }
 
-cells cells_of(const screen_row& row, std::size_t id_length, const screen_style& style) {
+table_row cells_of(const screen_row& row, std::size_t id_length, const screen_style& style) {
   const item_view& item = row.listed.item;
-  cells result;
+  table_row result(column_count);
   result[position] = std::to_string(row.listed.position);
   result[id] = printable(item.entry_id.substr(0, id_length));
   result[state] = state_cell(item, style);
@@ -74,77 +82,38 @@ cells cells_of(const screen_row& row, std::size_t id_length, const screen_style&
   return result;
 }
 
-// A column in which no item has anything gets no room.
-widths natural_widths(const std::vector<cells>& rows, const screen_style& style) {
-  widths result{};
-  for (const auto& row : rows) {
-    for (std::size_t i = 0; i < column_count; ++i) {
-      result[i] = std::max(result[i], columns(row[i]));
-    }
-  }
-  const cells heads = headings(style);
-  for (std::size_t i = 0; i < column_count; ++i) {
-    if (result[i] > 0) { result[i] = std::max(result[i], heads[i].size()); }
-  }
-  return result;
-}
-
-std::size_t gap_of(const screen_style& style) {
-  return is_narrow(style) ? 1 : 2;
-}
-
-std::size_t taken_before_name(const widths& width, const screen_style& style) {
+std::size_t taken_before_name(const widths& width, std::size_t gap) {
   std::size_t taken = 0;
   for (std::size_t i = 0; i < name; ++i) {
-    taken += width[i] > 0 ? width[i] + gap_of(style) : 0;
+    taken += width[i] > 0 ? width[i] + gap : 0;
   }
   return taken;
 }
 
-void make_room_for_name(widths& width, const screen_style& style) {
+void make_room_for_name(widths& width, std::size_t gap, std::size_t room) {
   const std::size_t wanted = std::min(width[name], least_name);
   for (const column one : first_to_go) {
-    if (taken_before_name(width, style) + wanted > style.width) { width[one] = 0; }
+    if (taken_before_name(width, gap) + wanted > room) { width[one] = 0; }
   }
 }
 
 // The text gets up to half of the remaining width, as needed, and the name the rest; width that one
 // does not need goes to the other. If there is too little for both, the text is omitted.
-void share_rest(widths& result, const screen_style& style) {
-  make_room_for_name(result, style);
-  const std::size_t taken = taken_before_name(result, style);
-  const std::size_t left = style.width > taken + least_name ? style.width - taken : least_name;
+void share_rest(widths& result, std::size_t gap, std::size_t room) {
+  make_room_for_name(result, gap, room);
+  const std::size_t taken = taken_before_name(result, gap);
+  const std::size_t left = room > taken + least_name ? room - taken : least_name;
   const std::size_t least_of_both =
-      std::min(result[name], least_name) + gap_of(style) + std::min(result[text], least_text);
+      std::min(result[name], least_name) + gap + std::min(result[text], least_text);
   if (result[text] == 0 || left < least_of_both) {
     result[text] = 0;
     result[name] = std::min(result[name], left);
     return;
   }
-  const std::size_t rest = left - gap_of(style);
+  const std::size_t rest = left - gap;
   const std::size_t for_text = std::max(rest / 2, rest - std::min(rest, result[name]));
   result[text] = std::min(result[text], for_text);
   result[name] = std::min(result[name], rest - result[text]);
-}
-
-widths widths_of(const std::vector<cells>& rows, const screen_style& style) {
-  widths result = natural_widths(rows, style);
-  if (style.width > 0) { share_rest(result, style); }
-  return result;
-}
-
-std::string line_of(const cells& row, const widths& width, std::size_t gap) {
-  std::string line;
-  for (std::size_t i = 0; i < column_count; ++i) {
-    if (width[i] == 0) { continue; }
-    const bool is_number = i == position;
-    const std::string cell = i == name ? cut_middle(row[i], width[i]) : cut_end(row[i], width[i]);
-    if (is_number) { line.append(width[i] - columns(cell), ' '); }
-    line += is_number ? cell : padded(cell, width[i]);
-    line.append(gap, ' ');
-  }
-  line.erase(line.find_last_not_of(' ') + 1);
-  return line;
 }
 
 const char* colour_of(const item_view& item) {
@@ -170,19 +139,20 @@ std::string finished_line(std::string line, const item_view& item, const screen_
 std::vector<std::string> queue_lines(const std::vector<screen_row>& rows, std::size_t id_length,
                                      const screen_style& style, std::size_t selected) {
   if (rows.empty()) { return {}; }
-  std::vector<cells> table;
+  std::vector<table_row> table;
   table.reserve(rows.size());
   for (const auto& row : rows) {
     table.push_back(cells_of(row, id_length, style));
   }
-  const widths width = widths_of(table, style);
-  const std::size_t gap = gap_of(style);
-  std::string heading = line_of(headings(style), width, gap);
+  const table_form form = form_of(style);
+  widths width = table_widths(table, form);
+  if (style.width > 0) { share_rest(width, form.gap, style.width); }
+  std::string heading = table_line(form.headings, width, form);
   if (style.width > 0) { heading = cut_end(heading, style.width); }
   std::vector<std::string> lines = {style.colour ? painted(heading, "1") : heading};
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    lines.push_back(
-        finished_line(line_of(table[i], width, gap), rows[i].listed.item, style, i == selected));
+    lines.push_back(finished_line(table_line(table[i], width, form), rows[i].listed.item, style,
+                                  i == selected));
   }
   return lines;
 }

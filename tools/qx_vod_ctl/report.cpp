@@ -36,6 +36,14 @@ int report_reply(std::string_view subject, const service_reply& reply) {
   return reply.exit_status;
 }
 
+int print_reply(const std::string& entry_id, const service_reply& reply, bool json) {
+  if (json) { print_raw(reply.data); }
+  if (!reply.accepted()) { return report_reply(entry_id, reply); }
+  item_view item;
+  if (!json && read_item(reply.data, item)) { print_item(item); }
+  return 0;
+}
+
 int report_id(std::string_view given, const resolved_id& id) {
   report(id.exit_status == exit_no_service ? "" : given, id.error);
   for (const auto& candidate : id.candidates) {

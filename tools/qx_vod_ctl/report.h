@@ -24,5 +24,9 @@ void report(std::string_view subject, std::string_view cause);
 // which gives the reason, follows in brackets. Then follows the advice.
 int report_reply(std::string_view subject, const service_reply& reply);
 
+// Prints the item that an accepted reply carries, with `json` its data as they came, and reports
+// any other reply. Returns the exit status.
+int print_reply(const std::string& entry_id, const service_reply& reply, bool json);
+
 // Reports an id that leads to no item, with its candidates, and returns its exit status.
 int report_id(std::string_view given, const resolved_id& id);

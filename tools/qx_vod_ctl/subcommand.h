@@ -51,18 +51,27 @@ subcommand_action define_add(option_parser& parser);
 // cmd_check.cpp
 subcommand_action define_check(option_parser& parser);
 
-// cmd_control.cpp: define_item_command is for each command that takes items and nothing else but
-// "remove"; its word is the parser's name.
-subcommand_action define_test(option_parser& parser);
+// cmd_items.cpp: for each command that takes items and nothing else, except "remove"; its word is
+// the parser's name.
 subcommand_action define_item_command(option_parser& parser);
+
+// cmd_modify.cpp
 subcommand_action define_modify(option_parser& parser);
+
+// cmd_show.cpp
+subcommand_action define_show(option_parser& parser);
+
+// cmd_test.cpp
+subcommand_action define_test(option_parser& parser);
+
+// cmd_follow.cpp
+subcommand_action define_follow(option_parser& parser);
 
 // cmd_doctor.cpp
 subcommand_action define_doctor(option_parser& parser);
 
 // cmd_list.cpp
 subcommand_action define_list(option_parser& parser);
-subcommand_action define_show(option_parser& parser);
 
 // cmd_log.cpp
 subcommand_action define_log(option_parser& parser);
@@ -81,7 +90,6 @@ subcommand_action define_status(option_parser& parser);
 
 // cmd_wait.cpp
 subcommand_action define_wait(option_parser& parser);
-subcommand_action define_follow(option_parser& parser);
 
 // cmd_watch.cpp
 subcommand_action define_watch(option_parser& parser);

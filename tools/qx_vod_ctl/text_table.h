@@ -1,0 +1,24 @@
+// A table for people: rows of cells under headings.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+using table_row = std::vector<std::string>;
+
+struct table_form {
+  table_row headings;
+  std::size_t gap = 2;                            // between two columns
+  std::size_t number_column = std::string::npos;  // this one is aligned to the right
+  std::size_t path_column =
+      std::string::npos;  // this one is cut in its middle, others at their end
+};
+
+// How many columns of the screen each column of the table needs for what it holds and its heading.
+// A column in which no row has anything gets none.
+std::vector<std::size_t> table_widths(const std::vector<table_row>& rows, const table_form& form);
+
+// A row in these widths, without blanks at its end; columns of no width are left out.
+std::string table_line(const table_row& row, const std::vector<std::size_t>& widths,
+                       const table_form& form);
