@@ -11,6 +11,7 @@
 #include "platform/metadata_v4.h"
 #include "platform/replacement_file.h"
 #include "platform/small_file.h"
+#include "platform/trusted_path.h"
 #include "platform/unique_fd.h"
 
 namespace {
@@ -33,7 +34,7 @@ bool is_bare_name(const std::string& name) {
 // Whoever may write beside the media could put a symbolic link there, and so have a privileged
 // process write elsewhere: it is not followed.
 unique_fd open_directory(const std::string& directory) {
-  return unique_fd(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return open_trusted(directory, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
 }
 
 // Creates a file with a name that nobody else has; the name says whose it was, should it be left

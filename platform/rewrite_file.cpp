@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/trusted_path.h"
 #include "platform/unique_fd.h"
 
 // The rest is cut off before the last of the text is written, so that a reader may see a short file
@@ -23,10 +24,10 @@ void rewrite_closer::operator()(FILE* file) const {
 }
 
 unique_rewrite rewrite_file(const std::string& path) {
-  unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666));
+  unique_fd fd = open_trusted(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0666);
   struct stat status {};
   if (!fd.valid() || fstat(fd.get(), &status) != 0) { return nullptr; }
-  if (!S_ISREG(status.st_mode)) {
+  if (!S_ISREG(status.st_mode) || status.st_nlink > 1) {
     errno = EINVAL;
     return nullptr;
   }

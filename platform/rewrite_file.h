@@ -15,7 +15,7 @@ using unique_rewrite = std::unique_ptr<FILE, rewrite_closer>;
 
 // Opens a regular file to be rewritten from its beginning, or creates it. Empty with errno set when
 // that fails, and for anything that stands there and is no regular file: a FIFO would block the
-// caller, and a symbolic link would have it overwrite somebody else's file.
+// caller, and a link, symbolic or hard, would have it overwrite somebody else's file.
 //
 // The file is not emptied first. Some are rewritten several times a second, and a file system that
 // gives blocks back, and flushes what was emptied, at once takes many times as long over that as

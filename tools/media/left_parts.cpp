@@ -49,12 +49,18 @@ left_part_sums look_through(const std::string& path, part_fate fate) {
 
 }  // namespace
 
-bool take_part(int fd, const std::string& path) {
+bool has_name(int fd, int directory, const std::string& name) {
   struct stat mine = {};
   struct stat named = {};
+  return fstat(fd, &mine) == 0 &&
+         fstatat(directory, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         is_same_file(mine, named);
+}
+
+bool take_part(int fd, int directory, const std::string& name) {
   // A file system without locks lets nobody take a part for left over either.
   if (flock(fd, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) { return false; }
-  return fstat(fd, &mine) == 0 && lstat(path.c_str(), &named) == 0 && is_same_file(mine, named);
+  return has_name(fd, directory, name);
 }
 
 left_part_sums find_left_parts(const std::string& directory) {

@@ -13,9 +13,12 @@ struct left_part_sums {
   unsigned long long bytes = 0;
 };
 
-// Takes the part `path`, just created and open as `fd`, for this tool until the descriptor is
-// closed. False if a search for left-over parts was faster.
-bool take_part(int fd, const std::string& path);
+// Takes the part `name` in `directory`, just created and open as `fd`, for this tool until the
+// descriptor is closed. False if a search for left-over parts was faster.
+bool take_part(int fd, int directory, const std::string& name);
+
+// Whether `name` in `directory` is the file that is open as `fd`, and not another in its place.
+bool has_name(int fd, int directory, const std::string& name);
 
 // The left-over parts in `directory`: regular files with such names that are not locked. Without
 // support for locks in the file system, none can be recognised.

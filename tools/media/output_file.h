@@ -11,6 +11,7 @@
 #include <sys/types.h>
 
 #include "platform/replacement_file.h"
+#include "platform/unique_fd.h"
 
 class output_file {
 public:
@@ -26,7 +27,7 @@ public:
               std::chrono::milliseconds patience = usual_patience);
 
   // The temporary name, to be written by this process or by an engine. Valid after create().
-  const std::string& temporary_path() const { return file_.name(); }
+  std::string temporary_path() const { return folder_ + file_.name(); }
 
   int fd() const { return file_.fd(); }
 
@@ -39,10 +40,11 @@ public:
   bool commit(std::string& error);
 
 private:
-  bool take(const std::string& path, const std::string& name);
+  bool take(const std::string& name);
 
-  std::string path_;
+  std::string folder_;  // with a slash at its end
+  std::string name_;    // of the result
+  unique_fd directory_;
   replacement_file file_;  // locked
-  uid_t owner_ = 0;        // of the file as it was created; an engine may own it for a time
-  gid_t group_ = 0;
+  gid_t group_ = 0;        // of the file as it was created; it may be lent to an engine's
 };

@@ -15,6 +15,7 @@
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -174,15 +175,20 @@ const passwd* account_to_take() {
   return account != nullptr && is_mapped(account->pw_uid) ? account : nullptr;
 }
 
+// The file's owner stays as it is: by it the file is told from those that strangers make.
+bool lend(int file, gid_t group) {
+  return fchown(file, static_cast<uid_t>(-1), group) == 0 && fchmod(file, 0660) == 0;
+}
+
 bool take_account(const sandbox& limits) {
   const passwd* const account = account_to_take();
   if (account == nullptr) { return true; }
   const uid_t user = account->pw_uid;
   const gid_t group = account->pw_gid;
-  return (limits.writable < 0 || fchown(limits.writable, user, group) == 0) &&
-         setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
-         prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && setresuid(user, user, user) == 0 &&
-         keep_reading(limits) && limit(RLIMIT_NPROC, most_threads);
+  return (limits.writable < 0 || lend(limits.writable, group)) && setgroups(0, nullptr) == 0 &&
+         setresgid(group, group, group) == 0 && prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 &&
+         setresuid(user, user, user) == 0 && keep_reading(limits) &&
+         limit(RLIMIT_NPROC, most_threads);
 }
 
 // ---- System calls

@@ -5,6 +5,8 @@
 
 #include <fcntl.h>
 
+#include "platform/trusted_path.h"
+
 namespace {
 
 bool refuse(std::string& error, const char* cause) {
@@ -34,7 +36,7 @@ bool source_file::open(const std::string& path, std::string& error) {
   if (const char* cause = kind_refused(before.st_mode)) { return refuse(error, cause); }
 
   // The file may have been replaced since, hence O_NONBLOCK and the second check.
-  unique_fd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+  unique_fd fd = open_trusted(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!fd.valid() || fstat(fd.get(), &status_) != 0) { return refuse(error, std::strerror(errno)); }
   if (const char* cause = kind_refused(status_.st_mode)) { return refuse(error, cause); }
   if (status_.st_size == 0) { return refuse(error, "is empty"); }

@@ -3,12 +3,15 @@
 #include <optional>
 #include <thread>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/unique_fd.h"
 #include "tests/support/media/tool_run.h"
 #include "tools/media/output_file.h"
 
@@ -98,6 +101,44 @@ TEST_F(output_file_test, others_in_the_same_folder_are_written_meanwhile) {
   EXPECT_TRUE(second.create(folder.file("another"), error)) << error;
   EXPECT_TRUE(first.commit(error) && second.commit(error)) << error;
   EXPECT_THAT(folder.names(), testing::UnorderedElementsAre("another", "result"));
+}
+
+TEST_F(output_file_test, is_not_blocked_by_a_strangers_file) {
+  if (geteuid() != 0) { GTEST_SKIP() << "not root"; }
+  std::string part;
+  {
+    output_file named;
+    ASSERT_TRUE(named.create(path, error)) << error;
+    part = named.temporary_path();
+  }
+  const unique_fd locked(open(part.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  ASSERT_EQ(flock(locked.get(), LOCK_EX), 0);
+  ASSERT_EQ(chown(part.c_str(), 4711, 4711), 0);
+  output_file output;
+  EXPECT_TRUE(output.create(path, error, 50ms)) << error;
+  EXPECT_TRUE(output.commit(error)) << error;
+}
+
+TEST_F(output_file_test, that_was_exchanged_is_not_committed) {
+  output_file output;
+  ASSERT_TRUE(output.create(path, error)) << error;
+  ASSERT_EQ(unlink(output.temporary_path().c_str()), 0);
+  std::ofstream(output.temporary_path()) << "another";
+  EXPECT_FALSE(output.commit(error));
+  EXPECT_EQ(error, "was exchanged for another file");
+  EXPECT_NE(access(path.c_str(), F_OK), 0);
+}
+
+TEST_F(output_file_test, goes_to_the_folder_that_was_opened) {
+  const std::string moved = folder.file("moved");
+  ASSERT_EQ(mkdir(folder.file("place").c_str(), 0700), 0);
+  output_file output;
+  ASSERT_TRUE(output.create(folder.file("place/result"), error)) << error;
+  ASSERT_EQ(rename(folder.file("place").c_str(), moved.c_str()), 0);
+  ASSERT_EQ(mkdir(folder.file("place").c_str(), 0700), 0);
+  ASSERT_TRUE(output.commit(error)) << error;
+  EXPECT_EQ(access((moved + "/result").c_str(), F_OK), 0);
+  EXPECT_NE(access(folder.file("place/result").c_str(), F_OK), 0);
 }
 
 TEST_F(output_file_test, takes_the_place_of_what_a_killed_tool_has_left) {
