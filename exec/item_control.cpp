@@ -3,6 +3,7 @@
 
 #include "queue/queue_item.h"
 #include "queue/slots.h"
+#include "rules/control_words.h"
 #include "rules/texts.h"
 
 namespace {
@@ -45,7 +46,7 @@ void QueueItem::finish_pending_cancel() {
 bool QueueItem::pause() {
   if (sm.state == TRANSCODE_REMOTE && sm.remote.state == REMOTE_MONITOR) {
     sm.remote.set_state(REMOTE_COMMAND);
-    sm.remote_command = "pause";
+    sm.remote_command = command_pause;
     user_wants_pause = true;
     return true;
   }
@@ -70,7 +71,7 @@ bool QueueItem::pause() {
 bool QueueItem::resume() {
   if (sm.state == TRANSCODE_REMOTE && sm.remote.state == REMOTE_MONITOR) {
     sm.remote.set_state(REMOTE_COMMAND);
-    sm.remote_command = "resume";
+    sm.remote_command = command_resume;
     user_wants_pause = false;
     return false;
   }
@@ -91,7 +92,7 @@ bool QueueItem::resume() {
 
 bool QueueItem::do_user_cancel() {
   sm.remote.set_state(REMOTE_COMMAND);
-  sm.remote_command = "cancel";
+  sm.remote_command = command_cancel;
   user_wants_cancel = true;
   return true;
 }

@@ -6,6 +6,7 @@
 
 #include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
+#include "rules/output_name.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ void write_status(FILE* file, const QueueItem& item) {
 
 bool QueueItem::fileops_write_status() {
   if (!output_metadir.empty()) {
-    const unique_rewrite summary = rewrite_file(output_metadir + "/.transcode");
+    const unique_rewrite summary = rewrite_file(output_metadir + "/" + summary_file);
     if (summary) { write_summary(summary.get(), *this); }
   }
   if (fileops_job_dir.empty()) { return false; }

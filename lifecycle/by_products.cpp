@@ -4,36 +4,23 @@
 #include "platform/rewrite_file.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
+#include "rules/output_name.h"
+#include "rules/tool_commands.h"
 
 bool QueueItem::proc_start_gen_thumbnail() {
   if (sm.state != TRANSCODE_THUMBNAIL || is_running() || DIE != 0 || output_file.empty() ||
       validate_ready() == 0) {
     return false;
   }
-  // The profile's name stands as the height, and the picture is taken from the source.
-  proc_argv = {"/usr/bin/qxmi_grab",
-               "--keep-aspect-ratio",
-               "--clip-aspect-ratio",
-               "--jpeg-quality",
-               "75",
-               "--jpeg",
-               "--height",
-               transcode_profile,
-               "-t",
-               "random",
-               "-o",
-               output_metadir + "/vod.thumbnail.jpg",
-               "--file",
-               input_file,
-               "--no-uid"};
+  proc_argv =
+      thumbnail_command(transcode_profile, output_metadir + "/" + thumbnail_file, input_file);
   prepare_silent_child(*this);
   return proc_spawn();
 }
 
 bool QueueItem::proc_start_metagen_thumbnail() {
   if (is_running() || validate_ready() == 0) { return false; }
-  proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
-               "--create-meta",           "--file",   output_file};
+  proc_argv = identify_command(output_file);
   prepare_silent_child(*this);
   return proc_spawn();
 }
@@ -47,7 +34,7 @@ bool write_copy(const QueueItem::metadata& source, const char* output_file) {
   const bool written = copy.context != nullptr &&
                        metadata_v4_context_set_file_location(copy.context, output_file) >= 0 &&
                        metadata_v4_metadata_context_write_metadata_to_file(
-                           source.entries, copy.context, ".vod.metadata") >= 0;
+                           source.entries, copy.context, source_metadata_file) >= 0;
   copy.close();
   return written;
 }
@@ -64,5 +51,5 @@ bool QueueItem::vod_copy_from_source() {
 
 bool QueueItem::mark_vod_ready() {
   if (output_file.empty()) { return false; }
-  return rewrite_file(output_metadir + "/.vod.ready") != nullptr;
+  return rewrite_file(output_metadir + "/" + ready_file) != nullptr;
 }

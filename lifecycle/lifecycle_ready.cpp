@@ -5,6 +5,7 @@
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/slots.h"
+#include "rules/texts.h"
 
 namespace {
 
@@ -28,7 +29,7 @@ bool is_overrun(const QueueItem& item) {
 bool finds_output(QueueItem& item) {
   if (item.validate_ready() == 0) { return false; }
   if (item.output_file.empty()) {  // a name too long for any path counts as none asked for
-    item.state_message = "Rejected: output file is invalid";
+    item.state_message = text_output_invalid;
     return false;
   }
   return true;
@@ -40,7 +41,7 @@ bool finds_output(QueueItem& item) {
 bool QueueItem::idle_ready() {
   if (is_running()) {
     if (is_overrun(*this)) {
-      cancel_with("Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
+      cancel_with(text_listing_too_long);
       fileops_write_status();
     }
     return false;
@@ -68,7 +69,7 @@ bool QueueItem::start_check_meta() {
       monotonic_clock_us() < next_identification) {
     return false;
   }
-  if (!ready_start_check_meta()) { return fail_ready("unable to check metadata"); }
+  if (!ready_start_check_meta()) { return fail_ready(text_metadata_unreadable); }
   if (proc_pid != -1) { item_metadata_ident_in_action = this; }
   return true;
 }

@@ -9,6 +9,7 @@
 #include "queue/transcode_settings.h"
 #include "remote/download.h"
 #include "rules/texts.h"
+#include "rules/transcoder_contract.h"
 
 bool QueueItem::do_queue_start_transcode() {
   if (!transcode_may_start()) { return false; }
@@ -47,15 +48,9 @@ bool QueueItem::start_remote() {
 
 bool QueueItem::start_local() {
   fprintf(stderr, "Item '%s' starting transcode\n", entry_id.c_str());
-  proc_argv = {"/usr/bin/qxmi_vod_transcode"};
-  if (transcode_settings.fullspeed) {
-    proc_argv.insert(proc_argv.end(), {"-d", "0", "--cpu-cap", "0", "--max-threads",
-                                       std::to_string(how_many_cpus())});
-  } else {
-    proc_argv.insert(proc_argv.end(), {"-d", "7", "--cpu-cap", "70"});
-  }
-  proc_argv.insert(proc_argv.end(), {"--profile", transcode_profile, "-f", "mp4", "-o", output_file,
-                                     "--file", input_file});
+  transcode_order order{transcode_profile, input_file, output_file, {}};
+  if (transcode_settings.fullspeed) { order.full_speed_threads = how_many_cpus(); }
+  proc_argv = transcode_command(order);
   if (!open_proc_stdout()) { return false; }
   state_message = text_transcoding;
   sm.set_state(TRANSCODE_TRANSCODING);

@@ -1,10 +1,7 @@
 // The steps of the "ready" phase: the source's metadata, and the profiles it can be transcoded to.
 #include <algorithm>
-#include <cassert>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 
 #include "exec/child_process.h"
 #include "platform/clock.h"
@@ -12,18 +9,11 @@
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_settings.h"
+#include "rules/source_rules.h"
+#include "rules/tool_commands.h"
+#include "rules/transcoder_contract.h"
 
 namespace {
-
-bool begins_with(const char* text, const char* prefix) {
-  return strncmp(text, prefix, strlen(prefix)) == 0;
-}
-
-bool is_transcodeable(const char* file_type) {
-  return begins_with(file_type, "audio/") || begins_with(file_type, "video/") ||
-         strcmp(file_type, "application/x-velmar-playlist") == 0 ||
-         strcmp(file_type, "application/x-velmar-multiregion-playlist") == 0;
-}
 
 // The value of an entry, "" where there is none.
 std::string read_entry(const QueueItem::metadata& meta, const char* name) {
@@ -31,20 +21,6 @@ std::string read_entry(const QueueItem::metadata& meta, const char* name) {
                                 ? nullptr
                                 : metadata_v4_metadata_context_read_entry(meta.entries, name);
   return value == nullptr ? "" : value;
-}
-
-// The first profile within the configured maximum. Where all are above it, the last one, which is
-// the nearest to it.
-const std::string& best_allowed(const std::vector<std::string>& quoted_profile) {
-  for (const std::string& profile : quoted_profile) {
-    if (!transcode_settings.has_vod_max_profile() ||
-        strtol(profile.c_str(), nullptr, 10) <= transcode_settings.max_profile) {
-      return profile;
-    }
-  }
-  const auto i = quoted_profile.rbegin();
-  assert(i != quoted_profile.rend());
-  return *i;
 }
 
 // One second, doubled each time the type is still unknown, up to a minute.
@@ -63,11 +39,10 @@ bool QueueItem::ready_start_check_meta() {
     return false;
   }
   std::string const file_type = read_entry(input_meta, "file type");
-  const bool offline = strtol(read_entry(input_meta, "offline").c_str(), nullptr, 10) >= 1;
+  std::string const refusal = metadata_refusal(file_type, read_entry(input_meta, "offline"));
   input_meta.close();
-  if (offline || (!file_type.empty() && !is_transcodeable(file_type.c_str()))) {
-    cancel_with(offline ? "Rejected: File is marked offline"
-                        : "Rejected: File type is not transcodeable");
+  if (!refusal.empty()) {
+    cancel_with(refusal);
     fileops_write_status();
     return true;
   }
@@ -91,8 +66,7 @@ bool QueueItem::ready_start_check_meta() {
 
 bool QueueItem::proc_spawn_metadata_identify() {
   if (is_running()) { return false; }
-  proc_argv = {"/usr/bin/qxmi_startitem", "--daemon", "--identify",
-               "--create-meta",           "--file",   input_file};
+  proc_argv = identify_command(input_file);
   prepare_silent_child(*this);
   return proc_spawn();
 }
@@ -106,15 +80,12 @@ bool QueueItem::ready_start_query_profiles() {
   if (DIE != 0) { return false; }
   fprintf(stderr, "Item '%s' (%s) asking transcoder for valid profiles.\n", input_file.c_str(),
           entry_id.c_str());
-  proc_argv = {"/usr/bin/qxmi_vod_transcode", "--file", input_file, "--quote"};
-  if (transcode_settings.has_vod_max_profile()) {
-    proc_argv.insert(proc_argv.end(), {"--height", std::to_string(transcode_settings.max_profile)});
-  }
+  proc_argv = listing_command(input_file, transcode_settings.max_profile);
   return open_proc_stdout() && proc_spawn();
 }
 
 void QueueItem::auto_choose_transcode_profile() {
   if (!transcode_profile.empty()) { return; }
-  transcode_profile = best_allowed(quoted_profile);
+  transcode_profile = choose_profile(quoted_profile, transcode_settings.max_profile).profile;
   fileops_write_status();
 }

@@ -8,6 +8,7 @@
 #include "exec/forked_child.h"
 #include "platform/metadata_v4.h"
 #include "queue/queue_item.h"
+#include "rules/tool_commands.h"
 
 bool QueueItem::removal_may_start(cleanup_states step) {
   proc_drain_stdout_before_reap = false;
@@ -22,7 +23,7 @@ bool QueueItem::proc_start_unlink_input_file_metadata() {
   if (metadata_v4_file_to_metadir(input_file.c_str(), tmp, sizeof(tmp)) >= 0) {
     assert(tmp[0] == '/');
     if (lstat(tmp, &status) == 0 && S_ISDIR(status.st_mode)) {
-      proc_argv = {"/bin/rm", "-Rfv", "--", tmp};
+      proc_argv = removal_command(tmp);
       return proc_spawn();
     }
   }

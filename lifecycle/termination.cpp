@@ -1,13 +1,14 @@
 // Judges the end of a job's child. What the child was for stands in proc_sm: the live state may
 // have moved on meanwhile (a cancel, a pause), and what ends after that is only logged.
 #include <cstdio>
-#include <cstring>
 
 #include "platform/sliding_window_v4.h"
 #include "platform/wait_status.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/slots.h"
+#include "rules/texts.h"
+#include "rules/transcoder_contract.h"
 
 void QueueItem::on_proc_terminate(int wait_status) {
   fprintf(stderr, "Queue item '%s' process terminated (status=0x%x)\n", entry_id.c_str(),
@@ -48,7 +49,7 @@ void QueueItem::on_identify_terminate(bool ok) {
   if (ok) {
     ++identifications;
   } else if (sm.state == TRANSCODE_READY) {
-    cancel_with("Rejected: Unable to create metadata or identify item");
+    cancel_with(text_not_identified);
     fileops_write_status();
   }
 }
@@ -57,7 +58,7 @@ void QueueItem::on_listing_terminate(bool ok) {
   const bool is_live = sm.state == TRANSCODE_READY;
   if (!ok) {
     if (is_live) {
-      cancel_with("Rejected: Unable to determine appropriate transcoding profiles");
+      cancel_with(text_listing_failed);
       fileops_write_status();
     }
     return;
@@ -68,25 +69,19 @@ void QueueItem::on_listing_terminate(bool ok) {
     trigger_transcode_queue_scan();
     fileops_write_status();
   } else if (is_live) {
-    cancel_with("Rejected: Transcoder could not determine profiles (but returned success)");
+    cancel_with(text_nothing_listed);
     fileops_write_status();
   }
 }
 
-// The list stands behind the line "*QUOTE", one ".. NAME" a line, best first.
 void QueueItem::read_quoted_profiles() {
-  quoted_profile.clear();
+  listing_reader reader;
   if (sliding_window_v4_is_sane(proc_stdout_buffer)) {
-    bool in_list = false;
     while (const char* line = proc_stdout_getline()) {
-      if (!in_list) {
-        in_list = strcmp(line, "*QUOTE") == 0;
-      } else if (strncmp(line, ".. ", 3) == 0) {
-        const char* const name = line + 3 + strspn(line + 3, " ");
-        if (*name != '\0') { quoted_profile.emplace_back(name); }
-      }
+      reader.take_line(line);
     }
   }
+  quoted_profile = reader.profiles();
   if (transcode_profile.empty() && !quoted_profile.empty()) { auto_choose_transcode_profile(); }
   if (!transcode_profile.empty() && output_file.empty()) {
     set_output_file(pick_output_file_name_from_input().c_str());
@@ -101,7 +96,7 @@ void QueueItem::on_transcode_terminate(bool ok) {
       progress = progress_complete;
       state_message = "Transcode OK";
     } else {
-      cancel_with("Transcoding failed");
+      cancel_with(text_transcoding_failed);
     }
     fileops_write_status();
   }

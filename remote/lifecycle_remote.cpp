@@ -9,6 +9,7 @@
 #include "queue/queue_item.h"
 #include "queue/slots.h"
 #include "remote/remote_step.h"
+#include "rules/control_words.h"
 
 namespace {
 
@@ -93,12 +94,12 @@ void monitor_remote(QueueItem& item) {
   read_remote_view(item);
   const char* command = nullptr;
   if (item.user_wants_pause && !item.remote_view.paused) {
-    command = "pause";
+    command = command_pause;
   } else if (!item.user_wants_pause && item.remote_view.paused) {
-    command = "resume";
+    command = command_resume;
   } else if (item.user_wants_cancel && item.remote_view.state != TRANSCODE_CANCELLED &&
              item.remote_view.state != TRANSCODE_CANCELLING) {
-    command = "cancel";
+    command = command_cancel;
   }
   if (command != nullptr) {
     item.sm.remote.set_state(REMOTE_COMMAND);

@@ -1,6 +1,7 @@
 // What the remote server says of a job becomes the state of the local one.
 #include "queue/queue_item.h"
 #include "remote/remote_step.h"
+#include "rules/texts.h"
 
 namespace {
 
@@ -26,7 +27,7 @@ void follow_remote_state(QueueItem& item, const QueueItem& remote_item) {
     item.user_wants_pause = false;
     item.paused = false;
     item.cancel_with(item.user_wants_cancel
-                         ? "Transcode cancelled, remote end cancelled"
+                         ? text_cancelled_remotely
                          : "Transcode was cancelled remotely. " + remote_item.state_message);
     break;
   default:

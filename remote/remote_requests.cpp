@@ -11,8 +11,15 @@
 #include "queue/transcode_settings.h"
 #include "remote/download.h"
 #include "remote/remote_step.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
+#include "rules/tool_commands.h"
 
 namespace {
+
+std::string line_of(const char* key, const std::string& value) {
+  return std::string(key) + ":" + value;
+}
 
 // Appends one line of a request's body; what would run past the buffer's end less one byte is cut.
 void write_line(sliding_window_v4* buffer, const std::string& line) {
@@ -40,8 +47,7 @@ bool start_remote_request(QueueItem& item, const std::vector<std::string>& lines
   assert(sliding_window_v4_is_sane(item.proc_stdin_buffer));
   item.proc_argv.clear();
   item.proc_argv_prepare_std_curl_post_stdin();
-  item.proc_argv.push_back("http://" + transcode_settings.address +
-                           "/reelstack4/vod.cgi?c=vodsrv&vc=" + command);
+  item.proc_argv.push_back(gateway_url(transcode_settings.address, command));
   return item.proc_spawn();
 }
 
@@ -52,7 +58,7 @@ bool adopt_remote_item(QueueItem& item) {
                                                remote_item.sm.state == TRANSCODE_CANCELLING)) {
     item.sm.remote.set_state(REMOTE_COMMAND);
     fprintf(stderr, "Remote item is cancelled, commanding to restart\n");
-    item.sm.remote_command = "restart";
+    item.sm.remote_command = command_restart;
     item.user_wants_cancel = false;
     discard_download(item);  // the restart makes another result
     return true;
@@ -65,23 +71,24 @@ bool adopt_remote_item(QueueItem& item) {
 
 // The password stands in the command line, where only root and the tool itself can see it.
 void QueueItem::proc_argv_prepare_std_curl_post_stdin() {
-  proc_argv.insert(proc_argv.end(),
-                   {"/usr/bin/curl", "--silent", "-i", "-X", "POST", "--data-binary", "@-",
-                    "--user", transcode_settings.user + ":" + transcode_settings.password});
+  const std::vector<std::string> command =
+      request_command(transcode_settings.user + ":" + transcode_settings.password);
+  proc_argv.insert(proc_argv.end(), command.begin(), command.end());
 }
 
 bool QueueItem::proc_start_remote_transcode_add() {
   if (!remote_step_may_start(*this)) { return false; }
   if (!remote_info.entry_id.empty()) { return adopt_remote_item(*this); }
-  return start_remote_request(*this,
-                              {"*name:" + remote_info.name, "delete on finish:1",
-                               "transcode profile:" + transcode_profile, "transcode state:ready"},
-                              "add");
+  return start_remote_request(
+      *this,
+      {line_of(key_upload_name, remote_info.name), line_of(key_delete_on_finish, "1"),
+       line_of(key_profile, transcode_profile), line_of(key_state, name_of(TRANSCODE_READY))},
+      command_add);
 }
 
 bool QueueItem::proc_start_remote_transcode_monitor() {
   return remote_step_may_start(*this) && !remote_info.entry_id.empty() &&
-         start_remote_request(*this, {"entry id:" + remote_info.entry_id}, "list");
+         start_remote_request(*this, {line_of(key_entry_id, remote_info.entry_id)}, command_list);
 }
 
 bool QueueItem::proc_start_remote_transcode_command() {
@@ -90,5 +97,6 @@ bool QueueItem::proc_start_remote_transcode_command() {
     sm.remote.set_state(REMOTE_MONITOR);
     return true;
   }
-  return start_remote_request(*this, {"entry id:" + remote_info.entry_id}, sm.remote_command);
+  return start_remote_request(*this, {line_of(key_entry_id, remote_info.entry_id)},
+                              sm.remote_command);
 }

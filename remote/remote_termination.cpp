@@ -5,11 +5,12 @@
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "remote/download.h"
+#include "rules/control_words.h"
+#include "rules/json_keys.h"
 #include "rules/texts.h"
 
 namespace {
 
-constexpr char json_type[] = "application/json";
 constexpr unsigned http_ok = 200;
 constexpr unsigned http_not_found = 404;
 
@@ -40,7 +41,7 @@ std::string download_error_suffix(int wait_status) {
 // The first comm header "entry id"; null where there is none. An empty one counts as none.
 const std::string* find_entry_id(const QueueItem::CurlVodCGIResponse& response) {
   for (const auto& [name, value] : response.comm_headers) {
-    if (name == "entry id") { return value.empty() ? nullptr : &value; }
+    if (name == key_entry_id) { return value.empty() ? nullptr : &value; }
   }
   return nullptr;
 }
@@ -54,7 +55,7 @@ QueueItem::CurlVodCGIResponse read_remote_reply(QueueItem& item) {
   item.stdout_cgi_stdout_read_http_response(response);
   item.stdout_cgi_stdout_read_http_headers(response);
   item.stdout_cgi_stdout_read_comm_headers(response);
-  if (response.content_type == json_type) {
+  if (response.content_type == media_type_json) {
     item.stdout_cgi_stdout_read_json_body(response);
     item.remote_info.json = response.json;
     item.remote_view.is_read = false;
@@ -66,7 +67,7 @@ QueueItem::CurlVodCGIResponse read_remote_reply(QueueItem& item) {
 bool is_lost_reply(QueueItem& item, const QueueItem::CurlVodCGIResponse& response) {
   std::string error;
   if (response.http_status != http_not_found || !response.comm_get_err(error) ||
-      error != "NOT FOUND") {
+      error != status_not_found) {
     return false;
   }
   item.cancel();
@@ -84,7 +85,7 @@ void cancel_http_error(QueueItem& item, const QueueItem::CurlVodCGIResponse& res
   std::string error;
   response.comm_get_err(error);
   std::string body;
-  if (response.content_type == "text/plain") {
+  if (response.content_type == media_type_text) {
     item.stdout_cgi_stdout_read_text_body(body);  // before the cancel, which releases the buffer
   }
   item.cancel_with("Remote server: Error HTTP status " + std::to_string(response.http_status) +
@@ -99,7 +100,7 @@ void on_upload_terminate(QueueItem& item, bool ok) {
     trigger_transcode_queue_scan();
     if (is_live && item.sm.remote.state == REMOTE_UPLOAD) { item.sm.remote.advance(); }
   } else if (is_live) {
-    item.cancel_with("Unable to send file to remote");
+    item.cancel_with(text_not_sent);
   }
   item.fileops_write_status();
 }
@@ -109,7 +110,7 @@ void on_add_reply(QueueItem& item, const QueueItem::CurlVodCGIResponse& response
     cancel_http_error(item, response);
     return;
   }
-  if (response.content_type != json_type) {
+  if (response.content_type != media_type_json) {
     cancel_unexpected_content(item, response);
     return;
   }
@@ -142,7 +143,7 @@ void on_monitor_terminate(QueueItem& item, int wait_status) {
   }
   const QueueItem::CurlVodCGIResponse response = read_remote_reply(item);
   if (is_lost_reply(item, response) || response.http_status != http_ok) { return; }
-  if (response.content_type == json_type) {
+  if (response.content_type == media_type_json) {
     item.on_remote_job_json_update();
   } else {
     cancel_unexpected_content(item, response);
@@ -178,7 +179,7 @@ void on_command_terminate(QueueItem& item, int wait_status) {
   const QueueItem::CurlVodCGIResponse response = read_remote_reply(item);
   if (is_lost_reply(item, response)) { return; }
   if (response.http_status == http_ok) {
-    if (response.content_type == json_type) {
+    if (response.content_type == media_type_json) {
       item.on_remote_job_json_update();
     } else {
       cancel_unexpected_content(item, response);

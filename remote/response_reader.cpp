@@ -18,6 +18,7 @@
 
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
+#include "rules/control_words.h"
 
 namespace {
 
@@ -93,7 +94,7 @@ void QueueItem::stdout_cgi_stdout_read_text_body(std::string& text) {
 
 bool QueueItem::CurlVodCGIResponse::comm_get_err(std::string& out) const {
   for (const auto& [name, value] : comm_headers) {
-    if (name == "X-comm-error") {
+    if (name == header_refusal) {
       out = value;
       return true;
     }

@@ -2,6 +2,7 @@
 #include "exec/child_process.h"
 #include "queue/queue_item.h"
 #include "remote/remote_step.h"
+#include "rules/tool_commands.h"
 
 bool QueueItem::proc_start_remote_transcode_upload() {
   if (!remote_step_may_start(*this)) { return false; }
@@ -10,7 +11,7 @@ bool QueueItem::proc_start_remote_transcode_upload() {
     return true;
   }
   prepare_silent_child(*this);
-  proc_argv = {"/usr/bin/qxmi_remote_transcode", remote_info.name, input_file};
+  proc_argv = upload_command(remote_info.name, input_file);
   state_message = "Uploading file to remote for transcode";
   fileops_write_status();
   return proc_spawn();

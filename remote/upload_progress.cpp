@@ -17,10 +17,10 @@
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "queue/queue_item.h"
+#include "rules/tool_commands.h"
 
 namespace {
 
-constexpr char ftp_client[] = "/usr/bin/ncftpput";
 constexpr std::size_t proc_read_limit = 16383;
 // Progress is counted in whole mebibytes; a source of no more than one shows none.
 constexpr std::uint64_t smallest_total = 1048577;
@@ -101,7 +101,7 @@ best_position find_best_position(const std::string& source) {
   while (const dirent* entry = readdir(processes.get())) {
     if (!is_number_name(entry->d_name) ||
         !link_is(dirfd(processes.get()), (std::string(entry->d_name) + "/exe").c_str(),
-                 ftp_client)) {
+                 ftp_client_program)) {
       continue;
     }
     const unique_fd process(

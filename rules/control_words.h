@@ -32,3 +32,7 @@ constexpr char status_not_accepted[] = "One or more parameters were not accepted
 // The field that names an uploaded source, and the reply header that holds a refusal's status.
 constexpr char key_upload_name[] = "*name";
 constexpr char header_refusal[] = "X-comm-error";
+
+// The media types of a reply's body: a job or a listing, and the text of a refusal.
+constexpr char media_type_json[] = "application/json";
+constexpr char media_type_text[] = "text/plain";

@@ -4,6 +4,13 @@
 #include <optional>
 #include <string>
 
+// The files that the service puts into the output's metadata directory: the thumbnail, a copy of
+// the source's metadata, the mark that the output is complete, and the summary of its job.
+constexpr char thumbnail_file[] = "vod.thumbnail.jpg";
+constexpr char source_metadata_file[] = ".vod.metadata";
+constexpr char ready_file[] = ".vod.ready";
+constexpr char summary_file[] = ".transcode";
+
 // True for a path directly under the output directory whose name may be used. Further slashes
 // after the directory are ignored.
 bool is_output_path_allowed(const std::string& path);

@@ -8,6 +8,7 @@
 #include "platform/forbidden_area.h"
 #include "platform/metadata_v4.h"
 #include "platform/text.h"
+#include "rules/texts.h"
 
 namespace {
 
@@ -27,24 +28,24 @@ std::optional<source_place> place_of_source(const std::string& path) {
 
 std::string path_refusal(const std::string& path, unsigned area) {
   if (path.empty()) { return "Rejected: No input file"; }
-  if ((area & source_path_forbidden) != 0) { return "Rejected: Forbidden input file"; }
-  return metadata_v4_context_is_metadata_name(path.c_str()) ? "Rejected: File is metadata" : "";
+  if ((area & source_path_forbidden) != 0) { return text_source_forbidden; }
+  return metadata_v4_context_is_metadata_name(path.c_str()) ? text_source_is_metadata : "";
 }
 
 std::string folder_refusal(bool is_open, unsigned area) {
   const bool is_allowed = is_open && (area & source_folder_forbidden) == 0;
-  return is_allowed ? "" : "Rejected: unable to locate folder";
+  return is_allowed ? "" : text_folder_not_found;
 }
 
 std::string file_refusal(int error, mode_t mode) {
   if (error != 0) { return std::string("Rejected: file not accessible, ") + strerror(error); }
-  return S_ISDIR(mode) || S_ISREG(mode) ? "" : "Rejected: neither file nor folder";
+  return S_ISDIR(mode) || S_ISREG(mode) ? "" : text_not_a_file;
 }
 
 std::string metadata_refusal(const std::string& file_type, const std::string& offline) {
-  if (is_offline(offline)) { return "Rejected: File is marked offline"; }
+  if (is_offline(offline)) { return text_offline; }
   const bool is_refused = !file_type.empty() && !is_transcodeable(file_type);
-  return is_refused ? "Rejected: File type is not transcodeable" : "";
+  return is_refused ? text_not_transcodeable : "";
 }
 
 bool is_transcodeable(const std::string& file_type) {

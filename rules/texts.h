@@ -14,6 +14,15 @@ constexpr char text_restart_on_resume[] = "Transcoding will restart when user re
 constexpr char text_cancelled[] = "Cancelled by user";
 constexpr char text_cancelled_remotely[] = "Transcode cancelled, remote end cancelled";
 
+// ---- Refused: what is wrong with the source
+
+constexpr char text_source_forbidden[] = "Rejected: Forbidden input file";
+constexpr char text_source_is_metadata[] = "Rejected: File is metadata";
+constexpr char text_folder_not_found[] = "Rejected: unable to locate folder";
+constexpr char text_not_a_file[] = "Rejected: neither file nor folder";
+constexpr char text_offline[] = "Rejected: File is marked offline";
+constexpr char text_not_transcodeable[] = "Rejected: File type is not transcodeable";
+
 // ---- Failed
 
 constexpr char text_operation_gone[] = "Rejected: File operation disappeared unexpectedly";

@@ -31,9 +31,9 @@ std::vector<std::string> upload_command(const std::string& name, const std::stri
   return {upload_program, name, source};
 }
 
-std::vector<std::string> request_command(const std::string& login, const std::string& url) {
-  return {http_client_program, "--silent", "-i",     "-X",  "POST",
-          "--data-binary",     "@-",       "--user", login, url};
+std::vector<std::string> request_command(const std::string& login) {
+  return {http_client_program, "--silent", "-i",     "-X", "POST",
+          "--data-binary",     "@-",       "--user", login};
 }
 
 std::string gateway_url(const std::string& address, const std::string& command) {

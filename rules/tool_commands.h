@@ -26,8 +26,9 @@ std::vector<std::string> removal_command(const std::string& directory);
 // Sends a source to the remote server under the job's name.
 std::vector<std::string> upload_command(const std::string& name, const std::string& source);
 
-// Posts what the HTTP client reads from its standard input; `login` is "USER:PASSWORD".
-std::vector<std::string> request_command(const std::string& login, const std::string& url);
+// Posts what the HTTP client reads from its standard input to the URL that has to follow; `login`
+// is "USER:PASSWORD".
+std::vector<std::string> request_command(const std::string& login);
 
 // Where the gateway of the server at `address` takes a command (rules/control_words.h).
 std::string gateway_url(const std::string& address, const std::string& command);

@@ -12,9 +12,11 @@
 #include <utility>
 #include <vector>
 
+#include "rules/control_words.h"
+
 struct cgi_answer {
   int status = 200;
-  std::string content_type = "text/plain";
+  std::string content_type = media_type_text;
   std::vector<std::pair<std::string, std::string>> pairs;
   std::string body;
 };

@@ -89,7 +89,7 @@ cgi_answer answer_of_reply(const service_reply& reply) {
     return refusal_answer(502, "the service's reply cannot be read");
   }
   cgi_answer answer;
-  answer.content_type = "application/json";
+  answer.content_type = media_type_json;
   answer.pairs = reply.pairs;
   if (!reply.data.empty()) { answer.body = handed_on_with_list(document).dump(); }
   return answer;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "platform/text.h"
+#include "rules/output_name.h"
 
 namespace {
 
@@ -51,8 +52,8 @@ std::string vod_url(const vod_folder& folder, const std::string& output) {
 
 std::string thumbnail_url(const vod_folder& folder, const std::string& output) {
   const std::string name = vod_name(folder, output);
-  const std::string thumbnail = "." + name + ".metadata/vod.thumbnail.jpg";
+  const std::string thumbnail = "." + name + ".metadata/" + thumbnail_file;
   return name.empty() || !is_readable_file(folder.path + thumbnail)
              ? ""
-             : folder.url + "." + percent_encoded(name) + ".metadata/vod.thumbnail.jpg";
+             : folder.url + "." + percent_encoded(name) + ".metadata/" + thumbnail_file;
 }

@@ -10,6 +10,7 @@
 #include "platform/fileops_jobs.h"
 #include "platform/paths.h"
 #include "rules/json_keys.h"
+#include "rules/output_name.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/engine.h"
 #include "tools/media/process_runner.h"
@@ -24,7 +25,8 @@ constexpr std::chrono::seconds probe_limit{60};
 constexpr std::size_t short_id_length = 8;
 
 // The service's and its tools' files in an output's metadata directory.
-constexpr const char* output_files[] = {".transcode", ".vod.metadata", "metadata", job_log_name};
+constexpr const char* output_files[] = {summary_file, source_metadata_file, "metadata",
+                                        job_log_name};
 
 void add_job(const json11::Json& item, report_parts& parts) {
   char folder[4096];
@@ -90,8 +92,8 @@ void add_output(const std::string& path, report_parts& parts) {
   if (path.empty()) { return parts.add_missing("output", "the item has none yet"); }
   const std::string folder = metadata_folder_of(path);
   parts.add_text("output/file.txt", file_line(path) + file_line(folder) +
-                                        file_line(folder + "/vod.thumbnail.jpg") +
-                                        file_line(folder + "/.vod.ready"));
+                                        file_line(folder + "/" + thumbnail_file) +
+                                        file_line(folder + "/" + ready_file));
   for (const char* name : output_files) {
     parts.add_file(std::string("output/") + name, folder, name);
   }

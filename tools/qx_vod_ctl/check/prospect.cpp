@@ -150,9 +150,10 @@ private:
 
   void add_remote_commands() {
     const std::string& server = found_.server;
+    std::vector<std::string> request = request_command(masked_text);
+    request.push_back(gateway_url(server, command_add));
     found_.commands = {
-        upload_command("UUID", found_.path),
-        request_command(masked_text, gateway_url(server, command_add)),
+        upload_command("UUID", found_.path), request,
         download_command({output_at(moment_text), masked_text, masked_text, server, "FAR_OUTPUT"})};
   }
 

@@ -14,13 +14,13 @@
 #include "platform/text.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
+#include "rules/output_name.h"
 #include "tools/client/queue_reader.h"
 #include "tools/job_log/job_log_file.h"
 
 namespace {
 
 constexpr const char* check = "left-over metadata";
-constexpr const char* summary_name = ".transcode";
 constexpr std::time_t least_age = 24 * 60 * 60;
 
 using name_set = std::set<std::string>;
@@ -37,12 +37,13 @@ std::vector<std::string> names_in(const std::string& folder) {
 
 // Written whole within a moment, then renamed: an old one belongs to a killed tool.
 bool is_half_written(const std::string& name) {
-  return (begins_with(name, "metadata.") || begins_with(name, ".vod.metadata.")) &&
+  return (begins_with(name, "metadata.") ||
+          begins_with(name, std::string(source_metadata_file) + ".")) &&
          ends_with(name, ".tmp");
 }
 
 bool is_of_a_job(const std::string& name) {
-  return name == job_log_name || name == summary_name || is_half_written(name);
+  return name == job_log_name || name == summary_file || is_half_written(name);
 }
 
 bool is_old(const struct stat& status) {
