@@ -38,8 +38,8 @@ bool QueueItem::ready_start_check_meta() {
   if (!input_file.empty() && !input_meta.load(input_file.c_str()) && errno != ENOENT) {
     return false;
   }
-  std::string const file_type = read_entry(input_meta, "file type");
-  std::string const refusal = metadata_refusal(file_type, read_entry(input_meta, "offline"));
+  std::string const file_type = read_entry(input_meta, entry_file_type);
+  std::string const refusal = metadata_refusal(file_type, read_entry(input_meta, entry_offline));
   input_meta.close();
   if (!refusal.empty()) {
     cancel_with(refusal);

@@ -37,7 +37,11 @@ std::string folder_refusal(bool is_open, unsigned area);
 // succeeded with the file mode `mode`. Links are not followed.
 std::string file_refusal(int error, mode_t mode);
 
-// Judges a source by its metadata entries "file type" and "offline", each "" where there is none.
+// The metadata entries by which a source is judged.
+constexpr char entry_file_type[] = "file type";
+constexpr char entry_offline[] = "offline";
+
+// Judges a source by the values of these entries, each "" where there is none.
 // A source without a type is not refused: it has to be identified first.
 std::string metadata_refusal(const std::string& file_type, const std::string& offline);
 

@@ -81,6 +81,10 @@ TEST(transcoder_choice, name_without_a_number_is_within_any_limit) {
   EXPECT_EQ(choose_profile({"audio"}, 240).profile, "audio");
 }
 
+TEST(transcoder_choice, empty_list_ends_the_process) {
+  EXPECT_DEATH(choose_profile({}, 720), "i != quoted_profile.rend\\(\\)");
+}
+
 TEST(transcoder_progress, last_count_of_several_lines_counts) {
   const frame_count count = count_of({"Encoding: frame=1/200 fps=25.0", "Encoding: frame=50/200"});
   EXPECT_EQ(count.progress(), 2500);

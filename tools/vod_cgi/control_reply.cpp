@@ -43,7 +43,7 @@ json11::Json handed_on(const json11::Json& document) {
 // The document is a single item, or a page with a "list" of items.
 json11::Json handed_on_with_list(const json11::Json& document) {
   json11::Json::object keys = handed_on(document).object_items();
-  const auto list = keys.find("list");
+  const auto list = keys.find(key_list);
   if (list != keys.end()) {
     json11::Json::array items;
     for (const json11::Json& item : list->second.array_items()) {

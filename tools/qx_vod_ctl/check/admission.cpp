@@ -16,9 +16,9 @@
 namespace {
 
 // The metadata entries that the service reads, and those worth showing.
-constexpr const char* entry_names[] = {"file type",   "offline",        "duration",   "width",
-                                       "height",      "frame rate",     "interlaced", "video codec",
-                                       "audio codec", "audio channels", "bit rate",   "size"};
+constexpr const char* entry_names[] = {
+    entry_file_type, entry_offline, "duration",    "width",          "height",   "frame rate",
+    "interlaced",    "video codec", "audio codec", "audio channels", "bit rate", "size"};
 
 refusal refused(std::string text) {
   refusal result;

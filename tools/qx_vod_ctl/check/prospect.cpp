@@ -71,8 +71,9 @@ private:
     const stored_metadata stored = read_stored_metadata(found_.path);
     if (!stored.readable) { return refuse(text_metadata_unreadable); }
     found_.identity = stored.entries;
-    found_.identity_stored = !stored.entry("file type").empty();
-    const std::string text = metadata_refusal(stored.entry("file type"), stored.entry("offline"));
+    found_.identity_stored = !stored.entry(entry_file_type).empty();
+    const std::string text =
+        metadata_refusal(stored.entry(entry_file_type), stored.entry(entry_offline));
     if (!text.empty()) { return refuse(text); }
     return found_.identity_stored || look_into_source();
   }
@@ -88,7 +89,7 @@ private:
     for (const auto& [name, value] : entries) {
       if (!value.empty()) { found_.identity.emplace_back(name, value); }
     }
-    const std::string text = metadata_refusal(entry("file type"), "");
+    const std::string text = metadata_refusal(entry(entry_file_type), "");
     return text.empty() || refuse(text);
   }
 

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/paths.h"
+#include "rules/source_rules.h"
 #include "tools/client/advice.h"
 #include "tools/client/estimate.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
@@ -40,7 +41,7 @@ void add_part(std::string& text, const std::string& value, const std::string& un
 }
 
 std::string identity_text(const prospect& found) {
-  std::string text = entry(found, "file type");
+  std::string text = entry(found, entry_file_type);
   const std::string width = entry(found, "width");
   if (!width.empty()) { add_part(text, width + "x" + entry(found, "height")); }
   add_part(text, entry(found, "frame rate"), " fps");
