@@ -1,6 +1,6 @@
-// Runs the service through 10,000 child processes, or as many as the first argument says, and tells
-// what it holds before and after: it must be the same. Takes some minutes. Exit status 0 when
-// nothing was left behind, 1 when something was.
+// Runs the service through 10,000 child processes, or the number given as the first argument, and
+// prints its resources before and after, which must be equal. Takes some minutes. Exit status 0 if
+// nothing leaked, else 1.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -16,7 +16,7 @@ namespace {
 constexpr int default_steps = 10000;
 constexpr int jobs_at_once = 50;
 
-// What the allocator may keep for itself; a leak of 100 bytes a step comes to twice as much.
+// The allocator may keep this much; a leak of 100 bytes per step would be twice as much.
 constexpr long memory_slack_kib = 512;
 
 void print(const char* what, long before, long after) {

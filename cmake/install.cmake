@@ -1,6 +1,6 @@
-# What `cmake --install` puts where. The service looks for its tools in /usr/bin and the sample web
-# server configuration for the gateway in /usr/lib/qx_vod_service, whatever the prefix; so the prefix
-# is /usr unless another is given, which is for those who pack the files up themselves.
+# Where `cmake --install` puts the files. The service looks for its tools in /usr/bin, and the sample web
+# server configuration looks for the gateway in /usr/lib/qx_vod_service, whatever the prefix. The prefix is
+# therefore /usr unless another is given, for packagers.
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
   set(CMAKE_INSTALL_PREFIX /usr CACHE PATH "Where to install" FORCE)
 endif()

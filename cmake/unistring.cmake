@@ -1,5 +1,5 @@
-# Provides the target `unistring`: the widths of characters and the letters' cases. The library has
-# no package configuration of its own.
+# Provides the target `unistring`: the widths of characters and the case of letters. The library does not come
+# with a package configuration.
 find_path(QX_UNISTRING_INCLUDE_DIR uniwidth.h REQUIRED)
 find_library(QX_UNISTRING_LIBRARY unistring REQUIRED)
 add_library(unistring INTERFACE)

@@ -8,12 +8,12 @@
 
 namespace qx_test {
 
-// How a program ended and what it wrote. `status` is its exit status, or -1 when it was not started
-// or was killed.
+// How a program ended, and its output. `status` is its exit status, or -1 if it was not started or
+// was killed.
 struct child_result {
   int status = -1;
   std::string output;
-  std::string errors;  // its standard error, where that was asked for
+  std::string errors;  // its standard error, if requested
 };
 
 // Runs argv[0] (looked up in PATH) to its end with nothing on standard input. `keep_errors`

@@ -26,9 +26,9 @@ extern const std::array<rgb_colour, bar_count> bar_colours;
 // The largest difference of any of the three parts.
 double distance(const rgb_colour& one, const rgb_colour& other);
 
-// True when the bar's hue can be told: where it should be strong it is at least twice as strong as
-// where it should not be. For what is mapped from a larger range, whose levels are a matter of
-// taste.
+// True if the bar's hue is recognisable: each channel that should be strong is at least twice as
+// strong as each that should not. For pictures mapped from a larger range, whose levels are a
+// matter of taste.
 bool same_hue(const rgb_colour& shown, const rgb_colour& bar);
 
 }  // namespace qx_test

@@ -1,4 +1,4 @@
-// What a transcode of a source of the media matrix has to look like.
+// The expected result for a source of the media matrix.
 #pragma once
 
 #include <string>
@@ -24,7 +24,7 @@ struct expected_result {
   double first_flash = 1.0;  // then every 4 s; below 0: anywhere
   double first_beep = 1.0;
   bool has_sound = true;
-  double shape_at_start = 4.0 / 3.0;  // of what is shown, without black edges
+  double shape_at_start = 4.0 / 3.0;  // of the visible picture, without black edges
   double shape_at_end = 4.0 / 3.0;
   colours_expected colours = colours_expected::exact;
   double colour_tolerance = 3.0;  // of 255

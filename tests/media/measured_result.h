@@ -1,4 +1,4 @@
-// What is found in the result of a transcode.
+// The measurements of a transcode's result.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@
 namespace qx_test {
 
 struct measured_result {
-  std::string video_codec;  // empty where there is no such stream
+  std::string video_codec;  // empty without such a stream
   std::string pixel_format;
   std::string audio_codec;
   int channels = 0;

@@ -43,7 +43,7 @@ span lit_span(const std::vector<double>& means) {
   return {static_cast<int>(first - means.begin()), static_cast<int>(last.base() - first)};
 }
 
-// The middle of a bar, clear of what the encoder smears over its edges.
+// The middle of a bar, where the encoder does not smear the edges.
 picture_area bar_area(const picture_area& scene, int number) {
   const double width = double(scene.width) / bar_count;
   return {scene.left + static_cast<int>(width * (number + 0.3)),
@@ -118,7 +118,7 @@ void picture_meter::add(double time, const picture_view& picture) {
   const double brightness = mean(picture.luma, picture.width, landscape(picture));
   const bool bright = is_flash(brightness);
   bright_in_a_row_ = bright ? bright_in_a_row_ + 1 : 0;
-  // The second picture is the one to measure: the first may still hold a field of what was before.
+  // The second picture is measured, since the first may still contain a field of the previous one.
   if (bright_in_a_row_ == 1) { flashes_.push_back(measured_flash(time, picture)); }
   if (bright_in_a_row_ == 2) { flashes_.back() = measured_flash(flashes_.back().time, picture); }
   // Where the light changes, a comb says nothing of movement.

@@ -1,5 +1,5 @@
-// What is measured in the pictures of a result: when they flash, where in the frame the scene is,
-// the colours of its bars, and combs.
+// Measures the pictures of a result: when they flash, where in the frame the scene is, the colours
+// of its bars, and combs.
 #pragma once
 
 #include <array>
@@ -62,7 +62,7 @@ private:
   int combed_ = 0;
   int bright_in_a_row_ = 0;
   double flash_brightness_ = 0.0;
-  double last_brightness_ = 255.0;  // what begins bright has no flash that begins
+  double last_brightness_ = 255.0;  // a stream that begins bright does not begin with a flash
   double worst_comb_ = 0.0;
 };
 

@@ -1,4 +1,4 @@
-// Each measurement of pictures finds what it looks for, and nothing where there is nothing.
+// Each measurement of pictures finds its feature, and nothing in pictures without it.
 #include <gmock/gmock.h>
 
 #include "tests/media/picture_meter.h"
@@ -69,11 +69,11 @@ TEST(comb_share, is_over_the_limit_where_two_fields_are_woven) {
   EXPECT_GT(comb_share(drawing().post(28, 4).view()), comb_limit);
 }
 
-TEST(comb_share, is_nothing_for_a_post_that_stands_still) {
+TEST(comb_share, is_zero_for_a_motionless_post) {
   EXPECT_EQ(comb_share(drawing().post(28, 0).view()), 0.0);
 }
 
-TEST(comb_share, is_nothing_for_a_slanted_edge) {
+TEST(comb_share, is_zero_for_a_slanted_edge) {
   drawing slanted;
   for (int y = 0; y < height; ++y) {
     slanted.fill({8 + y, y, 8, 1}, 200);
@@ -101,7 +101,7 @@ TEST(picture_meter, finds_when_each_flash_begins) {
   EXPECT_THAT(flash_times(meter), testing::ElementsAre(10 / 25.0, 40 / 25.0));
 }
 
-TEST(picture_meter, takes_no_slow_change_of_light_for_a_flash) {
+TEST(picture_meter, does_not_mistake_a_slow_change_of_light_for_a_flash) {
   picture_meter meter;
   for (int number = 0; number < 40; ++number) {
     meter.add(number / 25.0,

@@ -46,7 +46,7 @@ rgb_scene() {
   printf '%s' "scale=$width:$bars:flags=neighbor[bars];[land][bars]vstack,setsar=1"
 }
 
-# The same in the pixel format that is to be encoded, with grain.
+# The same in the pixel format to encode, with grain.
 scene() {
   rgb_scene
   printf '%s' ",scale=out_color_matrix=$matrix:out_range=$range:flags=bicubic+accurate_rnd,"

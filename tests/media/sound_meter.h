@@ -1,4 +1,4 @@
-// What is measured in the sound of a result: when it beeps, tones, level, clipping.
+// Measures the sound of a result: when it beeps, tones, level, clipping.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@ constexpr int sound_rate = 48000;  // samples a second of everything here
 // One channel, samples from -1 to 1.
 using samples = std::vector<float>;
 
-// The amplitude of a tone of that frequency in the samples from `first` on; 0 where there are none.
+// The amplitude of a tone of that frequency in the samples from `first` on; 0 without samples.
 double tone_amplitude(const samples& sound, double frequency, std::size_t first, std::size_t count);
 
 // The same over all of it, as the middle of windows of a tenth of a second.

@@ -1,4 +1,4 @@
-// Each measurement of sound finds what it looks for, and nothing where there is nothing.
+// Each measurement of sound finds its feature, and nothing in sound without it.
 #include <algorithm>
 #include <cmath>
 
@@ -54,7 +54,7 @@ TEST(usual_tone, is_the_amplitude_of_a_steady_tone) {
   EXPECT_LT(usual_tone(sound, 3000), 0.002);
 }
 
-TEST(usual_tone, leaves_out_what_sounds_for_a_moment) {
+TEST(usual_tone, ignores_short_sounds) {
   samples sound = silence(2);
   add_tone(sound, 2000, 0.3, 0.5, 0.8);
   EXPECT_LT(usual_tone(sound, 2000), 0.002);
@@ -69,7 +69,7 @@ TEST(clipped_runs, are_counted_where_the_top_is_flat) {
   EXPECT_NEAR(clipped_runs(sound), 20, 1);
 }
 
-TEST(clipped_runs, are_none_in_what_only_touches_the_top) {
+TEST(clipped_runs, are_not_found_in_peaks_that_only_touch_the_top) {
   samples sound = silence(1);
   add_tone(sound, 997, 0.998, 0, 1);
   EXPECT_EQ(clipped_runs(sound), 0);

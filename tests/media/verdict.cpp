@@ -9,7 +9,7 @@ namespace {
 
 constexpr double beat = 4.0;
 constexpr int smallest_scene = 64;
-// An encoder overshoots what was limited with care now and then; clipped sound has hundreds.
+// An encoder sometimes overshoots in carefully limited sound; clipped sound has hundreds.
 constexpr int few_peaks = 10;
 
 std::string decimals(double value, int places = 2) {

@@ -1,4 +1,4 @@
-// Compares what was measured in a result with what it has to look like.
+// Compares the measurements of a result with the expected ones.
 #pragma once
 
 #include <string>
@@ -17,10 +17,10 @@ constexpr double shape_tolerance = 0.03;  // as a share
 // are left out.
 std::vector<double> sync_of(const measured_result& measured);
 
-// The largest difference of a bar from what it should be, at any flash.
+// The largest difference between a bar and its expected colour, at any flash.
 double colour_error(const measured_result& measured);
 
-// Width by height of what is lit at a flash, in square pixels.
+// Width by height of the lit area at a flash, in square pixels.
 double shape_of(const flash& at);
 
 // Each deviation in words; none when all is as expected. `reference` is the loudness of the scene's

@@ -15,7 +15,7 @@ constexpr int width = 320;
 constexpr int height = 240;
 constexpr double reference = -23.0;
 
-// The scene in grey shades of its colours: what the meter is given for one picture.
+// The scene in grey shades of its colours, as input for the meter.
 struct scene {
   std::vector<std::uint8_t> luma = std::vector<std::uint8_t>(width * height, 100);
   std::vector<std::uint8_t> cb = std::vector<std::uint8_t>(width * height / 4, 128);
@@ -102,7 +102,7 @@ std::vector<std::string> judged(const measured_result& result,
   return deviations(expected, result, reference);
 }
 
-TEST(verdict, passes_what_is_as_expected) {
+TEST(verdict, passes_an_expected_result) {
   EXPECT_THAT(judged(shown()), IsEmpty());
 }
 
@@ -148,7 +148,7 @@ TEST(verdict, names_missing_tags_of_colour) {
   EXPECT_THAT(judged(result), ElementsAre("matrix '', not 'bt709'"));
 }
 
-TEST(verdict, names_colours_that_the_tags_turn_wrong) {
+TEST(verdict, names_colours_that_the_tags_distort) {
   measured_result result = shown();
   result.matrix = "smpte170m";
   EXPECT_THAT(judged(result), Contains(HasSubstr("colours off by")));
@@ -178,7 +178,7 @@ TEST(verdict, names_clipped_peaks) {
   EXPECT_THAT(judged(result), ElementsAre("240 clipped peaks"));
 }
 
-TEST(verdict, names_a_second_track_that_is_lost) {
+TEST(verdict, names_a_lost_second_track) {
   expected_result expected;
   expected.tracks = tracks_expected::apart;
   EXPECT_THAT(judged(shown(), expected), ElementsAre("second track is not on the right"));
@@ -192,7 +192,7 @@ TEST(verdict, names_tracks_that_are_mixed) {
   EXPECT_THAT(judged(result, expected), ElementsAre("second track on the left"));
 }
 
-TEST(verdict, names_sound_that_is_not_there) {
+TEST(verdict, names_missing_sound) {
   measured_result result = shown();
   result.audio_codec.clear();
   result.sound_seconds = 0.0;

@@ -1,6 +1,6 @@
 # shellcheck shell=bash
 # shellcheck disable=SC2034,SC2154  # make-source reads the scene and all recipes in one shell
-# What the file says of its colours, and what it does not.
+# Files with and without declarations of their colours.
 
 hd() { size=1280x720 matrix=bt709 seconds=4; }
 lossless=(-c:v libx264 -preset ultrafast -crf 18)

@@ -74,7 +74,7 @@ source_flagged_by_container_mkv() {
 source_mpeg2_interlaced_mxf() {
   interlaced_film top "${mpeg2[@]}" "${top_first[@]}" -c:a pcm_s16le "$1"
 }
-# Nothing says it: what a converter makes that knows of no fields.
+# No declaration at all: the output of a converter that does not know about fields.
 source_unmarked_avi() {
   size=320x480
   interlaced_film bottom -c:v mjpeg -q:v 3 -c:a pcm_s16le "$1"

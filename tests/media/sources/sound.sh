@@ -57,7 +57,7 @@ source_surround_loud_mkv() {
 ten='pan=10C|c0=c0|c1=c0|c2=0*c0|c3=0*c0|c4=0*c0|c5=0*c0|c6=0*c0|c7=0*c0|c8=0*c0|c9=0*c0'
 source_ten_channels_mov() { film "${h264[@]}" -c:a pcm_s16le -af "$ten" "$1"; }
 
-# Tracks of one channel each: the first with the scene's sound, each other with a tone of its own.
+# Mono tracks: the first with the scene's sound, each other with a different tone.
 tracks() {
   local count=$1 n
   shift
@@ -99,5 +99,5 @@ source_two_programs_ts() {
     -program program_num=1:st=0:st=1 -program program_num=2:st=2:st=3 \
     "${mpeg2[@]}" "${mp2[@]}" "${broadcast[@]}" "$1"
 }
-# What loudness is compared with.
+# The reference for loudness.
 source_reference_wav() { ff -f lavfi -i "$(sound)" "$1"; }

@@ -1,4 +1,4 @@
-// When a job will be done: what is said, and when nothing is.
+// Estimates of when a job will be done, and when there are none.
 #include <cstdlib>
 #include <ctime>
 
@@ -40,11 +40,11 @@ constexpr std::int64_t noon = 1700049600;  // a Wednesday
 
 }  // namespace
 
-TEST(time_left, of_a_running_job_goes_by_its_own_rate) {
+TEST(time_left, of_a_running_job_uses_its_own_rate) {
   EXPECT_THAT(time_left({running(0.75, 0.01)}), ElementsAre(Optional(DoubleEq(25.0))));
 }
 
-TEST(time_left, of_a_running_job_seen_once_goes_by_its_profile) {
+TEST(time_left, of_a_running_job_seen_once_uses_the_speed_of_its_profile) {
   auto job = waiting(100.0, 4.0);
   job.now = phase::running;
   job.share_done = 0.5;
@@ -57,19 +57,19 @@ TEST(time_left, of_waiting_jobs_adds_up_in_the_order_of_the_queue) {
       ElementsAre(Optional(DoubleEq(40.0)), Optional(DoubleEq(10.0)), Optional(DoubleEq(50.0))));
 }
 
-TEST(time_left, is_unknown_behind_a_job_of_unknown_length) {
+TEST(time_left, is_unknown_after_a_job_of_unknown_length) {
   auto unknown = waiting(60.0, 2.0);
   unknown.length.reset();
   EXPECT_THAT(time_left({unknown, waiting(60.0, 2.0)}), ElementsAre(std::nullopt, std::nullopt));
 }
 
-TEST(time_left, is_unknown_behind_a_running_job_without_a_rate) {
+TEST(time_left, is_unknown_after_a_running_job_without_a_rate) {
   job_outlook job;
   job.now = phase::running;
   EXPECT_THAT(time_left({job, waiting(60.0, 2.0)}), ElementsAre(std::nullopt, std::nullopt));
 }
 
-TEST(time_left, of_a_paused_job_is_unknown_and_holds_up_nobody) {
+TEST(time_left, of_a_paused_job_is_unknown_and_delays_no_other) {
   auto paused = running(0.5, 0.05);
   paused.paused = true;
   EXPECT_THAT(time_left({paused, waiting(60.0, 2.0)}),

@@ -21,7 +21,7 @@ TEST(item_view, is_read_from_the_service_form) {
   EXPECT_TRUE(item.delete_on_finish);
 }
 
-TEST(item_view, tells_the_step_of_each_state_that_has_steps) {
+TEST(item_view, shows_the_step_of_each_state_that_has_steps) {
   for (const char* state : {"ready", "remote transcode", "thumbnail", "cleanup"}) {
     const json11::Json json = json11::Json::object{
         {"entry id", "a"}, {"transcode state", state}, {std::string(state) + " state", "step"}};
@@ -31,7 +31,7 @@ TEST(item_view, tells_the_step_of_each_state_that_has_steps) {
   }
 }
 
-TEST(item_view, without_an_entry_id_is_none) {
+TEST(item_view, without_an_entry_id_is_not_an_item) {
   item_view item;
   for (const char* text :
        {"", "null", "[]", "7", "{}", "{\"entry id\":\"\"}", "{\"entry id\":1}"}) {
@@ -46,7 +46,7 @@ TEST(item_view, progress_is_shown_to_a_tenth_and_never_rounded_up) {
   EXPECT_EQ(percent(10000), "100.0%");
 }
 
-TEST(item_view, with_odd_members_is_read_all_the_same) {
+TEST(item_view, with_odd_members_can_be_read) {
   item_view item;
   ASSERT_TRUE(
       read_item(std::string(R"({"entry id":"a","transcode progress":[-7,"x"],"state":7})"), item));

@@ -1,4 +1,4 @@
-// What earlier jobs teach, and the file that keeps it.
+// The measured speeds of earlier jobs, and the file that keeps them.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -34,7 +34,7 @@ protected:
 
 }  // namespace
 
-TEST_F(job_history_file, is_not_left_in_the_folder_of_somebody_else) {
+TEST_F(job_history_file, is_not_written_to_the_folder_of_another_user) {
   const job_history history;
   EXPECT_TRUE(history.save(path_));
   if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("only root can give a folder away"); }
@@ -57,21 +57,21 @@ TEST(job_history, learns_the_rate_of_a_job_and_the_speed_of_its_profile) {
   EXPECT_THAT(history.speed("720"), Optional(DoubleNear(2.0, 1e-9)));
 }
 
-TEST(job_history, takes_two_looks_in_a_hurry_for_one) {
+TEST(job_history, ignores_a_second_look_that_comes_too_soon) {
   job_history history;
   history.note("a", "720", 1000, 100.0, start);
   history.note("a", "720", 3000, 100.0, start + 1);
   EXPECT_EQ(history.rate("a"), std::nullopt);
 }
 
-TEST(job_history, begins_anew_when_a_job_was_restarted) {
+TEST(job_history, starts_over_when_a_job_was_restarted) {
   job_history history;
   history.note("a", "720", 5000, 100.0, start);
   history.note("a", "720", 100, 100.0, start + 10);
   EXPECT_EQ(history.rate("a"), std::nullopt);
 }
 
-TEST(job_history, begins_anew_after_a_long_absence) {
+TEST(job_history, starts_over_after_a_long_absence) {
   job_history history;
   history.note("a", "720", 1000, 100.0, start);
   history.note("a", "720", 9000, 100.0, start + 86400);
@@ -98,7 +98,7 @@ TEST_F(job_history_file, brings_back_what_was_saved) {
   EXPECT_THAT(after.speed("720"), Optional(DoubleNear(2.0, 1e-6)));
 }
 
-TEST_F(job_history_file, passes_over_what_is_none_of_its_lines) {
+TEST_F(job_history_file, ignores_malformed_lines) {
   write("speed nan 720\nspeed -3 480\nspeed\nrunning a b c d e\n\xff\xfe\n" +
         std::string(5000, 'x') + "\nspeed 2.5 360\n");
   job_history history;
@@ -109,7 +109,7 @@ TEST_F(job_history_file, passes_over_what_is_none_of_its_lines) {
   EXPECT_THAT(history.speed("360"), Optional(2.5));
 }
 
-TEST_F(job_history_file, that_is_a_folder_is_none) {
+TEST_F(job_history_file, that_is_a_folder_is_ignored) {
   std::filesystem::create_directory(path_);
   job_history history;
   history.load(path_);

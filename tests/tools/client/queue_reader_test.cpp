@@ -67,7 +67,7 @@ TEST(queue_reader, range_is_kept_to) {
   EXPECT_EQ(result.listing.items.back().item.entry_id, "id-30");
 }
 
-TEST(queue_reader, range_behind_the_end_lists_nothing) {
+TEST(queue_reader, range_after_the_end_lists_nothing) {
   const auto queue = queue_of(3);
   scripted_service service([&](auto&, auto& pairs) { return queue.answer(pairs); });
   const auto result = read(service, {10, 12});
@@ -76,7 +76,7 @@ TEST(queue_reader, range_behind_the_end_lists_nothing) {
   EXPECT_EQ(result.listing.total, 3U);
 }
 
-TEST(queue_reader, change_between_pages_starts_anew) {
+TEST(queue_reader, change_between_pages_starts_over) {
   auto queue = queue_of(20);
   int requests = 0;
   scripted_service service([&](auto&, auto& pairs) {
@@ -92,7 +92,7 @@ TEST(queue_reader, change_between_pages_starts_anew) {
   EXPECT_EQ(result.listing.items[15].item.entry_id, "id-16");
 }
 
-TEST(queue_reader, gives_up_on_a_queue_that_never_rests) {
+TEST(queue_reader, gives_up_on_a_queue_that_keeps_changing) {
   auto queue = queue_of(20);
   scripted_service service([&](auto&, auto& pairs) {
     ++queue.modify_counter;
@@ -103,14 +103,14 @@ TEST(queue_reader, gives_up_on_a_queue_that_never_rests) {
   EXPECT_EQ(result.failure.exit_status, exit_no_service);
 }
 
-TEST(queue_reader, failure_is_handed_on) {
+TEST(queue_reader, failure_is_passed_on) {
   scripted_service service([](auto&, auto&) { return refused(exit_no_service, "gone"); });
   const auto result = read(service);
   EXPECT_FALSE(result.complete);
   EXPECT_EQ(result.failure.text, "gone");
 }
 
-TEST(queue_reader, listing_that_is_none_is_a_failure) {
+TEST(queue_reader, malformed_listing_is_a_failure) {
   for (const char* data : {"", "[]", "{\"list\":7,\"total\":1}", "{\"list\":[]}", "nonsense"}) {
     scripted_service service([&](auto&, auto&) { return accepted(data); });
     const auto result = read(service);
@@ -119,7 +119,7 @@ TEST(queue_reader, listing_that_is_none_is_a_failure) {
   }
 }
 
-TEST(queue_reader, absurd_total_does_not_keep_it_asking) {
+TEST(queue_reader, absurd_total_does_not_cause_endless_requests) {
   scripted_service service([](auto&, auto&) {
     return accepted("{\"list\":[],\"modify counter\":1,\"total\":4000000000,\"start\":-1e300}");
   });
@@ -127,7 +127,7 @@ TEST(queue_reader, absurd_total_does_not_keep_it_asking) {
   EXPECT_EQ(service.asked().size(), 1U);
 }
 
-TEST(queue_reader, takes_a_queue_that_never_rests_where_that_is_good_enough) {
+TEST(queue_reader, accepts_a_queue_that_keeps_changing_if_told_to) {
   auto queue = queue_of(20);
   scripted_service service([&](auto&, auto& pairs) {
     ++queue.modify_counter;

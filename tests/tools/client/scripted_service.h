@@ -7,7 +7,7 @@
 
 #include "tools/client/vod_service.h"
 
-// Answers every request by calling `answer`, and keeps what was asked as "COMMAND name=value ...".
+// Answers every request by calling `answer`, and records the requests as "COMMAND name=value ...".
 class scripted_service : public vod_service {
 public:
   using script = std::function<service_reply(const std::string& command, const name_values& pairs)>;
@@ -37,6 +37,6 @@ private:
 service_reply accepted(std::string data);
 service_reply refused(int exit_status, std::string text, std::string data = "");
 
-// An item as the service writes it, as far as the client reads it.
+// An item as the service writes it, with the fields that the client reads.
 std::string item_json(const std::string& id, const std::string& state,
                       const std::string& text = "");

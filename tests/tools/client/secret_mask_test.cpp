@@ -3,12 +3,12 @@
 
 #include "tools/client/secret_mask.h"
 
-TEST(ctl_secret_mask, every_occurrence_goes) {
+TEST(ctl_secret_mask, every_occurrence_is_masked) {
   EXPECT_EQ(secret_mask({"pw"}).masked("pw, user:pw@host, spw"),
             "(masked), user:(masked)@host, s(masked)");
 }
 
-TEST(ctl_secret_mask, secret_is_no_pattern) {
+TEST(ctl_secret_mask, secret_is_not_a_pattern) {
   EXPECT_EQ(secret_mask({".*[a-z]+(\\"}).masked("abc .*[a-z]+(\\ abc"), "abc (masked) abc");
 }
 
@@ -16,7 +16,7 @@ TEST(ctl_secret_mask, empty_secret_hides_nothing) {
   EXPECT_EQ(secret_mask({""}).masked("text"), "text");
 }
 
-TEST(ctl_secret_mask, longer_secret_goes_before_a_part_of_it) {
+TEST(ctl_secret_mask, longer_secret_is_masked_before_a_part_of_it) {
   EXPECT_EQ(secret_mask({"ab", "abc"}).masked("abcab"), "(masked)(masked)");
 }
 
@@ -32,7 +32,7 @@ TEST(ctl_secret_mask, secret_that_json_writes_differently_is_found) {
   EXPECT_EQ(secret_mask({"\"y\\"}).masked_json(document).dump(), R"--({"a": "x(masked)z"})--");
 }
 
-TEST(ctl_secret_mask, credentials_of_a_tool_go_though_they_are_not_known) {
+TEST(ctl_secret_mask, unknown_credentials_of_a_tool_are_masked) {
   const json11::Json document = json11::Json::object{
       {"process argv",
        json11::Json::array{"curl", "--user", "me:old", "--password=old", "--user=me", "--fine=1"}}};

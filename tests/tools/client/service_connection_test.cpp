@@ -17,8 +17,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A socket in a folder of its own. It takes connections into its backlog and no further, unless it
-// is told to answer.
+// A socket in a private folder. It accepts connections only into its backlog, unless it is asked to
+// answer.
 class odd_service {
 public:
   odd_service() {
@@ -83,14 +83,14 @@ service_reply reply_to(const std::string& bytes) {
 
 }  // namespace
 
-TEST(service_connection, no_socket_is_no_service) {
+TEST(service_connection, missing_socket_means_no_service) {
   const odd_service service;
   const auto reply = service_connection(service.path()).request("test", {});
   EXPECT_EQ(reply.exit_status, exit_no_service);
   EXPECT_EQ(reply.text, "no service at " + service.path());
 }
 
-TEST(service_connection, socket_left_behind_is_no_service) {
+TEST(service_connection, left_over_socket_means_no_service) {
   odd_service service;
   service.listen();
   service.stop_listening();
@@ -105,13 +105,13 @@ TEST(service_connection, silence_ends_at_the_deadline) {
   EXPECT_EQ(reply.text, "the service does not answer");
 }
 
-TEST(service_connection, end_before_the_answer_is_told) {
+TEST(service_connection, end_before_the_answer_is_reported) {
   const auto reply = reply_to("");
   EXPECT_EQ(reply.exit_status, exit_no_service);
   EXPECT_THAT(reply.text, HasSubstr("closed the connection"));
 }
 
-TEST(service_connection, nonsense_is_told) {
+TEST(service_connection, malformed_reply_is_reported) {
   const auto reply = reply_to(std::string(64, 'x'));
   EXPECT_EQ(reply.exit_status, exit_no_service);
   EXPECT_THAT(reply.text, HasSubstr("malformed"));
@@ -126,7 +126,7 @@ TEST(service_connection, acceptance_carries_pairs_and_data) {
   EXPECT_EQ(reply.pair("other"), "");
 }
 
-TEST(service_connection, refusals_are_told_apart) {
+TEST(service_connection, refusals_are_distinguished) {
   const auto missing = reply_to(reply_bytes(1000, "NOT FOUND"));
   EXPECT_EQ(missing.exit_status, exit_no_such_item);
   const auto busy = reply_to(reply_bytes(1000, "ITEM IS BUSY"));
@@ -134,7 +134,7 @@ TEST(service_connection, refusals_are_told_apart) {
   EXPECT_EQ(busy.text, "ITEM IS BUSY");
 }
 
-TEST(service_connection, request_that_cannot_be_sent_is_told) {
+TEST(service_connection, request_that_cannot_be_sent_is_reported) {
   odd_service service;
   service.listen();
   const auto reply = service_connection(service.path()).request("add", {{"n", {'\0', 'x'}}});

@@ -20,7 +20,7 @@ scripted_service service_that_answers(const std::string& word, const service_rep
 
 }  // namespace
 
-TEST(submission, is_an_add_and_a_ready) {
+TEST(submission, consists_of_an_add_and_a_ready) {
   auto service = service_that_answers("", {});
   const submission made = submit(service, {"/mnt/f", "720", true}, false);
   EXPECT_EQ(made.end, submission::step::added);

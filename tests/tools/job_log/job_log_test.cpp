@@ -49,33 +49,33 @@ protected:
 
 }  // namespace
 
-TEST_F(job_log_test, tells_the_tool_its_version_and_its_command_line) {
+TEST_F(job_log_test, contains_the_tool_its_version_and_its_command_line) {
   make_folder();
   open_log();
   EXPECT_THAT(text(), ContainsRegex("^=== 20[0-9-]+T[0-9:.]+Z qxmi_vod_transcode [0-9.]+\n"
                                     "20[0-9-]+T[0-9:.]+Z command: /usr/bin/tool 'a b'\n$"));
 }
 
-TEST_F(job_log_test, is_not_made_where_there_is_no_metadata) {
+TEST_F(job_log_test, is_not_created_without_a_metadata_folder) {
   open_log();
   close_job_log(0, 0);
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
-TEST_F(job_log_test, comes_with_the_folder_where_the_tool_makes_it) {
+TEST_F(job_log_test, is_created_with_the_folder_if_the_tool_creates_that) {
   open_job_log_and_folder(tool, metadata, source, {1, argv});
   EXPECT_THAT(folder.names(), IsEmpty());
   close_job_log(1, 0);
   EXPECT_THAT(text(), AllOf(HasSubstr("command: /usr/bin/tool\n"), HasSubstr(" failed: ")));
 }
 
-TEST_F(job_log_test, a_stopped_tool_makes_no_folder_for_it) {
+TEST_F(job_log_test, a_stopped_tool_creates_no_folder_for_it) {
   open_job_log_and_folder(tool, metadata, source, {1, argv});
   close_job_log(1, SIGTERM);
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
-TEST_F(job_log_test, tells_what_was_run_what_it_said_and_how_it_ended) {
+TEST_F(job_log_test, contains_commands_their_messages_and_how_they_ended) {
   make_folder();
   open_log();
   program_request request;
@@ -86,7 +86,7 @@ TEST_F(job_log_test, tells_what_was_run_what_it_said_and_how_it_ended) {
                                     ".*Z end: exit status 3, after [0-9.]+ s\n$"));
 }
 
-TEST_F(job_log_test, tells_a_program_that_could_not_run) {
+TEST_F(job_log_test, reports_a_program_that_could_not_run) {
   make_folder();
   open_log();
   program_request request;
@@ -113,7 +113,7 @@ TEST_F(job_log_test, names_another_file_that_failed) {
   EXPECT_THAT(text(), HasSubstr("failed: disk-full: film.mp4: No space left on device\n"));
 }
 
-TEST_F(job_log_test, takes_the_code_that_was_named) {
+TEST_F(job_log_test, uses_the_code_that_was_named) {
   make_folder();
   open_log();
   name_failure(failure::upload_failed);
@@ -165,7 +165,7 @@ TEST_F(job_log_test, a_run_without_an_end_was_killed) {
   EXPECT_THAT(last_failure(text(), tool), Optional(testing::StartsWith("tool-killed: ")));
 }
 
-TEST_F(job_log_test, a_run_that_goes_on_has_not_failed) {
+TEST_F(job_log_test, a_run_in_progress_has_not_failed) {
   make_folder();
   open_log();
   EXPECT_EQ(why_it_failed({"Transcoding failed", source, media}), "");
@@ -173,7 +173,7 @@ TEST_F(job_log_test, a_run_that_goes_on_has_not_failed) {
   EXPECT_THAT(why_it_failed({"Transcoding failed", source, media}), HasSubstr("exit status 1"));
 }
 
-TEST_F(job_log_test, a_run_that_goes_on_hides_no_earlier_failure) {
+TEST_F(job_log_test, a_run_in_progress_hides_no_earlier_failure) {
   make_folder();
   open_log();
   log_failure(source, "is empty");
@@ -184,7 +184,7 @@ TEST_F(job_log_test, a_run_that_goes_on_hides_no_earlier_failure) {
   EXPECT_EQ(why_it_failed({"Transcoding failed", source, media}), "");
 }
 
-TEST_F(job_log_test, no_text_can_pass_for_an_end) {
+TEST_F(job_log_test, no_text_can_be_mistaken_for_an_end) {
   make_folder();
   open_log();
   log_failure(source, "is empty");
@@ -275,7 +275,7 @@ TEST_F(job_log_test, a_fifo_in_its_place_blocks_nobody) {
   close(reader);
 }
 
-TEST(why_it_failed, reads_the_log_that_the_status_text_speaks_of) {
+TEST(why_it_failed, reads_the_log_that_belongs_to_the_status_text) {
   const scratch_folder folder;
   const std::string input = folder.file("in.mpg");
   const std::string output = folder.file("out.mp4");
@@ -308,7 +308,7 @@ TEST(why_it_failed, of_several_failures_of_a_source_chooses_none_without_knowing
   EXPECT_EQ(why_it_failed(job), "");
 }
 
-TEST(why_it_failed, what_is_no_log_tells_nothing) {
+TEST(why_it_failed, anything_but_a_log_gives_no_reason) {
   const scratch_folder folder;
   const std::string output = folder.file("out.mp4");
   EXPECT_EQ(why_it_failed({"Transcoding failed", "/in", output}), "");
@@ -328,7 +328,7 @@ TEST(why_it_failed, stays_on_one_line_of_bounded_length) {
   EXPECT_LT(why.size(), 600U);
 }
 
-TEST(failure, is_told_from_the_words_of_its_cause) {
+TEST(failure, is_derived_from_the_words_of_its_cause) {
   const auto of_source = [](const char* cause) {
     return std::string(failure_code(failure_of_cause(cause, file_role::source)));
   };

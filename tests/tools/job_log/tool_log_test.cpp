@@ -1,4 +1,4 @@
-// What the built tools leave in a job's log, and where.
+// The contents of a job's log after runs of the built tools, and its place.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -41,7 +41,7 @@ protected:
 
 }  // namespace
 
-TEST_F(tool_log_test, a_transcode_tells_what_it_ran_the_versions_and_the_lengths) {
+TEST_F(tool_log_test, a_transcode_logs_commands_versions_and_lengths) {
   make_metadata_of(output);
   ASSERT_EQ(transcode(test_media("silent.mp4"), "180"), 0);
   EXPECT_THAT(read_job_log(output),
@@ -51,12 +51,12 @@ TEST_F(tool_log_test, a_transcode_tells_what_it_ran_the_versions_and_the_lengths
                     HasSubstr(" qxmi_vod_transcode done\n")));
 }
 
-TEST_F(tool_log_test, a_transcode_by_hand_leaves_nothing_beside_its_output) {
+TEST_F(tool_log_test, a_transcode_by_hand_leaves_no_log_next_to_its_output) {
   ASSERT_EQ(transcode(test_media("silent.mp4"), "180"), 0);
   EXPECT_THAT(folder.names(), ElementsAre("out.mp4"));
 }
 
-TEST_F(tool_log_test, a_failed_transcode_tells_why_beside_its_output) {
+TEST_F(tool_log_test, a_failed_transcode_logs_the_reason_next_to_its_output) {
   make_metadata_of(output);
   ASSERT_EQ(transcode(test_media("text.mp4"), "240"), 1);
   EXPECT_EQ(why_it_failed({"Transcoding failed", "", output}),
@@ -64,14 +64,14 @@ TEST_F(tool_log_test, a_failed_transcode_tells_why_beside_its_output) {
   EXPECT_THAT(read_job_log(output), HasSubstr("engine: "));
 }
 
-TEST_F(tool_log_test, a_source_that_is_gone_is_told) {
+TEST_F(tool_log_test, a_missing_source_is_logged) {
   make_metadata_of(output);
   ASSERT_EQ(transcode("/nowhere/film.mp4", "240"), 1);
   EXPECT_EQ(why_it_failed({"Transcoding failed", "", output}),
             "source-missing: No such file or directory");
 }
 
-TEST_F(tool_log_test, a_profile_that_cannot_be_is_told) {
+TEST_F(tool_log_test, an_impossible_profile_is_logged) {
   make_metadata_of(output);
   ASSERT_EQ(transcode(test_media("silent.mp4"), "../../x"), 2);
   EXPECT_EQ(why_it_failed({"Transcoding failed", "", output}),
@@ -88,7 +88,7 @@ TEST_F(tool_log_test, a_cancelled_transcode_has_not_failed) {
   EXPECT_EQ(why_it_failed({"Transcoding failed", "", output}), "");
 }
 
-TEST_F(tool_log_test, a_killed_transcode_is_told) {
+TEST_F(tool_log_test, a_killed_transcode_is_recognised) {
   make_metadata_of(output);
   tool_run run(transcoder, {"--profile", "180", "-o", output, "--file", test_media("long.mp4")});
   ASSERT_GT(run.engine(), 0);
@@ -98,7 +98,7 @@ TEST_F(tool_log_test, a_killed_transcode_is_told) {
               testing::StartsWith("tool-killed: "));
 }
 
-TEST_F(tool_log_test, a_failed_listing_tells_why_beside_the_source) {
+TEST_F(tool_log_test, a_failed_listing_logs_the_reason_next_to_the_source) {
   const std::string source = copy_to(folder.file("film.mp4"), test_media("text.mp4"));
   make_metadata_of(source);
   ASSERT_EQ(run_tool(transcoder, {"--file", source, "--quote"}).end.status, 1);
@@ -107,13 +107,13 @@ TEST_F(tool_log_test, a_failed_listing_tells_why_beside_the_source) {
       "source-damaged: Invalid data found when processing input");
 }
 
-TEST_F(tool_log_test, a_listing_by_hand_leaves_nothing_beside_the_source) {
+TEST_F(tool_log_test, a_listing_by_hand_leaves_no_log_next_to_the_source) {
   const std::string source = copy_to(folder.file("film.mp4"), test_media("silent.mp4"));
   ASSERT_EQ(run_tool(transcoder, {"--file", source, "--quote"}).end.status, 0);
   EXPECT_THAT(folder.names(), ElementsAre("film.mp4"));
 }
 
-TEST_F(tool_log_test, an_identification_that_fails_tells_why_even_without_metadata) {
+TEST_F(tool_log_test, a_failed_identification_logs_the_reason_even_without_metadata) {
   const std::string source = folder.file("film.mp4");
   ASSERT_EQ(mkfifo(source.c_str(), 0600), 0);
   ASSERT_EQ(
@@ -124,19 +124,19 @@ TEST_F(tool_log_test, an_identification_that_fails_tells_why_even_without_metada
             "not-media: is not a regular file");
 }
 
-TEST_F(tool_log_test, an_identification_of_nothing_leaves_nothing) {
+TEST_F(tool_log_test, identifying_a_missing_file_leaves_no_log) {
   const std::string source = folder.file("film.mp4");
   run_tool("qxmi_startitem", {"--identify", "--create-meta", "--file", source});
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
-TEST_F(tool_log_test, an_identification_for_the_screen_leaves_nothing) {
+TEST_F(tool_log_test, identifying_a_file_on_the_screen_leaves_no_log) {
   const std::string source = copy_to(folder.file("film.mp4"), test_media("silent.mp4"));
   ASSERT_EQ(run_tool("qxmi_startitem", {"--identify", "--file", source}).end.status, 0);
   EXPECT_THAT(folder.names(), ElementsAre("film.mp4"));
 }
 
-TEST_F(tool_log_test, a_thumbnail_is_logged_with_its_film) {
+TEST_F(tool_log_test, a_thumbnail_is_logged_with_its_video) {
   make_metadata_of(output);
   run_tool("qxmi_grab",
            {"--jpeg", "--height", "240", "-o", metadata_folder_of(output) + "/vod.thumbnail.jpg",
@@ -145,7 +145,7 @@ TEST_F(tool_log_test, a_thumbnail_is_logged_with_its_film) {
               Optional(testing::StartsWith("source-damaged: ")));
 }
 
-TEST_F(tool_log_test, a_log_that_cannot_be_written_is_no_failure) {
+TEST_F(tool_log_test, a_log_that_cannot_be_written_is_not_a_failure) {
   make_metadata_of(output);
   ASSERT_EQ(mkdir((metadata_folder_of(output) + "/vod.log").c_str(), 0700), 0);
   EXPECT_EQ(transcode(test_media("silent.mp4"), "180"), 0);

@@ -1,4 +1,4 @@
-// How the engines are called, and what is made of their complaints.
+// The command lines of the engines, and the interpretation of their errors.
 #include <algorithm>
 
 #include <gmock/gmock.h>
@@ -35,7 +35,7 @@ TEST(engine, input_may_open_nothing_but_the_file) {
   EXPECT_EQ(arguments.back(), "file:-a b.mp4");
 }
 
-TEST(engine, no_playlist_or_sequence_is_a_container) {
+TEST(engine, no_playlist_or_sequence_format_is_allowed) {
   argument_list arguments;
   add_input(arguments, "file:a");
   const std::string formats = "," + value_of(arguments, "-format_whitelist") + ",";
@@ -73,35 +73,35 @@ TEST(engine, commands_are_silent_and_named_by_path) {
   EXPECT_EQ(ffprobe_command().front(), "/usr/bin/ffprobe");
 }
 
-TEST(sniff_still, knows_pictures_by_their_first_bytes) {
+TEST(sniff_still, recognises_pictures_by_their_first_bytes) {
   EXPECT_EQ(sniff_still("\x89PNG\r\n\x1a\n...."), "png_pipe");
   EXPECT_EQ(sniff_still("\xff\xd8\xff\xe0"), "jpeg_pipe");
   EXPECT_EQ(sniff_still("GIF89a"), "gif");
   EXPECT_EQ(sniff_still("RIFF....WEBPVP8 "), "webp_pipe");
 }
 
-TEST(sniff_still, knows_nothing_else) {
+TEST(sniff_still, recognises_nothing_else) {
   EXPECT_EQ(sniff_still(""), "");
   EXPECT_EQ(sniff_still("\x89PN"), "");
   EXPECT_EQ(sniff_still("RIFF....WAVEfmt "), "");
 }
 
-TEST(engine_cause, is_what_was_said_of_the_file_without_its_name) {
+TEST(engine_cause, is_the_message_about_the_file_without_its_name) {
   const std::string errors = "[mov] moov atom not found\nfile:a\nb.mp4: Invalid data found\n";
   EXPECT_EQ(engine_cause(failed_with(errors), "file:a\nb.mp4"), "Invalid data found");
 }
 
-TEST(engine_cause, is_the_first_thing_said_of_the_file) {
+TEST(engine_cause, is_the_first_message_about_the_file) {
   const std::string errors = "file:a: Invalid data found\nfile:a: Conversion failed!\n";
   EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "Invalid data found");
 }
 
-TEST(engine_cause, is_the_first_telling_line_when_the_file_is_not_named) {
+TEST(engine_cause, is_the_first_informative_line_if_the_file_is_not_named) {
   const std::string errors = "\n    Last message repeated 3 times\n[h264 @ 0x55] first\nlast\n";
   EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "first");
 }
 
-TEST(engine_cause, is_never_that_a_line_came_again) {
+TEST(engine_cause, is_never_a_note_about_a_repeated_line) {
   EXPECT_EQ(engine_cause(failed_with("    Last message repeated 3 times\n"), "file:a"),
             "exit status 1");
   program_result killed = failed_with("[aac @ 0x1] damaged\n    Last message repeated 9 times\n");
@@ -110,13 +110,13 @@ TEST(engine_cause, is_never_that_a_line_came_again) {
   EXPECT_EQ(engine_cause(killed, "file:a"), "ended by Killed: damaged");
 }
 
-TEST(engine_cause, is_the_machines_trouble_whatever_was_said_before) {
+TEST(engine_cause, is_the_machine_wide_problem_whatever_came_before) {
   const std::string errors = "[mpeg2video @ 0x55] ac-tex damaged at 1 2\nfile:a: corrupt frame\n"
                              "av_interleaved_write_frame(): No space left on device\n";
   EXPECT_EQ(engine_cause(failed_with(errors), "file:a"), "No space left on device");
 }
 
-TEST(engine_cause, says_a_format_that_is_not_read_plainly) {
+TEST(engine_cause, names_an_unsupported_format_plainly) {
   const std::string errors = "[hls] Format not on whitelist 'mov'\nfile:a: Invalid argument\n";
   EXPECT_EQ(engine_cause(failed_with(errors), "file:a"),
             "is not audio or video of a supported kind");

@@ -1,4 +1,4 @@
-// How pictures of two moments are told from pictures of one.
+// How interlaced pictures are distinguished from progressive ones.
 #include <functional>
 #include <string>
 
@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t width = 64;
 constexpr std::size_t height = 96;
 
-// What is at a point of the scene at a moment, counted in fields.
+// The brightness of a point of the scene at a time, counted in fields.
 using scene = std::function<int(int x, int y, int moment)>;
 
 std::string picture(const scene& shown, int top_moment, int bottom_moment) {
@@ -73,7 +73,7 @@ TEST(field_votes, find_no_fields_in_grain) {
   EXPECT_EQ(clear_order(votes_for(grain, 0, 1)), field_order::none);
 }
 
-TEST(field_votes, are_not_given_where_nothing_moves) {
+TEST(field_votes, are_not_given_without_motion) {
   const field_votes votes = votes_for([](int x, int y, int) { return grain(x, y, 0); }, 0, 1);
   EXPECT_EQ(votes.whole + votes.top_first + votes.bottom_first, 0);
 }
@@ -93,7 +93,7 @@ TEST(field_votes, of_film_spread_over_fields_are_clear) {
   EXPECT_EQ(clear_order(votes), field_order::bottom_first);
 }
 
-TEST(field_votes, that_come_by_chance_are_not_clear) {
+TEST(field_votes, that_arise_by_chance_are_not_clear) {
   field_votes votes;
   votes.top_first = 130;
   votes.bottom_first = 120;

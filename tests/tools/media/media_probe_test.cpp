@@ -29,7 +29,7 @@ std::string refusal(const std::string& path) {
 
 }  // namespace
 
-TEST(media_probe, tells_a_broadcast_recording) {
+TEST(media_probe, describes_a_broadcast_recording) {
   const media_info info = probed("interlaced.ts");
   ASSERT_NE(info.picture(), nullptr);
   EXPECT_EQ(info.container, "mpegts");
@@ -42,7 +42,7 @@ TEST(media_probe, tells_a_broadcast_recording) {
   EXPECT_NEAR(info.start, 1234.567, 2.0);
 }
 
-TEST(media_probe, tells_sound_of_a_recording) {
+TEST(media_probe, describes_the_sound_of_a_recording) {
   const media_info info = probed("interlaced.ts");
   ASSERT_NE(info.sound(), nullptr);
   EXPECT_EQ(info.sound()->codec, "mp2");
@@ -67,7 +67,7 @@ TEST(media_probe, keeps_film_rate_exact) {
   EXPECT_EQ(rate.den, 1001);
 }
 
-TEST(media_probe, tells_a_cover_from_a_moving_picture) {
+TEST(media_probe, distinguishes_a_cover_from_a_video) {
   const media_info info = probed("covered.mp3");
   EXPECT_EQ(info.picture(), nullptr);
   EXPECT_NE(info.cover(), nullptr);
@@ -81,7 +81,7 @@ TEST(media_probe, takes_the_sound_of_the_larger_program) {
   EXPECT_EQ(info.sound()->programs, info.picture()->programs);
 }
 
-TEST(media_probe, knows_high_dynamic_range) {
+TEST(media_probe, recognises_high_dynamic_range) {
   EXPECT_TRUE(probed("hdr.mkv").picture()->high_dynamic_range());
   EXPECT_FALSE(probed("progressive.mp4").picture()->high_dynamic_range());
 }
@@ -102,7 +102,7 @@ TEST(media_probe, takes_a_still_with_a_percent_sign_in_its_name) {
   EXPECT_TRUE(probe_media(path, info, error, probe_kinds::stills_too)) << error;
 }
 
-TEST(media_probe, refuses_what_is_no_media) {
+TEST(media_probe, refuses_a_file_that_is_not_media) {
   EXPECT_EQ(refusal(test_media("text.mp4")), "Invalid data found when processing input");
   EXPECT_EQ(refusal(test_media("empty.mp4")), "is empty");
 }

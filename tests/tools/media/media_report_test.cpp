@@ -35,7 +35,7 @@ void expect_ratio(rational value, std::int64_t num, std::int64_t den) {
 
 }  // namespace
 
-TEST(media_report, refuses_what_is_no_report) {
+TEST(media_report, refuses_anything_but_a_report) {
   media_info info;
   EXPECT_FALSE(read_media_report("", info));
   EXPECT_FALSE(read_media_report("{\"streams\":[", info));
@@ -56,7 +56,7 @@ TEST(media_report, sound_without_a_decoder_does_not_count) {
       read("{\"codec_type\":\"audio\",\"channels\":2,\"sample_rate\":\"48000\"}").audio.empty());
 }
 
-TEST(media_report, a_stream_that_nothing_is_known_of_is_unclear) {
+TEST(media_report, a_stream_without_any_information_is_unclear) {
   const media_info info = read("{\"index\":3,\"codec_type\":\"audio\",\"codec_name\":\"mp2\","
                                "\"channels\":0}");
   ASSERT_EQ(info.unclear.size(), 1U);
@@ -79,12 +79,12 @@ TEST(media_report, a_rate_of_fields_is_halved) {
   expect_ratio(rate("50/1", "25/1"), 50, 2);
 }
 
-TEST(media_report, a_nominal_rate_that_is_nonsense_gives_way_to_the_average) {
+TEST(media_report, an_absurd_nominal_rate_is_replaced_by_the_average) {
   expect_ratio(rate("90000/1", "25/1"), 25, 1);
   expect_ratio(rate("0/0", "25/1"), 25, 1);
 }
 
-TEST(media_report, frames_left_out_do_not_change_a_usual_rate) {
+TEST(media_report, dropped_frames_do_not_change_a_usual_rate) {
   expect_ratio(rate("30/1", "22433/1000"), 30, 1);
   expect_ratio(rate("30000/1001", "19/1"), 30000, 1001);
   expect_ratio(rate("600/1", "22/1"), 22, 1);
@@ -94,11 +94,11 @@ TEST(media_report, a_missing_average_leaves_the_nominal_rate) {
   expect_ratio(rate("25/1", "0/0"), 25, 1);
 }
 
-TEST(media_report, a_rate_that_is_no_number_is_unknown) {
+TEST(media_report, a_rate_that_is_not_a_number_is_unknown) {
   EXPECT_FALSE(rate("fast", "-1/0").known());
 }
 
-TEST(media_report, pixels_of_no_sensible_shape_are_square) {
+TEST(media_report, pixels_with_an_absurd_shape_are_taken_as_square) {
   EXPECT_EQ(picture("\"sample_aspect_ratio\":\"1000:1\"").displayed.width, 720);
   EXPECT_EQ(picture("\"sample_aspect_ratio\":\"0:1\"").displayed.width, 720);
   EXPECT_EQ(picture("\"sample_aspect_ratio\":\"N/A\"").displayed.width, 720);
@@ -127,7 +127,7 @@ TEST(media_report, any_order_of_fields_is_interlaced) {
   EXPECT_FALSE(picture("\"field_order\":\"unknown\"").interlaced);
 }
 
-TEST(media_report, a_length_out_of_all_reason_is_not_told) {
+TEST(media_report, an_absurd_length_is_ignored) {
   for (const char* text : {"-5", "nan", "inf", "1e12", "N/A", "0.000"}) {
     const media_info info = read("", "\"duration\":\"" + std::string(text) + "\"");
     EXPECT_EQ(info.duration, 0.0) << text;

@@ -81,7 +81,7 @@ TEST_F(output_file_test, is_written_by_one_tool_at_a_time) {
   EXPECT_EQ(content(path), "whole");
 }
 
-TEST_F(output_file_test, waits_for_a_tool_that_ends_meanwhile) {
+TEST_F(output_file_test, waits_for_a_tool_that_is_ending) {
   std::optional<output_file> ending(std::in_place);
   ASSERT_TRUE(ending->create(path, error)) << error;
   std::thread end([&] {
@@ -94,7 +94,7 @@ TEST_F(output_file_test, waits_for_a_tool_that_ends_meanwhile) {
   EXPECT_EQ(folder.names().size(), 1U);
 }
 
-TEST_F(output_file_test, others_in_the_same_folder_are_written_meanwhile) {
+TEST_F(output_file_test, others_in_the_same_folder_can_be_written_at_the_same_time) {
   output_file first;
   output_file second;
   ASSERT_TRUE(first.create(path, error)) << error;
@@ -141,7 +141,7 @@ TEST_F(output_file_test, goes_to_the_folder_that_was_opened) {
   EXPECT_NE(access(folder.file("place/result").c_str(), F_OK), 0);
 }
 
-TEST_F(output_file_test, takes_the_place_of_what_a_killed_tool_has_left) {
+TEST_F(output_file_test, replaces_the_unfinished_file_of_a_killed_tool) {
   {
     output_file killed;
     ASSERT_TRUE(killed.create(path, error)) << error;
@@ -158,7 +158,7 @@ TEST_F(output_file_test, takes_the_place_of_what_a_killed_tool_has_left) {
   EXPECT_TRUE(next.create(path, error)) << error;
 }
 
-TEST_F(output_file_test, removes_what_killed_tools_have_left_in_its_folder) {
+TEST_F(output_file_test, removes_unfinished_files_of_killed_tools_in_its_folder) {
   std::ofstream(folder.file(".qx-part-12345678")) << "half";
   std::ofstream(folder.file(".qx-other")) << "somebody's";
   output_file output;
@@ -166,7 +166,7 @@ TEST_F(output_file_test, removes_what_killed_tools_have_left_in_its_folder) {
   EXPECT_THAT(folder.names(), testing::UnorderedElementsAre(".qx-other", "result"));
 }
 
-TEST_F(output_file_test, lets_what_is_no_part_alone_whatever_its_name) {
+TEST_F(output_file_test, leaves_anything_but_a_regular_unfinished_file_alone) {
   ASSERT_EQ(mkdir(folder.file(".qx-part-a").c_str(), 0700), 0);
   ASSERT_EQ(symlink("result", folder.file(".qx-part-b").c_str()), 0);
   ASSERT_EQ(mkfifo(folder.file(".qx-part-c").c_str(), 0600), 0);
@@ -176,7 +176,7 @@ TEST_F(output_file_test, lets_what_is_no_part_alone_whatever_its_name) {
               testing::UnorderedElementsAre(".qx-part-a", ".qx-part-b", ".qx-part-c", "result"));
 }
 
-TEST_F(output_file_test, is_its_owners_alone_until_it_is_committed) {
+TEST_F(output_file_test, is_readable_only_by_its_owner_until_it_is_committed) {
   output_file output;
   ASSERT_TRUE(output.create(path, error)) << error;
   struct stat status = {};
@@ -194,7 +194,7 @@ TEST_F(output_file_test, has_the_permissions_that_the_umask_leaves) {
   EXPECT_EQ(status.st_mode & 0777U, 0640U);
 }
 
-TEST_F(output_file_test, the_longest_name_has_room) {
+TEST_F(output_file_test, the_longest_name_fits) {
   output_file output;
   ASSERT_TRUE(output.create(folder.file(std::string(255, 'n')), error)) << error;
   EXPECT_TRUE(output.commit(error)) << error;
@@ -208,7 +208,7 @@ TEST_F(output_file_test, a_directory_is_refused) {
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
-TEST_F(output_file_test, a_missing_folder_is_told) {
+TEST_F(output_file_test, a_missing_folder_is_reported) {
   output_file output;
   EXPECT_FALSE(output.create(folder.file("no/result"), error));
   EXPECT_EQ(error, "No such file or directory");

@@ -46,7 +46,7 @@ TEST(packet_timeline, jumps_are_closed_up_for_all_streams) {
   }
 }
 
-TEST(packet_timeline, a_pause_of_one_stream_is_no_jump) {
+TEST(packet_timeline, a_pause_of_one_stream_is_not_a_jump) {
   packet_timeline timeline(true);
   run(timeline, 100.0, 20.0);
   for (double time = 120.0; time < 150.0; time += 0.5) {
@@ -58,7 +58,7 @@ TEST(packet_timeline, a_pause_of_one_stream_is_no_jump) {
   EXPECT_DOUBLE_EQ(timeline.longest_pause(), 30.0);
 }
 
-TEST(packet_timeline, steps_of_a_clock_that_cannot_jump_are_meant) {
+TEST(packet_timeline, steps_of_a_clock_that_cannot_jump_are_kept) {
   packet_timeline timeline(false);
   run(timeline, 0.0, 5.0);
   run(timeline, 65.0, 5.0);
@@ -76,7 +76,7 @@ TEST(packet_timeline, packets_without_a_clock_are_frames) {
   EXPECT_DOUBLE_EQ(timeline.length_of(picture, 25.0), 2.0);
 }
 
-TEST(packet_timeline, tells_the_end_of_streams_that_come_later) {
+TEST(packet_timeline, finds_the_end_of_streams_that_come_later) {
   packet_timeline timeline(true);
   run(timeline, 100.0, 5.0);
   EXPECT_DOUBLE_EQ(timeline.end_of_later_streams(104.0), 104.0);

@@ -31,7 +31,7 @@ TEST(picture_filters, high_definition_begins_at_720_lines_or_1280_columns) {
   EXPECT_EQ(matrix_for({1024, 576}), colour_matrix::bt601);
 }
 
-TEST(picture_filters, colours_are_assumed_only_where_none_are_told) {
+TEST(picture_filters, colours_are_assumed_only_if_none_are_declared) {
   video_stream stream = stream_of(1280, 720);
   EXPECT_THAT(assumed_colours(stream), StartsWith("setparams=colorspace=bt709,"));
   stream.matrix = "smpte170m";
@@ -41,7 +41,7 @@ TEST(picture_filters, colours_are_assumed_only_where_none_are_told) {
   EXPECT_THAT(assumed_colours(stream), IsEmpty());
 }
 
-TEST(picture_filters, a_layout_that_the_converter_lacks_is_left_as_it_is) {
+TEST(picture_filters, a_layout_unknown_to_the_converter_is_left_unchanged) {
   video_stream stream = stream_of(1280, 720);
   EXPECT_THAT(assumed_colours(stream), HasSubstr(",colorspace="));
   stream.pixel_format = "yuv411p";

@@ -1,4 +1,4 @@
-// External programs: what they get, what is taken of them, how they end.
+// External programs: their environment, their output, and how they end.
 #include <csignal>
 
 #include <fcntl.h>
@@ -58,7 +58,7 @@ TEST(run_program, arguments_never_meet_a_shell) {
   EXPECT_EQ(run_program(request).output, "$HOME `id` 'a' * a\nb\n");
 }
 
-TEST(run_program, a_program_that_cannot_run_is_told_with_the_cause) {
+TEST(run_program, a_program_that_cannot_run_is_reported_with_the_cause) {
   program_request request;
   request.argv = {"/nowhere/tool"};
   const program_result result = run_program(request);
@@ -77,7 +77,7 @@ TEST(run_program, environment_is_fixed) {
   EXPECT_EQ(run_program(request).output, "PATH=/usr/bin:/bin\nLC_ALL=C\n");
 }
 
-TEST(run_program, no_descriptor_is_handed_on) {
+TEST(run_program, no_descriptor_is_inherited) {
   const int leaked = open("/dev/null", O_RDONLY);
   ASSERT_GT(leaked, 2);
   program_request request;
@@ -133,17 +133,17 @@ TEST(run_program, all_output_is_there_when_it_ends) {
   EXPECT_EQ(output_of("head -c 500000 /dev/zero").size(), 500000U);
 }
 
-TEST(run_program, a_signal_is_told) {
+TEST(run_program, a_fatal_signal_is_reported) {
   const program_result result = run_program(shell("kill -9 $$"));
   EXPECT_EQ(result.end, program_end::killed);
   EXPECT_EQ(result.cause(), "ended by Killed");
 }
 
-TEST(run_program, a_status_without_a_word_is_told_as_a_number) {
+TEST(run_program, a_silent_failure_is_reported_by_its_exit_status) {
   EXPECT_EQ(run_program(shell("exit 7")).cause(), "exit status 7");
 }
 
-TEST(run_program, a_left_over_process_with_the_pipe_does_not_hold_it) {
+TEST(run_program, a_left_over_process_with_the_pipe_does_not_block_it) {
   const auto begin = std::chrono::steady_clock::now();
   const program_result result = run_program(shell("sleep 30 & echo $!"));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
@@ -158,13 +158,13 @@ TEST(run_program, hands_out_whole_lines) {
   EXPECT_THAT(lines.lines, ElementsAre("one", "two", ""));
 }
 
-TEST(run_program, ticks_while_nothing_is_said) {
+TEST(run_program, ticks_while_there_is_no_output) {
   line_collector lines;
   run_program(shell("sleep 0.5"), lines);
   EXPECT_GE(lines.ticks, 5);
 }
 
-TEST(run_program, counts_an_end_that_nobody_can_tell_as_a_failure) {
+TEST(run_program, counts_an_unknown_exit_status_as_a_failure) {
   std::signal(SIGCHLD, SIG_IGN);
   const program_result result = run_program(shell("exit 0"));
   std::signal(SIGCHLD, SIG_DFL);

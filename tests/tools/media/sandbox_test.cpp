@@ -1,4 +1,4 @@
-// What a program can and cannot do in the sandbox. Each case confines a process of its own.
+// The limits of a program in the sandbox. Each case confines a separate process.
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -105,7 +105,7 @@ TEST_F(sandbox_files, that_are_given_to_be_read_cannot_be_written) {
   });
 }
 
-TEST_F(sandbox_files, that_are_given_can_be_written_anew_and_read_again) {
+TEST_F(sandbox_files, that_are_given_can_be_rewritten_and_read_again) {
   expect_confined(given.limits(), [this] {
     const unique_fd file(open(name_of(given.output).c_str(), O_RDWR | O_CREAT | O_TRUNC, 0666));
     const unique_fd again(open(name_of(given.output).c_str(), O_RDONLY));

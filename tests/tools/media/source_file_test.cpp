@@ -1,4 +1,4 @@
-// What may be a source, and whether it is still the same.
+// Which files are accepted as a source, and whether changes are noticed.
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -58,7 +58,7 @@ TEST_F(source_file_test, a_link_to_one_is_taken) {
   EXPECT_TRUE(source.open(folder.file("link"), error)) << error;
 }
 
-TEST_F(source_file_test, all_else_is_refused) {
+TEST_F(source_file_test, anything_else_is_refused) {
   ASSERT_EQ(mkfifo(folder.file("fifo").c_str(), 0600), 0);
   EXPECT_EQ(refusal(folder.file("fifo")), "is not a regular file");
   EXPECT_EQ(refusal("/dev/zero"), "is not a regular file");
@@ -81,7 +81,7 @@ TEST_F(source_file_test, an_empty_file_is_refused) {
   EXPECT_EQ(refusal(path), "is empty");
 }
 
-TEST_F(source_file_test, is_unchanged_when_nobody_touched_it) {
+TEST_F(source_file_test, is_unchanged_if_nobody_touched_it) {
   write("content");
   ASSERT_TRUE(source.open(path, error)) << error;
   EXPECT_TRUE(source.unchanged());
@@ -94,7 +94,7 @@ TEST_F(source_file_test, sees_that_it_grew) {
   EXPECT_FALSE(source.unchanged());
 }
 
-TEST_F(source_file_test, sees_that_it_was_written_again) {
+TEST_F(source_file_test, sees_that_it_was_rewritten) {
   write("content");
   ASSERT_TRUE(source.open(path, error)) << error;
   const timespec times[2] = {{1, 0}, {1, 0}};
@@ -102,7 +102,7 @@ TEST_F(source_file_test, sees_that_it_was_written_again) {
   EXPECT_FALSE(source.unchanged());
 }
 
-TEST_F(source_file_test, sees_that_it_was_exchanged) {
+TEST_F(source_file_test, sees_that_it_was_replaced) {
   write("content");
   ASSERT_TRUE(source.open(path, error)) << error;
   std::filesystem::rename(path, folder.file("other"));
@@ -111,7 +111,7 @@ TEST_F(source_file_test, sees_that_it_was_exchanged) {
   EXPECT_FALSE(source.unchanged());
 }
 
-TEST_F(source_file_test, knows_itself_under_another_name) {
+TEST_F(source_file_test, recognises_itself_under_another_name) {
   write("content");
   ASSERT_TRUE(source.open(path, error)) << error;
   std::filesystem::create_hard_link(path, folder.file("link"));

@@ -25,7 +25,7 @@ protected:
   }
 };
 
-// A request to stop cannot be taken back, so whatever makes one runs in a process of its own.
+// A request to stop cannot be taken back, so each one is made in a separate process.
 void expect_in_child(bool (*check)()) {
   EXPECT_EXIT(_exit(check() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
@@ -71,7 +71,7 @@ private:
 
 }  // namespace
 
-TEST_F(tool_signals, nothing_is_asked_at_first) {
+TEST_F(tool_signals, there_are_no_requests_at_first) {
   read_tool_signals();
   EXPECT_EQ(stop_signal(), 0);
   EXPECT_FALSE(suspend_wanted());

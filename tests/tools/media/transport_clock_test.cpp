@@ -55,11 +55,11 @@ bool is_even(const std::string& bytes) {
 
 }  // namespace
 
-TEST(transport_clock, that_runs_on_is_even) {
+TEST(transport_clock, that_runs_continuously_is_even) {
   EXPECT_TRUE(is_even(run(1000, 600)));
 }
 
-TEST(transport_clock, that_runs_over_is_even) {
+TEST(transport_clock, that_wraps_around_is_even) {
   EXPECT_TRUE(is_even(run((1LL << 33) - 20 * ticks_a_second, 60)));
 }
 

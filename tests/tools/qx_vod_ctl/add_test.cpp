@@ -62,7 +62,7 @@ TEST(ctl_add, refused_job_stays_when_its_source_cannot_be_made_safe) {
   EXPECT_THAT(result.err, HasSubstr("still in the queue as a: NO\n"));
 }
 
-TEST(ctl_add, service_that_goes_between_the_two_requests_leaves_the_id_behind) {
+TEST(ctl_add, service_that_ends_between_the_two_requests_leaves_the_id) {
   scripted_service service([](const std::string& command, auto&) {
     return command == "add" ? added_as("a") : refused(exit_no_service, "went away");
   });
@@ -73,7 +73,7 @@ TEST(ctl_add, service_that_goes_between_the_two_requests_leaves_the_id_behind) {
   EXPECT_EQ(service.asked().size(), 2U);
 }
 
-TEST(ctl_add, goes_on_after_a_refusal) {
+TEST(ctl_add, continues_after_a_refusal) {
   scripted_service service([](const std::string& command, auto& pairs) {
     if (command != "add") { return accepted(item_json("b", "ready")); }
     return pairs[0].second == "/mnt/f" ? refused(exit_refused, "NO") : added_as("b");

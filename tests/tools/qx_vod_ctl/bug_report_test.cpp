@@ -1,4 +1,4 @@
-// report on a machine of its own: what is in the archive, and what must not be.
+// report on a private machine: the contents of the archive, and the secrets that must not be in it.
 #include <csignal>
 
 #include <sys/mount.h>
@@ -89,7 +89,7 @@ TEST(ctl_bug_report, holds_item_status_probes_versions_configuration_and_finding
   EXPECT_THAT(machine.part("doctor.json"), HasSubstr("\"check\": \"socket\""));
 }
 
-TEST(ctl_bug_report, what_cannot_be_had_is_listed_with_its_reason) {
+TEST(ctl_bug_report, missing_parts_are_listed_with_their_reason) {
   report_machine machine;
   machine.start();
   const std::string id = machine.add_done(clip);
@@ -101,7 +101,7 @@ TEST(ctl_bug_report, what_cannot_be_had_is_listed_with_its_reason) {
                     HasSubstr("output/probe.json: ")));
 }
 
-TEST(ctl_bug_report, follows_no_link_out_of_a_folder_of_somebody_else) {
+TEST(ctl_bug_report, follows_no_link_out_of_another_user_s_folder) {
   report_machine machine;
   machine.start();
   const std::string id = machine.add_done(clip);
@@ -114,7 +114,7 @@ TEST(ctl_bug_report, follows_no_link_out_of_a_folder_of_somebody_else) {
   EXPECT_THAT(machine.part("missing.txt"), HasSubstr("source/metadata: "));
 }
 
-TEST(ctl_bug_report, is_named_after_item_and_moment_in_the_working_folder) {
+TEST(ctl_bug_report, is_named_after_job_and_time_in_the_working_folder) {
   report_machine machine;
   machine.start();
   const std::string id = machine.add_done(clip);
@@ -125,7 +125,7 @@ TEST(ctl_bug_report, is_named_after_item_and_moment_in_the_working_folder) {
   EXPECT_TRUE(machine.root.exists("/mnt/media/" + name));
 }
 
-TEST(ctl_bug_report, is_for_its_owner_alone_and_leaves_nothing_else) {
+TEST(ctl_bug_report, is_readable_only_by_its_owner_and_leaves_nothing_else) {
   report_machine machine;
   machine.start();
   EXPECT_EQ(machine.report(machine.add_done(clip)).status, 0);
@@ -145,7 +145,7 @@ TEST(ctl_bug_report, never_replaces_a_file) {
   EXPECT_EQ(machine.root.read(archive), "mine");
 }
 
-TEST(ctl_bug_report, holds_no_password_though_a_tool_runs_with_it) {
+TEST(ctl_bug_report, contains_no_password_even_while_a_tool_runs_with_it) {
   report_machine machine;
   machine.configure_server();
   machine.root.plan("curl.add", tool_plan().read_stdin().mark("asked").wait("go"));
@@ -173,7 +173,7 @@ TEST(ctl_bug_report, unknown_id_ends_with_4) {
   EXPECT_FALSE(machine.root.exists(archive));
 }
 
-TEST(ctl_bug_report, job_number_will_do) {
+TEST(ctl_bug_report, job_number_is_accepted) {
   report_machine machine;
   machine.start();
   const auto item = machine.client.item(machine.add_done(clip));
@@ -191,7 +191,7 @@ TEST(ctl_bug_report, without_a_service_takes_the_item_from_the_queue_file) {
   EXPECT_EQ(machine.ctl({"report", "nothing"}).status, 4);
 }
 
-TEST(ctl_bug_report, disk_that_is_full_is_a_failure_and_leaves_nothing) {
+TEST(ctl_bug_report, full_disk_is_a_failure_and_leaves_nothing) {
   report_machine machine;
   machine.start();
   const std::string id = machine.add_done(clip);

@@ -38,7 +38,7 @@ std::ptrdiff_t entries_of(const std::string& folder) {
 
 }  // namespace
 
-TEST(ctl_bug_report_name, holds_short_id_and_moment) {
+TEST(ctl_bug_report_name, contains_short_id_and_time) {
   EXPECT_EQ(report_name("12345678-abcd-efab-cdef-1234567890ab", 1767225599),
             "qx_vod_report-12345678-20251231-235959");
 }
@@ -48,7 +48,7 @@ TEST(ctl_bug_report_name, of_an_odd_id_is_a_plain_file_name) {
   EXPECT_EQ(report_name("", 0), "qx_vod_report--19700101-000000");
 }
 
-TEST(ctl_bug_report_stored_item, is_found_by_id_beginning_and_job) {
+TEST(ctl_bug_report_stored_item, is_found_by_id_prefix_and_job_number) {
   EXPECT_EQ(found_id("abcd"), "abcd");
   EXPECT_EQ(found_id("abce"), "abce");
   EXPECT_EQ(found_id("abc"), "abc") << "a whole id wins over longer ones";
@@ -65,13 +65,13 @@ TEST(ctl_bug_report_stored_item, is_not_guessed) {
   EXPECT_EQ(found_id("job:1"), "");
 }
 
-TEST(ctl_bug_report_stored_item, of_a_damaged_file_is_none) {
+TEST(ctl_bug_report_stored_item, is_not_found_in_a_damaged_file) {
   std::string error;
   EXPECT_TRUE(find_stored_item("{\"list\": [", "a", error).is_null());
   EXPECT_TRUE(find_stored_item("", "a", error).is_null());
 }
 
-TEST(ctl_bug_report_file, is_its_owner_s_alone) {
+TEST(ctl_bug_report_file, is_readable_only_by_its_owner) {
   const test_folder folder;
   std::string error;
   ASSERT_TRUE(write_new_file(folder.file("new"), "content", error)) << error;
@@ -101,7 +101,7 @@ TEST(ctl_bug_report_file, without_its_folder_is_a_failure) {
   EXPECT_EQ(error, "No such file or directory");
 }
 
-TEST(ctl_private_folder, is_its_owner_s_alone_and_goes_with_all_it_holds) {
+TEST(ctl_private_folder, is_accessible_only_by_its_owner_and_removed_with_its_contents) {
   std::string path;
   {
     private_folder folder;
@@ -119,7 +119,7 @@ TEST(ctl_private_folder, is_its_owner_s_alone_and_goes_with_all_it_holds) {
   EXPECT_FALSE(is_taken(path));
 }
 
-TEST(ctl_text_file, too_large_one_is_told_with_its_beginning) {
+TEST(ctl_text_file, too_large_one_is_reported_with_its_beginning) {
   const test_folder folder;
   qx_test::write_file(folder.file("a"), "12345");
   EXPECT_EQ(read_text_file(folder.file("a"), 5).error, 0);
@@ -128,7 +128,7 @@ TEST(ctl_text_file, too_large_one_is_told_with_its_beginning) {
   EXPECT_EQ(cut.text, "1234");
 }
 
-TEST(ctl_text_file, folder_and_fifo_are_no_regular_files) {
+TEST(ctl_text_file, folder_and_fifo_are_not_regular_files) {
   const test_folder folder;
   ASSERT_EQ(mkfifo(folder.file("fifo").c_str(), 0600), 0);
   EXPECT_EQ(read_text_file(folder.file("fifo"), 4).cause(), "is not a regular file");

@@ -14,7 +14,7 @@ constexpr const char* clip = "/mnt/media/clip.mpg";
 constexpr const char* refused_pairs = "One or more parameters were not accepted";
 
 struct compared_machine : ctl_machine {
-  // What the service says of the file: "" when it becomes a VOD.
+  // The service's verdict on the file: "" if it becomes a VOD.
   std::string service_says(const std::string& path, const std::string& profile) const {
     name_values pairs = {{"input file", path}};
     if (!profile.empty()) { pairs.emplace_back("transcode profile", profile); }
@@ -80,7 +80,7 @@ TEST(ctl_check_agreement, paths_that_are_refused) {
   EXPECT_EQ(machine.both("/mnt/media/.clip.mpg.metadata/metadata"), "Rejected: File is metadata");
 }
 
-TEST(ctl_check_agreement, things_that_are_no_files) {
+TEST(ctl_check_agreement, other_kinds_of_files) {
   compared_machine machine;
   machine.start();
   machine.write_media(clip);
@@ -134,7 +134,7 @@ TEST(ctl_check_agreement, transcoder_that_fails) {
   EXPECT_EQ(machine.check(clip)["note"].string_value(), "contains nothing that can be decoded");
 }
 
-TEST(ctl_check_agreement, transcoder_that_is_not_there) {
+TEST(ctl_check_agreement, missing_transcoder) {
   compared_machine machine;
   machine.start();
   machine.write_media(clip);
@@ -168,7 +168,7 @@ TEST(ctl_check_agreement, listing_that_fills_the_buffer) {
             "Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
 }
 
-TEST(ctl_check_agreement, profile_that_is_given) {
+TEST(ctl_check_agreement, given_profile) {
   compared_machine machine;
   machine.start();
   machine.write_media(clip);

@@ -38,7 +38,7 @@ std::vector<std::string> names_in(const private_root& root) {
 
 }  // namespace
 
-TEST(ctl_check, tells_what_becomes_of_real_media) {
+TEST(ctl_check, predicts_the_outcome_for_real_media) {
   const machine_with_tools machine;
   machine.put("progressive.mp4", clip);
   const auto result = machine.check({clip});
@@ -59,7 +59,7 @@ TEST(ctl_check, writes_nothing) {
   EXPECT_EQ(names_in(machine.root), before);
 }
 
-TEST(ctl_check, time_is_that_of_earlier_jobs_and_left_out_without_any) {
+TEST(ctl_check, time_is_based_on_earlier_jobs_and_omitted_without_any) {
   const machine_with_tools machine;
   machine.put("progressive.mp4", clip);
   EXPECT_THAT(machine.check({clip}).out, Not(HasSubstr("\ntime ")));
@@ -99,7 +99,7 @@ TEST(ctl_check, missing_file_ends_with_4) {
   EXPECT_EQ(machine.check({"/mnt/nowhere/absent.mp4"}).status, 4);
 }
 
-TEST(ctl_check, fifo_is_refused_and_not_waited_for) {
+TEST(ctl_check, fifo_is_refused_without_blocking) {
   const machine_with_tools machine;
   ASSERT_EQ(mkfifo(machine.root.path("/mnt/media/fifo").c_str(), 0666), 0);
   const auto result = machine.check({"/mnt/media/fifo"});
@@ -116,7 +116,7 @@ TEST(ctl_check, name_in_brackets_is_one_name) {
   EXPECT_THAT(result.out, StartsWith("file      /mnt/media/[a,b]\n"));
 }
 
-TEST(ctl_check, other_server_s_password_is_not_shown) {
+TEST(ctl_check, remote_server_s_password_is_not_shown) {
   const machine_with_tools machine;
   machine.root.write_config({{"transcode server address", "far.example"},
                              {"transcode server user", "vod"},
@@ -129,7 +129,7 @@ TEST(ctl_check, other_server_s_password_is_not_shown) {
   EXPECT_THAT(result.out, Not(HasSubstr("s.*[e]cret")));
 }
 
-TEST(ctl_check, fifo_as_configuration_is_told_and_not_waited_for) {
+TEST(ctl_check, fifo_as_configuration_is_reported_without_blocking) {
   const machine_with_tools machine;
   machine.put("tone.mp3", clip);
   ASSERT_EQ(mkfifo(machine.root.path("/mnt/main/tv/vod.conf").c_str(), 0600), 0);
@@ -157,7 +157,7 @@ TEST(ctl_check, signal_ends_it_while_the_transcoder_lists) {
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
 }
 
-TEST(ctl_check, and_its_like_have_help_that_fits_a_screen) {
+TEST(ctl_check, and_similar_commands_have_help_that_fits_a_screen) {
   const private_root root;
   for (const std::string subcommand : {"doctor", "check", "report"}) {
     const auto help = root.run({"/usr/bin/qx_vod_ctl", subcommand, "--help"});

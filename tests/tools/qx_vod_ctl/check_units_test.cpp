@@ -1,4 +1,4 @@
-// The parts of "check": admission, choice of the profile, size, and what is written down.
+// The parts of "check": admission, choice of the profile, size, and output.
 #include <gmock/gmock.h>
 
 #include "tools/qx_vod_ctl/check/prospect.h"
@@ -34,7 +34,7 @@ prospect accepted_prospect() {
 
 }  // namespace
 
-TEST(ctl_check_choice, reason_says_which_profile_was_taken) {
+TEST(ctl_check_choice, reason_explains_the_choice_of_the_profile) {
   EXPECT_EQ(explain_choice(usual, -1).reason, "it is the first that the transcoder offers");
   EXPECT_EQ(explain_choice(usual, 719).profile, "480");
   EXPECT_EQ(explain_choice(usual, 719).reason,
@@ -50,20 +50,20 @@ TEST(ctl_check_size, is_bounded_by_the_transcoder_s_bit_rates) {
   EXPECT_EQ(size->basis, "100.00 s at no more than 3000 kbit/s of video and 160 kbit/s of audio");
 }
 
-TEST(ctl_check_size, fast_pictures_may_take_half_as_much_again) {
+TEST(ctl_check_size, high_frame_rates_may_take_half_as_much_again) {
   EXPECT_EQ(limit_of_size("720", 100.0, 50.0)->bytes, (100 * 4660U + 2 * 4500U) * 125);
 }
 
-TEST(ctl_check_size, sound_alone_has_its_own) {
+TEST(ctl_check_size, of_audio_alone_has_a_separate_bound) {
   EXPECT_EQ(limit_of_size("audio", 100.0, 0.0)->bytes, 2000000U);
 }
 
-TEST(ctl_check_size, is_left_out_without_a_basis) {
+TEST(ctl_check_size, is_omitted_without_a_basis) {
   EXPECT_FALSE(limit_of_size("720", 0.0, 25.0));
   EXPECT_FALSE(limit_of_size("something", 100.0, 25.0));
 }
 
-TEST(ctl_check_output, accepted_file_is_told_line_by_line) {
+TEST(ctl_check_output, accepted_file_is_described_line_by_line) {
   EXPECT_EQ(prospect_text(accepted_prospect()),
             "file      /mnt/media/it's.mpg\n"
             "accepted  yes\n"
@@ -80,13 +80,13 @@ TEST(ctl_check_output, accepted_file_is_told_line_by_line) {
             "command   /usr/bin/qxmi_vod_transcode --file '/mnt/media/it'\\''s.mpg'\n");
 }
 
-TEST(ctl_check_output, disk_that_is_too_small_is_told) {
+TEST(ctl_check_output, disk_that_is_too_small_is_mentioned) {
   prospect found = accepted_prospect();
   found.room->free_bytes = 24000000;
   EXPECT_THAT(prospect_text(found), HasSubstr("24.0 MB free for /mnt/main/tv/vod/, which may be"));
 }
 
-TEST(ctl_check_output, refusal_comes_with_what_to_do) {
+TEST(ctl_check_output, refusal_comes_with_advice) {
   prospect found;
   found.path = "/etc/passwd";
   found.refused.text = "Rejected: Forbidden input file";

@@ -11,7 +11,7 @@ using ::testing::UnorderedElementsAre;
 
 namespace {
 
-// What bash would offer behind these words, the last of which is being written.
+// The words that bash would offer after these, the last of which is being typed.
 std::vector<std::string> offers(const ctl_machine& machine, const std::vector<std::string>& words) {
   const std::string script = "compopt() { :; }\n"
                              "source '" QX_BASH_COMPLETION "'\n"
@@ -27,7 +27,7 @@ std::vector<std::string> offers(const ctl_machine& machine, const std::vector<st
 
 }  // namespace
 
-TEST(ctl_completion, offers_subcommands_that_begin_so) {
+TEST(ctl_completion, offers_matching_subcommands) {
   const ctl_machine machine;
   EXPECT_THAT(offers(machine, {"re"}),
               UnorderedElementsAre("ready", "restart", "remove", "report", "resume"));
@@ -39,7 +39,7 @@ TEST(ctl_completion, offers_the_options_of_the_subcommand) {
   EXPECT_THAT(offers(machine, {"list", "--s"}), ElementsAre("--start"));
 }
 
-TEST(ctl_completion, offers_what_may_be_done_with_copies_and_their_times) {
+TEST(ctl_completion, offers_the_actions_on_copies_and_their_times) {
   const ctl_machine machine;
   machine.root.write("/mnt/main/tv/vod.queue.js.unreadable-20261122T013005Z", "{");
   EXPECT_THAT(offers(machine, {"queue", ""}), ElementsAre("list", "show", "restore"));
@@ -52,7 +52,7 @@ TEST(ctl_completion, offers_the_ids_of_the_queue) {
   EXPECT_THAT(offers(machine, {"show", "aa"}), ElementsAre("aaaa-fir", "aaaa-oth"));
 }
 
-TEST(ctl_completion, offers_for_restart_what_is_cancelled) {
+TEST(ctl_completion, offers_cancelled_jobs_for_restart) {
   ctl_machine machine;
   machine.start();
   machine.add_done("/mnt/media/done.mpg");
@@ -67,7 +67,7 @@ TEST(ctl_completion, offers_the_states_of_the_queue) {
   EXPECT_THAT(offers(machine, {"status", "--state", ""}), ElementsAre("done"));
 }
 
-TEST(ctl_completion, offers_failed_where_a_job_has) {
+TEST(ctl_completion, offers_failed_if_a_job_has_failed) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   EXPECT_THAT(offers(machine, {"restart", "--state", ""}), ElementsAre("cancelled"));

@@ -1,4 +1,4 @@
-// What the doctor says of a configuration file.
+// The doctor's findings about a configuration file.
 #include <cerrno>
 #include <chrono>
 
@@ -51,7 +51,7 @@ TEST(ctl_doctor_configuration, missing_one_is_fine) {
   EXPECT_EQ(check_configuration(file)[0].result, finding_result::ok);
 }
 
-TEST(ctl_doctor_configuration, one_that_is_no_file_is_a_problem) {
+TEST(ctl_doctor_configuration, one_that_is_not_a_file_is_a_problem) {
   text_file file;
   file.error = EINVAL;
   const auto findings = check_configuration(file);
@@ -82,7 +82,7 @@ TEST(ctl_doctor_configuration, unknown_keys_are_named_with_their_lines) {
             "unknown, so ignored: line 1 \"speed\", line 3 \"profile\"");
 }
 
-TEST(ctl_doctor_configuration, capital_letters_are_told_apart_from_unknown_keys) {
+TEST(ctl_doctor_configuration, capital_letters_are_distinguished_from_unknown_keys) {
   EXPECT_EQ(only_text("Max Profile = 720\n"),
             "ignored because of capital letters: line 1 \"Max Profile\"");
 }
@@ -97,7 +97,7 @@ TEST(ctl_doctor_configuration, password_in_a_key_is_not_shown) {
   EXPECT_THAT(findings, Each(Field(&finding::text, Not(HasSubstr("secret")))));
 }
 
-TEST(ctl_doctor_configuration, lines_that_are_no_pair_are_told_by_number) {
+TEST(ctl_doctor_configuration, malformed_lines_are_reported_by_number) {
   EXPECT_EQ(only_text("fullspeed\n; fine\n = 3\n"),
             "ignored, not of the form \"name = value\": line 1, 3");
 }
@@ -110,23 +110,23 @@ TEST(ctl_doctor_configuration, many_findings_of_a_kind_are_one_line) {
   EXPECT_THAT(only_text(text), HasSubstr("line 5 \"key4\" and 995 more"));
 }
 
-TEST(ctl_doctor_configuration, repeated_key_is_told) {
+TEST(ctl_doctor_configuration, repeated_key_is_reported) {
   EXPECT_EQ(only_text("fullspeed=1\nfullspeed=0\n"),
             "given more than once, only the last counts: line 2 \"fullspeed\"");
 }
 
-TEST(ctl_doctor_configuration, profile_that_is_no_number_is_told_with_its_meaning) {
+TEST(ctl_doctor_configuration, profile_that_is_not_a_number_is_reported_with_its_meaning) {
   EXPECT_EQ(only_text("max profile = HD\n"), "\"max profile = HD\" means no limit");
   EXPECT_EQ(only_text("max profile = 720p\n"), "\"max profile = 720p\" means 720");
   EXPECT_EQ(only_text("max profile = -1\n"), "\"max profile = -1\" means no limit");
 }
 
-TEST(ctl_doctor_configuration, speed_that_is_no_switch_is_told_with_its_meaning) {
+TEST(ctl_doctor_configuration, speed_that_is_not_0_or_1_is_reported_with_its_meaning) {
   EXPECT_EQ(only_text("fullspeed = yes\n"), "\"fullspeed = yes\" means 0");
   EXPECT_EQ(only_text("fullspeed = 2\n"), "\"fullspeed = 2\" means 1");
 }
 
-TEST(ctl_doctor_configuration, half_a_server_is_told) {
+TEST(ctl_doctor_configuration, incomplete_server_is_reported) {
   EXPECT_EQ(only_text("transcode server address = a\n"),
             "no remote transcoding, missing: transcode server user, "
             "transcode server password");
@@ -168,7 +168,7 @@ TEST(ctl_doctor_configuration, pieces_of_a_long_line_are_read_as_the_service_doe
   EXPECT_EQ(only_text(text), "longer than 1022 bytes and read in pieces: line 1");
 }
 
-TEST(ctl_doctor_configuration, nul_byte_is_told) {
+TEST(ctl_doctor_configuration, nul_byte_is_reported) {
   EXPECT_THAT(only_text(std::string("fullspeed = 1\0garbage\n", 22)), HasSubstr("NUL"));
 }
 

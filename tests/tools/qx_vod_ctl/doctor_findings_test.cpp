@@ -45,7 +45,7 @@ finding_result disk(std::uint64_t free_bytes) {
 
 }  // namespace
 
-TEST(ctl_doctor_output, findings_are_lines_with_marks_and_sums) {
+TEST(ctl_doctor_output, findings_are_lines_with_results_and_totals) {
   EXPECT_EQ(findings_text({fine("disk", "wide"), warning("uptime", "short", "wait"),
                            problem("socket", "gone", "start it")},
                           false),
@@ -57,7 +57,7 @@ TEST(ctl_doctor_output, findings_are_lines_with_marks_and_sums) {
             "1 problem, 1 warning\n");
 }
 
-TEST(ctl_doctor_output, colour_goes_around_the_mark_alone) {
+TEST(ctl_doctor_output, only_the_result_is_coloured) {
   EXPECT_EQ(findings_text({fine("disk", "wide")}, true),
             "\x1b[32mok\x1b[0m       disk                wide\nno problems, no warnings\n");
 }
@@ -71,7 +71,7 @@ TEST(ctl_doctor_output, json_has_four_keys_each) {
             R"([{"advice": "c", "check": "a", "result": "problem", "text": "b"}])");
 }
 
-TEST(ctl_doctor_output, warnings_are_no_problem) {
+TEST(ctl_doctor_output, warnings_are_not_problems) {
   EXPECT_FALSE(has_problem({warning("a", "b", "c")}));
   EXPECT_TRUE(has_problem({warning("a", "b", "c"), problem("a", "b", "c")}));
 }
@@ -114,7 +114,7 @@ TEST(ctl_doctor_engine, needed_encoders_are_named) {
   EXPECT_EQ(found.text, "ffmpeg has no encoder libx264, aac");
 }
 
-TEST(ctl_doctor_sandbox, is_whole_with_filter_rules_and_account) {
+TEST(ctl_doctor_sandbox, is_complete_with_filter_rules_and_account) {
   EXPECT_EQ(judge_sandbox({true, 1, true}, true).result, finding_result::ok);
   EXPECT_EQ(judge_sandbox({true, 1, false}, false).result, finding_result::ok);
 }
@@ -135,7 +135,7 @@ TEST(ctl_doctor_engine, filters_for_high_dynamic_range_may_be_missing) {
   EXPECT_EQ(judge_filters(" scale \n").result, finding_result::problem);
 }
 
-TEST(ctl_doctor_program, missing_one_says_what_is_lost) {
+TEST(ctl_doctor_program, missing_one_is_reported_with_the_consequence) {
   const auto found = check_program("/nowhere/qxmi_grab", "there are no thumbnails");
   EXPECT_EQ(found.check, "qxmi_grab");
   EXPECT_EQ(found.result, finding_result::problem);
@@ -167,7 +167,7 @@ TEST(ctl_doctor_folder, file_in_its_place_is_a_problem) {
   EXPECT_EQ(check_folder({"outputs", file.c_str(), true}).result, finding_result::problem);
 }
 
-TEST(ctl_doctor_folder, folder_for_everybody_that_is_closed_is_a_warning) {
+TEST(ctl_doctor_folder, shared_folder_that_is_closed_is_a_warning) {
   const test_folder folder;
   ASSERT_EQ(chmod(folder.path().c_str(), 0755), 0);
   const auto closed = check_folder({"outputs", folder.path().c_str(), true});
@@ -176,7 +176,7 @@ TEST(ctl_doctor_folder, folder_for_everybody_that_is_closed_is_a_warning) {
   EXPECT_EQ(check_folder({"outputs", folder.path().c_str(), true}).result, finding_result::ok);
 }
 
-TEST(ctl_doctor_folder, folder_of_root_that_is_open_is_a_warning) {
+TEST(ctl_doctor_folder, root_s_folder_that_is_open_is_a_warning) {
   const test_folder folder;
   ASSERT_EQ(chmod(folder.path().c_str(), 0777), 0);
   const auto found = check_folder({"settings", folder.path().c_str(), false});
@@ -184,7 +184,7 @@ TEST(ctl_doctor_folder, folder_of_root_that_is_open_is_a_warning) {
   EXPECT_THAT(found.text, HasSubstr("everybody"));
 }
 
-TEST(ctl_doctor_queue_file, missing_or_whole_one_is_fine) {
+TEST(ctl_doctor_queue_file, missing_or_valid_one_is_fine) {
   const test_folder folder;
   EXPECT_EQ(check_queue_file("/nowhere/q", false).result, finding_result::ok);
   const std::string file = made_file(folder, "q", 0600, R"({"list": [{}, {}]})");
@@ -207,7 +207,7 @@ TEST(ctl_doctor_queue_file, one_that_others_read_may_hold_the_password) {
   EXPECT_EQ(check_queue_file(file, false).result, finding_result::ok);
 }
 
-TEST(ctl_doctor_queue_file, one_that_the_group_of_its_folder_reads_is_as_the_service_makes_it) {
+TEST(ctl_doctor_queue_file, one_readable_by_the_group_of_its_folder_is_fine) {
   const test_folder folder;
   if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("a file of another user is a problem of its own"); }
   const std::string file = made_file(folder, "q", 0640, R"({"list": []})");
@@ -218,7 +218,7 @@ TEST(ctl_doctor_queue_file, one_that_the_group_of_its_folder_reads_is_as_the_ser
   EXPECT_EQ(check_queue_file(file, true).result, finding_result::ok);
 }
 
-TEST(ctl_doctor_queue_file, fifo_in_its_place_is_told_at_once) {
+TEST(ctl_doctor_queue_file, fifo_in_its_place_is_reported_at_once) {
   const test_folder folder;
   const std::string fifo = folder.path() + "/q";
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
@@ -244,7 +244,7 @@ TEST(ctl_doctor_media_folders, each_listed_one_is_judged) {
   EXPECT_THAT(findings[0].text, HasSubstr("/mnt/nowhere/at all: No such file"));
 }
 
-TEST(ctl_doctor_media_folders, list_that_is_a_link_is_told_to_be_ignored) {
+TEST(ctl_doctor_media_folders, list_that_is_a_link_is_reported_as_ignored) {
   const test_folder folder;
   made_file(folder, "list", 0644, "/mnt\n");
   const std::string link = folder.path() + "/roots";
@@ -277,7 +277,7 @@ TEST(ctl_doctor_socket, file_in_its_place_is_a_problem) {
   EXPECT_THAT(check_socket(made_file(folder, "s", 0755)).text, HasSubstr("is not a socket"));
 }
 
-TEST(ctl_doctor_process, older_than_the_configuration_is_to_be_restarted) {
+TEST(ctl_doctor_process, older_than_the_configuration_should_be_restarted) {
   service_process process;
   process.started = 1000;
   text_file configuration;
@@ -287,7 +287,7 @@ TEST(ctl_doctor_process, older_than_the_configuration_is_to_be_restarted) {
   EXPECT_THAT(judge_process(process, configuration), IsEmpty());
 }
 
-TEST(ctl_doctor_process, replaced_program_is_to_be_restarted) {
+TEST(ctl_doctor_process, replaced_program_should_be_restarted) {
   service_process process;
   process.executable = "/usr/sbin/qx_vod_service";
   process.replaced = true;

@@ -1,4 +1,4 @@
-// doctor on a machine of its own, one thing wrong at a time.
+// doctor on a private machine, with one problem at a time.
 #include <csignal>
 #include <ctime>
 #include <filesystem>
@@ -91,7 +91,7 @@ TEST(ctl_doctor, writes_lines_with_marks_and_no_colour_into_a_file) {
   EXPECT_EQ(result.err, "");
 }
 
-TEST(ctl_doctor, service_that_does_not_run_is_a_problem_and_status_1) {
+TEST(ctl_doctor, stopped_service_is_a_problem_and_status_1) {
   doctor_machine machine;
   EXPECT_THAT(machine.found("socket"),
               HasSubstr("problem: /var/run/vod.transcode.service: No such"));
@@ -113,7 +113,7 @@ TEST(ctl_doctor, service_that_hangs_is_a_problem) {
   kill(machine.service.pid(), SIGCONT);
 }
 
-TEST(ctl_doctor, socket_for_everybody_is_a_problem) {
+TEST(ctl_doctor, socket_open_to_everybody_is_a_problem) {
   doctor_machine machine;
   machine.start();
   ASSERT_EQ(chmod(machine.root.path(socket_file).c_str(), 0777), 0);
@@ -161,7 +161,7 @@ TEST(ctl_doctor, configuration_of_a_megabyte_is_read) {
   EXPECT_LT(machine.everything.size(), 16384U);
 }
 
-TEST(ctl_doctor, fifo_as_configuration_is_a_problem_and_not_waited_for) {
+TEST(ctl_doctor, fifo_as_configuration_is_a_problem_and_does_not_block) {
   doctor_machine machine;
   machine.start();
   ASSERT_EQ(mkfifo(machine.root.path(configuration).c_str(), 0600), 0);
@@ -195,7 +195,7 @@ TEST(ctl_doctor, full_disk_is_a_problem) {
   EXPECT_THAT(machine.found("disk"), HasSubstr("problem: "));
 }
 
-TEST(ctl_doctor, folder_that_the_service_will_make_is_fine) {
+TEST(ctl_doctor, folder_that_the_service_will_create_is_fine) {
   doctor_machine machine;
   EXPECT_THAT(machine.found("outputs"), HasSubstr("ok: /mnt/main/tv/vod/ does not exist yet"));
 }
@@ -228,7 +228,7 @@ TEST(ctl_doctor, media_folder_of_the_system_is_a_warning) {
   EXPECT_THAT(machine.found("media folders"), HasSubstr("warning: /etc in "));
 }
 
-TEST(ctl_doctor, other_server_is_asked_with_the_password_on_no_command_line) {
+TEST(ctl_doctor, remote_server_is_tested_with_the_password_on_no_command_line) {
   doctor_machine machine;
   machine.configure_server();
   machine.root.plan(tool::curl,
@@ -244,7 +244,7 @@ TEST(ctl_doctor, other_server_is_asked_with_the_password_on_no_command_line) {
   EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
 }
 
-TEST(ctl_doctor, other_server_that_is_away_is_a_problem) {
+TEST(ctl_doctor, unreachable_remote_server_is_a_problem) {
   doctor_machine machine;
   machine.configure_server();
   machine.root.plan(tool::curl, tool_plan().exit(7));
@@ -253,14 +253,14 @@ TEST(ctl_doctor, other_server_that_is_away_is_a_problem) {
   EXPECT_EQ(machine.status, 1);
 }
 
-TEST(ctl_doctor, without_another_server_nobody_is_asked) {
+TEST(ctl_doctor, without_a_remote_server_nothing_is_tested) {
   doctor_machine machine;
   machine.start();
   EXPECT_EQ(machine.found("gateway"), "");
   EXPECT_TRUE(machine.root.calls().empty());
 }
 
-TEST(ctl_doctor, signal_ends_it_while_the_other_server_is_asked_and_leaves_no_password_behind) {
+TEST(ctl_doctor, signal_ends_a_test_of_the_remote_server_and_leaves_no_password) {
   doctor_machine machine;
   machine.configure_server();
   machine.root.plan(tool::curl, tool_plan().mark("asked").wait("never"));
@@ -274,7 +274,7 @@ TEST(ctl_doctor, signal_ends_it_while_the_other_server_is_asked_and_leaves_no_pa
   EXPECT_EQ(machine.root.run({"/bin/sh", "-c", "ls -d /run/qx-vod-ctl-*"}).out, "");
 }
 
-TEST(ctl_doctor, removes_what_killed_tools_have_left_when_told_to) {
+TEST(ctl_doctor, fix_removes_the_files_of_killed_tools) {
   doctor_machine machine;
   const std::string among_vods = machine.root.path("/mnt/main/tv/vod/.qx-part-0123456789abcdef");
   const std::string thumbnail = machine.root.path("/mnt/main/tv/vod/.a.mp4.metadata/.qx-part-1");
@@ -294,7 +294,7 @@ TEST(ctl_doctor, removes_what_killed_tools_have_left_when_told_to) {
   close(used);
 }
 
-TEST(ctl_doctor, removes_the_login_files_of_killed_uploads_when_told_to) {
+TEST(ctl_doctor, fix_removes_the_login_files_of_killed_uploads) {
   doctor_machine machine;
   machine.root.write("/run/qx-upload-killed/login", "pass secret");
   const std::string login = machine.root.path("/run/qx-upload-killed/login");
@@ -341,7 +341,7 @@ struct left_metadata_machine : doctor_machine {
 
 }  // namespace
 
-TEST(ctl_doctor_left_metadata, is_removed_when_told_to) {
+TEST(ctl_doctor_left_metadata, is_removed_by_fix) {
   left_metadata_machine machine;
   machine.age();
   machine.start();
@@ -356,7 +356,7 @@ TEST(ctl_doctor_left_metadata, stays_for_a_day) {
   EXPECT_TRUE(machine.fix_keeps_it());
 }
 
-TEST(ctl_doctor_left_metadata, stays_beside_its_film) {
+TEST(ctl_doctor_left_metadata, stays_next_to_its_video) {
   left_metadata_machine machine;
   machine.root.write("/mnt/main/tv/vod/gone.mp4", "film");
   machine.age();
@@ -379,7 +379,7 @@ TEST(ctl_doctor_left_metadata, stays_with_a_link_in_it) {
   EXPECT_TRUE(machine.fix_keeps_it());
 }
 
-TEST(ctl_doctor_left_metadata, of_a_job_goes_once_the_job_is_removed) {
+TEST(ctl_doctor_left_metadata, of_a_job_is_removed_once_the_job_is_removed) {
   doctor_machine machine;
   machine.root.plan(tool::transcode, tool_plan().exit(1));
   machine.root.write_source("/mnt/media/clip.mpg");
@@ -405,7 +405,7 @@ TEST(ctl_doctor_left_metadata, of_a_job_goes_once_the_job_is_removed) {
   EXPECT_FALSE(std::filesystem::exists(folder));
 }
 
-TEST(ctl_doctor, asked_by_another_user_says_what_that_user_may_not_see) {
+TEST(ctl_doctor, run_by_another_user_says_what_that_user_cannot_see) {
   doctor_machine machine;
   machine.configure_server();
   machine.start();

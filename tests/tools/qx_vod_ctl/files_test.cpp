@@ -1,4 +1,4 @@
-// add: what becomes of the names that people type.
+// add: how the names that people type are interpreted.
 #include <gmock/gmock.h>
 
 #include "tests/tools/qx_vod_ctl/machine.h"
@@ -27,7 +27,7 @@ TEST(ctl_add, prints_the_entry_id_and_starts_the_job) {
   machine.client.wait_for_transcode_state(id, "done");
 }
 
-TEST(ctl_add, relative_names_are_seen_from_the_working_folder) {
+TEST(ctl_add, relative_names_are_resolved_in_the_working_folder) {
   ctl_machine machine;
   machine.start();
   machine.root.write_source("/mnt/media/clip.mpg");
@@ -42,7 +42,7 @@ TEST(ctl_add, relative_names_are_seen_from_the_working_folder) {
   EXPECT_EQ(input_of(machine, ids[2]), "/mnt/media/in/clip.mpg");
 }
 
-TEST(ctl_add, symbolic_link_is_named_as_it_is_and_refused) {
+TEST(ctl_add, symbolic_link_is_sent_unresolved_and_refused) {
   ctl_machine machine;
   machine.start();
   machine.root.write_source("/mnt/media/clip.mpg");
@@ -53,7 +53,7 @@ TEST(ctl_add, symbolic_link_is_named_as_it_is_and_refused) {
                         "itself, not a link or device\n");
 }
 
-TEST(ctl_add, odd_names_arrive_as_they_are) {
+TEST(ctl_add, odd_names_arrive_unchanged) {
   ctl_machine machine;
   machine.start();
   const std::vector<std::string> names = {"with blank.mpg",
@@ -103,7 +103,7 @@ TEST(ctl_add, profile_that_the_source_does_not_offer_is_never_sent) {
   EXPECT_EQ(machine.client.list()["total"].int_value(), 0);
 }
 
-TEST(ctl_add, profile_that_nobody_can_judge_is_left_to_the_service) {
+TEST(ctl_add, profile_that_cannot_be_checked_is_left_to_the_service) {
   ctl_machine machine;
   machine.start();
   machine.root.write_source("/mnt/media/clip.mpg");
@@ -147,7 +147,7 @@ TEST(ctl_add, forbidden_file_ends_with_5_and_the_service_s_text) {
   EXPECT_THAT(result.err, ::testing::StartsWith("qx_vod_ctl: /etc/passwd: "));
 }
 
-TEST(ctl_add, refused_job_does_not_stay_in_the_queue) {
+TEST(ctl_add, refused_job_is_removed_from_the_queue) {
   ctl_machine machine;
   machine.start();
   const auto result = machine.ctl({"add", "--delete-on-finish", "/mnt/media/absent.mpg"});
@@ -160,7 +160,7 @@ TEST(ctl_add, refused_job_does_not_stay_in_the_queue) {
   }
 }
 
-TEST(ctl_add, goes_on_after_a_refusal_and_ends_with_5) {
+TEST(ctl_add, continues_after_a_refusal_and_ends_with_5) {
   ctl_machine machine;
   machine.start();
   machine.root.write_source("/mnt/media/clip.mpg");

@@ -18,7 +18,7 @@ item_view remote_item(const std::string& step) {
 
 }  // namespace
 
-TEST(held_job, is_one_whose_request_lasts_longer_than_any_may) {
+TEST(held_job, is_one_whose_request_exceeds_every_time_limit) {
   for (const char* step : {"add", "monitor", "command"}) {
     item_view item = remote_item(step);
     item.pid = 4711;
@@ -29,7 +29,7 @@ TEST(held_job, is_one_whose_request_lasts_longer_than_any_may) {
   }
 }
 
-TEST(held_job, is_none_whose_transfer_takes_long) {
+TEST(held_job, is_not_one_whose_transfer_takes_long) {
   for (const char* step : {"upload", "download"}) {
     item_view item = remote_item(step);
     item.pid = 4711;
@@ -38,7 +38,7 @@ TEST(held_job, is_none_whose_transfer_takes_long) {
   }
 }
 
-TEST(held_job, is_one_that_is_paused_ahead_of_a_step) {
+TEST(held_job, is_one_that_is_paused_before_a_step) {
   for (const char* step : {"upload", "add", "download"}) {
     item_view item = remote_item(step);
     EXPECT_EQ(judge_held(item, true, 0).reason, "") << step;
@@ -49,7 +49,7 @@ TEST(held_job, is_one_that_is_paused_ahead_of_a_step) {
   }
 }
 
-TEST(held_job, is_none_that_is_paused_over_there) {
+TEST(held_job, is_not_one_that_is_paused_on_the_remote_server) {
   item_view item = remote_item("monitor");
   item.paused = true;
   EXPECT_EQ(judge_held(item, true, 0).reason, "");

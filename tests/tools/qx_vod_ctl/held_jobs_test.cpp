@@ -1,4 +1,4 @@
-// Remote jobs that wait for somebody's doing, as the client shows them.
+// Remote jobs that need an operator's action, as the client shows them.
 #include <gmock/gmock.h>
 
 #include "tests/remote/remote_bench.h"
@@ -18,7 +18,7 @@ protected:
 
 }  // namespace
 
-TEST_F(held_jobs, paused_ahead_of_the_add_are_shown_with_the_way_out) {
+TEST_F(held_jobs, paused_before_the_add_are_shown_with_advice) {
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   begin();
   machine.root.wait_for_call(tool::upload);
@@ -32,7 +32,7 @@ TEST_F(held_jobs, paused_ahead_of_the_add_are_shown_with_the_way_out) {
   EXPECT_THAT(ctl("doctor"), HasSubstr(id + ": " + reason));
 }
 
-TEST_F(held_jobs, whose_source_is_missing_are_shown_until_it_is_back) {
+TEST_F(held_jobs, whose_source_is_missing_are_shown_until_it_is_restored) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   ASSERT_EQ(machine.root.run({"/usr/bin/mv", "/mnt/media/clip.ts", "/mnt/media/away.ts"}).status,

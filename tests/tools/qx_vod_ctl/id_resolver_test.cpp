@@ -23,7 +23,7 @@ TEST(id_resolver, whole_id_takes_one_request) {
   EXPECT_THAT(service.asked(), ElementsAre("list entry id=abd"));
 }
 
-TEST(id_resolver, unique_beginning_is_enough) {
+TEST(id_resolver, unique_prefix_is_enough) {
   auto service = service_with({"abc", "abd", "b"});
   const auto id = resolve_id(service, "abd");
   EXPECT_EQ(id.exit_status, 0);
@@ -37,12 +37,12 @@ TEST(id_resolver, finds_an_item_of_the_last_page) {
   EXPECT_EQ(resolve_id(service, "bb").entry_id, "bbbb");
 }
 
-TEST(id_resolver, whole_id_wins_over_a_longer_one) {
+TEST(id_resolver, complete_id_takes_precedence_over_a_longer_one) {
   auto service = service_with({"abcd", "abc"});
   EXPECT_EQ(resolve_id(service, "abc").entry_id, "abc");
 }
 
-TEST(id_resolver, ambiguous_beginning_tells_the_candidates) {
+TEST(id_resolver, ambiguous_prefix_lists_the_candidates) {
   auto service = service_with({"abc", "x", "abd"});
   const auto id = resolve_id(service, "ab");
   EXPECT_EQ(id.exit_status, exit_usage);
@@ -52,7 +52,7 @@ TEST(id_resolver, ambiguous_beginning_tells_the_candidates) {
   EXPECT_EQ(id.candidates[1].input_file, "/mnt/media/2.mpg");
 }
 
-TEST(id_resolver, middle_of_an_id_fits_nothing) {
+TEST(id_resolver, middle_of_an_id_matches_nothing) {
   auto service = service_with({"abc"});
   EXPECT_EQ(resolve_id(service, "bc").exit_status, exit_no_such_item);
 }
@@ -63,7 +63,7 @@ TEST(id_resolver, empty_id_is_a_wrong_command_line_even_with_one_item) {
   EXPECT_TRUE(service.asked().empty());
 }
 
-TEST(id_resolver, job_number_is_asked_for_as_such) {
+TEST(id_resolver, job_number_is_sent_as_a_job_number) {
   scripted_service service([](auto&, auto&) { return accepted(item_json("abc", "ready")); });
   EXPECT_EQ(resolve_id(service, "job:31").entry_id, "abc");
   EXPECT_THAT(service.asked(), ElementsAre("list fileops job id=31"));
@@ -77,7 +77,7 @@ TEST(id_resolver, job_number_is_decimal_and_nothing_else) {
   EXPECT_TRUE(service.asked().empty());
 }
 
-TEST(id_resolver, absent_service_is_not_an_absent_item) {
+TEST(id_resolver, missing_service_is_not_a_missing_item) {
   scripted_service service([](auto&, auto&) { return refused(exit_no_service, "no service"); });
   EXPECT_EQ(resolve_id(service, "ab").exit_status, exit_no_service);
   EXPECT_EQ(resolve_id(service, "job:1").exit_status, exit_no_service);

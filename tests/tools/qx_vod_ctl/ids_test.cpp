@@ -7,7 +7,7 @@ using namespace qx_test;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-TEST(ctl_ids, unique_beginning_names_the_item) {
+TEST(ctl_ids, unique_prefix_names_the_item) {
   ctl_machine machine;
   machine.start_with_items({"aaaa-1", "aabb-2", "cccc-3"});
   const auto result = machine.ctl({"show", "aab"});
@@ -25,7 +25,7 @@ TEST(ctl_ids, item_beyond_the_first_page_is_found) {
   EXPECT_THAT(machine.ctl({"show", "a139"}).out, HasSubstr("entry id: a139\n"));
 }
 
-TEST(ctl_ids, ambiguous_beginning_ends_with_2_and_lists_the_candidates) {
+TEST(ctl_ids, ambiguous_prefix_ends_with_2_and_lists_the_candidates) {
   ctl_machine machine;
   machine.start_with_items({"aaaa-1", "aabb-2", "cccc-3"});
   const auto result = machine.ctl({"remove", "aa"});
@@ -35,14 +35,14 @@ TEST(ctl_ids, ambiguous_beginning_ends_with_2_and_lists_the_candidates) {
                         "  aabb-2  /mnt/media/clip.mpg\n");
 }
 
-TEST(ctl_ids, nothing_is_done_when_one_of_several_is_ambiguous) {
+TEST(ctl_ids, nothing_is_done_if_one_of_several_is_ambiguous) {
   ctl_machine machine;
   machine.start_with_items({"aaaa-1", "aabb-2", "cccc-3"});
   EXPECT_EQ(machine.ctl({"remove", "cccc", "aa"}).status, 2);
   EXPECT_EQ(machine.client.transcode_state("cccc-3"), "cancelled");
 }
 
-TEST(ctl_ids, unknown_one_ends_with_4_and_the_others_are_served) {
+TEST(ctl_ids, unknown_one_ends_with_4_and_the_others_are_handled) {
   ctl_machine machine;
   machine.start_with_items({"aaaa-1", "cccc-3"});
   const auto result = machine.ctl({"pause", "b", "a"});

@@ -31,7 +31,7 @@ TEST(item_table, lines_columns_up_by_characters_not_bytes) {
                    "1    bbbbbbbb  ready  0.0%      -        /mnt/ab     Ready\n");
 }
 
-TEST(item_table, ids_are_as_long_as_it_takes_to_tell_them_apart) {
+TEST(item_table, ids_are_as_long_as_needed_to_be_unique) {
   const std::string table = item_table({item_at(0, "0123456789a-tail", "/mnt/a"),
                                         item_at(1, "ffffffffffffffff", "/mnt/b"),
                                         item_at(2, "0123456789b-tail", "/mnt/c")});

@@ -28,7 +28,7 @@ waiting wait_for(vod_service& service, const std::vector<std::string>& ids, bool
   return result;
 }
 
-// Answers one after another, the last one for ever.
+// Answers one after another; the last one is repeated.
 scripted_service service_saying(const std::vector<service_reply>& replies) {
   return scripted_service([replies, next = std::size_t{0}](auto&, auto&) mutable {
     return replies[std::min(next++, replies.size() - 1)];
@@ -71,14 +71,14 @@ TEST(job_waiter, cancelling_is_not_the_end) {
   EXPECT_EQ(service.asked().size(), 2U);
 }
 
-TEST(job_waiter, job_that_vanishes_is_told) {
+TEST(job_waiter, job_that_vanishes_is_reported) {
   auto service = service_saying({running, unknown});
   const auto result = wait_for(service, {"a"});
   EXPECT_EQ(result.exit_status, exit_no_such_item);
   EXPECT_EQ(result.err, "qx_vod_ctl: a: no longer in the queue\n");
 }
 
-TEST(job_waiter, absence_of_the_service_is_waited_out_and_told_once) {
+TEST(job_waiter, missing_service_is_waited_for_and_reported_once) {
   auto service = service_saying({running, away, away, away, done});
   const auto result = wait_for(service, {"a"});
   EXPECT_EQ(result.exit_status, 0);
@@ -87,12 +87,12 @@ TEST(job_waiter, absence_of_the_service_is_waited_out_and_told_once) {
   EXPECT_EQ(result.pauses, 4);
 }
 
-TEST(job_waiter, absence_at_the_first_look_is_paced_too) {
+TEST(job_waiter, missing_service_at_the_first_look_is_paced_too) {
   auto service = service_saying({away, done});
   EXPECT_EQ(wait_for(service, {"a"}).pauses, 1);
 }
 
-TEST(job_waiter, several_jobs_are_asked_for_in_turn) {
+TEST(job_waiter, several_jobs_are_queried_in_turn) {
   scripted_service service([asked = 0](auto&, auto& pairs) mutable {
     return accepted(item_json(pairs[0].second, ++asked < 5 ? "transcoding" : "done"));
   });
@@ -112,7 +112,7 @@ TEST(job_waiter, highest_status_of_several_jobs_counts) {
   EXPECT_EQ(wait_for(service, {"good", "bad"}).exit_status, exit_job_failed);
 }
 
-TEST(job_waiter, running_job_is_looked_at_after_every_pause_for_its_progress) {
+TEST(job_waiter, running_job_is_queried_after_every_pause_for_its_progress) {
   scripted_service service([asked = 0](auto&, auto& pairs) mutable {
     const std::string state = pairs[0].second == "a" ? "transcoding" : "ready";
     return accepted(item_json(pairs[0].second, ++asked < 7 ? state : "done"));
@@ -144,7 +144,7 @@ TEST(progress_line, stream_gets_a_line_for_each_tenth_part) {
   EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 3) << lines;
 }
 
-TEST(job_waiter, raw_form_is_the_item_as_it_came) {
+TEST(job_waiter, raw_form_is_the_unchanged_item) {
   auto service = service_saying({done});
   EXPECT_EQ(wait_for(service, {"a"}, true).out, done.data + "\n");
 }

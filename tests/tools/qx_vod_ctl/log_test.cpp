@@ -46,7 +46,7 @@ struct log_machine : ctl_machine {
 
 }  // namespace
 
-TEST(ctl_log, show_and_status_tell_the_reason_beside_a_failed_job) {
+TEST(ctl_log, show_and_status_give_the_reason_of_a_failed_job) {
   log_machine machine;
   const std::string id = machine.add_failing();
   EXPECT_THAT(machine.ctl({"show", id}).out,
@@ -64,7 +64,7 @@ TEST(ctl_log, of_two_jobs_of_one_source_each_has_its_own_reason) {
   EXPECT_THAT(machine.ctl({"show", second}).out, HasSubstr("reason: not-media: is empty\n"));
 }
 
-TEST(ctl_log, no_reason_is_told_when_it_may_be_another_jobs) {
+TEST(ctl_log, no_reason_is_given_if_it_may_be_another_job_s) {
   log_machine machine;
   const std::string first = machine.add_failing();
   machine.root.write(film, "");
@@ -87,7 +87,7 @@ TEST(ctl_log, prints_what_the_tools_wrote) {
                     ContainsRegex("--- [^ ]+ qxmi_vod_transcode failed: source-damaged: ")));
 }
 
-TEST(ctl_log, a_report_holds_it) {
+TEST(ctl_log, a_report_contains_it) {
   log_machine machine;
   const std::string id = machine.add_failing();
   ASSERT_EQ(machine.ctl_in("/mnt", {"report", id, "-o", "/mnt/about.tar.gz"}).status, 0);
@@ -95,7 +95,7 @@ TEST(ctl_log, a_report_holds_it) {
   EXPECT_THAT(listing.out, HasSubstr("/source/vod.log\n"));
 }
 
-TEST(ctl_log, a_job_that_nobody_logged_has_none) {
+TEST(ctl_log, a_job_without_a_log_has_none) {
   log_machine machine(tool_set::stand_ins);
   machine.start();
   const std::string id = machine.add_done("/mnt/media/clip.mpg");
@@ -104,7 +104,7 @@ TEST(ctl_log, a_job_that_nobody_logged_has_none) {
   EXPECT_THAT(result.err, HasSubstr("no tool has written a log for it"));
 }
 
-TEST(ctl_log, follow_goes_on_until_the_job_ends) {
+TEST(ctl_log, follow_continues_until_the_job_ends) {
   log_machine machine(tool_set::stand_ins);
   machine.root.plan(tool::transcode, tool_plan().wait("go").exit(1));
   machine.root.write_source(film, "video/mp4");
@@ -123,20 +123,20 @@ TEST(ctl_log, follow_goes_on_until_the_job_ends) {
   EXPECT_THAT(result.out, Not(HasSubstr("more\n=== t")));
 }
 
-TEST(log_reader, gives_each_whole_line_once) {
+TEST(log_reader, returns_each_complete_line_once) {
   log_reader reader;
   EXPECT_EQ(reader.news("one\ntw"), "one\n");
   EXPECT_EQ(reader.news("one\ntwo\n"), "two\n");
   EXPECT_EQ(reader.news("one\ntwo\n"), "");
 }
 
-TEST(log_reader, goes_on_where_the_middle_was_cut_out) {
+TEST(log_reader, continues_if_the_middle_was_cut_out) {
   log_reader reader;
   reader.news("one\ntwo\nthree\nfour\n");
   EXPECT_EQ(reader.news("one\ncut\nfour\nfive\n"), "five\n");
 }
 
-TEST(log_reader, gives_all_of_a_log_that_is_another) {
+TEST(log_reader, returns_a_replaced_log_completely) {
   log_reader reader;
   reader.news("one\ntwo\n");
   EXPECT_EQ(reader.news("three\n"), "three\n");

@@ -6,7 +6,7 @@
 
 #include "tests/support/test_machine.h"
 
-// The client running inside while the test goes on.
+// The client, running in the private machine in parallel with the test.
 class running_client {
 public:
   running_client(const qx_test::private_root& root, const std::vector<std::string>& arguments);

@@ -57,7 +57,7 @@ TEST(media_folder, other_names_are_counted) {
   EXPECT_EQ(found.skipped, 2U);
 }
 
-TEST(media_folder, what_is_hidden_or_linked_is_left_out) {
+TEST(media_folder, hidden_and_linked_files_are_ignored) {
   const folder top;
   top.file(".hidden.mpg");
   top.file(".metadata/clip.mpg");
@@ -67,12 +67,12 @@ TEST(media_folder, what_is_hidden_or_linked_is_left_out) {
   EXPECT_THAT(read_media_folder(top.path()).files, ElementsAre(clip));
 }
 
-TEST(media_folder, one_that_is_not_there_is_told) {
+TEST(media_folder, missing_one_is_reported) {
   EXPECT_THAT(read_media_folder("/nonexistent").unreadable,
               ElementsAre(Pair("/nonexistent", "No such file or directory")));
 }
 
-TEST(media_folder, rest_is_found_where_a_subfolder_cannot_be_read) {
+TEST(media_folder, rest_is_found_if_a_subfolder_cannot_be_read) {
   const folder top;
   top.file("closed/clip.mpg");
   const auto after = top.file("open/clip.mpg");

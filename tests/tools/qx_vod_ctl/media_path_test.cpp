@@ -13,24 +13,24 @@ TEST(media_path, absolute_path_stays) {
   EXPECT_EQ(absolute_path("/mnt/a", ""), "/mnt/a");
 }
 
-TEST(media_path, relative_path_is_seen_from_the_folder) {
+TEST(media_path, relative_path_is_resolved_in_the_folder) {
   EXPECT_EQ(absolute_path("a.mpg", "/mnt/media"), "/mnt/media/a.mpg");
   EXPECT_EQ(absolute_path("-a.mpg", "/"), "/-a.mpg");
 }
 
-TEST(media_path, dots_and_double_slashes_go) {
+TEST(media_path, dots_and_double_slashes_are_removed) {
   EXPECT_EQ(absolute_path("./x//../a.mpg", "/mnt/./media/"), "/mnt/media/a.mpg");
   EXPECT_EQ(absolute_path("../other/..", "/mnt/media"), "/mnt");
   EXPECT_EQ(absolute_path("//mnt///a/", ""), "/mnt/a");
   EXPECT_EQ(absolute_path("...", "/mnt"), "/mnt/...");
 }
 
-TEST(media_path, nothing_lies_above_the_root) {
+TEST(media_path, nothing_is_above_the_root) {
   EXPECT_EQ(absolute_path("../../..", "/mnt"), "/");
   EXPECT_EQ(absolute_path("/../mnt", ""), "/mnt");
 }
 
-TEST(media_path, empty_when_there_is_nothing_to_go_by) {
+TEST(media_path, is_empty_if_it_cannot_be_resolved) {
   EXPECT_EQ(absolute_path("", "/mnt"), "");
   EXPECT_EQ(absolute_path("a.mpg", ""), "");
 }

@@ -17,7 +17,7 @@ constexpr const char* queue_file_path = "/mnt/main/tv/vod.queue.js";
 constexpr const char* copy_path = "/mnt/main/tv/vod.queue.js.unreadable-20261122T013005Z";
 
 struct copy_machine : ctl_machine {
-  copy_machine() { service.set_uptime(200); }  // jobs stay where they are
+  copy_machine() { service.set_uptime(200); }  // transcodes do not start yet
 
   Json job(const std::string& id, const std::string& state) const {
     const std::string source = "/mnt/media/" + id + ".mpg";
@@ -48,7 +48,7 @@ struct copy_machine : ctl_machine {
 
 }  // namespace
 
-TEST(ctl_queue_copies, are_listed_with_what_can_be_read_of_them) {
+TEST(ctl_queue_copies, are_listed_with_their_readable_jobs) {
   const copy_machine machine;
   machine.write_copy({machine.job("a", "ready"), machine.job("b", "done")});
   const auto result = machine.ctl({"queue"});
@@ -57,7 +57,7 @@ TEST(ctl_queue_copies, are_listed_with_what_can_be_read_of_them) {
               ::testing::MatchesRegex("20261122T013005Z  [0-9]+ bytes  2 jobs readable\n"));
 }
 
-TEST(ctl_queue_copies, none_is_no_failure) {
+TEST(ctl_queue_copies, none_is_not_a_failure) {
   const copy_machine machine;
   const auto result = machine.ctl({"queue", "list"});
   EXPECT_EQ(result.status, 0);
@@ -79,7 +79,7 @@ TEST(ctl_queue_copies, unknown_one_is_no_such_item) {
   EXPECT_EQ(machine.ctl({"queue", "show", "2025"}).status, 4);
 }
 
-TEST(ctl_queue_copies, one_without_a_whole_job_is_a_failure) {
+TEST(ctl_queue_copies, one_without_a_complete_job_is_a_failure) {
   const copy_machine machine;
   machine.root.write(copy_path, "{");
   EXPECT_EQ(machine.ctl({"queue", "restore"}).status, 1);
@@ -119,7 +119,7 @@ TEST(ctl_queue_restore, does_not_overwrite_a_queue_file_that_cannot_be_read) {
   EXPECT_EQ(machine.root.queue_file(), "{");
 }
 
-TEST(ctl_queue_restore, adds_to_a_running_service_what_is_unfinished_and_missing) {
+TEST(ctl_queue_restore, adds_missing_unfinished_jobs_to_a_running_service) {
   copy_machine machine;
   machine.start();
   machine.write_copy({machine.job("done", "done"), machine.job("there", "ready"),
@@ -145,7 +145,7 @@ TEST(ctl_queue_restore, done_twice_adds_nothing_more) {
   EXPECT_THAT(machine.sources(), SizeIs(1));
 }
 
-TEST(ctl_queue_restore, job_whose_source_is_gone_is_refused_and_the_others_come) {
+TEST(ctl_queue_restore, job_whose_source_is_missing_is_refused_and_the_others_are_added) {
   copy_machine machine;
   machine.start();
   machine.write_copy({machine.job("gone", "ready"), machine.job("b", "ready")});
@@ -158,7 +158,7 @@ TEST(ctl_queue_restore, job_whose_source_is_gone_is_refused_and_the_others_come)
 }
 
 // The whole way: the service cannot read its queue, and its user brings the jobs back.
-TEST(ctl_queue_restore, brings_back_what_the_service_has_set_aside) {
+TEST(ctl_queue_restore, restores_the_file_that_the_service_has_set_aside) {
   copy_machine machine;
   const std::string text =
       Json(Json::object{{"list", Json::array{machine.job("a", "ready")}}}).dump();

@@ -46,7 +46,7 @@ std::vector<std::size_t> widths_of(const std::vector<std::string>& lines) {
 }
 
 const std::string long_name = "/mnt/media/" + std::string(300, 'n') + ".mpg";
-// Wide characters, marks on top of others, and bytes that are none.
+// Wide characters, combining marks, and invalid bytes.
 const std::string odd_name = "/mnt/media/\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e\xe6\x97\xa5\xe6\x9c"
                              "\xac\xe8\xaa\x9e\xe6\x97\xa5\xe6\x9c\xac"
                              "e\xcc\x81"
@@ -81,7 +81,7 @@ TEST(queue_lines, forty_columns_show_the_name_with_state_and_progress) {
                                  "01234567 transcoding 41% evening\u2026ews.mpg"));
 }
 
-TEST(queue_lines, forty_columns_tell_paused_and_failed_jobs_by_their_state) {
+TEST(queue_lines, forty_columns_show_paused_and_failed_jobs_by_their_state) {
   auto paused = row_of(0, "transcoding", 4150);
   paused.listed.item.paused = true;
   auto failed = row_of(1, "cancelled");
@@ -94,7 +94,7 @@ TEST(queue_lines, forty_columns_tell_paused_and_failed_jobs_by_their_state) {
   EXPECT_THAT(lines[3], HasSubstr(" cancelled "));
 }
 
-TEST(queue_lines, narrow_screen_keeps_the_columns_for_which_there_is_room) {
+TEST(queue_lines, narrow_screen_keeps_the_columns_that_fit) {
   const auto line = queue_lines({named_row("/mnt/media/a.ts", "Paused")}, 8, wide(56))[1];
   EXPECT_THAT(line, HasSubstr("a.ts"));
   EXPECT_THAT(line, HasSubstr("1080 ~14:32"));
@@ -115,19 +115,19 @@ TEST(queue_lines, text_gets_the_room_that_short_names_leave) {
   EXPECT_THAT(queue_lines({row}, 8, wide(110))[1], HasSubstr(text));
 }
 
-TEST(queue_lines, columns_that_hold_nothing_take_no_room) {
+TEST(queue_lines, empty_columns_take_no_room) {
   EXPECT_THAT(queue_lines({row_of(0, "ready")}, 8, wide(80))[0], Not(HasSubstr("READY")));
   EXPECT_THAT(queue_lines({row_of(0, "ready")}, 8, wide(80))[0], Not(HasSubstr("PROF")));
 }
 
-TEST(queue_lines, step_is_told_where_there_is_room) {
+TEST(queue_lines, step_is_shown_if_there_is_room) {
   auto row = row_of(0, "ready");
   row.listed.item.sub_state = "check meta";
   EXPECT_THAT(queue_lines({row}, 8, wide(80))[1], Not(HasSubstr("check meta")));
   EXPECT_THAT(queue_lines({row}, 8, wide(120))[1], HasSubstr("ready: check meta"));
 }
 
-TEST(queue_lines, escape_sequences_come_from_the_style_alone) {
+TEST(queue_lines, escape_sequences_come_only_from_the_style) {
   const auto row = named_row("/mnt/media/\x1b[31mred.mpg", "\x1b[2J");
   EXPECT_THAT(queue_lines({row}, 8, wide(120)), Each(Not(HasSubstr("\x1b"))));
   auto style = wide(120);
@@ -152,14 +152,14 @@ TEST(totals_line, counts_states_in_the_order_of_a_job_s_life) {
   EXPECT_EQ(totals_line({{"done", 1}}), "1 job: 1 done");
 }
 
-TEST(progress_bar, is_as_wide_at_every_progress) {
+TEST(progress_bar, has_the_same_width_at_any_progress) {
   EXPECT_EQ(progress_bar(0, 5, false), ".....   0%");
   EXPECT_EQ(progress_bar(5999, 5, false), "##...  59%");
   EXPECT_EQ(progress_bar(10000, 5, false), "##### 100%");
   EXPECT_EQ(progress_bar(5000, 2, true), "\u2588\u2591  50%");
 }
 
-TEST(progress_bar, odd_numbers_of_a_service_are_held_within) {
+TEST(progress_bar, odd_numbers_from_a_service_are_clamped) {
   EXPECT_EQ(progress_bar(-1, 2, false), "..   0%");
   EXPECT_EQ(progress_bar(2147483647, 2, false), "## 100%");
 }

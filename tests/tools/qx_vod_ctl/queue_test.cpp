@@ -53,7 +53,7 @@ TEST(ctl_list, part_of_the_queue) {
   EXPECT_THAT(lines[20], HasSubstr("item-number-129"));
 }
 
-TEST(ctl_list, part_behind_the_end_is_told) {
+TEST(ctl_list, part_after_the_end_is_reported) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   const auto result = machine.ctl({"list", "--start", "1"});
@@ -61,7 +61,7 @@ TEST(ctl_list, part_behind_the_end_is_told) {
   EXPECT_EQ(result.err, "qx_vod_ctl: the queue is shorter than that\n");
 }
 
-TEST(ctl_list, raw_form_is_one_page_a_line) {
+TEST(ctl_list, raw_form_is_one_page_per_line) {
   ctl_machine machine;
   machine.start_with_items(forty_ids());
   const auto lines = lines_of(machine.ctl({"list", "--json"}).out);
@@ -70,7 +70,7 @@ TEST(ctl_list, raw_form_is_one_page_a_line) {
   EXPECT_EQ(parsed(lines[2])["total"].int_value(), 40);
 }
 
-TEST(ctl_show, tells_every_field_but_the_tool_s_command_line) {
+TEST(ctl_show, shows_every_field_except_the_tool_s_command_line) {
   ctl_machine machine;
   machine.start();
   const std::string id = machine.add_transcoding("/mnt/media/clip.mpg");

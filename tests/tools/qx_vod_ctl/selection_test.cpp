@@ -1,4 +1,4 @@
-// Many items at once: whole selections, folders, and following what was added.
+// Many items at once: whole selections, folders, and following the added jobs.
 #include <gmock/gmock.h>
 
 #include "tests/support/wait_until.h"
@@ -25,7 +25,7 @@ struct busy_machine : ctl_machine {
 
 }  // namespace
 
-TEST(ctl_selection, all_means_what_the_command_makes_sense_for) {
+TEST(ctl_selection, all_means_the_jobs_that_the_command_applies_to) {
   busy_machine machine;
   const auto paused = machine.ctl({"pause", "--all"});
   EXPECT_EQ(paused.status, 0);
@@ -40,7 +40,7 @@ TEST(ctl_selection, state_means_every_item_in_it) {
   EXPECT_EQ(result.out, "bbbb  cancelled  Paused\naaaa  cancelled  Paused\n");
 }
 
-TEST(ctl_selection, pausing_all_lets_no_next_job_begin) {
+TEST(ctl_selection, pausing_all_does_not_start_the_next_job) {
   busy_machine machine;
   machine.root.write_source("/mnt/media/next.mpg");
   const auto next = machine.add("/mnt/media/next.mpg");
@@ -51,7 +51,7 @@ TEST(ctl_selection, pausing_all_lets_no_next_job_begin) {
   EXPECT_EQ(machine.client.item(next)["transcode state"].string_value(), "ready");
 }
 
-TEST(ctl_selection, failed_means_what_ended_without_being_asked_to) {
+TEST(ctl_selection, failed_means_jobs_that_nobody_cancelled) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   machine.root.plan(tool::transcode, tool_plan().exit(1));
@@ -64,7 +64,7 @@ TEST(ctl_selection, failed_means_what_ended_without_being_asked_to) {
             failed + "  ready: init  Restarted by user\n");
 }
 
-TEST(ctl_selection, none_at_all_is_no_failure) {
+TEST(ctl_selection, an_empty_selection_is_not_a_failure) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   const auto result = machine.ctl({"cancel", "--all"});
@@ -72,7 +72,7 @@ TEST(ctl_selection, none_at_all_is_no_failure) {
   EXPECT_EQ(result.err, "qx_vod_ctl: no job in the queue matches\n");
 }
 
-TEST(ctl_remove, whole_selection_needs_a_yes_where_nobody_can_be_asked) {
+TEST(ctl_remove, whole_selection_needs_yes_without_a_terminal) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb"});
   const auto refused = machine.ctl({"remove", "--all"});
@@ -83,7 +83,7 @@ TEST(ctl_remove, whole_selection_needs_a_yes_where_nobody_can_be_asked) {
   EXPECT_TRUE(wait_until([&] { return items_left(machine) == 0; }));
 }
 
-TEST(ctl_remove, yes_stops_what_is_at_work_first) {
+TEST(ctl_remove, yes_stops_running_jobs_first) {
   busy_machine machine;
   EXPECT_EQ(machine.ctl({"remove", "--yes", machine.id}).status, 0);
   EXPECT_TRUE(wait_until([&] { return items_left(machine) == 2; }));
@@ -102,7 +102,7 @@ TEST(ctl_add, folder_s_media_are_added_one_line_each) {
   EXPECT_THAT(result.err, HasSubstr("skipped 1 file without a media extension"));
 }
 
-TEST(ctl_add, folder_without_recursive_is_refused_with_what_to_do) {
+TEST(ctl_add, folder_without_recursive_is_refused_with_advice) {
   ctl_machine machine;
   machine.start();
   machine.root.write_source("/mnt/media/in/a.mpg");

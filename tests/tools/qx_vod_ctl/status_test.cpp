@@ -1,4 +1,4 @@
-// status, which is also what is done without a subcommand.
+// status, the default subcommand.
 #include <gmock/gmock.h>
 
 #include "tests/tools/qx_vod_ctl/machine.h"
@@ -25,7 +25,7 @@ std::vector<std::string> whole_queue() {
 
 }  // namespace
 
-TEST(ctl_status, empty_queue_is_told) {
+TEST(ctl_status, empty_queue_is_reported) {
   ctl_machine machine;
   machine.start();
   const auto result = machine.ctl({"status"});
@@ -33,7 +33,7 @@ TEST(ctl_status, empty_queue_is_told) {
   EXPECT_EQ(result.out, "The queue is empty.\n");
 }
 
-TEST(ctl_status, is_what_is_done_without_a_subcommand) {
+TEST(ctl_status, is_the_default_subcommand) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   const auto named = machine.ctl({"status"});
@@ -51,7 +51,7 @@ TEST(ctl_status, whole_queue_with_totals) {
   EXPECT_EQ(lines[513], "512 jobs: 512 cancelled");
 }
 
-TEST(ctl_status, one_array_holds_all_items_whole) {
+TEST(ctl_status, one_array_has_all_items_complete) {
   ctl_machine machine;
   machine.start_with_items(whole_queue());
   const auto items = parsed(machine.ctl({"status", "--json"}).out);

@@ -52,7 +52,7 @@ std::vector<std::string> ids_of(const std::string& command, const subcommand_def
 
 }  // namespace
 
-TEST(ctl_stopping_order, last_in_line_is_stopped_first_and_the_one_at_work_last) {
+TEST(ctl_stopping_order, last_in_line_is_stopped_first_and_the_running_one_last) {
   for (const char* command : {"pause", "cancel"}) {
     EXPECT_THAT(ids_of(command, define_item_command, {"--all"}),
                 ElementsAre("fourth", "second", "resumed", "at-work"))

@@ -38,7 +38,7 @@ std::vector<std::string> missing(const Json& stored, const Json& present) {
 
 }  // namespace
 
-TEST(ctl_stored_queue, whole_one_has_all_its_jobs) {
+TEST(ctl_stored_queue, intact_one_has_all_its_jobs) {
   const auto queue = read_stored_queue(text_of({job("a"), job("b")}));
   EXPECT_FALSE(queue.damaged);
   EXPECT_THAT(ids(queue.jobs), ElementsAre("a", "b"));
@@ -51,14 +51,14 @@ TEST(ctl_stored_queue, jobs_before_a_cut_are_found) {
   EXPECT_THAT(ids(queue.jobs), ElementsAre("a", "b"));
 }
 
-TEST(ctl_stored_queue, job_that_is_spoilt_costs_no_other_one) {
+TEST(ctl_stored_queue, damaged_job_does_not_affect_others) {
   std::string text = text_of({job("a"), job("bb"), job("c")});
   text.replace(text.find("\"bb\""), 4, "!!!!");
   EXPECT_THAT(ids(read_stored_queue(text).jobs), ElementsAre("a", "c"));
 }
 
 // The last answer of a remote server is an item too.
-TEST(ctl_stored_queue, items_within_a_job_are_no_jobs) {
+TEST(ctl_stored_queue, items_within_a_job_are_not_jobs) {
   auto keys = job("near").object_items();
   keys["remote job"] = Json::object{{"json", job("far")}};
   const std::string text = text_of({keys});
@@ -77,7 +77,7 @@ TEST(ctl_stored_queue, rubbish_has_no_jobs) {
   }
 }
 
-TEST(ctl_stored_queue, job_is_there_by_its_id_or_its_source_and_profile) {
+TEST(ctl_stored_queue, job_is_recognised_by_its_id_or_its_source_and_profile) {
   EXPECT_THAT(missing(job("a", "/mnt/a"), job("a", "/mnt/b")), IsEmpty());
   EXPECT_THAT(missing(job("a", "/mnt/a", "720"), job("b", "/mnt/a", "720")), IsEmpty());
   EXPECT_THAT(missing(job("a", "/mnt/a", ""), job("b", "/mnt/a", "720")), IsEmpty());
@@ -85,12 +85,12 @@ TEST(ctl_stored_queue, job_is_there_by_its_id_or_its_source_and_profile) {
   EXPECT_THAT(missing(job("a", "/mnt/a", "720"), job("b", "/mnt/b", "720")), ElementsAre("a"));
 }
 
-TEST(ctl_stored_queue, job_that_is_stored_twice_is_missing_once) {
+TEST(ctl_stored_queue, job_that_is_stored_twice_is_restored_once) {
   const auto queue = read_stored_queue(text_of({job("a"), job("a"), job("b", "/mnt/b")}));
   EXPECT_THAT(ids(missing_jobs(queue.jobs, {})), ElementsAre("a", "b"));
 }
 
-TEST(ctl_stored_queue, restored_jobs_stand_behind_the_others_and_lose_their_numbers) {
+TEST(ctl_stored_queue, restored_jobs_come_last_and_lose_their_numbers) {
   const auto current = read_stored_queue(text_of({job("a")})).jobs;
   const auto more = read_stored_queue(text_of({job("b")})).jobs;
   std::string error;

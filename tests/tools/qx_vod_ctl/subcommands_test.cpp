@@ -38,7 +38,7 @@ TEST(ctl_test, answers) {
   EXPECT_EQ(result.err, "");
 }
 
-TEST(ctl_pause, suspends_the_job_and_resume_lets_it_go_on) {
+TEST(ctl_pause, suspends_the_job_and_resume_continues_it) {
   transcoding_machine machine;
   const auto paused = machine.ctl({"pause", machine.id});
   EXPECT_EQ(paused.status, 0);
@@ -48,7 +48,7 @@ TEST(ctl_pause, suspends_the_job_and_resume_lets_it_go_on) {
   EXPECT_TRUE(wait_until([&] { return machine.call.signals().size() == 2; }));
 }
 
-TEST(ctl_cancel, stops_the_job_and_restart_begins_it_anew) {
+TEST(ctl_cancel, stops_the_job_and_restart_starts_it_again) {
   transcoding_machine machine;
   const auto result = machine.ctl({"cancel", machine.id});
   EXPECT_EQ(result.status, 0);
@@ -78,7 +78,7 @@ TEST(ctl_remove, of_a_running_job_ends_with_5) {
             "qx_vod_ctl: " + machine.id + ": ITEM IS BUSY; it is running: cancel it first\n");
 }
 
-TEST(ctl_remove, takes_items_out_of_the_queue) {
+TEST(ctl_remove, removes_items_from_the_queue) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb", "cccc"});
   const auto result = machine.ctl({"remove", "a", "b"});
@@ -98,7 +98,7 @@ TEST(ctl_ready, starts_an_item_that_is_held) {
   machine.client.wait_for_transcode_state(id, "done");
 }
 
-TEST(ctl_ready, refusal_tells_the_reason) {
+TEST(ctl_ready, refusal_gives_the_reason) {
   ctl_machine machine;
   machine.start();
   const std::string id = machine.client.add_file("/mnt/media/absent.mpg");
@@ -147,7 +147,7 @@ TEST(ctl_json, raw_reply_of_a_command_is_the_item_also_when_it_is_refused) {
   EXPECT_EQ(parsed(refused.out)["entry id"].string_value(), "aaaa");
 }
 
-TEST(ctl_commands, one_run_serves_many_items) {
+TEST(ctl_commands, one_run_handles_many_items) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb"});
   const auto result = machine.ctl({"pause", "b", "a", "bbbb"});

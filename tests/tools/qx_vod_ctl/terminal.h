@@ -1,4 +1,4 @@
-// A terminal for the client: what it writes is collected, keys are typed into it.
+// A terminal for the client: collects its output and types keys.
 #pragma once
 
 #include <string>
@@ -15,7 +15,7 @@ public:
   void type(const std::string& keys) const;
   void resize(unsigned short rows, unsigned short columns) const;
   void signal(int number) const;
-  // Waits until `text` was written behind what earlier calls have found; false at the deadline.
+  // Waits until `text` was written after the finds of earlier calls; false at the deadline.
   bool shows(const std::string& text);
   // Waits for the end; the status as waitpid() tells it.
   int wait_for_end();

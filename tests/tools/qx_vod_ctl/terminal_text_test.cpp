@@ -17,7 +17,7 @@ TEST(terminal_text, control_characters_of_both_sets_are_shown) {
   EXPECT_EQ(printable(std::string_view("\0", 1)), "\\x00");
 }
 
-TEST(terminal_text, bytes_that_are_no_character_are_shown) {
+TEST(terminal_text, invalid_bytes_are_shown) {
   EXPECT_EQ(printable("\xff"), "\\xff");
   EXPECT_EQ(printable("\xc3"), "\\xc3");
   EXPECT_EQ(printable("\xe2\x82"), "\\xe2\\x82");
@@ -25,7 +25,7 @@ TEST(terminal_text, bytes_that_are_no_character_are_shown) {
   EXPECT_EQ(printable("\x80\xc1\xbf"), "\\x80\\xc1\\xbf");
 }
 
-TEST(terminal_text, roundabout_and_impossible_characters_are_shown) {
+TEST(terminal_text, overlong_and_impossible_characters_are_shown) {
   EXPECT_EQ(printable("\xe0\x80\x8a"), "\\xe0\\x80\\x8a");
   EXPECT_EQ(printable("\xed\xa0\x80"), "\\xed\\xa0\\x80");
   EXPECT_EQ(printable("\xf0\x80\x80\x8a"), "\\xf0\\x80\\x80\\x8a");
@@ -43,26 +43,26 @@ TEST(terminal_text, wide_characters_take_two_columns_and_marks_none) {
   EXPECT_EQ(columns("\U0001F600"), 2U);
 }
 
-TEST(terminal_text, characters_that_turn_the_line_are_shown) {
+TEST(terminal_text, direction_changing_characters_are_shown) {
   EXPECT_EQ(printable("a\u202e"), "a\\xe2\\x80\\xae");
   EXPECT_EQ(printable("\u2028"), "\\xe2\\x80\\xa8");
   EXPECT_EQ(printable("\u2067"), "\\xe2\\x81\\xa7");
 }
 
-TEST(terminal_text, end_gives_way_to_an_ellipsis) {
+TEST(terminal_text, end_is_replaced_by_an_ellipsis) {
   EXPECT_EQ(cut_end("abcdef", 6), "abcdef");
   EXPECT_EQ(cut_end("abcdef", 4), "abc\u2026");
   EXPECT_EQ(cut_end("abcdef", 0), "");
   EXPECT_EQ(cut_end("\u65e5\u672c\u8a9e", 4), "\u65e5\u2026");
 }
 
-TEST(terminal_text, middle_gives_way_to_an_ellipsis) {
+TEST(terminal_text, middle_is_replaced_by_an_ellipsis) {
   EXPECT_EQ(cut_middle("news-of-the-day.mpg", 11), "news-\u2026y.mpg");
   EXPECT_EQ(cut_middle("short.mpg", 11), "short.mpg");
   EXPECT_EQ(cut_middle("abcdef", 3), "ab\u2026");
 }
 
-TEST(terminal_text, mark_goes_with_its_character) {
+TEST(terminal_text, mark_stays_with_its_character) {
   EXPECT_EQ(cut_middle("abcdef\u0301g", 4), "a\u2026f\u0301g");
   EXPECT_EQ(cut_middle("abc\u65e5\u0301g", 4), "a\u2026g");
 }

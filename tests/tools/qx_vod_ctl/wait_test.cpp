@@ -70,7 +70,7 @@ struct waited_for {
   std::string id;
 };
 
-TEST(ctl_wait, outlasts_a_killed_service) {
+TEST(ctl_wait, survives_a_killed_service) {
   ctl_machine machine;
   const waited_for jobs(machine);
   const auto waiting = jobs.start(machine);

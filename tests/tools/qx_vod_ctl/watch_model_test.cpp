@@ -1,4 +1,4 @@
-// What watch asks the service for.
+// The requests that watch sends to the service.
 #include <gmock/gmock.h>
 
 #include "tests/tools/client/scripted_service.h"
@@ -42,7 +42,7 @@ TEST(queue_model, whole_queue_is_read_at_first) {
   EXPECT_EQ(queue.model.items()[511].item.entry_id, "id-511");
 }
 
-TEST(queue_model, then_only_what_is_on_the_screen) {
+TEST(queue_model, then_only_rows_on_the_screen) {
   watched queue(512);
   queue.requests_of(0, 20, second_us);
   EXPECT_EQ(queue.requests_of(0, 20, second_us + 1), 2U);
@@ -57,7 +57,7 @@ TEST(queue_model, one_more_page_a_second) {
   EXPECT_EQ(queue.requests_of(0, 16, 2 * second_us + 2), 1U);
 }
 
-TEST(queue_model, change_of_members_is_taken_in_a_few_pages_at_a_time) {
+TEST(queue_model, added_and_removed_jobs_are_read_a_few_pages_at_a_time) {
   watched queue(512);
   queue.requests_of(0, 16, second_us);
   queue.queue.ids.pop_back();
@@ -72,7 +72,7 @@ TEST(queue_model, empty_queue_is_one_request) {
   EXPECT_EQ(queue.requests_of(0, 20, 9 * second_us), 1U);
 }
 
-TEST(queue_model, absence_leaves_what_was_known) {
+TEST(queue_model, missing_service_leaves_the_known_rows) {
   bool away = false;
   const auto queue = queue_of(3);
   scripted_service service([&](auto&, auto& pairs) {
@@ -87,7 +87,7 @@ TEST(queue_model, absence_leaves_what_was_known) {
   EXPECT_THAT(model.items(), SizeIs(3));
 }
 
-TEST(queue_model, hostile_listing_neither_grows_nor_ends_it) {
+TEST(queue_model, hostile_listing_neither_exhausts_nor_crashes_it) {
   const std::vector<std::string> listings = {"", "[]", "{\"list\":[],\"total\":1e300}",
                                              "{\"list\":[1,{}],\"total\":-5}"};
   for (const auto& data : listings) {

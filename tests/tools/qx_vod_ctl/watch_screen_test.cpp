@@ -1,4 +1,4 @@
-// What watch shows.
+// The screen of watch.
 #include <gmock/gmock.h>
 
 #include "tools/qx_vod_ctl/watch/watch_screen.h"
@@ -71,7 +71,7 @@ TEST(watch_lines, question_keeps_both_its_ends_on_a_narrow_screen) {
   EXPECT_THAT(line, EndsWith("? y/n"));
 }
 
-TEST(watch_lines, absence_is_told_above_what_was_known) {
+TEST(watch_lines, missing_service_is_shown_above_the_known_rows) {
   auto view = view_of(2);
   view.absence = "no service";
   const auto lines = watch_lines(view, small, plain());
@@ -79,7 +79,7 @@ TEST(watch_lines, absence_is_told_above_what_was_known) {
   EXPECT_THAT(lines[3], HasSubstr("id-1000"));
 }
 
-TEST(watch_lines, question_takes_the_place_of_the_keys) {
+TEST(watch_lines, question_replaces_the_keys) {
   auto view = view_of(1);
   EXPECT_THAT(watch_lines(view, small, plain()).back(), HasSubstr("q quit"));
   view.notice = "Cancel clip.mpg? y/n";
@@ -94,7 +94,7 @@ TEST(scrolled, moves_as_little_as_it_can) {
   EXPECT_EQ(scrolled(5, 0, 0, 6), 0U);
 }
 
-TEST(at_work_text, leaves_out_what_is_not_known) {
+TEST(at_work_text, omits_unknown_values) {
   item_view item;
   item.input_file = "/mnt/media/clip.mpg";
   item.progress = 4150;

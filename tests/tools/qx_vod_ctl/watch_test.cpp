@@ -18,7 +18,7 @@ constexpr const char* first_screen = "\x1b[?7h\x1b[?25h\x1b[?1049l";
 
 }  // namespace
 
-TEST(ctl_watch, shows_the_queue_and_gives_the_terminal_back) {
+TEST(ctl_watch, shows_the_queue_and_restores_the_terminal) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb"});
   ctl_terminal terminal(machine.root, "watch");
@@ -45,7 +45,7 @@ TEST(ctl_watch, keys_act_on_the_selected_job) {
   EXPECT_TRUE(terminal.shows("2 jobs: 2 cancelled"));
 }
 
-TEST(ctl_watch, takes_nothing_that_was_typed_ahead_for_an_answer) {
+TEST(ctl_watch, does_not_take_typed_ahead_keys_for_an_answer) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
@@ -58,7 +58,7 @@ TEST(ctl_watch, takes_nothing_that_was_typed_ahead_for_an_answer) {
   EXPECT_EQ(machine.client.list()["total"].int_value(), 1);
 }
 
-TEST(ctl_watch, outlasts_a_restart_of_the_service_and_says_so) {
+TEST(ctl_watch, survives_a_restart_of_the_service_and_says_so) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
@@ -70,7 +70,7 @@ TEST(ctl_watch, outlasts_a_restart_of_the_service_and_says_so) {
   EXPECT_TRUE(terminal.shows("The queue is empty."));
 }
 
-TEST(ctl_watch, ends_by_the_signal_with_the_terminal_given_back) {
+TEST(ctl_watch, ends_by_the_signal_with_the_terminal_restored) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
@@ -82,7 +82,7 @@ TEST(ctl_watch, ends_by_the_signal_with_the_terminal_given_back) {
   EXPECT_THAT(terminal.output(), EndsWith(first_screen));
 }
 
-TEST(ctl_watch, stopped_one_gives_the_terminal_back_until_it_goes_on) {
+TEST(ctl_watch, suspended_one_releases_the_terminal_until_it_continues) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   ctl_terminal terminal(machine.root, "watch");
@@ -111,7 +111,7 @@ TEST(ctl_watch, needs_a_terminal) {
   EXPECT_THAT(result.err, HasSubstr("needs a terminal"));
 }
 
-TEST(ctl_remove, asks_on_a_terminal_before_it_takes_a_whole_selection) {
+TEST(ctl_remove, asks_on_a_terminal_before_removing_a_whole_selection) {
   ctl_machine machine;
   machine.start_with_items({"aaaa", "bbbb"});
   ctl_terminal refusing(machine.root, "remove --all");
@@ -134,7 +134,7 @@ TEST(ctl_status, terminal_gets_lines_that_fit_and_colours) {
   EXPECT_EQ(terminal.wait_for_end(), 0);
 }
 
-TEST(ctl_follow, terminal_has_one_line_that_is_written_anew) {
+TEST(ctl_follow, terminal_has_one_line_that_is_updated) {
   ctl_machine machine;
   machine.start_with_items({"aaaa"});
   const std::string id = machine.add_transcoding("/mnt/media/clip.mpg");

@@ -1,4 +1,4 @@
-// What watch does with keys, and with a queue that moves.
+// How watch reacts to keys, and to a changing queue.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,7 +15,7 @@ using ::testing::StartsWith;
 
 namespace {
 
-// No case of this program reads or writes what the user's own client has learnt.
+// The cases of this program must not read or write the history of the user's own client.
 class no_cache : public ::testing::Environment {
 public:
   void SetUp() override {
@@ -56,7 +56,7 @@ struct watching : ::testing::Test {
 
 }  // namespace
 
-TEST_F(watching, keys_without_risk_are_obeyed_at_once) {
+TEST_F(watching, harmless_keys_act_at_once) {
   press({key::down, key::pause, key::up, key::resume, key::restart});
   EXPECT_THAT(service.asked(), Contains("pause entry id=id-101"));
   EXPECT_THAT(service.asked(), Contains("resume entry id=id-100"));
@@ -101,14 +101,14 @@ TEST_F(watching, selection_ends_at_both_ends) {
   EXPECT_EQ(selected(), "id-100");
 }
 
-TEST_F(watching, refusal_is_told_with_its_advice) {
+TEST_F(watching, refusal_is_shown_with_its_advice) {
   answer = refused(exit_refused, "ITEM IS BUSY");
   answer.advice = "cancel it first";
   press({key::remove, key::yes});
   EXPECT_EQ(tool.view().notice, "remove: ITEM IS BUSY; cancel it first");
 }
 
-TEST_F(watching, emptied_queue_leaves_nothing_to_act_upon) {
+TEST_F(watching, emptied_queue_leaves_nothing_to_act_on) {
   press({key::last});
   queue.ids.clear();
   ++queue.modify_counter;
@@ -118,7 +118,7 @@ TEST_F(watching, emptied_queue_leaves_nothing_to_act_upon) {
   EXPECT_EQ(service.asked().size(), asked);
 }
 
-TEST(watcher, absence_is_told_and_ended) {
+TEST(watcher, missing_service_is_shown_until_it_answers) {
   bool away = false;
   const listed_queue queue{{"aaaa"}, 1};
   scripted_service service([&](auto&, auto& pairs) {

@@ -1,4 +1,4 @@
-// What is measured of a frame.
+// The measurements of a frame.
 #include <cmath>
 #include <string>
 

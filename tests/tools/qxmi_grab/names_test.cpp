@@ -33,17 +33,17 @@ TEST(grab_names, may_hold_blanks_and_quotes) {
   expect_name_works("$(reboot) `x` ; & | *?.mp4");
 }
 
-TEST(grab_names, are_no_patterns) {
+TEST(grab_names, are_not_patterns) {
   expect_name_works("film%03d.mp4");
   expect_name_works("100%.mp4");
 }
 
-TEST(grab_names, are_no_options) {
+TEST(grab_names, are_not_options) {
   expect_name_works("-film.mp4");
   expect_name_works("--help");
 }
 
-TEST(grab_names, are_no_protocols) {
+TEST(grab_names, are_not_protocols) {
   expect_name_works("concat:a.mp4");
   expect_name_works("http:film.mp4");
 }

@@ -1,4 +1,4 @@
-// What gives no picture: one line that names the file, status 1, and nothing left behind.
+// Files without a picture: one line that names the file, status 1, and no files left.
 #include <filesystem>
 #include <fstream>
 
@@ -34,7 +34,7 @@ void expect_source_refused(const std::string& source, const std::string& cause,
 
 }  // namespace
 
-TEST(grab_refuses, a_file_that_is_not_there) {
+TEST(grab_refuses, a_missing_file) {
   expect_source_refused("/nowhere/film.mp4", "No such file");
 }
 

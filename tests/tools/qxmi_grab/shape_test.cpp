@@ -1,4 +1,4 @@
-// The size of a thumbnail and what is cut for it.
+// The size of a thumbnail and how the source is cropped for it.
 #include <gtest/gtest.h>
 
 #include "tools/qxmi_grab/picture_shape.h"

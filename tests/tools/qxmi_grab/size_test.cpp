@@ -1,4 +1,4 @@
-// The size and shape of what the tool makes of real films.
+// The size and shape of thumbnails of real videos.
 #include <gtest/gtest.h>
 
 #include "tests/support/media/made_media.h"

@@ -58,7 +58,7 @@ TEST(grab_sound, draws_the_wave_form_of_every_kind) {
   }
 }
 
-TEST(grab_sound, a_moment_does_not_matter) {
+TEST(grab_sound, the_time_does_not_matter) {
   const scratch_folder folder;
   expect_size(grabbed(folder, test_media("tone.wav"), "99"), 640, 360);
 }
@@ -74,7 +74,7 @@ TEST(grab_sound, the_drawing_shows_where_it_is_loud) {
   EXPECT_THAT(points[1], Gt(points[0] + 60));
 }
 
-TEST(grab_sound, a_broken_cover_gives_way_to_the_drawing) {
+TEST(grab_sound, a_broken_cover_is_replaced_by_the_drawing) {
   const scratch_folder folder;
   const std::string cover = make_media(
       folder, "cover.png", "-f lavfi -i testsrc2=size=64x64 -frames:v 1 -update 1 -f image2");

@@ -24,7 +24,7 @@ namespace {
 
 constexpr const char* name = "0f8fad5b-d9cb-469f-a165-70867728950e";
 
-// Leaves its arguments, the login file and what the link leads to in /mnt.
+// Stores its arguments, the login file and the target of the link in /mnt.
 constexpr const char* record = R"(
 for last; do :; done
 printf '%s\n' "$@" > /mnt/arguments
@@ -91,7 +91,7 @@ TEST_F(remote_client, that_fails_is_a_failure_in_its_own_words) {
   expect_failure(source, "server said: no space left");
 }
 
-TEST_F(remote_client, that_fails_without_a_word_is_a_failure) {
+TEST_F(remote_client, that_fails_silently_is_a_failure) {
   machine.replace_client("exit 5");
   expect_failure(source, "exit status 5");
 }
@@ -135,7 +135,7 @@ TEST_F(remote_client, login_file_of_an_upload_is_locked_while_it_runs) {
   EXPECT_FALSE(fs::exists("/mnt/free"));
 }
 
-TEST_F(remote_client, foreign_files_and_links_are_not_followed_in_a_left_folder) {
+TEST_F(remote_client, foreign_files_and_links_in_a_left_over_folder_are_not_touched) {
   machine.replace_client("exit 0");
   fs::create_directories("/run/elsewhere/send");
   std::ofstream("/run/elsewhere/login") << "mine";
@@ -173,28 +173,28 @@ TEST_F(remote_client, sleeps_while_the_tool_is_suspended) {
   EXPECT_EQ(run.wait().status, 0);
 }
 
-TEST_F(remote_client, is_not_asked_without_a_server) {
+TEST_F(remote_client, is_not_run_without_a_server) {
   machine.replace_client("touch /mnt/asked");
   fs::remove("/mnt/main/tv/vod.conf");
   expect_failure("/mnt/main/tv/vod.conf", "does not name a server");
   EXPECT_FALSE(fs::exists("/mnt/asked"));
 }
 
-TEST_F(remote_client, is_not_asked_with_a_password_it_would_cut_short) {
+TEST_F(remote_client, is_not_run_with_a_password_that_it_would_truncate) {
   machine.replace_client("touch /mnt/asked");
   machine.configure(std::string(122, 'p'));
   expect_failure("/mnt/main/tv/vod.conf", "too long for the FTP client");
   EXPECT_FALSE(fs::exists("/mnt/asked"));
 }
 
-TEST_F(remote_client, is_not_asked_for_a_directory) {
+TEST_F(remote_client, is_not_run_for_a_directory) {
   machine.replace_client("touch /mnt/asked");
   source = "/mnt/main";
   expect_failure("/mnt/main", "is a directory");
   EXPECT_FALSE(fs::exists("/mnt/asked"));
 }
 
-TEST_F(remote_client, a_source_that_changed_meanwhile_is_a_failure) {
+TEST_F(remote_client, a_source_that_changes_during_the_upload_is_a_failure) {
   machine.replace_client(
       "echo more >> \"$(readlink \"$(for last; do :; done; echo \"$last\")\")\"");
   expect_failure(source, "changed while it was sent");

@@ -13,9 +13,9 @@ namespace qx_test {
 
 class remote_machine {
 public:
-  // Takes this process, and what it starts from here on, into the machine.
+  // Moves this process, and the processes it starts from now on, into the machine.
   remote_machine();
-  // Ends the server, and shows the process its own files again; the network stays what it was.
+  // Ends the server, and gives the process its own files again; the network stays changed.
   ~remote_machine();
   remote_machine(const remote_machine&) = delete;
   remote_machine& operator=(const remote_machine&) = delete;
@@ -29,15 +29,15 @@ public:
   // Puts a shell script in the place of the FTP client; it may write below "/mnt".
   void replace_client(const std::string& script);
 
-  // Starts the FTP server, whose one user is "vod" with the password "secret". Takes `rate` bytes
-  // a second, 0 as many as it can. One that runs already is ended first. False where there is no
-  // such server or it does not come up.
+  // Starts the FTP server, whose one user is "vod" with the password "secret". Accepts `rate` bytes
+  // per second, 0 for no limit. A running one is ended first. False if there is no such server or
+  // it does not start.
   bool start_server(int rate = 0);
 
-  // What the server has written down.
+  // The server's log.
   std::string server_log() const;
 
-  // The folders in which the tool keeps its login file, as far as there are any.
+  // The folders in which the tool currently keeps login files.
   std::vector<std::string> login_folders() const;
 
 private:

@@ -24,7 +24,7 @@ TEST(upload_name, may_be_a_uuid) {
   EXPECT_TRUE(is_upload_name(std::string(128, 'a')));
 }
 
-TEST(upload_name, leads_nowhere_else) {
+TEST(upload_name, is_accepted_only_without_a_path) {
   for (const char* name :
        {"", ".", "..", "../a", "a/b", "/a", ".a", "-a", "a b", "a*", "a%", "a\n", "\xc3\xa4"}) {
     EXPECT_FALSE(is_upload_name(name)) << name;
@@ -32,7 +32,7 @@ TEST(upload_name, leads_nowhere_else) {
   EXPECT_FALSE(is_upload_name(std::string(129, 'a')));
 }
 
-TEST(part_suffix, tells_one_state_of_a_source_from_another) {
+TEST(part_suffix, distinguishes_the_states_of_a_source) {
   EXPECT_EQ(part_suffix(file_of(255, 16)), ".ff-10-0.part");
   EXPECT_NE(part_suffix(file_of(255, 16)), part_suffix(file_of(256, 16)));
   EXPECT_NE(part_suffix(file_of(255, 16)), part_suffix(file_of(255, 17)));

@@ -103,7 +103,7 @@ TEST_F(remote_server, replaces_an_older_file_of_that_name) {
   EXPECT_TRUE(content(arrived) == content(source));
 }
 
-TEST_F(remote_server, goes_on_with_an_interrupted_upload) {
+TEST_F(remote_server, resumes_an_interrupted_upload) {
   QX_START_OR_SKIP(mebibyte);
   const std::string source = make_source(8 * mebibyte);
   interrupt_upload(source);
@@ -115,7 +115,7 @@ TEST_F(remote_server, goes_on_with_an_interrupted_upload) {
   EXPECT_THAT(machine.server_log(), testing::Not(HasSubstr("8388608 bytes")));
 }
 
-TEST_F(remote_server, does_not_go_on_with_what_was_sent_of_another_source) {
+TEST_F(remote_server, does_not_resume_the_upload_of_another_source) {
   QX_START_OR_SKIP(mebibyte);
   const std::string source = make_source(8 * mebibyte);
   interrupt_upload(source);
@@ -125,7 +125,7 @@ TEST_F(remote_server, does_not_go_on_with_what_was_sent_of_another_source) {
   EXPECT_TRUE(content(arrived) == content(source));
 }
 
-TEST_F(remote_server, names_a_copy_that_was_whole_but_for_its_name) {
+TEST_F(remote_server, renames_a_complete_copy_that_was_not_renamed) {
   QX_START_OR_SKIP();
   const std::string source = make_source(mebibyte);
   fs::create_directories(arrived + "/full");  // so that the copy cannot get its name

@@ -43,7 +43,7 @@ media_info film() {
 
 }  // namespace
 
-TEST(item_entries, tell_of_a_film) {
+TEST(item_entries, describe_a_video) {
   std::map<std::string, std::string> told = entries("video/mp4", film());
   EXPECT_EQ(told["file type"], "video/mp4");
   EXPECT_EQ(told["duration"], "12.346");
@@ -59,14 +59,14 @@ TEST(item_entries, tell_of_a_film) {
   EXPECT_EQ(told["modified"], "1700000000");
 }
 
-TEST(item_entries, an_untold_bit_rate_follows_from_size_and_duration) {
+TEST(item_entries, a_missing_bit_rate_is_computed_from_size_and_duration) {
   media_info media = film();
   media.bit_rate = 0;
   media.duration = 4.0;
   EXPECT_EQ(entries("video/mp4", media)["bit rate"], "2000");
 }
 
-TEST(item_entries, a_still_does_not_last) {
+TEST(item_entries, a_still_has_no_duration) {
   media_info media = film();
   media.audio.clear();
   std::map<std::string, std::string> told = entries("image/avif", media);
@@ -76,7 +76,7 @@ TEST(item_entries, a_still_does_not_last) {
   }
 }
 
-TEST(item_entries, what_is_no_media_has_size_and_time_alone) {
+TEST(item_entries, a_file_that_is_not_media_has_only_size_and_time) {
   for (const auto& [name, value] : entries("text/plain", media_info())) {
     const bool always = name == "file type" || name == "size" || name == "modified";
     EXPECT_EQ(value.empty(), !always) << name;

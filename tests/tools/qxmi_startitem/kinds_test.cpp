@@ -1,4 +1,4 @@
-// What the tool finds real files to be.
+// How the tool identifies real files.
 #include <filesystem>
 #include <fstream>
 
@@ -73,7 +73,7 @@ void expect_types(const kind (&kinds)[count]) {
 
 }  // namespace
 
-TEST(startitem_types, of_films) {
+TEST(startitem_types, of_videos) {
   expect_types(film_kinds);
 }
 
@@ -102,7 +102,7 @@ TEST(startitem_types, an_empty_file_is_an_empty_file) {
               AllOf(Contains(Pair("file type", "inode/x-empty")), Contains(Pair("size", "0"))));
 }
 
-TEST(startitem_types, a_playlist_called_mp4_is_no_film) {
+TEST(startitem_types, a_playlist_called_mp4_is_not_a_video) {
   const scratch_folder folder;
   const std::string path = folder.file("movie.mp4");
   std::ofstream(path) << "ffconcat version 1.0\nfile '" << test_media("silent.mp4") << "'\n";
@@ -137,11 +137,11 @@ TEST(startitem_entries, count_rotation_and_the_shape_of_pixels) {
               AllOf(Contains(Pair("width", "1024")), Contains(Pair("height", "576"))));
 }
 
-TEST(startitem_entries, measure_what_has_no_clock) {
+TEST(startitem_entries, measure_a_stream_without_a_clock) {
   EXPECT_THAT(identified(test_media("raw.h264")), Contains(Pair("duration", "2.000")));
 }
 
-TEST(startitem_entries, a_cover_is_no_picture) {
+TEST(startitem_entries, a_cover_is_ignored) {
   EXPECT_THAT(identified(test_media("covered.mp3")),
               AllOf(Contains(Pair("file type", "audio/mpeg")), Contains(Pair("audio codec", "mp3")),
                     Not(Contains(Key("width"))), Not(Contains(Key("video codec")))));

@@ -1,4 +1,4 @@
-// The metadata file: what it keeps and how it is written.
+// The metadata file: the entries it keeps and how it is written.
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -40,7 +40,7 @@ protected:
 
 }  // namespace
 
-TEST_F(startitem_metadata, stands_beside_the_file) {
+TEST_F(startitem_metadata, is_next_to_the_file) {
   ASSERT_EQ(run().status, 0);
   EXPECT_THAT(folder.names(), ElementsAre(".film.mp4.metadata", "film.mp4"));
   EXPECT_TRUE(fs::is_regular_file(metadata));
@@ -53,7 +53,7 @@ TEST_F(startitem_metadata, keeps_entries_of_others) {
               AllOf(Contains(Pair("offline", "1")), Contains(Pair("file type", "video/mp4"))));
 }
 
-TEST_F(startitem_metadata, keeps_values_of_others_as_they_are) {
+TEST_F(startitem_metadata, keeps_values_of_others_unchanged) {
   const std::string odd = "two\nlines, a back\\slash = and \"quotes\"";
   write_metadata(film, "title", odd);
   ASSERT_EQ(run().status, 0);
@@ -66,7 +66,7 @@ TEST_F(startitem_metadata, replaces_its_own_entries) {
   EXPECT_THAT(metadata_of(film), Contains(Pair("file type", "video/mp4")));
 }
 
-TEST_F(startitem_metadata, empties_what_does_not_apply_any_more) {
+TEST_F(startitem_metadata, empties_entries_that_no_longer_apply) {
   ASSERT_EQ(run().status, 0);
   std::ofstream(film) << "now a text";
   ASSERT_EQ(run().status, 0);
@@ -75,7 +75,7 @@ TEST_F(startitem_metadata, empties_what_does_not_apply_any_more) {
                     Contains(Pair("video codec", "")), Contains(Pair("size", "10"))));
 }
 
-TEST_F(startitem_metadata, is_exchanged_and_never_rewritten) {
+TEST_F(startitem_metadata, is_replaced_and_never_rewritten_in_place) {
   write_metadata(film, "offline", "0");
   std::ifstream old(metadata);  // keeps reading the old file, whole
   ASSERT_EQ(run().status, 0);
@@ -86,7 +86,7 @@ TEST_F(startitem_metadata, is_exchanged_and_never_rewritten) {
   EXPECT_EQ(std::distance(fs::directory_iterator(folder.file(".film.mp4.metadata")), {}), 2);
 }
 
-TEST_F(startitem_metadata, that_cannot_be_understood_is_left_alone) {
+TEST_F(startitem_metadata, that_is_malformed_is_left_alone) {
   write_metadata(film, "offline", "1");
   std::ofstream(metadata, std::ios::app) << "no entry\n";
   const auto size = fs::file_size(metadata);

@@ -29,17 +29,17 @@ TEST(startitem_names, may_hold_blanks_and_quotes) {
   expect_name_works("$(reboot) `x` ; & | *?.mp4");
 }
 
-TEST(startitem_names, are_no_patterns) {
+TEST(startitem_names, are_not_patterns) {
   expect_name_works("film%03d.mp4");
   expect_name_works("100%.mp4");
 }
 
-TEST(startitem_names, are_no_options) {
+TEST(startitem_names, are_not_options) {
   expect_name_works("-film.mp4");
   expect_name_works("--help");
 }
 
-TEST(startitem_names, are_no_protocols) {
+TEST(startitem_names, are_not_protocols) {
   expect_name_works("concat:a.mp4");
 }
 

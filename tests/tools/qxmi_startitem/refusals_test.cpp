@@ -1,4 +1,4 @@
-// What cannot be identified: one line that names the file, status 1, and no metadata.
+// Files that cannot be identified: one line that names the file, status 1, and no metadata.
 #include <filesystem>
 #include <fstream>
 
@@ -45,7 +45,7 @@ void expect_refused_in(const scratch_folder& folder, const std::string& cause) {
 
 }  // namespace
 
-TEST(startitem_refuses, a_file_that_is_not_there) {
+TEST(startitem_refuses, a_missing_file) {
   expect_refused("/nowhere/film.mp4", "No such file");
 }
 

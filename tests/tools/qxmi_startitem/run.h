@@ -1,4 +1,4 @@
-// Runs qxmi_startitem as the service does, and reads what it wrote.
+// Runs qxmi_startitem as the service does, and reads its results.
 #pragma once
 
 #include <map>

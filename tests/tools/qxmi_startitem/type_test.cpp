@@ -27,7 +27,7 @@ constexpr const char* matroska = "matroska,webm";
 
 }  // namespace
 
-TEST(item_type, of_a_film_is_that_of_its_container) {
+TEST(item_type, of_a_video_is_that_of_its_container) {
   EXPECT_EQ(type_of("mpegts", holds::picture), "video/mp2t");
   EXPECT_EQ(type_of("mpeg", holds::picture), "video/mpeg");
   EXPECT_EQ(type_of("mxf", holds::picture), "video/mxf");
@@ -41,12 +41,12 @@ TEST(item_type, of_sound_is_that_of_its_container) {
   EXPECT_EQ(type_of("mpegts", holds::sound), "audio/mp2t");
 }
 
-TEST(item_type, a_cover_makes_no_film) {
+TEST(item_type, a_cover_does_not_make_a_video) {
   EXPECT_EQ(type_of("mp3", holds::sound_with_cover), "audio/mpeg");
   EXPECT_EQ(type_of(mov, holds::sound_with_cover, "    ftypM4A "), "audio/mp4");
 }
 
-TEST(item_type, goes_by_the_brand) {
+TEST(item_type, follows_the_brand) {
   const auto of_brand = [](const std::string& brand) {
     return type_of(mov, holds::picture, std::string(4, ' ') + "ftyp" + brand);
   };
@@ -56,19 +56,19 @@ TEST(item_type, goes_by_the_brand) {
   EXPECT_EQ(of_brand("3g2a"), "video/3gpp2");
 }
 
-TEST(item_type, a_film_without_a_brand_is_quicktime) {
+TEST(item_type, a_video_without_a_brand_is_quicktime) {
   EXPECT_EQ(type_of(mov, holds::picture, "    wide    mdat"), "video/quicktime");
   EXPECT_EQ(type_of(mov, holds::picture, ""), "video/quicktime");
 }
 
-TEST(item_type, goes_by_the_document_type) {
+TEST(item_type, follows_the_document_type) {
   const std::string webm = "\x1a\x45\xdf\xa3\x9f\x42\x86\x81\x01\x42\x82\x84webm";
   EXPECT_EQ(type_of(matroska, holds::picture, webm), "video/webm");
   EXPECT_EQ(type_of(matroska, holds::sound, webm), "audio/webm");
   EXPECT_EQ(type_of(matroska, holds::picture, "\x1a\x45\xdf\xa3 webm"), "video/x-matroska");
 }
 
-TEST(item_type, a_picture_in_a_film_s_container_is_no_film) {
+TEST(item_type, a_picture_in_a_video_container_is_not_a_video) {
   EXPECT_EQ(type_of(mov, holds::picture, "    ftypavif", "image/avif"), "image/avif");
   EXPECT_EQ(type_of("mpegts", holds::picture, "", "image/x-tga"), "video/mp2t");
 }
@@ -79,7 +79,7 @@ TEST(item_type, of_a_still_is_libmagic_s) {
   EXPECT_EQ(item_type(media, "", "image/png"), "image/png");
 }
 
-TEST(item_type, of_what_is_no_media_is_libmagic_s) {
+TEST(item_type, of_a_file_that_is_not_media_is_libmagic_s) {
   EXPECT_EQ(item_type(media_info(), "", "text/plain"), "text/plain");
 }
 

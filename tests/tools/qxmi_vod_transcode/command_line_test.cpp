@@ -51,7 +51,7 @@ TEST(transcode_options, help_and_version_succeed) {
   EXPECT_THAT(version.output, ElementsAre(HasSubstr(tool + " ")));
 }
 
-TEST(transcode_quote, lists_what_a_broadcast_recording_gives) {
+TEST(transcode_quote, lists_the_profiles_of_a_broadcast_recording) {
   const tool_result result = run_tool(tool, {"--file", test_media("interlaced.ts"), "--quote"});
   EXPECT_EQ(result.end.status, 0);
   EXPECT_TRUE(result.errors.empty());
@@ -62,26 +62,26 @@ TEST(transcode_quote, lists_what_a_broadcast_recording_gives) {
                           "*QUOTE", ".. 1080", ".. 720", ".. 576", ".. 480", ".. 360", ".. 240"));
 }
 
-TEST(transcode_quote, keeps_to_the_greatest_height) {
+TEST(transcode_quote, respects_the_maximum_height) {
   const tool_result result =
       run_tool(tool, {"--file", test_media("interlaced.ts"), "--quote", "--height", "480"});
   EXPECT_THAT(result.output,
               ElementsAre("*SOURCE", testing::_, "*QUOTE", ".. 480", ".. 360", ".. 240"));
 }
 
-TEST(transcode_quote, takes_any_height_that_the_service_may_be_told) {
+TEST(transcode_quote, accepts_any_height_that_the_service_may_be_configured_with) {
   const tool_result result =
       run_tool(tool, {"--file", test_media("interlaced.ts"), "--quote", "--height", "2147483647"});
   EXPECT_THAT(result.output, testing::Contains(".. 1080"));
 }
 
-TEST(transcode_quote, counts_a_turned_picture_by_what_is_seen) {
+TEST(transcode_quote, uses_the_displayed_size_of_a_rotated_video) {
   const tool_result result = run_tool(tool, {"--file", test_media("rotated.mp4"), "--quote"});
   EXPECT_THAT(result.output,
               ElementsAre("*SOURCE", testing::StartsWith("video 180x320 "), "*QUOTE", ".. 240"));
 }
 
-TEST(transcode_quote, sound_alone_has_the_audio_profile) {
+TEST(transcode_quote, audio_alone_has_the_audio_profile) {
   for (const char* name : {"tone.mp3", "tone.wav", "tone.m4a", "tone.aac", "covered.mp3"}) {
     const tool_result result = run_tool(tool, {"--file", test_media(name), "--quote"});
     EXPECT_THAT(result.output,

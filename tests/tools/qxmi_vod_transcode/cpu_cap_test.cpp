@@ -7,8 +7,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// An encoder that always wants `processors` whole processors. Ticks come every 50 ms; between
-// them it either runs or stands still, as the cap said last.
+// An encoder that always wants `processors` whole processors. Ticks come every 50 ms; in between it
+// runs or is stopped, as the cap decided last.
 struct simulation {
   cpu_cap cap;
   int processors;
@@ -46,7 +46,7 @@ TEST(cpu_cap, zero_never_stops) {
   EXPECT_DOUBLE_EQ(encoder.percent(), 100.0);
 }
 
-TEST(cpu_cap, an_idle_time_is_not_saved_up) {
+TEST(cpu_cap, idle_time_is_not_saved_up) {
   simulation encoder = {cpu_cap(50, 2), 2};
   encoder.cap.must_stop(0s, 0s, false);
   encoder.now = 60s;  // a minute of waiting for the disk
@@ -55,7 +55,7 @@ TEST(cpu_cap, an_idle_time_is_not_saved_up) {
   EXPECT_LT(encoder.used, 2s * 2 * 0.65);
 }
 
-TEST(cpu_cap, a_suspended_time_is_not_counted) {
+TEST(cpu_cap, suspended_time_is_not_counted) {
   cpu_cap cap(50, 2);
   cap.must_stop(0s, 0s, false);
   EXPECT_TRUE(cap.must_stop(1s, 3s, false));

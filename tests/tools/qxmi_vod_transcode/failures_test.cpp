@@ -1,5 +1,5 @@
-// Sources and outputs the transcoder has to refuse: one line that names the file, status 1, and
-// nothing left behind.
+// Sources and outputs that the transcoder must refuse: one line that names the file, status 1, and
+// no files left.
 #include <filesystem>
 #include <fstream>
 
@@ -65,7 +65,7 @@ TEST(transcode_refuses, an_empty_file) {
   expect_source_refused(test_media("empty.mp4"), "is empty");
 }
 
-TEST(transcode_refuses, a_file_that_is_not_there) {
+TEST(transcode_refuses, a_missing_file) {
   expect_source_refused("/nowhere/film.mp4", "No such file");
 }
 
@@ -97,7 +97,7 @@ TEST(transcode_refuses, a_name_with_a_line_feed_on_one_line) {
   expect_refused({"--file", "no\nfilm.mp4", "--quote"}, "no\\nfilm.mp4", "No such file");
 }
 
-TEST(transcode_refuses, a_film_that_ends_long_before_its_declared_length) {
+TEST(transcode_refuses, a_video_that_ends_long_before_its_declared_length) {
   expect_transcode_refused("truncated.mp4", "240", "declared length is 4.");
 }
 
@@ -109,7 +109,7 @@ TEST(transcode_refuses, the_sound_profile_for_a_picture_alone) {
   expect_transcode_refused("silent.mp4", "audio", "has no audio");
 }
 
-TEST(transcode_refuses, an_output_folder_that_is_not_there) {
+TEST(transcode_refuses, a_missing_output_folder) {
   const std::string output = "/nowhere/out.mp4";
   expect_refused({"--file", test_media("silent.mp4"), "--profile", "180", "-o", output}, output,
                  "No such file");

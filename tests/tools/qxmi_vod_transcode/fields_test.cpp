@@ -47,7 +47,7 @@ TEST(unmarked_fields, leave_no_comb) {
   EXPECT_EQ(combed_frames(made), 0);
 }
 
-TEST(unmarked_fields, are_found_where_the_codec_could_have_marked_them) {
+TEST(unmarked_fields, are_found_even_if_the_codec_could_have_marked_them) {
   const scratch_folder folder;
   expect_quoted(make_media(folder, "film.mp4", fields + "-t 3 " + quick_h264), "interlaced");
 }
@@ -67,7 +67,7 @@ TEST(whole_pictures, that_rise_like_closing_credits_are_not_taken_for_fields) {
                 "progressive");
 }
 
-TEST(marked_fields, are_told_when_the_film_only_ends_with_them) {
+TEST(marked_fields, are_found_even_if_only_the_end_has_them) {
   const scratch_folder folder;
   const std::string calm =
       make_media(folder, "calm.ts", whole_pictures + "-t 12 -g 25 " + quick_h264 + "-f mpegts");

@@ -1,4 +1,4 @@
-// What the transcoder makes of real media, looked at with ffprobe.
+// Transcodes of real media, examined with ffprobe.
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -105,7 +105,7 @@ TEST(transcode, leaves_no_comb_of_two_fields) {
   EXPECT_LE(combed_frames(made.path), 10);
 }
 
-TEST(transcode, tells_progress_up_to_the_end) {
+TEST(transcode, reports_progress_up_to_the_end) {
   const transcoded made(test_media("progressive.mp4"), "240");
   ASSERT_GE(made.result.output.size(), 2U);
   long before = 0;
@@ -124,7 +124,7 @@ TEST(transcode, makes_pixels_square) {
   transcoded(test_media("anamorphic_16_9.ts"), "240").expect_picture(426, 240);
 }
 
-TEST(transcode, turns_a_picture_from_a_phone) {
+TEST(transcode, rotates_a_video_from_a_phone) {
   const transcoded made(test_media("rotated.mp4"), "320");
   made.expect_picture(180, 320);
   EXPECT_TRUE(made.picture()["side_data_list"].array_items().empty());
@@ -150,7 +150,7 @@ TEST(transcode, makes_odd_sides_even) {
   transcoded(test_media("odd_size.mkv"), "240").expect_picture(320, 240);
 }
 
-TEST(transcode, keeps_picture_and_sound_in_step_over_a_clock_that_runs_over) {
+TEST(transcode, keeps_video_and_audio_in_step_when_the_clock_wraps_around) {
   const transcoded made(test_media("step.ts"), "240");
   const double bright = first_bright_time(made.path);
   const double loud = first_loud_time(made.path);
@@ -158,13 +158,13 @@ TEST(transcode, keeps_picture_and_sound_in_step_over_a_clock_that_runs_over) {
   EXPECT_NEAR(bright, loud, 0.05);
 }
 
-TEST(transcode, fills_the_beginning_of_a_picture_that_comes_late) {
+TEST(transcode, fills_the_beginning_of_a_late_video) {
   const transcoded made(test_media("late_picture.ts"), "240");
   EXPECT_NEAR(number(made.picture()["start_time"]), 0.0, 0.05);
   EXPECT_NEAR(made.frames(), 75, 1);
 }
 
-TEST(transcode, fills_the_beginning_of_sound_that_comes_late) {
+TEST(transcode, fills_the_beginning_of_late_audio) {
   const transcoded made(test_media("late_sound.ts"), "240");
   EXPECT_NEAR(number(made.sound()["start_time"]), 0.0, 0.05);
   EXPECT_NEAR(first_loud_time(made.path), 0.6, 0.1);
@@ -176,13 +176,13 @@ TEST(transcode, maps_high_dynamic_range) {
   EXPECT_EQ(made.picture()["color_transfer"].string_value(), "bt709");
 }
 
-TEST(transcode, a_picture_without_sound_works) {
+TEST(transcode, video_without_audio_works) {
   const transcoded made(test_media("silent.mp4"), "180");
   EXPECT_EQ(made.frames(), 50);
   EXPECT_TRUE(made.sound().is_null());
 }
 
-TEST(transcode, sound_without_a_picture_works) {
+TEST(transcode, audio_without_video_works) {
   for (const char* name : {"tone.mp3", "tone.wav", "covered.mp3", "surround.m4a"}) {
     const transcoded made(test_media(name), "audio");
     EXPECT_TRUE(made.picture().is_null()) << name;
@@ -190,7 +190,7 @@ TEST(transcode, sound_without_a_picture_works) {
   }
 }
 
-TEST(transcode, sound_of_a_longer_picture_is_whole_when_it_ends) {
+TEST(transcode, audio_that_ends_before_the_video_is_complete) {
   const scratch_folder folder;
   const std::string film =
       make_media(folder, "film.mp4",
@@ -217,18 +217,18 @@ TEST(transcode, damaged_packets_are_tolerated) {
   EXPECT_NEAR(made.duration(), 3.0, 0.2);
 }
 
-TEST(transcode, a_recording_that_was_cut_off_gives_what_there_is) {
+TEST(transcode, a_truncated_recording_is_transcoded_as_far_as_it_goes) {
   const transcoded made(test_media("truncated.ts"), "240");
   EXPECT_NEAR(made.duration(), 1.8, 0.5);
 }
 
-TEST(transcode, takes_the_sound_of_the_picture_s_own_program) {
+TEST(transcode, takes_the_sound_of_the_video_s_own_program) {
   const transcoded made(test_media("two_programs.ts"), "240");
   made.expect_picture(320, 240);
   EXPECT_GE(first_loud_time(made.path, "highpass=f=2000"), 0.0);
 }
 
-TEST(transcode, takes_any_file_name) {
+TEST(transcode, accepts_any_file_name) {
   const scratch_folder folder;
   for (const char* name : {"-x.mp4", "a film.mp4", "it's \"so\".mp4", "100%d%s.mp4", "[a]{b}*.mp4",
                            "film\n2.mp4", "\xc3\xbc\xe2\x82\xac.mp4", "http:x.mp4"}) {
@@ -242,7 +242,7 @@ TEST(transcode, takes_any_file_name) {
   }
 }
 
-TEST(transcode, takes_an_output_name_that_begins_with_a_dash) {
+TEST(transcode, accepts_an_output_name_that_begins_with_a_dash) {
   const scratch_folder folder;
   std::filesystem::copy_file(test_media("silent.mp4"), folder.file("-a.mp4"));
   const tool_result result =

@@ -1,5 +1,4 @@
-// What the transcoder makes of pictures that change in mid-recording: fields, shapes, sizes; and of
-// their colours.
+// Transcodes of video that changes in mid-recording, in fields, shape or size, and of its colours.
 #include <filesystem>
 
 #include <gtest/gtest.h>
@@ -67,7 +66,7 @@ TEST(transcode_fields, in_the_middle_of_a_progressive_recording_leave_no_comb) {
   EXPECT_EQ(combed_frames(transcoded(folder, whole, "240")), 0);
 }
 
-TEST(transcode_fields, are_in_the_order_that_the_container_tells) {
+TEST(transcode_fields, are_in_the_order_that_the_container_declares) {
   const scratch_folder folder;
   for (const char* first : {"top", "bottom"}) {
     const std::string order = *first == 't' ? "tt" : "bb";
@@ -123,7 +122,7 @@ TEST(transcode_colours, of_standard_definition_without_tags_are_right) {
   EXPECT_LE(bars_error(transcoded(folder, film, "480")), 2);
 }
 
-// The size changes after 1.2 s; what is looked at begins with a later key frame.
+// The size changes after 1.2 s; the examined part begins with a later key frame.
 TEST(transcode_colours, of_high_definition_after_standard_definition_are_right) {
   const scratch_folder folder;
   const auto piece = [&](const std::string& name, const std::string& size, const char* matrix) {
@@ -158,7 +157,7 @@ TEST(transcode_colours, of_a_full_range_are_right) {
   EXPECT_LE(bars_error(transcoded(folder, film, "480")), 2);
 }
 
-// One step of an 8 bit picture near black is several of what is made of it.
+// One step of an 8-bit picture near black becomes several steps in the result.
 TEST(transcode_colours, of_a_wide_gamut_are_mapped) {
   const scratch_folder folder;
   const std::string film = make_media(
@@ -179,7 +178,7 @@ TEST(transcode_colours, are_always_named) {
   EXPECT_EQ(made["color_range"].string_value(), "tv");
 }
 
-TEST(transcode_picture, of_two_by_two_points_works) {
+TEST(transcode_picture, of_two_by_two_pixels_works) {
   const scratch_folder folder;
   const std::string film =
       make_media(folder, "film.mkv", "-f lavfi -i color=white:size=2x2:rate=25 -t 1 -c:v ffv1");

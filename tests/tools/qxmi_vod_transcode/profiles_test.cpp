@@ -27,7 +27,7 @@ TEST(profiles, lists_all_for_a_large_source) {
               ElementsAre("2160", "1440", "1080", "720", "576", "480", "360", "240"));
 }
 
-TEST(profiles, lists_nothing_above_the_greatest_height) {
+TEST(profiles, lists_nothing_above_the_maximum_height) {
   EXPECT_THAT(picture_profiles({1920, 1080}, 720), ElementsAre("720", "576", "480", "360", "240"));
   EXPECT_THAT(picture_profiles({1920, 1080}, 719), ElementsAre("576", "480", "360", "240"));
 }
@@ -37,7 +37,7 @@ TEST(profiles, a_small_source_has_its_own_height_made_even) {
   EXPECT_THAT(picture_profiles({4, 1}, 0), ElementsAre("2"));
 }
 
-TEST(profiles, a_greatest_height_below_all_leaves_the_own_height) {
+TEST(profiles, a_maximum_height_below_all_leaves_the_own_height) {
   EXPECT_THAT(picture_profiles({1920, 1080}, 100), ElementsAre("1080"));
 }
 
@@ -46,7 +46,7 @@ TEST(profiles, a_name_is_a_height_in_lines) {
   EXPECT_EQ(profile_height("200"), 200);
 }
 
-TEST(profiles, other_names_are_no_height) {
+TEST(profiles, other_names_are_not_heights) {
   for (const char* name : {"", "0", "1", "-720", "720p", " 720", "audio", "8194", "99999999999"}) {
     EXPECT_EQ(profile_height(name), 0) << name;
   }
@@ -63,7 +63,7 @@ TEST(output_size, is_never_above_the_source) {
   expect_size({321, 241}, 480, 320, 240);
 }
 
-TEST(output_size, is_never_nothing) {
+TEST(output_size, is_never_zero) {
   expect_size({1, 1}, 240, 2, 2);
   expect_size({3, 8000}, 240, 2, 240);
 }
@@ -77,7 +77,7 @@ TEST(peak_bit_rate, grows_with_the_height) {
   EXPECT_EQ(peak_bit_rate(4320, 25.0), 16000);
 }
 
-TEST(peak_bit_rate, a_height_between_two_takes_the_higher_one) {
+TEST(peak_bit_rate, a_height_between_two_uses_the_higher_one) {
   EXPECT_EQ(peak_bit_rate(540, 25.0), 2000);
   EXPECT_EQ(peak_bit_rate(600, 25.0), 3000);
   EXPECT_EQ(peak_bit_rate(100, 25.0), 500);

@@ -14,12 +14,12 @@ progress_line after(progress_line line, const std::initializer_list<std::string_
 
 }  // namespace
 
-TEST(progress_line, tells_frames_rate_and_speed) {
+TEST(progress_line, shows_frames_rate_and_speed) {
   const progress_line line = after({200, true}, {"frame=50", "fps=25.50", "speed=1.02x"});
   EXPECT_EQ(line.text(), "Encoding: frame=50/200 fps=25.5 speed=1.02x");
 }
 
-TEST(progress_line, begins_at_nothing_done) {
+TEST(progress_line, begins_at_zero) {
   EXPECT_EQ(progress_line(200, true).text(), "Encoding: frame=0/200 fps=0.0 speed=0.00x");
 }
 
@@ -37,12 +37,12 @@ TEST(progress_line, counts_sound_in_frames_of_40_ms) {
   EXPECT_EQ(line.text().rfind("Encoding: frame=25/75 ", 0), 0U);
 }
 
-TEST(progress_line, takes_a_time_not_known_yet_for_none) {
+TEST(progress_line, treats_an_unknown_time_as_zero) {
   const progress_line line = after({75, false}, {"out_time_us=N/A", "speed=N/A"});
   EXPECT_EQ(line.text(), "Encoding: frame=0/75 fps=0.0 speed=0.00x");
 }
 
-TEST(progress_line, takes_a_negative_time_for_none) {
+TEST(progress_line, treats_a_negative_time_as_zero) {
   EXPECT_EQ(after({75, false}, {"out_time_us=-23000"}).text().rfind("Encoding: frame=0/", 0), 0U);
 }
 

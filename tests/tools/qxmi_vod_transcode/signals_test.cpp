@@ -34,7 +34,7 @@ protected:
             "-f", "mp4",    "-o",        output, "--file",    test_media("long.mp4")};
   }
 
-  // The encoder at work: it has told progress.
+  // The working encoder: it has reported progress.
   static pid_t working_engine(const tool_run& run) {
     const pid_t engine = run.engine();
     EXPECT_TRUE(wait_until([&] { return last_frame(run) > 0; }));
@@ -69,7 +69,7 @@ TEST_F(transcode_signals, suspending_stops_the_encoder_s_processor_time) {
   EXPECT_DOUBLE_EQ(cpu_seconds(engine), then);
 }
 
-TEST_F(transcode_signals, a_suspended_encoder_tells_no_progress) {
+TEST_F(transcode_signals, a_suspended_encoder_reports_no_progress) {
   tool_run run("qxmi_vod_transcode", arguments("0", "20"));
   working_engine(run);
   run.signal_group(SIGUSR1);
@@ -78,7 +78,7 @@ TEST_F(transcode_signals, a_suspended_encoder_tells_no_progress) {
   EXPECT_FALSE(wait_until([&] { return run.output() != before; }, 700ms));
 }
 
-TEST_F(transcode_signals, continuing_lets_the_encoder_go_on) {
+TEST_F(transcode_signals, continuing_resumes_the_encoder) {
   tool_run run("qxmi_vod_transcode", arguments("0", "20"));
   working_engine(run);
   run.signal_group(SIGUSR1);
@@ -88,7 +88,7 @@ TEST_F(transcode_signals, continuing_lets_the_encoder_go_on) {
   EXPECT_TRUE(wait_until([&] { return last_frame(run) > before; }));
 }
 
-TEST_F(transcode_signals, a_transcode_that_was_suspended_ends_well) {
+TEST_F(transcode_signals, a_transcode_that_was_suspended_succeeds) {
   std::vector<std::string> words = arguments("0", "0");
   std::replace(words.begin(), words.end(), std::string("180"), std::string("240"));
   words.back() = test_media("progressive.mp4");
@@ -174,8 +174,8 @@ TEST_F(transcode_signals, killing_the_group_leaves_no_encoder) {
   EXPECT_TRUE(wait_until([&] { return gone(engine); }));
 }
 
-// Without a cap: an encoder that stands still at that moment would be ended by the kernel anyway,
-// as a stopped member of a group without a leader.
+// Without a cap: an encoder that is stopped at that moment would be ended by the kernel anyway, as
+// a stopped member of a group without a leader.
 TEST_F(transcode_signals, killing_the_tool_alone_leaves_no_encoder) {
   tool_run run("qxmi_vod_transcode", arguments("7", "0"));
   const pid_t engine = working_engine(run);
@@ -192,7 +192,7 @@ TEST_F(transcode_signals, a_dead_encoder_is_a_failure) {
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
-TEST_F(transcode_signals, the_work_goes_on_when_nobody_reads_its_progress) {
+TEST_F(transcode_signals, the_work_continues_if_nobody_reads_its_progress) {
   std::vector<std::string> words = arguments("0", "0");
   words.back() = test_media("silent.mp4");
   tool_run run("qxmi_vod_transcode", words, "", tool_output::reader_gone);
@@ -200,7 +200,7 @@ TEST_F(transcode_signals, the_work_goes_on_when_nobody_reads_its_progress) {
   EXPECT_THAT(folder.names(), ElementsAre("out.mp4"));
 }
 
-TEST_F(transcode_signals, continuing_one_that_runs_does_no_harm) {
+TEST_F(transcode_signals, continuing_a_running_one_does_no_harm) {
   tool_run run("qxmi_vod_transcode", arguments("0", "20"));
   const pid_t engine = working_engine(run);
   run.signal_group(SIGUSR2);
@@ -223,7 +223,7 @@ TEST_F(transcode_signals, a_low_priority_is_batch_work) {
   EXPECT_EQ(syscall(SYS_ioprio_get, 1, engine), (2 << 13) | 7);
 }
 
-TEST_F(transcode_signals, no_priority_keeps_what_is_inherited) {
+TEST_F(transcode_signals, no_priority_keeps_the_inherited_one) {
   tool_run run("qxmi_vod_transcode", arguments("0", "20"));
   EXPECT_EQ(sched_getscheduler(working_engine(run)), SCHED_OTHER);
 }

@@ -1,4 +1,4 @@
-// What the transcoder makes of the sound of real recordings: in step, at its level, whole.
+// Transcodes of the sound of real recordings: in step, at the right level, complete.
 #include <gtest/gtest.h>
 
 #include "tests/support/media/made_recording.h"
@@ -51,7 +51,7 @@ TEST(transcode_sound, that_begins_after_the_usual_probe_is_taken) {
   }
 }
 
-TEST(transcode_sound, that_pauses_for_long_goes_on_in_step) {
+TEST(transcode_sound, that_pauses_for_long_continues_in_step) {
   const scratch_folder folder;
   const std::string film =
       make_media(folder, "film.ts",
@@ -116,7 +116,7 @@ TEST(transcode_sound, six_full_channels_do_not_clip) {
   const std::string full = std::string("|") + tone;
   const std::string source = sound_file(
       folder, "six.ac3", tone + full + full + "|0" + full + full + ":c=5.1", "-c:a ac3 -b:a 640k");
-  // What is left above full scale is the encoder's own.
+  // Peaks above full scale come from the encoder.
   EXPECT_LT(peak_level(transcoded_sound(folder, source)), 0.6);
 }
 

@@ -1,4 +1,4 @@
-// What the transcoder makes of recordings whose clock or frame rate is not what it seems.
+// Transcodes of recordings with an odd clock or frame rate.
 #include <gtest/gtest.h>
 
 #include "tests/support/media/made_recording.h"
@@ -27,7 +27,7 @@ void expect_in_step(const std::string& made, const std::vector<double>& seconds)
   expect_moments(loud_times(made), bright_times(made));
 }
 
-// The picture of what is made of a film of 2 s.
+// The video of the transcode of a 2 s video.
 Json picture_made_of(const scratch_folder& folder, const std::string& film) {
   return stream_of(inspect(transcoded_film(folder, film)), "video");
 }
@@ -50,7 +50,7 @@ TEST(transcode_time, a_clock_that_starts_again_at_zero_is_closed_up) {
   expect_continuous(5000, 0);
 }
 
-TEST(transcode_time, a_clock_that_runs_over_is_followed) {
+TEST(transcode_time, a_clock_that_wraps_around_is_followed) {
   expect_continuous(95437, 95440);
 }
 
@@ -75,7 +75,7 @@ TEST(transcode_time, a_pause_of_the_clock_is_kept) {
   expect_in_step(made, {1, 9});
 }
 
-TEST(transcode_time, the_length_of_a_spliced_recording_is_told) {
+TEST(transcode_time, the_length_of_a_spliced_recording_is_known) {
   const scratch_folder folder;
   const std::string film =
       joined(folder, "film.ts", {recorded(folder, "1.ts", 5000), recorded(folder, "2.ts", 0)});
@@ -93,7 +93,7 @@ TEST(transcode_time, streams_that_move_to_other_packet_identifiers_are_followed)
   }
 }
 
-TEST(transcode_time, a_recording_that_goes_on_in_another_program_is_refused) {
+TEST(transcode_time, a_recording_that_continues_in_another_program_is_refused) {
   const scratch_folder folder;
   const std::string film =
       joined(folder, "film.ts",
@@ -107,7 +107,7 @@ TEST(transcode_time, a_recording_that_goes_on_in_another_program_is_refused) {
       << result.errors[0];
 }
 
-TEST(transcode_time, a_picture_that_ends_before_the_sound_is_whole) {
+TEST(transcode_time, video_that_ends_before_the_audio_is_complete) {
   const scratch_folder folder;
   for (const char* name : {"film.mkv", "film.ts", "film.mp4"}) {
     const std::string film =
@@ -118,7 +118,7 @@ TEST(transcode_time, a_picture_that_ends_before_the_sound_is_whole) {
   }
 }
 
-TEST(transcode_time, sound_that_ends_before_the_picture_is_whole) {
+TEST(transcode_time, audio_that_ends_before_the_video_is_complete) {
   const scratch_folder folder;
   for (const char* name : {"film.mkv", "film.ts", "film.mp4"}) {
     const std::string film =

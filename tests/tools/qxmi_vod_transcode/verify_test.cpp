@@ -1,4 +1,4 @@
-// What is wrong with a result, as far as its numbers tell.
+// Faults of a result that its measurements show.
 #include <gtest/gtest.h>
 
 #include "tools/qxmi_vod_transcode/verify.h"
@@ -18,7 +18,7 @@ made_stream good_sound() {
 
 }  // namespace
 
-TEST(verify, a_whole_result_has_no_fault) {
+TEST(verify, a_good_result_has_no_fault) {
   EXPECT_EQ(picture_fault(good_picture(), 60.0, 25.0), "");
   EXPECT_EQ(sound_fault(good_sound(), 60.0), "");
 }
@@ -31,7 +31,7 @@ TEST(verify, sound_that_ends_early_is_a_fault) {
             "its audio ends after 40.00 s, its declared length is 60.00 s");
 }
 
-TEST(verify, a_picture_that_goes_on_too_long_is_a_fault) {
+TEST(verify, video_that_continues_too_long_is_a_fault) {
   made_stream made = good_picture();
   made.end = 80.0;
   made.frames = 2000;
@@ -60,7 +60,7 @@ TEST(verify, frames_that_are_missing_are_a_fault) {
   EXPECT_EQ(picture_fault(made, 60.0, 25.0), "its video has 1400 frames and should have 1500");
 }
 
-TEST(verify, an_unknown_length_is_no_yardstick) {
+TEST(verify, an_unknown_length_is_not_compared) {
   EXPECT_EQ(sound_fault(good_sound(), 0.0), "");
 }
 

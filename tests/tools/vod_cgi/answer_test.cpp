@@ -22,7 +22,7 @@ service_reply reply(const char* status, int exit_status, const std::string& data
   return made;
 }
 
-TEST(cgi_answer, of_success_is_json_behind_its_pairs) {
+TEST(cgi_answer, of_success_is_json_after_its_pairs) {
   service_reply accepted = reply("OK", 0, "{\"state\": \"Ready\"}");
   accepted.pairs = {{"entry id", "abc"}};
   const std::string text = cgi_text(answer_of_reply(accepted));
@@ -44,7 +44,7 @@ TEST(cgi_answer, of_any_other_refusal_is_400_with_the_items_text) {
               HasSubstr("X-comm-error:ONE OR MORE PARAMETERS CANNOT BE MODIFIED\n\nRejected: x"));
 }
 
-TEST(cgi_answer, hands_on_no_command_line) {
+TEST(cgi_answer, contains_no_command_line) {
   const auto item = answer_of_reply(reply("OK", 0, R"({"a": 1, "process argv": ["--user=x:y"]})"));
   EXPECT_EQ(item.body, "{\"a\": 1}");
   const auto page = answer_of_reply(
@@ -52,7 +52,7 @@ TEST(cgi_answer, hands_on_no_command_line) {
   EXPECT_EQ(page.body, "{\"list\": [{\"b\": 2}], \"total\": 1}");
 }
 
-TEST(cgi_answer, hands_on_nothing_that_is_this_machines_alone) {
+TEST(cgi_answer, contains_nothing_that_concerns_only_this_machine) {
   const std::string own =
       R"("fileops job id": 7, "process pid": 8, "remote job": {"entry id": "x"})";
   EXPECT_EQ(answer_of_reply(reply("OK", 0, "{\"a\": 1, " + own + "}")).body, "{\"a\": 1}");
@@ -66,7 +66,7 @@ cgi_answer answer_for_output(const std::string& state, const std::string& output
       "OK", 0, R"({"output file": ")" + output + R"(", "transcode state": ")" + state + "\"}"));
 }
 
-TEST(cgi_answer, of_a_finished_job_tells_the_size_of_its_output) {
+TEST(cgi_answer, of_a_finished_job_has_the_size_of_its_output) {
   const qx_test::test_folder folder;
   const std::string output = folder.file("out.mp4");
   std::ofstream(output) << "twelve bytes";
@@ -75,7 +75,7 @@ TEST(cgi_answer, of_a_finished_job_tells_the_size_of_its_output) {
   EXPECT_THAT(answer_for_output("done", output + "x").body, Not(HasSubstr("output size")));
 }
 
-TEST(cgi_answer, of_data_that_is_no_object_is_502) {
+TEST(cgi_answer, of_data_that_is_not_an_object_is_502) {
   EXPECT_EQ(answer_of_reply(reply("OK", 0, "[1]")).status, 502);
   EXPECT_EQ(answer_of_reply(reply("OK", 0, "{")).status, 502);
 }
@@ -88,7 +88,7 @@ TEST(cgi_answer, without_data_has_no_body) {
   EXPECT_EQ(answer_of_reply(reply("OK", 0)).body, "");
 }
 
-TEST(cgi_answer, lets_no_line_end_of_a_value_through) {
+TEST(cgi_answer, contains_no_line_end_from_a_value) {
   cgi_answer answer;
   answer.pairs = {{"entry\nid", "a\r\nX-comm-error:NOT FOUND\n\n{}"}};
   EXPECT_THAT(cgi_text(answer), HasSubstr("\r\n\r\nentry id:a  X-comm-error:NOT FOUND  {}\n\n"));

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Pieces that such texts are made of, so that what comes out is nearly right.
+// Pieces of such texts, so that the inputs are nearly valid.
 constexpr const char* pieces[] = {"c=",         "vodsrv",
                                   "&",          "vc=",
                                   "list",       "add",

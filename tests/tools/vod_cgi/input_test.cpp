@@ -74,13 +74,13 @@ TEST_F(cgi_body_pipe, over_the_limit_without_a_length_is_refused) {
   EXPECT_LE(body.size(), cgi_body_limit + 1);
 }
 
-TEST_F(cgi_body_pipe, with_a_length_that_is_no_number_is_refused) {
+TEST_F(cgi_body_pipe, with_a_length_that_is_not_a_number_is_refused) {
   EXPECT_EQ(read("-1"), body_result::bad_length);
   EXPECT_EQ(read("4x"), body_result::bad_length);
   EXPECT_EQ(read(" 4"), body_result::bad_length);
 }
 
-TEST_F(cgi_body_pipe, that_does_not_come_is_not_waited_for_longer) {
+TEST_F(cgi_body_pipe, that_does_not_arrive_is_not_waited_for_longer) {
   send("abc");
   EXPECT_EQ(read("4", 20000), body_result::timeout);
 }

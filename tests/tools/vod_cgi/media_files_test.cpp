@@ -32,7 +32,7 @@ TEST_F(cgi_vod, has_an_address_in_which_every_byte_is_safe) {
             "vod/1.vod.720.%C3%A4%20%25%23%3F%22.mp4");
 }
 
-TEST_F(cgi_vod, has_no_address_when_it_is_not_there) {
+TEST_F(cgi_vod, has_no_address_if_it_is_missing) {
   EXPECT_EQ(vod_url(folder, folder.path + "a.mp4"), "");
 }
 
@@ -50,7 +50,7 @@ TEST_F(cgi_vod, has_no_address_when_it_is_a_link) {
   EXPECT_EQ(vod_url(folder, folder.path + "a.mp4"), "");
 }
 
-TEST_F(cgi_vod, has_a_thumbnail_when_that_is_there) {
+TEST_F(cgi_vod, has_a_thumbnail_if_that_exists) {
   const std::string vod = make("a b.mp4");
   EXPECT_EQ(thumbnail_url(folder, vod), "");
   make(".a b.mp4.metadata/vod.thumbnail.jpg");

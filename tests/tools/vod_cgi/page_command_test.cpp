@@ -38,7 +38,7 @@ TEST_F(cgi_page_command, for_a_job_names_it) {
   EXPECT_FALSE(read("pause", R"({"id": ""})"));
 }
 
-TEST_F(cgi_page_command, to_modify_changes_nothing_but_two_fields) {
+TEST_F(cgi_page_command, to_modify_changes_only_two_fields) {
   EXPECT_TRUE(read("modify", R"({"id": "abc", "profile": "480", "deletes_source": false})"));
   EXPECT_FALSE(read("modify", R"({"id": "abc", "file": "/mnt/b"})"));
   EXPECT_FALSE(read("modify", R"({"id": "abc", "transcode state": "ready"})"));
@@ -75,7 +75,7 @@ cgi_input from(const char* origin, const char* fetch_site, const char* mark) {
   return input;
 }
 
-TEST(cgi_source, without_a_browsers_words_is_a_program) {
+TEST(cgi_source, without_a_browsers_headers_is_a_program) {
   EXPECT_EQ(source_of(from("", "", "")), request_source::program);
 }
 

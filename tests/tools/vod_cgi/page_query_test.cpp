@@ -1,4 +1,4 @@
-// What the queue page asks for.
+// The queries of the queue page.
 #include <gmock/gmock.h>
 
 #include "tools/vod_cgi/page_query.h"
@@ -10,13 +10,13 @@ bool read(const std::string& query, queue_query& wanted) {
   return read_queue_query(query, wanted, error);
 }
 
-TEST(cgi_page_query, names_who_is_asked_once) {
+TEST(cgi_page_query, names_the_interface_once) {
   EXPECT_EQ(gateway_word("first=1&c=queue"), "queue");
   EXPECT_EQ(gateway_word("c=queue&c=queue"), "");
   EXPECT_EQ(gateway_word("xc=queue"), "");
 }
 
-TEST(cgi_page_query, asks_for_the_first_32_of_all_jobs_unless_told) {
+TEST(cgi_page_query, asks_for_the_first_32_of_all_jobs_by_default) {
   queue_query wanted;
   ASSERT_TRUE(read("c=queue", wanted));
   EXPECT_EQ(wanted.first, 0);
@@ -58,7 +58,7 @@ TEST(cgi_page_query, searches_for_200_bytes_at_most) {
   EXPECT_FALSE(read("c=queue&search=" + std::string(201, 'a'), wanted));
 }
 
-TEST(cgi_page_query, of_a_command_holds_nothing_else) {
+TEST(cgi_page_query, of_a_command_contains_nothing_else) {
   EXPECT_EQ(read_command_query("c=command&vc=pause"), "pause");
   EXPECT_EQ(read_command_query("c=command&vc=pause&x=1"), "");
   EXPECT_EQ(read_command_query("c=command"), "");

@@ -15,7 +15,7 @@ using testing::StartsWith;
 
 namespace {
 
-// What a shell sets of a request before it runs the gateway.
+// The variables of a request, set by a shell before it runs the gateway.
 constexpr const char* environment =
     "GATEWAY_INTERFACE=CGI/1.1 REQUEST_METHOD=\"$1\" QUERY_STRING=\"$2\" CONTENT_LENGTH="
     "$(stat -c %s /run/body) ";
@@ -24,7 +24,7 @@ class cgi_program : public testing::Test {
 protected:
   cgi_program() { machine.root.write_source("/mnt/main/tv/upload/" + upload, "video/mp2t"); }
 
-  // A request to the gateway; what a shell would do with the body is kept out of it.
+  // A request to the gateway; the shell cannot interpret the body.
   std::string post(const std::string& command, const std::string& body,
                    const std::string& method = "POST") {
     machine.root.write("/run/body", body);
@@ -55,7 +55,7 @@ protected:
   test_machine machine;
 };
 
-TEST_F(cgi_program, adds_an_upload_and_tells_its_id) {
+TEST_F(cgi_program, adds_an_upload_and_returns_its_id) {
   machine.start();
   const std::string text = post("add", "*name:" + upload +
                                            "\ndelete on finish:1\ntranscode profile:720\n"
@@ -67,7 +67,7 @@ TEST_F(cgi_program, adds_an_upload_and_tells_its_id) {
   EXPECT_THAT(text, HasSubstr("\r\n\r\nentry id:" + item["entry id"].string_value() + "\n\n{"));
 }
 
-TEST_F(cgi_program, adds_an_upload_once_however_often_it_is_asked) {
+TEST_F(cgi_program, adds_an_upload_once_even_if_asked_again) {
   machine.start();
   for (int i = 0; i < 20; ++i) {
     machine.client.add({});
@@ -77,7 +77,7 @@ TEST_F(cgi_program, adds_an_upload_once_however_often_it_is_asked) {
   EXPECT_EQ(machine.client.list()["total"].int_value(), 21);
 }
 
-TEST_F(cgi_program, keeps_this_machines_job_number_and_tells_the_size_of_the_output) {
+TEST_F(cgi_program, hides_this_machines_job_number_and_returns_the_size_of_the_output) {
   machine.root.plan(tool::transcode, tool_plan().write("{-o}", "twelve bytes"));
   machine.start();
   machine.root.write_source("/mnt/media/clip.ts", "video/mp2t");
@@ -89,7 +89,7 @@ TEST_F(cgi_program, keeps_this_machines_job_number_and_tells_the_size_of_the_out
   EXPECT_THAT(text, HasSubstr("\"output size\": 12,"));
 }
 
-TEST_F(cgi_program, answers_404_for_an_item_that_is_not_there) {
+TEST_F(cgi_program, answers_404_for_a_missing_item) {
   machine.start();
   const std::string text = post("list", "entry id:nobody\n\n");
   EXPECT_THAT(text, StartsWith("Status: 404 Not Found\r\n"));
@@ -149,7 +149,7 @@ TEST_F(cgi_program, refuses_a_body_over_64_kib) {
               StartsWith("Status: 413 Payload Too Large\r\n"));
 }
 
-TEST_F(cgi_program, refuses_the_other_servers_form_to_foreign_pages) {
+TEST_F(cgi_program, refuses_the_server_interface_to_foreign_pages) {
   machine.start();
   const auto id = machine.client.add({});
   const std::string text = ask_page("POST", "c=vodsrv&vc=remove", "entry id:" + id + "\n\n",
@@ -173,7 +173,7 @@ TEST_F(cgi_program, shows_the_page_a_queue_of_512) {
   EXPECT_THAT(body, testing::Not(HasSubstr("process")));
 }
 
-TEST_F(cgi_program, tells_the_page_that_nothing_changed) {
+TEST_F(cgi_program, answers_the_page_that_nothing_changed) {
   machine.start();
   machine.client.add({});
   const std::string text = get("c=queue");
@@ -216,14 +216,14 @@ TEST_F(cgi_program, refuses_a_change_to_a_profile_that_the_source_does_not_offer
   EXPECT_EQ(machine.client.item(id)["transcode profile"].string_value(), "720");
 }
 
-TEST_F(cgi_program, looks_into_no_file_that_the_service_would_not_take) {
+TEST_F(cgi_program, opens_no_file_that_the_service_would_refuse) {
   machine.start();
   EXPECT_THAT(command("add", R"({"file": "/etc/passwd", "profile": "1440"})"),
               HasSubstr("Rejected: Forbidden input file"));
   EXPECT_EQ(machine.root.calls(tool::quote).size(), 0U);
 }
 
-TEST_F(cgi_program, tells_the_page_why_a_file_is_refused_and_leaves_nothing) {
+TEST_F(cgi_program, gives_the_page_the_reason_of_a_refusal_and_leaves_nothing) {
   machine.root.write("/mnt/media/other.ts", "");
   machine.start();
   const std::string text =
@@ -244,7 +244,7 @@ TEST_F(cgi_program, carries_out_the_pages_commands) {
   EXPECT_THAT(command("pause", R"({"id": "nobody"})"), StartsWith("Status: 404 Not Found\r\n"));
 }
 
-TEST_F(cgi_program, takes_no_commands_without_the_pages_mark_or_from_foreign_pages) {
+TEST_F(cgi_program, refuses_commands_without_the_pages_mark_or_from_foreign_pages) {
   machine.start();
   const auto id = machine.client.add({});
   const std::string body = "{\"id\": \"" + id + "\"}";
@@ -263,13 +263,13 @@ TEST_F(cgi_program, keeps_methods_apart) {
   EXPECT_THAT(get("c=command&vc=pause", "HTTP_X_VOD_PAGE=1"), StartsWith("Status: 405"));
 }
 
-TEST_F(cgi_program, tells_the_page_that_there_is_no_service) {
+TEST_F(cgi_program, answers_the_page_that_there_is_no_service) {
   const std::string text = get("c=queue");
   EXPECT_THAT(text, StartsWith("Status: 503 Service Unavailable\r\n"));
   EXPECT_THAT(text, HasSubstr("{\"error\": \"no service\""));
 }
 
-TEST_F(cgi_program, tells_a_person_what_it_is) {
+TEST_F(cgi_program, explains_itself_to_a_person) {
   const auto help = machine.root.run({QX_VOD_CGI, "--help"});
   EXPECT_EQ(help.status, 0);
   EXPECT_THAT(help.out, HasSubstr("CGI"));

@@ -1,4 +1,4 @@
-// The queue as the page is told of it.
+// The queue as it is sent to the page.
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -57,13 +57,13 @@ std::string group(const json11::Json::object& made) {
   return read_item(json11::Json(made), item) ? group_name(group_of(item)) : "none";
 }
 
-TEST(cgi_queue_view, shows_what_runs_then_what_is_to_come_then_what_ended_latest_first) {
+TEST(cgi_queue_view, shows_running_then_waiting_then_ended_jobs_latest_first) {
   const auto seen = view({job("a", "done"), job("b", "ready"), job("c", "cancelled"),
                           job("d", "ready", "paused", true), job("e", "transcoding")});
   EXPECT_THAT(ids(seen), ElementsAre("e", "b", "d", "c", "a"));
 }
 
-TEST(cgi_queue_view, cuts_out_what_is_on_the_screen) {
+TEST(cgi_queue_view, cuts_out_the_requested_page) {
   queue_query wanted;
   wanted.first = 1;
   wanted.count = 2;
@@ -115,7 +115,7 @@ TEST(cgi_queue_view, searches_paths_and_texts_in_either_case) {
   EXPECT_THAT(ids(seen), ElementsAre("a", "b"));
 }
 
-TEST(cgi_queue_view, tells_when_a_job_is_expected_to_be_ready) {
+TEST(cgi_queue_view, contains_when_a_job_is_expected_to_be_ready) {
   EXPECT_EQ(view({job("a", "transcoding")}, {}, 90.4)["items"][0]["ready_at"].dump(), "1090");
   EXPECT_TRUE(view({job("a", "transcoding")})["items"][0]["ready_at"].is_null());
 }
@@ -124,17 +124,17 @@ TEST(cgi_queue_view, leaves_out_command_lines) {
   EXPECT_THAT(view({job("a", "remote transcode")}).dump(), Not(HasSubstr("secret")));
 }
 
-TEST(cgi_queue_view, leaves_out_what_was_removed) {
+TEST(cgi_queue_view, leaves_out_removed_jobs) {
   EXPECT_EQ(view({job("a", "cleared")})["total"].int_value(), 0);
 }
 
-TEST(cgi_queue_view, tells_the_jobs_in_line_but_not_those_that_wait_for_somebody) {
+TEST(cgi_queue_view, contains_the_jobs_in_line_except_those_that_wait_for_a_user) {
   const auto seen = view({job("a", "ready"), job("b", "ready", "paused", true), job("c", "init"),
                           job("d", "transcoding"), job("e", "done")});
   EXPECT_THAT(ids(seen, "line"), ElementsAre("d", "a"));
 }
 
-TEST(cgi_queue_view, tells_the_first_16_in_line) {
+TEST(cgi_queue_view, contains_the_first_16_in_line) {
   json11::Json::array jobs;
   for (int i = 0; i < 20; ++i) {
     jobs.push_back(job(std::to_string(i), "ready"));
@@ -142,7 +142,7 @@ TEST(cgi_queue_view, tells_the_first_16_in_line) {
   EXPECT_EQ(view(jobs)["line"].array_items().size(), 16U);
 }
 
-TEST(cgi_job_group, of_a_cancelled_job_is_failed_unless_somebody_asked) {
+TEST(cgi_job_group, of_a_cancelled_job_is_failed_unless_a_user_cancelled_it) {
   EXPECT_EQ(group(job("a", "cancelled", "state", "Transcoding failed")), "failed");
   EXPECT_EQ(group(job("a", "cancelled", "state", "Cancelled by user")), "cancelled");
   EXPECT_EQ(group(job("a", "cancelled", "state", "Transcode cancelled, remote end cancelled")),
@@ -154,7 +154,7 @@ TEST(cgi_job_group, of_a_resumed_transcode_without_its_turn_is_waiting) {
   EXPECT_EQ(group(job("a", "transcoding", "waiting", true)), "waiting");
 }
 
-TEST(cgi_folded_text, keeps_bytes_that_are_no_text) {
+TEST(cgi_folded_text, keeps_bytes_that_are_not_text) {
   EXPECT_EQ(folded_text("A\xff\xc3Z"), "a\xff\xc3z");
   EXPECT_EQ(folded_text(std::string("A\0B", 3)), std::string("a\0b", 3));
 }

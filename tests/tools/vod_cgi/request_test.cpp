@@ -13,7 +13,7 @@ constexpr char uuid[] = "0f8b1c2d-0000-4abc-8def-0123456789ab";
 
 class cgi_command : public testing::TestWithParam<const char*> {};
 
-TEST_P(cgi_command, is_let_through) {
+TEST_P(cgi_command, is_allowed) {
   EXPECT_EQ(command_of_query(std::string("c=vodsrv&vc=") + GetParam()), GetParam());
 }
 
@@ -64,7 +64,7 @@ TEST_F(cgi_body, may_have_the_line_ends_of_http) {
   EXPECT_THAT(pairs, ElementsAre(Pair("a", "b")));
 }
 
-TEST_F(cgi_body, keeps_the_blank_behind_a_colon) {
+TEST_F(cgi_body, keeps_the_blank_after_a_colon) {
   ASSERT_TRUE(fill("a: b\n"));
   EXPECT_THAT(pairs, ElementsAre(Pair("a", " b")));
 }
