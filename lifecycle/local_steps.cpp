@@ -4,9 +4,9 @@
 #include <sys/stat.h>
 
 #include "platform/cpu.h"
+#include "platform/transcode_settings.h"
 #include "queue/queue_item.h"
 #include "queue/slots.h"
-#include "queue/transcode_settings.h"
 #include "remote/download.h"
 #include "rules/texts.h"
 #include "rules/transcoder_contract.h"

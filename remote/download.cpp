@@ -8,8 +8,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/transcode_settings.h"
 #include "queue/queue_item.h"
-#include "queue/transcode_settings.h"
 #include "remote/remote_step.h"
 #include "rules/download_output.h"
 #include "rules/json_keys.h"

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "platform/sliding_window_v4.h"
+#include "platform/transcode_settings.h"
 #include "queue/queue_item.h"
-#include "queue/transcode_settings.h"
 #include "remote/download.h"
 #include "remote/remote_step.h"
 #include "rules/control_words.h"

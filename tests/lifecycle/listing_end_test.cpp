@@ -1,7 +1,7 @@
 // The end of a profile listing: what is read out of it, and what becomes of the item.
 #include <gmock/gmock.h>
 
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "tests/lifecycle/ended_step.h"
 
 using namespace qx_test;

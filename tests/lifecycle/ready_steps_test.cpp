@@ -5,8 +5,8 @@
 #include <gmock/gmock.h>
 
 #include "platform/metadata_v4.h"
+#include "platform/transcode_settings.h"
 #include "queue/process_state.h"
-#include "queue/transcode_settings.h"
 #include "tests/exec/exec_bench.h"
 
 using namespace qx_test;

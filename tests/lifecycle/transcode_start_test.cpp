@@ -6,9 +6,9 @@
 #include <gmock/gmock.h>
 
 #include "lifecycle/scheduler.h"
+#include "platform/transcode_settings.h"
 #include "queue/process_state.h"
 #include "queue/slots.h"
-#include "queue/transcode_settings.h"
 #include "tests/exec/exec_bench.h"
 
 using namespace qx_test;

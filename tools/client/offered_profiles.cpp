@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "rules/limits.h"
 #include "rules/transcoder_contract.h"
 

@@ -1,7 +1,7 @@
 // qxmi_remote_transcode: sends a file to the server that is to transcode it.
 #include <cstdio>
 
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "tools/command_line/command_line.h"
 #include "tools/command_line/option_parser.h"
 #include "tools/job_log/job_log.h"

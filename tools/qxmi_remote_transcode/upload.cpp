@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "platform/paths.h"
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "tools/command_line/command_line.h"
 #include "tools/job_log/job_log.h"
 #include "tools/media/process_runner.h"

@@ -9,8 +9,8 @@
 #include <unistd.h>
 
 #include "platform/file_bytes.h"
+#include "platform/transcode_settings.h"
 #include "platform/unique_fd.h"
-#include "queue/transcode_settings.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include <gmock/gmock.h>
 
+#include "platform/transcode_settings.h"
 #include "platform/unique_fd.h"
-#include "queue/transcode_settings.h"
 #include "tools/qx_vod_ctl/doctor/remote_server.h"
 
 using ::testing::HasSubstr;

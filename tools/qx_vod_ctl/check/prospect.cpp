@@ -9,7 +9,7 @@
 #include "platform/cpu.h"
 #include "platform/media_metadata.h"
 #include "platform/paths.h"
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "rules/control_words.h"
 #include "rules/output_name.h"
 #include "rules/source_rules.h"

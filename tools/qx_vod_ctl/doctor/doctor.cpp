@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include "platform/paths.h"
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"

@@ -5,7 +5,7 @@
 
 #include <unistd.h>
 
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "rules/tool_commands.h"

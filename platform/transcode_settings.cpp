@@ -1,5 +1,5 @@
 // Reads the configuration file: lines of "name = value", the last line of a name counts.
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 
 #include <cstdio>
 #include <cstdlib>

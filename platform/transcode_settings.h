@@ -1,5 +1,4 @@
-// The configuration record. This header includes nothing of the service; the companion tools use it
-// too.
+// The configuration record, for the service and its companion tools.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +24,7 @@ public:
   void clear();
 
   // Puts every field at its default, then reads "/mnt/main/tv/vod.conf". A file that cannot be
-  // read, unknown keys and lines that are no pair are passed over without a word.
+  // read, unknown keys and malformed lines are silently ignored.
   void vod_conf_load();
 
   // True when address, user and password were all given and there is an address: transcodes then

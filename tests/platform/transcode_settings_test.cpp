@@ -1,7 +1,7 @@
 // The configuration file, line by line.
 #include <gtest/gtest.h>
 
-#include "queue/transcode_settings.h"
+#include "platform/transcode_settings.h"
 #include "tests/support/private_root.h"
 
 using namespace qx_test;
