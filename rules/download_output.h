@@ -1,4 +1,4 @@
-// What the download tool prints while it fetches an output.
+// Reads the lines that the download tool prints while it fetches an output.
 #pragma once
 
 #include <cstdint>

@@ -44,7 +44,7 @@ constexpr char key_remote_address[] = "ip";
 constexpr char key_remote_name[] = "name";
 constexpr char key_remote_document[] = "json";
 
-// Bytes of a finished job's output; the gateway adds it to what it hands out.
+// Bytes of a finished job's output; the gateway adds it to its replies.
 constexpr char key_output_size[] = "output size";
 
 // ---- A listing or a queue file

@@ -1,7 +1,7 @@
-// Which sources may be transcoded, and the text of each refusal. The service judges its jobs by
-// these functions, and "qx_vod_ctl check" what would become of a file. Callers gather the facts:
-// they ask the policy (platform/forbidden_area.h), open folders and read metadata, in the order of
-// the functions below. Each text is empty where there is nothing to refuse.
+// Decides which sources may be transcoded, and with which text the others are refused. The service
+// and "qx_vod_ctl check" both use these functions. Callers gather the facts: they ask the policy
+// (platform/forbidden_area.h), open folders and read metadata, in the order of the functions below.
+// A function that accepts the source returns an empty text.
 #pragma once
 
 #include <optional>
@@ -33,7 +33,7 @@ std::string path_refusal(const std::string& path, unsigned area);
 // not looked at where it could not.
 std::string folder_refusal(bool is_open, unsigned area);
 
-// Judges what has the source's name in its folder: `error` is the errno of the look-up, 0 where it
+// Judges the file of the source's name in its folder: `error` is the errno of the look-up, 0 if it
 // succeeded with the file mode `mode`. Links are not followed.
 std::string file_refusal(int error, mode_t mode);
 
@@ -41,8 +41,8 @@ std::string file_refusal(int error, mode_t mode);
 constexpr char entry_file_type[] = "file type";
 constexpr char entry_offline[] = "offline";
 
-// Judges a source by the values of these entries, each "" where there is none.
-// A source without a type is not refused: it has to be identified first.
+// Judges a source by the values of these entries; "" means that the entry is missing. A source
+// without a type is not refused: it has to be identified first.
 std::string metadata_refusal(const std::string& file_type, const std::string& offline);
 
 // Whether a source of that MIME type is transcoded.

@@ -12,7 +12,7 @@
 //             v
 //        cancelling -> cancelled          (from every state but done)
 //
-// Four of the states are phases with steps of their own, each kept in a sub-machine that is valid
+// Four of the states are phases that consist of steps, each kept in a sub-machine that is valid
 // only while the job is in that state:
 //
 //   ready:             init -> check meta -> query profiles -> ready to transcode

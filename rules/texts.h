@@ -1,5 +1,5 @@
-// The status texts of a job that more than one place gives it or looks for. Users read them, and
-// other servers and scripts compare them.
+// The status texts of a job that are given or looked for in more than one place. Users read them,
+// and other servers and scripts compare them.
 #pragma once
 
 // ---- On its way
@@ -14,7 +14,7 @@ constexpr char text_restart_on_resume[] = "Transcoding will restart when user re
 constexpr char text_cancelled[] = "Cancelled by user";
 constexpr char text_cancelled_remotely[] = "Transcode cancelled, remote end cancelled";
 
-// ---- Refused: what is wrong with the source
+// ---- Refused because of the source
 
 constexpr char text_source_forbidden[] = "Rejected: Forbidden input file";
 constexpr char text_source_is_metadata[] = "Rejected: File is metadata";

@@ -1,4 +1,4 @@
-// What the lines of the download tool say.
+// Reading the lines of the download tool.
 #include <gtest/gtest.h>
 
 #include "rules/download_output.h"

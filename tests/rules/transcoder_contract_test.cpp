@@ -1,4 +1,4 @@
-// The contract with the transcoder, seen from both sides.
+// Both sides of the contract with the transcoder.
 #include <gmock/gmock.h>
 
 #include "rules/transcoder_contract.h"
