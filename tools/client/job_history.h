@@ -12,8 +12,8 @@ public:
   // Reads the file if it exists; malformed lines are ignored.
   void load(const std::string& path);
 
-  // Writes the file whole, under a temporary name first. False when it cannot be written, which
-  // costs nothing but the knowledge.
+  // Writes the complete file, under a temporary name first. False if it cannot be written, which
+  // only loses the measurements.
   bool save(const std::string& path) const;
 
   // Records the progress of a running job: `progress` in ten-thousandths, `now` in seconds since

@@ -15,8 +15,8 @@ public:
   outlook() : outlook(find_history()) {}
   explicit outlook(history_place place);
 
-  // Takes note of the queue as it is at `now` (seconds since 1970). A shared history is read before
-  // and written after that: others take note at the same time.
+  // Records the queue at `now` (seconds since 1970). A shared history is read before and written
+  // after that, because others record at the same time.
   void note(const std::vector<listed_item>& items, std::int64_t now);
 
   // Seconds until each of `items`, the whole queue in its order, is done.
@@ -30,7 +30,7 @@ public:
   void save() const;
 
 private:
-  // Seconds, as the metadata beside the source tell. Read until they tell it.
+  // Seconds, according to the metadata next to the source. Read until known.
   std::optional<double> length_of(const std::string& file);
 
   history_place place_;

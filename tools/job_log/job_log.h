@@ -44,7 +44,7 @@ void log_program(const std::vector<std::string>& argv);
 void log_program_errors(std::string_view bytes);
 void log_program_end(std::string_view how, std::chrono::milliseconds took);
 
-// The code of the failure that is reported next, where its words do not tell it.
+// Sets the code of the next reported failure, if its words do not imply it.
 void name_failure(failure why);
 
 // The failure that the tool reports; the last one counts. `file` is the file concerned, empty for

@@ -1,5 +1,5 @@
-// The log of a job's tools as a file: where it lies, and how its sections begin and end.
-// docs/failures.md tells its form.
+// The log of a job's tools as a file: its place, and the begin and end of its sections. The format
+// is described in docs/failures.md.
 #pragma once
 
 #include <cstddef>

@@ -113,11 +113,11 @@ std::chrono::milliseconds clock_tick() {
   return std::chrono::milliseconds(tick.tv_nsec / 1000000);
 }
 
-// The last run of the tool, if it is this job's. Of an output's log every run is that began before
-// the status was written: one tool at a time works on a step, and the next one starts once the end
-// of this one is seen. Of a source's log one is for certain that ended just before; where the
-// status was written again, as when the service starts, the log tells as long as it has one
-// failure only.
+// The failure of the tool's last run, if that run belongs to this job. In an output's log, every
+// run that began before the status was written does: one tool at a time works on a step, and the
+// next one starts after the service has seen its end. In a source's log, only a run that ended just
+// before is certain; if the status was written again, for example when the service started, the log
+// is only conclusive if it has a single failure.
 std::optional<std::string> failure_of_job(std::vector<logged_run> runs, bool is_shared,
                                           const std::optional<timespec>& settled) {
   if (settled) {
@@ -141,7 +141,7 @@ std::string look_up(const failed_step& step, const ended_job& job) {
   // Asked first: a run that ends between the two has its end in the text.
   const bool in_use = job_log_in_use(media);
   std::string log = read_job_log(media, tail_size);
-  // Where the end does not tell, an earlier run may have to.
+  // If the end of the log is not conclusive, an earlier run may be.
   if (!step.beside_output || runs_of(log, step.tool).empty()) { log = read_job_log(media); }
   auto runs = runs_of(log, step.tool);
   if (in_use && !runs.empty() && runs.back().end.empty()) { runs.pop_back(); }

@@ -18,7 +18,7 @@ struct ended_job {
 };
 
 // "CODE: SENTENCE" of a job that was cancelled by the failure of a tool, control characters made
-// visible; empty when no tool's failure has ended it, none is logged, or the log does not tell
-// which of several failures was this job's: all jobs of a source share its log. A run that began
-// after the job's status was written last does not count.
+// visible; empty if the job did not end by a tool's failure, none is logged, or the log does not
+// show which of several failures was this job's: all jobs of a source share its log. A run that
+// began after the last write of the job's status does not count.
 std::string why_it_failed(const ended_job& job);

@@ -20,7 +20,7 @@ namespace {
 
 constexpr int lowest_best_effort = 7;
 
-// The wait status of a child whose end nobody knows: exit status 255.
+// The wait status of a child whose exit status is lost: exit status 255.
 constexpr int lost_end = 255 << 8;
 
 struct pipe_pair {

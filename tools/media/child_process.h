@@ -44,7 +44,7 @@ public:
   int errors_fd() const { return errors_.get(); }
   int end_fd() const { return end_.get(); }
 
-  // Stops or continues the child; saying the same twice costs nothing.
+  // Stops or continues the child; repeated calls have no effect.
   void set_stopped(bool stopped);
 
   // Ends the child at once, stopped or not. It is still to be reaped.

@@ -34,7 +34,7 @@ constexpr double interlaced_rates[] = {25.0, 30000.0 / 1001.0, 30.0};
 // Each of their pictures is a key picture.
 constexpr const char* key_picture_codecs[] = {"prores", "dnxhd", "dvvideo"};
 
-// No way to code fields: whoever used these took pains with the pictures before.
+// These codecs cannot code fields, so their pictures were prepared with care.
 constexpr const char* progressive_codecs[] = {"vp8", "vp9", "av1"};
 
 template <typename value_type, typename list_type>

@@ -1,5 +1,5 @@
-// Finds out whether a film is interlaced, where its file does not tell or tells it wrong. Runs the
-// engine on a few places of the film.
+// Finds out whether a video is interlaced if its file does not declare it, or declares it wrongly.
+// Runs the engine on a few places of the video.
 #pragma once
 
 #include <string>

@@ -1,9 +1,9 @@
-// Tells pictures of two moments from pictures of one by their looks.
+// Distinguishes interlaced from progressive pictures by their looks.
 //
-// A field is woven with its counterpart of the same picture and of the next one. The nearer the
-// moments of the two, the less the result is combed. In a picture of one moment its own fields
-// fit best by far. In one of two moments, a field fits its own counterpart as well as the one of
-// the neighbouring picture that is as near in time, and the third is three times as far.
+// A field is woven with its counterpart of the same picture and of the next one. The closer the two
+// are in time, the less the result is combed. In a progressive picture, its own fields match best
+// by far. In an interlaced one, a field matches its own counterpart as well as the one of the
+// neighbouring picture that is as close in time, and the third is three times as far away.
 #include "tools/media/field_votes.h"
 
 #include <algorithm>

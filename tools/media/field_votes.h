@@ -1,4 +1,4 @@
-// Tells pictures of two moments from pictures of one by their looks. The even lines are the top
+// Distinguishes interlaced from progressive pictures by their looks. The even lines are the top
 // field, the odd lines the bottom field.
 #pragma once
 

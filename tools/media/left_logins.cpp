@@ -22,7 +22,7 @@ bool is_same_file(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// Where anybody may make a folder, only what this user's tools made is touched.
+// In directories that are open to all, only directories created by this user's tools are touched.
 bool is_left_over(int place, const char* name, const unique_fd& folder) {
   struct stat opened = {};
   struct stat named = {};

@@ -20,8 +20,8 @@ bool is_same_file(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// The lock tells that nobody writes it; the second look, that it is still the file of that name.
-// The directory may be open to all: nothing but a regular file is opened, and nothing waited for.
+// The lock shows that nobody writes it; the second check, that the name still belongs to this file.
+// The directory may be open to all: only regular files are opened, and nothing may block.
 bool is_left_over(int directory, const char* name, unique_fd& file, struct stat& status) {
   struct stat named = {};
   file.reset(openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

@@ -39,7 +39,7 @@ struct video_stream {
   bool cover = false;      // an attached picture of a sound file, no moving picture
   bool preferred = false;  // marked as default
   double start = 0.0;      // seconds on the file's own clock
-  double duration = 0.0;   // seconds; 0 when the container does not tell
+  double duration = 0.0;   // seconds; 0 if the container does not declare it
   std::vector<int> programs;
 
   // True for PQ and HLG, which look wrong on an ordinary screen unless they are mapped.
@@ -50,7 +50,7 @@ struct audio_stream {
   int index = 0;
   std::string codec;
   int channels = 0;
-  bool layout_known = false;  // whether the file tells where its channels belong
+  bool layout_known = false;  // whether the file declares the positions of its channels
   int sample_rate = 0;
   std::string language;    // as the file names it; empty if not declared
   bool preferred = false;  // marked as default
@@ -76,7 +76,7 @@ struct media_info {
   double start = 0.0;               // seconds; broadcast streams begin anywhere
   double duration = 0.0;            // seconds; 0 when unknown, as for a still
   bool duration_estimated = false;  // guessed from the bit rate or a clock that jumps: no yardstick
-  bool still = false;         // a picture file: one stream in `video`, of no rate and no duration
+  bool still = false;         // a picture file: one stream in `video`, without rate and duration
   std::int64_t bit_rate = 0;  // bits a second; 0 when unknown
   std::vector<video_stream> video;
   std::vector<audio_stream> audio;

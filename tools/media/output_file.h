@@ -19,10 +19,10 @@ public:
   // on a busy machine.
   static constexpr std::chrono::milliseconds usual_patience{15000};
 
-  // Creates the temporary file beside `path`, empty and for its owner alone, and removes what
-  // killed tools have left there. An existing `path` stays as it is until commit(); a directory is
-  // refused, and so is a result that another tool is still writing after `patience`. The wait ends
-  // early when the tool is asked to stop. False with the cause in `error`.
+  // Creates the temporary file next to `path`, empty and readable only by its owner, and removes
+  // those that killed tools left there. An existing `path` is unchanged until commit(); a directory
+  // is refused, and so is a result that another tool is still writing after `patience`. The wait
+  // ends early if the tool is asked to stop. False with the cause in `error`.
   bool create(const std::string& path, std::string& error,
               std::chrono::milliseconds patience = usual_patience);
 

@@ -15,14 +15,14 @@ struct packet_times {
 // stream in which it occurred continues without a gap.
 class packet_timeline {
 public:
-  // Whether the container's clock may jump. In other containers each step of time is meant.
+  // Whether the container's clock may jump. In other containers each step of time is intended.
   explicit packet_timeline(bool clock_may_jump) : clock_may_jump_(clock_may_jump) {}
 
   // Takes the next packet of the file.
   void add(int stream, const packet_times& packet);
 
-  // Where that stream ends on the line, in seconds on the clock of the file's beginning. False when
-  // it has no packets or they have no clock.
+  // Where that stream ends, in seconds on the clock of the file's beginning. False if it has no
+  // packets or they have no time stamps.
   bool end_of(int stream, double& end) const;
 
   // The latest end of the streams that begin at `time` or later, on the same line; `time` when

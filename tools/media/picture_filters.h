@@ -18,15 +18,15 @@ colour_matrix matrix_for(picture_size size);
 // The engine's name of it.
 const char* matrix_name(colour_matrix matrix);
 
-// Names the matrix that the stream does not tell, and brings pictures whose size calls for another
-// one to it. Comes first: the filters that follow go by it.
+// Sets the matrix if the stream does not declare it, and converts pictures whose size implies
+// another one. Comes first, since the following filters depend on it.
 std::string assumed_colours(const video_stream& stream);
 
 // Whether its decoder marks each picture as interlaced or not.
 bool marks_each_picture(const video_stream& stream);
 
-// Makes one progressive picture of each that is interlaced: where pictures are marked so, also when
-// the stream as a whole is not, and all of them where only the container or their looks tell.
+// Deinterlaces the pictures that are marked as interlaced, even if the stream as a whole is not,
+// and all pictures if only the container or their looks indicate it.
 std::string deinterlacer(const video_stream& stream);
 
 // Scales to `size`, both sides even, with square pixels and ordinary colours: BT.709 primaries and

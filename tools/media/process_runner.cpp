@@ -15,7 +15,7 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-// Of each end of the errors: the first tell the cause, the last how it went out.
+// How much is kept of each end of the errors: the first lines give the cause, the last the outcome.
 constexpr std::size_t errors_kept = 4096;
 constexpr std::size_t read_size = 16384;
 

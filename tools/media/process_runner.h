@@ -52,7 +52,7 @@ public:
   virtual void on_line(std::string_view line) = 0;
 
   // Called at least every tick_interval while the child runs. True keeps the child stopped until
-  // the next tick. `suspended` tells that the tool is suspended, and the child with it.
+  // the next tick. `suspended` means that the tool is suspended, and the child with it.
   virtual bool on_tick(const child_process& child, bool suspended) = 0;
 
   static constexpr std::chrono::milliseconds tick_interval{50};

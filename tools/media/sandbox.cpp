@@ -175,7 +175,7 @@ const passwd* account_to_take() {
   return account != nullptr && is_mapped(account->pw_uid) ? account : nullptr;
 }
 
-// The file's owner stays as it is: by it the file is told from those that strangers make.
+// The file's owner is not changed: it distinguishes the file from those of strangers.
 bool lend(int file, gid_t group) {
   return fchown(file, static_cast<uid_t>(-1), group) == 0 && fchmod(file, 0660) == 0;
 }
@@ -308,7 +308,7 @@ public:
                                        SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0))) &&
            forbid("clone3", ENOSYS);  // its flags are in memory; the C library takes clone instead
   }
-  // Characters pushed into a terminal would be read by whoever uses it next.
+  // Characters pushed into a terminal would be read by its next user.
   bool forbid_typing() {
     return keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(ioctl), 1,
                                        SCMP_A1(SCMP_CMP_MASKED_EQ, 0xffffffffU, TIOCSTI)));

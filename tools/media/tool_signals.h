@@ -7,9 +7,8 @@
 #pragma once
 
 // Blocks the signals and opens the descriptor; call it first in main, before any thread or child
-// exists. It also fills descriptors 0 to 2 from /dev/null where the tool was started without
-// them, and ignores SIGPIPE: a reader of progress that goes away must not cost the work done so
-// far. False when the kernel refuses; errno tells why.
+// exists. It also opens missing descriptors 0 to 2 on /dev/null, and ignores SIGPIPE: the work must
+// not be lost because a reader of progress goes away. False if the kernel refuses, with errno set.
 bool catch_tool_signals();
 
 // Becomes readable when a signal has arrived; -1 before catch_tool_signals().
@@ -26,6 +25,6 @@ int stop_signal();
 bool suspend_wanted();
 
 // The last statement of main, after every destructor that has to run: closes the job's log and dies
-// by the stop signal if there was one, so that whoever waits sees the true reason; else returns
+// by the stop signal if there was one, so that the parent sees the true reason; else returns
 // `status`.
 int end_of_tool(int status);

@@ -43,8 +43,8 @@ bool read_change(const std::string& text, name_values& changes) {
   return true;
 }
 
-// Why the item cannot have the profile that `changes` would give it; empty where it can, and where
-// only the service can tell.
+// Why the item cannot have the profile that `changes` would set; empty if it can, or if only the
+// service knows.
 std::string problem_of(vod_service& service, const std::string& id, const name_values& changes) {
   std::string profile;
   std::string file;

@@ -21,7 +21,7 @@ constexpr int most_looks = 150;
 struct removal {
   std::size_t items = 0;
   std::size_t running = 0;
-  std::size_t with_source = 0;  // whose source file goes with them
+  std::size_t with_source = 0;  // whose source file would be deleted
 };
 
 // The service deletes the source of a job that has begun and is not done.
@@ -91,8 +91,8 @@ struct remove_options {
   bool json = false;
 };
 
-// Where nobody can be asked, a script that names its items means them; one that empties a queue has
-// to say so.
+// Without a terminal, a script that names its items means them; one that empties a queue must say
+// so.
 int run_remove(vod_service& service, const item_choice& choice, const remove_options& options) {
   auto selection = select_items(service, choice,
                                 [](const item_view& item) { return !item.is(TRANSCODE_CLEARED); });

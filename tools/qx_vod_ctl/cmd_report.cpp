@@ -19,12 +19,12 @@
 namespace {
 
 int fail(const std::string& subject, const std::string& cause) {
-  // Whoever asked for the end needs no reason for it.
+  // A user who stopped the command needs no reason.
   if (stop_signal() == 0) { report(subject, cause); }
   return exit_failure;
 }
 
-// Without a service the queue file has to do: then most of all there is something to report.
+// Without a service, when a report is needed most, the queue file must do.
 int find_without_service(const std::string& given, reported_item& item) {
   std::string error;
   item.stored = true;

@@ -141,7 +141,7 @@ int watch_queue(const std::string& colour) {
   }
   service_connection service(path_control_socket, patience);
   const int number = watch_session(service, colour).run();
-  // Ctrl-C is how most people leave; of the others whoever sent them wants to see the effect.
+  // Ctrl-C is the usual way to leave; the sender of another signal expects its effect.
   if (number != 0 && number != SIGINT) {
     std::signal(number, SIG_DFL);
     raise(number);

@@ -7,7 +7,7 @@
 #include "tools/client/item_view.h"
 #include "tools/client/vod_service.h"
 
-// How a command line tells which items it means: by ids, or by a property of theirs.
+// How a command line selects items: by ids, or by a property.
 struct item_choice {
   std::vector<std::string> given;
   bool all = false;

@@ -12,8 +12,8 @@ public:
   private_folder(const private_folder&) = delete;
   private_folder& operator=(const private_folder&) = delete;
 
-  // Makes it below "/run", which is in memory only, or below "/tmp" where that cannot be; mode
-  // 0700. False with the cause in `error`. Once per object.
+  // Creates it below "/run", which is only in memory, or else below "/tmp"; mode 0700. False with
+  // the cause in `error`. Once per object.
   bool create(std::string& error);
 
   const std::string& path() const { return path_; }

@@ -12,7 +12,7 @@ enum column { position, id, state, progress, profile, expected, name, text, colu
 using widths = std::vector<std::size_t>;
 
 constexpr std::size_t narrow = 100;  // below this every column counts
-constexpr std::size_t cramped = 60;  // below this a number has to do in place of a bar
+constexpr std::size_t cramped = 60;  // below this a number replaces the bar
 constexpr std::size_t least_name = 12;
 constexpr std::size_t least_text = 8;
 

@@ -8,7 +8,7 @@
 #include "tools/client/vod_service.h"
 #include "tools/qx_vod_ctl/id_resolver.h"
 
-// A line on standard output. It is out at once: whoever reads it may wait for it.
+// A line on standard output, flushed at once because the reader may be waiting for it.
 void print_line(std::string_view line);
 
 // The reply's data on a separate line; nothing if there is none.

@@ -28,8 +28,8 @@ struct subcommand {
 std::shared_ptr<std::vector<std::string>>
 add_operands(option_parser& parser, const std::string& name, const std::string& description);
 
-// The operands and options that tell which items are meant; whether they fit one another is seen
-// when they are selected.
+// The operands and options that select items; conflicts between them are detected when the items
+// are selected.
 std::shared_ptr<item_choice> add_item_choice(option_parser& parser);
 
 // The flag --json: the reply's data as the service sent them.

@@ -14,7 +14,7 @@ bool can_ask();
 
 bool output_is_terminal();
 
-// The size of the terminal on standard output, or the defaults where it does not tell.
+// The size of the terminal on standard output, or the defaults if it is unknown.
 screen_size terminal_size();
 
 // `choice` is "always", "never", or "auto": on a terminal that is not dumb, unless NO_COLOR is set

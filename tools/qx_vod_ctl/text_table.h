@@ -19,6 +19,6 @@ struct table_form {
 // A column in which no row has anything gets none.
 std::vector<std::size_t> table_widths(const std::vector<table_row>& rows, const table_form& form);
 
-// A row in these widths, without blanks at its end; columns of no width are left out.
+// A row in these widths, without blanks at its end; columns with width 0 are left out.
 std::string table_line(const table_row& row, const std::vector<std::size_t>& widths,
                        const table_form& form);

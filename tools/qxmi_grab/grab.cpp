@@ -47,7 +47,7 @@ public:
 
 private:
   int fail(const std::string& file, const std::string& cause) const {
-    // Whoever asked for the end needs no reason for it.
+    // A user who stopped the tool needs no reason.
     return stop_signal() != 0 ? exit_failure : report_failure(tool_, file, cause);
   }
 

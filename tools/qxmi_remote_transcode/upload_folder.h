@@ -17,8 +17,8 @@ public:
   upload_folder(const upload_folder&) = delete;
   upload_folder& operator=(const upload_folder&) = delete;
 
-  // Makes the folder in "/run", which is in memory only, or in "/tmp" where that cannot be. False
-  // with the cause in `error`.
+  // Creates the folder in "/run", which is only in memory, or else in "/tmp". False with the cause
+  // in `error`.
   bool create(std::string& error);
 
   // False with the cause in `error`: the disk, or a value that the client would cut short.

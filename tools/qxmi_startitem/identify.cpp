@@ -28,7 +28,7 @@ bool probe_was_hindered(const std::string& cause) {
   return stop_signal() != 0 || cause == late.cause() || access(ffprobe_path, X_OK) != 0;
 }
 
-// A length that is only estimated is measured; where that fails the estimate has to do.
+// A length that is only estimated is measured; if that fails, the estimate must do.
 void settle_duration(const std::string& path, media_info& media) {
   if (!media.duration_estimated || media.still) { return; }
   const video_stream* picture = media.picture();

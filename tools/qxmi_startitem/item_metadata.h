@@ -21,9 +21,8 @@ public:
   // False with the cause in `error`.
   bool load(const std::string& path, std::string& error);
 
-  // Sets the entries that have a value, and empties those of the same names that were there from
-  // an earlier time and do not apply any more: entries cannot be taken out, and an empty one says
-  // the same. After load().
+  // Sets the entries that have a value, and empties existing entries of the same names that no
+  // longer apply: entries cannot be removed, and an empty one means the same. After load().
   bool set(const std::vector<item_entry>& entries, std::string& error);
 
   // Writes the metadata file, whole. After load().

@@ -26,7 +26,7 @@ struct command_line {
   std::string file;
 };
 
-// Whoever runs it waits for it and judges its exit status, so it never leaves for the background.
+// The caller waits for the tool and checks its exit status, so it never goes to the background.
 constexpr const char* daemon_help = "Ignored; the tool never goes to the background";
 
 void define_options(option_parser& parser, command_line& line) {
@@ -51,7 +51,7 @@ std::string absolute(const std::string& path) {
 }
 
 int fail(const std::string& file, const std::string& cause) {
-  // Whoever asked for the end needs no reason for it.
+  // A user who stopped the tool needs no reason.
   return stop_signal() != 0 ? exit_failure : report_failure(tool_name, file, cause);
 }
 

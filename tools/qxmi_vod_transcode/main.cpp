@@ -50,7 +50,7 @@ int quote_source(const command_line& line) {
   source_media media;
   std::string error;
   if (!read_source_media(line.job.input, source_parts::picture_and_sound, media, error)) {
-    // Whoever asked for the end needs no reason for it.
+    // A user who stopped the tool needs no reason.
     return stop_signal() != 0 ? exit_failure : report_failure(tool_name, line.job.input, error);
   }
   std::fputs(quote_text(media, line.max_height).c_str(), stdout);

@@ -12,8 +12,8 @@ public:
   // `total` is in frames of the output; sound alone counts frames of sound_frame.
   progress_line(std::int64_t total, bool picture) : total_(total), picture_(picture) {}
 
-  // Takes one "key=value" line of the engine. True when it ends a report, so that there is
-  // something new to tell.
+  // Processes one "key=value" line of the engine. True if it ends a report, so that there is new
+  // progress.
   bool take(std::string_view line);
 
   // The line as of now, and the last one; without a line feed.
@@ -32,8 +32,8 @@ private:
   double speed_ = 0.0;
 };
 
-// Writes lines to standard output without ever waiting for a reader: a line that finds no room is
-// left out, the next one says the same and more. Once the reader has gone nothing is written.
+// Writes lines to standard output without ever waiting for a reader: a line that does not fit is
+// dropped, since the next one is more recent. After the reader has gone nothing is written.
 class progress_output {
 public:
   // `patience` is how long to wait for room.

@@ -14,8 +14,8 @@ constexpr double slowest = 1.0;
 constexpr double fastest = 60.0;
 constexpr rational usual_rate = {25, 1};
 
-// A clock that was found even has no jumps: each step of it is meant, and only longer ones than any
-// recording are not.
+// A clock that was found to be continuous has no jumps: every step is intended, unless it is longer
+// than any recording.
 constexpr double no_jumps = 100000.0;
 
 // Where a recording changes its streams in the middle, the later ones begin when those of the
@@ -25,7 +25,7 @@ constexpr double change_margin = 1.0;
 // A pause of one stream is recognised as such by the engine when the limit is above it.
 constexpr double pause_margin = 1.0;
 
-// Where a stream ends, counted from the common beginning; 0 when the container does not tell.
+// Where a stream ends, counted from the common beginning; 0 if the container does not declare it.
 template <typename stream_type>
 double end_of(const stream_type& stream, double beginning) {
   return stream.duration > 0.0 ? stream.start + stream.duration - beginning : 0.0;

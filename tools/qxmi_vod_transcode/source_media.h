@@ -17,7 +17,7 @@ struct source_media {
   double duration = 0.0;          // seconds, of the used streams; always known and above 0
   double picture_duration = 0.0;  // seconds from the common beginning to the picture's end
   double sound_duration = 0.0;    // the same of the sound; 0 when it is not known
-  bool picture_told = false;      // the container tells the picture's own length
+  bool picture_told = false;      // the container declares the length of the video stream
   bool measured = false;          // these lengths come from the packets, not from the container
 
   // How much of the sound precedes the video, in seconds, if it is less than a frame: usually the
@@ -36,8 +36,8 @@ struct source_media {
 // Which streams of a source are used.
 enum class source_parts { picture_and_sound, sound_alone };
 
-// Probes `path` and measures the length of those parts of it where the file does not tell it or its
-// word cannot be trusted. False with the cause in `error` in words that follow the file's name.
+// Probes `path` and measures the length of the parts whose declared length is missing or cannot be
+// trusted. False with the cause in `error` in words that follow the file's name.
 bool read_source_media(const std::string& path, source_parts parts, source_media& media,
                        std::string& error);
 

@@ -13,7 +13,7 @@ namespace {
 // An encoder's delay counts as the beginning.
 constexpr double latest_begin = 0.1;
 
-// A change in the middle of the sound may cost the packets that are in the works.
+// A change in the middle of the sound may lose the packets in the encoder.
 constexpr double longest_sound_gap = 0.25;
 constexpr double longest_picture_gap = 1.5;  // frames
 

@@ -16,8 +16,8 @@ namespace {
 // A page of the queue is far below this.
 constexpr std::size_t data_limit = 8U << 20U;
 
-// Of this machine alone: processes, and numbers that mean another thing on the machine of whoever
-// asks. Command lines can hold a password besides.
+// Only meaningful on this machine: processes, and numbers that mean something else on the client's
+// machine. Command lines can also contain a password.
 constexpr const char* own_keys[] = {key_fileops_job_id, key_process_argv, key_process_pid,
                                     key_remote_job};
 

@@ -9,7 +9,7 @@
 
 namespace {
 
-// FNV-1a: tells answers apart, and need not withstand anybody.
+// FNV-1a: distinguishes answers, and need not withstand attacks.
 std::string tag_of(const std::string& body) {
   std::uint64_t sum = 14695981039346656037U;
   for (const char c : body) {

@@ -107,7 +107,7 @@ bool is_in_line(const shown_job& job) {
              : job.group == job_group::waiting && job.item.state != name_of(TRANSCODE_INIT);
 }
 
-// The transcodes of this machine that run or will run without anybody's doing.
+// The transcodes of this machine that run or will run without a user's action.
 json11::Json::array jobs_in_line(const std::vector<shown_job>& sorted) {
   json11::Json::array line;
   for (const shown_job& job : sorted) {

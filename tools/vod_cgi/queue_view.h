@@ -19,6 +19,6 @@ struct expected_ends {
 
 // The answer to a query over all jobs as the service lists them: those on the screen ("items"), how
 // many match, how many there are of each group and state, and the next jobs in line. docs/http.md
-// tells the form. Equal queues give equal answers.
+// describes the format. Equal queues give equal answers.
 json11::Json view_of_queue(const std::vector<listed_item>& jobs, const expected_ends& ends,
                            const queue_query& wanted, const vod_folder& folder);

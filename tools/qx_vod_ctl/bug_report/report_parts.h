@@ -15,8 +15,8 @@ public:
   // `name` is the folder that the archive unpacks to.
   report_parts(std::string name, secret_mask secrets);
 
-  // Makes the place where the parts are collected, which is gone with this object. False with the
-  // cause in `error`.
+  // Creates the directory for the parts, which is removed with this object. False with the cause in
+  // `error`.
   bool create(std::string& error);
 
   void add_text(const std::string& part, const std::string& text);

@@ -26,7 +26,7 @@ refusal refused(std::string text) {
   return result;
 }
 
-// Whoever is not root may be kept out where the service is not.
+// A user other than root may not have access to files that the service can read.
 bool is_hidden_from_this_user(int error) {
   return geteuid() != 0 && error == EACCES;
 }

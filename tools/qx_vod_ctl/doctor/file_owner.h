@@ -12,5 +12,5 @@ std::string mode_text(mode_t mode);
 std::string user_name(uid_t user);
 std::string group_name(gid_t group);
 
-// Who but root may write to it: "everybody", "group NAME" or "user NAME"; empty where nobody may.
+// Who besides root may write to it: "everybody", "group NAME" or "user NAME"; empty if nobody may.
 std::string foreign_writer(const struct stat& status);

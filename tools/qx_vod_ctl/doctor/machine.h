@@ -30,7 +30,7 @@ finding judge_disk_room(const std::string& folder, const disk_room& room);
 struct service_folder {
   const char* check;
   const char* path;
-  bool open_to_everybody;  // others are meant to write there
+  bool open_to_everybody;  // others should be able to write there
 };
 
 finding check_folder(const service_folder& folder);

@@ -1,4 +1,4 @@
-// The service's own files beside its configuration: the queue, and the list of media folders.
+// The service's own files besides its configuration: the queue, and the list of media folders.
 #pragma once
 
 #include "tools/qx_vod_ctl/doctor/finding.h"

@@ -88,7 +88,7 @@ finding_list check_held_jobs(vod_service& service) {
   service_reply failure;
   finding_list findings;
   if (!read_queue(service, {}, listing, failure)) {
-    return findings;  // judge_answer() tells why
+    return findings;  // judge_answer() reports the reason
   }
   for (const auto& listed : listing.items) {
     const held_job held = look_at_held(listed.item);

@@ -54,7 +54,7 @@ bool find_service_process(const std::string& socket_path, service_process& proce
   return true;
 }
 
-// The kernel tells it in ticks since the machine was started.
+// The kernel gives the start in ticks since the machine was booted.
 std::time_t start_of_process(pid_t pid) {
   const auto stat = read_text_file("/proc/" + std::to_string(pid) + "/stat", stat_limit);
   const std::string ticks = field_of(stat.text, start_field);

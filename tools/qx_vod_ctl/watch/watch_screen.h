@@ -18,7 +18,7 @@ struct watch_view {
   std::string notice;   // a question, or what came of the last key; empty for the keys' names
 };
 
-// How many items a screen shows beside the lines around them.
+// How many items fit on a screen besides the lines around them.
 std::size_t visible_rows(const screen_size& size);
 
 // The first row to show so that the selected one is seen, moved as little as can be.
