@@ -1,8 +1,7 @@
 // "remove": takes a job out of the queue, through "cleanup" when its source is to go as well.
-#include <csignal>
-
 #include "control/commands.h"
 #include "control/reply.h"
+#include "lifecycle/clear_job.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "rules/control_words.h"
@@ -17,14 +16,6 @@ bool is_busy(const QueueItem& item) {
 bool needs_cleanup(const QueueItem& item) {
   return item.delete_on_finish && item.sm.state >= TRANSCODE_CANCELLED &&
          item.sm.state <= TRANSCODE_THUMBNAIL;
-}
-
-void clear_now(QueueItem& item) {
-  item.sm.set_state(TRANSCODE_CLEARED);
-  if (!item.fileops_job_dir.empty()) { item.fileops_remove_job(); }
-  item.signal_proc_group(SIGTERM);
-  item.close_proc_stdin();
-  item.close_proc_stdout();
 }
 
 }  // namespace
@@ -42,7 +33,7 @@ void do_cmd_remove(const command_call& call) {
       item.sm.set_state(TRANSCODE_CLEANUP);
       item.sm.cleanup.set_state(CLEANUP_INIT);
     } else {
-      clear_now(item);
+      clear_job(item);
     }
     trigger_transcode_queue_scan();
   }

@@ -2,6 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "exec/fail.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/queue_text_size.h"
@@ -54,8 +55,7 @@ bool modify_state(QueueItem& item, const char* value) {
   case TRANSCODE_TRANSCODING:
   case TRANSCODE_THUMBNAIL:
     if (target != TRANSCODE_CANCELLED) { return false; }
-    item.cancel_with(text_cancelled);
-    item.fileops_write_status();
+    fail(item, text_cancelled);
     return true;
   default:
     return false;

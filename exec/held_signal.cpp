@@ -21,16 +21,6 @@ void expect_handlers(QueueItem& item) {
   item.proc_held_signal = 0;
 }
 
-void QueueItem::tell_transcoder(int signal_number) {
-  if (proc_pid == -1) { return; }
-  const bool is_taken_back = proc_held_signal != 0 && proc_held_signal != signal_number;
-  proc_held_signal = is_taken_back ? 0 : signal_number;
-  if (proc_held_signal == SIGUSR2 && has_signal(read_child_signals(proc_pid).pending, SIGUSR1)) {
-    proc_patience_end = monotonic_clock_us() + signal_patience_us;
-  }
-  send_held_signal(*this);
-}
-
 // Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. Nor
 // before the tool has taken the other one, since the kernel keeps no order between the two. A
 // resume does not wait forever for that: a tool that suspends itself inside its handler cannot take
@@ -53,4 +43,15 @@ void send_held_signal(QueueItem& item) {
   }
   item.signal_proc_group(item.proc_held_signal);
   item.proc_held_signal = 0;
+}
+
+void tell_transcoder(QueueItem& item, int signal_number) {
+  if (item.proc_pid == -1) { return; }
+  const bool is_taken_back = item.proc_held_signal != 0 && item.proc_held_signal != signal_number;
+  item.proc_held_signal = is_taken_back ? 0 : signal_number;
+  if (item.proc_held_signal == SIGUSR2 &&
+      has_signal(read_child_signals(item.proc_pid).pending, SIGUSR1)) {
+    item.proc_patience_end = monotonic_clock_us() + signal_patience_us;
+  }
+  send_held_signal(item);
 }

@@ -1,6 +1,9 @@
 // Cancel, pause and resume of a job, whoever asks for it.
+#include "exec/item_control.h"
+
 #include <csignal>
 
+#include "exec/held_signal.h"
 #include "queue/queue_item.h"
 #include "queue/slots.h"
 #include "rules/control_words.h"
@@ -35,11 +38,11 @@ void QueueItem::cancel_with(const std::string& text) {
   state_message = text;  // after the cancel: it must survive it
 }
 
-void QueueItem::finish_pending_cancel() {
-  if (sm.state == TRANSCODE_CANCELLING && !is_running()) {
-    sm.set_state(TRANSCODE_CANCELLED);
-    item_in_action_remove_self(this);
-    fileops_write_status();
+void finish_pending_cancel(QueueItem& item) {
+  if (item.sm.state == TRANSCODE_CANCELLING && !item.is_running()) {
+    item.sm.set_state(TRANSCODE_CANCELLED);
+    item_in_action_remove_self(&item);
+    item.fileops_write_status();
   }
 }
 
@@ -62,7 +65,7 @@ bool QueueItem::pause() {
     // The transcoder suspends itself and keeps its place; it holds no slot while it sleeps, so the
     // next ready item may start.
     item_in_action_remove_self(this);
-    tell_transcoder(SIGUSR1);
+    tell_transcoder(*this, SIGUSR1);
   }
   paused = true;
   return true;

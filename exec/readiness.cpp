@@ -5,7 +5,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "exec/fail.h"
 #include "platform/forbidden_area.h"
+#include "queue/descriptor.h"
 #include "queue/queue_item.h"
 #include "rules/output_name.h"
 #include "rules/source_rules.h"
@@ -22,66 +24,81 @@ bool is_accepted(QueueItem& item, std::string refusal) {
   return false;
 }
 
-}  // namespace
-
-int QueueItem::validate_ready() {
-  const bool input_good = input_allowed() && input_is_file_or_folder();
-  // The folder is looked up afresh each time: it may be another one by the next check, and an open
-  // descriptor would keep its file system from being unmounted.
-  close_input_descriptors();
-  if (!input_good || !output_allowed() || !init_fileops_job()) { return 0; }
-  fileops_op = "vod";
-  fileops_write_status();
-  return 1;
-}
-
-bool QueueItem::input_allowed() {
-  const unsigned area = cgi_velmar_forbidden_area(input_file.c_str(), source_path_flags);
-  return is_accepted(*this, path_refusal(input_file, area));
+bool input_allowed(QueueItem& item) {
+  const unsigned area = cgi_velmar_forbidden_area(item.input_file.c_str(), source_path_flags);
+  return is_accepted(item, path_refusal(item.input_file, area));
 }
 
 // Judges the file in its folder by name, never opening it: a FIFO or a file on a mount that hangs
 // would block the service.
-bool QueueItem::input_is_file_or_folder() {
-  if (input_dir_fd == -1 && !input_dir.empty()) {
-    input_dir_fd = open(input_dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+bool input_is_file_or_folder(QueueItem& item) {
+  if (item.input_dir_fd == -1 && !item.input_dir.empty()) {
+    item.input_dir_fd = open(item.input_dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   }
-  const bool is_open = input_dir_fd != -1;
+  const bool is_open = item.input_dir_fd != -1;
   const unsigned area =
-      is_open ? cgi_velmar_forbidden_area_fd(input_dir_fd, source_folder_flags) : 0;
-  if (!is_accepted(*this, folder_refusal(is_open, area))) { return false; }
+      is_open ? cgi_velmar_forbidden_area_fd(item.input_dir_fd, source_folder_flags) : 0;
+  if (!is_accepted(item, folder_refusal(is_open, area))) { return false; }
   struct stat status {};
-  const int result = fstatat(input_dir_fd, input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
-  return is_accepted(*this, file_refusal(result == 0 ? 0 : errno, status.st_mode));
+  const int result =
+      fstatat(item.input_dir_fd, item.input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  return is_accepted(item, file_refusal(result == 0 ? 0 : errno, status.st_mode));
 }
 
 // An output is needed only once the profile is known; where one is set it is judged at any time.
-bool QueueItem::output_allowed() {
-  const bool past_profiles = sm.state > TRANSCODE_READY ||
-                             (sm.state == TRANSCODE_READY && sm.ready.state > READY_QUERY_PROFILES);
-  if (output_file.empty()) {
+bool output_allowed(QueueItem& item) {
+  const bool past_profiles =
+      item.sm.state > TRANSCODE_READY ||
+      (item.sm.state == TRANSCODE_READY && item.sm.ready.state > READY_QUERY_PROFILES);
+  if (item.output_file.empty()) {
     if (!past_profiles) { return true; }
-    if (!set_output_file(pick_output_file_name_from_input().c_str())) {
-      state_message = text_output_invalid;
+    if (!item.set_output_file(item.pick_output_file_name_from_input().c_str())) {
+      item.state_message = text_output_invalid;
       return false;
     }
-    if (output_file.empty()) { return true; }
+    if (item.output_file.empty()) { return true; }
   }
-  if (!is_output_path_allowed(output_file)) {
-    state_message = "Rejected: output file name is invalid";
+  if (!is_output_path_allowed(item.output_file)) {
+    item.state_message = "Rejected: output file name is invalid";
     return false;
   }
-  if (output_metadir.empty()) {
-    state_message = no_metadir_text;
+  if (item.output_metadir.empty()) {
+    item.state_message = no_metadir_text;
     return false;
   }
-  if (mkdir(output_metadir.c_str(), 0777) != 0 && errno != EEXIST) {
-    cancel_with("Unable to mkdir metadir");
-    fileops_write_status();
-    state_message = no_metadir_text;
+  if (mkdir(item.output_metadir.c_str(), 0777) != 0 && errno != EEXIST) {
+    fail(item, "Unable to mkdir metadir");
+    item.state_message = no_metadir_text;
     return false;
   }
   return true;
+}
+
+// Back to the start of "ready"; not while anything of an earlier step is left.
+bool ready_from_rest(QueueItem& item) {
+  if (item.is_running()) {
+    item.shutdown_proc();
+    item.state_message = "problem: process/thread still running. Please retry again.";
+    return false;
+  }
+  item.progress = 0;
+  item.sm.set_state(TRANSCODE_READY);
+  item.sm.ready.set_state(READY_INIT);
+  return true;
+}
+
+}  // namespace
+
+int QueueItem::validate_ready() {
+  const bool input_good = input_allowed(*this) && input_is_file_or_folder(*this);
+  // The folder is looked up afresh each time: it may be another one by the next check, and an open
+  // descriptor would keep its file system from being unmounted.
+  close_descriptor(input_dir_fd);
+  close_descriptor(input_fd);
+  if (!input_good || !output_allowed(*this) || !init_fileops_job()) { return 0; }
+  fileops_op = "vod";
+  fileops_write_status();
+  return 1;
 }
 
 bool QueueItem::ready() {
@@ -89,25 +106,12 @@ bool QueueItem::ready() {
   if ((sm.state != TRANSCODE_INIT && sm.state != TRANSCODE_CANCELLED) || validate_ready() == 0) {
     return false;
   }
-  return ready_from_rest();
+  return ready_from_rest(*this);
 }
 
 bool QueueItem::do_user_ready() {
   if (!ready()) { return false; }
   state_message = text_ready;
   fileops_write_status();
-  return true;
-}
-
-// Back to the start of "ready"; not while anything of an earlier step is left.
-bool QueueItem::ready_from_rest() {
-  if (is_running()) {
-    shutdown_proc();
-    state_message = "problem: process/thread still running. Please retry again.";
-    return false;
-  }
-  progress = 0;
-  sm.set_state(TRANSCODE_READY);
-  sm.ready.set_state(READY_INIT);
   return true;
 }

@@ -1,5 +1,7 @@
 // One turn of work of a job: the pump first, then the step that its state asks for.
 #include "exec/child_pump.h"
+#include "exec/item_control.h"
+#include "lifecycle/phases.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "remote/lifecycle_remote.h"
@@ -10,7 +12,7 @@ bool QueueItem::idle_process() {
     on_proc_terminate(proc_status);
     forget_child(*this);
   }
-  finish_pending_cancel();
+  finish_pending_cancel(*this);
   return pumped.active;
 }
 
@@ -19,18 +21,18 @@ bool QueueItem::idle() {
   if (DIE != 0) { return active; }
   switch (sm.state) {
   case TRANSCODE_READY:
-    return idle_ready() || active;
+    return idle_ready(*this) || active;
   case TRANSCODE_REMOTE:
     idle_remote(*this);
     return active;
   case TRANSCODE_TRANSCODING:
-    idle_transcoding();
+    idle_transcoding(*this);
     return active;
   case TRANSCODE_THUMBNAIL:
-    idle_thumbnail();
+    idle_thumbnail(*this);
     return active;
   case TRANSCODE_CLEANUP:
-    idle_cleanup();
+    idle_cleanup(*this);
     return active;
   default:
     return active;

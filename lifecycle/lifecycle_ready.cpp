@@ -1,5 +1,7 @@
 // The "ready" phase of a job, one small step a turn: check meta, query profiles, ready to
 // transcode.
+#include "exec/fail.h"
+#include "lifecycle/phases.h"
 #include "platform/clock.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/process_state.h"
@@ -35,67 +37,63 @@ bool finds_output(QueueItem& item) {
   return true;
 }
 
-}  // namespace
-
-// True when a step was started or advanced.
-bool QueueItem::idle_ready() {
-  if (is_running()) {
-    if (is_overrun(*this)) {
-      cancel_with(text_listing_too_long);
-      fileops_write_status();
-    }
-    return false;
-  }
-  switch (sm.ready.state) {
-  case READY_INIT:
-    identifications = 0;
-    next_identification = 0;
-    sm.ready.set_state(READY_CHECK_META);
-    return true;
-  case READY_CHECK_META:
-    return start_check_meta();
-  case READY_QUERY_PROFILES:
-    return start_query_profiles();
-  case READY_READY_TO_TRANSCODE:
-    wait_for_start();
-    return false;
-  default:
-    return fail_ready("bug: unknown ready state");
-  }
-}
-
-bool QueueItem::start_check_meta() {
-  if (must_wait(item_metadata_ident_in_action, this) ||
-      monotonic_clock_us() < next_identification) {
-    return false;
-  }
-  if (!ready_start_check_meta()) { return fail_ready(text_metadata_unreadable); }
-  if (proc_pid != -1) { item_metadata_ident_in_action = this; }
-  return true;
-}
-
-bool QueueItem::start_query_profiles() {
-  if (must_wait(item_query_profiles_in_action, this)) { return false; }
-  if (!ready_start_query_profiles()) { return fail_ready("unable to list profiles"); }
-  if (proc_pid != -1) { item_query_profiles_in_action = this; }
-  return true;
-}
-
-bool QueueItem::fail_ready(const char* text) {
+bool fail_ready(QueueItem& item, const char* text) {
   if (DIE == 0) {  // a step refused because of the shutdown has not failed
-    cancel_with(text);
-    fileops_write_status();
+    fail(item, text);
   }
+  return true;
+}
+
+bool start_check_meta(QueueItem& item) {
+  if (must_wait(item_metadata_ident_in_action, &item) ||
+      monotonic_clock_us() < item.next_identification) {
+    return false;
+  }
+  if (!item.ready_start_check_meta()) { return fail_ready(item, text_metadata_unreadable); }
+  if (item.proc_pid != -1) { item_metadata_ident_in_action = &item; }
+  return true;
+}
+
+bool start_query_profiles(QueueItem& item) {
+  if (must_wait(item_query_profiles_in_action, &item)) { return false; }
+  if (!item.ready_start_query_profiles()) { return fail_ready(item, "unable to list profiles"); }
+  if (item.proc_pid != -1) { item_query_profiles_in_action = &item; }
   return true;
 }
 
 // The scheduler starts the transcode; here only what would keep it waiting for ever is caught.
-void QueueItem::wait_for_start() {
-  if (quoted_profile.empty()) {
-    fail_ready("no profiles listed");
-  } else if (transcode_profile.empty()) {
-    fail_ready("no profile chosen, ready to transcode state");
-  } else if (output_file.empty() && !finds_output(*this)) {
-    fail_ready(std::string(state_message).c_str());
+void wait_for_start(QueueItem& item) {
+  if (item.quoted_profile.empty()) {
+    fail_ready(item, "no profiles listed");
+  } else if (item.transcode_profile.empty()) {
+    fail_ready(item, "no profile chosen, ready to transcode state");
+  } else if (item.output_file.empty() && !finds_output(item)) {
+    fail_ready(item, std::string(item.state_message).c_str());
+  }
+}
+
+}  // namespace
+
+// True when a step was started or advanced.
+bool idle_ready(QueueItem& item) {
+  if (item.is_running()) {
+    if (is_overrun(item)) { fail(item, text_listing_too_long); }
+    return false;
+  }
+  switch (item.sm.ready.state) {
+  case READY_INIT:
+    item.identifications = 0;
+    item.next_identification = 0;
+    item.sm.ready.set_state(READY_CHECK_META);
+    return true;
+  case READY_CHECK_META:
+    return start_check_meta(item);
+  case READY_QUERY_PROFILES:
+    return start_query_profiles(item);
+  case READY_READY_TO_TRANSCODE:
+    wait_for_start(item);
+    return false;
+  default:
+    return fail_ready(item, "bug: unknown ready state");
   }
 }

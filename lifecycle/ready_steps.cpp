@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "exec/child_process.h"
+#include "exec/fail.h"
 #include "platform/clock.h"
 #include "platform/metadata_v4.h"
 #include "platform/transcode_settings.h"
@@ -42,8 +43,7 @@ bool QueueItem::ready_start_check_meta() {
   std::string const refusal = metadata_refusal(file_type, read_entry(input_meta, entry_offline));
   input_meta.close();
   if (!refusal.empty()) {
-    cancel_with(refusal);
-    fileops_write_status();
+    fail(*this, refusal);
     return true;
   }
   if (!file_type.empty()) {

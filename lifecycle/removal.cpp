@@ -10,14 +10,19 @@
 #include "queue/queue_item.h"
 #include "rules/tool_commands.h"
 
-bool QueueItem::removal_may_start(cleanup_states step) {
-  proc_drain_stdout_before_reap = false;
-  return sm.state == TRANSCODE_CLEANUP && sm.cleanup.state == step && proc_pid == -1 &&
-         input_file.compare(0, 1, "/") == 0 && proc_prepare_fork_spawn() && validate_ready() == 1;
+namespace {
+
+bool removal_may_start(QueueItem& item, cleanup_states step) {
+  item.proc_drain_stdout_before_reap = false;
+  return item.sm.state == TRANSCODE_CLEANUP && item.sm.cleanup.state == step &&
+         item.proc_pid == -1 && item.input_file.compare(0, 1, "/") == 0 &&
+         item.proc_prepare_fork_spawn() && item.validate_ready() == 1;
 }
 
+}  // namespace
+
 bool QueueItem::proc_start_unlink_input_file_metadata() {
-  if (!removal_may_start(CLEANUP_UNLINK_FILE)) { return false; }
+  if (!removal_may_start(*this, CLEANUP_UNLINK_FILE)) { return false; }
   char tmp[4096];
   struct stat status {};
   if (metadata_v4_file_to_metadir(input_file.c_str(), tmp, sizeof(tmp)) >= 0) {
@@ -34,7 +39,7 @@ bool QueueItem::proc_start_unlink_input_file_metadata() {
 // A removal can take long on a slow disk and hang on a lost mount, so it is a child's work; unlink
 // alone needs no tool.
 bool QueueItem::proc_start_unlink_input_file() {
-  if (!removal_may_start(CLEANUP_UNLINK_META)) { return false; }
+  if (!removal_may_start(*this, CLEANUP_UNLINK_META)) { return false; }
   const pid_t service = getpid();
   const termination_signals_blocked blocked;
   proc_pid = fork();

@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include "exec/fail.h"
 #include "queue/item_document.h"
 #include "queue/queue_file.h"
 #include "queue/queue_item.h"
@@ -59,8 +60,7 @@ bool put_back_in_line(QueueItem& item) {
     item.state_message = "Transcoding will restart, waiting for turn";
   }
   if (item.validate_ready() == 0 || !item.ready()) {
-    item.cancel_with("Unable to resume transcode");
-    item.fileops_write_status();
+    fail(item, "Unable to resume transcode");
     return false;
   }
   return !item.waiting && !item.paused && item.approved;

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 
+#include "exec/held_signal.h"
 #include "platform/clock.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
@@ -108,7 +109,7 @@ void resume_transcode(QueueItem* item) {
     fprintf(stderr, "Item '%s' resuming transcode\n", item->entry_id.c_str());
     item_active_transcode_in_action = item;
     item->state_message = text_transcoding;
-    item->tell_transcoder(SIGUSR2);
+    tell_transcoder(*item, SIGUSR2);
     item->waiting = false;
     item->fileops_write_status();
   }

@@ -26,7 +26,8 @@ constexpr unsigned long job_directory_size = 4097;
 
 // Forgets the source, with everything that is open on it.
 void close_input(QueueItem& item) {
-  item.close_input_descriptors();
+  close_descriptor(item.input_dir_fd);
+  close_descriptor(item.input_fd);
   item.input_meta.close();
   item.input_file.clear();
   item.input_dir.clear();
@@ -109,11 +110,6 @@ void QueueItem::close_proc_stdout() {
 bool QueueItem::is_running() const {
   return proc_pid != -1 || proc_stdout_read_fd != -1 || proc_stdout_write_fd != -1 ||
          proc_stdout_buffer != nullptr;
-}
-
-void QueueItem::close_input_descriptors() {
-  close_descriptor(input_dir_fd);
-  close_descriptor(input_fd);
 }
 
 bool QueueItem::set_input_file(const char* path) {

@@ -30,34 +30,29 @@ class QueueItem {
 public:
   using json_object = std::map<std::string, json11::Json>;
 
-  class ready_state_machine
-      : public vod_state_machine_base<ready_states, READY_INIT, ready_states_count> {
-  public:
+  struct ready_state_machine
+      : vod_state_machine_base<ready_states, READY_INIT, ready_states_count> {
     ready_state_machine() : vod_state_machine_base(ready_states__str) {}
   };
-  class cleanup_state_machine
-      : public vod_state_machine_base<cleanup_states, CLEANUP_INIT, cleanup_states_count> {
-  public:
+  struct cleanup_state_machine
+      : vod_state_machine_base<cleanup_states, CLEANUP_INIT, cleanup_states_count> {
     cleanup_state_machine() : vod_state_machine_base(cleanup_states__str) {}
   };
-  class thumbnail_state_machine
-      : public vod_state_machine_base<thumbnail_states, THUMBNAIL_INIT, thumbnail_states_count> {
-  public:
+  struct thumbnail_state_machine
+      : vod_state_machine_base<thumbnail_states, THUMBNAIL_INIT, thumbnail_states_count> {
     thumbnail_state_machine() : vod_state_machine_base(thumbnail_states__str) {}
   };
-  class remote_transcode_state_machine
-      : public vod_state_machine_base<remote_transcode_states, REMOTE_INIT,
-                                      remote_transcode_states_count> {
-  public:
+  struct remote_transcode_state_machine
+      : vod_state_machine_base<remote_transcode_states, REMOTE_INIT,
+                               remote_transcode_states_count> {
     remote_transcode_state_machine() : vod_state_machine_base(remote_transcode_states__str) {}
   };
 
   // The master machine. Leaving a state that has a sub-machine makes that machine invalid, entering
   // one makes its machine valid and puts it in "init": setting the state that the master already
   // has restarts the phase, and callers rely on it. Copied member by member.
-  class transcode_state_machine
-      : public vod_state_machine_base<transcode_states, TRANSCODE_INIT, transcode_states_count> {
-  public:
+  struct transcode_state_machine
+      : vod_state_machine_base<transcode_states, TRANSCODE_INIT, transcode_states_count> {
     ready_state_machine ready;
     cleanup_state_machine cleanup;
     thumbnail_state_machine thumbnail;
@@ -68,10 +63,6 @@ public:
 
     transcode_state_machine() : vod_state_machine_base(transcode_states__str) { init(); }
     transcode_states do_set_state(transcode_states s) override;
-
-  private:
-    void leave(transcode_states s);
-    void enter(transcode_states s);
   };
 
   // The job's counterpart on a remote server.
@@ -182,6 +173,10 @@ public:
   // This run only.
   std::int32_t proc_held_signal = 0;
   std::uint64_t proc_patience_end = 0;
+  // Successful identifications since "ready" began, and when the next one may start, 0 when none is
+  // planned. This run only.
+  unsigned identifications = 0;
+  std::uint64_t next_identification = 0;
 
   // ---- Record (queue/queue_item.cpp)
 
@@ -203,8 +198,6 @@ public:
   std::string pick_output_file_name_from_input() const;
   // True when there is no source, or nothing of its name (a dangling symbolic link exists).
   bool input_file_not_exist() const;
-  // Closes what validate_ready() opened to look at the source.
-  void close_input_descriptors();
 
   // ---- JSON form (queue/queue_item_json.cpp, lifecycle/restart.cpp)
 
@@ -223,7 +216,7 @@ public:
   // Changes the field that has the JSON key `name`. True when the change was made or not needed.
   bool modify(const char* name, const char* value);
 
-  // ---- Child process (exec/child_process.cpp, child_pump.cpp, child_output.cpp)
+  // ---- Child process (exec/child_process.cpp, child_output.cpp)
 
   // Opens a close-on-exec pipe into two variables that must be -1. False with nothing changed.
   static bool _std_open_anonpipe(int& read_end, int& write_end);
@@ -246,21 +239,16 @@ public:
   void shutdown_proc();
   // Sends a signal to the child's process group; nothing without a child.
   void signal_proc_group(int signal_number) const;
-  // Has a transcoder suspend itself (SIGUSR1) or go on (SIGUSR2), as soon as it takes that signal;
-  // the one cancels the other while that is still held, and shutdown_proc() cancels both. Nothing
-  // without a child.
-  void tell_transcoder(int signal_number);
   // A child, its output pipe or output of it not yet taken: the next step cannot start.
   bool is_running() const;
   // Makes ready for a child that is listened to: fresh stdout pipe and buffer. False with neither.
   bool open_proc_stdout();
-  // Feeds, reads and reaps the child. True when bytes came, the output ended or the child did.
+
+  // ---- Life cycle (lifecycle/lifecycle.cpp, termination.cpp; exec/item_control.cpp)
+
+  // Feeds, reads and reaps the child, and judges its end. True when bytes came, the output ended or
+  // the child did.
   bool idle_process();
-  // Turns "cancelling" into "cancelled" once nothing of the child is left.
-  void finish_pending_cancel();
-
-  // ---- Life cycle (exec/lifecycle*.cpp, termination.cpp, item_control.cpp)
-
   // One turn of work. True when the main loop had better come back at once.
   bool idle();
   // Judges the child that has just ended by its wait status and moves the item on.
@@ -276,7 +264,7 @@ public:
   // Asks the remote server to cancel an item in "remote transcode". Always true.
   bool do_user_cancel();
 
-  // ---- Readiness (exec/readiness.cpp, ready_steps.cpp)
+  // ---- Readiness (exec/readiness.cpp, lifecycle/ready_steps.cpp)
 
   // 1 when the item may proceed; 0 when it is rejected, with the reason as its text. Makes the
   // output's metadata directory and the file-operations job where they are missing.
@@ -289,14 +277,12 @@ public:
   bool ready_start_check_meta();
   bool ready_start_query_profiles();
   bool proc_spawn_metadata_identify();
-  // Takes the profile list from the lister's output, and chooses profile and output where none is.
-  void read_quoted_profiles();
   // Chooses the first offered profile within the configured maximum, else the last one offered.
   // The list must not be empty.
   void auto_choose_transcode_profile();
 
-  // ---- Local steps (exec/local_steps.cpp, by_products.cpp, removal.cpp): true when the step was
-  // started, or was done without a child
+  // ---- Local steps (lifecycle/local_steps.cpp, by_products.cpp, removal.cpp): true when the step
+  // was started, or was done without a child
 
   bool do_queue_start_transcode();
   bool proc_start_gen_thumbnail();
@@ -327,8 +313,6 @@ public:
   void stdout_cgi_stdout_read_comm_headers(CurlVodCGIResponse& response);
   void stdout_cgi_stdout_read_json_body(CurlVodCGIResponse& response);
   void stdout_cgi_stdout_read_text_body(std::string& text);
-  // Judges the end of a remote step's child.
-  void on_remote_proc_terminate(int wait_status);
 
   // ---- File-operations job (fileops/)
 
@@ -341,39 +325,4 @@ public:
   bool fileops_write_status();
   // Removes the job's files and directory; the id is kept.
   void fileops_remove_job();
-
-private:
-  // Successful identifications since "ready" began, and when the next one may start: monotonic
-  // microseconds, 0 when none is planned.
-  unsigned identifications = 0;
-  std::uint64_t next_identification = 0;
-
-  bool idle_ready();
-  bool start_check_meta();
-  bool start_query_profiles();
-  bool fail_ready(const char* text);
-  void wait_for_start();
-  void idle_transcoding();
-  void idle_thumbnail();
-  void start_thumbnail();
-  void start_vod_metadata();
-  void finish_vod();
-  void idle_cleanup();
-  void start_removal(const char* text, bool (QueueItem::*starter)(), cleanup_states otherwise);
-  void finish_cleanup();
-
-  void on_identify_terminate(bool ok);
-  void on_listing_terminate(bool ok);
-  void on_transcode_terminate(bool ok);
-  void on_thumbnail_terminate(bool ok);
-  void on_cleanup_terminate(bool ok);
-
-  bool input_allowed();
-  bool input_is_file_or_folder();
-  bool output_allowed();
-  bool ready_from_rest();
-  bool transcode_may_start();
-  bool start_remote();
-  bool start_local();
-  bool removal_may_start(cleanup_states step);
 };

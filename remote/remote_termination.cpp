@@ -5,6 +5,7 @@
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "remote/download.h"
+#include "remote/lifecycle_remote.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "rules/texts.h"
@@ -197,29 +198,29 @@ void on_command_terminate(QueueItem& item, int wait_status) {
 
 // What ends after the user moved the item on changes nothing but this: a source that arrived is not
 // sent again.
-void QueueItem::on_remote_proc_terminate(int wait_status) {
+void on_remote_proc_terminate(QueueItem& item, int wait_status) {
   const bool ok = has_succeeded(wait_status);
-  if (proc_sm.remote.state == REMOTE_UPLOAD) {
-    on_upload_terminate(*this, ok);
+  if (item.proc_sm.remote.state == REMOTE_UPLOAD) {
+    on_upload_terminate(item, ok);
     return;
   }
-  if (sm.state == TRANSCODE_REMOTE) {
-    switch (proc_sm.remote.state) {
+  if (item.sm.state == TRANSCODE_REMOTE) {
+    switch (item.proc_sm.remote.state) {
     case REMOTE_ADD:
-      on_add_terminate(*this, wait_status);
+      on_add_terminate(item, wait_status);
       break;
     case REMOTE_MONITOR:
-      on_monitor_terminate(*this, wait_status);
+      on_monitor_terminate(item, wait_status);
       break;
     case REMOTE_DOWNLOAD:
-      on_download_terminate(*this, wait_status);
+      on_download_terminate(item, wait_status);
       break;
     case REMOTE_COMMAND:
-      on_command_terminate(*this, wait_status);
+      on_command_terminate(item, wait_status);
       break;
     default:
       break;
     }
   }
-  fileops_write_status();
+  item.fileops_write_status();
 }

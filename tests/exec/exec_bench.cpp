@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "exec/child_pump.h"
+#include "exec/item_control.h"
 
 using qx_test::kernel;
 
@@ -135,7 +136,7 @@ exec_bench::exec_bench() {
 bool exec_bench::turn(QueueItem& item) {
   const pump_result pumped = pump_child(item);
   if (pumped.child_ended) { forget_child(item); }
-  item.finish_pending_cancel();
+  finish_pending_cancel(item);
   return pumped.active;
 }
 

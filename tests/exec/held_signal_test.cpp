@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include "exec/child_signals.h"
+#include "exec/held_signal.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/process_state.h"
 #include "tests/exec/exec_bench.h"
@@ -83,7 +84,7 @@ protected:
 
 TEST_F(held_signal, reaches_the_transcoder_once_it_has_a_handler) {
   start_script();
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   turn(item_);
   arm();
   EXPECT_TRUE(prints("suspended\n"));
@@ -94,8 +95,8 @@ TEST_F(held_signal, reaches_the_transcoder_once_it_has_a_handler) {
 
 TEST_F(held_signal, is_taken_back_by_the_other_one) {
   start_script();
-  item_.tell_transcoder(SIGUSR1);
-  item_.tell_transcoder(SIGUSR2);
+  tell_transcoder(item_, SIGUSR1);
+  tell_transcoder(item_, SIGUSR2);
   arm();
   EXPECT_TRUE(prints("armed\n"));
   end();
@@ -105,7 +106,7 @@ TEST_F(held_signal, is_taken_back_by_the_other_one) {
 
 TEST_F(held_signal, is_forgotten_when_the_transcoder_is_told_to_end) {
   start_script();
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   item_.sm.set_state(TRANSCODE_CANCELLING);
   arm();
   EXPECT_TRUE(prints("armed\n"));
@@ -117,7 +118,7 @@ TEST_F(held_signal, is_forgotten_when_the_transcoder_is_told_to_end) {
 
 TEST_F(held_signal, does_not_pass_to_the_next_transcoder) {
   start({"/bin/sleep", "1000"});
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   item_.signal_proc_group(SIGKILL);
   EXPECT_TRUE(wait_until([&] { return turn(item_) && item_.proc_pid == -1; }));
   item_.sm.set_state(TRANSCODE_TRANSCODING);
@@ -132,7 +133,7 @@ TEST_F(held_signal, does_not_pass_to_the_next_transcoder) {
 TEST_F(held_signal, goes_at_last_to_a_tool_that_never_takes_it) {
   start({"/bin/sleep", "1000"});
   ASSERT_TRUE(wait_until([&] { return read_child_signals(item_.proc_pid).is_tool; }));
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   clock_us += patience_us - 1;
   for (int i = 0; i < 10; ++i) {
     turn(item_);
@@ -153,7 +154,7 @@ TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
   }
   ASSERT_TRUE(wait_until([&] { return getpgid(item_.proc_pid) == item_.proc_pid; }));
   clock_us += patience_us;
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   for (int i = 0; i < 10; ++i) {
     turn(item_);
   }
@@ -165,9 +166,9 @@ TEST_F(held_signal, waits_until_the_other_one_is_taken) {
   for (const auto& [first, second] : {std::pair{SIGUSR1, SIGUSR2}, {SIGUSR2, SIGUSR1}}) {
     start_sleep("--block-signal");
     clock_us += patience_us;
-    item_.tell_transcoder(first);
+    tell_transcoder(item_, first);
     EXPECT_TRUE(is_pending(first));
-    item_.tell_transcoder(second);
+    tell_transcoder(item_, second);
     give_turns();
     EXPECT_FALSE(is_pending(second));
     end_child();
@@ -178,8 +179,8 @@ TEST_F(held_signal, waits_until_the_other_one_is_taken) {
 TEST_F(held_signal, to_go_on_reaches_a_tool_that_leaves_a_pause_untaken) {
   start_sleep("--block-signal");
   clock_us += 10 * patience_us;
-  item_.tell_transcoder(SIGUSR1);
-  item_.tell_transcoder(SIGUSR2);
+  tell_transcoder(item_, SIGUSR1);
+  tell_transcoder(item_, SIGUSR2);
   clock_us += patience_us - 1;
   give_turns();
   EXPECT_FALSE(is_pending(SIGUSR2));
@@ -191,8 +192,8 @@ TEST_F(held_signal, to_go_on_reaches_a_tool_that_leaves_a_pause_untaken) {
 TEST_F(held_signal, to_suspend_waits_for_as_long_as_it_takes) {
   start_sleep("--block-signal");
   clock_us += patience_us;
-  item_.tell_transcoder(SIGUSR2);
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR2);
+  tell_transcoder(item_, SIGUSR1);
   clock_us += 10 * patience_us;
   give_turns();
   EXPECT_FALSE(is_pending(SIGUSR1));
@@ -201,7 +202,7 @@ TEST_F(held_signal, to_suspend_waits_for_as_long_as_it_takes) {
 // In a shutdown the job stays in "transcoding".
 TEST_F(held_signal, is_forgotten_when_everything_is_shut_down) {
   start_sleep("--ignore-signal=TERM --block-signal");
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   item_.shutdown_proc();
   clock_us += patience_us;
   give_turns();
@@ -212,7 +213,7 @@ TEST_F(held_signal, has_the_next_turn_come_early) {
   start({"/bin/sleep", "1000"});
   turn(item_);
   EXPECT_EQ(next_early_turn, 0U) << "nothing is held";
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   EXPECT_EQ(next_early_turn, clock_us + 5000);
   next_early_turn = 0;
   turn(item_);
@@ -220,7 +221,7 @@ TEST_F(held_signal, has_the_next_turn_come_early) {
 }
 
 TEST_F(held_signal, is_nothing_without_a_child) {
-  item_.tell_transcoder(SIGUSR1);
+  tell_transcoder(item_, SIGUSR1);
   start_script();
   arm();
   end();
