@@ -151,15 +151,3 @@ void QueueItem::shutdown_proc() {
   close_proc_stdin();
   close_proc_stdout();
 }
-
-// A child that has not come as far as setsid() has no group yet. What is to end it then goes to
-// itself, so that a cancel right after the start is not lost on a busy machine; a pause would end
-// it as well, for it is no tool yet. Never once the child is reaped: the pid may be another process
-// by then.
-void QueueItem::signal_proc_group(int signal_number) const {
-  if (proc_pid == -1) { return; }
-  const bool is_to_end = signal_number == SIGTERM || signal_number == SIGKILL;
-  if (kill(-proc_pid, signal_number) != 0 && errno == ESRCH && is_to_end && !proc_reaped) {
-    kill(proc_pid, signal_number);
-  }
-}

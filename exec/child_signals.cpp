@@ -1,6 +1,8 @@
-// Reads a child's entry in /proc.
+// Sends signals to a child, and reads from its entry in /proc how far it is with them.
 #include "exec/child_signals.h"
 
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -10,6 +12,7 @@
 
 #include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
+#include "queue/queue_item.h"
 
 namespace {
 
@@ -47,4 +50,16 @@ child_signals read_child_signals(pid_t pid) {
   std::string const status = read_status(process);
   if (status.empty()) { return {true, 0, ~std::uint64_t{0}}; }
   return {runs_another_program(process), read_set(status, "ShdPnd"), read_set(status, "SigCgt")};
+}
+
+// A child that has not come as far as setsid() has no group yet. What is to end it then goes to
+// itself, so that a cancel right after the start is not lost on a busy machine; a pause would end
+// it as well, for it is no tool yet. Never once the child is reaped: the pid may be another process
+// by then.
+void QueueItem::signal_proc_group(int signal_number) const {
+  if (proc_pid == -1) { return; }
+  const bool is_to_end = signal_number == SIGTERM || signal_number == SIGKILL;
+  if (kill(-proc_pid, signal_number) != 0 && errno == ESRCH && is_to_end && !proc_reaped) {
+    kill(proc_pid, signal_number);
+  }
 }
