@@ -11,7 +11,7 @@ const away_period_ms = 3000;
 const typing_pause_ms = 250;
 const per_page = 32;
 // Up to this many ended jobs are announced one by one; more are announced as a number.
-const most_told = 3;
+const most_announced = 3;
 
 const reader = new queue_reader();
 const list = $('jobs');
@@ -51,13 +51,13 @@ function show_notice(text) {
 
 // The jobs that ended, or began to run, since the last poll.
 function tell_changes(jobs) {
-  const told = jobs.filter((job) => seen_groups.has(job.id)
+  const announced = jobs.filter((job) => seen_groups.has(job.id)
     && seen_groups.get(job.id) !== job.group && job.group !== 'waiting');
   seen_groups = new Map(jobs.map((job) => [job.id, job.group]));
-  if (told.length > most_told) {
-    say(`${told.length} jobs changed.`);
-  } else if (told.length) {
-    say(told.map((job) => `${file_name(job.file)}: ${state_name(job)}. ${job_text(job)}`).join(' '));
+  if (announced.length > most_announced) {
+    say(`${announced.length} jobs changed.`);
+  } else if (announced.length) {
+    say(announced.map((job) => `${file_name(job.file)}: ${state_name(job)}. ${job_text(job)}`).join(' '));
   }
 }
 

@@ -7,7 +7,7 @@
 namespace qx_test {
 
 enum class colours_expected {
-  none,   // too small to tell
+  none,   // too small to see
   exact,  // within colour_tolerance of the bars
   hues,   // mapped from a larger range: the hues are right, the levels a matter of taste
 };

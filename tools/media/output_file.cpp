@@ -64,8 +64,8 @@ mode_t mode_that_umask_leaves() {
   return 0666 & ~mask;
 }
 
-// The source may be removed next, and must not be gone on a disk that does not know the name yet.
-// Where a file system cannot do it, nothing better is to be had.
+// The source may be removed next, and must not be lost before the new name has reached the disk.
+// If the file system does not support it, nothing better is possible.
 void sync_directory(int directory) {
   const unique_fd fd(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd.valid()) { static_cast<void>(fsync(fd.get()) == 0); }

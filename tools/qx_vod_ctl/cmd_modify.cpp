@@ -57,7 +57,7 @@ std::string problem_of(vod_service& service, const std::string& id, const name_v
       !read_item(service.request(command_list, {{key_entry_id, id}}).data, item)) {
     return "";
   }
-  // What is offered for the item's source says nothing about another file.
+  // The profiles offered for the item's source say nothing about another file.
   if (!file.empty()) { return profile_problem(profile, file, {}, listing_time_limit); }
   return profile_problem(profile, item.input_file, item.offered, listing_time_limit);
 }

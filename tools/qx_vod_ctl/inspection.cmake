@@ -1,4 +1,4 @@
-# doctor, check and report: what the client finds out without the service.
+# doctor, check and report: the parts of the client that need no service.
 target_sources(qx_ctl PRIVATE
   bug_report/bug_report.cpp
   bug_report/new_file.cpp

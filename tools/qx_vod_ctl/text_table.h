@@ -15,8 +15,8 @@ struct table_form {
       std::string::npos;  // this one is cut in its middle, others at their end
 };
 
-// How many columns of the screen each column of the table needs for what it holds and its heading.
-// A column in which no row has anything gets none.
+// The width of each column of the table, enough for its contents and its heading; 0 for a column
+// that is empty in every row.
 std::vector<std::size_t> table_widths(const std::vector<table_row>& rows, const table_form& form);
 
 // A row in these widths, without blanks at its end; columns with width 0 are left out.

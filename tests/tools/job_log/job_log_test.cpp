@@ -1,4 +1,4 @@
-// The log that a tool keeps beside the media, as it is written and as it is read.
+// The log that a tool keeps next to the media, written and read.
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -349,7 +349,7 @@ TEST(failure, is_derived_from_the_words_of_its_cause) {
   EXPECT_EQ(of_source("nobody knows"), "engine-failed");
 }
 
-// The page tells people what to do about each code: none is missing there, none is unknown here.
+// The documentation and the code have the same failure codes.
 TEST(failure, every_code_has_its_line_in_the_documentation) {
   std::ifstream page(QX_SOURCE_DIR "/docs/failures.md");
   ASSERT_TRUE(page.is_open());

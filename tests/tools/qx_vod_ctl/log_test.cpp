@@ -1,5 +1,5 @@
-// Why a job failed, as the client tells it: of jobs that the shipped tools failed on, under the
-// shipped service.
+// Why a job failed, as the client shows it, for jobs that failed with the real tools and the real
+// service.
 #include <fstream>
 
 #include <fcntl.h>
@@ -34,7 +34,7 @@ struct log_machine : ctl_machine {
     return fail_again();
   }
 
-  // Adds the film as it is now, and waits for its job's failure.
+  // Adds the video in its current state, and waits for the job's failure.
   std::string fail_again() {
     const std::string id = add(film);
     client.wait_for_item(id, [](const json11::Json& item) {

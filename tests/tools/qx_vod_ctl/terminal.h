@@ -17,7 +17,7 @@ public:
   void signal(int number) const;
   // Waits until `text` was written after the finds of earlier calls; false at the deadline.
   bool shows(const std::string& text);
-  // Waits for the end; the status as waitpid() tells it.
+  // Waits for the end; returns the status from waitpid().
   int wait_for_end();
   // Whether the terminal echoes and takes lines, as before.
   bool is_as_before() const;

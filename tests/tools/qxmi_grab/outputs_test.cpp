@@ -21,7 +21,7 @@ std::vector<std::string> grab_arguments(const std::string& source, const std::st
   return {"--height", "180", "-t", "random", "-o", picture, "--file", source};
 }
 
-// Days of silence with no bytes on disk: whoever draws it is at work for as long as a test lasts.
+// Days of silence without bytes on disk: drawing its waveform takes longer than any test.
 std::string endless_sound(const scratch_folder& folder) {
   using namespace std::string_literals;
   const std::string head = "RIFF\xff\xff\xff\xffWAVE"

@@ -74,7 +74,7 @@ TEST(grab_random, shows_black_where_there_is_nothing_else) {
 
 TEST(grab_random, avoids_blurred_frames) {
   const scratch_folder folder;
-  // The blurred part is bright, the sharp part is not, so that brightness tells them apart.
+  // The blurred part is bright, the sharp part is not, so that they differ in brightness.
   const std::string film = make_media(
       folder, "film.mp4",
       "-f lavfi -i testsrc2=size=320x180:rate=10 -t 10 -vf boxblur=12:enable='not(between(t,6,8))',"

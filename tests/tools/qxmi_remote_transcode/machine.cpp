@@ -101,7 +101,7 @@ void remote_machine::mount_file(const std::string& file, const std::string& path
   mounted_.push_back(path);
 }
 
-// The file as it is with `line` added, in this machine only.
+// Adds `line` to the file, in this machine only.
 void remote_machine::add_line(const std::string& path, const std::string& line) {
   const std::string own = "/run/" + fs::path(path).filename().string();
   std::ofstream(own) << content(path) << line;

@@ -61,7 +61,7 @@ constexpr kind sound_kinds[] = {
     {"a.ts", QX_TONE "-c:a mp2 -f mpegts", "audio/mp2t"},
 };
 
-// The file's name tells nothing: it is identified under another.
+// The file's extension does not matter: it is identified under another name.
 template <std::size_t count>
 void expect_types(const kind (&kinds)[count]) {
   const scratch_folder folder;

@@ -64,7 +64,7 @@ TEST_F(transcode_signals, suspending_stops_the_encoder_s_processor_time) {
   run.signal_group(SIGUSR1);
   std::this_thread::sleep_for(200ms);  // the time it may take
   const double then = cpu_seconds(engine);
-  // A processor cap continues its encoder every 50 ms; a suspended one must stay as it is.
+  // A processor cap continues its encoder every 50 ms; a suspended one must remain suspended.
   EXPECT_FALSE(wait_until([&] { return process_state(engine) != 'T'; }, 700ms));
   EXPECT_DOUBLE_EQ(cpu_seconds(engine), then);
 }

@@ -11,7 +11,7 @@
 
 namespace {
 
-// A pipe with those bytes in it; its other end stays open for as long as it is not finished.
+// A pipe with those bytes; its other end stays open until it is finished.
 class cgi_body_pipe : public testing::Test {
 protected:
   void SetUp() override {

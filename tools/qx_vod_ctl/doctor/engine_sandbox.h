@@ -6,5 +6,6 @@
 
 finding check_sandbox();
 
-// Judges the machine's support. The account counts only if `is_root`: other users cannot use it.
+// Judges the machine's support. Unless `is_root`, the account is ignored: other users cannot use
+// it.
 finding judge_sandbox(const sandbox_support& support, bool is_root);

@@ -18,8 +18,8 @@ struct stored_queue {
   bool damaged = false;          // the service cannot read it; the jobs are its intact ones
 };
 
-// Reads the text of a queue file. Of a damaged one it takes every intact job, up to the place where
-// the end of a job can no longer be found.
+// Reads the text of a queue file. Of a damaged one it takes every intact job, until the end of a
+// job can no longer be found.
 stored_queue read_stored_queue(const std::string& text);
 
 // The jobs of `stored` that `present` does not hold: neither by entry id, nor by source and
