@@ -51,18 +51,18 @@ void transcode_settings::set_remote_flag(std::uint8_t flag, bool is_given) {
 }
 
 void transcode_settings::apply(const char* name, const char* value) {
-  if (strcmp(name, "max profile") == 0) {
+  if (strcmp(name, setting_max_profile) == 0) {
     max_profile = to_number(value);
-  } else if (strcmp(name, "transcode server address") == 0) {
+  } else if (strcmp(name, setting_address) == 0) {
     address = value;
     set_remote_flag(remote_flag_address, !address.empty());
-  } else if (strcmp(name, "transcode server user") == 0) {
+  } else if (strcmp(name, setting_user) == 0) {
     user = value;
     set_remote_flag(remote_flag_user, !user.empty());
-  } else if (strcmp(name, "transcode server password") == 0) {
+  } else if (strcmp(name, setting_password) == 0) {
     password = value;
     set_remote_flag(remote_flag_password, true);
-  } else if (strcmp(name, "fullspeed") == 0) {
+  } else if (strcmp(name, setting_fullspeed) == 0) {
     fullspeed = strtol(value, nullptr, 10) > 0;
   }
 }

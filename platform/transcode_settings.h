@@ -4,6 +4,13 @@
 #include <cstdint>
 #include <string>
 
+// The names in the configuration file.
+constexpr char setting_fullspeed[] = "fullspeed";
+constexpr char setting_max_profile[] = "max profile";
+constexpr char setting_address[] = "transcode server address";
+constexpr char setting_user[] = "transcode server user";
+constexpr char setting_password[] = "transcode server password";
+
 // Bits of transcode_settings::remote_flags.
 constexpr std::uint8_t remote_flag_address = 1;   // given, not empty
 constexpr std::uint8_t remote_flag_user = 2;      // given, not empty
@@ -13,12 +20,12 @@ constexpr std::uint8_t remote_flag_password = 4;  // given, also when empty
 // as they are in the file.
 class transcode_settings {
 public:
-  bool fullspeed = false;         // local transcodes are not held back; key "fullspeed"
-  std::int32_t max_profile = -1;  // highest profile to choose, below 1 none; key "max profile"
+  bool fullspeed = false;         // local transcodes are not held back
+  std::int32_t max_profile = -1;  // highest profile to choose, below 1 none
   std::uint8_t remote_flags = 0;  // which remote keys were given
-  std::string password;           // key "transcode server password"
-  std::string address;            // host name or address; key "transcode server address"
-  std::string user;               // key "transcode server user"
+  std::string password;           // of the account on the transcode server
+  std::string address;            // of the transcode server, a host name or an address
+  std::string user;               // of the account on the transcode server
 
   // Puts every field at its default.
   void clear();

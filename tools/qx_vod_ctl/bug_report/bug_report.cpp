@@ -9,6 +9,7 @@
 
 #include "platform/fileops_jobs.h"
 #include "platform/paths.h"
+#include "platform/transcode_settings.h"
 #include "rules/json_keys.h"
 #include "rules/output_name.h"
 #include "tools/job_log/job_log_file.h"
@@ -122,7 +123,7 @@ void add_all_parts(const reported_item& item, report_parts& parts) {
 secret_mask configured_secrets() {
   std::vector<std::string> secrets;
   for (const auto& pair : read_configuration(read_configuration_file().text).pairs) {
-    if (pair.name == "transcode server password") { secrets.push_back(pair.value); }
+    if (pair.name == setting_password) { secrets.push_back(pair.value); }
   }
   return secret_mask(secrets);
 }

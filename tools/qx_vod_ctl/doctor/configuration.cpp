@@ -4,6 +4,7 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "platform/transcode_settings.h"
 #include "tools/client/secret_mask.h"
 
 namespace {
@@ -12,11 +13,10 @@ namespace {
 constexpr std::size_t piece_size = 1022;
 constexpr std::size_t size_limit = std::size_t{4} << 20;
 
-constexpr const char* known_keys[] = {"max profile", "fullspeed", "transcode server address",
-                                      "transcode server user", "transcode server password"};
+constexpr const char* known_keys[] = {setting_max_profile, setting_fullspeed, setting_address,
+                                      setting_user, setting_password};
 
-constexpr const char* shown_keys[] = {"max profile", "fullspeed"};
-constexpr const char* address_key = "transcode server address";
+constexpr const char* shown_keys[] = {setting_max_profile, setting_fullspeed};
 
 template <typename Keys>
 bool is_one_of(const Keys& keys, const std::string& name) {
@@ -52,7 +52,7 @@ void for_each_line(const std::string& text, Take take) {
 }
 
 std::string shown_value(const configuration_pair& pair) {
-  if (pair.name == address_key) { return shown_address(pair.value); }
+  if (pair.name == setting_address) { return shown_address(pair.value); }
   return is_one_of(shown_keys, pair.name) ? pair.value : masked_text;
 }
 

@@ -5,6 +5,7 @@
 
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "platform/transcode_settings.h"
 #include "tools/client/secret_mask.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
@@ -14,10 +15,6 @@ namespace {
 constexpr const char* check = "configuration";
 constexpr std::size_t most_named = 5;  // lines or keys that one finding names
 constexpr std::size_t longest_key = 40;
-
-constexpr const char* address_key = "transcode server address";
-constexpr const char* user_key = "transcode server user";
-constexpr const char* password_key = "transcode server password";
 
 const std::string file_name = path_vod_conf;
 
@@ -47,7 +44,7 @@ std::string key_text(const configuration_pair& pair, const secret_mask& secrets)
 
 // A password may be left of a "=" by accident, too.
 secret_mask secrets_of(const configuration& parsed) {
-  const std::string* const password = parsed.value(password_key);
+  const std::string* const password = parsed.value(setting_password);
   return secret_mask({password == nullptr ? "" : *password});
 }
 
@@ -107,14 +104,14 @@ void judge_repeated(const configuration& parsed, finding_list& findings) {
 }
 
 void judge_numbers(const configuration& parsed, finding_list& findings) {
-  const std::string* const highest = parsed.value("max profile");
+  const std::string* const highest = parsed.value(setting_max_profile);
   if (highest != nullptr && (!is_whole_number(*highest) || std::atoi(highest->c_str()) == 0)) {
     const int read = std::atoi(highest->c_str());
     const std::string meaning = read > 0 ? "means " + std::to_string(read) : "means no limit";
     findings.push_back(warning(check, "\"max profile = " + *highest + "\" " + meaning,
                                "give the maximum height in lines, such as 720, or remove it"));
   }
-  const std::string* const speed = parsed.value("fullspeed");
+  const std::string* const speed = parsed.value(setting_fullspeed);
   if (speed != nullptr && *speed != "0" && *speed != "1") {
     const bool on = std::strtol(speed->c_str(), nullptr, 10) > 0;
     findings.push_back(warning(check, "\"fullspeed = " + *speed + "\" means " + (on ? "1" : "0"),
@@ -124,11 +121,11 @@ void judge_numbers(const configuration& parsed, finding_list& findings) {
 
 void judge_address(const std::string& address, finding_list& findings) {
   if (address.find_first_of("/@ \t") != std::string::npos) {
-    findings.push_back(problem(check, std::string("\"") + address_key + "\" is not an address",
+    findings.push_back(problem(check, std::string("\"") + setting_address + "\" is not an address",
                                "give only a host name or address, without http:// or a user name"));
   } else if (address.find(':') != std::string::npos && address.find(']') != address.size() - 1) {
     findings.push_back(warning(check,
-                               std::string("\"") + address_key +
+                               std::string("\"") + setting_address +
                                    "\" contains a port, which would be used for FTP as well",
                                "run both servers on their standard ports and give only the host"));
   }
@@ -138,7 +135,7 @@ void judge_address(const std::string& address, finding_list& findings) {
 constexpr std::size_t longest_login = 121;
 
 void judge_lengths(const configuration& parsed, finding_list& findings) {
-  for (const char* key : {address_key, user_key, password_key}) {
+  for (const char* key : {setting_address, setting_user, setting_password}) {
     const std::string* const value = parsed.value(key);
     if (value == nullptr || value->size() <= longest_login) { continue; }
     findings.push_back(
@@ -152,14 +149,14 @@ bool has_text(const std::string* value) {
 }
 
 void judge_server(const configuration& parsed, finding_list& findings) {
-  const std::string* const address = parsed.value(address_key);
-  const std::string* const user = parsed.value(user_key);
-  const std::string* const password = parsed.value(password_key);
+  const std::string* const address = parsed.value(setting_address);
+  const std::string* const user = parsed.value(setting_user);
+  const std::string* const password = parsed.value(setting_password);
   if (address == nullptr && user == nullptr && password == nullptr) { return; }
   std::vector<std::string> missing;
-  if (!has_text(address)) { missing.emplace_back(address_key); }
-  if (!has_text(user)) { missing.emplace_back(user_key); }
-  if (password == nullptr) { missing.emplace_back(password_key); }
+  if (!has_text(address)) { missing.emplace_back(setting_address); }
+  if (!has_text(user)) { missing.emplace_back(setting_user); }
+  if (password == nullptr) { missing.emplace_back(setting_password); }
   if (!missing.empty()) {
     findings.push_back(warning(check, "no remote transcoding, missing: " + named(missing),
                                "give address, user and password, or none of them"));
@@ -201,7 +198,7 @@ finding_list check_configuration(const text_file& file) {
   if (!file.read()) { return {unreadable(file)}; }
   const configuration parsed = read_configuration(file.text);
   finding_list findings;
-  judge_access(file, parsed.value(password_key) != nullptr, findings);
+  judge_access(file, parsed.value(setting_password) != nullptr, findings);
   judge_lines(parsed, findings);
   judge_keys(parsed, findings);
   judge_repeated(parsed, findings);

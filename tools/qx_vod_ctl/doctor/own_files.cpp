@@ -10,6 +10,7 @@
 #include "platform/forbidden_area.h"
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
+#include "platform/transcode_settings.h"
 #include "rules/json_keys.h"
 #include "rules/limits.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
@@ -152,7 +153,7 @@ finding_list check_own_files() {
   const text_file configuration_file = read_configuration_file();
   const configuration settings = read_configuration(configuration_file.text);
   finding_list findings = {
-      check_queue_file(path_queue_file, settings.value("transcode server password") != nullptr)};
+      check_queue_file(path_queue_file, settings.value(setting_password) != nullptr)};
   append(findings, check_unfinished_queue(path_queue_file_temporary));
   append(findings, check_queue_copies());
   append(findings, check_media_roots(path_media_roots));
