@@ -9,10 +9,10 @@ struct sliding_window_v4;
 char* take_line(sliding_window_v4* buffer);
 
 // Whether unread bytes take up the whole of the buffer, so that nothing more can be read into it.
-// False where there is no buffer.
+// False without a buffer.
 bool is_buffer_full(const sliding_window_v4* buffer);
 
-// Drops what the buffer holds when it is full: call it once all complete lines have been taken. A
-// line longer than the buffer can never complete, and its writer would wait for room for ever. The
-// end of such a line arrives later and counts as a line of its own.
+// Empties a full buffer. To be called after all complete lines have been taken: the rest is then a
+// line that is longer than the buffer, whose writer would wait forever for room. The end of that
+// line arrives later and counts as another line.
 void drop_overlong_line(sliding_window_v4* buffer);

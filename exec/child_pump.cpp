@@ -1,4 +1,4 @@
-// The pump. It knows the pipes and the process, not what the child is for.
+// The pump. It handles the pipes and the process, and does not depend on the purpose of the child.
 #include "exec/child_pump.h"
 
 #include <cassert>
@@ -17,8 +17,8 @@
 
 namespace {
 
-// What a child prints after nobody listens any more is taken off its pipe, so that it can end: as
-// much as a pipe holds.
+// Empties the pipe of a child whose output is no longer needed, so that the child can end. Reads at
+// most as much as a pipe holds.
 void discard_output(int fd) {
   char block[16384];
   for (int i = 0; i < 4 && read(fd, block, sizeof(block)) > 0; ++i) {

@@ -4,7 +4,7 @@
 
 class QueueItem;
 
-// What one turn of the pump found.
+// The result of one turn of the pump.
 struct pump_result {
   bool active = false;       // bytes came, the output ended, or the child did
   bool child_ended = false;  // reaped: its wait status is in proc_status, its last output is read

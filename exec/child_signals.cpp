@@ -52,10 +52,10 @@ child_signals read_child_signals(pid_t pid) {
   return {runs_another_program(process), read_set(status, "ShdPnd"), read_set(status, "SigCgt")};
 }
 
-// A child that has not come as far as setsid() has no group yet. What is to end it then goes to
-// itself, so that a cancel right after the start is not lost on a busy machine; a pause would end
-// it as well, for it is no tool yet. Never once the child is reaped: the pid may be another process
-// by then.
+// A child has no group until it has called setsid(). A signal that is meant to end it is then sent
+// to the child itself, so that a cancel right after the start is not lost on a busy machine. A
+// pause is not: it would end the child, which does not run its tool yet. Nothing is sent to the pid
+// of a reaped child, which may belong to another process by then.
 void QueueItem::signal_proc_group(int signal_number) const {
   if (proc_pid == -1) { return; }
   const bool is_to_end = signal_number == SIGTERM || signal_number == SIGKILL;

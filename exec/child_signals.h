@@ -1,4 +1,4 @@
-// How far a child is with its signals, as the kernel tells.
+// The state of a child's signals, from the kernel.
 #pragma once
 
 #include <cstdint>
@@ -18,5 +18,6 @@ constexpr bool has_signal(std::uint64_t set, int signal_number) {
 }
 
 // Reads it out of /proc, which never blocks. A child of which /proc says nothing counts as a tool
-// that catches every signal. What a child blocks tells nothing: shells block all now and then.
+// that catches every signal. Blocked signals are not reported, because shells block all signals at
+// times.
 child_signals read_child_signals(pid_t pid);

@@ -5,7 +5,7 @@
 
 #include "queue/queue_item.h"
 
-// Cancels the item with `text` as what the user reads, and writes the job's status once. An item
+// Cancels the item with `text` as the text for the user, and writes the job's status once. An item
 // that is done stays done, but gets the text.
 inline void fail(QueueItem& item, const std::string& text) {
   item.cancel_with(text);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int exit_orphaned = 1;
 
-// What was ignored would stay so over an exec: a tool whose reader has gone is to end by SIGPIPE.
+// An ignored signal stays ignored after exec, but SIGPIPE has to end a tool whose reader is gone.
 void reset_dispositions() {
   for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
     signal(signal_number, SIG_DFL);
@@ -27,14 +27,14 @@ void end_with(pid_t service) {
   }
 }
 
-// A signal that came meanwhile ends the child here.
+// A signal that arrived since the fork ends the child here.
 void unblock_all() {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Steps of jobs run behind everything else on a machine that is on air.
+// On a machine that is on air, everything else has priority over the steps of jobs.
 void take_lowest_priority() {
   const int priority = nice(20);  // clipped to the lowest there is
   static_cast<void>(priority);

@@ -1,4 +1,4 @@
-// What a forked child needs before it goes its own way.
+// Prepares a forked child for its program.
 #pragma once
 
 #include <csignal>
@@ -6,7 +6,7 @@
 #include <sys/types.h>
 
 // Keeps termination signals off a fork: until begin_child() a child has the service's handlers,
-// which would count the signal and go on.
+// which would only count the signal.
 class termination_signals_blocked {
 public:
   termination_signals_blocked();

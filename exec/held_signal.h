@@ -7,7 +7,7 @@ class QueueItem;
 // has two seconds to set up its handlers.
 void expect_handlers(QueueItem& item);
 
-// Has a transcoder suspend itself (SIGUSR1) or go on (SIGUSR2), as soon as it takes that signal;
+// Has a transcoder suspend itself (SIGUSR1) or continue (SIGUSR2), as soon as it takes that signal;
 // the one cancels the other while that is still held, and QueueItem::shutdown_proc() cancels both.
 // Nothing without a child.
 void tell_transcoder(QueueItem& item, int signal_number);

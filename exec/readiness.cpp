@@ -1,4 +1,4 @@
-// May this job proceed? Judged anew before every step, because files, folders and jobs come and go.
+// May this job proceed? Checked again before every step, because files, folders and jobs change.
 #include <cerrno>
 #include <utility>
 
@@ -17,7 +17,7 @@ namespace {
 
 constexpr char no_metadir_text[] = "Rejected: output file, unable to create metadata dir";
 
-// Shows a refusal to the user. True where there is none.
+// Shows a refusal to the user. True if the text is empty, which means accepted.
 bool is_accepted(QueueItem& item, std::string refusal) {
   if (refusal.empty()) { return true; }
   item.state_message = std::move(refusal);

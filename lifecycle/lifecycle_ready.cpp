@@ -61,7 +61,7 @@ bool start_query_profiles(QueueItem& item) {
   return true;
 }
 
-// The scheduler starts the transcode; here only what would keep it waiting for ever is caught.
+// The scheduler starts the transcode; this only catches the jobs that would wait forever.
 void wait_for_start(QueueItem& item) {
   if (item.quoted_profile.empty()) {
     fail_ready(item, "no profiles listed");

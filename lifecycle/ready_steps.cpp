@@ -16,7 +16,7 @@
 
 namespace {
 
-// The value of an entry, "" where there is none.
+// The value of an entry, "" without one.
 std::string read_entry(const QueueItem::metadata& meta, const char* name) {
   const char* const value = meta.entries == nullptr
                                 ? nullptr

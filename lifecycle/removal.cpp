@@ -1,4 +1,4 @@
-// Removes a job's source and the source's metadata, each in a child of its own.
+// Removes a job's source and the source's metadata, each in a separate child.
 #include <cassert>
 #include <cerrno>
 

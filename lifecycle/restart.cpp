@@ -1,4 +1,4 @@
-// Takes the jobs out of the queue file and puts back in line what was interrupted.
+// Restores the jobs from the queue file and puts interrupted ones back in line.
 #include "lifecycle/restart.h"
 
 #include <cstdio>
@@ -46,7 +46,7 @@ bool check_restored(QueueItem& item) {
   return true;
 }
 
-// An interrupted transcode starts anew. True when it goes to the front of the queue.
+// An interrupted transcode starts over. True when it goes to the front of the queue.
 bool put_back_in_line(QueueItem& item) {
   item.sm.set_state(TRANSCODE_READY);
   item.sm.ready.set_state(READY_INIT);

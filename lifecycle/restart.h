@@ -1,4 +1,4 @@
-// What a restart of the service does to the jobs that the run before has left.
+// Restores the queue at the start of the service.
 #pragma once
 
 // Fills the empty queue from the queue file; interrupted transcodes go back to "ready", at the

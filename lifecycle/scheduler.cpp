@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::uint64_t scan_period_us = 5000000;
 
-// What a scan found: the first item of each kind.
+// The result of a scan: the first item of each kind.
 struct scan_result {
   QueueItem* active = nullptr;     // a transcode that runs
   QueueItem* waiting = nullptr;    // a transcode that was resumed and waits for the slot

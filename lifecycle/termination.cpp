@@ -1,5 +1,5 @@
-// Judges the end of a job's child. What the child was for stands in proc_sm: the live state may
-// have moved on meanwhile (a cancel, a pause), and what ends after that is only logged.
+// Judges the end of a job's child by proc_sm, the state in which it was started: the live state may
+// have changed since (a cancel, a pause), and a child that ends after that is only logged.
 #include <cstdio>
 
 #include "exec/fail.h"
@@ -73,7 +73,7 @@ void on_transcode_terminate(QueueItem& item, bool ok) {
   trigger_transcode_queue_scan();
 }
 
-// The by-products are optional: a failure is told and the job goes on.
+// The by-products are optional: a failure gives the job another text, and the job continues.
 void on_thumbnail_terminate(QueueItem& item, bool ok) {
   if (item.sm.state != TRANSCODE_THUMBNAIL) { return; }
   if (item.sm.thumbnail.state == THUMBNAIL_GEN) {
