@@ -9,6 +9,7 @@
 #include "platform/forbidden_area.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
+#include "rules/fileops_words.h"
 #include "rules/output_name.h"
 #include "rules/source_rules.h"
 #include "rules/texts.h"
@@ -96,7 +97,7 @@ int QueueItem::validate_ready() {
   close_descriptor(input_dir_fd);
   close_descriptor(input_fd);
   if (!input_good || !output_allowed(*this) || !init_fileops_job()) { return 0; }
-  fileops_op = "vod";
+  fileops_op = fileops_operation;
   fileops_write_status();
   return 1;
 }

@@ -6,13 +6,14 @@
 #include "platform/fileops_jobs.h"
 #include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
+#include "rules/fileops_words.h"
 
 namespace {
 
 // Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
 // state is what counts.
 void write_copy_pid(const std::string& job_dir) {
-  const unique_rewrite file = rewrite_file(job_dir + "/copy_pid");
+  const unique_rewrite file = rewrite_file(job_dir + "/" + fileops_pid_file);
   if (file) { fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid())); }
 }
 
@@ -29,15 +30,15 @@ bool QueueItem::init_fileops_job() {
     state_message = "Rejected: unable to set job id";
     return false;
   }
-  fileops_op = "vod";
+  fileops_op = fileops_operation;
   write_copy_pid(fileops_job_dir);
   fileops_write_status();
   return true;
 }
 
 void QueueItem::fileops_remove_job() {
-  unlink((fileops_job_dir + "/copy_pid").c_str());
-  unlink((fileops_job_dir + "/status").c_str());
+  unlink((fileops_job_dir + "/" + fileops_pid_file).c_str());
+  unlink((fileops_job_dir + "/" + fileops_status_file).c_str());
   rmdir(fileops_job_dir.c_str());
   fileops_job_dir.clear();
 }

@@ -6,6 +6,7 @@
 
 #include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
+#include "rules/fileops_words.h"
 #include "rules/output_name.h"
 
 namespace {
@@ -55,7 +56,7 @@ bool QueueItem::fileops_write_status() {
     if (summary) { write_summary(summary.get(), *this); }
   }
   if (fileops_job_dir.empty()) { return false; }
-  const unique_rewrite status = rewrite_file(fileops_job_dir + "/status");
+  const unique_rewrite status = rewrite_file(fileops_job_dir + "/" + fileops_status_file);
   if (!status) { return false; }
   write_status(status.get(), *this);
   return true;

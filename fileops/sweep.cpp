@@ -16,6 +16,7 @@
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "queue/transcode_queue.h"
+#include "rules/fileops_words.h"
 
 namespace {
 
@@ -44,8 +45,8 @@ std::string operation_of(char* text) {
 // The operation of a job; "" when there is no status to tell it. Non-blocking, since the file is
 // another subsystem's and may be anything.
 std::string read_operation(int jobs_fd, const std::string& job_name) {
-  const unique_fd file(
-      openat(jobs_fd, (job_name + "/status").c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const unique_fd file(openat(jobs_fd, (job_name + "/" + fileops_status_file).c_str(),
+                              O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.get() < 0) { return ""; }
   char text[status_read_limit + 1];
   const ssize_t got = read(file.get(), text, status_read_limit);
@@ -58,13 +59,13 @@ void sweep_entry(int jobs_fd, const char* name) {
   struct stat status {};
   if (!parse_job_number(name, number) ||
       fstatat(jobs_fd, name, &status, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISDIR(status.st_mode) ||
-      read_operation(jobs_fd, name) != "vod" ||
+      read_operation(jobs_fd, name) != fileops_operation ||
       transcode_queue_find_fileops_job_id_iterator(number) != transcode_queue.end()) {
     return;
   }
   fprintf(stderr, "vod transcode %d unknown, removing\n", number);
-  unlinkat(jobs_fd, (std::string(name) + "/status").c_str(), 0);
-  unlinkat(jobs_fd, (std::string(name) + "/copy_pid").c_str(), 0);
+  unlinkat(jobs_fd, (std::string(name) + "/" + fileops_status_file).c_str(), 0);
+  unlinkat(jobs_fd, (std::string(name) + "/" + fileops_pid_file).c_str(), 0);
   unlinkat(jobs_fd, name, AT_REMOVEDIR);
 }
 

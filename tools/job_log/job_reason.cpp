@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "platform/fileops_jobs.h"
+#include "rules/fileops_words.h"
 #include "rules/texts.h"
 #include "tools/job_log/failure.h"
 #include "tools/job_log/job_log_file.h"
@@ -102,7 +103,9 @@ std::optional<timespec> status_time(int fileops_job) {
   if (cgi_get_fileops_job_directory(fileops_job, sizeof folder, folder) == nullptr) {
     return std::nullopt;
   }
-  if (stat((std::string(folder) + "/status").c_str(), &status) != 0) { return std::nullopt; }
+  if (stat((std::string(folder) + "/" + fileops_status_file).c_str(), &status) != 0) {
+    return std::nullopt;
+  }
   return status.st_mtim;
 }
 

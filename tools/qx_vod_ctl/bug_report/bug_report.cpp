@@ -10,6 +10,7 @@
 #include "platform/fileops_jobs.h"
 #include "platform/paths.h"
 #include "platform/transcode_settings.h"
+#include "rules/fileops_words.h"
 #include "rules/json_keys.h"
 #include "rules/output_name.h"
 #include "tools/job_log/job_log_file.h"
@@ -37,7 +38,7 @@ void add_job(const json11::Json& item, report_parts& parts) {
     parts.add_missing("job", "the item has none");
     return;
   }
-  for (const std::string name : {"status", "copy_pid"}) {
+  for (const std::string name : {fileops_status_file, fileops_pid_file}) {
     parts.add_file("job/" + name, folder, name);
   }
 }
