@@ -32,4 +32,4 @@ target_sources(qx_ctl PRIVATE
   queue_copy/restore.cpp
   queue_copy/stored_queue.cpp
   text_file.cpp)
-target_link_libraries(qx_ctl PUBLIC qx_startitem qx_transcode)
+target_link_libraries(qx_ctl PUBLIC qx_identify)

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qxmi_startitem/item_entries.h"
+#include "tools/media/item_entries.h"
 
 struct metadata_v4_context;
 struct metadata_v4_metadata_context;

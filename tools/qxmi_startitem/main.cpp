@@ -11,8 +11,8 @@
 #include "tools/command_line/option_parser.h"
 #include "tools/job_log/job_log.h"
 #include "tools/job_log/job_log_file.h"
+#include "tools/media/identify.h"
 #include "tools/media/tool_signals.h"
-#include "tools/qxmi_startitem/identify.h"
 #include "tools/qxmi_startitem/item_metadata.h"
 
 namespace {

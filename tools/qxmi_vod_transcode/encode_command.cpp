@@ -4,7 +4,7 @@
 #include <initializer_list>
 
 #include "tools/media/picture_filters.h"
-#include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/media/profiles.h"
 #include "tools/qxmi_vod_transcode/sound_filters.h"
 
 namespace {

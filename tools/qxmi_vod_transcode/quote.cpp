@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "rules/transcoder_contract.h"
-#include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/media/profiles.h"
 
 namespace {
 

@@ -18,9 +18,9 @@
 #include "rules/transcoder_contract.h"
 #include "tools/client/offered_profiles.h"
 #include "tools/client/secret_mask.h"
+#include "tools/media/identify.h"
+#include "tools/media/profiles.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
-#include "tools/qxmi_startitem/identify.h"
-#include "tools/qxmi_vod_transcode/profiles.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/qxmi_startitem/item_entries.h"
+#include "tools/media/item_entries.h"
 
 #include <cmath>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // The MIME type by container, streams and the first bytes.
 #include <gtest/gtest.h>
 
-#include "tools/qxmi_startitem/item_type.h"
+#include "tools/media/item_type.h"
 
 namespace {
 

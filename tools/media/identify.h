@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/qxmi_startitem/item_entries.h"
+#include "tools/media/item_entries.h"
 
 // Identifies `path` and fills `entries`. Any regular file that can be read is identified: a file
 // that is not media has a file type, a size and a time. False with the cause in `error`, in words

@@ -1,4 +1,4 @@
-#include "tools/qxmi_startitem/magic_type.h"
+#include "tools/media/magic_type.h"
 
 #include <cerrno>
 #include <cstring>

@@ -4,7 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/qxmi_startitem/item_entries.h"
+#include "tools/media/item_entries.h"
 
 using testing::IsEmpty;
 

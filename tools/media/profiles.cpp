@@ -1,4 +1,4 @@
-#include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/media/profiles.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,14 +1,14 @@
-#include "tools/qxmi_startitem/identify.h"
+#include "tools/media/identify.h"
 
 #include <unistd.h>
 
 #include "tools/media/engine.h"
 #include "tools/media/field_survey.h"
+#include "tools/media/item_type.h"
+#include "tools/media/magic_type.h"
 #include "tools/media/media_probe.h"
 #include "tools/media/source_file.h"
 #include "tools/media/tool_signals.h"
-#include "tools/qxmi_startitem/item_type.h"
-#include "tools/qxmi_startitem/magic_type.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "tools/qxmi_startitem/item_type.h"
+#include "tools/media/item_type.h"
 
 #include "platform/text.h"
 

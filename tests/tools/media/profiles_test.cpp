@@ -2,7 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tools/qxmi_vod_transcode/profiles.h"
+#include "tools/media/profiles.h"
 
 using testing::ElementsAre;
 
