@@ -102,7 +102,7 @@ page_answer modify(vod_service& service, const page_command& command, std::uint6
     if (!shown.accepted()) { return page_failure(shown); }
     item_view job;
     if (read_item(shown.data, job)) {
-      const page_answer judged = judge_profile(profile, job.input_file, job.offered, deadline_us);
+      page_answer judged = judge_profile(profile, job.input_file, job.offered, deadline_us);
       if (judged.status != 200) { return judged; }
     }
   }
@@ -113,7 +113,7 @@ page_answer modify(vod_service& service, const page_command& command, std::uint6
 page_answer add(vod_service& service, const name_values& fields, std::uint64_t deadline_us) {
   const new_job job = {value_of(fields, key_input_file), value_of(fields, key_profile),
                        value_of(fields, key_delete_on_finish) == "1"};
-  const page_answer judged = judge_profile(job.profile, job.file, {}, deadline_us);
+  page_answer judged = judge_profile(job.profile, job.file, {}, deadline_us);
   if (judged.status != 200) { return judged; }
   const submission made = submit(service, job, false);
   return answer_of(made.reply, made.entry_id);
