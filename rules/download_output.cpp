@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/text.h"
 #include "rules/limits.h"
 
 std::optional<std::int32_t> download_progress(const char* line) {
@@ -22,7 +23,7 @@ std::optional<long long> announced_size(const std::string& line) {
   constexpr char key[] = "==> SIZE ";
   constexpr char gap[] = " ... ";
   const std::size_t at = line.rfind(gap);
-  if (line.compare(0, strlen(key), key) != 0 || at == std::string::npos) { return std::nullopt; }
+  if (!begins_with(line, key) || at == std::string::npos) { return std::nullopt; }
   const std::string number = line.substr(at + strlen(gap));
   if (number.empty() || number.find_first_not_of("0123456789") != std::string::npos) {
     return std::nullopt;

@@ -7,10 +7,11 @@
 #include "platform/forbidden_area.h"
 #include "platform/metadata_v4.h"
 #include "platform/paths.h"
+#include "platform/text.h"
 
 bool is_output_path_allowed(const std::string& path) {
   constexpr std::string_view folder = path_output_dir;
-  if (path.compare(0, folder.size(), folder) != 0) { return false; }
+  if (!begins_with(path, folder)) { return false; }
   const std::size_t name = path.find_first_not_of('/', folder.size());
   return name != std::string::npos && cgi_velmar_forbidden_file_name(path.c_str() + name) == 0;
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/text.h"
 #include "rules/limits.h"
 
 namespace {
@@ -16,7 +17,7 @@ constexpr char frame_key[] = "frame=";
 
 // "frame=N/TOTAL"; a word without a total takes an earlier one back.
 void read_word(const std::string& word, frame_count& count) {
-  if (word.compare(0, strlen(frame_key), frame_key) != 0) { return; }
+  if (!begins_with(word, frame_key)) { return; }
   char* rest = nullptr;
   count.is_found = true;
   count.frame = strtoull(word.c_str() + strlen(frame_key), &rest, 10);
@@ -47,7 +48,7 @@ std::vector<std::string> listing_command(const std::string& source, std::int32_t
 void listing_reader::take_line(const char* line) {
   if (!in_list_) {
     in_list_ = strcmp(line, list_heading) == 0;
-  } else if (strncmp(line, list_mark, strlen(list_mark)) == 0) {
+  } else if (begins_with(line, list_mark)) {
     const char* const name = line + strlen(list_mark);
     const char* const begin = name + strspn(name, " ");
     if (*begin != '\0') { profiles_.emplace_back(begin); }
@@ -93,7 +94,7 @@ std::optional<std::int32_t> frame_count::progress() const {
 }
 
 void read_progress_line(const char* line, frame_count& count) {
-  if (strncmp(line, progress_heading, strlen(progress_heading)) != 0) { return; }
+  if (!begins_with(line, progress_heading)) { return; }
   const char* at = line + strlen(progress_heading);
   while (*at != '\0') {
     const std::size_t length = strcspn(at, " ");
