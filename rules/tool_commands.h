@@ -27,7 +27,7 @@ std::vector<std::string> removal_command(const std::string& directory);
 std::vector<std::string> upload_command(const std::string& name, const std::string& source);
 
 // Posts what the HTTP client reads from its standard input to the URL that has to follow; `login`
-// is "USER:PASSWORD".
+// is the user name, a colon and the password.
 std::vector<std::string> request_command(const std::string& login);
 
 // Where the gateway of the server at `address` takes a command (rules/control_words.h).
