@@ -117,17 +117,18 @@ public:
   // ---- The record. The order of the fields is fixed; each comment ends with the field's JSON key,
   // or "this run only" for what no restart keeps. Times are microseconds of monotonic_clock_us().
 
-  std::string input_file;                       // absolute path of the source; "input file"
-  std::string output_file;                      // under path_output_dir, or empty; "output file"
-  std::string output_metadir;                   // metadata directory of the output; this run only
-  std::string transcode_profile;                // the chosen profile; "transcode profile"
-  std::vector<std::string> quoted_profile;      // offered, best first; "quoted profile"
-  std::string fileops_job_dir;                  // empty without a job; this run only
-  std::int32_t fileops_job_id = -1;             // -1 without a job; "fileops job id"
-  std::uint64_t next_remote_poll = 0;           // next monitor or command request; this run only
-  std::string fileops_op;                       // operation in the job status; this run only
-  std::string state_message;                    // what the user reads; "state"
-  std::string entry_id;                         // unique in the queue; "entry id"
+  bool delete_on_finish = false;            // remove source and its metadata; "delete on finish"
+  std::string input_file;                   // absolute path of the source; "input file"
+  std::string output_file;                  // under path_output_dir, or empty; "output file"
+  std::string output_metadir;               // metadata directory of the output; this run only
+  std::string transcode_profile;            // the chosen profile; "transcode profile"
+  std::vector<std::string> quoted_profile;  // offered, best first; "quoted profile"
+  std::string fileops_job_dir;              // empty without a job; this run only
+  std::int32_t fileops_job_id = -1;         // -1 without a job; "fileops job id"
+  std::uint64_t next_remote_poll = 0;       // next monitor or command request; this run only
+  std::string fileops_op;                   // operation in the job status; this run only
+  std::string state_message;                // what the user reads; "state"
+  std::string entry_id;                     // unique in the queue; "entry id"
   std::uint64_t next_upload_progress_read = 0;  // this run only
   std::uint64_t init_deadline;                  // end of the stay in "init"; this run only
   std::int32_t progress = 0;                    // ten-thousandths; "transcode progress"
@@ -136,11 +137,10 @@ public:
   std::int32_t proc_stdout_write_fd = -1;       // the child's end; this run only
   std::int32_t proc_stdin_write_fd = -1;        // the service's end; this run only
   std::int32_t proc_stdin_read_fd = -1;         // the child's end; this run only
-  bool delete_on_finish = false;  // remove source and its metadata; "delete on finish"
-  bool paused = false;            // "paused"
-  bool uploaded = false;          // the remote server has the source; "uploaded"
-  bool approved = true;           // may be started automatically; "approved"
-  bool waiting = false;           // a resumed transcode waits for the slot; "waiting"
+  bool paused = false;                          // "paused"
+  bool uploaded = false;                        // the remote server has the source; "uploaded"
+  bool approved = true;                         // may be started automatically; "approved"
+  bool waiting = false;                         // a resumed transcode waits for the slot; "waiting"
   // Kept on purpose: nothing sets it. Effect: the first "success" line of a job status reads 0.
   bool success = false;                // this run only
   bool proc_stdout_seen = false;       // the child has printed something; this run only
@@ -148,10 +148,7 @@ public:
   bool user_wants_cancel = false;      // "user wants to cancel"
   bool user_wants_pause = false;       // "user wants to pause"
   bool proc_stderr_to_stdout = false;  // the next child's stderr joins its stdout; this run only
-  // Spawners clear it. While set, the child is reaped only after its output was taken and released;
-  // this run only.
-  bool proc_drain_stdout_before_reap = false;
-  transcode_state_machine sm;  // "transcode state" and the keys of the sub-machines
+  transcode_state_machine sm;          // "transcode state" and the keys of the sub-machines
   // Copy of `sm` at the start of the child: what the child is doing, whatever became of the item
   // meanwhile. This run only.
   transcode_state_machine proc_sm;
@@ -162,10 +159,13 @@ public:
   std::string input_name;              // input_file behind its last "/"; this run only
   sliding_window_v4* proc_stdin_buffer = nullptr;   // owned; this run only
   sliding_window_v4* proc_stdout_buffer = nullptr;  // owned; this run only
-  remote_job remote_info;                           // "remote job"
-  metadata input_meta;                              // this run only
-  std::int32_t proc_status = 0;                     // wait status of the last child; this run only
-  remote_document_view remote_view;                 // of remote_info.json; this run only
+  // Spawners clear it. While set, the child is reaped only after its output was taken and released;
+  // this run only.
+  bool proc_drain_stdout_before_reap = false;
+  remote_job remote_info;            // "remote job"
+  metadata input_meta;               // this run only
+  std::int32_t proc_status = 0;      // wait status of the last child; this run only
+  remote_document_view remote_view;  // of remote_info.json; this run only
   // From the reaping of the child to the end of its judging: its pid is no longer ours. This run
   // only.
   bool proc_reaped = false;
