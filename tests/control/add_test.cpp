@@ -1,4 +1,4 @@
-// "add": what a new item is, what is refused, and how room is made.
+// "add": the new item, refusals, and making room.
 #include <set>
 
 #include <gmock/gmock.h>
@@ -11,7 +11,7 @@ using ::testing::ElementsAre;
 
 class add_command : public control_bench {
 protected:
-  // The numbers of the items that stand in the queue no more, of those that add_items() made.
+  // The numbers of the items made by add_items() that are no longer in the queue.
   static strings missing(int made) {
     const strings files = input_files();
     const std::set<std::string> there(files.begin(), files.end());
@@ -23,7 +23,7 @@ protected:
   }
 };
 
-TEST_F(add_command, without_pairs_adds_an_item_with_all_defaults) {
+TEST_F(add_command, without_pairs_adds_an_item_with_defaults) {
   const auto reply = request("add");
   const std::string id = reply.pair("entry id");
   EXPECT_EQ(reply.words, (strings{"add", "OK"}));
@@ -61,7 +61,7 @@ TEST_F(add_command, applies_its_pairs) {
   EXPECT_EQ(item["paused"], json11::Json(true));
 }
 
-TEST_F(add_command, appends_counts_and_arms_both_timers) {
+TEST_F(add_command, appends_and_counts_and_sets_both_timers) {
   add_items(2, TRANSCODE_READY);
   request("add", {{"input file", "/new"}});
   EXPECT_THAT(input_files(), ElementsAre("/1", "/2", "/new"));
@@ -73,12 +73,12 @@ TEST_F(add_command, appends_counts_and_arms_both_timers) {
   EXPECT_TRUE(write_is_armed()) << "a later change moves the write";
 }
 
-TEST_F(add_command, last_value_of_a_name_counts) {
+TEST_F(add_command, uses_the_last_value_of_a_name) {
   request("add", {{"input file", "relative"}, {"input file", "/good"}});
   EXPECT_THAT(input_files(), ElementsAre("/good"));
 }
 
-TEST_F(add_command, refuses_an_unacceptable_pair_and_leaves_the_queue_as_it_was) {
+TEST_F(add_command, refuses_an_unacceptable_pair_and_keeps_the_queue_unchanged) {
   add_items(1, TRANSCODE_READY);
   for (const name_values& pairs : {name_values{{"no such field", "1"}},
                                    {{"input file", "relative"}},
@@ -97,7 +97,7 @@ TEST_F(add_command, refuses_an_unacceptable_pair_and_leaves_the_queue_as_it_was)
   EXPECT_TRUE(nothing_is_armed());
 }
 
-TEST_F(add_command, takes_the_512th_item_and_no_more) {
+TEST_F(add_command, accepts_the_512th_item_and_no_more) {
   add_items(511, TRANSCODE_READY);
   EXPECT_EQ(request("add").status(), "OK");
   const auto reply = request("add");
@@ -148,7 +148,7 @@ TEST_F(add_command, clears_no_item_of_another_state) {
   EXPECT_EQ(transcode_queue.size(), 512U);
 }
 
-TEST_F(add_command, makes_room_even_for_an_item_that_it_refuses) {
+TEST_F(add_command, makes_room_even_if_it_refuses_the_item) {
   add_items(480, TRANSCODE_DONE);
   EXPECT_EQ(request("add", {{"no such field", "1"}}).result_code, 1000U);
   EXPECT_EQ(missing(480), strings{"1"});

@@ -45,7 +45,7 @@ protected:
   }
 };
 
-TEST_F(cancel_command, cancels_an_item_and_tells_who_did) {
+TEST_F(cancel_command, cancels_an_item_and_says_who_did) {
   for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_READY, TRANSCODE_REMOTE,
                            TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL, TRANSCODE_CLEARED}) {
     QueueItem& item = add_item(state);
@@ -57,7 +57,7 @@ TEST_F(cancel_command, cancels_an_item_and_tells_who_did) {
   }
 }
 
-TEST_F(cancel_command, of_an_item_being_cancelled_changes_its_text_alone) {
+TEST_F(cancel_command, of_an_item_being_cancelled_only_changes_its_text) {
   idle_child child;
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   item.proc_pid = child.pid();
@@ -94,7 +94,7 @@ TEST_F(cancel_command, asks_the_remote_server_that_has_the_job) {
   EXPECT_EQ(item.state_message, "");
 }
 
-TEST_F(cancel_command, notes_the_wish_while_another_remote_command_is_on_its_way) {
+TEST_F(cancel_command, only_records_the_wish_during_another_remote_command) {
   QueueItem& item = add_sent_item(REMOTE_COMMAND);
   item.sm.remote_command = "pause";
   expect_done("cancel", item);
@@ -104,7 +104,7 @@ TEST_F(cancel_command, notes_the_wish_while_another_remote_command_is_on_its_way
   EXPECT_TRUE(item.user_wants_cancel);
 }
 
-TEST_F(cancel_command, cancels_here_what_the_remote_server_does_not_run) {
+TEST_F(cancel_command, cancels_locally_what_the_remote_server_does_not_run) {
   for (const auto state : {REMOTE_INIT, REMOTE_UPLOAD, REMOTE_ADD, REMOTE_DOWNLOAD, REMOTE_DONE}) {
     QueueItem& item = add_sent_item(state);
     expect_done("cancel", item);
@@ -113,7 +113,7 @@ TEST_F(cancel_command, cancels_here_what_the_remote_server_does_not_run) {
   }
 }
 
-TEST_F(cancel_command, cancels_here_when_nothing_is_known_of_a_remote_job) {
+TEST_F(cancel_command, cancels_locally_without_a_remote_job) {
   for (const auto state : {REMOTE_MONITOR, REMOTE_COMMAND}) {
     QueueItem& item = add_remote_item(state);
     expect_done("cancel", item);
@@ -121,7 +121,7 @@ TEST_F(cancel_command, cancels_here_when_nothing_is_known_of_a_remote_job) {
   }
 }
 
-TEST_F(cancel_command, knows_a_remote_job_by_any_of_its_parts) {
+TEST_F(cancel_command, recognizes_a_remote_job_by_any_of_its_fields) {
   for (int part = 0; part < 4; ++part) {
     QueueItem& item = add_remote_item(REMOTE_MONITOR);
     if (part == 0) { item.remote_info.ip = "server"; }
@@ -135,7 +135,7 @@ TEST_F(cancel_command, knows_a_remote_job_by_any_of_its_parts) {
 
 class restart_command : public run_command {};
 
-TEST_F(restart_command, leaves_a_ready_item_as_it_is) {
+TEST_F(restart_command, leaves_a_ready_item_unchanged) {
   QueueItem& item = add_item(TRANSCODE_READY);
   item.sm.ready.set_state(READY_CHECK_META);
   item.paused = true;
@@ -147,7 +147,7 @@ TEST_F(restart_command, leaves_a_ready_item_as_it_is) {
   EXPECT_FALSE(status_written(item));
 }
 
-TEST_F(restart_command, lets_a_paused_transcode_wait_for_its_turn) {
+TEST_F(restart_command, makes_a_paused_transcode_wait_for_its_turn) {
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   item.paused = true;
   expect_done("restart", item);
@@ -157,7 +157,7 @@ TEST_F(restart_command, lets_a_paused_transcode_wait_for_its_turn) {
   EXPECT_EQ(status_text(item), "Restarted by user");
 }
 
-TEST_F(restart_command, lets_a_running_transcode_run) {
+TEST_F(restart_command, leaves_a_running_transcode_running) {
   idle_child child;
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   item.proc_pid = child.pid();
@@ -179,7 +179,7 @@ TEST_F(restart_command, refuses_every_later_state) {
   EXPECT_TRUE(nothing_is_armed());
 }
 
-TEST_F(restart_command, that_fails_has_cleared_the_wishes_of_the_user) {
+TEST_F(restart_command, clears_the_users_wishes_even_if_it_fails) {
   for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_CANCELLING}) {
     QueueItem& item = add_item(state);
     item.paused = true;

@@ -1,4 +1,3 @@
-// The bench's socket and requests.
 #include "tests/control/control_bench.h"
 
 #include <csignal>
@@ -19,14 +18,14 @@ namespace qx_test {
 
 namespace {
 
-// A reply needs one round to connect and one to read; more only for long requests.
+// A reply takes one round to connect and one to read; more only for long requests.
 constexpr int rounds_for_a_reply = 100;
 
 }  // namespace
 
 idle_child::idle_child() : pid_(fork()) {
   if (pid_ == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // a test that crashes leaves nothing behind
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // ends with a test that crashes
     setpgid(0, 0);
     execl("/bin/sleep", "sleep", "1000", nullptr);
     _exit(1);

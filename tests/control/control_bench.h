@@ -1,5 +1,5 @@
-// The control socket served in the test's own process. The scheduler does not run, so what a
-// command did stays to be looked at.
+// The control socket, served in the test's own process. The scheduler does not run, so the effect
+// of a command stays visible.
 #pragma once
 
 #include <cstdint>
@@ -18,7 +18,7 @@ namespace qx_test {
 
 constexpr std::uint64_t write_delay_us = 10000000;
 
-// A process in a group of its own that does nothing until a signal ends it.
+// A process in its own group that does nothing until a signal ends it.
 class idle_child {
 public:
   idle_child();
@@ -27,7 +27,7 @@ public:
   idle_child& operator=(const idle_child&) = delete;
 
   pid_t pid() const { return pid_; }
-  // The first signal that was sent to it, SIGKILL when none was. It is gone then.
+  // The first signal sent to it; SIGKILL if there was none. The process is gone afterwards.
   int first_signal();
 
 private:
@@ -39,24 +39,25 @@ protected:
   control_bench();
   ~control_bench() override;
 
-  // Has it served, on the one connection that all requests of a test share, and returns the reply.
+  // Serves the request, on the one connection that all requests of a test share, and returns the
+  // reply.
   reply_packet request(const request_packet& packet);
   reply_packet request(std::string_view command, const name_values& pairs = {});
   reply_packet command(std::string_view command, const QueueItem& item,
                        const name_values& more = {});
-  // Sends bytes, and lets the service read and serve whatever there is.
+  // Sends bytes and lets the service read and serve them.
   void send_and_serve(std::string_view bytes);
-  // The next reply to what was sent so.
+  // The next reply to bytes sent that way.
   reply_packet receive() const { return connection_->receive(); }
 
   QueueItem& add_remote_item(remote_transcode_states state);
-  // Adds so many items of that state; the texts of their input files number them: "/1", "/2", ...
+  // Adds this many items in this state, with input files numbered "/1", "/2", ...
   void add_items(int count, transcode_states state);
   // The input files of all items, in queue order.
   static strings input_files();
 
   static bool status_written(const QueueItem& item);
-  // The state that the job's status tells.
+  // The state in the job's status file.
   static std::string status_text(const QueueItem& item);
 
   static bool scan_is_due();

@@ -1,5 +1,5 @@
-// One round of the control server, with the socket library and the commands replaced by notes of
-// their calls: the order of the round, and what becomes of replies that cannot be made or sent.
+// One round of the control server, with the socket library and the commands replaced by records of
+// their calls: the order of the round, and replies that cannot be made or sent.
 #include <cstdlib>
 #include <deque>
 
@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 
 namespace {
 
-// A scripted connection: numbers stand in for clients, which nobody looks into.
+// A scripted connection: clients are represented by numbers, because nobody dereferences them.
 std::deque<int> arriving;
 std::deque<int> leaving;
 std::deque<comm_socket_v4_packet*> pending;
@@ -35,7 +35,7 @@ comm_socket_v4* some_server() {
   return reinterpret_cast<comm_socket_v4*>(&calls);
 }
 
-// Clients are told apart by their addresses alone; number 0 is none.
+// Clients are only distinguished by their addresses; number 0 means none.
 char places[100];
 
 comm_socket_v4_client* client_of(int number) {
@@ -117,7 +117,7 @@ void refuse(comm_socket_v4_packet&, const char*, const char* status) {
   note(status);
 }
 
-// Stands for a command during which a termination signal comes.
+// Simulates a command during which a termination signal arrives.
 void do_cmd_test(const command_call&) {
   note("do test");
   if (signal_during_test) { ++DIE; }
@@ -165,14 +165,14 @@ protected:
     packet->flags = flags;
     pending.push_back(packet);
   }
-  // The calls of a round behind its first three, which are always the same.
+  // The calls of a round after the first three, which are always the same.
   static std::vector<std::string> calls_for_requests() {
     EXPECT_EQ(handle_server_socket(), 0);
     return {calls.begin() + 3, calls.end()};
   }
 };
 
-TEST_F(control_server, reads_then_greets_then_parts_then_answers) {
+TEST_F(control_server, reads_then_accepts_then_closes_then_answers) {
   arriving = {1, 2};
   leaving = {3};
   request("test");
@@ -185,7 +185,7 @@ TEST_F(control_server, reads_then_greets_then_parts_then_answers) {
                                  "release request"));
 }
 
-TEST_F(control_server, answers_all_that_is_pending) {
+TEST_F(control_server, answers_everything_pending) {
   request("list");
   request("nonsense");
   EXPECT_THAT(calls_for_requests(),
@@ -193,7 +193,7 @@ TEST_F(control_server, answers_all_that_is_pending) {
                           "unknown command 0", "send to 8", "release reply", "release request"));
 }
 
-TEST_F(control_server, hands_each_word_to_its_command) {
+TEST_F(control_server, passes_each_word_to_its_command) {
   for (const char* word : {"test", "add", "remove", "modify", "ready", "cancel", "restart", "pause",
                            "resume", "list"}) {
     calls.clear();
@@ -202,7 +202,7 @@ TEST_F(control_server, hands_each_word_to_its_command) {
   }
 }
 
-TEST_F(control_server, fails_where_the_socket_work_fails) {
+TEST_F(control_server, fails_if_the_socket_fails) {
   for (const int result : {-1, 1}) {
     calls.clear();
     idle_result = result;
@@ -211,7 +211,7 @@ TEST_F(control_server, fails_where_the_socket_work_fails) {
   }
 }
 
-TEST_F(control_server, fails_without_touching_a_server_that_does_not_listen) {
+TEST_F(control_server, fails_without_using_a_server_that_does_not_listen) {
   listening_fd = -1;
   EXPECT_EQ(handle_server_socket(), -1);
   server_socket = nullptr;
@@ -219,19 +219,19 @@ TEST_F(control_server, fails_without_touching_a_server_that_does_not_listen) {
   EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(control_server, does_not_carry_out_what_it_could_not_answer) {
+TEST_F(control_server, does_not_carry_out_a_request_it_could_not_answer) {
   replies_can_be_made = false;
   request("add");
   EXPECT_THAT(calls_for_requests(), ElementsAre("release request"));
 }
 
-TEST_F(control_server, does_not_carry_out_what_wants_no_answer) {
+TEST_F(control_server, does_not_carry_out_a_request_that_wants_no_answer) {
   request("add", 2);
   request("add", 0);
   EXPECT_THAT(calls_for_requests(), ElementsAre("release request", "release request"));
 }
 
-TEST_F(control_server, aborts_on_a_request_that_came_from_nobody) {
+TEST_F(control_server, aborts_on_a_request_without_a_client) {
   requesting = 0;
   request("test");
   EXPECT_DEATH(handle_server_socket(), "client != nullptr");
@@ -249,7 +249,7 @@ TEST_F(control_server, waits_half_a_second_at_a_time_for_a_slow_client) {
   EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
 }
 
-TEST_F(control_server, leaves_the_rest_for_later_when_a_signal_comes) {
+TEST_F(control_server, leaves_the_rest_for_later_after_a_signal) {
   signal_during_test = true;
   request("test");
   request("list");
@@ -262,7 +262,7 @@ TEST_F(control_server, leaves_the_rest_for_later_when_a_signal_comes) {
   signal_during_test = false;
 }
 
-TEST_F(control_server, goes_on_when_a_reply_cannot_be_sent) {
+TEST_F(control_server, continues_when_a_reply_cannot_be_sent) {
   send_results = {0, -1, 1};
   request("test");
   request("list");

@@ -1,4 +1,4 @@
-// What all commands have in common: which one runs, for which item, and the form of the reply.
+// Common to all commands: which one runs, for which item, and the form of the reply.
 #include <gmock/gmock.h>
 
 #include "control/control_server.h"
@@ -20,7 +20,7 @@ TEST_F(dispatch, test_answers_with_a_pair) {
   EXPECT_TRUE(nothing_is_armed());
 }
 
-TEST_F(dispatch, reply_copies_request_id_and_the_option_flag_alone) {
+TEST_F(dispatch, reply_copies_only_request_id_and_option_flag) {
   request_packet packet;
   packet.words = {"test"};
   packet.request_id = 0xfedcba9876543210;
@@ -79,7 +79,7 @@ TEST_F(dispatch, pipelined_requests_are_answered_in_order) {
   }
 }
 
-TEST_F(dispatch, connections_are_told_on_standard_error) {
+TEST_F(dispatch, connections_are_logged_on_standard_error) {
   ::testing::internal::CaptureStderr();
   {
     const raw_connection other(folder_ + "/socket");
@@ -166,14 +166,14 @@ TEST_F(selection, is_by_job_in_any_base) {
   }
 }
 
-TEST_F(selection, is_by_job_zero_as_well) {
+TEST_F(selection, includes_job_zero) {
   QueueItem& item = add_item();
   item.fileops_job_id = 0;
   EXPECT_EQ(selected({{"fileops job id", "0"}}), item.entry_id);
   EXPECT_EQ(selected({{"fileops job id", "no digits"}}), item.entry_id);
 }
 
-TEST_F(selection, takes_the_entry_id_before_the_job) {
+TEST_F(selection, prefers_the_entry_id_to_the_job) {
   QueueItem& first = add_item();
   QueueItem& second = add_item();
   EXPECT_EQ(selected({{"fileops job id", std::to_string(first.fileops_job_id)},
@@ -183,7 +183,7 @@ TEST_F(selection, takes_the_entry_id_before_the_job) {
             second.entry_id);
 }
 
-TEST_F(selection, finds_nothing_by_what_stands_for_no_id) {
+TEST_F(selection, finds_nothing_for_values_that_are_not_an_id) {
   QueueItem& item = add_item();
   item.entry_id.clear();
   item.fileops_job_id = -1;
@@ -191,7 +191,7 @@ TEST_F(selection, finds_nothing_by_what_stands_for_no_id) {
   EXPECT_EQ(transcode_queue_find_fileops_job_id_iterator(-1), transcode_queue.end());
 }
 
-TEST_F(selection, takes_the_first_of_two_alike_and_passes_null_entries_over) {
+TEST_F(selection, takes_the_first_of_two_matches_and_skips_null_entries) {
   transcode_queue.push_back(nullptr);
   QueueItem& first = add_item();
   QueueItem& second = add_item();

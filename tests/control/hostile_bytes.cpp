@@ -1,4 +1,3 @@
-// Packets put together byte by byte.
 #include "tests/control/hostile_bytes.h"
 
 namespace qx_test {

@@ -1,4 +1,4 @@
-// Clients in crowds, clients that flood, clients that never read: the service lives on and does its
+// Crowds of clients, clients that flood, clients that never read: the service survives and does its
 // work.
 #include <atomic>
 #include <memory>
@@ -24,10 +24,10 @@ using crowd = std::vector<std::unique_ptr<raw_connection>>;
 
 constexpr std::size_t most_clients = 256;
 
-// Near to the largest request; in JSON each of its bytes takes six.
+// Close to the largest request; in JSON each of its bytes takes six.
 const std::string huge_value(1000000, '\x01');
 
-// Ticks of processor time that the process has used.
+// Processor time used by the process, in clock ticks.
 long cpu_ticks(pid_t pid) {
   const std::string status = read_file("/proc/" + std::to_string(pid) + "/stat");
   std::istringstream fields(status.substr(status.rfind(')') + 2));
@@ -41,14 +41,14 @@ constexpr long allowed_growth_kib = 512 * 1024;  // freed memory stays in use fo
 constexpr long allowed_growth_kib = 64 * 1024;
 #endif
 
-// Memory that the process has in use.
+// Memory used by the process.
 long resident_kib(pid_t pid) {
   const std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
   return std::stol(status.substr(status.find("VmRSS:") + 6));
 }
 
-// A client that sends its requests at once and takes the replies at 60 KB a second, which is fast
-// enough not to be taken for one that has stopped reading.
+// A client that sends its requests at once and reads the replies at 60 KB a second, fast enough not
+// to count as one that has stopped reading.
 class slow_reader {
 public:
   slow_reader(const std::string& socket_path, const std::string& requests)
@@ -105,14 +105,14 @@ protected:
                [](const auto& each) { return each.second.rfind("socket:", 0) == 0; })) -
            1;
   }
-  // Items that make a page of the listing some hundred KiB long.
+  // Items that make a page of the listing several hundred KiB long.
   void add_bulky_items() const {
     for (int i = 0; i < 16; ++i) {
       machine.client.add({{"input file", "/mnt/" + std::string(4000, 'a') + "/x"},
                           {"transcode profile", std::string(4000, '\x01')}});
     }
   }
-  // One that is kept over a restart, as an item in "init" would not be.
+  // An item that survives a restart, unlike one in "init".
   void add_cancelled_item(const name_values& pairs) const {
     EXPECT_EQ(machine.client.command("cancel", machine.client.add(pairs)).status(), "OK");
   }
@@ -138,7 +138,7 @@ TEST_F(hostile_clients, up_to_256_are_served_at_once) {
   EXPECT_TRUE(is_served(*clients.front()) && is_served(*clients.back()));
 }
 
-TEST_F(hostile_clients, three_hundred_leave_room_again_when_they_go) {
+TEST_F(hostile_clients, three_hundred_leave_room_when_they_disconnect) {
   {
     const crowd clients = connect_many(300);
     EXPECT_TRUE(wait_until([&] { return connections() == most_clients; }));
@@ -153,7 +153,7 @@ TEST_F(hostile_clients, three_hundred_leave_room_again_when_they_go) {
   EXPECT_TRUE(service_answers());
 }
 
-TEST_F(hostile_clients, that_come_and_go_leave_nothing) {
+TEST_F(hostile_clients, that_come_and_go_leak_nothing) {
   for (int i = 0; i < 2000; ++i) {
     const raw_connection short_visit(machine.client.socket_path());
   }
@@ -161,7 +161,7 @@ TEST_F(hostile_clients, that_come_and_go_leave_nothing) {
   EXPECT_TRUE(wait_until([&] { return connections() == 0; }));
 }
 
-TEST_F(hostile_clients, that_take_all_descriptors_neither_stop_nor_heat_the_service) {
+TEST_F(hostile_clients, that_take_all_descriptors_do_not_stop_or_busy_the_service) {
   const rlimit few{24, 24};
   ASSERT_EQ(prlimit(machine.service.pid(), RLIMIT_NOFILE, &few, nullptr), 0);
   {
@@ -259,7 +259,7 @@ TEST_F(hostile_clients, that_never_finish_a_request_leave_the_service_small) {
   EXPECT_LT(resident_kib(machine.service.pid()) - before, allowed_growth_kib);
 }
 
-TEST_F(hostile_clients, that_go_without_reading_do_not_hold_the_service) {
+TEST_F(hostile_clients, that_leave_without_reading_do_not_delay_the_service) {
   add_bulky_items();
   for (int i = 0; i < 20; ++i) {
     const raw_connection hostile(machine.client.socket_path());
@@ -270,7 +270,7 @@ TEST_F(hostile_clients, that_go_without_reading_do_not_hold_the_service) {
   EXPECT_LT(steady::now() - begin, 4s);
 }
 
-TEST_F(hostile_clients, that_read_slowly_get_their_reply_whole) {
+TEST_F(hostile_clients, that_read_slowly_get_their_complete_reply) {
   add_bulky_items();
   const raw_connection slow(machine.client.socket_path());
   ASSERT_TRUE(slow.send(list_requests(1)));
@@ -279,7 +279,7 @@ TEST_F(hostile_clients, that_read_slowly_get_their_reply_whole) {
   EXPECT_EQ(slow.receive().json()["total"], json11::Json(16));
 }
 
-TEST_F(hostile_clients, that_read_a_little_at_a_time_do_not_hold_the_end_of_the_service) {
+TEST_F(hostile_clients, that_read_a_little_at_a_time_do_not_delay_the_shutdown) {
   add_bulky_items();
   const slow_reader hostile(machine.client.socket_path(), list_requests(50));
   ASSERT_TRUE(hostile.wait_for_bytes(100000)) << "it has the service sending";
@@ -287,7 +287,7 @@ TEST_F(hostile_clients, that_read_a_little_at_a_time_do_not_hold_the_end_of_the_
   EXPECT_EQ(machine.service.wait_for_exit(30s).status, 0);
 }
 
-TEST_F(hostile_clients, that_read_a_little_at_a_time_leave_items_their_turns) {
+TEST_F(hostile_clients, that_read_a_little_at_a_time_do_not_starve_items) {
   machine.root.write_source("/mnt/media/clip.mpg");
   add_bulky_items();
   const slow_reader hostile(machine.client.socket_path(), list_requests(50));
@@ -296,7 +296,7 @@ TEST_F(hostile_clients, that_read_a_little_at_a_time_leave_items_their_turns) {
   machine.root.wait_for_call(tool::startitem);
 }
 
-TEST_F(hostile_clients, with_huge_values_cannot_make_a_reply_without_end) {
+TEST_F(hostile_clients, with_huge_values_cannot_make_an_endless_reply) {
   strings ids;
   for (int i = 0; i < 3; ++i) {
     ids.push_back(machine.client.add({{"transcode profile", huge_value}}));
@@ -320,7 +320,7 @@ TEST_F(hostile_clients, with_huge_values_lose_nothing_at_the_next_start) {
   EXPECT_EQ(machine.client.list({{"end", "0"}})["total"].int_value(), 4);
 }
 
-TEST_F(hostile_clients, with_the_longest_paths_there_are_lose_nothing_at_the_next_start) {
+TEST_F(hostile_clients, with_the_longest_possible_paths_lose_nothing_at_the_next_start) {
   constexpr int count = 479;
   const std::string longest_path = "/mnt/" + std::string(3834, 'a') + "/" + std::string(255, 'b');
   for (int i = 0; i < count; ++i) {

@@ -1,4 +1,4 @@
-// What is no packet ends its connection, is not carried out, and is noticed by nobody else.
+// Malformed packets end their connection, are not carried out, and affect no other client.
 #include <map>
 #include <random>
 
@@ -14,9 +14,9 @@ namespace {
 const std::string nul(1, '\0');
 
 #ifdef __SANITIZE_ADDRESS__
-const std::string memory_key = "VmRSS:";  // its shadow memory drowns the other figure
+const std::string memory_key = "VmRSS:";  // its shadow memory would hide the other figure
 #else
-const std::string memory_key = "VmData:";  // also what is asked for and not yet used
+const std::string memory_key = "VmData:";  // includes memory that is requested but not used yet
 #endif
 
 header_bytes header_of_length(std::uint32_t body_length) {
@@ -43,7 +43,7 @@ std::string add_with(const std::string& words, const std::string& pairs, const s
 
 const std::string one_word = u32(1) + text("add");
 
-// Every way in which a packet can be wrong, by name.
+// Every way in which a packet can be malformed, by name.
 const std::map<std::string, std::string> malformed = {
     {"text", "GET / HTTP/1.1\r\nHost: localhost\r\n\r\n"},
     {"zeros", std::string(100, '\0')},
@@ -111,7 +111,7 @@ class malformed_packet : public hostile_packets,
 INSTANTIATE_TEST_SUITE_P(, malformed_packet, ::testing::ValuesIn(names_of_malformed()),
                          [](const auto& test) { return test.param; });
 
-TEST_P(malformed_packet, ends_its_connection_alone) {
+TEST_P(malformed_packet, only_ends_its_own_connection) {
   const raw_connection bystander = connect();
   const raw_connection hostile = connect();
   ASSERT_TRUE(hostile.send(malformed.at(GetParam())));
@@ -121,7 +121,7 @@ TEST_P(malformed_packet, ends_its_connection_alone) {
   expect_service_well();
 }
 
-TEST_P(malformed_packet, does_not_take_back_what_came_whole_before) {
+TEST_P(malformed_packet, does_not_undo_complete_packets_before_it) {
   const raw_connection hostile = connect();
   ASSERT_TRUE(hostile.send(good_request() + good_request() + malformed.at(GetParam())));
   EXPECT_EQ(hostile.receive().status(), "OK");
@@ -151,7 +151,7 @@ TEST_F(hostile_packets, that_come_byte_by_byte_are_served) {
   EXPECT_EQ(slow.receive().status(), "OK");
 }
 
-TEST_F(hostile_packets, cut_short_at_any_byte_do_nothing) {
+TEST_F(hostile_packets, truncated_at_any_byte_do_nothing) {
   request_packet add;
   add.words = {"add"};
   add.pairs = {{"paused", "1"}};
@@ -181,7 +181,7 @@ TEST_F(hostile_packets, changed_at_random_do_no_harm) {
   expect_service_well();
 }
 
-TEST_F(hostile_packets, do_not_cost_memory_before_they_come) {
+TEST_F(hostile_packets, do_not_cost_memory_before_they_arrive) {
   const long before = memory_kib();
   std::vector<std::unique_ptr<raw_connection>> halves;
   const std::string half = header_of_length(largest_request).encoded() + u32(1);

@@ -17,7 +17,7 @@ protected:
     EXPECT_TRUE(reply.pairs.empty());
     return reply.json();
   }
-  // The numbers of the listed items, of a queue that add_items() made.
+  // The numbers of the listed items, in a queue made by add_items().
   strings listed(const name_values& pairs = {}) {
     strings files;
     const auto page = list(pairs);
@@ -53,7 +53,7 @@ TEST_F(list_command, without_parameters_lists_the_first_sixteen) {
   EXPECT_EQ(list()["start"], json11::Json(0));
 }
 
-TEST_F(list_command, holds_sixteen_items_whatever_the_end) {
+TEST_F(list_command, lists_at_most_sixteen_items_whatever_the_end) {
   add_items(50, TRANSCODE_READY);
   const auto page = list({{"start", "10"}, {"end", "100"}});
   EXPECT_EQ(listed({{"start", "10"}, {"end", "100"}}), numbers(11, 26));
@@ -61,7 +61,7 @@ TEST_F(list_command, holds_sixteen_items_whatever_the_end) {
   EXPECT_EQ(page["start"], json11::Json(10));
 }
 
-TEST_F(list_command, ends_with_the_last_index_included) {
+TEST_F(list_command, includes_the_last_index) {
   add_items(20, TRANSCODE_READY);
   EXPECT_EQ(listed({{"start", "3"}, {"end", "5"}}), numbers(4, 6));
   EXPECT_EQ(listed({{"end", "0"}}), numbers(1, 1));
@@ -75,7 +75,7 @@ TEST_F(list_command, beyond_the_queue_has_no_start) {
   EXPECT_EQ(page["total"], json11::Json(3));
 }
 
-TEST_F(list_command, whose_start_is_behind_its_end_lists_the_end) {
+TEST_F(list_command, with_a_start_after_its_end_lists_the_end) {
   add_items(30, TRANSCODE_READY);
   const auto page = list({{"start", "20"}, {"end", "7"}});
   EXPECT_EQ(listed({{"start", "20"}, {"end", "7"}}), numbers(8, 8));
@@ -91,7 +91,7 @@ TEST_F(list_command, reads_numbers_in_any_base) {
   EXPECT_EQ(listed({{"start", "1"}, {"end", "5"}, {"end", "2"}}), numbers(2, 3));
 }
 
-TEST_F(list_command, reads_negative_and_huge_numbers_as_beyond_every_queue) {
+TEST_F(list_command, treats_negative_and_huge_numbers_as_beyond_the_queue) {
   add_items(3, TRANSCODE_READY);
   for (const char* huge : {"-1", "18446744073709551615", "99999999999999999999999999"}) {
     EXPECT_EQ(listed({{"end", huge}}), numbers(1, 3)) << huge;
@@ -110,7 +110,7 @@ TEST_F(list_command, counts_null_entries_and_does_not_list_them) {
               ElementsAre("list", "modify counter", "total"));
 }
 
-TEST_F(list_command, tells_the_modify_counter) {
+TEST_F(list_command, includes_the_modify_counter) {
   transcode_queue_mod_count = 0xffffffff;
   EXPECT_EQ(list()["modify counter"].number_value(), 4294967295.0);
   request("add");
@@ -137,7 +137,7 @@ TEST_F(list_command, of_one_item_is_its_json_form) {
   EXPECT_EQ(request("list", {{"entry id", item.entry_id}, {"start", "9"}}).data, form);
 }
 
-TEST_F(list_command, of_one_item_that_is_not_there_is_refused) {
+TEST_F(list_command, of_a_missing_item_is_refused) {
   add_items(1, TRANSCODE_READY);
   for (const name_values& pairs : {name_values{{"entry id", "nobody"}},
                                    {{"entry id", "nobody"}, {"fileops job id", "1"}},
@@ -201,7 +201,7 @@ TEST_F(list_command, names_the_state_of_the_phase_an_item_is_in) {
   EXPECT_EQ(page[3].object_items().size(), plain_keys + 2);
 }
 
-TEST_F(list_command, names_no_state_that_is_out_of_range) {
+TEST_F(list_command, does_not_name_a_state_out_of_range) {
   add_item(TRANSCODE_READY).sm.ready.state = ready_states_count;
   add_item(TRANSCODE_THUMBNAIL).sm.thumbnail.state = thumbnail_states_count;
   add_item(TRANSCODE_CLEANUP).sm.cleanup.state = cleanup_states_count;
@@ -215,7 +215,7 @@ TEST_F(list_command, names_no_state_that_is_out_of_range) {
   EXPECT_EQ(page[4]["transcode state"], json11::Json(""));
 }
 
-TEST_F(list_command, shows_of_a_remote_job_only_its_entry_id) {
+TEST_F(list_command, shows_only_the_entry_id_of_a_remote_job) {
   QueueItem& item = add_item(TRANSCODE_REMOTE);
   add_item(TRANSCODE_REMOTE);
   item.remote_info.ip = "server";
@@ -228,7 +228,7 @@ TEST_F(list_command, shows_of_a_remote_job_only_its_entry_id) {
   EXPECT_TRUE(page[1]["remote job"].is_null()) << "nothing is known of one";
 }
 
-TEST_F(list_command, keeps_texts_of_any_bytes_apart) {
+TEST_F(list_command, handles_texts_of_any_bytes) {
   add_item().input_file = "/mnt/quote\" backslash\\ tab\t line\n utf-8 \xc3\xa4 not \xff";
   EXPECT_EQ(listed(), strings{"/mnt/quote\" backslash\\ tab\t line\n utf-8 \xc3\xa4 not \xff"});
 }

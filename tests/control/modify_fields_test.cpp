@@ -1,4 +1,4 @@
-// Which field of a job a client may change in which state, and what the change does.
+// Which fields of an item a client may change in which state, and the effect of each change.
 #include <csignal>
 #include <filesystem>
 
@@ -39,7 +39,7 @@ TEST_F(modify, unknown_names_are_refused) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(modify, source_can_be_set_in_init_alone) {
+TEST_F(modify, source_can_only_be_set_in_init) {
   for (const auto state : all_states) {
     QueueItem other;
     other.sm.set_state(state);
@@ -49,13 +49,13 @@ TEST_F(modify, source_can_be_set_in_init_alone) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(modify, refused_source_leaves_none) {
+TEST_F(modify, refused_source_clears_it) {
   ASSERT_TRUE(item.modify("input file", source_file));
   EXPECT_FALSE(item.modify("input file", "clip.mov"));
   EXPECT_EQ(item.input_file + item.input_dir + item.input_name, "");
 }
 
-TEST_F(modify, source_of_a_later_state_stays_when_refused) {
+TEST_F(modify, source_stays_when_refused_in_a_later_state) {
   item.set_input_file(source_file);
   enter(TRANSCODE_READY);
   EXPECT_FALSE(item.modify("input file", "/mnt/media/other.mpg"));
@@ -73,7 +73,7 @@ TEST_F(modify, profile_can_be_set_until_the_transcode_begins) {
   }
 }
 
-TEST_F(modify, profile_is_taken_as_it_is) {
+TEST_F(modify, profile_is_copied_unchanged) {
   const std::string longer(9000, 'x');
   for (const char* value : {"", " 720\n", "no such profile", longer.c_str()}) {
     EXPECT_TRUE(item.modify("transcode profile", value));
@@ -91,7 +91,7 @@ TEST_F(modify, delete_on_finish_can_be_set_before_cleanup) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(modify, numbers_count_as_true_above_zero) {
+TEST_F(modify, numbers_above_zero_are_true) {
   for (const char* value : {"1", "2", " 1", "+3", "1x", "99999999999999999999", "\t7"}) {
     item.delete_on_finish = false;
     EXPECT_TRUE(item.modify("delete on finish", value));
@@ -104,7 +104,7 @@ TEST_F(modify, numbers_count_as_true_above_zero) {
   }
 }
 
-TEST_F(modify, pause_in_init_is_noted_alone) {
+TEST_F(modify, pause_in_init_only_sets_the_flag) {
   EXPECT_TRUE(item.modify("paused", "1"));
   EXPECT_TRUE(item.paused);
   EXPECT_TRUE(item.modify("paused", "no digits"));
@@ -139,7 +139,7 @@ TEST_F(modify, pause_is_accepted_in_every_state) {
   }
 }
 
-TEST_F(modify, pause_of_a_watched_remote_job_becomes_a_command) {
+TEST_F(modify, pause_of_a_monitored_remote_job_becomes_a_command) {
   enter_remote(REMOTE_MONITOR);
   EXPECT_TRUE(item.modify("paused", "1"));
   EXPECT_EQ(item.sm.remote.state, REMOTE_COMMAND);
@@ -185,7 +185,7 @@ TEST_F(modify, resume_of_a_ready_item_that_is_not_paused_keeps_its_text) {
   EXPECT_THAT(status_writes, ElementsAre("ready: before"));
 }
 
-TEST_F(modify, resume_of_a_watched_remote_job_becomes_a_command) {
+TEST_F(modify, resume_of_a_monitored_remote_job_becomes_a_command) {
   enter_remote(REMOTE_MONITOR);
   item.paused = item.user_wants_pause = true;
   EXPECT_TRUE(item.modify("paused", "0"));
@@ -197,7 +197,7 @@ TEST_F(modify, resume_of_a_watched_remote_job_becomes_a_command) {
   EXPECT_THAT(status_writes, ElementsAre("remote transcode: before"));
 }
 
-TEST_F(modify, resume_while_a_command_is_on_its_way_takes_the_wish_back) {
+TEST_F(modify, resume_during_a_command_withdraws_the_wish) {
   enter_remote(REMOTE_COMMAND);
   item.sm.remote_command = "pause";
   item.paused = item.user_wants_pause = true;
@@ -208,7 +208,7 @@ TEST_F(modify, resume_while_a_command_is_on_its_way_takes_the_wish_back) {
   EXPECT_EQ(status_writes.size(), 1U);
 }
 
-TEST_F(modify, resume_elsewhere_clears_the_pause_and_has_the_queue_scanned) {
+TEST_F(modify, resume_elsewhere_clears_the_pause_and_triggers_a_scan) {
   for (const auto state : {REMOTE_INIT, REMOTE_UPLOAD, REMOTE_ADD, REMOTE_DOWNLOAD, REMOTE_DONE}) {
     enter_remote(state);
     item.paused = item.user_wants_pause = true;
@@ -222,7 +222,7 @@ TEST_F(modify, resume_elsewhere_clears_the_pause_and_has_the_queue_scanned) {
   }
 }
 
-TEST_F(modify, resume_of_an_item_in_any_other_state_clears_the_pause_alone) {
+TEST_F(modify, resume_in_any_other_state_only_clears_the_pause) {
   for (const auto state : {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_THUMBNAIL,
                            TRANSCODE_CLEANUP, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
     enter(state);
@@ -236,7 +236,7 @@ TEST_F(modify, resume_of_an_item_in_any_other_state_clears_the_pause_alone) {
   }
 }
 
-TEST_F(modify, value_that_the_queue_file_has_no_room_for_is_refused) {
+TEST_F(modify, value_too_large_for_the_queue_file_is_refused) {
   ASSERT_TRUE(item.modify("input file", source_file));
   ASSERT_TRUE(item.modify("transcode profile", "720"));
   const std::string huge = "/mnt/media/" + std::string(25U << 20U, 'x');

@@ -1,4 +1,4 @@
-// Changes of "transcode state" by clients: approval into "ready", and cancel.
+// Changes of "transcode state" by clients: to "ready", and to "cancelled".
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -23,7 +23,7 @@ protected:
   modify_state() { item.state_message = "before"; }
   ~modify_state() override { item.proc_pid = -1; }
 
-  // The item in that state, with a child that was started in that state.
+  // The item in this state, with a child that was started in the same state.
   void run_child(transcode_states state) {
     item.sm.set_state(state);
     item.proc_prepare_fork_spawn();
@@ -52,7 +52,7 @@ protected:
   QueueItem item;
 };
 
-// An item that passes every check. To be used inside.
+// An item that passes every check. Call it inside the private root.
 struct good_item : QueueItem {
   explicit good_item(transcode_states state) {
     set_input_file(source_file);
@@ -61,7 +61,7 @@ struct good_item : QueueItem {
   }
 };
 
-// The state an item without a child ends in, "" when the change is refused.
+// The resulting state of an item without a child; "" if the change is refused.
 std::string outcome(transcode_states from, const char* target) {
   good_item item(from);
   return item.modify(key, target) ? item.sm.state_name() : "";
@@ -93,7 +93,7 @@ TEST_F(modify_state, unknown_name_means_init) {
   EXPECT_EQ(outcome(TRANSCODE_READY, ""), "");
 }
 
-TEST_F(modify_state, state_it_has_already_changes_nothing) {
+TEST_F(modify_state, current_state_changes_nothing) {
   item.sm.set_state(TRANSCODE_READY);
   item.sm.ready.set_state(READY_QUERY_PROFILES);
   EXPECT_TRUE(item.modify(key, "ready"));
@@ -112,7 +112,7 @@ TEST_F(modify_state, refused_change_changes_nothing) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(modify_state, ready_starts_the_phase_anew) {
+TEST_F(modify_state, ready_restarts_the_phase) {
   inside([] {
     good_item job(TRANSCODE_CANCELLED);
     job.progress = 5000;
@@ -130,7 +130,7 @@ TEST_F(modify_state, ready_is_refused_with_the_reason_of_the_check) {
   EXPECT_EQ(item.state_message, "Rejected: No input file");
 }
 
-TEST_F(modify_state, ready_is_refused_while_an_old_child_lives) {
+TEST_F(modify_state, ready_is_refused_while_an_old_child_is_running) {
   inside([this] {
     item.set_input_file(source_file);
     run_child(TRANSCODE_TRANSCODING);
@@ -172,7 +172,7 @@ TEST_F(modify_state, cancel_ends_the_child_and_waits_for_its_end) {
   }
 }
 
-TEST_F(modify_state, cancel_leaves_a_metadata_check_or_a_listing_to_finish) {
+TEST_F(modify_state, cancel_lets_a_metadata_check_or_a_listing_finish) {
   for (const auto state : {READY_CHECK_META, READY_QUERY_PROFILES}) {
     run_ready_child(state);
     EXPECT_TRUE(item.modify(key, "cancelled"));
@@ -187,7 +187,7 @@ TEST_F(modify_state, cancel_leaves_a_metadata_check_or_a_listing_to_finish) {
   }
 }
 
-TEST_F(modify_state, cancel_shuts_any_other_child_of_the_ready_phase_down) {
+TEST_F(modify_state, cancel_ends_any_other_child_of_the_ready_phase) {
   for (const auto state : {READY_INIT, READY_READY_TO_TRANSCODE}) {
     signals_sent.clear();
     run_ready_child(state);
@@ -198,14 +198,14 @@ TEST_F(modify_state, cancel_shuts_any_other_child_of_the_ready_phase_down) {
   }
 }
 
-TEST_F(modify_state, cancel_goes_by_what_the_child_was_started_for) {
+TEST_F(modify_state, cancel_depends_on_what_the_child_was_started_for) {
   run_ready_child(READY_QUERY_PROFILES);
   item.sm.set_state(TRANSCODE_THUMBNAIL);
   EXPECT_TRUE(item.modify(key, "cancelled"));
   EXPECT_THAT(signals_sent, IsEmpty());
 }
 
-TEST_F(modify_state, cancel_with_output_left_waits_for_it) {
+TEST_F(modify_state, cancel_waits_for_unread_output) {
   item.sm.set_state(TRANSCODE_READY);
   item.sm.ready.set_state(READY_QUERY_PROFILES);
   item.proc_prepare_fork_spawn();

@@ -1,4 +1,4 @@
-// "modify" and "ready": what the item accepts or refuses, as the client hears it.
+// "modify" and "ready": accepted and refused changes, as the client sees them.
 #include <gmock/gmock.h>
 
 #include "queue/transcode_queue.h"
@@ -38,7 +38,7 @@ TEST_F(modify_command, refuses_what_the_item_refuses_and_shows_the_item) {
   EXPECT_TRUE(nothing_is_armed());
 }
 
-TEST_F(modify_command, goes_by_name_order_and_stops_at_the_first_refusal) {
+TEST_F(modify_command, applies_names_in_order_and_stops_at_the_first_refusal) {
   QueueItem& item = add_item(TRANSCODE_READY);
   const auto reply =
       command("modify", item,
@@ -48,20 +48,20 @@ TEST_F(modify_command, goes_by_name_order_and_stops_at_the_first_refusal) {
   EXPECT_EQ(item.transcode_profile, "") << "behind the refusal";
 }
 
-TEST_F(modify_command, takes_the_last_value_of_a_name) {
+TEST_F(modify_command, uses_the_last_value_of_a_name) {
   QueueItem& item = add_item(TRANSCODE_READY);
   command("modify", item, {{"transcode profile", "720"}, {"transcode profile", "480"}});
   EXPECT_EQ(item.transcode_profile, "480");
 }
 
-TEST_F(modify_command, does_not_take_the_selection_for_fields) {
+TEST_F(modify_command, does_not_treat_the_selection_as_fields) {
   QueueItem& item = add_item(TRANSCODE_READY);
   EXPECT_EQ(command("modify", item, {{"fileops job id", "77"}}).status(), "OK");
   EXPECT_EQ(request("modify", {{"fileops job id", "1"}}).status(), "OK");
   EXPECT_EQ(item.fileops_job_id, 1);
 }
 
-TEST_F(modify_command, refuses_names_that_are_not_written_exactly) {
+TEST_F(modify_command, refuses_inexact_names) {
   QueueItem& item = add_item(TRANSCODE_READY);
   for (const char* name : {"Paused", "paused ", "transcode_profile", "approved", "state", ""}) {
     EXPECT_EQ(command("modify", item, {{name, "1"}}).status(), cannot_be_modified) << name;
@@ -70,7 +70,7 @@ TEST_F(modify_command, refuses_names_that_are_not_written_exactly) {
 
 class ready_command : public control_bench {};
 
-TEST_F(ready_command, leaves_a_ready_item_as_it_is) {
+TEST_F(ready_command, leaves_a_ready_item_unchanged) {
   QueueItem& item = add_item(TRANSCODE_READY);
   item.sm.ready.set_state(READY_QUERY_PROFILES);
   item.state_message = "as before";
@@ -84,7 +84,7 @@ TEST_F(ready_command, leaves_a_ready_item_as_it_is) {
   EXPECT_FALSE(write_is_armed());
 }
 
-TEST_F(ready_command, refused_answers_with_the_word_modify) {
+TEST_F(ready_command, answers_a_refusal_with_the_word_modify) {
   for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_CANCELLING,
                            TRANSCODE_REMOTE, TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL,
                            TRANSCODE_CLEANUP, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
@@ -98,7 +98,7 @@ TEST_F(ready_command, refused_answers_with_the_word_modify) {
   EXPECT_TRUE(nothing_is_armed());
 }
 
-TEST_F(ready_command, refused_shows_the_reason) {
+TEST_F(ready_command, shows_the_reason_of_a_refusal) {
   QueueItem& item = add_item();
   EXPECT_EQ(command("ready", item).json()["state"].string_value(), "Rejected: No input file");
 }

@@ -9,7 +9,7 @@ using namespace qx_test;
 
 namespace {
 
-// Every master state in which nothing but the item itself is paused.
+// Every main state in which only the item itself is paused.
 constexpr transcode_states plain_states[] = {
     TRANSCODE_INIT,      TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_READY,
     TRANSCODE_THUMBNAIL, TRANSCODE_CLEANUP,   TRANSCODE_DONE,       TRANSCODE_CLEARED};
@@ -73,7 +73,7 @@ TEST_F(pause_command, asks_the_remote_server_that_has_the_job) {
   EXPECT_EQ(item.state_message, "");
 }
 
-TEST_F(pause_command, notes_the_wish_while_another_remote_command_is_on_its_way) {
+TEST_F(pause_command, only_records_the_wish_during_another_remote_command) {
   QueueItem& item = add_remote_item(REMOTE_COMMAND);
   item.sm.remote_command = "cancel";
   expect_done("pause", item);
@@ -82,7 +82,7 @@ TEST_F(pause_command, notes_the_wish_while_another_remote_command_is_on_its_way)
   EXPECT_FALSE(item.paused);
 }
 
-TEST_F(pause_command, says_nothing_during_a_transfer) {
+TEST_F(pause_command, keeps_the_text_during_a_transfer) {
   for (const auto state : {REMOTE_UPLOAD, REMOTE_ADD, REMOTE_DOWNLOAD}) {
     QueueItem& item = add_remote_item(state);
     item.state_message = "as before";
@@ -118,7 +118,7 @@ TEST_F(resume_command, ends_the_pause_in_any_state) {
   }
 }
 
-TEST_F(resume_command, lets_a_paused_transcode_wait_for_its_turn) {
+TEST_F(resume_command, makes_a_paused_transcode_wait_for_its_turn) {
   idle_child child;
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   item.proc_pid = child.pid();
@@ -130,7 +130,7 @@ TEST_F(resume_command, lets_a_paused_transcode_wait_for_its_turn) {
   EXPECT_EQ(child.first_signal(), SIGKILL) << "the scheduler wakes it up, not the command";
 }
 
-TEST_F(resume_command, changes_nothing_of_an_item_that_is_not_paused) {
+TEST_F(resume_command, changes_nothing_for_an_item_that_is_not_paused) {
   for (const auto state : {TRANSCODE_TRANSCODING, TRANSCODE_READY}) {
     for (const bool waiting : {false, true}) {
       QueueItem& item = add_item(state);
@@ -155,7 +155,7 @@ TEST_F(resume_command, asks_the_remote_server_that_has_the_job) {
   EXPECT_TRUE(item.paused) << "until the remote server says otherwise";
 }
 
-TEST_F(resume_command, takes_the_wish_back_while_another_remote_command_is_on_its_way) {
+TEST_F(resume_command, withdraws_the_wish_during_another_remote_command) {
   QueueItem& item = add_remote_item(REMOTE_COMMAND);
   item.sm.remote_command = "pause";
   item.paused = true;
@@ -166,7 +166,7 @@ TEST_F(resume_command, takes_the_wish_back_while_another_remote_command_is_on_it
   EXPECT_TRUE(item.paused);
 }
 
-TEST_F(resume_command, ends_the_pause_of_every_other_remote_state) {
+TEST_F(resume_command, ends_the_pause_in_every_other_remote_state) {
   for (const auto state : {REMOTE_INIT, REMOTE_UPLOAD, REMOTE_ADD, REMOTE_DOWNLOAD, REMOTE_DONE}) {
     QueueItem& item = add_remote_item(state);
     item.paused = true;

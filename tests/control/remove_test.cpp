@@ -1,4 +1,5 @@
-// "remove": refused for a busy item, at once for most, through "cleanup" where the source goes too.
+// "remove": refused for a busy item, immediate for most, through "cleanup" if the source is removed
+// too.
 #include <csignal>
 
 #include "queue/transcode_queue.h"
@@ -26,7 +27,7 @@ protected:
   }
 };
 
-TEST_F(remove_command, refuses_an_item_past_cancelling_whose_child_lives) {
+TEST_F(remove_command, refuses_an_item_past_cancelling_with_a_child) {
   idle_child child;
   for (const auto state :
        {TRANSCODE_READY, TRANSCODE_REMOTE, TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL,
@@ -39,7 +40,7 @@ TEST_F(remove_command, refuses_an_item_past_cancelling_whose_child_lives) {
   EXPECT_EQ(child.first_signal(), SIGKILL) << "the child was signalled";
 }
 
-TEST_F(remove_command, refuses_an_item_whose_output_is_not_taken_yet) {
+TEST_F(remove_command, refuses_an_item_with_unread_output) {
   QueueItem& item = add_item(TRANSCODE_READY);
   ASSERT_TRUE(item.open_proc_stdout());
   expect_busy(item);
@@ -61,7 +62,7 @@ TEST_F(remove_command, clears_an_item_at_once) {
   EXPECT_EQ(transcode_queue_mod_count, 0U);
 }
 
-TEST_F(remove_command, sends_an_item_whose_source_goes_through_cleanup) {
+TEST_F(remove_command, sends_an_item_through_cleanup_to_remove_its_source) {
   for (const auto state : {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_READY,
                            TRANSCODE_REMOTE, TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL}) {
     QueueItem& item = add_item(state);
@@ -81,7 +82,7 @@ TEST_F(remove_command, sends_an_item_whose_source_goes_through_cleanup) {
   }
 }
 
-TEST_F(remove_command, keeps_the_source_of_an_item_not_begun_or_done) {
+TEST_F(remove_command, keeps_the_source_of_an_item_that_is_new_or_done) {
   for (const auto state : {TRANSCODE_INIT, TRANSCODE_DONE}) {
     QueueItem& item = add_item(state);
     item.delete_on_finish = true;
@@ -90,7 +91,7 @@ TEST_F(remove_command, keeps_the_source_of_an_item_not_begun_or_done) {
   }
 }
 
-TEST_F(remove_command, only_arms_the_write_for_an_item_that_goes_already) {
+TEST_F(remove_command, only_schedules_the_write_for_an_item_already_leaving) {
   for (const auto state : {TRANSCODE_CLEANUP, TRANSCODE_CLEARED}) {
     QueueItem& item = add_item(state);
     item.delete_on_finish = true;
@@ -129,7 +130,7 @@ TEST_F(remove_command, ends_the_child_of_an_item_that_is_being_cancelled) {
   }
 }
 
-TEST_F(remove_command, leaves_the_child_alone_where_cleanup_follows) {
+TEST_F(remove_command, leaves_the_child_alone_if_cleanup_follows) {
   idle_child child;
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   item.delete_on_finish = true;

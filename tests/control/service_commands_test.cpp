@@ -1,5 +1,4 @@
-// The commands as a client of the running service sees them, with real children and the scheduler
-// behind them.
+// The commands as seen by a client of the running service, with real children and the scheduler.
 #include <csignal>
 #include <filesystem>
 
@@ -38,7 +37,7 @@ protected:
   test_machine machine;
 };
 
-TEST_F(service_commands, add_takes_an_item_to_ready_in_one_request) {
+TEST_F(service_commands, add_can_make_an_item_ready_in_one_request) {
   const auto reply = machine.client.request(
       "add", {{"transcode state", "ready"}, {"paused", "1"}, {"input file", source}});
   EXPECT_EQ(reply.status(), "OK") << "pairs are applied by name, the source first";
@@ -47,7 +46,7 @@ TEST_F(service_commands, add_takes_an_item_to_ready_in_one_request) {
   EXPECT_GE(reply.json()["fileops job id"].int_value(), 1);
 }
 
-TEST_F(service_commands, refused_add_leaves_no_job_behind) {
+TEST_F(service_commands, refused_add_leaves_no_job) {
   const auto reply = machine.client.request(
       "add", {{"input file", source}, {"transcode state", "ready"}, {"unknown", "1"}});
   EXPECT_EQ(reply.status(), "One or more parameters were not accepted");
@@ -55,7 +54,7 @@ TEST_F(service_commands, refused_add_leaves_no_job_behind) {
   EXPECT_TRUE(std::filesystem::is_empty(machine.root.path("/mnt/main/tv/fileops/jobs")));
 }
 
-TEST_F(service_commands, item_left_in_init_is_dropped_after_its_time) {
+TEST_F(service_commands, item_left_in_init_is_dropped_after_a_while) {
   machine.client.add({});
   EXPECT_EQ(total(), 1);
   const int counted = machine.client.list()["modify counter"].int_value();
@@ -85,7 +84,7 @@ TEST_F(service_commands, remove_of_a_running_transcode_is_refused) {
   machine.client.wait_for_transcode_state(id, "done");
 }
 
-TEST_F(service_commands, remove_takes_the_source_along_where_told_to) {
+TEST_F(service_commands, remove_deletes_the_source_if_requested) {
   const auto id = machine.client.add_ready(source, {{"paused", "1"}, {"delete on finish", "1"}});
   machine.client.wait_for_item(
       id, [](const auto& item) { return item["ready state"] == "ready to transcode"; });
@@ -138,7 +137,7 @@ TEST_F(service_commands, restart_makes_a_new_or_cancelled_item_ready) {
   }
 }
 
-TEST_F(service_commands, restart_is_refused_while_the_cancelled_child_still_ends) {
+TEST_F(service_commands, restart_is_refused_until_the_cancelled_child_has_ended) {
   machine.root.plan(tool::transcode, tool_plan().catch_signal(SIGTERM).mark("up").wait("go"));
   const auto id = machine.client.add_ready(source);
   const auto call = machine.root.wait_for_call(tool::transcode);
@@ -152,7 +151,7 @@ TEST_F(service_commands, restart_is_refused_while_the_cancelled_child_still_ends
             "Cancelled by user");
 }
 
-TEST_F(service_commands, paused_transcode_sleeps_and_goes_on) {
+TEST_F(service_commands, paused_transcode_is_suspended_and_continues) {
   const auto id = transcoding_item();
   const auto call = machine.root.wait_for_call(tool::transcode);
   EXPECT_EQ(machine.client.command("pause", id).json()["state"].string_value(), "Paused");
@@ -180,7 +179,7 @@ TEST_F(service_commands, another_transcode_starts_while_one_is_paused) {
   machine.client.wait_for_transcode_state(second, "done");
 }
 
-TEST_F(service_commands, many_items_are_listed_by_pages) {
+TEST_F(service_commands, many_items_are_listed_in_pages) {
   machine.service.stop();
   machine.service.set_uptime(10);
   machine.start();

@@ -1,4 +1,4 @@
-// One file's way from "add" to "done" on one machine, with stand-ins for the tools.
+// A file on its way from "add" to "done" on one machine, with simulated tools.
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -56,7 +56,7 @@ TEST(local_job, leaves_video_picture_metadata_and_ready_marker) {
   EXPECT_THAT(machine.root.read(metadata + "/.vod.metadata"), HasSubstr("file type=video/mp2t"));
 }
 
-TEST(local_job, reports_into_its_job_folder) {
+TEST(local_job, writes_its_status_to_its_job_folder) {
   test_machine machine;
   machine.root.write_source(source);
   machine.start();

@@ -1,4 +1,4 @@
-// Lines out of what a child has printed.
+// Lines from a child's output.
 #include <cstring>
 #include <string_view>
 
@@ -60,7 +60,7 @@ TEST_F(child_output, carriage_return_within_a_line_is_kept) {
   expect_line("a\rb");
 }
 
-TEST_F(child_output, carriage_return_that_was_taken_before_is_left_alone) {
+TEST_F(child_output, carriage_return_consumed_before_is_left_alone) {
   print("\r\n");
   ++buffer_->read_pos;
   expect_line("");
@@ -91,7 +91,7 @@ TEST_F(child_output, line_may_fill_the_buffer) {
 
 using child_output_death = child_output;
 
-TEST_F(child_output_death, broken_buffer_ends_the_service) {
+TEST_F(child_output_death, corrupt_buffer_ends_the_service) {
   GTEST_FLAG_SET(death_test_style, "fast");
   print("one\n");
   unsigned char* const good = buffer_->write_pos;

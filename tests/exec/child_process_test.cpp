@@ -1,4 +1,4 @@
-// Starting a child: what it is given, what it is not, and what is left when it cannot be started.
+// Starting a child: what it inherits, what it does not, and what is left if it cannot be started.
 #include <cerrno>
 
 #include <fcntl.h>
@@ -23,7 +23,7 @@ protected:
   child_process() { item_.sm.set_state(TRANSCODE_READY); }
   ~child_process() override { end_child(); }
 
-  // With its output in a pipe.
+  // With a pipe for its output.
   bool spawn_shell(const std::string& script) {
     item_.proc_argv = {"/bin/sh", "-c", script};
     EXPECT_TRUE(item_.open_proc_stdout());
@@ -34,14 +34,14 @@ protected:
     item_.signal_proc_group(SIGKILL);
     wait_status();
   }
-  // Waits for the child's own end.
+  // Waits for the child to end.
   int wait_status() {
     int status = 0;
     waitpid(item_.proc_pid, &status, 0);
     item_.proc_pid = -1;
     return status;
   }
-  // All that the child prints until its end.
+  // Everything the child prints until it ends.
   std::string output() {
     std::string text;
     EXPECT_TRUE(wait_until([&] {
@@ -80,7 +80,7 @@ TEST_F(child_process, second_child_is_not_started) {
   item_.proc_pid = -1;
 }
 
-TEST_F(child_process, start_notes_what_the_child_is_for) {
+TEST_F(child_process, start_records_what_the_child_is_for) {
   const fake_child child;
   item_.sm.set_state(TRANSCODE_REMOTE);
   item_.sm.remote.set_state(REMOTE_COMMAND);
@@ -97,7 +97,7 @@ TEST_F(child_process, start_notes_what_the_child_is_for) {
   item_.proc_pid = -1;
 }
 
-TEST_F(child_process, start_notes_the_step_of_every_phase) {
+TEST_F(child_process, start_records_the_step_of_every_phase) {
   QueueItem::transcode_state_machine& sm = item_.sm;
   const QueueItem::transcode_state_machine& noted = item_.proc_sm;
   sm.ready.set_state(READY_QUERY_PROFILES);
@@ -116,7 +116,7 @@ TEST_F(child_process, start_notes_the_step_of_every_phase) {
   EXPECT_TRUE(noted.cleanup.initialized);
 }
 
-TEST_F(child_process, leads_a_session_of_its_own) {
+TEST_F(child_process, leads_its_own_session) {
   ASSERT_TRUE(spawn_shell("ps -o pgid=,sid= -p $$ 2>/dev/null || cut -d' ' -f5,6 /proc/$$/stat"));
   const std::string pid = std::to_string(item_.proc_pid);
   int group = 0;
@@ -131,15 +131,15 @@ TEST_F(child_process, runs_at_the_lowest_priority) {
   EXPECT_EQ(output(), "19\n");
 }
 
-TEST_F(child_process, gets_its_arguments_as_they_are) {
+TEST_F(child_process, gets_its_arguments_unchanged) {
   item_.proc_argv = {"/usr/bin/printf", "<%s>", "", "a b", "\"'*$(x)", "-n"};
   ASSERT_TRUE(item_.open_proc_stdout());
   ASSERT_TRUE(item_.proc_spawn());
   EXPECT_EQ(output(), "<><a b><\"'*$(x)><-n>");
 }
 
-TEST_F(child_process, keeps_no_descriptor_but_its_streams) {
-  close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);  // what the test itself was started with
+TEST_F(child_process, keeps_only_its_streams_open) {
+  close_range(3, ~0U, CLOSE_RANGE_CLOEXEC);  // those that the test itself was started with
   const int other = open("/dev/null", O_RDONLY | O_CLOEXEC);
   ASSERT_TRUE(QueueItem::_std_open_anonpipe(item_.proc_stdin_read_fd, item_.proc_stdin_write_fd));
   ASSERT_TRUE(spawn_shell("ls /proc/$$/fd; true"));
@@ -163,7 +163,7 @@ TEST_F(child_process, reads_what_the_service_writes) {
   EXPECT_EQ(output(), "got x y\n");
 }
 
-TEST_F(child_process, service_keeps_its_own_pipe_ends_only) {
+TEST_F(child_process, service_keeps_only_its_own_pipe_ends) {
   ASSERT_TRUE(QueueItem::_std_open_anonpipe(item_.proc_stdin_read_fd, item_.proc_stdin_write_fd));
   ASSERT_TRUE(spawn_shell("exec sleep 1000"));
   EXPECT_EQ(item_.proc_stdout_write_fd, -1);
@@ -173,7 +173,7 @@ TEST_F(child_process, service_keeps_its_own_pipe_ends_only) {
   EXPECT_NE(fcntl(item_.proc_stdout_read_fd, F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST_F(child_process, standard_error_joins_the_output_when_asked) {
+TEST_F(child_process, standard_error_joins_the_output_on_request) {
   item_.proc_stderr_to_stdout = true;
   ASSERT_TRUE(spawn_shell("echo out; echo err >&2"));
   EXPECT_EQ(output(), "out\nerr\n");
@@ -192,7 +192,7 @@ TEST_F(child_process, tool_that_cannot_be_executed_exits_with_255) {
   EXPECT_EQ(wait_status(), exited(255));
 }
 
-TEST_F(child_process, tool_is_not_looked_for_in_the_path) {
+TEST_F(child_process, tool_is_not_searched_in_the_path) {
   item_.proc_argv = {"true"};
   ASSERT_TRUE(item_.proc_spawn());
   EXPECT_EQ(wait_status(), exited(255));
@@ -212,7 +212,7 @@ TEST_F(child_process, unusable_output_pipe_exits_with_254) {
   EXPECT_EQ(wait_status(), exited(254));
 }
 
-TEST_F(child_process, termination_signals_end_it_as_they_would_any_program) {
+TEST_F(child_process, termination_signals_end_it_like_any_program) {
   std::signal(SIGTERM, [](int) {});
   ASSERT_TRUE(spawn_shell("echo up; exec sleep 1000"));
   char up[3];
@@ -221,7 +221,7 @@ TEST_F(child_process, termination_signals_end_it_as_they_would_any_program) {
   EXPECT_EQ(wait_status(), killed_by(SIGTERM));
 }
 
-TEST_F(child_process, begins_with_default_signals_and_none_blocked) {
+TEST_F(child_process, starts_with_default_signals_and_none_blocked) {
   std::signal(SIGHUP, SIG_IGN);
   sigset_t set;
   sigemptyset(&set);
@@ -252,7 +252,7 @@ TEST_F(child_process, gets_the_descriptor_limit_that_the_service_was_started_wit
                 "\n");
 }
 
-// As between fork and setsid: it has no process group of its own yet.
+// As between fork and setsid: it does not have its own process group yet.
 TEST_F(child_process, is_ended_but_not_paused_before_it_has_a_group) {
   const pid_t child = fork();
   ASSERT_NE(child, -1);
@@ -293,7 +293,7 @@ TEST_F(child_process, pipe_is_opened_only_into_closed_ends) {
   EXPECT_EQ(write_end, 5);
 }
 
-TEST_F(child_process, pipe_that_cannot_be_had_is_told) {
+TEST_F(child_process, failure_to_open_a_pipe_is_reported) {
   kernel.pipe2 = [](int*, int) {
     errno = EMFILE;
     return -1;
@@ -326,7 +326,7 @@ TEST_F(child_process, buffers_hold_16384_bytes) {
   EXPECT_EQ(sliding_window_v4_can_write(item_.proc_stdout_buffer), 16384U);
 }
 
-TEST_F(child_process, runs_as_long_as_anything_of_it_is_left) {
+TEST_F(child_process, counts_as_running_while_anything_of_it_is_left) {
   EXPECT_FALSE(item_.is_running());
   for (auto* const number :
        {&item_.proc_pid, &item_.proc_stdout_read_fd, &item_.proc_stdout_write_fd}) {
@@ -341,7 +341,7 @@ TEST_F(child_process, runs_as_long_as_anything_of_it_is_left) {
   EXPECT_TRUE(item_.is_running());
 }
 
-TEST_F(child_process, shutdown_signals_the_group_and_keeps_the_child_to_be_reaped) {
+TEST_F(child_process, shutdown_signals_the_group_and_leaves_the_child_to_be_reaped) {
   fake_child child;
   item_.proc_argv = {"/bin/true"};
   ASSERT_TRUE(QueueItem::_std_open_anonpipe(item_.proc_stdin_read_fd, item_.proc_stdin_write_fd));

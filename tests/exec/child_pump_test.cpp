@@ -1,4 +1,4 @@
-// The pump: input to the child, output of it, and its end.
+// The pump: a child's input, its output, and its end.
 #include <cstring>
 
 #include <fcntl.h>
@@ -19,7 +19,7 @@ using ::testing::HasSubstr;
 
 namespace {
 
-// The child belongs to an item that is nobody's concern: its end changes no state.
+// The child belongs to an item in a state in which its end changes nothing.
 class child_pump : public exec_bench {
 protected:
   child_pump() { item_.input_file = "/mnt/media/clip.mpg"; }
@@ -33,7 +33,7 @@ protected:
     ASSERT_TRUE(item_.open_proc_stdout());
     ASSERT_TRUE(item_.proc_spawn());
   }
-  // With a pipe to its input, the other end of which is kept here.
+  // With a pipe for its input, whose other end is kept here.
   void spawn_with_input(std::size_t bytes) {
     ASSERT_TRUE(QueueItem::_std_open_anonpipe(item_.proc_stdin_read_fd, item_.proc_stdin_write_fd));
     input_fd_ = fcntl(item_.proc_stdin_read_fd, F_DUPFD_CLOEXEC, 3);
@@ -62,7 +62,7 @@ TEST_F(child_pump, nothing_to_do_without_a_child) {
   EXPECT_FALSE(turn(item_));
 }
 
-TEST_F(child_pump, empty_input_is_ended_in_the_first_turn) {
+TEST_F(child_pump, empty_input_is_closed_in_the_first_turn) {
   spawn_with_input(0);
   EXPECT_FALSE(turn(item_));
   EXPECT_EQ(item_.proc_stdin_write_fd, -1);
@@ -70,7 +70,7 @@ TEST_F(child_pump, empty_input_is_ended_in_the_first_turn) {
   EXPECT_EQ(read(input_fd_, &byte, 1), 0);
 }
 
-TEST_F(child_pump, input_is_written_and_then_ended) {
+TEST_F(child_pump, input_is_written_and_then_closed) {
   spawn_with_input(16384);
   turn(item_);
   EXPECT_EQ(input_so_far(), std::string(16384, 'i'));
@@ -92,7 +92,7 @@ TEST_F(child_pump, full_pipe_leaves_the_rest_for_later_turns) {
   EXPECT_NE(item_.proc_stdin_write_fd, -1);
 }
 
-TEST_F(child_pump, child_that_stops_reading_is_told) {
+TEST_F(child_pump, child_that_stops_reading_is_reported) {
   spawn_with_input(5);
   item_.proc_stdin_read_fd = fcntl(input_fd_, F_DUPFD_CLOEXEC, 3);
   close(item_.proc_stdin_read_fd);
@@ -106,7 +106,7 @@ TEST_F(child_pump, child_that_stops_reading_is_told) {
   EXPECT_EQ(item_.proc_stdin_write_fd, -1);
 }
 
-TEST_F(child_pump, bytes_are_work_and_are_seen) {
+TEST_F(child_pump, bytes_count_as_work_and_are_noted) {
   spawn();
   EXPECT_FALSE(turn(item_));
   EXPECT_FALSE(item_.proc_stdout_seen);
@@ -116,7 +116,7 @@ TEST_F(child_pump, bytes_are_work_and_are_seen) {
   EXPECT_EQ(waiting_output(), 3U);
 }
 
-TEST_F(child_pump, end_of_output_is_work_and_is_told) {
+TEST_F(child_pump, end_of_output_counts_as_work_and_is_logged) {
   spawn();
   child_.print("abc");
   turn(item_);
@@ -142,7 +142,7 @@ TEST_F(child_pump, streams_that_ended_leave_no_pipe_end_open) {
   EXPECT_EQ(item_.proc_stdout_write_fd, -1);
 }
 
-TEST_F(child_pump, turn_that_read_bytes_does_not_reap) {
+TEST_F(child_pump, turn_that_reads_bytes_does_not_reap) {
   int looks = 0;
   child_.at_waitpid = [&] { ++looks; };
   spawn();
@@ -156,7 +156,7 @@ TEST_F(child_pump, turn_that_read_bytes_does_not_reap) {
   EXPECT_EQ(item_.proc_pid, -1);
 }
 
-TEST_F(child_pump, full_buffer_does_not_keep_a_child_from_being_reaped) {
+TEST_F(child_pump, full_buffer_does_not_prevent_reaping) {
   spawn();
   child_.print(std::string(20000, 'x'));
   EXPECT_TRUE(turn(item_));
@@ -167,7 +167,7 @@ TEST_F(child_pump, full_buffer_does_not_keep_a_child_from_being_reaped) {
   EXPECT_EQ(item_.proc_pid, -1);
 }
 
-TEST_F(child_pump, output_is_discarded_when_nobody_listens_any_more) {
+TEST_F(child_pump, output_without_a_reader_is_discarded) {
   spawn();
   fcntl(item_.proc_stdout_read_fd, F_SETPIPE_SZ, 1 << 20);
   child_.print(std::string(300000, 'x'));
@@ -182,7 +182,7 @@ TEST_F(child_pump, output_is_discarded_when_nobody_listens_any_more) {
   EXPECT_EQ(waiting_output(), 16384U) << "what was listened to stays";
 }
 
-TEST_F(child_pump, output_that_somebody_may_still_take_is_kept) {
+TEST_F(child_pump, output_that_may_still_be_read_is_kept) {
   spawn();
   child_.print(std::string(40000, 'x'));
   for (int i = 0; i < 5; ++i) {
@@ -202,8 +202,8 @@ TEST_F(child_pump, child_without_output_is_reaped) {
   EXPECT_EQ(item_.proc_pid, -1);
 }
 
-// The child prints and ends between the look at its output and the one at itself.
-TEST_F(child_pump, last_words_are_there_to_be_judged) {
+// The child prints and ends between the check of its output and that of the child itself.
+TEST_F(child_pump, last_output_is_there_to_be_evaluated) {
   spawn();
   child_.at_waitpid = [&] {
     child_.print("first\nlast\n");
@@ -216,7 +216,7 @@ TEST_F(child_pump, last_words_are_there_to_be_judged) {
   forget_child(item_);
 }
 
-TEST_F(child_pump, read_lines_make_room_for_the_last_words) {
+TEST_F(child_pump, lines_already_read_make_room_for_the_last_output) {
   spawn();
   child_.print(std::string(16383, 'x') + "\n");
   turn(item_);
@@ -231,7 +231,7 @@ TEST_F(child_pump, read_lines_make_room_for_the_last_words) {
   forget_child(item_);
 }
 
-TEST_F(child_pump, draining_child_is_not_reaped_before_its_output_is_released) {
+TEST_F(child_pump, child_to_be_drained_is_not_reaped_before_its_output_is_released) {
   spawn();
   item_.proc_drain_stdout_before_reap = true;
   child_.end(exited(0));
@@ -263,7 +263,7 @@ TEST_F(child_pump, nothing_of_a_reaped_child_is_left) {
   EXPECT_TRUE(item_.proc_argv.empty());
 }
 
-TEST_F(child_pump, cancel_is_finished_when_the_child_is_gone) {
+TEST_F(child_pump, cancel_is_completed_when_the_child_is_gone) {
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   item.state_message = "Cancelled by user";
   item_metadata_ident_in_action = &item;
@@ -278,7 +278,7 @@ TEST_F(child_pump, cancel_is_finished_when_the_child_is_gone) {
   EXPECT_THAT(status_writes, ElementsAre("cancelled: Cancelled by user"));
 }
 
-TEST_F(child_pump, cancel_without_a_child_is_finished_in_the_next_turn) {
+TEST_F(child_pump, cancel_without_a_child_is_completed_in_the_next_turn) {
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   item_active_upload_in_action = &item;
   EXPECT_FALSE(turn(item));
@@ -295,7 +295,7 @@ TEST_F(child_pump, cancel_waits_for_output_that_is_not_released) {
 
 using child_pump_death = child_pump;
 
-TEST_F(child_pump_death, broken_buffers_end_the_service) {
+TEST_F(child_pump_death, corrupt_buffers_end_the_service) {
   GTEST_FLAG_SET(death_test_style, "fast");
   spawn_with_input(5);
   unsigned char* const good = item_.proc_stdin_buffer->read_pos;

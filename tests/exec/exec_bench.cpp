@@ -1,4 +1,3 @@
-// The bench's kernel, children and items.
 #include "tests/exec/exec_bench.h"
 
 #include <fcntl.h>
@@ -11,7 +10,7 @@
 
 using qx_test::kernel;
 
-// The linker leads the program's calls of these here (--wrap).
+// The linker redirects the program's calls of these functions here (--wrap).
 extern "C" {
 pid_t __real_fork();
 pid_t __real_waitpid(pid_t pid, int* status, int options);
@@ -155,8 +154,8 @@ QueueItem& exec_bench::add_candidate() {
   return item;
 }
 
-// A namespace of process ids holds only who is born after joining it, so what is done there, and
-// looks at /proc, is done by a child.
+// Only children born after joining a process-id namespace belong to it, so work that looks at /proc
+// is done by a child.
 void private_exec_bench::inside(const std::function<void()>& action) const {
   const auto in_child = [&] {
     const pid_t pid = fork();

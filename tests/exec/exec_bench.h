@@ -1,5 +1,5 @@
-// Steps of jobs in the test's own process: the kernel's answers can be the test's, and every write
-// of a job's status is noted.
+// Steps of items in the test's own process: the test can replace the kernel's answers, and every
+// write of a job's status is recorded.
 #pragma once
 
 #include <csignal>
@@ -18,7 +18,7 @@
 
 namespace qx_test {
 
-// Where one is set it answers in the place of the kernel or of a library.
+// If set, these replace the kernel's or a library's functions.
 struct kernel_answers {
   std::function<pid_t()> fork;
   std::function<pid_t(pid_t, int*)> waitpid;
@@ -28,7 +28,7 @@ struct kernel_answers {
   std::function<int()> rand;
   std::function<unsigned(const char*, unsigned)> forbidden_area;
   std::function<unsigned(int, unsigned)> forbidden_area_fd;
-  std::size_t cpus = 0;  // the machine's own where it is 0
+  std::size_t cpus = 0;  // the machine's own number if 0
   bool job_directory_is_known = true;
 };
 extern kernel_answers kernel;
@@ -41,28 +41,28 @@ constexpr int killed_by(int signal_number) {
   return signal_number;
 }
 
-// While it lives nothing is forked: the service believes in a child that does what the test says.
+// While it exists nothing is forked: the service sees a child that does what the test says.
 class fake_child {
 public:
-  static constexpr pid_t pid = 1000000000;  // above any that the kernel gives
+  static constexpr pid_t pid = 1000000000;  // higher than any that the kernel assigns
 
   fake_child();
   ~fake_child();
   fake_child(const fake_child&) = delete;
   fake_child& operator=(const fake_child&) = delete;
 
-  // Makes it what the item is running, in the state in which the item is.
+  // Makes it the item's running child, started in the item's current state.
   static void run_for(QueueItem& item);
-  // Its output, where the service has opened a pipe for it.
+  // Writes to its output, if the service has opened a pipe for it.
   void print(std::string_view bytes) const;
   void close_stdout();
-  // The service finds it ended from now on.
+  // From now on the service finds it ended.
   void end(int wait_status);
 
   int started = 0;
   std::vector<int> signals;          // to its group, in order
-  std::vector<int> stray_signals;    // to anybody else
-  std::function<void()> at_waitpid;  // called before each look whether it has ended
+  std::vector<int> stray_signals;    // to any other process
+  std::function<void()> at_waitpid;  // called before each check whether it has ended
 
 private:
   bool has_ended_ = false;
@@ -70,7 +70,7 @@ private:
   int stdout_fd_ = -1;
 };
 
-// Takes standard error while it lives.
+// Captures standard error while it exists.
 class stderr_capture {
 public:
   stderr_capture();
@@ -94,17 +94,17 @@ protected:
   static bool turn(QueueItem& item);
 
   QueueItem& add_ready_item(ready_states state);
-  // Complete as far as the scan looks: profile, listing, input, output.
+  // An item with everything the scan requires: profile, listing, input, output.
   QueueItem& add_candidate();
 };
 
-// The same on a machine of its own, for what looks at media and outputs. Sources, settings and the
-// like are best written before inside().
+// The same in a private root, for steps that look at media and outputs. Write sources, settings and
+// the like before calling inside().
 class private_exec_bench : public exec_bench {
 protected:
-  // Does it in a process that lives there; the test fails when an expectation of it does.
+  // Runs the action in a process in the private root; the test fails if an expectation in it does.
   void inside(const std::function<void()>& action) const;
-  // An item with the source /mnt/media/clip.mpg. To be called inside.
+  // An item with the source /mnt/media/clip.mpg. Call it inside.
   QueueItem& add_source_item(transcode_states state);
 
   private_root root_;

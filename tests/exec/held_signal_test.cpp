@@ -1,5 +1,5 @@
-// When a transcoder is told to suspend itself or to go on: not before it takes the signal, not
-// before it has taken the other one, and not for ever later.
+// When a transcoder gets the signal to suspend or continue: not before it can take it, not before
+// it has taken the opposite one, and not indefinitely late.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -31,7 +31,7 @@ protected:
     item_.close_proc_stdout();
   }
 
-  // A transcoder that takes the signals once the test calls arm(), and ends after end().
+  // A transcoder that can take the signals once the test calls arm(), and ends after end().
   void start_script() {
     start({"/bin/sh", "-c",
            "until test -e \"$0/arm\"; do sleep 0.01; done;"
@@ -45,7 +45,7 @@ protected:
     ASSERT_TRUE(item_.open_proc_stdout());
     ASSERT_TRUE(item_.proc_spawn());
   }
-  // A tool that has no handlers; the options are those of env, which bear on both signals.
+  // A tool without handlers; the options of env apply to both signals.
   void start_sleep(const std::string& options) {
     start({"/bin/sh", "-c", "exec env " + options + "=USR1,USR2 sleep 1000"});
     ASSERT_TRUE(wait_until([&] {
@@ -63,7 +63,7 @@ protected:
   void arm() const { write_file(folder_ + "/arm", ""); }
   void end() const { write_file(folder_ + "/end", ""); }
 
-  // Gives the item turns until its transcoder has printed that text.
+  // Gives the item turns until its transcoder has printed this text.
   bool prints(const std::string& text) {
     wait_until([&] {
       turn(item_);
@@ -93,7 +93,7 @@ TEST_F(held_signal, reaches_the_transcoder_once_it_has_a_handler) {
   EXPECT_EQ(output(), "armed\nsuspended\nover\n") << "and once";
 }
 
-TEST_F(held_signal, is_taken_back_by_the_other_one) {
+TEST_F(held_signal, is_cancelled_by_the_opposite_one) {
   start_script();
   tell_transcoder(item_, SIGUSR1);
   tell_transcoder(item_, SIGUSR2);
@@ -104,7 +104,7 @@ TEST_F(held_signal, is_taken_back_by_the_other_one) {
   EXPECT_EQ(output(), "armed\nover\n");
 }
 
-TEST_F(held_signal, is_forgotten_when_the_transcoder_is_told_to_end) {
+TEST_F(held_signal, is_forgotten_when_the_transcoder_is_ended) {
   start_script();
   tell_transcoder(item_, SIGUSR1);
   item_.sm.set_state(TRANSCODE_CANCELLING);
@@ -116,7 +116,7 @@ TEST_F(held_signal, is_forgotten_when_the_transcoder_is_told_to_end) {
   EXPECT_EQ(output(), "armed\nover\n");
 }
 
-TEST_F(held_signal, does_not_pass_to_the_next_transcoder) {
+TEST_F(held_signal, does_not_reach_the_next_transcoder) {
   start({"/bin/sleep", "1000"});
   tell_transcoder(item_, SIGUSR1);
   item_.signal_proc_group(SIGKILL);
@@ -130,7 +130,7 @@ TEST_F(held_signal, does_not_pass_to_the_next_transcoder) {
   EXPECT_EQ(output(), "armed\nover\n");
 }
 
-TEST_F(held_signal, goes_at_last_to_a_tool_that_never_takes_it) {
+TEST_F(held_signal, is_finally_sent_to_a_tool_that_never_handles_it) {
   start({"/bin/sleep", "1000"});
   ASSERT_TRUE(wait_until([&] { return read_child_signals(item_.proc_pid).is_tool; }));
   tell_transcoder(item_, SIGUSR1);
@@ -144,7 +144,7 @@ TEST_F(held_signal, goes_at_last_to_a_tool_that_never_takes_it) {
   EXPECT_EQ(item_.proc_status, killed_by(SIGUSR1));
 }
 
-TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
+TEST_F(held_signal, is_never_sent_to_a_child_before_its_exec) {
   item_.proc_pid = fork();
   if (item_.proc_pid == 0) {
     setsid();
@@ -161,8 +161,8 @@ TEST_F(held_signal, never_goes_to_a_child_that_has_not_become_its_tool) {
   EXPECT_EQ(waitpid(item_.proc_pid, nullptr, WNOHANG), 0);
 }
 
-// A tool that blocks the signals and reads them at its leisure would see the two in no order.
-TEST_F(held_signal, waits_until_the_other_one_is_taken) {
+// A tool that blocks the signals and reads them later would see the two in no particular order.
+TEST_F(held_signal, waits_until_the_opposite_one_is_taken) {
   for (const auto& [first, second] : {std::pair{SIGUSR1, SIGUSR2}, {SIGUSR2, SIGUSR1}}) {
     start_sleep("--block-signal");
     clock_us += patience_us;
@@ -175,8 +175,9 @@ TEST_F(held_signal, waits_until_the_other_one_is_taken) {
   }
 }
 
-// A tool that sleeps in its handler has the signal blocked there: a second pause stays pending.
-TEST_F(held_signal, to_go_on_reaches_a_tool_that_leaves_a_pause_untaken) {
+// A tool that is suspended in its handler has the signal blocked there: a second pause stays
+// pending.
+TEST_F(held_signal, to_continue_reaches_a_tool_with_a_pending_pause) {
   start_sleep("--block-signal");
   clock_us += 10 * patience_us;
   tell_transcoder(item_, SIGUSR1);
@@ -189,7 +190,7 @@ TEST_F(held_signal, to_go_on_reaches_a_tool_that_leaves_a_pause_untaken) {
   EXPECT_TRUE(is_pending(SIGUSR2));
 }
 
-TEST_F(held_signal, to_suspend_waits_for_as_long_as_it_takes) {
+TEST_F(held_signal, to_suspend_waits_as_long_as_it_takes) {
   start_sleep("--block-signal");
   clock_us += patience_us;
   tell_transcoder(item_, SIGUSR2);
@@ -209,7 +210,7 @@ TEST_F(held_signal, is_forgotten_when_everything_is_shut_down) {
   EXPECT_FALSE(is_pending(SIGUSR1));
 }
 
-TEST_F(held_signal, has_the_next_turn_come_early) {
+TEST_F(held_signal, makes_the_next_turn_come_early) {
   start({"/bin/sleep", "1000"});
   turn(item_);
   EXPECT_EQ(next_early_turn, 0U) << "nothing is held";
@@ -220,7 +221,7 @@ TEST_F(held_signal, has_the_next_turn_come_early) {
   EXPECT_EQ(next_early_turn, clock_us + 5000);
 }
 
-TEST_F(held_signal, is_nothing_without_a_child) {
+TEST_F(held_signal, does_nothing_without_a_child) {
   tell_transcoder(item_, SIGUSR1);
   start_script();
   arm();

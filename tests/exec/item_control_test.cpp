@@ -34,7 +34,7 @@ std::vector<QueueItem*> slots() {
 
 class item_cancel : public exec_bench {
 protected:
-  // An item with output and a child that was started in the state in which the item is.
+  // An item with output and a child that was started in the item's current state.
   QueueItem& run(QueueItem& item) {
     item.proc_argv = {"/bin/true"};
     EXPECT_TRUE(item.open_proc_stdout());
@@ -67,7 +67,7 @@ TEST_F(item_cancel, finished_item_cannot_be_cancelled) {
   EXPECT_EQ(item.sm.state, TRANSCODE_DONE);
 }
 
-TEST_F(item_cancel, cancelled_item_is_left_as_it_is) {
+TEST_F(item_cancel, cancelled_item_is_left_unchanged) {
   for (const auto state : {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING}) {
     QueueItem& item = run(add_item(state));
     EXPECT_TRUE(item.cancel());
@@ -101,7 +101,7 @@ TEST_F(item_cancel, running_step_is_stopped_and_waited_for) {
   }
 }
 
-TEST_F(item_cancel, identification_and_listing_are_left_to_finish) {
+TEST_F(item_cancel, identification_and_listing_may_finish) {
   for (const auto state : {READY_CHECK_META, READY_QUERY_PROFILES}) {
     QueueItem& item = run(add_ready_item(state));
     EXPECT_TRUE(item.cancel());
@@ -122,15 +122,15 @@ TEST_F(item_cancel, any_other_step_of_a_ready_item_is_stopped) {
   }
 }
 
-// What counts is what the child was started for, not what became of the item.
-TEST_F(item_cancel, goes_by_the_childs_state_not_the_items) {
+// The child's original step decides, not the item's current state.
+TEST_F(item_cancel, depends_on_the_childs_state_not_the_items) {
   QueueItem& item = run(add_ready_item(READY_QUERY_PROFILES));
   item.sm.set_state(TRANSCODE_TRANSCODING);
   item.cancel();
   EXPECT_THAT(child_.signals, IsEmpty());
 }
 
-TEST_F(item_cancel, text_that_comes_with_it_survives) {
+TEST_F(item_cancel, text_given_with_it_survives) {
   QueueItem& item = add_item(TRANSCODE_READY);
   item.cancel_with("no profiles listed");
   EXPECT_EQ(item.state_message, "no profiles listed");
@@ -151,8 +151,8 @@ TEST_F(item_cancel, other_items_keep_their_slots) {
   EXPECT_THAT(slots(), ::testing::Each(&other));
 }
 
-// A child that has not come as far as a group of its own.
-TEST_F(item_cancel, child_without_a_group_yet_is_signalled_itself) {
+// A child that does not have its own group yet.
+TEST_F(item_cancel, child_without_a_group_is_signalled_directly) {
   QueueItem& item = run(add_item(TRANSCODE_TRANSCODING));
   std::vector<pid_t> targets;
   kernel.kill = [&](pid_t target, int) {
@@ -164,8 +164,8 @@ TEST_F(item_cancel, child_without_a_group_yet_is_signalled_itself) {
   EXPECT_THAT(targets, ElementsAre(-fake_child::pid, fake_child::pid));
 }
 
-// Its process id may be anybody's by then.
-TEST_F(item_cancel, child_that_was_reaped_is_not_signalled_itself) {
+// Its process id may already belong to another process.
+TEST_F(item_cancel, reaped_child_is_not_signalled_directly) {
   QueueItem& item = run(add_item(TRANSCODE_TRANSCODING));
   std::vector<pid_t> targets;
   kernel.kill = [&](pid_t target, int) {
@@ -180,7 +180,7 @@ TEST_F(item_cancel, child_that_was_reaped_is_not_signalled_itself) {
   EXPECT_THAT(targets, ElementsAre(-fake_child::pid));
 }
 
-TEST_F(item_pause, running_transcode_is_told_to_suspend) {
+TEST_F(item_pause, running_transcode_is_suspended) {
   QueueItem& item = run(add_item(TRANSCODE_TRANSCODING));
   EXPECT_TRUE(item.pause());
   EXPECT_THAT(child_.signals, ElementsAre(SIGUSR1));
@@ -210,7 +210,7 @@ TEST_F(item_pause, item_in_any_other_state_is_only_marked) {
   EXPECT_THAT(child_.signals, IsEmpty());
 }
 
-TEST_F(item_pause, monitored_item_asks_its_server) {
+TEST_F(item_pause, monitored_item_sends_a_command_to_its_server) {
   QueueItem& item = add_item(TRANSCODE_REMOTE);
   item.sm.remote.set_state(REMOTE_MONITOR);
   EXPECT_TRUE(item.pause());
@@ -221,7 +221,7 @@ TEST_F(item_pause, monitored_item_asks_its_server) {
   EXPECT_EQ(item.state_message, "");
 }
 
-TEST_F(item_pause, item_that_commands_its_server_only_notes_the_wish) {
+TEST_F(item_pause, item_with_a_pending_command_only_records_the_wish) {
   QueueItem& item = add_item(TRANSCODE_REMOTE);
   item.sm.remote.set_state(REMOTE_COMMAND);
   item.sm.remote_command = "cancel";
@@ -243,7 +243,7 @@ TEST_F(item_pause, transfer_keeps_its_text) {
   }
 }
 
-TEST_F(item_pause, remote_item_before_and_after_its_transfers_is_marked) {
+TEST_F(item_pause, remote_item_is_marked_before_and_after_its_transfers) {
   for (const auto state : {REMOTE_INIT, REMOTE_DONE}) {
     QueueItem& item = add_item(TRANSCODE_REMOTE);
     item.sm.remote.set_state(state);

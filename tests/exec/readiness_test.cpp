@@ -1,4 +1,4 @@
-// May a job proceed? Each test of the check, in its order.
+// Validation of an item: each check, in order.
 #include <cerrno>
 #include <filesystem>
 
@@ -30,7 +30,7 @@ protected:
     EXPECT_EQ(item.input_dir_fd, -1) << "no folder is kept open";
     EXPECT_THAT(status_writes, IsEmpty());
   }
-  // With that text in place of a path that the record would refuse.
+  // With this text in place of a path that the record would refuse.
   QueueItem& add_input(const std::string& path) {
     QueueItem& item = add_item(TRANSCODE_READY);
     item.input_file = path;
@@ -105,7 +105,7 @@ TEST_F(readiness, folder_is_forbidden_by_bit_0x200) {
   });
 }
 
-TEST_F(readiness, metadata_are_no_source) {
+TEST_F(readiness, metadata_are_not_a_source) {
   root_.write("/mnt/media/.clip.mpg.metadata/picture.jpg", "x");
   inside([&] {
     expect_rejected(add_input("/mnt/media/.clip.mpg.metadata/picture.jpg"),
@@ -142,7 +142,7 @@ TEST_F(readiness, missing_file_is_rejected_with_the_reason) {
   });
 }
 
-TEST_F(readiness, link_is_judged_as_a_link) {
+TEST_F(readiness, link_is_checked_as_a_link) {
   std::filesystem::create_symlink("clip.mpg", root_.path("/mnt/media/link.mpg"));
   inside([&] {
     expect_rejected(add_input("/mnt/media/link.mpg"), "Rejected: neither file nor folder");
@@ -156,8 +156,8 @@ TEST_F(readiness, fifo_is_rejected_and_not_opened) {
   });
 }
 
-// Each item has the fault in question and all that are looked for later.
-TEST_F(readiness, earlier_tests_speak_first) {
+// Each item has the fault in question and all those checked later.
+TEST_F(readiness, earlier_checks_take_precedence) {
   std::filesystem::create_symlink("clip.mpg", root_.path("/mnt/media/link.mpg"));
   root_.write("/mnt/main/tv/fileops", "in the way");
   const std::pair<const char*, const char*> faults[] = {
@@ -195,7 +195,7 @@ TEST_F(readiness, descriptors_of_the_source_are_closed) {
   });
 }
 
-TEST_F(readiness_output, is_not_asked_for_before_the_profiles_are_known) {
+TEST_F(readiness_output, is_not_required_before_the_profiles_are_known) {
   inside([&] {
     for (const auto state : {READY_INIT, READY_CHECK_META, READY_QUERY_PROFILES}) {
       QueueItem& item = add_source_item(TRANSCODE_READY);
@@ -206,7 +206,7 @@ TEST_F(readiness_output, is_not_asked_for_before_the_profiles_are_known) {
   });
 }
 
-TEST_F(readiness_output, is_made_up_behind_the_profiles) {
+TEST_F(readiness_output, is_made_up_after_the_profiles) {
   std::filesystem::create_directories(root_.path("/mnt/main/tv/vod"));
   inside([&] {
     QueueItem& ready = add_source_item(TRANSCODE_READY);
@@ -227,7 +227,7 @@ TEST_F(readiness_output, name_that_cannot_be_made_up_is_rejected) {
   });
 }
 
-TEST_F(readiness_output, name_that_is_too_long_is_no_output) {
+TEST_F(readiness_output, name_that_is_too_long_leaves_no_output) {
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_TRANSCODING);
     item.transcode_profile = std::string(4096, 'p');
@@ -236,7 +236,7 @@ TEST_F(readiness_output, name_that_is_too_long_is_no_output) {
   });
 }
 
-TEST_F(readiness_output, has_to_lie_in_the_output_folder) {
+TEST_F(readiness_output, has_to_be_in_the_output_folder) {
   inside([&] {
     for (const char* path :
          {"out.mp4", "/mnt/main/tv/out.mp4", "/mnt/main/tv/vodx/out.mp4", "/mnt/main/tv/vod/",
@@ -246,12 +246,12 @@ TEST_F(readiness_output, has_to_lie_in_the_output_folder) {
   });
 }
 
-TEST_F(readiness_output, further_slashes_are_passed_over) {
+TEST_F(readiness_output, further_slashes_are_ignored) {
   std::filesystem::create_directories(root_.path("/mnt/main/tv/vod"));
   inside([&] { EXPECT_EQ(add_output("/mnt/main/tv/vod///out.mp4").validate_ready(), 1); });
 }
 
-TEST_F(readiness_output, is_judged_before_the_profiles_too_where_one_is_set) {
+TEST_F(readiness_output, is_checked_before_the_profiles_if_one_is_set) {
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_INIT);
     item.output_file = "/elsewhere/out.mp4";
@@ -268,7 +268,7 @@ TEST_F(readiness_output, needs_its_metadata_directory) {
   });
 }
 
-TEST_F(readiness_output, metadata_directory_is_made_and_may_stand) {
+TEST_F(readiness_output, metadata_directory_is_made_and_may_exist) {
   std::filesystem::create_directories(root_.path("/mnt/main/tv/vod"));
   inside([&] {
     umask(0);
@@ -305,7 +305,7 @@ TEST_F(readiness_job, is_made_for_an_item_without_one) {
   });
 }
 
-TEST_F(readiness_job, tells_its_operation_from_the_first_status_on) {
+TEST_F(readiness_job, has_its_operation_from_the_first_status_on) {
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_INIT);
     item.set_fileops_job_id(-1);
@@ -314,7 +314,7 @@ TEST_F(readiness_job, tells_its_operation_from_the_first_status_on) {
   });
 }
 
-TEST_F(readiness_job, that_is_there_is_kept) {
+TEST_F(readiness_job, is_kept_if_there_is_one) {
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_INIT);
     const std::string before = item.fileops_job_dir;
@@ -324,7 +324,7 @@ TEST_F(readiness_job, that_is_there_is_kept) {
   });
 }
 
-TEST_F(readiness_job, that_cannot_be_made_rejects_the_item) {
+TEST_F(readiness_job, rejects_the_item_if_it_cannot_be_made) {
   root_.write("/mnt/main/tv/fileops", "in the way");
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_INIT);

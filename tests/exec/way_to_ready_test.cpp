@@ -1,4 +1,4 @@
-// The way into "ready", and back into it.
+// Entering "ready", and returning to it.
 #include <gmock/gmock.h>
 
 #include "tests/exec/exec_bench.h"
@@ -18,7 +18,7 @@ protected:
 
 }  // namespace
 
-TEST_F(way_to_ready, leads_from_rest_to_the_first_step) {
+TEST_F(way_to_ready, leads_from_idle_states_to_the_first_step) {
   inside([&] {
     for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED}) {
       QueueItem& item = add_source_item(state);
@@ -33,7 +33,7 @@ TEST_F(way_to_ready, leads_from_rest_to_the_first_step) {
   });
 }
 
-TEST_F(way_to_ready, leaves_a_ready_item_where_it_is) {
+TEST_F(way_to_ready, leaves_a_ready_item_unchanged) {
   QueueItem& item = add_ready_item(READY_QUERY_PROFILES);  // without a source
   EXPECT_TRUE(item.ready());
   EXPECT_EQ(item.sm.ready.state, READY_QUERY_PROFILES);
@@ -43,7 +43,7 @@ TEST_F(way_to_ready, leaves_a_ready_item_where_it_is) {
   EXPECT_THAT(status_writes, ElementsAre("ready: Ready"));
 }
 
-TEST_F(way_to_ready, is_closed_from_everywhere_else) {
+TEST_F(way_to_ready, is_closed_in_every_other_state) {
   inside([&] {
     for (const auto state :
          {TRANSCODE_CANCELLING, TRANSCODE_REMOTE, TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL,
@@ -67,7 +67,7 @@ TEST_F(way_to_ready, needs_a_good_source) {
   });
 }
 
-TEST_F(way_to_ready, stops_a_child_that_still_runs) {
+TEST_F(way_to_ready, stops_a_running_child) {
   inside([&] {
     fake_child child;
     QueueItem& item = add_source_item(TRANSCODE_INIT);
@@ -83,7 +83,7 @@ TEST_F(way_to_ready, stops_a_child_that_still_runs) {
   });
 }
 
-TEST_F(way_to_ready, takes_away_output_that_was_left) {
+TEST_F(way_to_ready, discards_leftover_output) {
   inside([&] {
     fake_child child;
     QueueItem& item = add_source_item(TRANSCODE_CANCELLED);
@@ -95,7 +95,7 @@ TEST_F(way_to_ready, takes_away_output_that_was_left) {
   });
 }
 
-TEST_F(way_to_ready, by_the_user_is_told) {
+TEST_F(way_to_ready, by_the_user_is_reported) {
   inside([&] {
     QueueItem& item = add_source_item(TRANSCODE_INIT);
     EXPECT_TRUE(item.do_user_ready());

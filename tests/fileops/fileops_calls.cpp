@@ -1,4 +1,4 @@
-// The linker leads the program's calls of these here (--wrap).
+// The linker redirects the program's calls of these functions here (--wrap).
 #include "tests/fileops/fileops_calls.h"
 
 #include <cstdio>

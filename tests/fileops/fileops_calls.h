@@ -1,4 +1,4 @@
-// What the service asks of the file-operations library, and what it removes.
+// Intercepts the service's calls to the file-operations library, and its removals.
 #pragma once
 
 #include <functional>
@@ -7,10 +7,10 @@
 
 namespace qx_test {
 
-// Where it is set it answers, in the library's place, what a job's directory is.
+// If set, it replaces the library function that returns a job's directory.
 extern std::function<const char*()> directory_answer;
 
-// The paths of all that was removed, or was to be, since the program began; as they were given.
+// Every path passed to a removal since the program began, as given.
 extern strings removals;
 
 }  // namespace qx_test

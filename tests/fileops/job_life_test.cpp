@@ -1,4 +1,4 @@
-// The job of an item of the service that ships, from its making to its removal.
+// The file-operations job of an item in the shipped service, from creation to removal.
 #include <csignal>
 #include <filesystem>
 
@@ -29,7 +29,7 @@ struct job_machine : test_machine {
       return found != status.end() && found->second == value;
     });
   }
-  // The summary beside the output of an item.
+  // The summary beside an item's output.
   std::string summary_of(const std::string& id) const {
     const fs::path output = client.item(id)["output file"].string_value();
     const std::string metadir = "." + output.filename().string() + ".metadata";
@@ -47,7 +47,7 @@ TEST(job_life, item_has_no_job_before_it_is_ready) {
   EXPECT_FALSE(machine.root.exists(jobs));
 }
 
-TEST(job_life, ready_item_has_a_job_of_the_service) {
+TEST(job_life, ready_item_has_a_job) {
   job_machine machine;
   machine.service.set_uptime(200);
   machine.start();
@@ -78,7 +78,7 @@ TEST(job_life, status_and_summary_follow_the_transcode) {
   EXPECT_THAT(machine.summary_of(id), HasSubstr("job state=Transcode complete\n"));
 }
 
-TEST(job_life, commands_are_seen_in_the_status) {
+TEST(job_life, status_follows_commands) {
   job_machine machine;
   machine.root.plan(tool::transcode,
                     tool_plan().catch_signal(SIGUSR1).mark("transcoding").wait("go"));
@@ -104,7 +104,7 @@ TEST(job_life, removed_item_leaves_no_job) {
   EXPECT_FALSE(exists(machine.directory_of(job)));
 }
 
-TEST(job_life, job_directory_with_files_of_others_is_not_lost) {
+TEST(job_life, job_directory_with_foreign_files_is_kept) {
   job_machine machine;
   machine.start();
   const auto id = machine.client.add_ready(source);
@@ -143,7 +143,7 @@ TEST(job_life, ready_is_refused_without_a_job) {
   EXPECT_EQ(machine.client.state_text(id), "Rejected: unable to create job id");
 }
 
-TEST(job_life, status_that_cannot_be_written_does_not_hold_up_the_job) {
+TEST(job_life, unwritable_status_does_not_stop_the_job) {
   job_machine machine;
   machine.root.plan(tool::quote, tool_plan().wait("go").print("*QUOTE\n.. 720\n"));
   machine.start();

@@ -1,4 +1,5 @@
-// A job's status file and the summary beside its output: every line, and what is no place to write.
+// A job's status file and the summary beside its output: every line, and places that cannot be
+// written.
 #include <filesystem>
 #include <fstream>
 
@@ -38,7 +39,7 @@ protected:
     fs::create_directory(item.output_metadir);
   }
   std::string summary() const { return read_file(item.output_metadir + "/.transcode"); }
-  // Writes the status and returns its line `number`, counted from 1.
+  // Writes the status and returns line `number`, counting from 1.
   std::string line(std::size_t number) {
     EXPECT_TRUE(item.fileops_write_status());
     return status_lines(item).at(number - 1);
@@ -69,7 +70,7 @@ TEST_F(job_status, all_lines_in_their_order) {
                                                          "entry id=id\n");
 }
 
-TEST_F(job_status, item_with_nothing_has_thirteen_lines) {
+TEST_F(job_status, empty_item_has_thirteen_lines) {
   QueueItem empty;
   empty.entry_id = "id";
   give_job(empty);
@@ -81,7 +82,7 @@ TEST_F(job_status, item_with_nothing_has_thirteen_lines) {
                           "entry id=id"));
 }
 
-TEST_F(job_status, output_without_a_slash_is_not_told) {
+TEST_F(job_status, output_without_a_slash_is_left_out) {
   give_job(item);
   item.output_file = "clip.mp4";
   EXPECT_TRUE(item.fileops_write_status());
@@ -90,7 +91,7 @@ TEST_F(job_status, output_without_a_slash_is_not_told) {
   EXPECT_EQ(line(11), "now transcoding to=");
 }
 
-TEST_F(job_status, paused_is_told) {
+TEST_F(job_status, pause_is_shown) {
   give_job(item);
   item.paused = true;
   EXPECT_EQ(line(3), "paused=1");
@@ -106,7 +107,7 @@ TEST_F(job_status, every_state_has_its_name) {
   EXPECT_EQ(line(9), "transcode state=");
 }
 
-TEST_F(job_status, second_success_is_that_of_the_state) {
+TEST_F(job_status, second_success_follows_the_state) {
   give_job(item);
   for (const auto state : all_states) {
     item.sm.state = state;
@@ -122,7 +123,7 @@ TEST_F(job_status, first_success_is_the_flag) {
   EXPECT_EQ(line(12), "success=0");
 }
 
-TEST_F(job_status, progress_below_zero_is_printed_in_two_ways) {
+TEST_F(job_status, negative_progress_is_printed_in_two_ways) {
   give_job(item);
   item.progress = -1;
   EXPECT_EQ(line(5), "transfer progress=-1/10000");
@@ -156,7 +157,7 @@ TEST_F(job_status, status_is_not_written_without_a_job) {
                        "job state=text\n");
 }
 
-TEST_F(job_status, summary_tells_the_job) {
+TEST_F(job_status, summary_describes_the_job) {
   give_job(item);
   give_output();
   item.fileops_job_id = 17;
@@ -177,14 +178,14 @@ TEST_F(job_status, summary_is_rewritten_in_place) {
   EXPECT_EQ(inode_of(item.output_metadir + "/.transcode"), inode);
 }
 
-TEST_F(job_status, missing_metadata_directory_is_passed_over) {
+TEST_F(job_status, missing_metadata_directory_is_ignored) {
   give_job(item);
   item.output_metadir = folder_ + "/missing";
   EXPECT_EQ(stderr_of([this] { EXPECT_TRUE(item.fileops_write_status()); }), "");
   EXPECT_FALSE(exists(item.output_metadir));
 }
 
-TEST_F(job_status, missing_job_directory_is_a_silent_failure) {
+TEST_F(job_status, missing_job_directory_fails_silently) {
   give_job(item);
   fs::remove(item.fileops_job_dir);
   EXPECT_EQ(stderr_of([this] { EXPECT_FALSE(item.fileops_write_status()); }), "");
@@ -192,7 +193,7 @@ TEST_F(job_status, missing_job_directory_is_a_silent_failure) {
   EXPECT_EQ(item.state_message, "text");
 }
 
-TEST_F(job_status, fifo_or_directory_in_its_place_is_a_failure_that_does_not_block) {
+TEST_F(job_status, fifo_or_directory_in_its_place_fails_without_blocking) {
   give_job(item);
   const auto status = item.fileops_job_dir + "/status";
   ASSERT_EQ(mkfifo(status.c_str(), 0600), 0);
@@ -202,7 +203,7 @@ TEST_F(job_status, fifo_or_directory_in_its_place_is_a_failure_that_does_not_blo
   EXPECT_FALSE(item.fileops_write_status());
 }
 
-TEST_F(job_status, link_in_its_place_is_not_written_through) {
+TEST_F(job_status, link_in_its_place_is_not_followed) {
   give_job(item);
   give_output();
   write_file(folder_ + "/victim", "untouched");
@@ -212,7 +213,7 @@ TEST_F(job_status, link_in_its_place_is_not_written_through) {
   EXPECT_EQ(read_file(folder_ + "/victim"), "untouched");
 }
 
-TEST_F(job_status, leaves_nothing_open) {
+TEST_F(job_status, leaves_no_descriptor_open) {
   give_job(item);
   give_output();
   const int next = open("/dev/null", O_RDONLY | O_CLOEXEC);

@@ -1,4 +1,4 @@
-// A job's place in the file-operations subsystem: attached, made and removed.
+// A job in the file-operations subsystem: attaching, creating and removing it.
 #include <filesystem>
 #include <limits>
 
@@ -23,7 +23,7 @@ class fileops_job : public queue_bench {};
 
 }  // namespace
 
-TEST_F(fileops_job, id_has_its_directory_whether_it_is_there_or_not) {
+TEST_F(fileops_job, id_names_a_directory_that_need_not_exist) {
   QueueItem item;
   EXPECT_TRUE(item.set_fileops_job_id(12345678));
   EXPECT_EQ(item.fileops_job_id, 12345678);
@@ -42,7 +42,7 @@ TEST_F(fileops_job, negative_id_detaches) {
   }
 }
 
-TEST_F(fileops_job, new_job_is_ours_and_told) {
+TEST_F(fileops_job, new_job_names_this_process_and_has_a_status) {
   inside([] {
     QueueItem item;
     item.state_message = "text";
@@ -56,7 +56,7 @@ TEST_F(fileops_job, new_job_is_ours_and_told) {
   });
 }
 
-TEST_F(fileops_job, jobs_have_numbers_of_their_own) {
+TEST_F(fileops_job, jobs_have_different_numbers) {
   inside([] {
     QueueItem first;
     QueueItem second;
@@ -66,7 +66,7 @@ TEST_F(fileops_job, jobs_have_numbers_of_their_own) {
   });
 }
 
-TEST_F(fileops_job, item_with_a_directory_gets_no_other) {
+TEST_F(fileops_job, item_with_a_directory_keeps_it) {
   inside([] {
     QueueItem item;
     item.set_fileops_job_id(8);
@@ -78,7 +78,7 @@ TEST_F(fileops_job, item_with_a_directory_gets_no_other) {
   });
 }
 
-TEST_F(fileops_job, no_id_is_told_to_the_user) {
+TEST_F(fileops_job, missing_id_is_reported_to_the_user) {
   inside([] {
     fs::remove_all("/mnt/main/tv/fileops");
     write_file("/mnt/main/tv/fileops", "in the way");
@@ -101,7 +101,7 @@ TEST_F(fileops_job, id_without_a_directory_changes_nothing) {
   EXPECT_EQ(item.fileops_job_dir, job_directory(8));
 }
 
-TEST_F(fileops_job, no_directory_is_told_to_the_user) {
+TEST_F(fileops_job, missing_directory_is_reported_to_the_user) {
   inside([] {
     directory_answer = [] { return nullptr; };
     QueueItem item;
@@ -112,7 +112,7 @@ TEST_F(fileops_job, no_directory_is_told_to_the_user) {
   });
 }
 
-TEST_F(fileops_job, directory_that_takes_no_files_is_passed_over) {
+TEST_F(fileops_job, unwritable_directory_is_ignored) {
   inside([] {
     directory_answer = [] { return "/mnt/none"; };
     QueueItem item;
@@ -122,7 +122,7 @@ TEST_F(fileops_job, directory_that_takes_no_files_is_passed_over) {
   });
 }
 
-TEST_F(fileops_job, removal_takes_its_files_and_keeps_the_number) {
+TEST_F(fileops_job, removal_deletes_its_files_and_keeps_the_number) {
   inside([] {
     QueueItem item;
     EXPECT_TRUE(item.init_fileops_job());
@@ -138,7 +138,7 @@ TEST_F(fileops_job, removal_takes_its_files_and_keeps_the_number) {
   });
 }
 
-TEST_F(fileops_job, removal_leaves_a_directory_with_files_of_others) {
+TEST_F(fileops_job, removal_keeps_a_directory_with_foreign_files) {
   inside([] {
     QueueItem item;
     EXPECT_TRUE(item.init_fileops_job());

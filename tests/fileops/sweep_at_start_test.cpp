@@ -1,4 +1,4 @@
-// The sweep of the service that ships, at its start.
+// The start-up sweep of the shipped service.
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -22,7 +22,7 @@ struct swept_machine : test_machine {
 
 }  // namespace
 
-TEST(sweep_at_start, removes_what_the_queue_does_not_know) {
+TEST(sweep_at_start, removes_jobs_unknown_to_the_queue) {
   swept_machine machine;
   machine.make_job("12", "vod");
   machine.make_job("13", "copy");
@@ -44,7 +44,7 @@ TEST(sweep_at_start, keeps_the_jobs_of_restored_items) {
   EXPECT_THAT(machine.service.stderr_text(), Not(HasSubstr("unknown, removing")));
 }
 
-TEST(sweep_at_start, removes_the_jobs_of_items_that_were_refused) {
+TEST(sweep_at_start, removes_the_jobs_of_refused_items) {
   swept_machine machine;
   machine.root.write_source("/mnt/media/clip.mpg");
   machine.make_job("12", "vod");
@@ -55,7 +55,7 @@ TEST(sweep_at_start, removes_the_jobs_of_items_that_were_refused) {
   EXPECT_FALSE(machine.has_job("12"));
 }
 
-TEST(sweep_at_start, is_done_once) {
+TEST(sweep_at_start, runs_only_once) {
   swept_machine machine;
   machine.start();
   machine.make_job("12", "vod");

@@ -1,4 +1,4 @@
-// The start-up sweep: which job directories go, and which are left alone.
+// The start-up sweep: which job directories are removed, and which are left alone.
 #include <filesystem>
 
 #include <sys/stat.h>
@@ -23,13 +23,13 @@ std::string directory_of(const std::string& name) {
   return jobs + name;
 }
 
-// A job directory of that name, with such a status.
+// Creates a job directory with this name and status.
 void make_job(const std::string& name, const std::string& status = "op=vod\n") {
   write_file(directory_of(name) + "/status", status);
   write_file(directory_of(name) + "/copy_pid", "1\n");
 }
 
-// Whether the sweep takes a directory of that name, with such a status, away.
+// Whether the sweep removes a directory with this name and status.
 bool is_swept(const std::string& name, const std::string& status) {
   make_job(name, status);
   stderr_of(markdown_unknown_vod_fileops);
@@ -43,7 +43,7 @@ class sweep : public queue_bench {};
 
 }  // namespace
 
-TEST_F(sweep, job_that_no_item_has_is_removed_and_told) {
+TEST_F(sweep, job_without_an_item_is_removed_and_logged) {
   inside([] {
     make_job("12");
     removals.clear();
@@ -74,7 +74,7 @@ TEST_F(sweep, number_may_have_leading_zeros) {
   });
 }
 
-TEST_F(sweep, number_is_kept_to_32_bits) {
+TEST_F(sweep, number_is_reduced_to_32_bits) {
   inside([] {
     transcode_queue.push_back(new QueueItem);
     transcode_queue.back()->fileops_job_id = 5;
@@ -84,7 +84,7 @@ TEST_F(sweep, number_is_kept_to_32_bits) {
   });
 }
 
-TEST_F(sweep, names_that_are_no_number_are_left_alone) {
+TEST_F(sweep, names_other_than_numbers_are_left_alone) {
   inside([] {
     for (const char* name : {"12a", "-3", "a12", "1 2", " 12", "0x12", "12.", "+12"}) {
       EXPECT_FALSE(is_swept(name, "op=vod\n")) << name;
@@ -102,7 +102,7 @@ TEST_F(sweep, jobs_of_other_operations_are_left_alone) {
   });
 }
 
-TEST_F(sweep, operation_may_stand_in_any_line) {
+TEST_F(sweep, operation_may_be_in_any_line) {
   inside([] {
     EXPECT_TRUE(is_swept("12", "state=x\nop=vod\nsuccess=0\n"));
     EXPECT_TRUE(is_swept("12", "\n\nop=vod\n"));
@@ -118,14 +118,14 @@ TEST_F(sweep, last_operation_counts) {
   });
 }
 
-TEST_F(sweep, line_without_an_end_does_not_count) {
+TEST_F(sweep, unterminated_line_does_not_count) {
   inside([] {
     EXPECT_FALSE(is_swept("12", "op=vod"));
     EXPECT_TRUE(is_swept("12", "op=vod\nop=copy"));
   });
 }
 
-TEST_F(sweep, first_4095_bytes_are_read) {
+TEST_F(sweep, only_the_first_4095_bytes_are_read) {
   inside([] {
     const std::string line = "op=vod\n";
     const std::string filler = std::string(4095 - line.size() - 1, 'x') + "\n";
@@ -161,7 +161,7 @@ TEST_F(sweep, file_or_link_with_a_number_is_left_alone) {
   });
 }
 
-TEST_F(sweep, directory_with_files_of_others_stays_without_ours) {
+TEST_F(sweep, directory_with_foreign_files_stays_without_ours) {
   inside([] {
     make_job("12");
     write_file(directory_of("12") + "/other", "");
@@ -173,7 +173,7 @@ TEST_F(sweep, directory_with_files_of_others_stays_without_ours) {
   });
 }
 
-TEST_F(sweep, odd_status_files_neither_block_nor_count) {
+TEST_F(sweep, odd_status_files_do_not_block_or_count) {
   inside([] {
     fs::create_directories(directory_of("12/status"));
     fs::create_directory(directory_of("13"));
@@ -187,7 +187,7 @@ TEST_F(sweep, odd_status_files_neither_block_nor_count) {
   });
 }
 
-TEST_F(sweep, many_jobs_go_at_once) {
+TEST_F(sweep, many_jobs_are_removed_at_once) {
   inside([] {
     for (int i = 100; i < 400; ++i) {
       make_job(std::to_string(i));

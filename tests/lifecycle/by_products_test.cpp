@@ -1,5 +1,5 @@
-// Thumbnail, metadata of the output, copy of the source's metadata, ready marker: the phase
-// "thumbnail" from its first turn to its last.
+// Thumbnail, metadata of the output, copy of the source's metadata, ready marker: the "thumbnail"
+// phase from its first turn to its last.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -28,7 +28,7 @@ protected:
     EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/out.mp4"));
     return item;
   }
-  // With a pipe and a buffer of an earlier step, which the tool must not get.
+  // With a pipe and a buffer from an earlier step, which the tool must not get.
   static void leave_input_open(QueueItem& item) {
     ASSERT_TRUE(QueueItem::_std_open_anonpipe(item.proc_stdin_read_fd, item.proc_stdin_write_fd));
     item.proc_stderr_to_stdout = true;
@@ -67,7 +67,7 @@ TEST_F(by_products, picture_is_taken_from_the_source) {
   });
 }
 
-TEST_F(by_products, picture_needs_its_state_an_output_and_a_service_that_lives) {
+TEST_F(by_products, picture_needs_its_state_and_an_output_and_no_shutdown) {
   inside([&] {
     const fake_child child;
     DIE = 1;
@@ -110,7 +110,7 @@ TEST_F(by_products, metadata_of_the_output_are_made_by_the_tool) {
   });
 }
 
-TEST_F(by_products, metadata_of_the_output_need_an_item_at_rest) {
+TEST_F(by_products, metadata_of_the_output_need_an_idle_item) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add(THUMBNAIL_METADATA_GEN);
@@ -146,7 +146,7 @@ TEST_F(by_products, end_in_cleanup) {
   });
 }
 
-TEST_F(by_products, source_without_metadata_is_no_vod) {
+TEST_F(by_products, source_without_metadata_makes_no_vod) {
   inside([&] {
     QueueItem& item = add(THUMBNAIL_DONE);
     std::filesystem::remove_all("/mnt/media/.clip.mpg.metadata");
@@ -170,8 +170,8 @@ TEST_F(by_products, failed_fork_cancels) {
   });
 }
 
-// The signal to end comes between the look at it and the step.
-TEST_F(by_products, picture_refused_for_the_shutdown_cancels_nothing) {
+// The termination signal arrives between the check for it and the step.
+TEST_F(by_products, picture_refused_because_of_a_shutdown_does_not_cancel) {
   inside([&] {
     const fake_child child;
     kernel.fork = [] {
@@ -184,7 +184,7 @@ TEST_F(by_products, picture_refused_for_the_shutdown_cancels_nothing) {
   });
 }
 
-TEST_F(vod_copy, holds_every_entry_of_the_source) {
+TEST_F(vod_copy, has_every_entry_of_the_source) {
   root_.write_metadata("/mnt/media/clip.mpg",
                        {{"file type", "video/mpeg"}, {"title", "a=b"}, {"empty", ""}});
   inside([&] {
@@ -208,7 +208,7 @@ TEST_F(vod_copy, needs_a_source_with_metadata) {
   });
 }
 
-TEST_F(vod_copy, that_cannot_be_written_fails) {
+TEST_F(vod_copy, fails_when_it_cannot_be_written) {
   inside([&] {
     std::filesystem::remove("/mnt/main/tv/vod");
     QueueItem& item = add();

@@ -1,5 +1,5 @@
-// Queue files that no service wrote: cut short, filled with rubbish, too large, nested too deep, or
-// something other than a file. None may crash, hang or half fill the service.
+// Queue files that no service wrote: truncated, filled with garbage, too large, nested too deep, or
+// not a file at all. None may crash or hang the service, or be read in part.
 #include <filesystem>
 
 #include <fcntl.h>
@@ -53,7 +53,7 @@ std::string queue_of(const Json& item) {
   return Json(json_object{{"list", json_array{item}}}).dump();
 }
 
-// Reads what stands there, with nothing but its outcome to tell; returns what was said.
+// Reads whatever is in the queue file's place and returns what was printed.
 std::string read_it() {
   empty_queue();
   return stderr_of([] { EXPECT_TRUE(read_queue()); });
@@ -73,7 +73,7 @@ void expect_not_read(const std::string& text) {
   EXPECT_THAT(transcode_queue, IsEmpty());
 }
 
-// That many arrays, one in another.
+// This many nested arrays.
 std::string nested(std::size_t depth) {
   return std::string(depth, '[') + std::string(depth, ']');
 }
@@ -82,7 +82,7 @@ class damaged_queue : public queue_bench {};
 
 }  // namespace
 
-TEST_F(damaged_queue, cut_short_anywhere_is_not_read) {
+TEST_F(damaged_queue, truncated_anywhere_is_not_read) {
   inside([] {
     const auto text = queue_of(full_document());
     for (std::size_t length = 0; length < text.size(); ++length) {
@@ -135,7 +135,7 @@ TEST_F(damaged_queue, all_keys_may_be_of_any_type_at_once) {
   });
 }
 
-TEST_F(damaged_queue, nesting_without_end_is_not_read) {
+TEST_F(damaged_queue, endless_nesting_is_not_read) {
   inside([] {
     for (const std::size_t depth : {202U, 10000U, 1000000U}) {
       expect_not_read(std::string(depth, '['));
@@ -151,7 +151,7 @@ TEST_F(damaged_queue, nesting_without_end_is_not_read) {
   });
 }
 
-TEST_F(damaged_queue, document_of_a_remote_server_never_makes_it_unreadable) {
+TEST_F(damaged_queue, remote_document_never_makes_it_unreadable) {
   inside([] {
     for (const std::size_t depth : {10U, 194U, 195U, 196U, 198U}) {
       empty_queue();
@@ -168,7 +168,7 @@ TEST_F(damaged_queue, document_of_a_remote_server_never_makes_it_unreadable) {
   });
 }
 
-TEST_F(damaged_queue, nul_bytes_are_no_queue) {
+TEST_F(damaged_queue, nul_bytes_are_not_a_queue) {
   inside([] {
     expect_not_read(std::string(4096, '\0'));
     expect_not_read(std::string("{\"list\": []}\0", 13));
@@ -185,14 +185,14 @@ TEST_F(damaged_queue, huge_file_is_not_read) {
   });
 }
 
-TEST_F(damaged_queue, file_without_an_end_is_not_read) {
+TEST_F(damaged_queue, endless_file_is_not_read) {
   inside([] {
     fs::create_symlink("/dev/zero", queue_file_path);
     EXPECT_THAT(read_it(), StartsWith("Queue was not read, error "));
   });
 }
 
-TEST_F(damaged_queue, directory_in_its_place_is_not_read_and_makes_way) {
+TEST_F(damaged_queue, directory_in_its_place_is_set_aside) {
   inside([] {
     fs::create_directory(queue_file_path);
     EXPECT_THAT(read_it(), StartsWith("Queue was not read, error Is a directory\n"));
@@ -201,7 +201,7 @@ TEST_F(damaged_queue, directory_in_its_place_is_not_read_and_makes_way) {
   });
 }
 
-TEST_F(damaged_queue, fifo_in_its_place_does_not_hold_up_the_start) {
+TEST_F(damaged_queue, fifo_in_its_place_does_not_hang_the_start) {
   inside([] {
     ASSERT_EQ(mkfifo(queue_file_path, 0600), 0);
     EXPECT_THAT(read_it(), StartsWith("Queue was not read, error ")) << "nobody writes";
@@ -212,7 +212,7 @@ TEST_F(damaged_queue, fifo_in_its_place_does_not_hold_up_the_start) {
   });
 }
 
-TEST_F(damaged_queue, links_that_lead_nowhere_cannot_be_opened) {
+TEST_F(damaged_queue, dangling_links_cannot_be_opened) {
   inside([] {
     for (const char* target : {"nowhere", "vod.queue.js"}) {
       fs::remove(queue_file_path);
@@ -223,7 +223,7 @@ TEST_F(damaged_queue, links_that_lead_nowhere_cannot_be_opened) {
   });
 }
 
-TEST_F(damaged_queue, full_queue_of_long_texts_is_read_whole) {
+TEST_F(damaged_queue, full_queue_of_long_texts_is_read_completely) {
   inside([] {
     json_array items;
     for (int i = 0; i < 512; ++i) {

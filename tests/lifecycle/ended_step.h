@@ -1,4 +1,4 @@
-// A child of each step at its end, ready to be judged.
+// The child of a step at its end, ready to be evaluated.
 #pragma once
 
 #include <cstring>
@@ -15,7 +15,7 @@ constexpr int failures[] = {exited(1), exited(254), exited(255), killed_by(SIGKI
 
 class ended_step : public exec_bench {
 protected:
-  // A child that was started in the state in which the item is.
+  // A child that was started in the item's current state.
   static QueueItem& run(QueueItem& item) {
     fake_child::run_for(item);
     return item;
@@ -32,7 +32,7 @@ protected:
     item.sm.cleanup.set_state(state);
     return run(item);
   }
-  // A listing that has printed this.
+  // A listing tool that has printed this.
   QueueItem& run_listing(const std::string& output) {
     QueueItem& item = run(READY_QUERY_PROFILES);
     EXPECT_TRUE(item.set_input_file("/mnt/media/clip.mpg"));
@@ -41,7 +41,7 @@ protected:
     item.proc_stdout_buffer->write_pos += output.size();
     return item;
   }
-  // Judges it; what it wrote before does not count.
+  // Evaluates it; earlier status writes are forgotten.
   static void end(QueueItem& item, int wait_status) {
     status_writes.clear();
     next_queue_scan = 0;

@@ -1,9 +1,8 @@
-// The operations whose answers a test may give.
 #include "tests/lifecycle/item_answers.h"
 
 class QueueItem;
 
-// The linker leads the program's calls of these here (--wrap).
+// The linker redirects the program's calls of these functions here (--wrap).
 extern "C" {
 int __real__ZN9QueueItem14validate_readyEv(QueueItem* item);
 bool __real__ZN9QueueItem5readyEv(QueueItem* item);

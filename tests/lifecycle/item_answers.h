@@ -5,7 +5,8 @@
 
 namespace qx_test {
 
-// Where one is set it answers in place of the item's own operation, until the test ends.
+// If set, these replace the item's own operation, or the library function that makes the 16 bytes
+// of a UUID.
 struct readiness_answers {
   std::function<int()> validate_ready;
   std::function<bool()> ready;

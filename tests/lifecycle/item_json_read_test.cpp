@@ -1,4 +1,4 @@
-// The JSON form of a job, read back as a remote server's document is: every key, odd values too.
+// Reading the JSON form of an item as from a remote server's document: every key, odd values too.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Whether an item takes the document.
+// Whether an item accepts the document.
 bool is_taken(const Json& document) {
   return QueueItem().deserialize_json(document, false);
 }
@@ -28,7 +28,7 @@ std::int32_t progress_read(const Json& value) {
   return item.progress;
 }
 
-// What a flag is after reading a value, having been `before`.
+// The value of a flag, initially `before`, after reading a JSON value.
 bool flag_read(const std::string& key, bool QueueItem::*flag, const Json& value, bool before) {
   QueueItem item;
   item.*flag = before;
@@ -63,14 +63,14 @@ TEST_F(item_json_read, progress_as_a_number_is_percent) {
   EXPECT_EQ(progress_read(250), 25000);
 }
 
-TEST_F(item_json_read, progress_of_any_other_kind_is_none) {
+TEST_F(item_json_read, progress_of_any_other_type_is_zero) {
   EXPECT_EQ(progress_read("50"), 0);
   EXPECT_EQ(progress_read(nullptr), 0);
   EXPECT_EQ(progress_read(true), 0);
   EXPECT_EQ(progress_read(json_object{}), 0);
 }
 
-TEST_F(item_json_read, flags_take_booleans_and_numbers_above_zero) {
+TEST_F(item_json_read, flags_accept_booleans_and_numbers) {
   const std::pair<const char*, bool QueueItem::*> flags[] = {
       {"approved", &QueueItem::approved},
       {"waiting", &QueueItem::waiting},
@@ -99,7 +99,7 @@ TEST_F(item_json_read, approved_stays_set_without_its_key) {
   EXPECT_TRUE(item.approved);
 }
 
-TEST_F(item_json_read, uploaded_takes_booleans_alone) {
+TEST_F(item_json_read, uploaded_accepts_only_booleans) {
   EXPECT_TRUE(flag_read("uploaded", &QueueItem::uploaded, true, false));
   EXPECT_FALSE(flag_read("uploaded", &QueueItem::uploaded, false, true));
   for (const Json& value : {Json(1), Json(0), Json("true"), Json()}) {
@@ -129,7 +129,7 @@ TEST_F(item_json_read, item_needs_a_source) {
   }
 }
 
-TEST_F(item_json_read, document_that_is_no_object_is_refused) {
+TEST_F(item_json_read, document_other_than_an_object_is_refused) {
   for (const Json& document : {Json(), Json(1), Json("x"), Json(true), Json(json_array{})}) {
     EXPECT_FALSE(is_taken(document)) << document.dump();
   }
@@ -143,7 +143,7 @@ TEST_F(item_json_read, refused_output_refuses_the_item) {
   EXPECT_EQ(item.output_file + item.output_metadir, "");
 }
 
-TEST_F(item_json_read, output_comes_with_its_metadata_directory) {
+TEST_F(item_json_read, output_sets_its_metadata_directory) {
   QueueItem item;
   ASSERT_TRUE(item.deserialize_json(
       item_document("ready", {{"output file", "/mnt/main/tv/vod/a.mp4"}}), false));
@@ -158,7 +158,7 @@ TEST_F(item_json_read, path_ends_at_a_nul) {
   EXPECT_EQ(item.input_name, "a.mpg");
 }
 
-TEST_F(item_json_read, listed_profiles_replace_those_before) {
+TEST_F(item_json_read, listed_profiles_replace_earlier_ones) {
   QueueItem item;
   item.quoted_profile = {"before"};
   const json_array listed{"1080", 720, nullptr, "480"};
@@ -168,7 +168,7 @@ TEST_F(item_json_read, listed_profiles_replace_those_before) {
   EXPECT_THAT(item.quoted_profile, ElementsAre());
 }
 
-TEST_F(item_json_read, texts_are_taken_as_they_are) {
+TEST_F(item_json_read, texts_are_copied_unchanged) {
   QueueItem item;
   ASSERT_TRUE(item.deserialize_json(
       item_document("ready", {{"transcode profile", " 720 "}, {"state", "Any text"}}), false));
@@ -218,7 +218,7 @@ TEST_F(item_json_read, status_is_written_once_at_the_end) {
   EXPECT_THAT(status_writes, ElementsAre("done: text"));
 }
 
-TEST_F(item_json_read, document_of_another_server_reports_into_a_local_job_of_its_number) {
+TEST_F(item_json_read, remote_document_overwrites_the_status_of_a_local_job) {
   inside([] {
     QueueItem item;
     const json_object keys{{"fileops job id", 7}, {"state", "far"}};
@@ -230,7 +230,7 @@ TEST_F(item_json_read, document_of_another_server_reports_into_a_local_job_of_it
   });
 }
 
-TEST_F(item_json_read, document_of_another_server_reaches_a_summary_that_is_there) {
+TEST_F(item_json_read, remote_document_rewrites_an_existing_summary) {
   inside([] {
     const std::string metadir = "/mnt/main/tv/vod/.far.mp4.metadata";
     const auto document = item_document(
@@ -244,7 +244,7 @@ TEST_F(item_json_read, document_of_another_server_reaches_a_summary_that_is_ther
   });
 }
 
-TEST_F(item_json_read, what_was_written_reads_back_the_same) {
+TEST_F(item_json_read, written_item_reads_back_the_same) {
   const json_object job{
       {"ip", "server"}, {"name", "name"}, {"entry id", "far"}, {"json", json_object{{"a", 1}}}};
   const auto document = item_document("remote transcode", {{"remote transcode state", "monitor"},

@@ -1,4 +1,4 @@
-// The JSON form of a job, read back: state, step of the phase, and the job on a remote server.
+// Reading the JSON form of an item: state, step of the phase, and the job on a remote server.
 #include <gtest/gtest.h>
 
 #include "tests/queue/queue_bench.h"
@@ -12,7 +12,7 @@ class item_json_states : public queue_bench {};
 
 }  // namespace
 
-TEST_F(item_json_states, state_is_known_by_its_exact_name) {
+TEST_F(item_json_states, state_is_read_by_its_exact_name) {
   for (const char* name : {"Ready", "ready ", "", "no such state"}) {
     QueueItem item;
     EXPECT_TRUE(item.deserialize_json(item_document(name), false)) << name;
@@ -82,7 +82,7 @@ TEST_F(item_json_states, remote_document_must_be_an_object) {
   }
 }
 
-TEST_F(item_json_states, remote_job_stays_as_it_was_without_its_key) {
+TEST_F(item_json_states, remote_job_stays_unchanged_without_its_key) {
   for (const json_object& keys : {json_object{}, json_object{{"remote job", nullptr}}}) {
     QueueItem item;
     item.remote_info.name = "before";
@@ -91,7 +91,7 @@ TEST_F(item_json_states, remote_job_stays_as_it_was_without_its_key) {
   }
 }
 
-TEST_F(item_json_states, missing_keys_of_the_remote_job_read_as_empty) {
+TEST_F(item_json_states, missing_keys_of_the_remote_job_are_empty) {
   QueueItem item;
   item.remote_info.ip = "before";
   ASSERT_TRUE(item.deserialize_json(item_document("ready", {{"remote job", "text"}}), false));

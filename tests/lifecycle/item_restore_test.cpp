@@ -1,4 +1,4 @@
-// A job out of the queue file, held against the machine as it is now.
+// An item from the queue file, checked against the current state of the machine.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* job_gone_text = "Rejected: File operation disappeared unexpectedly";
 
-// Whether the item comes back at all.
+// Whether the item is restored at all.
 bool restore(QueueItem& item, const char* state, json_object more = {}) {
   more.emplace("fileops job id", 7);
   return item.deserialize_json(item_document(state, more), true);
@@ -26,7 +26,7 @@ bool is_restored(const char* state, const json_object& more = {}) {
   return restore(item, state, more);
 }
 
-// A job directory cannot be made below a file.
+// A job directory cannot be created below a file.
 void make_jobs_impossible() {
   fs::remove_all("/mnt/main/tv/fileops");
   write_file("/mnt/main/tv/fileops", "in the way");
@@ -36,7 +36,7 @@ class item_restore : public queue_bench {};
 
 }  // namespace
 
-TEST_F(item_restore, item_comes_back_as_it_was) {
+TEST_F(item_restore, item_is_restored_unchanged) {
   inside([] {
     for (const char* state : {"cancelled", "ready", "remote transcode", "transcoding", "thumbnail",
                               "cleanup", "done"}) {
@@ -70,7 +70,7 @@ TEST_F(item_restore, item_without_a_job_gets_one) {
   });
 }
 
-TEST_F(item_restore, item_that_can_get_no_job_is_dropped) {
+TEST_F(item_restore, item_that_cannot_get_a_job_is_dropped) {
   inside([] {
     make_jobs_impossible();
     EXPECT_FALSE(is_restored("ready", {{"fileops job id", -1}}));
@@ -87,7 +87,7 @@ TEST_F(item_restore, finished_item_whose_job_is_gone_is_dropped) {
   });
 }
 
-TEST_F(item_restore, open_item_whose_job_is_gone_comes_back_cancelled_with_a_new_one) {
+TEST_F(item_restore, open_item_whose_job_is_gone_is_cancelled_with_a_new_one) {
   inside([] {
     fs::remove(job_directory(7));
     for (const char* state : {"ready", "remote transcode", "transcoding", "thumbnail", "cleanup"}) {
@@ -104,7 +104,7 @@ TEST_F(item_restore, open_item_whose_job_is_gone_comes_back_cancelled_with_a_new
   });
 }
 
-TEST_F(item_restore, job_that_is_a_file_or_a_link_is_gone) {
+TEST_F(item_restore, job_that_is_a_file_or_a_link_counts_as_gone) {
   inside([] {
     fs::rename(job_directory(7), job_directory(6));
     fs::create_directory_symlink("6", job_directory(7));
@@ -118,7 +118,7 @@ TEST_F(item_restore, job_that_is_a_file_or_a_link_is_gone) {
   });
 }
 
-TEST_F(item_restore, item_whose_new_job_cannot_be_made_either_tells_why) {
+TEST_F(item_restore, item_whose_new_job_cannot_be_made_either_says_why) {
   inside([] {
     make_jobs_impossible();
     QueueItem item;
@@ -129,7 +129,7 @@ TEST_F(item_restore, item_whose_new_job_cannot_be_made_either_tells_why) {
   });
 }
 
-TEST_F(item_restore, item_whose_source_is_gone_comes_back_cancelled) {
+TEST_F(item_restore, item_whose_source_is_gone_is_cancelled) {
   inside([] {
     fs::remove(source_file);
     for (const char* state : {"ready", "remote transcode", "transcoding", "thumbnail", "cleanup",
@@ -144,7 +144,7 @@ TEST_F(item_restore, item_whose_source_is_gone_comes_back_cancelled) {
   });
 }
 
-TEST_F(item_restore, item_that_lost_job_and_source_reports_into_a_new_job) {
+TEST_F(item_restore, item_that_lost_job_and_source_gets_a_new_job) {
   inside([] {
     fs::remove(source_file);
     fs::remove(job_directory(7));
@@ -156,7 +156,7 @@ TEST_F(item_restore, item_that_lost_job_and_source_reports_into_a_new_job) {
   });
 }
 
-TEST_F(item_restore, source_of_a_done_item_is_not_looked_at) {
+TEST_F(item_restore, source_of_a_finished_item_is_not_checked) {
   inside([] {
     fs::remove(source_file);
     QueueItem item;
@@ -167,7 +167,7 @@ TEST_F(item_restore, source_of_a_done_item_is_not_looked_at) {
   });
 }
 
-TEST_F(item_restore, dangling_link_is_a_source_but_no_file) {
+TEST_F(item_restore, dangling_link_is_a_source_but_not_a_file) {
   inside([] {
     fs::remove(source_file);
     fs::create_symlink("nowhere", source_file);
@@ -179,7 +179,7 @@ TEST_F(item_restore, dangling_link_is_a_source_but_no_file) {
   });
 }
 
-TEST_F(item_restore, item_that_is_no_longer_allowed_comes_back_cancelled) {
+TEST_F(item_restore, item_that_is_no_longer_allowed_is_cancelled) {
   inside([] {
     QueueItem item;
     EXPECT_TRUE(restore(item, "transcoding", {{"input file", "/etc/passwd"}}));
@@ -189,7 +189,7 @@ TEST_F(item_restore, item_that_is_no_longer_allowed_comes_back_cancelled) {
   });
 }
 
-TEST_F(item_restore, item_without_a_source_folder_comes_back_cancelled) {
+TEST_F(item_restore, item_without_a_source_folder_is_cancelled) {
   inside([] {
     fs::create_directory_symlink("/etc", "/mnt/link");
     QueueItem item;
@@ -199,7 +199,7 @@ TEST_F(item_restore, item_without_a_source_folder_comes_back_cancelled) {
   });
 }
 
-TEST_F(item_restore, pending_cancel_is_completed_by_the_first_turn) {
+TEST_F(item_restore, pending_cancel_is_completed_in_the_first_turn) {
   inside([] {
     QueueItem item;
     EXPECT_TRUE(restore(item, "cancelling", {{"state", "Cancelled by user"}}));

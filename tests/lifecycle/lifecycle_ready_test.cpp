@@ -1,4 +1,4 @@
-// The phase "ready", turn by turn.
+// The "ready" phase, turn by turn.
 #include <cerrno>
 #include <filesystem>
 
@@ -29,8 +29,8 @@ protected:
   void write_metadata(const std::string& content) const {
     write_file(folder_ + "/.clip.mpg.metadata/metadata", content);
   }
-  // Gives it a turn, which has to cancel it with that text and one status write. A step that fails
-  // is work; what has been waiting for the scheduler in vain is not.
+  // Gives the item a turn, which must cancel it with this text and one status write. A failed step
+  // counts as work; an item that waits for the scheduler does not.
   static void expect_cancelled(QueueItem& item, const std::string& text, bool is_work = true) {
     EXPECT_EQ(item.idle(), is_work);
     EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
@@ -51,7 +51,7 @@ TEST_F(lifecycle_ready, begins_with_the_metadata) {
   EXPECT_EQ(child_.started, 0);
 }
 
-TEST_F(lifecycle_ready, steps_wait_on_a_young_machine) {
+TEST_F(lifecycle_ready, steps_wait_on_a_machine_just_booted) {
   uptime_wait = true;
   for (const auto state : {READY_CHECK_META, READY_QUERY_PROFILES}) {
     QueueItem& item = add(state);
@@ -73,15 +73,15 @@ TEST_F(lifecycle_ready, identification_waits_for_another_one) {
   EXPECT_EQ(item_metadata_ident_in_action, &item);
 }
 
-TEST_F(lifecycle_ready, identification_goes_on_in_its_own_slot) {
+TEST_F(lifecycle_ready, identification_continues_in_its_own_slot) {
   QueueItem& item = add(READY_CHECK_META);
   item_metadata_ident_in_action = &item;
   EXPECT_TRUE(item.idle());
   EXPECT_EQ(child_.started, 1);
 }
 
-// A source whose identification ends well and leaves no type.
-TEST_F(lifecycle_ready, identification_in_vain_is_done_again_ever_later) {
+// A source whose identification succeeds without setting a type.
+TEST_F(lifecycle_ready, unsuccessful_identification_is_repeated_at_growing_intervals) {
   QueueItem& item = add(READY_CHECK_META);
   ASSERT_TRUE(item.idle());
   int runs = 1;
@@ -100,7 +100,7 @@ TEST_F(lifecycle_ready, identification_in_vain_is_done_again_ever_later) {
   }
 }
 
-TEST_F(lifecycle_ready, identification_that_found_the_type_is_not_waited_for) {
+TEST_F(lifecycle_ready, identification_that_found_the_type_causes_no_wait) {
   QueueItem& item = add(READY_CHECK_META);
   ASSERT_TRUE(item.idle());
   write_metadata("file type=video/mp4\n");
@@ -109,7 +109,7 @@ TEST_F(lifecycle_ready, identification_that_found_the_type_is_not_waited_for) {
   EXPECT_EQ(item.sm.ready.state, READY_QUERY_PROFILES);
 }
 
-TEST_F(lifecycle_ready, job_that_begins_again_waits_for_no_identification) {
+TEST_F(lifecycle_ready, restarted_job_does_not_wait_for_identification) {
   QueueItem& item = add(READY_CHECK_META);
   ASSERT_TRUE(item.idle());
   child_.end(exited(0));
@@ -120,7 +120,7 @@ TEST_F(lifecycle_ready, job_that_begins_again_waits_for_no_identification) {
   EXPECT_EQ(child_.started, 2);
 }
 
-TEST_F(lifecycle_ready, metadata_that_is_there_needs_no_slot) {
+TEST_F(lifecycle_ready, existing_metadata_needs_no_slot) {
   write_metadata("file type=video/mp4\n");
   QueueItem& item = add(READY_CHECK_META);
   EXPECT_TRUE(item.idle());
@@ -145,7 +145,7 @@ TEST_F(lifecycle_ready, listing_waits_for_another_one) {
   EXPECT_EQ(item_query_profiles_in_action, &item);
 }
 
-TEST_F(lifecycle_ready, profiles_that_are_there_need_no_slot) {
+TEST_F(lifecycle_ready, known_profiles_need_no_slot) {
   QueueItem& item = add(READY_QUERY_PROFILES);
   item.quoted_profile = {"720"};
   EXPECT_TRUE(item.idle());
@@ -173,8 +173,8 @@ TEST_F(lifecycle_ready, failed_fork_of_the_identification_cancels_it) {
   expect_cancelled(add(READY_CHECK_META), "unable to check metadata");
 }
 
-// The signal to end comes between the look at it and the step.
-TEST_F(lifecycle_ready, step_refused_for_the_shutdown_cancels_nothing) {
+// The termination signal arrives between the check for it and the step.
+TEST_F(lifecycle_ready, step_refused_because_of_a_shutdown_does_not_cancel) {
   kernel.fork = [] {
     DIE = 1;
     return -1;
@@ -189,11 +189,11 @@ TEST_F(lifecycle_ready, step_refused_for_the_shutdown_cancels_nothing) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(lifecycle_ready, no_profiles_at_the_end_cancel_it) {
+TEST_F(lifecycle_ready, missing_profiles_at_the_end_cancel_it) {
   expect_cancelled(add(READY_READY_TO_TRANSCODE), "no profiles listed", false);
 }
 
-TEST_F(lifecycle_ready, no_choice_at_the_end_cancels_it) {
+TEST_F(lifecycle_ready, missing_choice_at_the_end_cancels_it) {
   QueueItem& item = add(READY_READY_TO_TRANSCODE);
   item.quoted_profile = {"720"};
   expect_cancelled(item, "no profile chosen, ready to transcode state", false);
@@ -241,7 +241,7 @@ TEST_F(lifecycle_overrun, one_byte_of_room_is_enough) {
   EXPECT_EQ(item.sm.state, TRANSCODE_READY);
 }
 
-TEST_F(lifecycle_overrun, full_buffer_of_which_nothing_was_read_does_not_count) {
+TEST_F(lifecycle_overrun, full_buffer_does_not_count_before_any_output) {
   QueueItem& item = add(READY_QUERY_PROFILES);
   ASSERT_TRUE(item.idle());
   item.proc_stdout_buffer->write_pos = item.proc_stdout_buffer->region_end;
@@ -249,8 +249,8 @@ TEST_F(lifecycle_overrun, full_buffer_of_which_nothing_was_read_does_not_count) 
   EXPECT_EQ(item.sm.state, TRANSCODE_READY);
 }
 
-// Complete lines do not help: the listing is judged at its end, as a whole.
-TEST_F(lifecycle_overrun, full_buffer_of_lines_counts_too) {
+// Complete lines do not help: the listing is evaluated as a whole, at its end.
+TEST_F(lifecycle_overrun, full_buffer_of_complete_lines_counts_too) {
   QueueItem& item = add(READY_QUERY_PROFILES);
   ASSERT_TRUE(item.idle());
   std::string lines = "*QUOTE\n";
@@ -262,7 +262,7 @@ TEST_F(lifecycle_overrun, full_buffer_of_lines_counts_too) {
   EXPECT_EQ(item.state_message, overrun_text);
 }
 
-TEST_F(lifecycle_overrun, full_buffer_behind_a_closed_pipe_counts_too) {
+TEST_F(lifecycle_overrun, full_buffer_of_a_closed_pipe_counts_too) {
   QueueItem& item = add(READY_QUERY_PROFILES);
   ASSERT_TRUE(item.idle());
   uptime_wait = true;
@@ -274,7 +274,7 @@ TEST_F(lifecycle_overrun, full_buffer_behind_a_closed_pipe_counts_too) {
   EXPECT_EQ(item.state_message, overrun_text);
 }
 
-TEST_F(lifecycle_overrun, cancel_completes_when_the_child_has_ended) {
+TEST_F(lifecycle_overrun, cancel_is_completed_when_the_child_has_ended) {
   QueueItem& item = add(READY_QUERY_PROFILES);
   ASSERT_TRUE(item.idle());
   child_.print(std::string(16384, 'x'));

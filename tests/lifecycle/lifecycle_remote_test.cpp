@@ -1,4 +1,4 @@
-// The phase "remote transcode", turn by turn: who waits for whom, and until when.
+// The "remote transcode" phase, turn by turn: who waits for whom, and until when.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr std::uint64_t second_us = 1000000;
 
-// What rand() gives where nothing hangs on it but the time: an odd number, so that uploads start.
+// The value of rand() where only the timing depends on it: an odd number, so that uploads start.
 constexpr int chance = 1234567;
 constexpr std::uint64_t spread_us = chance % 100000;
 
@@ -45,7 +45,7 @@ protected:
     EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/out.mp4"));
     return item;
   }
-  // One that is known over there.
+  // An item that the remote server knows.
   QueueItem& add_known(remote_transcode_states state, const json11::Json& document) {
     QueueItem& item = add(state);
     item.remote_info.entry_id = "far";
@@ -56,7 +56,7 @@ protected:
     item.idle();
     return item.proc_pid != -1;
   }
-  // The command that a turn of monitoring comes to, "" for none.
+  // The command that a turn of monitoring decides on; "" for none.
   std::string command_for(bool user_wants_pause, bool user_wants_cancel,
                           const json11::Json& document) {
     QueueItem& item = add_known(REMOTE_MONITOR, document);
@@ -84,7 +84,7 @@ TEST_F(lifecycle_remote, begins_with_the_upload) {
   });
 }
 
-TEST_F(lifecycle_upload, starts_on_every_other_turn_as_chance_has_it) {
+TEST_F(lifecycle_upload, starts_in_a_random_half_of_the_turns) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add(REMOTE_UPLOAD);
@@ -130,7 +130,7 @@ TEST_F(lifecycle_upload, that_cannot_be_started_cancels) {
   });
 }
 
-TEST_F(lifecycle_upload, progress_is_looked_for_when_it_is_time) {
+TEST_F(lifecycle_upload, progress_is_read_when_it_is_time) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add(REMOTE_UPLOAD);
@@ -164,7 +164,7 @@ TEST_F(lifecycle_remote, add_that_cannot_be_started_cancels) {
   });
 }
 
-TEST_F(lifecycle_remote, server_is_asked_a_good_second_after_the_last_time) {
+TEST_F(lifecycle_remote, server_is_polled_after_a_little_more_than_a_second) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add_known(REMOTE_MONITOR, far_document());
@@ -177,7 +177,7 @@ TEST_F(lifecycle_remote, server_is_asked_a_good_second_after_the_last_time) {
   });
 }
 
-TEST_F(lifecycle_remote, question_that_cannot_be_asked_is_asked_again) {
+TEST_F(lifecycle_remote, poll_that_cannot_be_started_is_retried) {
   inside([&] {
     kernel.fork = [] { return -1; };
     QueueItem& item = add_known(REMOTE_MONITOR, far_document());
@@ -187,7 +187,7 @@ TEST_F(lifecycle_remote, question_that_cannot_be_asked_is_asked_again) {
   });
 }
 
-TEST_F(lifecycle_remote, what_the_user_wants_is_told_where_it_is_not_so) {
+TEST_F(lifecycle_remote, users_wish_becomes_a_command_if_the_server_differs) {
   inside([&] {
     const auto running = far_document();
     const auto paused = far_document("transcoding", true);
@@ -201,7 +201,7 @@ TEST_F(lifecycle_remote, what_the_user_wants_is_told_where_it_is_not_so) {
   });
 }
 
-TEST_F(lifecycle_remote, pause_and_resume_are_told_before_a_cancel) {
+TEST_F(lifecycle_remote, pause_and_resume_come_before_a_cancel) {
   inside([&] {
     EXPECT_EQ(command_for(true, true, far_document()), "pause");
     EXPECT_EQ(command_for(false, true, far_document("transcoding", true)), "resume");
@@ -265,7 +265,7 @@ TEST_F(lifecycle_download, that_cannot_be_started_cancels) {
   });
 }
 
-TEST_F(lifecycle_download, lines_are_printed_and_the_last_progress_is_told_once) {
+TEST_F(lifecycle_download, lines_are_printed_and_the_last_progress_is_written_once) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add_known(REMOTE_DOWNLOAD, far_document("done"));
@@ -288,7 +288,7 @@ TEST_F(lifecycle_download, lines_are_printed_and_the_last_progress_is_told_once)
   });
 }
 
-TEST_F(lifecycle_remote, other_steps_leave_their_output_to_its_end) {
+TEST_F(lifecycle_remote, other_steps_leave_their_output_unread_until_they_end) {
   inside([&] {
     for (const auto state : {REMOTE_ADD, REMOTE_MONITOR, REMOTE_COMMAND}) {
       const fake_child child;
@@ -306,7 +306,7 @@ TEST_F(lifecycle_remote, other_steps_leave_their_output_to_its_end) {
   });
 }
 
-TEST_F(lifecycle_remote, ends_in_the_thumbnail) {
+TEST_F(lifecycle_remote, ends_in_thumbnail) {
   inside([&] {
     QueueItem& item = add(REMOTE_DONE);
     item.state_message = "Remote item: download complete";

@@ -1,4 +1,4 @@
-// Turns of work behind "ready": following the transcode, and the ends of the later phases.
+// Turns of work after "ready": following the transcode, and the later phases.
 #include <cstring>
 #include <filesystem>
 
@@ -45,7 +45,7 @@ protected:
     item.sm.cleanup.set_state(state);
     return item;
   }
-  // As an item that is told to remove its source.
+  // As for an item that removes its source.
   QueueItem& add_removing(cleanup_states state, const std::string& name) {
     QueueItem& item = add(state);
     item.delete_on_finish = true;
@@ -62,7 +62,7 @@ protected:
 
 }  // namespace
 
-TEST_F(lifecycle_transcoding, line_without_an_end_does_not_hold_the_transcoder) {
+TEST_F(lifecycle_transcoding, endless_line_does_not_block_the_transcoder) {
   QueueItem& item = add_transcoding();
   child_.print(std::string(16384, 'x'));
   item.idle();
@@ -76,7 +76,7 @@ TEST_F(lifecycle_transcoding, frame_and_total_make_the_progress) {
   EXPECT_THAT(status_writes, ElementsAre("transcoding: "));
 }
 
-TEST_F(lifecycle_transcoding, single_frame_is_all) {
+TEST_F(lifecycle_transcoding, single_frame_is_complete) {
   EXPECT_EQ(progress_after("Encoding: frame=1/1\n"), 10000);
 }
 
@@ -84,7 +84,7 @@ TEST_F(lifecycle_transcoding, progress_is_not_capped) {
   EXPECT_EQ(progress_after("Encoding: frame=300/200\n"), 15000);
 }
 
-TEST_F(lifecycle_transcoding, division_cuts) {
+TEST_F(lifecycle_transcoding, division_truncates) {
   EXPECT_EQ(progress_after("Encoding: frame=2/3\n"), 6666);
 }
 
@@ -92,11 +92,11 @@ TEST_F(lifecycle_transcoding, large_numbers_are_64_bit) {
   EXPECT_EQ(progress_after("Encoding: frame=6000000000/8000000000\n"), 7500);
 }
 
-TEST_F(lifecycle_transcoding, other_words_are_passed_over) {
+TEST_F(lifecycle_transcoding, other_words_are_ignored) {
   EXPECT_EQ(progress_after("Encoding:  fps=25 frame=1/4  time=0:01 xframe=3/4\n"), 2500);
 }
 
-TEST_F(lifecycle_transcoding, words_need_no_blank_behind_the_colon) {
+TEST_F(lifecycle_transcoding, words_need_no_blank_after_the_colon) {
   EXPECT_EQ(progress_after("Encoding:frame=1/4\r\n"), 2500);
 }
 
@@ -105,7 +105,7 @@ TEST_F(lifecycle_transcoding, later_words_and_lines_count) {
   EXPECT_EQ(progress_after("Encoding: frame=1/4\nEncoding: frame=3/4\n"), 7500);
 }
 
-TEST_F(lifecycle_transcoding, output_that_tells_no_progress_changes_nothing) {
+TEST_F(lifecycle_transcoding, output_without_progress_changes_nothing) {
   for (const char* output :
        {"Encoding: frame=50\n", "Encoding: frame=50/0\n", "Encoding: frame=50/\n", "Encoding:\n",
         "encoding: frame=1/2\n", " Encoding: frame=1/2\n", "frame=1/2\n", "\n",
@@ -125,7 +125,7 @@ TEST_F(lifecycle_transcoding, line_in_pieces_counts_when_it_is_complete) {
   EXPECT_EQ(item.progress, 5000);
 }
 
-// What lies in the buffer is of another child then.
+// The buffer still belongs to another child then.
 TEST_F(lifecycle_transcoding, nothing_is_read_before_the_first_output) {
   QueueItem& item = add_transcoding();
   constexpr std::string_view line = "Encoding: frame=1/4\n";
@@ -138,7 +138,7 @@ TEST_F(lifecycle_transcoding, nothing_is_read_before_the_first_output) {
   EXPECT_EQ(item.progress, 2500);
 }
 
-TEST_F(lifecycle_transcoding, last_line_counts_behind_the_end_of_the_output) {
+TEST_F(lifecycle_transcoding, last_line_counts_after_the_end_of_the_output) {
   QueueItem& item = add_transcoding();
   child_.print("Encoding: frame=1/4\n");
   item.idle_process();
@@ -161,7 +161,7 @@ TEST_F(lifecycle_transcoding, without_its_output_it_is_cancelled) {
   EXPECT_THAT(child_.signals, ElementsAre(SIGTERM));
 }
 
-TEST_F(lifecycle, states_at_rest_do_nothing) {
+TEST_F(lifecycle, idle_states_do_nothing) {
   for (const auto state :
        {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
     QueueItem& item = add_item(state);
@@ -172,7 +172,7 @@ TEST_F(lifecycle, states_at_rest_do_nothing) {
   EXPECT_EQ(child_.started, 0);
 }
 
-TEST_F(lifecycle, service_that_ends_reaps_and_starts_nothing) {
+TEST_F(lifecycle, shutdown_reaps_and_starts_nothing) {
   DIE = 1;
   QueueItem& item = add_ready_item(READY_INIT);
   fake_child::run_for(item);
@@ -184,7 +184,7 @@ TEST_F(lifecycle, service_that_ends_reaps_and_starts_nothing) {
   EXPECT_EQ(child_.started, 0);
 }
 
-TEST_F(lifecycle, thumbnail_that_cannot_be_started_cancels_and_tells_twice) {
+TEST_F(lifecycle, thumbnail_that_cannot_be_started_cancels_and_writes_twice) {
   QueueItem& item = add_item(TRANSCODE_THUMBNAIL);
   item.idle();
   EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED);
@@ -242,7 +242,7 @@ TEST_F(lifecycle_cleanup, source_that_is_gone_needs_no_removal) {
   EXPECT_EQ(child_.started, 0);
 }
 
-// A source outside of the media folders, which nothing may be removed from.
+// A source outside the media folders, from which nothing may be removed.
 TEST_F(lifecycle_cleanup, removal_that_cannot_be_started_cancels) {
   for (const auto state : {CLEANUP_UNLINK_FILE, CLEANUP_UNLINK_META}) {
     QueueItem& item = add_removing(state, "clip.mpg");
@@ -254,7 +254,7 @@ TEST_F(lifecycle_cleanup, removal_that_cannot_be_started_cancels) {
   }
 }
 
-TEST_F(lifecycle_cleanup, link_to_nothing_is_a_source_to_remove) {
+TEST_F(lifecycle_cleanup, dangling_link_is_a_source_to_remove) {
   QueueItem& item = add_removing(CLEANUP_UNLINK_META, "link.mpg");
   std::filesystem::create_symlink("nothing", item.input_file);
   item.idle();

@@ -1,4 +1,4 @@
-// The end of a profile listing: what is read out of it, and what becomes of the item.
+// The end of a profile listing: what is read from it, and what happens to the item.
 #include <gmock/gmock.h>
 
 #include "platform/transcode_settings.h"
@@ -29,7 +29,7 @@ TEST_F(listing_end, profiles_and_output_are_chosen) {
   EXPECT_EQ(status_writes.size(), 2U) << "one for the choice, one for the end";
 }
 
-TEST_F(listing_end, moves_the_item_on_by_one_step_from_where_it_is) {
+TEST_F(listing_end, advances_the_item_by_one_step) {
   QueueItem& item = run_listing("*QUOTE\n.. 720\n");
   item.sm.ready.set_state(READY_INIT);
   end(item, exited(0));
@@ -46,7 +46,7 @@ TEST_F(listing_end, profile_and_output_that_were_set_stay) {
   EXPECT_THAT(status_writes, ElementsAre("ready: "));
 }
 
-TEST_F(listing_end, only_profile_lines_behind_the_mark_count) {
+TEST_F(listing_end, only_profile_lines_after_the_mark_count) {
   QueueItem& item =
       run_listing(".. before\n *QUOTE\n*QUOTE \n*QUOTE\r\n..720\n..  \n..\n.. \nnoise\n"
                   "..    720 p\n*QUOTE\n.. 480 \n.. cut off");
@@ -90,7 +90,7 @@ TEST_F(listing_end, failure_rejects_the_item) {
   }
 }
 
-TEST_F(listing_end, late_success_keeps_the_profiles_and_moves_nothing) {
+TEST_F(listing_end, late_success_keeps_the_profiles_and_changes_no_state) {
   QueueItem& item = run_listing("*QUOTE\n.. 720\n");
   item.sm.set_state(TRANSCODE_CANCELLING);
   item.state_message = "Cancelled by user";
@@ -101,7 +101,7 @@ TEST_F(listing_end, late_success_keeps_the_profiles_and_moves_nothing) {
   EXPECT_TRUE(rescans());
 }
 
-TEST_F(listing_end, late_failure_or_empty_list_is_only_told) {
+TEST_F(listing_end, late_failure_or_empty_list_is_only_logged) {
   for (const int status : {exited(0), exited(1)}) {
     QueueItem& item = run_listing("");
     item.sm.set_state(TRANSCODE_CANCELLING);
@@ -112,7 +112,7 @@ TEST_F(listing_end, late_failure_or_empty_list_is_only_told) {
   }
 }
 
-TEST_F(listing_end, last_words_are_read_before_the_end_is_judged) {
+TEST_F(listing_end, last_output_is_read_before_the_end_is_evaluated) {
   QueueItem& item = add_ready_item(READY_QUERY_PROFILES);
   item.transcode_profile = "720";
   item.proc_argv = {"/bin/true"};

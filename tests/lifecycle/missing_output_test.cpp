@@ -1,4 +1,4 @@
-// Jobs whose profiles are known and that have no output: nothing may wait for what cannot come.
+// Jobs with known profiles but no output: nothing may wait for something that cannot happen.
 #include <filesystem>
 
 #include "tests/exec/exec_bench.h"
@@ -26,7 +26,7 @@ protected:
 
 }  // namespace
 
-TEST_F(missing_output, that_has_no_name_rejects_the_job) {
+TEST_F(missing_output, without_a_possible_name_rejects_the_job) {
   inside([&] {
     for (const auto& profile : {std::string("a/b"), std::string(4096, 'p')}) {
       QueueItem& item = add_waiting(profile);
@@ -38,7 +38,7 @@ TEST_F(missing_output, that_has_no_name_rejects_the_job) {
   });
 }
 
-TEST_F(missing_output, that_has_a_name_now_is_taken) {
+TEST_F(missing_output, with_a_possible_name_is_set) {
   inside([&] {
     QueueItem& item = add_waiting("720");
     EXPECT_FALSE(item.idle());
@@ -47,7 +47,7 @@ TEST_F(missing_output, that_has_a_name_now_is_taken) {
   });
 }
 
-TEST_F(missing_output, of_a_source_that_is_gone_tells_of_the_source) {
+TEST_F(missing_output, of_a_missing_source_reports_the_source) {
   inside([&] {
     QueueItem& item = add_waiting("720");
     std::filesystem::remove("/mnt/media/clip.mpg");
@@ -57,7 +57,7 @@ TEST_F(missing_output, of_a_source_that_is_gone_tells_of_the_source) {
   });
 }
 
-TEST_F(missing_output, that_is_there_is_not_looked_at) {
+TEST_F(missing_output, is_not_checked_if_one_is_set) {
   inside([&] {
     QueueItem& item = add_waiting("720");
     EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/out.mp4"));

@@ -1,4 +1,4 @@
-// The queue file, read back at start: what becomes of each item, and in which order.
+// Reading the queue file at start: what happens to each item, and the resulting order.
 #include <filesystem>
 
 #include <gmock/gmock.h>
@@ -33,13 +33,13 @@ Json stored(const char* id, const char* state, json_object more = {}) {
   return item_document(state, more);
 }
 
-// Reads a queue of these items; nothing is to be said about it.
+// Reads a queue of these items and expects nothing to be printed.
 void read_items(const json_array& items) {
   write_file(queue_file_path, Json(json_object{{"list", items}}).dump());
   EXPECT_EQ(stderr_of([] { EXPECT_TRUE(read_queue()); }), "");
 }
 
-// Reads a file of this text into an empty queue and returns what was said.
+// Reads a file with this text into an empty queue and returns what was printed.
 std::string read_text(const std::string& text) {
   write_file(queue_file_path, text);
   auto said = stderr_of([] { EXPECT_TRUE(read_queue()) << "though nothing was in it"; });
@@ -47,7 +47,7 @@ std::string read_text(const std::string& text) {
   return said;
 }
 
-// The text of an interrupted transcode with such flags, when it has been read back.
+// The text of an interrupted transcode with these flags after it is read back.
 QueueItem& read_interrupted(const json_object& flags) {
   read_items({stored("ready", "ready"), stored("interrupted", "transcoding", flags)});
   return **transcode_queue_find_entry_id_iterator("interrupted");
@@ -77,7 +77,7 @@ TEST_F(queue_file_read, missing_file) {
   });
 }
 
-TEST_F(queue_file_read, text_that_is_no_json) {
+TEST_F(queue_file_read, text_other_than_json) {
   inside([] {
     for (const char* text : {"", "{", "no json", "{\"list\": []} and more", "{'list': []}",
                              "// comment\n{\"list\": []}", "{\"list\": [,]}"}) {
@@ -90,7 +90,7 @@ TEST_F(queue_file_read, text_that_is_no_json) {
   });
 }
 
-TEST_F(queue_file_read, json_null_is_no_queue) {
+TEST_F(queue_file_read, json_null_is_not_a_queue) {
   inside([] { EXPECT_THAT(read_text("null"), StartsWith("Queue was not read, error \n")); });
 }
 
@@ -102,7 +102,7 @@ TEST_F(queue_file_read, document_without_a_list) {
   });
 }
 
-TEST_F(queue_file_read, list_that_is_no_array) {
+TEST_F(queue_file_read, list_other_than_an_array) {
   inside([] {
     for (const char* text : {"{\"list\": {}}", "{\"list\": 5}", "{\"list\": \"x\"}",
                              "{\"list\": false}", "{\"list\": {\"0\": {}}}"}) {
@@ -111,11 +111,11 @@ TEST_F(queue_file_read, list_that_is_no_array) {
   });
 }
 
-TEST_F(queue_file_read, empty_list_is_nothing_to_speak_of) {
+TEST_F(queue_file_read, empty_list_is_read_silently) {
   inside([] { EXPECT_EQ(read_text("{\"list\": []}"), ""); });
 }
 
-TEST_F(queue_file_read, refused_elements_are_skipped_in_silence) {
+TEST_F(queue_file_read, refused_elements_are_skipped_silently) {
   inside([] {
     read_items({5, nullptr, "x", json_array{}, json_object{}, stored("a", "init"),
                 stored("b", "done"), stored("", "done"), stored("c", "cancelled")});
@@ -133,7 +133,7 @@ TEST_F(queue_file_read, interrupted_transcodes_come_first_in_reverse_order) {
   });
 }
 
-TEST_F(queue_file_read, interrupted_transcode_is_ready_from_the_start_of_its_phase) {
+TEST_F(queue_file_read, interrupted_transcode_goes_to_the_start_of_ready) {
   inside([] {
     const QueueItem& item = read_interrupted({});
     EXPECT_EQ(item.sm.state, TRANSCODE_READY);
@@ -205,7 +205,7 @@ TEST_F(queue_file_read, interrupted_transcode_whose_source_is_gone_is_cancelled_
   });
 }
 
-TEST_F(queue_file_read, ready_item_is_told_ready_or_paused) {
+TEST_F(queue_file_read, ready_item_is_shown_as_ready_or_paused) {
   inside([] {
     read_items({stored("a", "ready", {{"ready state", "ready to transcode"}}),
                 stored("b", "ready", {{"paused", true}})});
@@ -218,7 +218,7 @@ TEST_F(queue_file_read, ready_item_is_told_ready_or_paused) {
   });
 }
 
-TEST_F(queue_file_read, every_other_item_stays_as_it_was) {
+TEST_F(queue_file_read, every_other_item_stays_unchanged) {
   inside([] {
     for (const char* state :
          {"cancelled", "cancelling", "remote transcode", "thumbnail", "cleanup", "done"}) {
@@ -230,7 +230,7 @@ TEST_F(queue_file_read, every_other_item_stays_as_it_was) {
   });
 }
 
-TEST_F(queue_file_read, what_was_written_is_read_back) {
+TEST_F(queue_file_read, written_queue_is_read_back) {
   inside([] {
     read_items({stored("a", "thumbnail", {{"thumbnail state", "metadata gen"}}),
                 stored("b", "cancelled"), stored("c", "done")});

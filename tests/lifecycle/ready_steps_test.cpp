@@ -1,4 +1,4 @@
-// The steps of "ready": the source's metadata, the listing of profiles, the choice among them.
+// The steps of "ready": the source's metadata, listing the profiles, choosing one.
 #include <map>
 #include <stdexcept>
 
@@ -19,7 +19,7 @@ class ready_steps : public exec_bench {
 protected:
   ready_steps() { transcode_settings.clear(); }
 
-  // With those metadata; none at all for an empty text.
+  // With these metadata; none for an empty text.
   QueueItem& add(const std::string& metadata = "", ready_states state = READY_CHECK_META) {
     QueueItem& item = add_ready_item(state);
     const std::string name = "clip" + std::to_string(item.fileops_job_id) + ".mpg";
@@ -51,7 +51,7 @@ using profile_choice = ready_steps;
 
 }  // namespace
 
-TEST_F(metadata_check, transcodeable_types_go_on) {
+TEST_F(metadata_check, transcodeable_types_continue) {
   for (const char* type :
        {"video/mp4", "video/mp2t", "audio/mpeg", "video/", "application/x-velmar-playlist",
         "application/x-velmar-multiregion-playlist"}) {
@@ -83,7 +83,7 @@ TEST_F(metadata_check, offline_files_are_rejected) {
   }
 }
 
-TEST_F(metadata_check, offline_counts_before_the_type) {
+TEST_F(metadata_check, offline_takes_precedence_over_the_type) {
   expect_rejected(add("file type=image/png\noffline=1\n"), "Rejected: File is marked offline");
   expect_rejected(add("offline=1\n"), "Rejected: File is marked offline");
 }
@@ -119,7 +119,7 @@ TEST_F(metadata_check, unreadable_metadata_fail) {
   EXPECT_EQ(child_.started, 0);
 }
 
-TEST_F(metadata_check, needs_a_ready_item_at_rest) {
+TEST_F(metadata_check, needs_an_idle_ready_item) {
   QueueItem& item = add("file type=video/mp4\n");
   DIE = 1;
   EXPECT_FALSE(item.ready_start_check_meta());
@@ -146,7 +146,7 @@ TEST_F(metadata_check, identification_runs_without_pipes) {
   EXPECT_FALSE(item.proc_drain_stdout_before_reap);
 }
 
-TEST_F(profile_listing, is_asked_of_the_transcoder) {
+TEST_F(profile_listing, is_done_by_the_transcoder) {
   QueueItem& item = add("", READY_QUERY_PROFILES);
   item.proc_drain_stdout_before_reap = true;
   const stderr_capture capture;
@@ -186,7 +186,7 @@ TEST_F(profile_listing, is_not_repeated) {
   EXPECT_EQ(child_.started, 0);
 }
 
-TEST_F(profile_listing, that_is_there_behind_the_last_step_is_a_bug) {
+TEST_F(profile_listing, known_after_the_last_step_is_a_bug) {
   QueueItem& item = add("", READY_READY_TO_TRANSCODE);
   item.quoted_profile = {"720"};
   try {
@@ -197,7 +197,7 @@ TEST_F(profile_listing, that_is_there_behind_the_last_step_is_a_bug) {
   }
 }
 
-TEST_F(profile_listing, needs_a_ready_item_at_rest) {
+TEST_F(profile_listing, needs_an_idle_ready_item) {
   QueueItem& item = add("", READY_QUERY_PROFILES);
   fake_child::run_for(item);
   EXPECT_FALSE(item.ready_start_query_profiles());
@@ -213,7 +213,7 @@ TEST_F(profile_listing, needs_a_ready_item_at_rest) {
   EXPECT_EQ(child_.started, 0);
 }
 
-TEST_F(profile_choice, is_the_first_that_is_not_too_high) {
+TEST_F(profile_choice, is_the_first_one_not_too_high) {
   QueueItem& item = add();
   item.quoted_profile = {"1080", "720", "480"};
   const std::map<std::int32_t, std::string> choices = {
@@ -224,19 +224,19 @@ TEST_F(profile_choice, is_the_first_that_is_not_too_high) {
   }
 }
 
-TEST_F(profile_choice, goes_by_the_number_that_a_name_begins_with) {
+TEST_F(profile_choice, compares_the_number_at_the_start_of_a_name) {
   QueueItem& item = add();
   item.quoted_profile = {"1080p", "audio", "480"};
   EXPECT_EQ(chosen(item, 720), "audio") << "no number is 0";
 }
 
-TEST_F(profile_choice, goes_by_the_order_of_the_listing) {
+TEST_F(profile_choice, follows_the_order_of_the_listing) {
   QueueItem& item = add();
   item.quoted_profile = {"480", "720"};
   EXPECT_EQ(chosen(item, 720), "480");
 }
 
-TEST_F(profile_choice, is_told) {
+TEST_F(profile_choice, is_logged) {
   QueueItem& item = add();
   item.quoted_profile = {"1080", "720"};
   chosen(item, 720);
@@ -244,7 +244,7 @@ TEST_F(profile_choice, is_told) {
   EXPECT_THAT(status_writes, ElementsAre("ready: ", "ready: "));
 }
 
-TEST_F(profile_choice, that_was_made_stays) {
+TEST_F(profile_choice, made_earlier_is_kept) {
   QueueItem& item = add();
   item.quoted_profile = {"1080"};
   item.transcode_profile = "mine";

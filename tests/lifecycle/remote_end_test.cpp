@@ -1,5 +1,5 @@
-// The ends of the tools of "remote transcode": what becomes of the item, whatever it has come to
-// meanwhile.
+// The ends of the tools of "remote transcode": the effect on the item, whatever its state is by
+// then.
 #include <gmock/gmock.h>
 
 #include "tests/lifecycle/ended_step.h"
@@ -11,7 +11,7 @@ namespace {
 
 class remote_end : public ended_step {
 protected:
-  // A tool of that step, which has printed this.
+  // A tool of this step that has printed this.
   QueueItem& run_remote(remote_transcode_states state, const std::string& output = "") {
     QueueItem& item = add_item(TRANSCODE_REMOTE);
     item.sm.remote.set_state(state);
@@ -21,7 +21,7 @@ protected:
     item.proc_stdout_buffer->write_pos += output.size();
     return run(item);
   }
-  // A reply whose document is no item's.
+  // A reply whose document is not an item.
   static std::string reply(const std::string& comm_headers = "") {
     return "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n" + comm_headers + "\n{}";
   }
@@ -29,7 +29,7 @@ protected:
 
 }  // namespace
 
-TEST_F(remote_end, arrived_upload_is_noted_and_the_item_added) {
+TEST_F(remote_end, completed_upload_is_recorded_and_the_item_added) {
   QueueItem& item = run_remote(REMOTE_UPLOAD);
   end(item, exited(0));
   EXPECT_TRUE(item.uploaded);
@@ -47,7 +47,7 @@ TEST_F(remote_end, failed_upload_cancels) {
   }
 }
 
-TEST_F(remote_end, late_upload_is_noted_all_the_same) {
+TEST_F(remote_end, late_upload_is_still_recorded) {
   for (const int status : {exited(0), exited(1)}) {
     QueueItem& item = run_remote(REMOTE_UPLOAD);
     item.sm.set_state(TRANSCODE_CANCELLING);
@@ -58,7 +58,7 @@ TEST_F(remote_end, late_upload_is_noted_all_the_same) {
   }
 }
 
-TEST_F(remote_end, taken_job_is_monitored_though_its_document_tells_nothing) {
+TEST_F(remote_end, accepted_job_is_monitored_despite_an_empty_document) {
   QueueItem& item = run_remote(REMOTE_ADD, reply("entry id:far\n"));
   end(item, exited(0));
   EXPECT_EQ(item.remote_info.entry_id, "far");
@@ -66,8 +66,8 @@ TEST_F(remote_end, taken_job_is_monitored_though_its_document_tells_nothing) {
   EXPECT_THAT(status_writes, ElementsAre("remote transcode: Transcoding file..."));
 }
 
-// The user paused the job while its server was being asked.
-TEST_F(remote_end, is_judged_as_what_the_tool_was_started_for) {
+// The user paused the job during a request to its server.
+TEST_F(remote_end, is_evaluated_by_what_the_tool_was_started_for) {
   QueueItem& item = run_remote(REMOTE_MONITOR);
   ASSERT_TRUE(item.pause());
   end(item, exited(7));
@@ -86,7 +86,7 @@ TEST_F(remote_end, fetched_file_ends_the_download) {
   EXPECT_THAT(status_writes, ElementsAre("remote transcode: Remote item: download complete"));
 }
 
-TEST_F(remote_end, command_that_was_sent_leads_back_to_monitoring) {
+TEST_F(remote_end, completed_command_leads_back_to_monitoring) {
   QueueItem& item = run_remote(REMOTE_COMMAND, reply());
   item.sm.remote_command = "pause";
   end(item, exited(0));
@@ -103,7 +103,7 @@ TEST_F(remote_end, command_of_a_user_who_cancels_ends_the_item) {
   EXPECT_THAT(status_writes, ElementsAre("cancelling: as it was"));
 }
 
-TEST_F(remote_end, service_that_ends_judges_nothing) {
+TEST_F(remote_end, nothing_is_evaluated_during_a_shutdown) {
   DIE = 1;
   QueueItem& item = run_remote(REMOTE_UPLOAD);
   end(item, exited(0));

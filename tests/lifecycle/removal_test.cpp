@@ -1,4 +1,4 @@
-// Removing a finished job's source: its metadata by a tool, the file by a child without one.
+// Removing a finished job's source: its metadata by a tool, the file by a child without a tool.
 #include <filesystem>
 
 #include <fcntl.h>
@@ -30,7 +30,7 @@ protected:
     EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/out.mp4"));
     return item;
   }
-  // Turns until its child is gone.
+  // Gives the item turns until its child is gone.
   static void finish(QueueItem& item) {
     EXPECT_TRUE(wait_until([&] { return item.idle_process() && item.proc_pid == -1; }));
   }
@@ -65,7 +65,7 @@ TEST_F(removal, without_metadata_there_is_no_child) {
   });
 }
 
-TEST_F(removal, metadata_that_are_no_directory_are_left_alone) {
+TEST_F(removal, metadata_other_than_a_directory_are_left_alone) {
   inside([&] {
     const fake_child child;
     std::filesystem::rename("/mnt/media/.clip.mpg.metadata", "/mnt/media/kept");
@@ -91,8 +91,8 @@ TEST_F(removal, file_is_unlinked_by_a_child) {
   });
 }
 
-// The source goes away behind the check and before the child looks.
-TEST_F(removal, file_that_is_gone_already_counts_as_removed) {
+// The source disappears between the check and the child's attempt.
+TEST_F(removal, missing_file_counts_as_removed) {
   inside([&] {
     kernel.fork = [] {
       std::filesystem::remove("/mnt/media/clip.mpg");
@@ -106,7 +106,7 @@ TEST_F(removal, file_that_is_gone_already_counts_as_removed) {
   });
 }
 
-TEST_F(removal, source_that_cannot_be_unlinked_is_told) {
+TEST_F(removal, source_that_cannot_be_unlinked_is_reported) {
   inside([&] {
     std::filesystem::remove("/mnt/media/clip.mpg");
     std::filesystem::create_directory("/mnt/media/clip.mpg");  // a source may be a folder
@@ -132,7 +132,7 @@ TEST_F(removal, unlinking_child_has_a_session_and_the_lowest_priority) {
   });
 }
 
-TEST_F(removal, unlinking_child_holds_nothing_but_its_streams) {
+TEST_F(removal, unlinking_child_has_only_its_streams_open) {
   inside([&] {
     const unique_fd held(open("/mnt/media", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     kernel.unlink = [](const char*) -> int {

@@ -1,4 +1,4 @@
-// The scheduler: turns of work and the scan. A start that is chosen shows by its failure: without a
+// The scheduler: turns of work and the scan. The chosen start is visible by its failure: without a
 // job directory the chosen item is cancelled.
 #include <functional>
 #include <map>
@@ -67,7 +67,7 @@ TEST_F(scheduler, turn_with_work_never_scans) {
   EXPECT_EQ(next_queue_scan, 0U);
 }
 
-TEST_F(scheduler, null_element_is_told_and_removed_without_count) {
+TEST_F(scheduler, null_element_is_logged_and_removed_without_counting) {
   transcode_queue.push_back(nullptr);
   const stderr_capture capture;
   EXPECT_FALSE(scan());
@@ -76,7 +76,7 @@ TEST_F(scheduler, null_element_is_told_and_removed_without_count) {
   EXPECT_EQ(transcode_queue_mod_count, 0U);
 }
 
-TEST_F(scheduler, item_left_in_init_goes_after_fifteen_seconds) {
+TEST_F(scheduler, item_left_in_init_is_removed_after_fifteen_seconds) {
   const std::string id = add_item().entry_id;
   clock_us += 15 * second_us - 1;
   scan();
@@ -89,7 +89,7 @@ TEST_F(scheduler, item_left_in_init_goes_after_fifteen_seconds) {
   EXPECT_EQ(capture.text(), "Item '" + id + "' should terminate\n");
 }
 
-TEST_F(scheduler, cleared_item_goes_when_nothing_of_its_child_is_left) {
+TEST_F(scheduler, cleared_item_is_removed_when_nothing_of_its_child_is_left) {
   QueueItem& item = add_item(TRANSCODE_CLEARED);
   item_active_upload_in_action = &item;
   fake_child::run_for(item);
@@ -119,7 +119,7 @@ TEST_F(scheduler, cleared_item_with_output_stays) {
 }
 
 TEST_F(scheduler, items_in_every_other_state_stay) {
-  DIE = 1;  // nobody does anything of his own
+  DIE = 1;  // no item does any work of its own
   for (const auto state :
        {TRANSCODE_CANCELLED, TRANSCODE_CANCELLING, TRANSCODE_READY, TRANSCODE_REMOTE,
         TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL, TRANSCODE_CLEANUP, TRANSCODE_DONE}) {
@@ -131,7 +131,7 @@ TEST_F(scheduler, items_in_every_other_state_stay) {
   EXPECT_EQ(transcode_queue_mod_count, 0U);
 }
 
-TEST_F(scheduler, first_ready_item_alone_is_chosen) {
+TEST_F(scheduler, only_the_first_ready_item_is_chosen) {
   QueueItem& first = add_startable();
   QueueItem& second = add_startable();
   scan();
@@ -158,7 +158,7 @@ TEST_F(scheduler, item_that_lacks_anything_is_not_chosen) {
       {"leave to run", [](QueueItem& item) { item.paused = true; }},
       {"the last ready step", [](QueueItem& i) { i.sm.ready.set_state(READY_QUERY_PROFILES); }},
       {"end of its child", [](QueueItem& item) { fake_child::run_for(item); }}};
-  DIE = 1;  // nobody does anything of his own
+  DIE = 1;  // no item does any work of its own
   for (const auto& [what, take_away] : lacks) {
     QueueItem& item = add_startable();
     take_away(item);
@@ -229,7 +229,7 @@ TEST_F(scheduler, waiting_transcode_is_resumed) {
   EXPECT_EQ(capture.text(), "Item '" + item.entry_id + "' resuming transcode\n");
 }
 
-TEST_F(scheduler, first_waiting_transcode_goes_before_a_ready_item) {
+TEST_F(scheduler, first_waiting_transcode_precedes_a_ready_item) {
   QueueItem& ready = add_startable();
   QueueItem& first = add_transcoding(true);
   QueueItem& second = add_transcoding(true);
@@ -247,7 +247,7 @@ TEST_F(scheduler, waiting_transcode_waits_for_a_running_one) {
   EXPECT_THAT(child_.signals, IsEmpty());
 }
 
-TEST_F(scheduler, waiting_transcode_that_is_paused_again_is_passed_over) {
+TEST_F(scheduler, waiting_transcode_that_is_paused_again_is_skipped) {
   QueueItem& item = add_transcoding(true);
   item.paused = true;
   scan();
@@ -273,14 +273,14 @@ TEST_F(scheduler, waiting_transcode_without_a_process_is_cancelled) {
   EXPECT_THAT(status_writes, ElementsAre("cancelled: Cannot resume, process not running"));
 }
 
-TEST_F(scheduler, young_machine_holds_ready_items_back) {
+TEST_F(scheduler, ready_items_wait_on_a_machine_just_booted) {
   uptime_wait = true;
   QueueItem& ready = add_startable();
   scan();
   EXPECT_EQ(ready.sm.state, TRANSCODE_READY);
 }
 
-TEST_F(scheduler, young_machine_resumes_a_waiting_transcode) {
+TEST_F(scheduler, waiting_transcode_resumes_on_a_machine_just_booted) {
   uptime_wait = true;
   QueueItem& item = add_transcoding(true);
   scan();
@@ -288,7 +288,7 @@ TEST_F(scheduler, young_machine_resumes_a_waiting_transcode) {
   EXPECT_THAT(child_.signals, ElementsAre(SIGUSR2));
 }
 
-TEST_F(scheduler, every_slot_of_an_item_is_released_and_no_other) {
+TEST_F(scheduler, only_the_items_own_slots_are_released) {
   QueueItem one;
   QueueItem two;
   item_metadata_ident_in_action = &one;

@@ -1,4 +1,4 @@
-// Tools that fail, crash, cannot be started or talk nonsense, and what users are told.
+// Tools that fail, crash, cannot be started or print nonsense, and what users see.
 #include <csignal>
 #include <filesystem>
 #include <map>
@@ -26,7 +26,7 @@ protected:
     machine_.start();
     return machine_.client.add_ready(source, more);
   }
-  // The job ends "cancelled" with that text, in the listing and in its status.
+  // The job ends "cancelled" with this text, in the listing and in its status.
   void expect_cancelled(const std::string& text, const name_values& more = {}) {
     const auto item = machine_.client.wait_for_transcode_state(start_job(more), "cancelled");
     EXPECT_EQ(item["state"].string_value(), text);
@@ -117,12 +117,12 @@ TEST_F(service_failures, listing_that_overruns_and_ends_is_cancelled) {
   expect_cancelled("Rejected: utility std-output buffer overrun. Please report to Velmar staff.");
 }
 
-TEST_F(service_failures, transcode_that_fails_is_told) {
+TEST_F(service_failures, failed_transcode_is_reported) {
   machine_.root.plan(tool::transcode, tool_plan().print("Encoding: frame=1/4\n").exit(3));
   expect_cancelled("Transcoding failed");
 }
 
-TEST_F(service_failures, transcode_that_is_killed_is_told) {
+TEST_F(service_failures, killed_transcode_is_reported) {
   machine_.root.plan(tool::transcode, tool_plan().die(SIGKILL));
   expect_cancelled("Transcoding failed");
 }
@@ -148,13 +148,13 @@ TEST_F(service_failures, missing_output_metadata_fail_nothing) {
   expect_done();
 }
 
-TEST_F(service_failures, metadata_that_cannot_be_removed_are_told) {
+TEST_F(service_failures, metadata_that_cannot_be_removed_are_reported) {
   machine_.root.plan(tool::rm, tool_plan().exit(1));
   expect_cancelled("Unable to remove metadata", {{"delete on finish", "1"}});
   EXPECT_TRUE(machine_.root.exists(source));
 }
 
-TEST_F(service_failures, job_directory_that_vanishes_is_told_in_a_new_one) {
+TEST_F(service_failures, vanished_job_directory_is_reported_in_a_new_one) {
   machine_.root.plan(tool::quote, tool_plan().mark("asked").wait("go").print("*QUOTE\n.. 720\n"));
   const std::string id = start_job();
   ASSERT_TRUE(machine_.root.wait_for_mark("asked"));
@@ -170,7 +170,7 @@ TEST_F(service_failures, job_directory_that_vanishes_is_told_in_a_new_one) {
   EXPECT_TRUE(machine_.root.calls(tool::transcode).empty());
 }
 
-TEST_F(service_failures, source_that_vanishes_is_told_at_the_start_of_the_transcode) {
+TEST_F(service_failures, vanished_source_is_reported_at_the_start_of_the_transcode) {
   machine_.root.plan(tool::quote, tool_plan().mark("asked").wait("go").print("*QUOTE\n.. 720\n"));
   const std::string id = start_job();
   ASSERT_TRUE(machine_.root.wait_for_mark("asked"));
@@ -181,7 +181,7 @@ TEST_F(service_failures, source_that_vanishes_is_told_at_the_start_of_the_transc
             "Rejected: file not accessible, No such file or directory");
 }
 
-TEST_F(service_failures, sources_that_are_no_files_are_rejected_at_once) {
+TEST_F(service_failures, sources_other_than_files_are_rejected_at_once) {
   machine_.start();
   std::filesystem::create_symlink("clip.mpg", machine_.root.path("/mnt/media/link.mpg"));
   machine_.root.run({"/usr/bin/mkfifo", "/mnt/media/fifo.mpg"});
@@ -200,7 +200,7 @@ TEST_F(service_failures, sources_that_are_no_files_are_rejected_at_once) {
   }
 }
 
-// The name of the output is the source's and more, so there are names for which there is none.
+// The output's name contains the source's and more, so for some sources there is no valid name.
 class service_long_name : public ::testing::Test {
 protected:
   service_long_name() { machine_.root.write_source(source_, "video/mpeg"); }

@@ -1,4 +1,4 @@
-// A job's whole way through the service that ships: the tools it runs, how, and what is left.
+// A complete job in the shipped service: the tools it runs, how, and what is left.
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -57,7 +57,7 @@ TEST_F(service_job, takes_every_step_in_order) {
   EXPECT_TRUE(item["process argv"].array_items().empty());
 }
 
-TEST_F(service_job, leaves_the_vod_with_everything_that_goes_with_it) {
+TEST_F(service_job, leaves_the_vod_with_all_its_by_products) {
   const auto item = finish_job();
   const std::string output = item["output file"].string_value();
   EXPECT_THAT(output, StartsWith("/mnt/main/tv/vod/"));
@@ -69,7 +69,7 @@ TEST_F(service_job, leaves_the_vod_with_everything_that_goes_with_it) {
   EXPECT_TRUE(machine_.root.exists(source));
 }
 
-TEST_F(service_job, tells_the_tools_what_to_do) {
+TEST_F(service_job, passes_the_right_arguments_to_the_tools) {
   const std::string output = finish_job()["output file"].string_value();
   EXPECT_THAT(argv(tool::startitem), ElementsAre("/usr/bin/qxmi_startitem", "--daemon",
                                                  "--identify", "--create-meta", "--file", source));
@@ -85,7 +85,7 @@ TEST_F(service_job, tells_the_tools_what_to_do) {
   EXPECT_EQ(argv(tool::startitem, 2).back(), output);
 }
 
-TEST_F(service_job, runs_tools_in_their_own_session_at_the_lowest_priority) {
+TEST_F(service_job, runs_tools_in_separate_sessions_at_the_lowest_priority) {
   finish_job();
   for (const auto& call : machine_.root.calls()) {
     EXPECT_EQ(call.session, call.pid) << call.name;
@@ -105,7 +105,7 @@ TEST_F(service_job, gives_tools_their_streams_and_nothing_else) {
   }
 }
 
-TEST_F(service_job, runs_at_full_speed_when_told) {
+TEST_F(service_job, runs_at_full_speed_if_configured) {
   machine_.root.write_config({{"fullspeed", "1"}});
   finish_job();
   const auto words = argv(tool::transcode);
@@ -124,19 +124,19 @@ TEST_F(service_job, keeps_to_the_highest_profile) {
                                              "--quote", "--height", "720"));
 }
 
-TEST_F(service_job, uses_the_profile_that_was_asked_for) {
+TEST_F(service_job, uses_the_requested_profile) {
   const auto item = finish_job({{"transcode profile", "240"}});
   EXPECT_EQ(item["transcode profile"].string_value(), "240");
   EXPECT_EQ(item["quoted profile"].array_items().size(), 3U);
 }
 
-TEST_F(service_job, metadata_that_are_there_are_not_made_again) {
+TEST_F(service_job, existing_metadata_are_not_made_again) {
   machine_.root.write_metadata(source, {{"file type", "video/mp2t"}});
   finish_job();
   EXPECT_THAT(tools(), ElementsAre("quote", "transcode", "grab", "startitem"));
 }
 
-TEST_F(service_job, odd_names_reach_the_tools_as_they_are) {
+TEST_F(service_job, odd_names_reach_the_tools_unchanged) {
   const std::string odd = "/mnt/media/-x '\"$(id)%s \xc3\xa4;.mpg";
   machine_.root.write_source(odd);
   machine_.start();
@@ -145,7 +145,7 @@ TEST_F(service_job, odd_names_reach_the_tools_as_they_are) {
   EXPECT_EQ(argv(tool::quote)[2], odd);
 }
 
-TEST_F(service_job, removes_source_and_metadata_when_told) {
+TEST_F(service_job, removes_source_and_metadata_if_requested) {
   finish_job({{"delete on finish", "1"}});
   EXPECT_FALSE(machine_.root.exists(source));
   EXPECT_FALSE(machine_.root.exists("/mnt/media/.clip.mpg.metadata"));
@@ -164,7 +164,7 @@ TEST_F(service_job, source_that_vanishes_before_cleanup_is_not_removed_again) {
   EXPECT_TRUE(machine_.root.exists("/mnt/media/.clip.mpg.metadata"));
 }
 
-TEST_F(service_job, item_that_the_user_removes_meanwhile_is_cleared_behind_its_cleanup) {
+TEST_F(service_job, item_removed_during_cleanup_is_cleared_after_it) {
   machine_.root.plan(tool::rm, tool_plan().mark("rm").wait("go").remove_trees());
   machine_.root.write_metadata(source, {{"file type", "image/png"}});
   const std::string id = start_job({{"delete on finish", "1"}});
@@ -184,9 +184,9 @@ TEST_F(service_job, many_jobs_leave_no_descriptor_and_no_zombie) {
     machine_.root.write_source(name);
     return machine_.client.add_ready(name);
   };
-  // The first job opens what is kept for the life of the service.
+  // The first job opens everything that stays open as long as the service runs.
   machine_.client.wait_for_transcode_state(add(0), "done");
-  const auto before = machine_.service.open_descriptors().size();  // a client may be among them
+  const auto before = machine_.service.open_descriptors().size();  // this may include a client
   std::vector<std::string> ids;
   for (int i = 1; i < 9; ++i) {
     ids.push_back(add(i));

@@ -1,5 +1,5 @@
-// Jobs side by side and users who change their minds: order, pause, resume, cancel, progress,
-// shutdown, and what signals reach whom.
+// Several jobs at once and users who change their minds: order, pause, resume, cancel, progress,
+// shutdown, and which signals reach which process.
 #include <csignal>
 
 #include <unistd.h>
@@ -18,7 +18,8 @@ namespace {
 
 class service_run : public ::testing::Test {
 protected:
-  // A transcoder that works until the test calls release("end"), and survives what it catches.
+  // A transcoder that runs until the test calls release("end"), and survives the signals it
+  // catches.
   static tool_plan long_transcode() {
     return tool_plan()
         .catch_signal(SIGUSR1)
@@ -36,7 +37,7 @@ protected:
   static bool caught(const tool_call& call, const std::vector<int>& signals) {
     return wait_until([&] { return call.signals() == signals; });
   }
-  // Whether the state stays what it is while the service makes several passes.
+  // Whether the state stays the same while the service makes several passes.
   bool stays(const std::string& id, const std::string& state) {
     for (int i = 0; i < 20; ++i) {
       if (machine_.client.transcode_state(id) != state) { return false; }
@@ -79,7 +80,7 @@ TEST_F(service_run, one_listing_runs_at_a_time) {
   machine_.client.wait_for_transcode_state(second, "done");
 }
 
-TEST_F(service_run, listing_that_was_cancelled_and_prints_on_lets_others_list) {
+TEST_F(service_run, cancelled_listing_that_keeps_printing_does_not_block_others) {
   machine_.root.plan_call(tool::quote, 1,
                           tool_plan().mark("listing").wait("cancelled").fill(300000).exit(0));
   machine_.start();
@@ -93,7 +94,7 @@ TEST_F(service_run, listing_that_was_cancelled_and_prints_on_lets_others_list) {
   machine_.client.wait_for_transcode_state(second, "done");
 }
 
-TEST_F(service_run, listing_that_is_too_long_ends_and_keeps_its_text) {
+TEST_F(service_run, overlong_listing_ends_and_keeps_its_text) {
   machine_.root.plan_call(tool::quote, 1, tool_plan().fill(300000).exit(0));
   machine_.start();
   const auto first = add("first.mpg");
@@ -103,7 +104,7 @@ TEST_F(service_run, listing_that_is_too_long_ends_and_keeps_its_text) {
   machine_.client.wait_for_transcode_state(second, "done");
 }
 
-TEST_F(service_run, transcoder_that_ends_no_line_is_not_held) {
+TEST_F(service_run, transcoder_that_ends_no_line_is_not_blocked) {
   machine_.root.plan(tool::transcode, tool_plan().fill(300000).write("{-o}", "video"));
   machine_.start();
   machine_.client.wait_for_transcode_state(add("clip.mpg"), "done");
@@ -154,7 +155,7 @@ TEST_F(service_run, resumed_transcode_waits_for_its_turn) {
   machine_.client.wait_for_transcode_state(first, "done");
 }
 
-TEST_F(service_run, cancel_ends_the_transcoder_and_all_that_it_started) {
+TEST_F(service_run, cancel_ends_the_transcoder_and_everything_it_started) {
   machine_.root.plan(tool::transcode, tool_plan().grandchild().mark("up").wait("never"));
   machine_.start();
   const auto id = add("clip.mpg");
@@ -166,7 +167,7 @@ TEST_F(service_run, cancel_ends_the_transcoder_and_all_that_it_started) {
   EXPECT_TRUE(wait_until([&] { return !is_alive(call.pid) && !is_alive(call.grandchild()); }));
 }
 
-TEST_F(service_run, cancel_holds_against_a_transcoder_that_succeeds_all_the_same) {
+TEST_F(service_run, cancel_stands_even_if_the_transcoder_succeeds) {
   machine_.root.plan(tool::transcode,
                      tool_plan().catch_signal(SIGTERM).mark("up").wait("end").exit(0));
   machine_.start();
@@ -189,7 +190,7 @@ TEST_F(service_run, cancel_right_after_the_start_is_not_lost) {
   machine_.client.wait_for_transcode_state(id, "cancelled");
 }
 
-TEST_F(service_run, cancel_leaves_a_listing_to_finish) {
+TEST_F(service_run, cancel_lets_a_listing_finish) {
   machine_.root.plan(
       tool::quote,
       tool_plan().catch_signal(SIGTERM).mark("listing").wait("end").print("*QUOTE\n.. 720\n"));
@@ -205,7 +206,7 @@ TEST_F(service_run, cancel_leaves_a_listing_to_finish) {
   EXPECT_THAT(machine_.root.wait_for_call(tool::quote).signals(), IsEmpty());
 }
 
-TEST_F(service_run, cancel_leaves_an_identification_to_finish) {
+TEST_F(service_run, cancel_lets_an_identification_finish) {
   machine_.root.plan(tool::startitem,
                      tool_plan().catch_signal(SIGTERM).mark("identifying").wait("end").exit(1));
   machine_.start();
@@ -220,7 +221,7 @@ TEST_F(service_run, cancel_leaves_an_identification_to_finish) {
   EXPECT_THAT(machine_.root.wait_for_call(tool::startitem).signals(), IsEmpty());
 }
 
-TEST_F(service_run, source_that_gets_no_type_lets_others_be_identified) {
+TEST_F(service_run, source_without_a_type_does_not_block_other_identifications) {
   machine_.root.plan_call(tool::startitem, 1, tool_plan().wait("both").exit(0));
   machine_.start();
   machine_.root.write_source("/mnt/media/first.mpg");
@@ -269,7 +270,7 @@ TEST_F(service_run, progress_follows_the_output) {
   machine_.client.wait_for_progress(id, 10000);
 }
 
-TEST_F(service_run, output_of_any_amount_is_taken) {
+TEST_F(service_run, any_amount_of_output_is_read) {
   tool_plan plan;
   for (int i = 0; i < 40; ++i) {
     plan.print(std::string(8000, '.') + "\nEncoding: frame=1/2\n");
@@ -291,7 +292,7 @@ TEST_F(service_run, transcoder_that_closes_its_output_is_still_followed) {
   machine_.client.wait_for_transcode_state(id, "done");
 }
 
-TEST_F(service_run, young_machine_starts_no_step) {
+TEST_F(service_run, no_step_starts_on_a_machine_just_booted) {
   machine_.service.set_uptime(200);
   machine_.start();
   const auto id = add("clip.mpg");
@@ -301,7 +302,7 @@ TEST_F(service_run, young_machine_starts_no_step) {
   EXPECT_THAT(machine_.root.calls(), IsEmpty());
 }
 
-TEST_F(service_run, steps_begin_when_the_machine_is_old_enough) {
+TEST_F(service_run, steps_start_when_the_machine_has_been_up_long_enough) {
   machine_.service.set_uptime(297);
   machine_.start();
   machine_.client.wait_for_transcode_state(add("clip.mpg"), "done");
@@ -318,7 +319,7 @@ TEST_F(service_run, item_left_in_init_is_dropped_after_fifteen_seconds) {
   EXPECT_THAT(machine_.service.stderr_text(), HasSubstr("Item '" + id + "' should terminate\n"));
 }
 
-TEST_F(service_run, interrupted_transcode_is_not_judged_and_runs_again) {
+TEST_F(service_run, interrupted_transcode_is_not_evaluated_and_runs_again) {
   machine_.root.plan_call(tool::transcode, 1, tool_plan().mark("up").wait("never"));
   machine_.start();
   const auto id = add("clip.mpg");
@@ -332,7 +333,7 @@ TEST_F(service_run, interrupted_transcode_is_not_judged_and_runs_again) {
   machine_.client.wait_for_transcode_state(id, "done");
 }
 
-TEST_F(service_run, interrupted_thumbnail_is_taken_again) {
+TEST_F(service_run, interrupted_thumbnail_is_made_again) {
   machine_.root.plan_call(tool::grab, 1, tool_plan().mark("grabbing").wait("never"));
   machine_.start();
   const auto id = add("clip.mpg");

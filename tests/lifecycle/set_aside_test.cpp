@@ -1,4 +1,4 @@
-// Queue files that cannot be read, set aside: under which names, and how many are kept.
+// Setting aside queue files that cannot be read: names, and how many are kept.
 #include <filesystem>
 
 #include <sys/stat.h>
@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Reads a queue file of that text, which cannot be done; returns what was said.
+// Tries to read an unreadable queue file with this text; returns what was printed.
 std::string read_unreadable(const std::string& text) {
   write_file(queue_file_path, text);
   empty_queue();
@@ -45,7 +45,7 @@ class set_aside : public queue_bench {};
 
 }  // namespace
 
-TEST_F(set_aside, copy_is_named_by_the_time_and_said) {
+TEST_F(set_aside, copy_is_named_after_the_time_and_reported) {
   inside([] {
     const auto said = read_unreadable("{");
     const auto copies = queue_file_copies();
@@ -75,7 +75,7 @@ TEST_F(set_aside, readable_and_missing_files_are_not_copied) {
   });
 }
 
-TEST_F(set_aside, latest_five_are_kept) {
+TEST_F(set_aside, five_latest_are_kept) {
   inside([] {
     for (const char* text : {"1", "2", "3", "4", "5", "6", "7"}) {
       read_unreadable(text);
@@ -84,7 +84,7 @@ TEST_F(set_aside, latest_five_are_kept) {
   });
 }
 
-TEST_F(set_aside, empty_copies_go_before_those_that_hold_something) {
+TEST_F(set_aside, empty_copies_are_removed_first) {
   inside([] {
     read_unreadable("1");
     for (int i = 0; i < 7; ++i) {
@@ -94,7 +94,7 @@ TEST_F(set_aside, empty_copies_go_before_those_that_hold_something) {
   });
 }
 
-TEST_F(set_aside, copy_is_the_latest_even_where_the_clock_is_behind) {
+TEST_F(set_aside, copy_is_the_latest_even_if_the_clock_is_slow) {
   inside([] {
     write_file(copy_of("20991231T235959Z"), "from the future");
     read_unreadable("1");
@@ -102,7 +102,7 @@ TEST_F(set_aside, copy_is_the_latest_even_where_the_clock_is_behind) {
   });
 }
 
-TEST_F(set_aside, other_names_are_no_copies) {
+TEST_F(set_aside, other_names_are_not_copies) {
   inside([] {
     for (const char* time : {"", "yesterday", "20261122T013005", "20261122T013005Z.old",
                              "20261122 013005Z", "20261322T013005Z"}) {
@@ -123,8 +123,8 @@ TEST_F(set_aside, others_lose_the_right_to_read_the_copy) {
   });
 }
 
-// The copy of a link is the link: what it leads to is somebody else's.
-TEST_F(set_aside, link_is_set_aside_and_not_where_it_leads) {
+// The copy of a link is the link itself: its target belongs to somebody else.
+TEST_F(set_aside, link_is_set_aside_and_not_its_target) {
   inside([] {
     write_file("/mnt/target", "{");
     fs::create_symlink("/mnt/target", queue_file_path);

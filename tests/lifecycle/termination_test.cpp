@@ -1,4 +1,4 @@
-// The judging of ended children, step by step: success, failure, and ends that come too late.
+// Evaluating ended children, step by step: success, failure, and ends that come too late.
 #include <gmock/gmock.h>
 
 #include "queue/slots.h"
@@ -10,7 +10,7 @@ using ::testing::IsEmpty;
 
 using termination = ended_step;
 
-TEST_F(termination, end_is_told_and_every_slot_released) {
+TEST_F(termination, end_is_logged_and_every_slot_released) {
   QueueItem& item = run(TRANSCODE_CANCELLED);
   item_query_profiles_in_action = &item;
   const stderr_capture capture;
@@ -21,7 +21,7 @@ TEST_F(termination, end_is_told_and_every_slot_released) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(termination, states_at_rest_judge_nothing) {
+TEST_F(termination, idle_states_evaluate_nothing) {
   for (const auto state : {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_CANCELLING,
                            TRANSCODE_DONE, TRANSCODE_CLEARED}) {
     QueueItem& item = run(state);
@@ -31,7 +31,7 @@ TEST_F(termination, states_at_rest_judge_nothing) {
   }
 }
 
-TEST_F(termination, service_that_ends_judges_nothing_but_releases_slots) {
+TEST_F(termination, shutdown_evaluates_nothing_but_releases_slots) {
   DIE = 1;
   QueueItem& item = run(TRANSCODE_TRANSCODING);
   item_active_transcode_in_action = &item;
@@ -42,7 +42,7 @@ TEST_F(termination, service_that_ends_judges_nothing_but_releases_slots) {
   EXPECT_FALSE(rescans());
 }
 
-TEST_F(termination, identification_success_leaves_the_item_to_look_again) {
+TEST_F(termination, identification_success_makes_the_item_check_again) {
   QueueItem& item = run(READY_CHECK_META);
   end(item, exited(0));
   EXPECT_EQ(item.sm.state, TRANSCODE_READY);
@@ -66,7 +66,7 @@ TEST_F(termination, late_identification_changes_nothing) {
   EXPECT_THAT(status_writes, IsEmpty());
 }
 
-TEST_F(termination, transcode_success_goes_on_with_the_thumbnail) {
+TEST_F(termination, transcode_success_leads_to_the_thumbnail) {
   QueueItem& item = run(TRANSCODE_TRANSCODING);
   end(item, exited(0));
   EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_INIT);
@@ -85,8 +85,8 @@ TEST_F(termination, transcode_failure_cancels) {
   }
 }
 
-// Its process id may be anybody's by then.
-TEST_F(termination, failed_child_is_not_signalled_itself) {
+// Its process id may already belong to another process.
+TEST_F(termination, failed_child_is_not_signalled_directly) {
   QueueItem& item = run(TRANSCODE_TRANSCODING);
   std::vector<pid_t> targets;
   kernel.kill = [&](pid_t target, int) {
@@ -100,7 +100,7 @@ TEST_F(termination, failed_child_is_not_signalled_itself) {
   EXPECT_THAT(targets, ElementsAre(-fake_child::pid));
 }
 
-TEST_F(termination, late_transcode_only_asks_for_a_scan) {
+TEST_F(termination, late_transcode_only_triggers_a_scan) {
   for (const int status : {exited(0), exited(1), killed_by(SIGTERM)}) {
     QueueItem& item = run(TRANSCODE_TRANSCODING);
     item.sm.set_state(TRANSCODE_CANCELLING);
@@ -113,7 +113,7 @@ TEST_F(termination, late_transcode_only_asks_for_a_scan) {
   }
 }
 
-TEST_F(termination, thumbnail_success_goes_on) {
+TEST_F(termination, thumbnail_success_leads_to_the_next_step) {
   QueueItem& item = run(THUMBNAIL_GEN);
   end(item, exited(0));
   EXPECT_EQ(item.sm.thumbnail.state, THUMBNAIL_METADATA_GEN);
@@ -146,7 +146,7 @@ TEST_F(termination, missing_output_metadata_fail_nothing) {
   }
 }
 
-TEST_F(termination, other_thumbnail_steps_judge_nothing) {
+TEST_F(termination, other_thumbnail_steps_evaluate_nothing) {
   for (const auto state : {THUMBNAIL_INIT, THUMBNAIL_DONE}) {
     QueueItem& item = run(state);
     end(item, exited(0));
@@ -155,7 +155,7 @@ TEST_F(termination, other_thumbnail_steps_judge_nothing) {
   }
 }
 
-TEST_F(termination, by_products_and_removals_are_told_apart_by_where_the_item_is) {
+TEST_F(termination, by_products_and_removals_are_distinguished_by_the_items_state) {
   QueueItem& thumbnail = run(THUMBNAIL_GEN);
   thumbnail.sm.thumbnail.set_state(THUMBNAIL_METADATA_GEN);
   end(thumbnail, exited(1));
@@ -188,8 +188,8 @@ TEST_F(termination, removed_file_ends_the_cleanup) {
   EXPECT_EQ(status_writes.size(), 1U);
 }
 
-// The first step's name is "unlink file": its text tells what it removes all the same.
-TEST_F(termination, removal_failures_tell_what_was_not_removed) {
+// The first step is named "unlink file", but its text says what it removes.
+TEST_F(termination, removal_failures_say_what_was_not_removed) {
   for (const int status : failures) {
     end(run(CLEANUP_UNLINK_FILE), status);
     EXPECT_THAT(status_writes, ElementsAre("cancelling: Unable to remove metadata"));
@@ -198,7 +198,7 @@ TEST_F(termination, removal_failures_tell_what_was_not_removed) {
   }
 }
 
-TEST_F(termination, other_cleanup_steps_judge_nothing) {
+TEST_F(termination, other_cleanup_steps_evaluate_nothing) {
   for (const auto state : {CLEANUP_INIT, CLEANUP_DONE}) {
     QueueItem& item = run(state);
     end(item, exited(1));
@@ -217,8 +217,9 @@ TEST_F(termination, late_removal_changes_nothing) {
   }
 }
 
-// "cleared" while the child of "cleanup" ran: there is no cleanup machine to set any more.
-TEST_F(termination, end_after_the_item_moved_on_throws_nothing) {
+// The item became "cleared" while its "cleanup" child was running, so there is no cleanup machine
+// left to set.
+TEST_F(termination, end_after_a_change_of_state_throws_nothing) {
   for (const auto state : {TRANSCODE_CLEARED, TRANSCODE_DONE, TRANSCODE_INIT}) {
     QueueItem& thumbnail = run(THUMBNAIL_METADATA_GEN);
     QueueItem& listing = run_listing("*QUOTE\n.. 720\n");
@@ -230,7 +231,7 @@ TEST_F(termination, end_after_the_item_moved_on_throws_nothing) {
   }
 }
 
-TEST_F(termination, slot_is_free_before_the_step_is_judged) {
+TEST_F(termination, slot_is_free_before_the_step_is_evaluated) {
   QueueItem& item = run(TRANSCODE_TRANSCODING);
   item_active_transcode_in_action = &item;
   end(item, exited(1));

@@ -1,4 +1,4 @@
-// Starting a transcode: preconditions, command line, the way to another server.
+// Starting a transcode: preconditions, command line, handing it to another server.
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -42,7 +42,7 @@ using remote_start = transcode_start;
 
 }  // namespace
 
-TEST_F(transcode_start, runs_the_transcoder_at_its_leisure) {
+TEST_F(transcode_start, throttles_the_transcoder) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add();
@@ -57,7 +57,7 @@ TEST_F(transcode_start, runs_the_transcoder_at_its_leisure) {
   });
 }
 
-TEST_F(transcode_start, runs_at_full_speed_when_told) {
+TEST_F(transcode_start, runs_at_full_speed_if_configured) {
   inside([&] {
     const fake_child child;
     kernel.cpus = 8;
@@ -71,7 +71,7 @@ TEST_F(transcode_start, runs_at_full_speed_when_told) {
   });
 }
 
-TEST_F(transcode_start, listens_to_the_output_and_gives_no_input) {
+TEST_F(transcode_start, reads_the_output_and_gives_no_input) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add();
@@ -85,7 +85,7 @@ TEST_F(transcode_start, listens_to_the_output_and_gives_no_input) {
   });
 }
 
-TEST_F(transcode_start, moves_the_item_on_and_takes_the_slot) {
+TEST_F(transcode_start, changes_the_state_and_takes_the_slot) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add();
@@ -97,7 +97,8 @@ TEST_F(transcode_start, moves_the_item_on_and_takes_the_slot) {
   });
 }
 
-// A job that was resumed and waiting when the service ended has a new transcoder, which sleeps not.
+// A job that was resumed and waiting when the service ended gets a new transcoder, which is not
+// suspended.
 TEST_F(transcode_start, new_transcoder_waits_for_nothing) {
   inside([&] {
     const fake_child child;
@@ -111,7 +112,7 @@ TEST_F(transcode_start, new_transcoder_waits_for_nothing) {
   });
 }
 
-TEST_F(transcode_start, needs_everything) {
+TEST_F(transcode_start, needs_every_precondition) {
   const std::map<std::string, std::function<void(QueueItem&)>> lacks = {
       {"ready state", [](QueueItem& item) { item.sm.set_state(TRANSCODE_CANCELLED); }},
       {"last step", [](QueueItem& item) { item.sm.ready.set_state(READY_QUERY_PROFILES); }},
@@ -174,7 +175,7 @@ TEST_F(transcode_start, job_directory_that_is_a_link_is_refused) {
   });
 }
 
-TEST_F(transcode_start, without_a_pipe_it_fails_before_the_item_moves) {
+TEST_F(transcode_start, fails_without_a_pipe_before_the_state_changes) {
   inside([&] {
     const fake_child child;
     kernel.pipe2 = [](int*, int) { return -1; };
@@ -185,7 +186,7 @@ TEST_F(transcode_start, without_a_pipe_it_fails_before_the_item_moves) {
   });
 }
 
-TEST_F(transcode_start, without_a_fork_it_fails) {
+TEST_F(transcode_start, fails_without_a_fork) {
   inside([&] {
     const fake_child child;
     kernel.fork = [] { return -1; };
@@ -197,7 +198,7 @@ TEST_F(transcode_start, without_a_fork_it_fails) {
   });
 }
 
-TEST_F(remote_start, hands_the_item_over) {
+TEST_F(remote_start, starts_the_remote_phase) {
   inside([&] {
     const fake_child child;
     go_remote();
@@ -217,7 +218,7 @@ TEST_F(remote_start, hands_the_item_over) {
   });
 }
 
-TEST_F(remote_start, keeps_the_name_of_an_upload_that_is_over_there) {
+TEST_F(remote_start, keeps_the_name_of_an_existing_upload) {
   inside([&] {
     const fake_child child;
     go_remote();

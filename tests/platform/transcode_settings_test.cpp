@@ -59,7 +59,7 @@ TEST_F(settings, are_defaults_without_a_file) {
   EXPECT_EQ(description({}), defaults);
 }
 
-TEST_F(settings, are_defaults_where_the_file_cannot_be_read) {
+TEST_F(settings, are_defaults_if_the_file_cannot_be_read) {
   root.write("/mnt/main/tv/vod.conf/inside", "a folder in the file's place");
   EXPECT_EQ(loaded(), defaults);
 }
@@ -102,7 +102,7 @@ TEST_F(settings, take_the_last_value) {
   EXPECT_EQ(loaded_value("max profile=720\nmax profile=480\n", "max"), "max=480");
 }
 
-TEST_F(settings, have_no_cap_below_one) {
+TEST_F(settings, have_no_limit_below_one) {
   for (const char* value : {"0", "-1", "-720", "none", ""}) {
     EXPECT_EQ(loaded_value(std::string("max profile=") + value, "capped"), "capped=0") << value;
   }
@@ -119,7 +119,7 @@ TEST_F(settings, read_numbers_by_their_leading_digits) {
   EXPECT_EQ(loaded_value("fullspeed = 1\nfullspeed = 0\n", "fullspeed"), "fullspeed=0");
 }
 
-TEST_F(settings, ignore_what_is_no_key) {
+TEST_F(settings, ignore_unknown_keys_and_malformed_lines) {
   EXPECT_EQ(loaded("Max Profile = 720\nmax_profile = 720\nmaxprofile=720\nunknown = 1\n\n   \n"
                    "# max profile = 720\n; max profile = 720\nmax profile\n= 720\nFULLSPEED=1\n"),
             defaults);

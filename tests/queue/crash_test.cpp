@@ -1,4 +1,4 @@
-// The service that ships, killed without warning, and what it finds when it is started again.
+// The shipped service, killed without warning and restarted.
 #include <csignal>
 #include <ostream>
 
@@ -16,14 +16,14 @@ namespace {
 
 constexpr const char* source = "/mnt/media/clip.mpg";
 
-// Where a job stood when the service died: its phase, and the key and name of the step in it.
+// The phase a job was in when the service died, and the key and name of its step.
 struct standpoint {
   const char* state;
   const char* key;
   const char* step;
 };
 
-// How a failed test names it.
+// Its name in the output of a failed test.
 void PrintTo(const standpoint& where, std::ostream* out) {
   *out << where.state << ": " << where.step;
 }
@@ -40,7 +40,7 @@ std::string standpoint_name(const ::testing::TestParamInfo<standpoint>& info) {
 
 }  // namespace
 
-TEST_P(crash_in, goes_on_to_the_end) {
+TEST_P(crash_in, job_still_runs_to_its_end) {
   const auto& [state, key, step] = GetParam();
   stored_machine machine;
   machine.root.write("/mnt/main/tv/vod/a.mp4", "half a video");
@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(any_step, crash_in,
                                            standpoint{"cleanup", "cleanup state", "done"}),
                          standpoint_name);
 
-TEST(crash, what_was_written_goes_on) {
+TEST(crash, jobs_in_the_queue_file_continue) {
   stored_machine machine;
   machine.root.plan(tool::transcode, tool_plan().wait("go").write("{-o}", "video"));
   machine.root.write_source(source, "video/mp2t");
@@ -82,7 +82,7 @@ TEST(crash, what_was_written_goes_on) {
   machine.client.wait_for_transcode_state(id, "done");
 }
 
-TEST(crash, item_that_was_not_yet_written_is_lost_and_its_job_removed) {
+TEST(crash, item_not_yet_written_is_lost_and_its_job_removed) {
   stored_machine machine;
   machine.root.plan(tool::transcode, tool_plan().wait("go"));
   machine.root.write_source(source, "video/mp2t");
@@ -105,7 +105,7 @@ TEST(crash, pending_cancel_is_completed) {
   EXPECT_EQ(item["state"], "Cancelled by user");
 }
 
-TEST(crash, source_is_still_removed_when_it_was_to_be) {
+TEST(crash, source_to_be_removed_is_still_removed) {
   stored_machine machine;
   machine.start_with({machine.stored(
       "a", "cleanup", {{"cleanup state", "unlink file"}, {"delete on finish", true}})});
@@ -113,14 +113,14 @@ TEST(crash, source_is_still_removed_when_it_was_to_be) {
   EXPECT_FALSE(machine.root.exists("/mnt/media/a.mpg"));
 }
 
-TEST(crash, item_that_its_user_removed_goes_at_last) {
+TEST(crash, item_removed_by_its_user_is_finally_removed) {
   stored_machine machine;
   machine.start_with({machine.stored("a", "cleanup", {{"user wants to remove", true}})});
   EXPECT_TRUE(wait_until([&] { return machine.listed_ids().empty(); }));
   EXPECT_FALSE(machine.root.exists("/mnt/main/tv/fileops/jobs/101"));
 }
 
-TEST(crash, queue_file_is_whole_whenever_the_service_dies) {
+TEST(crash, queue_file_is_complete_whenever_the_service_dies) {
   stored_machine machine;
   machine.service.set_uptime(young_uptime_s);
   json_array items;

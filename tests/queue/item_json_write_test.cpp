@@ -1,4 +1,4 @@
-// The JSON form of a job, written: the short form for replies and the full one for the queue file.
+// Writing the JSON form of an item: the short form for replies and the full one for the queue file.
 #include <gmock/gmock.h>
 
 #include "tests/queue/queue_bench.h"
@@ -19,7 +19,7 @@ bool has_key(const Json& document, const std::string& key) {
   return document.object_items().count(key) != 0;
 }
 
-// Which of the five keys of the sub-machines the document of an item in that state has.
+// Which of the sub-machines' five keys are in the document of an item in this state.
 std::vector<std::string> phase_keys(transcode_states state) {
   QueueItem item;
   item.sm.set_state(state);
@@ -32,7 +32,7 @@ std::vector<std::string> phase_keys(transcode_states state) {
   return keys;
 }
 
-// An object with so many levels below it.
+// An object with this many levels below it.
 Json nested_object(int levels) {
   Json document = 1;
   for (int i = 0; i < levels; ++i) {
@@ -41,7 +41,7 @@ Json nested_object(int levels) {
   return document;
 }
 
-// What the parser says of a queue file with that item.
+// The parser's message for a queue file with this item.
 std::string error_of_queue_file(const QueueItem& item) {
   std::string error;
   const Json file = json_object{{"list", json_array{document_of(item, true)}}};
@@ -119,7 +119,7 @@ TEST_F(item_json_write, each_flag_has_its_key) {
   }
 }
 
-TEST_F(item_json_write, wishes_of_the_user_go_to_the_queue_file_alone) {
+TEST_F(item_json_write, users_wishes_are_only_in_the_queue_file) {
   const QueueItem item;
   const auto full = document_of(item, true);
   const auto brief = document_of(item, false);
@@ -130,7 +130,7 @@ TEST_F(item_json_write, wishes_of_the_user_go_to_the_queue_file_alone) {
   EXPECT_EQ(full.object_items().size(), brief.object_items().size() + 3);
 }
 
-TEST_F(item_json_write, keys_of_a_phase_stand_only_while_it_lasts) {
+TEST_F(item_json_write, keys_of_a_phase_are_only_written_during_it) {
   EXPECT_THAT(phase_keys(TRANSCODE_READY), ElementsAre("ready state"));
   EXPECT_THAT(phase_keys(TRANSCODE_THUMBNAIL), ElementsAre("thumbnail state"));
   EXPECT_THAT(phase_keys(TRANSCODE_CLEANUP), ElementsAre("cleanup state"));
@@ -142,7 +142,7 @@ TEST_F(item_json_write, keys_of_a_phase_stand_only_while_it_lasts) {
   }
 }
 
-TEST_F(item_json_write, names_the_step_of_the_phase) {
+TEST_F(item_json_write, step_of_the_phase_is_named) {
   QueueItem item;
   item.sm.set_state(TRANSCODE_THUMBNAIL);
   item.sm.thumbnail.set_state(THUMBNAIL_METADATA_GEN);
@@ -167,7 +167,7 @@ TEST_F(item_json_write, remote_job_is_left_out_when_empty) {
   EXPECT_TRUE(has_key(document_of(item, true), "remote job"));
 }
 
-TEST_F(item_json_write, reply_tells_the_remote_entry_id_alone) {
+TEST_F(item_json_write, reply_only_has_the_remote_entry_id) {
   QueueItem item;
   item.remote_info.ip = "server";
   item.remote_info.name = "name";
@@ -186,14 +186,14 @@ TEST_F(item_json_write, queue_file_keeps_the_whole_remote_job) {
   EXPECT_EQ(document_of(item, true)["remote job"], Json(expected));
 }
 
-TEST_F(item_json_write, remote_document_that_is_no_object_is_left_out) {
+TEST_F(item_json_write, remote_document_other_than_an_object_is_left_out) {
   QueueItem item;
   item.remote_info.json = json_array{1};
   const json_object expected{{"ip", ""}, {"name", ""}, {"entry id", ""}};
   EXPECT_EQ(document_of(item, true)["remote job"], Json(expected));
 }
 
-TEST_F(item_json_write, remote_document_of_any_depth_that_can_be_read_again_is_kept) {
+TEST_F(item_json_write, remote_document_of_any_readable_depth_is_kept) {
   QueueItem item;
   item.remote_info.json = nested_object(196);
   EXPECT_EQ(document_of(item, true)["remote job"]["json"], item.remote_info.json);
@@ -207,7 +207,7 @@ TEST_F(item_json_write, remote_document_that_would_make_the_queue_file_unreadabl
   EXPECT_EQ(error_of_queue_file(item), "");
 }
 
-TEST_F(item_json_write, replaces_keys_that_are_there_and_keeps_others) {
+TEST_F(item_json_write, existing_keys_are_replaced_and_others_kept) {
   QueueItem::json_object keys{{"entry id", "old"}, {"mine", 1}};
   QueueItem item;
   item.entry_id = "new";

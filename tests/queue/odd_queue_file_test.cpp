@@ -1,4 +1,5 @@
-// The service that ships, started on something that is no queue file: it says so and serves on.
+// The shipped service, started with something other than a queue file in place: it reports that and
+// keeps serving.
 #include <filesystem>
 
 #include <sys/mount.h>
@@ -24,21 +25,21 @@ constexpr const char* source = "/mnt/media/clip.mpg";
 struct odd_machine : stored_machine {
   odd_machine() { root.write_source(source, "video/mp2t"); }
 
-  // The service starts on what stands there, says so first, and does a job.
+  // The service starts in spite of it, reports it first, and completes a job.
   void expect_service(const std::string& first_line) {
     start();
     EXPECT_THAT(service.stderr_lines().front(), StartsWith(first_line));
     EXPECT_THAT(listed_ids(), IsEmpty());
     client.wait_for_transcode_state(client.add_ready(source), "done");
   }
-  // At its stop the queue is written over it.
+  // When the service stops, the queue file replaces it.
   void expect_mended() {
     service.stop();
     EXPECT_EQ(queue_document()["list"].array_items().size(), 1U);
   }
 };
 
-// The copies of unreadable queue files, by their paths inside.
+// The paths, inside, of the copies of unreadable queue files.
 std::vector<std::string> copies(const private_root& root) {
   std::vector<std::string> found;
   for (const auto& entry : fs::directory_iterator(root.path(settings_folder))) {
@@ -56,14 +57,14 @@ std::string nested(std::size_t depth) {
 
 }  // namespace
 
-TEST(odd_queue_file, cut_short) {
+TEST(odd_queue_file, truncated) {
   odd_machine machine;
   machine.root.write_queue_file("{\"list\": [{\"entry id\": \"a\"");
   machine.expect_service("Queue was not read, error ");
   machine.expect_mended();
 }
 
-TEST(odd_queue_file, nested_without_end) {
+TEST(odd_queue_file, endlessly_nested) {
   odd_machine machine;
   machine.root.write_queue_file("{\"list\": " + nested(10000) + "}");
   machine.expect_service("Queue was not read, error ");
@@ -78,14 +79,14 @@ TEST(odd_queue_file, huge) {
   machine.expect_mended();
 }
 
-TEST(odd_queue_file, no_list) {
+TEST(odd_queue_file, without_a_list) {
   odd_machine machine;
   machine.root.write_queue_file("{}");
   machine.expect_service("Queue warning, list was empty");
   machine.expect_mended();
 }
 
-TEST(odd_queue_file, list_of_another_kind) {
+TEST(odd_queue_file, list_of_another_type) {
   odd_machine machine;
   machine.root.write_queue_file("{\"list\": \"none\"}");
   machine.expect_service("Queue warning, list was not array");
@@ -113,7 +114,7 @@ TEST(odd_queue_file, link_to_itself) {
   machine.expect_mended();
 }
 
-TEST(odd_queue_file, folder_that_takes_no_new_file) {
+TEST(odd_queue_file, folder_that_accepts_no_new_file) {
   odd_machine machine;
   fs::create_directory(machine.root.path("/mnt/main/tv/vod.queue.js.tmp"));
   machine.root.write_queue_file("{\"list\": []}");
@@ -122,7 +123,7 @@ TEST(odd_queue_file, folder_that_takes_no_new_file) {
   EXPECT_EQ(machine.root.queue_file(), "{\"list\": []}");
 }
 
-TEST(odd_queue_file, is_set_aside_as_it_was) {
+TEST(odd_queue_file, is_set_aside_unchanged) {
   odd_machine machine;
   const std::string text = "{\"list\": [{\"entry id\": \"a\"";
   machine.root.write_queue_file(text);
@@ -150,7 +151,7 @@ TEST(odd_queue_file, is_not_overwritten_while_it_cannot_be_set_aside) {
   EXPECT_EQ(machine.root.run({"/bin/cat", queue_file_path}).out, "{");
 }
 
-TEST(odd_queue_file, is_no_media_even_when_set_aside) {
+TEST(odd_queue_file, is_not_media_even_when_set_aside) {
   odd_machine machine;
   machine.root.write_queue_file("{");
   machine.start();
@@ -160,7 +161,7 @@ TEST(odd_queue_file, is_no_media_even_when_set_aside) {
   EXPECT_EQ(machine.client.state_text(id), "Rejected: Forbidden input file");
 }
 
-TEST(queue_file_rights, are_for_root_and_the_group_of_its_folder) {
+TEST(queue_file_rights, are_limited_to_root_and_the_group_of_its_folder) {
   stored_machine machine;
   machine.start();
   machine.service.stop();
@@ -168,7 +169,7 @@ TEST(queue_file_rights, are_for_root_and_the_group_of_its_folder) {
             "640 0 0\n");
 }
 
-TEST(queue_file_rights, are_taken_from_others_at_the_next_write) {
+TEST(queue_file_rights, are_withdrawn_from_others_at_the_next_write) {
   stored_machine machine;
   machine.root.write_queue_file("{\"list\": []}");
   machine.root.run({"/bin/chmod", "666", queue_file_path});
@@ -177,7 +178,7 @@ TEST(queue_file_rights, are_taken_from_others_at_the_next_write) {
   EXPECT_EQ(machine.root.run({"/usr/bin/stat", "-c", "%a", queue_file_path}).out, "640\n");
 }
 
-TEST(queue_file_rights, that_an_administrator_took_away_stay_away) {
+TEST(queue_file_rights, withdrawn_by_an_administrator_stay_withdrawn) {
   stored_machine machine;
   machine.root.write_queue_file("{\"list\": []}");
   machine.root.run({"/bin/chmod", "600", queue_file_path});
@@ -196,8 +197,8 @@ TEST(queue_file_temporary, link_in_its_place_is_not_followed) {
   EXPECT_TRUE(machine.queue_document()["list"].is_array());
 }
 
-// 24 MiB of the queue's text may be values of clients. A quotation mark is written as two bytes.
-TEST(queue_size, value_beyond_it_is_refused_and_the_rest_survives_a_restart) {
+// Clients' values may take 24 MiB of the queue's text. A quotation mark is written as two bytes.
+TEST(queue_size, value_beyond_the_limit_is_refused_and_the_rest_survives_a_restart) {
   stored_machine machine;
   machine.service.set_uptime(young_uptime_s);
   machine.root.write_source(source, "video/mp2t");

@@ -1,4 +1,3 @@
-// The bench's clock, signals, status writes and places.
 #include "tests/queue/queue_bench.h"
 
 #include <filesystem>
@@ -29,7 +28,7 @@ void note_call(const std::string& call) {
 
 }  // namespace
 
-// The linker leads the program's calls of these here (--wrap).
+// The linker redirects the program's calls of these functions here (--wrap).
 extern "C" {
 int __real_close(int fd);
 int __real_rename(const char* from, const char* to);

@@ -1,5 +1,5 @@
-// Jobs in the test's own process: the clock stands still, signals go nowhere and are noted. What
-// needs fixed places runs in a child with its own /mnt.
+// Items in the test's own process: the clock stands still, signals are recorded instead of sent,
+// and status writes are recorded. Tests that need fixed paths run in a child with its own /mnt.
 #pragma once
 
 #include <cstdint>
@@ -29,33 +29,32 @@ constexpr transcode_states all_states[] = {
     TRANSCODE_REMOTE, TRANSCODE_TRANSCODING, TRANSCODE_THUMBNAIL,  TRANSCODE_CLEANUP,
     TRANSCODE_DONE,   TRANSCODE_CLEARED};
 
-// What both clocks of the service answer.
+// The value returned by both clocks of the service.
 extern std::uint64_t clock_us;
 
-// Every signal sent since the test began: to whom and which. None of them reaches anybody.
+// Every signal sent since the test began: target and number. None of them is delivered.
 extern std::vector<std::pair<pid_t, int>> signals_sent;
 
-// Where it is set it is told what is written and released: "write BYTES", "close DESCRIPTOR",
-// "rename PATH", "replace PATH" where that was there already, "buffer", "metadata entries",
-// "metadata context".
+// If set, it is called for every write and release: "write BYTES", "close DESCRIPTOR", "rename
+// PATH", "replace PATH" if the target existed, "buffer", "metadata entries", "metadata context".
 extern strings* calls_noted;
 
-// Where it is set it answers in place of the library that makes the 16 bytes of a UUID.
+// If set, it replaces the library function that makes the 16 bytes of a UUID.
 struct item_answers {
   std::function<void(unsigned char* bytes)> uuid;
 };
 extern item_answers answers;
 
-// What standard error gets while the action runs.
+// The text written to standard error while the action runs.
 std::string stderr_of(const std::function<void()>& action);
 
-// The inode number of a file, 0 when there is none.
+// The inode number of a file; 0 if there is none.
 ino_t inode_of(const std::string& path);
 
 constexpr const char* source_file = "/mnt/media/clip.mpg";
 constexpr const char* queue_file_path = "/mnt/main/tv/vod.queue.js";
 
-// The document of an item with entry id "id" and the source above, in that state; `more` replaces
+// The document of an item with entry id "id" and the source above, in this state; `more` replaces
 // or adds keys.
 json11::Json item_document(const std::string& state, const json_object& more = {});
 
@@ -67,11 +66,11 @@ protected:
   queue_bench();
   ~queue_bench() override;
 
-  // Does it where /mnt is its own and empty but for the source, the folder of the queue file and
-  // the directory of job 7; the test fails when an expectation of it does.
+  // Runs the action with a private /mnt that only has the source, the folder of the queue file and
+  // the directory of job 7. The test fails if an expectation in the action does.
   static void inside(const std::function<void()>& action);
 
-  // A job directory for an item of this test alone.
+  // A job directory for this test only.
   void give_job(QueueItem& item);
   // The lines of the item's status file.
   static strings status_lines(const QueueItem& item);

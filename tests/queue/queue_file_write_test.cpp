@@ -1,4 +1,4 @@
-// The queue file, written.
+// Writing the queue file.
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
@@ -54,7 +54,7 @@ class queue_file_write : public queue_bench {};
 
 }  // namespace
 
-TEST_F(queue_file_write, items_stand_in_queue_order) {
+TEST_F(queue_file_write, items_are_in_queue_order) {
   inside([] {
     add_item("a", TRANSCODE_DONE);
     add_item("b", TRANSCODE_READY);
@@ -92,7 +92,7 @@ TEST_F(queue_file_write, items_have_their_full_form) {
   });
 }
 
-TEST_F(queue_file_write, is_one_line_without_an_end) {
+TEST_F(queue_file_write, is_one_line_without_a_line_feed) {
   inside([] {
     add_item("a", TRANSCODE_READY).state_message = "two\nlines";
     EXPECT_TRUE(write_queue());
@@ -102,7 +102,7 @@ TEST_F(queue_file_write, is_one_line_without_an_end) {
   });
 }
 
-TEST_F(queue_file_write, is_written_in_one_piece_and_put_over_the_old_one) {
+TEST_F(queue_file_write, is_written_in_one_piece_and_replaces_the_old_one) {
   inside([] {
     write_file(queue_file_path, "the old one");
     for (int i = 0; i < 100; ++i) {
@@ -118,7 +118,7 @@ TEST_F(queue_file_write, is_written_in_one_piece_and_put_over_the_old_one) {
   });
 }
 
-TEST_F(queue_file_write, tells_the_local_time) {
+TEST_F(queue_file_write, has_the_local_time) {
   inside([] {
     setenv("TZ", "XYZ-5", 1);
     const time_t before = time(nullptr);
@@ -146,7 +146,7 @@ TEST_F(queue_file_write, reader_of_the_old_file_keeps_it) {
   });
 }
 
-TEST_F(queue_file_write, leftover_of_a_crash_is_overwritten_whole) {
+TEST_F(queue_file_write, leftover_of_a_crash_is_overwritten_completely) {
   inside([] {
     write_file(std::string(queue_file_path) + ".tmp", std::string(100000, 'x'));
     EXPECT_TRUE(write_queue());
@@ -154,7 +154,7 @@ TEST_F(queue_file_write, leftover_of_a_crash_is_overwritten_whole) {
   });
 }
 
-TEST_F(queue_file_write, old_file_stays_when_the_temporary_cannot_be_made) {
+TEST_F(queue_file_write, old_file_stays_when_the_temporary_file_cannot_be_made) {
   inside([] {
     write_file(queue_file_path, "the old one");
     fs::create_directory(std::string(queue_file_path) + ".tmp");
@@ -163,7 +163,7 @@ TEST_F(queue_file_write, old_file_stays_when_the_temporary_cannot_be_made) {
   });
 }
 
-TEST_F(queue_file_write, missing_folder_is_a_failure) {
+TEST_F(queue_file_write, missing_folder_fails) {
   inside([] {
     fs::remove_all("/mnt/main/tv");
     EXPECT_FALSE(write_queue());
@@ -181,7 +181,7 @@ TEST_F(queue_file_write, failed_write_goes_unnoticed) {
   });
 }
 
-TEST_F(queue_file_write, what_stands_in_place_of_the_temporary_is_removed) {
+TEST_F(queue_file_write, anything_in_place_of_the_temporary_file_is_removed) {
   inside([] {
     const std::string temporary = std::string(queue_file_path) + ".tmp";
     write_file("/mnt/precious", "precious");
@@ -194,7 +194,7 @@ TEST_F(queue_file_write, what_stands_in_place_of_the_temporary_is_removed) {
   });
 }
 
-TEST_F(queue_file_write, few_may_read_it) {
+TEST_F(queue_file_write, is_readable_by_few) {
   inside([] {
     struct rights {
       mode_t old_mode;
@@ -217,7 +217,7 @@ TEST_F(queue_file_write, few_may_read_it) {
   });
 }
 
-TEST_F(queue_file_write, another_group_than_its_folder_s_may_not_read_it) {
+TEST_F(queue_file_write, only_its_folders_group_may_read_it) {
   inside([] {
     if (chown("/mnt/main/tv", 0, 12345) != 0) { GTEST_SKIP() << "one group is all there is here"; }
     EXPECT_TRUE(write_queue());

@@ -1,4 +1,4 @@
-// The record of a job: what a new one is, its source and output, and what its end releases.
+// The record of an item: a new one, its source and output, and its destruction.
 #include <filesystem>
 
 #include <fcntl.h>
@@ -32,7 +32,7 @@ class queue_item : public queue_bench {};
 
 }  // namespace
 
-TEST_F(queue_item, new_one_has_nothing_but_approval_and_an_identity) {
+TEST_F(queue_item, new_one_only_has_approval_and_an_identity) {
   const QueueItem item;
   EXPECT_TRUE(item.approved);
   EXPECT_FALSE(item.delete_on_finish || item.paused || item.uploaded || item.waiting);
@@ -68,7 +68,7 @@ TEST_F(queue_item, may_stay_in_init_for_fifteen_seconds) {
   EXPECT_EQ(QueueItem().init_deadline, start_of_clock + 15000000);
 }
 
-TEST_F(queue_item, entry_id_is_a_lower_case_uuid_of_its_own) {
+TEST_F(queue_item, entry_id_is_a_unique_lower_case_uuid) {
   const QueueItem first;
   const QueueItem second;
   EXPECT_THAT(first.entry_id,
@@ -91,7 +91,7 @@ TEST_F(queue_item, uuid_shows_its_bytes_in_order) {
   EXPECT_EQ(QueueItem().entry_id, "00112233-4455-6677-8899-aabbccddeeff");
 }
 
-TEST_F(queue_item, source_is_divided_into_folder_and_name) {
+TEST_F(queue_item, source_is_split_into_folder_and_name) {
   QueueItem item;
   EXPECT_TRUE(item.set_input_file("/mnt/media/a b/clip.mpg"));
   EXPECT_EQ(item.input_file, "/mnt/media/a b/clip.mpg");
@@ -106,7 +106,7 @@ TEST_F(queue_item, source_in_the_root_has_an_empty_folder) {
   EXPECT_EQ(item.input_name, "clip.mov");
 }
 
-TEST_F(queue_item, path_may_be_the_one_it_has) {
+TEST_F(queue_item, path_may_be_its_current_one) {
   QueueItem item;
   ASSERT_TRUE(item.set_input_file(source_file) && item.set_output_file("/mnt/main/tv/vod/a.mp4"));
   EXPECT_TRUE(item.set_input_file(item.input_file.c_str()));
@@ -115,7 +115,7 @@ TEST_F(queue_item, path_may_be_the_one_it_has) {
   EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/a.mp4");
 }
 
-TEST_F(queue_item, refused_source_leaves_none_at_all) {
+TEST_F(queue_item, refused_source_clears_it) {
   for (const char* path : {"clip.mov", "", "media/clip.mov", "/mnt/media/", "/", "/mnt/.hidden",
                            "/mnt/media/..", "/mnt/a\nb", "./clip.mov"}) {
     QueueItem item;
@@ -125,7 +125,7 @@ TEST_F(queue_item, refused_source_leaves_none_at_all) {
   }
 }
 
-TEST_F(queue_item, new_source_closes_what_was_open_on_the_old_one) {
+TEST_F(queue_item, new_source_closes_the_old_ones_descriptors) {
   for (const char* path : {"/mnt/media/next.mpg", "refused"}) {
     QueueItem item;
     const int folder = item.input_dir_fd = open_something();
@@ -140,28 +140,28 @@ TEST_F(queue_item, new_source_closes_what_was_open_on_the_old_one) {
   }
 }
 
-TEST_F(queue_item, output_has_its_metadata_directory) {
+TEST_F(queue_item, output_sets_its_metadata_directory) {
   QueueItem item;
   EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/a.mp4"));
   EXPECT_EQ(item.output_file, "/mnt/main/tv/vod/a.mp4");
   EXPECT_EQ(item.output_metadir, "/mnt/main/tv/vod/.a.mp4.metadata");
 }
 
-TEST_F(queue_item, empty_output_is_no_output) {
+TEST_F(queue_item, empty_output_means_none) {
   QueueItem item;
   ASSERT_TRUE(item.set_output_file("/mnt/main/tv/vod/a.mp4"));
   EXPECT_TRUE(item.set_output_file(""));
   EXPECT_EQ(item.output_file + item.output_metadir, "");
 }
 
-TEST_F(queue_item, output_name_is_judged_behind_all_slashes) {
+TEST_F(queue_item, output_name_is_checked_after_all_slashes) {
   QueueItem item;
   EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod//a.mp4"));
   EXPECT_EQ(item.output_file, "/mnt/main/tv/vod//a.mp4");
   EXPECT_FALSE(item.set_output_file("/mnt/main/tv/vod//.a.mp4"));
 }
 
-TEST_F(queue_item, refused_output_leaves_none_at_all) {
+TEST_F(queue_item, refused_output_clears_it) {
   const std::string too_long = "/mnt/main/tv/vod/" + std::string(246, 'x');
   for (const char* path :
        {"/mnt/main/tv/vodx/a.mp4", "/mnt/main/tv/vod", "/mnt/main/tv/vod/", "/mnt/main/tv/vod///",
@@ -174,7 +174,7 @@ TEST_F(queue_item, refused_output_leaves_none_at_all) {
   }
 }
 
-TEST_F(queue_item, picked_output_name_tells_time_profile_and_source) {
+TEST_F(queue_item, picked_output_name_contains_time_profile_and_source) {
   QueueItem item;
   item.set_input_file("/mnt/media/clip.mov");
   item.transcode_profile = "720";
@@ -205,7 +205,7 @@ TEST_F(queue_item, picked_output_name_has_room_for_4095_bytes) {
   EXPECT_EQ(item.pick_output_file_name_from_input(), "");
 }
 
-TEST_F(queue_item, source_exists_unless_there_is_nothing_of_its_name) {
+TEST_F(queue_item, source_exists_if_anything_has_its_name) {
   QueueItem item;
   EXPECT_TRUE(item.input_file_not_exist()) << "no source";
   item.input_file = folder_ + "/clip.mpg";
@@ -216,7 +216,7 @@ TEST_F(queue_item, source_exists_unless_there_is_nothing_of_its_name) {
   EXPECT_FALSE(item.input_file_not_exist()) << "other failures do not tell";
 }
 
-TEST_F(queue_item, end_releases_all_it_has_in_order) {
+TEST_F(queue_item, destruction_releases_everything_in_order) {
   std::vector<int> opened;
   strings calls;
   {
@@ -241,7 +241,7 @@ TEST_F(queue_item, end_releases_all_it_has_in_order) {
   }
 }
 
-TEST_F(queue_item, end_gives_back_its_own_slots_alone) {
+TEST_F(queue_item, destruction_releases_only_its_own_slots) {
   QueueItem other;
   item_query_profiles_in_action = item_active_upload_in_action = &other;
   {
@@ -256,7 +256,7 @@ TEST_F(queue_item, end_gives_back_its_own_slots_alone) {
   EXPECT_EQ(item_active_upload_in_action, &other);
 }
 
-TEST_F(queue_item, end_warns_of_a_child_and_leaves_it_alone) {
+TEST_F(queue_item, destruction_warns_about_a_child_and_leaves_it_alone) {
   const auto text = stderr_of([] {
     QueueItem item;
     item.set_input_file(source_file);
@@ -268,7 +268,7 @@ TEST_F(queue_item, end_warns_of_a_child_and_leaves_it_alone) {
   EXPECT_THAT(signals_sent, IsEmpty());
 }
 
-TEST_F(queue_item, end_without_a_child_says_nothing) {
+TEST_F(queue_item, destruction_without_a_child_prints_nothing) {
   EXPECT_EQ(stderr_of([] { QueueItem(); }), "");
 }
 

@@ -1,4 +1,4 @@
-// How long the queue file's text may become, and what it leaves out before it is too long.
+// Limits the length of the queue file's text.
 #include <gmock/gmock.h>
 
 #include "queue/queue_text.h"
@@ -41,7 +41,7 @@ protected:
 
 }  // namespace
 
-TEST_F(queue_text_size, values_count_whatever_job_has_them) {
+TEST_F(queue_text_size, values_of_every_job_count) {
   QueueItem item;
   add_item(TRANSCODE_READY).transcode_profile = std::string(10 * mib, 'p');
   add_item(TRANSCODE_DONE).input_file = std::string(10 * mib, 'p');
@@ -49,26 +49,26 @@ TEST_F(queue_text_size, values_count_whatever_job_has_them) {
   EXPECT_FALSE(has_room_in_queue_text(item, "", std::string(4 * mib, 'p').c_str()));
 }
 
-TEST_F(queue_text_size, other_values_of_the_new_job_count_too) {
+TEST_F(queue_text_size, other_values_of_the_new_job_also_count) {
   QueueItem item;
   item.input_file = std::string(20 * mib, 'i');
   EXPECT_FALSE(has_room_in_queue_text(item, "", std::string(4 * mib, 'p').c_str()));
 }
 
-TEST_F(queue_text_size, value_that_is_replaced_does_not_count) {
+TEST_F(queue_text_size, replaced_value_does_not_count) {
   QueueItem& item = add_item(TRANSCODE_READY);
   item.transcode_profile = std::string(20 * mib, 'p');
   EXPECT_TRUE(has_room_in_queue_text(item, item.transcode_profile.c_str(),
                                      std::string(21 * mib, 'q').c_str()));
 }
 
-TEST_F(queue_text_size, shorter_value_is_taken_even_when_the_queue_is_too_long) {
+TEST_F(queue_text_size, shorter_value_is_accepted_even_if_the_queue_is_too_long) {
   QueueItem& item = add_item(TRANSCODE_READY);
   item.transcode_profile = std::string(30 * mib, 'p');
   EXPECT_TRUE(has_room_in_queue_text(item, item.transcode_profile.c_str(), "720"));
 }
 
-TEST_F(queue_text_size, characters_count_as_long_as_they_are_written) {
+TEST_F(queue_text_size, characters_count_with_their_written_length) {
   const QueueItem item;
   for (const auto& [character, times] :
        {std::pair{"p", 1U}, {"\"", 2U}, {"\n", 2U}, {"\x01", 6U}}) {
@@ -80,7 +80,7 @@ TEST_F(queue_text_size, characters_count_as_long_as_they_are_written) {
   }
 }
 
-// What a full queue may hold beside the values of clients.
+// The most a full queue can hold in addition to clients' values.
 TEST_F(queue_text_size, is_never_less_than_the_text) {
   for (const char c : {'p', '"', '\n', '\x01', '\xff'}) {
     empty_queue();
@@ -104,7 +104,7 @@ TEST_F(queue_text_left_out, is_nothing_while_it_can_be_read_back) {
   EXPECT_TRUE(stored["remote job"]["json"].is_object());
 }
 
-TEST_F(queue_text_left_out, is_what_a_job_can_find_out_again) {
+TEST_F(queue_text_left_out, is_only_what_a_job_can_find_out_again) {
   add_item(TRANSCODE_DONE).state_message = std::string(32 * mib, 'x');
   const auto stored = document_of_queue()["list"];
   EXPECT_EQ(stored[0]["process argv"], json_array{});
@@ -117,7 +117,7 @@ TEST_F(queue_text_left_out, is_what_a_job_can_find_out_again) {
   EXPECT_EQ(stored[1]["state"].string_value(), std::string(1000, 'x'));
 }
 
-TEST_F(queue_text_left_out, has_a_download_ask_for_its_job_again) {
+TEST_F(queue_text_left_out, makes_a_download_poll_its_job_again) {
   item.sm.set_state(TRANSCODE_REMOTE);
   item.sm.remote.set_state(REMOTE_DOWNLOAD);
   EXPECT_EQ(document_of_queue()["list"][0]["remote transcode state"], "download");
@@ -125,8 +125,8 @@ TEST_F(queue_text_left_out, has_a_download_ask_for_its_job_again) {
   EXPECT_EQ(document_of_queue()["list"][0]["remote transcode state"], "monitor");
 }
 
-// Ids come from another server: six bytes are written for each of theirs at worst.
-TEST_F(queue_text_left_out, leaves_room_whatever_ids_a_server_gives) {
+// Ids come from another server: at worst each of their bytes is written as six.
+TEST_F(queue_text_left_out, leaves_room_for_any_ids_of_a_server) {
   for (int i = 0; i < 512; ++i) {
     add_item(TRANSCODE_CANCELLED).remote_info.entry_id = std::string(16000, '\x01');
   }

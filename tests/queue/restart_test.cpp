@@ -1,4 +1,4 @@
-// Stop and start of the service that ships: what its users find again.
+// Stopping and starting the shipped service: what its users find afterwards.
 #include <csignal>
 #include <filesystem>
 
@@ -20,7 +20,7 @@ namespace {
 
 constexpr const char* source = "/mnt/media/clip.mpg";
 
-// A machine on which an item is being transcoded, with no end until "go" is released.
+// A machine on which an item is being transcoded until "go" is released.
 struct busy_machine : stored_machine {
   busy_machine() {
     root.plan(tool::transcode, tool_plan()
@@ -39,7 +39,7 @@ struct busy_machine : stored_machine {
 
 }  // namespace
 
-TEST(restart, interrupted_transcodes_stand_first_in_reverse_order) {
+TEST(restart, interrupted_transcodes_come_first_in_reverse_order) {
   stored_machine machine;
   machine.service.set_uptime(young_uptime_s);
   machine.start_with({machine.stored("r", "ready"), machine.stored("a", "transcoding"),
@@ -49,7 +49,7 @@ TEST(restart, interrupted_transcodes_stand_first_in_reverse_order) {
   EXPECT_EQ(machine.client.state_text("a"), "Transcoding will restart, waiting for turn");
 }
 
-TEST(restart, interrupted_transcode_goes_on_before_all_others) {
+TEST(restart, interrupted_transcode_runs_before_all_others) {
   stored_machine machine;
   machine.root.plan(tool::transcode, tool_plan().wait("go").write("{-o}", "video"));
   machine.start_with({machine.stored("r", "ready"), machine.stored("a", "transcoding")});
@@ -59,7 +59,7 @@ TEST(restart, interrupted_transcode_goes_on_before_all_others) {
   machine.client.wait_for_transcode_state("r", "done");
 }
 
-TEST(restart, interrupted_transcode_begins_anew_and_ends_well) {
+TEST(restart, interrupted_transcode_starts_over_and_succeeds) {
   busy_machine machine;
   EXPECT_EQ(machine.service.stop().status, 0);
   const auto stored = machine.queue_document()["list"][0];
@@ -71,8 +71,8 @@ TEST(restart, interrupted_transcode_begins_anew_and_ends_well) {
   machine.client.wait_for_transcode_state(machine.id, "done");
 }
 
-// It was resumed and waiting when the service ended; its new transcoder was never suspended.
-TEST(restart, transcode_that_was_waiting_is_not_told_to_go_on) {
+// The job was resumed and waiting when the service ended; its new transcoder was never suspended.
+TEST(restart, transcode_that_was_waiting_gets_no_signal) {
   stored_machine machine;
   machine.root.plan(tool::transcode,
                     tool_plan().catch_signal(SIGUSR2).mark("up").wait("go").write("{-o}", "video"));
@@ -98,7 +98,7 @@ TEST(restart, paused_transcode_waits_for_its_user) {
   EXPECT_EQ(machine.root.calls(tool::transcode).size(), 2U);
 }
 
-TEST(restart, item_keeps_what_its_user_gave_it) {
+TEST(restart, item_keeps_its_users_values) {
   stored_machine machine;
   machine.service.set_uptime(young_uptime_s);
   machine.root.write_source(source, "video/mp2t");
@@ -123,7 +123,7 @@ TEST(restart, item_that_was_not_yet_marked_ready_is_forgotten) {
   EXPECT_THAT(machine.listed_ids(), IsEmpty());
 }
 
-TEST(restart, source_that_was_taken_away_cancels_its_item) {
+TEST(restart, source_removed_in_between_cancels_its_item) {
   busy_machine machine;
   machine.service.stop();
   fs::remove(machine.root.path(source));
@@ -133,7 +133,7 @@ TEST(restart, source_that_was_taken_away_cancels_its_item) {
   EXPECT_EQ(item["input file"], "");
 }
 
-TEST(restart, job_that_was_taken_away_cancels_its_item_and_gives_it_a_new_one) {
+TEST(restart, job_removed_in_between_cancels_its_item_and_is_replaced) {
   busy_machine machine;
   const int old_job = machine.client.item(machine.id)["fileops job id"].int_value();
   machine.service.stop();
@@ -145,7 +145,7 @@ TEST(restart, job_that_was_taken_away_cancels_its_item_and_gives_it_a_new_one) {
   EXPECT_EQ(machine.root.job_status(new_job).at("state"), item["state"].string_value());
 }
 
-TEST(restart, finished_item_whose_job_was_taken_away_is_dropped) {
+TEST(restart, finished_item_whose_job_was_removed_is_dropped) {
   stored_machine machine;
   const json_array items{machine.stored("d", "done"), machine.stored("c", "cancelled"),
                          machine.stored("e", "done")};
@@ -167,7 +167,7 @@ TEST(restart, cancelled_item_can_be_made_ready_again) {
   machine.client.wait_for_transcode_state(machine.id, "done");
 }
 
-TEST(restart, stop_writes_the_queue_even_when_nothing_is_in_it) {
+TEST(restart, stop_writes_even_an_empty_queue) {
   stored_machine machine;
   machine.start();
   EXPECT_EQ(machine.service.stderr_lines().front(), "Unable to open queue file");

@@ -1,4 +1,4 @@
-// The state machines of a job: names, ranges, and which sub-machine is valid when.
+// The state machines of an item: names, ranges, and which sub-machine is valid when.
 #include <string>
 #include <vector>
 
@@ -19,8 +19,7 @@ constexpr const char* not_valid_text =
     "Call init() first";
 constexpr const char* out_of_range_text = "Invalid state machine index";
 
-// The names of all states of a machine in the order of their numbers. Each name leads back to its
-// state.
+// The names of all states of a machine, in order. Each name leads back to its state.
 template <typename Machine>
 std::vector<std::string> names_of(Machine machine, int count) {
   std::vector<std::string> names;
@@ -44,7 +43,7 @@ std::vector<bool> valid_machines(const master& sm) {
 
 }  // namespace
 
-TEST(state_machine, names_of_the_master_states) {
+TEST(state_machine, names_of_the_main_states) {
   EXPECT_THAT(names_of(master(), 10),
               ElementsAre("init", "cancelled", "cancelling", "ready", "remote transcode",
                           "transcoding", "thumbnail", "cleanup", "done", "cleared"));
@@ -70,7 +69,7 @@ TEST(state_machine, names_of_the_remote_states) {
               ElementsAre("init", "upload", "add", "monitor", "download", "done", "command"));
 }
 
-TEST(state_machine, new_master_is_valid_and_its_sub_machines_are_not) {
+TEST(state_machine, new_main_machine_is_valid_and_its_sub_machines_are_not) {
   const master sm;
   EXPECT_TRUE(sm.initialized);
   EXPECT_EQ(sm.state, TRANSCODE_INIT);
@@ -82,7 +81,7 @@ TEST(state_machine, new_master_is_valid_and_its_sub_machines_are_not) {
   EXPECT_EQ(sm.remote_command, "");
 }
 
-TEST(state_machine, master_takes_the_last_state_and_no_further) {
+TEST(state_machine, main_machine_accepts_the_last_state_and_no_further) {
   master sm;
   sm.set_state(TRANSCODE_CLEARED);
   EXPECT_EQ(sm.state, TRANSCODE_CLEARED);
@@ -93,7 +92,7 @@ TEST(state_machine, master_takes_the_last_state_and_no_further) {
   EXPECT_EQ(sm.state, TRANSCODE_CLEARED);
 }
 
-TEST(state_machine, sub_machines_have_ranges_of_their_own) {
+TEST(state_machine, sub_machines_have_their_own_ranges) {
   QueueItem::ready_state_machine ready;
   QueueItem::cleanup_state_machine cleanup;
   QueueItem::thumbnail_state_machine thumbnail;
@@ -114,13 +113,13 @@ TEST(state_machine, sub_machines_have_ranges_of_their_own) {
               ThrowsMessage<std::runtime_error>(StrEq(out_of_range_text)));
 }
 
-TEST(state_machine, range_is_looked_at_before_validity) {
+TEST(state_machine, range_is_checked_before_validity) {
   QueueItem::ready_state_machine ready;
   EXPECT_THAT([&] { ready.set_state(static_cast<ready_states>(4)); },
               ThrowsMessage<std::runtime_error>(StrEq(out_of_range_text)));
 }
 
-TEST(state_machine, invalid_machine_cannot_be_moved) {
+TEST(state_machine, invalid_machine_cannot_be_set) {
   QueueItem::thumbnail_state_machine thumbnail;
   EXPECT_THAT([&] { thumbnail.set_state(THUMBNAIL_GEN); },
               ThrowsMessage<std::runtime_error>(StrEq(not_valid_text)));
@@ -132,7 +131,7 @@ TEST(state_machine, invalid_machine_cannot_be_moved) {
   EXPECT_FALSE(thumbnail.initialized);
 }
 
-TEST(state_machine, invalid_master_cannot_be_moved) {
+TEST(state_machine, invalid_main_machine_cannot_be_set) {
   master sm;
   sm.set_state(TRANSCODE_READY);
   sm.initialized = false;
@@ -169,7 +168,7 @@ TEST(state_machine, name_ends_at_a_nul) {
   EXPECT_EQ(sm.state, TRANSCODE_DONE);
 }
 
-TEST(state_machine, range_is_not_looked_at_by_the_inner_setter) {
+TEST(state_machine, inner_setter_does_not_check_the_range) {
   QueueItem::ready_state_machine ready;
   ready.init();
   EXPECT_EQ(ready.do_set_state(static_cast<ready_states>(4)), 4U);
@@ -184,7 +183,7 @@ TEST(state_machine, name_of_a_state_out_of_range_is_empty) {
   EXPECT_STREQ(sm.remote.state_name(), "");
 }
 
-TEST(state_machine, exactly_the_sub_machine_of_the_state_is_valid) {
+TEST(state_machine, only_the_sub_machine_of_the_state_is_valid) {
   for (const auto from : {TRANSCODE_INIT, TRANSCODE_READY, TRANSCODE_REMOTE, TRANSCODE_THUMBNAIL,
                           TRANSCODE_CLEANUP}) {
     for (const auto to : qx_test::all_states) {
@@ -208,7 +207,7 @@ TEST(state_machine, entering_the_state_again_restarts_its_sub_machine) {
   EXPECT_TRUE(sm.remote.initialized);
 }
 
-TEST(state_machine, sub_machine_starts_anew_when_its_state_comes_back) {
+TEST(state_machine, sub_machine_restarts_when_its_state_is_entered_again) {
   master sm;
   sm.set_state(TRANSCODE_CLEANUP);
   sm.cleanup.set_state(CLEANUP_UNLINK_META);
@@ -218,7 +217,7 @@ TEST(state_machine, sub_machine_starts_anew_when_its_state_comes_back) {
   EXPECT_EQ(sm.cleanup.state, CLEANUP_INIT);
 }
 
-TEST(state_machine, sub_machine_left_behind_throws) {
+TEST(state_machine, sub_machine_of_a_state_that_was_left_throws) {
   master sm;
   sm.set_state(TRANSCODE_READY);
   sm.ready.set_state(READY_CHECK_META);
@@ -239,7 +238,7 @@ TEST(state_machine, advance_stops_at_the_last_state) {
   EXPECT_EQ(ready.state, READY_READY_TO_TRANSCODE);
 }
 
-TEST(state_machine, copy_keeps_sub_machines_and_command_and_stands_alone) {
+TEST(state_machine, copy_keeps_sub_machines_and_command_and_is_independent) {
   master sm;
   sm.set_state(TRANSCODE_REMOTE);
   sm.remote.set_state(REMOTE_COMMAND);

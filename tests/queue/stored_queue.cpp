@@ -1,4 +1,3 @@
-// Queue files as an earlier run of the service left them.
 #include "tests/queue/stored_queue.h"
 
 #include <gtest/gtest.h>

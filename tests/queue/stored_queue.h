@@ -1,4 +1,4 @@
-// A machine whose service stopped earlier, with jobs in its queue file.
+// A machine whose service has stopped, with jobs in its queue file.
 #pragma once
 
 #include <string>
@@ -13,12 +13,12 @@ namespace qx_test {
 using json_object = json11::Json::object;
 using json_array = json11::Json::array;
 
-// Its uptime holds transcodes back, so that what was restored stays to be looked at.
+// Its uptime delays transcodes, so that restored items stay as they are.
 constexpr long young_uptime_s = 200;
 
 struct stored_machine : test_machine {
-  // An item for the queue file, with its source and a job directory of its own. `more` replaces or
-  // adds keys. It has gone through its listing: what the later steps need is there.
+  // An item for the queue file, with its source and job directory. `more` replaces or adds keys.
+  // Its profiles are already listed, so it has everything that later steps need.
   json11::Json stored(const std::string& id, const std::string& state,
                       const json_object& more = {});
   // Writes the queue file and starts the service.
@@ -28,7 +28,7 @@ struct stored_machine : test_machine {
   std::vector<std::string> listed_ids() const;
   // Waits until the service has written its queue file.
   void wait_for_queue_file() const;
-  // The queue file as a document; null when it is none.
+  // The queue file as a document; null if it is not JSON.
   json11::Json queue_document() const;
 
 private:

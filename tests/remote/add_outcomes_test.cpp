@@ -1,11 +1,11 @@
-// What comes of an add request.
+// Outcomes of an add request.
 #include "tests/remote/remote_bench.h"
 
 using namespace qx_test;
 
 namespace {
 
-TEST_F(remote_bench, a_taken_job_is_monitored_under_its_far_id) {
+TEST_F(remote_bench, accepted_job_is_monitored_under_its_remote_id) {
   begin_monitoring();
   EXPECT_EQ(machine.client.item(id)["remote job"]["entry id"].string_value(), far_id);
 }
@@ -59,7 +59,7 @@ INSTANTIATE_TEST_SUITE_P(
         add_case{"no_reply", tool_plan().read_stdin(), "Remote server: Error HTTP status 0, "}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(remote_bench, an_error_reply_is_printed) {
+TEST_F(remote_bench, error_reply_is_printed) {
   machine.root.plan("curl.add", replies(reply_of("500 Oops", "text/plain", "X-comm-error:E\n")));
   begin();
   machine.client.wait_for_transcode_state(id, "cancelled");
@@ -69,7 +69,7 @@ TEST_F(remote_bench, an_error_reply_is_printed) {
                                       "= 'text/plain'\n  comm header 'X-comm-error' = 'E'\n"));
 }
 
-TEST_F(remote_bench, an_add_that_cannot_start_cancels) {
+TEST_F(remote_bench, add_that_cannot_start_cancels) {
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   begin();
   machine.root.wait_for_call(tool::upload);
@@ -79,7 +79,7 @@ TEST_F(remote_bench, an_add_that_cannot_start_cancels) {
   wait_for_text("Unable to add to remote");
 }
 
-TEST_F(remote_bench, a_cancel_while_adding_keeps_the_users_text) {
+TEST_F(remote_bench, cancel_while_adding_keeps_the_users_text) {
   machine.root.plan("curl.add", tool_plan().wait("go"));
   begin();
   machine.root.wait_for_call("curl.add");

@@ -1,4 +1,4 @@
-// Replies that no server of the kind sends.
+// Replies that no well-behaved server sends.
 #include "tests/remote/remote_bench.h"
 
 using namespace qx_test;
@@ -14,8 +14,8 @@ struct hostile_case {
 
 class hostile_reply : public remote_bench, public testing::WithParamInterface<hostile_case> {};
 
-// The job is monitored on, and the service answers as ever.
-TEST_P(hostile_reply, to_a_poll_leaves_the_service_well) {
+// The job is still monitored, and the service still answers.
+TEST_P(hostile_reply, to_a_poll_does_no_harm) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   machine.root.plan("curl.list", tool_plan().print(GetParam().bytes));
@@ -40,7 +40,7 @@ INSTANTIATE_TEST_SUITE_P(
         hostile_case{"only_line_feeds", std::string(16384, '\n')}),
     [](const auto& row) { return row.param.name; });
 
-// The client would wait for ever for somebody to read the rest.
+// The HTTP client would wait forever for somebody to read the rest.
 TEST_F(remote_bench, endless_headers_end_the_poll) {
   begin_monitoring();
   wait_for_text("Remote: far text");
@@ -54,7 +54,7 @@ TEST_F(remote_bench, endless_headers_end_the_poll) {
   EXPECT_EQ(state(), "remote transcode");
 }
 
-TEST_F(remote_bench, a_changed_entry_id_cancels) {
+TEST_F(remote_bench, changed_entry_id_cancels) {
   begin_monitoring();
   machine.root.plan(
       "curl.list",
@@ -62,7 +62,7 @@ TEST_F(remote_bench, a_changed_entry_id_cancels) {
   wait_for_text("Remote: entry ID changed");
 }
 
-TEST_F(remote_bench, an_unknown_far_state_cancels) {
+TEST_F(remote_bench, unknown_remote_state_cancels) {
   begin_monitoring();
   far_state("strange");
   wait_for_text("Remote: unexpected remote state");

@@ -1,4 +1,4 @@
-// What comes of a poll.
+// Outcomes of a poll.
 #include "tests/remote/remote_bench.h"
 
 using namespace qx_test;
@@ -15,7 +15,7 @@ struct poll_case {
 
 class unanswered_poll : public remote_bench, public testing::WithParamInterface<poll_case> {};
 
-TEST_P(unanswered_poll, says_so_and_goes_on_when_the_link_is_back) {
+TEST_P(unanswered_poll, is_reported_until_the_link_is_back) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   machine.root.plan("curl.list", GetParam().plan);
@@ -36,12 +36,12 @@ INSTANTIATE_TEST_SUITE_P(
                               "Remote item: status temporarily unavailable. Error code 52"}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(remote_bench, a_poll_takes_over_progress_and_text) {
+TEST_F(remote_bench, poll_updates_progress_and_text) {
   begin_monitoring();
   EXPECT_EQ(wait_for_text("Remote: far text")["transcode progress"][0].int_value(), 2500);
 }
 
-TEST_F(remote_bench, a_poll_of_another_type_cancels) {
+TEST_F(remote_bench, poll_reply_of_another_type_cancels) {
   machine.root.plan("curl.list", replies({"200 OK", "text/html", "", "<html>"}));
   begin();
   wait_for_text("Remote server: Unexpected response, content type text/html");
@@ -49,7 +49,7 @@ TEST_F(remote_bench, a_poll_of_another_type_cancels) {
   EXPECT_TRUE(machine.service.wait_for_stderr("Response:\n"));
 }
 
-TEST_F(remote_bench, a_lost_item_is_cancelled_and_forgotten) {
+TEST_F(remote_bench, lost_item_is_cancelled_and_forgotten) {
   machine.root.plan("curl.list",
                     replies({"404 Not Found", "text/plain", "X-comm-error:NOT FOUND\n", ""}));
   begin();
@@ -74,15 +74,16 @@ TEST_P(unclear_poll, changes_nothing_and_is_repeated) {
 INSTANTIATE_TEST_SUITE_P(headers, unclear_poll,
                          testing::Values("", "X-comm-error:ELSE\n", "X-comm-error: NOT FOUND\n"));
 
-TEST_F(remote_bench, a_pause_over_there_is_taken_back_when_nobody_here_asked_for_it) {
+TEST_F(remote_bench, pause_on_the_server_is_undone_if_no_local_user_wants_it) {
   machine.root.plan("curl.resume", replies(added()));
   begin_monitoring();
   far_state("transcoding", ", \"paused\": true");
   machine.root.wait_for_call("curl.resume");
 }
 
-// The far document carries the far server's job number, and is reported like any item that is read.
-TEST_F(remote_bench, a_far_job_number_that_is_a_local_job_is_reported_there) {
+// The document contains the remote server's job number, and its status is written like that of any
+// item read.
+TEST_F(remote_bench, remote_job_number_that_is_a_local_job_overwrites_its_status) {
   machine.root.write("/mnt/main/tv/fileops/jobs/77/status", "op=copy\n");
   begin_monitoring();
   wait_for_text("Remote: far text");
@@ -95,7 +96,7 @@ TEST_F(remote_bench, a_far_job_number_that_is_a_local_job_is_reported_there) {
   }));
 }
 
-TEST_F(remote_bench, a_document_that_came_is_what_monitoring_goes_by) {
+TEST_F(remote_bench, monitoring_follows_the_last_document) {
   machine.root.plan("curl.resume", replies(added()));
   begin_monitoring();
   for (int i = 1; i <= 2; ++i) {

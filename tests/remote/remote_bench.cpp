@@ -1,4 +1,3 @@
-// A service whose remote server is the test.
 #include "tests/remote/remote_bench.h"
 
 namespace qx_test {

@@ -1,4 +1,4 @@
-// A service that sends its transcodes to a server which the test plays.
+// A service whose remote server is played by the test.
 #pragma once
 
 #include <string>
@@ -17,31 +17,31 @@ constexpr char far_id[] = "11111111-2222-3333-4444-555555555555";
 struct far_reply {
   std::string status = "200 OK";
   std::string content_type = "application/json";
-  std::string comm_headers;  // lines, each with its line feed
+  std::string comm_headers;  // lines, each including its line feed
   std::string body;
 
   std::string text() const;
 };
 
-// The far item's document.
+// The remote item's document.
 std::string far_item(std::string_view state, std::string_view more = "");
 
-// What the HTTP client does to give that reply.
+// A plan for the HTTP client to produce this reply.
 tool_plan replies(const far_reply& reply);
 
-// The reply that takes the job on.
+// The reply that accepts the job.
 far_reply added();
 
-// A near server, with the far side's answers planned for a job that is taken on and transcodes.
+// A local server with planned replies from the remote one, which accepts a job and transcodes it.
 class remote_bench : public testing::Test {
 protected:
   remote_bench();
 
-  // Starts the service and adds a job that is identified already.
+  // Starts the service and adds a job whose source is already identified.
   void begin();
-  // The same, and waits until it is being monitored.
+  // The same, and waits until the job is being monitored.
   void begin_monitoring();
-  // The far item is in that state at every poll from now on.
+  // From now on every poll finds the remote item in this state.
   void far_state(std::string_view state, std::string_view more = "");
   json11::Json wait_for_remote_state(const std::string& state);
   json11::Json wait_for_text(const std::string& text);

@@ -1,4 +1,4 @@
-// What a remote job's document makes of the local item, in the test's own process.
+// How a remote job's document changes the local item, in the test's own process.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@ namespace {
 
 using object = json11::Json::object;
 
-// A remote item in that state. Its folders do not exist here, so no status is written anywhere.
+// A remote item in this state. Its folders do not exist here, so no status is written.
 object remote_document(const char* state, const object& more = {}) {
   object document{{"entry id", "far-id"},     {"input file", "/mnt/far/clip.ts"},
                   {"output file", ""},        {"state", "far text"},
@@ -36,20 +36,20 @@ protected:
   QueueItem item;
 };
 
-TEST_F(remote_update, takes_over_progress_and_text) {
+TEST_F(remote_update, copies_progress_and_text) {
   update(remote_document("transcoding"));
   EXPECT_EQ(item.progress, 2500);
   EXPECT_EQ(item.state_message, "Remote: far text");
   EXPECT_EQ(item.sm.remote.state, REMOTE_MONITOR);
 }
 
-TEST_F(remote_update, tells_of_a_remote_pause) {
+TEST_F(remote_update, shows_a_remote_pause) {
   update(remote_document("transcoding", {{"paused", true}}));
   EXPECT_TRUE(item.paused);
   EXPECT_EQ(item.state_message, "Remote: far text (paused)");
 }
 
-TEST_F(remote_update, changes_nothing_for_a_document_that_cannot_be_read) {
+TEST_F(remote_update, ignores_an_unreadable_document) {
   item.state_message = "before";
   update({{"entry id", ""}});
   EXPECT_EQ(item.state_message, "before");
@@ -63,7 +63,7 @@ TEST_F(remote_update, cancels_when_the_entry_id_changed) {
   EXPECT_EQ(item.progress, 0);
 }
 
-TEST_F(remote_update, only_copies_the_pause_once_the_item_moved_on) {
+TEST_F(remote_update, only_copies_the_pause_after_the_item_changed_state) {
   item.sm.set_state(TRANSCODE_THUMBNAIL);
   update(remote_document("cancelled", {{"paused", true}}));
   EXPECT_EQ(item.sm.state, TRANSCODE_THUMBNAIL);
@@ -73,7 +73,7 @@ TEST_F(remote_update, only_copies_the_pause_once_the_item_moved_on) {
 class remote_update_running : public remote_update,
                               public testing::WithParamInterface<const char*> {};
 
-TEST_P(remote_update_running, goes_on_monitoring) {
+TEST_P(remote_update_running, keeps_monitoring) {
   item.paused = true;
   update(remote_document(GetParam()));
   EXPECT_FALSE(item.paused);
@@ -85,7 +85,7 @@ INSTANTIATE_TEST_SUITE_P(states, remote_update_running,
                          testing::Values("ready", "remote transcode", "transcoding", "thumbnail",
                                          "cleanup"));
 
-TEST_F(remote_update, goes_on_to_the_download_when_it_is_done) {
+TEST_F(remote_update, starts_the_download_when_it_is_done) {
   update(remote_document("done"));
   EXPECT_EQ(item.state_message, "Remote: Transcode complete");
   EXPECT_EQ(item.sm.remote.state, REMOTE_DOWNLOAD);
@@ -97,7 +97,7 @@ TEST_F(remote_update, ends_a_command_when_it_is_done) {
   EXPECT_EQ(item.sm.remote.state, REMOTE_DOWNLOAD);
 }
 
-TEST_F(remote_update, leaves_other_steps_where_they_are_when_it_is_done) {
+TEST_F(remote_update, leaves_other_steps_alone_when_it_is_done) {
   item.sm.remote.set_state(REMOTE_ADD);
   update(remote_document("done"));
   EXPECT_EQ(item.sm.remote.state, REMOTE_ADD);
@@ -117,7 +117,7 @@ TEST_P(remote_update_cancelled, cancels_with_the_remote_text) {
   EXPECT_FALSE(item.user_wants_pause);
 }
 
-TEST_P(remote_update_cancelled, tells_that_the_user_wanted_it) {
+TEST_P(remote_update_cancelled, says_that_the_user_wanted_it) {
   item.user_wants_cancel = true;
   update(remote_document(GetParam()));
   EXPECT_EQ(item.state_message, "Transcode cancelled, remote end cancelled");

@@ -5,7 +5,7 @@ using namespace qx_test;
 
 namespace {
 
-TEST_F(remote_bench, a_configured_server_takes_the_transcode) {
+TEST_F(remote_bench, configured_server_takes_the_transcode) {
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   begin();
   wait_for_text("Uploading file to remote for transcode");
@@ -13,7 +13,7 @@ TEST_F(remote_bench, a_configured_server_takes_the_transcode) {
   EXPECT_TRUE(machine.root.calls(tool::transcode).empty());
 }
 
-TEST_F(remote_bench, without_a_password_line_transcodes_stay_here) {
+TEST_F(remote_bench, transcodes_stay_local_without_a_password_line) {
   machine.root.write_config(
       {{"transcode server address", "far"}, {"transcode server user", "vod"}});
   begin();
@@ -35,7 +35,7 @@ TEST_F(remote_bench, one_upload_runs_at_a_time) {
   machine.root.wait_for_call(tool::upload, 2);
 }
 
-TEST_F(remote_bench, a_download_waits_for_an_upload_of_another_item) {
+TEST_F(remote_bench, download_waits_for_an_upload_of_another_item) {
   begin_monitoring();
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   machine.root.write_source("/mnt/media/second.ts", "video/mp2t");
@@ -49,7 +49,7 @@ TEST_F(remote_bench, a_download_waits_for_an_upload_of_another_item) {
   machine.root.wait_for_call(tool::wget);
 }
 
-TEST_F(remote_bench, a_pause_during_the_upload_holds_the_add_back) {
+TEST_F(remote_bench, pause_during_the_upload_delays_the_add) {
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   begin();
   machine.root.wait_for_call(tool::upload);
@@ -63,7 +63,7 @@ TEST_F(remote_bench, a_pause_during_the_upload_holds_the_add_back) {
   machine.root.wait_for_call("curl.add");
 }
 
-TEST_F(remote_bench, monitoring_goes_on_after_a_restart_of_the_service) {
+TEST_F(remote_bench, monitoring_continues_after_a_restart_of_the_service) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   machine.service.restart();
@@ -73,7 +73,7 @@ TEST_F(remote_bench, monitoring_goes_on_after_a_restart_of_the_service) {
   EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
 }
 
-TEST_F(remote_bench, a_restart_of_a_remotely_cancelled_item_restarts_it_over_there) {
+TEST_F(remote_bench, restart_of_a_remotely_cancelled_item_restarts_it_remotely) {
   machine.root.plan("curl.restart", replies(added()));
   begin_monitoring();
   far_state("cancelled");
@@ -87,14 +87,14 @@ TEST_F(remote_bench, a_restart_of_a_remotely_cancelled_item_restarts_it_over_the
   EXPECT_EQ(machine.root.calls(tool::upload).size(), 1U);
 }
 
-TEST_F(remote_bench, a_far_server_that_hands_on_is_monitored_on) {
+TEST_F(remote_bench, server_that_uses_another_server_is_still_monitored) {
   begin_monitoring();
   far_state("remote transcode", ", \"remote transcode state\": \"upload\"");
   wait_for_text("Remote: far text");
   EXPECT_EQ(state(), "remote transcode");
 }
 
-TEST_F(remote_bench, the_queue_file_keeps_the_remote_job) {
+TEST_F(remote_bench, queue_file_keeps_the_remote_job) {
   begin_monitoring();
   wait_for_text("Remote: far text");
   machine.service.stop();

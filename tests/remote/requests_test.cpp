@@ -1,4 +1,4 @@
-// The requests: command lines and bodies.
+// Command lines and bodies of the requests.
 #include "tests/remote/remote_bench.h"
 
 using namespace qx_test;
@@ -32,7 +32,7 @@ TEST_F(remote_bench, add_request_names_upload_and_profile) {
                                   "transcode state:ready\n\n");
 }
 
-TEST_F(remote_bench, monitor_request_names_the_far_item) {
+TEST_F(remote_bench, monitor_request_names_the_remote_item) {
   begin_monitoring();
   const tool_call list = machine.root.wait_for_call("curl.list");
   EXPECT_EQ(list.argv, curl_line("list"));
@@ -47,7 +47,7 @@ TEST_F(remote_bench, polls_are_a_second_apart) {
   EXPECT_GE(second.time_us - first.time_us, 900000U);
 }
 
-TEST_F(remote_bench, an_empty_password_still_ends_in_a_colon) {
+TEST_F(remote_bench, empty_password_still_ends_in_a_colon) {
   machine.root.write_config({{"transcode server address", "far"},
                              {"transcode server user", "vod"},
                              {"transcode server password", ""}});
@@ -91,7 +91,7 @@ TEST_F(remote_bench, upload_names_the_job_and_the_source) {
   EXPECT_EQ(call.argv[2], "/mnt/media/clip.ts");
 }
 
-TEST_F(remote_bench, download_asks_for_the_far_output_by_full_path) {
+TEST_F(remote_bench, download_requests_the_remote_output_by_full_path) {
   far_state("done");
   begin();
   std::string const output =
@@ -102,7 +102,7 @@ TEST_F(remote_bench, download_asks_for_the_far_output_by_full_path) {
                      "ftp://far.example:8080//mnt/main/tv/vod/far.mp4"}));
 }
 
-TEST_F(remote_bench, requests_go_to_the_server_that_is_configured_now) {
+TEST_F(remote_bench, requests_go_to_the_currently_configured_server) {
   begin_monitoring();
   machine.service.stop();
   machine.root.write_config({{"transcode server address", "another.example"},

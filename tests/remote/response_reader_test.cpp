@@ -1,4 +1,4 @@
-// The reader of a remote server's reply, on bytes in the output buffer.
+// The parser of a remote server's reply, applied to bytes in the output buffer.
 #include <cstring>
 #include <string_view>
 
@@ -26,7 +26,7 @@ protected:
   response_type response;
 };
 
-TEST_F(response_reader, takes_a_status_line_apart) {
+TEST_F(response_reader, splits_a_status_line) {
   print("HTTP/1.1 200 OK\r\nrest");
   item.stdout_cgi_stdout_read_http_response(response);
   EXPECT_EQ(response.version, "HTTP/1.1");
@@ -35,7 +35,7 @@ TEST_F(response_reader, takes_a_status_line_apart) {
   EXPECT_EQ(unread(), 4U);
 }
 
-TEST_F(response_reader, keeps_all_words_of_the_reason) {
+TEST_F(response_reader, keeps_every_word_of_the_reason) {
   print("  HTTP/1.0   404   Not Found here\n");
   item.stdout_cgi_stdout_read_http_response(response);
   EXPECT_EQ(response.version, "HTTP/1.0");
@@ -43,21 +43,21 @@ TEST_F(response_reader, keeps_all_words_of_the_reason) {
   EXPECT_EQ(response.status_string, "Not Found here");
 }
 
-TEST_F(response_reader, ignores_what_stands_at_the_code_behind_its_digits) {
+TEST_F(response_reader, ignores_text_after_the_digits_of_the_code) {
   print("HTTP/1.1 404abc Not Found\n");
   item.stdout_cgi_stdout_read_http_response(response);
   EXPECT_EQ(response.http_status, 404U);
   EXPECT_EQ(response.status_string, "Not Found");
 }
 
-TEST_F(response_reader, takes_an_empty_reason_behind_a_blank) {
+TEST_F(response_reader, accepts_an_empty_reason_after_a_blank) {
   print("HTTP/1.1 204 \n");
   item.stdout_cgi_stdout_read_http_response(response);
   EXPECT_EQ(response.http_status, 204U);
   EXPECT_EQ(response.status_string, "");
 }
 
-TEST_F(response_reader, takes_only_the_version_of_a_line_without_reason) {
+TEST_F(response_reader, reads_only_the_version_of_a_line_without_a_reason) {
   print("HTTP/1.1 204\r\n");
   item.stdout_cgi_stdout_read_http_response(response);
   EXPECT_EQ(response.version, "HTTP/1.1");
@@ -77,7 +77,7 @@ TEST_F(response_reader, stores_a_negative_code_as_unsigned) {
   EXPECT_EQ(response.http_status, 4294967295U);
 }
 
-TEST_F(response_reader, consumes_nothing_of_an_incomplete_line) {
+TEST_F(response_reader, leaves_an_incomplete_line_unread) {
   print("HTTP/1.1 200 OK");
   item.stdout_cgi_stdout_read_http_response(response);
   EXPECT_EQ(response.http_status, 0U);
@@ -91,7 +91,7 @@ TEST_F(response_reader, reads_headers_up_to_the_empty_line) {
   EXPECT_EQ(unread(), 4U);
 }
 
-TEST_F(response_reader, cuts_the_content_type_at_its_semicolon) {
+TEST_F(response_reader, ends_the_content_type_at_its_semicolon) {
   print("Content-Type: application/json; charset=utf-8\n\n");
   item.stdout_cgi_stdout_read_http_headers(response);
   EXPECT_EQ(response.content_type, "application/json");
@@ -105,7 +105,7 @@ TEST_F(response_reader, keeps_a_blank_before_the_semicolon) {
   EXPECT_EQ(response.content_type, "text/plain ");
 }
 
-TEST_F(response_reader, takes_the_last_content_type_in_any_case) {
+TEST_F(response_reader, uses_the_last_content_type_in_any_case) {
   print("Content-type: text/html\nCONTENT-TYPE:text/plain\n\n");
   item.stdout_cgi_stdout_read_http_headers(response);
   EXPECT_EQ(response.content_type, "text/plain");
@@ -136,7 +136,7 @@ TEST_F(response_reader, finds_the_first_error_header_by_its_exact_name) {
   EXPECT_EQ(error, "b");
 }
 
-TEST_F(response_reader, leaves_the_text_alone_without_an_error_header) {
+TEST_F(response_reader, keeps_the_text_without_an_error_header) {
   std::string error = "untouched";
   EXPECT_FALSE(response.comm_get_err(error));
   EXPECT_EQ(error, "untouched");
@@ -149,7 +149,7 @@ TEST_F(response_reader, parses_all_unread_bytes_as_json) {
   EXPECT_EQ(unread(), 8U);
 }
 
-TEST_F(response_reader, warns_of_json_that_does_not_parse) {
+TEST_F(response_reader, warns_about_invalid_json) {
   print("{\"a\": ");
   response.json = 5;
   testing::internal::CaptureStderr();
@@ -159,14 +159,14 @@ TEST_F(response_reader, warns_of_json_that_does_not_parse) {
   EXPECT_TRUE(response.json.is_null());
 }
 
-TEST_F(response_reader, changes_no_json_without_a_body) {
+TEST_F(response_reader, keeps_the_json_without_a_body) {
   print("");
   response.json = 5;
   item.stdout_cgi_stdout_read_json_body(response);
   EXPECT_EQ(response.json.int_value(), 5);
 }
 
-TEST_F(response_reader, empties_the_text_without_a_body) {
+TEST_F(response_reader, clears_the_text_without_a_body) {
   print("");
   std::string text = "old";
   item.stdout_cgi_stdout_read_text_body(text);
@@ -201,7 +201,7 @@ TEST_F(response_reader, dumps_everything_in_order) {
             "  Json:{\"c\": 3}\n");
 }
 
-TEST_F(response_reader, dumps_no_null_json) {
+TEST_F(response_reader, does_not_dump_null_json) {
   testing::internal::CaptureStderr();
   response.dump();
   EXPECT_EQ(testing::internal::GetCapturedStderr().find("Json"), std::string::npos);

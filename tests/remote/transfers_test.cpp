@@ -1,4 +1,4 @@
-// Upload and download: their progress and their ends.
+// Upload and download: progress and outcomes.
 #include "tests/remote/remote_bench.h"
 #include "tests/support/files.h"
 
@@ -24,7 +24,7 @@ TEST_F(remote_bench, upload_progress_is_the_position_of_the_ftp_client) {
   machine.root.release("go");
 }
 
-TEST_F(remote_bench, a_source_of_one_mebibyte_shows_no_upload_progress) {
+TEST_F(remote_bench, source_of_one_mebibyte_shows_no_upload_progress) {
   machine.root.write("/mnt/media/clip.ts", std::string(mebibyte, 'x'));
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   machine.root.plan(tool::ncftpput, tool_plan().hold("/mnt/media/clip.ts", mebibyte).wait("go"));
@@ -32,14 +32,14 @@ TEST_F(remote_bench, a_source_of_one_mebibyte_shows_no_upload_progress) {
   machine.root.wait_for_call(tool::upload);
   machine.root.spawn({"/usr/bin/ncftpput"});
   machine.root.wait_for_call(tool::ncftpput);
-  // Longer than the two looks that the service takes at least in that time.
+  // Long enough for the service to look at least twice.
   EXPECT_FALSE(wait_until([&] { return progress_of(machine.client.item(id)) != 0; },
                           std::chrono::milliseconds(1500)));
   EXPECT_EQ(machine.client.state_text(id), "Uploading file to remote for transcode");
   machine.root.release("go");
 }
 
-TEST_F(remote_bench, a_source_of_a_byte_more_shows_upload_progress) {
+TEST_F(remote_bench, source_of_one_byte_more_shows_upload_progress) {
   machine.root.write("/mnt/media/clip.ts", std::string(mebibyte + 1, 'x'));
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   machine.root.plan(tool::ncftpput, tool_plan().hold("/mnt/media/clip.ts", mebibyte).wait("go"));
@@ -50,7 +50,7 @@ TEST_F(remote_bench, a_source_of_a_byte_more_shows_upload_progress) {
   machine.root.release("go");
 }
 
-TEST_F(remote_bench, upload_progress_is_that_of_the_client_that_is_furthest) {
+TEST_F(remote_bench, upload_progress_follows_the_furthest_client) {
   machine.root.write("/mnt/media/clip.ts", std::string(10 * mebibyte, 'x'));
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   begin();
@@ -89,7 +89,7 @@ INSTANTIATE_TEST_SUITE_P(rows, failed_upload,
                                          upload_case{"signal", tool_plan().die(SIGKILL)}),
                          [](const auto& row) { return row.param.name; });
 
-TEST_F(remote_bench, an_upload_that_cannot_start_cancels) {
+TEST_F(remote_bench, upload_that_cannot_start_cancels) {
   machine.root.plan(tool::upload, tool_plan().wait("go"));
   begin();
   machine.root.wait_for_call(tool::upload);
@@ -103,7 +103,7 @@ TEST_F(remote_bench, an_upload_that_cannot_start_cancels) {
   machine.client.wait_for_state_text(second, "Unable to begin remote transcode upload");
 }
 
-TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_after_a_restart) {
+TEST_F(remote_bench, uploaded_source_is_not_sent_again_after_a_restart) {
   machine.root.plan("curl.add", tool_plan().wait("go"));
   begin();
   machine.root.wait_for_call("curl.add");
@@ -113,7 +113,7 @@ TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_after_a_restart) {
   EXPECT_TRUE(machine.client.item(id)["uploaded"].bool_value());
 }
 
-TEST_F(remote_bench, an_uploaded_source_is_not_sent_again_when_its_add_failed) {
+TEST_F(remote_bench, uploaded_source_is_not_sent_again_after_a_failed_add) {
   machine.root.plan("curl.add", tool_plan().exit(7));
   begin();
   machine.client.wait_for_transcode_state(id, "cancelled");
@@ -154,7 +154,7 @@ struct dot_case {
 
 class download_progress : public download, public testing::WithParamInterface<dot_case> {};
 
-// A line of 33% ahead of it, and one of 77% behind it, tell when it was read.
+// A line with 33% before it and one with 77% after it show when it has been read.
 TEST_P(download_progress, follows_the_line) {
   begin_download(tool_plan()
                      .print("1K .. 33%\n")
@@ -213,7 +213,7 @@ TEST_F(download, of_an_item_without_output_cancels) {
   wait_for_text("Unable to download remote finished transcode");
 }
 
-TEST_F(download, failing_after_the_users_cancel_keeps_the_users_text) {
+TEST_F(download, that_fails_after_the_users_cancel_keeps_the_users_text) {
   begin_download(tool_plan().catch_signal(SIGTERM).mark("on").wait("go").exit(4));
   ASSERT_TRUE(machine.root.wait_for_mark("on"));
   EXPECT_EQ(machine.client.command("cancel", id).status(), "OK");
@@ -222,8 +222,8 @@ TEST_F(download, failing_after_the_users_cancel_keeps_the_users_text) {
   EXPECT_EQ(machine.client.state_text(id), "Cancelled by user");
 }
 
-// Much more than the service's buffer in one go, as a fast network makes it.
-TEST_F(download, goes_on_when_its_lines_come_fast) {
+// Much more than the service's buffer at once, as on a fast network.
+TEST_F(download, continues_when_its_lines_come_fast) {
   std::string lines;
   while (lines.size() < 1000000) {
     lines += " 1200K .......... .......... .......... .......... .......... 45% 120M 1s\n";
@@ -232,7 +232,7 @@ TEST_F(download, goes_on_when_its_lines_come_fast) {
   machine.client.wait_for_progress(id, 7700);
 }
 
-TEST_F(download, drops_a_line_that_is_longer_than_its_buffer) {
+TEST_F(download, drops_a_line_longer_than_its_buffer) {
   begin_download(tool_plan()
                      .print_error(std::string(100000, 'x') + "\n 1200K .......... 45%\n")
                      .wait("go")
@@ -242,7 +242,7 @@ TEST_F(download, drops_a_line_that_is_longer_than_its_buffer) {
   machine.client.wait_for_transcode_state(id, "done");
 }
 
-// What the download tool prints of a file of that many bytes.
+// The download tool's output for a file of this many bytes.
 std::string size_line(int bytes) {
   return "==> TYPE I ... done.  ==> CWD (1) /mnt/main/tv/vod ... done.\n==> SIZE far ... 1.mp4 "
          "... " +
@@ -251,7 +251,7 @@ std::string size_line(int bytes) {
 
 struct size_case {
   const char* name;
-  const char* document;  // in addition to the keys of any far item
+  const char* document;  // in addition to the keys of any remote item
   std::string printed;
   const char* state;
 
@@ -260,7 +260,7 @@ struct size_case {
 
 class download_size : public download, public testing::WithParamInterface<size_case> {};
 
-// The tool ends well with three bytes.
+// The tool reports success with three bytes.
 TEST_P(download_size, decides_whether_it_counts) {
   machine.root.plan(
       tool::wget, tool_plan().print_error(GetParam().printed).write("{--output-document}", "mp4"));
@@ -286,10 +286,10 @@ INSTANTIATE_TEST_SUITE_P(
                               "cancelled"}),
     [](const auto& row) { return row.param.name; });
 
-// What a download finds at its output path, which its tool would continue.
+// The file at the output path when a download starts, because the tool would continue it.
 class download_start : public download {
 protected:
-  // A first try that leaves an unfinished file.
+  // A first attempt that leaves an unfinished file.
   void begin_with_broken_download(const std::string& left) {
     begin_download(tool_plan().write("{--output-document}", left).exit(4));
     const auto item = machine.client.wait_for_transcode_state(id, "cancelled");
@@ -304,7 +304,7 @@ protected:
     machine.client.command("restart", id);
     wait_for_text("Remote item: lost track of the item");
   }
-  // What lies there when the tool is run again, which then waits until the test ends.
+  // The file that exists when the tool is run again; the tool then waits until the test ends.
   std::string found_by_next_run(const char* more = "") {
     machine.root.plan(tool::wget, tool_plan().wait("go"));
     far_state("done", more);
@@ -316,14 +316,14 @@ protected:
   std::string output;
 };
 
-TEST_F(download_start, of_a_job_that_was_lost_and_made_again_finds_nothing) {
+TEST_F(download_start, of_a_lost_and_repeated_job_finds_nothing) {
   begin_with_broken_download("half");
   lose_job();
   EXPECT_EQ(machine.root.read(output), "half");
   EXPECT_EQ(found_by_next_run(), "");
 }
 
-TEST_F(download_start, of_a_job_that_is_restarted_over_there_finds_nothing) {
+TEST_F(download_start, of_a_remotely_restarted_job_finds_nothing) {
   begin_with_broken_download("half");
   machine.root.plan("curl.restart", replies(added()));
   far_state("cancelled");
@@ -332,17 +332,17 @@ TEST_F(download_start, of_a_job_that_is_restarted_over_there_finds_nothing) {
   EXPECT_EQ(found_by_next_run(), "");
 }
 
-TEST_F(download_start, of_the_same_remote_job_finds_what_came_before) {
+TEST_F(download_start, of_the_same_remote_job_finds_the_partial_file) {
   begin_with_broken_download("half");
   EXPECT_EQ(found_by_next_run(", \"output size\": 4"), "half");
 }
 
-TEST_F(download_start, finds_nothing_that_is_larger_than_the_result) {
+TEST_F(download_start, never_finds_a_file_larger_than_the_result) {
   begin_with_broken_download("too much");
   EXPECT_EQ(found_by_next_run(", \"output size\": 7"), "");
 }
 
-TEST_F(download_start, of_a_new_remote_job_follows_no_link) {
+TEST_F(download_start, of_a_new_remote_job_does_not_follow_a_link) {
   begin_with_broken_download("half");
   lose_job();
   machine.root.write("/mnt/main/tv/vod/kept.mp4", "kept");

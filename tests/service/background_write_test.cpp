@@ -21,7 +21,7 @@ class background_write : public ::testing::Test {
 protected:
   background_write() { machine.start(); }
   bool written() const { return machine.root.exists("/mnt/main/tv/vod.queue.js"); }
-  // Waits for the write and returns how long after `since` it came.
+  // Waits for the write and returns the time since `since`.
   std::chrono::milliseconds wait_for_write(steady::time_point since) const {
     EXPECT_TRUE(wait_until([&] { return written(); }));
     return std::chrono::duration_cast<std::chrono::milliseconds>(steady::now() - since);
@@ -36,7 +36,7 @@ TEST_F(background_write, follows_ten_seconds_after_an_add) {
   EXPECT_FALSE(machine.root.exists("/mnt/main/tv/vod.queue.js.tmp"));
 }
 
-TEST_F(background_write, is_put_off_by_each_change) {
+TEST_F(background_write, is_postponed_by_each_change) {
   const auto id = machine.client.add({});
   const auto first = steady::now();
   EXPECT_FALSE(wait_until([&] { return written() || steady::now() - first > 6s; }) && written());
@@ -45,7 +45,7 @@ TEST_F(background_write, is_put_off_by_each_change) {
   EXPECT_GE(wait_for_write(second), write_delay) << "one write, after the second change";
 }
 
-TEST_F(background_write, is_asked_for_by_no_other_command) {
+TEST_F(background_write, is_triggered_by_no_other_command) {
   machine.root.write_source("/mnt/media/clip.mpg");
   const auto sent = steady::now();
   const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
@@ -59,7 +59,7 @@ TEST_F(background_write, is_asked_for_by_no_other_command) {
   EXPECT_EQ(machine.root.queue_file(), "kept");
 }
 
-TEST_F(background_write, is_made_up_for_at_the_end_of_the_service) {
+TEST_F(background_write, is_done_at_the_end_of_the_service) {
   machine.client.add({});
   machine.service.stop();
   EXPECT_TRUE(written());

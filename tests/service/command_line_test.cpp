@@ -1,4 +1,4 @@
-// The command line: any argument is one too many.
+// The command line: any argument is refused.
 #include <string>
 #include <vector>
 
@@ -8,7 +8,7 @@
 
 namespace {
 
-// What is printed for these arguments; "accepted" when they are.
+// The output for these arguments; "accepted" if they are.
 std::string verdict(std::vector<const char*> arguments) {
   arguments.insert(arguments.begin(), "qx_vod_service");
   const auto count = static_cast<int>(arguments.size());
@@ -32,7 +32,7 @@ TEST(command_line, help_prints_the_usage) {
   }
 }
 
-TEST(command_line, other_switch_is_named_without_its_dashes) {
+TEST(command_line, other_option_is_named_without_its_dashes) {
   EXPECT_EQ(verdict({"-v"}), "Unknown switch v\n");
   EXPECT_EQ(verdict({"---no-such"}), "Unknown switch no-such\n");
   EXPECT_EQ(verdict({"--helpful"}), "Unknown switch helpful\n");

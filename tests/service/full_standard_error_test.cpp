@@ -1,4 +1,4 @@
-// The service while nobody reads its standard error: a pipe that is full.
+// The service while nobody reads its standard error and the pipe is full.
 #include <csignal>
 
 #include <fcntl.h>
@@ -40,7 +40,7 @@ protected:
     pid_ = -1;
     return status;
   }
-  // Takes what is in the pipe.
+  // Empties the pipe.
   std::string drain() const {
     std::string text;
     char block[4096];
@@ -65,7 +65,7 @@ TEST_F(full_standard_error, jobs_are_done_and_the_service_stops) {
 
 TEST_F(full_standard_error, missing_lines_are_counted_once_there_is_room) {
   machine_.client.request("test");
-  std::string text = drain();  // the count may come while it is emptied
+  std::string text = drain();  // the count may appear while it is being emptied
   EXPECT_TRUE(wait_until([&] {
     text += drain();
     return text.find("Standard error was full, lines dropped: ") != std::string::npos;

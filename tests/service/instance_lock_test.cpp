@@ -1,4 +1,4 @@
-// The instance lock: what each answer of the kernel means.
+// The instance lock: each result of the kernel.
 #include <cerrno>
 #include <cstdlib>
 #include <string>
@@ -21,12 +21,12 @@ int flock_fd = -1;
 std::uint64_t now_us = 0;
 int flock_operation = 0;
 
-// Each case runs in a process of its own, since the lock is taken once per process.
+// Each case runs in its own process, because the lock is taken once per process.
 [[noreturn]] void exit_with_verdict() {
   exit(already_running() ? 1 : 0);
 }
 
-// The limit is given back before the process ends: the sanitizers look at memory through a pipe.
+// The limit is restored before the process ends: the sanitizers inspect memory through a pipe.
 [[noreturn]] void exit_with_verdict_without_descriptors() {
   rlimit usual{};
   getrlimit(RLIMIT_NOFILE, &usual);
@@ -80,20 +80,20 @@ TEST(instance_lock, held_by_another_process_stops_the_service) {
   EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(1), "^$");
 }
 
-TEST(instance_lock, held_by_nobody_who_is_alive_is_waited_for) {
+TEST(instance_lock, held_by_no_living_process_is_waited_for) {
   flock_errno = EAGAIN;
   flock_failures = 5;
   EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(0), "^$");
 }
 
-TEST(instance_lock, that_fails_otherwise_is_done_without) {
+TEST(instance_lock, that_fails_otherwise_is_ignored) {
   for (const int error : {EINTR, ENOLCK, EBADF, EINVAL}) {
     flock_errno = error;
     EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(0), "^$") << error;
   }
 }
 
-TEST(instance_lock, is_done_without_when_the_executable_cannot_be_opened) {
+TEST(instance_lock, is_ignored_when_the_executable_cannot_be_opened) {
   flock_errno = EAGAIN;
   EXPECT_EXIT(exit_with_verdict_without_descriptors(), ExitedWithCode(0),
               "^WARNING: cannot open self exe, Too many open files\n$");

@@ -1,4 +1,4 @@
-// The main loop's passes, its timers and the shutdown flag, with all that they call replaced.
+// The main loop's passes, its timers and the shutdown flag, with everything they call replaced.
 #include <csignal>
 #include <functional>
 #include <string>
@@ -29,7 +29,7 @@ bool scheduler_result = false;
 long uptime_s = 100000;
 int sysinfo_result = 0;
 int standard_error_flushes = 0;
-// Called at the end of each wait for clients or, where the loop does not wait, each turn of the
+// Called at the end of each wait for clients or, if the loop does not wait, of each pass of the
 // scheduler.
 std::function<void()> at_turn;
 
@@ -114,7 +114,7 @@ TEST_F(main_loop, does_not_wait_while_items_work) {
   EXPECT_THAT(calls, ElementsAre("socket", "queue", "socket", "queue"));
 }
 
-TEST_F(main_loop, waits_no_longer_than_to_the_early_turn_and_once) {
+TEST_F(main_loop, waits_only_until_the_early_turn_and_only_once) {
   trigger_early_turn();
   stop_after(2);
   run_main_loop();
@@ -127,13 +127,13 @@ TEST_F(main_loop, early_turn_that_is_far_away_changes_nothing) {
   EXPECT_THAT(calls, ElementsAre("socket", "queue", "wait 80000"));
 }
 
-TEST_F(main_loop, gives_standard_error_a_turn_in_every_pass) {
+TEST_F(main_loop, serves_standard_error_in_every_pass) {
   stop_after(3);
   run_main_loop();
   EXPECT_EQ(standard_error_flushes, 3);
 }
 
-TEST_F(main_loop, makes_no_pass_once_told_to_end) {
+TEST_F(main_loop, makes_no_pass_once_a_signal_has_come) {
   DIE = 1;
   run_main_loop();
   EXPECT_THAT(calls, IsEmpty());
@@ -147,7 +147,7 @@ TEST_F(main_loop, ends_at_once_when_the_socket_fails) {
   EXPECT_EQ(DIE, 0);
 }
 
-TEST_F(main_loop, writes_the_queue_at_its_time_and_once) {
+TEST_F(main_loop, writes_the_queue_when_due_and_only_once) {
   next_background_write_queue = clock_us + 2;
   at_turn = [done = 0]() mutable {
     ++clock_us;
@@ -159,7 +159,7 @@ TEST_F(main_loop, writes_the_queue_at_its_time_and_once) {
                           "socket", "queue", "wait 80000", "socket", "queue", "wait 80000"));
 }
 
-TEST_F(main_loop, looks_at_the_uptime_and_then_writes_at_the_end_of_a_pass) {
+TEST_F(main_loop, checks_the_uptime_and_then_writes_at_the_end_of_a_pass) {
   uptime_wait = true;
   uptime_s = 1;
   next_background_write_queue = clock_us;
@@ -208,7 +208,7 @@ TEST(uptime_gate, is_closed_below_300_seconds) {
   }
 }
 
-TEST(uptime_gate, stays_as_it_is_when_the_uptime_cannot_be_had) {
+TEST(uptime_gate, stays_unchanged_when_the_uptime_is_unknown) {
   sysinfo_result = -1;
   for (const bool before : {true, false}) {
     uptime_wait = before;
@@ -220,7 +220,7 @@ TEST(uptime_gate, stays_as_it_is_when_the_uptime_cannot_be_had) {
   }
 }
 
-TEST(timers, are_set_from_now) {
+TEST(timers, are_relative_to_now) {
   clock_us = 77;
   trigger_background_write_queue();
   trigger_transcode_queue_scan();

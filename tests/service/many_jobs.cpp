@@ -1,4 +1,3 @@
-// Jobs by the dozen, and what is left of them.
 #include "tests/service/many_jobs.h"
 
 #include <algorithm>
@@ -16,7 +15,7 @@ namespace fs = std::filesystem;
 
 constexpr char jobs_folder[] = "/mnt/main/tv/fileops/jobs";
 
-// The service says so once for each child that it has reaped.
+// The service prints this once for each child that it has reaped.
 constexpr char reaped_text[] = " process terminated (status=";
 
 long resident_kib(pid_t pid) {
@@ -40,7 +39,7 @@ many_jobs::many_jobs() {
   machine_.start();
 }
 
-// Every fifth job has to have its metadata made, and every fifth keeps its source.
+// Every fifth job needs its metadata made, and every fifth keeps its source.
 std::string many_jobs::add_job(int number) const {
   const std::string source = "/mnt/media/clip" + std::to_string(number) + ".mpg";
   const bool has_metadata = number % 5 != 0;
@@ -70,7 +69,8 @@ int many_jobs::children_started() const {
   return count;
 }
 
-// The stand-ins number their runs by what is there, so thousands of records would slow them down.
+// The stand-ins number their runs by looking at existing records, so thousands of them would be
+// slow.
 void many_jobs::forget_calls() const {
   std::error_code error;
   for (const auto& call : fs::directory_iterator(machine_.root.scratch("run/stand_ins/calls"))) {

@@ -1,5 +1,5 @@
-// Jobs by the dozen in a private root, each taken from "add" to "remove", and a look at what the
-// service holds when all are gone.
+// Dozens of jobs in a private root, each taken from "add" to "remove", and the resources that the
+// service still holds when all are gone.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace qx_test {
 
-// What the service holds while no client is connected and no item is left.
+// The service's resources while no client is connected and no item is left.
 struct footprint {
   int descriptors = 0;
   int processes = 0;  // of the private root: the service, its children, zombies
@@ -21,8 +21,8 @@ class many_jobs {
 public:
   many_jobs();
 
-  // Takes that many jobs through their whole life; most have their source and its metadata removed
-  // at the end. Returns how many children the service started for them.
+  // Takes this many jobs through their whole life; for most, source and metadata are removed at the
+  // end. Returns the number of children the service started for them.
   int run_round(int jobs);
   footprint footprint_at_rest();
 

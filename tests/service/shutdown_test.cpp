@@ -1,4 +1,4 @@
-// The end of the service that ships, with and without children that take their time.
+// Shutdown of the shipped service, with and without children that take their time.
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ using steady = std::chrono::steady_clock;
 
 constexpr char interrupted[] = "Transcode will restart when transcode service resumes";
 
-// What outlives SIGTERM. Marked only once it does: the call is on record before that.
+// A plan that survives SIGTERM. The mark is only set once it does: the call is recorded earlier.
 tool_plan stubborn() {
   return tool_plan().catch_signal(SIGTERM).mark("stubborn");
 }
@@ -27,7 +27,7 @@ tool_plan stubborn() {
 
 class shutdown_of_service : public ::testing::Test {
 protected:
-  // A service with one item whose transcoder does what the plan says.
+  // A service with one item whose transcoder follows the plan.
   void start_transcode(const tool_plan& plan) {
     machine.root.plan(tool::transcode, plan);
     machine.root.write_source("/mnt/media/clip.mpg", "video/mp4");
@@ -40,7 +40,7 @@ protected:
     std::string error;
     return json11::Json::parse(machine.root.queue_file(), error);
   }
-  // Sends the signal when every earlier one has been taken by the service.
+  // Sends the signal after the service has taken every earlier one.
   void signal_alone(int number) {
     const std::string status = "/proc/" + std::to_string(machine.service.pid()) + "/status";
     ASSERT_TRUE(wait_until(
@@ -74,7 +74,7 @@ TEST_F(shutdown_of_service, writes_the_queue) {
   EXPECT_EQ(queue_file()["list"][0]["entry id"].string_value(), id);
 }
 
-TEST_F(shutdown_of_service, is_soon_over_when_the_children_obey) {
+TEST_F(shutdown_of_service, is_quick_when_the_children_obey) {
   start_transcode(tool_plan().wait("never"));
   const auto begin = steady::now();
   EXPECT_EQ(machine.service.stop().status, 0);
@@ -84,7 +84,7 @@ TEST_F(shutdown_of_service, is_soon_over_when_the_children_obey) {
   EXPECT_TRUE(machine.root.processes().empty());
 }
 
-TEST_F(shutdown_of_service, reaches_what_a_tool_has_started) {
+TEST_F(shutdown_of_service, reaches_processes_started_by_a_tool) {
   start_transcode(tool_plan().grandchild().wait("never"));
   const auto grandchild = [&] { return machine.root.outer_pid(call.grandchild()); };
   ASSERT_TRUE(wait_until([&] { return call.grandchild() > 0; }));
@@ -152,7 +152,7 @@ TEST_F(shutdown_of_service, is_forced_by_the_twentieth_signal) {
   EXPECT_EQ(machine.service.wait_for_exit().signal, SIGABRT);
 }
 
-TEST_F(shutdown_of_service, lets_the_transcode_begin_anew_at_the_next_start) {
+TEST_F(shutdown_of_service, makes_the_transcode_start_over_at_the_next_start) {
   machine.root.plan_call(tool::transcode, 2,
                          tool_plan().write("{-o}", "video").print("Encoding: frame=1/1\n"));
   start_transcode(tool_plan().wait("never"));
@@ -162,7 +162,7 @@ TEST_F(shutdown_of_service, lets_the_transcode_begin_anew_at_the_next_start) {
   EXPECT_EQ(machine.root.calls(tool::transcode).size(), 2U);
 }
 
-TEST_F(shutdown_of_service, reaps_what_ends_in_its_grace) {
+TEST_F(shutdown_of_service, reaps_children_that_end_in_its_grace_period) {
   start_transcode(tool_plan().wait("never"));
   machine.service.stop();
   EXPECT_THAT(machine.service.stderr_text(),

@@ -1,4 +1,4 @@
-// The end of the service, on a clock that only its own waiting moves.
+// Shutdown of the service, on a clock that only its own waiting advances.
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -26,7 +26,7 @@ constexpr std::uint64_t start_us = 1000000000;
 std::uint64_t clock_us = start_us;
 std::function<void()> at_sleep;
 
-// A child in a group of its own that a SIGTERM does not end. It does not outlive the test.
+// A child in its own process group that survives SIGTERM. It does not outlive the test.
 pid_t start_stubborn_child() {
   int ready[2];
   if (pipe(ready) != 0) { return -1; }
@@ -107,7 +107,7 @@ TEST_F(end_of_service, does_not_wait_for_an_empty_queue) {
   EXPECT_EQ(clock_us, start_us);
 }
 
-TEST_F(end_of_service, passes_null_entries_over_with_a_warning) {
+TEST_F(end_of_service, skips_null_entries_with_a_warning) {
   transcode_queue.push_back(nullptr);
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   EXPECT_EQ(printed_by(shutdown_transcode_queue_processes),
@@ -115,7 +115,7 @@ TEST_F(end_of_service, passes_null_entries_over_with_a_warning) {
   EXPECT_EQ(item.state_message, "Transcode will restart when transcode service resumes");
 }
 
-TEST_F(end_of_service, tells_the_users_of_interrupted_transcodes_only) {
+TEST_F(end_of_service, reports_only_interrupted_transcodes_to_users) {
   for (const auto state :
        {TRANSCODE_INIT, TRANSCODE_CANCELLED, TRANSCODE_READY, TRANSCODE_REMOTE, TRANSCODE_THUMBNAIL,
         TRANSCODE_CLEANUP, TRANSCODE_DONE, TRANSCODE_CLEARED}) {
@@ -149,7 +149,7 @@ TEST_F(end_of_service, closes_the_pipes_of_every_child_and_keeps_its_pid) {
   EXPECT_EQ(item.proc_pid, -1);
 }
 
-TEST_F(end_of_service, gives_an_item_its_turn_before_the_next_is_asked) {
+TEST_F(end_of_service, gives_an_item_its_turn_before_asking_the_next_to_end) {
   QueueItem& item = add_item(TRANSCODE_READY);
   const pid_t child = item.proc_pid = start_stubborn_child();
   siginfo_t info{};
@@ -161,7 +161,7 @@ TEST_F(end_of_service, gives_an_item_its_turn_before_the_next_is_asked) {
                 "WARNING: transcode queue has NULL pointer!\n");
 }
 
-TEST_F(end_of_service, completes_the_cancel_of_what_it_killed) {
+TEST_F(end_of_service, completes_the_cancel_of_killed_items) {
   QueueItem& item = add_item(TRANSCODE_CANCELLING);
   const pid_t child = item.proc_pid = start_stubborn_child();
   shutdown_transcode_queue_processes();
@@ -169,7 +169,7 @@ TEST_F(end_of_service, completes_the_cancel_of_what_it_killed) {
   waitpid(child, nullptr, 0);
 }
 
-TEST_F(end_of_service, kills_after_ten_seconds_what_did_not_end) {
+TEST_F(end_of_service, kills_remaining_children_after_ten_seconds) {
   QueueItem& item = add_item(TRANSCODE_TRANSCODING);
   const pid_t child = item.proc_pid = start_stubborn_child();
   const std::string printed = printed_by(shutdown_transcode_queue_processes);
@@ -197,7 +197,7 @@ TEST_F(end_of_service, ends_as_soon_as_the_last_child_has) {
   EXPECT_EQ(item.sm.state, TRANSCODE_TRANSCODING) << "the end is not judged";
 }
 
-TEST_F(end_of_service, waits_for_output_that_is_not_taken_yet) {
+TEST_F(end_of_service, waits_for_unread_output) {
   QueueItem& item = add_item(TRANSCODE_READY);
   const pid_t child = item.proc_pid = start_stubborn_child();
   at_sleep = [&] {

@@ -1,4 +1,5 @@
-// The order of start and end, with all that main calls replaced by a note of the call.
+// The order of start-up and shutdown, with everything that main calls replaced by a record of the
+// call.
 #include <csignal>
 #include <string>
 #include <vector>
@@ -170,13 +171,13 @@ TEST_F(start_order, is_kept_from_start_to_end) {
   EXPECT_EQ(current_umask(), 027U) << "the umask is restored";
 }
 
-TEST_F(start_order, tells_the_steps_of_the_end) {
+TEST_F(start_order, prints_the_steps_of_the_shutdown) {
   run();
   EXPECT_EQ(printed, "Shutting down transcode queue processes\n(processes)\n(write)\n"
                      "Shutting down transcode queue\n(queue)\n");
 }
 
-TEST_F(start_order, goes_on_with_the_descriptor_limit_that_it_has) {
+TEST_F(start_order, continues_with_the_current_descriptor_limit) {
   limit_can_be_raised = false;
   EXPECT_EQ(run(), 0);
   EXPECT_THAT(printed, ::testing::StartsWith("WARNING: cannot raise the limit of descriptors, "
@@ -215,7 +216,7 @@ TEST_F(start_order, stops_at_an_argument) {
   EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(start_order, stops_where_another_instance_runs) {
+TEST_F(start_order, stops_if_another_instance_is_running) {
   other_instance = true;
   EXPECT_EQ(run(), 1);
   EXPECT_EQ(printed, "I am already running\n");
@@ -223,7 +224,7 @@ TEST_F(start_order, stops_where_another_instance_runs) {
   other_instance = false;
 }
 
-TEST_F(start_order, stops_where_no_socket_can_be_made) {
+TEST_F(start_order, stops_if_no_socket_can_be_made) {
   socket_can_be_made = false;
   EXPECT_EQ(run(), 1);
   EXPECT_EQ(printed, "Failed to create server socket\n");
@@ -231,7 +232,7 @@ TEST_F(start_order, stops_where_no_socket_can_be_made) {
   socket_can_be_made = true;
 }
 
-TEST_F(start_order, stops_where_the_service_cannot_listen) {
+TEST_F(start_order, stops_if_the_service_cannot_listen) {
   listen_result = -1;
   EXPECT_EQ(run(), 1);
   EXPECT_EQ(printed, "Failed to create server socket at /var/run/vod.transcode.service\n");
@@ -239,7 +240,7 @@ TEST_F(start_order, stops_where_the_service_cannot_listen) {
   listen_result = 0;
 }
 
-TEST_F(start_order, tells_that_the_uptime_gate_is_closed) {
+TEST_F(start_order, reports_that_the_uptime_gate_is_closed) {
   low_uptime = true;
   run();
   EXPECT_THAT(printed,

@@ -1,4 +1,4 @@
-// The service that ships, started under all kinds of circumstances.
+// The shipped service, started under all kinds of circumstances.
 #include <cerrno>
 #include <csignal>
 #include <filesystem>
@@ -25,7 +25,7 @@ ino_t inode_of(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
 }
 
-// A signal mask of the service, "SigCgt" or "SigIgn", from its status in /proc.
+// One of the service's signal masks, "SigCgt" or "SigIgn", from its status in /proc.
 unsigned long long signal_mask(pid_t pid, const std::string& name) {
   for (const auto& line : lines_of(read_file("/proc/" + std::to_string(pid) + "/status"))) {
     if (line.rfind(name + ":", 0) == 0) {
@@ -88,20 +88,20 @@ TEST_F(start_up, is_possible_again_after_a_crash) {
   EXPECT_EQ(machine.client.request("test").status(), "OK");
 }
 
-TEST_F(start_up, makes_the_output_folder_open_to_all) {
+TEST_F(start_up, creates_a_world_writable_output_folder) {
   machine.start();
   struct stat status {};
   ASSERT_EQ(stat(machine.root.path("/mnt/main/tv/vod").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 07777U, 0777U);
 }
 
-TEST_F(start_up, goes_on_where_the_output_folder_cannot_be_made) {
+TEST_F(start_up, continues_when_the_output_folder_cannot_be_made) {
   machine.root.write("/mnt/main/tv/vod", "a file in its place");
   machine.start();
   EXPECT_EQ(machine.client.request("test").status(), "OK");
 }
 
-TEST_F(start_up, fails_where_the_socket_cannot_be_made) {
+TEST_F(start_up, fails_if_the_socket_cannot_be_made) {
   std::filesystem::create_directory(machine.root.path(socket_file));
   machine.service.launch();
   EXPECT_EQ(machine.service.wait_for_exit().status, 1);
@@ -121,13 +121,13 @@ TEST_F(start_up, reads_the_queue_then_the_uptime_then_sweeps) {
                                  "vod transcode 12 unknown, removing"));
 }
 
-TEST_F(start_up, of_a_machine_long_up_says_nothing_of_the_uptime) {
+TEST_F(start_up, prints_nothing_about_a_long_uptime) {
   machine.service.set_uptime(300);
   machine.start();
   EXPECT_THAT(machine.service.stderr_text(), Not(HasSubstr("uptime")));
 }
 
-TEST_F(start_up, is_when_settings_take_effect) {
+TEST_F(start_up, applies_the_settings) {
   machine.root.write_config({{"max profile", "480"}});
   machine.root.write_source("/mnt/media/clip.mpg", "video/mp4");
   machine.start();

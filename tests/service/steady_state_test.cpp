@@ -1,4 +1,4 @@
-// Many jobs one after another leave nothing behind. bench/spawned_steps does the same for longer.
+// Many jobs one after another leak nothing. bench/spawned_steps does the same for longer.
 #include <gtest/gtest.h>
 
 #include "tests/service/many_jobs.h"
@@ -9,12 +9,12 @@ using namespace qx_test;
 namespace {
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr bool memory_is_comparable = false;  // freed memory is kept aside
+constexpr bool memory_is_comparable = false;  // freed memory stays in quarantine
 #else
 constexpr bool memory_is_comparable = true;
 #endif
 
-// Freed memory is not always given back at once; one leaked 16 KiB buffer a step would be 4 MiB.
+// Freed memory is not always returned at once; one leaked 16 KiB buffer per step would be 4 MiB.
 constexpr long memory_slack_kib = 512;
 
 constexpr int jobs_at_once = 20;

@@ -1,5 +1,5 @@
-// A service that is killed outside of any supervision and started again while its
-// transcoder is still ending: the two transcoders never write one output.
+// A service that is killed without a supervisor and restarted while its transcoder is still ending:
+// the two transcoders never write the same output.
 #include <csignal>
 #include <filesystem>
 
@@ -36,11 +36,11 @@ TEST(killed_service, next_transcoder_waits_until_the_old_one_has_ended) {
   const pid_t old_tool = machine.root.outer_pid(item["process pid"].int_value());
   ASSERT_TRUE(wait_until([&] { return view.engine_works(item); }));
 
-  // What a killed service has not written is forgotten.
+  // A killed service forgets anything not yet written.
   ASSERT_TRUE(wait_until(
       [&] { return machine.root.queue_file().find("\"transcoding\"") != std::string::npos; }));
 
-  kill(old_tool, SIGSTOP);  // it takes its time to end
+  kill(old_tool, SIGSTOP);  // slow to end
   machine.service.kill();
   machine.start();
   item = machine.client.wait_for_transcode_state(id, "transcoding");

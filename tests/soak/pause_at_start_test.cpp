@@ -1,5 +1,5 @@
-// Pauses and resumes at random moments from a transcode's start on: none is
-// lost, none is fatal. QX_SOAK_STARTS is how many transcodes are started.
+// Pauses and resumes at random moments after the start of a transcode: none is lost, none is fatal.
+// QX_SOAK_STARTS is the number of transcodes to start.
 #include <filesystem>
 
 #include <sys/mount.h>
@@ -18,7 +18,7 @@ namespace {
 
 constexpr char source[] = "/mnt/media/clip.mp4";
 
-// As somebody might write one around an encoder of their own.
+// The kind of script a user might write around another encoder.
 constexpr char script[] = R"(#!/bin/sh
 case "$*" in *--quote*) printf '*QUOTE\n.. 720\n'; exit 0;; esac
 trap 'echo suspended > /mnt/script.state' USR1
@@ -30,8 +30,7 @@ class pause_at_start : public ::testing::Test {
 protected:
   static long starts() { return soak_setting("QX_SOAK_STARTS", 12); }
 
-  // The job's transcoder has just been started; every second time a little
-  // earlier.
+  // The job's transcoder has just been started; every other time a little earlier.
   static std::string start_job(const test_machine& machine) {
     const auto id = machine.client.add_ready(source);
     machine.client.wait_for_transcode_state(id, "transcoding");

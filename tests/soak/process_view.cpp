@@ -13,7 +13,7 @@ namespace {
 
 struct process {
   pid_t parent = -1;
-  char state = '\0';  // as /proc has it: 'T' stopped, 'Z' ended
+  char state = '\0';  // as in /proc: 'T' stopped, 'Z' ended
 };
 
 process read_process(const private_root& root, pid_t pid) {

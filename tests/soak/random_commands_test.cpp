@@ -1,6 +1,6 @@
-// Eight jobs with the tools that ship, paused, resumed, cancelled and restarted
-// at random. Whenever it is quiet, nothing runs that is shown as paused; at the
-// end nothing is left of anything. QX_SOAK_SECONDS is how long it takes.
+// Eight jobs with the shipped tools, paused, resumed, cancelled and restarted at random. Whenever
+// things settle, nothing runs that is shown as paused; at the end nothing is left. QX_SOAK_SECONDS
+// is the duration.
 #include <chrono>
 #include <filesystem>
 #include <map>
@@ -31,7 +31,7 @@ protected:
       fs::copy_file(test_media("long.mp4"), machine_.root.path(source(i)));
     }
     machine_.start();
-    // One job first: the service opens some things with the first one, for good.
+    // One job first: the service opens some descriptors for good with the first one.
     ids_[0] = machine_.client.add_ready(source(0));
     end_all_jobs();
     EXPECT_TRUE(wait_until([&] { return client_count() == 0; }));
@@ -42,7 +42,7 @@ protected:
   }
 
   static std::string source(int number) { return "/mnt/media/" + std::to_string(number) + ".mp4"; }
-  // Sockets of the service but the one that it listens at.
+  // The service's sockets, except the one it listens on.
   int client_count() const {
     int count = -1;
     for (const auto& [number, target] : machine_.service.open_descriptors()) {
@@ -51,8 +51,7 @@ protected:
     return count;
   }
 
-  // One command for one job; a job that is done makes room for the same once
-  // more.
+  // One command for one job; a finished job is replaced with the same job again.
   void disturb() {
     const int number = static_cast<int>(random_below(job_count));
     std::string& id = ids_[number];
@@ -106,7 +105,7 @@ protected:
 
 }  // namespace
 
-TEST_F(random_commands, leave_nothing_running_and_nothing_behind) {
+TEST_F(random_commands, leave_nothing_running_and_no_leftovers) {
   const auto end = clock_type::now() + std::chrono::seconds(soak_setting("QX_SOAK_SECONDS", 15));
   while (clock_type::now() < end && !HasFailure()) {
     const auto quiet = clock_type::now() + quiet_interval;

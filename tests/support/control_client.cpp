@@ -1,4 +1,3 @@
-// The control socket's wire form, written and read; requests with a deadline.
 #include "tests/support/control_client.h"
 
 #include <cerrno>
@@ -33,7 +32,8 @@ std::string counted(std::string_view text) {
   return number(text.size(), 4).append(text);
 }
 
-// Takes numbers and texts off the front of a packet; `good` turns false at the first lack.
+// Reads numbers and texts from the front of a packet; `good` becomes false when something is
+// missing.
 struct reader {
   std::string_view rest;
   bool good = true;
@@ -67,7 +67,7 @@ void read_body(reader body, reply_packet& reply) {
   EXPECT_TRUE(body.good && body.rest.empty()) << "a reply whose parts do not fill its body";
 }
 
-// Milliseconds, as poll takes them.
+// Milliseconds, as poll() expects.
 constexpr int receive_deadline_ms =
     static_cast<int>(std::chrono::milliseconds(default_deadline).count());
 

@@ -1,5 +1,5 @@
-// Speaks the control socket's wire form on its own terms, so that the product's packet code is
-// checked against a second reading of the same document (docs/wire-format.md).
+// An independent implementation of the control socket's wire format, so that the product's packet
+// code is checked against a second reading of the same document (docs/wire-format.md).
 #pragma once
 
 #include <chrono>
@@ -29,7 +29,7 @@ struct request_packet {
   std::string encoded() const;
 };
 
-// A reply; `words` is empty when none came (connection closed, deadline passed).
+// A reply; `words` is empty if none arrived (connection closed, deadline passed).
 struct reply_packet {
   std::vector<std::string> words;
   name_values pairs;
@@ -42,9 +42,9 @@ struct reply_packet {
   std::string command() const { return words.empty() ? "" : words[0]; }
   // Word 1, "OK" or the refusal text; "(no reply)" when there is none.
   std::string status() const;
-  // The last value of that name; empty when there is none.
+  // The last value with this name; empty if there is none.
   std::string pair(std::string_view name) const;
-  // The data as JSON; null when it is none.
+  // The data as JSON; null if it is not JSON.
   json11::Json json() const;
 };
 
@@ -57,22 +57,22 @@ public:
   raw_connection& operator=(const raw_connection&) = delete;
 
   bool connected() const { return fd_ >= 0; }
-  // Sends all of it; false when the other side is gone.
+  // Sends all of it; false if the other side is gone.
   bool send(std::string_view bytes) const;
   void finish_sending() const;
   reply_packet receive() const;
-  // Whether the other side closes the connection without sending anything more.
+  // Whether the other side closes the connection without sending anything else.
   bool closed_by_peer() const;
   int fd() const { return fd_; }
 
 private:
-  // True when all `size` bytes came before the deadline.
+  // True if all `size` bytes arrived before the deadline.
   bool read_exactly(char* bytes, std::size_t size) const;
   int fd_ = -1;
 };
 
-// A client of the service in a private root; one connection per request. An item is named by its
-// entry id.
+// A client of the service in a private root, with one connection per request. Items are identified
+// by entry id.
 class control_client {
 public:
   explicit control_client(const private_root& root);
@@ -84,20 +84,20 @@ public:
   reply_packet command(std::string_view command, const std::string& id,
                        const name_values& more = {}) const;
 
-  // Adds an item and returns its entry id; a refusal fails the test and gives an empty id.
+  // Adds an item and returns its entry id. A refusal fails the test and returns an empty id.
   std::string add(const name_values& pairs) const;
   std::string add_file(std::string_view input_file, const name_values& more = {}) const;
-  // The same and marks it ready, so that its job begins.
+  // The same, and marks the item ready, so that its job starts.
   std::string add_ready(std::string_view input_file, const name_values& more = {}) const;
 
-  // The page form of the listing.
+  // The listing by pages.
   json11::Json list(const name_values& filters = {}) const;
-  // The item's JSON form; null when there is none.
+  // The item's JSON form; null if there is none.
   json11::Json item(const std::string& id) const;
   std::string state_text(const std::string& id) const;       // "state"
   std::string transcode_state(const std::string& id) const;  // "transcode state"
 
-  // These wait, fail the test at the deadline, and return the item as it was seen last.
+  // These wait, fail the test at the deadline, and return the item as last seen.
   json11::Json wait_for_item(const std::string& id,
                              const std::function<bool(const json11::Json&)>& condition) const;
   json11::Json wait_for_transcode_state(const std::string& id, const std::string& state) const;

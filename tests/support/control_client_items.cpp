@@ -1,4 +1,4 @@
-// Requests for items, and waiting for what becomes of them.
+// Requests for items, and waiting for items to change.
 #include <memory>
 
 #include <gtest/gtest.h>
@@ -65,7 +65,8 @@ std::string control_client::transcode_state(const std::string& id) const {
   return item(id)["transcode state"].string_value();
 }
 
-// One connection for all of it: a connection each would fill the service's log and its turns.
+// One connection for all requests: separate ones would fill the service's log and take up its
+// passes.
 json11::Json
 control_client::wait_for_item(const std::string& id,
                               const std::function<bool(const json11::Json&)>& condition) const {

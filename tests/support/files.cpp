@@ -1,4 +1,3 @@
-// Small whole-file helpers of the tests.
 #include "tests/support/files.h"
 
 #include <filesystem>

@@ -12,13 +12,13 @@ using name_values = std::vector<std::pair<std::string, std::string>>;
 
 bool exists(const std::string& path);
 
-// The whole file; empty when it cannot be read.
+// The whole file; empty if it cannot be read.
 std::string read_file(const std::string& path);
 
-// Writes the whole file, parents included; a failure fails the test.
+// Writes the whole file and creates its parent folders; a failure fails the test.
 void write_file(const std::string& path, std::string_view content);
 
-// The lines of a text without their line feeds; a last line without one counts.
+// The lines of a text without their line feeds; an unterminated last line counts.
 std::vector<std::string> lines_of(const std::string& text);
 
 // The pieces of a text between NUL bytes, as /proc/PID/cmdline has them.

@@ -1,4 +1,3 @@
-// The bench's clock, folder and items.
 #include "tests/support/item_bench.h"
 
 #include <filesystem>
@@ -39,7 +38,7 @@ item_bench::item_bench() {
 item_bench::~item_bench() {
   for (QueueItem* item : transcode_queue) {
     if (item != nullptr) {
-      item->proc_pid = -1;  // it is nobody's child any more
+      item->proc_pid = -1;  // it has been reaped
     }
     delete item;
   }

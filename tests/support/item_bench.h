@@ -1,5 +1,5 @@
-// Jobs in the test's own process: the clock stands still until the test moves it, and each job has
-// a directory of its own to report into.
+// Items in the test's own process: the clock only moves when the test moves it, and each item has
+// its own job directory.
 #pragma once
 
 #include <cstdint>
@@ -16,17 +16,17 @@ using strings = std::vector<std::string>;
 
 constexpr std::uint64_t start_of_clock = 1000000000;
 
-// What both clocks of the service answer.
+// The value returned by both clocks of the service.
 extern std::uint64_t clock_us;
 
-// Begins with an empty queue, no slot taken and nothing due, and leaves no item behind. Its source
-// is compiled into the test program: the clock has to stand before the service's own.
+// Starts with an empty queue, free slots and nothing due, and leaves no item. Its source is
+// compiled into the test program, because its clock must replace the service's.
 class item_bench : public ::testing::Test {
 protected:
   item_bench();
   ~item_bench() override;
 
-  // A new item at the end of the queue, in that state, with a job directory.
+  // Appends a new item in this state, with a job directory.
   QueueItem& add_item(transcode_states state = TRANSCODE_INIT);
 
   std::string folder_;

@@ -1,4 +1,3 @@
-// The keeper's life, and the two forks that bring it about.
 #include "tests/support/keeper.h"
 
 #include <cerrno>
@@ -27,7 +26,7 @@ void report(int fd, const std::string& line) {
   _exit(1);
 }
 
-// The test's own streams must not stay open in here: who reads them would wait for us.
+// The test's streams must not stay open in the keeper: whoever reads them would wait for it.
 void leave_the_test(int life_fd, int report_fd) {
   setsid();
   const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -43,7 +42,8 @@ void wait_for_end_of_test(int life_fd) {
   while (read(life_fd, &byte, 1) < 0 && errno == EINTR) {}
 }
 
-// The folder's parts are mount points in here, which cannot be removed, until they are unmounted.
+// The folder's parts are mount points in this namespace and cannot be removed until they are
+// unmounted.
 void remove_folder(const std::string& folder) {
   for (const char* place : {"/usr/bin", "/mnt", "/run"}) {
     umount2(place, MNT_DETACH);
@@ -52,7 +52,7 @@ void remove_folder(const std::string& folder) {
   for (int attempt = 0; attempt < 100; ++attempt) {
     std::filesystem::remove_all(folder, error);
     if (!error) { return; }
-    usleep(10000);  // what was killed may still be about to write
+    usleep(10000);  // killed processes may still be writing
   }
 }
 

@@ -1,4 +1,3 @@
-// Namespaces through the plain system calls.
 #include "tests/support/namespaces.h"
 
 #include <algorithm>
@@ -42,7 +41,8 @@ int become_root_of_user_namespace() {
   return write_proc_file("/proc/self/gid_map", "0 " + std::to_string(group) + " 1");
 }
 
-// Offsets are set against the machine's own clock, while the caller is still in its namespace.
+// Offsets are relative to the machine's own clock, and set while the caller is still in its
+// namespace.
 int give_children_uptime(long uptime_s) {
   timespec now{};
   if (clock_gettime(CLOCK_BOOTTIME, &now) != 0 || unshare(CLONE_NEWTIME) != 0) { return -1; }
@@ -57,7 +57,7 @@ int open_namespace(pid_t pid, const char* name) {
   return open(("/proc/" + std::to_string(pid) + "/ns/" + name).c_str(), O_RDONLY | O_CLOEXEC);
 }
 
-// `uptime_s` is negative where the machine's own is good enough.
+// `uptime_s` is negative to keep the machine's own uptime.
 int join(pid_t keeper, long uptime_s) {
   const bool is_root = geteuid() == 0;
   const int user = open_namespace(keeper, "user");

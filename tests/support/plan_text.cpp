@@ -1,4 +1,3 @@
-// The text form of a plan: writing and reading of its arguments.
 #include "tests/support/plan_text.h"
 
 #include <cstdio>

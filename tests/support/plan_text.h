@@ -1,6 +1,6 @@
-// The text form of a plan: one step a line, a verb and its arguments. An argument is a blank, "=",
-// and its bytes, those that are not printable, the blank and "%" as "%" and two hex digits. Shared
-// by the tests, which write it, and the stand-in tool, which reads it.
+// The text form of a plan: one step per line, a verb and its arguments. An argument is a blank,
+// "=", and its bytes; bytes that are not printable, blanks and "%" are written as "%" and two hex
+// digits. Written by the tests, read by the stand-in tool.
 #pragma once
 
 #include <string>
@@ -11,7 +11,7 @@ namespace qx_test {
 
 std::string encode_plan_argument(std::string_view bytes);
 
-// A line's verb, then its arguments as they were.
+// A line's verb, then its arguments, decoded.
 std::vector<std::string> decode_plan_line(const std::string& line);
 
 }  // namespace qx_test

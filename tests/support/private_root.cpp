@@ -1,4 +1,4 @@
-// The private root's folder, its files, plans and calls; its processes are in private_root_run.cpp.
+// The private root's folder, files, plans and calls; its processes are in private_root_run.cpp.
 #include "tests/support/private_root.h"
 
 #include <cstdlib>
@@ -30,7 +30,7 @@ constexpr const char* tool_programs[] = {"qxmi_vod_transcode",
                                          "rm",
                                          "ncftpput"};
 
-// Under the machine's own /tmp whatever TMPDIR says: the control socket's path must stay short.
+// Always under /tmp, whatever TMPDIR says: the control socket's path must stay short.
 std::string make_temporary_folder() {
   char name[] = "/tmp/qx.XXXXXX";
   const char* made = mkdtemp(name);
@@ -38,7 +38,7 @@ std::string make_temporary_folder() {
   return made == nullptr ? "/nonexistent" : made;
 }
 
-// A link where the file systems allow it: these programs can be large, and tests are many.
+// A hard link if the file systems allow it: these programs can be large, and there are many tests.
 void link_or_copy(const fs::path& from, const fs::path& to) {
   std::error_code error;
   fs::create_hard_link(from, to, error);
@@ -52,8 +52,8 @@ void install_stand_ins(const std::string& folder) {
   }
 }
 
-// The project's own tools; what it does not build (curl, rm, ffmpeg) is the machine's own anyway.
-// Copies: a linker may rewrite a program in place, and tools that run from it would crash.
+// The project's own tools; others (curl, rm, ffmpeg) come from the machine anyway. They are copied
+// because a linker may rewrite a program in place, and tools running from it would crash.
 void install_built_tools(const std::string& folder) {
   for (const char* program : tool_programs) {
     const fs::path built = fs::path(QX_BIN_FOLDER) / program;
@@ -100,8 +100,8 @@ private_root::private_root(tool_set tools) : folder_(make_temporary_folder()) {
   write_default_plans(*this);
 }
 
-// The keeper cannot end while a zombie of its namespace is left, and those born of spawn() have
-// this process for parent.
+// The keeper cannot end while a zombie is left in its namespace, and processes from spawn() have
+// this process as their parent.
 private_root::~private_root() {
   close(life_fd_);
   for (const pid_t pid : spawned_) {
@@ -168,8 +168,8 @@ std::string private_root::queue_file() const {
   return read("/mnt/main/tv/vod.queue.js");
 }
 
-// The service rewrites the file in place, so a reader may meet it half written: it is read again
-// until its last line is there, or for as long as a write can take at most.
+// The service rewrites the file in place, so a reader may see it half written: it is read again
+// until its last line is there, or until any write would have finished.
 std::map<std::string, std::string> private_root::job_status(int job_id) const {
   const std::string file = "/mnt/main/tv/fileops/jobs/" + std::to_string(job_id) + "/status";
   std::map<std::string, std::string> entries;

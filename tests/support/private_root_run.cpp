@@ -1,4 +1,4 @@
-// Processes of a private root: starting programs inside, and telling process ids apart.
+// Processes of a private root: starting programs inside, and converting process ids.
 #include <cctype>
 #include <cerrno>
 #include <csignal>
@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Nothing of the test's own environment gets in but what steers the sanitizers.
+// Only the sanitizers' options are passed on from the test's environment.
 std::vector<std::string> environment_inside() {
   std::vector<std::string> entries = {"PATH=/usr/bin:/bin", "LC_ALL=C"};
   for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS"}) {
@@ -50,7 +50,7 @@ void redirect(const std::string& path, int flags, int target) {
   if (fd < 0 || dup2(fd, target) < 0) { _exit(126); }
 }
 
-// Runs in a forked child; the arguments are ready-made, and nothing is allocated any more.
+// Runs in a forked child; the arguments are prepared, and nothing is allocated any more.
 [[noreturn]] void become(char** argv, char** environment) {
   for (int number = 1; number < NSIG; ++number) {
     std::signal(number, SIG_DFL);
@@ -61,7 +61,7 @@ void redirect(const std::string& path, int flags, int target) {
   _exit(127);
 }
 
-// Opens the streams while the machine's own files are still in sight.
+// Opens the streams while the machine's own files are still visible.
 [[noreturn]] void start_sibling(pid_t keeper, const std::vector<std::string>& argv,
                                 const spawn_options& options, int pid_fd) {
   redirect("/dev/null", O_RDONLY, 0);

@@ -14,7 +14,7 @@ using namespace qx_test;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-TEST(private_root, has_folders_of_its_own) {
+TEST(private_root, has_its_own_folders) {
   const private_root root;
   root.write("/mnt/media/a.txt", "inside");
   EXPECT_EQ(root.run({"/bin/cat", "/mnt/media/a.txt"}).out, "inside");
@@ -24,7 +24,7 @@ TEST(private_root, has_folders_of_its_own) {
   EXPECT_FALSE(exists("/run/mark"));
 }
 
-TEST(private_root, has_the_uptime_that_is_asked_for) {
+TEST(private_root, has_the_requested_uptime) {
   const private_root root;
   spawn_options options;
   options.uptime_s = 299;
@@ -56,7 +56,7 @@ TEST(private_root, leaves_no_process_and_no_folder) {
   EXPECT_FALSE(exists(folder));
 }
 
-TEST(private_root, is_gone_when_its_test_is_killed) {
+TEST(private_root, disappears_when_its_test_is_killed) {
   int folder_pipe[2];
   ASSERT_EQ(pipe(folder_pipe), 0);
   const pid_t test = fork();
@@ -72,7 +72,7 @@ TEST(private_root, is_gone_when_its_test_is_killed) {
   EXPECT_TRUE(wait_until([&] { return !exists(folder); })) << folder;
 }
 
-TEST(private_root, tells_inner_from_outer_process_ids) {
+TEST(private_root, converts_inner_and_outer_process_ids) {
   const private_root root;
   root.plan(tool::grab, tool_plan().wait("go"));
   const pid_t outer = root.spawn({"/usr/bin/qxmi_grab"});
@@ -99,7 +99,7 @@ TEST(private_root, broken_tool_cannot_be_executed) {
   EXPECT_EQ(root.run({"/usr/bin/qxmi_grab"}).status, 127);
 }
 
-TEST(stand_in_tool, notes_how_it_was_called) {
+TEST(stand_in_tool, records_how_it_was_called) {
   const private_root root;
   root.run({"/usr/bin/qxmi_grab", "-o", "/mnt/media/with blank.jpg", ""});
   const auto call = root.wait_for_call(tool::grab);
@@ -139,7 +139,7 @@ TEST(stand_in_tool, catches_signals_and_waits) {
   EXPECT_EQ(WEXITSTATUS(status), 5);
 }
 
-TEST(stand_in_tool, removes_only_below_mnt) {
+TEST(stand_in_tool, only_removes_below_mnt) {
   const private_root root;
   root.write("/mnt/media/folder/file", "x");
   root.write("/run/other/file", "x");
@@ -148,7 +148,7 @@ TEST(stand_in_tool, removes_only_below_mnt) {
   EXPECT_TRUE(root.exists("/run/other/file"));
 }
 
-TEST(stand_in_tool, is_named_by_the_request_it_makes) {
+TEST(stand_in_tool, is_named_after_the_request_it_makes) {
   const private_root root;
   root.plan("curl.add", tool_plan().print("added"));
   EXPECT_EQ(root.run({"/usr/bin/curl", "http://server/vod.cgi?c=vodsrv&vc=add"}).out, "added");

@@ -1,4 +1,3 @@
-// Starting, stopping and watching the service.
 #include "tests/support/service_process.h"
 
 #include <csignal>
@@ -29,7 +28,7 @@ exit_result decoded(int wait_status) {
 
 }  // namespace
 
-// A copy for each private root: the service locks its own executable file.
+// One copy per private root, because the service locks its own executable.
 service_process::service_process(const private_root& root) : root_(root) {
   std::error_code error;
   fs::copy_file(fs::path(QX_BIN_FOLDER) / "qx_vod_service", root.scratch("qx_vod_service"), error);
@@ -133,8 +132,8 @@ std::map<int, std::string> service_process::open_descriptors() const {
   return descriptors;
 }
 
-// Every tool leads a session of its own; what shares the service's is not a tool, such as the
-// process that the leak check at the service's exit starts.
+// Every tool leads its own session; a process in the service's session is not a tool, such as the
+// one that the leak check starts at the service's exit.
 void service_process::kill_tools() const {
   for (const pid_t inner : root_.processes()) {
     const pid_t outer = root_.outer_pid(inner);

@@ -1,4 +1,4 @@
-// The service binary, run in a private root and watched from outside.
+// The service binary, run in a private root and observed from outside.
 #pragma once
 
 #include <chrono>
@@ -17,9 +17,9 @@ struct exit_result {
   int signal = -1;
 };
 
-// At the end of its life a running service is stopped with SIGTERM (its tools are killed first,
-// so that it need not wait for them) and the test fails unless it exits with 0: so every test also
-// checks an orderly shutdown and, under the sanitizers, leaks.
+// The destructor stops a running service with SIGTERM, killing its tools first so that it does not
+// wait for them, and fails the test unless the service exits with 0. So every test also checks an
+// orderly shutdown and, under the sanitizers, leaks.
 class service_process {
 public:
   explicit service_process(const private_root& root);
@@ -27,26 +27,26 @@ public:
   service_process(const service_process&) = delete;
   service_process& operator=(const service_process&) = delete;
 
-  // Starts it and waits until its control socket answers; a failure fails the test.
+  // Starts it and waits until the control socket answers; a failure fails the test.
   void start();
-  // Starts it and does not wait: for start-up failures and arguments.
+  // Starts it without waiting, for tests of start-up failures and arguments.
   void launch(const std::vector<std::string>& arguments = {});
-  // SIGTERM, wait for the end, start again. Standard error starts anew.
+  // SIGTERM, wait for the end, start again with an empty standard error.
   void restart();
 
   // SIGTERM, then wait.
   exit_result stop();
-  // SIGKILL to the service alone: its tools live on, as they would on a real machine.
+  // SIGKILL to the service alone: its tools survive, as they would on a real machine.
   void kill();
   void signal(int number) const;
   bool running();
   // Waits for the end; the test fails at the deadline.
   exit_result wait_for_exit(std::chrono::milliseconds deadline = default_exit_deadline);
 
-  // All that this run has written to standard error so far.
+  // Everything this run has written to standard error so far.
   std::string stderr_text() const;
   std::vector<std::string> stderr_lines() const;
-  // Whether the text came before the deadline.
+  // Whether the text appeared before the deadline.
   bool wait_for_stderr(std::string_view text) const;
 
   // The uptime that the machine reports when the service starts, in seconds.
@@ -54,7 +54,7 @@ public:
 
   pid_t pid() const { return pid_; }                         // as the test sees it
   pid_t inner_pid() const { return root_.inner_pid(pid_); }  // as the service sees it
-  // Descriptors that the service holds open, by number.
+  // The numbers of the descriptors that the service has open.
   std::map<int, std::string> open_descriptors() const;
 
   static constexpr std::chrono::seconds default_exit_deadline{60};

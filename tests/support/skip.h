@@ -1,4 +1,4 @@
-// Skipping what a machine cannot run, where that is nobody's oversight.
+// Skips tests that a machine cannot run.
 #pragma once
 
 #include <cstdlib>
@@ -7,7 +7,7 @@
 
 namespace qx_test {
 
-// Continuous integration sets CI; there every test can run, and one that does not is a fault.
+// Continuous integration sets CI; every test can run there, and one that cannot is a failure.
 inline bool is_ci() {
   const char* const value = std::getenv("CI");
   return value != nullptr && *value != '\0';
@@ -15,7 +15,7 @@ inline bool is_ci() {
 
 }  // namespace qx_test
 
-// Ends the test, or set-up, it stands in: skipped for that reason, or failed in continuous
+// Ends the test, or set-up, in which it is used: skipped for this reason, or failed in continuous
 // integration.
 #define QX_SKIP_OR_FAIL_IN_CI(reason)                                                              \
   do {                                                                                             \

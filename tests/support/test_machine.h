@@ -1,4 +1,4 @@
-// The three things nearly every end-to-end test needs, put together.
+// The three parts of nearly every end-to-end test: private root, service, client.
 #pragma once
 
 #include "tests/support/control_client.h"
@@ -7,7 +7,7 @@
 
 namespace qx_test {
 
-// A private root with a service that is not yet started, so that a test may write settings, plans
+// A private root with a service that is not started yet, so that a test can write settings, plans
 // and files before it calls start().
 struct test_machine {
   explicit test_machine(tool_set tools = tool_set::stand_ins) : root(tools) {}

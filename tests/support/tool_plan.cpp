@@ -1,4 +1,3 @@
-// Building plans, and reading the records that stand-in tools leave.
 #include "tests/support/tool_plan.h"
 
 #include <algorithm>
@@ -12,7 +11,7 @@ namespace qx_test {
 
 namespace {
 
-// A file "info" holds lines of a key, a blank and a value; "fd" lines have the number in between.
+// A file "info" has lines of a key, a blank and a value; "fd" lines have a number in between.
 void read_info_line(const std::string& line, tool_call& call) {
   const auto blank = line.find(' ');
   if (blank == std::string::npos) { return; }

@@ -1,4 +1,4 @@
-// Waiting for a condition with a deadline: what tests use in place of sleeps.
+// Waiting for a condition with a deadline, which tests use instead of sleeps.
 #pragma once
 
 #include <chrono>
@@ -6,10 +6,10 @@
 
 namespace qx_test {
 
-// Far above what any step takes on a busy two-core machine, so that only a real fault meets it.
+// Much longer than any step takes on a busy two-core machine, so that only a real fault exceeds it.
 constexpr std::chrono::seconds default_deadline{60};
 
-// Asks `condition` every few milliseconds until it is true or `deadline` has passed; returns
+// Checks `condition` every few milliseconds until it is true or `deadline` has passed; returns
 // whether it became true.
 template <typename Condition>
 bool wait_until(Condition condition, std::chrono::milliseconds deadline = default_deadline) {

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The cable is cut during the download, and the far file server ends meanwhile: the job says so, and
-# its restart continues the partial file.
+# The cable is cut and the remote file server ends during the download: the job says so, and its
+# restart continues the partial file.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The cable is cut while the far side transcodes: the near text says so, nothing else happens, and
-# the job goes on by itself.
+# The cable is cut while the remote host transcodes: only the local job's text shows it, and the job
+# continues by itself.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

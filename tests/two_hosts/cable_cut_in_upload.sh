@@ -1,5 +1,5 @@
 #!/bin/sh
-# The cable is cut during the upload: it goes on when the cable is back.
+# The cable is cut during the upload, which continues when the cable is back.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 clip=$media/long.ts

@@ -1,5 +1,5 @@
 #!/bin/sh
-# A cancel on the far host ends the near job, with the reason; a restart takes it up again.
+# A cancel on the remote host ends the local job, with the reason; a restart resumes it.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

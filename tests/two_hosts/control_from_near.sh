@@ -1,5 +1,5 @@
 #!/bin/sh
-# Pause, resume, cancel and restart on the near host reach the job on the far one.
+# Pause, resume, cancel and restart on the local host reach the job on the remote one.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

@@ -1,10 +1,10 @@
 #!/bin/sh
-# The far file server drops every session in the middle of the download, until the download tool
+# The remote file server drops every session in the middle of the download until the download tool
 # gives up: the job says so, and its restart continues the partial file.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-# A session that is dropped in its login would count as refused: only one that sends is.
+# A session dropped during login would count as refused, so only one that is sending is dropped.
 is_given_up() {
   here=$(size_of "$(show 'output file')")
   if [ "$here" -gt "$dropped_at" ]; then
@@ -14,7 +14,7 @@ is_given_up() {
   state_is cancelled
 }
 
-# As an operator may set it; by itself the tool tries twenty times, over minutes.
+# A limit that an operator may set; by default the tool tries twenty times, over minutes.
 printf 'tries = 3\nwaitretry = 1\n' >>/etc/wgetrc
 hold transcode
 add_job "$media/clip.ts"

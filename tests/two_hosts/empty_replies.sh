@@ -1,10 +1,10 @@
 #!/bin/sh
-# The far web server ends while it works on a request, so that the reply is empty: to an add, to a
-# question for the state, to a command.
+# The remote web server ends while it handles a request, so that the reply is empty: to an add, to a
+# poll, to a command.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-# Requests are held, and dropped with the server.
+# Requests are delayed, and dropped with the server.
 end_web_during() { # REQUEST
   until_true "the request to $1" is_asked_to "$1"
   end_process "$FAR/run/lighttpd.pid" KILL
@@ -31,7 +31,7 @@ expect_jobs_over_there 1
 rm "$FAR/run/requests"
 hold list
 end_web_during list
-# The text of the one poll that met it; the next ones find no server.
+# The text after the poll that was dropped; later polls find no server.
 until_true "the text of a missing answer" text_begins "Remote item: status temporarily unavailable"
 always_true 2 "the near job is monitored" remote_is monitor
 mend_web list
@@ -47,7 +47,7 @@ text_is "Remote item: command failed" || fail "the text does not tell of the com
 [ "$(far_show 'transcode state' "$entry")" = transcoding ] || fail "the far job does not go on"
 mend_web pause
 
-# The restart sends it anew; that it is to pause still holds.
+# The restart sends it again; the pause is still wanted.
 qx_vod_ctl restart "$id"
 wait_for_remote monitor
 until_true "the pause over there" far_paused_is yes

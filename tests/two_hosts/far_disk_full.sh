@@ -1,5 +1,5 @@
 #!/bin/sh
-# No room over there: first for the upload, then for the VOD.
+# The remote disk is full: first for the upload, then for the VOD.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

@@ -1,5 +1,6 @@
 #!/bin/sh
-# The far job is removed by hand: the near job loses track of it, and its restart sends it again.
+# The remote job is removed by hand: the local job loses track of it, and its restart sends it
+# again.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

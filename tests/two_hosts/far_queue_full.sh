@@ -1,5 +1,5 @@
 #!/bin/sh
-# The far queue holds all the jobs it can: the near job is refused, and taken when there is room.
+# The remote queue is full: the local job is refused, and accepted when there is room.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 queue_size=512

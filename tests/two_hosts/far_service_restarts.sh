@@ -1,5 +1,6 @@
 #!/bin/sh
-# The far service is stopped and started in mid-transcode: the near job waits for it and goes on.
+# The remote service is stopped and started in mid-transcode: the local job waits for it and
+# continues.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

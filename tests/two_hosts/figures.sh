@@ -1,6 +1,6 @@
 #!/bin/sh
-# No case but measurements, for bench/remote_figures: what remote jobs cost the near service. It
-# shares the machine with everything else here, so that only its own processor time tells much.
+# Not a case, but measurements for bench/remote_figures: the cost of remote jobs for the local
+# service. It shares the machine with everything else, so only its own processor time is meaningful.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 monitored=20
@@ -9,8 +9,8 @@ scan_span_s=20
 monitored_span_s=60
 scan_period_ms=550 # on average
 
-# Processor time in ms, of the near service itself and of its children that have ended. A clock tick
-# is 10 ms.
+# Processor time in ms, of the local service itself and of its children that have ended. A clock
+# tick is 10 ms.
 cpu_ms() { # own | children
   # shellcheck disable=SC2046  # numbers and one word
   set -- "$1" $(cat "/proc/$(cat /run/service.pid)/stat")
@@ -22,7 +22,7 @@ now() {
   cut -d' ' -f1 /proc/uptime | tr -d .
 }
 
-# Sets own_ms and children_ms: what is used while nobody asks the service anything.
+# Sets own_ms and children_ms to the time used while no client sends requests.
 measure() { # SECONDS
   own_begin=$(cpu_ms own)
   children_begin=$(cpu_ms children)

@@ -1,9 +1,9 @@
 #!/bin/sh
-# The near service is stopped and started while it adds, monitors and passes on a command.
+# The local service is stopped and started while it adds, monitors and passes on a command.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-# A request that was not answered is dropped; what happens when it is carried out is another case.
+# A request that was not answered is dropped; another case covers one that is carried out.
 restart_near() {
   stop_service near
   end_process "$FAR/run/gateway.pid" TERM

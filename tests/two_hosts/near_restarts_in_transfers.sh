@@ -1,5 +1,6 @@
 #!/bin/sh
-# The near service is stopped and started during upload and download: each goes on where it stood.
+# The local service is stopped and started during upload and download: each continues where it
+# stopped.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 clip=$media/long.ts
@@ -11,7 +12,7 @@ has_arrived() { # BYTES: so much of the upload is over there
 expect_no_byte_twice() { # DIRECTION SIZE
   bytes=$(transferred_bytes "$1")
   step "$1: $bytes bytes for a file of $2"
-  # What was on its way at the stop does not count as arrived.
+  # Bytes in transit at the stop do not count as arrived.
   [ "$bytes" -le "$(($2 + $2 / 4))" ] || fail "$1 was done again: $(cat "$transfers")"
 }
 

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The far side takes the job on, but the near service ends before it hears so: the job goes on, and
-# there is one over there.
+# The remote server accepts the job, but the local service ends before the reply arrives: the job
+# continues, and the remote server has only one.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The far side refuses commands by status 500: pause and resume are tried until they are taken, a
-# cancel ends the near job alone, a restart finds the far job cancelled as it was.
+# The remote server refuses commands with status 500: pause and resume are retried until accepted, a
+# cancel ends only the local job, a restart finds the remote job still cancelled.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

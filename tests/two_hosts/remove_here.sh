@@ -1,5 +1,5 @@
 #!/bin/sh
-# A job removed on the near host goes on over there: the far side is not told.
+# A job removed on the local host continues on the remote one, which gets no request.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
@@ -7,7 +7,7 @@ hold transcode
 add_job "$media/clip.ts"
 wait_for_far_transcode
 entry=$(far_id)
-# Refused while a question for the state is under way.
+# Refused during a poll.
 until_true "the removal" qx_vod_ctl remove "$id"
 id=
 let_go transcode

@@ -1,5 +1,5 @@
 #!/bin/sh
-# The far web server answers with a fault, with a web page, or not at all.
+# The remote web server answers with an error, with a web page, or not at all.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

@@ -1,11 +1,11 @@
 # shellcheck shell=sh
-# What the cases are written with; they run on the near host and read this first.
+# Functions for the cases, which run on the local host and source this file first.
 set -eu
 media=/mnt/media
 transfers=$FAR/run/transfers.log
 id=
 
-# Longer than anything takes on a busy machine, shorter than the time limit of a case.
+# Longer than any step takes on a busy machine, shorter than the time limit of a case.
 patience_s=120
 
 fail() {
@@ -31,7 +31,7 @@ until_true() {
   done
 }
 
-# always_true SECONDS WHAT COMMAND...: repeats it for so long; it has to succeed every time.
+# always_true SECONDS WHAT COMMAND...: repeats it for that time; it has to succeed every time.
 always_true() {
   deadline=$(($(date +%s) + $1))
   what=$2
@@ -48,7 +48,7 @@ far() {
 
 # Servers.
 
-# A process that ended but was not waited for is still there; its program is not.
+# A process that has ended but has not been waited for still exists; its program does not.
 has_ended() {
   ! readlink "/proc/$1/exe" >/dev/null
 }
@@ -82,7 +82,7 @@ start_web() {
   until_true "the far web server" curl --silent --output /dev/null http://10.99.0.2/
 }
 
-# The server, and its sessions, which run as processes of their own and live on when it has gone.
+# The server, and its sessions, which are separate processes and outlive it.
 ftp_processes() {
   for exe in /proc/[0-9]*/exe; do
     [ "$(readlink "$exe" 2>/dev/null)" != "$(command -v vsftpd)" ] ||
@@ -109,9 +109,9 @@ start_ftp() { # [OPTION...]
     ftp://10.99.0.2/
 }
 
-# Bytes per second, for what has to last; in small pieces, since every session begins with a whole
-# one. Small socket buffers, so that what has left one host has about arrived on the other; as they
-# are, megabytes are on their way.
+# Bytes per second, for transfers that have to take a while. The pieces are small because every
+# session starts with a whole one, and so are the socket buffers, so that bytes that have left one
+# host have almost arrived on the other; by default megabytes are in transit.
 limit_ftp() {
   # shellcheck disable=SC2016  # expanded on either host
   few='for way in rmem wmem; do echo "4096 16384 32768" >/proc/sys/net/ipv4/tcp_$way; done'
@@ -214,7 +214,7 @@ wait_for_far_transcode() {
   wait_for_far_state transcoding
 }
 
-# A clip of the usual kind with padding behind it: packets that carry nothing.
+# An ordinary clip followed by padding: packets that carry nothing.
 pad_clip() { # FILE KIBIBYTES
   {
     cat "$media/clip.ts"
@@ -232,7 +232,7 @@ size_of() {
   stat -c %s -- "$1"
 }
 
-# How often, and how many bytes in all, the far server took or gave; what broke off counts too.
+# The number of transfers to or from the remote server, and their bytes, including interrupted ones.
 count_transfers() { # "OK UPLOAD" | "OK RENAME" | ...
   grep -c " $1: " "$transfers" || :
 }
@@ -241,7 +241,7 @@ transferred_bytes() { # UPLOAD | DOWNLOAD
   sed -n "s/.* $1: .*, \([0-9]*\) bytes.*/\1/p" "$transfers" | awk '{ sum += $1 } END { print sum + 0 }'
 }
 
-# A source gets its name over there when it is whole.
+# A source gets its name on the remote host when it is complete.
 expect_one_upload() {
   [ "$(count_transfers 'OK RENAME')" -eq 1 ] || fail "not one upload: $(cat "$transfers")"
 }
@@ -258,7 +258,7 @@ expect_jobs_over_there() { # COUNT
   [ "$found" -eq "$1" ] || fail "$found jobs over there, not $1"
 }
 
-# The job ends well, and what came back is what was made over there, and plays.
+# The job succeeds, and the result is the file made on the remote host, and plays.
 expect_vod() {
   until_true "the end of the job" state_is "done"
   vod=$(show 'output file')

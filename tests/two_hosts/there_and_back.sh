@@ -1,5 +1,5 @@
 #!/bin/sh
-# A clip goes to the far host and comes back as a VOD.
+# A clip goes to the remote host and comes back as a VOD.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

@@ -1,9 +1,9 @@
 #!/bin/sh
-# Three jobs at once: one transfer at a time, and the far queue keeps its order.
+# Three jobs at once: one transfer at a time, and the remote queue keeps its order.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 
-# Of the processes given, those that transfer something, children of the near service.
+# Those of the given processes that transfer something: children of the local service.
 transfers_among() { # PID...
   for pid in "$@"; do
     case $(readlink "/proc/$pid/exe" 2>/dev/null) in
@@ -12,8 +12,8 @@ transfers_among() { # PID...
   done
 }
 
-# How many run at a time. One may end, and the next begin, while the processes are looked through:
-# those found are together only if all are still there afterwards.
+# How many run at a time. One may end and the next start while the processes are examined, so those
+# found count as simultaneous only if all still exist afterwards.
 transfers_now() {
   found=$(cd /proc && transfers_among [0-9]*)
   # shellcheck disable=SC2086  # a list of numbers
@@ -28,7 +28,8 @@ count_state() { # transcode state
   echo "$ended"
 }
 
-# Names of sources, one per line: in the order of the far queue, and of the transcodes begun.
+# Names of sources, one per line: in the order of the remote queue, and of the starts of the
+# transcodes.
 queued() {
   far qx_vod_ctl list --json | grep -o '"input file": *"[^"]*"' | grep -o "$uuid"
 }
@@ -41,7 +42,7 @@ all_over_there() {
   [ "$(queued | wc -l)" -eq 3 ]
 }
 
-# Looks all the while that the condition is not met.
+# Watches the transfers until the condition is met.
 watch_transfers_until() { # COMMAND...
   deadline=$(($(date +%s) + patience_s))
   until "$@"; do

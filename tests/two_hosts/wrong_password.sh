@@ -1,5 +1,6 @@
 #!/bin/sh
-# The far file server, then the far web server, takes another password than the near host has.
+# The remote file server, then the remote web server, expects another password than the local host
+# has.
 # shellcheck source=tests/two_hosts/support.sh
 . "$(dirname "$0")/support.sh"
 

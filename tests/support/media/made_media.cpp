@@ -1,4 +1,3 @@
-// Media that one test alone needs, and what a picture looks like.
 #include "tests/support/media/made_media.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Media that one test alone needs, and what a picture looks like.
+// Media for a single test, and checks of how a picture looks.
 #pragma once
 
 #include <string>
@@ -9,13 +9,13 @@
 
 namespace qx_test {
 
-// Makes `name` in `folder` with "ffmpeg -y ARGUMENTS name"; words are separated by blanks. Returns
-// its path; a failure fails the test.
+// Makes `name` in `folder` with "ffmpeg -y ARGUMENTS name"; the arguments are separated by blanks.
+// Returns its path; a failure fails the test.
 std::string make_media(const scratch_folder& folder, const std::string& name,
                        std::string_view arguments);
 
-// Appends the files of `parts` one to the other, as a receiver does that goes on recording. Returns
-// the path of the whole, `name` in `folder`.
+// Concatenates the files in `parts`, as a receiver does that resumes a recording. Returns the path
+// of the result, `name` in `folder`.
 std::string join_media(const scratch_folder& folder, const std::string& name,
                        const std::vector<std::string>& parts);
 
@@ -23,9 +23,9 @@ std::string join_media(const scratch_folder& folder, const std::string& name,
 // as RGB, of a size such as "1280x720".
 std::string colour_bars(const std::string& size);
 
-// How far the worst point of seven such bars is from what it should be, 0 to 255, in a picture or
-// in the first picture of a film, read with the matrix and the range that it is tagged with. 255
-// when it cannot be read or names no matrix.
+// The largest deviation of any of these seven bars from its nominal value, 0 to 255, in a picture
+// or the first picture of a film, decoded with the matrix and the range in its tags. 255 if it
+// cannot be read or names no matrix.
 int bars_error(const std::string& path);
 
 // Copies `source` to `target`; a failure fails the test. Returns `target`.
@@ -35,7 +35,7 @@ std::string copy_to(const std::string& target, const std::string& source);
 // empty when it cannot be decoded.
 std::vector<int> grey_points(const std::string& picture, int width, int height);
 
-// The mean of all its points.
+// The mean of all its pixels.
 int brightness(const std::string& picture);
 
 }  // namespace qx_test

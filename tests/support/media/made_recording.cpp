@@ -1,4 +1,3 @@
-// Recordings with a flash and a beep.
 #include "tests/support/media/made_recording.h"
 
 #include <fstream>
@@ -8,7 +7,7 @@
 namespace qx_test {
 namespace {
 
-// Commas and blanks mean something to the engine and to make_media().
+// Commas and blanks have a meaning for the engine and for make_media().
 std::string escaped(const std::string& expression) {
   std::string result;
   for (const char character : expression) {

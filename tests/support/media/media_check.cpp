@@ -1,4 +1,3 @@
-// What ffprobe and ffmpeg find in a file.
 #include "tests/support/media/media_check.h"
 
 #include <cstdio>
@@ -11,7 +10,7 @@
 namespace qx_test {
 namespace {
 
-// The names are those of a test's own folder, so a shell with quotes will do.
+// The names come from the test's own folder, so quoting for the shell is simple.
 std::string output_of(const std::string& command) {
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "re"), pclose);
   std::string text;
@@ -39,8 +38,9 @@ std::string filtered(const std::string& path, const std::string& filters) {
   return output_of("ffmpeg -nostdin -v error -i " + quoted(path) + " " + filters + " -f null -");
 }
 
-// The pts_time of each frame whose value is above `threshold` while the one before was not, in the
-// form of the metadata filters: a line "frame:N pts:P pts_time:T", then a line "key=value".
+// The pts_time of each frame whose value is above `threshold` while the previous one's was not,
+// from the output of the metadata filters: a line "frame:N pts:P pts_time:T", then a line
+// "key=value".
 std::vector<double> times_above(const std::string& report, double threshold) {
   std::istringstream stream(report);
   std::vector<double> times;
@@ -75,7 +75,7 @@ std::string level_report(const std::string& path, const std::string& before) {
                             "ametadata=print:key=lavfi.astats.Overall.RMS_level:file=-'");
 }
 
-// The last value that the statistics of the whole sound come to.
+// The last value in the statistics of the whole sound.
 double statistic(const std::string& path, const std::string& before, const std::string& name) {
   const std::string report =
       filtered(path, "-vn -af 'aformat=sample_fmts=flt,atrim=start=0.25,asetpts=N/SR/TB,areverse,"

@@ -1,4 +1,3 @@
-// Small real media for tests.
 #include "tests/support/media/test_media.h"
 
 #include <algorithm>
@@ -22,8 +21,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Arguments between "ffmpeg -y" and the output; words are separated by blanks, and a word "@" is
-// replaced by the path of `source`.
+// The arguments between "ffmpeg -y" and the output, separated by blanks; a word "@" is replaced
+// with the path of `source`.
 struct recipe {
   std::string_view name;
   std::string_view arguments;
@@ -84,7 +83,7 @@ constexpr recipe recipes[] = {
     {"still.jpg", QX_SCENE("200x100", "25") "-frames:v 1 -f image2 -update 1 -c:v mjpeg "},
 };
 
-// What is made by changing the bytes of another file.
+// Files made by changing the bytes of another one.
 struct derivation {
   std::string_view name;
   std::string_view source;
@@ -106,7 +105,7 @@ std::string cut(std::string bytes) {
   return bytes;
 }
 
-// Breaks every fifth packet between 40 % and 60 % of the file behind its header.
+// Damages every fifth packet, after its header, between 40 % and 60 % of the file.
 std::string damage(std::string bytes) {
   constexpr std::size_t packet = 188;
   const std::size_t packets = bytes.size() / packet;
@@ -183,7 +182,8 @@ std::string test_media(std::string_view name) {
   fs::create_directories(folder);
   if (fs::exists(path)) { return path; }
 
-  // One test makes it, the others wait at the lock; the rename is for those who come without it.
+  // One test makes the file while the others wait for the lock; the rename protects those that do
+  // not lock.
   const int lock = open((path.string() + ".lock").c_str(), O_CREAT | O_RDWR | O_CLOEXEC, 0666);
   flock(lock, LOCK_EX);
   bool made = fs::exists(path);

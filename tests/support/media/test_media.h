@@ -39,7 +39,7 @@
 
 namespace qx_test {
 
-// The path of one of the files above; a failure to make it fails the test and gives "".
+// The path of one of the files above. A failure to make it fails the test and returns "".
 std::string test_media(std::string_view name);
 
 }  // namespace qx_test

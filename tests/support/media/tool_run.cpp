@@ -1,4 +1,3 @@
-// One of the built tools, run as the service runs it.
 #include "tests/support/media/tool_run.h"
 
 #include <algorithm>
@@ -58,7 +57,7 @@ std::vector<std::string> split_lines(const std::string& text) {
   return lines;
 }
 
-// The fields of /proc/PID/stat behind the name, which may itself hold blanks and brackets.
+// The fields of /proc/PID/stat after the name, which may itself contain blanks and brackets.
 std::vector<std::string> stat_fields(pid_t pid) {
   std::ifstream stream("/proc/" + std::to_string(pid) + "/stat");
   const std::string text{std::istreambuf_iterator<char>(stream), {}};
@@ -109,7 +108,7 @@ tool_run::tool_run(const std::string& tool, const std::vector<std::string>& argu
     if (folder.empty() || chdir(folder.c_str()) == 0) { execv(argv[0], argv.data()); }
     _exit(255);
   }
-  // Before it leads its group there is nothing to signal.
+  // Until it leads its group there is nothing to signal.
   EXPECT_TRUE(pid_ > 0 && wait_until([this] { return getpgid(pid_) == pid_; }));
 }
 

@@ -1,5 +1,5 @@
-// One of the built tools, run as the service runs it: in a session of its own, with SIGPIPE
-// ignored, and signalled by process group.
+// Runs one of the built tools as the service does: in its own session, with SIGPIPE ignored, and
+// signalled by process group.
 #pragma once
 
 #include <chrono>
@@ -22,11 +22,10 @@ enum class tool_output { kept, reader_gone };
 
 class tool_run {
 public:
-  // Starts the tool of that name with `arguments`, in `folder` if one is given; a failure fails
-  // the test.
+  // Starts the tool with `arguments`, in `folder` if one is given; a failure fails the test.
   tool_run(const std::string& tool, const std::vector<std::string>& arguments,
            const std::string& folder = "", tool_output output = tool_output::kept);
-  // Kills what still runs of its group.
+  // Kills all processes left in its group.
   ~tool_run();
   tool_run(const tool_run&) = delete;
   tool_run& operator=(const tool_run&) = delete;
@@ -37,13 +36,14 @@ public:
   // Waits for the tool's end; the test fails at the deadline.
   tool_end wait(std::chrono::milliseconds deadline = std::chrono::seconds(60));
 
-  // What it has written so far.
+  // Its output so far.
   std::string output() const;
   std::string errors() const;
   std::vector<std::string> output_lines() const;
   std::vector<std::string> error_lines() const;
 
-  // The engine that it has started, once it is really ffmpeg; waits for it, -1 at the deadline.
+  // The process id of the engine it started, as soon as that executes ffmpeg; waits for it, -1 at
+  // the deadline.
   pid_t engine() const;
 
   pid_t pid() const { return pid_; }
@@ -64,12 +64,12 @@ struct tool_result {
 tool_result run_tool(const std::string& tool, const std::vector<std::string>& arguments,
                      const std::string& folder = "");
 
-// Of any process: its processor time so far in seconds, and its state letter as /proc has it (0
-// when there is no such process).
+// For any process: its processor time so far in seconds, and its state letter as in /proc (0 if
+// there is no such process).
 double cpu_seconds(pid_t pid);
 char process_state(pid_t pid);
 
-// A folder of the test's own, removed with all it holds.
+// A temporary folder, removed with everything in it.
 class scratch_folder {
 public:
   scratch_folder();
@@ -80,7 +80,7 @@ public:
   const std::string& path() const { return path_; }
   std::string file(const std::string& name) const { return path_ + "/" + name; }
 
-  // The names in it, hidden ones too, sorted.
+  // The names in it, sorted, including hidden ones.
   std::vector<std::string> names() const;
 
 private:

@@ -1,4 +1,3 @@
-// The record of one run: written before the plan is looked at.
 #include "tests/support/stand_in/call_record.h"
 
 #include <cstring>
@@ -18,14 +17,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The remote command of a request: what follows "vc=" in the address.
+// The remote command of a request: the text after "vc=" in the URL.
 std::string request_command(const std::string& address) {
   const auto at = address.find("&vc=");
   if (at == std::string::npos) { return ""; }
   return "." + address.substr(at + 4, address.find('&', at + 4) - (at + 4));
 }
 
-// One above the highest number there is, whatever other runs do at the same time.
+// One more than the highest existing number, even if other runs do the same at the same time.
 void make_record_folder(call_record& record) {
   const std::string prefix = std::string(stand_in_folder) + "/calls/" + record.name + ".";
   do {
@@ -42,7 +41,8 @@ std::string joined_with_nul(char** texts) {
 }
 
 void note_descriptors(std::ostream& info) {
-  // Listed first, for the iteration itself holds a descriptor that is gone when it is looked at.
+  // Listed first, because the iteration itself holds a descriptor that is closed by the time it is
+  // examined.
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
     std::error_code error;
     const auto target = fs::read_symlink(entry.path(), error).string();

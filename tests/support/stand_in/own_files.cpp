@@ -1,4 +1,3 @@
-// File helpers of the stand-in tool.
 #include "tests/support/stand_in/own_files.h"
 
 #include <cerrno>

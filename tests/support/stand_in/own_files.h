@@ -7,13 +7,13 @@
 namespace qx_test {
 
 // Writes the file under a temporary name and renames it, so that nobody sees half of it. Ends the
-// process with status 120 when that fails: no real tool is known to use it.
+// process with status 120 if that fails, a status that no real tool is known to use.
 void write_whole(const std::string& path, std::string_view content);
 
-// The whole file; empty when there is none.
+// The whole file; empty if there is none.
 std::string read_whole(const std::string& path);
 
-// All that comes from a descriptor until its end.
+// Everything from a descriptor until end of file.
 std::string read_to_end(int fd);
 
 bool file_exists(const std::string& path);

@@ -1,4 +1,3 @@
-// The steps that a stand-in tool knows.
 #include "tests/support/stand_in/plan_runner.h"
 
 #include <cctype>
@@ -25,7 +24,7 @@ namespace fs = std::filesystem;
 
 int signals_fd = -1;
 
-// Only calls that are safe in a handler: one line with the number.
+// Makes only calls that are safe in a signal handler: writes one line with the number.
 void note_signal(int number) {
   const char line[] = {static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10),
                        '\n'};
@@ -54,7 +53,7 @@ int plan_runner::run() {
   return 0;
 }
 
-// The plan of this very run, else that of the tool, else (a request) that of the program.
+// The plan of this run, else of the tool, else (for a request) of the program.
 std::string plan_runner::plan_text() const {
   const std::string plans = std::string(stand_in_folder) + "/plans/";
   const std::string program = record_.name.substr(0, record_.name.find('.'));

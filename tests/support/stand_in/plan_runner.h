@@ -1,4 +1,4 @@
-// Carries out a stand-in tool's plan, one step after another.
+// Carries out a stand-in tool's plan step by step.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ class plan_runner {
 public:
   plan_runner(call_record record, std::vector<std::string> argv);
 
-  // Takes every step of the plan that is meant for this run; returns the exit status.
+  // Performs every step of the plan for this run; returns the exit status.
   int run();
 
 private:

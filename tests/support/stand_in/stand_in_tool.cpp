@@ -1,5 +1,5 @@
-// One program that stands in for every tool the service runs: it notes how it was called and then
-// does what the test planned for it.
+// The program that replaces every tool the service runs: it records how it was called and then
+// follows the test's plan.
 #include <exception>
 #include <string>
 #include <vector>
