@@ -16,10 +16,10 @@
 
 namespace {
 
-// Deletes the oldest items of one state until the queue is comfortable again; `message` is printed
-// for each with its source.
-// Kept on purpose: these removals do not count as changes of the queue's membership. Effect: a
-// client notices them by "total" and by the insertion that follows, not by the modify counter.
+// Deletes the oldest items in one state until the queue is short enough again; prints `message` and
+// the source for each. Kept on purpose: these removals do not count as changes of the queue's
+// membership. Effect: clients notice them by "total" and the insertion that follows, not by the
+// modify counter.
 void auto_clear(transcode_states state, const char* message) {
   auto i = transcode_queue.begin();
   while (transcode_queue.size() > comfortable_jobs && i != transcode_queue.end()) {
@@ -46,7 +46,7 @@ void do_cmd_add(const command_call& call) {
   auto item = std::make_unique<QueueItem>();
   if (!apply_pairs(*item, sorted_pairs(call.request))) {
     if (!item->fileops_job_dir.empty()) {
-      item->fileops_remove_job();  // an item that never was in the queue has no job either
+      item->fileops_remove_job();  // the item never enters the queue, so its job is not needed
     }
     refuse(call.reply, call.command, status_not_accepted);
     return;

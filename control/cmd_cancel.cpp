@@ -7,22 +7,22 @@
 
 namespace {
 
-// True for a job that the remote server has in hand.
+// True if the job currently exists on the remote server.
 bool is_cancelled_remotely(const QueueItem& item) {
   return item.sm.state == TRANSCODE_REMOTE && !item.remote_info.empty() &&
          (item.sm.remote.state == REMOTE_MONITOR || item.sm.remote.state == REMOTE_COMMAND);
 }
 
-// Has the server cancel the job; the rest follows from its answer.
+// Asks the server to cancel the job; its reply determines what happens next.
 bool cancel_remotely(QueueItem& item) {
   if (item.sm.remote.state == REMOTE_MONITOR) { return item.do_user_cancel(); }
-  item.user_wants_cancel = true;  // a command is under way, this one follows it
+  item.user_wants_cancel = true;  // sent after the command in progress
   return true;
 }
 
 bool cancel_here(QueueItem& item) {
   if (!item.cancel()) { return false; }
-  item.state_message = text_cancelled;  // after the cancel: it must survive it
+  item.state_message = text_cancelled;  // after the cancel, so that nothing overwrites it
   item.fileops_write_status();
   return true;
 }

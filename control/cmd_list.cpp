@@ -22,7 +22,8 @@ struct page_range {
   std::uint64_t end = 15;
 };
 
-// Numbers take a base prefix; one too large, or negative, is a position behind every queue.
+// Numbers may have a base prefix. One that is negative or too large is a position past the end of
+// any queue.
 page_range read_range(const comm_socket_v4_packet& request) {
   page_range range;
   for (const auto& [name, value] : request.nv_pairs) {

@@ -5,7 +5,7 @@
 #include "queue/queue_item.h"
 #include "rules/control_words.h"
 
-// What was changed before the first refusal stays changed.
+// Changes made before the first refused one are kept.
 void do_cmd_modify(const command_call& call) {
   QueueItem& item = *call.item;
   if (!apply_pairs(item, sorted_field_pairs(call.request))) {

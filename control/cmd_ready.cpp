@@ -5,7 +5,7 @@
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 
-// Kept on purpose: a refused "ready" answers with the word "modify". Effect: clients that pair
+// Kept on purpose: the refusal of a "ready" contains the word "modify". Effect: clients that match
 // replies by the command word see a refused modification.
 void do_cmd_ready(const command_call& call) {
   if (!call.item->modify(key_state, name_of(TRANSCODE_READY))) {

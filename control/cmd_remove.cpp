@@ -1,4 +1,4 @@
-// "remove": takes a job out of the queue, through "cleanup" when its source is to go as well.
+// "remove": takes a job out of the queue, through "cleanup" if its source is deleted too.
 #include "control/commands.h"
 #include "control/reply.h"
 #include "lifecycle/clear_job.h"
@@ -12,7 +12,7 @@ bool is_busy(const QueueItem& item) {
   return item.sm.state > TRANSCODE_CANCELLING && item.is_running();
 }
 
-// Only a job that may have touched its source, and is not finished, has a source to remove.
+// Only a job that may have touched its source and is not finished has a source to remove.
 bool needs_cleanup(const QueueItem& item) {
   return item.delete_on_finish && item.sm.state >= TRANSCODE_CANCELLED &&
          item.sm.state <= TRANSCODE_THUMBNAIL;

@@ -24,7 +24,7 @@ bool ready_for_restart(QueueItem& item) {
   return item.ready();
 }
 
-// Gets the item going again, as far as its state allows. A ready item needs nothing.
+// Restarts the item if its state allows it. A ready item needs nothing.
 bool restart(QueueItem& item) {
   switch (item.sm.state) {
   case TRANSCODE_READY:

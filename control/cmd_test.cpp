@@ -1,4 +1,4 @@
-// "test": a sign of life.
+// "test": answers, to show that the service is running.
 #include "control/commands.h"
 #include "platform/comm_socket_v4.h"
 #include "rules/control_words.h"

@@ -1,10 +1,10 @@
-// The commands of the control socket, one function each. Each writes its whole reply.
+// The commands of the control socket, one function each. Each function writes the whole reply.
 #pragma once
 
 struct comm_socket_v4_packet;
 class QueueItem;
 
-// One request and its reply; `item` is the one that the request selected, null for a command that
+// One request and its reply. `item` is the item that the request selected, null for a command that
 // needs none.
 struct command_call {
   const comm_socket_v4_packet& request;
@@ -23,5 +23,5 @@ void do_cmd_restart(const command_call& call);
 void do_cmd_pause(const command_call& call);
 void do_cmd_resume(const command_call& call);
 
-// The page of the queue, or the one item, that the request asks for.
+// "list": one item, or a page of the queue (control/cmd_list.cpp).
 void do_cmd_list(const command_call& call);

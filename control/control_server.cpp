@@ -1,5 +1,5 @@
-// Serves the control socket: one table of commands; look-up, refusals common to all commands and
-// the sending of replies are done here once for all.
+// Serves the control socket. The table of commands is here, along with everything that all commands
+// share: look-up, common refusals and sending the reply.
 #include "control/control_server.h"
 
 #include <cassert>
@@ -75,7 +75,7 @@ void send_reply(comm_socket_v4_client* client, comm_socket_v4_packet* reply) {
   if (sent < 0) { fprintf(stderr, "Failed to send packet to client\n"); }
 }
 
-// A request whose sender wants no reply is not carried out at all.
+// A request whose sender wants no reply is not carried out.
 void handle_request(comm_socket_v4_client* client, comm_socket_v4_packet* request) {
   if ((request->flags & comm_socket_v4_flag_want_reply) == 0) { return; }
   comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
@@ -104,7 +104,7 @@ int handle_server_socket() {
     return -1;
   }
   meet_and_part();
-  // A signal ends the pass: the shutdown does not wait until everybody is served.
+  // A signal ends the pass, so that a shutdown does not wait for every client.
   std::uint32_t const signals = DIE;
   comm_socket_v4_client* client = nullptr;
   comm_socket_v4_packet* request = nullptr;

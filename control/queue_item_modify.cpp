@@ -1,4 +1,4 @@
-// Which field of a job a client may change in which state, and what the change does.
+// Which fields of an item a client may change in which state, and the effect of each change.
 #include <cstdlib>
 #include <cstring>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Numbers count as true above 0; a text without digits reads as 0.
+// A number above 0 is true; a text without digits is 0.
 bool is_on(const char* value) {
   return strtol(value, nullptr, 10) > 0;
 }
@@ -66,7 +66,8 @@ bool modify_state(QueueItem& item, const char* value) {
 
 bool QueueItem::modify(const char* name, const char* value) {
   if (strcmp(name, key_input_file) == 0) {
-    // A value that the queue file has no room for is refused like any other: no source is left.
+    // A value for which the queue file has no room is refused like any other, which leaves no
+    // source.
     const bool has_room = has_room_in_queue_text(*this, input_file.c_str(), value);
     return sm.state == TRANSCODE_INIT && set_input_file(has_room ? value : "");
   }

@@ -1,4 +1,3 @@
-// Writes replies.
 #include "control/reply.h"
 
 #include <string>

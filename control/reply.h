@@ -1,4 +1,4 @@
-// The forms that replies have.
+// The forms of a reply.
 #pragma once
 
 struct comm_socket_v4_packet;
@@ -14,12 +14,12 @@ void reply_item(comm_socket_v4_packet& reply, const char* command, const QueueIt
 // The same after a change of the call's item, which may let a job start: the queue is scanned soon.
 void reply_changed_item(const command_call& call);
 
-// A refusal: its text and the result code of all refusals, without data.
+// A refusal: its text and the result code that all refusals share, without data.
 void refuse(comm_socket_v4_packet& reply, const char* command, const char* status);
 
-// A refusal that still shows the item.
+// A refusal with the item as data.
 void refuse_with_item(comm_socket_v4_packet& reply, const char* command, const char* status,
                       const QueueItem& item);
 
-// Adds the item's JSON form as the reply's data.
+// Sets the reply's data to the item's JSON form.
 void write_item_json(comm_socket_v4_packet& reply, const QueueItem& item);

@@ -1,5 +1,3 @@
-// Finds the item that a request is about, by entry id or by file-operations job, and the fields
-// that the request gives.
 #include "control/selection.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Splits a child's output into lines, in place.
 #include "exec/child_output.h"
 
 #include <cassert>

@@ -1,18 +1,18 @@
-// Lines out of the byte buffer that collects a child's output.
+// Lines from the byte buffer that collects a child's output.
 #pragma once
 
 struct sliding_window_v4;
 
-// Takes the next complete line: its line feed, and a carriage return directly before it, become
-// NUL, and the read position moves past it. Null, with nothing consumed, when no line is complete
-// or there is no buffer. Valid until the buffer is next refilled.
+// Returns the next complete line and moves the read position past it. Its line feed, and a carriage
+// return directly before it, are replaced with NUL. Null, with nothing consumed, if no line is
+// complete or there is no buffer. Valid until the buffer is next refilled.
 char* take_line(sliding_window_v4* buffer);
 
-// Whether unread bytes take up the whole of the buffer, so that nothing more can be read into it.
-// False without a buffer.
+// Whether the buffer is full of unread bytes, so that nothing more can be read into it. False if
+// there is no buffer.
 bool is_buffer_full(const sliding_window_v4* buffer);
 
-// Empties a full buffer. To be called after all complete lines have been taken: the rest is then a
-// line that is longer than the buffer, whose writer would wait forever for room. The end of that
-// line arrives later and counts as another line.
+// Empties the buffer if it is full: call it after all complete lines have been read. A line longer
+// than the buffer can never be complete, and its writer would wait for room forever. The rest of
+// such a line arrives later and is treated as a separate line.
 void drop_overlong_line(sliding_window_v4* buffer);

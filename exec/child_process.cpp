@@ -1,4 +1,4 @@
-// Starting a job's child process, its pipes and buffers, and signals to its process group.
+// Starts an item's child process, manages its pipes and buffers, and signals its process group.
 #include "exec/child_process.h"
 
 #include <cassert>
@@ -20,11 +20,11 @@
 
 namespace {
 
-// Exit statuses of a child that could not become its tool.
+// Exit statuses of a child that could not execute its tool.
 constexpr int exit_no_pipe = 254;
 constexpr int exit_no_exec = 255;
 
-// In the child: puts a pipe end in a standard stream's place.
+// In the child: makes a pipe end one of the standard streams.
 void move_pipe_end(int fd, int standard_fd) {
   if (fd == -1) { return; }
   if (!QueueItem::make_fd_inheritable(fd)) { _exit(exit_no_pipe); }
@@ -32,13 +32,13 @@ void move_pipe_end(int fd, int standard_fd) {
   close(fd);
 }
 
-// The arguments as execv takes them, null at the end; null when there is no memory for it.
+// The arguments in the form that execv expects, ending with a null; null if memory is short.
 std::unique_ptr<char*[]> exec_arguments(std::vector<std::string>& proc_argv) {
   std::unique_ptr<char*[]> argv(new (std::nothrow) char*[proc_argv.size() + 1]);
   if (argv) {
     std::size_t i = 0;
     for (std::string& argument : proc_argv) {
-      // The words of the assertion are known to those who read our logs.
+      // Operators know this assertion from the logs, so its wording stays.
       // clang-format off
       assert(i < (proc_argv.size()+1));
       // clang-format on
@@ -49,7 +49,7 @@ std::unique_ptr<char*[]> exec_arguments(std::vector<std::string>& proc_argv) {
   return argv;
 }
 
-// In the child: keeps the pipe ends that are its streams and gives up everything else.
+// In the child: keeps the pipe ends that are its streams and closes the others.
 void take_streams(QueueItem& item) {
   close_descriptor(item.proc_stdin_write_fd);
   move_pipe_end(item.proc_stdin_read_fd, STDIN_FILENO);
@@ -146,7 +146,7 @@ bool QueueItem::proc_spawn() {
 }
 
 void QueueItem::shutdown_proc() {
-  proc_held_signal = 0;  // a suspended child might not end
+  proc_held_signal = 0;  // a suspended child might never end
   signal_proc_group(SIGTERM);
   close_proc_stdin();
   close_proc_stdout();

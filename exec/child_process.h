@@ -1,7 +1,7 @@
-// Children that nobody listens to.
+// Children whose output is not read.
 #pragma once
 
 class QueueItem;
 
-// Makes ready for a child that runs with the service's own standard streams.
+// Prepares for a child that inherits the service's standard streams.
 void prepare_silent_child(QueueItem& item);

@@ -1,4 +1,4 @@
-// The pump. It handles the pipes and the process, and does not depend on the purpose of the child.
+// The pump, which knows the pipes and the process, but not the child's purpose.
 #include "exec/child_pump.h"
 
 #include <cassert>
@@ -13,12 +13,12 @@
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 
-// The words of the assertions are known to those who read our logs, so they name the plain fields.
+// Operators know these assertions from the logs, so they use the plain field names.
 
 namespace {
 
-// Empties the pipe of a child whose output is no longer needed, so that the child can end. Reads at
-// most as much as a pipe holds.
+// Output that a child prints after its reader has gone is drained, so that the child can end: as
+// much as a pipe holds.
 void discard_output(int fd) {
   char block[16384];
   for (int i = 0; i < 4 && read(fd, block, sizeof(block)) > 0; ++i) {
@@ -45,7 +45,7 @@ void pump_stdin(QueueItem& item) {
   }
 }
 
-// True when bytes came or the output ended; `bytes_read` tells which.
+// True if bytes arrived, which sets `bytes_read`, or the output ended.
 bool pump_stdout(QueueItem& item, bool& bytes_read) {
   sliding_window_v4* const proc_stdout_buffer = item.proc_stdout_buffer;
   if (proc_stdout_buffer == nullptr || item.proc_stdout_read_fd == -1) { return false; }
@@ -97,7 +97,7 @@ pump_result pump_child(QueueItem& item) {
   pump_stdin(item);
   bool bytes_read = false;
   const bool active = pump_stdout(item, bytes_read);
-  // A child may end with output still in the pipe, so a turn that read bytes does not reap.
+  // A child may end with output still in the pipe, so a turn that read bytes does not reap it.
   if (bytes_read || !may_reap(item) ||
       waitpid(item.proc_pid, &item.proc_status, WNOHANG) != item.proc_pid) {
     send_held_signal(item);

@@ -1,18 +1,18 @@
-// Moves the bytes between the service and a job's child, and reaps the child, without ever waiting.
-// Whoever drives a job judges the end of its child.
+// Moves bytes between the service and an item's child, and reaps the child, without ever waiting.
+// Evaluating the child's end is up to the caller.
 #pragma once
 
 class QueueItem;
 
-// The result of one turn of the pump.
+// Result of one run of the pump.
 struct pump_result {
-  bool active = false;       // bytes came, the output ended, or the child did
-  bool child_ended = false;  // reaped: its wait status is in proc_status, its last output is read
+  bool active = false;       // bytes arrived, the output ended, or the child did
+  bool child_ended = false;  // reaped: proc_status is its wait status, all output has been read
 };
 
-// Feeds the item's child, reads its output and reaps it. After the end of a child the item still
-// has everything of it, to be judged, until forget_child() is called in the same turn.
+// Writes the child's input, reads its output and reaps it. After the child's end the item keeps
+// everything of it for the evaluation, until forget_child() is called in the same turn.
 pump_result pump_child(QueueItem& item);
 
-// Releases what a reaped child leaves: its pid, pipes, buffers and command line.
+// Releases the pid, pipes, buffers and command line of a reaped child.
 void forget_child(QueueItem& item);

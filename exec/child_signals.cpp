@@ -24,7 +24,7 @@ std::string link_target(const char* path) {
   return std::string(target, length < 0 ? 0 : static_cast<std::size_t>(length));
 }
 
-// Until its exec a child runs the service's own program.
+// Before its exec a child still runs the service's program.
 bool runs_another_program(const std::string& process) {
   std::string const program = link_target((process + "/exe").c_str());
   return !program.empty() && program != link_target("/proc/self/exe");
@@ -36,7 +36,7 @@ std::string read_status(const std::string& process) {
   return file.valid() && read_all(file.get(), status_limit, text) ? text : "";
 }
 
-// The set of a line like SigCgt: 0000000180014203, the signals as bits from 1 on.
+// The set from a line like SigCgt: 0000000180014203; bit 0 is signal 1.
 std::uint64_t read_set(const std::string& status, const char* name) {
   std::size_t const at = status.find(std::string("\n") + name + ":");
   return at == std::string::npos ? 0
@@ -52,10 +52,10 @@ child_signals read_child_signals(pid_t pid) {
   return {runs_another_program(process), read_set(status, "ShdPnd"), read_set(status, "SigCgt")};
 }
 
-// A child has no group until it has called setsid(). A signal that is meant to end it is then sent
-// to the child itself, so that a cancel right after the start is not lost on a busy machine. A
-// pause is not: it would end the child, which does not run its tool yet. Nothing is sent to the pid
-// of a reaped child, which may belong to another process by then.
+// A child that has not called setsid() yet has no group. A signal that ends it is then sent to the
+// child itself, so that a cancel right after the start is not lost on a busy machine; a pause is
+// not, because it would end the child before it becomes the tool. Never after the child is reaped:
+// the pid may belong to another process by then.
 void QueueItem::signal_proc_group(int signal_number) const {
   if (proc_pid == -1) { return; }
   const bool is_to_end = signal_number == SIGTERM || signal_number == SIGKILL;

@@ -1,4 +1,3 @@
-// The child's side of a fork.
 #include "exec/forked_child.h"
 
 #include <initializer_list>
@@ -12,31 +11,32 @@ namespace {
 
 constexpr int exit_orphaned = 1;
 
-// An ignored signal stays ignored after exec, but SIGPIPE has to end a tool whose reader is gone.
+// An ignored signal stays ignored across exec, but a tool whose reader has gone should be ended by
+// SIGPIPE.
 void reset_dispositions() {
   for (int signal_number = 1; signal_number < NSIG; ++signal_number) {
     signal(signal_number, SIG_DFL);
   }
 }
 
-// Two tools must never write one output, and the next service begins the same steps again.
+// Two tools must never write the same output, and the next service will start the same steps again.
 void end_with(pid_t service) {
   prctl(PR_SET_PDEATHSIG, SIGTERM);
   if (getppid() != service) {
-    _exit(exit_orphaned);  // it ended before the line above
+    _exit(exit_orphaned);  // the parent ended before the line above
   }
 }
 
-// A signal that arrived since the fork ends the child here.
+// A signal that arrived in between ends the child here.
 void unblock_all() {
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// On a machine that is on air, everything else has priority over the steps of jobs.
+// On a machine that is on air, everything else has priority over a job's steps.
 void take_lowest_priority() {
-  const int priority = nice(20);  // clipped to the lowest there is
+  const int priority = nice(20);  // limited to the lowest possible
   static_cast<void>(priority);
 }
 

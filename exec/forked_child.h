@@ -1,12 +1,12 @@
-// Prepares a forked child for its program.
+// Setting up a forked child before it executes its tool.
 #pragma once
 
 #include <csignal>
 
 #include <sys/types.h>
 
-// Keeps termination signals off a fork: until begin_child() a child has the service's handlers,
-// which would only count the signal.
+// Blocks termination signals during a fork: until begin_child() the child has the service's
+// handlers, which would only count the signal.
 class termination_signals_blocked {
 public:
   termination_signals_blocked();
@@ -18,7 +18,7 @@ private:
   sigset_t before_{};
 };
 
-// In the child, first of all: a session of its own, the lowest priority, and the signals, the
-// signal mask and the descriptor limit that any program may expect to be started with. It gets
-// SIGTERM when the process `service`, its parent, ends for whatever reason.
+// The first call in the child: creates a session, sets the lowest priority, and resets signals,
+// signal mask and descriptor limit to what any program expects at its start. The child gets SIGTERM
+// when its parent, the process `service`, ends for whatever reason.
 void begin_child(pid_t service);

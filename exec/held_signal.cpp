@@ -1,4 +1,3 @@
-// Signals to a transcoder that has to be able to take them first.
 #include "exec/held_signal.h"
 
 #include <csignal>
@@ -10,8 +9,8 @@
 
 namespace {
 
-// For how long from its start a tool may set up its handlers; one that has none by then never will.
-// Also how long a resume waits for a tool that has not taken the pause before it.
+// How long after its start a tool may take to install its handlers; one that has none by then never
+// will. Also how long a resume waits for a tool that has not taken the preceding pause.
 constexpr std::uint64_t signal_patience_us = 2000000;
 
 }  // namespace
@@ -21,14 +20,14 @@ void expect_handlers(QueueItem& item) {
   item.proc_held_signal = 0;
 }
 
-// Sent too early the signal would meet nobody, or end a tool that has no handler for it yet. Nor
-// before the tool has taken the other one, since the kernel keeps no order between the two. A
-// resume does not wait forever for that: a tool that suspends itself inside its handler cannot take
+// If sent too early, the signal would be lost, or end a tool that has no handler yet. It also waits
+// until the tool has taken the opposite signal, since the kernel does not keep the two in order. A
+// resume does not wait for that forever: a tool that suspends itself inside its handler cannot take
 // a second pause until it is resumed.
 void send_held_signal(QueueItem& item) {
   if (item.proc_held_signal == 0) { return; }
   if (item.sm.state != TRANSCODE_TRANSCODING) {
-    item.proc_held_signal = 0;  // it was told to end meanwhile
+    item.proc_held_signal = 0;  // it has been asked to end since
     return;
   }
   const bool has_patience = monotonic_clock_us() < item.proc_patience_end;

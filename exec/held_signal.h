@@ -3,13 +3,13 @@
 
 class QueueItem;
 
-// To be called when the item's child has just been started: no signal is held for it, and its tool
-// has two seconds to set up its handlers.
+// Call it when the item's child has just been started: no signal is held back, and the tool has two
+// seconds to install its handlers.
 void expect_handlers(QueueItem& item);
 
-// Has a transcoder suspend itself (SIGUSR1) or continue (SIGUSR2), as soon as it takes that signal;
-// the one cancels the other while that is still held, and QueueItem::shutdown_proc() cancels both.
-// Nothing without a child.
+// Makes the transcoder suspend itself (SIGUSR1) or continue (SIGUSR2) as soon as it can take that
+// signal. A signal still held back is cancelled by the opposite one and by shutdown_proc(). Does
+// nothing without a child.
 void tell_transcoder(QueueItem& item, int signal_number);
 
 // Sends the signal that tell_transcoder() holds, if the child takes it by now. To be

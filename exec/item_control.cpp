@@ -1,4 +1,4 @@
-// Cancel, pause and resume of a job, whoever asks for it.
+// Cancel, pause and resume an item, at a user's request or after a failure.
 #include "exec/item_control.h"
 
 #include <csignal>
@@ -11,8 +11,8 @@
 
 namespace {
 
-// A metadata identification or a profile listing is short and harmless: it is left to finish, and a
-// cancel completes when it has been reaped.
+// A metadata identification or a profile listing is short and harmless, so it may finish; the
+// cancel completes after it has been reaped.
 bool is_left_to_finish(const QueueItem::transcode_state_machine& proc_sm) {
   return proc_sm.state == TRANSCODE_READY &&
          (proc_sm.ready.state == READY_CHECK_META || proc_sm.ready.state == READY_QUERY_PROFILES);
@@ -35,7 +35,7 @@ bool QueueItem::cancel() {
 
 void QueueItem::cancel_with(const std::string& text) {
   cancel();
-  state_message = text;  // after the cancel: it must survive it
+  state_message = text;  // after the cancel, so that nothing overwrites it
 }
 
 void finish_pending_cancel(QueueItem& item) {
@@ -62,8 +62,8 @@ bool QueueItem::pause() {
                             sm.remote.state == REMOTE_DOWNLOAD);
   if (!in_transfer) { state_message = "Paused"; }
   if (sm.state == TRANSCODE_TRANSCODING) {
-    // The transcoder suspends itself and keeps its place; it holds no slot while it sleeps, so the
-    // next ready item may start.
+    // The transcoder suspends itself and keeps its progress. It holds no slot while suspended, so
+    // the next ready item may start.
     item_in_action_remove_self(this);
     tell_transcoder(*this, SIGUSR1);
   }

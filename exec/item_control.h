@@ -3,6 +3,5 @@
 
 class QueueItem;
 
-// Turns "cancelling" into "cancelled" once nothing of the child is left. To be called in every
-// turn.
+// Changes "cancelling" to "cancelled" once nothing of the child is left.
 void finish_pending_cancel(QueueItem& item);

@@ -1,4 +1,4 @@
-// May this job proceed? Checked again before every step, because files, folders and jobs change.
+// Validates an item before every step, because files, folders and jobs come and go.
 #include <cerrno>
 #include <utility>
 
@@ -18,7 +18,7 @@ namespace {
 
 constexpr char no_metadir_text[] = "Rejected: output file, unable to create metadata dir";
 
-// Shows a refusal to the user. True if the text is empty, which means accepted.
+// Shows a refusal to the user. True if there is none.
 bool is_accepted(QueueItem& item, std::string refusal) {
   if (refusal.empty()) { return true; }
   item.state_message = std::move(refusal);
@@ -30,8 +30,8 @@ bool input_allowed(QueueItem& item) {
   return is_accepted(item, path_refusal(item.input_file, area));
 }
 
-// Judges the file in its folder by name, never opening it: a FIFO or a file on a mount that hangs
-// would block the service.
+// Checks the file by name in its folder without opening it: a FIFO or a file on a hung mount would
+// block the service.
 bool input_is_file_or_folder(QueueItem& item) {
   if (item.input_dir_fd == -1 && !item.input_dir.empty()) {
     item.input_dir_fd = open(item.input_dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -46,7 +46,7 @@ bool input_is_file_or_folder(QueueItem& item) {
   return is_accepted(item, file_refusal(result == 0 ? 0 : errno, status.st_mode));
 }
 
-// An output is needed only once the profile is known; where one is set it is judged at any time.
+// An output is only needed once the profile is known; if one is set, it is always checked.
 bool output_allowed(QueueItem& item) {
   const bool past_profiles =
       item.sm.state > TRANSCODE_READY ||
@@ -75,7 +75,7 @@ bool output_allowed(QueueItem& item) {
   return true;
 }
 
-// Back to the start of "ready"; not while anything of an earlier step is left.
+// Moves the item to the start of "ready", unless anything of an earlier step is left.
 bool ready_from_rest(QueueItem& item) {
   if (item.is_running()) {
     item.shutdown_proc();
@@ -92,8 +92,8 @@ bool ready_from_rest(QueueItem& item) {
 
 int QueueItem::validate_ready() {
   const bool input_good = input_allowed(*this) && input_is_file_or_folder(*this);
-  // The folder is looked up afresh each time: it may be another one by the next check, and an open
-  // descriptor would keep its file system from being unmounted.
+  // The folder is opened again each time: it may have been replaced, and a descriptor kept open
+  // would prevent its file system from being unmounted.
   close_descriptor(input_dir_fd);
   close_descriptor(input_fd);
   if (!input_good || !output_allowed(*this) || !init_fileops_job()) { return 0; }

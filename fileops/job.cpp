@@ -1,4 +1,4 @@
-// A job's place in the file-operations subsystem: its job directory, made and removed.
+// A job's directory in the file-operations subsystem: creating and removing it.
 #include <cstdio>
 
 #include <unistd.h>
@@ -10,8 +10,7 @@
 
 namespace {
 
-// Tells the subsystem who works on the job. A file that cannot be written is passed over: the job's
-// state is what counts.
+// Records which process works on the job. A failure is ignored: the job's state matters more.
 void write_copy_pid(const std::string& job_dir) {
   const unique_rewrite file = rewrite_file(job_dir + "/" + fileops_pid_file);
   if (file) { fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid())); }

@@ -1,7 +1,7 @@
-// A job's status as the file-operations subsystem reads it, and the summary beside the output.
+// A job's status file for the file-operations subsystem, and the summary beside the output.
 //
-// Both files are rewritten in place, so a reader may for a moment see a short one. Other programs
-// keep them open or watch them by inode; a rename would leave those behind.
+// Both files are rewritten in place, so a reader may briefly see an incomplete one. Other programs
+// keep them open or watch them by inode, and would miss a file that is replaced by a rename.
 #include <cstdio>
 
 #include "platform/rewrite_file.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-// Sign-extended to 64 bits and printed unsigned, as the readers expect it.
+// Sign-extended to 64 bits and printed unsigned, as readers expect.
 unsigned long progress_text_value(std::int32_t progress) {
   return static_cast<unsigned long>(static_cast<long>(progress));
 }
@@ -25,8 +25,8 @@ void write_summary(FILE* file, const QueueItem& item) {
   fprintf(file, "job state=%s\n", item.state_message.c_str());
 }
 
-// Kept on purpose: "success" stands there twice, first the flag that nothing sets and then the
-// state. Effect: a reader that keeps the last value of a key sees the state's.
+// Kept on purpose: "success" is written twice, first the flag that nothing sets, then the one
+// derived from the state. Effect: a reader that keeps the last value of a key gets the latter.
 void write_status(FILE* file, const QueueItem& item) {
   fprintf(file, "op=%s\n", item.fileops_op.c_str());
   fprintf(file, "state=%s\n", item.state_message.c_str());

@@ -1,4 +1,3 @@
-// Removes the job directories that a former run left behind.
 #include "fileops/sweep.h"
 
 #include <cstdio>
@@ -22,14 +21,14 @@ namespace {
 
 constexpr std::size_t status_read_limit = 4095;
 
-// A job's number is its directory's whole name, in decimal; kept to 32 bits like every job id.
+// The directory's whole name must be a decimal number; it is reduced to 32 bits like every job id.
 bool parse_job_number(const char* name, std::int32_t& number) {
   if (*name == '\0' || name[strspn(name, "0123456789")] != '\0') { return false; }
   number = static_cast<std::int32_t>(strtoull(name, nullptr, 10));
   return true;
 }
 
-// The value of the last complete "op" line of a status text, which is cut up.
+// The value of the last complete "op" line of a status text; the text is modified.
 std::string operation_of(char* text) {
   std::string operation;
   for (char* line = text; char* const end = strchr(line, '\n'); line = end + 1) {
@@ -42,8 +41,8 @@ std::string operation_of(char* text) {
   return operation;
 }
 
-// The operation of a job; "" when there is no status to tell it. Non-blocking, since the file is
-// another subsystem's and may be anything.
+// The operation of a job; "" if it has no status. The file is opened non-blocking because it
+// belongs to another subsystem and may be anything.
 std::string read_operation(int jobs_fd, const std::string& job_name) {
   const unique_fd file(openat(jobs_fd, (job_name + "/" + fileops_status_file).c_str(),
                               O_RDONLY | O_CLOEXEC | O_NONBLOCK));

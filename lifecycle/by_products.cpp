@@ -1,4 +1,4 @@
-// The files beside an output: thumbnail, metadata, the source's metadata, the ready marker.
+// Files that accompany an output: thumbnail, metadata, the source's metadata, the ready marker.
 #include "exec/child_process.h"
 #include "platform/metadata_v4.h"
 #include "platform/rewrite_file.h"
@@ -27,7 +27,7 @@ bool QueueItem::proc_start_metagen_thumbnail() {
 
 namespace {
 
-// Writes the entries beside the output, in a separate file.
+// Writes the entries to a separate file beside the output.
 bool write_copy(const QueueItem::metadata& source, const char* output_file) {
   QueueItem::metadata copy;
   copy.context = metadata_v4_context_create();

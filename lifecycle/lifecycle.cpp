@@ -1,4 +1,4 @@
-// One turn of work of a job: the pump first, then the step that its state asks for.
+// One turn of an item: the pump first, then the step that its state requires.
 #include "exec/child_pump.h"
 #include "exec/item_control.h"
 #include "lifecycle/phases.h"

@@ -1,4 +1,4 @@
-// The "cleanup" phase of a job: removes the source and its metadata if the job asks for it.
+// The "cleanup" phase of a job: removes the source and its metadata if the job says so.
 #include "exec/fail.h"
 #include "lifecycle/clear_job.h"
 #include "lifecycle/phases.h"

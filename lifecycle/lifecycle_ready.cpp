@@ -11,13 +11,13 @@
 
 namespace {
 
-// A step that runs one at a time may start when nobody else holds its slot, and not while the
-// machine is still coming up.
+// A one-at-a-time step may start if no other item holds its slot, but not while the machine is
+// still booting.
 bool must_wait(const QueueItem* slot, const QueueItem* item) {
   return uptime_wait || (slot != nullptr && slot != item);
 }
 
-// A line that is longer than the buffer never completes, so a full buffer is the end of the step.
+// A line longer than the buffer can never be complete, so a full buffer ends the step.
 bool is_overrun(const QueueItem& item) {
   const sliding_window_v4* const buffer = item.proc_stdout_buffer;
   if (buffer == nullptr || sliding_window_v4_can_write(buffer) != 0) { return false; }
@@ -25,12 +25,12 @@ bool is_overrun(const QueueItem& item) {
                                         : sliding_window_v4_data_available(buffer) != 0;
 }
 
-// A listing that was known already leads here without an output: of a restarted job whose first
-// listing found no name for one, or of a job out of the queue file. The validation makes up a name;
-// where it cannot, its text says why.
+// An item whose profiles were already known may get here without an output: one that was restarted
+// after its first listing found no name, or one from the queue file. The validation makes up a
+// name; if it cannot, its text says why.
 bool finds_output(QueueItem& item) {
   if (item.validate_ready() == 0) { return false; }
-  if (item.output_file.empty()) {  // a name too long for any path counts as none asked for
+  if (item.output_file.empty()) {  // if a name would be too long for a path, the output stays empty
     item.state_message = text_output_invalid;
     return false;
   }
@@ -38,7 +38,7 @@ bool finds_output(QueueItem& item) {
 }
 
 bool fail_ready(QueueItem& item, const char* text) {
-  if (DIE == 0) {  // a step refused because of the shutdown has not failed
+  if (DIE == 0) {  // a step refused because of a shutdown has not failed
     fail(item, text);
   }
   return true;
@@ -61,7 +61,7 @@ bool start_query_profiles(QueueItem& item) {
   return true;
 }
 
-// The scheduler starts the transcode; this only catches the jobs that would wait forever.
+// The scheduler starts the transcode; this only catches items that would wait for it forever.
 void wait_for_start(QueueItem& item) {
   if (item.quoted_profile.empty()) {
     fail_ready(item, "no profiles listed");
@@ -74,7 +74,7 @@ void wait_for_start(QueueItem& item) {
 
 }  // namespace
 
-// True when a step was started or advanced.
+// True if a step was started or completed.
 bool idle_ready(QueueItem& item) {
   if (item.is_running()) {
     if (is_overrun(item)) { fail(item, text_listing_too_long); }

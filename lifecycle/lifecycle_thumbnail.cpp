@@ -8,7 +8,8 @@ namespace {
 
 void start_thumbnail(QueueItem& item) {
   item.state_message = "Generating thumbnail";
-  if (!item.proc_start_gen_thumbnail() && DIE == 0) {  // refused for the shutdown is not failed
+  if (!item.proc_start_gen_thumbnail() &&
+      DIE == 0) {  // a step refused because of a shutdown has not failed
     fail(item, "unable to generate thumbanil");
   }
   item.fileops_write_status();

@@ -1,4 +1,4 @@
-// Follows a local transcode: its progress out of the transcoder's output.
+// Follows a local transcode: reads its progress from the transcoder's output.
 #include "exec/child_output.h"
 #include "exec/fail.h"
 #include "lifecycle/phases.h"

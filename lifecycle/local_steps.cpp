@@ -1,4 +1,4 @@
-// Starts a job's transcode, here or on the configured server.
+// Starts an item's transcode, locally or on the configured server.
 #include <cstdio>
 
 #include <sys/stat.h>
@@ -59,6 +59,6 @@ bool QueueItem::do_queue_start_transcode() {
     init_fileops_job();
     return false;
   }
-  waiting = false;  // kept from a run before: no transcoder of this one is suspended
+  waiting = false;  // restored from an earlier run: this run has no suspended transcoder
   return transcode_settings.go_remote() ? start_remote(*this) : start_local(*this);
 }

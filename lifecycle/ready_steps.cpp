@@ -16,7 +16,7 @@
 
 namespace {
 
-// The value of an entry, "" without one.
+// The value of an entry; "" if there is none.
 std::string read_entry(const QueueItem::metadata& meta, const char* name) {
   const char* const value = meta.entries == nullptr
                                 ? nullptr
@@ -28,7 +28,7 @@ std::string read_entry(const QueueItem::metadata& meta, const char* name) {
 std::uint64_t pause_after(unsigned identifications) {
   constexpr std::uint64_t first_us = 1000000;
   constexpr std::uint64_t longest_us = 60000000;
-  constexpr unsigned most_doublings = 6;  // beyond the longest
+  constexpr unsigned most_doublings = 6;  // longer than the maximum
   return std::min(first_us << std::min(identifications - 1, most_doublings), longest_us);
 }
 
@@ -52,7 +52,7 @@ bool QueueItem::ready_start_check_meta() {
     sm.ready.advance();
     return true;
   }
-  // Without a pause a source whose type cannot be found would block all the others.
+  // Without this delay a source whose type cannot be determined would block all the others.
   if (identifications != 0 && next_identification == 0) {
     next_identification = monotonic_clock_us() + pause_after(identifications);
     return true;

@@ -1,4 +1,4 @@
-// Removes a job's source and the source's metadata, each in a separate child.
+// Removes an item's source and the source's metadata, each in a separate child.
 #include <cassert>
 #include <cerrno>
 
@@ -36,8 +36,7 @@ bool QueueItem::proc_start_unlink_input_file_metadata() {
   return true;
 }
 
-// A removal can take long on a slow disk and hang on a lost mount, so it is a child's work; unlink
-// alone needs no tool.
+// A removal may be slow, or hang on a lost mount, so it runs in a child; unlink needs no tool.
 bool QueueItem::proc_start_unlink_input_file() {
   if (!removal_may_start(*this, CLEANUP_UNLINK_META)) { return false; }
   const pid_t service = getpid();
@@ -45,7 +44,7 @@ bool QueueItem::proc_start_unlink_input_file() {
   proc_pid = fork();
   if (proc_pid == 0) {
     begin_child(service);
-    // It must not hold the clients' connections or the instance lock should it hang.
+    // If it hangs, it must not hold clients' connections or the instance lock.
     close_range(STDERR_FILENO + 1, ~0U, 0);
     _exit(unlink(input_file.c_str()) != 0 && errno != ENOENT ? 1 : 0);
   }

@@ -1,4 +1,4 @@
-// Restores the jobs from the queue file and puts interrupted ones back in line.
+// Restores the jobs in the queue file, and puts interrupted ones back in line.
 #include "lifecycle/restart.h"
 
 #include <cstdio>
@@ -15,7 +15,7 @@
 
 namespace {
 
-// Sees to it that the item has a file-operations job with a directory. False drops the item.
+// Ensures that the item has a file-operations job with a directory. False drops the item.
 bool restore_job(QueueItem& item) {
   if (item.fileops_job_dir.empty() && !item.init_fileops_job()) { return false; }
   struct stat status {};
@@ -27,11 +27,12 @@ bool restore_job(QueueItem& item) {
   item.state_message = text_operation_gone;
   if (!item.fileops_job_dir.empty()) { item.fileops_remove_job(); }
   item.sm.set_state(TRANSCODE_CANCELLED);
-  item.init_fileops_job();  // where this fails its text says why, and the cancelled item stays
+  item.init_fileops_job();  // if this fails the text says why, and the cancelled item stays
   return true;
 }
 
-// Checks a job out of the queue file against the machine as it is now. False drops the job.
+// Checks an item from the queue file against the current state of the machine. False drops the
+// item.
 bool check_restored(QueueItem& item) {
   if (item.sm.state == TRANSCODE_INIT || !restore_job(item)) { return false; }
   if (item.sm.state == TRANSCODE_DONE) { return true; }
@@ -46,12 +47,12 @@ bool check_restored(QueueItem& item) {
   return true;
 }
 
-// An interrupted transcode starts over. True when it goes to the front of the queue.
+// An interrupted transcode starts over. True if it goes to the front of the queue.
 bool put_back_in_line(QueueItem& item) {
   item.sm.set_state(TRANSCODE_READY);
   item.sm.ready.set_state(READY_INIT);
-  // Kept on purpose: the two texts of an item that is not paused are crossed. Effect: an item that
-  // was waiting for its turn reads as interrupted, and the other way round.
+  // Kept on purpose: the two texts for an item that is not paused are swapped. Effect: an item that
+  // was waiting for its turn is shown as interrupted, and the other way round.
   if (item.paused) {
     item.state_message = text_restart_on_resume;
   } else if (item.waiting) {
@@ -66,7 +67,7 @@ bool put_back_in_line(QueueItem& item) {
   return !item.waiting && !item.paused && item.approved;
 }
 
-// Takes over one restored item.
+// Adds one restored item to the queue.
 void enqueue_restored(std::unique_ptr<QueueItem> restored) {
   QueueItem* const item = restored.release();
   bool at_front = false;

@@ -1,4 +1,4 @@
-// Turns of work and the queue scan. Queue order is the only priority: the earliest item wins.
+// Queue order is the only priority: the first eligible item wins.
 #include "lifecycle/scheduler.h"
 
 #include <cassert>
@@ -17,10 +17,10 @@ namespace {
 
 constexpr std::uint64_t scan_period_us = 5000000;
 
-// The result of a scan: the first item of each kind.
+// Result of a scan: the first item of each kind.
 struct scan_result {
-  QueueItem* active = nullptr;     // a transcode that runs
-  QueueItem* waiting = nullptr;    // a transcode that was resumed and waits for the slot
+  QueueItem* active = nullptr;     // a running transcode
+  QueueItem* waiting = nullptr;    // a resumed transcode that is waiting for the slot
   QueueItem* candidate = nullptr;  // a ready item whose transcode may start
 };
 
@@ -98,7 +98,7 @@ void cancel_and_report(QueueItem& item, const char* text) {
 }
 
 void resume_transcode(QueueItem* item) {
-  assert(item != __null);  // NOLINT(modernize-use-nullptr): its words are known to log readers
+  assert(item != __null);  // NOLINT(modernize-use-nullptr): operators know this text from the logs
   if (item->sm.state != TRANSCODE_TRANSCODING) {
     cancel_and_report(*item, "bug: wrong state, not transcoding");
   } else if (!item->is_running()) {
@@ -116,7 +116,7 @@ void resume_transcode(QueueItem* item) {
 }
 
 void start_transcode(QueueItem* item) {
-  assert(item != __null);  // NOLINT(modernize-use-nullptr): its words are known to log readers
+  assert(item != __null);  // NOLINT(modernize-use-nullptr): operators know this text from the logs
   if (!uptime_wait && !item->do_queue_start_transcode()) {
     item->cancel();
     item->fileops_write_status();

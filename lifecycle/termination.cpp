@@ -1,5 +1,5 @@
-// Judges the end of a job's child by proc_sm, the state in which it was started: the live state may
-// have changed since (a cancel, a pause), and a child that ends after that is only logged.
+// Evaluates the end of an item's child. proc_sm records the child's purpose, because the item's
+// state may have changed since (a cancel, a pause); the end of an outdated step is only logged.
 #include <cstdio>
 
 #include "exec/fail.h"
@@ -14,8 +14,8 @@
 
 namespace {
 
-// Success needs nothing: the metadata is looked at again in a later turn, and found. The count
-// determines how long to wait when it is not.
+// Success needs no action: a later turn reads the metadata again and finds it. The count determines
+// how long to wait if it does not.
 void on_identify_terminate(QueueItem& item, bool ok) {
   if (ok) {
     ++item.identifications;
@@ -73,7 +73,7 @@ void on_transcode_terminate(QueueItem& item, bool ok) {
   trigger_transcode_queue_scan();
 }
 
-// The by-products are optional: a failure gives the job another text, and the job continues.
+// The by-products are optional: a failure is reported and the job continues.
 void on_thumbnail_terminate(QueueItem& item, bool ok) {
   if (item.sm.state != TRANSCODE_THUMBNAIL) { return; }
   if (item.sm.thumbnail.state == THUMBNAIL_GEN) {
@@ -88,7 +88,7 @@ void on_thumbnail_terminate(QueueItem& item, bool ok) {
 }
 
 // The step named "unlink file" removes the source's metadata and "unlink meta" the file itself; the
-// texts follow what was removed.
+// texts name what was actually removed.
 void on_cleanup_terminate(QueueItem& item, bool ok) {
   if (item.sm.state != TRANSCODE_CLEANUP) { return; }
   if (item.sm.cleanup.state == CLEANUP_UNLINK_FILE) {
@@ -115,7 +115,7 @@ void QueueItem::on_proc_terminate(int wait_status) {
           static_cast<unsigned>(wait_status));
   item_in_action_remove_self(this);
   if (DIE != 0) {
-    return;  // the step is repeated when the service starts again
+    return;  // the step will be repeated when the service starts again
   }
   const bool ok = has_succeeded(wait_status);
   switch (proc_sm.state) {

@@ -1,4 +1,4 @@
-// Reads the configuration file: lines of "name = value", the last line of a name counts.
+// Reads the configuration file: lines of the form "name = value"; the last line for a name wins.
 #include "platform/transcode_settings.h"
 
 #include <cstdio>
@@ -13,7 +13,7 @@ class transcode_settings transcode_settings;
 
 namespace {
 
-// A longer line is read in pieces, each taken as a line.
+// A longer line is read in pieces, and each piece is treated as a line.
 constexpr int line_buffer_size = 1023;
 
 std::int32_t to_number(const char* value) {
@@ -44,8 +44,8 @@ void transcode_settings::vod_conf_load() {
   }
 }
 
-// Kept on purpose: an empty value never takes a flag back. Effect: an address given first and then
-// emptied leaves its flag set; go_remote() looks at the text as well.
+// Kept on purpose: an empty value does not clear its flag. Effect: an address that is first set and
+// then emptied leaves its flag set; go_remote() therefore checks the text as well.
 void transcode_settings::set_remote_flag(std::uint8_t flag, bool is_given) {
   if (is_given) { remote_flags = static_cast<std::uint8_t>(remote_flags | flag); }
 }

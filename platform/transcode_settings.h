@@ -12,33 +12,33 @@ constexpr char setting_user[] = "transcode server user";
 constexpr char setting_password[] = "transcode server password";
 
 // Bits of transcode_settings::remote_flags.
-constexpr std::uint8_t remote_flag_address = 1;   // given, not empty
-constexpr std::uint8_t remote_flag_user = 2;      // given, not empty
-constexpr std::uint8_t remote_flag_password = 4;  // given, also when empty
+constexpr std::uint8_t remote_flag_address = 1;   // set to a non-empty value
+constexpr std::uint8_t remote_flag_user = 2;      // set to a non-empty value
+constexpr std::uint8_t remote_flag_password = 4;  // set, possibly to an empty value
 
-// The settings of one run, read once from the configuration file. Credentials are plain text here
-// as they are in the file.
+// The settings of one run, read once from the configuration file. Credentials are kept as plain
+// text, as they are in the file.
 class transcode_settings {
 public:
-  bool fullspeed = false;         // local transcodes are not held back
-  std::int32_t max_profile = -1;  // highest profile to choose, below 1 none
-  std::uint8_t remote_flags = 0;  // which remote keys were given
-  std::string password;           // of the account on the transcode server
-  std::string address;            // of the transcode server, a host name or an address
-  std::string user;               // of the account on the transcode server
+  bool fullspeed = false;         // local transcodes are not throttled; key "fullspeed"
+  std::int32_t max_profile = -1;  // highest profile to choose, any if below 1; key "max profile"
+  std::uint8_t remote_flags = 0;  // which remote keys are present
+  std::string password;           // key "transcode server password"
+  std::string address;            // host name or address; key "transcode server address"
+  std::string user;               // key "transcode server user"
 
-  // Puts every field at its default.
+  // Resets every field to its default.
   void clear();
 
-  // Puts every field at its default, then reads "/mnt/main/tv/vod.conf". A file that cannot be
-  // read, unknown keys and malformed lines are silently ignored.
+  // Resets every field to its default, then reads "/mnt/main/tv/vod.conf". A missing or unreadable
+  // file, unknown keys and malformed lines are silently ignored.
   void vod_conf_load();
 
-  // True when address, user and password were all given and there is an address: transcodes then
+  // True if address, user and password are all set and the address is not empty: transcodes then
   // run on that server.
   bool go_remote() const;
 
-  // True when a highest profile is set.
+  // True if a highest profile is set.
   bool has_vod_max_profile() const { return max_profile > 0; }
 
 private:
@@ -46,6 +46,6 @@ private:
   void apply(const char* name, const char* value);
 };
 
-// The settings of this process. The object hides its class of the same name; `class` in front names
-// the class.
+// The settings of this process. The object hides the class of the same name; write `class
+// transcode_settings` to refer to the class.
 extern class transcode_settings transcode_settings;

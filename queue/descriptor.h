@@ -1,11 +1,11 @@
-// The item's descriptors are plain integers, -1 when closed: they are part of its record.
+// Closing the descriptors in an item's record, which are plain integers, -1 when closed.
 #pragma once
 
 #include <cstdint>
 
 #include <unistd.h>
 
-// Closes a descriptor that is open and marks it closed.
+// Closes the descriptor if it is open, and sets it to -1.
 inline void close_descriptor(std::int32_t& fd) {
   if (fd != -1) {
     close(fd);

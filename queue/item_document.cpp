@@ -10,7 +10,7 @@
 
 namespace {
 
-// A boolean counts as itself, a number as true above 0; anything else leaves the flag as it is.
+// A boolean, or a number that is true if above 0; any other value leaves the flag unchanged.
 void read_flag(const json11::Json& json, bool& flag) {
   if (json.is_bool()) {
     flag = json.bool_value();
@@ -19,7 +19,7 @@ void read_flag(const json11::Json& json, bool& flag) {
   }
 }
 
-// [numerator, denominator], or a plain number that counts as percent, in ten-thousandths.
+// [numerator, denominator], or a plain number in percent; the result is in ten-thousandths.
 std::int32_t read_progress(const json11::Json& json) {
   if (json.is_number()) { return to_int32(json.number_value() * 100); }
   if (!json.is_array()) { return 0; }
@@ -30,7 +30,7 @@ std::int32_t read_progress(const json11::Json& json) {
   return denominator == progress_complete ? numerator : numerator * progress_complete / denominator;
 }
 
-// The master first: setting it makes the sub-machine valid that is set next.
+// The main machine first: setting it makes the sub-machine valid that is set next.
 void read_states(const json11::Json& json, QueueItem::transcode_state_machine& sm) {
   sm.set_state(json[key_state].string_value());
   switch (sm.state) {
@@ -66,7 +66,7 @@ void read_flags(const json11::Json& json, QueueItem& item) {
   read_flag(json[key_wants_remove], item.user_wants_remove);
   read_flag(json[key_wants_cancel], item.user_wants_cancel);
   read_flag(json[key_wants_pause], item.user_wants_pause);
-  // Kept on purpose: only a boolean counts here. Effect: a number never skips an upload.
+  // Kept on purpose: only a boolean is accepted here. Effect: a number never skips an upload.
   if (json[key_uploaded].is_bool()) { item.uploaded = json[key_uploaded].bool_value(); }
   read_flag(json[key_paused], item.paused);
   read_flag(json[key_delete_on_finish], item.delete_on_finish);
@@ -88,7 +88,7 @@ bool read_item(QueueItem& item, const json11::Json& json) {
   const json11::Json& job_id = json[key_fileops_job_id];
   item.set_fileops_job_id(job_id.is_number() ? json_int(job_id) : -1);
   item.state_message = json[key_text].string_value();
-  // An id is a C string to everybody who asks for it, so it ends at a NUL.
+  // All users of the id treat it as a C string, so it ends at a NUL.
   const std::string& id = json[key_entry_id].string_value();
   item.entry_id = id.substr(0, id.find('\0'));
   if (item.entry_id.empty()) { return false; }

@@ -1,11 +1,11 @@
-// The JSON form of a job, read back: from the queue file, or from a remote server's document.
+// Reads the JSON form of an item, from the queue file or a remote server's document.
 #pragma once
 
 #include <json11.hpp>
 
 class QueueItem;
 
-// Fills the item from a document, without a look at the machine. False when the document is
-// refused, as it is by an item that has a child; the item may then be partly filled and is good for
-// nothing but destruction.
+// Fills the item from a document without checking it against the machine. False if the document is
+// refused, also because the item has a child; the item may then be partly filled and should be
+// destroyed.
 bool read_item(QueueItem& item, const json11::Json& json);

@@ -1,4 +1,4 @@
-// Integers out of JSON numbers of any size. Documents come from files and from other servers.
+// Integers from JSON numbers of any size; the documents come from files and other servers.
 #pragma once
 
 #include <cmath>
@@ -7,7 +7,7 @@
 
 #include <json11.hpp>
 
-// A number cut to its integer part and kept within 32 bits.
+// Truncates a number to its integer part and clamps it to 32 bits.
 inline std::int32_t to_int32(double number) {
   using limits = std::numeric_limits<std::int32_t>;
   if (std::isnan(number)) { return 0; }

@@ -1,4 +1,3 @@
-// Shutdown flag, uptime gate and the main loop's timers.
 #include "queue/process_state.h"
 
 #include <cstdlib>
@@ -8,7 +7,7 @@
 #include "platform/clock.h"
 
 std::atomic<std::uint32_t> DIE{0};
-// The handler may touch it only if no lock is behind it.
+// The signal handler may only touch a lock-free object.
 static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 bool uptime_wait = false;
 std::uint64_t next_queue_scan = 0;

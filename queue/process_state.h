@@ -1,41 +1,41 @@
-// What the whole process shares: shutdown flag, uptime gate and the two timers of the main loop.
-// This header includes nothing of the service. Everything here belongs to the one thread; only
-// sigma() runs asynchronously, and it touches DIE alone.
+// State shared by the whole process: shutdown flag, uptime gate and the main loop's timers. It all
+// belongs to the one thread; only sigma() runs asynchronously, and it touches nothing but DIE.
 #pragma once
 
 #include <atomic>
 #include <cstdint>
 
-// Count of the termination signals received. Non-zero: shutting down; no new step starts and no
-// child's end is judged.
+// Number of termination signals received. Non-zero means shutting down: no new step starts, and the
+// end of a child is not evaluated.
 extern std::atomic<std::uint32_t> DIE;
 
-// True while the machine has been up for less than 300 s: no transcode, metadata identification or
-// profile listing is started, so that a booting machine gets on air first.
+// True while the machine has been up for less than 300 s. Until then no transcode, metadata
+// identification or profile listing starts, so that a booting machine gets on air first.
 extern bool uptime_wait;
 
-// Monotonic microseconds. The scheduler scans the whole queue at the first turn at or after this.
+// Monotonic microseconds. The scheduler scans the queue on its first pass at or after this time.
 extern std::uint64_t next_queue_scan;
 
-// Monotonic microseconds. When the queue file is to be written; 0 while no write is pending.
+// Monotonic microseconds. When to write the queue file; 0 if no write is pending.
 extern std::uint64_t next_background_write_queue;
 
-// Monotonic microseconds. The main loop waits no longer than until then; 0 for as long as it likes.
+// Monotonic microseconds. The main loop does not wait beyond this time; 0 for its usual wait.
 extern std::uint64_t next_early_turn;
 
-// Handler of SIGINT, SIGTERM and SIGQUIT: counts the signal. The 20th one aborts the process, which
-// is how an operator forces a stuck shutdown.
+// Handler of SIGINT, SIGTERM and SIGQUIT: counts the signal. The 20th one aborts the process, so
+// that an operator can end a stuck shutdown.
 void sigma(int signal_number);
 
-// Brings uptime_wait up to date.
+// Updates uptime_wait.
 void check_uptime();
 
-// Has the queue file written 10 s from now. A later call moves the time, so a burst of changes is
-// written once.
+// Schedules a write of the queue file in 10 s. Each call restarts the delay, so a burst of changes
+// is written once.
 void trigger_background_write_queue();
 
-// Has the scheduler scan the queue in its next turn.
+// Makes the scheduler scan the queue on its next pass.
 void trigger_transcode_queue_scan();
 
-// Has the main loop's next turn come within 5 ms: for what a job polls and a user waits for.
+// Makes the main loop's next pass start within 5 ms, for something that a job polls while a user
+// waits.
 void trigger_early_turn();

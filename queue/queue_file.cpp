@@ -1,5 +1,4 @@
-// The queue file, written through a temporary file and a rename, so that readers see all or
-// nothing.
+// Writes the queue file through a temporary file and a rename, so that readers see all or nothing.
 #include "queue/queue_file.h"
 
 #include <cerrno>
@@ -22,10 +21,11 @@
 
 namespace {
 
-// What could not be read is still in the queue file's place: setting it aside has failed so far.
+// An unreadable queue file is still in place: setting it aside has failed so far.
 bool is_blocked_by_unreadable_file = false;
 
-// Keeps what could not be read from being overwritten. False while it is still in the way.
+// Sets an unreadable queue file aside so that it is not overwritten. False while it is still in
+// place.
 bool set_unreadable_file_aside() {
   std::string const copy = set_queue_file_aside();
   is_blocked_by_unreadable_file = copy.empty() && errno != ENOENT;
@@ -38,7 +38,7 @@ bool set_unreadable_file_aside() {
   return !is_blocked_by_unreadable_file;
 }
 
-// The descriptor does not block, so that nothing put in the file's place can hold up the start.
+// Opened non-blocking, so that nothing put in the file's place can hang the start.
 json11::Json parse_queue_file(int fd) {
   std::string text;
   std::string error;
@@ -52,7 +52,7 @@ json11::Json parse_queue_file(int fd) {
   return document;
 }
 
-// False when there is none; an empty list where it cannot be read.
+// False if there is no file; an empty list if it cannot be read.
 bool read_list(const json11::Json& value, json11::Json::array& list) {
   if (value.is_null()) {
     fprintf(stderr, "Queue warning, list was empty\n");
@@ -65,8 +65,8 @@ bool read_list(const json11::Json& value, json11::Json::array& list) {
 
 }  // namespace
 
-// Kept on purpose: what comes of the write, the close and the rename is not looked at. Effect: on a
-// full disk the queue file may be cut short; the next write that has room mends it.
+// Kept on purpose: the results of the write, the close and the rename are not checked. Effect: on a
+// full disk the queue file may be truncated; the next write with enough room repairs it.
 bool write_queue() {
   if (is_blocked_by_unreadable_file && !set_unreadable_file_aside()) { return false; }
   std::string const text = queue_text();

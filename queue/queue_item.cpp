@@ -1,4 +1,4 @@
-// The record of a job: birth, death, identity, and its source and output.
+// The record of an item: construction, destruction, identity, source and output.
 #include "queue/queue_item.h"
 
 #include <cassert>
@@ -24,7 +24,7 @@ namespace {
 
 constexpr unsigned long job_directory_size = 4097;
 
-// Forgets the source, with everything that is open on it.
+// Clears the source and closes everything open on it.
 void close_input(QueueItem& item) {
   close_descriptor(item.input_dir_fd);
   close_descriptor(item.input_fd);
@@ -44,7 +44,7 @@ void gen_uuid(std::string& out) {
       tmp, sizeof(tmp), "%02x%02x%02x%02x-%02x%02x-%02x%02x-%02x%02x-%02x%02x%02x%02x%02x%02x",
       b[0], b[1], b[2], b[3], b[4], b[5], b[6], b[7], b[8], b[9], b[10], b[11], b[12], b[13], b[14],
       b[15]));
-  // The words of the assertion are known to those who read our logs.
+  // Operators know this assertion from the logs, so its wording stays.
   // clang-format off
   assert(w < (sizeof(tmp)-1));
   // clang-format on
@@ -113,7 +113,7 @@ bool QueueItem::is_running() const {
 }
 
 bool QueueItem::set_input_file(const char* path) {
-  std::string new_input = path;  // `path` may be the text that is cleared next
+  std::string new_input = path;  // `path` may point into the text that is cleared next
   close_input(*this);
   std::optional<source_place> place = place_of_source(new_input);
   if (!place) { return false; }
@@ -124,7 +124,7 @@ bool QueueItem::set_input_file(const char* path) {
 }
 
 bool QueueItem::set_output_file(const char* path) {
-  std::string new_output = path;  // `path` may be the text that is cleared next
+  std::string new_output = path;  // `path` may point into the text that is cleared next
   output_file.clear();
   output_metadir.clear();
   if (new_output.empty()) { return true; }

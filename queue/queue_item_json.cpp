@@ -1,6 +1,5 @@
-// The JSON form of a job, written. To add a key: a field in queue_item.h with the key in its
-// comment, its name in rules/json_keys.h, a line in serialize_json() here, a line in
-// deserialize_json().
+// Writes the JSON form of an item. To add a key: a field in queue_item.h with the key in its
+// comment, a line in serialize_json() here, a line in deserialize_json().
 #include <algorithm>
 
 #include "queue/queue_item.h"
@@ -8,8 +7,8 @@
 
 namespace {
 
-// The parser goes 200 levels down, and a file that nests deeper is lost as a whole. In the queue
-// file a remote document stands at the fourth: file, list, item, remote job.
+// The parser accepts 200 levels of nesting and rejects a deeper file as a whole. In the queue file
+// a remote document starts at the fourth level: file, list, item, remote job.
 constexpr int deepest_remote_document = 200 - 4;
 
 bool is_deeper_than(const json11::Json& json, int levels) {

@@ -1,4 +1,3 @@
-// Writes the queue as text.
 #include "queue/queue_text.h"
 
 #include <ctime>
@@ -11,7 +10,7 @@
 
 namespace {
 
-// As much of a status text as a person reads, and more than any server needs for an id.
+// As much of a status text as a person would read, and more than any server needs for an id.
 constexpr std::size_t kept_of_text = 1000;
 
 std::string time_text() {
@@ -26,7 +25,7 @@ void leave_out_what_can_be_missed(QueueItem::json_object& keys, const QueueItem&
   keys[key_process_argv] = json11::Json::array();
   keys[key_quoted_profiles] = json11::Json::array();
   if (item.sm.state == TRANSCODE_READY) {
-    keys[key_ready_step] = name_of(READY_INIT);  // from there the profiles are listed anew
+    keys[key_ready_step] = name_of(READY_INIT);  // from which the profiles are listed again
   }
   keys[key_text] = item.state_message.substr(0, kept_of_text);
   if (!item.remote_info.empty()) {
@@ -36,7 +35,7 @@ void leave_out_what_can_be_missed(QueueItem::json_object& keys, const QueueItem&
     keys[key_remote_job] = remote;
   }
   if (item.sm.state == TRANSCODE_REMOTE && item.sm.remote.state == REMOTE_DOWNLOAD) {
-    // Only the document says where the result is, so the server has to be asked again.
+    // The result's path is only in the document, so the server has to be asked again.
     keys[key_remote_step] = name_of(REMOTE_MONITOR);
   }
 }

@@ -1,4 +1,4 @@
-// Adds up the length of the queue's text without writing it.
+// Computes the length of the queue's text without writing it.
 #include "queue/queue_text_size.h"
 
 #include <cstddef>
@@ -10,15 +10,15 @@
 
 namespace {
 
-// An item's keys, flags, numbers, names of states and punctuation, rounded up.
+// Upper bound for an item's keys, flags, numbers, state names and punctuation.
 constexpr std::size_t fixed_size = 1024;
-// Quotes and the separator that follows.
+// The quotes and the separator after them.
 constexpr std::size_t string_frame = 4;
-// A number as long as they come, with its separator.
+// The longest number, with its separator.
 constexpr std::size_t longest_number = 32;
 
-// As the writer escapes it. U+2028 and U+2029, three bytes that begin with 0xe2, are written as
-// six; other characters that begin so are counted as if they were, too.
+// The length after escaping. U+2028 and U+2029, three bytes starting with 0xe2, are written as six;
+// other characters starting with that byte are counted as if they were, too.
 std::size_t char_size(unsigned char c) {
   switch (c) {
   case '"':

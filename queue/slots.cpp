@@ -1,4 +1,3 @@
-// The five one-at-a-time slots. They serialise expensive steps in a service of one thread.
 #include "queue/slots.h"
 
 #include <initializer_list>

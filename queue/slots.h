@@ -1,5 +1,4 @@
-// The five one-at-a-time slots: each null, or the one item that may run that kind of step.
-// This header includes nothing of the service.
+// The five one-at-a-time slots: each is null, or the only item that may run that kind of step.
 #pragma once
 
 class QueueItem;
@@ -10,5 +9,5 @@ extern QueueItem* item_active_transcode_in_action;
 extern QueueItem* item_active_upload_in_action;
 extern QueueItem* item_active_download_in_action;
 
-// Empties every slot that holds the item.
+// Releases every slot that the item holds.
 void item_in_action_remove_self(QueueItem* item);

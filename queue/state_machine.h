@@ -1,4 +1,4 @@
-// A state machine of named states with guarded setters: the base of the five machines of a job.
+// A state machine with named states and checked setters: the base of the five machines of an item.
 #pragma once
 
 #include <cstdint>
@@ -6,9 +6,9 @@
 #include <stdexcept>
 #include <string>
 
-// E is an enum over 32 bits whose valid values are min .. max-1. Where a machine refines one state
-// of another machine, it is valid (`initialized`) only while that other machine is in that state;
-// a set on an invalid machine throws, because it means that the caller lost track of the job.
+// E is an enum over 32 bits whose valid values are min .. max-1. A machine that refines one state
+// of another is valid (`initialized`) only while the other machine is in that state. Setting an
+// invalid machine throws, because the caller has lost track of the item.
 template <typename E, E min, E max>
 class vod_state_machine_base {
 public:
@@ -20,8 +20,8 @@ public:
   vod_state_machine_base(const vod_state_machine_base&) = default;
   vod_state_machine_base& operator=(const vod_state_machine_base&) = default;
 
-  // Stores s and returns it. Does not check the range of s.
-  // Throws std::runtime_error when the machine is not valid; the state is then unchanged.
+  // Stores s and returns it, without checking its range. Throws std::runtime_error, with the state
+  // unchanged, if the machine is not valid.
   virtual E do_set_state(E s) {
     require_initialized();
     state = s;
@@ -34,18 +34,18 @@ public:
     state = min;
   }
 
-  // Sets the state. Throws std::runtime_error when s is out of range or the machine is not valid.
+  // Sets the state. Throws std::runtime_error if s is out of range or the machine is not valid.
   E set_state(E s) {
     if (s >= max) { throw std::runtime_error("Invalid state machine index"); }
     return do_set_state(s);
   }
 
-  // Sets the state by its printable name, compared exactly. A name that is none of the machine's
-  // means the first state: names come from files and clients and must not be able to do harm.
-  // Throws std::runtime_error when the machine is not valid.
+  // Sets the state by its exact name. An unknown name selects the first state, because names come
+  // from files and clients and must not do harm. Throws std::runtime_error if the machine is not
+  // valid.
   E set_state(const std::string& name) { return do_set_state(state_by_name(name)); }
 
-  // The state that a printable name stands for, the first state for an unknown name.
+  // The state with this name, or the first state if the name is unknown.
   E state_by_name(const std::string& name) const {
     for (auto i = static_cast<std::uint32_t>(min); i < static_cast<std::uint32_t>(max); ++i) {
       if (std::strcmp(names[i], name.c_str()) == 0) { return static_cast<E>(i); }
@@ -53,10 +53,10 @@ public:
     return min;
   }
 
-  // Moves on to the next state. Throws like set_state, also past the last state.
+  // Sets the next state. Throws like set_state, also if this is the last state.
   E advance() { return set_state(static_cast<E>(static_cast<std::uint32_t>(state) + 1)); }
 
-  // The printable name of the current state, "" for a value out of range.
+  // The name of the current state; "" if the value is out of range.
   const char* state_name() const { return state < max ? names[state] : ""; }
 
 protected:

@@ -1,4 +1,3 @@
-// The queue and its look-ups.
 #include "queue/transcode_queue.h"
 
 #include <algorithm>

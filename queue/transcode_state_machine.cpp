@@ -1,4 +1,4 @@
-// The master state machine: keeps exactly the sub-machine of its state valid.
+// The main state machine: only the sub-machine of its current state is valid.
 #include "queue/queue_item.h"
 
 namespace {

@@ -1,4 +1,3 @@
-// Fetches the finished file from the remote server, and follows the download tool's progress.
 #include "remote/download.h"
 
 #include <cerrno>
@@ -19,19 +18,20 @@ namespace {
 
 constexpr long long size_unknown = -1;
 
-// What the FTP server said of the file that is being downloaded. There is one download at a time.
+// Size of the file being downloaded, as the FTP server announced it. There is one download at a
+// time.
 long long ftp_server_size = size_unknown;
 
-// The gateway of the remote server adds the size of a finished job's output to its document. A
-// number that cannot be a file's size is ignored.
+// Size of a finished job's output, which the remote server's gateway adds to the document. A number
+// that cannot be a file size is ignored.
 long long size_in_document(const json11::Json& document) {
-  constexpr double largest = 1ULL << 53U;  // that a JSON number gives exactly
+  constexpr double largest = 1ULL << 53U;  // every integer up to here is exact in a JSON number
   const double size = document[key_output_size].number_value();
   const bool is_size = document[key_output_size].is_number() && size >= 0 && size <= largest;
   return is_size ? static_cast<long long>(size) : size_unknown;
 }
 
-// The size of a regular file; unknown for anything else.
+// Size of a regular file; unknown for anything else.
 long long size_of_file(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) ? status.st_size
@@ -66,8 +66,8 @@ bool QueueItem::proc_start_remote_transcode_download() {
   }
   QueueItem remote_item;
   if (!read_scratch_item(*this, remote_item) || remote_item.output_file.empty()) { return false; }
-  // An output that is larger than the result is no part of it, and the download tool would take it
-  // for complete.
+  // An existing file larger than the result cannot be the beginning of it, yet the download tool
+  // would accept it as complete.
   const long long far_size = size_in_document(remote_info.json);
   if (far_size != size_unknown && size_of_file(output_file) > far_size) { discard_download(*this); }
   ftp_server_size = size_unknown;

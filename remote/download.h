@@ -1,14 +1,14 @@
-// The file that a download makes: what lies there before it, and whether it came whole.
+// Downloading the finished file from the remote server: clearing its path, checking its size.
 #pragma once
 
 class QueueItem;
 
-// Removes what lies at the item's output path, because the download tool would continue it with the
-// bytes of another transcode. A link is removed itself, never what it leads to. What cannot be
-// removed is reported on standard error.
+// Removes whatever exists at the item's output path; the download tool would otherwise append to
+// another transcode's bytes. A symbolic link is removed, not its target. Failures are reported on
+// standard error.
 void discard_download(const QueueItem& item);
 
-// Whether the item's output has the size that the remote server's document and the FTP server gave;
-// the difference is reported on standard error. True where neither has given one. To be called when
-// the download tool has ended, and all of its output has been taken by read_download_progress().
+// Whether the item's output has the size announced by the remote server's document and by the FTP
+// server; a difference is reported on standard error. True if neither announced one. Call it after
+// the download tool has ended and read_download_progress() has read all of its output.
 bool has_announced_size(const QueueItem& item);

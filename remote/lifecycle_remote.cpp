@@ -15,27 +15,28 @@ namespace {
 
 constexpr std::uint64_t remote_poll_us = 1000000;
 constexpr std::uint64_t upload_progress_us = 500000;
-constexpr int spread_us = 100000;  // keeps several items from polling in step
+constexpr int spread_us = 100000;  // keeps items from polling in lockstep
 
 std::uint64_t random_spread_us() {
   return static_cast<std::uint64_t>(rand() % spread_us);
 }
 
-// One transfer at a time over all items: none of the other kind, and none of this kind but ours.
+// Only one item transfers at a time: nobody may be transferring in the other direction, and nobody
+// else in this one.
 bool transfer_must_wait(const QueueItem* same_slot, const QueueItem* other_slot,
                         const QueueItem* item) {
   return other_slot != nullptr || (same_slot != nullptr && same_slot != item);
 }
 
 void idle_remote_running(QueueItem& item) {
-  // By what the child is for: the item may have moved on meanwhile, and a download that nobody
-  // reads would end.
+  // The child's original step decides, because the item may have changed state since. A download
+  // whose output nobody reads would end.
   if (item.proc_sm.remote.state == REMOTE_DOWNLOAD) {
     item.read_download_progress();
     drop_overlong_line(item.proc_stdout_buffer);
   } else if (is_buffer_full(item.proc_stdout_buffer)) {
-    // A reply that does not fit would keep its client blocked on the pipe for ever. Without a
-    // reader it ends by itself, mostly with a failure, and is judged by that.
+    // A reply that does not fit would block the HTTP client on the pipe forever. With the pipe
+    // closed the client exits, usually with an error, and is judged by its exit status.
     close_descriptor(item.proc_stdout_read_fd);
   } else if (item.sm.remote.state == REMOTE_UPLOAD) {
     std::uint64_t const now = monotonic_clock_us();
@@ -46,7 +47,7 @@ void idle_remote_running(QueueItem& item) {
   }
 }
 
-// Of several items that wait for the upload slot, chance decides which goes first.
+// If several items wait for the upload slot, chance decides which one gets it.
 void start_upload(QueueItem& item) {
   if (item.paused ||
       transfer_must_wait(item_active_upload_in_action, item_active_download_in_action, &item) ||
@@ -57,7 +58,7 @@ void start_upload(QueueItem& item) {
     fail(item, "Unable to begin remote transcode upload");
     return;
   }
-  // A source that is over there already needs no upload: nothing runs that would free the slot.
+  // If the server already has the source, nothing was started, and nothing would free the slot.
   if (item.proc_pid != -1) { item_active_upload_in_action = &item; }
 }
 
@@ -79,9 +80,9 @@ void start_download(QueueItem& item) {
   item_active_download_in_action = &item;
 }
 
-// Reads the fields that monitoring needs once per document, not at every turn: over many monitored
-// jobs the difference in processor time can be noticed. A document that cannot be read counts as an
-// item with its defaults.
+// Reads the fields once per document rather than every turn: with many monitored jobs that would
+// cost a noticeable share of a processor. An unreadable document is treated as an item with default
+// values.
 void read_remote_view(QueueItem& item) {
   if (item.remote_view.is_read) { return; }
   QueueItem scratch;
@@ -89,7 +90,7 @@ void read_remote_view(QueueItem& item) {
   item.remote_view = {true, scratch.paused, scratch.sm.state};
 }
 
-// Compares what the user wants with what the server last said, and asks again when it is time.
+// Compares the user's wishes with the server's last document; polls again when it is time.
 void monitor_remote(QueueItem& item) {
   read_remote_view(item);
   const char* command = nullptr;

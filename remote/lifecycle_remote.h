@@ -3,9 +3,9 @@
 
 class QueueItem;
 
-// One turn of work of an item in "remote transcode": follows its child, or starts the next step
-// when it has none.
+// One turn of an item in "remote transcode": follows its child, or starts the next step if there is
+// none.
 void idle_remote(QueueItem& item);
 
-// Judges the end of a remote step's child (remote/remote_termination.cpp).
+// Evaluates the end of a remote step's child.
 void on_remote_proc_terminate(QueueItem& item, int wait_status);

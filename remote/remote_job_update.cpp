@@ -1,4 +1,4 @@
-// What the remote server says of a job becomes the state of the local one.
+// Updates a local job from the remote server's document for it.
 #include "queue/queue_item.h"
 #include "remote/remote_step.h"
 #include "rules/texts.h"
@@ -8,7 +8,7 @@ namespace {
 void follow_remote_state(QueueItem& item, const QueueItem& remote_item) {
   switch (remote_item.sm.state) {
   case TRANSCODE_READY:
-  case TRANSCODE_REMOTE:  // a server that hands its jobs on
+  case TRANSCODE_REMOTE:  // a server that itself uses a remote server
   case TRANSCODE_TRANSCODING:
   case TRANSCODE_THUMBNAIL:
   case TRANSCODE_CLEANUP:

@@ -1,5 +1,5 @@
-// The requests to a remote server: each is one run of the HTTP client, its body fed to its standard
-// input and its reply read from its standard output.
+// Requests to a remote server. Each one is a run of the HTTP client: the body goes to its standard
+// input, the reply comes from its standard output.
 #include <algorithm>
 #include <cassert>
 #include <cstdio>
@@ -21,7 +21,7 @@ std::string line_of(const char* key, const std::string& value) {
   return std::string(key) + ":" + value;
 }
 
-// Appends one line of a request's body; what would run past the buffer's end less one byte is cut.
+// Appends one line of a request's body, truncated to leave one byte of the buffer free.
 void write_line(sliding_window_v4* buffer, const std::string& line) {
   std::size_t const space = sliding_window_v4_can_write(buffer);
   std::size_t const length = std::min(line.size(), space == 0 ? 0 : space - 1);
@@ -40,7 +40,7 @@ bool start_remote_request(QueueItem& item, const std::vector<std::string>& lines
     return false;
   }
   for (const std::string& line : lines) {
-    // Of a value that holds a NUL the server is told what stands in front of it.
+    // A value that contains a NUL is sent up to the NUL.
     write_line(item.proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
   }
   write_line(item.proc_stdin_buffer, "\n");
@@ -51,7 +51,7 @@ bool start_remote_request(QueueItem& item, const std::vector<std::string>& lines
   return item.proc_spawn();
 }
 
-// The item was added before, by an earlier run or an earlier try: it goes on where it stands.
+// The item was already added in an earlier run or attempt, so it continues from there.
 bool adopt_remote_item(QueueItem& item) {
   QueueItem remote_item;
   if (read_scratch_item(item, remote_item) && (remote_item.sm.state == TRANSCODE_CANCELLED ||
@@ -60,7 +60,7 @@ bool adopt_remote_item(QueueItem& item) {
     fprintf(stderr, "Remote item is cancelled, commanding to restart\n");
     item.sm.remote_command = command_restart;
     item.user_wants_cancel = false;
-    discard_download(item);  // the restart makes another result
+    discard_download(item);  // the restarted job will produce a different result
     return true;
   }
   item.sm.remote.advance();
@@ -69,7 +69,7 @@ bool adopt_remote_item(QueueItem& item) {
 
 }  // namespace
 
-// The password stands in the command line, where only root and the tool itself can see it.
+// The password appears in the command line, which only root and the tool itself can see.
 void QueueItem::proc_argv_prepare_std_curl_post_stdin() {
   const std::vector<std::string> command =
       request_command(transcode_settings.user + ":" + transcode_settings.password);

@@ -1,4 +1,4 @@
-// What the steps of the remote phase have in common: when one may start, and the remote job's last
+// Shared by the steps of the remote phase: whether one may start, and the remote job's last
 // document read as an item.
 #pragma once
 
@@ -9,13 +9,13 @@ class QueueItem;
 // create its metadata directory and job.
 bool remote_step_may_start(QueueItem& item);
 
-// Restores `scratch`, a new item that the caller owns and throws away, from the last document that
-// the remote server returned for `item`. False when there is none or it is refused; `scratch` may
-// then be partly filled.
+// Restores `scratch`, a new item that the caller owns and discards, from the last document that the
+// remote server returned for `item`. False if there is none or it is refused; `scratch` may then be
+// partly filled.
 //
-// Kept on purpose: restoring an item ends with a status write, and a scratch item is no exception,
-// because other programs watch the status files and rely on when they are rewritten. Effect: a
-// document with a "fileops job id", which older gateways include, overwrites the status file of the
-// local job with that number, if there is one; a document whose output path has a metadata
-// directory on this machine too overwrites the summary in it.
+// Kept on purpose: restoring an item ends with a status write, also for a scratch item, because
+// other programs watch the status files and rely on when they are rewritten. Effect: a document
+// with a "fileops job id", which older gateways include, overwrites the status file of the local
+// job with that number, if there is one; a document whose output path has a metadata directory on
+// this machine too overwrites the summary in it.
 bool read_scratch_item(const QueueItem& item, QueueItem& scratch);

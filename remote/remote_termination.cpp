@@ -1,4 +1,4 @@
-// Judges the end of a remote step's tool, and the reply of a request.
+// Evaluates how a remote step's tool ended, and the reply to a request.
 #include <string>
 
 #include "platform/wait_status.h"
@@ -15,7 +15,7 @@ namespace {
 constexpr unsigned http_ok = 200;
 constexpr unsigned http_not_found = 404;
 
-// Exit codes of the HTTP client and of the download tool that have words of their own.
+// Exit codes of the HTTP client and the download tool that get their own text.
 constexpr unsigned curl_cannot_connect = 7;
 constexpr unsigned wget_network_error = 4;
 constexpr unsigned wget_protocol_error = 7;
@@ -39,7 +39,7 @@ std::string download_error_suffix(int wait_status) {
   }
 }
 
-// The first comm header "entry id"; null where there is none. An empty one counts as none.
+// The first comm header "entry id"; null if there is none or it is empty.
 const std::string* find_entry_id(const QueueItem::CurlVodCGIResponse& response) {
   for (const auto& [name, value] : response.comm_headers) {
     if (name == key_entry_id) { return value.empty() ? nullptr : &value; }
@@ -64,7 +64,7 @@ QueueItem::CurlVodCGIResponse read_remote_reply(QueueItem& item) {
   return response;
 }
 
-// True, with the item cancelled, when the reply says that the remote job is no more.
+// Cancels the item and returns true if the reply says that the remote job no longer exists.
 bool is_lost_reply(QueueItem& item, const QueueItem::CurlVodCGIResponse& response) {
   std::string error;
   if (response.http_status != http_not_found || !response.comm_get_err(error) ||
@@ -135,7 +135,7 @@ void on_add_terminate(QueueItem& item, int wait_status) {
   }
 }
 
-// A poll that failed is tried again; only the text tells of it.
+// A failed poll is retried; only the status text mentions it.
 void on_monitor_terminate(QueueItem& item, int wait_status) {
   if (!has_succeeded(wait_status)) {
     item.state_message =
@@ -151,8 +151,8 @@ void on_monitor_terminate(QueueItem& item, int wait_status) {
   }
 }
 
-// The download tool also ends well where it found more than there is over there, or got less. What
-// has a wrong size cannot be continued, so that the next try starts from nothing.
+// The download tool also reports success if the existing file was too long or the transfer too
+// short. A file of the wrong size cannot be continued, so the next attempt starts from scratch.
 void on_download_terminate(QueueItem& item, int wait_status) {
   item.read_download_progress();
   if (!has_succeeded(wait_status)) {
@@ -196,8 +196,8 @@ void on_command_terminate(QueueItem& item, int wait_status) {
 
 }  // namespace
 
-// What ends after the user moved the item on changes nothing but this: a source that arrived is not
-// sent again.
+// A step that ends after the user has changed the item's state is ignored, with one exception: a
+// source that has arrived is not sent again.
 void on_remote_proc_terminate(QueueItem& item, int wait_status) {
   const bool ok = has_succeeded(wait_status);
   if (item.proc_sm.remote.state == REMOTE_UPLOAD) {

@@ -1,15 +1,15 @@
-// Reads a remote server's reply out of the HTTP client's output, in place: status line, HTTP
-// headers, the service's own header block at the head of the body, and the body.
+// Parses a remote server's reply, in place, in the HTTP client's output: status line, HTTP headers,
+// the service's own header block at the start of the body, and the body.
 //
 //   HTTP/1.1 200 OK              status line: version, code, reason phrase
 //   Content-Type: text/plain     HTTP headers, up to an empty line
 //
-//   X-comm-error:NOT FOUND       comm headers, up to an empty line; no blank behind the colon
+//   X-comm-error:NOT FOUND       comm headers, up to an empty line; no blank after the colon
 //
 //   ...                          body
 //
-// A reader that finds no complete line stops and leaves its fields as they were; the caller judges
-// by what was set.
+// A reader that finds no complete line stops and leaves its fields unchanged; the caller checks
+// which fields were set.
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,7 +26,7 @@ const char* skip_spaces(const char* text) {
   return text + strspn(text, " ");
 }
 
-// Divides a header line at its first colon. False for a line without one.
+// Splits a header line at its first colon. False if there is no colon.
 bool divide_header(const char* line, std::string& name, const char*& value) {
   const char* const colon = strchr(line, ':');
   if (colon == nullptr) { return false; }
@@ -50,8 +50,8 @@ void QueueItem::stdout_cgi_stdout_read_http_response(CurlVodCGIResponse& respons
   if (version_end == nullptr) { return; }
   response.version.assign(version, version_end);
   const char* const code = skip_spaces(version_end);
-  // Kept on purpose: a line without a reason phrase has no second blank, and its code is not taken.
-  // Effect: such a reply counts as one without a status.
+  // Kept on purpose: without a reason phrase there is no second blank, so the code is not read.
+  // Effect: such a reply is treated as one without a status.
   const char* const code_end = strchr(code, ' ');
   if (code_end == nullptr) { return; }
   response.http_status = static_cast<std::uint32_t>(strtol(code, nullptr, 10));

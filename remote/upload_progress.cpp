@@ -1,5 +1,5 @@
-// How far an upload has got: the position at which the FTP client reads the source, out of /proc.
-// The upload tool itself says nothing while it runs.
+// Upload progress, taken from /proc: the position at which the FTP client is reading the source.
+// The upload tool itself prints nothing while it runs.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,7 +22,7 @@
 namespace {
 
 constexpr std::size_t proc_read_limit = 16383;
-// Progress is counted in whole mebibytes; a source of no more than one shows none.
+// Progress is counted in whole mebibytes; a source of at most one mebibyte shows none.
 constexpr std::uint64_t smallest_total = 1048577;
 constexpr unsigned mebibyte_shift = 20;
 
@@ -34,15 +34,15 @@ bool is_number_name(const char* name) {
   return *name >= '0' && *name <= '9';
 }
 
-// True when the link relative to `dir_fd` leads exactly to `target`.
+// True if the target of the link, given relative to `dir_fd`, is exactly `target`.
 bool link_is(int dir_fd, const char* name, std::string_view target) {
   char text[proc_read_limit];
   const ssize_t length = readlinkat(dir_fd, name, text, sizeof(text));
   return length >= 0 && std::string_view(text, static_cast<std::size_t>(length)) == target;
 }
 
-// Finds the largest "pos:" in a descriptor's information. A last line without its line feed is not
-// examined.
+// Finds the largest "pos:" value in a descriptor's information. A last line without a line feed is
+// ignored.
 bool parse_position(std::string_view text, std::uint64_t& position) {
   bool found = false;
   for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
@@ -78,7 +78,7 @@ struct best_position {
   }
 };
 
-// Looks through the open files of one process.
+// Examines the open files of one process.
 void look_at_process(int process_fd, const std::string& source, best_position& best) {
   unique_fd fd(openat(process_fd, "fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   const unique_dir descriptors(fd.valid() ? fdopendir(fd.get()) : nullptr);

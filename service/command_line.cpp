@@ -1,4 +1,3 @@
-// Looks at the command line: any argument is one too many, the help switch included.
 #include "service/command_line.h"
 
 #include <cstdio>

@@ -1,6 +1,5 @@
-// The service takes no arguments.
+// The service's command line: no arguments.
 #pragma once
 
-// True when the command line is as it should be; otherwise what is wrong, or the usage, was printed
-// to standard error.
+// True if there are no arguments; otherwise prints the error, or the usage, to standard error.
 bool check_command_line(int argc, const char* const* argv);

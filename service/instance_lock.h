@@ -1,8 +1,7 @@
-// One service at a time.
+// Ensures that only one instance of the service runs.
 #pragma once
 
-// Takes the instance lock, a lock on the service's own executable that lasts as long as the
-// process. True if another process holds it. If locking fails for any other reason, the result is
-// false, and the service runs without a lock. A service that was killed can leave the lock to
-// children that have not executed their tool yet: waits for them, at most 5 s.
+// Takes the instance lock: a lock on the service's own executable, which the kernel releases when
+// the process ends. True if another process holds it. If the lock cannot be taken for any other
+// reason, the result is false and the service runs without it.
 bool already_running();

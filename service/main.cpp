@@ -1,4 +1,4 @@
-// qx_vod_service: start, main loop, stop.
+// qx_vod_service: start-up, main loop, shutdown.
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -27,8 +27,8 @@
 
 namespace {
 
-// A pipe must never get the number of a standard stream: a child's streams are put in place by
-// number. So a service that was started with one closed opens it on nothing.
+// A pipe must never get the number of a standard stream, because a child's streams are set up by
+// number. So if the service was started with one of them closed, it is opened on /dev/null.
 bool open_standard_streams() {
   int fd = -1;
   do {
@@ -39,7 +39,7 @@ bool open_standard_streams() {
   return true;
 }
 
-// Other programs put files there too, so everybody may, whatever umask the service was given.
+// World-writable whatever the umask, because other programs put files there too.
 void make_output_directory() {
   const mode_t saved = umask(0);
   mkdir_p(path_output_dir, 0777, -1);
@@ -63,15 +63,15 @@ void set_signal_handlers() {
   signal(SIGINT, sigma);
   signal(SIGTERM, sigma);
   signal(SIGQUIT, sigma);
-  signal(SIGCHLD, SIG_DFL);  // children are reaped by their pid
-  signal(SIGPIPE, SIG_IGN);  // writing to a child that has ended is to fail, not to kill
-  // A signal that was blocked by whoever started the service would never stop it.
+  signal(SIGCHLD, SIG_DFL);  // children are reaped by pid
+  signal(SIGPIPE, SIG_IGN);  // writing to a child that has ended should fail, not kill the service
+  // A signal that the parent process had blocked could never stop the service.
   sigset_t none;
   sigemptyset(&none);
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// A full queue with all its clients needs more than the 1024 that are usual.
+// A full queue with all its clients needs more descriptors than the usual 1024.
 void take_all_descriptors() {
   if (!raise_descriptor_limit()) {
     fprintf(stderr, "WARNING: cannot raise the limit of descriptors, %s\n", strerror(errno));
@@ -100,7 +100,7 @@ bool start_up() {
 
 void shut_down() {
   if (DIE == 0) {
-    DIE = 1;  // the control socket failed: the rest is to see a service that ends
+    DIE = 1;  // the control socket failed: shut down
   }
   fprintf(stderr, "Shutting down transcode queue processes\n");
   shutdown_transcode_queue_processes();

@@ -1,4 +1,4 @@
-// The main loop. A pass never blocks but for one bounded wait when there is nothing to do.
+// The main loop. A pass never blocks, except for one bounded wait when there is nothing to do.
 #include "service/main_loop.h"
 
 #include <algorithm>
@@ -14,7 +14,7 @@
 
 namespace {
 
-// Children are polled, not waited for; this is how late the end of one may be seen.
+// Children are polled; this is the longest delay until the end of one is noticed.
 constexpr std::uint64_t idle_wait_us = 80000;
 
 void wait_for_client() {
@@ -34,7 +34,7 @@ void idle_uptime() {
   }
 }
 
-// Kept on purpose: the deadline is cleared before the write, so a write that fails is not retried.
+// Kept on purpose: the deadline is cleared before the write, so a failed write is not retried.
 // Effect: the change reaches the disk with the next add, remove, or shutdown.
 void idle_background_write() {
   if (next_background_write_queue != 0 && monotonic_clock_us() >= next_background_write_queue) {

@@ -1,4 +1,3 @@
-// Ends the children, then the queue.
 #include "service/shutdown.h"
 
 #include <csignal>
@@ -26,7 +25,7 @@ void ask_to_end(QueueItem& item) {
   item.idle();
 }
 
-// Gives the item its turn; true while anything of its child is left.
+// Gives the item its turn. True while its child, or output of it, is left.
 bool is_still_running(QueueItem& item) {
   item.idle();
   const bool has_process = item.proc_pid != -1;
@@ -45,7 +44,7 @@ bool any_still_running() {
   return any;
 }
 
-// True when all children ended within the grace.
+// True if all children ended within the grace period.
 bool wait_for_children(std::uint64_t deadline) {
   for (;;) {
     handle_server_socket();

@@ -1,7 +1,8 @@
-// The orderly end of the service.
+// Orderly shutdown of the service.
 #pragma once
 
-// Asks every child to end and serves on until they have, for at most 10 s; what is left is killed.
+// Asks every child to end and keeps serving until they have, for at most 10 s; then kills those
+// that are left.
 void shutdown_transcode_queue_processes();
 
 // Empties the queue and destroys every item.
