@@ -167,11 +167,10 @@ public:
   metadata input_meta;               // this run only
   std::int32_t proc_status = 0;      // wait status of the last child; this run only
   remote_document_view remote_view;  // of remote_info.json; this run only
-  // Set from when the child is reaped until its end has been evaluated: its pid may be reused. This
-  // run only.
+  // True from the reaping of the child until its end is judged: its pid may be reused; this run
+  // only.
   bool proc_reaped = false;
-  // The signal to send once the transcoder can take it, 0 for none, and when to stop waiting for
-  // that. This run only.
+  // The signal to send once the transcoder can take it, 0 for none, and until when; this run only.
   std::int32_t proc_held_signal = 0;
   std::uint64_t proc_patience_end = 0;
   // Successful identifications since "ready" began, and when the next one may start: monotonic
@@ -182,8 +181,7 @@ public:
   // ---- Record (queue/queue_item.cpp)
 
   QueueItem();
-  // Releases everything the item owns and every slot it holds. A child that is still running is
-  // left alone, with a warning on standard error.
+  // Releases all that the item holds, slots too. A running child stays; standard error says so.
   ~QueueItem();
   QueueItem(const QueueItem&) = delete;
   QueueItem& operator=(const QueueItem&) = delete;
@@ -194,16 +192,14 @@ public:
   // Sets the output; "" means none. If the path is outside the output directory or its name is not
   // permitted, clears the output and returns false.
   bool set_output_file(const char* path);
-  // Makes an output path from the time, the profile and the input's name; "" if it would be too
-  // long.
+  // Makes an output path from time, profile and the input's name; "" if it would be too long.
   std::string pick_output_file_name_from_input() const;
   // True if no source is set or it does not exist (a dangling symbolic link exists).
   bool input_file_not_exist() const;
 
   // ---- JSON form (queue/queue_item_json.cpp, lifecycle/restart.cpp)
 
-  // Adds the item's keys to `out`: the full form if `queue_file`, else the short form used in
-  // replies.
+  // Adds the item's keys to `out`: in full for the queue file, else the short form of replies.
   void serialize_json(json_object& out, bool queue_file) const;
   // Appends the item's compact JSON text to `out`.
   void serialize_to_string(std::string& out, bool queue_file) const;
