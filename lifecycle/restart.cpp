@@ -11,6 +11,7 @@
 #include "queue/queue_file.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
+#include "rules/fileops_words.h"
 #include "rules/texts.h"
 
 namespace {
@@ -85,6 +86,7 @@ void enqueue_restored(std::unique_ptr<QueueItem> restored) {
 
 bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
   if (!read_item(*this, json) || (queue_file && !check_restored(*this))) { return false; }
+  fileops_op = fileops_operation;
   fileops_write_status();
   return true;
 }

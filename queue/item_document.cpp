@@ -5,7 +5,6 @@
 
 #include "queue/json_number.h"
 #include "queue/queue_item.h"
-#include "rules/fileops_words.h"
 #include "rules/json_keys.h"
 
 namespace {
@@ -96,6 +95,5 @@ bool read_item(QueueItem& item, const json11::Json& json) {
   item.progress = read_progress(json[key_progress]);
   read_flags(json, item);
   read_remote_job(json[key_remote_job], item.remote_info);
-  item.fileops_op = fileops_operation;
   return true;
 }

@@ -39,12 +39,14 @@ bool start_remote_request(QueueItem& item, const std::vector<std::string>& lines
     item.close_proc_stdin();
     return false;
   }
+  // Under this name, which the assertion's text shows.
+  sliding_window_v4* const proc_stdin_buffer = item.proc_stdin_buffer;
   for (const std::string& line : lines) {
     // A value that contains a NUL is sent up to the NUL.
-    write_line(item.proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
+    write_line(proc_stdin_buffer, line.substr(0, line.find('\0')) + "\n");
   }
-  write_line(item.proc_stdin_buffer, "\n");
-  assert(sliding_window_v4_is_sane(item.proc_stdin_buffer));
+  write_line(proc_stdin_buffer, "\n");
+  assert(sliding_window_v4_is_sane(proc_stdin_buffer));
   item.proc_argv.clear();
   item.proc_argv_prepare_std_curl_post_stdin();
   item.proc_argv.push_back(gateway_url(transcode_settings.address, command));

@@ -2,6 +2,7 @@
 
 #include "queue/item_document.h"
 #include "queue/queue_item.h"
+#include "rules/fileops_words.h"
 
 bool remote_step_may_start(QueueItem& item) {
   return !item.is_running() && item.validate_ready() == 1 && !item.remote_info.ip.empty() &&
@@ -10,6 +11,7 @@ bool remote_step_may_start(QueueItem& item) {
 
 bool read_scratch_item(const QueueItem& item, QueueItem& scratch) {
   if (!read_item(scratch, item.remote_info.json)) { return false; }
+  scratch.fileops_op = fileops_operation;
   scratch.fileops_write_status();
   return true;
 }
