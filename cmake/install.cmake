@@ -20,8 +20,7 @@ install(PROGRAMS ${QX_PACKAGING}/systemd/open-socket DESTINATION ${QX_PRIVATE_DI
 install(FILES ${QX_PACKAGING}/systemd/qx-vod.service DESTINATION ${QX_UNIT_DIR})
 install(FILES ${QX_PACKAGING}/clients/curlrc DESTINATION ${QX_CONF_DIR} RENAME .curlrc)
 install(FILES ${QX_PACKAGING}/clients/wgetrc DESTINATION ${QX_CONF_DIR})
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/web DESTINATION ${QX_SHARED_DIR}
-        PATTERN README.md EXCLUDE)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/web DESTINATION ${QX_SHARED_DIR})
 
 foreach(section 1 5 8)
   file(GLOB pages CONFIGURE_DEPENDS ${QX_PACKAGING}/man/*.${section})
@@ -33,7 +32,7 @@ install(FILES ${QX_PACKAGING}/completion/qx_vod_ctl.bash
 install(FILES ${QX_PACKAGING}/completion/_qx_vod_ctl
         DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 
-file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md ${PROJECT_SOURCE_DIR}/docs/*.svg)
+file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
               ${PROJECT_SOURCE_DIR}/CONTRIBUTING.md
         DESTINATION ${QX_DOC_DIR})

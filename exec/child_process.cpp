@@ -1,4 +1,4 @@
-// Starts an item's child process, manages its pipes and buffers, and signals its process group.
+// Starts an item's child process and manages its pipes and buffers.
 #include "exec/child_process.h"
 
 #include <cassert>

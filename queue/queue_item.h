@@ -213,7 +213,7 @@ public:
   // Changes the field with the JSON key `name`. True if the change was made or was not needed.
   bool modify(const char* name, const char* value);
 
-  // ---- Child process (exec/child_process.cpp, child_output.cpp)
+  // ---- Child process (exec/child_*.cpp, queue/queue_item.cpp)
 
   // Opens a close-on-exec pipe. Both variables must be -1. False with both unchanged.
   static bool _std_open_anonpipe(int& read_end, int& write_end);

@@ -1,5 +1,5 @@
 // Writes the JSON form of an item. To add a key: a field in queue_item.h with the key in its
-// comment, a line in serialize_json() here, a line in deserialize_json().
+// comment, a line in serialize_json() here, a line in read_item() (item_document.cpp).
 #include <algorithm>
 
 #include "queue/queue_item.h"

@@ -20,7 +20,6 @@ public:
 
   // An item for each position; one that was not read yet has no entry id.
   const std::vector<listed_item>& items() const { return items_; }
-  bool was_read() const { return was_read_; }
 
 private:
   bool read_page(vod_service& service, std::size_t page, service_reply& failure);
