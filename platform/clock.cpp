@@ -1,4 +1,4 @@
-// The two clocks. Nothing else stands in this file, so that a test can bring clocks of its own.
+// The two clocks. They have this file to themselves so that a test can replace them.
 #include "platform/clock.h"
 
 #include <ctime>
@@ -7,7 +7,7 @@ namespace {
 
 std::uint64_t read_clock_us(clockid_t clock) {
   timespec now{};
-  clock_gettime(clock, &now);  // cannot fail for the clocks asked for here
+  clock_gettime(clock, &now);  // cannot fail for the two clocks used here
   return static_cast<std::uint64_t>(now.tv_sec) * 1000000 +
          static_cast<std::uint64_t>(now.tv_nsec) / 1000;
 }

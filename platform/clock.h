@@ -1,9 +1,10 @@
-// The two clocks, in microseconds. Deadlines and intervals are of the monotonic one only.
+// The two clocks, in microseconds. Deadlines and intervals use the monotonic clock only.
 #pragma once
 
 #include <cstdint>
 
-// Never set back, of no meaning outside this boot; never 0 on a running machine.
+// Time since an unspecified start. Never goes backwards; meaningless after a reboot; never 0 on a
+// running machine.
 std::uint64_t monotonic_clock_us();
 
 // Wall clock time since 1970. It can jump.

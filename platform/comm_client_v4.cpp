@@ -1,4 +1,4 @@
-// One request and its reply over a local stream socket, every wait bounded by the deadline.
+// Requests and replies over a local stream socket. Every wait is bounded by the deadline.
 #include "platform/comm_client_v4.h"
 
 #include <algorithm>
@@ -10,15 +10,15 @@
 
 namespace {
 
-// A full backlog cannot be waited for, only tried again.
+// There is no way to wait for room in a full backlog, so connecting is retried after this pause.
 constexpr std::uint64_t busy_pause_us = 10000;
 
 bool is_past(std::uint64_t deadline_us) {
   return monotonic_clock_us() >= deadline_us;
 }
 
-// Whether the call that failed may be made again; waits first for what it lacked. A negative `fd`
-// is nothing but a pause.
+// Returns whether the failed call may be retried, after waiting until `fd` is ready. With a
+// negative `fd` it just pauses.
 bool may_retry(int error, int fd, short events, std::uint64_t deadline_us) {
   if (error == EINTR) { return true; }
   if (error != EAGAIN) { return false; }
@@ -28,7 +28,8 @@ bool may_retry(int error, int fd, short events, std::uint64_t deadline_us) {
 
 }  // namespace
 
-// Nothing is to be read between two requests: whatever is, the end included, spoils the connection.
+// Nothing should arrive between two requests. If anything does, even end of file, the connection
+// cannot be used again.
 bool comm_client_v4::kept_connection_is_good() const {
   char byte = 0;
   return fd_.valid() && recv(fd_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && errno == EAGAIN;
@@ -104,7 +105,7 @@ comm_client_result comm_client_v4::request(const comm_socket_v4_packet& request,
   const comm_client_result result = exchange(request, reply, deadline_us);
   if (result != comm_client_result::ok) {
     reply = {};
-    fd_.reset();  // what may still come over it answers no later request
+    fd_.reset();  // so that a late reply cannot be taken for a later request's
   }
   return result;
 }

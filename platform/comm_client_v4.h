@@ -1,5 +1,5 @@
-// The client side of the control socket: one request, its reply, with a deadline. The connection is
-// made when it is first needed and kept for the next request.
+// The client side of the control socket: sends one request and receives its reply, with a deadline.
+// The connection is opened on first use and kept for later requests.
 #pragma once
 
 #include <cstdint>
@@ -11,10 +11,10 @@
 
 enum class comm_client_result {
   ok,
-  no_service,  // no socket file, nobody listening on it, or no right to connect
-  timeout,     // the deadline passed: the request may or may not have been carried out
-  gone,        // the connection ended before the reply was whole: carried out or not, as above
-  malformed,   // the request cannot be sent (it was not), or the answer is not one to it
+  no_service,  // no socket file, nobody listening on it, or connecting not permitted
+  timeout,     // deadline passed; the request may or may not have been carried out
+  gone,        // connection ended before the reply was complete; carried out or not, as above
+  malformed,   // the request is invalid and was not sent, or the reply does not match it
 };
 
 class comm_client_v4 {
@@ -22,11 +22,11 @@ public:
   // Does not connect yet. `path` is the socket file.
   explicit comm_client_v4(std::string_view path) : path_(path) {}
 
-  // Sends the request and waits for its reply until `deadline_us` of monotonic_clock_us(). The
-  // caller chooses the request id. A request without the want-reply flag is done when it is sent,
-  // and `reply` is then blank, as it is on every failure. After any failure the next request
-  // connects anew; so does one that finds the kept connection closed by a server that restarted.
-  // A busy server (its backlog is full) is tried again until the deadline.
+  // Sends the request and waits for its reply until `deadline_us` on monotonic_clock_us(). The
+  // caller chooses the request id. A request without the want-reply flag is complete once it has
+  // been sent; `reply` is then blank, as it is on every failure. The next request opens a new
+  // connection after any failure, and also if a restarted server has closed the kept one. If the
+  // server is busy (its backlog is full), connecting is retried until the deadline.
   comm_client_result request(const comm_socket_v4_packet& request, comm_socket_v4_packet& reply,
                              std::uint64_t deadline_us);
 

@@ -1,8 +1,9 @@
-// The wire form of packets, written and read.
+// Encodes and decodes packets.
 //
 // Integers are little-endian. Header: magic, u32 body length, u64 request id, u64 result code, u32
-// flags, u32 reserved (0). Body: u32 count and that many words, u32 count and that many pairs,
-// data; a text or data is its u32 length and its bytes. The parts fill the body exactly.
+// flags, u32 reserved (0). Body: a u32 count and that many words, a u32 count and that many pairs,
+// then the data. A text, like the data, is a u32 length followed by its bytes. The parts fill the
+// body exactly.
 #include "platform/comm_packet_v4.h"
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 namespace {
 
 constexpr std::string_view magic = "CMS4";
-constexpr std::size_t body_length_end = 8;  // offset behind the header's body length
+constexpr std::size_t body_length_end = 8;  // offset just after the header's body length
 
 std::uint64_t little_endian(std::string_view bytes) {
   std::uint64_t value = 0;
@@ -35,8 +36,8 @@ bool is_text(std::string_view bytes) {
   return bytes.find('\0') == std::string_view::npos;
 }
 
-// Takes parts off the front of a packet's bytes. The first part that is not there makes it broken
-// for good, so that a reader need look only once, at the end.
+// Takes parts off the front of a packet's bytes. Once a part is missing the reader stays broken, so
+// callers need to check only once, at the end.
 class part_reader {
 public:
   explicit part_reader(std::string_view bytes) : rest_(bytes) {}
@@ -50,7 +51,7 @@ public:
   std::uint32_t number() { return static_cast<std::uint32_t>(little_endian(take(4))); }
   std::uint64_t long_number() { return little_endian(take(8)); }
 
-  // A count of things to come; 0 when it is over `most`, which breaks the packet.
+  // Reads a count of the items that follow. A count above `most` breaks the packet and reads as 0.
   std::size_t count(std::size_t most) {
     const std::size_t count = number();
     broken_ = broken_ || count > most;

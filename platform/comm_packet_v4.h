@@ -10,30 +10,31 @@
 #include <utility>
 #include <vector>
 
-// The sender wants a reply.
+// The sender expects a reply.
 constexpr std::uint32_t comm_socket_v4_flag_want_reply = 1;
-// An option of the sender that the reply copies back.
+// An option for the sender's own use; the reply copies it back.
 constexpr std::uint32_t comm_socket_v4_flag_option = 2;
 
 // The result code of every refusal; 0 is success.
 constexpr std::uint64_t comm_socket_v4_result_refused = 1000;
 
-// A request or a reply. Texts (words, names, values) hold no NUL byte; data is raw.
+// A request or a reply. Words, names and values contain no NUL byte; data is raw bytes.
 struct comm_socket_v4_packet {
   std::uint32_t flags = 0;
   std::uint64_t request_id = 0;
   std::uint64_t result_code = 0;
-  std::vector<std::string> words;  // command, in a reply then the status
+  std::vector<std::string> words;  // the command; in a reply followed by the status
   std::vector<std::pair<std::string, std::string>> nv_pairs;
   std::string data;
 
-  // Kept by the socket library; of no meaning to others.
+  // For the socket library's own use.
   enum class stage { blank, words, body, complete };
   stage written = stage::blank;
-  std::shared_ptr<const void> claim;  // of a request: keeps its client open until it is released
+  std::shared_ptr<const void>
+      claim;  // in a request: keeps its client open until the request is released
 };
 
-// What makes a request differ from a reply on the wire.
+// The limits that differ between requests and replies.
 struct comm_packet_v4_kind {
   std::size_t largest_body;  // bytes
   std::size_t fewest_words;
@@ -45,26 +46,27 @@ constexpr std::size_t comm_packet_v4_header_size = 32;
 constexpr std::size_t comm_packet_v4_most_words = 64;
 constexpr std::size_t comm_packet_v4_most_pairs = 4096;
 
-// Puts the packet's wire form into `wire`. False, with `wire` empty, when the packet breaks a limit
-// of its kind or a text of it holds a NUL byte.
+// Stores the packet's wire form in `wire`. Returns false and leaves `wire` empty if the packet
+// exceeds a limit of its kind or one of its texts contains a NUL byte.
 bool comm_packet_v4_encode(const comm_socket_v4_packet& packet, const comm_packet_v4_kind& kind,
                            std::string& wire);
 
 enum class comm_packet_v4_state { incomplete, whole, malformed };
 
-// What stands at the front of a stream. `size` is the length in bytes of the packet there, header
-// included; it is set for a whole packet only.
+// Describes the packet at the front of a stream. `size` is its length in bytes, header included,
+// and is set only if the packet is whole.
 struct comm_packet_v4_front {
   comm_packet_v4_state state;
   std::size_t size;
 };
 
-// Looks at the bytes that have come so far, header only: as soon as they cannot become a packet
-// (wrong magic, length over the kind's limit, reserved field not 0) they are malformed, however few
-// they are. Whole says that all bytes are there, not that the body is well formed.
+// Examines the bytes received so far, looking at the header only. They are malformed as soon as
+// they cannot be the start of a packet (wrong magic, length over the kind's limit, reserved field
+// not 0), however few there are. `whole` means that all bytes have arrived, not that the body is
+// well formed.
 comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_packet_v4_kind& kind);
 
-// Reads one whole packet, neither a byte less nor more, into a blank `packet`. False when it is
-// malformed; `packet` is then to be thrown away.
+// Reads exactly one whole packet from `bytes` into `packet`, which must be blank. Returns false if
+// the bytes are malformed; the contents of `packet` are then unspecified.
 bool comm_packet_v4_decode(std::string_view bytes, const comm_packet_v4_kind& kind,
                            comm_socket_v4_packet& packet);

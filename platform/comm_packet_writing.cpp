@@ -1,4 +1,4 @@
-// Writing a reply: the operations that fill a packet, in the order in which they are to be called.
+// The functions that fill in a reply, in the order in which they must be called.
 #include <cassert>
 #include <new>
 

@@ -1,4 +1,4 @@
-// One client's input and end; handing clients and requests out, each in its turn.
+// A client's input and its end, and handing out clients and requests in turn.
 #include <algorithm>
 #include <cerrno>
 #include <utility>
@@ -10,8 +10,8 @@
 namespace {
 
 constexpr std::size_t round_share = std::size_t{64} << 10;  // bytes
-constexpr std::size_t most_input = std::size_t{32} << 20;   // bytes, of all clients together
-// A request arrives within this time once its first bytes are there.
+constexpr std::size_t most_input = std::size_t{32} << 20;   // bytes, for all clients together
+// A request must arrive completely within this time of its first bytes.
 constexpr std::uint64_t request_time_us = 30000000;
 
 bool is_passing(int error) {
@@ -32,9 +32,9 @@ bool comm_socket_v4_client::has_request() const {
                               comm_packet_v4_state::whole;
 }
 
-// A client with a request in hand is not read from, so what is kept of it stays below one packet
-// and one round's share, however slowly requests are taken. Nor is one with replies to read: it
-// could fill its output faster than it empties it.
+// A client with a whole request pending is not read from, so its input stays below one packet plus
+// one round's share, however slowly requests are handed out. Nor is a client with unsent replies:
+// it could fill its output buffer faster than it empties it.
 void comm_socket_v4_client::read_round(std::uint64_t now_us) {
   if (!is_open() || input_ended || has_output() || has_request()) { return; }
   char bytes[round_share];

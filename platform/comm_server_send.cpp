@@ -1,4 +1,4 @@
-// Replies on their way out, and the two operations of the server that wait.
+// Sends replies; also the two server functions that wait.
 #include <cassert>
 #include <cerrno>
 #include <utility>
@@ -12,9 +12,10 @@
 
 namespace {
 
-// A client that has replies to read and reads nothing for this long is given up.
+// A client that has replies to read but reads nothing for this long is dropped.
 constexpr std::uint64_t patience_us = 5000000;
-// Output that waits for one client: the largest reply, so that there is always room for one.
+// Output buffer limit for one client: the size of the largest reply, so that an empty buffer has
+// room for any reply.
 constexpr std::size_t most_output = comm_packet_v4_header_size + comm_packet_v4_reply.largest_body;
 constexpr std::size_t most_output_of_all = std::size_t{64} << 20;
 
@@ -30,7 +31,7 @@ void comm_socket_v4_client::send_round(std::uint64_t now_us) {
       return;
     }
     if (taken_now < 0) {
-      takes_replies = false;  // what it sent whole before it went is still carried out
+      takes_replies = false;  // requests received whole before that are still carried out
       drop_output();
       return;
     }
@@ -89,7 +90,7 @@ int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* cl
   return poll_until(&entry, 1, deadline_us);
 }
 
-// A client whose input has ended is left out: its end would be readable for good.
+// A client whose input has ended is left out: its end of file would always be readable.
 int comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint64_t deadline_us) {
   if (!server->listener.valid()) { return -1; }
   std::vector<pollfd> entries;

@@ -1,4 +1,4 @@
-// The server's life: making the socket file, listening, taking in connections, ending.
+// The server's lifetime: creates the socket file, listens, accepts connections, shuts down.
 #include "platform/comm_server_v4.h"
 
 #include <algorithm>
@@ -19,9 +19,9 @@ namespace {
 
 constexpr std::size_t most_clients = 256;
 constexpr int backlog = 128;
-// Bounds one round also against clients that connect and go as fast as they are taken in.
+// Bounds one round even if clients connect and leave as fast as they are accepted.
 constexpr int most_accepts_per_round = backlog;
-// Descriptors that clients cannot have: enough for the process to start a child (two pipes) and to
+// Descriptors withheld from clients: enough for the process to start a child (two pipes) and to
 // write its files while the socket is crowded.
 constexpr std::size_t reserved_descriptors = 8;
 
@@ -29,7 +29,7 @@ unique_fd make_socket() {
   return unique_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
-// Whether the process at the other end has died and left its listening socket to a child that has
+// Whether the process at the other end has died, leaving its listening socket to a child that has
 // not executed its program yet.
 bool is_listener_dead(int connection) {
   ucred listener{};
@@ -60,7 +60,8 @@ bool somebody_waits(int listener) {
   return poll(&entry, 1, 0) > 0;
 }
 
-// Whether a new connection would leave the reserve untouched: tries to have that many descriptors.
+// Whether a new connection would leave the reserve untouched; finds out by opening that many
+// descriptors.
 bool has_descriptors_to_give(int any_fd) {
   std::array<unique_fd, reserved_descriptors + 1> probes;
   return std::all_of(probes.begin(), probes.end(), [any_fd](unique_fd& probe) {
@@ -88,7 +89,7 @@ accept_result why_not_accepted(int error) {
   }
 }
 
-// One client more than the most is closed as its descriptor goes out of scope.
+// A client beyond the maximum is closed when its descriptor goes out of scope.
 accept_result accept_one(comm_socket_v4& server) {
   if (!somebody_waits(server.listener.get())) { return accept_result::none_waiting; }
   if (!has_descriptors_to_give(server.listener.get())) { return accept_result::no_descriptors; }
@@ -104,7 +105,7 @@ accept_result accept_one(comm_socket_v4& server) {
   return accept_result::go_on;
 }
 
-// False when the listening socket is broken.
+// Returns false if the listening socket is broken.
 bool accept_round(comm_socket_v4& server) {
   server.can_accept = true;
   for (int i = 0; i < most_accepts_per_round; ++i) {
@@ -154,7 +155,7 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 int comm_socket_v4_idle(comm_socket_v4* server) {
   if (!server->listener.valid()) { return -1; }
   const std::uint64_t now_us = monotonic_clock_us();
-  // Known clients come first: this finds who is gone, and so makes room for who comes.
+  // Known clients first: this finds those that have gone and so makes room for new ones.
   for (comm_socket_v4_client& client : server->clients) {
     client.send_round(now_us);
     client.read_round(now_us);

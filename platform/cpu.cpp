@@ -1,4 +1,3 @@
-// Counts processors.
 #include "platform/cpu.h"
 
 #include <sched.h>
@@ -8,13 +7,14 @@ namespace {
 
 std::size_t cpu_count = 0;  // 0: not counted yet
 
-// The affinity mask counts, not the machine: a container or a restricted service has fewer.
+// Uses the affinity mask rather than the machine's total: a container or a restricted service has
+// fewer processors.
 std::size_t count_cpus() {
   cpu_set_t set;
   if (sched_getaffinity(0, sizeof(set), &set) == 0 && CPU_COUNT(&set) > 0) {
     return static_cast<std::size_t>(CPU_COUNT(&set));
   }
-  // More processors than the mask has room for.
+  // The machine has more processors than the mask has room for.
   const long online = sysconf(_SC_NPROCESSORS_ONLN);
   return online > 0 ? static_cast<std::size_t>(online) : 1;
 }

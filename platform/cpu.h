@@ -3,8 +3,9 @@
 
 #include <cstddef>
 
-// Counts the processors; call it once when the process starts.
+// Counts the processors. Call it once when the process starts.
 void init_tarn_utils_cpu();
 
-// The processors counted then, at least 1. Counts them itself when nobody has.
+// Returns that count, at least 1. Counts the processors itself if init_tarn_utils_cpu() has not
+// been called.
 std::size_t how_many_cpus();

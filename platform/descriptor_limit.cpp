@@ -1,4 +1,3 @@
-// Raising and restoring RLIMIT_NOFILE.
 #include "platform/descriptor_limit.h"
 
 #include <sys/resource.h>

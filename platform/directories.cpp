@@ -1,4 +1,3 @@
-// Makes directories with their parents.
 #include "platform/directories.h"
 
 #include <cerrno>
@@ -10,7 +9,8 @@ namespace {
 
 constexpr mode_t written_by_others = S_IWGRP | S_IWOTH;
 
-// What mkdir says counts, not a look beforehand: somebody else may be making the same directory.
+// Relies on mkdir's result rather than on a check beforehand: another process may be making the
+// same directory.
 bool make_one(const std::string& path, mode_t mode, int owner) {
   if (mkdir(path.c_str(), mode) == 0) {
     return owner < 0 ||

@@ -1,15 +1,15 @@
-// Reading and writing all the bytes of an open file, however few a single call moves.
+// Reads and writes all the bytes of an open file, however few a single system call transfers.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
 
-// Appends everything up to the end of the file to `text`, which may hold `limit` bytes in all.
-// False with errno; EFBIG if there are more, with the first `limit` bytes in `text`. A call that a
-// signal interrupts is repeated.
+// Appends everything up to the end of the file to `text`, which may grow to `limit` bytes in total.
+// Returns false with errno set on failure: EFBIG if there is more, with the first `limit` bytes
+// left in `text`. Calls interrupted by a signal are repeated.
 bool read_all(int fd, std::size_t limit, std::string& text);
 
-// Writes all of `bytes`. False with errno, after which part of them may have been written. A call
-// that a signal interrupts is repeated.
+// Writes all of `bytes`. Returns false with errno set on failure; some of them may have been
+// written by then. Calls interrupted by a signal are repeated.
 bool write_all(int fd, std::string_view bytes);

@@ -1,4 +1,5 @@
-// Allocates job ids by making their directories: of all who try, mkdir succeeds for one.
+// Allocates job ids by making their directories: mkdir succeeds for only one of the processes that
+// try.
 #include "platform/fileops_jobs.h"
 
 #include <algorithm>
@@ -15,8 +16,8 @@ namespace {
 
 constexpr std::size_t directory_size = sizeof(path_fileops_jobs) + sizeof("/2147483647");
 
-// The last id that this process was given: its directory may be gone, yet who still knows the
-// number must not meet another job under it.
+// The last id allocated by this process. Its directory may be gone, but anyone who still remembers
+// the number must not find a different job under it.
 std::int32_t last_id = 0;
 
 bool make_job_directory(std::int32_t id) {

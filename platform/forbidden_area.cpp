@@ -1,4 +1,3 @@
-// The policy: what a media path and a file name may be.
 #include "platform/forbidden_area.h"
 
 #include <algorithm>
@@ -14,7 +13,7 @@
 
 namespace {
 
-// What the platform keeps for itself amid the media.
+// The platform's own files and directories, which lie among the media.
 constexpr std::string_view own_places[] = {
     std::string_view(path_fileops_dir).substr(0, sizeof(path_fileops_dir) - 2),
     path_vod_conf,
@@ -23,7 +22,7 @@ constexpr std::string_view own_places[] = {
     path_media_roots,
 };
 
-// Copies of queue files lie beside the queue file, under names that go on differently.
+// Copies of queue files lie next to the queue file; their names begin like its name.
 bool is_queue_copy(std::string_view path) {
   constexpr std::string_view prefix = path_queue_copy_prefix;
   return path.substr(0, prefix.size()) == prefix;
@@ -39,8 +38,8 @@ bool is_any_root(Condition condition) {
   return std::any_of(media_roots().begin(), media_roots().end(), condition);
 }
 
-// A media file may be removed after its transcode, and be a directory: what holds a place of the
-// platform's own is no media either.
+// A media file may be removed after its transcode, and it may be a directory, so a path that
+// contains one of the platform's own places is refused too.
 bool is_allowed_path(std::string_view path) {
   return is_plain_path(path) && is_any_root([path](std::string_view root) {
            return path != root && is_at_or_below(path, root);
@@ -50,7 +49,7 @@ bool is_allowed_path(std::string_view path) {
          });
 }
 
-// Media may lie in a root itself, and beside the platform's own.
+// Media may lie directly in a root, next to the platform's own files.
 bool is_allowed_directory(std::string_view path) {
   return is_plain_path(path) &&
          is_any_root([path](std::string_view root) { return is_at_or_below(path, root); }) &&
@@ -73,7 +72,7 @@ unsigned cgi_velmar_forbidden_area_fd(int fd, unsigned /*flags*/) {
              : velmar_forbidden_directory;
 }
 
-// The name of a metadata directory begins with "." and needs no test of its own.
+// The name of a metadata directory begins with ".", so it needs no separate test.
 int cgi_velmar_forbidden_file_name(const char* name) {
   const std::string_view text = name;
   const bool is_allowed = !text.empty() && text.size() <= NAME_MAX && text.front() != '.' &&

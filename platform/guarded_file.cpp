@@ -1,4 +1,3 @@
-// Creates files that few may read.
 #include "platform/guarded_file.h"
 
 #include <string>
@@ -24,7 +23,7 @@ bool has_group_of_its_folder(int fd, const std::string& path) {
          file.st_gid == folder.st_gid;
 }
 
-// An administrator may have taken rights away from the file that is there.
+// An administrator may have removed permissions from the existing file.
 mode_t given_by(const char* replaced) {
   struct stat status {};
   const bool is_file = lstat(replaced, &status) == 0 && S_ISREG(status.st_mode);
@@ -33,10 +32,10 @@ mode_t given_by(const char* replaced) {
 
 }  // namespace
 
-// Made for its owner alone and opened up afterwards: who once has it open may read all that is
-// written later.
+// Created for the owner alone and opened up afterwards: anyone who has the file open can read
+// everything written to it later.
 unique_fd create_guarded_file(const char* path, const char* replaced) {
-  unlink(path);  // what cannot be removed makes the next call fail
+  unlink(path);  // if this fails, so does the next call
   unique_fd file(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, owner_only));
   if (!file.valid()) { return file; }
   const mode_t allowed = has_group_of_its_folder(file.get(), path) ? owner_and_group : owner_only;

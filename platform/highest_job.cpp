@@ -1,5 +1,5 @@
-// Lists the job directories once and follows their changes from then on: with tens of thousands of
-// them a listing takes longer than all the rest of adding a job.
+// Lists the job directories once and tracks changes from then on: with tens of thousands of them, a
+// listing takes longer than the rest of adding a job.
 #include "platform/highest_job.h"
 
 #include <algorithm>
@@ -22,10 +22,10 @@ constexpr std::uint32_t arrivals = IN_CREATE | IN_MOVED_TO;
 constexpr std::uint32_t departures = IN_DELETE | IN_MOVED_FROM;
 constexpr std::uint32_t losses = IN_Q_OVERFLOW | IN_IGNORED | IN_UNMOUNT;
 
-// What is known of the folder. Nothing is while `changes` is invalid.
+// Everything known about the folder. Not meaningful while `changes` is invalid.
 struct job_folder {
   unique_fd changes;
-  pid_t watcher = -1;  // a forked child shares the descriptor: it must not take the parent's events
+  pid_t watcher = -1;  // a forked child shares the descriptor but must not read the parent's events
   dev_t device = 0;
   ino_t inode = 0;
   std::int32_t highest = 0;
@@ -33,7 +33,7 @@ struct job_folder {
 
 job_folder known;
 
-// Another folder may be mounted or put there at any time.
+// Another folder may be mounted or moved there at any time.
 bool is_watched(const struct stat& folder) {
   return known.changes.valid() && known.watcher == getpid() && known.device == folder.st_dev &&
          known.inode == folder.st_ino;
@@ -50,7 +50,7 @@ void watch(const struct stat& folder) {
   }
 }
 
-// False when the highest id is no longer known.
+// Returns false if the highest id is no longer known.
 bool take_change(const inotify_event& change, std::int32_t forgettable) {
   if ((change.mask & losses) != 0) { return false; }
   const std::int32_t id = change.len == 0 ? 0 : job_id_of(change.name);
@@ -83,7 +83,7 @@ std::int32_t list_highest() {
 
 }  // namespace
 
-// Watched first and listed then, so that no change falls between the two.
+// The folder is watched before it is listed, so that no change goes unnoticed in between.
 std::int32_t highest_job_id(std::int32_t forgettable) {
   struct stat folder {};
   if (stat(path_fileops_jobs, &folder) != 0) { return -1; }

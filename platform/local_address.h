@@ -8,11 +8,12 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-// A socket file's path as the kernel takes it.
+// A socket file's path in the form that the kernel expects.
 struct local_address {
   sockaddr_un address{};
 
-  // False with errno when the path is empty or longer than the kernel takes (107 bytes).
+  // Returns false with errno set if the path is empty (ENOENT) or longer than the kernel's limit of
+  // 107 bytes (ENAMETOOLONG).
   bool set(std::string_view path) {
     if (path.empty() || path.size() >= sizeof(address.sun_path)) {
       errno = path.empty() ? ENOENT : ENAMETOOLONG;

@@ -1,4 +1,3 @@
-// The metadata of one media file as it stands.
 #include "platform/media_metadata.h"
 
 #include <cerrno>

@@ -1,4 +1,4 @@
-// The metadata of one media file as it stands, for those who only read.
+// Read-only access to the current metadata of one media file.
 #pragma once
 
 #include <memory>
@@ -6,26 +6,27 @@
 
 #include "platform/metadata_v4.h"
 
-// No media play longer than this, in seconds: eleven days.
+// The longest playing time accepted, in seconds (about eleven days).
 constexpr double longest_media_s = 1000000;
 
-// The length in seconds that the text of an entry "duration" tells; 0 for null, and for what is no
-// length that media have: whoever may write to a folder may write its metadata.
+// Parses the text of a "duration" entry and returns the length in seconds, or 0 if the text is null
+// or not a plausible length: anyone who can write to a folder can write the metadata in it.
 double length_of_duration(const char* text);
 
 class media_metadata {
 public:
-  // Reads the metadata of the media file `path`, absolute. Never blocks on what stands there.
+  // Reads the metadata of the media file `path`, which must be absolute. Never blocks, whatever
+  // kind of file the metadata turns out to be.
   explicit media_metadata(const std::string& path);
 
-  // 0, or the errno of the failure: ENOENT where the file has none, others as of
+  // 0, or the errno of the failure: ENOENT if the file has no metadata, others as for
   // metadata_v4_metadata_context_load_metadata_from_file.
   int error() const { return error_; }
 
-  // The entry's value, null when there is none. Lives as long as this object.
+  // The entry's value, or null if there is none. Valid as long as this object exists.
   const char* entry(const char* name) const;
 
-  // How long the media play in seconds, 0 where that is not told.
+  // The playing time in seconds, 0 if unknown.
   double length() const { return length_of_duration(entry("duration")); }
 
 private:

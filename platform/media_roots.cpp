@@ -1,4 +1,3 @@
-// Reads the list of media roots.
 #include "platform/media_roots.h"
 
 #include <algorithm>
@@ -19,12 +18,12 @@ constexpr std::size_t longest_path = PATH_MAX - 1;
 constexpr std::size_t largest_list = std::size_t{64} << 10;  // bytes
 constexpr std::string_view blanks = " \t\r";
 
-// A media tree in one of these would put the machine itself in reach of whoever submits jobs.
+// A media tree in one of these would put the system itself within reach of anyone who submits jobs.
 constexpr std::string_view system_directories[] = {"/bin",   "/boot", "/dev",  "/etc", "/lib",
                                                    "/lib64", "/proc", "/root", "/run", "/sbin",
                                                    "/sys",   "/usr",  "/var"};
 
-// An empty root, which is what "/" comes to here, is not plain.
+// An empty root, which "/" becomes here, is not plain.
 bool may_be_root(std::string_view root) {
   return is_plain_path(root) &&
          std::none_of(
@@ -32,7 +31,7 @@ bool may_be_root(std::string_view root) {
              [root](std::string_view directory) { return is_at_or_below(root, directory); });
 }
 
-// Without blanks around it; empty for a comment.
+// The line without surrounding blanks; empty for a comment.
 std::string_view content_of(std::string_view line) {
   line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
   line = line.substr(0, line.find_last_not_of(blanks) + 1);

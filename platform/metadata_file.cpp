@@ -1,4 +1,4 @@
-// Metadata files, loaded and written.
+// Loads and writes metadata files.
 #include <cerrno>
 #include <string>
 #include <utility>
@@ -31,14 +31,13 @@ bool is_bare_name(const std::string& name) {
   return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos;
 }
 
-// Whoever may write beside the media could put a symbolic link there, and so have a privileged
-// process write elsewhere: it is not followed.
+// Symbolic links are not followed: anyone who can write next to the media could plant one and so
+// make a privileged process write elsewhere.
 unique_fd open_directory(const std::string& directory) {
   return open_trusted(directory, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
 }
 
-// Creates a file with a name that nobody else has; the name says whose it was, should it be left
-// behind.
+// Creates a file with a unique name, which shows what the file was for in case it is never removed.
 replacement_file create_temporary(int directory_fd, const char* name) {
   constexpr int most_tries = 100;
   static unsigned counter = 0;
@@ -54,8 +53,8 @@ replacement_file create_temporary(int directory_fd, const char* name) {
   return replacement_file(std::move(file), std::move(temporary), directory_fd);
 }
 
-// Not flushed to the disk before the rename, which would stop the caller for as long as a busy disk
-// likes: after a power cut the metadata may be missing, and is made again from the media.
+// Not flushed to disk before the rename, since a busy disk could hold the caller up indefinitely.
+// After a power cut the metadata may be missing; it is then generated again from the media.
 int replace_file(int directory_fd, const char* name, const std::string& text) {
   replacement_file file = create_temporary(directory_fd, name);
   const bool is_replaced = file.valid() && file.write(text) && file.close() && file.rename_to(name);

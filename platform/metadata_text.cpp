@@ -1,4 +1,4 @@
-// Metadata entries, their text form read and written.
+// Reads and writes the text form of metadata entries.
 #include <algorithm>
 
 #include "platform/metadata_entries.h"
@@ -53,7 +53,8 @@ void metadata_v4_metadata_context::set(const std::string& name, std::string valu
   }
 }
 
-// A value is read as a C string, so a NUL byte would cut it short: a line with one is no entry.
+// Values are read as C strings, which a NUL byte would cut short, so a line with one is not a valid
+// entry.
 bool metadata_v4_metadata_context::parse(std::string_view text) {
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());

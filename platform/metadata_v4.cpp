@@ -1,4 +1,4 @@
-// The metadata's handles, and where a media file's metadata lies.
+// The metadata handles and the location of a media file's metadata.
 #include "platform/metadata_v4.h"
 
 #include <algorithm>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::string_view prefix = ".";
 constexpr std::string_view suffix = ".metadata";
-// With prefix and suffix the most that a file system takes, 255 bytes.
+// With prefix and suffix, this makes the longest name that a file system allows, 255 bytes.
 constexpr std::size_t longest_name = NAME_MAX - prefix.size() - suffix.size();
 
 int fail(int error) {

@@ -1,4 +1,4 @@
-// Fixed places of the server platform, each written down once.
+// Fixed paths of the server platform, each defined once.
 #pragma once
 
 constexpr char path_settings_dir[] = "/mnt/main/tv/";
@@ -8,7 +8,8 @@ constexpr char path_output_dir[] = "/mnt/main/tv/vod/";
 constexpr char path_vod_conf[] = "/mnt/main/tv/vod.conf";
 constexpr char path_queue_file[] = "/mnt/main/tv/vod.queue.js";
 constexpr char path_queue_file_temporary[] = "/mnt/main/tv/vod.queue.js.tmp";
-// A copy of a queue file that could not be read: this, and the time of its setting aside.
+// The path of a copy of an unreadable queue file is this prefix followed by the time when the file
+// was set aside.
 constexpr char path_queue_copy_prefix[] = "/mnt/main/tv/vod.queue.js.unreadable-";
 constexpr char path_media_roots[] = "/mnt/main/tv/media.roots";
 constexpr char path_control_socket[] = "/var/run/vod.transcode.service";

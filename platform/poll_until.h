@@ -1,4 +1,4 @@
-// Waiting for descriptors with a deadline of the monotonic clock.
+// Waits for descriptors with a deadline on the monotonic clock.
 #pragma once
 
 #include <cerrno>
@@ -9,7 +9,8 @@
 
 #include "platform/clock.h"
 
-// Positive when an entry is ready, 0 at the deadline or when a signal came, negative on an error.
+// Returns positive if an entry is ready, 0 at the deadline or if a signal arrived, negative with
+// errno set on an error.
 inline int poll_until(pollfd* entries, nfds_t count, std::uint64_t deadline_us) {
   const std::uint64_t now = monotonic_clock_us();
   const std::uint64_t left = deadline_us > now ? deadline_us - now : 0;

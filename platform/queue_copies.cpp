@@ -1,4 +1,3 @@
-// Sets queue files aside under the names of copies, and lists those.
 #include "platform/queue_copies.h"
 
 #include <algorithm>
@@ -26,7 +25,7 @@ std::string path_of_copy(std::time_t when) {
   return path_queue_copy_prefix + std::string(text);
 }
 
-// -1 for a path that is no copy's.
+// Returns -1 if the path is not that of a copy.
 std::time_t time_of_copy(const std::string& path) {
   const std::size_t prefix_length = strlen(path_queue_copy_prefix);
   if (path.size() != prefix_length + time_length || !begins_with(path, path_queue_copy_prefix)) {
@@ -42,8 +41,8 @@ bool is_empty_file(const std::string& path) {
   return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size == 0;
 }
 
-// A full disk leaves an empty queue file at every stop: those must not push out the one copy that
-// holds jobs.
+// On a full disk, every shutdown leaves an empty queue file; their copies must not displace the one
+// that holds jobs.
 void remove_oldest(std::vector<std::string> copies) {
   if (copies.size() <= queue_copies_kept) { return; }
   std::stable_partition(copies.begin(), copies.end(), is_empty_file);
@@ -56,7 +55,7 @@ void remove_oldest(std::vector<std::string> copies) {
 void take_rights_of_others(const std::string& path) {
   struct stat status {};
   if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode)) {
-    // Only an owner or root can do it, and nobody else set the file aside.
+    // Only the file's owner or root can do this; for any other account it simply fails.
     static_cast<void>(chmod(path.c_str(), status.st_mode & widest_mode) == 0);
   }
 }

@@ -63,8 +63,8 @@ bool replacement_file::rename_to(const std::string& target) {
   return true;
 }
 
-// Not every file system can refuse to replace; most of those that cannot have links, which never
-// replace anything.
+// Not every file system supports RENAME_NOREPLACE; most of those that do not have hard links, which
+// never replace anything.
 bool replacement_file::rename_to_new(const std::string& target) {
   if (renameat2(directory_fd_, name_.c_str(), directory_fd_, target.c_str(), RENAME_NOREPLACE) ==
       0) {

@@ -1,4 +1,3 @@
-// Opens files that are rewritten in place, and closes them.
 #include "platform/rewrite_file.h"
 
 #include <cerrno>
@@ -10,14 +9,14 @@
 #include "platform/trusted_path.h"
 #include "platform/unique_fd.h"
 
-// The rest is cut off before the last of the text is written, so that a reader may see a short file
-// but no old words behind the new ones. That holds for a text within the stream's buffer, 4 KiB: of
-// a longer one, pieces are written before.
+// The file is truncated before the last of the text is written, so that a reader may see a short
+// file but never old text after the new. This holds for texts that fit the stream's buffer of 4
+// KiB; parts of a longer one are written earlier.
 void rewrite_closer::operator()(FILE* file) const {
   const off_t length = ftello(file);
   struct stat status {};
   if (length >= 0 && fstat(fileno(file), &status) == 0 && status.st_size > length) {
-    // Fails where writing fails as well, and there nothing better can be done.
+    // If this fails, so does writing, and nothing can be done about that here.
     static_cast<void>(ftruncate(fileno(file), length) == 0);
   }
   fclose(file);

@@ -1,4 +1,4 @@
-// Files that are rewritten in place, in directories that others may write to.
+// Files that are rewritten in place, in directories that other accounts may write to.
 #pragma once
 
 #include <cstdio>
@@ -9,15 +9,15 @@ struct rewrite_closer {
   void operator()(FILE* file) const;
 };
 
-// Owns a stream that rewrites a file; empty when the open failed. Closing it cuts off what the file
-// held beyond the new text. Errors of the close are not seen.
+// Owns a stream that rewrites a file; null if opening failed. Closing it truncates the file to the
+// new text. Errors on closing are ignored.
 using unique_rewrite = std::unique_ptr<FILE, rewrite_closer>;
 
-// Opens a regular file to be rewritten from its beginning, or creates it. Empty with errno set when
-// that fails, and for anything that stands there and is no regular file: a FIFO would block the
-// caller, and a link, symbolic or hard, would have it overwrite somebody else's file.
+// Opens a regular file for rewriting from the beginning, or creates it. Returns null with errno set
+// if that fails, or if `path` is anything other than a regular file with a single link: a FIFO
+// would block the caller, and through a symbolic or hard link it would overwrite a different file.
 //
-// The file is not emptied first. Some are rewritten several times a second, and a file system that
-// gives blocks back, and flushes what was emptied, at once takes many times as long over that as
-// over the text.
+// The file is not truncated first. Some files are rewritten several times a second, and on a file
+// system that frees blocks and flushes truncated files immediately, that takes many times as long
+// as writing the text.
 unique_rewrite rewrite_file(const std::string& path);

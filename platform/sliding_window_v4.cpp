@@ -1,4 +1,3 @@
-// The byte FIFO.
 #include "platform/sliding_window_v4.h"
 
 #include <algorithm>
@@ -12,7 +11,7 @@
 
 namespace {
 
-// A `max` of 0 is no limit.
+// A `max` of 0 means no limit.
 std::size_t limited(std::size_t size, std::size_t max) {
   return max == 0 ? size : std::min(size, max);
 }
@@ -51,7 +50,7 @@ std::size_t sliding_window_v4_can_write(const sliding_window_v4* buffer) {
   return static_cast<std::size_t>(buffer->region_end - buffer->write_pos);
 }
 
-// Lazy: a reader that takes line after line would else have the rest moved each time.
+// Lazy, because otherwise the rest would be moved every time a reader takes a line.
 void sliding_window_v4_lazy_flush(sliding_window_v4* buffer) {
   const std::size_t unread = sliding_window_v4_data_available(buffer);
   const auto capacity = static_cast<std::size_t>(buffer->region_end - buffer->region_start);

@@ -1,4 +1,3 @@
-// Reads a small file whole.
 #include "platform/small_file.h"
 
 #include <cerrno>
@@ -9,7 +8,7 @@
 #include "platform/file_bytes.h"
 #include "platform/unique_fd.h"
 
-// Opened non-blocking: a FIFO in the file's place would hold the caller for good.
+// Opened non-blocking: a FIFO in place of the file would block the caller indefinitely.
 bool read_small_file(int dir_fd, const char* name, std::size_t limit, std::string& text) {
   const unique_fd file(
       openat(dir_fd, name, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));

@@ -1,4 +1,4 @@
-// Lines of text to a descriptor that may be full.
+// Writes lines of text to a descriptor that may be full.
 #include "platform/standard_error.h"
 
 #include <cerrno>
@@ -17,13 +17,13 @@
 
 namespace {
 
-// How a write is kept from blocking. O_NONBLOCK on descriptor 2 would not do: the flag belongs to
-// all who share its open file, children and a user's shell among them.
+// How a write is kept from blocking. Setting O_NONBLOCK on descriptor 2 is not an option: the flag
+// applies to every process that shares the open file, including children and a user's shell.
 enum class write_mode {
   plain,   // files, which do not block
-  send,    // sockets: asked for with each write
-  opened,  // pipes and terminals: opened once more, non-blocking, for this process alone
-  polled,  // where that is not allowed: asked before each write
+  send,    // sockets: a flag on each write
+  opened,  // pipes and terminals: reopened non-blocking, for this process alone
+  polled,  // if reopening is not allowed: polled before each write
 };
 
 class line_channel {
@@ -45,9 +45,10 @@ public:
     line_ += text;
   }
 
-  // True when everything that was to come before the next line is out.
+  // Returns true once everything due before the next line has been written.
   bool flush() {
-    // What is missing of a line goes out before all else, so that no other line tears it.
+    // The rest of a partly written line comes first, so that no other line ends up in the middle of
+    // it.
     if (!rest_.empty() && !write_out(rest_)) { rest_.clear(); }
     if (!rest_.empty()) { return false; }
     if (dropped_ == 0) { return true; }
@@ -68,7 +69,7 @@ private:
     if (!flush() || !put(line_)) { ++dropped_; }
   }
 
-  // False when nothing of the text could be written.
+  // Returns false if none of the text could be written.
   bool put(std::string text) {
     const std::size_t size = text.size();
     write_out(text);
@@ -77,7 +78,7 @@ private:
     return true;
   }
 
-  // Takes what could be written off the text. False when there is nobody to write to.
+  // Removes the part that could be written from the text. Returns false if there is no reader.
   bool write_out(std::string& text) const {
     ssize_t count = 0;
     while (!text.empty() && (count = write_some(text)) > 0) {
@@ -101,12 +102,12 @@ private:
 
   int fd_ = STDERR_FILENO;
   write_mode mode_ = write_mode::plain;
-  std::string line_;  // as far as it is printed
-  std::string rest_;  // of a line that went out in part
+  std::string line_;  // the line being printed
+  std::string rest_;  // the unwritten part of a line
   std::uint64_t dropped_ = 0;
 };
 
-// Never destroyed: the last prints come after the last destructor.
+// Never destroyed: the last prints happen after the last destructor.
 line_channel* channel = nullptr;
 
 ssize_t take_text(void*, const char* bytes, std::size_t size) {

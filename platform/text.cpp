@@ -8,7 +8,7 @@ namespace {
 constexpr char blanks[] = " \t";
 constexpr char line_ends[] = "\r\n";
 
-// Cuts whatever of `characters` the text ends with.
+// Removes all trailing characters that occur in `characters`.
 void cut_end(char* text, const char* characters) {
   std::size_t length = strlen(text);
   while (length > 0 && strchr(characters, text[length - 1]) != nullptr) {

@@ -20,13 +20,13 @@ bool is_trusted(uid_t owner) {
   return owner == 0 || owner == geteuid();
 }
 
-// Follows a path from directory to directory, so that each component is looked at before it is
-// used.
+// Follows a path one directory at a time, so that each component is checked before it is used.
 class path_walk {
 public:
   explicit path_walk(const std::string& path) : rest_(path) { restart(); }
 
-  // Arrives at the directory of the last component. False with errno.
+  // Walks to the directory that contains the last component. Returns false with errno set on
+  // failure.
   bool follow_to_last(bool follow_last_link) {
     while (directory_.valid() && take_component()) {
       if (is_last() && !follow_last_link) { return true; }
@@ -49,13 +49,13 @@ public:
   int directory() const { return directory_.get(); }
   const std::string& name() const { return name_; }
 
-  // Whether what was found may be used with those flags: always, unless the way led over a link of
-  // another account.
+  // Whether the file found may be opened with those flags: always, unless the walk followed another
+  // account's link.
   bool may_use(int fd, int flags) const {
     struct stat status {};
     if (stranger_ == nobody_else) { return true; }
     if (fstat(fd, &status) != 0) { return false; }
-    // A directory is opened by O_PATH, in order to change what is in it.
+    // A directory is opened with O_PATH in order to change its contents.
     const mode_t needed = (flags & (O_ACCMODE | O_PATH)) == O_RDONLY ? S_IROTH : S_IWOTH;
     if (status.st_uid == stranger_ || (status.st_mode & needed) != 0) { return true; }
     errno = EACCES;
@@ -71,7 +71,7 @@ private:
 
   bool is_last() const { return rest_.find_first_not_of('/') == std::string::npos; }
 
-  // False at the end of the path.
+  // Returns false at the end of the path.
   bool take_component() {
     const std::size_t begin = rest_.find_first_not_of('/');
     if (begin == std::string::npos) { return false; }
@@ -105,11 +105,11 @@ private:
   std::string rest_;
   std::string name_ = ".";
   unique_fd directory_;
-  uid_t stranger_ = nobody_else;  // whose link was followed
+  uid_t stranger_ = nobody_else;  // owner of the link that was followed
   int links_ = 0;
 };
 
-// Most paths have no links, and one call is enough for them.
+// Most paths contain no links, and a single call is enough for them.
 unique_fd open_without_links(const std::string& path, int flags, mode_t mode) {
   open_how how{};
   how.flags = static_cast<std::uint64_t>(flags);

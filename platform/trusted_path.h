@@ -1,9 +1,9 @@
 // Opening paths through directories in which other accounts can plant symbolic links.
 //
-// A link is followed if it belongs to root or to this process's account. One of another account is
-// followed too, since people arrange their media by links, but not if it lies in a directory that
-// everybody can write to, and only to what that account may do itself: it must own what the path
-// leads to, or everybody must be allowed to.
+// A link is followed if it belongs to root or to this process's account. A link of another account
+// is followed too, since people organize their media with links, unless it lies in a directory that
+// everybody can write to; and it only allows operations that the account could perform itself:
+// either the account owns the target of the path, or everybody has the permission.
 #pragma once
 
 #include <string>
@@ -12,10 +12,11 @@
 
 #include "platform/unique_fd.h"
 
-// Like open(2), close-on-exec. Invalid with errno on failure; ELOOP or EACCES for a path that leads
-// over a link as above.
+// Like open(2), with close-on-exec. The result is invalid, with errno set, on failure; ELOOP or
+// EACCES if the path leads through a link that is refused as described above.
 unique_fd open_trusted(const std::string& path, int flags, mode_t mode = 0);
 
-// Opens the directory that contains `path`, for the *at() calls, and gives the last component of
-// the path as `name`. That component is not looked at.
+// Opens the directory that contains `path`, for the *at() calls, and stores the last component of
+// the path in `name`. That component itself is not examined. The result is invalid, with errno set,
+// on failure.
 unique_fd open_directory_of(const std::string& path, std::string& name);

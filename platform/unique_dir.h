@@ -9,5 +9,5 @@ struct dir_closer {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
-// Owns a stream opened with opendir; empty when the open failed.
+// Owns a stream opened with opendir; null if opening failed.
 using unique_dir = std::unique_ptr<DIR, dir_closer>;

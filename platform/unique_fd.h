@@ -1,4 +1,4 @@
-// A file descriptor that is closed when its owner goes.
+// A file descriptor that is closed when its owner is destroyed.
 #pragma once
 
 #include <utility>
@@ -21,10 +21,10 @@ public:
   int get() const { return fd_; }
   bool valid() const { return fd_ >= 0; }
 
-  // Hands the descriptor to the caller, who closes it.
+  // Passes the descriptor to the caller, who must close it.
   int release() { return std::exchange(fd_, -1); }
 
-  // Closes what is held and takes `fd`, which may be -1.
+  // Closes the current descriptor, if any, and takes ownership of `fd`, which may be -1.
   void reset(int fd = -1) {
     if (fd_ >= 0) { ::close(fd_); }
     fd_ = fd;

@@ -8,6 +8,6 @@ struct file_closer {
   void operator()(FILE* file) const { fclose(file); }
 };
 
-// Owns a stream opened with fopen; empty when the open failed. Errors of the close are not seen:
-// where they matter, fclose(release()) and look.
+// Owns a stream opened with fopen; null if opening failed. Errors on closing are ignored; if they
+// matter, call fclose(release()) and check its result.
 using unique_file = std::unique_ptr<FILE, file_closer>;
