@@ -1,5 +1,5 @@
-// The client: against a server in a thread, and against servers that are missing, busy, silent,
-// rude or gone.
+// The client, tested against a server in a thread and against servers that are missing, busy,
+// silent, misbehaving or gone.
 #include <atomic>
 #include <functional>
 #include <string>
@@ -50,7 +50,7 @@ answer ask(comm_client_v4& client, const comm_socket_v4_packet& request,
   return answer;
 }
 
-// A well-behaved server that answers "OK" in a thread of its own.
+// A well-behaved server that answers "OK" in a separate thread.
 class serving {
 public:
   explicit serving(socket_bench& bench)
@@ -85,8 +85,8 @@ struct bare_listener {
   unique_fd fd;
 };
 
-// What a client is told by a server that takes one connection and its request, then does as it is
-// told here, and closes.
+// The result that a client gets from a server that accepts one connection and its request, then
+// runs `behave`, and closes.
 answer ask_rude_server(const std::function<void(int)>& behave, std::uint64_t time_us = long_us) {
   const test_folder folder;
   const bare_listener listener(folder.file("socket"));
@@ -162,7 +162,7 @@ TEST(comm_client, long_reply_arrives_whole) {
   EXPECT_EQ(told.reply.data, reply.data);
 }
 
-TEST(comm_client, request_that_wants_no_reply_is_done_when_sent) {
+TEST(comm_client, request_without_a_reply_is_done_when_sent) {
   socket_bench bench;
   comm_client_v4 client(bench.path);
   comm_socket_v4_packet request = make_request("quiet");
@@ -186,7 +186,7 @@ TEST(comm_client, socket_that_nobody_listens_on_is_no_service) {
   EXPECT_EQ(ask(client, make_request("test")).result, result::no_service);
 }
 
-TEST(comm_client, path_that_is_no_socket_s_is_no_service) {
+TEST(comm_client, path_of_another_kind_of_file_is_no_service) {
   for (const std::string& path :
        {std::string(), std::string(108, 'x'), std::string("/etc/hosts")}) {
     comm_client_v4 client(path);
@@ -212,7 +212,7 @@ TEST(comm_client, server_that_reads_nothing_is_waited_for_until_the_deadline) {
   EXPECT_EQ(ask(client, make_request("test", 1000000), short_us).result, result::timeout);
 }
 
-TEST(comm_client, server_that_sends_on_and_on_meets_the_deadline) {
+TEST(comm_client, server_that_never_stops_sending_is_cut_off_at_the_deadline) {
   const answer told = ask_rude_server(
       [](int fd) {
         comm_socket_v4_packet reply;
@@ -228,7 +228,7 @@ TEST(comm_client, server_that_sends_on_and_on_meets_the_deadline) {
   EXPECT_EQ(told.result, result::timeout);
 }
 
-TEST(comm_client, full_backlog_is_tried_until_the_deadline) {
+TEST(comm_client, full_backlog_is_retried_until_the_deadline) {
   const test_folder folder;
   const bare_listener listener(folder.file("socket"), 1);
   const std::vector<unique_fd> waiting = qx_test::fill_backlog(folder.file("socket"));
@@ -236,7 +236,7 @@ TEST(comm_client, full_backlog_is_tried_until_the_deadline) {
   EXPECT_EQ(ask(client, make_request("test"), short_us).result, result::timeout);
 }
 
-TEST(comm_client, full_backlog_is_got_into_when_there_is_room) {
+TEST(comm_client, full_backlog_is_joined_when_there_is_room) {
   socket_bench bench;
   const std::vector<unique_fd> waiting = qx_test::fill_backlog(bench.path);
   comm_client_v4 client(bench.path);
@@ -250,13 +250,13 @@ TEST(comm_client, connection_that_ends_without_a_reply_is_gone) {
   EXPECT_EQ(ask_rude_server([](int) {}).result, result::gone);
 }
 
-TEST(comm_client, connection_that_ends_within_a_reply_is_gone) {
+TEST(comm_client, connection_that_ends_in_the_middle_of_a_reply_is_gone) {
   const answer told = ask_rude_server([](int fd) { send_bytes(fd, reply_bytes(7).substr(0, 40)); });
   EXPECT_EQ(told.result, result::gone);
   EXPECT_TRUE(told.reply.words.empty());
 }
 
-TEST(comm_client, answer_that_is_no_packet_is_malformed_at_once) {
+TEST(comm_client, answer_that_is_not_a_packet_is_malformed_at_once) {
   const answer told = ask_rude_server([](int fd) {
     send_bytes(fd, "HTTP/1.1 400 Bad Request\r\n");
     wait_for_close(fd);
@@ -290,7 +290,7 @@ TEST(comm_client, request_that_breaks_a_limit_is_not_sent) {
   EXPECT_TRUE(bench.accepted.empty());
 }
 
-TEST(comm_client, server_that_was_started_again_is_found) {
+TEST(comm_client, restarted_server_is_found) {
   socket_bench bench;
   comm_client_v4 client(bench.path);
   {
@@ -305,7 +305,7 @@ TEST(comm_client, server_that_was_started_again_is_found) {
   EXPECT_EQ(ask(client, make_request("test")).result, result::ok);
 }
 
-TEST(comm_client, server_that_was_started_again_between_two_requests_is_not_noticed_as_a_failure) {
+TEST(comm_client, server_restart_between_two_requests_is_not_a_failure) {
   socket_bench bench;
   comm_client_v4 client(bench.path);
   {
@@ -319,8 +319,8 @@ TEST(comm_client, server_that_was_started_again_between_two_requests_is_not_noti
   EXPECT_EQ(ask(client, make_request("test")).result, result::ok);
 }
 
-// The late reply to a request that was given up must not be taken for the next one's.
-TEST(comm_client, reply_that_came_too_late_is_not_the_next_request_s) {
+// The late reply to an abandoned request must not be taken for the reply to the next one.
+TEST(comm_client, late_reply_is_not_taken_for_the_next_request_s) {
   socket_bench bench;
   comm_client_v4 client(bench.path);
   EXPECT_EQ(ask(client, make_request("late"), short_us).result, result::timeout);

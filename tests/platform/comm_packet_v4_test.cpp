@@ -1,4 +1,4 @@
-// The wire form of packets: the documented bytes, every limit, every malformed shape.
+// The wire form of packets: the documented bytes, every limit, every kind of malformed packet.
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -32,8 +32,8 @@ std::string framed(const std::string& body) {
   return header(body.size()) + body;
 }
 
-// The examples of docs/wire-format.md, told by their lines of bytes; one ends where a line without
-// any begins.
+// The examples in docs/wire-format.md, recognized by their lines of bytes; an example ends at the
+// first line without any.
 std::vector<std::string> documented_packets() {
   std::ifstream document(QX_SOURCE_FOLDER "/docs/wire-format.md");
   std::vector<std::string> packets(1);
@@ -106,7 +106,7 @@ comm_socket_v4_packet example_reply() {
   return reply;
 }
 
-TEST(comm_packet, example_reply_is_made_of_its_parts) {
+TEST(comm_packet, example_reply_is_written_from_its_parts) {
   const std::string body = number(2) + counted("test") + counted("OK") + number(1) +
                            counted("name") + counted("value") + number(0);
   EXPECT_EQ(encoded(example_reply(), comm_packet_v4_reply), "CMS4" + number(body.size()) +
@@ -119,7 +119,7 @@ TEST(comm_packet, examples_in_the_documentation_are_these) {
             (std::vector<std::string>{example, encoded(example_reply(), comm_packet_v4_reply)}));
 }
 
-TEST(comm_packet, everything_that_goes_in_comes_out) {
+TEST(comm_packet, encoded_packet_is_decoded_unchanged) {
   comm_socket_v4_packet packet;
   packet.flags = 0xfffffff5;
   packet.request_id = 0x0102030405060708;
@@ -155,7 +155,7 @@ TEST(comm_packet, more_than_one_packet_is_not_decoded) {
   EXPECT_FALSE(is_decoded(example + "x"));
 }
 
-TEST(comm_packet, wrong_magic_is_malformed_from_its_first_byte) {
+TEST(comm_packet, wrong_magic_is_malformed_from_the_first_wrong_byte) {
   EXPECT_EQ(look("X"), state::malformed);
   EXPECT_EQ(look("CMS5"), state::malformed);
   EXPECT_EQ(look("GET / HTTP/1.1\r\n"), state::malformed);
@@ -207,7 +207,7 @@ TEST(comm_packet, largest_reply_is_written_and_read) {
   EXPECT_EQ(encoded(reply, comm_packet_v4_reply), "(refused)");
 }
 
-TEST(comm_packet, request_has_a_word_and_a_reply_two) {
+TEST(comm_packet, request_needs_one_word_and_a_reply_two) {
   EXPECT_FALSE(is_body_decoded(number(0) + number(0) + number(0)));
   EXPECT_FALSE(is_decoded(example, comm_packet_v4_reply));
   comm_socket_v4_packet packet;
@@ -224,7 +224,7 @@ std::string repeated(const std::string& text, int times) {
   return all;
 }
 
-TEST(comm_packet, most_words_are_64) {
+TEST(comm_packet, at_most_64_words) {
   const auto body = [](int words) {
     return number(static_cast<std::size_t>(words)) + repeated(counted("w"), words) + number(0) +
            number(0);
@@ -236,7 +236,7 @@ TEST(comm_packet, most_words_are_64) {
   EXPECT_EQ(encoded(packet), "(refused)");
 }
 
-TEST(comm_packet, most_pairs_are_4096) {
+TEST(comm_packet, at_most_4096_pairs) {
   const auto body = [](int pairs) {
     return number(1) + counted("w") + number(static_cast<std::size_t>(pairs)) +
            repeated(counted("n") + counted("v"), pairs) + number(0);
@@ -297,8 +297,9 @@ TEST(comm_packet, nul_in_a_text_is_malformed_and_not_written) {
   }
 }
 
-// There is one wire form of each packet, so whatever is read must be written as it came.
-TEST(comm_packet, altered_packets_are_refused_or_written_as_they_came) {
+// Each packet has exactly one wire form, so anything that can be read must be written back
+// unchanged.
+TEST(comm_packet, altered_packets_are_refused_or_written_back_unchanged) {
   const std::string wire =
       framed(number(1) + counted("ab") + number(1) + counted("n") + counted("v") + counted("d"));
   int accepted = 0;
@@ -312,7 +313,7 @@ TEST(comm_packet, altered_packets_are_refused_or_written_as_they_came) {
       EXPECT_EQ(encoded(packet), altered) << i << " " << value;
     }
   }
-  EXPECT_GT(accepted, 20 * 256);  // request id, result code and flags take any value
+  EXPECT_GT(accepted, 20 * 256);  // request id, result code and flags may have any value
 }
 
 }  // namespace

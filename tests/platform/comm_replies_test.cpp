@@ -1,5 +1,5 @@
-// The server's output: writing replies, and sending them to clients that read well, badly, or not.
-// The clock is the test's own: it stands still unless it is moved.
+// The server's output: writing replies, and sending them to clients that read promptly, slowly or
+// not at all. The test has its own clock, which changes only when the test moves it.
 #include <string>
 #include <vector>
 
@@ -28,7 +28,7 @@ std::uint64_t gettimeofday_us() {
 
 namespace {
 
-constexpr std::size_t long_size = 1000000;  // more than a connection takes unread
+constexpr std::size_t long_size = 1000000;  // more than a connection buffers
 
 TEST(comm_reply, parts_are_written_in_order) {
   comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
@@ -47,7 +47,7 @@ TEST(comm_reply, parts_are_written_in_order) {
   comm_socket_v4_packet_release(reply);
 }
 
-TEST(comm_reply, beginning_again_starts_over_but_for_the_header) {
+TEST(comm_reply, beginning_again_starts_over_but_keeps_the_header) {
   comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
   reply->request_id = 5;
   reply->result_code = 1000;
@@ -80,13 +80,13 @@ TEST(comm_reply, unknown_command_is_echoed_and_refused) {
   EXPECT_EQ(reply.request_id, 8U);
 }
 
-TEST(comm_reply_death, writing_out_of_order_is_a_fault_of_the_program) {
+TEST(comm_reply_death, writing_out_of_order_aborts) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   comm_socket_v4_packet packet;
   EXPECT_DEATH(comm_socket_v4_packet_write_nv_pair(&packet, "a", "1"), "stage::body");
 }
 
-// A client whose one request is in hand.
+// A client whose only request has been handed out.
 struct comm_replies : testing::Test {
   qx_test::socket_bench bench;
   raw_client client = bench.connect();
@@ -109,7 +109,7 @@ struct comm_replies : testing::Test {
     reply = qx_test::make_reply(*request, std::string(data_size, 'x'));
   }
   int send() { return comm_socket_v4_packet_send_to_client(sender, reply); }
-  // The replies that arrive while the client reads all it can get.
+  // The replies that arrive while the client reads everything available.
   strings read_replies() {
     std::size_t before = 0;
     do {
@@ -170,7 +170,7 @@ TEST_F(comm_replies, nothing_is_read_while_a_reply_waits) {
   EXPECT_EQ(client.send("x"), 0U) << full;
 }
 
-TEST_F(comm_replies, a_waiting_reply_is_worth_a_pass_only_when_it_can_go_on) {
+TEST_F(comm_replies, a_waiting_reply_causes_a_pass_only_when_more_can_be_sent) {
   prepare(long_size);
   ASSERT_GT(send(), 0);
   EXPECT_FALSE(bench.is_ready());
@@ -217,7 +217,7 @@ TEST_F(comm_replies, client_that_takes_a_little_every_4_s_is_kept) {
   EXPECT_EQ(read_replies(), strings{"7 a OK"});
 }
 
-TEST_F(comm_replies, patience_begins_again_with_each_reply) {
+TEST_F(comm_replies, time_limit_starts_again_with_each_reply) {
   prepare(long_size);
   ASSERT_GT(send(), 0);
   now_us += 4000000;
@@ -231,7 +231,7 @@ TEST_F(comm_replies, patience_begins_again_with_each_reply) {
   EXPECT_EQ(read_replies(), strings{"7 a OK"});
 }
 
-TEST_F(comm_replies, a_second_reply_waits_behind_the_first) {
+TEST_F(comm_replies, a_second_reply_waits_for_the_first) {
   prepare(long_size);
   ASSERT_GT(send(), 0);
   ASSERT_GT(send(), 0);
@@ -246,7 +246,7 @@ TEST_F(comm_replies, output_of_a_client_is_limited) {
   EXPECT_GT(send(), 0);
 }
 
-TEST_F(comm_replies, output_of_all_is_limited_at_the_cost_of_the_slowest) {
+TEST_F(comm_replies, total_output_is_limited_by_dropping_the_slowest) {
   prepare(16000000);
   ASSERT_GT(send(), 0);
   std::vector<raw_client> others;
@@ -288,7 +288,7 @@ TEST_F(comm_replies, largest_reply_arrives) {
   EXPECT_EQ(client.received.size(), 16777216U + 32U);
 }
 
-TEST_F(comm_replies, client_that_left_is_an_error_and_no_signal) {
+TEST_F(comm_replies, client_that_left_is_an_error_but_not_a_signal) {
   client.close();
   prepare(10);
   EXPECT_LT(send(), 0);

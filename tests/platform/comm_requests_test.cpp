@@ -1,4 +1,5 @@
-// The server's input: requests whole, in pieces, in masses, malformed, and from clients that leave.
+// The server's input: requests that arrive whole, in pieces, in large numbers, malformed, or from
+// clients that leave.
 #include <memory>
 #include <string>
 #include <vector>
@@ -49,7 +50,7 @@ TEST_F(comm_requests, client_that_was_not_announced_is_not_served) {
   EXPECT_EQ(bench.serve_one(), "test");
 }
 
-TEST_F(comm_requests, request_of_single_bytes_is_put_together) {
+TEST_F(comm_requests, request_sent_byte_by_byte_is_assembled) {
   const std::string bytes = request_bytes("test", 5);
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     EXPECT_EQ(client.replies(), strings{}) << i;
@@ -155,7 +156,7 @@ TEST_F(comm_requests, client_that_finished_sending_is_not_gone_before_its_reques
   EXPECT_EQ(client.replies(), strings{"9 a OK"});
 }
 
-TEST_F(comm_requests, client_that_left_is_told_of_once) {
+TEST_F(comm_requests, client_that_left_is_reported_once) {
   bench.pass();
   client.close();
   bench.idle();
@@ -170,7 +171,7 @@ TEST_F(comm_requests, client_that_left_half_a_request_is_gone) {
   EXPECT_EQ(bench.gone, 1);
 }
 
-TEST_F(comm_requests, what_a_client_asked_before_it_left_is_carried_out) {
+TEST_F(comm_requests, requests_sent_before_leaving_are_carried_out) {
   client.send(request_bytes("a") + request_bytes("b") + request_bytes("c"));
   client.close();
   EXPECT_EQ(bench.pass_all(), (strings{"a", "b", "c"}));
@@ -196,7 +197,7 @@ TEST_F(comm_requests, freed_client_is_closed) {
   comm_socket_v4_free_client(nullptr);
 }
 
-TEST_F(comm_requests, malformed_header_closes_without_a_reply_and_touches_nobody_else) {
+TEST_F(comm_requests, malformed_header_closes_without_a_reply_and_affects_no_other_client) {
   raw_client second = bench.connect();
   client.send("GET / HTTP/1.1\r\n\r\n");
   second.send(request_bytes("test", 4));
@@ -217,7 +218,7 @@ TEST_F(comm_requests, malformed_body_closes_without_a_reply) {
   EXPECT_EQ(client.received, "");
 }
 
-TEST_F(comm_requests, what_came_whole_before_a_malformed_packet_is_answered) {
+TEST_F(comm_requests, whole_requests_before_a_malformed_packet_are_answered) {
   client.send(request_bytes("a", 1) + request_bytes("b", 2) + "XXXX" + request_bytes("c", 3));
   EXPECT_EQ(bench.pass_all(), (strings{"a", "b"}));
   EXPECT_EQ(client.replies(), (strings{"1 a OK", "2 b OK"}));
@@ -225,7 +226,7 @@ TEST_F(comm_requests, what_came_whole_before_a_malformed_packet_is_answered) {
   EXPECT_EQ(bench.gone, 1);
 }
 
-TEST_F(comm_requests, oversize_packet_is_refused_on_its_header) {
+TEST_F(comm_requests, oversize_packet_is_refused_by_its_header) {
   std::string header = request_bytes("test").substr(0, 32);
   header.replace(4, 4, std::string("\x01\x00\x10\x00", 4));  // 1,048,577
   client.send(header);

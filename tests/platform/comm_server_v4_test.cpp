@@ -1,4 +1,4 @@
-// The server's life: its socket file, its descriptors, its limits, its waiting.
+// The server's lifetime: its socket file, descriptors, limits and waiting.
 #include <cerrno>
 #include <csignal>
 #include <string>
@@ -91,7 +91,7 @@ TEST(comm_server, socket_in_use_is_left_alone) {
   EXPECT_TRUE(bench.connect().is_connected());
 }
 
-TEST(comm_server, busy_socket_is_in_use) {
+TEST(comm_server, busy_socket_counts_as_in_use) {
   const socket_bench bench;
   const std::vector<unique_fd> waiting = qx_test::fill_backlog(bench.path);
   comm_socket_v4* const second = comm_socket_v4_create();
@@ -110,7 +110,7 @@ TEST(comm_server, file_of_another_kind_is_left_alone) {
   EXPECT_EQ(qx_test::read_file(folder.file("socket")), "kept");
 }
 
-TEST(comm_server, path_that_is_too_long_or_nowhere_is_refused) {
+TEST(comm_server, path_that_is_too_long_or_in_no_directory_is_refused) {
   comm_socket_v4* const server = comm_socket_v4_create();
   EXPECT_LT(create_server(server, "/tmp/" + std::string(103, 'x')), 0);
   EXPECT_EQ(errno, ENAMETOOLONG);
@@ -148,7 +148,7 @@ TEST(comm_server, destroy_leaves_another_server_s_socket_file) {
   comm_socket_v4_destroy(second);
 }
 
-// What the test was started with may have left descriptors open.
+// The program that started the test may have left descriptors open.
 void close_inherited_descriptors() {
   close_range(3, ~0U, 0);
 }
@@ -183,7 +183,7 @@ TEST(comm_server, client_257_is_closed_at_once_and_there_is_room_when_one_leaves
   EXPECT_EQ(bench.pass_all(), strings{"test"});
 }
 
-// Leaves the process that many free descriptors.
+// Leaves the process with that many free descriptors.
 void leave_descriptors(rlim_t count) {
   const int lowest_free = dup(0);
   close(lowest_free);
@@ -193,7 +193,7 @@ void leave_descriptors(rlim_t count) {
   EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
 }
 
-TEST(comm_server, connections_wait_while_descriptors_are_short_and_cost_nothing) {
+TEST(comm_server, connections_wait_at_no_cost_while_descriptors_are_short) {
   close_inherited_descriptors();
   socket_bench bench;
   raw_client served = bench.connect();
@@ -201,7 +201,7 @@ TEST(comm_server, connections_wait_while_descriptors_are_short_and_cost_nothing)
   raw_client waiting = bench.connect();
   waiting.send(request_bytes("later"));
   leave_descriptors(8);
-  EXPECT_TRUE(bench.is_ready());  // found out in the next pass only
+  EXPECT_TRUE(bench.is_ready());  // noticed only in the next pass
   EXPECT_EQ(bench.pass(), strings{});
   EXPECT_FALSE(bench.is_ready());
   EXPECT_FALSE(waiting.is_closed_by_server());
@@ -213,7 +213,7 @@ TEST(comm_server, connections_wait_while_descriptors_are_short_and_cost_nothing)
   EXPECT_EQ(bench.pass(), strings{"later"});
 }
 
-TEST(comm_server, having_no_descriptor_at_all_ends_nothing) {
+TEST(comm_server, running_out_of_descriptors_ends_nothing) {
   close_inherited_descriptors();
   socket_bench bench;
   raw_client waiting = bench.connect();
@@ -267,7 +267,7 @@ TEST_F(comm_waiting, ends_at_once_with_a_request_in_a_buffer) {
   EXPECT_GT(wait_for(far_off_us), 0);
 }
 
-TEST_F(comm_waiting, half_a_request_in_a_buffer_is_no_end) {
+TEST_F(comm_waiting, does_not_end_for_half_a_request_in_a_buffer) {
   client.send("CMS4");
   bench.pass();
   EXPECT_EQ(wait_for(20000), 0);
@@ -279,7 +279,7 @@ TEST_F(comm_waiting, ends_at_a_signal) {
   struct sigaction action {};
   action.sa_handler = do_nothing;
   ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0);
-  // Again and again, so that one of them falls into the wait.
+  // Repeated, so that one of them arrives during the wait.
   const itimerval each_20_ms{{0, 20000}, {0, 20000}};
   ASSERT_EQ(setitimer(ITIMER_REAL, &each_20_ms, nullptr), 0);
   EXPECT_EQ(wait_for(far_off_us), 0);

@@ -1,5 +1,5 @@
-// Requests that begin and do not end: what they may cost in time and memory. The clock is the
-// test's own: it stands still unless it is moved.
+// Requests that are begun but never finished: limits on the time and memory that they cost. The
+// test has its own clock, which changes only when the test moves it.
 #include <string>
 #include <vector>
 
@@ -56,7 +56,7 @@ TEST_F(unfinished_requests, end_their_connection_after_30_s) {
   EXPECT_EQ(bench.gone, 1);
 }
 
-TEST_F(unfinished_requests, gain_no_time_by_single_bytes) {
+TEST_F(unfinished_requests, gain_no_time_by_sending_single_bytes) {
   const std::string bytes = request_bytes("slow");
   for (std::size_t i = 0; i < 31; ++i) {
     client.send(bytes.substr(i, 1));
@@ -95,7 +95,7 @@ TEST_F(unfinished_requests, are_timed_from_their_own_first_byte) {
   EXPECT_EQ(bench.pass(), strings{"next"});
 }
 
-TEST_F(unfinished_requests, what_came_whole_before_is_answered) {
+TEST_F(unfinished_requests, whole_requests_before_them_are_answered) {
   client.send(request_bytes("whole", 7) + request_bytes("half").substr(0, 40));
   EXPECT_EQ(bench.pass(), strings{"whole"});
   bench.pass();
@@ -105,7 +105,7 @@ TEST_F(unfinished_requests, what_came_whole_before_is_answered) {
   EXPECT_TRUE(client.is_closed_by_server());
 }
 
-TEST_F(unfinished_requests, a_client_between_requests_is_never_given_up) {
+TEST_F(unfinished_requests, client_between_requests_is_never_dropped) {
   client.send(request_bytes("a"));
   bench.pass();
   now_us += 86400000000;
@@ -157,7 +157,7 @@ TEST_F(unfinished_requests, together_take_32_mib_at_most) {
   EXPECT_TRUE(crowd.front().is_closed_by_server());
 }
 
-TEST_F(unfinished_requests, that_fill_the_memory_do_not_keep_others_out) {
+TEST_F(unfinished_requests, do_not_keep_others_out_by_filling_the_memory) {
   const std::string big = request_bytes("big", 1, std::string(1048576 - 19, 'x'));
   std::vector<raw_client> crowd;
   for (int i = 0; i < 100; ++i) {

@@ -1,4 +1,4 @@
-// All bytes of an open file, read and written.
+// Reading and writing all bytes of an open file.
 #include <cerrno>
 #include <csignal>
 #include <string>
@@ -51,7 +51,7 @@ TEST_F(file_bytes, text_may_reach_the_limit) {
   EXPECT_EQ(text_, "before 1234");
 }
 
-TEST_F(file_bytes, text_over_the_limit_is_cut_and_refused) {
+TEST_F(file_bytes, text_over_the_limit_is_truncated_and_refused) {
   write_file(folder_.file("a"), "12345");
   EXPECT_FALSE(read_all(opened(folder_.file("a")).get(), 11, text_));
   EXPECT_EQ(errno, EFBIG);

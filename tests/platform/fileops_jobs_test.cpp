@@ -24,7 +24,7 @@ int listings = 0;
 
 }  // namespace
 
-// In the place of the C library's, which it calls.
+// Replaces the C library's function and calls it.
 extern "C" DIR* opendir(const char* path) {
   static const auto real = reinterpret_cast<DIR* (*)(const char*)>(dlsym(RTLD_NEXT, "opendir"));
   ++listings;
@@ -51,12 +51,12 @@ TEST(fileops_job_directory, is_named_by_the_id_in_decimal) {
   EXPECT_EQ(directory_of(2147483647), "/mnt/main/tv/fileops/jobs/2147483647");
 }
 
-TEST(fileops_job_directory, negative_id_has_none) {
+TEST(fileops_job_directory, negative_id_has_no_directory) {
   EXPECT_EQ(directory_of(-1), "(none)");
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST(fileops_job_directory, buffer_must_hold_it_and_its_nul) {
+TEST(fileops_job_directory, buffer_must_hold_the_path_and_its_nul) {
   EXPECT_EQ(directory_of(7, sizeof("/mnt/main/tv/fileops/jobs/7")), jobs + "7");
   EXPECT_EQ(directory_of(7, sizeof("/mnt/main/tv/fileops/jobs/7") - 1), "(none)");
   EXPECT_EQ(errno, ERANGE);
@@ -70,7 +70,7 @@ TEST(fileops_job_id, first_is_1_and_its_directory_and_parents_are_made) {
   });
 }
 
-TEST(fileops_job_id, next_is_one_above_the_highest_that_stands) {
+TEST(fileops_job_id, next_is_one_above_the_highest_that_exists) {
   in_own_mnt([] {
     write_file(jobs + "41/status", "");
     write_file(jobs + "7/status", "");
@@ -87,7 +87,7 @@ TEST(fileops_job_id, gaps_are_not_filled) {
   });
 }
 
-TEST(fileops_job_id, names_that_are_no_ids_are_passed_over) {
+TEST(fileops_job_id, names_that_are_not_ids_are_ignored) {
   in_own_mnt([] {
     for (const char* name : {"99x", "-5", "0088", " 9", "2147483647", "99999999999999999999"}) {
       write_file(jobs + name + "/status", "");
@@ -96,14 +96,14 @@ TEST(fileops_job_id, names_that_are_no_ids_are_passed_over) {
   });
 }
 
-TEST(fileops_job_id, file_named_like_an_id_takes_it) {
+TEST(fileops_job_id, file_named_like_an_id_occupies_it) {
   in_own_mnt([] {
     write_file(jobs + "3", "");
     EXPECT_EQ(new_cgi_fileops_job_id(), 4);
   });
 }
 
-TEST(fileops_job_id, last_id_is_given_and_then_no_more) {
+TEST(fileops_job_id, last_id_is_allocated_and_then_no_more) {
   in_own_mnt([] {
     write_file(jobs + "2147483645/status", "");
     EXPECT_EQ(new_cgi_fileops_job_id(), 2147483646);
@@ -112,7 +112,7 @@ TEST(fileops_job_id, last_id_is_given_and_then_no_more) {
   });
 }
 
-TEST(fileops_job_id, file_in_the_parents_place_is_a_failure) {
+TEST(fileops_job_id, file_in_place_of_the_parent_is_a_failure) {
   in_own_mnt([] {
     write_file("/mnt/main/tv/fileops", "");
     EXPECT_LT(new_cgi_fileops_job_id(), 0);
@@ -161,7 +161,7 @@ TEST(fileops_job_id, gaps_that_another_process_leaves_are_not_filled) {
   });
 }
 
-TEST(fileops_job_id, ids_above_ours_come_again_once_they_are_gone) {
+TEST(fileops_job_id, ids_above_ours_are_reused_once_they_are_gone) {
   in_own_mnt([] {
     EXPECT_EQ(new_cgi_fileops_job_id(), 1);
     make_job(41);
@@ -189,8 +189,8 @@ TEST(fileops_job_id, folder_that_was_replaced_is_listed_again) {
   });
 }
 
-// The kernel keeps a limited number of changes for who does not ask for them.
-TEST(fileops_job_id, changes_beyond_count_lose_nothing) {
+// The kernel queues only a limited number of changes until they are read.
+TEST(fileops_job_id, overflow_of_changes_loses_nothing) {
   in_own_mnt(
       [] {
         EXPECT_EQ(new_cgi_fileops_job_id(), 1);
@@ -203,7 +203,7 @@ TEST(fileops_job_id, changes_beyond_count_lose_nothing) {
       65536);
 }
 
-TEST(fileops_job_id, forked_child_and_its_parent_take_nothing_from_each_other) {
+TEST(fileops_job_id, forked_child_and_its_parent_do_not_take_each_other_s_changes) {
   in_own_mnt([] {
     EXPECT_EQ(new_cgi_fileops_job_id(), 1);
     make_job(10);
@@ -216,7 +216,7 @@ TEST(fileops_job_id, forked_child_and_its_parent_take_nothing_from_each_other) {
   });
 }
 
-// Allocates `count` ids and writes them to `fd`; the process's exit status tells of failures.
+// Allocates `count` ids and writes them to `fd`; the process's exit status reports failures.
 [[noreturn]] void allocate(int fd, int count) {
   bool is_good = true;
   for (int i = 0; i < count; ++i) {

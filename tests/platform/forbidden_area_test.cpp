@@ -90,7 +90,7 @@ TEST(forbidden_directory, directories_elsewhere_are_forbidden_by_bit_0x200) {
   EXPECT_EQ(directory_verdict("/"), 0x200U);
 }
 
-TEST(forbidden_directory, link_is_judged_by_where_it_leads) {
+TEST(forbidden_directory, link_is_judged_by_its_target) {
   in_own_mnt([] {
     ASSERT_EQ(symlink("/etc", "/mnt/link"), 0);
     EXPECT_TRUE(is_allowed("/mnt/link/passwd"));
@@ -107,7 +107,7 @@ TEST(forbidden_directory, platform_s_own_directories_are_forbidden_and_those_aro
   });
 }
 
-TEST(forbidden_directory, descriptor_that_cannot_be_told_is_forbidden) {
+TEST(forbidden_directory, unresolvable_descriptor_is_forbidden) {
   EXPECT_EQ(cgi_velmar_forbidden_area_fd(-1, 0), 0x200U);
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);

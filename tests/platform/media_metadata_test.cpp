@@ -1,4 +1,4 @@
-// The metadata of one media file, read.
+// Reading the metadata of one media file.
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -32,20 +32,20 @@ TEST_F(media_metadata_test, gives_entries_and_length) {
   EXPECT_EQ(metadata.length(), 61.4);
 }
 
-TEST_F(media_metadata_test, tells_a_file_that_has_none) {
+TEST_F(media_metadata_test, reports_a_file_without_metadata) {
   const media_metadata metadata(media);
   EXPECT_EQ(metadata.error(), ENOENT);
   EXPECT_EQ(metadata.entry("file type"), nullptr);
   EXPECT_EQ(metadata.length(), 0);
 }
 
-TEST_F(media_metadata_test, tells_why_it_cannot_be_read) {
+TEST_F(media_metadata_test, reports_why_it_cannot_be_read) {
   write("no entry\n");
   EXPECT_EQ(media_metadata(media).error(), EINVAL);
   EXPECT_EQ(media_metadata("a.ts").error(), EINVAL);
 }
 
-TEST(length_of_duration, takes_none_that_media_cannot_have) {
+TEST(length_of_duration, ignores_implausible_lengths) {
   for (const char* text : {"nan", "inf", "-3", "1e300", "", "long"}) {
     EXPECT_EQ(length_of_duration(text), 0) << text;
   }

@@ -1,5 +1,5 @@
-// Further roots of media. The list is read once in a process's life, so each test asks in a process
-// of its own and never in the test program itself.
+// Additional media roots. The list is read once per process, so each test runs in a separate
+// process and never in the test program itself.
 #include <string>
 
 #include <sys/stat.h>
@@ -42,7 +42,7 @@ TEST(media_roots, list_is_read_once) {
   });
 }
 
-TEST(media_roots, root_that_cannot_be_one_is_ignored_with_one_line) {
+TEST(media_roots, unacceptable_root_is_ignored_and_reported_in_one_line) {
   for (const std::string root :
        {"/", "/bin", "/boot", "/dev/shm", "/etc", "/lib", "/lib64", "/proc", "/root", "/run/media",
         "/sbin", "/sys", "/usr/local", "/var/lib/tv", "data", "/data/../etc", "/data//x", "/."}) {
@@ -60,14 +60,14 @@ TEST(media_roots, root_that_cannot_be_one_is_ignored_with_one_line) {
   }
 }
 
-TEST(media_roots, system_directory_s_namesake_may_be_one) {
+TEST(media_roots, namesake_of_a_system_directory_may_be_a_root) {
   in_own_mnt([] {
     write_file(roots_file, "/variety\n");
     EXPECT_TRUE(is_allowed("/variety/a.ts"));
   });
 }
 
-TEST(media_roots, list_that_cannot_be_read_is_ignored_with_one_line) {
+TEST(media_roots, unreadable_list_is_ignored_and_reported_in_one_line) {
   in_own_mnt([] {
     write_file("/mnt/main/tv/x", "");
     ASSERT_EQ(mkfifo(roots_file.c_str(), 0600), 0);

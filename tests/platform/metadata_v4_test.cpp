@@ -1,4 +1,4 @@
-// Metadata: where it lies, its text form, its files.
+// Metadata: its location, text form and files.
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -20,7 +20,7 @@ using qx_test::write_file;
 
 namespace {
 
-// The answer of metadata_v4_file_to_metadir, or the name of its errno.
+// The path that metadata_v4_file_to_metadir returns, or the name of its errno.
 std::string metadir(const std::string& path, std::size_t size = 4096) {
   char buffer[4096] = "untouched";
   const int length = metadata_v4_file_to_metadir(path.c_str(), buffer, size);
@@ -47,7 +47,7 @@ TEST(metadir, longest_name_fills_a_file_name_of_the_system) {
   EXPECT_EQ(metadir("/" + std::string(246, 'n')), "ENAMETOOLONG");
 }
 
-TEST(metadir, buffer_must_hold_it_and_its_nul) {
+TEST(metadir, buffer_must_hold_the_path_and_its_nul) {
   EXPECT_EQ(metadir("/a/b", sizeof("/a/.b.metadata")), "/a/.b.metadata");
   EXPECT_EQ(metadir("/a/b", sizeof("/a/.b.metadata") - 1), "ERANGE");
   EXPECT_EQ(metadir("/a/b", 0), "ERANGE");
@@ -135,13 +135,13 @@ TEST_F(metadata, line_ends_and_backslashes_are_escaped) {
   EXPECT_EQ(read_file(file), "a=1\\\\2\\n3\\r4\n");
 }
 
-TEST_F(metadata, backslash_before_anything_else_stands_for_itself) {
+TEST_F(metadata, backslash_before_any_other_character_is_literal) {
   EXPECT_EQ(load_text("a=\\x\\\\n\\\nb=\\"), "ok");
   EXPECT_EQ(get("a"), "\\x\\n\\");
   EXPECT_EQ(get("b"), "\\");
 }
 
-TEST_F(metadata, later_line_replaces_and_keeps_the_place) {
+TEST_F(metadata, later_line_replaces_the_value_and_keeps_the_position) {
   EXPECT_EQ(load_text("a=1\nb=2\na=3\n"), "ok");
   ASSERT_EQ(write(), "ok");
   EXPECT_EQ(read_file(file), "a=3\nb=2\n");
@@ -157,34 +157,34 @@ TEST_F(metadata, value_may_hold_equals_signs) {
   EXPECT_EQ(get("a"), "b=c");
 }
 
-TEST_F(metadata, empty_file_is_no_entries) {
+TEST_F(metadata, empty_file_has_no_entries) {
   set("a", "1");
   EXPECT_EQ(load_text(""), "ok");
   EXPECT_EQ(get("a"), "(absent)");
 }
 
-TEST_F(metadata, file_with_a_line_that_is_no_entry_is_refused) {
+TEST_F(metadata, file_with_a_line_that_is_not_an_entry_is_refused) {
   for (const std::string text : {"a=1\nb\n", "=1\n", "a=1\n\nb=2\n", "\n"}) {
     EXPECT_EQ(load_text(text), "EINVAL") << text;
   }
   EXPECT_EQ(load_text(std::string("a=1\0b\n", 6)), "EINVAL");
 }
 
-TEST_F(metadata, refused_file_leaves_the_entries) {
+TEST_F(metadata, refused_file_leaves_the_entries_unchanged) {
   set("a", "1");
   EXPECT_EQ(load_text("b=2\nc"), "EINVAL");
   EXPECT_EQ(get("a"), "1");
   EXPECT_EQ(get("b"), "(absent)");
 }
 
-TEST_F(metadata, file_of_a_mebibyte_is_loaded_and_of_more_refused) {
+TEST_F(metadata, file_of_a_mebibyte_is_loaded_and_a_larger_one_refused) {
   const std::string line = "a=" + std::string((1U << 20U) - 3, 'x') + "\n";
   EXPECT_EQ(load_text(line), "ok");
   EXPECT_EQ(load_text(line + "b"), "EINVAL");
 }
 
-// A hundred thousand names in one file; a search through all of them for each would take minutes.
-TEST_F(metadata, file_of_many_names_is_loaded_at_once) {
+// A hundred thousand names in one file; a linear search for each would take minutes.
+TEST_F(metadata, file_with_many_names_is_loaded_quickly) {
   std::string text;
   for (int i = 0; i < 100000; ++i) {
     text += std::to_string(i) + "=\n";
@@ -193,7 +193,7 @@ TEST_F(metadata, file_of_many_names_is_loaded_at_once) {
   EXPECT_EQ(get("99999"), "");
 }
 
-TEST_F(metadata, missing_directory_or_file_is_told) {
+TEST_F(metadata, missing_directory_or_file_is_reported) {
   EXPECT_EQ(load(), "ENOENT");
   write_file(directory + "/other", "");
   EXPECT_EQ(load(), "ENOENT");
@@ -222,7 +222,7 @@ TEST_F(metadata, links_are_not_followed) {
   EXPECT_EQ(read_file(folder.file("elsewhere/metadata")), "a=1\n");
 }
 
-TEST_F(metadata, link_in_the_file_s_place_is_replaced_by_the_file) {
+TEST_F(metadata, link_in_place_of_the_file_is_replaced_by_the_file) {
   write_file(folder.file("victim"), "a=1\n");
   ASSERT_EQ(mkdir(directory.c_str(), 0755), 0);
   ASSERT_EQ(symlink("../victim", file.c_str()), 0);
@@ -233,24 +233,24 @@ TEST_F(metadata, link_in_the_file_s_place_is_replaced_by_the_file) {
   EXPECT_EQ(load(), "ok");
 }
 
-TEST_F(metadata, fifo_in_the_file_s_place_is_refused_and_not_waited_for) {
+TEST_F(metadata, fifo_in_place_of_the_file_is_refused_and_not_waited_for) {
   ASSERT_EQ(mkdir(directory.c_str(), 0755), 0);
   ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
   EXPECT_EQ(load(), "EINVAL");
 }
 
-TEST_F(metadata, media_directory_that_is_missing_is_not_made) {
+TEST_F(metadata, missing_media_directory_is_not_made) {
   ASSERT_EQ(metadata_v4_context_set_file_location(context, folder.file("no/film").c_str()), 0);
   EXPECT_EQ(write(), "ENOENT");
 }
 
-TEST_F(metadata, too_much_to_be_loaded_again_is_not_written) {
+TEST_F(metadata, file_too_large_to_be_loaded_again_is_not_written) {
   set("a", std::string((1U << 20U) - 2, 'x').c_str());
   EXPECT_EQ(write(), "EFBIG");
   EXPECT_FALSE(exists(file));
 }
 
-TEST_F(metadata, writing_leaves_nothing_beside_the_file) {
+TEST_F(metadata, writing_leaves_no_other_file) {
   set("a", "1");
   ASSERT_EQ(write(), "ok");
   ASSERT_EQ(write(), "ok");
@@ -267,7 +267,7 @@ TEST_F(metadata, file_has_the_mode_of_any_new_file) {
   EXPECT_EQ(status.st_mode & 07777U, 0644U);
 }
 
-// Whoever opened the old file reads on in the old file.
+// A process that has the old file open continues to read the old file.
 TEST_F(metadata, file_is_replaced_and_not_rewritten) {
   set("a", "1");
   ASSERT_EQ(write(), "ok");
@@ -287,7 +287,7 @@ TEST_F(metadata, context_without_location_is_refused) {
   metadata_v4_context_destroy(blank);
 }
 
-TEST_F(metadata, refused_location_leaves_the_one_before) {
+TEST_F(metadata, refused_location_leaves_the_previous_one) {
   EXPECT_LT(metadata_v4_context_set_file_location(context, "relative"), 0);
   set("a", "1");
   EXPECT_EQ(write(), "ok");

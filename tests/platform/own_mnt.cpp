@@ -24,7 +24,7 @@ bool write_text(const char* path, const std::string& text) {
   return is_written;
 }
 
-// Who is not root may mount in a user namespace only, in which it is root.
+// A process that is not root can mount only in a user namespace, where it acts as root.
 bool become_mounter() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());

@@ -1,4 +1,4 @@
-// Files that get their name when they are complete.
+// Files that receive their final name once they are complete.
 #include <cerrno>
 #include <filesystem>
 #include <string>
@@ -63,7 +63,7 @@ TEST_F(replacement, target_is_replaced_by_the_complete_file) {
   EXPECT_EQ(files(), 1U);
 }
 
-TEST_F(replacement, file_that_was_not_renamed_is_removed_and_errno_kept) {
+TEST_F(replacement, file_that_was_not_renamed_is_removed_and_errno_preserved) {
   {
     const replacement_file file = made();
     EXPECT_EQ(files(), 1U);
@@ -82,7 +82,7 @@ TEST_F(replacement, renamed_file_is_kept) {
   EXPECT_TRUE(exists(target_));
 }
 
-TEST_F(replacement, failed_rename_leaves_the_target) {
+TEST_F(replacement, failed_rename_leaves_the_target_alone) {
   ASSERT_EQ(mkdir(target_.c_str(), 0755), 0);
   {
     replacement_file file = made();
@@ -110,7 +110,7 @@ TEST_F(replacement, new_name_is_given_to_one_file) {
   EXPECT_EQ(files(), 1U);
 }
 
-TEST_F(replacement, names_are_those_of_the_given_directory) {
+TEST_F(replacement, names_are_relative_to_the_given_directory) {
   const unique_fd directory(open(folder_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   unique_fd part(openat(directory.get(), "part", O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
   replacement_file file(std::move(part), "part", directory.get());

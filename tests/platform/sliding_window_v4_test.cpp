@@ -1,4 +1,4 @@
-// The byte FIFO. A buffer is drawn as a text: '-' has been read, letters wait, '_' is free.
+// The byte FIFO. A buffer is drawn as text: '-' has been read, letters are unread, '_' is free.
 #include <csignal>
 #include <cstring>
 #include <string>
@@ -12,8 +12,7 @@
 #include "platform/sliding_window_v4.h"
 #include "platform/unique_fd.h"
 
-// A build with the address sanitizer ends the program where memory cannot be had, unless told not
-// to.
+// By default, the address sanitizer ends the program when an allocation fails; this turns that off.
 extern "C" const char* __asan_default_options() {  // NOLINT(bugprone-reserved-identifier)
   return "allocator_may_return_null=1";
 }
@@ -57,7 +56,7 @@ TEST_F(sliding_window, new_buffer_is_empty_and_sane) {
   EXPECT_EQ(sliding_window_v4_can_write(buffer), 8U);
 }
 
-TEST_F(sliding_window, no_buffer_is_made_of_no_bytes_or_of_too_many) {
+TEST_F(sliding_window, no_buffer_is_made_for_zero_or_too_many_bytes) {
   EXPECT_EQ(sliding_window_v4_create_buffer(0), nullptr);
   EXPECT_EQ(sliding_window_v4_create_buffer(SIZE_MAX / 4), nullptr);
 }
@@ -89,7 +88,7 @@ TEST_F(sliding_window, full_and_read_out_buffers_are_sane) {
   EXPECT_TRUE(sliding_window_v4_is_sane(buffer));
 }
 
-TEST_F(sliding_window, refill_appends_what_is_there) {
+TEST_F(sliding_window, refill_appends_the_available_bytes) {
   fill("abc");
   fill("de");
   EXPECT_EQ(picture(), "abcde___");
@@ -109,13 +108,13 @@ TEST_F(sliding_window, refill_takes_at_most_what_fits) {
   EXPECT_EQ(picture(), "abcdefgh");
 }
 
-TEST_F(sliding_window, refill_of_a_full_buffer_is_nothing_and_no_end) {
+TEST_F(sliding_window, refill_of_a_full_buffer_reads_nothing_and_is_not_the_end) {
   fill("abcdefgh");
   feed("i");
   EXPECT_EQ(refill(), 0);
 }
 
-TEST_F(sliding_window, refill_from_an_empty_pipe_is_nothing) {
+TEST_F(sliding_window, refill_from_an_empty_pipe_reads_nothing) {
   EXPECT_EQ(refill(), 0);
   EXPECT_EQ(picture(), "________");
 }
@@ -136,8 +135,8 @@ void write_on_signal(int) {
   static_cast<void>(put);
 }
 
-// The read blocks until the signal comes, which both interrupts it and gives it a byte to find.
-TEST_F(sliding_window, refill_is_tried_again_after_a_signal) {
+// The read blocks until the signal arrives, which both interrupts it and provides a byte to read.
+TEST_F(sliding_window, refill_is_retried_after_a_signal) {
   ASSERT_EQ(fcntl(read_end.get(), F_SETFL, 0), 0);
   signal_pipe = write_end.get();
   struct sigaction action {};
@@ -164,11 +163,11 @@ TEST_F(sliding_window, empty_writes_at_most_max) {
   EXPECT_EQ(picture(), "---d____");
 }
 
-TEST_F(sliding_window, empty_with_nothing_to_write_is_nothing) {
+TEST_F(sliding_window, empty_with_nothing_unread_writes_nothing) {
   EXPECT_EQ(sliding_window_v4_empty_to_fd(buffer, -1, 0), 0);
 }
 
-TEST_F(sliding_window, empty_to_a_full_pipe_is_nothing) {
+TEST_F(sliding_window, empty_to_a_full_pipe_writes_nothing) {
   fill("abcd");
   const std::string block(65536, 'x');
   while (write(write_end.get(), block.data(), block.size()) > 0) {}
@@ -192,7 +191,7 @@ TEST_F(sliding_window, lazy_flush_moves_when_space_is_less_than_half) {
   EXPECT_EQ(picture(), "cde_____");
 }
 
-TEST_F(sliding_window, lazy_flush_leaves_a_buffer_with_half_its_space) {
+TEST_F(sliding_window, lazy_flush_leaves_a_buffer_with_half_its_space_free) {
   fill("abcd");
   buffer->read_pos += 2;
   sliding_window_v4_lazy_flush(buffer);
@@ -212,7 +211,7 @@ TEST_F(sliding_window, lazy_flush_of_a_full_unread_buffer_keeps_it) {
   EXPECT_EQ(picture(), "abcdefgh");
 }
 
-// Three bytes are less than half of seven: the half is not rounded in the mover's disfavour.
+// Three bytes are less than half of seven: the half must not be rounded down.
 TEST_F(sliding_window, lazy_flush_takes_half_of_an_odd_region_exactly) {
   buffer->region_end -= 1;
   fill("abcd");

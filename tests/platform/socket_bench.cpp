@@ -140,7 +140,7 @@ std::vector<std::string> socket_bench::pass_all() {
     const std::vector<std::string> more = pass();
     served.insert(served.end(), more.begin(), more.end());
   }
-  pass();  // tells of clients that are gone since
+  pass();  // reports clients that have gone
   return served;
 }
 

@@ -1,5 +1,5 @@
-// A control socket server and its clients, all in the test's own thread: what a client sent is
-// there for the server's next pass, and no test waits.
+// A control socket server and its clients, all in the test's own thread: the bytes that a client
+// has sent are available in the server's next pass, and no test has to wait.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace qx_test {
 
-// The wire form of a request of one word and, perhaps, data.
+// The wire form of a request with one word and, optionally, data.
 std::string request_bytes(const std::string& command, std::uint64_t id = 1,
                           const std::string& data = "", std::uint32_t flags = 1);
 
@@ -23,16 +23,17 @@ public:
 
   bool is_connected() const { return fd_.valid(); }
   int fd() const { return fd_.get(); }
-  // Sends what the server's side takes and returns how much that was.
+  // Sends as much as the server's side accepts and returns the number of bytes.
   std::size_t send(std::string_view bytes) const;
   void finish_sending() const;
   void close() { fd_.reset(); }
 
-  // Takes what has come, at most `most` bytes.
+  // Receives the bytes that have arrived, at most `most`.
   void receive(std::size_t most = SIZE_MAX);
-  // Whether the server has closed, found by receiving all there is.
+  // Whether the server has closed; receives everything available to find out.
   bool is_closed_by_server();
-  // Receives and takes the replies that are whole by now: "id command status", one after another.
+  // Receives and removes the replies that have arrived whole: "id command status", one after
+  // another.
   std::vector<std::string> replies();
 
   std::string received;
@@ -42,7 +43,7 @@ private:
   bool has_ended_ = false;
 };
 
-// Connections that nobody takes, until the kernel takes no more.
+// Makes connections that nobody accepts until the kernel takes no more.
 std::vector<unique_fd> fill_backlog(const std::string& path);
 
 class socket_bench {
@@ -58,19 +59,21 @@ public:
   // The parts of a pass.
   void idle() const;
   void meet_and_part();
-  // Hands out, answers "OK" and releases the next request; its command, empty when there is none.
+  // Takes the next request, answers "OK" and releases it. Returns its command, empty if there is
+  // none.
   std::string serve_one();
   // A whole pass; returns the commands served.
   std::vector<std::string> pass();
-  // Passes until nothing comes any more.
+  // Makes passes until nothing more arrives.
   std::vector<std::string> pass_all();
-  // Whether something is to be done at once.
+  // Whether there is work to do at once.
   bool is_ready() const;
 
   test_folder folder;
   std::string path = folder.file("socket");
   comm_socket_v4* server = comm_socket_v4_create();
-  std::vector<comm_socket_v4_client*> accepted;  // all ever, the gone among them
+  std::vector<comm_socket_v4_client*>
+      accepted;  // every client so far, including those that have gone
   int gone = 0;
 };
 

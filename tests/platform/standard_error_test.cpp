@@ -1,5 +1,5 @@
-// Standard error that nobody reads for a while: nothing blocks, no line is torn, and what is
-// missing is counted.
+// Standard error that nobody reads for a while: nothing blocks, no line is split, and missing lines
+// are counted.
 #include <cassert>
 #include <csignal>
 #include <cstdio>
@@ -22,7 +22,7 @@ using ::testing::StartsWith;
 
 namespace {
 
-// A process of its own prints into one end of a channel whose other end the test reads.
+// A separate process prints into one end of a channel; the test reads the other end.
 class standard_error : public ::testing::Test {
 protected:
   ~standard_error() override {
@@ -41,8 +41,8 @@ protected:
     take_ends(ends);
   }
 
-  // Forks a process that prints, as soon as standard error is this channel, and returns how it
-  // ended. The alarm ends one that blocks.
+  // Forks a process that prints to this channel as standard error, and returns its wait status. An
+  // alarm ends it if it blocks.
   template <typename Action>
   int print(Action action) {
     const pid_t pid = fork();
@@ -57,7 +57,7 @@ protected:
     waitpid(pid, &status, 0);
     return status;
   }
-  // What has come so far.
+  // The bytes that have arrived so far.
   std::string received() const {
     std::string text;
     char block[65536];
@@ -84,7 +84,8 @@ void print_lines(int count, std::size_t length) {
   }
 }
 
-// How many lines of print_lines() came and how many were told to be dropped; -1 when one is torn.
+// The number of lines from print_lines() that arrived and the number reported as dropped; -1 if a
+// line is split.
 long printed_and_dropped(const std::string& text) {
   const std::string told = "Standard error was full, lines dropped: ";
   long total = 0;
@@ -99,7 +100,7 @@ long printed_and_dropped(const std::string& text) {
 
 }  // namespace
 
-TEST_F(standard_error, passes_on_what_is_printed) {
+TEST_F(standard_error, passes_on_printed_text) {
   use_pipe();
   EXPECT_EQ(print([] {
               fputs("one", stderr);
@@ -136,8 +137,8 @@ TEST_F(standard_error, full_socket_costs_lines_and_no_time) {
             0);
 }
 
-// Longer than the pipe: it goes out in parts, and nothing comes between them.
-TEST_F(standard_error, long_line_is_not_torn) {
+// Longer than the pipe's capacity: it is written in parts with nothing in between.
+TEST_F(standard_error, long_line_is_not_split) {
   use_pipe();
   EXPECT_EQ(print([this] {
               fprintf(stderr, "%s\n", std::string(10000, 'l').c_str());
@@ -166,7 +167,7 @@ TEST_F(standard_error, reader_that_has_gone_costs_nothing) {
             0);
 }
 
-TEST_F(standard_error, assertion_still_speaks) {
+TEST_F(standard_error, assertion_message_is_still_printed) {
   use_pipe();
   const int status = print([] {
     std::signal(SIGABRT, SIG_DFL);
@@ -176,14 +177,14 @@ TEST_F(standard_error, assertion_still_speaks) {
   EXPECT_THAT(received(), HasSubstr("Assertion `1 + 1 == 3' failed.\n"));
 }
 
-// Children and whoever started the process share the open file.
-TEST_F(standard_error, leaves_the_descriptor_itself_as_it_was) {
+// Children and the process's parent share the open file.
+TEST_F(standard_error, leaves_the_descriptor_itself_unchanged) {
   use_pipe();
   EXPECT_EQ(print([] { _exit((fcntl(STDERR_FILENO, F_GETFL) & O_NONBLOCK) != 0 ? 1 : 0); }), 0);
   EXPECT_EQ(fcntl(write_end_, F_GETFL) & O_NONBLOCK, 0);
 }
 
-TEST_F(standard_error, file_takes_everything_where_others_write_it_too) {
+TEST_F(standard_error, file_takes_everything_even_if_others_write_to_it) {
   char name[] = "/tmp/qx.XXXXXX";
   write_end_ = mkstemp(name);
   EXPECT_EQ(print([] {

@@ -51,7 +51,7 @@ TEST(clock, monotonic_clock_counts_microseconds) {
 TEST(clock, wall_clock_counts_microseconds_since_1970) {
   const auto before = static_cast<std::uint64_t>(time(nullptr));
   const std::uint64_t seconds = gettimeofday_us() / 1000000;
-  EXPECT_GE(seconds + 1, before);  // the two may be read from differently fine clocks
+  EXPECT_GE(seconds + 1, before);  // the two clocks may differ in resolution
   EXPECT_LE(seconds, static_cast<std::uint64_t>(time(nullptr)) + 1);
 }
 
@@ -79,7 +79,7 @@ TEST(mkdir_p, directory_is_made_with_the_mode_less_the_umask) {
   EXPECT_EQ(mode_of(folder.file("a")), 0770U);
 }
 
-TEST(mkdir_p, missing_parents_are_for_their_owner_alone_to_write) {
+TEST(mkdir_p, missing_parents_can_be_written_by_their_owner_only) {
   const test_folder folder;
   const umask_for_test mask(0);
   EXPECT_EQ(mkdir_p(folder.file("a/b/c/").c_str(), 0777, -1), 0);
@@ -88,14 +88,14 @@ TEST(mkdir_p, missing_parents_are_for_their_owner_alone_to_write) {
   EXPECT_EQ(mode_of(folder.file("a/b/c")), 0777U);
 }
 
-TEST(mkdir_p, what_stands_there_is_left_as_it_is) {
+TEST(mkdir_p, existing_directory_is_left_unchanged) {
   const test_folder folder;
   ASSERT_EQ(mkdir(folder.file("a").c_str(), 0700), 0);
   EXPECT_EQ(mkdir_p(folder.file("a").c_str(), 0777, -1), 0);
   EXPECT_EQ(mode_of(folder.file("a")), 0700U);
 }
 
-TEST(mkdir_p, slashes_at_the_end_and_doubled_are_fine) {
+TEST(mkdir_p, trailing_and_double_slashes_are_accepted) {
   const test_folder folder;
   EXPECT_EQ(mkdir_p(folder.file("a//b/").c_str(), 0755, -1), 0);
   EXPECT_TRUE(exists(folder.file("a/b")));
@@ -110,7 +110,7 @@ TEST(mkdir_p, relative_path_is_made_below_the_working_directory) {
   ASSERT_EQ(chdir("/"), 0);
 }
 
-TEST(mkdir_p, link_to_a_directory_will_do) {
+TEST(mkdir_p, link_to_a_directory_is_accepted) {
   const test_folder folder;
   ASSERT_EQ(mkdir(folder.file("real").c_str(), 0755), 0);
   ASSERT_EQ(symlink("real", folder.file("link").c_str()), 0);
@@ -118,7 +118,7 @@ TEST(mkdir_p, link_to_a_directory_will_do) {
   EXPECT_TRUE(exists(folder.file("real/a")));
 }
 
-TEST(mkdir_p, file_in_the_way_is_told) {
+TEST(mkdir_p, file_in_the_way_is_reported) {
   const test_folder folder;
   write_file(folder.file("file"), "");
   EXPECT_LT(mkdir_p(folder.file("file").c_str(), 0755, -1), 0);
@@ -127,12 +127,12 @@ TEST(mkdir_p, file_in_the_way_is_told) {
   EXPECT_EQ(errno, ENOTDIR);
 }
 
-TEST(mkdir_p, empty_path_is_told) {
+TEST(mkdir_p, empty_path_is_reported) {
   EXPECT_LT(mkdir_p("", 0755, -1), 0);
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST(mkdir_p, owner_is_given_to_what_is_made_only) {
+TEST(mkdir_p, owner_is_set_on_new_directories_only) {
   if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("only root gives files away"); }
   const test_folder folder;
   constexpr int somebody = 12345;
@@ -165,7 +165,7 @@ TEST_F(small_file, file_over_the_limit_is_refused) {
   EXPECT_EQ(errno, EFBIG);
 }
 
-TEST_F(small_file, missing_file_is_told) {
+TEST_F(small_file, missing_file_is_reported) {
   EXPECT_FALSE(read("a"));
   EXPECT_EQ(errno, ENOENT);
 }
@@ -183,7 +183,7 @@ TEST_F(small_file, fifo_is_refused_and_not_waited_for) {
   EXPECT_EQ(errno, EINVAL);
 }
 
-TEST(rewrite_file, file_is_made_or_cut_short) {
+TEST(rewrite_file, file_is_created_or_truncated) {
   const test_folder folder;
   write_file(folder.file("a"), "old and long");
   for (const char* name : {"a", "b"}) {
@@ -195,7 +195,7 @@ TEST(rewrite_file, file_is_made_or_cut_short) {
   EXPECT_EQ(read_file(folder.file("b")), "new");
 }
 
-TEST(rewrite_file, file_takes_a_longer_text_and_none) {
+TEST(rewrite_file, file_takes_a_longer_text_or_an_empty_one) {
   const test_folder folder;
   const std::string longer(10000, 'n');
   write_file(folder.file("a"), "old");
@@ -206,7 +206,7 @@ TEST(rewrite_file, file_takes_a_longer_text_and_none) {
   EXPECT_EQ(read_file(folder.file("a")), "");
 }
 
-TEST(rewrite_file, file_is_not_emptied_before_the_text_is_there) {
+TEST(rewrite_file, file_is_not_emptied_before_the_text_is_written) {
   const test_folder folder;
   write_file(folder.file("a"), "old and long");
   const unique_rewrite file = rewrite_file(folder.file("a"));

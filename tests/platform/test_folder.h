@@ -7,7 +7,7 @@
 
 namespace qx_test {
 
-// Made when the test begins, removed with all it holds when it ends.
+// Created when the test begins, and removed with its contents when it ends.
 class test_folder {
 public:
   test_folder() {

@@ -1,4 +1,4 @@
-// Beginnings and ends of texts, and lines taken apart.
+// Comparing the beginnings and ends of texts, and splitting lines.
 #include <string>
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@ std::string chomped(std::string text) {
   return chomp(text.data());
 }
 
-// "name|value" as divided, "(none)" when the line is no pair.
+// "name|value" as divided, or "(none)" if the line is not a pair.
 std::string divided(void (*divide)(char*, char**, char**), std::string line) {
   char* name = line.data();
   char* value = line.data();
@@ -65,7 +65,7 @@ TEST(chomp, every_line_end_is_cut) {
   EXPECT_EQ(chomped("\r\n"), "");
 }
 
-TEST(chomp, what_is_no_trailing_line_end_stays) {
+TEST(chomp, only_trailing_line_ends_are_cut) {
   EXPECT_EQ(chomped("a \t"), "a \t");
   EXPECT_EQ(chomped("a\nb"), "a\nb");
   EXPECT_EQ(chomped(""), "");
@@ -90,7 +90,7 @@ TEST(divide_strict, value_may_be_empty) {
   EXPECT_EQ(strict("a="), "a|");
 }
 
-TEST(divide_strict, no_equals_sign_or_no_name_is_no_pair) {
+TEST(divide_strict, line_without_name_or_equals_sign_is_not_a_pair) {
   EXPECT_EQ(strict("abc"), "(none)");
   EXPECT_EQ(strict("=b"), "(none)");
   EXPECT_EQ(strict(""), "(none)");
@@ -110,16 +110,16 @@ TEST(divide_loose, empty_value_is_empty_text) {
   EXPECT_EQ(loose("a = \t"), "a|");
 }
 
-TEST(divide_loose, comments_are_no_pairs) {
+TEST(divide_loose, comments_are_not_pairs) {
   EXPECT_EQ(loose("# a = b"), "(none)");
   EXPECT_EQ(loose(" \t; a = b"), "(none)");
 }
 
-TEST(divide_loose, comment_signs_further_in_are_text) {
+TEST(divide_loose, comment_signs_inside_a_line_are_text) {
   EXPECT_EQ(loose("a = #b;"), "a|#b;");
 }
 
-TEST(divide_loose, lines_without_name_or_equals_sign_are_no_pairs) {
+TEST(divide_loose, lines_without_name_or_equals_sign_are_not_pairs) {
   EXPECT_EQ(loose(""), "(none)");
   EXPECT_EQ(loose(" \t "), "(none)");
   EXPECT_EQ(loose("abc"), "(none)");

@@ -1,4 +1,4 @@
-// Which links are followed, and what a link of another account may lead to.
+// Which links are followed, and where a link of another account may lead.
 #include <cerrno>
 #include <fstream>
 #include <string>
@@ -44,7 +44,7 @@ struct trusted_path : testing::Test {
   }
 };
 
-// Only root can make files of others.
+// Only root can create files that belong to other accounts.
 struct paths_over_a_strangers_link : trusted_path {
   void SetUp() override {
     if (geteuid() != 0) { GTEST_SKIP() << "not root"; }
@@ -67,11 +67,11 @@ TEST_F(trusted_path, without_links_opens) {
   EXPECT_EQ(error_of(target + "/film/none"), ENOTDIR);
 }
 
-TEST_F(trusted_path, closes_on_exec) {
+TEST_F(trusted_path, is_closed_on_exec) {
   EXPECT_NE(fcntl(open_trusted(target, O_RDONLY).get(), F_GETFD) & FD_CLOEXEC, 0);
 }
 
-TEST_F(trusted_path, over_own_links_opens) {
+TEST_F(trusted_path, through_own_links_opens) {
   write(target + "/film");
   link(open_to_all + "/folder", target);
   link(open_to_all + "/relative", "../target/film");
@@ -82,13 +82,13 @@ TEST_F(trusted_path, over_own_links_opens) {
   EXPECT_EQ(error_of(open_to_all + "/folder/none"), ENOENT);
 }
 
-TEST_F(trusted_path, in_a_circle_of_links_ends) {
+TEST_F(trusted_path, in_a_loop_of_links_fails) {
   link(open_to_all + "/a", "b");
   link(open_to_all + "/b", "a");
   EXPECT_EQ(error_of(open_to_all + "/a"), ELOOP);
 }
 
-TEST_F(trusted_path, ends_at_a_link_where_none_is_to_be_followed) {
+TEST_F(trusted_path, fails_at_a_last_link_that_must_not_be_followed) {
   write(target + "/film");
   link(target + "/link", "film");
   link(open_to_all + "/folder", target);
@@ -115,7 +115,7 @@ TEST_F(trusted_path, gives_the_directory_and_the_name) {
   EXPECT_FALSE(open_directory_of(target + "/none/film", name).valid());
 }
 
-TEST_F(paths_over_a_strangers_link, end_in_a_folder_that_all_can_write_to) {
+TEST_F(paths_over_a_strangers_link, fail_in_a_folder_that_everybody_can_write_to) {
   write(target + "/film");
   link(open_to_all + "/folder", target);
   link(open_to_all + "/film", target + "/film");
@@ -125,7 +125,7 @@ TEST_F(paths_over_a_strangers_link, end_in_a_folder_that_all_can_write_to) {
   EXPECT_FALSE(open_directory_of(open_to_all + "/folder/film", name).valid());
 }
 
-TEST_F(paths_over_a_strangers_link, lead_to_what_everybody_may_read) {
+TEST_F(paths_over_a_strangers_link, lead_to_files_that_everybody_may_read) {
   write(target + "/film", 0644);
   write(target + "/secret", 0600);
   const std::string home = make_folder("home", 0755);
@@ -134,14 +134,14 @@ TEST_F(paths_over_a_strangers_link, lead_to_what_everybody_may_read) {
   EXPECT_EQ(error_of(home + "/folder/secret"), EACCES);
 }
 
-TEST_F(paths_over_a_strangers_link, lead_to_what_is_the_strangers_own) {
+TEST_F(paths_over_a_strangers_link, lead_to_the_stranger_s_own_files) {
   write(target + "/film", 0600);
   ASSERT_EQ(chown((target + "/film").c_str(), stranger, stranger), 0);
   link(make_folder("home", 0755) + "/film", target + "/film");
   EXPECT_EQ(error_of(folder.file("home/film")), 0);
 }
 
-TEST_F(paths_over_a_strangers_link, lead_to_no_folder_that_the_stranger_may_not_change) {
+TEST_F(paths_over_a_strangers_link, do_not_lead_to_folders_that_the_stranger_may_not_change) {
   link(make_folder("home", 0755) + "/folder", target);
   std::string name;
   EXPECT_FALSE(open_directory_of(folder.file("home/folder/film"), name).valid());
