@@ -30,8 +30,7 @@ struct comm_socket_v4_packet {
   // For the socket library's own use.
   enum class stage { blank, words, body, complete };
   stage written = stage::blank;
-  std::shared_ptr<const void>
-      claim;  // in a request: keeps its client open until the request is released
+  std::shared_ptr<const void> claim;  // of a request: keeps its client open until it is released
 };
 
 // The limits that differ between requests and replies.
