@@ -9,7 +9,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   QueueItem item;
   QueueItem::_std_init_buffer(item.proc_stdout_buffer, proc_buffer_size);
   const std::size_t length = size < proc_buffer_size ? size : proc_buffer_size;
-  memcpy(item.proc_stdout_buffer->write_pos, data, length);
+  if (length > 0) { memcpy(item.proc_stdout_buffer->write_pos, data, length); }
   item.proc_stdout_buffer->write_pos += length;
   QueueItem::CurlVodCGIResponse response;
   item.stdout_cgi_stdout_read_http_response(response);
