@@ -123,7 +123,7 @@ std::string engine_cause(const program_result& result, const std::string& url) {
   if (result.errors.find("not on whitelist") != std::string::npos) {
     return "is not audio or video of a supported kind";
   }
-  const std::string trouble = machine_trouble(result.errors);
+  std::string trouble = machine_trouble(result.errors);
   if (!trouble.empty()) { return trouble; }
   const std::string prefix = url + ": ";
   const std::size_t at = result.errors.find(prefix);

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr int places = 100;
-constexpr std::size_t place_size = 512 * 1024;
+constexpr std::size_t place_size = std::size_t{512} * 1024;
 constexpr std::size_t packet_size = 188;
 constexpr std::size_t packet_spacings[] = {188, 192, 204};
 constexpr std::size_t packets_in_step = 5;

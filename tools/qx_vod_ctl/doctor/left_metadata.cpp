@@ -21,7 +21,7 @@
 namespace {
 
 constexpr const char* check = "left-over metadata";
-constexpr std::time_t least_age = 24 * 60 * 60;
+constexpr std::time_t least_age = std::time_t{24} * 60 * 60;
 
 using name_set = std::set<std::string>;
 
