@@ -78,6 +78,7 @@ rlim_t limit_of(__rlimit_resource_t resource) {
 
 struct sandbox_files : testing::Test {
   void SetUp() override {
+    // The tools work without these rules, and doctor reports that they are missing.
     if (available_sandbox().file_rules == 0) {
       GTEST_SKIP() << "this kernel has no rules for files";
     }
