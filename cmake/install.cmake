@@ -38,6 +38,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/README.md ${PROJECT_SOURCE_DIR}/CHANGELOG.md
         DESTINATION ${QX_DOC_DIR})
 install(FILES ${documents} DESTINATION ${QX_DOC_DIR}/docs)
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/decisions DESTINATION ${QX_DOC_DIR}/docs)
-install(FILES ${QX_PACKAGING}/examples/vod.conf DESTINATION ${QX_DOC_DIR}/examples)
+install(FILES ${QX_PACKAGING}/examples/media.conf ${QX_PACKAGING}/examples/vod.conf
+        DESTINATION ${QX_DOC_DIR}/examples)
 install(DIRECTORY ${QX_PACKAGING}/lighttpd ${QX_PACKAGING}/vsftpd
         DESTINATION ${QX_DOC_DIR}/examples)

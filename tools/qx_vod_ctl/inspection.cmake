@@ -23,6 +23,7 @@ target_sources(qx_ctl PRIVATE
   doctor/left_metadata.cpp
   doctor/left_overs.cpp
   doctor/machine.cpp
+  doctor/media_settings.cpp
   doctor/own_files.cpp
   doctor/programs.cpp
   doctor/remote_server.cpp

@@ -15,6 +15,7 @@
 #include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
+#include "tools/qx_vod_ctl/doctor/media_settings.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
 #include "tools/qx_vod_ctl/doctor/programs.h"
 #include "tools/qx_vod_ctl/doctor/service_findings.h"
@@ -112,6 +113,27 @@ TEST(ctl_doctor_engine, needed_encoders_are_named) {
   const auto found = judge_encoders(" V..... libx264rgb   x\n VFS..D mjpeg   x\n");
   EXPECT_EQ(found.result, finding_result::problem);
   EXPECT_EQ(found.text, "ffmpeg has no encoder libx264, aac");
+}
+
+TEST(ctl_doctor_media_settings, that_are_missing_are_no_finding) {
+  EXPECT_THAT(check_media_settings("/nowhere/media.conf"), IsEmpty());
+}
+
+TEST(ctl_doctor_media_settings, that_are_ignored_are_named) {
+  const test_folder folder;
+  const std::string path = made_file(folder, "media.conf", 0644, "hours = 3\n");
+  const finding_list findings = check_media_settings(path);
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].result, finding_result::warning);
+  EXPECT_EQ(findings[0].text, path + ": line 1: unknown setting \"hours\"");
+}
+
+TEST(ctl_doctor_media_settings, that_are_right_are_fine) {
+  const test_folder folder;
+  const std::string path = made_file(folder, "media.conf", 0644, "length.max_hours = 3\n");
+  const finding_list findings = check_media_settings(path);
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].result, finding_result::ok);
 }
 
 TEST(ctl_doctor_sandbox, is_complete_with_filter_rules_and_account) {

@@ -5,6 +5,7 @@
 
 #include "platform/paths.h"
 #include "platform/transcode_settings.h"
+#include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
@@ -12,6 +13,7 @@
 #include "tools/qx_vod_ctl/doctor/left_metadata.h"
 #include "tools/qx_vod_ctl/doctor/left_overs.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
+#include "tools/qx_vod_ctl/doctor/media_settings.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
 #include "tools/qx_vod_ctl/doctor/programs.h"
 #include "tools/qx_vod_ctl/doctor/remote_server.h"
@@ -37,6 +39,7 @@ finding_list examine(vod_service& service, bool fix) {
   append(findings, check_left_metadata(service, vod_folder, fix));
   const text_file file = read_configuration_file();
   append(findings, check_configuration(file));
+  append(findings, check_media_settings(media_conf_path()));
   append(findings, check_machine());
   append(findings, check_own_files());
   findings.push_back(check_left_overs(path_output_dir, fix));

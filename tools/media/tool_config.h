@@ -1,0 +1,25 @@
+// The settings of the media tools, from the file media.conf. Those of the service are elsewhere, in
+// vod.conf.
+#pragma once
+
+#include <string>
+#include <vector>
+
+constexpr const char* path_media_conf = "/etc/qx_vod_service/media.conf";
+
+// A setting is a field here, with its default, and a line in declare_settings().
+struct tool_config {
+  int longest_hours = 48;  // "length.max_hours": the longest declared length that is believed
+};
+
+// The file to read: path_media_conf, or the one that QX_MEDIA_CONF names in the environment.
+std::string media_conf_path();
+
+// Reads `path`. What it does not set keeps its default, and so does everything if there is no such
+// file. Each line that is wrong and is therefore ignored, or the reason why the file cannot be
+// read, becomes a warning that begins with the path.
+tool_config read_tool_config(const std::string& path, std::vector<std::string>& warnings);
+
+// The settings of this process, read from media_conf_path() by the first call, which prints the
+// warnings on standard error and in the job's log.
+const tool_config& configured();
