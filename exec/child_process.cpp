@@ -14,6 +14,7 @@
 
 #include "exec/forked_child.h"
 #include "exec/held_signal.h"
+#include "exec/stuck_child.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
@@ -148,6 +149,7 @@ bool QueueItem::proc_spawn() {
 void QueueItem::shutdown_proc() {
   proc_held_signal = 0;  // a suspended child might never end
   signal_proc_group(SIGTERM);
+  limit_termination(*this);
   close_proc_stdin();
   close_proc_stdout();
 }

@@ -112,6 +112,8 @@ void forget_child(QueueItem& item) {
   item.proc_pid = -1;
   item.proc_reaped = false;
   item.proc_held_signal = 0;
+  item.proc_ending_signal = 0;
+  item.proc_ending_time = 0;
   item.close_proc_stdin();
   item.close_proc_stdout();
   item.proc_argv.clear();

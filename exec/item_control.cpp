@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "exec/held_signal.h"
+#include "exec/stuck_child.h"
 #include "queue/queue_item.h"
 #include "queue/slots.h"
 #include "rules/control_words.h"
@@ -25,7 +26,11 @@ bool QueueItem::cancel() {
   if (sm.state == TRANSCODE_DONE) { return false; }
   if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING) { return true; }
   sm.set_state(TRANSCODE_CANCELLING);
-  if (!is_left_to_finish(proc_sm)) { shutdown_proc(); }
+  if (is_left_to_finish(proc_sm)) {
+    limit_last_step(*this);
+  } else {
+    shutdown_proc();
+  }
   if (!is_running()) {
     sm.set_state(TRANSCODE_CANCELLED);
     item_in_action_remove_self(this);

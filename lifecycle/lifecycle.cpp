@@ -1,6 +1,7 @@
 // One turn of an item: the pump first, then the step that its state requires.
 #include "exec/child_pump.h"
 #include "exec/item_control.h"
+#include "exec/stuck_child.h"
 #include "lifecycle/phases.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
@@ -12,6 +13,7 @@ bool QueueItem::idle_process() {
     on_proc_terminate(proc_status);
     forget_child(*this);
   }
+  end_stuck_child(*this);
   finish_pending_cancel(*this);
   return pumped.active;
 }

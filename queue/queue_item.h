@@ -177,6 +177,10 @@ public:
   // microseconds, 0 if none is planned.
   unsigned identifications = 0;
   std::uint64_t next_identification = 0;
+  // The next signal for a child that does not end after a cancel, 0 for none, and when it is due: 0
+  // if the child was not asked to end. This run only.
+  std::int32_t proc_ending_signal = 0;
+  std::uint64_t proc_ending_time = 0;
 
   // ---- Record (queue/queue_item.cpp)
 

@@ -7,6 +7,7 @@
 
 #include "exec/child_pump.h"
 #include "exec/item_control.h"
+#include "exec/stuck_child.h"
 
 using qx_test::kernel;
 
@@ -135,6 +136,7 @@ exec_bench::exec_bench() {
 bool exec_bench::turn(QueueItem& item) {
   const pump_result pumped = pump_child(item);
   if (pumped.child_ended) { forget_child(item); }
+  end_stuck_child(item);
   finish_pending_cancel(item);
   return pumped.active;
 }
