@@ -1,5 +1,6 @@
 // "list": one item, or a page of the queue with its length and its modify counter.
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -37,28 +38,40 @@ page_range read_range(const comm_socket_v4_packet& request) {
   return range;
 }
 
-json11::Json::array list_range(const page_range& range) {
-  json11::Json::array list;
+// The objects of a page, and how many they are.
+struct page_list {
+  std::string text;
+  std::size_t jobs = 0;
+};
+
+page_list list_range(const page_range& range) {
+  page_list list;
   std::uint64_t index = 0;
   for (const QueueItem* item : transcode_queue) {
-    if (list.size() == most_listed_jobs) { break; }
+    if (list.jobs == most_listed_jobs) { break; }
     if (item != nullptr && index >= range.start && index <= range.end) {
-      QueueItem::json_object keys;
-      item->serialize_json(keys, false);
-      list.emplace_back(keys);
+      list.text += list.jobs == 0 ? "" : ", ";
+      item->serialize_to_string(list.text, false);
+      ++list.jobs;
     }
     ++index;
   }
   return list;
 }
 
+void add_number(std::string& page, const char* key, double value) {
+  page.append(", \"").append(key).append("\": ");
+  json11::Json(value).dump(page);
+}
+
+// The keys are in byte order, as in every text of the JSON library.
 std::string page_text(const page_range& range) {
-  json11::Json::array const list = list_range(range);
-  json11::Json::object page{{key_list, list},
-                            {key_modify_counter, static_cast<double>(transcode_queue_mod_count)},
-                            {key_total, static_cast<double>(transcode_queue.size())}};
-  if (!list.empty()) { page[key_start] = static_cast<double>(range.start); }
-  return json11::Json(page).dump();
+  const page_list list = list_range(range);
+  std::string page = std::string("{\"") + key_list + "\": [" + list.text + "]";
+  add_number(page, key_modify_counter, static_cast<double>(transcode_queue_mod_count));
+  if (list.jobs != 0) { add_number(page, key_start, static_cast<double>(range.start)); }
+  add_number(page, key_total, static_cast<double>(transcode_queue.size()));
+  return page + "}";
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 // Writes the JSON form of an item. To add a key: a field in queue_item.h with the key in its
-// comment, a line in serialize_json() here, a line in read_item() (item_document.cpp).
+// comment, a line in for_each_key() here, a line in read_item() (item_document.cpp).
 #include <algorithm>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "queue/queue_item.h"
 #include "rules/json_keys.h"
@@ -35,42 +39,114 @@ json11::Json remote_job_json(const QueueItem::remote_job& job, bool queue_file) 
   return out;
 }
 
+// Ten-thousandths, as [numerator, denominator].
+struct progress_form {
+  std::int32_t progress;
+  json11::Json to_json() const { return json11::Json::array{progress, progress_complete}; }
+};
+
+// Calls `take` with each key and its value, keys in byte order, which is the order in a text.
+template <typename Taker>
+void for_each_key(const QueueItem& item, bool queue_file, Taker take) {
+  take(key_approved, item.approved);
+  if (item.sm.state == TRANSCODE_CLEANUP) { take(key_cleanup_step, item.sm.cleanup.state_name()); }
+  take(key_delete_on_finish, item.delete_on_finish);
+  take(key_entry_id, item.entry_id);
+  take(key_fileops_job_id, item.fileops_job_id);
+  take(key_input_file, item.input_file);
+  take(key_output_file, item.output_file);
+  take(key_paused, item.paused);
+  take(key_process_argv, item.proc_argv);
+  take(key_process_pid, item.proc_pid);
+  take(key_quoted_profiles, item.quoted_profile);
+  if (item.sm.state == TRANSCODE_READY) { take(key_ready_step, item.sm.ready.state_name()); }
+  if (!item.remote_info.empty()) {
+    take(key_remote_job, remote_job_json(item.remote_info, queue_file));
+  }
+  if (item.sm.state == TRANSCODE_REMOTE) {
+    take(key_remote_command, item.sm.remote_command);
+    take(key_remote_step, item.sm.remote.state_name());
+  }
+  take(key_text, item.state_message);
+  if (item.sm.state == TRANSCODE_THUMBNAIL) {
+    take(key_thumbnail_step, item.sm.thumbnail.state_name());
+  }
+  take(key_profile, item.transcode_profile);
+  take(key_progress, progress_form{item.progress});
+  take(key_state, item.sm.state_name());
+  take(key_uploaded, item.uploaded);
+  if (queue_file) {
+    take(key_wants_cancel, item.user_wants_cancel);
+    take(key_wants_pause, item.user_wants_pause);
+    take(key_wants_remove, item.user_wants_remove);
+  }
+  take(key_waiting, item.waiting);
+}
+
+bool is_plain(char c) {
+  return c >= ' ' && c <= '~' && c != '"' && c != '\\';
+}
+
+// Writes an object as the JSON library would, but puts the values that most items consist of into
+// the text directly: the library makes several allocations for each.
+class object_writer {
+public:
+  explicit object_writer(std::string& out) : out_(out) {}
+
+  template <typename Value>
+  void operator()(const char* key, const Value& value) {
+    out_ += separator_;
+    add_plain(key);
+    out_ += ": ";
+    add(value);
+    separator_ = ", ";
+  }
+
+private:
+  void add_plain(std::string_view text) {
+    out_ += '"';
+    out_ += text;
+    out_ += '"';
+  }
+  void add(bool value) { out_ += value ? "true" : "false"; }
+  void add(std::int32_t value) { out_ += std::to_string(value); }
+  void add(progress_form value) {
+    out_ += '[';
+    add(value.progress);
+    out_ += ", ";
+    add(progress_complete);
+    out_ += ']';
+  }
+  void add(const char* name) { add_plain(name); }
+  void add(const std::string& text) {
+    if (std::all_of(text.begin(), text.end(), is_plain)) {
+      add_plain(text);
+    } else {
+      json11::Json(text).dump(out_);
+    }
+  }
+  void add(const std::vector<std::string>& texts) {
+    out_ += '[';
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      out_ += i == 0 ? "" : ", ";
+      add(texts[i]);
+    }
+    out_ += ']';
+  }
+  void add(const json11::Json& json) { json.dump(out_); }
+
+  std::string& out_;
+  const char* separator_ = "";
+};
+
 }  // namespace
 
 void QueueItem::serialize_json(json_object& out, bool queue_file) const {
-  out[key_entry_id] = entry_id;
-  out[key_input_file] = input_file;
-  out[key_output_file] = output_file;
-  out[key_profile] = transcode_profile;
-  out[key_quoted_profiles] = quoted_profile;
-  out[key_fileops_job_id] = fileops_job_id;
-  out[key_text] = state_message;
-  out[key_state] = sm.state_name();
-  out[key_progress] = json11::Json::array{progress, progress_complete};
-  out[key_delete_on_finish] = delete_on_finish;
-  out[key_process_pid] = proc_pid;
-  out[key_approved] = approved;
-  out[key_uploaded] = uploaded;
-  out[key_waiting] = waiting;
-  out[key_paused] = paused;
-  out[key_process_argv] = proc_argv;
-  if (queue_file) {
-    out[key_wants_pause] = user_wants_pause;
-    out[key_wants_remove] = user_wants_remove;
-    out[key_wants_cancel] = user_wants_cancel;
-  }
-  if (sm.state == TRANSCODE_READY) { out[key_ready_step] = sm.ready.state_name(); }
-  if (sm.state == TRANSCODE_THUMBNAIL) { out[key_thumbnail_step] = sm.thumbnail.state_name(); }
-  if (sm.state == TRANSCODE_CLEANUP) { out[key_cleanup_step] = sm.cleanup.state_name(); }
-  if (sm.state == TRANSCODE_REMOTE) {
-    out[key_remote_step] = sm.remote.state_name();
-    out[key_remote_command] = sm.remote_command;
-  }
-  if (!remote_info.empty()) { out[key_remote_job] = remote_job_json(remote_info, queue_file); }
+  for_each_key(*this, queue_file, [&out](const char* key, const auto& value) { out[key] = value; });
 }
 
 void QueueItem::serialize_to_string(std::string& out, bool queue_file) const {
-  json_object keys;
-  serialize_json(keys, queue_file);
-  json11::Json(keys).dump(out);
+  out += '{';
+  for_each_key(*this, queue_file, object_writer(out));
+  out += '}';
 }

@@ -1,4 +1,6 @@
 // "list": pages of the queue, single items, and the form of each entry.
+#include <functional>
+
 #include <gmock/gmock.h>
 
 #include "queue/transcode_queue.h"
@@ -124,6 +126,41 @@ TEST_F(list_command, changes_nothing_and_ignores_unknown_parameters) {
   EXPECT_EQ(listed({{"no such name", "1"}, {"Start", "9"}, {"transcode state", "done"}}),
             numbers(1, 1));
   EXPECT_TRUE(nothing_is_armed());
+}
+
+TEST_F(list_command, is_written_as_the_library_would) {
+  add_items(3, TRANSCODE_READY);
+  const std::string text = request("list", {{"start", "1"}}).data;
+  std::string error;
+  EXPECT_EQ(text, json11::Json::parse(text, error).dump()) << error;
+}
+
+TEST_F(list_command, shows_a_change_at_once) {
+  QueueItem& item = add_item(TRANSCODE_READY);
+  const std::pair<const char*, std::function<void()>> changes[] = {
+      {"approved", [&] { item.approved = false; }},
+      {"delete on finish", [&] { item.delete_on_finish = true; }},
+      {"entry id", [&] { item.entry_id = "another"; }},
+      {"fileops job id", [&] { item.fileops_job_id = 77; }},
+      {"input file", [&] { item.input_file = "/mnt/in.mpg"; }},
+      {"output file", [&] { item.output_file = "/mnt/main/tv/vod/out.mp4"; }},
+      {"paused", [&] { item.paused = true; }},
+      {"process argv", [&] { item.proc_argv = {"/bin/tool"}; }},
+      {"process pid", [&] { item.proc_pid = 4711; }},
+      {"quoted profile", [&] { item.quoted_profile = {"720"}; }},
+      {"ready state", [&] { item.sm.ready.set_state(READY_CHECK_META); }},
+      {"remote job", [&] { item.remote_info.entry_id = "there"; }},
+      {"state", [&] { item.state_message = "text"; }},
+      {"transcode profile", [&] { item.transcode_profile = "720"; }},
+      {"transcode progress", [&] { item.progress = 1234; }},
+      {"uploaded", [&] { item.uploaded = true; }},
+      {"waiting", [&] { item.waiting = true; }},
+      {"transcode state", [&] { item.sm.set_state(TRANSCODE_DONE); }}};
+  for (const auto& [key, change] : changes) {
+    const json11::Json before = list()["list"][0][key];
+    change();
+    EXPECT_NE(list()["list"][0][key], before) << key;
+  }
 }
 
 TEST_F(list_command, of_one_item_is_its_json_form) {

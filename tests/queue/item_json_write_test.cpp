@@ -222,3 +222,30 @@ TEST_F(item_json_write, text_is_appended) {
   item.serialize_to_string(text, true);
   EXPECT_EQ(text, "before " + document_of(item, true).dump());
 }
+
+TEST_F(item_json_write, text_is_what_the_library_writes_in_every_state) {
+  QueueItem item;
+  item.proc_argv = {"/bin/tool", "-x"};
+  item.quoted_profile = {"1080", "720"};
+  item.remote_info.ip = "10.0.0.1";
+  item.remote_info.json = nested_object(3);
+  for (unsigned state = TRANSCODE_INIT; state < transcode_states_count; ++state) {
+    item.sm.set_state(static_cast<transcode_states>(state));
+    for (const bool queue_file : {false, true}) {
+      std::string text;
+      item.serialize_to_string(text, queue_file);
+      EXPECT_EQ(text, document_of(item, queue_file).dump());
+    }
+  }
+}
+
+TEST_F(item_json_write, text_is_what_the_library_writes_for_every_byte) {
+  QueueItem item;
+  for (int byte = 0; byte < 256; ++byte) {
+    item.state_message = std::string("a") + static_cast<char>(byte) + "z";
+    item.quoted_profile = {item.state_message, "\xe2\x80\xa8"};
+    std::string text;
+    item.serialize_to_string(text, false);
+    EXPECT_EQ(text, document_of(item, false).dump()) << byte;
+  }
+}
