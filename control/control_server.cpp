@@ -52,6 +52,7 @@ void run_command(const command_entry& entry, const comm_socket_v4_packet& reques
     }
   }
   entry.run(call);
+  if (call.item != nullptr) { trigger_all_turns(); }
 }
 
 void answer(const comm_socket_v4_packet& request, comm_socket_v4_packet& reply) {

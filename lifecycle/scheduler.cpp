@@ -1,9 +1,11 @@
 // Queue order is the only priority: the first eligible item wins.
 #include "lifecycle/scheduler.h"
 
+#include <algorithm>
 #include <cassert>
 #include <csignal>
 #include <cstdio>
+#include <vector>
 
 #include "exec/held_signal.h"
 #include "platform/clock.h"
@@ -24,15 +26,44 @@ struct scan_result {
   QueueItem* candidate = nullptr;  // a ready item whose transcode may start
 };
 
-bool give_turns() {
+// The items that were not at rest after the last pass, in queue order.
+std::vector<QueueItem*> busy_items;
+
+// Whether turns would do nothing for the item until somebody else changes it. A null element is not
+// at rest: it is reported until the scan removes it.
+bool is_at_rest(const QueueItem* item) {
+  if (item == nullptr || item->is_running()) { return false; }
+  switch (item->sm.state) {
+  case TRANSCODE_INIT:
+  case TRANSCODE_CANCELLED:
+  case TRANSCODE_DONE:
+  case TRANSCODE_CLEARED:
+    return true;
+  case TRANSCODE_READY:
+    return item->sm.ready.state == READY_READY_TO_TRANSCODE && !item->quoted_profile.empty() &&
+           !item->transcode_profile.empty() && !item->output_file.empty();
+  default:
+    return false;
+  }
+}
+
+// Every item has its turn when a command or a scan may have changed it, and whenever a scan is due;
+// otherwise only the busy ones, so that a long queue at rest costs no processor time.
+bool give_turns(bool is_scan_due) {
+  if (all_turns_due || is_scan_due) {
+    all_turns_due = false;
+    busy_items.assign(transcode_queue.begin(), transcode_queue.end());
+  }
   bool active = false;
-  for (QueueItem* item : transcode_queue) {
+  for (QueueItem* item : busy_items) {
     if (item == nullptr) {
       fputs(null_item_warning, stderr);
     } else if (item->idle()) {
       active = true;
     }
   }
+  busy_items.erase(std::remove_if(busy_items.begin(), busy_items.end(), is_at_rest),
+                   busy_items.end());
   return active;
 }
 
@@ -127,9 +158,10 @@ void start_transcode(QueueItem* item) {
 
 bool idle_transcode_queue() {
   std::uint64_t const now = monotonic_clock_us();
-  if (give_turns()) { return true; }
+  if (give_turns(now >= next_queue_scan)) { return true; }
   if (now < next_queue_scan) { return false; }
   next_queue_scan = now + scan_period_us;
+  trigger_all_turns();
   if (transcode_queue.empty()) {
     item_active_transcode_in_action = nullptr;
     return false;

@@ -13,6 +13,7 @@ bool uptime_wait = false;
 std::uint64_t next_queue_scan = 0;
 std::uint64_t next_background_write_queue = 0;
 std::uint64_t next_early_turn = 0;
+bool all_turns_due = true;
 
 namespace {
 
@@ -38,6 +39,10 @@ void trigger_background_write_queue() {
 
 void trigger_transcode_queue_scan() {
   next_queue_scan = monotonic_clock_us();
+}
+
+void trigger_all_turns() {
+  all_turns_due = true;
 }
 
 void trigger_early_turn() {

@@ -22,6 +22,9 @@ extern std::uint64_t next_background_write_queue;
 // Monotonic microseconds. The main loop does not wait beyond this time; 0 for its usual wait.
 extern std::uint64_t next_early_turn;
 
+// Whether the scheduler's next pass gives every item a turn, even those that are at rest.
+extern bool all_turns_due;
+
 // Handler of SIGINT, SIGTERM and SIGQUIT: counts the signal. The 20th one aborts the process, so
 // that an operator can end a stuck shutdown.
 void sigma(int signal_number);
@@ -35,6 +38,10 @@ void trigger_background_write_queue();
 
 // Makes the scheduler scan the queue on its next pass.
 void trigger_transcode_queue_scan();
+
+// Makes the scheduler's next pass give every item a turn. For whoever may have changed an item
+// outside its own turn, or has deleted one.
+void trigger_all_turns();
 
 // Makes the main loop's next pass start within 5 ms, for something that a job polls while a user
 // waits.

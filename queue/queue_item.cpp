@@ -16,6 +16,7 @@
 #include "platform/metadata_v4.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
+#include "queue/process_state.h"
 #include "queue/slots.h"
 #include "rules/output_name.h"
 #include "rules/source_rules.h"
@@ -83,6 +84,7 @@ QueueItem::QueueItem() : init_deadline(monotonic_clock_us() + init_timeout_us) {
 }
 
 QueueItem::~QueueItem() {
+  trigger_all_turns();  // the scheduler may be following this item
   close_input(*this);
   close_proc_stdin();
   close_proc_stdout();

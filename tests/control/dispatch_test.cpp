@@ -3,6 +3,7 @@
 
 #include "control/control_server.h"
 #include "platform/comm_socket_v4.h"
+#include "queue/process_state.h"
 #include "queue/transcode_queue.h"
 #include "tests/control/control_bench.h"
 
@@ -30,6 +31,24 @@ TEST_F(dispatch, reply_copies_only_request_id_and_option_flag) {
     EXPECT_EQ(reply.request_id, 0xfedcba9876543210);
     EXPECT_EQ(reply.flags, answered) << sent;
   }
+}
+
+TEST_F(dispatch, every_item_has_a_turn_after_a_command_that_may_change_one) {
+  const QueueItem& item = add_item(TRANSCODE_READY);
+  for (const char* word : {"modify", "ready", "cancel", "restart", "pause", "resume", "remove"}) {
+    all_turns_due = false;
+    command(word, item, {{"no such field", "1"}});
+    EXPECT_TRUE(all_turns_due) << word;
+  }
+}
+
+TEST_F(dispatch, questions_bring_no_turns) {
+  const QueueItem& item = add_item(TRANSCODE_READY);
+  all_turns_due = false;
+  request("test");
+  request("list");
+  command("list", item);
+  EXPECT_FALSE(all_turns_due);
 }
 
 TEST_F(dispatch, request_that_wants_no_reply_does_nothing) {

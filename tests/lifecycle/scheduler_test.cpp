@@ -67,6 +67,73 @@ TEST_F(scheduler, turn_with_work_never_scans) {
   EXPECT_EQ(next_queue_scan, 0U);
 }
 
+// The change is made where the scheduler cannot see it, so that a turn is visible.
+TEST_F(scheduler, item_at_rest_has_no_turn_until_somebody_may_have_changed_it) {
+  QueueItem& item = add_item(TRANSCODE_DONE);
+  scan();
+  EXPECT_FALSE(idle_transcode_queue());
+  item.sm.set_state(TRANSCODE_READY);
+  EXPECT_FALSE(idle_transcode_queue());
+  EXPECT_EQ(item.sm.ready.state, READY_INIT);
+  trigger_all_turns();
+  EXPECT_TRUE(idle_transcode_queue());
+  EXPECT_EQ(item.sm.ready.state, READY_CHECK_META);
+}
+
+TEST_F(scheduler, item_at_rest_has_a_turn_when_a_scan_is_due) {
+  QueueItem& item = add_item(TRANSCODE_DONE);
+  scan();
+  idle_transcode_queue();
+  item.sm.set_state(TRANSCODE_READY);
+  clock_us = next_queue_scan;
+  EXPECT_TRUE(idle_transcode_queue());
+  EXPECT_EQ(item.sm.ready.state, READY_CHECK_META);
+}
+
+TEST_F(scheduler, items_that_are_not_at_rest_have_every_turn_in_queue_order) {
+  uptime_wait = true;  // they wait
+  add_ready_item(READY_CHECK_META);
+  QueueItem& first = add_ready_item(READY_CHECK_META);
+  add_item(TRANSCODE_DONE);
+  QueueItem& second = add_ready_item(READY_CHECK_META);
+  scan();
+  idle_transcode_queue();
+  first.sm.ready.set_state(READY_INIT);
+  second.sm.ready.set_state(READY_INIT);
+  EXPECT_TRUE(idle_transcode_queue());
+  EXPECT_EQ(first.sm.ready.state, READY_CHECK_META);
+  EXPECT_EQ(second.sm.ready.state, READY_CHECK_META);
+}
+
+TEST_F(scheduler, ready_item_that_lacks_anything_is_not_at_rest) {
+  const std::pair<const char*, std::function<void(QueueItem&)>> lacks[] = {
+      {"profile", [](QueueItem& item) { item.transcode_profile.clear(); }},
+      {"listing", [](QueueItem& item) { item.quoted_profile.clear(); }},
+      {"output", [](QueueItem& item) { item.output_file.clear(); }}};
+  for (const auto& [what, take_away] : lacks) {
+    QueueItem& item = add_candidate();
+    take_away(item);
+    DIE = 1;  // its first turn does nothing
+    scan();
+    idle_transcode_queue();
+    DIE = 0;
+    idle_transcode_queue();
+    EXPECT_EQ(item.sm.state, TRANSCODE_CANCELLED) << "without " << what;
+  }
+}
+
+TEST_F(scheduler, deleted_item_is_not_followed) {
+  uptime_wait = true;
+  QueueItem& item = add_ready_item(READY_CHECK_META);
+  scan();
+  idle_transcode_queue();
+  EXPECT_FALSE(all_turns_due);
+  transcode_queue.remove(&item);
+  delete &item;
+  EXPECT_TRUE(all_turns_due);
+  EXPECT_FALSE(idle_transcode_queue());
+}
+
 TEST_F(scheduler, null_element_is_logged_and_removed_without_counting) {
   transcode_queue.push_back(nullptr);
   const stderr_capture capture;

@@ -112,6 +112,20 @@ TEST_F(transcode_start, new_transcoder_waits_for_nothing) {
   });
 }
 
+// It was at rest until the scan started it.
+TEST_F(transcode_start, started_job_has_the_next_turn) {
+  inside([&] {
+    fake_child child;
+    const QueueItem& item = add();
+    next_queue_scan = 0;
+    EXPECT_FALSE(idle_transcode_queue());
+    ASSERT_EQ(item.sm.state, TRANSCODE_TRANSCODING);
+    child.end(exited(0));
+    EXPECT_TRUE(idle_transcode_queue());
+    EXPECT_EQ(item.sm.state, TRANSCODE_THUMBNAIL);
+  });
+}
+
 TEST_F(transcode_start, needs_every_precondition) {
   const std::map<std::string, std::function<void(QueueItem&)>> lacks = {
       {"ready state", [](QueueItem& item) { item.sm.set_state(TRANSCODE_CANCELLED); }},

@@ -28,6 +28,7 @@ item_bench::item_bench() {
   folder_ = name;
   clock_us = start_of_clock;
   next_queue_scan = 0;
+  all_turns_due = true;
   next_background_write_queue = 0;
   transcode_queue_mod_count = 0;
   uptime_wait = false;
