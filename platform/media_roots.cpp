@@ -57,15 +57,19 @@ std::vector<std::string> read_roots() {
     if (errno != ENOENT) { fprintf(stderr, "%s ignored, %s\n", path_media_roots, strerror(errno)); }
     return roots;
   }
-  for (std::size_t begin = 0; begin < list.size();) {
-    const std::size_t end = std::min(list.find('\n', begin), list.size());
-    add_listed_root(roots, std::string_view(list).substr(begin, end - begin));
-    begin = end + 1;
-  }
+  add_listed_roots(roots, list);
   return roots;
 }
 
 }  // namespace
+
+void add_listed_roots(std::vector<std::string>& roots, std::string_view list) {
+  for (std::size_t begin = 0; begin < list.size();) {
+    const std::size_t end = std::min(list.find('\n', begin), list.size());
+    add_listed_root(roots, list.substr(begin, end - begin));
+    begin = end + 1;
+  }
+}
 
 bool has_control_character(std::string_view text) {
   return std::any_of(text.begin(), text.end(), [](char c) {

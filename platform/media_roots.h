@@ -17,3 +17,6 @@ bool has_control_character(std::string_view text);
 // The built-in roots and those listed in path_media_roots, without trailing slashes. The file is
 // read on the first call; lines that cannot be roots are reported on standard error.
 const std::vector<std::string>& media_roots();
+
+// Adds the roots in `list`, the text of path_media_roots, to `roots`; reports the other lines.
+void add_listed_roots(std::vector<std::string>& roots, std::string_view list);

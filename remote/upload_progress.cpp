@@ -1,12 +1,13 @@
 // Upload progress, taken from /proc: the position at which the FTP client is reading the source.
 // The upload tool itself prints nothing while it runs.
+#include "remote/upload_progress.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -41,23 +42,6 @@ bool link_is(int dir_fd, const char* name, std::string_view target) {
   return length >= 0 && std::string_view(text, static_cast<std::size_t>(length)) == target;
 }
 
-// Finds the largest "pos:" value in a descriptor's information. A last line without a line feed is
-// ignored.
-bool parse_position(std::string_view text, std::uint64_t& position) {
-  bool found = false;
-  for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
-    std::string const line(text.substr(0, end));
-    text.remove_prefix(end + 1);
-    const char* const entry = line.c_str() + strspn(line.c_str(), " ");
-    if (begins_with(entry, "pos:")) {
-      std::uint64_t const value = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
-      position = found && position > value ? position : value;
-      found = true;
-    }
-  }
-  return found;
-}
-
 bool read_position(int process_fd, const char* descriptor, std::uint64_t& position) {
   const unique_fd info(
       openat(process_fd, (std::string("fdinfo/") + descriptor).c_str(), O_RDONLY | O_CLOEXEC));
@@ -65,7 +49,7 @@ bool read_position(int process_fd, const char* descriptor, std::uint64_t& positi
   char text[proc_read_limit];
   const ssize_t length = read(info.get(), text, sizeof(text));
   return length > 0 &&
-         parse_position(std::string_view(text, static_cast<std::size_t>(length)), position);
+         find_read_position(std::string_view(text, static_cast<std::size_t>(length)), position);
 }
 
 struct best_position {
@@ -112,6 +96,21 @@ best_position find_best_position(const std::string& source) {
 }
 
 }  // namespace
+
+bool find_read_position(std::string_view text, std::uint64_t& position) {
+  bool found = false;
+  for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
+    std::string const line(text.substr(0, end));
+    text.remove_prefix(end + 1);
+    const char* const entry = line.c_str() + strspn(line.c_str(), " ");
+    if (begins_with(entry, "pos:")) {
+      std::uint64_t const value = strtoull(entry + 4 + strspn(entry + 4, " "), nullptr, 0);
+      position = found && position > value ? position : value;
+      found = true;
+    }
+  }
+  return found;
+}
 
 void QueueItem::remote_transcode_upload_procfs_read_progress() {
   struct stat status {};

@@ -1,8 +1,10 @@
 // Runs a fuzz target without libFuzzer:
 //   replay               every seed, and five thousand variations of each, the same ones every time
-//   replay FILE...       inputs in files, such as those that libFuzzer found
+//   replay PATH...       inputs in files and folders, such as those that libFuzzer found
+//   replay --all FOLDER  both, with the inputs in the folder if there is one
 //   replay --seeds DIR   writes the seeds there
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <random>
@@ -71,14 +73,23 @@ int write_seeds(const std::string& folder) {
   return 0;
 }
 
-int run_file(const char* path) {
+int run_file(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
-    std::fprintf(stderr, "replay: cannot read %s\n", path);
+    std::fprintf(stderr, "replay: cannot read %s\n", path.c_str());
     return 1;
   }
   run({std::istreambuf_iterator<char>(file), {}});
   return 0;
+}
+
+int run_path(const std::filesystem::path& path) {
+  if (!std::filesystem::is_directory(path)) { return run_file(path); }
+  int status = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(path)) {
+    status = std::max(status, run_file(entry.path()));
+  }
+  return status;
 }
 
 void run_seeds_and_variations() {
@@ -94,11 +105,13 @@ void run_seeds_and_variations() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 3 && argv[1] == std::string("--seeds")) { return write_seeds(argv[2]); }
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (words.size() == 2 && words[0] == "--seeds") { return write_seeds(words[1]); }
+  if (words.empty() || words[0] == "--all") { run_seeds_and_variations(); }
   int status = 0;
-  for (int i = 1; i < argc; ++i) {
-    status = std::max(status, run_file(argv[i]));
+  for (const std::string& word : words) {
+    const bool is_input = word != "--all" && (words[0] != "--all" || std::filesystem::exists(word));
+    status = is_input ? std::max(status, run_path(word)) : status;
   }
-  if (argc == 1) { run_seeds_and_variations(); }
   return status;
 }

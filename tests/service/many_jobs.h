@@ -30,7 +30,7 @@ private:
   std::string add_job(int number) const;
   bool has_ended(const std::string& id) const;
   void remove_all(const std::vector<std::string>& ids) const;
-  void forget_calls() const;
+  void forget_round() const;
   int children_started() const;
 
   test_machine machine_;

@@ -1,4 +1,4 @@
-// Many jobs one after another leak nothing. bench/spawned_steps does the same for longer.
+// Many jobs one after another leak nothing. scripts/day does the same for longer.
 #include <gtest/gtest.h>
 
 #include "tests/service/many_jobs.h"

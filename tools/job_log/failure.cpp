@@ -28,6 +28,7 @@ constexpr wording wordings[] = {
     {"metadata", failure::metadata_refused},
     {"is the source", failure::output_refused},
     {"the time limit has expired", failure::engine_stalled},
+    {"engine stalled", failure::engine_stalled},
     {"has said nothing for", failure::engine_stalled},
     {"ended by ", failure::engine_killed},
     {"Cannot allocate memory", failure::engine_killed},

@@ -12,6 +12,7 @@
 #include <linux/ioprio.h>
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -156,6 +157,10 @@ bool make_nonblocking(int fd) {
   return fcntl(fd, F_SETFL, O_NONBLOCK) == 0;
 }
 
+std::chrono::nanoseconds duration_of(const timeval& time) {
+  return std::chrono::seconds(time.tv_sec) + std::chrono::microseconds(time.tv_usec);
+}
+
 std::string cannot_run(const std::string& program, int cause) {
   return "cannot run " + program + ": " + std::strerror(cause);
 }
@@ -217,13 +222,16 @@ void child_process::kill() {
 
 bool child_process::reap() {
   if (!running()) { return reaped_; }
-  const pid_t ended = waitpid(pid_, &wait_status_, WNOHANG);
+  rusage used = {};
+  const pid_t ended = wait4(pid_, &wait_status_, WNOHANG, &used);
+  if (ended == pid_) { total_cpu_time_ = duration_of(used.ru_utime) + duration_of(used.ru_stime); }
   if (ended < 0 && errno == ECHILD) { wait_status_ = lost_end; }
   reaped_ = ended == pid_ || (ended < 0 && errno == ECHILD);
   return reaped_;
 }
 
 std::chrono::nanoseconds child_process::cpu_time() const {
+  if (reaped_) { return total_cpu_time_; }
   clockid_t clock = 0;
   timespec used = {};
   if (!running() || clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &used) != 0) {

@@ -55,7 +55,8 @@ public:
   bool reap();
   int wait_status() const { return wait_status_; }
 
-  // Processor time of all its threads so far; zero when it cannot be read.
+  // Processor time of all its threads so far, and in total once it is reaped; zero when it cannot
+  // be read.
   std::chrono::nanoseconds cpu_time() const;
 
 private:
@@ -65,6 +66,7 @@ private:
   bool reaped_ = false;
   bool stopped_ = false;
   int wait_status_ = 0;
+  std::chrono::nanoseconds total_cpu_time_{0};
   unique_fd output_;
   unique_fd errors_;
   unique_fd end_;

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 
 #include <poll.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "tools/job_log/job_log.h"
+#include "tools/media/stall_watch.h"
 #include "tools/media/tool_signals.h"
 
 namespace {
@@ -19,13 +22,21 @@ using clock_type = std::chrono::steady_clock;
 constexpr std::size_t errors_kept = 4096;
 constexpr std::size_t read_size = 16384;
 
+// In a row from one pipe. A program may write faster than its output is read here, and the signals
+// and the time must not wait for it.
+constexpr int most_reads = 64;
+
 // How long a program may keep a pipe open in another process after it has ended itself.
 constexpr std::chrono::milliseconds drain_limit{1000};
+
+// The kernel counts the processor time for a limit less exactly than that of an ended program.
+constexpr std::chrono::milliseconds processor_time_margin{500};
 
 class supervision {
 public:
   supervision(const program_request& request, run_observer* observer)
-      : request_(request), observer_(observer), left_(request.time_limit) {}
+      : request_(request), observer_(observer), stall_(request.stall_limit),
+        left_(request.time_limit) {}
 
   program_result run() {
     log_program(request_.argv);
@@ -70,6 +81,21 @@ private:
     const bool suspended = suspend_wanted();
     const bool held = observer_ != nullptr && observer_->on_tick(child_, suspended);
     child_.set_stopped(suspended || held);
+    const bool stalled =
+        stall_.stalled(clock_type::now().time_since_epoch(), sign_of_work(), suspended || held);
+    if (stalled) { stop_because(program_end::stalled); }
+  }
+
+  work_sign sign_of_work() const {
+    work_sign sign;
+    if (observer_ != nullptr) { sign.done = observer_->work_done(); }
+    struct stat output = {};
+    const int fd = request_.confined_to ? request_.confined_to->writable : -1;
+    if (fd >= 0 && fstat(fd, &output) == 0) {
+      sign.output_size = output.st_size;
+      sign.output_time = output.st_mtim.tv_sec * std::int64_t{1000000000} + output.st_mtim.tv_nsec;
+    }
+    return sign;
   }
 
   // Sleeps until something has happened, at most one tick.
@@ -83,7 +109,7 @@ private:
 
   void read_pipe(int fd, bool& open, void (supervision::*take)(std::string_view)) {
     char buffer[read_size];
-    while (open) {
+    for (int reads = 0; open && reads < most_reads; ++reads) {
       const ssize_t count = read(fd, buffer, sizeof buffer);
       if (count < 0 && errno == EINTR) { continue; }
       if (count < 0 && errno == EAGAIN) { return; }
@@ -146,16 +172,27 @@ private:
     const int status = child_.wait_status();
     if (WIFEXITED(status)) {
       result_.exit_status = WEXITSTATUS(status);
+    } else if (used_up_processor_time()) {
+      result_.end = program_end::timed_out;
     } else {
       result_.end = program_end::killed;
       result_.message = std::string("ended by ") + strsignal(WTERMSIG(status));
     }
   }
 
+  // The kernel kills a program at its limit of processor time.
+  bool used_up_processor_time() const {
+    const std::chrono::seconds limit =
+        request_.confined_to ? request_.confined_to->processor_time : std::chrono::seconds(0);
+    return limit.count() > 0 && WTERMSIG(child_.wait_status()) == SIGKILL &&
+           child_.cpu_time() + processor_time_margin >= limit;
+  }
+
   const program_request& request_;
   run_observer* observer_;
   child_process child_;
   program_result result_;
+  stall_watch stall_;
   bool output_open_ = true;
   bool errors_open_ = true;
   clock_type::duration left_;
@@ -176,6 +213,8 @@ std::string program_result::cause() const {
   switch (end) {
   case program_end::timed_out:
     return "the time limit has expired";
+  case program_end::stalled:
+    return "engine stalled";
   case program_end::too_much_output:
     return "too much output";
   case program_end::tool_stopped:

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +16,9 @@
 struct program_request {
   std::vector<std::string> argv;            // argv[0] is an absolute path
   std::chrono::milliseconds time_limit{0};  // 0 for no limit
-  std::size_t output_limit = 1U << 20;      // bytes kept of standard output
+  // How long the work may stand still, see run_observer::work_done() and stall_watch; 0 for ever.
+  std::chrono::milliseconds stall_limit{0};
+  std::size_t output_limit = 1U << 20;  // bytes kept of standard output
   child_priority priority;
   std::optional<sandbox> confined_to;  // for whatever reads media
 };
@@ -24,7 +27,8 @@ enum class program_end {
   exited,  // by itself: exit_status says how
   killed,  // by a signal that was not the tool's doing
   not_started,
-  timed_out,
+  timed_out,        // more than its time limit, or its limit of processor time
+  stalled,          // its work stood still for longer than its stall limit
   too_much_output,  // more than output_limit
   tool_stopped,     // the tool itself is asked to stop
 };
@@ -54,6 +58,10 @@ public:
   // Called at least every tick_interval while the child runs. True keeps the child stopped until
   // the next tick. `suspended` means that the tool is suspended, and the child with it.
   virtual bool on_tick(const child_process& child, bool suspended) = 0;
+
+  // A number that changes whenever the program gets on with its work. Growth of the file that it
+  // writes counts as well.
+  virtual std::int64_t work_done() const { return 0; }
 
   static constexpr std::chrono::milliseconds tick_interval{50};
 };

@@ -19,6 +19,7 @@ namespace {
 constexpr std::size_t longest_file = 65536;  // bytes
 
 void declare_settings(settings_text& settings, tool_config& config) {
+  settings.add_number("stall.seconds", config.stall_seconds, 1, 86400);
   settings.add_number("length.max_hours", config.longest_hours, 1, 10000);
 }
 

@@ -9,7 +9,8 @@ constexpr const char* path_media_conf = "/etc/qx_vod_service/media.conf";
 
 // A setting is a field here, with its default, and a line in declare_settings().
 struct tool_config {
-  int longest_hours = 48;  // "length.max_hours": the longest declared length that is believed
+  int stall_seconds = 120;  // "stall.seconds": how long an encoder may stand still
+  int longest_hours = 48;   // "length.max_hours": the longest declared length that is believed
 };
 
 // The file to read: path_media_conf, or the one that QX_MEDIA_CONF names in the environment.

@@ -16,6 +16,9 @@ public:
   // progress.
   bool take(std::string_view line);
 
+  // How much is done, in the same frames as the total.
+  std::int64_t done() const { return done_; }
+
   // The line as of now, and the last one; without a line feed.
   std::string text() const { return format(done_); }
   std::string final_text() const { return format(total_); }

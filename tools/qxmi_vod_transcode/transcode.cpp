@@ -11,6 +11,7 @@
 #include "tools/media/process_runner.h"
 #include "tools/media/profiles.h"
 #include "tools/media/source_file.h"
+#include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 #include "tools/qxmi_vod_transcode/encode_command.h"
@@ -44,6 +45,8 @@ public:
     return cap_.must_stop(std::chrono::steady_clock::now().time_since_epoch(), child.cpu_time(),
                           suspended);
   }
+
+  std::int64_t work_done() const override { return line_.done(); }
 
 private:
   progress_line& line_;
@@ -123,6 +126,7 @@ private:
         confined_request(encode_command(media_, settings_, source_.url(), output_.url()), source_,
                          output_, largest_output(media_, settings_));
     request.priority.level = options_.level;
+    request.stall_limit = std::chrono::seconds(configured().stall_seconds);
     encoder_watch watch(line, progress, cap_);
     const program_result result = run_program(request, watch);
     if (!result.success()) { report_encoder(result); }

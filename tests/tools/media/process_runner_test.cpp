@@ -195,3 +195,54 @@ TEST(run_program, an_observer_can_hold_it) {
   EXPECT_GT(holder.used, 50ms);
   EXPECT_LT(holder.used, 1200ms);
 }
+
+TEST(run_program, a_stall_ends_it) {
+  line_collector lines;
+  program_request request = shell("echo first; exec sleep 60");
+  request.stall_limit = 200ms;
+  const program_result result = run_program(request, lines);
+  EXPECT_EQ(result.end, program_end::stalled);
+  EXPECT_EQ(result.cause(), "engine stalled");
+}
+
+TEST(run_program, is_not_stalled_while_it_is_held) {
+  struct holder : line_collector {
+    bool on_tick(const child_process& child, bool suspended) override {
+      line_collector::on_tick(child, suspended);
+      return ticks < 30;
+    }
+  } holder;
+  program_request request = shell("true");
+  request.stall_limit = 500ms;
+  EXPECT_TRUE(run_program(request, holder).success());
+}
+
+TEST(run_program, is_not_stalled_while_it_works) {
+  struct worker : line_collector {
+    std::int64_t work_done() const override { return static_cast<std::int64_t>(lines.size()); }
+  } worker;
+  program_request request =
+      shell("i=0; while [ $i -lt 12 ]; do echo $i; sleep 0.1; i=$((i+1)); done");
+  request.stall_limit = 1000ms;
+  EXPECT_TRUE(run_program(request, worker).success());
+}
+
+TEST(run_program, a_flood_of_output_does_not_outlast_the_time_limit) {
+  struct deaf : line_collector {
+    void on_line(std::string_view) override {}
+  } deaf;
+  program_request request = shell("exec yes");
+  request.time_limit = 300ms;
+  EXPECT_EQ(run_program(request, deaf).end, program_end::timed_out);
+}
+
+TEST(run_program, a_limit_of_processor_time_ends_it) {
+  program_request request;
+  const unique_fd zeros(open("/dev/zero", O_RDONLY | O_CLOEXEC));
+  request.argv = {"/usr/bin/sha256sum", "/proc/self/fd/" + std::to_string(zeros.get())};
+  request.confined_to.emplace().processor_time = 1s;
+  request.confined_to->readable = {zeros.get()};
+  const program_result result = run_program(request);
+  EXPECT_EQ(result.end, program_end::timed_out) << result.cause();
+  EXPECT_EQ(result.cause(), "the time limit has expired");
+}

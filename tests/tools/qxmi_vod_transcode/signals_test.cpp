@@ -2,6 +2,8 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
+#include <fstream>
 #include <string>
 #include <thread>
 
@@ -54,6 +56,18 @@ protected:
 
   scratch_folder folder;
   std::string output = folder.file("out.mp4");
+};
+
+// A settings file for the tools that this process starts.
+class given_settings {
+public:
+  given_settings(const scratch_folder& folder, const std::string& text) {
+    std::ofstream(folder.file("media.conf")) << text;
+    setenv("QX_MEDIA_CONF", folder.file("media.conf").c_str(), 1);
+  }
+  ~given_settings() { unsetenv("QX_MEDIA_CONF"); }
+  given_settings(const given_settings&) = delete;
+  given_settings& operator=(const given_settings&) = delete;
 };
 
 }  // namespace
@@ -190,6 +204,28 @@ TEST_F(transcode_signals, a_dead_encoder_is_a_failure) {
   EXPECT_EQ(run.wait().status, 1);
   EXPECT_THAT(run.error_lines(), ElementsAre(testing::HasSubstr("long.mp4: ended by Killed")));
   EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(transcode_signals, a_stalled_encoder_is_ended) {
+  const scratch_folder settings;
+  const given_settings given(settings, "stall.seconds = 1\n");
+  tool_run run("qxmi_vod_transcode", arguments("0", "0"));
+  kill(working_engine(run), SIGSTOP);
+  EXPECT_EQ(run.wait().status, 1);
+  EXPECT_THAT(run.error_lines(), ElementsAre(testing::EndsWith("long.mp4: engine stalled")));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(transcode_signals, a_suspended_encoder_is_not_stalled) {
+  const scratch_folder settings;
+  const given_settings given(settings, "stall.seconds = 1\n");
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  const pid_t engine = working_engine(run);
+  run.signal_group(SIGUSR1);
+  EXPECT_FALSE(wait_until([&] { return gone(engine); }, 3s)) << run.errors();
+  const long before = last_frame(run);
+  run.signal_group(SIGUSR2);
+  EXPECT_TRUE(wait_until([&] { return last_frame(run) > before; })) << run.errors();
 }
 
 TEST_F(transcode_signals, the_work_continues_if_nobody_reads_its_progress) {
