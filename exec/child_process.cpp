@@ -117,33 +117,38 @@ bool QueueItem::proc_prepare_fork_spawn() {
   return true;
 }
 
-bool QueueItem::proc_spawn() {
-  if (proc_pid != -1 || proc_argv.empty()) { return false; }
-  proc_prepare_fork_spawn();
-  const std::unique_ptr<char*[]> argv = exec_arguments(proc_argv);
+bool spawn_after(QueueItem& item, void (*prepare)(const QueueItem& item)) {
+  if (item.proc_pid != -1 || item.proc_argv.empty()) { return false; }
+  item.proc_prepare_fork_spawn();
+  const std::unique_ptr<char*[]> argv = exec_arguments(item.proc_argv);
   if (!argv) { return false; }
   {
     const pid_t service = getpid();
     const termination_signals_blocked blocked;
-    proc_pid = fork();
-    if (proc_pid == 0) {
+    item.proc_pid = fork();
+    if (item.proc_pid == 0) {
       begin_child(service);
-      take_streams(*this);
+      take_streams(item);
+      prepare(item);
       execv(argv[0], argv.get());
       _exit(exit_no_exec);
     }
   }
-  if (proc_pid == -1) {
-    close_proc_stdin();
-    close_proc_stdout();
+  if (item.proc_pid == -1) {
+    item.close_proc_stdin();
+    item.close_proc_stdout();
     return false;
   }
-  close_descriptor(proc_stdout_write_fd);
-  close_descriptor(proc_stdin_read_fd);
-  make_fd_nonblocking(proc_stdout_read_fd);
-  make_fd_nonblocking(proc_stdin_write_fd);
-  expect_handlers(*this);
+  close_descriptor(item.proc_stdout_write_fd);
+  close_descriptor(item.proc_stdin_read_fd);
+  QueueItem::make_fd_nonblocking(item.proc_stdout_read_fd);
+  QueueItem::make_fd_nonblocking(item.proc_stdin_write_fd);
+  expect_handlers(item);
   return true;
+}
+
+bool QueueItem::proc_spawn() {
+  return spawn_after(*this, [](const QueueItem&) {});
 }
 
 void QueueItem::shutdown_proc() {

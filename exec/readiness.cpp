@@ -7,6 +7,7 @@
 
 #include "exec/fail.h"
 #include "platform/forbidden_area.h"
+#include "platform/trusted_path.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
 #include "rules/fileops_words.h"
@@ -30,6 +31,14 @@ bool input_allowed(QueueItem& item) {
   return is_accepted(item, path_refusal(item.input_file, area));
 }
 
+// From the start of the transcode on, the source is one certain file: only that one is removed at
+// the end, whatever bears its name by then.
+void note_source(QueueItem& item, const struct stat& status) {
+  if (item.sm.state <= TRANSCODE_READY || !item.judged_source.is_known()) {
+    item.judged_source = file_identity(status);
+  }
+}
+
 // Checks the file by name in its folder without opening it: a FIFO or a file on a hung mount would
 // block the service.
 bool input_is_file_or_folder(QueueItem& item) {
@@ -43,6 +52,7 @@ bool input_is_file_or_folder(QueueItem& item) {
   struct stat status {};
   const int result =
       fstatat(item.input_dir_fd, item.input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  if (result == 0) { note_source(item, status); }
   return is_accepted(item, file_refusal(result == 0 ? 0 : errno, status.st_mode));
 }
 
@@ -67,7 +77,7 @@ bool output_allowed(QueueItem& item) {
     item.state_message = no_metadir_text;
     return false;
   }
-  if (mkdir(item.output_metadir.c_str(), 0777) != 0 && errno != EEXIST) {
+  if (!make_directory(item.output_metadir, 0777) && errno != EEXIST) {
     fail(item, "Unable to mkdir metadir");
     item.state_message = no_metadir_text;
     return false;

@@ -3,8 +3,10 @@
 
 #include <unistd.h>
 
+#include "fileops/job_directory.h"
 #include "platform/fileops_jobs.h"
 #include "platform/rewrite_file.h"
+#include "platform/trusted_path.h"
 #include "queue/queue_item.h"
 #include "rules/fileops_words.h"
 
@@ -36,8 +38,8 @@ bool QueueItem::init_fileops_job() {
 }
 
 void QueueItem::fileops_remove_job() {
-  unlink((fileops_job_dir + "/" + fileops_pid_file).c_str());
-  unlink((fileops_job_dir + "/" + fileops_status_file).c_str());
-  rmdir(fileops_job_dir.c_str());
+  std::string name;
+  const unique_fd jobs = open_directory_of(fileops_job_dir, name);
+  remove_job(jobs.get(), name.c_str(), {fileops_pid_file, fileops_status_file});
   fileops_job_dir.clear();
 }

@@ -10,8 +10,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "fileops/job_directory.h"
 #include "platform/paths.h"
 #include "platform/text.h"
+#include "platform/trusted_path.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "queue/transcode_queue.h"
@@ -41,11 +43,12 @@ std::string operation_of(char* text) {
   return operation;
 }
 
-// The operation of a job; "" if it has no status. The file is opened non-blocking because it
-// belongs to another subsystem and may be anything.
-std::string read_operation(int jobs_fd, const std::string& job_name) {
-  const unique_fd file(openat(jobs_fd, (job_name + "/" + fileops_status_file).c_str(),
-                              O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+// The operation of a job; "" if it has no status. The directory belongs to another subsystem and
+// its status may be anything: links are not followed, and a FIFO is not waited for.
+std::string read_operation(int jobs_fd, const char* job_name) {
+  const unique_fd job = open_job(jobs_fd, job_name);
+  const unique_fd file(openat(job.get(), fileops_status_file,
+                              O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW));
   if (file.get() < 0) { return ""; }
   char text[status_read_limit + 1];
   const ssize_t got = read(file.get(), text, status_read_limit);
@@ -63,16 +66,16 @@ void sweep_entry(int jobs_fd, const char* name) {
     return;
   }
   fprintf(stderr, "vod transcode %d unknown, removing\n", number);
-  unlinkat(jobs_fd, (std::string(name) + "/" + fileops_status_file).c_str(), 0);
-  unlinkat(jobs_fd, (std::string(name) + "/" + fileops_pid_file).c_str(), 0);
-  unlinkat(jobs_fd, name, AT_REMOVEDIR);
+  remove_job(jobs_fd, name, {fileops_status_file, fileops_pid_file});
 }
 
 }  // namespace
 
 void markdown_unknown_vod_fileops() {
-  const unique_dir jobs(opendir(path_fileops_jobs));
+  unique_fd folder = open_trusted(path_fileops_jobs, O_RDONLY | O_DIRECTORY);
+  const unique_dir jobs(folder.valid() ? fdopendir(folder.get()) : nullptr);
   if (!jobs) { return; }
+  static_cast<void>(folder.release());
   while (const dirent* entry = readdir(jobs.get())) {
     sweep_entry(dirfd(jobs.get()), entry->d_name);
   }

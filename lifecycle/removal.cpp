@@ -1,12 +1,21 @@
 // Removes an item's source and the source's metadata, each in a separate child.
+//
+// Other accounts may be able to write to the folders above the source, and replace one by another
+// or by a link. The source's folder is therefore opened without following their links, the source
+// in it must be the file that was transcoded, and all removals go through that descriptor.
 #include <cassert>
 #include <cerrno>
+#include <cstdio>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "exec/child_process.h"
 #include "exec/forked_child.h"
+#include "platform/directory_tree.h"
 #include "platform/metadata_v4.h"
+#include "platform/trusted_path.h"
 #include "queue/queue_item.h"
 #include "rules/tool_commands.h"
 
@@ -19,6 +28,47 @@ bool removal_may_start(QueueItem& item, cleanup_states step) {
          item.proc_prepare_fork_spawn() && item.validate_ready() == 1;
 }
 
+// What follows runs in a child. If it hangs, it must not hold clients' connections or the instance
+// lock.
+void close_all_but_streams() {
+  close_range(STDERR_FILENO + 1, ~0U, 0);
+}
+
+// The source's folder, while the source in it is the file that was transcoded. Otherwise invalid;
+// errno is ENOENT if there is none any more.
+unique_fd open_folder_of_source(const QueueItem& item) {
+  std::string name;
+  unique_fd folder = open_directory_of(item.input_file, name);
+  struct stat status {};
+  if (!folder.valid() || fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return unique_fd();
+  }
+  if (!item.judged_source.is(status)) {
+    dprintf(STDERR_FILENO, "Item '%s' (%s) is not the file that was transcoded, not removed\n",
+            item.input_file.c_str(), item.entry_id.c_str());
+    errno = ESTALE;
+    return unique_fd();
+  }
+  return folder;
+}
+
+int unlink_source(const QueueItem& item) {
+  const unique_fd folder = open_folder_of_source(item);
+  const bool is_removed = folder.valid() && unlinkat(folder.get(), item.input_name.c_str(), 0) == 0;
+  return is_removed || errno == ENOENT ? 0 : 1;
+}
+
+// The tool is given a path. Where others could make that lead elsewhere at any moment, this child
+// removes the folder itself.
+void remove_unless_tool_can(const QueueItem& item) {
+  close_all_but_streams();
+  const std::string& metadir = item.proc_argv.back();
+  const unique_fd folder = open_folder_of_source(item);
+  if (folder.valid() && !others_may_redirect(metadir)) { return; }
+  const std::string name = metadir.substr(metadir.rfind('/') + 1);
+  _exit(folder.valid() && remove_tree(folder.get(), name.c_str()) ? 0 : 1);
+}
+
 }  // namespace
 
 bool QueueItem::proc_start_unlink_input_file_metadata() {
@@ -29,7 +79,7 @@ bool QueueItem::proc_start_unlink_input_file_metadata() {
     assert(tmp[0] == '/');
     if (lstat(tmp, &status) == 0 && S_ISDIR(status.st_mode)) {
       proc_argv = removal_command(tmp);
-      return proc_spawn();
+      return spawn_after(*this, remove_unless_tool_can);
     }
   }
   sm.cleanup.advance();
@@ -44,9 +94,8 @@ bool QueueItem::proc_start_unlink_input_file() {
   proc_pid = fork();
   if (proc_pid == 0) {
     begin_child(service);
-    // If it hangs, it must not hold clients' connections or the instance lock.
-    close_range(STDERR_FILENO + 1, ~0U, 0);
-    _exit(unlink(input_file.c_str()) != 0 && errno != ENOENT ? 1 : 0);
+    close_all_but_streams();
+    _exit(unlink_source(*this));
   }
   if (proc_pid == -1) {
     close_proc_stdin();

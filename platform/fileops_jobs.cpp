@@ -6,11 +6,10 @@
 #include <cerrno>
 #include <cstdio>
 
-#include <sys/stat.h>
-
 #include "platform/directories.h"
 #include "platform/highest_job.h"
 #include "platform/paths.h"
+#include "platform/trusted_path.h"
 
 namespace {
 
@@ -22,7 +21,7 @@ std::int32_t last_id = 0;
 
 bool make_job_directory(std::int32_t id) {
   char directory[directory_size];
-  return mkdir(cgi_get_fileops_job_directory(id, sizeof(directory), directory), 0777) == 0;
+  return make_directory(cgi_get_fileops_job_directory(id, sizeof(directory), directory), 0777);
 }
 
 }  // namespace

@@ -87,7 +87,7 @@ int metadata_v4_metadata_context_write_metadata_to_file(const metadata_v4_metada
   if (context->directory.empty() || !is_bare_name(file_name)) { return fail(EINVAL); }
   const std::string text = entries->text();
   if (text.size() > largest_file) { return fail(EFBIG); }
-  if (mkdir(context->directory.c_str(), 0777) != 0 && errno != EEXIST) { return -1; }
+  if (!make_directory(context->directory, 0777) && errno != EEXIST) { return -1; }
   const unique_fd directory = open_directory(context->directory);
   if (!directory.valid()) { return -1; }
   return replace_file(directory.get(), file_name, text);

@@ -141,3 +141,15 @@ unique_fd open_directory_of(const std::string& path, std::string& name) {
   return open_trusted(slash == std::string::npos ? "." : path.substr(0, slash + 1),
                       O_PATH | O_DIRECTORY);
 }
+
+bool make_directory(const std::string& path, mode_t mode) {
+  std::string name;
+  const unique_fd parent = open_directory_of(path, name);
+  return parent.valid() && mkdirat(parent.get(), name.c_str(), mode) == 0;
+}
+
+bool remove_file(const std::string& path) {
+  std::string name;
+  const unique_fd parent = open_directory_of(path, name);
+  return parent.valid() && unlinkat(parent.get(), name.c_str(), 0) == 0;
+}

@@ -20,3 +20,9 @@ unique_fd open_trusted(const std::string& path, int flags, mode_t mode = 0);
 // the path in `name`. That component itself is not examined. The result is invalid, with errno set,
 // on failure.
 unique_fd open_directory_of(const std::string& path, std::string& name);
+
+// Like mkdir(2), in the directory found by open_directory_of(). False with errno set on failure.
+bool make_directory(const std::string& path, mode_t mode);
+
+// Like unlink(2), in the directory found by open_directory_of(). False with errno set on failure.
+bool remove_file(const std::string& path);

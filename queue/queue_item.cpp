@@ -33,6 +33,7 @@ void close_input(QueueItem& item) {
   item.input_file.clear();
   item.input_dir.clear();
   item.input_name.clear();
+  item.judged_source = file_identity();
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 
 #include <json11.hpp>
 
+#include "platform/file_identity.h"
 #include "queue/state_machine.h"
 #include "rules/limits.h"
 #include "rules/states.h"
@@ -181,6 +182,7 @@ public:
   // if the child was not asked to end. This run only.
   std::int32_t proc_ending_signal = 0;
   std::uint64_t proc_ending_time = 0;
+  file_identity judged_source;  // the file that is transcoded; this run only
 
   // ---- Record (queue/queue_item.cpp)
 

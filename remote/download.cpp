@@ -5,9 +5,9 @@
 #include <cstring>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "platform/transcode_settings.h"
+#include "platform/trusted_path.h"
 #include "queue/queue_item.h"
 #include "remote/remote_step.h"
 #include "rules/download_output.h"
@@ -41,7 +41,7 @@ long long size_of_file(const std::string& path) {
 }  // namespace
 
 void discard_download(const QueueItem& item) {
-  if (unlink(item.output_file.c_str()) != 0 && errno != ENOENT) {
+  if (!remove_file(item.output_file) && errno != ENOENT) {
     fprintf(stderr, "Item '%s' (%s) the earlier output '%s' cannot be removed, %s\n",
             item.input_file.c_str(), item.entry_id.c_str(), item.output_file.c_str(),
             strerror(errno));

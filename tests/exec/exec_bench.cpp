@@ -17,7 +17,7 @@ pid_t __real_fork();
 pid_t __real_waitpid(pid_t pid, int* status, int options);
 int __real_kill(pid_t pid, int number);
 int __real_pipe2(int* ends, int flags);
-int __real_unlink(const char* path);
+int __real_unlinkat(int directory, const char* name, int flags);
 int __real_rand();
 unsigned __real__Z25cgi_velmar_forbidden_areaPKcj(const char* path, unsigned flags);
 unsigned __real__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags);
@@ -37,8 +37,9 @@ int __wrap_kill(pid_t pid, int number) {
 int __wrap_pipe2(int* ends, int flags) {
   return kernel.pipe2 ? kernel.pipe2(ends, flags) : __real_pipe2(ends, flags);
 }
-int __wrap_unlink(const char* path) {
-  return kernel.unlink ? kernel.unlink(path) : __real_unlink(path);
+int __wrap_unlinkat(int directory, const char* name, int flags) {
+  return kernel.unlinkat ? kernel.unlinkat(directory, name)
+                         : __real_unlinkat(directory, name, flags);
 }
 int __wrap_rand() {
   return kernel.rand ? kernel.rand() : __real_rand();

@@ -24,7 +24,7 @@ struct kernel_answers {
   std::function<pid_t(pid_t, int*)> waitpid;
   std::function<int(pid_t, int)> kill;
   std::function<int(int*, int)> pipe2;
-  std::function<int(const char*)> unlink;
+  std::function<int(int, const char*)> unlinkat;
   std::function<int()> rand;
   std::function<unsigned(const char*, unsigned)> forbidden_area;
   std::function<unsigned(int, unsigned)> forbidden_area_fd;

@@ -127,10 +127,9 @@ TEST_F(fileops_job, removal_deletes_its_files_and_keeps_the_number) {
     QueueItem item;
     EXPECT_TRUE(item.init_fileops_job());
     const int id = item.fileops_job_id;
-    const std::string directory = item.fileops_job_dir;
     removals.clear();
     item.fileops_remove_job();
-    EXPECT_THAT(removals, ElementsAre(directory + "/copy_pid", directory + "/status", directory));
+    EXPECT_THAT(removals, ElementsAre("copy_pid", "status", std::to_string(id)));
     EXPECT_FALSE(exists(job_directory(id)));
     EXPECT_EQ(item.fileops_job_dir, "");
     EXPECT_EQ(item.fileops_job_id, id);
@@ -147,6 +146,19 @@ TEST_F(fileops_job, removal_keeps_a_directory_with_foreign_files) {
     item.fileops_remove_job();
     EXPECT_TRUE(exists(directory + "/other"));
     EXPECT_FALSE(exists(directory + "/status") || exists(directory + "/copy_pid"));
+    EXPECT_EQ(item.fileops_job_dir, "");
+  });
+}
+
+TEST_F(fileops_job, removal_does_not_follow_a_link_in_place_of_the_directory) {
+  inside([] {
+    QueueItem item;
+    EXPECT_TRUE(item.init_fileops_job());
+    const auto directory = item.fileops_job_dir;
+    std::filesystem::rename(directory, "/mnt/moved");
+    std::filesystem::create_directory_symlink("/mnt/moved", directory);
+    item.fileops_remove_job();
+    EXPECT_TRUE(exists("/mnt/moved/status") && exists("/mnt/moved/copy_pid"));
     EXPECT_EQ(item.fileops_job_dir, "");
   });
 }

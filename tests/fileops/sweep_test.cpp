@@ -49,7 +49,7 @@ TEST_F(sweep, job_without_an_item_is_removed_and_logged) {
     removals.clear();
     EXPECT_EQ(stderr_of(markdown_unknown_vod_fileops), "vod transcode 12 unknown, removing\n");
     EXPECT_FALSE(exists(directory_of("12")));
-    EXPECT_THAT(removals, ElementsAre("12/status", "12/copy_pid", "12"));
+    EXPECT_THAT(removals, ElementsAre("status", "copy_pid", "12"));
   });
 }
 
@@ -63,6 +63,16 @@ TEST_F(sweep, job_of_an_item_is_kept) {
     EXPECT_EQ(stderr_of(markdown_unknown_vod_fileops), "vod transcode 13 unknown, removing\n");
     EXPECT_TRUE(exists(directory_of("12") + "/copy_pid"));
     EXPECT_FALSE(exists(directory_of("13")));
+  });
+}
+
+TEST_F(sweep, status_that_is_a_link_is_not_read) {
+  inside([] {
+    make_job("12");
+    fs::rename(directory_of("12") + "/status", "/mnt/status");
+    fs::create_symlink("/mnt/status", directory_of("12") + "/status");
+    EXPECT_EQ(stderr_of(markdown_unknown_vod_fileops), "");
+    EXPECT_TRUE(exists(directory_of("12") + "/copy_pid"));
   });
 }
 

@@ -9,6 +9,7 @@
 
 #include "platform/unique_fd.h"
 #include "tests/exec/exec_bench.h"
+#include "tests/support/skip.h"
 #include "tests/support/wait_until.h"
 
 using namespace qx_test;
@@ -121,7 +122,7 @@ TEST_F(removal, source_that_cannot_be_unlinked_is_reported) {
 
 TEST_F(removal, unlinking_child_has_a_session_and_the_lowest_priority) {
   inside([&] {
-    kernel.unlink = [](const char*) -> int {  // runs in the child
+    kernel.unlinkat = [](int, const char*) -> int {  // runs in the child
       const bool has_session = getsid(0) == getpid();
       _exit(has_session && getpriority(PRIO_PROCESS, 0) == 19 ? 0 : 99);
     };
@@ -132,13 +133,13 @@ TEST_F(removal, unlinking_child_has_a_session_and_the_lowest_priority) {
   });
 }
 
-TEST_F(removal, unlinking_child_has_only_its_streams_open) {
+TEST_F(removal, unlinking_child_has_only_its_streams_and_the_folder_open) {
   inside([&] {
     const unique_fd held(open("/mnt/media", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    kernel.unlink = [](const char*) -> int {
+    kernel.unlinkat = [](int folder, const char*) -> int {
       int open_descriptors = 0;
       for (int fd = 3; fd < 1000; ++fd) {
-        open_descriptors += fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
+        open_descriptors += fd != folder && fcntl(fd, F_GETFD) >= 0 ? 1 : 0;
       }
       _exit(open_descriptors == 0 ? 0 : 99);
     };
@@ -204,4 +205,103 @@ TEST_F(removal, forbidden_source_is_never_removed) {
     EXPECT_EQ(item.state_message, "Rejected: Forbidden input file");
     EXPECT_EQ(child.started, 0);
   });
+}
+
+// Other accounts may be able to exchange the folders above the source after it was transcoded.
+namespace {
+
+class removal_after_an_exchange : public removal {
+protected:
+  removal_after_an_exchange() {
+    write_film("/mnt/media/open/films");
+    write_film("/mnt/media/private");
+    std::filesystem::permissions(root_.path("/mnt/media/open"), std::filesystem::perms::all);
+  }
+
+  void write_film(const std::string& folder) const {
+    root_.write_source(folder + "/film.mpg", "video/mpeg");
+  }
+
+  // The item after its transcode.
+  QueueItem& add_transcoded(cleanup_states state) {
+    QueueItem& item = add(state);
+    EXPECT_TRUE(item.set_input_file("/mnt/media/open/films/film.mpg"));
+    EXPECT_EQ(item.validate_ready(), 1);
+    return item;
+  }
+
+  static void replace_folder_by_link() {
+    std::filesystem::rename("/mnt/media/open/films", "/mnt/media/open/moved");
+    std::filesystem::create_directory_symlink("/mnt/media/private", "/mnt/media/open/films");
+    if (geteuid() == 0) { EXPECT_EQ(lchown("/mnt/media/open/films", 65534, 65534), 0); }
+  }
+  static void exchange_folders() {
+    EXPECT_EQ(renameat2(AT_FDCWD, "/mnt/media/open/films", AT_FDCWD, "/mnt/media/private",
+                        RENAME_EXCHANGE),
+              0);
+  }
+};
+
+}  // namespace
+
+TEST_F(removal_after_an_exchange, does_not_follow_a_link_to_another_folder) {
+  if (geteuid() != 0) { QX_SKIP_OR_FAIL_IN_CI("not root"); }
+  inside([&] {
+    QueueItem& file = add_transcoded(CLEANUP_UNLINK_META);
+    QueueItem& metadata = add_transcoded(CLEANUP_UNLINK_FILE);
+    replace_folder_by_link();
+    EXPECT_TRUE(file.proc_start_unlink_input_file());
+    finish(file);
+    EXPECT_EQ(file.state_message, "Unable to remove file");
+    EXPECT_TRUE(metadata.proc_start_unlink_input_file_metadata());
+    finish(metadata);
+    EXPECT_EQ(metadata.state_message, "Unable to remove metadata");
+    EXPECT_TRUE(exists("/mnt/media/private/film.mpg"));
+    EXPECT_TRUE(exists("/mnt/media/private/.film.mpg.metadata/metadata"));
+  });
+}
+
+TEST_F(removal_after_an_exchange, leaves_another_folders_film_alone) {
+  inside([&] {
+    QueueItem& item = add_transcoded(CLEANUP_UNLINK_META);
+    exchange_folders();
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_EQ(item.state_message, "Unable to remove file");
+    EXPECT_TRUE(exists("/mnt/media/open/films/film.mpg"));
+  });
+}
+
+TEST_F(removal_after_an_exchange, leaves_another_folders_metadata_alone) {
+  inside([&] {
+    QueueItem& item = add_transcoded(CLEANUP_UNLINK_FILE);
+    exchange_folders();
+    EXPECT_TRUE(item.proc_start_unlink_input_file_metadata());
+    finish(item);
+    EXPECT_EQ(item.state_message, "Unable to remove metadata");
+    EXPECT_TRUE(exists("/mnt/media/open/films/.film.mpg.metadata/metadata"));
+  });
+}
+
+TEST_F(removal_after_an_exchange, leaves_a_new_file_of_the_same_name_alone) {
+  inside([&] {
+    QueueItem& item = add_transcoded(CLEANUP_UNLINK_META);
+    std::filesystem::rename("/mnt/media/private/film.mpg", "/mnt/media/open/films/film.mpg");
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_TRUE(exists("/mnt/media/open/films/film.mpg"));
+  });
+}
+
+// Without the tool, whose path could lead elsewhere by the time it starts.
+TEST_F(removal_after_an_exchange, metadata_below_an_open_folder_are_removed_without_rm) {
+  inside([&] {
+    QueueItem& item = add_transcoded(CLEANUP_UNLINK_FILE);
+    EXPECT_TRUE(item.proc_start_unlink_input_file_metadata());
+    finish(item);
+    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_UNLINK_META);
+    EXPECT_FALSE(exists("/mnt/media/open/films/.film.mpg.metadata"));
+    EXPECT_TRUE(exists("/mnt/media/open/films/film.mpg"));
+  });
+  EXPECT_TRUE(root_.calls(tool::rm).empty());
 }

@@ -116,6 +116,25 @@ TEST_F(trusted_path, gives_the_directory_and_the_name) {
   EXPECT_FALSE(open_directory_of(target + "/none/film", name).valid());
 }
 
+TEST_F(trusted_path, makes_directories_and_removes_files) {
+  EXPECT_TRUE(make_directory(target + "/new", 0700));
+  EXPECT_FALSE(make_directory(target + "/new", 0700));
+  EXPECT_EQ(errno, EEXIST);
+  write(target + "/new/film");
+  EXPECT_TRUE(remove_file(target + "/new/film"));
+  EXPECT_FALSE(remove_file(target + "/new/film"));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(paths_over_a_strangers_link, are_not_used_to_make_directories_or_remove_files) {
+  write(target + "/film");
+  link(open_to_all + "/folder", target);
+  EXPECT_FALSE(make_directory(open_to_all + "/folder/new", 0700));
+  EXPECT_FALSE(remove_file(open_to_all + "/folder/film"));
+  EXPECT_EQ(access((target + "/film").c_str(), F_OK), 0);
+  EXPECT_NE(access((target + "/new").c_str(), F_OK), 0);
+}
+
 TEST_F(paths_over_a_strangers_link, fail_in_a_folder_that_everybody_can_write_to) {
   write(target + "/film");
   link(open_to_all + "/folder", target);
