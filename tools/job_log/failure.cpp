@@ -44,6 +44,8 @@ constexpr wording wordings[] = {
     {"continues after", failure::source_damaged},
     {"the result", failure::source_damaged},
     {"has no frame at", failure::source_damaged},
+    {"of length.max_hours", failure::source_damaged},
+    {"is mostly holes", failure::source_damaged},
     {"has no duration", failure::source_damaged},
     {"cannot be drawn as a waveform", failure::source_damaged},
     {"Invalid data", failure::source_damaged},

@@ -10,6 +10,7 @@
 #include "tools/media/field_votes.h"
 #include "tools/media/picture_filters.h"
 #include "tools/media/source_file.h"
+#include "tools/media/time_budget.h"
 
 namespace {
 
@@ -92,7 +93,7 @@ argument_list marks_command(const std::string& url, const media_info& media,
 field_marks read_marks(const source_file& source, const media_info& media,
                        const video_stream& stream) {
   program_request request = confined_request(marks_command(source.url(), media, stream), source);
-  request.time_limit = marks_time_limit;
+  set_budget(request, picture_budget(marks_time_limit));
   field_marks marks;
   std::istringstream lines(run_program(request).output);
   for (std::string line; std::getline(lines, line);) {
@@ -136,7 +137,7 @@ field_order look(const source_file& source, const media_info& media, const video
   for (const double moment : sample_places(media.duration)) {
     program_request request =
         confined_request(looks_command(source.url(), media, stream, moment), source);
-    request.time_limit = looks_time_limit;
+    set_budget(request, picture_budget(looks_time_limit));
     request.output_limit = pictures_seen * width * height;
     const program_result result = run_program(request);
     if (result.end == program_end::tool_stopped) { break; }

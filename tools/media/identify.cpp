@@ -62,6 +62,7 @@ bool identify(const std::string& path, std::vector<item_entry>& entries, std::st
     if (probe_was_hindered(error)) { return false; }
     media = media_info();
   }
+  doubt_lengths(media);
   settle_duration(path, media);
   survey_fields(path, media);
   std::string magic;

@@ -1,6 +1,7 @@
 #include "tools/media/media_probe.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <sstream>
@@ -13,7 +14,10 @@
 #include "tools/media/media_report.h"
 #include "tools/media/packet_timeline.h"
 #include "tools/media/process_runner.h"
+#include "tools/media/size_text.h"
 #include "tools/media/source_file.h"
+#include "tools/media/time_budget.h"
+#include "tools/media/tool_config.h"
 #include "tools/media/transport_clock.h"
 
 namespace {
@@ -73,7 +77,7 @@ program_request report_request(const source_file& source, std::string_view forma
   request.argv.insert(request.argv.end(),
                       {"-of", "json=c=1", "-show_entries", media_report_entries});
   add_input(request.argv, source.url(), format, depth);
-  request.time_limit = probe_time_limit;
+  set_budget(request, probe_budget(depth));
   return request;
 }
 
@@ -83,7 +87,7 @@ program_request packet_request(const source_file& source) {
   request.argv.insert(request.argv.end(),
                       {"-of", "csv=p=0", "-show_entries",
                        "packet=stream_index,pts_time,dts_time,duration_time,flags"});
-  request.time_limit = measure_time_limit;
+  set_budget(request, reading_budget(source.data_size()));
   return request;
 }
 
@@ -138,7 +142,7 @@ first_packet find_first_packet(const source_file& source, int stream) {
                       {"-select_streams", std::to_string(stream), "-read_intervals", "%+#1", "-of",
                        "csv=p=0", "-show_entries", "packet=pts_time,pos"});
   add_input(request.argv, source.url(), {}, followed);
-  request.time_limit = late_stream_time_limit;
+  set_budget(request, picture_budget(late_stream_time_limit));
   const program_result result = run_program(request);
   first_packet found;
   const std::size_t comma = result.output.find(',');
@@ -169,6 +173,22 @@ bool clear_late_stream(const source_file& source, std::string_view format, media
   return read_report(source, format, deeper, info, error);
 }
 
+double longest_length() {
+  return configured().longest_hours * 3600.0;
+}
+
+template <typename stream_type>
+void doubt_length(stream_type& stream) {
+  if (stream.duration > longest_length()) { stream.duration = 0.0; }
+}
+
+bool is_mostly_holes(const source_file& source, std::string& error) {
+  if (!source.is_mostly_holes()) { return false; }
+  error = "is mostly holes: " + size_text(source.data_size()) + " of data in " +
+          size_text(static_cast<std::uint64_t>(source.size()));
+  return true;
+}
+
 // A broadcast clock that jumps makes the difference of last and first time worth nothing.
 void judge_clock(const source_file& source, media_info& info) {
   if (info.container == "mpegts" && !transport_clock_is_even(source.fd())) {
@@ -181,7 +201,7 @@ void judge_clock(const source_file& source, media_info& info) {
 
 bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds) {
   source_file source;
-  if (!source.open(path, error)) { return false; }
+  if (!source.open(path, error) || is_mostly_holes(source, error)) { return false; }
   std::string_view still;
   if (kinds == probe_kinds::stills_too) { still = still_format(source); }
   if (!read_report(source, still, {}, info, error)) { return false; }
@@ -213,5 +233,20 @@ bool measure_duration(const std::string& path, const media_info& info, int strea
   if (!measure_streams(path, info.depth, timeline, error)) { return false; }
   duration = timeline.length_of(stream_index, frame_rate);
   log_length("stream " + std::to_string(stream_index) + ", measured:", duration);
-  return duration > 0.0 || refuse(error, "has no duration");
+  return duration > 0.0 ? is_acceptable_length(duration, error) : refuse(error, "has no duration");
+}
+
+void doubt_lengths(media_info& info) {
+  std::for_each(info.video.begin(), info.video.end(), doubt_length<video_stream>);
+  std::for_each(info.audio.begin(), info.audio.end(), doubt_length<audio_stream>);
+  if (info.duration <= longest_length()) { return; }
+  info.duration = 0.0;
+  info.duration_estimated = true;
+}
+
+bool is_acceptable_length(double duration, std::string& error) {
+  if (duration <= longest_length()) { return true; }
+  error = "lasts " + std::to_string(std::lround(duration / 3600.0)) + " h, more than the " +
+          std::to_string(configured().longest_hours) + " h of length.max_hours";
+  return false;
 }

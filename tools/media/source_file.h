@@ -2,6 +2,7 @@
 // again afterwards.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include <sys/stat.h>
@@ -24,6 +25,13 @@ public:
 
   int fd() const { return fd_.get(); }
   off_t size() const { return status_.st_size; }
+
+  // The bytes that its file system stores; the rest of the size are holes, which read as zeros.
+  std::uint64_t data_size() const;
+
+  // Whether there is so little data in a large file that reading it would be a waste of time.
+  bool is_mostly_holes() const;
+
   const struct stat& status() const { return status_; }
 
   // True if `path` leads to the same file, whatever its name.

@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "tools/media/process_runner.h"
+#include "tools/media/time_budget.h"
 #include "tools/media/tool_signals.h"
 
 namespace {
@@ -23,7 +24,7 @@ constexpr double sharp_share = 0.5;
 
 bool measure_moment(const source_file& file, const picture_source& source, frame_measure& measure) {
   program_request request = confined_request(measure_command(source), file);
-  request.time_limit = frame_time_limit;
+  set_budget(request, picture_budget(frame_time_limit));
   return measure_frame(run_program(request).output, measure);
 }
 

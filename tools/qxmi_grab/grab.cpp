@@ -11,16 +11,14 @@
 #include "tools/media/picture_filters.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/source_file.h"
+#include "tools/media/time_budget.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_grab/frame_search.h"
 
 namespace {
 
-constexpr std::chrono::minutes picture_time_limit{2};
+constexpr std::chrono::seconds picture_time_limit{120};
 constexpr std::uint64_t largest_picture = std::uint64_t{64} << 20;  // bytes
-
-// A drawing needs every sample of the sound: hours of it, on a busy machine.
-constexpr std::chrono::minutes drawing_time_limit{30};
 
 std::string no_picture_at(double moment) {
   char text[80];
@@ -36,6 +34,7 @@ public:
     std::string error;
     if (!source_.open(options_.input, error)) { return fail(options_.input, error); }
     if (!probe_media(options_.input, media_, error)) { return fail(options_.input, error); }
+    doubt_lengths(media_);
     if (source_.is_same_as(options_.output)) { return fail(options_.output, "is the source"); }
     survey_fields(options_.input, media_);
     if (!output_.create(options_.output, error)) { return fail(options_.output, error); }
@@ -81,12 +80,12 @@ private:
     const picture_source from = {source_.url(), stream, plan_seek(media_, moment), media_.depth};
     picture_target to = {output_.url(), shape_of(stream, options_.height, options_.clip),
                          options_.quality, needs_light_mapped(stream)};
-    bool made = run_engine(picture_command(from, to), picture_time_limit, error);
+    bool made = run_engine(picture_command(from, to), picture_budget(picture_time_limit), error);
     if (!made && to.map_light && stop_signal() == 0) {
       // An engine built without the mapper, or a transfer it does not know: dull colours are
       // better than no picture.
       to.map_light = false;
-      made = run_engine(picture_command(from, to), picture_time_limit, error);
+      made = run_engine(picture_command(from, to), picture_budget(picture_time_limit), error);
     }
     return made && verify(to.shape.made, no_picture_at(moment), error);
   }
@@ -101,15 +100,16 @@ private:
     to.url = output_.url();
     to.shape.made = drawing_size(options_.height);
     to.quality = options_.quality;
-    return run_engine(drawing_command(source_.url(), sound->index, to), drawing_time_limit,
-                      error) &&
+    // A drawing needs every sample of the sound.
+    return run_engine(drawing_command(source_.url(), sound->index, to),
+                      sound_budget(media_.duration), error) &&
            verify(to.shape.made, "cannot be drawn as a waveform", error);
   }
 
-  bool run_engine(const argument_list& command, std::chrono::milliseconds limit,
+  bool run_engine(const argument_list& command, const time_budget& budget,
                   std::string& error) const {
     program_request request = confined_request(command, source_, output_, largest_picture);
-    request.time_limit = limit;
+    set_budget(request, budget);
     const program_result result = run_program(request);
     if (!result.success()) { error = engine_cause(result, source_.url()); }
     return result.success();

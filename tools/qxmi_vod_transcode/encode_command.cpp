@@ -1,5 +1,6 @@
 #include "tools/qxmi_vod_transcode/encode_command.h"
 
+#include <algorithm>
 #include <cmath>
 #include <initializer_list>
 
@@ -26,6 +27,10 @@ void append(argument_list& arguments, std::initializer_list<std::string> more) {
 
 bool is_avi(const source_media& media) {
   return media.container == "avi";
+}
+
+double pixels_of(picture_size size) {
+  return static_cast<double>(size.width) * size.height;
 }
 
 std::string text(rational value) {
@@ -83,6 +88,14 @@ void add_clock(argument_list& arguments, const source_media& media) {
 }
 
 }  // namespace
+
+time_budget encode_budget(const source_media& media, const encode_settings& settings) {
+  if (!media.picture) { return encoding_budget(0.0, 0.0, settings.time_limit); }
+  const double rate = std::max(media.picture->frame_rate.value(), media.frame_rate().value());
+  return encoding_budget(rate * settings.time_limit,
+                         pixels_of(media.picture->coded) + pixels_of(settings.size),
+                         settings.time_limit);
+}
 
 std::uint64_t largest_output(const source_media& media, const encode_settings& settings) {
   const int picture_rate =

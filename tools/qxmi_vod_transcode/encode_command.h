@@ -6,6 +6,7 @@
 
 #include "tools/media/engine.h"
 #include "tools/media/media_info.h"
+#include "tools/media/time_budget.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 
 struct encode_settings {
@@ -19,6 +20,9 @@ struct encode_settings {
 // standard output.
 argument_list encode_command(const source_media& media, const encode_settings& settings,
                              const std::string& input_url, const std::string& output_url);
+
+// What the engine may take for it.
+time_budget encode_budget(const source_media& media, const encode_settings& settings);
 
 // More bytes than such an output can have: its rates are limited, and so is its length.
 std::uint64_t largest_output(const source_media& media, const encode_settings& settings);

@@ -92,6 +92,7 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
                        std::string& error) {
   media_info info;
   if (!probe_media(path, info, error)) { return false; }
+  doubt_lengths(info);
   if (parts == source_parts::picture_and_sound) { survey_fields(path, info); }
   take_streams(info, parts, media);
   if (!media.picture && !media.sound) {
@@ -128,6 +129,7 @@ bool measure_lengths(const std::string& path, source_media& media, std::string& 
   log_length("video, measured:", media.picture_duration);
   log_length("audio, measured:", media.sound_duration);
   if (media.duration <= 0.0) { return refuse(error, "has no duration"); }
+  if (!is_acceptable_length(media.duration, error)) { return false; }
   const double nearly_over = media.beginning + media.duration - change_margin;
   const bool goes_on = timeline.end_of_later_streams(nearly_over) > nearly_over + 2 * change_margin;
   return !goes_on || refuse(error, "continues in other streams than it began with");

@@ -126,6 +126,7 @@ private:
         confined_request(encode_command(media_, settings_, source_.url(), output_.url()), source_,
                          output_, largest_output(media_, settings_));
     request.priority.level = options_.level;
+    set_budget(request, encode_budget(media_, settings_));
     request.stall_limit = std::chrono::seconds(configured().stall_seconds);
     encoder_watch watch(line, progress, cap_);
     const program_result result = run_program(request, watch);

@@ -60,7 +60,9 @@ std::vector<std::string> split_lines(const std::string& text) {
 // The fields of /proc/PID/stat after the name, which may itself contain blanks and brackets.
 std::vector<std::string> stat_fields(pid_t pid) {
   std::ifstream stream("/proc/" + std::to_string(pid) + "/stat");
-  const std::string text{std::istreambuf_iterator<char>(stream), {}};
+  // Reading through the stream itself: its buffer throws if the process has just ended.
+  std::string text;
+  std::getline(stream, text, '\0');
   const std::size_t bracket = text.rfind(')');
   if (bracket == std::string::npos) { return {}; }
   std::istringstream rest(text.substr(bracket + 1));

@@ -119,3 +119,28 @@ TEST_F(source_file_test, recognises_itself_under_another_name) {
   std::ofstream(folder.file("other")) << "content";
   EXPECT_FALSE(source.is_same_as(folder.file("other")));
 }
+
+TEST_F(source_file_test, only_data_counts_and_holes_do_not) {
+  write(std::string(100000, 'x'));
+  ASSERT_EQ(truncate(path.c_str(), off_t{1} << 40), 0);
+  ASSERT_TRUE(source.open(path, error)) << error;
+  EXPECT_GE(source.data_size(), 100000U);
+  EXPECT_LT(source.data_size(), 1000000U);
+  EXPECT_TRUE(source.is_mostly_holes());
+}
+
+TEST_F(source_file_test, a_small_file_may_have_any_holes) {
+  write("x");
+  ASSERT_EQ(truncate(path.c_str(), off_t{1} << 30), 0);
+  ASSERT_TRUE(source.open(path, error)) << error;
+  EXPECT_FALSE(source.is_mostly_holes());
+}
+
+TEST_F(source_file_test, data_after_a_hole_counts) {
+  write("x");
+  ASSERT_EQ(truncate(path.c_str(), 50'000'000), 0);
+  std::ofstream(path, std::ios::app) << std::string(100000, 'x');
+  ASSERT_TRUE(source.open(path, error)) << error;
+  EXPECT_GE(source.data_size(), 100001U);
+  EXPECT_LT(source.data_size(), 1000000U);
+}

@@ -11,6 +11,7 @@
 #include "tests/platform/test_folder.h"
 #include "tests/support/skip.h"
 #include "tests/tools/client/scripted_service.h"
+#include "tools/media/size_text.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"

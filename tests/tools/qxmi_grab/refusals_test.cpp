@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,6 +34,13 @@ void expect_source_refused(const std::string& source, const std::string& cause,
 }
 
 }  // namespace
+
+TEST(grab_refuses, a_terabyte_of_holes) {
+  const scratch_folder folder;
+  const std::string film = copy_to(folder.file("film.ts"), test_media("interlaced_small.ts"));
+  ASSERT_EQ(truncate(film.c_str(), off_t{1} << 40), 0);
+  expect_source_refused(film, "is mostly holes: ");
+}
 
 TEST(grab_refuses, a_missing_file) {
   expect_source_refused("/nowhere/film.mp4", "No such file");

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/media/made_media.h"
 #include "tests/support/media/test_media.h"
 #include "tests/support/media/tool_run.h"
 #include "tests/support/skip.h"
@@ -99,6 +100,22 @@ TEST(transcode_refuses, a_name_with_a_line_feed_on_one_line) {
 
 TEST(transcode_refuses, a_video_that_ends_long_before_its_declared_length) {
   expect_transcode_refused("truncated.mp4", "240", "declared length is 4.");
+}
+
+TEST(transcode_refuses, a_film_that_declares_many_days) {
+  const scratch_folder folder;
+  expect_source_refused(
+      make_media(folder, "film.mp4",
+                 "-f lavfi -i color=s=64x64:r=1 -frames:v 2 -vf setpts=N*1987200/TB "
+                 "-fps_mode passthrough -c:v mjpeg -video_track_timescale 1"),
+      "lasts 552 h, more than the 48 h of length.max_hours");
+}
+
+TEST(transcode_refuses, a_terabyte_of_holes) {
+  const scratch_folder folder;
+  const std::string film = copy_to(folder.file("film.ts"), test_media("interlaced_small.ts"));
+  ASSERT_EQ(truncate(film.c_str(), off_t{1} << 40), 0);
+  expect_source_refused(film, "is mostly holes: ");
 }
 
 TEST(transcode_refuses, a_picture_profile_for_sound_alone) {

@@ -206,6 +206,14 @@ TEST_F(transcode_signals, a_dead_encoder_is_a_failure) {
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
+TEST_F(transcode_signals, the_processor_time_of_the_encoder_is_limited) {
+  tool_run run("qxmi_vod_transcode", arguments("0", "20"));
+  std::ifstream limits("/proc/" + std::to_string(working_engine(run)) + "/limits");
+  std::string text;
+  std::getline(limits, text, '\0');
+  EXPECT_THAT(text, testing::ContainsRegex("Max cpu time +[0-9]+ +[0-9]+ +seconds"));
+}
+
 TEST_F(transcode_signals, a_stalled_encoder_is_ended) {
   const scratch_folder settings;
   const given_settings given(settings, "stall.seconds = 1\n");

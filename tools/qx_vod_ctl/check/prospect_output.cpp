@@ -7,6 +7,7 @@
 #include "rules/source_rules.h"
 #include "tools/client/advice.h"
 #include "tools/client/estimate.h"
+#include "tools/media/size_text.h"
 #include "tools/qx_vod_ctl/check/prospect.h"
 #include "tools/qx_vod_ctl/terminal_text.h"
 

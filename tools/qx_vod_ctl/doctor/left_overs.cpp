@@ -8,7 +8,7 @@
 #include "platform/unique_dir.h"
 #include "tools/media/left_logins.h"
 #include "tools/media/left_parts.h"
-#include "tools/qx_vod_ctl/doctor/machine.h"
+#include "tools/media/size_text.h"
 
 namespace {
 

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/paths.h"
+#include "tools/media/size_text.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 
 namespace {
@@ -77,19 +78,6 @@ finding judge_mode(const service_folder& folder, const struct stat& status) {
 }
 
 }  // namespace
-
-std::string size_text(std::uint64_t bytes) {
-  const char* const units[] = {"B", "kB", "MB", "GB", "TB", "PB"};
-  double value = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  while (value >= 999.95 && unit + 1 < std::size(units)) {
-    value /= 1000;
-    ++unit;
-  }
-  char text[40];
-  std::snprintf(text, sizeof text, unit == 0 ? "%.0f %s" : "%.1f %s", value, units[unit]);
-  return text;
-}
 
 finding judge_uptime(long uptime_s) {
   if (uptime_s >= uptime_gate_s) { return fine("uptime", "long enough for transcodes to begin"); }

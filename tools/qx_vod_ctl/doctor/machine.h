@@ -34,6 +34,3 @@ struct service_folder {
 };
 
 finding check_folder(const service_folder& folder);
-
-// "1.5 GB", decimal units.
-std::string size_text(std::uint64_t bytes);
