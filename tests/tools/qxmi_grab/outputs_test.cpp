@@ -30,7 +30,7 @@ std::string endless_sound(const scratch_folder& folder) {
                            "data\xff\xff\xff\xff"s;                // up to the end of the file
   std::string path = folder.file("endless.wav");
   std::ofstream(path, std::ios::binary) << head;
-  std::filesystem::resize_file(path, std::uintmax_t{40} << 30);
+  std::filesystem::resize_file(path, std::uintmax_t{1} << 30);
   return path;
 }
 
