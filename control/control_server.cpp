@@ -25,15 +25,16 @@ constexpr std::uint64_t send_wait_us = 500000;
 struct command_entry {
   const char* word;
   bool needs_item;
+  bool only_reads;
   void (*run)(const command_call&);
 };
 
 constexpr command_entry commands[] = {
-    {command_test, false, do_cmd_test},      {command_add, false, do_cmd_add},
-    {command_remove, true, do_cmd_remove},   {command_modify, true, do_cmd_modify},
-    {command_ready, true, do_cmd_ready},     {command_cancel, true, do_cmd_cancel},
-    {command_restart, true, do_cmd_restart}, {command_pause, true, do_cmd_pause},
-    {command_resume, true, do_cmd_resume},   {command_list, false, do_cmd_list},
+    {command_test, false, true, do_cmd_test},       {command_add, false, false, do_cmd_add},
+    {command_remove, true, false, do_cmd_remove},   {command_modify, true, false, do_cmd_modify},
+    {command_ready, true, false, do_cmd_ready},     {command_cancel, true, false, do_cmd_cancel},
+    {command_restart, true, false, do_cmd_restart}, {command_pause, true, false, do_cmd_pause},
+    {command_resume, true, false, do_cmd_resume},   {command_list, false, true, do_cmd_list},
 };
 
 void run_command(const command_entry& entry, const comm_socket_v4_packet& request,
@@ -55,17 +56,24 @@ void run_command(const command_entry& entry, const comm_socket_v4_packet& reques
   if (call.item != nullptr) { trigger_all_turns(); }
 }
 
-void answer(const comm_socket_v4_packet& request, comm_socket_v4_packet& reply) {
+// The command that the request names; null if there is none of that name.
+const command_entry* find_command(const comm_socket_v4_packet& request) {
+  for (const command_entry& entry : commands) {
+    if (!request.words.empty() && request.words.front() == entry.word) { return &entry; }
+  }
+  return nullptr;
+}
+
+void answer(const command_entry* entry, const comm_socket_v4_packet& request,
+            comm_socket_v4_packet& reply) {
   reply.flags = request.flags & comm_socket_v4_flag_option;
   reply.request_id = request.request_id;
   reply.result_code = 0;
-  for (const command_entry& entry : commands) {
-    if (!request.words.empty() && request.words.front() == entry.word) {
-      run_command(entry, request, reply);
-      return;
-    }
+  if (entry != nullptr) {
+    run_command(*entry, request, reply);
+  } else {
+    qxmi_default_unknown_command_error_response(&request, &reply, 0);
   }
-  qxmi_default_unknown_command_error_response(&request, &reply, 0);
 }
 
 void send_reply(comm_socket_v4_client* client, comm_socket_v4_packet* reply) {
@@ -76,12 +84,16 @@ void send_reply(comm_socket_v4_client* client, comm_socket_v4_packet* reply) {
   if (sent < 0) { fprintf(stderr, "Failed to send packet to client\n"); }
 }
 
-// A request whose sender wants no reply is not carried out.
+// A request whose sender wants no reply is not carried out, nor is one that only reads if its
+// sender has gone: clients that send many and leave would keep the service busy for minutes.
 void handle_request(comm_socket_v4_client* client, comm_socket_v4_packet* request) {
   if ((request->flags & comm_socket_v4_flag_want_reply) == 0) { return; }
+  const command_entry* const entry = find_command(*request);
+  const bool is_futile = entry == nullptr || entry->only_reads;
+  if (is_futile && !comm_socket_v4_client_takes_replies(client)) { return; }
   comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
   if (reply == nullptr) { return; }
-  answer(*request, *reply);
+  answer(entry, *request, *reply);
   send_reply(client, reply);
   comm_socket_v4_packet_release(reply);
 }

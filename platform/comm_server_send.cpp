@@ -83,6 +83,10 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
   return client->takes_replies ? 1 : -1;
 }
 
+bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client* client) {
+  return client->takes_replies;
+}
+
 int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* client,
                                                        std::uint64_t deadline_us) {
   if (!client->takes_replies) { return 1; }

@@ -105,6 +105,10 @@ void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* re
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet);
 
+// Whether replies to the client can still arrive. False once one could not be sent because the
+// client has gone; its requests that had arrived before are handed out nevertheless.
+bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client* client);
+
 // Waits until the client can accept more data. Returns positive if sending is worth trying (also if
 // the client is gone), 0 at the deadline or if a signal arrived, negative on an error.
 int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* client,

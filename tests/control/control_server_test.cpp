@@ -27,6 +27,7 @@ int idle_result = 0;
 int listening_fd = 3;
 int requesting = 8;
 bool replies_can_be_made = true;
+bool client_takes_replies = true;
 bool signal_during_test = false;
 std::uint64_t clock_us = 1000;
 std::vector<std::string> calls;
@@ -100,6 +101,9 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client, comm_soc
   note("send to " + name_of(client));
   return take(send_results, 1);
 }
+bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client*) {
+  return client_takes_replies;
+}
 int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* client,
                                                        std::uint64_t deadline_us) {
   note("wait for " + name_of(client) + " " + std::to_string(deadline_us - clock_us));
@@ -159,6 +163,7 @@ protected:
     idle_result = 0;
     listening_fd = 3;
     replies_can_be_made = true;
+    client_takes_replies = true;
   }
   static void request(const std::string& word, std::uint32_t flags = 1) {
     auto* const packet = new comm_socket_v4_packet;
@@ -201,6 +206,19 @@ TEST_F(control_server, passes_each_word_to_its_command) {
     request(word);
     EXPECT_EQ(calls_for_requests().front(), std::string("do ") + word);
   }
+}
+
+TEST_F(control_server, carries_out_only_changes_for_a_client_that_has_gone) {
+  client_takes_replies = false;
+  send_results = {-1};
+  for (const char* word : {"list", "test", "nonsense", "pause"}) {
+    request(word);
+  }
+  ::testing::internal::CaptureStderr();
+  EXPECT_THAT(calls_for_requests(),
+              ElementsAre("release request", "release request", "release request", "do pause",
+                          "send to 8", "release reply", "release request"));
+  ::testing::internal::GetCapturedStderr();
 }
 
 TEST_F(control_server, fails_if_the_socket_fails) {

@@ -270,6 +270,17 @@ TEST_F(hostile_clients, that_leave_without_reading_do_not_delay_the_service) {
   EXPECT_LT(steady::now() - begin, 4s);
 }
 
+TEST_F(hostile_clients, that_leave_many_requests_do_not_keep_the_service_busy) {
+  add_bulky_items();
+  for (int i = 0; i < 40; ++i) {
+    const raw_connection hostile(machine.client.socket_path());
+    ASSERT_TRUE(hostile.send(list_requests(200)));
+  }
+  const auto begin = steady::now();
+  EXPECT_TRUE(service_answers());
+  EXPECT_LT(steady::now() - begin, 10s) << "8000 pages that nobody reads take minutes";
+}
+
 TEST_F(hostile_clients, that_read_slowly_get_their_complete_reply) {
   add_bulky_items();
   const raw_connection slow(machine.client.socket_path());
