@@ -10,6 +10,7 @@
 #include <sys/stat.h>
 
 #include "platform/file_bytes.h"
+#include "platform/trusted_path.h"
 #include "platform/unique_fd.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/job_log/log_time.h"
@@ -127,7 +128,7 @@ std::string command_text(const std::vector<std::string>& argv) {
 }
 
 bool open_file(const std::string& folder) {
-  const unique_fd place(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const unique_fd place = open_trusted(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   if (!place.valid()) { return false; }
   unique_fd file(openat(place.get(), job_log_name, opening | O_RDWR | O_APPEND, 0644));
   struct stat status = {};
@@ -153,7 +154,7 @@ void begin_section(const std::string& tool, const std::string& source,
 
 // Where neither can be made there is no log.
 void open_with_folder() {
-  static_cast<void>(mkdir(the_log().folder.c_str(), 0777));
+  static_cast<void>(make_directory(the_log().folder, 0777));
   open_file(the_log().folder);
 }
 

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "platform/metadata_v4.h"
+#include "platform/trusted_path.h"
 #include "platform/unique_fd.h"
 
 namespace {
@@ -35,7 +36,7 @@ std::string read_end(int fd, off_t size, std::size_t limit) {
 unique_fd open_log_of(const std::string& media) {
   const std::string folder = metadata_folder_of(media);
   if (folder.empty()) { return {}; }
-  const unique_fd place(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const unique_fd place = open_trusted(folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   if (!place.valid()) { return {}; }
   return unique_fd(
       openat(place.get(), job_log_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "platform/text.h"
+#include "platform/trusted_path.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 
@@ -30,10 +31,11 @@ bool is_left_over(int directory, const char* name, unique_fd& file, struct stat&
          fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && is_same_file(named, status);
 }
 
-left_part_sums look_through(const std::string& path, part_fate fate) {
+left_part_sums look_through(unique_fd folder, part_fate fate) {
   left_part_sums sums;
-  const unique_dir directory(opendir(path.c_str()));
+  const unique_dir directory(folder.valid() ? fdopendir(folder.get()) : nullptr);
   if (!directory) { return sums; }
+  static_cast<void>(folder.release());
   const int fd = dirfd(directory.get());
   while (const dirent* entry = readdir(directory.get())) {
     if (!begins_with(entry->d_name, left_part_prefix)) { continue; }
@@ -64,9 +66,14 @@ bool take_part(int fd, int directory, const std::string& name) {
 }
 
 left_part_sums find_left_parts(const std::string& directory) {
-  return look_through(directory, part_fate::kept);
+  return look_through(open_trusted(directory, O_RDONLY | O_DIRECTORY), part_fate::kept);
 }
 
 left_part_sums remove_left_parts(const std::string& directory) {
-  return look_through(directory, part_fate::removed);
+  return look_through(open_trusted(directory, O_RDONLY | O_DIRECTORY), part_fate::removed);
+}
+
+left_part_sums remove_left_parts(int directory) {
+  return look_through(unique_fd(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+                      part_fate::removed);
 }

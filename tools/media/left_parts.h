@@ -26,3 +26,4 @@ left_part_sums find_left_parts(const std::string& directory);
 
 // Removes them, and returns how many there were.
 left_part_sums remove_left_parts(const std::string& directory);
+left_part_sums remove_left_parts(int directory);  // may be open with O_PATH

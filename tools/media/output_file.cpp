@@ -75,7 +75,7 @@ void sync_directory(int directory) {
 
 // False with errno; EEXIST where another tool has it, or looks just now whether it is left over.
 bool output_file::take(const std::string& name) {
-  remove_left_parts(folder_);
+  remove_left_parts(directory_.get());
   unique_fd fd = create_part(directory_.get(), name);
   if (!fd.valid()) { return false; }
   struct stat created = {};

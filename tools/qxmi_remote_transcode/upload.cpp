@@ -1,7 +1,5 @@
 #include "tools/qxmi_remote_transcode/upload.h"
 
-#include <filesystem>
-
 #include "platform/paths.h"
 #include "platform/transcode_settings.h"
 #include "tools/command_line/command_line.h"
@@ -33,7 +31,7 @@ public:
     if (!source_.open(file_, error)) { return fail(file_, error); }
     if (!folder_.create(error)) { return fail(file_, error); }
     if (!folder_.write_login(settings_, error)) { return fail(path_vod_conf, error); }
-    if (!folder_.link(name_, absolute_source(), error)) { return fail(file_, error); }
+    if (!folder_.link(name_, source_.fd(), error)) { return fail(file_, error); }
     if (!send(error)) { return fail(file_, error); }
     if (!source_.unchanged()) { return fail(file_, "changed while it was sent"); }
     return exit_success;
@@ -43,13 +41,6 @@ private:
   int fail(const std::string& file, const std::string& cause) const {
     // A user who stopped the tool needs no reason.
     return stop_signal() != 0 ? exit_failure : report_failure(tool_, file, cause);
-  }
-
-  // A link's text counts from where the link is.
-  std::string absolute_source() const {
-    std::error_code error;
-    const std::filesystem::path whole = std::filesystem::absolute(file_, error);
-    return error ? file_ : whole.string();
   }
 
   bool send(std::string& error) const {

@@ -76,9 +76,10 @@ bool upload_folder::write_login(const class transcode_settings& settings, std::s
   return (fd.valid() && write_all(fd.get(), text)) || fail(error, errno);
 }
 
-bool upload_folder::link(const std::string& name, const std::string& source, std::string& error) {
+bool upload_folder::link(const std::string& name, int source, std::string& error) {
   const std::string path = link_folder_of(path_) + "/" + name;
-  if (symlink(source.c_str(), path.c_str()) != 0) { return fail(error, errno); }
+  const std::string target = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(source);
+  if (symlink(target.c_str(), path.c_str()) != 0) { return fail(error, errno); }
   link_ = path;
   return true;
 }

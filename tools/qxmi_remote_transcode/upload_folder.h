@@ -24,8 +24,9 @@ public:
   // False with the cause in `error`: the disk, or a value that the client would cut short.
   bool write_login(const class transcode_settings& settings, std::string& error);
 
-  // `source` must be absolute, `name` free of "/".
-  bool link(const std::string& name, const std::string& source, std::string& error);
+  // `source` is open in this process and stays open while the client runs: the client reads that
+  // file, even if its name has been given to another. `name` is free of "/".
+  bool link(const std::string& name, int source, std::string& error);
 
   std::string login_path() const { return path_ + "/" + login_file_name; }
   const std::string& link_path() const { return link_; }

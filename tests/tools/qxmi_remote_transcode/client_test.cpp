@@ -31,7 +31,7 @@ printf '%s\n' "$@" > /mnt/arguments
 cat "$2" > /mnt/login
 stat -c %a "$2" > /mnt/login.mode
 stat -c %a "${2%/*}" > /mnt/folder.mode
-readlink "$last" > /mnt/link
+readlink -f "$last" > /mnt/link
 )";
 
 class remote_client : public testing::Test {

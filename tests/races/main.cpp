@@ -1,0 +1,64 @@
+// Runs each race many times and prints how often the attacker has succeeded. Everything happens in
+// /mnt, which has to be private to this program: see scripts/races.
+//
+// usage: races [TRIES]              exit status 1 if any attack succeeded
+//        races --unguarded [TRIES]  the same steps by path; exit status 1 if an attack never did
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "tests/races/attacker.h"
+#include "tests/races/race.h"
+
+using namespace qx_test;
+
+namespace {
+
+constexpr unsigned usual_tries = 1000;
+
+bool is_won(const race& race, const std::function<void()>& step) {
+  prepare_folders();
+  race.prepare();
+  {
+    const attacker attacker(race.attack);
+    step();
+  }
+  return private_folder_has_changed() || race.also_won();
+}
+
+unsigned wins(const race& race, const std::function<void()>& step, unsigned tries) {
+  unsigned count = 0;
+  for (unsigned i = 0; i < tries; ++i) {
+    count += is_won(race, step) ? 1 : 0;
+  }
+  return count;
+}
+
+// The steps print what the service and its tools print.
+void silence() {
+  const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  if (nothing < 0 || dup2(nothing, STDERR_FILENO) < 0) { std::_Exit(2); }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const bool unguarded = argc > 1 && std::strcmp(argv[1], "--unguarded") == 0;
+  const int count_at = unguarded ? 2 : 1;
+  const unsigned tries =
+      argc > count_at ? static_cast<unsigned>(std::atoi(argv[count_at])) : usual_tries;
+  silence();
+  bool is_as_wanted = true;
+  for (const auto& races : {service_races(), tool_races()}) {
+    for (const race& race : races) {
+      const unsigned count = wins(race, unguarded ? race.unguarded : race.step, tries);
+      std::printf("%-62s %u tries, %u successes\n", race.name.c_str(), tries, count);
+      std::fflush(stdout);
+      is_as_wanted = is_as_wanted && (count > 0) == unguarded;
+    }
+  }
+  return is_as_wanted ? 0 : 1;
+}
