@@ -97,6 +97,13 @@ time_budget encode_budget(const source_media& media, const encode_settings& sett
                          settings.time_limit);
 }
 
+std::uint64_t expected_output(const source_media& media, const encode_settings& settings) {
+  const int peak =
+      media.picture ? peak_bit_rate(settings.size.height, media.frame_rate().value()) : 0;
+  const double bytes_per_second = (peak / 2.0 + sound_rate) * 1000.0 / 8.0;
+  return static_cast<std::uint64_t>(bytes_per_second * media.duration);
+}
+
 std::uint64_t largest_output(const source_media& media, const encode_settings& settings) {
   const int picture_rate =
       media.picture ? peak_bit_rate(settings.size.height, media.frame_rate().value()) : 0;

@@ -24,5 +24,8 @@ argument_list encode_command(const source_media& media, const encode_settings& s
 // What the engine may take for it.
 time_budget encode_budget(const source_media& media, const encode_settings& settings);
 
+// How many bytes such an output has, more or less.
+std::uint64_t expected_output(const source_media& media, const encode_settings& settings);
+
 // More bytes than such an output can have: its rates are limited, and so is its length.
 std::uint64_t largest_output(const source_media& media, const encode_settings& settings);

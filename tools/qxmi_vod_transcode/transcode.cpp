@@ -7,6 +7,7 @@
 #include "platform/cpu.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/output_file.h"
+#include "tools/media/output_room.h"
 #include "tools/media/picture_filters.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/profiles.h"
@@ -65,6 +66,9 @@ public:
     if (!read_source(error)) { return fail_source(error); }
     if (source_.is_same_as(options_.output)) { return fail_output("is the source"); }
     if (!output_.create(options_.output, error)) { return fail_output(error); }
+    settings_ = settings();
+    const std::uint64_t expected = expected_output(media_, settings_);
+    if (!may_find_room(output_, expected, error)) { return fail_output(error); }
 
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
@@ -121,7 +125,6 @@ private:
   }
 
   bool encode(progress_line& line, progress_output& progress) {
-    settings_ = settings();
     program_request request =
         confined_request(encode_command(media_, settings_, source_.url(), output_.url()), source_,
                          output_, largest_output(media_, settings_));
@@ -137,7 +140,8 @@ private:
   void report_encoder(const program_result& result) const {
     const bool blames_output = result.errors.find(output_.url()) != std::string::npos;
     if (blames_output) {
-      fail_output(engine_cause(result, output_.url()));
+      fail_output(with_room_needed(engine_cause(result, output_.url()), output_,
+                                   expected_output(media_, settings_)));
     } else {
       fail_source(engine_cause(result, source_.url()));
     }

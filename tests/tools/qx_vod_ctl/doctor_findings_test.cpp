@@ -138,15 +138,19 @@ TEST(ctl_doctor_media_settings, that_are_right_are_fine) {
 }
 
 TEST(ctl_doctor_sandbox, is_complete_with_filter_rules_and_account) {
-  EXPECT_EQ(judge_sandbox({true, 1, true}, true).result, finding_result::ok);
-  EXPECT_EQ(judge_sandbox({true, 1, false}, false).result, finding_result::ok);
+  EXPECT_EQ(judge_sandbox({true, 1, true}, true).front().result, finding_result::ok);
+  EXPECT_EQ(judge_sandbox({true, 1, false}, false).front().result, finding_result::ok);
 }
 
 TEST(ctl_doctor_sandbox, names_what_is_missing) {
-  EXPECT_THAT(judge_sandbox({false, 1, true}, true).text, HasSubstr("seccomp"));
-  EXPECT_THAT(judge_sandbox({true, 0, true}, true).text, HasSubstr("Landlock"));
-  EXPECT_THAT(judge_sandbox({true, 1, false}, true).text, HasSubstr("runs as root"));
-  EXPECT_EQ(judge_sandbox({true, 1, false}, true).result, finding_result::warning);
+  EXPECT_THAT(judge_sandbox({false, 1, true}, true).front().text, HasSubstr("seccomp"));
+  EXPECT_THAT(judge_sandbox({true, 0, true}, true).front().text, HasSubstr("Landlock"));
+  EXPECT_THAT(judge_sandbox({true, 1, false}, true).front().text, HasSubstr("runs as root"));
+  EXPECT_EQ(judge_sandbox({true, 1, false}, true).front().result, finding_result::warning);
+}
+
+TEST(ctl_doctor_sandbox, names_everything_that_is_missing) {
+  EXPECT_THAT(judge_sandbox({false, 0, false}, true), SizeIs(3));
 }
 
 TEST(ctl_doctor_engine, filters_for_high_dynamic_range_may_be_missing) {

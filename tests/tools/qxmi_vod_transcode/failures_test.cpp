@@ -152,8 +152,23 @@ TEST(transcode_refuses, a_full_disk) {
   const scratch_folder folder;
   if (!mount_small_disk(folder.path())) { QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges"); }
   const std::string output = folder.file("out.mp4");
-  expect_refused({"--file", test_media("progressive.mp4"), "--profile", "360", "-o", output},
-                 output, "No space left on device");
+  expect_refused(
+      {"--file", test_media("progressive.mp4"), "--profile", "360", "-o", output}, output,
+      "No space left on device: needs about 305.0 kB, 65.5 kB are free on " + folder.path());
+  EXPECT_THAT(folder.names(), IsEmpty());
+  umount(folder.path().c_str());
+}
+
+TEST(transcode_refuses, a_job_without_hope_of_room_before_it_starts) {
+  const scratch_folder folder;
+  if (!mount_small_disk(folder.path())) { QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges"); }
+  const std::string output = folder.file("out.mp4");
+  tool_run run(tool, {"--file", test_media("long.mp4"), "--profile", "180", "-o", output});
+  EXPECT_EQ(run.wait().status, 1);
+  EXPECT_THAT(run.error_lines(),
+              ElementsAre(AllOf(HasSubstr("No space left on device: needs about "),
+                                HasSubstr("65.5 kB are free on " + folder.path()))));
+  EXPECT_EQ(run.output(), "");  // no progress: the encoder was not started
   EXPECT_THAT(folder.names(), IsEmpty());
   umount(folder.path().c_str());
 }

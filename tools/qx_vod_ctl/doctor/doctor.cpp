@@ -50,7 +50,7 @@ finding_list examine(vod_service& service, bool fix) {
   append(findings, check_programs(settings.go_remote()));
   catch_tool_signals();
   append(findings, check_engine());
-  findings.push_back(check_sandbox());
+  append(findings, check_sandbox());
   if (settings.go_remote()) { append(findings, check_remote_server(settings)); }
   return findings;
 }

@@ -4,8 +4,8 @@
 #include "tools/media/sandbox.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
 
-finding check_sandbox();
+finding_list check_sandbox();
 
-// Judges the machine's support. Unless `is_root`, the account is ignored: other users cannot use
-// it.
-finding judge_sandbox(const sandbox_support& support, bool is_root);
+// A finding for each means that this machine does not support, or one if there is none. Unless
+// `is_root`, the account is ignored: other users cannot use it.
+finding_list judge_sandbox(const sandbox_support& support, bool is_root);
