@@ -1,8 +1,10 @@
 // Restores the jobs in the queue file, and puts interrupted ones back in line.
 #include "lifecycle/restart.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <vector>
 
 #include <sys/stat.h>
 
@@ -16,27 +18,37 @@
 
 namespace {
 
-// Ensures that the item has a file-operations job with a directory. False drops the item.
-bool restore_job(QueueItem& item) {
-  if (item.fileops_job_dir.empty() && !item.init_fileops_job()) { return false; }
+constexpr std::size_t longest_printed_id = 100;
+
+// Ensures that the item has a file-operations job with a directory. Returns null, or why the item
+// is dropped.
+const char* restore_job(QueueItem& item) {
+  if (item.fileops_job_dir.empty() && !item.init_fileops_job()) {
+    return "its file operation cannot be created";
+  }
   struct stat status {};
-  if (lstat(item.fileops_job_dir.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) { return true; }
+  if (lstat(item.fileops_job_dir.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    return nullptr;
+  }
   if (item.sm.state == TRANSCODE_CANCELLED || item.sm.state == TRANSCODE_CANCELLING ||
       item.sm.state == TRANSCODE_DONE) {
-    return false;
+    return "it is over and its file operation is gone";
   }
   item.state_message = text_operation_gone;
   if (!item.fileops_job_dir.empty()) { item.fileops_remove_job(); }
   item.sm.set_state(TRANSCODE_CANCELLED);
   item.init_fileops_job();  // if this fails the text says why, and the cancelled item stays
-  return true;
+  return nullptr;
 }
 
-// Checks an item from the queue file against the current state of the machine. False drops the
-// item.
-bool check_restored(QueueItem& item) {
-  if (item.sm.state == TRANSCODE_INIT || !restore_job(item)) { return false; }
-  if (item.sm.state == TRANSCODE_DONE) { return true; }
+// Checks an item from the queue file against the current state of the machine. Returns null, or why
+// the item is dropped.
+const char* check_restored(QueueItem& item) {
+  if (item.sm.state == TRANSCODE_INIT) {
+    return "it was never made ready, or its state is unknown";
+  }
+  const char* const reason = restore_job(item);
+  if (reason != nullptr || item.sm.state == TRANSCODE_DONE) { return reason; }
   struct stat status {};
   if (lstat(item.input_file.c_str(), &status) != 0) {
     item.state_message = "Rejected: File has disappeared";
@@ -45,7 +57,7 @@ bool check_restored(QueueItem& item) {
   } else if (item.validate_ready() == 0) {
     item.cancel();
   }
-  return true;
+  return nullptr;
 }
 
 // An interrupted transcode starts over. True if it goes to the front of the queue.
@@ -82,12 +94,39 @@ void enqueue_restored(std::unique_ptr<QueueItem> restored) {
   transcode_queue.insert(at_front ? transcode_queue.begin() : transcode_queue.end(), item);
 }
 
+// What the item of a document needs besides the document.
+void complete(QueueItem& item) {
+  item.fileops_op = fileops_operation;
+  item.fileops_write_status();
+}
+
+// Ids come from a file: no longer than a line, and without what would begin another.
+std::string printable(std::string id) {
+  id.resize(std::min(id.size(), longest_printed_id));
+  std::replace_if(
+      id.begin(), id.end(), [](unsigned char c) { return c < ' '; }, '?');
+  return id;
+}
+
+// Puts one element of the queue file into the queue, or says why not.
+void restore(stored_item& stored, std::size_t position) {
+  const char* reason = stored.refusal;
+  if (reason == nullptr) { reason = check_restored(*stored.item); }
+  if (reason != nullptr) {
+    fprintf(stderr, "Queue warning, item %zu (entry='%s') was dropped: %s\n", position,
+            printable(stored.id).c_str(), reason);
+    return;
+  }
+  complete(*stored.item);
+  enqueue_restored(std::move(stored.item));
+}
+
 }  // namespace
 
 bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
-  if (!read_item(*this, json) || (queue_file && !check_restored(*this))) { return false; }
-  fileops_op = fileops_operation;
-  fileops_write_status();
+  if (read_item(*this, json) != nullptr) { return false; }
+  if (queue_file && check_restored(*this) != nullptr) { return false; }
+  complete(*this);
   return true;
 }
 
@@ -96,11 +135,10 @@ bool read_queue() {
     fprintf(stderr, "BUG: Asked to read queue when queue is not empty\n");
     return false;
   }
-  json11::Json::array list;
-  if (!read_queue_file(list)) { return false; }
-  for (const json11::Json& document : list) {
-    auto item = std::make_unique<QueueItem>();
-    if (item->deserialize_json(document, true)) { enqueue_restored(std::move(item)); }
+  std::vector<stored_item> items;
+  if (!read_queue_file(items)) { return false; }
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    restore(items[i], i + 1);
   }
   return true;
 }

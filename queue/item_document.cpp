@@ -73,11 +73,14 @@ void read_flags(const json11::Json& json, QueueItem& item) {
 
 }  // namespace
 
-bool read_item(QueueItem& item, const json11::Json& json) {
-  if (item.is_running()) { return false; }
-  if (!item.set_input_file(json[key_input_file].string_value().c_str()) ||
-      !item.set_output_file(json[key_output_file].string_value().c_str())) {
-    return false;
+const char* read_item(QueueItem& item, const json11::Json& json) {
+  if (item.is_running()) { return "it has a child"; }
+  if (!json.is_object()) { return "it is not an object"; }
+  if (!item.set_input_file(json[key_input_file].string_value().c_str())) {
+    return "its input file is not acceptable";
+  }
+  if (!item.set_output_file(json[key_output_file].string_value().c_str())) {
+    return "its output file is not acceptable";
   }
   item.transcode_profile = json[key_profile].string_value();
   item.quoted_profile.clear();
@@ -90,10 +93,10 @@ bool read_item(QueueItem& item, const json11::Json& json) {
   // All users of the id treat it as a C string, so it ends at a NUL.
   const std::string& id = json[key_entry_id].string_value();
   item.entry_id = id.substr(0, id.find('\0'));
-  if (item.entry_id.empty()) { return false; }
+  if (item.entry_id.empty()) { return "it has no entry id"; }
   read_states(json, item.sm);
   item.progress = read_progress(json[key_progress]);
   read_flags(json, item);
   read_remote_job(json[key_remote_job], item.remote_info);
-  return true;
+  return nullptr;
 }

@@ -5,7 +5,7 @@
 
 class QueueItem;
 
-// Fills the item from a document without checking it against the machine. False if the document is
-// refused, also because the item has a child; the item may then be partly filled and should be
-// destroyed.
-bool read_item(QueueItem& item, const json11::Json& json);
+// Fills the item from a document without checking it against the machine. Returns null, or the
+// reason why the document is refused, for a line on standard error; the item may then be partly
+// filled and should be destroyed. An item that has a child takes no document.
+const char* read_item(QueueItem& item, const json11::Json& json);

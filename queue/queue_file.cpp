@@ -14,9 +14,11 @@
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
 #include "platform/unique_fd.h"
+#include "queue/item_document.h"
 #include "queue/queue_text.h"
 #include "rules/json_keys.h"
 #include "rules/limits.h"
+#include "rules/queue_document.h"
 #include "rules/texts.h"
 
 namespace {
@@ -38,29 +40,57 @@ bool set_unreadable_file_aside() {
   return !is_blocked_by_unreadable_file;
 }
 
-// Opened non-blocking, so that nothing put in the file's place can hang the start.
-json11::Json parse_queue_file(int fd) {
-  std::string text;
-  std::string error;
-  json11::Json document;
-  if (read_all(fd, queue_file_size_limit, text)) {
-    document = json11::Json::parse(text, error);
-  } else {
-    error = errno == EFBIG ? "file too large" : strerror(errno);
-  }
-  if (document.is_null()) { fprintf(stderr, "Queue was not read, error %s\n", error.c_str()); }
-  return document;
+stored_item read_element(const json11::Json& json) {
+  stored_item stored{json[key_entry_id].string_value(), std::make_unique<QueueItem>()};
+  stored.refusal = read_item(*stored.item, json);
+  return stored;
 }
 
-// False if there is no file; an empty list if it cannot be read.
-bool read_list(const json11::Json& value, json11::Json::array& list) {
-  if (value.is_null()) {
-    fprintf(stderr, "Queue warning, list was empty\n");
-  } else if (!value.is_array()) {
+// Reads every element before any is restored, because a damaged file is not read in part. False,
+// with the reason in `error`, if one is not JSON.
+bool read_elements(const queue_document& document, std::vector<stored_item>& items,
+                   std::string& error) {
+  for (std::size_t i = 0; i < document.size(); ++i) {
+    if (document.is_too_large(i)) {
+      items.push_back({"", nullptr, "it has too many elements"});
+      continue;
+    }
+    items.push_back(read_element(document.job(i, error)));
+    if (!error.empty()) {
+      items.clear();
+      return false;
+    }
+  }
+  return true;
+}
+
+bool refuse_file(const std::string& error) {
+  fprintf(stderr, "Queue was not read, error %s\n", error.c_str());
+  return false;
+}
+
+// False if the text cannot be read.
+bool read_text(const std::string& text, std::vector<stored_item>& items) {
+  const queue_document document(text);
+  std::string error = document.error();
+  if (!document.is_json()) { return refuse_file(error); }
+  if (!document.has_list()) { fprintf(stderr, "Queue warning, list was empty\n"); }
+  if (document.has_list() && !document.list_is_array()) {
     fprintf(stderr, "Queue warning, list was not array\n");
   }
-  list = value.array_items();
-  return value.is_array();
+  if (!read_elements(document, items, error)) { return refuse_file(error); }
+  if (document.left_out() > 0) {
+    fprintf(stderr, "Queue warning, items %zu to %zu were dropped: a queue has %zu items at most\n",
+            most_jobs + 1, most_jobs + document.left_out(), most_jobs);
+  }
+  return document.list_is_array();
+}
+
+// False if the file cannot be read as a queue.
+bool read_file(int fd, std::vector<stored_item>& items) {
+  std::string text;
+  if (read_all(fd, queue_file_size_limit, text)) { return read_text(text, items); }
+  return refuse_file(errno == EFBIG ? "file too large" : strerror(errno));
 }
 
 }  // namespace
@@ -80,14 +110,14 @@ bool write_queue() {
   return true;
 }
 
-bool read_queue_file(json11::Json::array& list) {
+// Opened non-blocking, so that nothing put in the file's place can hang the start.
+bool read_queue_file(std::vector<stored_item>& items) {
   const unique_fd file(open(path_queue_file, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (!file.valid()) {
     fprintf(stderr, "Unable to open queue file\n");
     set_unreadable_file_aside();
     return false;
   }
-  json11::Json const document = parse_queue_file(file.get());
-  if (document.is_null() || !read_list(document[key_list], list)) { set_unreadable_file_aside(); }
+  if (!read_file(file.get(), items)) { set_unreadable_file_aside(); }
   return true;
 }

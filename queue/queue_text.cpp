@@ -40,6 +40,18 @@ void leave_out_what_can_be_missed(QueueItem::json_object& keys, const QueueItem&
   }
 }
 
+// What json_shape counts in the written text, or more.
+std::size_t elements_of(const json11::Json& json) {
+  std::size_t count = 1;
+  for (const json11::Json& element : json.array_items()) {
+    count += 1 + elements_of(element);
+  }
+  for (const auto& [key, value] : json.object_items()) {
+    count += 1 + elements_of(value);
+  }
+  return count;
+}
+
 std::string text_of_queue(bool is_whole) {
   json11::Json::array list;
   for (const QueueItem* item : transcode_queue) {
@@ -49,7 +61,9 @@ std::string text_of_queue(bool is_whole) {
     }
     QueueItem::json_object keys;
     item->serialize_json(keys, true);
-    if (!is_whole) { leave_out_what_can_be_missed(keys, *item); }
+    if (!is_whole || elements_of(keys) > most_item_elements) {
+      leave_out_what_can_be_missed(keys, *item);
+    }
     list.emplace_back(keys);
   }
   return json11::Json(json11::Json::object{{key_list, list}, {key_time, time_text()}}).dump();

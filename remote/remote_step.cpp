@@ -10,7 +10,7 @@ bool remote_step_may_start(QueueItem& item) {
 }
 
 bool read_scratch_item(const QueueItem& item, QueueItem& scratch) {
-  if (!read_item(scratch, item.remote_info.json)) { return false; }
+  if (read_item(scratch, item.remote_info.json) != nullptr) { return false; }
   scratch.fileops_op = fileops_operation;
   scratch.fileops_write_status();
   return true;

@@ -19,6 +19,8 @@
 #include "platform/sliding_window_v4.h"
 #include "queue/queue_item.h"
 #include "rules/control_words.h"
+#include "rules/json_text.h"
+#include "rules/limits.h"
 
 namespace {
 
@@ -84,7 +86,7 @@ void QueueItem::stdout_cgi_stdout_read_json_body(CurlVodCGIResponse& response) {
     return;
   }
   std::string error;
-  response.json = json11::Json::parse(unread_bytes(proc_stdout_buffer), error);
+  response.json = parse_json(unread_bytes(proc_stdout_buffer), error, most_item_elements);
   if (!error.empty()) { fprintf(stderr, "WARNING: json parse error '%s'\n", error.c_str()); }
 }
 

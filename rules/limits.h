@@ -27,6 +27,18 @@ constexpr std::size_t queue_file_size_limit = std::size_t{32} << 20U;
 // texts, listings, documents of other servers.
 constexpr std::size_t queue_text_size_limit = std::size_t{24} << 20U;
 
+// ---- JSON that is read
+
+// Levels of nesting, which is as deep as the parser goes.
+constexpr std::size_t deepest_json = 201;
+
+// Elements of one job's document. The longest listing of profiles and the largest document of
+// another server together have two thirds of that.
+constexpr std::size_t most_item_elements = 32768;
+
+// Elements of a page of a listing.
+constexpr std::size_t most_page_elements = most_listed_jobs * most_item_elements;
+
 // ---- Children
 
 // Capacity of the byte buffers between the service and a child. A tool's whole answer that is

@@ -16,6 +16,7 @@
 
 using namespace qx_test;
 using json11::Json;
+using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::StartsWith;
@@ -73,6 +74,17 @@ void expect_not_read(const std::string& text) {
   EXPECT_THAT(transcode_queue, IsEmpty());
 }
 
+constexpr const char* dropped_line = "Queue warning, item 1 ";
+
+// Of a queue file with one item: a line if that item was dropped, else none.
+void expect_told_if_dropped(const std::string& said, const std::string& what) {
+  if (transcode_queue.empty()) {
+    EXPECT_THAT(said, AnyOf(IsEmpty(), StartsWith(dropped_line))) << what;
+  } else {
+    EXPECT_EQ(said, "") << what;
+  }
+}
+
 // This many nested arrays.
 std::string nested(std::size_t depth) {
   return std::string(depth, '[') + std::string(depth, ']');
@@ -114,9 +126,9 @@ TEST_F(damaged_queue, any_key_may_be_of_any_type) {
       for (const auto& odd : odd_values) {
         auto keys = document.object_items();
         keys[key] = odd;
-        EXPECT_EQ(read_text(queue_of(keys)), "") << key << " " << odd.dump();
+        expect_told_if_dropped(read_text(queue_of(keys)), key + " " + odd.dump());
         EXPECT_TRUE(write_queue());
-        EXPECT_EQ(read_it(), "") << key << " " << odd.dump();
+        expect_told_if_dropped(read_it(), key + " " + odd.dump());
       }
     }
   });
@@ -129,7 +141,7 @@ TEST_F(damaged_queue, all_keys_may_be_of_any_type_at_once) {
       for (auto& entry : keys) {
         entry.second = odd;
       }
-      EXPECT_EQ(read_text(queue_of(keys)), "") << odd.dump();
+      EXPECT_THAT(read_text(queue_of(keys)), StartsWith(dropped_line)) << odd.dump();
       EXPECT_THAT(transcode_queue, IsEmpty()) << odd.dump();
     }
   });

@@ -115,10 +115,19 @@ TEST_F(queue_file_read, empty_list_is_read_silently) {
   inside([] { EXPECT_EQ(read_text("{\"list\": []}"), ""); });
 }
 
-TEST_F(queue_file_read, refused_elements_are_skipped_silently) {
+TEST_F(queue_file_read, refused_elements_are_skipped) {
   inside([] {
-    read_items({5, nullptr, "x", json_array{}, json_object{}, stored("a", "init"),
-                stored("b", "done"), stored("", "done"), stored("c", "cancelled")});
+    const json_array items = {5,
+                              nullptr,
+                              "x",
+                              json_array{},
+                              json_object{},
+                              stored("a", "init"),
+                              stored("b", "done"),
+                              stored("", "done"),
+                              stored("c", "cancelled")};
+    write_file(queue_file_path, Json(json_object{{"list", items}}).dump());
+    stderr_of(read_queue);
     EXPECT_THAT(entry_ids(), ElementsAre("b", "c"));
     EXPECT_EQ(transcode_queue_mod_count, 2U) << "only what was accepted counts";
   });

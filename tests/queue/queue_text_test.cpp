@@ -4,6 +4,7 @@
 #include "queue/queue_text.h"
 #include "queue/queue_text_size.h"
 #include "queue/transcode_queue.h"
+#include "rules/limits.h"
 #include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
@@ -115,6 +116,23 @@ TEST_F(queue_text_left_out, is_only_what_a_job_can_find_out_again) {
   EXPECT_EQ(stored[0]["transcode profile"], "720");
   EXPECT_EQ(stored[0]["state"], "Ready");
   EXPECT_EQ(stored[1]["state"].string_value(), std::string(1000, 'x'));
+}
+
+TEST_F(queue_text_left_out, is_left_out_of_an_item_with_more_elements_than_are_read_back) {
+  item.quoted_profile.assign(most_item_elements, "1");
+  add_item(TRANSCODE_DONE).proc_argv = {"tool"};
+  const auto stored = document_of_queue()["list"];
+  EXPECT_EQ(stored[0]["quoted profile"], json_array{});
+  EXPECT_EQ(stored[0]["ready state"], "init");
+  EXPECT_EQ(stored[1]["process argv"], json_array{"tool"}) << "only of that item";
+}
+
+TEST_F(queue_text_left_out, is_nothing_of_the_largest_item) {
+  item.quoted_profile.assign(longest_listing / 2, "1");
+  item.remote_info.json = json_object{{"a", json_array(proc_buffer_size / 3, json_array{})}};
+  const auto stored = document_of_queue()["list"][0];
+  EXPECT_EQ(stored["quoted profile"].array_items().size(), longest_listing / 2);
+  EXPECT_TRUE(stored["remote job"]["json"].is_object());
 }
 
 TEST_F(queue_text_left_out, makes_a_download_poll_its_job_again) {

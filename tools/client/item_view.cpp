@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/limits.h"
 #include "tools/client/job_ending.h"
 #include "tools/job_log/job_reason.h"
@@ -61,7 +62,7 @@ bool read_item(const json11::Json& json, item_view& item) {
 
 bool read_item(const std::string& json_text, item_view& item) {
   std::string error;
-  return read_item(json11::Json::parse(json_text, error), item);
+  return read_item(parse_json(json_text, error), item);
 }
 
 void read_reason(item_view& item) {

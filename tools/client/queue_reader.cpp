@@ -5,6 +5,7 @@
 
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/limits.h"
 
 namespace {
@@ -62,7 +63,7 @@ private:
     if (failure_.data.size() > room_) { return fail_unreadable(failure_); }
     room_ -= failure_.data.size();
     std::string error;
-    page = json11::Json::parse(failure_.data, error);
+    page = parse_json(failure_.data, error);
     return (page[key_list].is_array() && page[key_total].is_number()) || fail_unreadable(failure_);
   }
 

@@ -8,6 +8,7 @@
 #include <json11.hpp>
 
 #include "platform/media_metadata.h"
+#include "rules/json_text.h"
 
 using json11::Json;
 
@@ -216,7 +217,7 @@ bool is_unclocked(const std::string& container) {
 
 bool read_media_report(const std::string& report, media_info& info) {
   std::string error;
-  const Json document = Json::parse(report, error);
+  const Json document = parse_json(report, error);
   const Json& format = document["format"];
   if (!error.empty() || !format.is_object()) { return false; }
 
@@ -232,5 +233,5 @@ bool read_media_report(const std::string& report, media_info& info) {
 
 std::string engine_version(const std::string& report) {
   std::string error;
-  return json11::Json::parse(report, error)["program_version"]["version"].string_value();
+  return parse_json(report, error)["program_version"]["version"].string_value();
 }

@@ -4,6 +4,7 @@
 #include "platform/paths.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/limits.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/tool_signals.h"
@@ -44,7 +45,7 @@ int find_item(vod_service& service, const std::string& given, reported_item& ite
   const service_reply reply = service.request(command_list, {{key_entry_id, id.entry_id}});
   if (!reply.accepted()) { return report_reply(given, reply); }
   std::string error;
-  item.json = json11::Json::parse(reply.data, error);
+  item.json = parse_json(reply.data, error);
   return exit_success;
 }
 

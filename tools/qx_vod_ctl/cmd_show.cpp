@@ -1,6 +1,7 @@
 // show: one item.
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "tools/client/item_view.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/report.h"
@@ -47,7 +48,7 @@ int show_item(vod_service& service, const std::string& given, bool json) {
   const auto reply = service.request(command_list, {{key_entry_id, selection.ids[0]}});
   if (!reply.accepted()) { return report_reply(given, reply); }
   std::string error;
-  json ? print_raw(reply.data) : print_details(json11::Json::parse(reply.data, error));
+  json ? print_raw(reply.data) : print_details(parse_json(reply.data, error));
   return 0;
 }
 

@@ -2,6 +2,7 @@
 #include <ctime>
 
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "tools/client/estimate.h"
 #include "tools/client/outlook.h"
 #include "tools/client/queue_reader.h"
@@ -25,7 +26,7 @@ json11::Json whole_items(const queue_listing& listing, const std::string& state)
   json11::Json::array items;
   for (const auto& text : listing.pages) {
     std::string error;
-    const auto page = json11::Json::parse(text, error);
+    const auto page = parse_json(text, error);
     for (const auto& item : page[key_list].array_items()) {
       item_view view;
       if (state.empty() || (read_item(item, view) && view.is_in(state))) { items.push_back(item); }

@@ -9,6 +9,7 @@
 
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/states.h"
 
 namespace {
@@ -83,7 +84,7 @@ cgi_answer answer_of_reply(const service_reply& reply) {
     return refusal_answer(502, "the service's reply is too large");
   }
   std::string error;
-  const json11::Json document = json11::Json::parse(reply.data, error);
+  const json11::Json document = parse_json(reply.data, error);
   if (!reply.accepted()) { return refused(reply, document); }
   if (!reply.data.empty() && !document.is_object()) {
     return refusal_answer(502, "the service's reply cannot be read");

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "tools/vod_cgi/cgi_answer.h"
 
 namespace {
@@ -53,7 +54,7 @@ page_answer no_answer(comm_client_result result) {
 page_answer page_failure(const service_reply& reply) {
   if (reply.delivery != comm_client_result::ok) { return no_answer(reply.delivery); }
   std::string error;
-  const json11::Json job = json11::Json::parse(reply.data, error);
+  const json11::Json job = parse_json(reply.data, error);
   return page_refusal(reply.exit_status == exit_no_such_item ? 404 : 409, reply.text,
                       job[key_text].string_value());
 }

@@ -8,6 +8,7 @@
 #include "platform/forbidden_area.h"
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/source_rules.h"
 #include "tools/client/item_view.h"
 #include "tools/client/offered_profiles.h"
@@ -129,7 +130,7 @@ bool read_page_command(const std::string& word, const std::string& body, page_co
     return false;
   }
   command = {word, "", {}};
-  const json11::Json members = json11::Json::parse(body, error);
+  const json11::Json members = parse_json(body, error);
   if (!members.is_object()) {
     error = "The body is not a JSON object.";
     return false;

@@ -12,6 +12,7 @@
 #include "platform/transcode_settings.h"
 #include "rules/fileops_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/output_name.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/engine.h"
@@ -53,7 +54,7 @@ void add_probe(const std::string& part, const std::string& media, report_parts& 
   add_input(request.argv, source.url());
   request.time_limit = probe_limit;
   const program_result result = run_program(request);
-  const json11::Json report = json11::Json::parse(result.output, error);
+  const json11::Json report = parse_json(result.output, error);
   if (!result.success()) { return parts.add_missing(part, engine_cause(result, source.url())); }
   report.is_null() ? parts.add_missing(part, error) : parts.add_json(part, report);
 }

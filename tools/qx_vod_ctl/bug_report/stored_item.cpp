@@ -4,6 +4,7 @@
 
 #include "platform/text.h"
 #include "rules/json_keys.h"
+#include "rules/queue_document.h"
 
 namespace {
 
@@ -20,10 +21,11 @@ bool is_named(const json11::Json& item, const std::string& given) {
 
 json11::Json find_stored_item(const std::string& queue, const std::string& given,
                               std::string& error) {
-  std::string parse_error;
-  const json11::Json document = json11::Json::parse(queue, parse_error);
+  const queue_document document(queue);
   std::vector<json11::Json> found;
-  for (const auto& item : document[key_list].array_items()) {
+  for (std::size_t i = 0; i < document.size(); ++i) {
+    std::string parse_error;
+    const json11::Json item = document.job(i, parse_error);
     if (item[key_entry_id].string_value() == given) { return item; }
     if (is_named(item, given)) { found.push_back(item); }
   }

@@ -11,8 +11,8 @@
 #include "platform/paths.h"
 #include "platform/queue_copies.h"
 #include "platform/transcode_settings.h"
-#include "rules/json_keys.h"
 #include "rules/limits.h"
+#include "rules/queue_document.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/file_owner.h"
 #include "tools/qx_vod_ctl/text_file.h"
@@ -70,6 +70,15 @@ finding judge_root(const std::string& path, const std::string& root) {
   return fine(media_check, root);
 }
 
+// Whether the service reads the file.
+bool is_whole(const queue_document& document) {
+  std::string error;
+  for (std::size_t i = 0; i < document.size() && error.empty(); ++i) {
+    if (!document.is_too_large(i)) { document.job(i, error); }
+  }
+  return document.list_is_array() && error.empty();
+}
+
 }  // namespace
 
 finding check_queue_file(const std::string& path, bool may_hold_password) {
@@ -85,9 +94,8 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
     return problem(check, path + " can be changed by " + writer,
                    "chown root:root " + path + "; start the service with a umask of 022 or 077");
   }
-  std::string error;
-  const json11::Json document = json11::Json::parse(file.text, error);
-  if (!document[key_list].is_array()) {
+  const queue_document document(file.text);
+  if (!is_whole(document)) {
     return problem(check, path + " is damaged: the service would start with an empty queue",
                    "if the service is running, it rewrites the file when it stops; else it sets "
                    "the file aside when it starts: then qx_vod_ctl queue restore");
@@ -97,8 +105,7 @@ finding check_queue_file(const std::string& path, bool may_hold_password) {
                    path + " is readable by others and may contain the remote server's password",
                    "chmod 600 " + path + "; the service keeps that mode");
   }
-  return fine(check,
-              path + ", " + std::to_string(document[key_list].array_items().size()) + " jobs");
+  return fine(check, path + ", " + std::to_string(document.size()) + " jobs");
 }
 
 finding_list check_unfinished_queue(const std::string& path) {

@@ -4,6 +4,8 @@
 #include <algorithm>
 
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
+#include "rules/queue_document.h"
 
 namespace {
 
@@ -56,7 +58,7 @@ void take_whole_jobs(const std::string& text, stored_queue& queue) {
     at = end_of_object(text, object);
     if (at == std::string::npos) { return; }
     std::string error;
-    take_job(json11::Json::parse(text.substr(object, at - object), error), queue);
+    take_job(parse_json(text.substr(object, at - object), error, most_item_elements), queue);
   }
 }
 
@@ -69,16 +71,17 @@ bool is_same_job(const item_view& stored, const item_view& present) {
 }  // namespace
 
 stored_queue read_stored_queue(const std::string& text) {
+  const queue_document document(text);
   stored_queue queue;
-  std::string error;
-  const json11::Json document = json11::Json::parse(text, error);
-  queue.damaged = !document[key_list].is_array();
+  queue.damaged = !document.list_is_array();
+  for (std::size_t i = 0; i < document.size() && !queue.damaged; ++i) {
+    std::string error;
+    take_job(document.job(i, error), queue);
+    queue.damaged = !error.empty() && !document.is_too_large(i);
+  }
   if (queue.damaged) {
+    queue.jobs.clear();
     take_whole_jobs(text, queue);
-  } else {
-    for (const auto& element : document[key_list].array_items()) {
-      take_job(element, queue);
-    }
   }
   return queue;
 }

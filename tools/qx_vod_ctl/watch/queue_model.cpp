@@ -4,6 +4,7 @@
 
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/limits.h"
 
 namespace {
@@ -39,7 +40,7 @@ bool queue_model::read_page(vod_service& service, std::size_t page, service_repl
                                            {key_end, std::to_string(first + page_size - 1)}});
   if (!failure.accepted()) { return false; }
   std::string error;
-  const auto json = json11::Json::parse(failure.data, error);
+  const auto json = parse_json(failure.data, error);
   if (!json[key_list].is_array() || !json[key_total].is_number()) {
     failure.exit_status = exit_no_service;
     failure.text = "the service's listing is malformed";
