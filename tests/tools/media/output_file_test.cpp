@@ -1,11 +1,14 @@
 // A result appears when it is whole, or not at all.
+#include <csignal>
 #include <fstream>
 #include <optional>
 #include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -15,6 +18,7 @@
 #include "tests/support/media/tool_run.h"
 #include "tests/support/skip.h"
 #include "tools/media/output_file.h"
+#include "tools/media/tool_signals.h"
 
 using namespace qx_test;
 using namespace std::chrono_literals;
@@ -157,6 +161,71 @@ TEST_F(output_file_test, replaces_the_unfinished_file_of_a_killed_tool) {
   ASSERT_EQ(rename(folder.file("kept").c_str(), part.c_str()), 0);
   output_file next;
   EXPECT_TRUE(next.create(path, error)) << error;
+}
+
+namespace {
+
+// A tool whose service is killed before it commits: the service is a process in between, and the
+// kernel sends the tool SIGTERM at its end, as the service asks for each of its children.
+class orphaned_tool {
+public:
+  explicit orphaned_tool(const std::string& path) {
+    EXPECT_EQ(pipe2(answers_, O_CLOEXEC), 0);
+    EXPECT_EQ(pipe2(orders_, O_CLOEXEC), 0);
+    service_ = fork();
+    if (service_ == 0) {
+      if (fork() == 0) { run(path); }
+      pause();
+    }
+  }
+  ~orphaned_tool() {
+    for (const int fd : {answers_[0], answers_[1], orders_[0], orders_[1]}) {
+      close(fd);
+    }
+  }
+  orphaned_tool(const orphaned_tool&) = delete;
+  orphaned_tool& operator=(const orphaned_tool&) = delete;
+
+  char answer() const {
+    char letter = 0;
+    EXPECT_EQ(read(answers_[0], &letter, 1), 1);
+    return letter;
+  }
+  void kill_service() const {
+    EXPECT_EQ(kill(service_, SIGKILL), 0);
+    EXPECT_EQ(waitpid(service_, nullptr, 0), service_);
+  }
+  void order_commit() const { EXPECT_EQ(write(orders_[1], "c", 1), 1); }
+
+private:
+  [[noreturn]] void run(const std::string& path) const {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    std::optional<output_file> output(std::in_place);
+    std::string error;
+    tell(catch_tool_signals() && output->create(path, error) ? 'r' : 'f');
+    char order = 0;
+    const bool ordered = read(orders_[0], &order, 1) == 1;
+    const bool committed = ordered && output->commit(error);
+    output.reset();
+    tell(committed ? 'c' : 'n');
+    _exit(0);
+  }
+  void tell(char letter) const { static_cast<void>(write(answers_[1], &letter, 1) == 1); }
+
+  int answers_[2] = {-1, -1};
+  int orders_[2] = {-1, -1};
+  pid_t service_ = -1;
+};
+
+}  // namespace
+
+TEST_F(output_file_test, is_not_committed_after_the_service_was_killed) {
+  const orphaned_tool tool(path);
+  ASSERT_EQ(tool.answer(), 'r') << "ready";
+  tool.kill_service();
+  tool.order_commit();
+  EXPECT_EQ(tool.answer(), 'n') << "not committed";
+  EXPECT_THAT(folder.names(), IsEmpty());
 }
 
 TEST_F(output_file_test, removes_unfinished_files_of_killed_tools_in_its_folder) {
