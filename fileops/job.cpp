@@ -1,5 +1,5 @@
 // A job's directory in the file-operations subsystem: creating and removing it.
-#include <cstdio>
+#include <string>
 
 #include <unistd.h>
 
@@ -14,8 +14,7 @@ namespace {
 
 // Records which process works on the job. A failure is ignored: the job's state matters more.
 void write_copy_pid(const std::string& job_dir) {
-  const unique_rewrite file = rewrite_file(job_dir + "/" + fileops_pid_file);
-  if (file) { fprintf(file.get(), "%lu\n", static_cast<unsigned long>(getpid())); }
+  rewrite_file(job_dir + "/" + fileops_pid_file, std::to_string(getpid()) + "\n");
 }
 
 }  // namespace

@@ -51,5 +51,5 @@ bool QueueItem::vod_copy_from_source() {
 
 bool QueueItem::mark_vod_ready() {
   if (output_file.empty()) { return false; }
-  return rewrite_file(output_metadir + "/" + ready_file) != nullptr;
+  return rewrite_file(output_metadir + "/" + ready_file, "");
 }

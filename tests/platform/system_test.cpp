@@ -1,9 +1,11 @@
 // Clocks, processors, directories, files that are read whole or rewritten.
 #include <cerrno>
+#include <csignal>
 #include <ctime>
 
 #include <fcntl.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -187,47 +189,59 @@ TEST(rewrite_file, file_is_created_or_truncated) {
   const test_folder folder;
   write_file(folder.file("a"), "old and long");
   for (const char* name : {"a", "b"}) {
-    const unique_rewrite file = rewrite_file(folder.file(name));
-    ASSERT_NE(file, nullptr);
-    EXPECT_GT(fputs("new", file.get()), 0);
+    EXPECT_TRUE(rewrite_file(folder.file(name), "new"));
+    EXPECT_EQ(read_file(folder.file(name)), "new");
   }
-  EXPECT_EQ(read_file(folder.file("a")), "new");
-  EXPECT_EQ(read_file(folder.file("b")), "new");
 }
 
 TEST(rewrite_file, file_takes_a_longer_text_or_an_empty_one) {
   const test_folder folder;
-  const std::string longer(10000, 'n');
   write_file(folder.file("a"), "old");
-  EXPECT_EQ(fwrite(longer.data(), 1, longer.size(), rewrite_file(folder.file("a")).get()),
-            longer.size());
-  EXPECT_EQ(read_file(folder.file("a")), longer);
-  EXPECT_NE(rewrite_file(folder.file("a")), nullptr);
-  EXPECT_EQ(read_file(folder.file("a")), "");
+  for (const std::string& text : {std::string(10000, 'n'), std::string()}) {
+    EXPECT_TRUE(rewrite_file(folder.file("a"), text));
+    EXPECT_EQ(read_file(folder.file("a")), text);
+  }
 }
 
+TEST(rewrite_file, file_is_the_same_one_afterwards) {
+  const test_folder folder;
+  write_file(folder.file("a"), "old");
+  struct stat before {};
+  struct stat after {};
+  ASSERT_EQ(stat(folder.file("a").c_str(), &before), 0);
+  EXPECT_TRUE(rewrite_file(folder.file("a"), "new"));
+  ASSERT_EQ(stat(folder.file("a").c_str(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+}
+
+// Visible when the text cannot be written.
 TEST(rewrite_file, file_is_not_emptied_before_the_text_is_written) {
   const test_folder folder;
   write_file(folder.file("a"), "old and long");
-  const unique_rewrite file = rewrite_file(folder.file("a"));
-  fputs("new", file.get());
-  EXPECT_EQ(read_file(folder.file("a")), "old and long");
+  std::signal(SIGXFSZ, SIG_IGN);
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  const rlimit nothing{0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &nothing), 0);
+  EXPECT_TRUE(rewrite_file(folder.file("a"), "new"));
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+  EXPECT_EQ(read_file(folder.file("a")), "old");
 }
 
 TEST(rewrite_file, link_is_not_followed) {
   const test_folder folder;
   write_file(folder.file("victim"), "kept");
   ASSERT_EQ(symlink("victim", folder.file("link").c_str()), 0);
-  EXPECT_EQ(rewrite_file(folder.file("link")), nullptr);
+  EXPECT_FALSE(rewrite_file(folder.file("link"), "new"));
   EXPECT_EQ(read_file(folder.file("victim")), "kept");
 }
 
 TEST(rewrite_file, fifo_is_refused_and_not_waited_for) {
   const test_folder folder;
   ASSERT_EQ(mkfifo(folder.file("fifo").c_str(), 0600), 0);
-  EXPECT_EQ(rewrite_file(folder.file("fifo")), nullptr);
+  EXPECT_FALSE(rewrite_file(folder.file("fifo"), "new"));
   const int reader = open(folder.file("fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  EXPECT_EQ(rewrite_file(folder.file("fifo")), nullptr);
+  EXPECT_FALSE(rewrite_file(folder.file("fifo"), "new"));
   EXPECT_EQ(errno, EINVAL);
   close(reader);
 }
