@@ -8,6 +8,7 @@
 
 #include "queue/queue_item.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 
 namespace {
 
@@ -122,7 +123,7 @@ private:
     if (std::all_of(text.begin(), text.end(), is_plain)) {
       add_plain(text);
     } else {
-      json11::Json(text).dump(out_);
+      out_ += json_text(text);
     }
   }
   void add(const std::vector<std::string>& texts) {
@@ -133,7 +134,7 @@ private:
     }
     out_ += ']';
   }
-  void add(const json11::Json& json) { json.dump(out_); }
+  void add(const json11::Json& json) { out_ += json_text(json); }
 
   std::string& out_;
   const char* separator_ = "";

@@ -6,6 +6,7 @@
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "rules/limits.h"
 
 namespace {
@@ -66,7 +67,7 @@ std::string text_of_queue(bool is_whole) {
     }
     list.emplace_back(keys);
   }
-  return json11::Json(json11::Json::object{{key_list, list}, {key_time, time_text()}}).dump();
+  return json_text(json11::Json::object{{key_list, list}, {key_time, time_text()}});
 }
 
 }  // namespace

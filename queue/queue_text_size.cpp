@@ -1,9 +1,11 @@
 // Computes the length of the queue's text without writing it.
 #include "queue/queue_text_size.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 
+#include "platform/json_bytes.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
 #include "rules/limits.h"
@@ -16,9 +18,9 @@ constexpr std::size_t fixed_size = 1024;
 constexpr std::size_t string_frame = 4;
 // The longest number, with its separator.
 constexpr std::size_t longest_number = 32;
+constexpr std::size_t escape_size = 6;
 
-// The length after escaping. U+2028 and U+2029, three bytes starting with 0xe2, are written as six;
-// other characters starting with that byte are counted as if they were, too.
+// The length of an ASCII character after escaping.
 std::size_t char_size(unsigned char c) {
   switch (c) {
   case '"':
@@ -29,17 +31,30 @@ std::size_t char_size(unsigned char c) {
   case '\r':
   case '\t':
     return 2;
-  case 0xe2:
-    return 4;
   default:
-    return c < 0x20 ? 6 : 1;
+    return c < 0x20 ? escape_size : 1;
   }
+}
+
+// The length of the other characters and bytes: escaped if they are not UTF-8, and U+2028 and
+// U+2029 in any case. All characters with the first byte of these two are counted as if they were,
+// too.
+std::size_t written_size(std::string_view text) {
+  const std::size_t length = utf8_length(text);
+  return length == 0 || text[0] == '\xe2' ? escape_size : length;
 }
 
 std::size_t text_size(std::string_view text) {
   std::size_t size = string_frame;
-  for (const char c : text) {
-    size += char_size(static_cast<unsigned char>(c));
+  for (std::size_t i = 0; i < text.size();) {
+    const auto first = static_cast<unsigned char>(text[i]);
+    if (first < 0x80) {
+      size += char_size(first);
+      ++i;
+    } else {
+      size += written_size(text.substr(i));
+      i += std::max<std::size_t>(utf8_length(text.substr(i)), 1);
+    }
   }
   return size;
 }

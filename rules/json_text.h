@@ -1,4 +1,4 @@
-// Reads JSON that others wrote, within limits.
+// Reads JSON that others wrote, within limits, and writes JSON that everyone can read.
 #pragma once
 
 #include <cstddef>
@@ -10,6 +10,11 @@
 
 // The reason why a text with more than deepest_json levels is refused, in the parser's words.
 constexpr const char* too_deep_json = "exceeded maximum nesting depth";
+
+// Strings may hold any bytes, as file names do; the text is UTF-8 nevertheless (see json_bytes.h).
+
+// The text of a value.
+std::string json_text(const json11::Json& json);
 
 // Parses a text once a look at its shape has shown that it has no more than `most_elements`
 // elements and deepest_json levels. Null, with the reason in `error`, if it has, or is not JSON.

@@ -3,6 +3,7 @@
 #include <json11.hpp>
 
 #include "queue/queue_item.h"
+#include "rules/queue_document.h"
 #include "tests/fuzz/fuzz_target.h"
 #include "tools/qx_vod_ctl/queue_copy/stored_queue.h"
 
@@ -21,10 +22,10 @@ void restore_item(const json11::Json& element) {
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  std::string error;
-  const json11::Json document = json11::Json::parse(text, error);
-  for (const json11::Json& element : document["list"].array_items()) {
-    restore_item(element);
+  const queue_document document(text);
+  for (std::size_t i = 0; i < document.size(); ++i) {
+    std::string error;
+    restore_item(document.job(i, error));
   }
   const stored_queue stored = read_stored_queue(text);
   const stored_queue again = read_stored_queue(queue_file_text(stored.jobs, {}));

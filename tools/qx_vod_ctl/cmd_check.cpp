@@ -1,6 +1,7 @@
 // check: predicts how the service would handle a file.
 #include <cstdio>
 
+#include "rules/json_text.h"
 #include "tools/client/job_history.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/tool_signals.h"
@@ -36,7 +37,7 @@ int run_check(const check_options& options) {
   const prospect found = look_ahead(
       path, options.profile, [&](const std::string& profile) { return history.speed(profile); });
   if (options.json) {
-    print_line(prospect_json(found).dump());
+    print_line(json_text(prospect_json(found)));
   } else {
     std::fputs(prospect_text(found).c_str(), stdout);
   }

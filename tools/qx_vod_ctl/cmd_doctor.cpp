@@ -1,6 +1,7 @@
 // doctor: is everything there that the service needs?
 #include <cstdio>
 
+#include "rules/json_text.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qx_vod_ctl/doctor/doctor.h"
@@ -19,7 +20,7 @@ struct doctor_options {
 int run_doctor(vod_service& service, const doctor_options& options) {
   const finding_list findings = examine(service, options.fix);
   if (options.json) {
-    print_line(findings_json(findings).dump());
+    print_line(json_text(findings_json(findings)));
   } else {
     std::fputs(findings_text(findings, colour_is_wanted(options.colour)).c_str(), stdout);
   }

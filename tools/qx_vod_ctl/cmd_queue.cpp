@@ -6,6 +6,7 @@
 #include "platform/queue_copies.h"
 #include "platform/text.h"
 #include "rules/json_keys.h"
+#include "rules/json_text.h"
 #include "tools/command_line/command_line.h"
 #include "tools/qx_vod_ctl/doctor/service_process.h"
 #include "tools/qx_vod_ctl/item_table.h"
@@ -70,7 +71,7 @@ int list_copies(bool json) {
     list.push_back(copy_json(path));
   }
   if (json) {
-    print_line(json11::Json(list).dump());
+    print_line(json_text(list));
     return exit_success;
   }
   if (copies.empty()) { report("", "no queue file was set aside"); }
@@ -88,7 +89,7 @@ int show_copy(const stored_queue& queue, bool json) {
     items.push_back({items.size(), job.item});
   }
   if (json) {
-    print_line(json11::Json(documents).dump());
+    print_line(json_text(documents));
   } else {
     std::fputs(item_table(items).c_str(), stdout);
   }

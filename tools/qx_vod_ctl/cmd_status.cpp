@@ -91,7 +91,7 @@ int show_status(vod_service& service, const status_options& options) {
   service_reply failure;
   if (!read_queue(service, {}, listing, failure)) { return report_reply("", failure); }
   if (options.json) {
-    print_line(whole_items(listing, options.state).dump());
+    print_line(json_text(whole_items(listing, options.state)));
   } else {
     print_status(listing, options);
   }

@@ -92,6 +92,6 @@ cgi_answer answer_of_reply(const service_reply& reply) {
   cgi_answer answer;
   answer.content_type = media_type_json;
   answer.pairs = reply.pairs;
-  if (!reply.data.empty()) { answer.body = handed_on_with_list(document).dump(); }
+  if (!reply.data.empty()) { answer.body = json_text(handed_on_with_list(document)); }
   return answer;
 }

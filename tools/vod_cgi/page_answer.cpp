@@ -60,7 +60,7 @@ page_answer page_failure(const service_reply& reply) {
 }
 
 std::string page_text(const page_answer& answer, const std::string& if_none_match) {
-  const std::string body = answer.body.dump() + "\n";
+  const std::string body = json_text(answer.body) + "\n";
   std::string tag_line;
   if (answer.status == 200) {
     const std::string tag = tag_of(body);

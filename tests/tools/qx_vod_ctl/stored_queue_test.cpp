@@ -99,3 +99,12 @@ TEST(ctl_stored_queue, restored_jobs_come_last_and_lose_their_numbers) {
   EXPECT_EQ(list[1]["entry id"], "b");
   EXPECT_EQ(list[1]["fileops job id"], -1);
 }
+
+TEST(ctl_stored_queue, names_that_are_not_utf8_keep_their_bytes) {
+  const std::string text =
+      R"({"list": [{"entry id": "a", "input file": "/mnt/caf\udce9", "transcode state": "done"}]})";
+  const auto queue = read_stored_queue(text);
+  ASSERT_EQ(queue.jobs.size(), 1U);
+  EXPECT_EQ(queue.jobs[0].item.input_file, "/mnt/caf\xe9");
+  EXPECT_NE(queue_file_text(queue.jobs, {}).find(R"(caf\udce9)"), std::string::npos);
+}

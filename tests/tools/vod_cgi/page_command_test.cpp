@@ -31,6 +31,11 @@ TEST_F(cgi_page_command, to_add_becomes_the_services_fields) {
                           Pair("transcode profile", "720")));
 }
 
+TEST_F(cgi_page_command, names_files_by_their_bytes) {
+  ASSERT_TRUE(read("add", R"({"file": "/mnt/caf\udce9"})"));
+  EXPECT_THAT(command.fields, ElementsAre(Pair("input file", "/mnt/caf\xe9")));
+}
+
 TEST_F(cgi_page_command, for_a_job_names_it) {
   ASSERT_TRUE(read("pause", R"({"id": "abc"})"));
   EXPECT_EQ(command.id, "abc");

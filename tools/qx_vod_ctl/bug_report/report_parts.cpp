@@ -1,5 +1,6 @@
 #include "tools/qx_vod_ctl/bug_report/report_parts.h"
 
+#include "rules/json_text.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/tool_signals.h"
@@ -30,7 +31,7 @@ void report_parts::add_text(const std::string& part, const std::string& text) {
 
 void report_parts::add_json(const std::string& part, const json11::Json& json) {
   std::string error;
-  const std::string text = secrets_.masked_json(json).dump() + "\n";
+  const std::string text = json_text(secrets_.masked_json(json)) + "\n";
   if (!folder_.write(name_ + "/" + part, text, error)) { add_missing(part, error); }
 }
 

@@ -114,5 +114,5 @@ std::string queue_file_text(const std::vector<stored_job>& current,
     keys[key_fileops_job_id] = -1;
     list.emplace_back(keys);
   }
-  return json11::Json(json11::Json::object{{key_list, list}}).dump();
+  return json_text(json11::Json::object{{key_list, list}});
 }
