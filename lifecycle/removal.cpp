@@ -8,7 +8,9 @@
 #include <cstdio>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "exec/child_process.h"
@@ -34,6 +36,19 @@ void close_all_but_streams() {
   close_range(STDERR_FILENO + 1, ~0U, 0);
 }
 
+// The numbers of a FAT file system change when the kernel forgets a file. Its files have no owners
+// of their own: whoever can exchange them can remove them as well.
+bool has_lasting_numbers(int folder) {
+  struct statfs system {};
+  return fstatfs(folder, &system) != 0 ||
+         (system.f_type != MSDOS_SUPER_MAGIC && system.f_type != EXFAT_SUPER_MAGIC);
+}
+
+bool is_judged_source(const QueueItem& item, int folder, const struct stat& status) {
+  return item.judged_source.is(status) ||
+         (item.judged_source.device == status.st_dev && !has_lasting_numbers(folder));
+}
+
 // The source's folder, while the source in it is the file that was transcoded. Otherwise invalid;
 // errno is ENOENT if there is none any more.
 unique_fd open_folder_of_source(const QueueItem& item) {
@@ -43,7 +58,7 @@ unique_fd open_folder_of_source(const QueueItem& item) {
   if (!folder.valid() || fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return unique_fd();
   }
-  if (!item.judged_source.is(status)) {
+  if (!is_judged_source(item, folder.get(), status)) {
     dprintf(STDERR_FILENO, "Item '%s' (%s) is not the file that was transcoded, not removed\n",
             item.input_file.c_str(), item.entry_id.c_str());
     errno = ESTALE;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/vfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@ pid_t __real_waitpid(pid_t pid, int* status, int options);
 int __real_kill(pid_t pid, int number);
 int __real_pipe2(int* ends, int flags);
 int __real_unlinkat(int directory, const char* name, int flags);
+int __real_fstatfs(int fd, struct statfs* answer);
 int __real_rand();
 unsigned __real__Z25cgi_velmar_forbidden_areaPKcj(const char* path, unsigned flags);
 unsigned __real__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags);
@@ -40,6 +42,11 @@ int __wrap_pipe2(int* ends, int flags) {
 int __wrap_unlinkat(int directory, const char* name, int flags) {
   return kernel.unlinkat ? kernel.unlinkat(directory, name)
                          : __real_unlinkat(directory, name, flags);
+}
+int __wrap_fstatfs(int fd, struct statfs* answer) {
+  const int result = __real_fstatfs(fd, answer);
+  if (kernel.file_system != 0) { answer->f_type = kernel.file_system; }
+  return result;
 }
 int __wrap_rand() {
   return kernel.rand ? kernel.rand() : __real_rand();

@@ -25,6 +25,7 @@ struct kernel_answers {
   std::function<int(pid_t, int)> kill;
   std::function<int(int*, int)> pipe2;
   std::function<int(int, const char*)> unlinkat;
+  long file_system = 0;  // the type of each one; its own type if 0
   std::function<int()> rand;
   std::function<unsigned(const char*, unsigned)> forbidden_area;
   std::function<unsigned(int, unsigned)> forbidden_area_fd;

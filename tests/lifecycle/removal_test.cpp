@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -290,6 +291,19 @@ TEST_F(removal_after_an_exchange, leaves_a_new_file_of_the_same_name_alone) {
     EXPECT_TRUE(item.proc_start_unlink_input_file());
     finish(item);
     EXPECT_TRUE(exists("/mnt/media/open/films/film.mpg"));
+  });
+}
+
+// The file is the same, only its number differs.
+TEST_F(removal_after_an_exchange, removes_a_file_of_a_fat_file_system_whatever_its_number) {
+  inside([&] {
+    kernel.file_system = MSDOS_SUPER_MAGIC;
+    QueueItem& item = add_transcoded(CLEANUP_UNLINK_META);
+    ++item.judged_source.inode;
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_DONE);
+    EXPECT_FALSE(exists("/mnt/media/open/films/film.mpg"));
   });
 }
 
