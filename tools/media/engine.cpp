@@ -90,6 +90,12 @@ argument_list ffmpeg_command() {
   return {ffmpeg_path, "-nostdin", "-hide_banner", "-nostats", "-loglevel", "error"};
 }
 
+void add_segment_list(argument_list& arguments, const std::string& url) {
+  append(arguments,
+         {"-protocol_whitelist", "file", "-format_whitelist", "concat,mov", "-f", "concat", "-safe",
+          "1", "-auto_convert", "0", "-max_alloc", "1073741824", "-i", url});
+}
+
 void add_input(argument_list& arguments, const std::string& url, std::string_view format,
                const probe_depth& depth) {
   append(arguments, {"-protocol_whitelist", "file", "-format_whitelist",

@@ -27,6 +27,10 @@ using argument_list = std::vector<std::string>;
 void add_input(argument_list& arguments, const std::string& url, std::string_view format = {},
                const probe_depth& depth = {});
 
+// Adds the reading of a list of films that is made here and lies in the folder of those films
+// ("ffconcat"), without any change of their packets.
+void add_segment_list(argument_list& arguments, const std::string& url);
+
 // A request that runs an engine in a sandbox: it can read `source`, and write `output`, if any, up
 // to `largest_output` bytes. Both must stay open until it has ended.
 program_request confined_request(argument_list argv, const source_file& source);

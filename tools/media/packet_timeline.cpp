@@ -16,7 +16,9 @@ void packet_timeline::add(int stream, const packet_times& packet) {
   const bool untimed = std::isnan(packet.shown) && std::isnan(packet.decoded);
   if (untimed) { return; }
   const double raw = std::isnan(packet.decoded) ? packet.shown : packet.decoded;
-  shift_ += shift_for(state, raw + shift_);
+  const double shift = shift_for(state, raw + shift_);
+  has_jumped_ = has_jumped_ || shift != 0.0;
+  shift_ += shift;
   const double decoded = raw + shift_;
   const double shown = std::isnan(packet.shown) ? decoded : packet.shown + shift_;
   const double duration = std::isnan(packet.duration) ? 0.0 : packet.duration;

@@ -42,6 +42,9 @@ public:
   // clock, and the engine must know that it is not one.
   double longest_pause() const { return longest_pause_; }
 
+  // Whether the clock has jumped.
+  bool has_jumped() const { return has_jumped_; }
+
   // A step of time above this, in seconds, is a jump of the clock.
   static constexpr double jump = 10.0;
 
@@ -61,6 +64,7 @@ private:
 
   bool clock_may_jump_;
   bool begun_ = false;
+  bool has_jumped_ = false;
   double shift_ = 0.0;
   double last_ = 0.0;
   double longest_pause_ = 0.0;

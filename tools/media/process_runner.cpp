@@ -81,6 +81,7 @@ private:
     const bool suspended = suspend_wanted();
     const bool held = observer_ != nullptr && observer_->on_tick(child_, suspended);
     child_.set_stopped(suspended || held);
+    if (observer_ != nullptr && observer_->gives_up()) { stop_because(program_end::given_up); }
     const bool stalled =
         stall_.stalled(clock_type::now().time_since_epoch(), sign_of_work(), suspended || held);
     if (stalled) { stop_because(program_end::stalled); }
@@ -176,6 +177,7 @@ private:
       result_.end = program_end::timed_out;
     } else {
       result_.end = program_end::killed;
+      result_.signal = WTERMSIG(status);
       result_.message = std::string("ended by ") + strsignal(WTERMSIG(status));
     }
   }
@@ -219,6 +221,8 @@ std::string program_result::cause() const {
     return "too much output";
   case program_end::tool_stopped:
     return "stopped";
+  case program_end::given_up:
+    return "given up";
   case program_end::not_started:
     return message;
   case program_end::exited:

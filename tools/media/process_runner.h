@@ -31,11 +31,13 @@ enum class program_end {
   stalled,          // its work stood still for longer than its stall limit
   too_much_output,  // more than output_limit
   tool_stopped,     // the tool itself is asked to stop
+  given_up,         // its observer gave it up
 };
 
 struct program_result {
   program_end end = program_end::not_started;
   int exit_status = 0;  // of `exited`
+  int signal = 0;       // of `killed`
   std::string output;   // standard output; empty where an observer took the lines
   std::string errors;   // the first and the last 4 KiB of standard error
   std::string message;  // the cause where it could not be started
@@ -62,6 +64,9 @@ public:
   // A number that changes whenever the program gets on with its work. Growth of the file that it
   // writes counts as well.
   virtual std::int64_t work_done() const { return 0; }
+
+  // Asked after each tick: true ends the program.
+  virtual bool gives_up() const { return false; }
 
   static constexpr std::chrono::milliseconds tick_interval{50};
 };

@@ -117,7 +117,9 @@ bool allow_files(int ruleset, int version, const sandbox& limits, const char* pr
          std::all_of(
              limits.readable.begin(), limits.readable.end(),
              [=](int file) { return allow(ruleset, file, LANDLOCK_ACCESS_FS_READ_FILE); }) &&
-         (limits.writable < 0 || allow(ruleset, limits.writable, writing));
+         (limits.writable < 0 || allow(ruleset, limits.writable, writing)) &&
+         (limits.work_folder < 0 ||
+          allow(ruleset, limits.work_folder, writing | LANDLOCK_ACCESS_FS_MAKE_REG));
 }
 
 // A process keeps the files it has opened, so this may come before other privileges are dropped.
@@ -176,8 +178,8 @@ const passwd* account_to_take() {
 }
 
 // The file's owner is not changed: it distinguishes the file from those of strangers.
-bool lend(int file, gid_t group) {
-  return fchown(file, static_cast<uid_t>(-1), group) == 0 && fchmod(file, 0660) == 0;
+bool lend(int file, gid_t group, mode_t mode) {
+  return file < 0 || (fchown(file, static_cast<uid_t>(-1), group) == 0 && fchmod(file, mode) == 0);
 }
 
 bool take_account(const sandbox& limits) {
@@ -185,10 +187,10 @@ bool take_account(const sandbox& limits) {
   if (account == nullptr) { return true; }
   const uid_t user = account->pw_uid;
   const gid_t group = account->pw_gid;
-  return (limits.writable < 0 || lend(limits.writable, group)) && setgroups(0, nullptr) == 0 &&
-         setresgid(group, group, group) == 0 && prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 &&
-         setresuid(user, user, user) == 0 && keep_reading(limits) &&
-         limit(RLIMIT_NPROC, most_threads);
+  return lend(limits.writable, group, 0660) && lend(limits.work_folder, group, 0770) &&
+         setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
+         prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && setresuid(user, user, user) == 0 &&
+         keep_reading(limits) && limit(RLIMIT_NPROC, most_threads);
 }
 
 // ---- System calls
@@ -342,6 +344,7 @@ bool filter_system_calls() {
 std::vector<int> sandbox::descriptors() const {
   std::vector<int> all = readable;
   if (writable >= 0) { all.push_back(writable); }
+  if (work_folder >= 0) { all.push_back(work_folder); }
   return all;
 }
 

@@ -13,9 +13,12 @@
 struct sandbox {
   // Descriptors of the files that the program may read, and of the one that it may read and write,
   // -1 for none. They stay open in the program, under the same numbers: it opens them as
-  // "/proc/self/fd/N".
+  // "/proc/self/fd/N". A folder among the readable ones stands for all files in it.
   std::vector<int> readable;
   int writable = -1;
+  // A folder in which the program may make files and rewrite them, as "/proc/self/fd/N/NAME"; -1
+  // for none. It must be private to this process.
+  int work_folder = -1;
 
   std::vector<int> descriptors() const;
 
