@@ -21,6 +21,10 @@ constexpr std::size_t longest_file = 65536;  // bytes
 void declare_settings(settings_text& settings, tool_config& config) {
   settings.add_number("stall.seconds", config.stall_seconds, 1, 86400);
   settings.add_number("length.max_hours", config.longest_hours, 1, 10000);
+  settings.add_switch("checkpoint", config.checkpoint);
+  settings.add_number("checkpoint.keep_days", config.checkpoint_keep_days, 0, 365);
+  settings.add_number("checkpoint.segment_seconds", config.segment_seconds, 2, 600);
+  settings.add_number("checkpoint.min_seconds", config.checkpoint_min_seconds, 1, 86400);
 }
 
 // Opened non-blocking: a FIFO in place of the file would block the tool indefinitely.

@@ -11,6 +11,14 @@ constexpr const char* path_media_conf = "/etc/qx_vod_service/media.conf";
 struct tool_config {
   int stall_seconds = 120;  // "stall.seconds": how long an encoder may stand still
   int longest_hours = 48;   // "length.max_hours": the longest declared length that is believed
+
+  // Whether a long transcode keeps its finished segments ("checkpoint"), for how many days after an
+  // interruption ("checkpoint.keep_days"), how long they are ("checkpoint.segment_seconds"), and
+  // how long a source must be ("checkpoint.min_seconds").
+  bool checkpoint = false;
+  int checkpoint_keep_days = 7;
+  int segment_seconds = 20;
+  int checkpoint_min_seconds = 60;
 };
 
 // The file to read: path_media_conf, or the one that QX_MEDIA_CONF names in the environment.

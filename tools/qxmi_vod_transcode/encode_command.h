@@ -9,6 +9,8 @@
 #include "tools/media/time_budget.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 
+constexpr int sound_bit_rate = 160;  // kbit/s
+
 struct encode_settings {
   picture_size size;       // of the output; unused without a picture
   int threads = 1;         // for decoding, filters and encoding each

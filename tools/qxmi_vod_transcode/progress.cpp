@@ -15,6 +15,11 @@ constexpr std::chrono::milliseconds line_interval{400};
 
 }  // namespace
 
+void progress_line::begin_at(std::int64_t frame) {
+  begin_ = frame;
+  done_ = std::min(total_, std::max(done_, frame));
+}
+
 bool progress_line::take(std::string_view line) {
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos) { return false; }
@@ -22,7 +27,7 @@ bool progress_line::take(std::string_view line) {
   const std::string value(line.substr(equals + 1));
   std::int64_t done = 0;
   if (key == "frame" && picture_) {
-    done = std::atoll(value.c_str());
+    done = begin_ + std::atoll(value.c_str());
   } else if (key == "out_time_us" && !picture_) {
     done = std::atoll(value.c_str()) / std::chrono::microseconds(sound_frame).count();
   } else if (key == "fps") {

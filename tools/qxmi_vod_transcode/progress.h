@@ -16,6 +16,12 @@ public:
   // progress.
   bool take(std::string_view line);
 
+  // The engine begins to count there, in frames of the output.
+  void begin_at(std::int64_t frame);
+
+  // How much is done in percent, rounded down.
+  int percent() const { return static_cast<int>(100 * done_ / total_); }
+
   // How much is done, in the same frames as the total.
   std::int64_t done() const { return done_; }
 
@@ -30,6 +36,7 @@ private:
 
   std::int64_t total_;
   bool picture_;
+  std::int64_t begin_ = 0;
   std::int64_t done_ = 0;
   double fps_ = 0.0;
   double speed_ = 0.0;

@@ -40,8 +40,10 @@ std::string sound_filters(const source_media& media) {
          to_stereo;
 }
 
-std::string joined_sound_graph(const source_media& media) {
-  return "[0:" + std::to_string(media.sound->index) + "][0:" + std::to_string(media.right->index) +
+std::string joined_sound_graph(const source_media& media, int input) {
+  const std::string from = "[" + std::to_string(input) + ":";
+  return from + std::to_string(media.sound->index) + "]" + from +
+         std::to_string(media.right->index) +
          "]join=inputs=2:channel_layout=stereo:map=0.0-FL|1.0-FR," + resampled_in_step(media) +
          to_stereo + "[sound]";
 }

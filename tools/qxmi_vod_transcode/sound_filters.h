@@ -24,5 +24,6 @@ constexpr const char* splice_step = "0.03";
 // positions the first two are taken.
 std::string sound_filters(const source_media& media);
 
-// The graph that makes one sound, "[sound]", of a left and a right channel in two tracks.
-std::string joined_sound_graph(const source_media& media);
+// The graph that makes one sound, "[sound]", of a left and a right channel in two tracks of the
+// engine's input with that number.
+std::string joined_sound_graph(const source_media& media, int input);

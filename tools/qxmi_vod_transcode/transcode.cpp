@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <optional>
 
 #include "platform/cpu.h"
 #include "tools/command_line/command_line.h"
@@ -16,7 +17,10 @@
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 #include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/encode_task.h"
+#include "tools/qxmi_vod_transcode/encoder_watch.h"
 #include "tools/qxmi_vod_transcode/progress.h"
+#include "tools/qxmi_vod_transcode/segmented_encode.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/verify.h"
 
@@ -30,30 +34,6 @@ std::int64_t total_frames(const source_media& media) {
       media.picture ? media.picture_duration * media.frame_rate().value() : media.duration / frame;
   return std::max<std::int64_t>(1, std::llround(total));
 }
-
-// Watches the encoder: hands on its progress and keeps it within the cap.
-class encoder_watch : public run_observer {
-public:
-  encoder_watch(progress_line& line, progress_output& output, cpu_cap& cap)
-      : line_(line), output_(output), cap_(cap) {}
-
-  void on_line(std::string_view text) override {
-    if (line_.take(text)) { output_.write_line(line_.text()); }
-  }
-
-  bool on_tick(const child_process& child, bool suspended) override {
-    if (!suspended && output_.due()) { output_.write_line(line_.text()); }
-    return cap_.must_stop(std::chrono::steady_clock::now().time_since_epoch(), child.cpu_time(),
-                          suspended);
-  }
-
-  std::int64_t work_done() const override { return line_.done(); }
-
-private:
-  progress_line& line_;
-  progress_output& output_;
-  cpu_cap& cap_;
-};
 
 class transcode_job {
 public:
@@ -72,13 +52,18 @@ public:
 
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
-    if (!encode(line, progress)) { return exit_failure; }
-    if (!source_.unchanged()) { return fail_source("changed while it was read"); }
-    // The engine may end with status 0 and an output that is empty or stops in the middle.
-    if (!verify_result(output_.temporary_path(), options_.input, settings_.size, media_, error)) {
-      return fail_source(error);
+    const encode_task task = {source_, media_,   settings_, output_,
+                              line,    progress, cap_,      {options_.level}};
+    std::optional<segmented_encode> segments;
+    if (configured().checkpoint && can_be_cut(media_, configured().checkpoint_min_seconds)) {
+      segments.emplace(task, options_.output);
     }
+    encode_failure failure;
+    const bool made = segments ? make_in_segments(*segments, failure) : make_at_once(task, failure);
+    // Segments and result are there together in the end.
+    if (!made) { return report(failure, segments ? 2 * expected : expected); }
     if (!output_.commit(error)) { return fail_output(error); }
+    segments.reset();
     progress.write_line(line.final_text(), last_line_patience);
     return exit_success;
   }
@@ -90,6 +75,11 @@ private:
   }
   int fail_source(const std::string& cause) const { return fail(options_.input, cause); }
   int fail_output(const std::string& cause) const { return fail(options_.output, cause); }
+
+  int report(const encode_failure& failure, std::uint64_t expected) const {
+    return failure.of_output ? fail_output(with_room_needed(failure.cause, output_, expected))
+                             : fail_source(failure.cause);
+  }
 
   bool read_source(std::string& error) {
     const bool sound_alone = options_.profile == sound_profile;
@@ -124,27 +114,32 @@ private:
     return longest + 2.0 * length_tolerance(longest);
   }
 
-  bool encode(progress_line& line, progress_output& progress) {
+  // The engine may end with status 0 and an output that is empty or stops in the middle.
+  bool is_right(frame_counts counts, std::string& error) {
+    if (!source_.unchanged()) {
+      error = "changed while it was read";
+      return false;
+    }
+    return verify_result(output_.temporary_path(), options_.input, settings_.size, media_, error,
+                         counts);
+  }
+
+  bool make_at_once(const encode_task& task, encode_failure& failure) {
     program_request request =
         confined_request(encode_command(media_, settings_, source_.url(), output_.url()), source_,
                          output_, largest_output(media_, settings_));
-    request.priority.level = options_.level;
-    set_budget(request, encode_budget(media_, settings_));
-    request.stall_limit = std::chrono::seconds(configured().stall_seconds);
-    encoder_watch watch(line, progress, cap_);
+    supervise(request, task);
+    encoder_watch watch(task.line, task.progress, task.cap);
     const program_result result = run_program(request, watch);
-    if (!result.success()) { report_encoder(result); }
-    return result.success();
+    if (!result.success()) { failure = failure_of(result, task, output_.url()); }
+    return result.success() && is_right({}, failure.cause);
   }
 
-  void report_encoder(const program_result& result) const {
-    const bool blames_output = result.errors.find(output_.url()) != std::string::npos;
-    if (blames_output) {
-      fail_output(with_room_needed(engine_cause(result, output_.url()), output_,
-                                   expected_output(media_, settings_)));
-    } else {
-      fail_source(engine_cause(result, source_.url()));
-    }
+  bool make_in_segments(segmented_encode& segments, encode_failure& failure) {
+    const auto judge = [this](frame_counts counts, std::string& error) {
+      return is_right(counts, error);
+    };
+    return segments.open(tool_, failure) && segments.make(judge, failure);
   }
 
   const std::string& tool_;

@@ -81,6 +81,21 @@ std::string stream_faults(const media_info& made, const packet_timeline& timelin
   return sound_fault(stream_made(timeline, made.sound()->index), expected);
 }
 
+std::string count_fault(const char* what, long made, long expected) {
+  if (expected == 0 || made == expected) { return {}; }
+  return text("its %s has %ld frames of %ld", what, made, expected);
+}
+
+std::string count_faults(const media_info& made, const packet_timeline& timeline,
+                         const source_media& media, frame_counts counts) {
+  std::string fault;
+  if (media.picture) {
+    fault = count_fault("video", timeline.packets(made.picture()->index), counts.picture);
+  }
+  if (!fault.empty() || !media.sound) { return fault; }
+  return count_fault("audio", timeline.packets(made.sound()->index), counts.sound);
+}
+
 // Whether reading the source through may show that its container was wrong.
 bool worth_measuring(const source_media& media) {
   const bool sound_unknown = media.sound && media.sound_duration <= 0.0;
@@ -107,7 +122,7 @@ std::string sound_fault(const made_stream& made, double expected) {
 }
 
 bool verify_result(const std::string& result, const std::string& source, picture_size size,
-                   source_media& media, std::string& error) {
+                   source_media& media, std::string& error, frame_counts counts) {
   media_info made;
   packet_timeline timeline(false);
   std::string cause;
@@ -120,6 +135,7 @@ bool verify_result(const std::string& result, const std::string& source, picture
     if (!error.empty() && worth_measuring(media) && measure_lengths(source, media, cause)) {
       error = stream_faults(made, timeline, media);
     }
+    if (error.empty()) { error = count_faults(made, timeline, media, counts); }
   }
   return error.empty();
 }

@@ -9,13 +9,20 @@
 // How far a stream of the result may be longer or shorter than the source's, in seconds.
 double length_tolerance(double duration);
 
+// How many frames the streams of a result must have exactly; 0 where that is not known.
+struct frame_counts {
+  long picture = 0;
+  long sound = 0;
+};
+
 // True if the file at `result` is a correct transcode of the source at `source`: it opens, has the
 // streams of `media` and no others, the video has `size`, and each stream begins at the beginning,
 // is as long as the source's, and has a frame for each moment and no gap. If the source's container
 // may be wrong about a length that differs, the source is measured (and `media` changed) before the
-// decision. Else false with the cause in `error`, in words that follow the source's name.
+// decision. Its streams have `counts` frames. Else false with the cause in `error`, in words that
+// follow the source's name.
 bool verify_result(const std::string& result, const std::string& source, picture_size size,
-                   source_media& media, std::string& error);
+                   source_media& media, std::string& error, frame_counts counts = {});
 
 // The measurements of one stream of the result, on which the verdict is based.
 struct made_stream {

@@ -1,0 +1,54 @@
+// Transcodes in short segments, disturbed and compared with an undisturbed one.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/media/tool_run.h"
+
+namespace qx_test {
+
+// A packet of a result: time of presentation and of decoding, duration, flags; without its size,
+// which differs from encode to encode.
+std::vector<std::string> packet_times(const std::string& path, const std::string& stream);
+
+class checkpoint_bench : public testing::Test {
+protected:
+  checkpoint_bench();
+
+  // The settings of the tools that are started from now on.
+  void configure(const std::string& lines) const;
+
+  // The tool at work on the source; with `slowly`, within so little of the machine that it does not
+  // end meanwhile.
+  std::vector<std::string> arguments() const;
+  std::vector<std::string> slowly() const;
+
+  // Starts a tool, waits until `count` segments are finished, and ends its group by `signal`.
+  void interrupt_after(std::size_t count, int signal) const;
+  tool_result resume() const { return run_tool("qxmi_vod_transcode", arguments()); }
+
+  // The folder with segments; empty if there is none. And a file in it.
+  std::string segment_folder() const;
+  std::string in_folder(const std::string& name) const { return segment_folder() + "/" + name; }
+  std::size_t finished() const;
+
+  // The frame that the first line of progress names.
+  static long first_frame(const tool_result& result);
+
+  // Expects a good end, nothing but the result in the folder, and in it every picture and every
+  // packet of sound, which can be decoded.
+  void expect_whole(const tool_result& result) const;
+  // Expects of the result the times and flags of packets that a transcode in one piece has.
+  void expect_as_in_one_piece() const;
+
+  scratch_folder folder;    // of the result
+  scratch_folder settings;  // of the settings
+  std::string source;
+  std::string output = folder.file("out.mp4");
+};
+
+}  // namespace qx_test

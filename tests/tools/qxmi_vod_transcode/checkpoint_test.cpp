@@ -1,0 +1,161 @@
+// Transcodes that are interrupted, and what the next run of the tool makes of them.
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/wait_until.h"
+#include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
+
+using namespace qx_test;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class checkpoint : public checkpoint_bench {};
+
+void overwrite(const std::string& path, std::streamoff at, const std::string& bytes) {
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(at);
+  file << bytes;
+}
+
+void zero_middle(const std::string& path) {
+  const auto size = static_cast<std::streamoff>(fs::file_size(path));
+  overwrite(path, size / 2, std::string(64, '\0'));
+}
+
+}  // namespace
+
+TEST_F(checkpoint, an_undisturbed_transcode_gives_what_one_in_one_piece_gives) {
+  const tool_result result = resume();
+  EXPECT_THAT(result.errors, IsEmpty());
+  expect_whole(result);
+  expect_as_in_one_piece();
+}
+
+TEST_F(checkpoint, a_killed_transcode_goes_on_where_it_was) {
+  interrupt_after(2, SIGKILL);
+  const tool_result result = resume();
+  EXPECT_GE(first_frame(result), 100);
+  ASSERT_EQ(result.errors.size(), 1U);
+  EXPECT_THAT(result.errors[0], HasSubstr("film.mkv: resumed at "));
+  expect_whole(result);
+  expect_as_in_one_piece();
+}
+
+TEST_F(checkpoint, a_transcode_may_be_killed_many_times) {
+  for (const std::size_t segments : {1U, 2U, 4U}) {
+    interrupt_after(segments, SIGKILL);
+  }
+  expect_whole(resume());
+}
+
+TEST_F(checkpoint, a_terminated_transcode_leaves_only_hidden_segments) {
+  interrupt_after(1, SIGTERM);
+  EXPECT_EQ(folder.file(folder.names().front()), segment_folder());
+  EXPECT_EQ(folder.names().size(), 1U);
+  const tool_result result = resume();
+  EXPECT_GE(first_frame(result), 50);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint, a_transcode_terminated_before_its_first_segment_leaves_nothing) {
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return !segment_folder().empty(); }));
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(checkpoint, a_killed_engine_fails_the_job_but_not_its_segments) {
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return finished() >= 2; }));
+  ASSERT_EQ(kill(run.engine(), SIGKILL), 0);
+  EXPECT_EQ(run.wait().status, 1);
+  const tool_result result = resume();
+  EXPECT_GE(first_frame(result), 100);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint, a_transcode_killed_in_the_join_only_joins_again) {
+  tool_run run("qxmi_vod_transcode", arguments());
+  ASSERT_TRUE(wait_until([&] { return fs::exists(in_folder("complete")); }));
+  run.signal_group(SIGKILL);
+  run.wait();
+  if (!fs::exists(output)) {
+    const tool_result result = resume();
+    EXPECT_EQ(first_frame(result), 300);
+    expect_whole(result);
+  }
+}
+
+TEST_F(checkpoint, a_suspended_transcode_with_finished_segments_ends_at_once) {
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return finished() >= 1; }));
+  const pid_t engine = run.engine();
+  run.signal_group(SIGUSR1);
+  ASSERT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_GE(finished(), 1U);
+}
+
+TEST_F(checkpoint, damaged_segments_are_made_again) {
+  interrupt_after(3, SIGKILL);
+  zero_middle(in_folder("v000001.mp4"));
+  const tool_result result = resume();
+  EXPECT_EQ(first_frame(result), 50);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint, damaged_sound_is_made_again) {
+  interrupt_after(3, SIGKILL);
+  fs::resize_file(in_folder("s000000.adts"), fs::file_size(in_folder("s000000.adts")) / 2);
+  expect_whole(resume());
+}
+
+TEST_F(checkpoint, a_segment_of_another_transcode_is_noticed) {
+  interrupt_after(3, SIGKILL);
+  fs::copy_file(in_folder("v000000.mp4"), in_folder("v000001.mp4"),
+                fs::copy_options::overwrite_existing);
+  const tool_result result = resume();
+  EXPECT_EQ(first_frame(result), 50);
+  expect_whole(result);
+}
+
+// Both belong together and are intact, but the picture does not continue the one before.
+TEST_F(checkpoint, a_segment_in_the_place_of_another_is_noticed_by_its_pictures) {
+  interrupt_after(3, SIGKILL);
+  for (const char* end : {".mp4", ".mp4.sum"}) {
+    fs::copy_file(in_folder(std::string("v000000") + end), in_folder(std::string("v000002") + end),
+                  fs::copy_options::overwrite_existing);
+  }
+  expect_whole(resume());
+}
+
+TEST_F(checkpoint, a_damaged_count_of_segments_is_not_believed) {
+  tool_run run("qxmi_vod_transcode", arguments());
+  ASSERT_TRUE(wait_until([&] { return fs::exists(in_folder("complete")); }));
+  run.signal_group(SIGKILL);
+  run.wait();
+  if (fs::exists(output)) { return; }
+  overwrite(in_folder("complete"), 17, "5");
+  expect_whole(resume());
+}
+
+TEST_F(checkpoint, a_short_source_needs_no_folder) {
+  configure("checkpoint=yes\ncheckpoint.min_seconds=60\n");
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return run.engine() > 0; }));
+  EXPECT_EQ(segment_folder(), "");
+}

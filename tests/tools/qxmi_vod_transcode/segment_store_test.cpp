@@ -1,0 +1,230 @@
+// Finished segments on the disk: what counts as one, and what a later run finds.
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <fcntl.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/unique_fd.h"
+#include "tests/support/media/tool_run.h"
+#include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/run_marks.h"
+#include "tools/qxmi_vod_transcode/segment_store.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string number(std::uint32_t value) {
+  std::string bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    bytes += static_cast<char>(value >> shift);
+  }
+  return bytes;
+}
+
+std::string box(const std::string& type, const std::string& content) {
+  return number(static_cast<std::uint32_t>(8 + content.size())) + type + content;
+}
+
+// The parts of an MP4 file that are looked at. `parameters` stands for what a decoder needs.
+std::string film(std::uint32_t frames, const std::string& parameters = "parameters") {
+  const std::string entry = box("avc1", std::string(78, 'f') + box("avcC", parameters));
+  const std::string table = box("stsd", number(0) + number(1) + entry) +
+                            box("stsz", number(0) + number(0) + number(frames));
+  return box("ftyp", "isom") + box("mdat", "pictures") +
+         box("moov", box("trak", box("mdia", box("minf", box("stbl", table)))));
+}
+
+std::string sound(int packets) {
+  std::string bytes;
+  for (int packet = 0; packet < packets; ++packet) {
+    bytes += std::string("\xff\xf1\x4c\x80\x01\x5f\xfc", 7) + "abc";  // 10 bytes
+  }
+  return bytes;
+}
+
+struct segments : testing::Test {
+  segments() {
+    plan.rate = {25, 1};
+    plan.frames = 50;
+    plan.packets = 93;
+    run = folder.file("run");
+    fs::create_directory(run);
+    folder_fd.reset(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    run_fd.reset(open(run.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    store.emplace(folder_fd.get(), plan);
+  }
+
+  void write(const std::string& path, const std::string& bytes) const {
+    std::ofstream(path, std::ios::binary) << bytes;
+  }
+  bool keep_picture(const std::string& bytes, const std::string& of_run = "one",
+                    const std::string& first = "a", const std::string& next = "a") {
+    write(run + "/" + picture_name(store->pictures().size()), bytes);
+    return store->keep_picture(run_fd.get(), {{}, of_run, first, next}, false, error);
+  }
+  bool keep_sound(const std::string& bytes) {
+    write(run + "/s00000" + std::to_string(store->sounds().size()) + ".adts", bytes);
+    return store->keep_sound(run_fd.get(), {{}, "one", "-", "-"}, false, error);
+  }
+  static std::string picture_name(std::size_t segment) {
+    return "v00000" + std::to_string(segment) + ".mp4";
+  }
+  // As another run of the tool finds it.
+  segment_store found() const {
+    segment_store other(folder_fd.get(), plan);
+    other.scan();
+    return other;
+  }
+
+  qx_test::scratch_folder folder;
+  segment_plan plan;
+  std::string run;
+  unique_fd folder_fd;
+  unique_fd run_fd;
+  std::optional<segment_store> store;
+  std::string error;
+};
+
+}  // namespace
+
+TEST_F(segments, that_were_kept_are_found_again) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_sound(sound(93))) << error;
+  EXPECT_EQ(found().frames(), 100);
+  EXPECT_EQ(found().packets(), 93);
+  EXPECT_FALSE(found().is_complete());
+}
+
+TEST_F(segments, that_lack_a_frame_are_not_kept) {
+  EXPECT_FALSE(keep_picture(film(49)));
+  EXPECT_EQ(error, "the engine made an incomplete segment");
+  EXPECT_FALSE(keep_sound(sound(92)));
+  EXPECT_FALSE(keep_picture(film(51)));
+}
+
+TEST_F(segments, that_are_cut_off_are_not_kept) {
+  EXPECT_FALSE(keep_picture(film(50).substr(0, film(50).size() - 1)));
+  EXPECT_FALSE(keep_sound(sound(94).substr(0, 935)));
+}
+
+TEST_F(segments, with_other_parameters_are_not_kept) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  EXPECT_FALSE(keep_picture(film(50, "parameterS")));
+}
+
+TEST_F(segments, that_changed_on_the_disk_count_as_missing) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  std::string bytes = film(50);
+  bytes[bytes.find("pictures")] = '\0';
+  write(folder.file("v000000.mp4"), bytes);
+  EXPECT_EQ(found().frames(), 0);
+}
+
+TEST_F(segments, without_their_record_count_as_missing) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  fs::remove(folder.file("v000001.mp4.sum"));
+  EXPECT_EQ(found().frames(), 50);
+}
+
+TEST_F(segments, with_a_changed_record_count_as_missing) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << error;
+  std::string line;
+  std::getline(std::ifstream(folder.file("v000000.mp4.sum")), line);
+  line.back() = 'c';
+  write(folder.file("v000000.mp4.sum"), line + "\n");
+  EXPECT_EQ(found().frames(), 0);
+}
+
+TEST_F(segments, are_complete_only_with_all_that_were_counted) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_sound(sound(93))) << error;
+  ASSERT_TRUE(store->complete(error)) << error;
+  EXPECT_TRUE(found().is_complete());
+  fs::remove(folder.file("s000000.adts"));
+  EXPECT_FALSE(found().is_complete());
+}
+
+TEST_F(segments, after_a_cut_are_gone_and_no_longer_complete) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(store->complete(error)) << error;
+  store->cut(1, 0);
+  EXPECT_EQ(store->frames(), 50);
+  EXPECT_EQ(found().frames(), 50);
+  EXPECT_FALSE(found().is_complete());
+}
+
+TEST_F(segments, of_another_run_must_continue_the_pictures_before) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "one", "x", "c")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "two", "c", "d")) << error;
+  EXPECT_EQ(store->first_bad_seam(), 3);
+  EXPECT_EQ(store->seams(), std::vector<std::int64_t>{2});
+  ASSERT_TRUE(keep_picture(film(50), "three", "e", "f")) << error;
+  EXPECT_EQ(store->first_bad_seam(), 3);
+}
+
+TEST_F(segments, without_marks_do_not_continue_each_other) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "-")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "two", "-", "c")) << error;
+  EXPECT_EQ(store->first_bad_seam(), 1);
+}
+
+TEST_F(segments, remember_how_far_runs_must_reach_back) {
+  store->set_reach(2);
+  EXPECT_EQ(found().reach(), 2);
+}
+
+TEST(content_sums, do_not_depend_on_how_the_bytes_were_divided) {
+  const std::string text = "some bytes, more than two words of them";
+  content_sum whole;
+  whole.add(text);
+  for (std::size_t at = 0; at <= text.size(); ++at) {
+    content_sum divided;
+    divided.add(text.substr(0, at));
+    divided.add(text.substr(at));
+    EXPECT_EQ(divided.value(), whole.value()) << at;
+  }
+}
+
+TEST(content_sums, differ_for_any_changed_byte_and_length) {
+  const std::string text(37, '\0');
+  content_sum whole;
+  whole.add(text);
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    std::string other = text;
+    other[at] = 1;
+    content_sum changed;
+    changed.add(other);
+    EXPECT_NE(changed.value(), whole.value()) << at;
+  }
+  content_sum shorter;
+  shorter.add(text.substr(1));
+  EXPECT_NE(shorter.value(), whole.value());
+}
+
+TEST(marks, are_complete_with_three_pictures) {
+  run_marks_reader marks(500, 500);
+  const std::string sum(32, 'a');
+  marks.take_line("#stream#, dts, pts, duration, size, hash");
+  marks.take_line("0,  0,  0,  1, 86400, " + sum);
+  marks.take_line("0,  1,  1,  1, 86400, " + sum);
+  EXPECT_EQ(marks.mark(1), "");
+  marks.take_line("0,  2,  2,  1, 86400, " + std::string(32, 'b'));
+  EXPECT_EQ(marks.mark(1), "aaaaaaaaaaaaaaaabbbbbbbb");
+  EXPECT_EQ(marks.mark(0), "");
+}
+
+TEST(marks, tell_where_the_sound_was_found) {
+  std::int64_t time = 0;
+  EXPECT_FALSE(read_landing("#tb 0: 1/90000\n0, -283142, -283142,", time));
+  ASSERT_TRUE(read_landing("#tb 0: 1/90000\n0, -283142, -283142, 2160, 1152, 0x45\n", time));
+  EXPECT_EQ(time, -283142);
+}

@@ -1,0 +1,35 @@
+// One transcode and what it works with.
+#pragma once
+
+#include <string>
+
+#include "tools/media/output_file.h"
+#include "tools/media/process_runner.h"
+#include "tools/media/source_file.h"
+#include "tools/qxmi_vod_transcode/cpu_cap.h"
+#include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/progress.h"
+
+struct encode_task {
+  const source_file& source;
+  source_media& media;
+  const encode_settings& settings;
+  const output_file& output;
+  progress_line& line;
+  progress_output& progress;
+  cpu_cap cap;              // for each engine
+  child_priority priority;  // of each engine
+};
+
+// Why it failed, and whether that concerns the output rather than the source.
+struct encode_failure {
+  bool of_output = false;
+  std::string cause;
+};
+
+// The failure of an engine that read the source and wrote to `written_url`.
+encode_failure failure_of(const program_result& result, const encode_task& task,
+                          const std::string& written_url);
+
+// Fills in what all engines of the task have in common; they are confined.
+void supervise(program_request& request, const encode_task& task);

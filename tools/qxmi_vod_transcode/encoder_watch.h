@@ -1,0 +1,25 @@
+// Watches an encoder: hands on its progress and keeps it within the cap.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "tools/media/process_runner.h"
+#include "tools/qxmi_vod_transcode/cpu_cap.h"
+#include "tools/qxmi_vod_transcode/progress.h"
+
+class encoder_watch : public run_observer {
+public:
+  // `line` and `output` must outlive this object. The cap counts the time of one program.
+  encoder_watch(progress_line& line, progress_output& output, cpu_cap cap)
+      : line_(line), output_(output), cap_(cap) {}
+
+  void on_line(std::string_view text) override;
+  bool on_tick(const child_process& child, bool suspended) override;
+  std::int64_t work_done() const override { return line_.done(); }
+
+private:
+  progress_line& line_;
+  progress_output& output_;
+  cpu_cap cap_;
+};

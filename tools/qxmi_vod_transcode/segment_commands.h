@@ -1,0 +1,55 @@
+// The engine's command lines that make segments and join them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/segment_plan.h"
+
+// One engine that makes all segments from these on, to the end of the source.
+struct segment_run {
+  std::int64_t picture = 0;  // its first picture segment; 0 for the whole, as in one piece
+  std::int64_t sound = 0;    // its first sound segment
+  // How many seconds before its first segments it begins to read; at or beyond the beginning of the
+  // source it does not seek.
+  double warm_up = 0.0;
+
+  bool is_whole() const { return picture == 0; }
+  // The first frame that it makes.
+  std::int64_t first_frame(const segment_plan& plan) const {
+    return plan.first_frame(picture) - plan.lead_frames(picture);
+  }
+  // Whether it jumps into the middle of the source to reach its first sound.
+  bool seeks_sound(const segment_plan& plan) const;
+};
+
+// The names of what a run leaves in its folder besides its segments: sums of the pictures around
+// each beginning of a segment (framemd5), and the first packet of sound that was found (framecrc).
+constexpr const char* run_marks = "marks";
+constexpr const char* run_landing = "landing";
+
+// How many pictures at the beginning of a segment have sums.
+constexpr std::int64_t marked_frames = 3;
+
+// "v000012.mp4" and "s000012.adts".
+std::string picture_segment_name(std::int64_t segment);
+std::string sound_segment_name(std::int64_t segment);
+
+// Makes the segments of `run` in the folder at `folder_url`, which ends with a slash. A run
+// that is not whole makes a short segment of pictures before its first one, to be thrown away, and
+// one of sound, too, unless it makes the first one of that. It counts the time of pictures from
+// that segment on.
+argument_list run_command(const source_media& media, const encode_settings& settings,
+                          const segment_plan& plan, const segment_run& run,
+                          const std::string& input_url, const std::string& folder_url);
+
+// The list of the first `count` picture segments, which all lie in the list's folder.
+std::string join_list(const segment_plan& plan, std::int64_t count);
+
+// Joins the segments of the list, and the sound at `sound_url` unless that is empty.
+argument_list join_command(const std::string& list_url, const std::string& sound_url,
+                           const std::string& output_url);
+
+// Decodes `seconds` of a result from `begin` on; fails at the first error.
+argument_list decode_command(const std::string& url, double begin, double seconds);

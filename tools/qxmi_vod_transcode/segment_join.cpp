@@ -1,0 +1,124 @@
+#include "tools/qxmi_vod_transcode/segment_join.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include <fcntl.h>
+#include <sys/sendfile.h>
+#include <sys/stat.h>
+
+#include "platform/file_bytes.h"
+#include "platform/unique_fd.h"
+#include "tools/media/engine.h"
+#include "tools/media/source_file.h"
+#include "tools/media/tool_signals.h"
+#include "tools/qxmi_vod_transcode/encoder_watch.h"
+#include "tools/qxmi_vod_transcode/segment_commands.h"
+
+namespace {
+
+constexpr const char* list_name = "list";
+constexpr const char* sound_name = "sound.adts";
+constexpr std::size_t copied_at_once = 1U << 24;
+
+constexpr double decoded_seconds = 2.0;
+constexpr double microsecond = 1e-6;
+
+unique_fd create_in(int folder, const char* name) {
+  unlinkat(folder, name, 0);
+  return unique_fd(openat(folder, name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                          S_IRUSR | S_IWUSR));
+}
+
+bool write_list(int folder, const std::string& text) {
+  const unique_fd file = create_in(folder, list_name);
+  return file.valid() && write_all(file.get(), text);
+}
+
+// Appends all of `source`; stops early, with ECANCELED, if the tool is asked to stop.
+bool append_file(int target, int source) {
+  ssize_t count = 0;
+  do {
+    read_tool_signals();
+    if (stop_signal() != 0) {
+      errno = ECANCELED;
+      return false;
+    }
+    count = sendfile(target, source, nullptr, copied_at_once);
+  } while (count > 0 || (count < 0 && errno == EINTR));
+  return count == 0;
+}
+
+// Sound of bare packets is joined by appending.
+bool write_sound(int folder, std::size_t segments) {
+  const unique_fd file = create_in(folder, sound_name);
+  for (std::size_t segment = 0; file.valid() && segment < segments; ++segment) {
+    const std::string name = sound_segment_name(static_cast<std::int64_t>(segment));
+    const unique_fd source(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!source.valid() || !append_file(file.get(), source.get())) { return false; }
+  }
+  return file.valid();
+}
+
+bool run_join(const encode_task& task, int folder, bool sound, encode_failure& failure) {
+  const std::string url = "file:/proc/self/fd/" + std::to_string(folder) + "/";
+  program_request request;
+  request.argv = join_command(url + list_name, sound ? url + sound_name : "", task.output.url());
+  request.confined_to.emplace().readable = {folder};
+  request.confined_to->writable = task.output.fd();
+  request.confined_to->largest_file = largest_output(task.media, task.settings);
+  supervise(request, task);
+  encoder_watch watch(task.line, task.progress, task.cap);
+  const program_result result = run_program(request, watch);
+  if (!result.success()) { failure = {true, engine_cause(result, task.output.url())}; }
+  return result.success();
+}
+
+bool decodes(const encode_task& task, const source_file& result, double begin,
+             encode_failure& failure) {
+  program_request request =
+      confined_request(decode_command(result.url(), std::max(0.0, begin), decoded_seconds), result);
+  supervise(request, task);
+  encoder_watch watch(task.line, task.progress, task.cap);
+  const program_result end = run_program(request, watch);
+  if (end.success() && end.errors.empty()) { return true; }
+  char place[48];
+  std::snprintf(place, sizeof place, "%.2f s", begin);
+  failure = {false, std::string("cannot be transcoded: the result does not decode at ") + place};
+  return false;
+}
+
+bool ends_and_seams_decode(const encode_task& task, const segment_plan& plan,
+                           const segment_store& store, encode_failure& failure) {
+  source_file result;
+  if (!result.open(task.output.temporary_path(), failure.cause)) { return false; }
+  const double length = static_cast<double>(store.frames()) / plan.rate.value();
+  if (!decodes(task, result, 0.0, failure) ||
+      !decodes(task, result, length - decoded_seconds, failure)) {
+    return false;
+  }
+  const std::vector<std::int64_t> seams = store.seams();
+  return std::all_of(seams.begin(), seams.end(), [&](std::int64_t segment) {
+    const double seam = static_cast<double>(plan.picture_time_us(segment)) * microsecond;
+    return decodes(task, result, seam - decoded_seconds / 2, failure);
+  });
+}
+
+}  // namespace
+
+bool join_segments(const encode_task& task, const segment_plan& plan, const segment_store& store,
+                   int folder, encode_failure& failure) {
+  const auto pictures = static_cast<std::int64_t>(store.pictures().size());
+  const std::size_t sounds = store.sounds().size();
+  if (!write_list(folder, join_list(plan, pictures)) ||
+      (sounds > 0 && !write_sound(folder, sounds))) {
+    failure = {true, std::strerror(errno)};
+    return false;
+  }
+  const bool joined = run_join(task, folder, sounds > 0, failure);
+  unlinkat(folder, sound_name, 0);
+  unlinkat(folder, list_name, 0);
+  return joined && ends_and_seams_decode(task, plan, store, failure);
+}

@@ -1,0 +1,86 @@
+#include "tools/qxmi_vod_transcode/segment_key.h"
+
+#include <algorithm>
+
+#include <glob.h>
+#include <unistd.h>
+
+#include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/segment_commands.h"
+
+namespace {
+
+constexpr off_t part_size = 65536;
+
+// The engine and the libraries that make its packets and pictures.
+constexpr const char* engine_files[] = {ffmpeg_path,
+                                        "/usr/lib/*/libx264.so.*",
+                                        "/usr/lib/*/libavcodec.so.*",
+                                        "/usr/lib/*/libavfilter.so.*",
+                                        "/usr/lib/*/libavformat.so.*",
+                                        "/usr/local/lib/libx264.so.*",
+                                        "/usr/local/lib/libavcodec.so.*"};
+
+std::string line(const std::string& name, const std::string& value) {
+  return name + "=" + value + "\n";
+}
+
+std::string state_of(const struct stat& status) {
+  return std::to_string(status.st_size) + " " + std::to_string(status.st_mtim.tv_sec) + "." +
+         std::to_string(status.st_mtim.tv_nsec);
+}
+
+// Of the beginning, the middle and the end.
+std::uint64_t sum_of_parts(const source_file& source) {
+  content_sum sum;
+  std::string bytes(part_size, '\0');
+  const off_t last = std::max<off_t>(0, source.size() - part_size);
+  for (const off_t at : {off_t{0}, last / 2, last}) {
+    const ssize_t count = pread(source.fd(), bytes.data(), bytes.size(), at);
+    if (count > 0) { sum.add(std::string_view(bytes).substr(0, static_cast<std::size_t>(count))); }
+  }
+  return sum.value();
+}
+
+std::string installed_engine() {
+  std::string text;
+  for (const char* pattern : engine_files) {
+    glob_t found = {};
+    if (glob(pattern, 0, nullptr, &found) == 0) {
+      for (std::size_t i = 0; i < found.gl_pathc; ++i) {
+        struct stat status = {};
+        if (stat(found.gl_pathv[i], &status) != 0) { continue; }
+        text += line("engine", std::string(found.gl_pathv[i]) + " " + state_of(status));
+      }
+    }
+    globfree(&found);
+  }
+  return text;
+}
+
+// Every setting is in the command lines.
+std::uint64_t sum_of_commands(const source_media& media, encode_settings settings,
+                              const segment_plan& plan) {
+  settings.threads = 1;
+  settings.time_limit = 1.0;
+  content_sum sum;
+  segment_run middle;
+  middle.picture = middle.sound = 1;
+  for (const segment_run& run : {segment_run(), middle}) {
+    for (const std::string& argument : run_command(media, settings, plan, run, "in", "out/")) {
+      sum.add(argument);
+      sum.add("\n");
+    }
+  }
+  return sum.value();
+}
+
+}  // namespace
+
+std::string segment_key(const source_file& source, const source_media& media,
+                        const encode_settings& settings, const segment_plan& plan) {
+  return line("source", state_of(source.status())) +
+         line("content", hexadecimal(sum_of_parts(source))) + installed_engine() +
+         line("commands", hexadecimal(sum_of_commands(media, settings, plan))) +
+         line("segment", std::to_string(plan.frames) + " " + std::to_string(plan.packets));
+}

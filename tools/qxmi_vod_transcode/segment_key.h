@@ -1,0 +1,14 @@
+// All on which the segments of a transcode depend: segments are joined only with such that have the
+// same key.
+#pragma once
+
+#include <string>
+
+#include "tools/media/source_file.h"
+#include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/segment_plan.h"
+
+// Lines "name=value": the source by its content, not by its name; the engine and its encoder as
+// they are installed; every setting. The number of threads does not count.
+std::string segment_key(const source_file& source, const source_media& media,
+                        const encode_settings& settings, const segment_plan& plan);

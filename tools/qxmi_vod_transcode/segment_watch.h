@@ -1,0 +1,71 @@
+// Watches an engine that makes segments, and takes each one as soon as it is finished.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "tools/media/process_runner.h"
+#include "tools/qxmi_vod_transcode/encoder_watch.h"
+#include "tools/qxmi_vod_transcode/run_marks.h"
+#include "tools/qxmi_vod_transcode/segment_commands.h"
+#include "tools/qxmi_vod_transcode/segment_store.h"
+
+class segment_watch : public run_observer {
+public:
+  // `folder` is the run's own. All must outlive this object.
+  segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
+                const segment_run& run, int folder);
+
+  void on_line(std::string_view text) override { encoder_.on_line(text); }
+  bool on_tick(const child_process& child, bool suspended) override;
+  bool gives_up() const override { return misses_ || !error_.empty(); }
+  std::int64_t work_done() const override;
+
+  // Takes the rest after the engine has ended well. False if the run misses its place or a segment
+  // cannot be kept.
+  bool finish();
+
+  // The run does not continue what is there: it began too late in the source, or with other
+  // pictures. A run that begins to read earlier may be better.
+  bool misses_its_place() const { return misses_; }
+
+  // Why a segment could not be kept; empty if there was no such failure.
+  const std::string& error() const { return error_; }
+
+private:
+  struct stream_state {
+    bool picture;
+    bool writing_back = false;  // of the segment that is to be taken next
+    std::chrono::steady_clock::time_point since;
+  };
+
+  void read_marks();
+  void check_place();
+  void check_picture();
+  void check_sound();
+  bool exists(const std::string& name) const;
+  std::string next_name(const stream_state& stream, std::int64_t ahead) const;
+  std::int64_t count(const stream_state& stream) const;
+  void take_finished(stream_state& stream);
+  bool keep(const stream_state& stream, bool is_last);
+  bool keep_rest(const stream_state& stream);
+  bool knows_its_place() const { return picture_in_place_ && sound_in_place_; }
+
+  encoder_watch& encoder_;
+  segment_store& store_;
+  const segment_plan& plan_;
+  const segment_run& run_;
+  int folder_;
+  std::string name_;  // of this run in the records
+  run_marks_reader marks_;
+  off_t marks_read_ = 0;
+  bool picture_in_place_;
+  bool sound_in_place_;
+  bool misses_ = false;
+  std::string error_;
+  std::int64_t processor_seconds_ = 0;
+  stream_state picture_{true, false, {}};
+  stream_state sound_{false, false, {}};
+};

@@ -1,0 +1,60 @@
+// Makes a long output in segments that survive an interruption: what an earlier run of the tool has
+// finished is taken over, the rest is made, and all of it joined.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "tools/qxmi_vod_transcode/encode_task.h"
+#include "tools/qxmi_vod_transcode/segment_commands.h"
+#include "tools/qxmi_vod_transcode/segment_plan.h"
+#include "tools/qxmi_vod_transcode/segment_store.h"
+#include "tools/qxmi_vod_transcode/verify.h"
+#include "tools/qxmi_vod_transcode/work_folder.h"
+
+class segmented_encode {
+public:
+  // Judges the joined result; false with the cause in `error`.
+  using judgement = std::function<bool(frame_counts counts, std::string& error)>;
+
+  // `task` must outlive this object. `output` is the path of the result.
+  segmented_encode(const encode_task& task, std::string output);
+
+  // Removes the segments unless the work may go on with them another time.
+  ~segmented_encode();
+  segmented_encode(const segmented_encode&) = delete;
+  segmented_encode& operator=(const segmented_encode&) = delete;
+
+  // Opens the folder beside the output and takes over what is in it; if that is anything, prints a
+  // line on standard error in the name of `tool`.
+  bool open(const std::string& tool, encode_failure& failure);
+
+  // Writes the whole output to the task's file. It consists of complete segments that continue each
+  // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
+  // made does not, all of it is made once more in one run.
+  bool make(const judgement& judge, encode_failure& failure);
+
+private:
+  enum class run_end { made, missed, failed };
+
+  void announce(const std::string& tool) const;
+  void begin_anew(const std::string& why);
+  bool clock_is_even() const;
+  void choose_beginning();
+  void read_earlier();
+  bool try_make(const judgement& judge, encode_failure& failure);
+  bool make_segments(encode_failure& failure);
+  bool make_missing(encode_failure& failure);
+  segment_run next_run() const;
+  run_end run_engine(const segment_run& run, encode_failure& failure);
+  bool join_and_judge(const judgement& judge, encode_failure& failure);
+
+  const encode_task& task_;
+  std::string output_;
+  segment_plan plan_;
+  work_folder folder_;
+  std::optional<segment_store> store_;
+  bool interrupted_ = false;
+};
