@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "exec/held_signal.h"
+#include "platform/limited_look.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/process_state.h"
@@ -117,4 +118,5 @@ void forget_child(QueueItem& item) {
   item.close_proc_stdin();
   item.close_proc_stdout();
   item.proc_argv.clear();
+  forget_late_look(item.input_file);  // the child may have changed the source
 }

@@ -11,3 +11,9 @@ inline void fail(QueueItem& item, const std::string& text) {
   item.cancel_with(text);
   item.fileops_write_status();
 }
+
+// The same for a step that could not be started. A step that only waits for its source has not
+// failed.
+inline void fail_start(QueueItem& item, const std::string& text) {
+  if (!item.source_silent) { fail(item, text); }
+}

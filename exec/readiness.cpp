@@ -1,4 +1,6 @@
 // Validates an item before every step, because files, folders and jobs come and go.
+#include "exec/readiness.h"
+
 #include <cerrno>
 #include <utility>
 
@@ -6,6 +8,7 @@
 #include <sys/stat.h>
 
 #include "exec/fail.h"
+#include "exec/source_view.h"
 #include "platform/forbidden_area.h"
 #include "platform/trusted_path.h"
 #include "queue/descriptor.h"
@@ -33,27 +36,24 @@ bool input_allowed(QueueItem& item) {
 
 // From the start of the transcode on, the source is one certain file: only that one is removed at
 // the end, whatever bears its name by then.
-void note_source(QueueItem& item, const struct stat& status) {
+void note_source(QueueItem& item, const file_identity& file) {
   if (item.sm.state <= TRANSCODE_READY || !item.judged_source.is_known()) {
-    item.judged_source = file_identity(status);
+    item.judged_source = file;
   }
 }
 
-// Checks the file by name in its folder without opening it: a FIFO or a file on a hung mount would
-// block the service.
+// If the source does not answer, it is neither accepted nor refused: the item's `source_silent` is
+// set.
 bool input_is_file_or_folder(QueueItem& item) {
-  if (item.input_dir_fd == -1 && !item.input_dir.empty()) {
-    item.input_dir_fd = open(item.input_dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  source_view source(item);
+  if (!source.look()) {
+    wait_for_source(item);
+    return false;
   }
-  const bool is_open = item.input_dir_fd != -1;
-  const unsigned area =
-      is_open ? cgi_velmar_forbidden_area_fd(item.input_dir_fd, source_folder_flags) : 0;
-  if (!is_accepted(item, folder_refusal(is_open, area))) { return false; }
-  struct stat status {};
-  const int result =
-      fstatat(item.input_dir_fd, item.input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
-  if (result == 0) { note_source(item, status); }
-  return is_accepted(item, file_refusal(result == 0 ? 0 : errno, status.st_mode));
+  file_identity file;
+  const std::string refusal = source.refusal(file);
+  if (file.is_known()) { note_source(item, file); }
+  return is_accepted(item, refusal);
 }
 
 // An output is only needed once the profile is known; if one is set, it is always checked.
@@ -100,7 +100,26 @@ bool ready_from_rest(QueueItem& item) {
 
 }  // namespace
 
+// Checks the file by name in its folder without opening it: a FIFO would block the service.
+std::string refusal_of_source(QueueItem& item, file_identity& file) {
+  if (item.input_dir_fd == -1 && !item.input_dir.empty()) {
+    item.input_dir_fd = open(item.input_dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  }
+  const bool is_open = item.input_dir_fd != -1;
+  const unsigned area =
+      is_open ? cgi_velmar_forbidden_area_fd(item.input_dir_fd, source_folder_flags) : 0;
+  std::string refusal = folder_refusal(is_open, area);
+  if (!refusal.empty()) { return refusal; }
+  struct stat status {};
+  const int result =
+      fstatat(item.input_dir_fd, item.input_name.c_str(), &status, AT_SYMLINK_NOFOLLOW);
+  const int error = result == 0 ? 0 : errno;
+  if (error == 0) { file = file_identity(status); }
+  return file_refusal(error, status.st_mode);
+}
+
 int QueueItem::validate_ready() {
+  source_silent = false;
   const bool input_good = input_allowed(*this) && input_is_file_or_folder(*this);
   // The folder is opened again each time: it may have been replaced, and a descriptor kept open
   // would prevent its file system from being unmounted.
@@ -114,15 +133,15 @@ int QueueItem::validate_ready() {
 
 bool QueueItem::ready() {
   if (sm.state == TRANSCODE_READY) { return true; }
-  if ((sm.state != TRANSCODE_INIT && sm.state != TRANSCODE_CANCELLED) || validate_ready() == 0) {
-    return false;
-  }
+  if (sm.state != TRANSCODE_INIT && sm.state != TRANSCODE_CANCELLED) { return false; }
+  // A source that does not answer is validated as soon as it does.
+  if (validate_ready() == 0 && !(source_silent && init_fileops_job())) { return false; }
   return ready_from_rest(*this);
 }
 
 bool QueueItem::do_user_ready() {
   if (!ready()) { return false; }
-  state_message = text_ready;
+  if (!source_silent) { state_message = text_ready; }
   fileops_write_status();
   return true;
 }

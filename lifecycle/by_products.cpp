@@ -1,5 +1,6 @@
 // Files that accompany an output: thumbnail, metadata, the source's metadata, the ready marker.
 #include "exec/child_process.h"
+#include "exec/source_view.h"
 #include "platform/metadata_v4.h"
 #include "platform/rewrite_file.h"
 #include "queue/process_state.h"
@@ -43,8 +44,12 @@ bool write_copy(const QueueItem::metadata& source, const char* output_file) {
 
 bool QueueItem::vod_copy_from_source() {
   if (input_file.empty()) { return false; }
-  const bool copied =
-      input_meta.load(input_file.c_str()) && write_copy(input_meta, output_file.c_str());
+  source_view source(*this);
+  if (!source.look()) {
+    wait_for_source(*this);
+    return false;
+  }
+  const bool copied = source.load_metadata() && write_copy(input_meta, output_file.c_str());
   input_meta.close();
   return copied;
 }

@@ -3,9 +3,19 @@
 #include "exec/item_control.h"
 #include "exec/stuck_child.h"
 #include "lifecycle/phases.h"
+#include "platform/clock.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "remote/lifecycle_remote.h"
+
+namespace {
+
+// Between two looks at a source that does not answer, the job costs nothing.
+bool waits_for_source(const QueueItem& item) {
+  return item.source_silent && !item.is_running() && monotonic_clock_us() < item.next_source_look;
+}
+
+}  // namespace
 
 bool QueueItem::idle_process() {
   const pump_result pumped = pump_child(*this);
@@ -20,7 +30,7 @@ bool QueueItem::idle_process() {
 
 bool QueueItem::idle() {
   const bool active = idle_process();
-  if (DIE != 0) { return active; }
+  if (DIE != 0 || waits_for_source(*this)) { return active; }
   switch (sm.state) {
   case TRANSCODE_READY:
     return idle_ready(*this) || active;

@@ -1,5 +1,6 @@
 // The "cleanup" phase of a job: removes the source and its metadata if the job says so.
 #include "exec/fail.h"
+#include "exec/source_view.h"
 #include "lifecycle/clear_job.h"
 #include "lifecycle/phases.h"
 #include "queue/process_state.h"
@@ -9,13 +10,18 @@ namespace {
 
 void start_removal(QueueItem& item, const char* text, bool (QueueItem::*starter)(),
                    cleanup_states otherwise) {
-  if (!item.delete_on_finish || item.input_file_not_exist()) {
+  source_view source(item);
+  if (item.delete_on_finish && !source.look()) {
+    wait_for_source(item);
+    return;
+  }
+  if (!item.delete_on_finish || source.is_missing()) {
     item.sm.cleanup.set_state(otherwise);
     item.fileops_write_status();
     return;
   }
   item.state_message = text;
-  if (!(item.*starter)()) { fail(item, "unable to initiate removal"); }
+  if (!(item.*starter)()) { fail_start(item, "unable to initiate removal"); }
 }
 
 void finish_cleanup(QueueItem& item) {

@@ -44,6 +44,22 @@ bool fail_ready(QueueItem& item, const char* text) {
   return true;
 }
 
+// A job that became ready while its source did not answer is validated when it does, and so is one
+// whose source has fallen silent since. True if the next step may be taken.
+bool has_source(QueueItem& item) {
+  if (!item.source_silent) { return true; }
+  if (item.validate_ready() == 0) {
+    if (!item.source_silent) { fail_ready(item, std::string(item.state_message).c_str()); }
+    return false;
+  }
+  if (item.state_message == text_source_silent) {
+    item.state_message = text_ready;
+    item.fileops_write_status();
+  }
+  trigger_transcode_queue_scan();
+  return true;
+}
+
 bool start_check_meta(QueueItem& item) {
   if (must_wait(item_metadata_ident_in_action, &item) ||
       monotonic_clock_us() < item.next_identification) {
@@ -67,7 +83,7 @@ void wait_for_start(QueueItem& item) {
     fail_ready(item, "no profiles listed");
   } else if (item.transcode_profile.empty()) {
     fail_ready(item, "no profile chosen, ready to transcode state");
-  } else if (item.output_file.empty() && !finds_output(item)) {
+  } else if (item.output_file.empty() && !finds_output(item) && !item.source_silent) {
     fail_ready(item, std::string(item.state_message).c_str());
   }
 }
@@ -80,6 +96,7 @@ bool idle_ready(QueueItem& item) {
     if (is_overrun(item)) { fail(item, text_listing_too_long); }
     return false;
   }
+  if (!has_source(item)) { return false; }
   switch (item.sm.ready.state) {
   case READY_INIT:
     item.identifications = 0;

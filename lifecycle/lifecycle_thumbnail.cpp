@@ -10,20 +10,22 @@ void start_thumbnail(QueueItem& item) {
   item.state_message = "Generating thumbnail";
   if (!item.proc_start_gen_thumbnail() &&
       DIE == 0) {  // a step refused because of a shutdown has not failed
-    fail(item, "unable to generate thumbanil");
+    fail_start(item, "unable to generate thumbanil");
   }
   item.fileops_write_status();
 }
 
 void start_vod_metadata(QueueItem& item) {
   item.state_message = "Generating metadata for VOD";
-  if (!item.proc_start_metagen_thumbnail()) { item.cancel_with("unable to generate metadata"); }
+  if (!item.proc_start_metagen_thumbnail() && !item.source_silent) {
+    item.cancel_with("unable to generate metadata");
+  }
   item.fileops_write_status();
 }
 
 void finish_vod(QueueItem& item) {
   if (!item.vod_copy_from_source() || !item.mark_vod_ready()) {
-    fail(item, "Failed to mark VOD as done");
+    fail_start(item, "Failed to mark VOD as done");
     return;
   }
   item.input_meta.close();

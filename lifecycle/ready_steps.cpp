@@ -5,6 +5,7 @@
 
 #include "exec/child_process.h"
 #include "exec/fail.h"
+#include "exec/source_view.h"
 #include "platform/clock.h"
 #include "platform/metadata_v4.h"
 #include "platform/transcode_settings.h"
@@ -36,9 +37,12 @@ std::uint64_t pause_after(unsigned identifications) {
 
 bool QueueItem::ready_start_check_meta() {
   if (sm.state != TRANSCODE_READY || is_running() || DIE != 0) { return false; }
-  if (!input_file.empty() && !input_meta.load(input_file.c_str()) && errno != ENOENT) {
-    return false;
+  source_view source(*this);
+  if (!source.look()) {
+    wait_for_source(*this);
+    return true;
   }
+  if (!input_file.empty() && !source.load_metadata() && errno != ENOENT) { return false; }
   std::string const file_type = read_entry(input_meta, entry_file_type);
   std::string const refusal = metadata_refusal(file_type, read_entry(input_meta, entry_offline));
   input_meta.close();
@@ -78,6 +82,10 @@ bool QueueItem::ready_start_query_profiles() {
     return true;
   }
   if (DIE != 0) { return false; }
+  if (!source_view(*this).look()) {  // the transcoder would hold the slot for listings
+    wait_for_source(*this);
+    return true;
+  }
   fprintf(stderr, "Item '%s' (%s) asking transcoder for valid profiles.\n", input_file.c_str(),
           entry_id.c_str());
   proc_argv = listing_command(input_file, transcode_settings.max_profile);

@@ -15,6 +15,7 @@
 
 #include "exec/child_process.h"
 #include "exec/forked_child.h"
+#include "exec/source_view.h"
 #include "platform/directory_tree.h"
 #include "platform/metadata_v4.h"
 #include "platform/trusted_path.h"
@@ -89,10 +90,14 @@ void remove_unless_tool_can(const QueueItem& item) {
 bool QueueItem::proc_start_unlink_input_file_metadata() {
   if (!removal_may_start(*this, CLEANUP_UNLINK_FILE)) { return false; }
   char tmp[4096];
-  struct stat status {};
+  source_view source(*this);
+  if (!source.look()) {
+    wait_for_source(*this);
+    return false;
+  }
   if (metadata_v4_file_to_metadir(input_file.c_str(), tmp, sizeof(tmp)) >= 0) {
     assert(tmp[0] == '/');
-    if (lstat(tmp, &status) == 0 && S_ISDIR(status.st_mode)) {
+    if (source.has_metadata_folder(tmp)) {
       proc_argv = removal_command(tmp);
       return spawn_after(*this, remove_unless_tool_can);
     }

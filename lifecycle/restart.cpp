@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "exec/fail.h"
+#include "exec/source_view.h"
 #include "queue/item_document.h"
 #include "queue/queue_file.h"
 #include "queue/queue_item.h"
@@ -49,12 +50,13 @@ const char* check_restored(QueueItem& item) {
   }
   const char* const reason = restore_job(item);
   if (reason != nullptr || item.sm.state == TRANSCODE_DONE) { return reason; }
-  struct stat status {};
-  if (lstat(item.input_file.c_str(), &status) != 0) {
+  source_view source(item);
+  if (!source.look()) { return nullptr; }  // its next step waits for it
+  if (source.file_error() != 0) {
     item.state_message = "Rejected: File has disappeared";
     item.sm.set_state(TRANSCODE_CANCELLED);
     item.input_file.clear();
-  } else if (item.validate_ready() == 0) {
+  } else if (item.validate_ready() == 0 && !item.source_silent) {
     item.cancel();
   }
   return nullptr;
@@ -73,7 +75,7 @@ bool put_back_in_line(QueueItem& item) {
   } else {
     item.state_message = "Transcoding will restart, waiting for turn";
   }
-  if (item.validate_ready() == 0 || !item.ready()) {
+  if ((item.validate_ready() == 0 && !item.source_silent) || !item.ready()) {
     fail(item, "Unable to resume transcode");
     return false;
   }

@@ -41,7 +41,7 @@ bool is_at_rest(const QueueItem* item) {
     return true;
   case TRANSCODE_READY:
     return item->sm.ready.state == READY_READY_TO_TRANSCODE && !item->quoted_profile.empty() &&
-           !item->transcode_profile.empty() && !item->output_file.empty();
+           !item->transcode_profile.empty() && !item->output_file.empty() && !item->source_silent;
   default:
     return false;
   }
@@ -72,7 +72,7 @@ bool is_start_candidate(const QueueItem& item) {
          !item.output_file.empty() && !item.input_file.empty() &&
          (item_active_transcode_in_action == nullptr || item_active_transcode_in_action == &item) &&
          item.sm.ready.state == READY_READY_TO_TRANSCODE && item.approved && !item.paused &&
-         !item.is_running();
+         !item.is_running() && !item.source_silent;
 }
 
 bool is_to_be_removed(const QueueItem& item) {
@@ -148,10 +148,13 @@ void resume_transcode(QueueItem* item) {
 
 void start_transcode(QueueItem* item) {
   assert(item != __null);  // NOLINT(modernize-use-nullptr): operators know this text from the logs
-  if (!uptime_wait && !item->do_queue_start_transcode()) {
-    item->cancel();
-    item->fileops_write_status();
+  if (uptime_wait || item->do_queue_start_transcode()) { return; }
+  if (item->source_silent) {
+    trigger_transcode_queue_scan();  // the next one's turn
+    return;
   }
+  item->cancel();
+  item->fileops_write_status();
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "platform/metadata_entries.h"
 
@@ -87,5 +88,17 @@ int metadata_v4_metadata_context_write_entry(metadata_v4_metadata_context* entri
                                              const char* name, const char* value) {
   if (*name == '\0' || strpbrk(name, "=\r\n") != nullptr) { return fail(EINVAL); }
   entries->set(name, value);
+  return 0;
+}
+
+std::string metadata_v4_metadata_context_to_text(const metadata_v4_metadata_context* entries) {
+  return entries->text();
+}
+
+int metadata_v4_metadata_context_from_text(metadata_v4_metadata_context* entries,
+                                           const std::string& text) {
+  metadata_v4_metadata_context read;
+  if (!read.parse(text)) { return fail(EINVAL); }
+  *entries = std::move(read);
   return 0;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 // Identifies the media file that the metadata belongs to.
 struct metadata_v4_context;
@@ -52,6 +53,12 @@ int metadata_v4_metadata_context_write_entry(metadata_v4_metadata_context* entri
 // component, ENAMETOOLONG for a final component of more than 245 bytes, ERANGE for a buffer that is
 // too small.
 int metadata_v4_file_to_metadir(const char* path, char* buffer, std::size_t size);
+
+// The entries in the text form of a metadata file, for handing them to another process.
+std::string metadata_v4_metadata_context_to_text(const metadata_v4_metadata_context* entries);
+// Replaces the entries by those in such a text. On failure they stay as they are.
+int metadata_v4_metadata_context_from_text(metadata_v4_metadata_context* entries,
+                                           const std::string& text);
 
 // Whether any component of the path is the name of a metadata directory.
 bool metadata_v4_context_is_metadata_name(const char* path);

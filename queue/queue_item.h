@@ -183,6 +183,10 @@ public:
   std::int32_t proc_ending_signal = 0;
   std::uint64_t proc_ending_time = 0;
   file_identity judged_source;  // the file that is transcoded; this run only
+  // The file system of the source did not answer when a step looked at it: the step waits, and
+  // looks again at that time. This run only.
+  bool source_silent = false;
+  std::uint64_t next_source_look = 0;
 
   // ---- Record (queue/queue_item.cpp)
 

@@ -55,7 +55,7 @@ void start_upload(QueueItem& item) {
     return;
   }
   if (!item.proc_start_remote_transcode_upload()) {
-    fail(item, "Unable to begin remote transcode upload");
+    fail_start(item, "Unable to begin remote transcode upload");
     return;
   }
   // If the server already has the source, nothing was started, and nothing would free the slot.
@@ -64,7 +64,7 @@ void start_upload(QueueItem& item) {
 
 void start_add(QueueItem& item) {
   if (!item.paused && !item.proc_start_remote_transcode_add()) {
-    fail(item, "Unable to add to remote");
+    fail_start(item, "Unable to add to remote");
   }
 }
 
@@ -74,7 +74,7 @@ void start_download(QueueItem& item) {
     return;
   }
   if (!item.proc_start_remote_transcode_download()) {
-    fail(item, "Unable to download remote finished transcode");
+    fail_start(item, "Unable to download remote finished transcode");
     return;
   }
   item_active_download_in_action = &item;

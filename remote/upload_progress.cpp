@@ -6,14 +6,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <string>
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include "exec/source_view.h"
 #include "platform/text.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
@@ -26,10 +25,6 @@ constexpr std::size_t proc_read_limit = 16383;
 // Progress is counted in whole mebibytes; a source of at most one mebibyte shows none.
 constexpr std::uint64_t smallest_total = 1048577;
 constexpr unsigned mebibyte_shift = 20;
-
-struct free_deleter {
-  void operator()(char* text) const { free(text); }
-};
 
 bool is_number_name(const char* name) {
   return *name >= '0' && *name <= '9';
@@ -113,14 +108,13 @@ bool find_read_position(std::string_view text, std::uint64_t& position) {
 }
 
 void QueueItem::remote_transcode_upload_procfs_read_progress() {
-  struct stat status {};
-  if (!is_running() || lstat(input_file.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  source_view source(*this);
+  std::uint64_t total = 0;
+  std::string path;
+  if (!is_running() || !source.look() || !source.is_regular_file(total, path) || path.empty()) {
     return;
   }
-  const std::unique_ptr<char, free_deleter> source(realpath(input_file.c_str(), nullptr));
-  if (!source || *source == '\0') { return; }
-  const best_position best = find_best_position(source.get());
-  const auto total = static_cast<std::uint64_t>(status.st_size);
+  const best_position best = find_best_position(path);
   if (!best.found || total < smallest_total) { return; }
   progress = static_cast<std::int32_t>((best.bytes >> mebibyte_shift) * progress_complete /
                                        (total >> mebibyte_shift));

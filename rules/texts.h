@@ -7,6 +7,7 @@
 constexpr char text_ready[] = "Ready";
 constexpr char text_transcoding[] = "Transcoding file...";
 constexpr char text_resuming[] = "Resuming transcode...";
+constexpr char text_source_silent[] = "Waiting for the file system of the source";
 constexpr char text_restart_on_resume[] = "Transcoding will restart when user resumes this job";
 
 // ---- Ended by its user: a cancelled job with any other text has failed

@@ -8,6 +8,7 @@
 #include "lifecycle/scheduler.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "platform/limited_look.h"
 #include "platform/standard_error.h"
 #include "queue/process_state.h"
 #include "queue/queue_file.h"
@@ -49,6 +50,7 @@ void run_main_loop() {
   while (DIE == 0) {
     if (handle_server_socket() < 0) { return; }
     if (!idle_transcode_queue()) { wait_for_client(); }
+    collect_late_looks();
     idle_uptime();
     idle_background_write();
     flush_standard_error();

@@ -1,0 +1,13 @@
+// The part of the validation that looks at an item's source.
+#pragma once
+
+#include <string>
+
+#include "platform/file_identity.h"
+
+class QueueItem;
+
+// The text with which the source's folder, or the file in it, is refused; "" if both are accepted.
+// Stores which file it is, if there is one.
+// Blocks as long as the file system of the source does.
+std::string refusal_of_source(QueueItem& item, file_identity& file);

@@ -1,0 +1,206 @@
+#include "platform/limited_look.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/clock.h"
+#include "platform/file_bytes.h"
+#include "platform/poll_until.h"
+#include "platform/unique_fd.h"
+
+namespace {
+
+constexpr std::uint64_t second_us = 1000000;
+constexpr std::uint64_t longest_wait_us = 50000;
+constexpr std::uint64_t report_after_us = second_us;
+constexpr std::uint64_t answer_life_us = second_us;
+constexpr std::size_t longest_answer = std::size_t{4} << 20;
+
+// Marks a complete answer: the helper can be killed while it writes.
+constexpr char end_mark = '\n';
+
+// A running helper.
+struct helper {
+  pid_t pid = -1;
+  unique_fd answer;
+  std::string text;  // what has been read of the answer
+  std::string question;
+  std::string mount_path;
+  std::uint64_t start_us = 0;
+  bool is_reported = false;
+};
+
+struct late_answer {
+  std::string text;
+  std::uint64_t time_us = 0;
+};
+
+using mount_key = std::pair<int, std::string>;
+
+std::map<mount_key, helper>& helpers() {
+  static std::map<mount_key, helper> all;
+  return all;
+}
+
+std::map<std::string, late_answer>& late_answers() {
+  static std::map<std::string, late_answer> all;
+  return all;
+}
+
+// How long the caller may wait now. Many answers that all take a while must not add up.
+class waiting_allowance {
+public:
+  std::uint64_t left(std::uint64_t now) {
+    left_us_ = std::min(left_us_ + (now - time_us_) / 2, longest_wait_us);
+    time_us_ = now;
+    return left_us_;
+  }
+  void use(std::uint64_t duration_us) { left_us_ -= std::min(left_us_, duration_us); }
+
+private:
+  std::uint64_t left_us_ = longest_wait_us;
+  std::uint64_t time_us_ = 0;
+};
+
+// A helper that hangs must not hold clients' connections or the instance lock, nor survive the
+// service for longer than the file system makes it.
+[[noreturn]] void answer_and_exit(pid_t service, int fd, const look_function& look) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  for (const int signal_number : {SIGINT, SIGTERM, SIGQUIT}) {
+    signal(signal_number, SIG_DFL);
+  }
+  if (getppid() != service) { _exit(1); }
+  if (fd > STDERR_FILENO + 1) { close_range(STDERR_FILENO + 1, static_cast<unsigned>(fd) - 1, 0); }
+  close_range(static_cast<unsigned>(fd) + 1, ~0U, 0);
+  const std::string text = look() + end_mark;
+  _exit(write_all(fd, text) ? 0 : 1);
+}
+
+bool start_helper(helper& started, const look_function& look) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) { return false; }
+  started.answer.reset(ends[0]);
+  const unique_fd write_end(ends[1]);
+  fcntl(started.answer.get(), F_SETFL, O_NONBLOCK);
+  const pid_t service = getpid();
+  started.pid = fork();
+  if (started.pid == 0) { answer_and_exit(service, write_end.get(), look); }
+  return started.pid > 0;
+}
+
+// True once the helper has written everything, or has ended.
+bool read_answer(helper& running) {
+  const bool is_at_end = read_all(running.answer.get(), longest_answer, running.text);
+  return is_at_end || errno != EAGAIN;
+}
+
+// True if the answer came in time.
+bool wait_for_answer(helper& running) {
+  static waiting_allowance allowance;
+  const std::uint64_t begin = monotonic_clock_us();
+  const std::uint64_t deadline = begin + allowance.left(begin);
+  pollfd readable{running.answer.get(), POLLIN, 0};
+  bool is_answered = read_answer(running);
+  while (!is_answered && poll_until(&readable, 1, deadline) > 0) {
+    is_answered = read_answer(running);
+  }
+  allowance.use(monotonic_clock_us() - begin);
+  return is_answered;
+}
+
+// Processes that have answered and are about to end. Not waited for: even the end of a process can
+// take long on such a file system.
+std::vector<pid_t>& ending() {
+  static std::vector<pid_t> all;
+  return all;
+}
+
+void reap_ending() {
+  const auto is_reaped = [](pid_t pid) { return waitpid(pid, nullptr, WNOHANG) != 0; };
+  ending().erase(std::remove_if(ending().begin(), ending().end(), is_reaped), ending().end());
+}
+
+std::optional<std::string> complete_answer(helper& ended) {
+  if (ended.text.size() < 2 || ended.text.back() != end_mark) { return std::nullopt; }
+  ended.text.pop_back();
+  return std::move(ended.text);
+}
+
+void report_silence(helper& running) {
+  if (running.is_reported || monotonic_clock_us() - running.start_us < report_after_us) { return; }
+  running.is_reported = true;
+  fprintf(stderr, "Mount '%s' does not answer, jobs with sources on it wait\n",
+          running.mount_path.c_str());
+}
+
+void keep_late_answer(helper& ended) {
+  if (ended.is_reported) {
+    fprintf(stderr, "Mount '%s' answers again\n", ended.mount_path.c_str());
+  }
+  if (auto text = complete_answer(ended)) {
+    late_answers()[ended.question] = {std::move(*text), monotonic_clock_us()};
+  }
+}
+
+void drop_old_answers() {
+  const std::uint64_t now = monotonic_clock_us();
+  for (auto i = late_answers().begin(); i != late_answers().end();) {
+    i = now - i->second.time_us > answer_life_us ? late_answers().erase(i) : std::next(i);
+  }
+}
+
+}  // namespace
+
+void collect_late_looks() {
+  for (auto i = helpers().begin(); i != helpers().end();) {
+    report_silence(i->second);
+    if (read_answer(i->second)) {
+      ending().push_back(i->second.pid);
+      keep_late_answer(i->second);
+      i = helpers().erase(i);
+    } else {
+      ++i;
+    }
+  }
+  reap_ending();
+  drop_old_answers();
+}
+
+std::optional<std::string> look_within_limit(const mount_point& mount, const std::string& question,
+                                             const look_function& look) {
+  collect_late_looks();
+  const auto late = late_answers().find(question);
+  if (late != late_answers().end()) { return late->second.text; }
+  const mount_key key(mount.id, mount.path);
+  if (helpers().count(key) != 0) { return std::nullopt; }
+  helper started;
+  started.question = question;
+  started.mount_path = mount.path;
+  started.start_us = monotonic_clock_us();
+  if (!start_helper(started, look)) {
+    fprintf(stderr, "Cannot look at mount '%s', %s\n", mount.path.c_str(), strerror(errno));
+    return std::nullopt;
+  }
+  if (wait_for_answer(started)) {
+    ending().push_back(started.pid);
+    return complete_answer(started);
+  }
+  helpers().emplace(key, std::move(started));
+  return std::nullopt;
+}
+
+void forget_late_look(const std::string& question) {
+  late_answers().erase(question);
+}

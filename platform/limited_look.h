@@ -1,0 +1,30 @@
+// Looks at file systems that may never answer, in a helper process and with a time limit.
+//
+// Each mount has one helper at a time. One that does not answer in time is left, because nothing
+// can end a process that waits for such a file system; until it ends by itself, every other
+// question about that mount is refused at once. A look waits for 50 ms at most, and all of them
+// together for half of the time.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "platform/mount_table.h"
+
+// Called in the helper, a forked copy of this process without its descriptors. The result must not
+// be empty.
+using look_function = std::function<std::string()>;
+
+// Calls `look` in a helper and returns its result, or nothing if the mount has not answered yet.
+// A result that comes late is kept for a second: repeat the call with the same `question` to get
+// it.
+std::optional<std::string> look_within_limit(const mount_point& mount, const std::string& question,
+                                             const look_function& look);
+
+// Collects helpers that have ended, and reports on standard error which mounts do not answer and
+// which do again. Call it regularly; it costs nothing if no helper is running.
+void collect_late_looks();
+
+// Forgets the late answer to a question, which has become wrong.
+void forget_late_look(const std::string& question);

@@ -1,0 +1,179 @@
+// Looks in a helper process: in time, late, never, and broken off.
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/clock.h"
+#include "platform/limited_look.h"
+#include "tests/platform/test_folder.h"
+#include "tests/support/wait_until.h"
+
+using qx_test::test_folder;
+using qx_test::wait_until;
+
+namespace {
+
+// Each test case runs in a process of its own, so all of them start without helpers.
+struct limited_look : testing::Test {
+  test_folder folder;
+  mount_point mount{7, 1, "/mnt/share", false};
+  std::string gate = folder.file("gate");
+
+  ~limited_look() override { open_gate(); }
+
+  // Answers once the gate is open.
+  look_function wait_at_gate(const std::string& answer) const {
+    return [gate = gate, answer] {
+      while (access(gate.c_str(), F_OK) != 0) {
+        usleep(1000);
+      }
+      return answer;
+    };
+  }
+  void open_gate() const { std::ofstream file(gate); }
+  // On a crowded machine an answer can be late.
+  std::optional<std::string> ask(const look_function& look) const {
+    std::optional<std::string> answer;
+    wait_until([&] {
+      answer = look_within_limit(mount, "question", look);
+      return answer.has_value();
+    });
+    return answer;
+  }
+  std::optional<std::string> ask_stuck(const std::string& question) const {
+    return look_within_limit(mount, question, wait_at_gate("late"));
+  }
+};
+
+std::string say(const char* text) {
+  return text;
+}
+
+}  // namespace
+
+TEST_F(limited_look, answers) {
+  EXPECT_EQ(ask([] { return say("yes"); }), "yes");
+}
+
+TEST_F(limited_look, long_answer_is_complete) {
+  const std::string text(1 << 20, 'x');
+  EXPECT_EQ(ask([&] { return text; }), text);
+}
+
+TEST_F(limited_look, every_call_looks_again) {
+  ask([] { return say("first"); });
+  EXPECT_TRUE(wait_until([&] { return ask([] { return say("second"); }) == "second"; }));
+}
+
+TEST_F(limited_look, helper_has_no_other_descriptor) {
+  const int fd = open("/dev/null", O_RDONLY);
+  EXPECT_EQ(ask([fd] { return say(fcntl(fd, F_GETFD) == -1 ? "closed" : "open"); }), "closed");
+  close(fd);
+}
+
+TEST_F(limited_look, silence_is_not_waited_for) {
+  const std::uint64_t begin = monotonic_clock_us();
+  EXPECT_EQ(ask_stuck("q"), std::nullopt);
+  EXPECT_LT(monotonic_clock_us() - begin, 1000000U);
+}
+
+TEST_F(limited_look, other_questions_about_a_silent_mount_start_no_helper) {
+  ask_stuck("q");
+  int calls = 0;
+  const std::uint64_t begin = monotonic_clock_us();
+  for (int i = 0; i < 100; ++i) {
+    if (look_within_limit(mount, "r", [] { return say("yes"); })) { ++calls; }
+  }
+  EXPECT_EQ(calls, 0);
+  EXPECT_LT(monotonic_clock_us() - begin, 1000000U);
+}
+
+TEST_F(limited_look, other_mounts_answer) {
+  ask_stuck("q");
+  const mount_point other{8, 1, "/mnt/other", false};
+  EXPECT_TRUE(wait_until([&] {  // the first may have used up the time of this second
+    return look_within_limit(other, "r", [] { return say("yes"); }) == "yes";
+  }));
+}
+
+TEST_F(limited_look, many_silent_mounts_share_the_time) {
+  const std::uint64_t begin = monotonic_clock_us();
+  for (int i = 0; i < 40; ++i) {
+    const mount_point other{100 + i, 1, "/mnt/other", false};
+    look_within_limit(other, "q", wait_at_gate("late"));
+  }
+  EXPECT_LT(monotonic_clock_us() - begin, 1000000U) << "40 times 50 ms are two seconds";
+}
+
+TEST_F(limited_look, late_answer_is_kept_for_its_question) {
+  ask_stuck("q");
+  open_gate();
+  std::optional<std::string> answer;
+  EXPECT_TRUE(wait_until([&] {
+    answer = look_within_limit(mount, "q", [] { return say("new"); });
+    return answer.has_value();
+  }));
+  EXPECT_EQ(answer, "late");
+}
+
+TEST_F(limited_look, late_answer_is_not_kept_for_long) {
+  ask_stuck("q");
+  open_gate();
+  EXPECT_TRUE(wait_until(
+      [&] { return look_within_limit(mount, "q", [] { return say("new"); }) == "new"; }));
+}
+
+TEST_F(limited_look, forgotten_answer_is_asked_for_again) {
+  ask_stuck("q");
+  open_gate();
+  ASSERT_TRUE(wait_until(
+      [&] { return look_within_limit(mount, "q", [] { return say("new"); }) == "late"; }));
+  forget_late_look("q");
+  EXPECT_TRUE(
+      wait_until([&] { return look_within_limit(mount, "q", [] { return say("new"); }) == "new"; },
+                 std::chrono::milliseconds(900)));
+}
+
+TEST_F(limited_look, answer_of_a_killed_helper_does_not_count) {
+  EXPECT_EQ(look_within_limit(mount, "q",
+                              [] {
+                                kill(getpid(), SIGKILL);
+                                return say("yes");
+                              }),
+            std::nullopt);
+  EXPECT_EQ(ask([] { return say("yes"); }), "yes");
+}
+
+TEST_F(limited_look, helpers_are_reaped) {
+  look_within_limit(mount, "q", [] { return say("yes"); });
+  ask_stuck("r");
+  open_gate();
+  EXPECT_TRUE(wait_until([] {
+    collect_late_looks();
+    siginfo_t ended{};
+    return waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) == -1 && errno == ECHILD;
+  }));
+}
+
+TEST_F(limited_look, silence_and_its_end_are_reported_once) {
+  testing::internal::CaptureStderr();
+  ask_stuck("q");
+  const std::uint64_t begin = monotonic_clock_us();
+  EXPECT_TRUE(wait_until([&] {
+    collect_late_looks();
+    return monotonic_clock_us() - begin > 1200000;
+  }));
+  open_gate();
+  EXPECT_TRUE(wait_until(
+      [&] { return look_within_limit(mount, "r", [] { return say("yes"); }) == "yes"; }));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "Mount '/mnt/share' does not answer, jobs with sources on it wait\n"
+            "Mount '/mnt/share' answers again\n");
+}
