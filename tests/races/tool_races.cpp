@@ -59,7 +59,7 @@ void write_by_url(const std::string& url) {
 
 // The start of an engine gives the attacker time.
 void wait_as_for_engine(const output_file& output) {
-  constexpr int most_looks = 100;
+  constexpr int most_looks = 2000;
   std::error_code ignored;
   for (int i = 0;
        i < most_looks && !fs::is_symlink(fs::symlink_status(output.temporary_path(), ignored));
