@@ -1,0 +1,22 @@
+// Jobs whose tools end at once, so that only the service and the starts of processes take time.
+#pragma once
+
+#include "tests/support/test_machine.h"
+
+namespace bench {
+
+class quick_jobs {
+public:
+  quick_jobs();
+
+  // Milliseconds per job of fifty jobs, from the first "add" until the last one is done.
+  double ms_per_job();
+
+private:
+  void remove_all() const;
+
+  qx_test::test_machine machine_;
+  int sources_ = 0;
+};
+
+}  // namespace bench

@@ -1,0 +1,159 @@
+#include "bench/real_media.h"
+
+#include <algorithm>
+#include <chrono>
+#include <iterator>
+#include <thread>
+
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include "bench/figure.h"
+#include "platform/cpu.h"
+#include "rules/tool_commands.h"
+#include "rules/transcoder_contract.h"
+#include "tests/support/wait_until.h"
+
+namespace bench {
+
+namespace {
+
+using words = std::vector<std::string>;
+
+constexpr char engine[] = "/usr/bin/ffmpeg";
+constexpr char film[] = "/mnt/media/film.mp4";
+constexpr char film_output[] = "/mnt/main/tv/vod/film.mp4";
+constexpr char profile[] = "360";
+constexpr int clips = 10;
+constexpr std::chrono::milliseconds poll_time{20};
+
+std::string clip(int number) {
+  return "/mnt/media/clip" + std::to_string(number) + ".mp4";
+}
+
+void make_film(const qx_test::private_root& root, const std::string& path, int seconds) {
+  const std::string length = std::to_string(seconds);
+  const auto result = root.run({engine, "-v", "error", "-f", "lavfi", "-i",
+                                "testsrc2=size=640x360:rate=25:duration=" + length, "-f", "lavfi",
+                                "-i", "sine=frequency=440:sample_rate=48000:duration=" + length,
+                                "-c:v", "libx264", "-preset", "ultrafast", "-c:a", "aac", path});
+  EXPECT_EQ(result.status, 0) << result.err;
+}
+
+words words_of_process(pid_t pid) {
+  const std::string text = qx_test::read_file("/proc/" + std::to_string(pid) + "/cmdline");
+  words found;
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(text.find('\0', begin), text.size());
+    found.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return found;
+}
+
+bool is_encoder(const words& arguments) {
+  return !arguments.empty() && arguments.front() == engine &&
+         std::find(arguments.begin(), arguments.end(), "libx264") != arguments.end();
+}
+
+std::string shell_line(const words& command) {
+  std::string line;
+  for (const std::string& word : command) {
+    line += "'" + word + "' ";
+  }
+  return line + ">/dev/null 2>&1 || exit 1\n";
+}
+
+}  // namespace
+
+real_media::real_media() {
+  machine_.root.run({"/bin/mkdir", "-p", "/mnt/main/tv/vod"});
+  make_film(machine_.root, film, 120);
+  for (int number = 1; number <= clips; ++number) {
+    make_film(machine_.root, clip(number), 30);
+  }
+}
+
+// The transcoder gives its engine open files, whose names mean nothing elsewhere.
+words real_media::engine_arguments(pid_t tool) const {
+  words found;
+  qx_test::wait_until([&] {
+    for (const pid_t pid : machine_.root.processes()) {
+      const words arguments = words_of_process(pid);
+      if (is_encoder(arguments)) { found = arguments; }
+    }
+    return !found.empty() || kill(tool, 0) != 0;
+  });
+  const auto input = std::find(found.begin(), found.end(), "-i");
+  EXPECT_NE(input, found.end()) << "the transcoder started no engine";
+  if (input == found.end()) { return found; }
+  *std::next(input) = film;
+  found.back() = film_output;
+  return found;
+}
+
+double real_media::tool_seconds() {
+  const double begin = wall_ns();
+  const pid_t tool =
+      machine_.root.spawn(transcode_command({profile, film, film_output, how_many_cpus()}));
+  engine_arguments_ = engine_arguments(tool);
+  int status = -1;
+  waitpid(tool, &status, 0);
+  EXPECT_EQ(status, 0);
+  return (wall_ns() - begin) / 1e9;
+}
+
+double real_media::hand_seconds() const {
+  const double begin = wall_ns();
+  EXPECT_EQ(machine_.root.run(engine_arguments_).status, 0);
+  return (wall_ns() - begin) / 1e9;
+}
+
+double real_media::share_of_engine() {
+  const double tool = tool_seconds();
+  return hand_seconds() / tool;
+}
+
+double real_media::service_seconds() {
+  if (!machine_.service.running()) { machine_.start(); }
+  words ids;
+  const double begin = wall_ns();
+  for (int number = 1; number <= clips; ++number) {
+    machine_.root.run({"/bin/rm", "-rf", "/mnt/media/.clip" + std::to_string(number) + ".mp4"});
+    ids.push_back(machine_.client.add_ready(clip(number)));
+  }
+  for (const std::string& id : ids) {
+    std::string state;
+    do {
+      std::this_thread::sleep_for(poll_time);
+      state = machine_.client.transcode_state(id);
+    } while (state != "done" && state != "cancelled");
+    EXPECT_EQ(state, "done") << machine_.client.state_text(id);
+  }
+  return (wall_ns() - begin) / 1e9;
+}
+
+double real_media::shell_seconds() const {
+  std::string script;
+  for (int number = 1; number <= clips; ++number) {
+    const std::string output = "/mnt/main/tv/vod/loop" + std::to_string(number) + ".mp4";
+    const std::string picture = output + ".jpg";
+    for (const words& command :
+         {identify_command(clip(number)), listing_command(clip(number), 0),
+          transcode_command({profile, clip(number), output, std::nullopt}),
+          thumbnail_command(profile, picture, clip(number)), identify_command(output)}) {
+      script += shell_line(command);
+    }
+  }
+  const double begin = wall_ns();
+  EXPECT_EQ(machine_.root.run({"/usr/bin/nice", "-n", "19", "/bin/sh", "-c", script}).status, 0);
+  return (wall_ns() - begin) / 1e9;
+}
+
+double real_media::share_of_shell_loop() {
+  const double service = service_seconds();
+  return service / shell_seconds();
+}
+
+}  // namespace bench
