@@ -68,6 +68,10 @@ tool_plan& tool_plan::fill(unsigned long count) {
   return step("fill", {std::to_string(count)});
 }
 
+tool_plan& tool_plan::flood(std::string_view bytes, unsigned long count) {
+  return step("flood", {bytes, std::to_string(count)});
+}
+
 tool_plan& tool_plan::write(std::string_view path, std::string_view content) {
   return step("write", {path, content});
 }

@@ -34,6 +34,8 @@ public:
   tool_plan& print(std::string_view bytes);        // to standard output, unchanged
   tool_plan& print_error(std::string_view bytes);  // to standard error
   tool_plan& fill(unsigned long count);            // this many 'x', no line feed
+  // The text again and again, until this many bytes are out or nobody reads any more.
+  tool_plan& flood(std::string_view bytes, unsigned long count);
   tool_plan& write(std::string_view path, std::string_view content);
   tool_plan& metadata(std::string_view lines);  // metadata file of the file "{--file}"
   tool_plan& remove_trees();                    // what rm does, below /mnt/ only

@@ -42,7 +42,9 @@ double percentile(std::vector<double> values, double share) {
 }
 
 void findings::add(const std::string& what) {
-  if (++count_ <= most_printed) { std::printf("%s: FOUND: %s\n", trial_.c_str(), what.c_str()); }
+  if (++count_ > most_printed) { return; }
+  std::printf("%s: FOUND: %s\n", trial_.c_str(), what.c_str());
+  std::fflush(stdout);
 }
 
 int findings::report() const {

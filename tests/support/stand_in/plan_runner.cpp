@@ -32,6 +32,10 @@ void note_signal(int number) {
   static_cast<void>(put);
 }
 
+void flood(const std::string& bytes, std::size_t count) {
+  for (std::size_t out = 0; out < count && write_all(STDOUT_FILENO, bytes); out += bytes.size()) {}
+}
+
 void die(int signal_number) {
   std::signal(signal_number, SIG_DFL);
   kill(getpid(), signal_number);
@@ -72,6 +76,7 @@ void plan_runner::step(const std::vector<std::string>& words) {
       {"print_error", [&] { write_all(STDERR_FILENO, text(1)); }},
       {"fill",
        [&] { write_all(STDOUT_FILENO, std::string(static_cast<std::size_t>(number(1)), 'x')); }},
+      {"flood", [&] { flood(text(1), static_cast<std::size_t>(number(2))); }},
       {"write", [&] { write_whole(expanded(text(1)), text(2)); }},
       {"metadata", [&] { write_metadata(text(1)); }},
       {"remove_trees", [&] { remove_trees(); }},
