@@ -30,7 +30,8 @@ struct run_result {
 struct spawn_options {
   std::string stdout_path = "/dev/null";  // host paths, appended to
   std::string stderr_path = "/dev/null";
-  long uptime_s = 100000;  // the uptime that sysinfo reports at the start
+  std::vector<std::string> environment;  // more entries "NAME=VALUE"
+  long uptime_s = 100000;                // the uptime that sysinfo reports at the start
 };
 
 // Owns a temporary folder and a process (the keeper, process 1 of the private root). However the

@@ -69,6 +69,7 @@ void redirect(const std::string& path, int flags, int target) {
   redirect(options.stderr_path, O_WRONLY | O_CREAT | O_APPEND, 2);
   std::vector<std::string> arguments = argv;
   std::vector<std::string> environment = environment_inside();
+  environment.insert(environment.end(), options.environment.begin(), options.environment.end());
   if (join_namespaces(keeper, options.uptime_s) != 0) { _exit(errno); }
   const pid_t pid = fork_sibling();
   if (pid == 0) { become(pointers_to(arguments).data(), pointers_to(environment).data()); }

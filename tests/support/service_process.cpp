@@ -62,6 +62,7 @@ void service_process::launch(const std::vector<std::string>& arguments) {
   stderr_path_ = root_.scratch("service-" + std::to_string(++run_) + ".stderr");
   options.stderr_path = stderr_path_;
   options.uptime_s = uptime_s_;
+  options.environment = environment_;
   std::vector<std::string> argv = {root_.scratch("qx_vod_service")};
   argv.insert(argv.end(), arguments.begin(), arguments.end());
   ended_.reset();

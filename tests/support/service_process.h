@@ -52,6 +52,9 @@ public:
   // The uptime that the machine reports when the service starts, in seconds.
   void set_uptime(long seconds) { uptime_s_ = seconds; }
 
+  // Entries "NAME=VALUE" that it is started with.
+  void set_environment(std::vector<std::string> entries) { environment_ = std::move(entries); }
+
   pid_t pid() const { return pid_; }                         // as the test sees it
   pid_t inner_pid() const { return root_.inner_pid(pid_); }  // as the service sees it
   // The numbers of the descriptors that the service has open.
@@ -66,6 +69,7 @@ private:
   pid_t pid_ = -1;
   int run_ = 0;
   long uptime_s_ = 100000;
+  std::vector<std::string> environment_;
   std::string stderr_path_;
   std::optional<exit_result> ended_;
 };
