@@ -33,6 +33,7 @@ constexpr double most_wait_ms = 4000.0;
 struct misbehaviour {
   const char* name;
   tool_plan plan;
+  bool ends = false;  // by itself, so that its job must come to an end without a cancel
 };
 
 struct result {
@@ -60,15 +61,17 @@ std::vector<misbehaviour> misbehaviours() {
   return {
       {"prints garbage", tool_plan().flood(all_bytes(), gigabyte)},
       {"prints a line without end", tool_plan().flood(std::string(65536, 'x'), gigabyte)},
+      {"prints 8 MiB without a line end", tool_plan().flood(std::string(65536, 'x'), 8UL << 20),
+       true},
       {"prints a gigabyte of lines", tool_plan().flood(lines, gigabyte)},
       {"prints NUL bytes", tool_plan().flood(std::string(65536, '\0'), gigabyte)},
       {"closes its output and stays", tool_plan().close_stdout().wait("never")},
-      {"closes its output and fails", tool_plan().close_stdout().exit(77)},
-      {"prints half a line and ends", tool_plan().print("*QUOTE\n.. 7").exit(255)},
+      {"closes its output and fails", tool_plan().close_stdout().exit(77), true},
+      {"prints half a line and ends", tool_plan().print("*QUOTE\n.. 7").exit(255), true},
       {"ignores SIGTERM", tool_plan().catch_signal(SIGTERM).wait("never")},
       {"ignores SIGTERM and prints", tool_plan().catch_signal(SIGTERM).flood(lines, gigabyte)},
       {"stops itself", tool_plan().die(SIGSTOP)},
-      {"dies of SIGSEGV", tool_plan().die(SIGSEGV)},
+      {"dies of SIGSEGV", tool_plan().die(SIGSEGV), true},
       {"leaves a child that holds its output", tool_plan().grandchild().exit(0)},
       {"leaves a child and prints", tool_plan().grandchild().flood(lines, 1UL << 20).exit(3)},
   };
@@ -93,6 +96,8 @@ public:
     const auto bad = machine_.client.add_ready("/mnt/media/bad.mpg", {{"delete on finish", "1"}});
     machine_.root.wait_for_call(tool_);
     observe(before);
+    found_.expect(!what_.ends || wait_until([&] { return has_ended(bad); }),
+                  "its job does not end");
     machine_.client.command("cancel", bad);
     run_good_job();
     observe(before);
@@ -114,6 +119,11 @@ private:
     }
     found_.expect(result_.longest_wait_ms <= most_wait_ms, "a client had to wait");
     found_.expect(result_.growth_kib <= most_growth_kib, "the service's memory grew");
+  }
+
+  bool has_ended(const std::string& id) const {
+    const std::string state = machine_.client.transcode_state(id);
+    return state == "done" || state == "cancelled";
   }
 
   void run_good_job() {
