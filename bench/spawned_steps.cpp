@@ -32,6 +32,20 @@ void run_until(many_jobs& jobs, progress& done, int wanted) {
   }
 }
 
+// Ten parts, with a line after each, since a whole day takes its time.
+footprint run_day(many_jobs& jobs, progress& done, int wanted) {
+  footprint after_tenth;
+  for (int tenth = 1; tenth <= 10 && !::testing::Test::HasFailure(); ++tenth) {
+    run_until(jobs, done, static_cast<int>(static_cast<long>(wanted) * tenth / 10));
+    const footprint now = jobs.footprint_at_rest();
+    std::printf("day: after %d jobs: %ld KiB, %d descriptors, %d processes\n", done.jobs,
+                now.memory_kib, now.descriptors, now.processes);
+    std::fflush(stdout);
+    if (tenth == 1) { after_tenth = now; }
+  }
+  return after_tenth;
+}
+
 bool print(const char* what, long after_tenth, long at_end, long slack) {
   std::printf("day: %s: %ld after a tenth, %ld at the end\n", what, after_tenth, at_end);
   return at_end <= after_tenth + slack;
@@ -51,15 +65,12 @@ int main(int argc, char** argv) {
   const int wanted = argc > 1 ? std::atoi(argv[1]) : default_jobs;
   many_jobs jobs;
   progress done;
-  run_until(jobs, done, wanted / 10);
-  const footprint before = jobs.footprint_at_rest();
   const auto begin = std::chrono::steady_clock::now();
-  const int first_jobs = done.jobs;
-  run_until(jobs, done, wanted);
+  const footprint before = run_day(jobs, done, wanted);
   const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - begin;
   const footprint after = jobs.footprint_at_rest();
   std::printf("day: jobs: %d, with %ld children\n", done.jobs, done.children);
-  std::printf("day: time for each job: %.1f ms\n", taken.count() / (done.jobs - first_jobs));
+  std::printf("day: time for each job: %.1f ms\n", taken.count() / std::max(1, done.jobs));
   const bool steady = is_steady(before, after) && !::testing::Test::HasFailure();
   std::puts(steady ? "day: steady" : "day: NOT steady");
   return steady ? 0 : 1;
