@@ -1,9 +1,11 @@
 // The files that an administrator writes: vod.conf and the list of media roots.
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include "platform/media_roots.h"
+#include "platform/paths.h"
 #include "platform/transcode_settings.h"
 #include "tests/fuzz/fuzz_target.h"
 
@@ -32,9 +34,12 @@ void read_roots() {
 
 }  // namespace
 
-// The linker puts this in place of fopen(), so that the settings come from memory.
+// The linker puts this in place of fopen(), so that the settings come from memory. All other files,
+// such as those of libFuzzer, are files.
+extern "C" FILE* __real_fopen(const char* path, const char* mode);
 extern "C" FILE* __wrap_fopen(const char* path, const char* mode);
-FILE* __wrap_fopen(const char* /*path*/, const char* /*mode*/) {
+FILE* __wrap_fopen(const char* path, const char* mode) {
+  if (strcmp(path, path_vod_conf) != 0) { return __real_fopen(path, mode); }
   return file_content.empty()
              ? nullptr
              : fmemopen(const_cast<char*>(file_content.data()), file_content.size(), "r");
