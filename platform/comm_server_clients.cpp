@@ -37,14 +37,18 @@ bool comm_socket_v4_client::has_request() const {
 // it could fill its output buffer faster than it empties it.
 void comm_socket_v4_client::read_round(std::uint64_t now_us) {
   if (!is_open() || input_ended || has_output() || has_request()) { return; }
+  if (is_ready) { receive(); }
+  time_request(now_us);
+}
+
+void comm_socket_v4_client::receive() {
   char bytes[round_share];
   const ssize_t got = recv(connection.get(), bytes, sizeof(bytes), MSG_DONTWAIT);
   if (got == 0 || (got < 0 && !is_passing(errno))) {
     end_input();
-    return;
+  } else if (got > 0) {
+    take_input({bytes, static_cast<std::size_t>(got)});
   }
-  if (got > 0) { take_input({bytes, static_cast<std::size_t>(got)}); }
-  time_request(now_us);
 }
 
 void comm_socket_v4_client::take_input(std::string_view bytes) {

@@ -155,11 +155,13 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 int comm_socket_v4_idle(comm_socket_v4* server) {
   if (!server->listener.valid()) { return -1; }
   const std::uint64_t now_us = monotonic_clock_us();
+  // The wait for clients has usually just polled them.
+  if (!std::exchange(server->is_polled, false)) { server->poll_clients(0); }
   // Known clients first: this finds those that have gone and so makes room for new ones.
   for (comm_socket_v4_client& client : server->clients) {
     client.send_round(now_us);
     client.read_round(now_us);
     client.close_when_done();
   }
-  return accept_round(*server) ? 0 : -1;
+  return !server->may_have_connections || accept_round(*server) ? 0 : -1;
 }
