@@ -98,7 +98,8 @@ accept_result accept_one(comm_socket_v4& server) {
   const auto open_clients = std::count_if(server.clients.begin(), server.clients.end(),
                                           [](const auto& client) { return client.is_open(); });
   if (static_cast<std::size_t>(open_clients) < most_clients) {
-    comm_socket_v4_client& client = server.clients.emplace_back(&server, fd.release());
+    comm_socket_v4_client& client = server.clients.emplace_back(&server, -1);
+    client.connection = std::move(fd);
     client.read_round(monotonic_clock_us());
     client.close_when_done();
   }
