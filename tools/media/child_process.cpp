@@ -17,6 +17,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "tools/media/descriptors.h"
+
 namespace {
 
 constexpr int lowest_best_effort = 7;
@@ -68,25 +70,6 @@ void set_signals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-void close_range_of(unsigned first, unsigned last) {
-  if (first > last || syscall(SYS_close_range, first, last, 0) == 0) { return; }
-  const long limit = sysconf(_SC_OPEN_MAX);
-  for (long fd = first; fd < limit && fd <= static_cast<long>(last); ++fd) {
-    ::close(static_cast<int>(fd));
-  }
-}
-
-// The tool opens all its own descriptors close-on-exec; this closes the inherited ones.
-void close_all_but(std::vector<int> kept) {
-  std::sort(kept.begin(), kept.end());
-  unsigned first = STDERR_FILENO + 1;
-  for (const int fd : kept) {
-    close_range_of(first, static_cast<unsigned>(fd) - 1);
-    first = static_cast<unsigned>(fd) + 1;
-  }
-  close_range_of(first, ~0U);
-}
-
 bool keep_over_exec(const std::vector<int>& kept) {
   return std::all_of(kept.begin(), kept.end(), [](int fd) { return fcntl(fd, F_SETFD, 0) == 0; });
 }
@@ -103,6 +86,7 @@ bool set_descriptors(const child_plan& plan) {
   if (plan.confined_to != nullptr) { kept = plan.confined_to->descriptors(); }
   if (!keep_over_exec(kept)) { return false; }
   kept.push_back(plan.failure);
+  // The tool opens all its own descriptors close-on-exec; this closes the inherited ones.
   close_all_but(std::move(kept));
   return true;
 }

@@ -1,4 +1,5 @@
-// The type of a file according to libmagic, by its content alone.
+// The type of a file according to libmagic, by its content alone. The library runs confined, since
+// it reads files that strangers made.
 #pragma once
 
 #include <string>

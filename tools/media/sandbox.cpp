@@ -48,7 +48,8 @@ rlim_t usable_processors() {
 
 bool set_limits(const sandbox& limits) {
   const auto seconds = static_cast<rlim_t>(limits.processor_time.count());
-  return limit(RLIMIT_AS, address_space + usable_processors() * address_space_of_thread) &&
+  const rlim_t memory = address_space + usable_processors() * address_space_of_thread;
+  return (!limits.is_program || limit(RLIMIT_AS, memory)) &&
          limit(RLIMIT_NOFILE, most_descriptors) && limit(RLIMIT_CORE, 0) &&
          limit(RLIMIT_FSIZE, limits.largest_file) && (seconds == 0 || limit(RLIMIT_CPU, seconds));
 }

@@ -22,6 +22,9 @@ struct sandbox {
 
   std::vector<int> descriptors() const;
 
+  // False for a function of this very program: its address space stays as it is.
+  bool is_program = true;
+
   std::uint64_t largest_file = 0;          // bytes that a file may grow to; 0 leaves only pipes
   std::chrono::seconds processor_time{0};  // of all threads together; 0 for no limit
 };

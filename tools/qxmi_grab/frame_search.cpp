@@ -16,7 +16,9 @@ using clock_type = std::chrono::steady_clock;
 constexpr int rounds[] = {8, 24};
 
 constexpr std::chrono::seconds frame_time_limit{30};
-constexpr std::chrono::seconds search_time_limit{120};
+
+// After which the best of what was seen has to do: pictures may be enormous.
+constexpr std::chrono::seconds search_time_limit{45};
 
 // A blurred frame has a third of the sharpness of a sharp one or less; two sharp frames of
 // different scenes may well differ by half.
