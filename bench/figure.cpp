@@ -19,6 +19,7 @@ double median_of(const std::function<double()>& measure) {
 
 void print_head() {
   std::printf("%-48s %12s %-18s %10s\n", "figure (median of 5)", "measured", "unit", "goal");
+  std::fflush(stdout);
 }
 
 void print_figure(const std::string& name, double value, const std::string& unit, goal wanted) {

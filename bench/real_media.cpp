@@ -41,8 +41,9 @@ void make_film(const qx_test::private_root& root, const std::string& path, int s
   EXPECT_EQ(result.status, 0) << result.err;
 }
 
-words words_of_process(pid_t pid) {
-  const std::string text = qx_test::read_file("/proc/" + std::to_string(pid) + "/cmdline");
+// Of a process inside.
+words words_of_process(const qx_test::private_root& root, pid_t pid) {
+  const std::string text = root.read("/proc/" + std::to_string(pid) + "/cmdline");
   words found;
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find('\0', begin), text.size());
@@ -80,7 +81,7 @@ words real_media::engine_arguments(pid_t tool) const {
   words found;
   qx_test::wait_until([&] {
     for (const pid_t pid : machine_.root.processes()) {
-      const words arguments = words_of_process(pid);
+      const words arguments = words_of_process(machine_.root, pid);
       if (is_encoder(arguments)) { found = arguments; }
     }
     return !found.empty() || kill(tool, 0) != 0;
@@ -117,10 +118,11 @@ double real_media::share_of_engine() {
 
 double real_media::service_seconds() {
   if (!machine_.service.running()) { machine_.start(); }
+  // An earlier run's metadata would save the identification.
+  machine_.root.run({"/bin/sh", "-c", "rm -rf /mnt/media/.clip*"});
   words ids;
   const double begin = wall_ns();
   for (int number = 1; number <= clips; ++number) {
-    machine_.root.run({"/bin/rm", "-rf", "/mnt/media/.clip" + std::to_string(number) + ".mp4"});
     ids.push_back(machine_.client.add_ready(clip(number)));
   }
   for (const std::string& id : ids) {
