@@ -79,9 +79,12 @@ private:
   void add_input_from(const std::string& url, std::int64_t from, std::int64_t zero) {
     const std::int64_t lead = std::llround(media_.lead / microsecond);
     const std::int64_t start = std::llround((media_.beginning - media_.lead) / microsecond);
+    // The engine would replace a shift that equals the start of the file by one for the streams
+    // that are mapped, here only one of two. A microsecond is less than a tick of that clock.
+    const std::int64_t difference = media_.jump_limit > 0.0 ? 1 : 0;
     const std::int64_t place = from + lead - std::llround(run_.warm_up / microsecond);
     append(arguments_, {"-threads", std::to_string(settings_.threads)});
-    append(arguments_, {"-itsoffset", seconds_text(-(start + lead + zero))});
+    append(arguments_, {"-itsoffset", seconds_text(difference - (start + lead + zero))});
     if (place > 0) { append(arguments_, {"-noaccurate_seek", "-ss", seconds_text(place)}); }
     add_clock(arguments_, media_);
     add_input(arguments_, url, {}, media_.depth);
@@ -144,8 +147,11 @@ private:
     add_output(arguments_, "framecrc", folder_ + run_landing);
   }
 
+  // With more threads the engine would hold some of these pictures back until the next ones come,
+  // a segment later.
   void add_marks() {
-    append(arguments_, {"-map", "[marks]", "-fps_mode:v", "passthrough", "-flush_packets", "1"});
+    append(arguments_, {"-map", "[marks]", "-fps_mode:v", "passthrough", "-threads:v", "1",
+                        "-flush_packets", "1"});
     end_at_limit();
     add_output(arguments_, "framemd5", folder_ + run_marks);
   }

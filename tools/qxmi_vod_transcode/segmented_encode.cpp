@@ -57,8 +57,8 @@ std::int64_t last_segment(double total, std::int64_t length) {
 
 }  // namespace
 
-segmented_encode::segmented_encode(const encode_task& task, std::string output)
-    : task_(task), output_(std::move(output)),
+segmented_encode::segmented_encode(const encode_task& task, std::string output, std::string tool)
+    : task_(task), output_(std::move(output)), tool_(std::move(tool)),
       plan_(plan_segments(task.media, configured().segment_seconds)) {}
 
 segmented_encode::~segmented_encode() {
@@ -66,7 +66,7 @@ segmented_encode::~segmented_encode() {
   if (!may_go_on || !store_ || store_->pictures().empty()) { folder_.remove(); }
 }
 
-bool segmented_encode::open(const std::string& tool, encode_failure& failure) {
+bool segmented_encode::open(encode_failure& failure) {
   const std::string key = segment_key(task_.source, task_.media, task_.settings, plan_);
   failure.of_output = true;
   const std::string source = segment_source_text(task_.source.path(), task_.source.status());
@@ -78,20 +78,19 @@ bool segmented_encode::open(const std::string& tool, encode_failure& failure) {
   if (!store_->is_complete()) { choose_beginning(); }
   if (store_->pictures().empty()) { return true; }
   task_.line.begin_at(store_->frames());
-  announce(tool);
+  announce("resumed at " + std::to_string(task_.line.percent()) + " %, after " +
+           std::to_string(store_->pictures().size()) + " finished segments");
   task_.progress.write_line(task_.line.text());
   return true;
 }
 
-void segmented_encode::announce(const std::string& tool) const {
-  const std::string text = "resumed at " + std::to_string(task_.line.percent()) + " %, after " +
-                           std::to_string(store_->pictures().size()) + " finished segments";
-  std::fprintf(stderr, "%s: %s: %s\n", tool.c_str(), task_.source.path().c_str(), text.c_str());
+void segmented_encode::announce(const std::string& text) const {
+  std::fprintf(stderr, "%s: %s: %s\n", tool_.c_str(), task_.source.path().c_str(), text.c_str());
   log_note("checkpoint", text);
 }
 
 void segmented_encode::begin_anew(const std::string& why) {
-  if (!store_->pictures().empty()) { log_note("checkpoint", "begins anew: " + why); }
+  if (!store_->pictures().empty()) { announce("begins anew: " + why); }
   store_->cut(0, 0);
 }
 

@@ -19,8 +19,9 @@ public:
   // Judges the joined result; false with the cause in `error`.
   using judgement = std::function<bool(frame_counts counts, std::string& error)>;
 
-  // `task` must outlive this object. `output` is the path of the result.
-  segmented_encode(const encode_task& task, std::string output);
+  // `task` must outlive this object. `output` is the path of the result; lines on standard error
+  // are in the name of `tool`.
+  segmented_encode(const encode_task& task, std::string output, std::string tool);
 
   // Removes the segments unless the work may go on with them another time.
   ~segmented_encode();
@@ -28,8 +29,8 @@ public:
   segmented_encode& operator=(const segmented_encode&) = delete;
 
   // Opens the folder beside the output and takes over what is in it; if that is anything, prints a
-  // line on standard error in the name of `tool`.
-  bool open(const std::string& tool, encode_failure& failure);
+  // line on standard error.
+  bool open(encode_failure& failure);
 
   // Writes the whole output to the task's file. It consists of complete segments that continue each
   // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
@@ -39,7 +40,7 @@ public:
 private:
   enum class run_end { made, missed, failed };
 
-  void announce(const std::string& tool) const;
+  void announce(const std::string& text) const;
   void begin_anew(const std::string& why);
   bool clock_is_even() const;
   void choose_beginning();
@@ -53,6 +54,7 @@ private:
 
   const encode_task& task_;
   std::string output_;
+  std::string tool_;
   segment_plan plan_;
   work_folder folder_;
   std::optional<segment_store> store_;

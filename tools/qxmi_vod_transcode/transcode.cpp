@@ -56,7 +56,7 @@ public:
                               line,    progress, cap_,      {options_.level}};
     std::optional<segmented_encode> segments;
     if (configured().checkpoint && can_be_cut(media_, configured().checkpoint_min_seconds)) {
-      segments.emplace(task, options_.output);
+      segments.emplace(task, options_.output, tool_);
     }
     encode_failure failure;
     const bool made = segments ? make_in_segments(*segments, failure) : make_at_once(task, failure);
@@ -139,7 +139,7 @@ private:
     const auto judge = [this](frame_counts counts, std::string& error) {
       return is_right(counts, error);
     };
-    return segments.open(tool_, failure) && segments.make(judge, failure);
+    return segments.open(failure) && segments.make(judge, failure);
   }
 
   const std::string& tool_;

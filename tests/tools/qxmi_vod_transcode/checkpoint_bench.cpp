@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 // Of the result: 12 s at 25 frames a second, and of sound with the encoder's delay.
 constexpr long all_frames = 300;
+constexpr long segment_frames = 50;
 constexpr long frame_ticks = 512;
 constexpr long all_packets = 564;
 constexpr long packet_ticks = 1024;
@@ -118,6 +119,12 @@ long checkpoint_bench::first_frame(const tool_result& result) {
   if (result.output.empty()) { return -1; }
   const std::size_t at = result.output.front().find("frame=");
   return at == std::string::npos ? -1 : std::stol(result.output.front().substr(at + 6));
+}
+
+void checkpoint_bench::expect_resumed(const tool_result& result, long segments) {
+  EXPECT_GE(first_frame(result), segments * segment_frames);
+  ASSERT_EQ(result.errors.size(), 1U) << "begun anew";
+  EXPECT_NE(result.errors[0].find(": resumed at "), std::string::npos) << result.errors[0];
 }
 
 void checkpoint_bench::expect_whole(const tool_result& result) const {

@@ -39,6 +39,9 @@ protected:
   // The frame that the first line of progress names.
   static long first_frame(const tool_result& result);
 
+  // Expects that the tool took over at least `segments` finished ones, and kept them.
+  static void expect_resumed(const tool_result& result, long segments);
+
   // Expects a good end, nothing but the result in the folder, and in it every picture and every
   // packet of sound, which can be decoded.
   void expect_whole(const tool_result& result) const;

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/media/made_media.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
 
@@ -46,10 +47,22 @@ TEST_F(checkpoint, an_undisturbed_transcode_gives_what_one_in_one_piece_gives) {
 TEST_F(checkpoint, a_killed_transcode_goes_on_where_it_was) {
   interrupt_after(2, SIGKILL);
   const tool_result result = resume();
-  EXPECT_GE(first_frame(result), 100);
-  ASSERT_EQ(result.errors.size(), 1U);
-  EXPECT_THAT(result.errors[0], HasSubstr("film.mkv: resumed at "));
+  expect_resumed(result, 2);
   expect_whole(result);
+  expect_as_in_one_piece();
+}
+
+// Its pictures have few key frames, its clock begins anywhere, and a seek in it is inexact.
+TEST_F(checkpoint, a_killed_transcode_of_a_recording_goes_on_where_it_was) {
+  source =
+      make_media(settings, "film.ts",
+                 "-f lavfi -i testsrc2=s=128x72:r=25:d=12 -f lavfi -i "
+                 "aevalsrc=0.3*sin(2000*t*t):s=48000:d=12 -c:v libx264 -preset ultrafast -g 120 "
+                 "-sc_threshold 0 -bf 2 -pix_fmt yuv420p -c:a mp2 -ac 2 -output_ts_offset 1000");
+  interrupt_after(3, SIGKILL);
+  const tool_result result = resume();
+  expect_resumed(result, 3);
+  EXPECT_EQ(result.end.status, 0);
   expect_as_in_one_piece();
 }
 
@@ -57,7 +70,9 @@ TEST_F(checkpoint, a_transcode_may_be_killed_many_times) {
   for (const std::size_t segments : {1U, 2U, 4U}) {
     interrupt_after(segments, SIGKILL);
   }
-  expect_whole(resume());
+  const tool_result result = resume();
+  expect_resumed(result, 4);
+  expect_whole(result);
 }
 
 TEST_F(checkpoint, a_terminated_transcode_leaves_only_hidden_segments) {
@@ -65,7 +80,7 @@ TEST_F(checkpoint, a_terminated_transcode_leaves_only_hidden_segments) {
   EXPECT_EQ(folder.file(folder.names().front()), segment_folder());
   EXPECT_EQ(folder.names().size(), 1U);
   const tool_result result = resume();
-  EXPECT_GE(first_frame(result), 50);
+  expect_resumed(result, 1);
   expect_whole(result);
 }
 
@@ -83,7 +98,7 @@ TEST_F(checkpoint, a_killed_engine_fails_the_job_but_not_its_segments) {
   ASSERT_EQ(kill(run.engine(), SIGKILL), 0);
   EXPECT_EQ(run.wait().status, 1);
   const tool_result result = resume();
-  EXPECT_GE(first_frame(result), 100);
+  expect_resumed(result, 2);
   expect_whole(result);
 }
 
@@ -94,7 +109,7 @@ TEST_F(checkpoint, a_transcode_killed_in_the_join_only_joins_again) {
   run.wait();
   if (!fs::exists(output)) {
     const tool_result result = resume();
-    EXPECT_EQ(first_frame(result), 300);
+    expect_resumed(result, 6);
     expect_whole(result);
   }
 }
@@ -114,7 +129,7 @@ TEST_F(checkpoint, damaged_segments_are_made_again) {
   interrupt_after(3, SIGKILL);
   zero_middle(in_folder("v000001.mp4"));
   const tool_result result = resume();
-  EXPECT_EQ(first_frame(result), 50);
+  expect_resumed(result, 1);
   expect_whole(result);
 }
 
@@ -129,7 +144,7 @@ TEST_F(checkpoint, a_segment_of_another_transcode_is_noticed) {
   fs::copy_file(in_folder("v000000.mp4"), in_folder("v000001.mp4"),
                 fs::copy_options::overwrite_existing);
   const tool_result result = resume();
-  EXPECT_EQ(first_frame(result), 50);
+  expect_resumed(result, 1);
   expect_whole(result);
 }
 
