@@ -99,7 +99,8 @@ void job_history::note(const std::string& id, const std::string& profile, int pr
                        std::optional<double> length, std::int64_t now) {
   drop_older_than(now - longest_gap_s);
   progress_seen& seen = running_[id];
-  const bool follows = seen.since > 0 && progress >= seen.to && now >= seen.until;
+  // From nothing progress may jump: to where an interrupted transcode is resumed.
+  const bool follows = seen.since > 0 && seen.to > 0 && progress >= seen.to && now >= seen.until;
   if (!follows) { seen = {now, progress, now, progress}; }
   seen.until = now;
   seen.to = progress;

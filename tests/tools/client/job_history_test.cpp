@@ -78,6 +78,15 @@ TEST(job_history, starts_over_after_a_long_absence) {
   EXPECT_EQ(history.rate("a"), std::nullopt);
 }
 
+TEST(job_history, does_not_take_a_resumed_job_for_a_fast_one) {
+  job_history history;
+  history.note("a", "720", 0, 100.0, start);
+  history.note("a", "720", 6300, 100.0, start + 10);
+  EXPECT_EQ(history.rate("a"), std::nullopt);
+  history.note("a", "720", 6500, 100.0, start + 20);
+  EXPECT_THAT(history.rate("a"), Optional(DoubleNear(0.002, 1e-9)));
+}
+
 TEST(job_history, forgets_the_rate_of_a_job_but_not_the_speed) {
   job_history history;
   history.note("a", "720", 1000, 100.0, start);

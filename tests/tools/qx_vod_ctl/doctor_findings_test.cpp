@@ -2,6 +2,8 @@
 #include <ctime>
 #include <fstream>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utime.h>
@@ -11,10 +13,12 @@
 #include "tests/platform/test_folder.h"
 #include "tests/support/skip.h"
 #include "tests/tools/client/scripted_service.h"
+#include "tools/media/left_segments.h"
 #include "tools/media/size_text.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
 #include "tools/qx_vod_ctl/doctor/finding.h"
+#include "tools/qx_vod_ctl/doctor/left_overs.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
 #include "tools/qx_vod_ctl/doctor/media_settings.h"
 #include "tools/qx_vod_ctl/doctor/own_files.h"
@@ -43,6 +47,17 @@ finding_result disk(std::uint64_t free_bytes) {
   room.free_bytes = free_bytes;
   room.size_bytes = 1000 * gigabyte;
   return judge_disk_room("/x", room).result;
+}
+
+// The folder of a transcode of `source` that was killed.
+std::string left_segments_of(const test_folder& folder, const std::string& source) {
+  std::string path = folder.path() + "/.qx-segments-0123456789abcdef";
+  EXPECT_EQ(mkdir(path.c_str(), 0700), 0);
+  struct stat status = {};
+  stat(source.c_str(), &status);
+  std::ofstream(path + "/source") << segment_source_text(source, status);
+  std::ofstream(path + "/v000000.mp4") << std::string(2000, 'v');
+  return path;
 }
 
 }  // namespace
@@ -319,4 +334,34 @@ TEST(ctl_doctor_process, replaced_program_should_be_restarted) {
   process.executable = "/usr/sbin/qx_vod_service";
   process.replaced = true;
   EXPECT_THAT(judge_process(process, text_file()), SizeIs(1));
+}
+
+TEST(ctl_doctor_segments, that_can_be_resumed_are_counted_and_stay) {
+  const test_folder folder;
+  const std::string left = left_segments_of(folder, made_file(folder, "film.mpg", 0644, "film"));
+  const finding found = check_left_segments(folder.path(), true, 7);
+  EXPECT_EQ(found.result, finding_result::ok);
+  EXPECT_THAT(found.text, HasSubstr("of 1 interrupted transcode, "));
+  EXPECT_THAT(found.text, HasSubstr(" that can be resumed"));
+  EXPECT_EQ(access(left.c_str(), F_OK), 0);
+}
+
+TEST(ctl_doctor_segments, of_a_source_that_is_gone_are_removed_by_fix) {
+  const test_folder folder;
+  const std::string left = left_segments_of(folder, folder.path() + "/gone.mpg");
+  EXPECT_EQ(check_left_segments(folder.path(), false, 7).result, finding_result::warning);
+  EXPECT_EQ(access(left.c_str(), F_OK), 0);
+  EXPECT_THAT(check_left_segments(folder.path(), true, 7).text, HasSubstr("removed those of 1 "));
+  EXPECT_NE(access(left.c_str(), F_OK), 0);
+  EXPECT_THAT(check_left_segments(folder.path(), false, 7).text, HasSubstr("none in "));
+}
+
+TEST(ctl_doctor_segments, in_use_are_left_alone) {
+  const test_folder folder;
+  const std::string left = left_segments_of(folder, folder.path() + "/gone.mpg");
+  const int lock = open((left + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  EXPECT_THAT(check_left_segments(folder.path(), true, 7).text, HasSubstr("none in "));
+  EXPECT_EQ(access(left.c_str(), F_OK), 0);
+  close(lock);
 }

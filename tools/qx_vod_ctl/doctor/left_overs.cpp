@@ -8,11 +8,13 @@
 #include "platform/unique_dir.h"
 #include "tools/media/left_logins.h"
 #include "tools/media/left_parts.h"
+#include "tools/media/left_segments.h"
 #include "tools/media/size_text.h"
 
 namespace {
 
 constexpr const char* check = "left-over files";
+constexpr const char* segments_check = "finished segments";
 constexpr const char* login_check = "left-over logins";
 
 bool is_folder(const std::string& path) {
@@ -38,6 +40,11 @@ std::string described(const left_part_sums& sums) {
          " left by killed tools, " + size_text(sums.bytes);
 }
 
+std::string transcodes_text(const left_part_sums& sums) {
+  return std::to_string(sums.count) + " interrupted " +
+         (sums.count == 1 ? "transcode" : "transcodes") + ", " + size_text(sums.bytes) + ",";
+}
+
 }  // namespace
 
 finding check_left_overs(const std::string& folder, bool fix) {
@@ -50,6 +57,21 @@ finding check_left_overs(const std::string& folder, bool fix) {
   if (sums.count == 0) { return fine(check, "none in " + folder); }
   if (fix) { return fine(check, "removed " + described(sums) + ", in " + folder); }
   return warning(check, described(sums) + ", in " + folder, "qx_vod_ctl doctor --fix removes them");
+}
+
+finding check_left_segments(const std::string& folder, bool fix, int keep_days) {
+  const left_part_sums all = find_left_segments(folder, left_segments::all, keep_days);
+  const left_part_sums old = fix ? remove_left_segments(folder, left_segments::abandoned, keep_days)
+                                 : find_left_segments(folder, left_segments::abandoned, keep_days);
+  const std::string abandoned = transcodes_text(old) + " that will not be resumed";
+  if (old.count > 0 && fix) { return fine(segments_check, "removed those of " + abandoned); }
+  if (old.count > 0) {
+    return warning(segments_check, "of " + abandoned, "qx_vod_ctl doctor --fix removes them");
+  }
+  if (all.count > 0) {
+    return fine(segments_check, "of " + transcodes_text(all) + " that can be resumed");
+  }
+  return fine(segments_check, "none in " + folder);
 }
 
 finding check_left_logins(bool fix) {

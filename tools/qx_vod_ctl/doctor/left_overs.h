@@ -9,6 +9,10 @@
 // directories in it. With `fix` they are removed.
 finding check_left_overs(const std::string& folder, bool fix);
 
+// Looks for the segments of interrupted transcodes in the folder of the VODs. With `fix` those are
+// removed whose source is gone or has changed, or that are older than `keep_days` days.
+finding check_left_segments(const std::string& folder, bool fix, int keep_days);
+
 // Looks for login files that killed uploads have left in /run and /tmp. With `fix` they are
 // removed.
 finding check_left_logins(bool fix);
