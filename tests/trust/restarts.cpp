@@ -57,7 +57,6 @@ void restart(test_machine& machine, totals& sums, findings& found) {
   found.expect(is_started, "not started: " + machine.service.stderr_text());
   sums.starts += is_started ? 1 : 0;
   sums.slowest_ms = std::max(sums.slowest_ms, taken.count());
-  if (!is_started) { machine.service.launch(); }
 }
 
 }  // namespace
@@ -71,7 +70,7 @@ int main(int argc, char** argv) {
     machine.service.set_environment({"LD_PRELOAD=" QX_SLOW_CHILD});
     machine.root.write_source(source, "video/mp4");
     machine.start();
-    for (long i = 0; i < wanted; ++i) {
+    for (long i = 0; i < wanted && found.count() == 0; ++i) {
       restart(machine, sums, found);
     }
   }
