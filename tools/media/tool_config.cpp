@@ -67,7 +67,7 @@ tool_config read_tool_config(const std::string& path, std::vector<std::string>& 
   settings_text settings;
   declare_settings(settings, config);
   for (const std::string& warning : settings.read(text)) {
-    warnings.push_back(path + ": " + warning);
+    warnings.push_back(std::string(path).append(": ").append(warning));
   }
   return config;
 }
