@@ -128,6 +128,11 @@ def figures(attacks, ended, arrived, faults):
 
 def attack_all(options, work):
     """Runs the set and returns the exit status."""
+    # A build may go on meanwhile.
+    tools = os.path.join(work, "tools")
+    os.mkdir(tools)
+    for name in ("qxmi_vod_transcode", "qxmi_startitem", "qxmi_grab"):
+        shutil.copy2(os.path.join(options.tools, name), tools)
     canaries = bait.Canaries(os.path.join(work, "canaries"))
     listener = bait.Listener()
     attacks = all_inputs(os.path.join(work, "media"), canaries, listener.port)
@@ -138,7 +143,7 @@ def attack_all(options, work):
         running = {}
         for number, one in enumerate(attacks):
             whole = not options.short or number % SHORT_STEP == 0
-            running[pool.submit(Attack(options.tools, work, one).run, whole)] = one
+            running[pool.submit(Attack(tools, work, one).run, whole)] = one
         for future in concurrent.futures.as_completed(running):
             ends = future.result()
             faults += report(running[future], ends)
