@@ -56,8 +56,9 @@ void do_cmd_add(const command_call& call) {
   comm_socket_v4_packet_write_nv_pair(&call.reply, key_entry_id, item->entry_id.c_str());
   write_item_json(call.reply, *item);
   comm_socket_v4_packet_write_end(&call.reply);
+  transcode_queue.push_back(item.get());
+  static_cast<void>(item.release());
   ++transcode_queue_mod_count;
-  transcode_queue.push_back(item.release());
   trigger_transcode_queue_scan();
   trigger_background_write_queue();
 }

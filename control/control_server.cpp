@@ -11,6 +11,7 @@
 #include "control/selection.h"
 #include "platform/clock.h"
 #include "platform/comm_socket_v4.h"
+#include "platform/out_of_memory.h"
 #include "queue/process_state.h"
 #include "rules/control_words.h"
 
@@ -84,6 +85,10 @@ void send_reply(comm_socket_v4_client* client, comm_socket_v4_packet* reply) {
   if (sent < 0) { fprintf(stderr, "Failed to send packet to client\n"); }
 }
 
+void refuse_for_lack_of_memory(const comm_socket_v4_packet& request, comm_socket_v4_packet& reply) {
+  refuse(reply, request.words.empty() ? "" : request.words.front().c_str(), status_out_of_memory);
+}
+
 // A request whose sender wants no reply is not carried out, nor is one that only reads if its
 // sender has gone: clients that send many and leave would keep the service busy for minutes.
 void handle_request(comm_socket_v4_client* client, comm_socket_v4_packet* request) {
@@ -92,9 +97,18 @@ void handle_request(comm_socket_v4_client* client, comm_socket_v4_packet* reques
   const bool is_futile = entry == nullptr || entry->only_reads;
   if (is_futile && !comm_socket_v4_client_takes_replies(client)) { return; }
   comm_socket_v4_packet* const reply = comm_socket_v4_packet_create();
-  if (reply == nullptr) { return; }
-  answer(entry, *request, *reply);
-  send_reply(client, reply);
+  if (reply == nullptr) {
+    tell_out_of_memory("a request was not carried out");
+    comm_socket_v4_drop_client(client);
+    return;
+  }
+  const bool is_answered =
+      with_memory("a request was not carried out", [&] { answer(entry, *request, *reply); }) ||
+      with_memory("a request was not refused",
+                  [&] { refuse_for_lack_of_memory(*request, *reply); });
+  const bool is_sent =
+      is_answered && with_memory("a reply was not sent", [&] { send_reply(client, reply); });
+  if (!is_sent) { comm_socket_v4_drop_client(client); }
   comm_socket_v4_packet_release(reply);
 }
 

@@ -2,6 +2,7 @@
 #include "exec/child_pump.h"
 #include "exec/item_control.h"
 #include "exec/stuck_child.h"
+#include "lifecycle/guarded_step.h"
 #include "lifecycle/phases.h"
 #include "platform/clock.h"
 #include "queue/process_state.h"
@@ -13,6 +14,28 @@ namespace {
 // Between two looks at a source that does not answer, the job costs nothing.
 bool waits_for_source(const QueueItem& item) {
   return item.source_silent && !item.is_running() && monotonic_clock_us() < item.next_source_look;
+}
+
+// True if the main loop should run again at once.
+bool start_next_step(QueueItem& item) {
+  switch (item.sm.state) {
+  case TRANSCODE_READY:
+    return idle_ready(item);
+  case TRANSCODE_REMOTE:
+    idle_remote(item);
+    return false;
+  case TRANSCODE_TRANSCODING:
+    idle_transcoding(item);
+    return false;
+  case TRANSCODE_THUMBNAIL:
+    idle_thumbnail(item);
+    return false;
+  case TRANSCODE_CLEANUP:
+    idle_cleanup(item);
+    return false;
+  default:
+    return false;
+  }
 }
 
 }  // namespace
@@ -29,24 +52,7 @@ bool QueueItem::idle_process() {
 }
 
 bool QueueItem::idle() {
-  const bool active = idle_process();
+  const bool active = run_step(*this, [this] { return idle_process(); });
   if (DIE != 0 || waits_for_source(*this)) { return active; }
-  switch (sm.state) {
-  case TRANSCODE_READY:
-    return idle_ready(*this) || active;
-  case TRANSCODE_REMOTE:
-    idle_remote(*this);
-    return active;
-  case TRANSCODE_TRANSCODING:
-    idle_transcoding(*this);
-    return active;
-  case TRANSCODE_THUMBNAIL:
-    idle_thumbnail(*this);
-    return active;
-  case TRANSCODE_CLEANUP:
-    idle_cleanup(*this);
-    return active;
-  default:
-    return active;
-  }
+  return run_step(*this, [this] { return start_next_step(*this); }) || active;
 }

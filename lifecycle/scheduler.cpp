@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "exec/held_signal.h"
+#include "lifecycle/guarded_step.h"
 #include "platform/clock.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
@@ -51,8 +52,8 @@ bool is_at_rest(const QueueItem* item) {
 // otherwise only the busy ones, so that a long queue at rest costs no processor time.
 bool give_turns(bool is_scan_due) {
   if (all_turns_due || is_scan_due) {
-    all_turns_due = false;
     busy_items.assign(transcode_queue.begin(), transcode_queue.end());
+    all_turns_due = false;
   }
   bool active = false;
   for (QueueItem* item : busy_items) {
@@ -148,13 +149,17 @@ void resume_transcode(QueueItem* item) {
 
 void start_transcode(QueueItem* item) {
   assert(item != __null);  // NOLINT(modernize-use-nullptr): operators know this text from the logs
-  if (uptime_wait || item->do_queue_start_transcode()) { return; }
-  if (item->source_silent) {
-    trigger_transcode_queue_scan();  // the next one's turn
-    return;
-  }
-  item->cancel();
-  item->fileops_write_status();
+  if (uptime_wait) { return; }
+  run_step(*item, [item] {
+    if (item->do_queue_start_transcode()) { return true; }
+    if (item->source_silent) {
+      trigger_transcode_queue_scan();  // the next one's turn
+      return false;
+    }
+    item->cancel();
+    item->fileops_write_status();
+    return false;
+  });
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include "platform/comm_server_v4.h"
+#include "platform/out_of_memory.h"
 
 namespace {
 
@@ -37,21 +38,27 @@ bool comm_socket_v4_client::has_request() const {
 // it could fill its output buffer faster than it empties it.
 void comm_socket_v4_client::read_round(std::uint64_t now_us) {
   if (!is_open() || input_ended || has_output() || has_request()) { return; }
+  if (is_ready) { receive(); }
+  time_request(now_us);
+}
+
+void comm_socket_v4_client::receive() {
   char bytes[round_share];
   const ssize_t got = recv(connection.get(), bytes, sizeof(bytes), MSG_DONTWAIT);
   if (got == 0 || (got < 0 && !is_passing(errno))) {
     end_input();
-    return;
+  } else if (got > 0) {
+    take_input({bytes, static_cast<std::size_t>(got)});
   }
-  if (got > 0) { take_input({bytes, static_cast<std::size_t>(got)}); }
-  time_request(now_us);
 }
 
 void comm_socket_v4_client::take_input(std::string_view bytes) {
   input.erase(0, std::exchange(taken, 0));
   const std::size_t memory = input.capacity();
-  input.append(bytes);
-  if (comm_packet_v4_look(input, comm_packet_v4_request).state == comm_packet_v4_state::malformed) {
+  if (!with_memory("a request was not read", [&] { input.append(bytes); })) {
+    end_input();  // what was received is lost, and everything after it would be misread
+  } else if (comm_packet_v4_look(input, comm_packet_v4_request).state ==
+             comm_packet_v4_state::malformed) {
     end_input();
   } else if (input.capacity() > memory) {
     server->limit_input();
@@ -143,6 +150,10 @@ comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* se
   return client;
 }
 
+void comm_socket_v4_drop_client(comm_socket_v4_client* client) {
+  client->close();
+}
+
 void comm_socket_v4_free_client(comm_socket_v4_client* client) {
   if (client == nullptr) { return; }
   client->server->clients.remove_if([client](const auto& each) { return &each == client; });
@@ -153,7 +164,11 @@ comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
   auto& clients = server->clients;
   for (auto turn = clients.begin(); turn != clients.end(); ++turn) {
     if (!turn->announced || turn->has_output()) { continue; }
-    if (auto request = turn->take_request()) {
+    std::unique_ptr<comm_socket_v4_packet> request;
+    if (!with_memory("a request was not read", [&] { request = turn->take_request(); })) {
+      turn->end_input();  // nothing could be done with it in the next round either
+    }
+    if (request != nullptr) {
       *client = &*turn;
       clients.splice(clients.end(), clients, turn);
       return request.release();

@@ -1,4 +1,5 @@
 // Sends replies; also the two server functions that wait.
+#include <algorithm>
 #include <cassert>
 #include <cerrno>
 #include <utility>
@@ -18,6 +19,13 @@ constexpr std::uint64_t patience_us = 5000000;
 // room for any reply.
 constexpr std::size_t most_output = comm_packet_v4_header_size + comm_packet_v4_reply.largest_body;
 constexpr std::size_t most_output_of_all = std::size_t{64} << 20;
+
+// What to poll a client for; 0 for nothing. A client whose input has ended is left out: its end of
+// file would always be readable.
+short events_of(const comm_socket_v4_client& client) {
+  if (client.has_output()) { return POLLOUT; }
+  return client.is_open() && !client.input_ended ? POLLIN : 0;
+}
 
 }  // namespace
 
@@ -94,18 +102,33 @@ int comm_socket_v4_wait_for_server_to_client_writeable(comm_socket_v4_client* cl
   return poll_until(&entry, 1, deadline_us);
 }
 
-// A client whose input has ended is left out: its end of file would always be readable.
+int comm_socket_v4::poll_clients(std::uint64_t deadline_us) {
+  std::vector<pollfd> entries;
+  entries.reserve(clients.size() + 1);
+  // A negative descriptor is not looked at.
+  entries.push_back({can_accept ? listener.get() : -1, POLLIN, 0});
+  for (const comm_socket_v4_client& client : clients) {
+    const short events = events_of(client);
+    entries.push_back({events == 0 ? -1 : client.connection.get(), events, 0});
+  }
+  const int ready = poll_until(entries.data(), entries.size(), deadline_us);
+  const bool is_unknown = ready < 0;
+  may_have_connections = is_unknown || !can_accept || entries.front().revents != 0;
+  auto entry = entries.begin();
+  for (comm_socket_v4_client& client : clients) {
+    client.is_ready = (++entry)->revents != 0 || is_unknown;
+  }
+  return ready;
+}
+
 int comm_socket_v4_server_from_client_readable(comm_socket_v4* server, std::uint64_t deadline_us) {
   if (!server->listener.valid()) { return -1; }
-  std::vector<pollfd> entries;
-  if (server->can_accept) { entries.push_back({server->listener.get(), POLLIN, 0}); }
-  for (const comm_socket_v4_client& client : server->clients) {
-    if (client.has_request()) { return 1; }
-    if (client.has_output()) {
-      entries.push_back({client.connection.get(), POLLOUT, 0});
-    } else if (client.is_open() && !client.input_ended) {
-      entries.push_back({client.connection.get(), POLLIN, 0});
-    }
+  const auto& clients = server->clients;
+  if (std::any_of(clients.begin(), clients.end(),
+                  [](const auto& client) { return client.has_request(); })) {
+    return 1;
   }
-  return poll_until(entries.data(), entries.size(), deadline_us);
+  const int ready = server->poll_clients(deadline_us);
+  server->is_polled = ready > 0;
+  return ready;
 }

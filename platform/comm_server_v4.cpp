@@ -98,7 +98,8 @@ accept_result accept_one(comm_socket_v4& server) {
   const auto open_clients = std::count_if(server.clients.begin(), server.clients.end(),
                                           [](const auto& client) { return client.is_open(); });
   if (static_cast<std::size_t>(open_clients) < most_clients) {
-    comm_socket_v4_client& client = server.clients.emplace_back(&server, fd.release());
+    comm_socket_v4_client& client = server.clients.emplace_back(&server, -1);
+    client.connection = std::move(fd);
     client.read_round(monotonic_clock_us());
     client.close_when_done();
   }
@@ -155,11 +156,13 @@ int comm_socket_v4_fd(const comm_socket_v4* server) {
 int comm_socket_v4_idle(comm_socket_v4* server) {
   if (!server->listener.valid()) { return -1; }
   const std::uint64_t now_us = monotonic_clock_us();
+  // The wait for clients has usually just polled them.
+  if (!std::exchange(server->is_polled, false)) { server->poll_clients(0); }
   // Known clients first: this finds those that have gone and so makes room for new ones.
   for (comm_socket_v4_client& client : server->clients) {
     client.send_round(now_us);
     client.read_round(now_us);
     client.close_when_done();
   }
-  return accept_round(*server) ? 0 : -1;
+  return !server->may_have_connections || accept_round(*server) ? 0 : -1;
 }

@@ -25,6 +25,7 @@ struct comm_socket_v4_client {
   std::size_t taken = 0;
   std::string output;  // replies; the kernel has taken the first `sent` bytes
   std::size_t sent = 0;
+  bool is_ready = true;  // the last poll reported an event
   bool input_ended = false;
   bool takes_replies = true;  // false once the other side no longer reads
   bool announced = false;     // returned by accept_connection
@@ -46,7 +47,8 @@ struct comm_socket_v4_client {
   // Whether a whole request can be handed out. Never while replies are waiting to be sent.
   bool has_request() const;
 
-  // Reads once, at most one round's share, and gives up on a request that takes too long to arrive.
+  // If the client is ready, reads once, at most one round's share; gives up on a request that takes
+  // too long to arrive.
   void read_round(std::uint64_t now_us);
   // Sends as much output as the kernel accepts, and gives up on a client that has accepted none for
   // too long.
@@ -60,6 +62,7 @@ struct comm_socket_v4_client {
   void drop_output();
   // Also frees the memory, so that a large request's buffer is not kept for the client's lifetime.
   void drop_input();
+  void receive();
   void take_input(std::string_view bytes);
   void time_request(std::uint64_t now_us);
   // Closes the connection once the input has ended and nothing is left to hand out or answer.
@@ -74,8 +77,16 @@ struct comm_socket_v4 {
   ino_t file_number = 0;
   // False while no descriptors are available for new connections; the listener is then not polled.
   bool can_accept = true;
+  // Whether the last poll's results have not been used yet, and whether it reported connections; it
+  // does not look at the listener while that cannot accept.
+  bool is_polled = false;
+  bool may_have_connections = true;
   // In the order in which they are served; a client that has been served moves to the end.
   std::list<comm_socket_v4_client> clients;
+
+  // Finds out which clients are ready, waiting for the first one until the deadline. Returns what
+  // poll_until() does.
+  int poll_clients(std::uint64_t deadline_us);
 
   // Keep the total size of all clients' buffers below the limits: the client whose request has been
   // unfinished the longest is ended, or the one that has gone the longest without reading.

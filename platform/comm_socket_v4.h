@@ -105,6 +105,9 @@ void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* re
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet);
 
+// Ends the connection to a client whose request cannot be answered.
+void comm_socket_v4_drop_client(comm_socket_v4_client* client);
+
 // Whether replies to the client can still arrive. False once one could not be sent because the
 // client has gone; its requests that had arrived before are handed out nevertheless.
 bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client* client);

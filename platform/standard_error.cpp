@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <new>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -43,6 +44,12 @@ public:
       line_.clear();
     }
     line_ += text;
+  }
+
+  // Gives up the line that is being printed.
+  void drop_line() {
+    line_.clear();
+    ++dropped_;
   }
 
   // Returns true once everything due before the next line has been written.
@@ -110,8 +117,11 @@ private:
 // Never destroyed: the last prints happen after the last destructor.
 line_channel* channel = nullptr;
 
+// No exception may pass through the C library's stream.
 ssize_t take_text(void*, const char* bytes, std::size_t size) {
-  channel->take({bytes, size});
+  try {
+    channel->take({bytes, size});
+  } catch (const std::bad_alloc&) { channel->drop_line(); }
   return static_cast<ssize_t>(size);
 }
 
@@ -120,13 +130,19 @@ ssize_t take_text(void*, const char* bytes, std::size_t size) {
 void open_standard_error() {
   cookie_io_functions_t functions = {};
   functions.write = take_text;
+  channel = new (std::nothrow) line_channel;
+  if (channel == nullptr) { return; }
   FILE* const file = fopencookie(nullptr, "w", functions);
   if (file == nullptr) { return; }
   setvbuf(file, nullptr, _IONBF, 0);
-  channel = new line_channel;
   stderr = file;
 }
 
 void flush_standard_error() {
-  if (channel != nullptr) { channel->flush(); }
+  if (channel == nullptr) { return; }
+  try {
+    channel->flush();
+  } catch (const std::bad_alloc&) {
+    return;  // the lines that were dropped are counted until they can be told
+  }
 }

@@ -117,8 +117,8 @@ bool QueueItem::is_running() const {
 
 bool QueueItem::set_input_file(const char* path) {
   std::string new_input = path;  // `path` may point into the text that is cleared next
-  close_input(*this);
   std::optional<source_place> place = place_of_source(new_input);
+  close_input(*this);
   if (!place) { return false; }
   input_file = std::move(new_input);
   input_dir = std::move(place->folder);
@@ -128,10 +128,11 @@ bool QueueItem::set_input_file(const char* path) {
 
 bool QueueItem::set_output_file(const char* path) {
   std::string new_output = path;  // `path` may point into the text that is cleared next
+  std::optional<std::string> metadir;
+  if (!new_output.empty()) { metadir = metadata_folder_of_output(new_output); }
   output_file.clear();
   output_metadir.clear();
   if (new_output.empty()) { return true; }
-  std::optional<std::string> metadir = metadata_folder_of_output(new_output);
   if (!metadir) { return false; }
   output_metadir = std::move(*metadir);
   output_file = std::move(new_output);

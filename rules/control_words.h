@@ -19,6 +19,7 @@ constexpr char command_remove[] = "remove";
 
 constexpr char status_ok[] = "OK";
 constexpr char status_not_found[] = "NOT FOUND";
+constexpr char status_out_of_memory[] = "OUT OF MEMORY";
 constexpr char status_too_many[] = "TOO MANY ITEMS";
 // Kept on purpose: a failed restart is refused with the same words. Effect: clients know one text
 // for both.

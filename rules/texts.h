@@ -26,6 +26,8 @@ constexpr char text_not_transcodeable[] = "Rejected: File type is not transcodea
 
 // ---- Failed
 
+// Short enough to be stored without memory.
+constexpr char text_out_of_memory[] = "Out of memory";
 constexpr char text_operation_gone[] = "Rejected: File operation disappeared unexpectedly";
 constexpr char text_transcoding_failed[] = "Transcoding failed";
 constexpr char text_not_sent[] = "Unable to send file to remote";

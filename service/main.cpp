@@ -15,6 +15,7 @@
 #include "platform/cpu.h"
 #include "platform/descriptor_limit.h"
 #include "platform/directories.h"
+#include "platform/out_of_memory.h"
 #include "platform/paths.h"
 #include "platform/standard_error.h"
 #include "platform/transcode_settings.h"
@@ -103,8 +104,8 @@ void shut_down() {
     DIE = 1;  // the control socket failed: shut down
   }
   fprintf(stderr, "Shutting down transcode queue processes\n");
-  shutdown_transcode_queue_processes();
-  write_queue();
+  with_memory("tools were not waited for", shutdown_transcode_queue_processes);
+  with_memory("the queue file was not written", write_queue);
   fprintf(stderr, "Shutting down transcode queue\n");
   shutdown_transcode_queue();
   server_socket = comm_socket_v4_destroy(server_socket);
@@ -116,7 +117,11 @@ void shut_down() {
 int main(int argc, char** argv) {
   if (!open_standard_streams()) { return 1; }
   open_standard_error();
-  if (!check_command_line(argc, argv) || !start_up()) { return 1; }
+  if (!check_command_line(argc, argv)) { return 1; }
+  // A queue that was not read whole must not be written over the file.
+  bool is_started = false;
+  with_memory("the service did not start", [&] { is_started = start_up(); });
+  if (!is_started) { return 1; }
   run_main_loop();
   shut_down();
   return 0;

@@ -101,6 +101,9 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client, comm_soc
   note("send to " + name_of(client));
   return take(send_results, 1);
 }
+void comm_socket_v4_drop_client(comm_socket_v4_client* client) {
+  note("drop " + name_of(client));
+}
 bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client*) {
   return client_takes_replies;
 }
@@ -241,7 +244,7 @@ TEST_F(control_server, fails_without_using_a_server_that_does_not_listen) {
 TEST_F(control_server, does_not_carry_out_a_request_it_could_not_answer) {
   replies_can_be_made = false;
   request("add");
-  EXPECT_THAT(calls_for_requests(), ElementsAre("release request"));
+  EXPECT_THAT(calls_for_requests(), ElementsAre("drop 8", "release request"));
 }
 
 TEST_F(control_server, does_not_carry_out_a_request_that_wants_no_answer) {

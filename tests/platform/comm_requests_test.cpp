@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 #include <gtest/gtest.h>
 
 #include "tests/platform/socket_bench.h"
@@ -11,6 +13,22 @@
 using qx_test::raw_client;
 using qx_test::request_bytes;
 using strings = std::vector<std::string>;
+
+namespace {
+
+int receive_calls = 0;
+
+}  // namespace
+
+extern "C" {
+ssize_t __real_recv(int fd, void* bytes, std::size_t size, int flags);
+ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags);
+
+ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags) {
+  ++receive_calls;
+  return __real_recv(fd, bytes, size, flags);
+}
+}
 
 namespace {
 
@@ -40,6 +58,39 @@ TEST_F(comm_requests, nothing_is_handed_out_that_idle_has_not_read) {
   EXPECT_EQ(bench.serve_one(), "");
   bench.idle();
   EXPECT_EQ(bench.serve_one(), "test");
+}
+
+TEST_F(comm_requests, only_clients_that_have_sent_something_are_read_from) {
+  const raw_client silent = bench.connect();
+  bench.pass();
+  client.send(request_bytes("test"));
+  for (const bool after_a_wait : {true, false}) {
+    receive_calls = 0;
+    if (after_a_wait) { EXPECT_TRUE(bench.is_ready()); }
+    EXPECT_EQ(bench.pass(), strings{"test"});
+    EXPECT_EQ(receive_calls, 1) << after_a_wait;
+    client.send(request_bytes("test"));
+  }
+}
+
+TEST_F(comm_requests, request_that_arrives_between_wait_and_round_is_not_forgotten) {
+  const raw_client late = bench.connect();
+  bench.pass();
+  client.send(request_bytes("test"));
+  EXPECT_TRUE(bench.is_ready());
+  late.send(request_bytes("list"));
+  EXPECT_EQ(bench.pass(), strings{"test"});
+  EXPECT_EQ(bench.pass(), strings{"list"});
+}
+
+TEST_F(comm_requests, connection_made_between_wait_and_round_is_not_forgotten) {
+  bench.pass();
+  client.send(request_bytes("test"));
+  EXPECT_TRUE(bench.is_ready());
+  const raw_client late = bench.connect();
+  late.send(request_bytes("list"));
+  EXPECT_EQ(bench.pass(), strings{"test"});
+  EXPECT_EQ(bench.pass(), strings{"list"});
 }
 
 TEST_F(comm_requests, client_that_was_not_announced_is_not_served) {
