@@ -9,6 +9,7 @@
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -113,6 +114,25 @@ TEST_F(sandbox_files, that_are_given_can_be_rewritten_and_read_again) {
     char byte = 0;
     return write(file.get(), "x", 1) == 1 && read(again.get(), &byte, 1) == 1 && byte == 'x';
   });
+}
+
+// The folder that is lent for new files, and nothing beside it.
+TEST_F(sandbox_files, can_be_made_in_the_work_folder_alone) {
+  const std::string made = given.folder + "/work";
+  ASSERT_EQ(mkdir(made.c_str(), 0700), 0);
+  const unique_fd folder(open(made.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  sandbox limits = given.limits();
+  limits.work_folder = folder.get();
+  expect_confined(limits, [&] {
+    const unique_fd file(open((name_of(folder) + "/new").c_str(), O_RDWR | O_CREAT, 0600));
+    return write(file.get(), "x", 1) == 1 &&
+           is_refused(open((given.folder + "/new").c_str(), O_RDWR | O_CREAT, 0600), EACCES) &&
+           is_refused(open((name_of(folder) + "/../other").c_str(), O_RDONLY), EACCES) &&
+           is_refused(mkdir((name_of(folder) + "/sub").c_str(), 0700), EACCES);
+  });
+  EXPECT_EQ(access((made + "/new").c_str(), F_OK), 0);
+  unlink((made + "/new").c_str());
+  rmdir(made.c_str());
 }
 
 TEST_F(sandbox_files, of_others_cannot_be_opened) {
