@@ -32,9 +32,10 @@ std::string record_name(const std::string& name) {
   return name + ".sum";
 }
 
-std::string record_text(const kept_segment& kept) {
-  return std::to_string(kept.content.bytes) + " " + hexadecimal(kept.content.sum) + " " + kept.run +
-         " " + kept.first + " " + kept.next;
+// With its name, since any other segment would fit as well.
+std::string record_text(const std::string& name, const kept_segment& kept) {
+  return name + " " + std::to_string(kept.content.bytes) + " " + hexadecimal(kept.content.sum) +
+         " " + kept.run + " " + kept.first + " " + kept.next;
 }
 
 bool read_content(bool picture, int file, segment_content& content) {
@@ -80,8 +81,12 @@ bool segment_store::load(bool picture, std::int64_t segment, kept_segment& kept)
   const std::string name = name_of(picture, segment);
   std::istringstream record(read_line(record_name(name)));
   std::uint64_t bytes = 0;
+  std::string recorded;
   std::string sum;
-  if (!(record >> bytes >> sum >> kept.run >> kept.first >> kept.next)) { return false; }
+  if (!(record >> recorded >> bytes >> sum >> kept.run >> kept.first >> kept.next) ||
+      recorded != name) {
+    return false;
+  }
   const unique_fd file(openat(folder_, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
   return file.valid() && read_content(picture, file.get(), kept.content) &&
          kept.content.bytes == bytes && hexadecimal(kept.content.sum) == sum;
@@ -165,7 +170,7 @@ bool segment_store::keep(bool picture, int run_folder, kept_segment made, bool i
     return false;
   }
   // The segment gets its name last: a record alone means nothing.
-  if (fsync(file.get()) != 0 || !write_line(record_name(name), record_text(made)) ||
+  if (fsync(file.get()) != 0 || !write_line(record_name(name), record_text(name, made)) ||
       renameat(run_folder, name.c_str(), folder_, name.c_str()) != 0 || fsync(folder_) != 0) {
     return fail(error);
   }

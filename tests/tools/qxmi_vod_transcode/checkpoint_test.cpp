@@ -11,6 +11,7 @@
 #include "tests/support/media/made_media.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
+#include "tools/qxmi_vod_transcode/content_sum.h"
 
 using namespace qx_test;
 using namespace std::chrono_literals;
@@ -148,14 +149,34 @@ TEST_F(checkpoint, a_segment_of_another_transcode_is_noticed) {
   expect_whole(result);
 }
 
-// Both belong together and are intact, but the picture does not continue the one before.
-TEST_F(checkpoint, a_segment_in_the_place_of_another_is_noticed_by_its_pictures) {
+// Both belong together and are intact.
+TEST_F(checkpoint, a_segment_in_the_place_of_another_is_noticed) {
   interrupt_after(3, SIGKILL);
   for (const char* end : {".mp4", ".mp4.sum"}) {
-    fs::copy_file(in_folder(std::string("v000000") + end), in_folder(std::string("v000002") + end),
+    fs::copy_file(in_folder(std::string("v000000") + end), in_folder(std::string("v000001") + end),
                   fs::copy_options::overwrite_existing);
   }
-  expect_whole(resume());
+  const tool_result result = resume();
+  expect_resumed(result, 1);
+  EXPECT_LT(first_frame(result), 100);
+  expect_whole(result);
+}
+
+// No run can continue a segment after which other pictures are due than the source has.
+TEST_F(checkpoint, segments_that_no_run_continues_are_made_again) {
+  interrupt_after(2, SIGKILL);
+  for (std::size_t segment = 0; segment < finished(); ++segment) {
+    const std::string path = in_folder("v00000" + std::to_string(segment) + ".mp4.sum");
+    std::string line;
+    std::getline(std::ifstream(path), line);
+    const std::string record = unsealed(line + "\n");
+    std::ofstream(path) << sealed(record.substr(0, record.rfind(' ') + 1) +
+                                  "000000000000000000000000");
+  }
+  const tool_result result = resume();
+  ASSERT_EQ(result.errors.size(), 2U);
+  EXPECT_THAT(result.errors[1], HasSubstr("begins anew: its parts do not fit together"));
+  expect_whole(result);
 }
 
 TEST_F(checkpoint, a_damaged_count_of_segments_is_not_believed) {

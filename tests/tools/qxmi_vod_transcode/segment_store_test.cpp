@@ -133,6 +133,16 @@ TEST_F(segments, without_their_record_count_as_missing) {
   EXPECT_EQ(found().frames(), 50);
 }
 
+TEST_F(segments, under_the_name_of_another_count_as_missing) {
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << error;
+  for (const char* end : {"", ".sum"}) {
+    fs::copy_file(folder.file(picture_name(0) + end), folder.file(picture_name(1) + end),
+                  fs::copy_options::overwrite_existing);
+  }
+  EXPECT_EQ(found().frames(), 50);
+}
+
 TEST_F(segments, with_a_changed_record_count_as_missing) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << error;
   std::string line;
