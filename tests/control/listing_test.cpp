@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include "queue/transcode_queue.h"
+#include "rules/json_text.h"
 #include "tests/control/control_bench.h"
 
 using namespace qx_test;
@@ -17,7 +18,8 @@ protected:
     EXPECT_EQ(reply.words, (strings{"list", "OK"}));
     EXPECT_EQ(reply.result_code, 0U);
     EXPECT_TRUE(reply.pairs.empty());
-    return reply.json();
+    std::string error;
+    return parse_json(reply.data, error);
   }
   // The numbers of the listed items, in a queue made by add_items().
   strings listed(const name_values& pairs = {}) {
