@@ -15,6 +15,7 @@
 #include "exec/forked_child.h"
 #include "exec/held_signal.h"
 #include "exec/stuck_child.h"
+#include "platform/out_of_memory.h"
 #include "platform/sliding_window_v4.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
@@ -129,7 +130,7 @@ bool spawn_after(QueueItem& item, void (*prepare)(const QueueItem& item)) {
     if (item.proc_pid == 0) {
       begin_child(service);
       take_streams(item);
-      prepare(item);
+      in_forked_child([&] { prepare(item); });
       execv(argv[0], argv.get());
       _exit(exit_no_exec);
     }

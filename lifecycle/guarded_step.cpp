@@ -15,8 +15,13 @@ bool is_same(const machines& a, const machines& b) {
          a.remote.state == b.remote.state;
 }
 
+// A request for the state of a job on the server, which will be made again.
+bool is_poll(const machines& before) {
+  return before.state == TRANSCODE_REMOTE && before.remote.state == REMOTE_MONITOR;
+}
+
 void end_child(QueueItem& item, const machines& before) {
-  const bool is_evaluated = !is_same(item.sm, before);
+  const bool is_evaluated = !is_same(item.sm, before) || is_poll(before);
   forget_child(item);
   item_in_action_remove_self(&item);
   if (!is_evaluated) { item.cancel(); }

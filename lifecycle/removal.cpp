@@ -18,6 +18,7 @@
 #include "exec/source_view.h"
 #include "platform/directory_tree.h"
 #include "platform/metadata_v4.h"
+#include "platform/out_of_memory.h"
 #include "platform/trusted_path.h"
 #include "queue/queue_item.h"
 #include "rules/tool_commands.h"
@@ -115,7 +116,7 @@ bool QueueItem::proc_start_unlink_input_file() {
   if (proc_pid == 0) {
     begin_child(service);
     close_all_but_streams();
-    _exit(unlink_source(*this));
+    _exit(in_forked_child([this] { return unlink_source(*this); }));
   }
   if (proc_pid == -1) {
     close_proc_stdin();

@@ -17,6 +17,7 @@
 
 #include "platform/clock.h"
 #include "platform/file_bytes.h"
+#include "platform/out_of_memory.h"
 #include "platform/poll_until.h"
 #include "platform/unique_fd.h"
 
@@ -84,7 +85,7 @@ private:
   if (getppid() != service) { _exit(1); }
   if (fd > STDERR_FILENO + 1) { close_range(STDERR_FILENO + 1, static_cast<unsigned>(fd) - 1, 0); }
   close_range(static_cast<unsigned>(fd) + 1, ~0U, 0);
-  const std::string text = look() + end_mark;
+  const std::string text = in_forked_child([&] { return look() + end_mark; });
   _exit(write_all(fd, text) ? 0 : 1);
 }
 
@@ -185,20 +186,23 @@ std::optional<std::string> look_within_limit(const mount_point& mount, const std
   if (late != late_answers().end()) { return late->second.text; }
   const mount_key key(mount.id, mount.path);
   if (helpers().count(key) != 0) { return std::nullopt; }
-  helper started;
-  started.question = question;
-  started.mount_path = mount.path;
-  started.start_us = monotonic_clock_us();
-  if (!start_helper(started, look)) {
+  // What allocates comes before the start, so that no process can be forgotten.
+  helper fresh;
+  fresh.question = question;
+  fresh.mount_path = mount.path;
+  fresh.start_us = monotonic_clock_us();
+  ending().reserve(ending().size() + helpers().size() + 1);
+  const auto started = helpers().emplace(key, std::move(fresh)).first;
+  if (!start_helper(started->second, look)) {
     fprintf(stderr, "Cannot look at mount '%s', %s\n", mount.path.c_str(), strerror(errno));
+    helpers().erase(started);
     return std::nullopt;
   }
-  if (wait_for_answer(started)) {
-    ending().push_back(started.pid);
-    return complete_answer(started);
-  }
-  helpers().emplace(key, std::move(started));
-  return std::nullopt;
+  if (!wait_for_answer(started->second)) { return std::nullopt; }
+  ending().push_back(started->second.pid);
+  std::optional<std::string> answer = complete_answer(started->second);
+  helpers().erase(started);
+  return answer;
 }
 
 void forget_late_look(const std::string& question) {

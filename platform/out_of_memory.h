@@ -3,8 +3,10 @@
 
 #include <new>
 
-// Prints "Out of memory: WHAT" as a line on standard error; not again within a second.
-// if nothing else was printed in between. The text must be a literal. Needs no memory.
+#include <unistd.h>
+
+// Prints "Out of memory: WHAT" as a line on standard error; not again within a second. The text
+// must be a literal. Needs no memory.
 void tell_out_of_memory(const char* what);
 
 // Does the work. False if memory ran out meanwhile, after a line with `what`.
@@ -17,4 +19,13 @@ bool with_memory(const char* what, Work work) {
     tell_out_of_memory(what);
     return false;
   }
+}
+
+// Does the work and returns its result, in a forked child that executes no program. If memory runs
+// out, ends the child with status 1: it must never return to the service's own loop.
+template <typename Work>
+auto in_forked_child(Work work) -> decltype(work()) {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) { _exit(1); }
 }

@@ -7,6 +7,7 @@
 
 #include "control/control_server.h"
 #include "platform/clock.h"
+#include "platform/out_of_memory.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "queue/transcode_queue.h"
@@ -19,8 +20,10 @@ constexpr useconds_t grace_poll_us = 500000;
 void ask_to_end(QueueItem& item) {
   item.shutdown_proc();
   if (item.sm.state == TRANSCODE_TRANSCODING) {
-    item.state_message = "Transcode will restart when transcode service resumes";
-    item.fileops_write_status();
+    with_memory("the status of a job was not written", [&] {
+      item.state_message = "Transcode will restart when transcode service resumes";
+      item.fileops_write_status();
+    });
   }
   item.idle();
 }
@@ -47,7 +50,7 @@ bool any_still_running() {
 // True if all children ended within the grace period.
 bool wait_for_children(std::uint64_t deadline) {
   for (;;) {
-    handle_server_socket();
+    with_memory("requests were not answered", handle_server_socket);
     if (monotonic_clock_us() >= deadline) { return false; }
     if (transcode_queue.empty() || !any_still_running()) { return true; }
     usleep(grace_poll_us);

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <new>
 #include <string>
 
 #include <fcntl.h>
@@ -176,4 +177,14 @@ TEST_F(limited_look, silence_and_its_end_are_reported_once) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "Mount '/mnt/share' does not answer, jobs with sources on it wait\n"
             "Mount '/mnt/share' answers again\n");
+}
+
+TEST_F(limited_look, without_memory_ends_its_helper) {
+  const pid_t service = getpid();
+  const auto answer =
+      look_within_limit(mount, "question", []() -> std::string { throw std::bad_alloc(); });
+  if (getpid() != service) { _exit(std::ofstream(folder.file("second service")) ? 0 : 1); }
+  EXPECT_FALSE(answer);
+  EXPECT_EQ(ask([] { return say("answer"); }), "answer");
+  EXPECT_NE(access(folder.file("second service").c_str(), F_OK), 0);
 }
