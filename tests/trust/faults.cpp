@@ -20,7 +20,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr long usual_scenarios = 100;
+constexpr long usual_scenarios = 50;
 constexpr int kept_jobs = 3;
 constexpr auto job_time_under_fault = 1500ms;
 constexpr auto start_time = 5s;
