@@ -13,6 +13,7 @@
 
 #include "platform/clock.h"
 #include "platform/limited_look.h"
+#include "platform/out_of_memory.h"
 #include "tests/platform/test_folder.h"
 #include "tests/support/wait_until.h"
 
@@ -181,10 +182,9 @@ TEST_F(limited_look, silence_and_its_end_are_reported_once) {
 
 TEST_F(limited_look, without_memory_ends_its_helper) {
   const pid_t service = getpid();
-  const auto answer =
-      look_within_limit(mount, "question", []() -> std::string { throw std::bad_alloc(); });
+  const look_function look = []() -> std::string { throw std::bad_alloc(); };
+  with_memory("a test", [&] { EXPECT_FALSE(look_within_limit(mount, "question", look)); });
   if (getpid() != service) { _exit(std::ofstream(folder.file("second service")) ? 0 : 1); }
-  EXPECT_FALSE(answer);
   EXPECT_EQ(ask([] { return say("answer"); }), "answer");
   EXPECT_NE(access(folder.file("second service").c_str(), F_OK), 0);
 }
