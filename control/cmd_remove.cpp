@@ -18,6 +18,13 @@ bool needs_cleanup(const QueueItem& item) {
          item.sm.state <= TRANSCODE_THUMBNAIL;
 }
 
+void start_cleanup(QueueItem& item) {
+  // Before its transcode, the source is the file that is there now.
+  if (item.sm.state == TRANSCODE_READY) { item.judged_source = file_identity(); }
+  item.sm.set_state(TRANSCODE_CLEANUP);
+  item.sm.cleanup.set_state(CLEANUP_INIT);
+}
+
 }  // namespace
 
 void do_cmd_remove(const command_call& call) {
@@ -30,8 +37,7 @@ void do_cmd_remove(const command_call& call) {
   if (item.sm.state != TRANSCODE_CLEARED && item.sm.state != TRANSCODE_CLEANUP) {
     item.user_wants_remove = true;
     if (needs_cleanup(item)) {
-      item.sm.set_state(TRANSCODE_CLEANUP);
-      item.sm.cleanup.set_state(CLEANUP_INIT);
+      start_cleanup(item);
     } else {
       clear_job(item);
     }

@@ -25,6 +25,7 @@ bool QueueItem::cancel() {
   input_meta.close();
   if (sm.state == TRANSCODE_DONE) { return false; }
   if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING) { return true; }
+  if (sm.state <= TRANSCODE_READY) { judged_source = file_identity(); }  // nothing was transcoded
   sm.set_state(TRANSCODE_CANCELLING);
   if (is_left_to_finish(proc_sm)) {
     limit_last_step(*this);

@@ -154,6 +154,7 @@ void start_transcode(QueueItem* item) {
     if (item->do_queue_start_transcode()) { return true; }
     if (item->source_silent) {
       trigger_transcode_queue_scan();  // the next one's turn
+      trigger_early_turn();            // many may wait for the same file system
       return false;
     }
     item->cancel();

@@ -1,4 +1,6 @@
 // A complete job in the shipped service: the tools it runs, how, and what is left.
+#include <filesystem>
+
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -32,6 +34,34 @@ protected:
       names.push_back(call.name);
     }
     return names;
+  }
+  // Another file takes the source's name.
+  void replace_source() const {
+    machine_.root.write_source("/mnt/media/new.mpg");
+    std::filesystem::rename(machine_.root.path("/mnt/media/new.mpg"), machine_.root.path(source));
+  }
+  // Starts a job that removes its source, and stays ready because another one is transcoded.
+  std::string start_job_in_waiting() {
+    machine_.root.plan_call(tool::transcode, 1, tool_plan().mark("transcode").wait("go"));
+    machine_.root.write_source("/mnt/media/first.mpg");
+    machine_.start();
+    machine_.client.add_ready("/mnt/media/first.mpg");
+    EXPECT_TRUE(machine_.root.wait_for_mark("transcode"));
+    const std::string id = machine_.client.add_ready(source, {{"delete on finish", "1"}});
+    machine_.client.wait_for_item(id, [](const json11::Json& item) {
+      return item["ready state"].string_value() == "ready to transcode";
+    });
+    return id;
+  }
+  void cancel(const std::string& id) const {
+    EXPECT_EQ(machine_.client.command("cancel", id).status(), "OK");
+    machine_.client.wait_for_transcode_state(id, "cancelled");
+  }
+  void remove(const std::string& id) const {
+    EXPECT_EQ(machine_.client.command("remove", id).status(), "OK");
+  }
+  void wait_until_gone(const std::string& id) const {
+    EXPECT_TRUE(wait_until([&] { return machine_.client.item(id).is_null(); }));
   }
   std::vector<std::string> argv(const char* name, int number = 1) const {
     return machine_.root.wait_for_call(name, number).argv;
@@ -162,6 +192,35 @@ TEST_F(service_job, source_that_vanishes_before_cleanup_is_not_removed_again) {
   machine_.client.wait_for_transcode_state(id, "done");
   EXPECT_TRUE(machine_.root.calls(tool::rm).empty());
   EXPECT_TRUE(machine_.root.exists("/mnt/media/.clip.mpg.metadata"));
+}
+
+TEST_F(service_job, source_that_was_replaced_before_any_transcode_is_removed) {
+  const std::string id = start_job_in_waiting();
+  replace_source();
+  remove(id);
+  wait_until_gone(id);
+  EXPECT_FALSE(machine_.root.exists(source));
+}
+
+TEST_F(service_job,
+       source_that_was_replaced_is_removed_if_the_job_was_cancelled_before_it_started) {
+  const std::string id = start_job_in_waiting();
+  cancel(id);
+  replace_source();
+  remove(id);
+  wait_until_gone(id);
+  EXPECT_FALSE(machine_.root.exists(source));
+}
+
+TEST_F(service_job, source_that_was_replaced_is_kept_if_the_job_was_cancelled_after_it_started) {
+  machine_.root.plan(tool::transcode, tool_plan().mark("transcode").wait("go"));
+  const std::string id = start_job({{"delete on finish", "1"}});
+  ASSERT_TRUE(machine_.root.wait_for_mark("transcode"));
+  cancel(id);
+  replace_source();
+  remove(id);
+  machine_.client.wait_for_state_text(id, "Unable to remove metadata");
+  EXPECT_TRUE(machine_.root.exists(source));
 }
 
 TEST_F(service_job, item_removed_during_cleanup_is_cleared_after_it) {
