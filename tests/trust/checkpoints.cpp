@@ -196,6 +196,7 @@ private:
       std::ofstream(file, std::ios::app | std::ios::binary) << "more";
       return "more bytes in " + name;
     default:
+      if (other == file) { return "nothing"; }
       fs::copy_file(other, file, fs::copy_options::overwrite_existing);
       return "a copy of " + fs::path(other).filename().string() + " as " + name;
     }
