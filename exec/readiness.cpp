@@ -141,7 +141,7 @@ bool QueueItem::ready() {
 
 bool QueueItem::do_user_ready() {
   if (!ready()) { return false; }
-  if (!source_silent) { state_message = text_ready; }
+  if (!source_silent || state_message != text_source_silent) { state_message = text_ready; }
   fileops_write_status();
   return true;
 }

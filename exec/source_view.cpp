@@ -39,6 +39,9 @@ namespace {
 // How long a step waits before it looks again.
 constexpr std::uint64_t look_interval_us = 500000;
 
+// A mount that only takes its time answers the second look.
+constexpr unsigned patient_looks = 1;
+
 constexpr std::size_t survey_fields = 10;
 
 struct free_deleter {
@@ -122,6 +125,7 @@ source_view::survey source_view::look_at_all(QueueItem& item) {
 }
 
 bool source_view::look() {
+  const unsigned missed = std::exchange(item_.missed_source_looks, 0);
   item_.source_silent = false;
   const auto mount = foreign_mount_of(current_mounts(), item_.input_file);
   if (!mount) { return true; }
@@ -130,6 +134,7 @@ bool source_view::look() {
   survey_ = std::make_unique<survey>();
   if (answer && survey_->decode(*answer)) { return true; }
   item_.source_silent = true;
+  item_.missed_source_looks = (is_reported_silent(*mount) ? patient_looks : missed) + 1;
   item_.next_source_look = monotonic_clock_us() + look_interval_us;
   return false;
 }
@@ -178,7 +183,10 @@ bool source_view::load_metadata() {
 }
 
 void wait_for_source(QueueItem& item) {
-  if (item.paused || item.state_message == text_source_silent) { return; }
+  if (item.paused || item.missed_source_looks <= patient_looks ||
+      item.state_message == text_source_silent) {
+    return;
+  }
   item.state_message = text_source_silent;
   item.fileops_write_status();
 }

@@ -46,5 +46,6 @@ private:
   std::unique_ptr<survey> survey_;  // null if the source is on a local file system
 };
 
-// Shows the user that the item waits for its source. The text of a paused item stays.
+// Shows the user that the item waits for its source, unless the mount may only be slow. The text of
+// a paused item stays.
 void wait_for_source(QueueItem& item);

@@ -26,7 +26,8 @@ namespace {
 constexpr std::uint64_t second_us = 1000000;
 constexpr std::uint64_t longest_wait_us = 50000;
 constexpr std::uint64_t report_after_us = second_us;
-constexpr std::uint64_t answer_life_us = second_us;
+// Longer than a job waits between two looks, even one that polls a remote server.
+constexpr std::uint64_t answer_life_us = second_us * 5 / 2;
 constexpr std::size_t longest_answer = std::size_t{4} << 20;
 
 // Marks a complete answer: the helper can be killed while it writes.
@@ -203,6 +204,11 @@ std::optional<std::string> look_within_limit(const mount_point& mount, const std
   std::optional<std::string> answer = complete_answer(started->second);
   helpers().erase(started);
   return answer;
+}
+
+bool is_reported_silent(const mount_point& mount) {
+  const auto running = helpers().find(mount_key(mount.id, mount.path));
+  return running != helpers().end() && running->second.is_reported;
 }
 
 void forget_late_look(const std::string& question) {

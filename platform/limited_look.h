@@ -17,14 +17,16 @@
 using look_function = std::function<std::string()>;
 
 // Calls `look` in a helper and returns its result, or nothing if the mount has not answered yet.
-// A result that comes late is kept for a second: repeat the call with the same `question` to get
-// it.
+// A result that comes late is kept for 2.5 s: repeat the call with the same `question` to get it.
 std::optional<std::string> look_within_limit(const mount_point& mount, const std::string& question,
                                              const look_function& look);
 
 // Collects helpers that have ended, and reports on standard error which mounts do not answer and
 // which do again. Call it regularly; it costs nothing if no helper is running.
 void collect_late_looks();
+
+// True if the report says that this mount does not answer: a helper has waited for it for a second.
+bool is_reported_silent(const mount_point& mount);
 
 // Forgets the late answer to a question, which has become wrong.
 void forget_late_look(const std::string& question);

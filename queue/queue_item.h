@@ -184,9 +184,10 @@ public:
   std::uint64_t proc_ending_time = 0;
   file_identity judged_source;  // the file that is transcoded; this run only
   // The file system of the source did not answer when a step looked at it: the step waits, and
-  // looks again at that time. This run only.
+  // looks again at that time. The looks in a row that had no answer. This run only.
   bool source_silent = false;
   std::uint64_t next_source_look = 0;
+  unsigned missed_source_looks = 0;
 
   // ---- Record (queue/queue_item.cpp)
 

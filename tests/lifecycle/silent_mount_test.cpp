@@ -145,7 +145,7 @@ TEST_F(job_on_a_mount, that_is_silent_lets_later_jobs_pass) {
   mount_.fall_silent();
   machine_.root.release("go");
   expect_done(later);
-  EXPECT_EQ(client().state_text(silent), waiting_text);
+  client().wait_for_state_text(silent, waiting_text);
   mount_.answer();
   expect_done(silent);
 }
