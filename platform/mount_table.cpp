@@ -85,7 +85,6 @@ const mount_point* mount_on(const mount_table& mounts, const mount_point* base,
   return top;
 }
 
-// The parent of the process's root is not in its list.
 bool is_listed(const mount_table& mounts, int id) {
   return std::any_of(mounts.begin(), mounts.end(),
                      [id](const mount_point& mount) { return mount.id == id; });
@@ -158,10 +157,10 @@ private:
 class mount_list {
 public:
   const mount_table& read() {
-    const bool is_first = !file_.valid();
-    if (is_first) { file_.reset(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)); }
+    if (!file_.valid()) { file_.reset(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)); }
     pollfd change{file_.get(), POLLPRI, 0};
-    if (file_.valid() && (is_first || poll(&change, 1, 0) > 0)) { read_again(); }
+    if (file_.valid() && poll(&change, 1, 0) > 0) { is_stale_ = true; }
+    if (file_.valid() && is_stale_) { read_again(); }
     return mounts_;
   }
 
@@ -170,10 +169,12 @@ private:
     std::string text;
     if (lseek(file_.get(), 0, SEEK_SET) == 0 && read_all(file_.get(), longest_list, text)) {
       mounts_ = parse_mounts(text);
+      is_stale_ = mounts_.empty();
     }
   }
 
   unique_fd file_;
+  bool is_stale_ = true;  // until it has been read: the kernel reports each change once
   mount_table mounts_;
 };
 
@@ -185,8 +186,9 @@ mount_table parse_mounts(std::string_view mountinfo) {
   for (std::string line; std::getline(lines, line);) {
     if (auto mount = parse_line(line)) { mounts.push_back(std::move(*mount)); }
   }
+  // The parent of the process's root is not in its list, or is that root itself.
   for (mount_point& mount : mounts) {
-    if (!is_listed(mounts, mount.parent)) { mount.parent = no_parent; }
+    if (mount.parent == mount.id || !is_listed(mounts, mount.parent)) { mount.parent = no_parent; }
   }
   return mounts;
 }

@@ -1,15 +1,38 @@
 // Which mounts count as foreign, and which of them a path leads to.
+#include <cerrno>
 #include <filesystem>
 #include <string>
+
+#include <sys/mount.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "platform/mount_table.h"
+#include "tests/platform/own_mnt.h"
 #include "tests/platform/test_folder.h"
 
+using qx_test::in_own_mnt;
 using qx_test::test_folder;
 
+static bool list_can_be_read = true;
+
+// Linked in place of lseek.
+extern "C" off_t __real_lseek(int fd, off_t offset, int whence);
+extern "C" off_t __wrap_lseek(int fd, off_t offset, int whence) {
+  if (list_can_be_read) { return __real_lseek(fd, offset, whence); }
+  errno = ENOMEM;
+  return -1;
+}
+
 namespace {
+
+bool is_mounted(const std::string& path) {
+  for (const mount_point& mount : current_mounts()) {
+    if (mount.path == path) { return true; }
+  }
+  return false;
+}
 
 // The path of the foreign mount, "/" for the root; "local" if there is none.
 std::string foreign(const mount_table& mounts, const std::string& path) {
@@ -132,10 +155,29 @@ TEST_F(mount_table_on_disk, missing_folder_ends_the_way) {
   EXPECT_EQ(foreign(share_on("/share"), top + "/missing/../../share/clip.mpg"), "local");
 }
 
-TEST(current_mounts, have_a_root_and_proc) {
-  bool has_proc = false;
-  for (const mount_point& mount : current_mounts()) {
-    has_proc = has_proc || mount.path == "/proc";
-  }
-  EXPECT_TRUE(has_proc);
+TEST(mount_table, root_that_is_its_own_parent_is_the_root) {
+  EXPECT_EQ(foreign(parse_mounts(line(20, 20, "/", "nfs")), "/clip.mpg"), "/");
+}
+
+TEST(current_mounts, include_proc) {
+  EXPECT_TRUE(is_mounted("/proc"));
+}
+
+TEST(current_mounts, include_a_new_one_even_if_the_list_could_not_be_read_at_first) {
+  in_own_mnt([] {
+    EXPECT_TRUE(is_mounted("/mnt"));
+    std::filesystem::create_directory("/mnt/new");
+    EXPECT_EQ(mount("new", "/mnt/new", "tmpfs", 0, nullptr), 0);
+    list_can_be_read = false;
+    EXPECT_FALSE(is_mounted("/mnt/new"));
+    list_can_be_read = true;
+    EXPECT_TRUE(is_mounted("/mnt/new"));
+  });
+}
+
+TEST(current_mounts, are_read_later_if_they_cannot_be_read_at_first) {
+  list_can_be_read = false;
+  EXPECT_TRUE(current_mounts().empty());
+  list_can_be_read = true;
+  EXPECT_TRUE(is_mounted("/proc"));
 }
