@@ -3,6 +3,10 @@
 #include "platform/json_brackets.h"
 #include "platform/json_bytes.h"
 
+void prepare_json() {
+  static_cast<void>(json11::Json(true));
+}
+
 std::string json_text(const json11::Json& json) {
   std::string text = json.dump();
   escape_bytes(text);

@@ -11,6 +11,10 @@
 // The reason why a text with more than deepest_json levels is refused, in the parser's words.
 constexpr const char* too_deep_json = "exceeded maximum nesting depth";
 
+// Makes the constants of the JSON library, which it would otherwise make at its first use, in a
+// function that must not throw. To be called where running out of memory is handled.
+void prepare_json();
+
 // Strings may hold any bytes, as file names do; the text is UTF-8 nevertheless (see json_bytes.h).
 
 // The text of a value.

@@ -21,6 +21,7 @@
 #include "platform/transcode_settings.h"
 #include "queue/process_state.h"
 #include "queue/queue_file.h"
+#include "rules/json_text.h"
 #include "service/command_line.h"
 #include "service/instance_lock.h"
 #include "service/main_loop.h"
@@ -80,6 +81,7 @@ void take_all_descriptors() {
 }
 
 bool start_up() {
+  prepare_json();
   init_tarn_utils_cpu();
   take_all_descriptors();
   if (already_running()) {

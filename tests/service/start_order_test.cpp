@@ -18,6 +18,7 @@
 #include "platform/transcode_settings.h"
 #include "queue/process_state.h"
 #include "queue/queue_file.h"
+#include "rules/json_text.h"
 #include "service/instance_lock.h"
 #include "service/main_loop.h"
 #include "service/shutdown.h"
@@ -67,6 +68,7 @@ class transcode_settings transcode_settings;
 void init_tarn_utils_cpu() {
   calls.emplace_back("cpu");
 }
+void prepare_json() {}
 void open_standard_error() {}
 void flush_standard_error() {
   calls.emplace_back("flush standard error");

@@ -2,7 +2,7 @@
 // its end, and stops. Whatever happens, the service does not crash, loses no job, leaves a queue
 // file that can be read, and works again once the fault is over. Only what happens twice is a
 // finding. Prints one line per figure. The arguments are the number of scenarios and the names of
-// the calls, by default all except malloc, whose failures are a matter of their own.
+// the calls, by default all.
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
@@ -246,9 +246,8 @@ std::vector<scenario> all_scenarios(trial_machine& machine, const call_names& wa
   for (const phase when : {phase::start, phase::life, phase::stop}) {
     const std::vector<long> calls = machine.count_calls(when);
     for (int call = 1; call < static_cast<int>(fault_call::count); ++call) {
-      const bool is_wanted = wanted.empty() ? call != static_cast<int>(fault_call::malloc_)
-                                            : std::find(wanted.begin(), wanted.end(),
-                                                        fault_call_names[call]) != wanted.end();
+      const bool is_wanted = wanted.empty() || std::find(wanted.begin(), wanted.end(),
+                                                         fault_call_names[call]) != wanted.end();
       if (!is_wanted) { continue; }
       for (const long number : positions(calls[static_cast<std::size_t>(call)])) {
         all.push_back({when, {static_cast<fault_call>(call), number, false}});
