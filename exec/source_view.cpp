@@ -42,7 +42,7 @@ constexpr std::uint64_t look_interval_us = 500000;
 // A mount that only takes its time answers the second look.
 constexpr unsigned patient_looks = 1;
 
-constexpr std::size_t survey_fields = 10;
+constexpr std::size_t survey_fields = 13;
 
 struct free_deleter {
   void operator()(char* text) const { free(text); }
@@ -80,7 +80,8 @@ std::string source_view::survey::encoded() const {
        {refusal, std::to_string(file_error), std::to_string(static_cast<int>(is_regular_file)),
         std::to_string(size), real_path, std::to_string(static_cast<int>(has_metadata_folder)),
         std::to_string(metadata_error), metadata, std::to_string(file.device),
-        std::to_string(file.inode)}) {
+        std::to_string(file.inode), std::to_string(file.size), std::to_string(file.modified.tv_sec),
+        std::to_string(file.modified.tv_nsec)}) {
     text.append(field).append(1, '\0');
   }
   return text;
@@ -99,6 +100,9 @@ bool source_view::survey::decode(std::string_view text) {
   metadata = std::move(fields[7]);
   file.device = strtoull(fields[8].c_str(), nullptr, 10);
   file.inode = strtoull(fields[9].c_str(), nullptr, 10);
+  file.size = strtoll(fields[10].c_str(), nullptr, 10);
+  file.modified.tv_sec = strtoll(fields[11].c_str(), nullptr, 10);
+  file.modified.tv_nsec = strtol(fields[12].c_str(), nullptr, 10);
   return true;
 }
 

@@ -5,11 +5,13 @@
 // in it must be the file that was transcoded, and all removals go through that descriptor.
 #include <cassert>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 
 #include <fcntl.h>
 #include <linux/magic.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -38,17 +40,31 @@ void close_all_but_streams() {
   close_range(STDERR_FILENO + 1, ~0U, 0);
 }
 
-// The numbers of a FAT file system change when the kernel forgets a file. Its files have no owners
-// of their own: whoever can exchange them can remove them as well.
-bool has_lasting_numbers(int folder) {
+// Whether a file keeps its numbers until the next boot. Those of FAT, FUSE and SMB change when the
+// kernel forgets the file; a file system without a device of its own may get another device number
+// when it is mounted again.
+bool has_lasting_numbers(int folder, dev_t device) {
   struct statfs system {};
-  return fstatfs(folder, &system) != 0 ||
-         (system.f_type != MSDOS_SUPER_MAGIC && system.f_type != EXFAT_SUPER_MAGIC);
+  if (fstatfs(folder, &system) != 0) { return true; }
+  switch (static_cast<std::uint32_t>(system.f_type)) {
+  case MSDOS_SUPER_MAGIC:
+  case EXFAT_SUPER_MAGIC:
+  case FUSE_SUPER_MAGIC:
+  case CIFS_SUPER_MAGIC:
+  case SMB2_SUPER_MAGIC:
+    return false;
+  case TMPFS_MAGIC:
+  case OVERLAYFS_SUPER_MAGIC:
+  case BTRFS_SUPER_MAGIC:
+    return true;
+  default:
+    return major(device) != 0;
+  }
 }
 
 bool is_judged_source(const QueueItem& item, int folder, const struct stat& status) {
   return item.judged_source.is(status) ||
-         (item.judged_source.device == status.st_dev && !has_lasting_numbers(folder));
+         (item.judged_source.looks_like(status) && !has_lasting_numbers(folder, status.st_dev));
 }
 
 // The source's folder, while the source in it is the file that was transcoded. Otherwise invalid;

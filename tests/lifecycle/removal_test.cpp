@@ -1,8 +1,10 @@
 // Removing a finished job's source: its metadata by a tool, the file by a child without a tool.
 #include <filesystem>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/mount.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -236,6 +238,13 @@ protected:
     std::filesystem::create_directory_symlink("/mnt/media/private", "/mnt/media/open/films");
     if (geteuid() == 0) { EXPECT_EQ(lchown("/mnt/media/open/films", 65534, 65534), 0); }
   }
+  static bool is_removed_under_other_numbers(QueueItem& item) {
+    ++item.judged_source.device;
+    ++item.judged_source.inode;
+    EXPECT_TRUE(item.proc_start_unlink_input_file());
+    finish(item);
+    return !exists("/mnt/media/open/films/film.mpg");
+  }
   static void exchange_folders() {
     EXPECT_EQ(renameat2(AT_FDCWD, "/mnt/media/open/films", AT_FDCWD, "/mnt/media/private",
                         RENAME_EXCHANGE),
@@ -294,16 +303,51 @@ TEST_F(removal_after_an_exchange, leaves_a_new_file_of_the_same_name_alone) {
   });
 }
 
-// The file is the same, only its number differs.
-TEST_F(removal_after_an_exchange, removes_a_file_of_a_fat_file_system_whatever_its_number) {
+// The file is the same, only its numbers differ.
+TEST_F(removal_after_an_exchange, removes_the_same_file_where_numbers_do_not_last) {
+  for (const long system :
+       std::initializer_list<long>{MSDOS_SUPER_MAGIC, EXFAT_SUPER_MAGIC, FUSE_SUPER_MAGIC,
+                                   CIFS_SUPER_MAGIC, SMB2_SUPER_MAGIC}) {
+    write_film("/mnt/media/open/films");
+    inside([&] {
+      kernel.file_system = system;
+      EXPECT_TRUE(is_removed_under_other_numbers(add_transcoded(CLEANUP_UNLINK_META))) << system;
+    });
+  }
+}
+
+TEST_F(removal_after_an_exchange, leaves_a_file_with_other_numbers_alone_where_they_last) {
+  for (const long system :
+       std::initializer_list<long>{TMPFS_MAGIC, OVERLAYFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC}) {
+    inside([&] {
+      kernel.file_system = system;
+      EXPECT_FALSE(is_removed_under_other_numbers(add_transcoded(CLEANUP_UNLINK_META))) << system;
+    });
+  }
+}
+
+// A share has no device of its own, and neither has the file system in memory that takes its part.
+TEST_F(removal_after_an_exchange, removes_the_same_file_of_a_share_that_was_mounted_again) {
   inside([&] {
-    kernel.file_system = MSDOS_SUPER_MAGIC;
-    QueueItem& item = add_transcoded(CLEANUP_UNLINK_META);
-    ++item.judged_source.inode;
-    EXPECT_TRUE(item.proc_start_unlink_input_file());
-    finish(item);
-    EXPECT_EQ(item.sm.cleanup.state, CLEANUP_DONE);
-    EXPECT_FALSE(exists("/mnt/media/open/films/film.mpg"));
+    ASSERT_EQ(mount("share", "/mnt/media/open/films", "tmpfs", 0, nullptr), 0);
+    write_file("/mnt/media/open/films/film.mpg", "film");
+    kernel.file_system = NFS_SUPER_MAGIC;
+    EXPECT_TRUE(is_removed_under_other_numbers(add_transcoded(CLEANUP_UNLINK_META)));
+  });
+}
+
+TEST_F(removal_after_an_exchange, leaves_a_file_of_another_size_or_time_alone) {
+  inside([&] {
+    kernel.file_system = FUSE_SUPER_MAGIC;
+    QueueItem& size = add_transcoded(CLEANUP_UNLINK_META);
+    ++size.judged_source.size;
+    EXPECT_FALSE(is_removed_under_other_numbers(size));
+    QueueItem& seconds = add_transcoded(CLEANUP_UNLINK_META);
+    ++seconds.judged_source.modified.tv_sec;
+    EXPECT_FALSE(is_removed_under_other_numbers(seconds));
+    QueueItem& nanoseconds = add_transcoded(CLEANUP_UNLINK_META);
+    ++nanoseconds.judged_source.modified.tv_nsec;
+    EXPECT_FALSE(is_removed_under_other_numbers(nanoseconds));
   });
 }
 

@@ -1,6 +1,8 @@
 // Jobs in the test's own process whose source is on a file system that answers late or not at all.
 #include <filesystem>
 
+#include <sys/stat.h>
+
 #include "lifecycle/scheduler.h"
 #include "platform/limited_look.h"
 #include "queue/process_state.h"
@@ -108,6 +110,17 @@ TEST_F(silent_source, of_a_remote_job_is_looked_at_again_before_the_next_poll) {
       EXPECT_TRUE(item.source_silent);
       EXPECT_EQ(item.next_remote_poll, clock_us + second_us / 2);
     }
+  });
+}
+
+TEST_F(silent_source, is_known_by_its_size_and_time_once_it_answers) {
+  mount_.answer();
+  inside([&] {
+    QueueItem& item = add_silent();
+    EXPECT_TRUE(wait_until([&] { return answers(item); }));
+    struct stat status {};
+    EXPECT_EQ(stat("/mnt/share/clip.mpg", &status), 0);
+    EXPECT_TRUE(item.judged_source.looks_like(status));
   });
 }
 

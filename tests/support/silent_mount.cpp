@@ -53,6 +53,8 @@ fuse_attr attributes_of(std::uint64_t number) {
   attributes.ino = number;
   attributes.size = strlen(node_of(number).text);
   attributes.mode = node_of(number).mode;
+  attributes.mtime = 1700000000;
+  attributes.mtimensec = 5;
   attributes.nlink = 1;
   attributes.blksize = 4096;
   return attributes;
