@@ -10,6 +10,9 @@ using namespace qx_test;
 using ::testing::AnyOf;
 using ::testing::HasSubstr;
 
+// The sanitizers reserve more address space than any limit leaves.
+#if !defined(__SANITIZE_ADDRESS__)
+
 namespace {
 
 constexpr const char* source = "/mnt/media/clip.mpg";
@@ -30,9 +33,6 @@ void limit_memory(pid_t pid, rlim_t bytes) {
 }
 
 }  // namespace
-
-// The sanitizers reserve more address space than any limit leaves.
-#if !defined(__SANITIZE_ADDRESS__)
 
 TEST(short_memory, fails_requests_with_a_line_and_keeps_the_queue) {
   test_machine machine;

@@ -6,6 +6,8 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 #include <utility>
 
 #include <fcntl.h>
@@ -222,4 +224,20 @@ std::chrono::nanoseconds child_process::cpu_time() const {
     return std::chrono::nanoseconds(0);
   }
   return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
+}
+
+std::chrono::nanoseconds child_process::processor_wait() const {
+  std::chrono::nanoseconds sum(0);
+  if (!running()) { return sum; }
+  std::error_code error;
+  const std::string threads = "/proc/" + std::to_string(pid_) + "/task";
+  for (std::filesystem::directory_iterator thread(threads, error), end; !error && thread != end;
+       thread.increment(error)) {
+    std::int64_t executed = 0;
+    std::int64_t waited = 0;
+    if (std::ifstream(thread->path() / "schedstat") >> executed >> waited) {
+      sum += std::chrono::nanoseconds(waited);
+    }
+  }
+  return sum;
 }

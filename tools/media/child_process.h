@@ -59,6 +59,10 @@ public:
   // be read.
   std::chrono::nanoseconds cpu_time() const;
 
+  // For how long its present threads, all together, were ready to run while others had the
+  // processors. Zero when it cannot be read.
+  std::chrono::nanoseconds processor_wait() const;
+
 private:
   bool running() const { return pid_ > 0 && !reaped_; }
 

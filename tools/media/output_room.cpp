@@ -41,6 +41,7 @@ bool read_output_room(const output_file& output, output_room& room) {
   struct stat file = {};
   struct statvfs disk = {};
   if (fstat(output.fd(), &file) != 0 || fstatvfs(output.fd(), &disk) != 0) { return false; }
+  if (disk.f_blocks == 0) { return false; }  // a file system that knows no figures
   room.bytes = std::uint64_t{disk.f_bavail} * disk.f_frsize +
                static_cast<std::uint64_t>(file.st_blocks) * block_size;
   room.file_system = mount_point_of(output.temporary_path(), file.st_dev);

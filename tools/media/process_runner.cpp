@@ -28,6 +28,7 @@ constexpr int most_reads = 64;
 
 // How long a program may keep a pipe open in another process after it has ended itself.
 constexpr std::chrono::milliseconds drain_limit{1000};
+constexpr std::chrono::seconds longest_tick{1};
 
 // The kernel counts the processor time for a limit less exactly than that of an ended program.
 constexpr std::chrono::milliseconds processor_time_margin{500};
@@ -87,8 +88,13 @@ private:
     if (stalled) { stop_because(program_end::stalled); }
   }
 
-  work_sign sign_of_work() const {
+  work_sign sign_of_work() {
+    if (request_.stall_limit.count() > 0 && clock_type::now() >= next_wait_reading_) {
+      next_wait_reading_ = clock_type::now() + std::chrono::seconds(1);
+      processor_wait_ = child_.processor_wait();
+    }
     work_sign sign;
+    sign.processor_wait = processor_wait_;
     if (observer_ != nullptr) { sign.done = observer_->work_done(); }
     struct stat output = {};
     const int fd = request_.confined_to ? request_.confined_to->writable : -1;
@@ -148,7 +154,9 @@ private:
 
   void count_time() {
     const clock_type::time_point now = clock_type::now();
-    if (!suspend_wanted()) { left_ -= now - last_; }
+    // More between two ticks is time in which this process itself was stopped.
+    const clock_type::duration passed = std::min<clock_type::duration>(now - last_, longest_tick);
+    if (!suspend_wanted()) { left_ -= passed; }
     last_ = now;
     const bool limited = request_.time_limit.count() > 0;
     if (limited && left_ <= clock_type::duration::zero()) { stop_because(program_end::timed_out); }
@@ -195,6 +203,8 @@ private:
   child_process child_;
   program_result result_;
   stall_watch stall_;
+  clock_type::time_point next_wait_reading_;
+  std::chrono::nanoseconds processor_wait_{0};
   bool output_open_ = true;
   bool errors_open_ = true;
   clock_type::duration left_;

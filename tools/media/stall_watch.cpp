@@ -19,7 +19,9 @@ bool stall_watch::stalled(duration now, const work_sign& sign, bool stopped) {
   if (!begun_ || differ(sign, last_sign_)) {
     idle_ = duration::zero();
   } else if (!stopped) {
-    idle_ += std::min(now - last_now_, longest_tick);
+    const duration waited = sign.processor_wait - last_sign_.processor_wait;
+    idle_ += std::min(now - last_now_, longest_tick) - std::max(waited, duration::zero());
+    idle_ = std::max(idle_, duration::zero());
   }
   begun_ = true;
   last_sign_ = sign;

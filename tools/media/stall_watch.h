@@ -9,6 +9,9 @@ struct work_sign {
   std::int64_t done = 0;         // frames, or whatever the engine reports
   std::int64_t output_size = 0;  // of the file that it writes, in bytes
   std::int64_t output_time = 0;  // of the last change of that file, in nanoseconds
+  // For how long its threads have waited for a processor. That is no sign by itself, but an engine
+  // of the lowest priority may wait for minutes without being stuck.
+  std::chrono::nanoseconds processor_wait{0};
 };
 
 class stall_watch {
@@ -19,7 +22,8 @@ public:
   explicit stall_watch(duration patience) : patience_(patience) {}
 
   // Called at each tick with the time on any steady clock. True once nothing has changed for as
-  // long as the patience lasts. The time up to a tick with `stopped` does not count.
+  // long as the patience lasts. The time up to a tick with `stopped` does not count, nor
+  // does what its threads have spent waiting for a processor.
   bool stalled(duration now, const work_sign& sign, bool stopped);
 
 private:

@@ -4,6 +4,8 @@
 #include <cassert>
 #include <cmath>
 
+#include "platform/cpu.h"
+
 namespace {
 
 using std::chrono::seconds;
@@ -17,12 +19,13 @@ seconds rounded(double time) {
 
 // The slowest that a disk or a network share may be, and a reader of packets, in bytes per second.
 // A small file may consist of packets of a few bytes.
-constexpr double slowest_disk = 10e6;
+constexpr double slowest_disk = 1e6;
 constexpr double slowest_reader = 5e6;
 
-// A probe of usual depth takes a tenth of a second.
-constexpr double probe_passed = 60.0;
+// A probe of usual depth takes a tenth of a second. But the tools run with the lowest priority.
+constexpr double probe_passed = 300.0;
 constexpr double probe_processor = 12.0;
+constexpr double reading_passed = 1800.0;
 
 // Many times what a slow processor needs, in seconds.
 constexpr double encoding_of_frame = 0.02;
@@ -44,16 +47,16 @@ time_budget probe_budget(const probe_depth& depth) {
 
 time_budget reading_budget(std::uint64_t data_bytes) {
   const auto bytes = static_cast<double>(data_bytes);
-  return {rounded(probe_passed + bytes / slowest_disk),
+  return {rounded(reading_passed + bytes / slowest_disk),
           rounded(probe_processor + bytes / slowest_reader)};
 }
 
 time_budget picture_budget(seconds passed) {
-  return {passed, passed};
+  return {passed, passed * static_cast<seconds::rep>(how_many_cpus())};
 }
 
 time_budget sound_budget(double duration) {
-  return {rounded(120.0 + duration / 10.0), rounded(30.0 + duration / 20.0)};
+  return {rounded(reading_passed + duration / 10.0), rounded(60.0 + duration / 20.0)};
 }
 
 time_budget encoding_budget(double frames, double pixels, double duration) {

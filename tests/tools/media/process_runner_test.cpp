@@ -246,3 +246,11 @@ TEST(run_program, a_limit_of_processor_time_ends_it) {
   EXPECT_EQ(result.end, program_end::timed_out) << result.cause();
   EXPECT_EQ(result.cause(), "the time limit has expired");
 }
+
+TEST(child_process, tells_how_long_it_has_waited_for_a_processor) {
+  child_process spinning;
+  std::string error;
+  ASSERT_TRUE(spinning.start({"/bin/sh", "-c", "while :; do :; done"}, {}, nullptr, error))
+      << error;
+  EXPECT_TRUE(qx_test::wait_until([&] { return spinning.processor_wait() > 0ns; }));
+}

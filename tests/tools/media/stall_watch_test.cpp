@@ -9,10 +9,12 @@ namespace {
 
 struct stalled_engine : testing::Test {
   // Ticks for as long as `time`, four times a second. True if the engine counted as stalled then.
-  bool passes(std::chrono::milliseconds time, bool stopped = false) {
+  bool passes(std::chrono::milliseconds time, bool stopped = false,
+              std::chrono::milliseconds waited = 0ms) {
     bool stalled = false;
     for (const auto end = now + time; now < end;) {
       now += 250ms;
+      sign.processor_wait += waited;
       stalled = watch.stalled(now, sign, stopped) || stalled;
     }
     return stalled;
@@ -56,6 +58,17 @@ TEST_F(stalled_engine, is_none_if_the_watch_itself_was_stopped) {
   now += 1000s;
   EXPECT_FALSE(passes(19s));
   EXPECT_TRUE(passes(1s));
+}
+
+TEST_F(stalled_engine, is_none_that_waits_for_a_processor) {
+  EXPECT_FALSE(passes(100s));
+  EXPECT_FALSE(passes(1000s, false, 250ms));
+  EXPECT_FALSE(passes(19s));
+  EXPECT_TRUE(passes(120s));
+}
+
+TEST_F(stalled_engine, is_one_that_waits_for_a_processor_now_and_then) {
+  EXPECT_TRUE(passes(240s, false, 100ms));
 }
 
 TEST_F(stalled_engine, is_none_without_patience) {

@@ -15,6 +15,12 @@ TEST(time_budget, of_reading_grows_with_the_data) {
   EXPECT_GE(reading_budget(40'000'000'000).processor, 1h);
 }
 
+TEST(time_budget, of_reading_allows_for_a_slow_share_and_a_busy_machine) {
+  EXPECT_GE(reading_budget(50'000'000).passed, 30min);
+  EXPECT_GE(reading_budget(5'000'000'000).passed, 1h);
+  EXPECT_GE(sound_budget(0).passed, 30min);
+}
+
 TEST(time_budget, of_encoding_grows_with_frames_and_their_size) {
   constexpr double hour = 3600.0;
   const time_budget small = encoding_budget(25.0 * hour, 2.0 * 320 * 180, hour);
