@@ -5,6 +5,7 @@
 
 #include "fileops/job_directory.h"
 #include "platform/fileops_jobs.h"
+#include "platform/formatted.h"
 #include "platform/rewrite_file.h"
 #include "platform/trusted_path.h"
 #include "queue/queue_item.h"
@@ -14,7 +15,8 @@ namespace {
 
 // Records which process works on the job. A failure is ignored: the job's state matters more.
 void write_copy_pid(const std::string& job_dir) {
-  rewrite_file(job_dir + "/" + fileops_pid_file, std::to_string(getpid()) + "\n");
+  rewrite_file(job_dir + "/" + fileops_pid_file,
+               formatted("%lu\n", static_cast<unsigned long>(getpid())));
 }
 
 }  // namespace

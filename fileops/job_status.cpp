@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/formatted.h"
 #include "platform/rewrite_file.h"
 #include "queue/queue_item.h"
 #include "rules/fileops_words.h"
@@ -12,62 +13,40 @@
 
 namespace {
 
-// Lines of the form "name=value". A text ends at a NUL, as everywhere where it is shown.
-class lines {
-public:
-  lines& add(const char* name, const std::string& value) { return add(name, value.c_str()); }
-  lines& add(const char* name, const char* value) {
-    text_.append(name).append("=").append(value).append("\n");
-    return *this;
-  }
-  lines& add(const char* name, bool value) { return add(name, value ? "1" : "0"); }
-  lines& add(const char* name, std::int32_t value) { return add(name, std::to_string(value)); }
-
-  const std::string& text() const { return text_; }
-
-private:
-  std::string text_;
-};
-
 // Sign-extended to 64 bits and printed unsigned, as readers expect.
-std::string progress_text(std::int32_t progress) {
-  return std::to_string(static_cast<std::uint64_t>(static_cast<std::int64_t>(progress))) + "/" +
-         std::to_string(progress_complete);
+std::string progress_line(std::int32_t progress) {
+  return formatted("transcode progress=%lu/%lu\n",
+                   static_cast<unsigned long>(static_cast<long>(progress)),
+                   static_cast<unsigned long>(progress_complete));
 }
 
 std::string summary_of(const QueueItem& item) {
-  return lines()
-      .add("job id", item.fileops_job_id)
-      .add("source file", item.input_file)
-      .add("transcode progress", progress_text(item.progress))
-      .add("profile", item.transcode_profile)
-      .add("job state", item.state_message)
-      .text();
+  return formatted("job id=%d\n", item.fileops_job_id) +
+         formatted("source file=%s\n", item.input_file.c_str()) + progress_line(item.progress) +
+         formatted("profile=%s\n", item.transcode_profile.c_str()) +
+         formatted("job state=%s\n", item.state_message.c_str());
+}
+
+std::string output_line(const QueueItem& item) {
+  std::size_t const slash = item.output_file.rfind('/');
+  if (slash == std::string::npos) { return {}; }
+  return formatted("now transcoding to=%s\n", item.output_file.c_str() + slash + 1);
 }
 
 // Kept on purpose: "success" is written twice, first the flag that nothing sets, then the one
 // derived from the state. Effect: a reader that keeps the last value of a key gets the latter.
 std::string status_of(const QueueItem& item) {
-  lines status;
-  status.add("op", item.fileops_op)
-      .add("state", item.state_message)
-      .add("paused", item.paused)
-      .add("success", item.success)
-      .add("transfer progress",
-           std::to_string(item.progress) + "/" + std::to_string(progress_complete))
-      .add("path", item.input_dir)
-      .add("file progress", "0/1")
-      .add("transcode progress", progress_text(item.progress))
-      .add("transcode state", item.sm.state_name())
-      .add("now transcoding", item.input_name);
-  std::size_t const slash = item.output_file.rfind('/');
-  if (slash != std::string::npos) {
-    status.add("now transcoding to", item.output_file.c_str() + slash + 1);
-  }
-  status.add("profile", item.transcode_profile)
-      .add("success", item.sm.state == TRANSCODE_DONE)
-      .add("entry id", item.entry_id);
-  return status.text();
+  return formatted("op=%s\n", item.fileops_op.c_str()) +
+         formatted("state=%s\n", item.state_message.c_str()) +
+         formatted("paused=%u\n", item.paused ? 1U : 0U) +
+         formatted("success=%u\n", item.success ? 1U : 0U) +
+         formatted("transfer progress=%d/%d\n", item.progress, progress_complete) +
+         formatted("path=%s\n", item.input_dir.c_str()) + "file progress=0/1\n" +
+         progress_line(item.progress) + formatted("transcode state=%s\n", item.sm.state_name()) +
+         formatted("now transcoding=%s\n", item.input_name.c_str()) + output_line(item) +
+         formatted("profile=%s\n", item.transcode_profile.c_str()) +
+         formatted("success=%u\n", item.sm.state == TRANSCODE_DONE ? 1U : 0U) +
+         formatted("entry id=%s\n", item.entry_id.c_str());
 }
 
 }  // namespace

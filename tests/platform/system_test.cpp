@@ -14,6 +14,7 @@
 #include "platform/clock.h"
 #include "platform/cpu.h"
 #include "platform/directories.h"
+#include "platform/formatted.h"
 #include "platform/rewrite_file.h"
 #include "platform/small_file.h"
 #include "tests/platform/test_folder.h"
@@ -247,3 +248,14 @@ TEST(rewrite_file, fifo_is_refused_and_not_waited_for) {
 }
 
 }  // namespace
+
+TEST(formatted, text_is_what_printf_prints) {
+  EXPECT_EQ(formatted("%s=%d/%lu\n", "progress", -1, 10000UL), "progress=-1/10000\n");
+  EXPECT_EQ(formatted("nothing"), "nothing");
+  EXPECT_EQ(formatted("%s", ""), "");
+}
+
+TEST(formatted, text_may_be_of_any_length) {
+  const std::string large(100000, 'x');
+  EXPECT_EQ(formatted("<%s>", large.c_str()), "<" + large + ">");
+}

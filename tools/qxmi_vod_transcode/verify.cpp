@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 
+#include "platform/formatted.h"
 #include "tools/media/media_probe.h"
 #include "tools/media/packet_timeline.h"
 
@@ -19,35 +18,26 @@ constexpr double longest_picture_gap = 1.5;  // frames
 
 constexpr double sound_frame = 1024.0 / 48000.0;  // seconds
 
-std::string text(const char* form, ...) __attribute__((format(printf, 1, 2)));
-
-std::string text(const char* form, ...) {
-  char buffer[160];
-  va_list values;
-  va_start(values, form);
-  std::vsnprintf(buffer, sizeof buffer, form, values);
-  va_end(values);
-  return buffer;
-}
-
 std::string length_fault(double made, double expected) {
   if (expected <= 0.0 || std::fabs(made - expected) <= length_tolerance(expected)) { return {}; }
   const char* form = made < expected
                          ? "ends after %.2f s, its declared length is %.2f s"
                          : "continues after its declared length: %.2f instead of %.2f s";
-  return text(form, made, expected);
+  return formatted(form, made, expected);
 }
 
 // A fault that both kinds of streams may have. Of `what` there is a frame every `frame` seconds.
 std::string frame_fault(const char* what, const made_stream& made, double frame, double gap) {
-  if (made.begin > latest_begin) { return text("its %s begins only at %.2f s", what, made.begin); }
+  if (made.begin > latest_begin) {
+    return formatted("its %s begins only at %.2f s", what, made.begin);
+  }
   if (made.longest_step > gap) {
-    return text("its %s has a gap of %.2f s", what, made.longest_step);
+    return formatted("its %s has a gap of %.2f s", what, made.longest_step);
   }
   const double expected = (made.end - made.begin) / frame;
   const double allowed = std::max(2.0 + gap / frame, expected / 100.0);
   if (std::fabs(static_cast<double>(made.frames) - expected) <= allowed) { return {}; }
-  return text("its %s has %ld frames and should have %.0f", what, made.frames, expected);
+  return formatted("its %s has %ld frames and should have %.0f", what, made.frames, expected);
 }
 
 made_stream stream_made(const packet_timeline& timeline, int index) {
@@ -83,7 +73,7 @@ std::string stream_faults(const media_info& made, const packet_timeline& timelin
 
 std::string count_fault(const char* what, long made, long expected) {
   if (expected == 0 || made == expected) { return {}; }
-  return text("its %s has %ld frames of %ld", what, made, expected);
+  return formatted("its %s has %ld frames of %ld", what, made, expected);
 }
 
 std::string count_faults(const media_info& made, const packet_timeline& timeline,
