@@ -10,7 +10,8 @@
 
 namespace {
 
-// There is no way to wait for room in a full backlog, so connecting is retried after this pause.
+// When the backlog is full, nothing signals that there is room again, so connecting is retried
+// after this pause.
 constexpr std::uint64_t busy_pause_us = 10000;
 
 bool is_past(std::uint64_t deadline_us) {

@@ -7,7 +7,7 @@
 
 struct file_identity {
   dev_t device = 0;
-  ino_t inode = 0;  // 0 is no file's number: not known
+  ino_t inode = 0;  // 0, which no file has, while it is unknown
   off_t size = 0;
   timespec modified{};
 

@@ -50,7 +50,7 @@ void watch(const struct stat& folder) {
   }
 }
 
-// Returns false if the highest id is no longer known.
+// Takes in one change. Returns false if the highest id has to be looked up again.
 bool take_change(const inotify_event& change, std::int32_t forgettable) {
   if ((change.mask & losses) != 0) { return false; }
   const std::int32_t id = change.len == 0 ? 0 : job_id_of(change.name);

@@ -23,10 +23,10 @@ metadata_v4_metadata_context_destroy(metadata_v4_metadata_context* entries);
 int metadata_v4_context_set_file_location(metadata_v4_context* context, const char* path);
 
 // Replaces all entries with those in the file `name` in the metadata directory; null means
-// "metadata". Returns 0, or negative with the entries unchanged: ENOENT if there is no such file or
-// directory; EINVAL if the file is larger than 1 MiB, has a line that is not a valid entry or is
-// not a regular file, if `name` contains a directory, or if the context has no location. Symbolic
-// links are not followed.
+// "metadata". Returns 0, or negative with the entries unchanged: ENOENT if the file or its
+// directory does not exist; EINVAL if the file is larger than 1 MiB, has a line that is not a valid
+// entry or is not a regular file, if `name` contains a directory, or if the context has no
+// location. Symbolic links are not followed.
 int metadata_v4_metadata_context_load_metadata_from_file(metadata_v4_metadata_context* entries,
                                                          const metadata_v4_context* context,
                                                          const char* name = nullptr);

@@ -71,7 +71,8 @@ std::optional<mount_point> parse_line(const std::string& line) {
   return mount;
 }
 
-// The topmost mount on `path`, which lies on the mount `base`; that one if there is no other.
+// The topmost mount whose mount point is `path`, a path on the mount `base`; `base` itself if
+// nothing is mounted there.
 const mount_point* mount_on(const mount_table& mounts, const mount_point* base,
                             std::string_view path) {
   const mount_point* top = base;
@@ -135,7 +136,7 @@ private:
   bool follow_link() {
     char target[PATH_MAX];
     const ssize_t length = readlink(place_.c_str(), target, sizeof(target));
-    if (length < 0) { return errno == EINVAL; }  // it exists, but is no link
+    if (length < 0) { return errno == EINVAL; }  // it exists and is not a link
     if (length == 0 || static_cast<std::size_t>(length) >= sizeof(target) ||
         ++links_ > most_links) {
       return false;

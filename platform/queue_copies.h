@@ -14,6 +14,6 @@ std::vector<std::string> queue_file_copies();
 
 // Turns whatever has the queue file's name into a copy by renaming it, and removes all permissions
 // for users other than its owner and group. Its time is later than that of every other copy,
-// whatever the clock says. Returns the copy's path, or "" with errno set if there is no queue file
-// (ENOENT) or it cannot be renamed.
+// even if the clock was set back. Returns the copy's path, or "" with errno set if there is no
+// queue file (ENOENT) or it cannot be renamed.
 std::string set_queue_file_aside();
