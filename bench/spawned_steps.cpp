@@ -16,6 +16,7 @@ using namespace qx_test;
 namespace {
 
 constexpr int default_jobs = 500;
+constexpr int fewest_jobs = 10;  // for a tenth of them
 constexpr int jobs_at_once = 50;
 constexpr long memory_slack_kib = 1024;
 
@@ -63,6 +64,10 @@ bool is_steady(const footprint& before, const footprint& after) {
 
 int main(int argc, char** argv) {
   const int wanted = argc > 1 ? std::atoi(argv[1]) : default_jobs;
+  if (wanted < fewest_jobs) {
+    std::fprintf(stderr, "day: at least %d jobs are needed\n", fewest_jobs);
+    return 2;
+  }
   many_jobs jobs;
   progress done;
   const auto begin = std::chrono::steady_clock::now();

@@ -49,6 +49,7 @@ std::string many_jobs::add_job(int number) const {
 
 bool many_jobs::has_ended(const std::string& id) const {
   const std::string state = machine_.client.transcode_state(id);
+  EXPECT_NE(state, "cancelled") << machine_.client.item(id).dump();
   return state == "done" || state == "cancelled";
 }
 

@@ -66,6 +66,7 @@ public:
   // What went wrong; empty if nothing did. After that the machine is not used any more.
   std::string run(const scenario& one, totals& sums) {
     armed_ = one.what;
+    has_ended_early_ = false;
     faulty_.arm(one.what);
     const std::string problem = one.when == phase::start  ? fail_in_start(sums)
                                 : one.when == phase::life ? fail_in_life(sums)
@@ -100,6 +101,7 @@ private:
     if (!faulty_.machine.service.running()) {
       const exit_result end = faulty_.machine.service.wait_for_exit();
       if (end.signal != -1) { return "died of signal " + std::to_string(end.signal); }
+      has_ended_early_ = true;
       ++sums.ended;
       faulty_.machine.service.launch();
     }
@@ -135,7 +137,8 @@ private:
     const bool stopped = wait_until([&] { return !is_up(); }, stop_time);
     end_fault(sums);
     if (!stopped) { return "does not stop"; }
-    return bring_back(sums);
+    totals ignored;  // this end was asked for
+    return bring_back(ignored);
   }
 
   std::string state_of(const std::string& id) const {
@@ -152,7 +155,10 @@ private:
                                          [this](const auto& id) { return state_of(id).empty(); });
     if (!all_listed && !is_loss_documented(one, sums)) { return "lost a job that was recorded"; }
     is_spent_ = !all_listed;
-    std::string problem = job_.empty() || state_of(job_).empty() ? "" : finish(job_);
+    const bool has_gone = !job_.empty() && state_of(job_).empty();
+    // It was not in the queue file yet, so the end of the service may have cost it.
+    if (has_gone && !has_ended_early_) { return "lost a job that it had accepted"; }
+    std::string problem = job_.empty() || has_gone ? "" : finish(job_);
     if (problem.empty()) { problem = run_new_job(); }
     job_.clear();
     return problem.empty() ? check_queue_file() : problem;
@@ -226,6 +232,7 @@ private:
   std::string job_;
   std::vector<long> counted_;
   int checked_ = 0;
+  bool has_ended_early_ = false;  // the service, in this scenario, without being asked to
   bool is_spent_ = false;
 };
 
@@ -240,6 +247,11 @@ std::vector<long> positions(long calls) {
 }
 
 using call_names = std::vector<std::string>;
+
+bool is_known(const std::string& call) {
+  return std::find(std::begin(fault_call_names) + 1, std::end(fault_call_names), call) !=
+         std::end(fault_call_names);
+}
 
 std::vector<scenario> all_scenarios(trial_machine& machine, const call_names& wanted) {
   std::vector<scenario> all;
@@ -275,6 +287,7 @@ public:
                 sums_.set_aside);
     std::printf("faults: the queue file was cut short at the stop: %ld\n", sums_.cut_short);
     std::printf("faults: seen once, but not again: %ld\n", sums_.refuted);
+    found_.expect(sums_.hit > 0, "no fault was met");
     return found_.report();
   }
 
@@ -304,5 +317,11 @@ private:
 
 int main(int argc, char** argv) {
   const long scenarios = count_argument(std::min(argc, 2), argv, usual_scenarios);
-  return trial().run(scenarios, call_names(argv + std::min(argc, 2), argv + argc));
+  const call_names calls(argv + std::min(argc, 2), argv + argc);
+  for (const std::string& call : calls) {
+    if (is_known(call)) { continue; }
+    std::fprintf(stderr, "faults: there is no call '%s'\n", call.c_str());
+    return 2;
+  }
+  return trial().run(scenarios, calls);
 }

@@ -111,15 +111,25 @@ private:
       if (answered) { disturb(); }
     }
     killer.join();
-    ++sums_.kills;
+    expect_killed();
     sums_.kills_in_start += answered ? 0 : 1;
   }
 
   std::thread killer_at(std::chrono::steady_clock::time_point moment) {
-    return std::thread([this, moment] {
+    return std::thread([pid = machine_.service.pid(), moment] {
       std::this_thread::sleep_until(moment);
-      machine_.service.signal(SIGKILL);
+      kill(pid, SIGKILL);
     });
+  }
+
+  // It must not have ended by itself before.
+  void expect_killed() {
+    const exit_result end = machine_.service.wait_for_exit();
+    found_.expect(end.signal == SIGKILL, "the service ended by itself, status " +
+                                             std::to_string(end.status) + ", signal " +
+                                             std::to_string(end.signal) + ": " +
+                                             machine_.service.stderr_text());
+    ++sums_.kills;
   }
 
   // Adds jobs and kills the service when it is about to record them, or has just done so: all of
@@ -133,8 +143,7 @@ private:
     const auto spread = std::chrono::milliseconds(random_below(400));
     std::thread killer = killer_at(std::chrono::steady_clock::now() + write_delay - 50ms + spread);
     killer.join();
-    machine_.service.wait_for_exit();
-    ++sums_.kills;
+    expect_killed();
     check_queue_file();
     const auto stored = std::count_if(late.begin(), late.end(), [&](const std::string& id) {
       return machine_.root.queue_file().find(id) != std::string::npos;
