@@ -27,6 +27,13 @@ std::string listed(const std::vector<std::string>& choices) {
   return text;
 }
 
+bool is_name(std::string_view text) {
+  constexpr std::size_t longest_name = 255;
+  constexpr std::string_view allowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                       "0123456789._-";
+  return text.size() <= longest_name && text.find_first_not_of(allowed) == std::string_view::npos;
+}
+
 bool read_number(std::string_view text, int& number) {
   const char* const end = text.data() + text.size();
   const auto [stopped, error] = std::from_chars(text.data(), end, number);
@@ -65,6 +72,16 @@ void settings_text::add_choice(const char* name, std::string& target,
          target = value;
          return {};
        }});
+}
+
+void settings_text::add_name(const char* name, std::string& target) {
+  settings_.push_back({name, [&target](std::string_view value) -> std::string {
+                         if (!is_name(value)) {
+                           return "a name of letters, digits, \".\", \"_\" and \"-\"";
+                         }
+                         target = value;
+                         return {};
+                       }});
 }
 
 void settings_text::add_text(const char* name, std::string& target) {

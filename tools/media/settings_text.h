@@ -11,10 +11,12 @@ class settings_text {
 public:
   // Declare a name. The target keeps its value unless the text has a correct one; it must live as
   // long as this object. A switch is "yes" or "no". A number is whole, from `least` to `most`. A
-  // choice is one of `choices`. A text is any, and may be empty.
+  // choice is one of `choices`. A name consists of up to 255 letters, digits, ".", "_" and "-",
+  // or is empty. A text is any, and may be empty.
   void add_switch(const char* name, bool& target);
   void add_number(const char* name, int& target, int least, int most);
   void add_choice(const char* name, std::string& target, std::vector<std::string> choices);
+  void add_name(const char* name, std::string& target);
   void add_text(const char* name, std::string& target);
 
   // Reads `text`. Blanks around names and values do not count, nor do empty lines and those that

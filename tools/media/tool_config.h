@@ -19,6 +19,18 @@ struct tool_config {
   int checkpoint_keep_days = 7;
   int segment_seconds = 20;
   int checkpoint_min_seconds = 60;
+
+  // Whether a cluster makes the segments ("spread": "none" or "slurm"), in which partition
+  // ("spread.partition", empty for the cluster's default), on how many nodes at once
+  // ("spread.nodes", 0 for all), with how many threads each ("spread.cpus"), from which length of a
+  // source on in seconds ("spread.min_length"), and for how many seconds it may do nothing before
+  // this machine takes over ("spread.patience").
+  std::string spread = "none";
+  std::string spread_partition;
+  int spread_nodes = 0;
+  int spread_cpus = 4;
+  int spread_min_length = 300;
+  int spread_patience = 120;
 };
 
 // The file to read: path_media_conf, or the one that QX_MEDIA_CONF names in the environment.

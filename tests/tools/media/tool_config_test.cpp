@@ -24,12 +24,14 @@ struct declared_settings : testing::Test {
     settings.add_switch("kept", kept);
     settings.add_number("days", days, 0, 30);
     settings.add_choice("spread", spread, {"none", "wide"});
+    settings.add_name("part", part);
     settings.add_text("place", place);
   }
   settings_text settings;
   bool kept = true;
   int days = 7;
   std::string spread = "none";
+  std::string part;
   std::string place = "here";
 };
 
@@ -49,6 +51,16 @@ TEST_F(declared_settings, of_each_kind_are_read) {
   EXPECT_EQ(days, 12);
   EXPECT_EQ(spread, "wide");
   EXPECT_EQ(place, "a b=c");
+}
+
+TEST_F(declared_settings, that_are_names_have_no_other_characters) {
+  EXPECT_THAT(settings.read("part=Video_2.x-1\n"), IsEmpty());
+  EXPECT_EQ(part, "Video_2.x-1");
+  const std::string wanted = "part must be a name of letters, digits, \".\", \"_\" and \"-\", not ";
+  EXPECT_THAT(settings.read("part=a b\npart=$(id)\npart=\n"),
+              ElementsAre("line 1: " + wanted + "\"a b\"", "line 2: " + wanted + "\"$(id)\""));
+  EXPECT_EQ(part, "");
+  EXPECT_THAT(settings.read("part=" + std::string(256, 'a') + "\n"), testing::SizeIs(1));
 }
 
 TEST_F(declared_settings, may_have_blanks_comments_and_empty_lines_around_them) {
@@ -91,6 +103,42 @@ TEST_F(config_file, sets_what_it_names) {
   std::ofstream(path) << "length.max_hours = 72\n";
   EXPECT_EQ(read().longest_hours, 72);
   EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(config_file, keeps_transcodes_on_this_machine_by_default) {
+  const tool_config config = read();
+  EXPECT_EQ(config.spread, "none");
+  EXPECT_EQ(config.spread_partition, "");
+  EXPECT_EQ(config.spread_nodes, 0);
+  EXPECT_EQ(config.spread_cpus, 4);
+  EXPECT_EQ(config.spread_min_length, 300);
+  EXPECT_EQ(config.spread_patience, 120);
+}
+
+TEST_F(config_file, sets_the_cluster_to_use) {
+  std::ofstream(path) << "spread=slurm\nspread.partition=vod\nspread.nodes=12\nspread.cpus=8\n"
+                         "spread.min_length=600\nspread.patience=30\n";
+  const tool_config config = read();
+  EXPECT_THAT(warnings, IsEmpty());
+  EXPECT_EQ(config.spread, "slurm");
+  EXPECT_EQ(config.spread_partition, "vod");
+  EXPECT_EQ(config.spread_nodes, 12);
+  EXPECT_EQ(config.spread_cpus, 8);
+  EXPECT_EQ(config.spread_min_length, 600);
+  EXPECT_EQ(config.spread_patience, 30);
+}
+
+TEST_F(config_file, refuses_a_cluster_that_cannot_work) {
+  std::ofstream(path) << "spread=grid\nspread.nodes=-1\nspread.cpus=0\nspread.min_length=59\n"
+                         "spread.patience=9\n";
+  const tool_config config = read();
+  EXPECT_THAT(warnings, ElementsAre(EndsWith("line 1: spread must be none or slurm, not \"grid\""),
+                                    EndsWith("from 0 to 10000, not \"-1\""),
+                                    EndsWith("from 1 to 1024, not \"0\""),
+                                    EndsWith("from 60 to 86400, not \"59\""),
+                                    EndsWith("from 10 to 86400, not \"9\"")));
+  EXPECT_EQ(config.spread, "none");
+  EXPECT_EQ(config.spread_cpus, 4);
 }
 
 TEST_F(config_file, is_named_in_its_warnings) {
