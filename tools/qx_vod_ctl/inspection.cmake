@@ -13,6 +13,7 @@ target_sources(qx_ctl PRIVATE
   cmd_doctor.cpp
   cmd_queue.cpp
   cmd_report.cpp
+  doctor/cluster.cpp
   doctor/configuration.cpp
   doctor/configuration_findings.cpp
   doctor/doctor.cpp
@@ -24,6 +25,7 @@ target_sources(qx_ctl PRIVATE
   doctor/left_overs.cpp
   doctor/machine.cpp
   doctor/media_settings.cpp
+  doctor/node_answers.cpp
   doctor/own_files.cpp
   doctor/programs.cpp
   doctor/remote_server.cpp

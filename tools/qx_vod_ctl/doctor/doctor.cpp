@@ -7,6 +7,7 @@
 #include "platform/transcode_settings.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
+#include "tools/qx_vod_ctl/doctor/cluster.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
@@ -54,6 +55,7 @@ finding_list examine(vod_service& service, bool fix) {
   catch_tool_signals();
   append(findings, check_engine());
   append(findings, check_sandbox());
+  append(findings, check_cluster(config, vod_folder));
   if (settings.go_remote()) { append(findings, check_remote_server(settings)); }
   return findings;
 }
