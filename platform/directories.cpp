@@ -2,8 +2,11 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "platform/unique_fd.h"
 
 namespace {
 
@@ -43,4 +46,9 @@ int mkdir_p(const char* path, mode_t mode, int owner) {
     if (!make_one(whole.substr(0, slash), its_mode, owner)) { return -1; }
   } while (slash != std::string::npos);
   return 0;
+}
+
+void sync_directory(int directory) {
+  const unique_fd fd(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (fd.valid()) { static_cast<void>(fsync(fd.get()) == 0); }
 }

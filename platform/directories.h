@@ -14,3 +14,7 @@ bool is_directory(const std::string& path);
 // the owner alone). Existing directories are not changed. Returns 0 if the directory exists in the
 // end, otherwise negative with errno set.
 int mkdir_p(const char* path, mode_t mode, int owner);
+
+// Waits until the names in the directory open as `directory`, with O_PATH or not, are on the disk.
+// Where the file system does not support that, nothing better is possible.
+void sync_directory(int directory);

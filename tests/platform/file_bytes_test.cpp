@@ -82,6 +82,37 @@ TEST_F(file_bytes, write_error_is_returned) {
   signal(SIGPIPE, before);
 }
 
+TEST_F(file_bytes, a_file_is_copied_up_to_its_end) {
+  write_file(folder_.file("a"), "1234567");
+  const unique_fd source = opened(folder_.file("a"));
+  EXPECT_EQ(copy_bytes(source.get(), write_end_.get(), 4), 4);
+  EXPECT_EQ(copy_bytes(source.get(), write_end_.get(), 4), 3);
+  EXPECT_EQ(copy_bytes(source.get(), write_end_.get(), 4), 0);
+  write_end_.reset();
+  EXPECT_TRUE(read_all(read_end_.get(), 100, text_));
+  EXPECT_EQ(text_, "before 1234567");
+}
+
+// The kernel does not copy from a pipe to a file by itself.
+TEST_F(file_bytes, what_the_kernel_does_not_copy_is_copied_too) {
+  ASSERT_TRUE(write_all(write_end_.get(), "123"));
+  write_end_.reset();
+  const unique_fd target(
+      open(folder_.file("a").c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  EXPECT_EQ(copy_bytes(read_end_.get(), target.get(), 2), 2);
+  EXPECT_EQ(copy_bytes(read_end_.get(), target.get(), 2), 1);
+  EXPECT_EQ(copy_bytes(read_end_.get(), target.get(), 2), 0);
+  EXPECT_TRUE(read_all(opened(folder_.file("a")).get(), 100, text_));
+  EXPECT_EQ(text_, "before 123");
+}
+
+TEST_F(file_bytes, a_copy_that_fails_says_why) {
+  write_file(folder_.file("a"), "123");
+  const unique_fd target = opened("/dev/null");
+  EXPECT_EQ(copy_bytes(opened(folder_.file("a")).get(), target.get(), 2), -1);
+  EXPECT_EQ(errno, EBADF);
+}
+
 TEST_F(file_bytes, nothing_to_write_is_not_an_error) {
   EXPECT_TRUE(write_all(-1, ""));
 }

@@ -7,7 +7,6 @@
 #include <random>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,7 +19,7 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-constexpr int attempt_interval_ms = 20;
+constexpr std::chrono::milliseconds attempt_interval{20};
 
 bool fail(std::string& error) {
   error = std::strerror(errno);
@@ -64,13 +63,6 @@ mode_t mode_that_umask_leaves() {
   return 0666 & ~mask;
 }
 
-// The source may be removed next, and must not be lost before the new name has reached the disk.
-// If the file system does not support it, nothing better is possible.
-void sync_directory(int directory) {
-  const unique_fd fd(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (fd.valid()) { static_cast<void>(fsync(fd.get()) == 0); }
-}
-
 }  // namespace
 
 // False with errno; EEXIST where another tool has it, or looks just now whether it is left over.
@@ -111,9 +103,7 @@ bool output_file::create(const std::string& path, std::string& error,
       name = unforeseeable_name(name_);
       continue;
     }
-    pollfd signals = {tool_signal_fd(), POLLIN, 0};
-    poll(&signals, 1, attempt_interval_ms);
-    read_tool_signals();
+    wait_for_tool_signals(attempt_interval);
   }
   return true;
 }
@@ -138,6 +128,7 @@ bool output_file::commit(std::string& error) {
     error = "was exchanged for another file";
     return false;
   }
+  // The source may be removed next, and must not be lost before the new name has reached the disk.
   sync_directory(directory_.get());
   return true;
 }

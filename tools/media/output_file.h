@@ -31,6 +31,9 @@ public:
 
   int fd() const { return file_.fd(); }
 
+  // The directory of the result, open with O_PATH at least. Valid after create().
+  int directory() const { return directory_.get(); }
+
   // The URL of this file for a sandboxed engine, valid even if the name has changed.
   std::string url() const { return "file:/proc/self/fd/" + std::to_string(fd()); }
 

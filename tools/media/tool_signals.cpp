@@ -4,6 +4,7 @@
 #include <initializer_list>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -76,6 +77,12 @@ void read_tool_signals() {
   while (signal_fd >= 0 && read(signal_fd, &arrived, sizeof arrived) == sizeof arrived) {
     take(static_cast<int>(arrived.ssi_signo));
   }
+}
+
+void wait_for_tool_signals(std::chrono::milliseconds longest) {
+  pollfd arriving = {signal_fd, POLLIN, 0};
+  poll(&arriving, 1, static_cast<int>(longest.count()));
+  read_tool_signals();
 }
 
 int stop_signal() {

@@ -6,6 +6,8 @@
 // are seen only while the process runner waits; a tool must not compute for long elsewhere.
 #pragma once
 
+#include <chrono>
+
 // Blocks the signals and opens the descriptor; call it first in main, before any thread or child
 // exists. It also opens missing descriptors 0 to 2 on /dev/null, and ignores SIGPIPE: the work must
 // not be lost because a reader of progress goes away. False if the kernel refuses, with errno set.
@@ -17,6 +19,9 @@ int tool_signal_fd();
 // Processes the signals that have arrived since the last call, in order of arrival if the kernel
 // keeps it. Never blocks.
 void read_tool_signals();
+
+// The same, but waits for up to `longest` until one arrives.
+void wait_for_tool_signals(std::chrono::milliseconds longest);
 
 // The signal that asked the tool to stop, or 0. Stays set.
 int stop_signal();

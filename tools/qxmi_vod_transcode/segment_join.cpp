@@ -6,7 +6,6 @@
 #include <cstring>
 
 #include <fcntl.h>
-#include <sys/sendfile.h>
 #include <sys/stat.h>
 
 #include "platform/file_bytes.h"
@@ -46,8 +45,8 @@ bool append_file(int target, int source) {
       errno = ECANCELED;
       return false;
     }
-    count = sendfile(target, source, nullptr, copied_at_once);
-  } while (count > 0 || (count < 0 && errno == EINTR));
+    count = copy_bytes(source, target, copied_at_once);
+  } while (count > 0);
   return count == 0;
 }
 

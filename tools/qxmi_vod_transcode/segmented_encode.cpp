@@ -13,6 +13,7 @@
 #include "tools/media/engine.h"
 #include "tools/media/left_segments.h"
 #include "tools/media/media_probe.h"
+#include "tools/media/segment_folder.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/segment_join.h"
@@ -29,11 +30,6 @@ constexpr int no_warm_up_helps = static_cast<int>(std::size(warm_ups));
 
 // How often segments may turn out to be damaged right after they were made.
 constexpr int most_damages = 3;
-
-std::string folder_of(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "./" : path.substr(0, slash + 1);
-}
 
 bool lacks_room(const encode_failure& failure) {
   return failure.cause.find(std::strerror(ENOSPC)) != std::string::npos ||
@@ -71,8 +67,6 @@ bool segmented_encode::open(encode_failure& failure) {
   failure.of_output = true;
   const std::string source = segment_source_text(task_.source.path(), task_.source.status());
   if (!folder_.open(output_, key, source, failure.cause)) { return false; }
-  remove_left_segments(folder_of(output_), left_segments::abandoned,
-                       configured().checkpoint_keep_days);
   store_.emplace(folder_.fd(), plan_);
   store_->scan();
   if (!store_->is_complete()) { choose_beginning(); }
@@ -138,20 +132,20 @@ segment_run segmented_encode::next_run() const {
 
 segmented_encode::run_end segmented_encode::run_engine(const segment_run& run,
                                                        encode_failure& failure) {
-  const unique_fd folder = folder_.create_run_folder();
+  const run_folder folder = folder_.create_run_folder(run.picture);
   if (!folder.valid()) {
     failure = {true, std::strerror(errno)};
     return run_end::failed;
   }
-  const std::string url = "file:/proc/self/fd/" + std::to_string(folder.get()) + "/";
+  const std::string url = "file:/proc/self/fd/" + std::to_string(folder.fd()) + "/";
   program_request request = confined_request(
       run_command(task_.media, task_.settings, plan_, run, task_.source.url(), url), task_.source);
-  request.confined_to->work_folder = folder.get();
+  request.confined_to->work_folder = folder.fd();
   request.confined_to->largest_file = largest_output(task_.media, task_.settings);
   supervise(request, task_);
   task_.line.begin_at(run.first_frame(plan_));
   encoder_watch encoder(task_.line, task_.progress, task_.cap);
-  segment_watch watch(encoder, *store_, plan_, run, folder.get());
+  segment_watch watch(encoder, *store_, plan_, run, folder.fd());
   const program_result result = run_program(request, watch);
   if (result.success() && watch.finish()) { return run_end::made; }
   if (!watch.error().empty()) {
@@ -211,7 +205,9 @@ bool segmented_encode::join_and_judge(const judgement& judge, encode_failure& fa
   const frame_counts counts{store_->frames(), std::max<std::int64_t>(1, store_->packets()) - 1};
   if (!join_segments(task_, plan_, *store_, folder_.fd(), failure)) { return false; }
   failure.of_output = false;
-  return judge(counts, failure.cause);
+  if (!judge(counts, failure.cause)) { return false; }
+  folder_.note_result(task_.output.fd());
+  return true;
 }
 
 bool segmented_encode::try_make(const judgement& judge, encode_failure& failure) {
@@ -229,7 +225,7 @@ bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
   if (try_make(judge, failure)) { return true; }
   if (stop_signal() != 0 || !lacks_room(failure)) { return false; }
   // Others may never need what they have left here.
-  const left_part_sums removed = remove_left_segments(folder_of(output_), left_segments::all,
+  const left_part_sums removed = remove_left_segments(task_.output.directory(), left_segments::all,
                                                       configured().checkpoint_keep_days);
   return removed.count > 0 && try_make(judge, failure);
 }

@@ -7,6 +7,7 @@
 
 #include "platform/cpu.h"
 #include "tools/command_line/command_line.h"
+#include "tools/media/left_segments.h"
 #include "tools/media/output_file.h"
 #include "tools/media/output_room.h"
 #include "tools/media/picture_filters.h"
@@ -47,28 +48,38 @@ public:
     if (source_.is_same_as(options_.output)) { return fail_output("is the source"); }
     if (!output_.create(options_.output, error)) { return fail_output(error); }
     settings_ = settings();
-    const std::uint64_t expected = expected_output(media_, settings_);
-    if (!may_find_room(output_, expected, error)) { return fail_output(error); }
+    return make_output();
+  }
 
+private:
+  int make_output() {
+    const bool in_segments =
+        configured().checkpoint && can_be_cut(media_, configured().checkpoint_min_seconds);
+    // Segments and result are there together in the end.
+    const std::uint64_t expected = (in_segments ? 2 : 1) * expected_output(media_, settings_);
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
     const encode_task task = {source_, media_,   settings_, output_,
                               line,    progress, cap_,      {options_.level}};
     std::optional<segmented_encode> segments;
-    if (configured().checkpoint && can_be_cut(media_, configured().checkpoint_min_seconds)) {
-      segments.emplace(task, options_.output, tool_);
-    }
     encode_failure failure;
+    if (in_segments) {
+      segments.emplace(task, options_.output, tool_);
+      if (!segments->open(failure)) { return report(failure, expected); }
+    }
+    // What can be resumed now is in use by now, and therefore not abandoned.
+    sweep(left_segments::abandoned);
+    const bool is_resumed = line.done() > 0;
+    std::string error;
+    if (!is_resumed && !finds_room(expected, error)) { return fail_output(error); }
     const bool made = segments ? make_in_segments(*segments, failure) : make_at_once(task, failure);
-    // Segments and result are there together in the end.
-    if (!made) { return report(failure, segments ? 2 * expected : expected); }
+    if (!made) { return report(failure, expected); }
     if (!output_.commit(error)) { return fail_output(error); }
     segments.reset();
     progress.write_line(line.final_text(), last_line_patience);
     return exit_success;
   }
 
-private:
   int fail(const std::string& file, const std::string& cause) const {
     // A user who stopped the tool needs no reason.
     return stop_signal() != 0 ? exit_failure : report_failure(tool_, file, cause);
@@ -79,6 +90,18 @@ private:
   int report(const encode_failure& failure, std::uint64_t expected) const {
     return failure.of_output ? fail_output(with_room_needed(failure.cause, output_, expected))
                              : fail_source(failure.cause);
+  }
+
+  // Removes what interrupted transcodes have left beside the output. Returns how many there were.
+  std::size_t sweep(left_segments which) const {
+    const int keep_days = configured().checkpoint_keep_days;
+    return remove_left_segments(output_.directory(), which, keep_days).count;
+  }
+
+  // Others may never need what they have left here.
+  bool finds_room(std::uint64_t expected, std::string& error) const {
+    return may_find_room(output_, expected, error) ||
+           (sweep(left_segments::all) > 0 && may_find_room(output_, expected, error));
   }
 
   bool read_source(std::string& error) {
@@ -139,7 +162,7 @@ private:
     const auto judge = [this](frame_counts counts, std::string& error) {
       return is_right(counts, error);
     };
-    return segments.open(failure) && segments.make(judge, failure);
+    return segments.make(judge, failure);
   }
 
   const std::string& tool_;

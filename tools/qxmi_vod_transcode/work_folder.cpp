@@ -1,19 +1,30 @@
 #include "tools/qxmi_vod_transcode/work_folder.h"
 
 #include <cerrno>
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
 #include <cstring>
-#include <random>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include "platform/directories.h"
 #include "platform/file_bytes.h"
 #include "platform/replacement_file.h"
 #include "platform/trusted_path.h"
-#include "tools/media/left_segments.h"
+#include "tools/media/segment_folder.h"
+#include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 
 namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds patience{2};
+constexpr std::chrono::milliseconds attempt_interval{20};
 
 constexpr const char* key_name = "key";
 constexpr std::size_t longest_key = 65536;
@@ -27,12 +38,6 @@ std::string folder_name(const std::string& key) {
   content_sum sum;
   sum.add(key);
   return segment_folder_prefix + hexadecimal(sum.value());
-}
-
-// A name that others do not know beforehand.
-std::string unforeseeable(const std::string& name) {
-  std::random_device random;
-  return name + "-" + std::to_string(random());
 }
 
 bool holds(int folder, const char* name, const std::string& expected) {
@@ -52,12 +57,49 @@ bool write_new(int folder, const std::string& name, const std::string& text) {
 
 }  // namespace
 
+run_folder::run_folder(int folder, std::string name) : folder_(folder), name_(std::move(name)) {
+  remove_run_folder(folder_, name_);
+  if (mkdirat(folder_, name_.c_str(), S_IRWXU) != 0) { return; }
+  fd_.reset(openat(folder_, name_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
+run_folder::~run_folder() {
+  if (fd_.valid()) { remove_run_folder(folder_, name_); }
+}
+
+work_folder::~work_folder() {
+  if (is_private_) { remove(); }
+}
+
+// False with errno; EWOULDBLOCK or ENOENT if the folder may be free in a moment.
 bool work_folder::take(const std::string& name) {
-  if (mkdirat(directory_.get(), name.c_str(), S_IRWXU) != 0 && errno != EEXIST) { return false; }
-  folder_ = open_segment_folder(directory_.get(), name);
-  if (folder_.valid()) { lock_ = lock_segment_folder(directory_.get(), name, folder_.get()); }
+  lock_.reset();
+  folder_.reset();
   name_ = name;
+  const bool is_new = mkdirat(directory_.get(), name.c_str(), S_IRWXU) == 0;
+  if (!is_new && errno != EEXIST) { return false; }
+  folder_ = open_segment_folder(directory_.get(), name);
+  if (!folder_.valid()) { return false; }
+  lock_ = lock_segment_folder(directory_.get(), name, fd(),
+                              is_private_ ? without_locks::accepted : without_locks::refused);
+  const int cause = errno;
+  if (lock_.valid() && is_new) { sync_directory(directory_.get()); }
+  if (!lock_.valid() && is_new && cause != EWOULDBLOCK) {
+    remove_segment_folder(directory_.get(), name, fd());
+  }
+  errno = cause;
   return lock_.valid();
+}
+
+// A tool that was killed, and whose job was started again at once, may still be about to end.
+bool work_folder::take_in_time(const std::string& name) {
+  const clock_type::time_point deadline = clock_type::now() + patience;
+  while (!take(name)) {
+    const bool may_be_free_soon = errno == EWOULDBLOCK || errno == ENOENT;
+    if (!may_be_free_soon || stop_signal() != 0 || clock_type::now() >= deadline) { return false; }
+    wait_for_tool_signals(attempt_interval);
+  }
+  return true;
 }
 
 // A folder without its key, or with another one, holds nothing of use.
@@ -66,29 +108,41 @@ bool work_folder::prepare(const std::string& key, const std::string& source) con
     empty_segment_folder(fd());
     if (!write_new(fd(), key_name, key)) { return false; }
   }
-  remove_run_folder(fd());
+  remove_run_folders(fd());
   return holds(fd(), segment_source_name, source) || write_new(fd(), segment_source_name, source);
 }
 
 bool work_folder::open(const std::string& output, const std::string& key, const std::string& source,
                        std::string& error) {
-  std::string ignored;
-  directory_ = open_directory_of(output, ignored);
+  directory_ = open_directory_of(output, result_);
   if (!directory_.valid()) { return fail(error); }
   const std::string name = folder_name(key);
-  if (!take(name) && !take(unforeseeable(name))) { return fail(error); }
+  if (!take_in_time(name)) {
+    if (stop_signal() != 0) {
+      error = "stopped";
+      return false;
+    }
+    is_private_ = true;
+    if (!take(private_segment_folder(name))) { return fail(error); }
+  }
   return prepare(key, source) || fail(error);
 }
 
-unique_fd work_folder::create_run_folder() const {
-  remove_run_folder(fd());
-  if (mkdirat(fd(), segment_run_folder, S_IRWXU) != 0) { return unique_fd(); }
-  return unique_fd(
-      openat(fd(), segment_run_folder, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+run_folder work_folder::create_run_folder(std::int64_t segment) const {
+  char number[24];
+  std::snprintf(number, sizeof number, "-%06" PRId64 "-", segment);
+  return run_folder(fd(), segment_run_prefix + (number + std::to_string(getpid())));
+}
+
+// Without the note, the folder of a tool that is killed then only stays longer.
+void work_folder::note_result(int result) const {
+  struct stat status = {};
+  if (fstat(result, &status) != 0) { return; }
+  write_new(fd(), segment_result_name, segment_result_text(result_, status));
 }
 
 void work_folder::remove() {
-  if (folder_.valid()) { remove_segment_folder(directory_.get(), name_, fd()); }
-  folder_.reset();
+  if (lock_.valid()) { remove_segment_folder(directory_.get(), name_, fd()); }
   lock_.reset();
+  folder_.reset();
 }

@@ -3,35 +3,69 @@
 // finds it.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "platform/unique_fd.h"
 
+// A folder inside it for one engine to write to. It is removed with this object.
+class run_folder {
+public:
+  // Creates the empty folder `name` in `folder`, which must stay open as long as this object
+  // exists. Not valid, with errno set, on failure.
+  run_folder(int folder, std::string name);
+  ~run_folder();
+  run_folder(run_folder&&) noexcept = default;
+  run_folder& operator=(run_folder&&) = delete;
+
+  bool valid() const { return fd_.valid(); }
+  int fd() const { return fd_.get(); }
+
+private:
+  int folder_;
+  std::string name_;
+  unique_fd fd_;
+};
+
 class work_folder {
 public:
+  work_folder() = default;
+  // Removes the folder if no other run of the tool can find it.
+  ~work_folder();
+  work_folder(const work_folder&) = delete;
+  work_folder& operator=(const work_folder&) = delete;
+
   // Creates the folder for `key` next to the file `output`, or takes the one that an earlier run
-  // left. `key` says all on which the segments depend. If another process uses that folder, or
-  // somebody else owns it, an empty one with a name of its own is created. `source` is
-  // what the folder shall remember of the source. False with the cause in `error`.
+  // left. `key` says all on which the segments depend. If another process does not release that
+  // folder within 2 s, somebody else owns it, or the file system knows no locks, an empty one with
+  // a name of its own is created. `source` is what the folder shall remember of the source. False
+  // with the cause in `error`.
   bool open(const std::string& output, const std::string& key, const std::string& source,
             std::string& error);
 
   // Valid after open().
   int fd() const { return folder_.get(); }
 
-  // Creates an empty folder inside it for an engine to write to; the former one is removed. Not
-  // valid, with errno set, on failure.
-  unique_fd create_run_folder() const;
+  // A folder for an engine that begins at `segment`. There may be several at once, each for another
+  // segment.
+  run_folder create_run_folder(std::int64_t segment) const;
 
-  // Removes the folder with everything in it.
+  // Remembers that the file open as `result` is what all this was for, and is about to get the name
+  // of the output: a tool that is killed after that leaves nothing of use.
+  void note_result(int result) const;
+
+  // Removes the folder with everything in it, unless another process has it.
   void remove();
 
 private:
   bool take(const std::string& name);
+  bool take_in_time(const std::string& name);
   bool prepare(const std::string& key, const std::string& source) const;
 
   unique_fd directory_;
   unique_fd folder_;
   unique_fd lock_;
   std::string name_;
+  std::string result_;  // the output's name
+  bool is_private_ = false;
 };

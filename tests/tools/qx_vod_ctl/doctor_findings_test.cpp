@@ -13,7 +13,7 @@
 #include "tests/platform/test_folder.h"
 #include "tests/support/skip.h"
 #include "tests/tools/client/scripted_service.h"
-#include "tools/media/left_segments.h"
+#include "tools/media/segment_folder.h"
 #include "tools/media/size_text.h"
 #include "tools/qx_vod_ctl/doctor/engine_parts.h"
 #include "tools/qx_vod_ctl/doctor/engine_sandbox.h"
@@ -49,14 +49,17 @@ finding_result disk(std::uint64_t free_bytes) {
   return judge_disk_room("/x", room).result;
 }
 
-// The folder of a transcode of `source` that was killed.
+// The folder of a transcode of `source` that was killed more than a day ago.
 std::string left_segments_of(const test_folder& folder, const std::string& source) {
   std::string path = folder.path() + "/.qx-segments-0123456789abcdef";
   EXPECT_EQ(mkdir(path.c_str(), 0700), 0);
   struct stat status = {};
   stat(source.c_str(), &status);
   std::ofstream(path + "/source") << segment_source_text(source, status);
+  std::ofstream(path + "/" + segment_lock_name);
   std::ofstream(path + "/v000000.mp4") << std::string(2000, 'v');
+  const timespec old[2] = {{std::time(nullptr) - 100000, 0}, {std::time(nullptr) - 100000, 0}};
+  EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), old, 0), 0);
   return path;
 }
 

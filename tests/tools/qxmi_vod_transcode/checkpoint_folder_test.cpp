@@ -2,25 +2,28 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
-#include <fcntl.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/skip.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
-#include "tools/media/left_segments.h"
 
 using namespace qx_test;
 using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
@@ -28,18 +31,31 @@ namespace fs = std::filesystem;
 
 class checkpoint_folder : public checkpoint_bench {
 protected:
-  // Another folder of that kind, whose source is `of`.
-  std::string left_folder(const std::string& of) const {
+  // Leaves another folder of that kind, whose source has changed.
+  std::string leave_abandoned() const {
     const std::string path = folder.file(".qx-segments-0123456789abcdef");
     fs::create_directory(path);
     fs::permissions(path, fs::perms::owner_all);
-    struct stat status = {};
-    stat(of.c_str(), &status);
-    std::ofstream(path + "/source") << segment_source_text(of, status);
+    std::ofstream(path + "/source") << "1 2.3\n" << source;
     std::ofstream(path + "/v000000.mp4") << "a segment";
     return path;
   }
+  // Transcodes into the same directory, and expects that nothing else is there then.
+  void expect_swept_by(const std::string& profile) const {
+    leave_abandoned();
+    std::vector<std::string> all = arguments();
+    std::replace(all.begin(), all.end(), std::string("72"), profile);
+    EXPECT_EQ(run_tool("qxmi_vod_transcode", all).end.status, 0);
+    EXPECT_THAT(folder.names(), ElementsAre("out.mp4"));
+  }
 };
+
+// A small file system that only this process and its children see, on `folder`.
+bool mount_small_disk(const std::string& folder, const char* size) {
+  return unshare(CLONE_NEWNS) == 0 &&
+         mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         mount("small", folder.c_str(), "tmpfs", 0, size) == 0;
+}
 
 }  // namespace
 
@@ -94,20 +110,68 @@ TEST_F(checkpoint_folder, in_use_is_left_to_its_user) {
   EXPECT_EQ(segment_folder(), used);
 }
 
-TEST_F(checkpoint_folder, of_a_source_that_is_gone_is_swept) {
-  left_folder(settings.file("gone.mkv"));
-  expect_whole(resume());
+TEST_F(checkpoint_folder, of_another_transcode_that_is_abandoned_is_removed_by_a_long_one) {
+  expect_swept_by("72");
 }
 
-TEST_F(checkpoint_folder, of_a_source_that_is_there_is_kept_for_some_days) {
-  const std::string left = left_folder(source);
-  EXPECT_EQ(find_left_segments(folder.path(), left_segments::abandoned, 7).count, 0U);
-  EXPECT_EQ(find_left_segments(folder.path(), left_segments::all, 7).count, 1U);
-  const timespec old[2] = {{std::time(nullptr) - 8 * 86400, 0},
-                           {std::time(nullptr) - 8 * 86400, 0}};
-  ASSERT_EQ(utimensat(AT_FDCWD, left.c_str(), old, 0), 0);
-  EXPECT_EQ(remove_left_segments(folder.path(), left_segments::abandoned, 7).count, 1U);
+TEST_F(checkpoint_folder, of_another_transcode_that_is_abandoned_is_removed_by_a_short_one) {
+  configure("checkpoint=yes\ncheckpoint.min_seconds=60\n");
+  expect_swept_by("72");
+}
+
+TEST_F(checkpoint_folder, of_another_transcode_that_is_abandoned_is_removed_by_one_of_sound) {
+  expect_swept_by("audio");
+}
+
+TEST_F(checkpoint_folder, of_another_transcode_that_is_abandoned_is_removed_without_checkpoints) {
+  configure("checkpoint=no\n");
+  expect_swept_by("72");
+}
+
+TEST_F(checkpoint_folder, of_an_old_transcode_is_resumed_rather_than_removed) {
+  interrupt_after(2, SIGKILL);
+  const fs::path moved = settings.file("moved.mkv");
+  fs::rename(source, moved);
+  source = moved;
+  fs::last_write_time(segment_folder(), fs::last_write_time(source) - std::chrono::hours(1000));
+  expect_resumed(resume(), 2);
+}
+
+TEST_F(checkpoint_folder, knows_the_whole_path_of_the_source) {
+  tool_run run("qxmi_vod_transcode",
+               {"--cpu-cap", "5", "--profile", "72", "-o", output, "--file", "film.mkv"},
+               settings.path());
+  ASSERT_TRUE(wait_until([&] { return finished() >= 1; }));
+  std::ifstream stream(in_folder("source"));
+  const std::string text(std::istreambuf_iterator<char>(stream), {});
+  EXPECT_THAT(text, EndsWith("\n" + source));
+}
+
+// There is little hope for the result alone, and none for both.
+TEST_F(checkpoint_folder, needs_room_for_the_segments_beside_the_result) {
+  if (!mount_small_disk(folder.path(), "size=48k")) {
+    QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges");
+  }
+  const tool_result in_segments = resume();
+  EXPECT_THAT(in_segments.errors, ElementsAre(HasSubstr("No space left on device: needs about ")));
+  EXPECT_THAT(in_segments.output, IsEmpty()) << "the encoder was started";
   EXPECT_THAT(folder.names(), IsEmpty());
+  configure("checkpoint=no\n");
+  EXPECT_THAT(resume().output, Not(IsEmpty()));
+  umount(folder.path().c_str());
+}
+
+TEST_F(checkpoint_folder, of_others_makes_room_for_one_that_would_not_begin) {
+  if (!mount_small_disk(folder.path(), "size=1m")) {
+    QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges");
+  }
+  interrupt_after(1, SIGKILL);
+  std::ofstream(in_folder("v000001.mp4")) << std::string(1000000, 'x');
+  std::vector<std::string> other = arguments();
+  std::replace(other.begin(), other.end(), std::string("72"), std::string("audio"));
+  EXPECT_EQ(run_tool("qxmi_vod_transcode", other).end.status, 0);
+  EXPECT_THAT(folder.names(), ElementsAre("out.mp4"));
+  umount(folder.path().c_str());
 }
 
 TEST_F(checkpoint_folder, with_anything_else_in_it_is_no_reason_to_fail) {

@@ -1,0 +1,99 @@
+#include "tests/tools/qxmi_vod_transcode/segment_folder_bench.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "tools/media/segment_folder.h"
+
+namespace qx_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+segment_folder_bench* bench = nullptr;
+
+}  // namespace
+
+// What the linker puts in the place of the calls.
+struct call_hooks {
+  static bool fails(int error) {
+    if (error != 0) { errno = error; }
+    return error != 0;
+  }
+  static bool lock_fails() { return bench && bench->before_lock && fails(bench->before_lock()); }
+  static bool mkdir_fails(const char* name) {
+    return bench && bench->before_mkdir && fails(bench->before_mkdir(name));
+  }
+  static void note_unlink(const char* name) {
+    if (!bench) { return; }
+    bench->unlinked.emplace_back(name);
+    if (bench->after_unlink) { bench->after_unlink(name); }
+  }
+  static void note_sync(int fd) {
+    struct stat status = {};
+    if (bench && fstat(fd, &status) == 0) { bench->synced.insert(status.st_ino); }
+  }
+};
+
+extern "C" {
+int __real_flock(int fd, int operation);
+int __real_mkdirat(int directory, const char* name, mode_t mode);
+int __real_unlinkat(int directory, const char* name, int flags);
+int __real_fsync(int fd);
+
+int __wrap_flock(int fd, int operation) {
+  return call_hooks::lock_fails() ? -1 : __real_flock(fd, operation);
+}
+int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
+  return call_hooks::mkdir_fails(name) ? -1 : __real_mkdirat(directory, name, mode);
+}
+int __wrap_unlinkat(int directory, const char* name, int flags) {
+  const int result = __real_unlinkat(directory, name, flags);
+  if (result == 0) { call_hooks::note_unlink(name); }
+  return result;
+}
+int __wrap_fsync(int fd) {
+  call_hooks::note_sync(fd);
+  return __real_fsync(fd);
+}
+}
+
+segment_folder_bench::segment_folder_bench()
+    : directory(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  bench = this;
+}
+
+segment_folder_bench::~segment_folder_bench() {
+  bench = nullptr;
+}
+
+std::string segment_folder_bench::left_folder(const std::string& source, std::time_t age_s,
+                                              const std::string& name) const {
+  const std::string path = folder.file(name);
+  fs::create_directory(path);
+  fs::permissions(path, fs::perms::owner_all);
+  struct stat status = {};
+  stat(source.c_str(), &status);
+  std::ofstream(path + "/" + segment_source_name) << segment_source_text(source, status);
+  std::ofstream(path + "/" + segment_lock_name);
+  std::ofstream(path + "/v000000.mp4") << "a segment";
+  set_age(path, age_s);
+  return path;
+}
+
+void segment_folder_bench::set_age(const std::string& path, std::time_t age_s) {
+  const timespec then = {std::time(nullptr) - age_s, 0};
+  const timespec times[2] = {then, then};
+  EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0);
+}
+
+std::string segment_folder_bench::made_source() const {
+  std::ofstream(sources.file("film.mkv")) << "a film";
+  return sources.file("film.mkv");
+}
+
+}  // namespace qx_test

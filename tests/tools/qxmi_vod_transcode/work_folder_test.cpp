@@ -1,0 +1,165 @@
+// The folder of one transcode: whose it is, and when it goes.
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/tools/qxmi_vod_transcode/segment_folder_bench.h"
+#include "tools/media/left_segments.h"
+#include "tools/media/segment_folder.h"
+#include "tools/qxmi_vod_transcode/work_folder.h"
+
+using namespace qx_test;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class transcode_folder : public segment_folder_bench {
+protected:
+  bool open(work_folder& one) {
+    return one.open(folder.file("out.mp4"), "a key", "6 1.0\n/films/film.mkv", error);
+  }
+  // The only folder that there is.
+  std::string path() const {
+    const auto names = folder.names();
+    return names.size() == 1 ? folder.file(names[0]) : "";
+  }
+  bool is_private() const { return is_private_segment_folder(fs::path(path()).filename()); }
+
+  std::string error;
+};
+
+ino_t inode_of(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
+}  // namespace
+
+TEST_F(transcode_folder, of_the_same_key_is_found_again) {
+  {
+    work_folder first;
+    ASSERT_TRUE(open(first)) << error;
+    std::ofstream(path() + "/v000000.mp4") << "a segment";
+  }
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_TRUE(fs::exists(path() + "/v000000.mp4"));
+  EXPECT_FALSE(is_private());
+}
+
+TEST_F(transcode_folder, in_use_survives_a_start_that_fails) {
+  work_folder running;
+  ASSERT_TRUE(open(running)) << error;
+  const std::string used = path();
+  before_mkdir = [](const std::string& name) {
+    return is_private_segment_folder(name) ? ENOSPC : 0;
+  };
+  {
+    work_folder second;
+    EXPECT_FALSE(open(second));
+    EXPECT_THAT(error, HasSubstr("No space left"));
+    second.remove();
+  }
+  EXPECT_TRUE(fs::exists(used + "/key"));
+  EXPECT_EQ(find_left_segments(folder.path(), left_segments::all, 7).count, 0U);
+}
+
+TEST_F(transcode_folder, that_becomes_free_soon_is_waited_for) {
+  std::optional<work_folder> ending(std::in_place);
+  ASSERT_TRUE(open(*ending)) << error;
+  int attempts = 0;
+  before_lock = [&] {
+    if (++attempts == 3) { ending.reset(); }
+    return 0;
+  };
+  work_folder next;
+  ASSERT_TRUE(open(next)) << error;
+  EXPECT_THAT(folder.names(), SizeIs(1));
+  EXPECT_FALSE(is_private());
+}
+
+TEST_F(transcode_folder, in_use_for_longer_leads_to_a_private_one_that_does_not_stay) {
+  work_folder running;
+  ASSERT_TRUE(open(running)) << error;
+  {
+    work_folder second;
+    ASSERT_TRUE(open(second)) << error;
+    EXPECT_THAT(folder.names(), SizeIs(2));
+  }
+  EXPECT_FALSE(path().empty());
+  EXPECT_TRUE(fs::exists(path() + "/key"));
+}
+
+TEST_F(transcode_folder, is_private_where_there_are_no_locks) {
+  before_lock = [] { return ENOLCK; };
+  {
+    work_folder only;
+    ASSERT_TRUE(open(only)) << error;
+    EXPECT_TRUE(is_private());
+  }
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(transcode_folder, is_on_the_disk_when_it_is_used) {
+  work_folder one;
+  ASSERT_TRUE(open(one)) << error;
+  EXPECT_EQ(synced.count(inode_of(folder.path())), 1U);
+}
+
+TEST_F(transcode_folder, has_a_folder_for_each_run_as_long_as_it_lasts) {
+  work_folder one;
+  ASSERT_TRUE(open(one)) << error;
+  const std::string of_pid = "-" + std::to_string(getpid());
+  {
+    const run_folder first = one.create_run_folder(0);
+    const run_folder second = one.create_run_folder(12);
+    ASSERT_TRUE(first.valid() && second.valid());
+    EXPECT_TRUE(fs::is_directory(path() + "/run-000000" + of_pid));
+    EXPECT_TRUE(fs::is_directory(path() + "/run-000012" + of_pid));
+    std::ofstream(path() + "/run-000012" + of_pid + "/v000012.mp4") << "half a segment";
+  }
+  EXPECT_FALSE(fs::exists(path() + "/run-000000" + of_pid));
+  EXPECT_FALSE(fs::exists(path() + "/run-000012" + of_pid));
+}
+
+TEST_F(transcode_folder, loses_the_folders_of_dead_runs) {
+  std::string dead;
+  {
+    work_folder killed;
+    ASSERT_TRUE(open(killed)) << error;
+    dead = path() + "/run-000003-77";
+    fs::create_directory(dead);
+    std::ofstream(dead + "/v000003.mp4") << "half a segment";
+  }
+  work_folder next;
+  ASSERT_TRUE(open(next)) << error;
+  EXPECT_FALSE(fs::exists(dead));
+}
+
+TEST_F(transcode_folder, of_a_result_that_has_its_name_is_swept) {
+  {
+    work_folder killed;
+    ASSERT_TRUE(open(killed)) << error;
+    std::ofstream(folder.file("part")) << "a result";
+    const unique_fd result(::open(folder.file("part").c_str(), O_RDONLY | O_CLOEXEC));
+    killed.note_result(result.get());
+  }
+  EXPECT_EQ(remove_left_segments(folder.path(), left_segments::abandoned, 7).count, 0U);
+  fs::rename(folder.file("part"), folder.file("out.mp4"));
+  EXPECT_EQ(remove_left_segments(folder.path(), left_segments::abandoned, 7).count, 1U);
+}
