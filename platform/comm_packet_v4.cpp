@@ -7,24 +7,25 @@
 #include "platform/comm_packet_v4.h"
 
 #include <algorithm>
+#include <cstring>
+
+#include <endian.h>
 
 namespace {
 
 constexpr std::string_view magic = "CMS4";
 constexpr std::size_t body_length_end = 8;  // offset just after the header's body length
 
+// Fewer bytes than the number has stand for its low ones.
 std::uint64_t little_endian(std::string_view bytes) {
   std::uint64_t value = 0;
-  for (std::size_t i = bytes.size(); i > 0; --i) {
-    value = value << 8 | static_cast<unsigned char>(bytes[i - 1]);
-  }
-  return value;
+  std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
+  return le64toh(value);
 }
 
-void append_number(std::string& wire, std::uint64_t value, int size) {
-  for (int i = 0; i < size; ++i) {
-    wire += static_cast<char>(value >> (8 * i));
-  }
+void append_number(std::string& wire, std::uint64_t value, std::size_t size) {
+  const std::uint64_t bytes = htole64(value);
+  wire.append(reinterpret_cast<const char*>(&bytes), size);
 }
 
 void append_bytes(std::string& wire, std::string_view bytes) {
@@ -113,15 +114,26 @@ void append_body(std::string& wire, const comm_socket_v4_packet& packet) {
 
 }  // namespace
 
+std::size_t comm_packet_v4_size(const comm_socket_v4_packet& packet,
+                                const comm_packet_v4_kind& kind) {
+  const std::size_t length = body_length(packet);
+  const bool is_within = length <= kind.largest_body && keeps_limits(packet, kind);
+  return is_within ? comm_packet_v4_header_size + length : 0;
+}
+
+void comm_packet_v4_append(const comm_socket_v4_packet& packet, std::size_t size,
+                           std::string& wire) {
+  wire.reserve(wire.size() + size);
+  append_header(wire, packet, size - comm_packet_v4_header_size);
+  append_body(wire, packet);
+}
+
 bool comm_packet_v4_encode(const comm_socket_v4_packet& packet, const comm_packet_v4_kind& kind,
                            std::string& wire) {
   wire.clear();
-  const std::size_t length = body_length(packet);
-  if (length > kind.largest_body || !keeps_limits(packet, kind)) { return false; }
-  wire.reserve(comm_packet_v4_header_size + length);
-  append_header(wire, packet, length);
-  append_body(wire, packet);
-  return true;
+  const std::size_t size = comm_packet_v4_size(packet, kind);
+  if (size > 0) { comm_packet_v4_append(packet, size, wire); }
+  return size > 0;
 }
 
 comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_packet_v4_kind& kind) {

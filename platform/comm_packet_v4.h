@@ -45,8 +45,17 @@ constexpr std::size_t comm_packet_v4_header_size = 32;
 constexpr std::size_t comm_packet_v4_most_words = 64;
 constexpr std::size_t comm_packet_v4_most_pairs = 4096;
 
-// Stores the packet's wire form in `wire`. Returns false and leaves `wire` empty if the packet
-// exceeds a limit of its kind or one of its texts contains a NUL byte.
+// Returns the length of the packet's wire form in bytes; 0 if it exceeds a limit of its kind or one
+// of its texts contains a NUL byte.
+std::size_t comm_packet_v4_size(const comm_socket_v4_packet& packet,
+                                const comm_packet_v4_kind& kind);
+
+// Appends the wire form of a packet whose length is `size`. If out of memory, `wire` is unchanged.
+void comm_packet_v4_append(const comm_socket_v4_packet& packet, std::size_t size,
+                           std::string& wire);
+
+// Stores the packet's wire form in `wire`. Returns false and leaves `wire` empty if the packet has
+// none, see comm_packet_v4_size().
 bool comm_packet_v4_encode(const comm_socket_v4_packet& packet, const comm_packet_v4_kind& kind,
                            std::string& wire);
 

@@ -12,11 +12,22 @@ namespace {
 
 constexpr std::size_t round_share = std::size_t{64} << 10;  // bytes
 constexpr std::size_t most_input = std::size_t{32} << 20;   // bytes, for all clients together
+// An empty buffer of this size, in bytes, is kept for the next packets. A large one is not kept for
+// the client's lifetime.
+constexpr std::size_t most_kept = 4096;
 // A request must arrive completely within this time of its first bytes.
 constexpr std::uint64_t request_time_us = 30000000;
 
 bool is_passing(int error) {
   return error == EAGAIN || error == EINTR || error == ENOBUFS || error == ENOMEM;
+}
+
+void empty_buffer(std::string& buffer) {
+  if (buffer.capacity() > most_kept) {
+    std::string().swap(buffer);
+  } else {
+    buffer.clear();
+  }
 }
 
 // The first client for which `condition` holds, or null.
@@ -28,16 +39,11 @@ comm_socket_v4_client* find_client(comm_socket_v4& server, Condition condition) 
 
 }  // namespace
 
-bool comm_socket_v4_client::has_request() const {
-  return !has_output() && comm_packet_v4_look(unread_input(), comm_packet_v4_request).state ==
-                              comm_packet_v4_state::whole;
-}
-
 // A client with a whole request pending is not read from, so its input stays below one packet plus
 // one round's share, however slowly requests are handed out. Nor is a client with unsent replies:
 // it could fill its output buffer faster than it empties it.
 void comm_socket_v4_client::read_round(std::uint64_t now_us) {
-  if (!is_open() || input_ended || has_output() || has_request()) { return; }
+  if (!is_open() || input_ended || has_output() || request_size > 0) { return; }
   if (is_ready) { receive(); }
   time_request(now_us);
 }
@@ -57,16 +63,20 @@ void comm_socket_v4_client::take_input(std::string_view bytes) {
   const std::size_t memory = input.capacity();
   if (!with_memory("a request was not read", [&] { input.append(bytes); })) {
     end_input();  // what was received is lost, and everything after it would be misread
-  } else if (comm_packet_v4_look(input, comm_packet_v4_request).state ==
-             comm_packet_v4_state::malformed) {
-    end_input();
-  } else if (input.capacity() > memory) {
-    server->limit_input();
+    return;
   }
+  find_request();
+  if (input.capacity() > memory) { server->limit_input(); }
+}
+
+void comm_socket_v4_client::find_request() {
+  const comm_packet_v4_front front = comm_packet_v4_look(unread_input(), comm_packet_v4_request);
+  request_size = front.state == comm_packet_v4_state::whole ? front.size : 0;
+  if (front.state == comm_packet_v4_state::malformed) { end_input(); }
 }
 
 void comm_socket_v4_client::time_request(std::uint64_t now_us) {
-  const bool is_unfinished = !unread_input().empty() && !has_request();
+  const bool is_unfinished = !unread_input().empty() && request_size == 0;
   if (!is_unfinished) {
     request_begun_us = 0;
   } else if (request_begun_us == 0) {
@@ -90,19 +100,21 @@ void comm_socket_v4::limit_input() {
 }
 
 std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
-  const std::string_view unread = unread_input();
-  const comm_packet_v4_front front = comm_packet_v4_look(unread, comm_packet_v4_request);
-  if (front.state == comm_packet_v4_state::incomplete) { return nullptr; }
+  if (request_size == 0) { return nullptr; }
   std::unique_ptr<comm_socket_v4_packet> request(comm_socket_v4_packet_create());
   if (request == nullptr) { return nullptr; }
-  if (front.state == comm_packet_v4_state::malformed ||
-      !comm_packet_v4_decode(unread.substr(0, front.size), comm_packet_v4_request, *request)) {
+  const std::string_view bytes = unread_input().substr(0, request_size);
+  if (!comm_packet_v4_decode(bytes, comm_packet_v4_request, *request)) {
     end_input();
     return nullptr;
   }
-  taken += front.size;
+  taken += request_size;
   request_begun_us = 0;
-  if (taken == input.size()) { drop_input(); }
+  if (taken == input.size()) {
+    drop_input();
+  } else {
+    find_request();
+  }
   request->claim = claim;
   return request;
 }
@@ -113,14 +125,16 @@ void comm_socket_v4_client::end_input() {
 }
 
 void comm_socket_v4_client::drop_input() {
-  std::string().swap(input);
+  empty_buffer(input);
   taken = 0;
+  request_size = 0;
   request_begun_us = 0;
 }
 
 void comm_socket_v4_client::drop_output() {
-  std::string().swap(output);
+  empty_buffer(output);
   sent = 0;
+  is_blocked = false;
   output_stalled_us = 0;
 }
 
@@ -151,6 +165,7 @@ comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* se
 }
 
 void comm_socket_v4_drop_client(comm_socket_v4_client* client) {
+  client->send_held();
   client->close();
 }
 
@@ -161,9 +176,10 @@ void comm_socket_v4_free_client(comm_socket_v4_client* client) {
 
 comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client) {
+  server->send_overdue();
   auto& clients = server->clients;
   for (auto turn = clients.begin(); turn != clients.end(); ++turn) {
-    if (!turn->announced || turn->has_output()) { continue; }
+    if (!turn->announced || turn->is_blocked) { continue; }
     std::unique_ptr<comm_socket_v4_packet> request;
     if (!with_memory("a request was not read", [&] { request = turn->take_request(); })) {
       turn->end_input();  // nothing could be done with it in the next round either
@@ -173,7 +189,9 @@ comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
       clients.splice(clients.end(), clients, turn);
       return request.release();
     }
+    turn->send_held();
     turn->close_when_done();
   }
+  server->held_since_us = 0;
   return nullptr;
 }

@@ -19,6 +19,10 @@ constexpr std::uint64_t patience_us = 5000000;
 // room for any reply.
 constexpr std::size_t most_output = comm_packet_v4_header_size + comm_packet_v4_reply.largest_body;
 constexpr std::size_t most_output_of_all = std::size_t{64} << 20;
+// Replies to requests that arrived together are sent together, in one call: up to this size, in
+// bytes, and within this time, so that none of them waits for long requests of other clients.
+constexpr std::size_t most_held = 16384;
+constexpr std::uint64_t hold_time_us = 1000;
 
 // What to poll a client for; 0 for nothing. A client whose input has ended is left out: its end of
 // file would always be readable.
@@ -35,6 +39,7 @@ void comm_socket_v4_client::send_round(std::uint64_t now_us) {
                                    MSG_DONTWAIT | MSG_NOSIGNAL);
     if (taken_now < 0 && errno == EINTR) { continue; }
     if (taken_now < 0 && errno == EAGAIN) {
+      if (!std::exchange(is_blocked, true)) { output_stalled_us = now_us; }
       if (now_us - output_stalled_us >= patience_us) { close(); }
       return;
     }
@@ -49,16 +54,40 @@ void comm_socket_v4_client::send_round(std::uint64_t now_us) {
   }
 }
 
-bool comm_socket_v4_client::add_output(std::string wire, std::uint64_t now_us) {
-  if (output.size() - sent + wire.size() > most_output) { return false; }
-  if (has_output()) {
-    output.erase(0, std::exchange(sent, 0));
-    output += wire;
-  } else {
-    output = std::move(wire);
-    output_stalled_us = now_us;
+bool comm_socket_v4_client::has_room(std::size_t size) const {
+  return output.size() - sent + size <= most_output;
+}
+
+void comm_socket_v4_client::add_output(const comm_socket_v4_packet& packet, std::size_t size) {
+  output.erase(0, std::exchange(sent, 0));
+  comm_packet_v4_append(packet, size, output);
+}
+
+bool comm_socket_v4_client::may_hold_output() const {
+  return has_request() && output.size() < most_held;
+}
+
+void comm_socket_v4_client::send_held() {
+  if (!has_output() || is_blocked) { return; }
+  send_round(monotonic_clock_us());
+  if (has_output()) { server->limit_output(); }
+}
+
+void comm_socket_v4::note_held(std::uint64_t now_us) {
+  if (held_since_us == 0) { held_since_us = now_us; }
+}
+
+void comm_socket_v4::send_all_held() {
+  for (comm_socket_v4_client& client : clients) {
+    client.send_held();
   }
-  return true;
+  held_since_us = 0;
+}
+
+void comm_socket_v4::send_overdue() {
+  if (held_since_us != 0 && monotonic_clock_us() - held_since_us >= hold_time_us) {
+    send_all_held();
+  }
 }
 
 void comm_socket_v4::limit_output() {
@@ -66,7 +95,7 @@ void comm_socket_v4::limit_output() {
   comm_socket_v4_client* slowest = nullptr;
   for (comm_socket_v4_client& client : clients) {
     waiting += client.output.size();
-    if (client.has_output() &&
+    if (client.is_blocked &&
         (slowest == nullptr || client.output_stalled_us < slowest->output_stalled_us)) {
       slowest = &client;
     }
@@ -78,15 +107,21 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet) {
   assert(packet->written == comm_socket_v4_packet::stage::complete);
   if (!client->takes_replies) { return -1; }
-  std::string wire;
-  if (!comm_packet_v4_encode(*packet, comm_packet_v4_reply, wire)) {
-    client->close();
+  const std::size_t size = comm_packet_v4_size(*packet, comm_packet_v4_reply);
+  if (size == 0) {
+    comm_socket_v4_drop_client(client);
     return -1;
   }
   const std::uint64_t now_us = monotonic_clock_us();
-  client->send_round(now_us);
-  if (client->takes_replies && !client->add_output(std::move(wire), now_us)) { return 0; }
-  client->send_round(now_us);
+  if (client->is_blocked || !client->has_room(size)) { client->send_round(now_us); }
+  if (!client->takes_replies) { return -1; }
+  if (!client->has_room(size)) { return 0; }
+  client->add_output(*packet, size);
+  if (client->may_hold_output()) {
+    client->server->note_held(now_us);
+    return 1;
+  }
+  if (!client->is_blocked) { client->send_round(now_us); }
   if (client->has_output()) { client->server->limit_output(); }
   return client->takes_replies ? 1 : -1;
 }

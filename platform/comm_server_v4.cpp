@@ -128,6 +128,7 @@ comm_socket_v4* comm_socket_v4_destroy(comm_socket_v4* server) {
   if (server != nullptr && server->listener.valid() && is_own_file(*server)) {
     unlink(server->path.c_str());
   }
+  if (server != nullptr) { server->send_all_held(); }
   delete server;
   return nullptr;
 }

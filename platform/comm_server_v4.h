@@ -23,9 +23,11 @@ struct comm_socket_v4_client {
   unique_fd connection;  // invalid once closed
   std::string input;     // the first `taken` bytes have been handed out
   std::size_t taken = 0;
-  std::string output;  // replies; the kernel has taken the first `sent` bytes
+  std::size_t request_size = 0;  // of the whole request that is next; 0 if there is none
+  std::string output;            // replies; the kernel has taken the first `sent` bytes
   std::size_t sent = 0;
-  bool is_ready = true;  // the last poll reported an event
+  bool is_blocked = false;  // the kernel takes no more until the client reads
+  bool is_ready = true;     // the last poll reported an event
   bool input_ended = false;
   bool takes_replies = true;  // false once the other side no longer reads
   bool announced = false;     // returned by accept_connection
@@ -44,8 +46,8 @@ struct comm_socket_v4_client {
   bool has_claims() const { return claim.use_count() > 1; }
   bool has_output() const { return !output.empty(); }
   std::string_view unread_input() const { return std::string_view(input).substr(taken); }
-  // Whether a whole request can be handed out. Never while replies are waiting to be sent.
-  bool has_request() const;
+  // Whether a whole request can be handed out. Never while replies wait for the client to read.
+  bool has_request() const { return request_size > 0 && !is_blocked; }
 
   // If the client is ready, reads once, at most one round's share; gives up on a request that takes
   // too long to arrive.
@@ -53,8 +55,14 @@ struct comm_socket_v4_client {
   // Sends as much output as the kernel accepts, and gives up on a client that has accepted none for
   // too long.
   void send_round(std::uint64_t now_us);
-  // Queues the wire form of a reply. Returns false if the output buffer has no room for it now.
-  bool add_output(std::string wire, std::uint64_t now_us);
+  // Whether the output buffer has room for that many more bytes.
+  bool has_room(std::size_t size) const;
+  // Adds a reply, whose wire form has that size, to the output.
+  void add_output(const comm_socket_v4_packet& packet, std::size_t size);
+  // Whether the output should be held back, to be sent together with the reply to the next request.
+  bool may_hold_output() const;
+  // Sends what is held back, as much as the kernel accepts.
+  void send_held();
   // The next whole request, or null. A malformed one ends the input.
   std::unique_ptr<comm_socket_v4_packet> take_request();
   // Stops reading and drops any input that has not been handed out.
@@ -64,6 +72,8 @@ struct comm_socket_v4_client {
   void drop_input();
   void receive();
   void take_input(std::string_view bytes);
+  // Looks for the next request in the input; something malformed ends it.
+  void find_request();
   void time_request(std::uint64_t now_us);
   // Closes the connection once the input has ended and nothing is left to hand out or answer.
   void close_when_done();
@@ -81,6 +91,8 @@ struct comm_socket_v4 {
   // does not look at the listener while that cannot accept.
   bool is_polled = false;
   bool may_have_connections = true;
+  // When the oldest reply that is held back was accepted; 0 if there is none.
+  std::uint64_t held_since_us = 0;
   // In the order in which they are served; a client that has been served moves to the end.
   std::list<comm_socket_v4_client> clients;
 
@@ -92,4 +104,9 @@ struct comm_socket_v4 {
   // unfinished the longest is ended, or the one that has gone the longest without reading.
   void limit_input();
   void limit_output();
+
+  // Sends the replies that are held back if that has taken long enough.
+  void note_held(std::uint64_t now_us);
+  void send_overdue();
+  void send_all_held();
 };

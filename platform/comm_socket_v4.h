@@ -97,8 +97,10 @@ void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* re
                                                  comm_socket_v4_packet* reply, int flags);
 
 // Accepts a complete reply without waiting: anything that the kernel does not take at once is kept
-// in the client's output buffer, up to 16 MiB, and sent by comm_socket_v4_idle. Returns positive if
-// the reply was accepted; 0 if the buffer has no room now (call again with the same packet);
+// in the client's output buffer, up to 16 MiB, and sent by comm_socket_v4_idle. While the client's
+// next request has already arrived, a short reply is kept too, to be sent together with the next
+// one: for 1 ms at most, or until comm_socket_v4_server_get_packet returns null. Returns positive
+// if the reply was accepted; 0 if the buffer has no room now (call again with the same packet);
 // negative if the reply will never be sent, because the client is gone or because the reply exceeds
 // a limit and the connection was closed. All output buffers together take at most 64 MiB; beyond
 // that, the client that has gone the longest without reading is closed.

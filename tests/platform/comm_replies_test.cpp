@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/types.h>
+
 #include <gtest/gtest.h>
 
 #include "platform/clock.h"
@@ -24,6 +26,22 @@ std::uint64_t monotonic_clock_us() {
 
 std::uint64_t gettimeofday_us() {
   return now_us;
+}
+
+namespace {
+
+int send_calls = 0;
+
+}  // namespace
+
+extern "C" {
+ssize_t __real_send(int fd, const void* bytes, std::size_t size, int flags);
+ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags);
+
+ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
+  ++send_calls;
+  return __real_send(fd, bytes, size, flags);
+}
 }
 
 namespace {
@@ -86,7 +104,7 @@ TEST(comm_reply_death, writing_out_of_order_aborts) {
   EXPECT_DEATH(comm_socket_v4_packet_write_nv_pair(&packet, "a", "1"), "stage::body");
 }
 
-// A client whose only request has been handed out.
+// A client that has sent two requests, the first of which has been handed out.
 struct comm_replies : testing::Test {
   qx_test::socket_bench bench;
   raw_client client = bench.connect();
@@ -105,6 +123,11 @@ struct comm_replies : testing::Test {
     comm_socket_v4_packet_release(request);
   }
 
+  // Hands out the second request and drops it.
+  void pass_over_the_second() const {
+    comm_socket_v4_client* next = nullptr;
+    comm_socket_v4_packet_release(comm_socket_v4_server_get_packet(bench.server, &next));
+  }
   void prepare(std::size_t data_size) {
     reply = qx_test::make_reply(*request, std::string(data_size, 'x'));
   }
@@ -124,10 +147,72 @@ struct comm_replies : testing::Test {
   }
 };
 
-TEST_F(comm_replies, short_reply_is_sent_at_once) {
+TEST_F(comm_replies, short_reply_to_the_last_request_is_sent_at_once) {
+  pass_over_the_second();
   prepare(10);
   EXPECT_GT(send(), 0);
   EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, replies_to_requests_that_came_together_are_sent_in_one_call) {
+  send_calls = 0;
+  prepare(10);
+  EXPECT_GT(send(), 0);
+  EXPECT_EQ(bench.serve_one(), "b");
+  EXPECT_EQ(send_calls, 1);
+  EXPECT_EQ(client.replies(), (strings{"7 a OK", "8 b OK"}));
+}
+
+TEST_F(comm_replies, reply_is_held_back_for_1_ms_at_most) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  now_us += 1000;
+  pass_over_the_second();
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, reply_is_sent_even_if_the_next_request_gets_none) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  pass_over_the_second();
+  EXPECT_EQ(bench.serve_one(), "");
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, reply_is_sent_by_the_next_round_if_no_request_is_taken) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  bench.idle();
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, long_replies_are_not_held_back) {
+  prepare(16384);
+  ASSERT_GT(send(), 0);
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, reply_is_sent_before_its_client_is_dropped) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  comm_socket_v4_drop_client(sender);
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+  EXPECT_TRUE(client.is_closed_by_server());
+}
+
+TEST_F(comm_replies, reply_is_sent_before_the_server_is_destroyed) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  bench.server = comm_socket_v4_destroy(bench.server);
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, largest_reply_has_room_after_a_short_one) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  comm_socket_v4_packet_release(reply);
+  prepare(16777216 - 4 - 4 - 1 - 4 - 2 - 4 - 4);
+  EXPECT_GT(send(), 0);
 }
 
 TEST_F(comm_replies, long_reply_is_taken_at_once_and_delivered_as_it_is_read) {
@@ -289,6 +374,7 @@ TEST_F(comm_replies, largest_reply_arrives) {
 }
 
 TEST_F(comm_replies, client_that_left_is_an_error_but_not_a_signal) {
+  pass_over_the_second();
   client.close();
   prepare(10);
   EXPECT_LT(send(), 0);
