@@ -2,19 +2,37 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <fstream>
-#include <vector>
+#include <limits>
+#include <utility>
 
 namespace bench {
+
+namespace {
+
+bool is_any_missed = false;
+
+}  // namespace
+
+double median_of(std::vector<double> values) {
+  std::sort(values.begin(), values.end());
+  return values[values.size() / 2];
+}
+
+double not_measured(const std::string& why) {
+  std::fprintf(stderr, "not measured: %s\n", why.c_str());
+  return std::numeric_limits<double>::quiet_NaN();
+}
 
 double median_of(const std::function<double()>& measure) {
   std::vector<double> values;
   for (int i = 0; i < measurements; ++i) {
     values.push_back(measure());
+    if (std::isnan(values.back())) { return values.back(); }
   }
-  std::sort(values.begin(), values.end());
-  return values[values.size() / 2];
+  return median_of(std::move(values));
 }
 
 void print_head() {
@@ -25,10 +43,21 @@ void print_head() {
 void print_figure(const std::string& name, double value, const std::string& unit, goal wanted) {
   const bool is_reached =
       wanted.direction == better::less ? value <= wanted.value : value >= wanted.value;
+  is_any_missed = is_any_missed || !is_reached;
+  const char* const verdict = std::isnan(value) ? "NOT MEASURED" : "MISSED";
   std::printf("%-48s %12.3f %-18s %s %7.2f  %s\n", name.c_str(), value, unit.c_str(),
               wanted.direction == better::less ? "<=" : ">=", wanted.value,
-              is_reached ? "reached" : "MISSED");
+              is_reached ? "reached" : verdict);
   std::fflush(stdout);
+}
+
+void print_figure(const std::string& name, double value, const std::string& unit) {
+  std::printf("%-48s %12.3f %-18s\n", name.c_str(), value, unit.c_str());
+  std::fflush(stdout);
+}
+
+bool all_goals_reached() {
+  return !is_any_missed;
 }
 
 double processor_ns(pid_t pid) {

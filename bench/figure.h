@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include <sys/types.h>
 
@@ -18,17 +19,30 @@ struct goal {
   better direction;
 };
 
-// The median of `measurements` results of the function.
+// The median of at least one value.
+double median_of(std::vector<double> values);
+
+// Says on standard error why there is no figure, and returns the NaN that stands for it.
+double not_measured(const std::string& why);
+
+// The median of `measurements` results of the function; NaN as soon as one of them is.
 double median_of(const std::function<double()>& measure);
 
 // Prints the table's head.
 void print_head();
 
-// Prints one line: the figure with its unit, the goal, and whether the figure reaches it.
+// Prints one line: the figure with its unit, the goal, and whether the figure reaches it, which NaN
+// never does.
 void print_figure(const std::string& name, double value, const std::string& unit, goal wanted);
 
-// Nanoseconds of processor time that the process (its first thread) has used; -1 if there is no
-// such process.
+// Prints a figure that has no goal.
+void print_figure(const std::string& name, double value, const std::string& unit);
+
+// Whether every figure printed so far has reached its goal.
+bool all_goals_reached();
+
+// Nanoseconds of processor time that the process (its first thread) has used, in programs and in
+// the kernel; -1 if there is no such process.
 double processor_ns(pid_t pid);
 
 // Nanoseconds of the monotonic clock.

@@ -13,6 +13,8 @@ public:
   // Makes the media.
   real_media();
 
+  // Both are NaN if something failed, which is said on standard error.
+
   // How fast the transcoder is, as a share of the same engine started by hand with the arguments
   // that the transcoder gives it.
   double share_of_engine();
@@ -24,6 +26,8 @@ private:
   std::vector<std::string> engine_arguments(pid_t tool) const;
   double tool_seconds();
   double hand_seconds() const;
+  // "done", "cancelled", or the state in which the job of that id has stayed for too long.
+  std::string end_state(const std::string& id) const;
   double service_seconds();
   double shell_seconds() const;
 

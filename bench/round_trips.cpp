@@ -55,9 +55,13 @@ private:
   std::size_t received_ = 0;  // bytes of a reply that is not complete yet
 };
 
+round_trip_count no_answer() {
+  return {not_measured("the server does not answer"), 0};
+}
+
 }  // namespace
 
-double round_trips_per_second(const std::string& socket_path, load wanted) {
+round_trip_count make_round_trips(const std::string& socket_path, load wanted) {
   std::vector<std::unique_ptr<caller>> callers;
   std::vector<pollfd> entries;
   for (int i = 0; i < wanted.clients; ++i) {
@@ -65,17 +69,18 @@ double round_trips_per_second(const std::string& socket_path, load wanted) {
     entries.push_back({callers.back()->fd(), POLLIN, 0});
   }
   const double begin = wall_ns();
-  double replies = 0;
+  round_trip_count made;
   while (wall_ns() - begin < duration_ns) {
-    if (poll(entries.data(), entries.size(), 1000) <= 0) { return 0; }
+    if (poll(entries.data(), entries.size(), 1000) <= 0) { return no_answer(); }
     for (std::size_t i = 0; i < entries.size(); ++i) {
       if (entries[i].revents == 0) { continue; }
       const int taken = callers[i]->take_replies();
-      if (taken < 0) { return 0; }
-      replies += taken;
+      if (taken < 0) { return no_answer(); }
+      made.replies += taken;
     }
   }
-  return replies / (wall_ns() - begin) * 1e9;
+  made.seconds = (wall_ns() - begin) / 1e9;
+  return made;
 }
 
 }  // namespace bench

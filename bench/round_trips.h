@@ -10,7 +10,15 @@ struct load {
   int depth;    // requests that each keeps under way
 };
 
-// Replies per second, over some tenths of a second. 0 if the server does not answer.
-double round_trips_per_second(const std::string& socket_path, load wanted);
+struct round_trip_count {
+  double replies = 0;
+  double seconds = 0;
+
+  double per_second() const { return replies / seconds; }
+};
+
+// Makes round trips for some tenths of a second. The number of replies is NaN if the server does
+// not answer.
+round_trip_count make_round_trips(const std::string& socket_path, load wanted);
 
 }  // namespace bench

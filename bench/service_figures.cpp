@@ -1,7 +1,9 @@
 // Measures the service and prints one line a figure. Usage: service_figures [NAME...], all of them
-// unless named: round-trips, jobs, start, page, rest, transcoder, clips.
+// unless named. Exit status 0 if each figure reaches its goal, 1 if one does not or could not be
+// measured, 2 for an unknown name.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -12,34 +14,73 @@
 #include "bench/quick_jobs.h"
 #include "bench/real_media.h"
 #include "bench/round_trips.h"
+#include "tests/support/wait_until.h"
 
 using namespace bench;
 
 namespace {
 
+constexpr const char* names[] = {"round-trips", "jobs",       "start", "page",
+                                 "rest",        "transcoder", "clips"};
+
 std::vector<std::string> wanted_names;
+
+bool is_known(const std::string& name) {
+  return std::find(std::begin(names), std::end(names), name) != std::end(names);
+}
+
+// False after a line on standard error if a wanted name is unknown.
+bool check_names() {
+  const auto unknown = std::find_if_not(wanted_names.begin(), wanted_names.end(), is_known);
+  if (unknown == wanted_names.end()) { return true; }
+  std::fprintf(stderr, "service_figures: unknown figure '%s'; there are:", unknown->c_str());
+  for (const char* name : names) {
+    std::fprintf(stderr, " %s", name);
+  }
+  std::fputc('\n', stderr);
+  return false;
+}
 
 bool is_wanted(const char* name) {
   return wanted_names.empty() ||
          std::find(wanted_names.begin(), wanted_names.end(), name) != wanted_names.end();
 }
 
-// The ratio of two rates that are measured in turn, so that both see the same machine.
-double ratio_to_floor(const std::string& service, const std::string& floor, load wanted) {
-  const double service_rate = round_trips_per_second(service, wanted);
-  return service_rate / round_trips_per_second(floor, wanted);
+struct measured_server {
+  std::string socket;
+  pid_t pid;
+};
+
+struct server_speed {
+  double per_second;    // round trips
+  double processor_us;  // of the server, per round trip
+};
+
+server_speed speed_of(const measured_server& server, load wanted) {
+  const double before = processor_ns(server.pid);
+  const round_trip_count made = make_round_trips(server.socket, wanted);
+  return {made.per_second(), (processor_ns(server.pid) - before) / made.replies / 1e3};
 }
 
 void compare_round_trips() {
   qx_test::test_machine machine;
   machine.start();
   const std::string socket = machine.root.scratch("poll_server.socket");
-  machine.root.spawn({QX_POLL_SERVER, socket});
-  const std::string service = machine.client.socket_path();
-  const auto print = [&](const char* name, load wanted, double wanted_ratio) {
-    round_trips_per_second(socket, wanted);
-    print_figure(name, median_of([&] { return ratio_to_floor(service, socket, wanted); }),
-                 "of the floor", {wanted_ratio, better::more});
+  const measured_server floor{socket, machine.root.spawn({QX_POLL_SERVER, socket})};
+  qx_test::wait_until([&] { return qx_test::raw_connection(socket).connected(); });
+  const measured_server service{machine.client.socket_path(), machine.service.pid()};
+  const auto print = [&](const std::string& name, load wanted, double wanted_ratio) {
+    make_round_trips(socket, wanted);
+    std::vector<double> processor_ratios;
+    // The two are measured in turn, so that both see the same machine.
+    const double ratio = median_of([&] {
+      const server_speed of_service = speed_of(service, wanted);
+      const server_speed of_floor = speed_of(floor, wanted);
+      processor_ratios.push_back(of_service.processor_us / of_floor.processor_us);
+      return of_service.per_second / of_floor.per_second;
+    });
+    print_figure(name, ratio, "of the floor", {wanted_ratio, better::more});
+    print_figure("  processor time", median_of(processor_ratios), "of the floor");
   };
   print("round trips, 1 client", {1, 1}, 1.0);
   print("round trips, 32 clients", {32, 1}, 1.0);
@@ -82,10 +123,11 @@ void measure_real_media() {
 
 int main(int argc, char** argv) {
   wanted_names.assign(argv + 1, argv + argc);
+  if (!check_names()) { return 2; }
   print_head();
   if (is_wanted("round-trips")) { compare_round_trips(); }
   if (is_wanted("jobs")) { measure_quick_jobs(); }
   if (is_wanted("start") || is_wanted("page") || is_wanted("rest")) { measure_full_queue(); }
   if (is_wanted("transcoder") || is_wanted("clips")) { measure_real_media(); }
-  return ::testing::Test::HasFailure() ? 1 : 0;
+  return ::testing::Test::HasFailure() || !all_goals_reached() ? 1 : 0;
 }
