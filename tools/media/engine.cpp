@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "tools/job_log/job_log.h"
@@ -31,6 +32,12 @@ constexpr still_kind still_kinds[] = {
 void append(argument_list& arguments, std::initializer_list<std::string> more) {
   arguments.insert(arguments.end(), more);
 }
+
+// Troubles of the machine that have nothing to do with the file, and pass.
+constexpr int passing_errors[] = {ENOMEM, EIO, ESTALE, EAGAIN, ETIMEDOUT};
+
+// What ffmpeg ends with when it was asked to stop.
+constexpr int asked_to_stop = 255;
 
 // Lines that say of others that they came again, or only that it is over.
 bool tells_nothing(std::string_view line) {
@@ -139,4 +146,27 @@ std::string engine_cause(const program_result& result, const std::string& url) {
   }
   const std::string line = first_telling_line(result.errors);
   return line.empty() ? "exit status " + std::to_string(result.exit_status) : line;
+}
+
+bool names_passing_trouble(const program_result& result) {
+  return std::any_of(std::begin(passing_errors), std::end(passing_errors), [&](int error) {
+    return result.errors.find(std::strerror(error)) != std::string::npos;
+  });
+}
+
+bool is_interruption(const program_result& result) {
+  switch (result.end) {
+  case program_end::killed:
+  case program_end::not_started:
+  case program_end::timed_out:
+  case program_end::stalled:
+  case program_end::tool_stopped:
+    return true;
+  case program_end::too_much_output:
+  case program_end::given_up:
+    return false;
+  case program_end::exited:
+    break;
+  }
+  return result.exit_status == asked_to_stop || names_passing_trouble(result);
 }

@@ -54,3 +54,11 @@ std::string_view sniff_still(std::string_view head);
 // one, else its first message about `url`, without that name, else its first informative line. Sets
 // the failure code in the job's log if the words do not imply it.
 std::string engine_cause(const program_result& result, const std::string& url);
+
+// Whether an engine that failed was ended from outside, or by a trouble of the machine that may
+// pass, and not by what it read or wrote: another one may get further.
+bool is_interruption(const program_result& result);
+
+// Whether an engine named such a trouble, even if it ended well: it takes a source that can no
+// longer be read for one that has ended.
+bool names_passing_trouble(const program_result& result);

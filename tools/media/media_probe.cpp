@@ -96,6 +96,13 @@ bool refuse(std::string& error, std::string cause) {
   return false;
 }
 
+// The engine could not read the source.
+bool refuse(std::string& error, const program_result& result, const source_file& source,
+            bool* interrupted) {
+  if (interrupted != nullptr) { *interrupted = is_interruption(result); }
+  return refuse(error, engine_cause(result, source.url()));
+}
+
 void log_media(const media_info& info) {
   log_length(info.container + (info.duration_estimated ? ", estimated:" : ", declared:"),
              info.duration);
@@ -113,12 +120,12 @@ void log_media(const media_info& info) {
 }
 
 bool read_report(const source_file& source, std::string_view format, probe_depth depth,
-                 media_info& info, std::string& error) {
+                 media_info& info, std::string& error, bool* interrupted) {
   depth.follow_program = true;
   const program_result result = run_program(report_request(source, format, depth));
   const std::string version = engine_version(result.output);
   if (!version.empty()) { log_note("engine version", version); }
-  if (!result.success()) { return refuse(error, engine_cause(result, source.url())); }
+  if (!result.success()) { return refuse(error, result, source, interrupted); }
   if (!read_media_report(result.output, info)) {
     return refuse(error, "the probe reported nothing");
   }
@@ -155,7 +162,7 @@ first_packet find_first_packet(const source_file& source, int stream) {
 // A stream that begins late is unclear to a probe of the usual depth: it is looked for, and the
 // probe made as deep as it must be. One that never begins stays unclear.
 bool clear_late_stream(const source_file& source, std::string_view format, media_info& info,
-                       std::string& error) {
+                       std::string& error, bool* interrupted) {
   const unclear_stream* wanted = info.wanted();
   if (wanted == nullptr) { return true; }
   const first_packet found = find_first_packet(source, wanted->index);
@@ -170,7 +177,7 @@ bool clear_late_stream(const source_file& source, std::string_view format, media
   probe_depth deeper;
   deeper.bytes = std::max(usual.bytes, found.position + probe_margin_bytes);
   deeper.seconds = std::max(usual.seconds, static_cast<int>(late) + probe_margin_s);
-  return read_report(source, format, deeper, info, error);
+  return read_report(source, format, deeper, info, error, interrupted);
 }
 
 double longest_length() {
@@ -199,13 +206,14 @@ void judge_clock(const source_file& source, media_info& info) {
 
 }  // namespace
 
-bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds) {
+bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds,
+                 bool* interrupted) {
   source_file source;
   if (!source.open(path, error) || is_mostly_holes(source, error)) { return false; }
   std::string_view still;
   if (kinds == probe_kinds::stills_too) { still = still_format(source); }
-  if (!read_report(source, still, {}, info, error)) { return false; }
-  if (!clear_late_stream(source, still, info, error)) { return false; }
+  if (!read_report(source, still, {}, info, error, interrupted)) { return false; }
+  if (!clear_late_stream(source, still, info, error, interrupted)) { return false; }
   judge_clock(source, info);
   if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
   info.still = !still.empty();
@@ -217,14 +225,14 @@ bool probe_media(const std::string& path, media_info& info, std::string& error, 
 }
 
 bool measure_streams(const std::string& path, const probe_depth& depth, packet_timeline& timeline,
-                     std::string& error) {
+                     std::string& error, bool* interrupted) {
   source_file source;
   if (!source.open(path, error)) { return false; }
   program_request request = packet_request(source);
   add_input(request.argv, source.url(), {}, depth);
   packet_reader reader(timeline);
   const program_result result = run_program(request, reader);
-  return result.success() || refuse(error, engine_cause(result, source.url()));
+  return result.success() || refuse(error, result, source, interrupted);
 }
 
 bool measure_duration(const std::string& path, const media_info& info, int stream_index,

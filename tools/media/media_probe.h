@@ -13,9 +13,10 @@ enum class probe_kinds { films_and_sound, stills_too };
 // Finds out what `path` holds. True when at least one stream can be decoded, with `info` filled;
 // else false, with the cause in `error` in words that follow the file's name ("is a directory").
 // The file is looked at first and never opened when it is not a regular one, and not read when it
-// consists of holes.
+// consists of holes. `interrupted`, if given, becomes true if the failure says nothing about the
+// file (see is_interruption).
 bool probe_media(const std::string& path, media_info& info, std::string& error,
-                 probe_kinds kinds = probe_kinds::films_and_sound);
+                 probe_kinds kinds = probe_kinds::films_and_sound, bool* interrupted = nullptr);
 
 // Drops the declared lengths of a source that are above tool_config::longest_hours, so that they
 // are measured: a file of a few bytes can declare any length, and all work takes as long as the
@@ -23,9 +24,9 @@ bool probe_media(const std::string& path, media_info& info, std::string& error,
 void doubt_lengths(media_info& info);
 
 // Reads all packets of `path`, which was probed at `depth`, onto `timeline`. Takes as long as
-// reading the file does. False with the cause in `error`.
+// reading the file does. False with the cause in `error`, and `interrupted` as of probe_media().
 bool measure_streams(const std::string& path, const probe_depth& depth, packet_timeline& timeline,
-                     std::string& error);
+                     std::string& error, bool* interrupted = nullptr);
 
 // Measures the length of one stream by reading all its packets, for a file whose own statement is
 // missing or estimated (media_info::duration_estimated). Takes as long as reading the file does.

@@ -1,27 +1,29 @@
 #include "tools/qxmi_vod_transcode/encode_task.h"
 
-#include <cerrno>
 #include <chrono>
-#include <cstring>
+
+#include <poll.h>
 
 #include "tools/media/engine.h"
 #include "tools/media/time_budget.h"
 #include "tools/media/tool_config.h"
+#include "tools/media/tool_signals.h"
 
 namespace {
 
 constexpr std::uint64_t slowest_look = 1000000;  // bytes per second
+constexpr int suspended_tick_ms = 1000;
 
 }  // namespace
 
 encode_failure failure_of(const program_result& result, const encode_task& task,
                           const std::string& written_url) {
-  const bool is_disk_full = result.errors.find(std::strerror(ENOSPC)) != std::string::npos ||
-                            result.errors.find(std::strerror(EDQUOT)) != std::string::npos;
-  if (is_disk_full || result.errors.find(written_url) != std::string::npos) {
-    return {true, engine_cause(result, written_url)};
-  }
-  return {false, engine_cause(result, task.source.url())};
+  const bool is_disk_full = lacks_room(result.errors);
+  encode_failure failure;
+  failure.of_output = is_disk_full || result.errors.find(written_url) != std::string::npos;
+  failure.cause = engine_cause(result, failure.of_output ? written_url : task.source.url());
+  failure.interrupted = !is_disk_full && is_interruption(result);
+  return failure;
 }
 
 void supervise(program_request& request, const encode_task& task) {
@@ -32,4 +34,15 @@ void supervise(program_request& request, const encode_task& task) {
   const std::chrono::seconds first_look(
       static_cast<std::chrono::seconds::rep>(task.media.depth.bytes / slowest_look));
   request.stall_limit = patience.count() > 0 ? patience + first_look : patience;
+}
+
+bool may_go_on(const encode_task& task) {
+  read_tool_signals();
+  while (suspend_wanted() && stop_signal() == 0) {
+    pollfd signals = {tool_signal_fd(), POLLIN, 0};
+    poll(&signals, 1, suspended_tick_ms);
+    read_tool_signals();
+  }
+  if (task.line.done() > 0 && task.progress.due()) { task.progress.write_line(task.line.text()); }
+  return stop_signal() == 0;
 }

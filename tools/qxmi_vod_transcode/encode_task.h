@@ -8,6 +8,7 @@
 #include "tools/media/source_file.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
 #include "tools/qxmi_vod_transcode/encode_command.h"
+#include "tools/qxmi_vod_transcode/encode_failure.h"
 #include "tools/qxmi_vod_transcode/progress.h"
 
 struct encode_task {
@@ -21,15 +22,13 @@ struct encode_task {
   child_priority priority;  // of each engine
 };
 
-// Why it failed, and whether that concerns the output rather than the source.
-struct encode_failure {
-  bool of_output = false;
-  std::string cause;
-};
-
 // The failure of an engine that read the source and wrote to `written_url`.
 encode_failure failure_of(const program_result& result, const encode_task& task,
                           const std::string& written_url);
 
 // Fills in what all engines of the task have in common; they are confined.
 void supervise(program_request& request, const encode_task& task);
+
+// Called between the steps of work that the tool does itself: obeys its signals, for as long as it
+// is suspended, and shows that it is at work. False if it is asked to stop.
+bool may_go_on(const encode_task& task);

@@ -16,10 +16,13 @@ public:
 
   void on_line(std::string_view text) override;
   bool on_tick(const child_process& child, bool suspended) override;
-  std::int64_t work_done() const override { return line_.done(); }
+  std::int64_t work_done() const override { return frames_ + sound_us_; }
 
 private:
   progress_line& line_;
   progress_output& output_;
   cpu_cap cap_;
+  // As this encoder counts: the line does not move while lost work is repeated.
+  std::int64_t frames_ = 0;
+  std::int64_t sound_us_ = 0;
 };

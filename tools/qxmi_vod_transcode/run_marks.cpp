@@ -55,6 +55,11 @@ std::string run_marks_reader::mark(std::int64_t segment) const {
   return mark;
 }
 
+bool shows_movement(std::string_view mark) {
+  return mark.size() > digits_kept &&
+         mark.substr(digits_kept) != mark.substr(0, mark.size() - digits_kept);
+}
+
 bool read_landing(std::string_view list, std::int64_t& time) {
   while (!list.empty()) {
     const std::size_t end = list.find('\n');

@@ -26,6 +26,9 @@ private:
   std::map<std::int64_t, std::map<std::int64_t, std::string>> sums_;  // by segment and picture
 };
 
+// Whether the pictures of a mark differ, so that hardly any other place has the same mark.
+bool shows_movement(std::string_view mark);
+
 // The time stamp in the first line of the engine's list of packets (framecrc); false if there is
 // none yet.
 bool read_landing(std::string_view list, std::int64_t& time);

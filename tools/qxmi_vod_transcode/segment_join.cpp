@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,7 +11,6 @@
 #include "platform/unique_fd.h"
 #include "tools/media/engine.h"
 #include "tools/media/source_file.h"
-#include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/encoder_watch.h"
 #include "tools/qxmi_vod_transcode/segment_commands.h"
 
@@ -37,11 +35,10 @@ bool write_list(int folder, const std::string& text) {
 }
 
 // Appends all of `source`; stops early, with ECANCELED, if the tool is asked to stop.
-bool append_file(int target, int source) {
+bool append_file(const encode_task& task, int target, int source) {
   ssize_t count = 0;
   do {
-    read_tool_signals();
-    if (stop_signal() != 0) {
+    if (!may_go_on(task)) {
       errno = ECANCELED;
       return false;
     }
@@ -51,12 +48,12 @@ bool append_file(int target, int source) {
 }
 
 // Sound of bare packets is joined by appending.
-bool write_sound(int folder, std::size_t segments) {
+bool write_sound(const encode_task& task, int folder, std::size_t segments) {
   const unique_fd file = create_in(folder, sound_name);
   for (std::size_t segment = 0; file.valid() && segment < segments; ++segment) {
     const std::string name = sound_segment_name(static_cast<std::int64_t>(segment));
     const unique_fd source(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!source.valid() || !append_file(file.get(), source.get())) { return false; }
+    if (!source.valid() || !append_file(task, file.get(), source.get())) { return false; }
   }
   return file.valid();
 }
@@ -71,8 +68,10 @@ bool run_join(const encode_task& task, int folder, bool sound, encode_failure& f
   supervise(request, task);
   encoder_watch watch(task.line, task.progress, task.cap);
   const program_result result = run_program(request, watch);
-  if (!result.success()) { failure = {true, engine_cause(result, task.output.url())}; }
-  return result.success();
+  if (result.success()) { return true; }
+  failure = failure_of(result, task, task.output.url());
+  failure.of_output = true;
+  return false;
 }
 
 bool decodes(const encode_task& task, const source_file& result, double begin,
@@ -83,6 +82,10 @@ bool decodes(const encode_task& task, const source_file& result, double begin,
   encoder_watch watch(task.line, task.progress, task.cap);
   const program_result end = run_program(request, watch);
   if (end.success() && end.errors.empty()) { return true; }
+  if (is_interruption(end)) {
+    failure = {true, engine_cause(end, result.url()), true};
+    return false;
+  }
   char place[48];
   std::snprintf(place, sizeof place, "%.2f s", begin);
   failure = {false, std::string("cannot be transcoded: the result does not decode at ") + place};
@@ -92,7 +95,10 @@ bool decodes(const encode_task& task, const source_file& result, double begin,
 bool ends_and_seams_decode(const encode_task& task, const segment_plan& plan,
                            const segment_store& store, encode_failure& failure) {
   source_file result;
-  if (!result.open(task.output.temporary_path(), failure.cause)) { return false; }
+  if (!result.open(task.output.temporary_path(), failure.cause)) {
+    failure.of_output = failure.interrupted = true;
+    return false;
+  }
   const double length = static_cast<double>(store.frames()) / plan.rate.value();
   if (!decodes(task, result, 0.0, failure) ||
       !decodes(task, result, length - decoded_seconds, failure)) {
@@ -112,8 +118,8 @@ bool join_segments(const encode_task& task, const segment_plan& plan, const segm
   const auto pictures = static_cast<std::int64_t>(store.pictures().size());
   const std::size_t sounds = store.sounds().size();
   if (!write_list(folder, join_list(plan, pictures)) ||
-      (sounds > 0 && !write_sound(folder, sounds))) {
-    failure = {true, std::strerror(errno)};
+      (sounds > 0 && !write_sound(task, folder, sounds))) {
+    failure = system_failure(errno);
     return false;
   }
   const bool joined = run_join(task, folder, sounds > 0, failure);

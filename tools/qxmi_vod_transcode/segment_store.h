@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "tools/qxmi_vod_transcode/encode_failure.h"
 #include "tools/qxmi_vod_transcode/segment_file.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
 
@@ -21,9 +23,11 @@ public:
   // `folder` must stay open as long as this object exists.
   segment_store(int folder, const segment_plan& plan) : folder_(folder), plan_(plan) {}
 
-  // Reads what the folder holds, up to the first segment that is missing or damaged; stops early if
-  // the tool is asked to stop.
-  void scan();
+  // Reads what the folder holds, up to the first segment that is missing or damaged. `goes_on` is
+  // asked before each segment. False if it says no, or with the failure if a segment cannot be
+  // read: whether that is damaged is then not known. One that could not be read the last time
+  // either counts as damaged.
+  bool scan(const std::function<bool()>& goes_on, encode_failure& failure);
 
   // The complete segments from the first one on.
   const std::vector<kept_segment>& pictures() const { return pictures_; }
@@ -42,27 +46,50 @@ public:
   std::int64_t frames() const;
   std::int64_t packets() const;
 
+  // How many of the picture segments, at most `most`, a later run can best continue: it is known
+  // what comes next, and if possible in pictures that differ from each other, so that a run in the
+  // wrong place is noticed.
+  std::int64_t best_end(std::int64_t most) const;
+
+  // How many of the sound segments, at most `most`, a later run can continue: whole ones.
+  std::int64_t best_sound_end(std::int64_t most) const;
+
   // Takes the next segment, a file that an engine has finished in `run_folder`. `made` holds what
   // is known of it besides its content. The last ones may be shorter than the others. False with
-  // the cause in `error`.
-  bool keep_picture(int run_folder, kept_segment made, bool is_last, std::string& error);
-  bool keep_sound(int run_folder, kept_segment made, bool is_last, std::string& error);
+  // the failure.
+  bool keep_picture(int run_folder, kept_segment made, bool is_last, encode_failure& failure);
+  bool keep_sound(int run_folder, kept_segment made, bool is_last, encode_failure& failure);
 
   // Records that there are no more segments.
-  bool complete(std::string& error);
+  bool complete(encode_failure& failure);
 
   // Removes the segments from these on.
   void cut(std::int64_t picture, std::int64_t sound);
+
+  // Removes all that is in the folder of segments, also of those that were not read.
+  void clear();
+
+  // Whether there is any finished picture segment in `folder`, damaged or not.
+  static bool is_begun(int folder);
 
   // A number that is kept with the segments: how often a run did not continue them where it should
   // have. 0 at first.
   int reach() const { return reach_; }
   void set_reach(int reach);
 
+  // What was found out about the source, one line by any other name than the files here have; empty
+  // if nothing. If it cannot be written, the next run of the tool finds it out once more.
+  std::string note(const std::string& name) const { return read_line(name); }
+  void set_note(const std::string& name, const std::string& text) const { write_line(name, text); }
+
 private:
-  bool load(bool picture, std::int64_t segment, kept_segment& kept) const;
+  enum class content_state { good, missing, unreadable };
+
+  content_state load(bool picture, std::int64_t segment, kept_segment& kept) const;
+  bool scan_stream(bool picture, const std::function<bool()>& goes_on, encode_failure& failure);
+  bool is_unreadable_again(const std::string& name, encode_failure& failure) const;
   bool has_right_length(bool picture, const segment_content& content, bool is_last) const;
-  bool keep(bool picture, int run_folder, kept_segment made, bool is_last, std::string& error);
+  bool keep(bool picture, int run_folder, kept_segment made, bool is_last, encode_failure& failure);
   void remove_segment(const std::string& name) const;
   bool write_line(const std::string& name, const std::string& text) const;
   std::string read_line(const std::string& name) const;

@@ -133,8 +133,8 @@ bool segment_watch::keep(const stream_state& stream, bool is_last) {
   const std::int64_t segment = count(stream);
   made.first = stream.picture ? or_none(marks_.mark(segment)) : "-";
   made.next = stream.picture ? or_none(marks_.mark(segment + 1)) : "-";
-  return stream.picture ? store_.keep_picture(folder_, made, is_last, error_)
-                        : store_.keep_sound(folder_, made, is_last, error_);
+  return stream.picture ? store_.keep_picture(folder_, made, is_last, failure_)
+                        : store_.keep_sound(folder_, made, is_last, failure_);
 }
 
 bool segment_watch::keep_rest(const stream_state& stream) {
@@ -152,5 +152,5 @@ bool segment_watch::finish() {
   } while (marks_read_ != before);
   check_place();
   misses_ = misses_ || !knows_its_place() || !exists(next_name(picture_, 0));
-  return !misses_ && keep_rest(picture_) && keep_rest(sound_) && store_.complete(error_);
+  return !misses_ && keep_rest(picture_) && keep_rest(sound_) && store_.complete(failure_);
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "tools/media/process_runner.h"
+#include "tools/qxmi_vod_transcode/encode_failure.h"
 #include "tools/qxmi_vod_transcode/encoder_watch.h"
 #include "tools/qxmi_vod_transcode/run_marks.h"
 #include "tools/qxmi_vod_transcode/segment_commands.h"
@@ -20,7 +21,7 @@ public:
 
   void on_line(std::string_view text) override { encoder_.on_line(text); }
   bool on_tick(const child_process& child, bool suspended) override;
-  bool gives_up() const override { return misses_ || !error_.empty(); }
+  bool gives_up() const override { return misses_ || !failure_.cause.empty(); }
   std::int64_t work_done() const override;
 
   // Takes the rest after the engine has ended well. False if the run misses its place or a segment
@@ -31,8 +32,8 @@ public:
   // pictures. A run that begins to read earlier may be better.
   bool misses_its_place() const { return misses_; }
 
-  // Why a segment could not be kept; empty if there was no such failure.
-  const std::string& error() const { return error_; }
+  // Why a segment could not be kept; without a cause if there was no such failure.
+  const encode_failure& failure() const { return failure_; }
 
 private:
   struct stream_state {
@@ -64,7 +65,7 @@ private:
   bool picture_in_place_;
   bool sound_in_place_;
   bool misses_ = false;
-  std::string error_;
+  encode_failure failure_;
   std::int64_t processor_seconds_ = 0;
   stream_state picture_{true, false, {}};
   stream_state sound_{false, false, {}};

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
-#include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <iterator>
 #include <utility>
 
 #include "tools/job_log/job_log.h"
+#include "tools/job_log/one_line.h"
 #include "tools/media/engine.h"
 #include "tools/media/left_segments.h"
 #include "tools/media/media_probe.h"
@@ -31,19 +30,11 @@ constexpr int no_warm_up_helps = static_cast<int>(std::size(warm_ups));
 // How often segments may turn out to be damaged right after they were made.
 constexpr int most_damages = 3;
 
-bool lacks_room(const encode_failure& failure) {
-  return failure.cause.find(std::strerror(ENOSPC)) != std::string::npos ||
-         failure.cause.find(std::strerror(EDQUOT)) != std::string::npos;
-}
-
-// The engine did nothing wrong, and the next one may get further.
-bool is_interruption(const program_result& result) {
-  const bool killed =
-      result.end == program_end::killed && (result.signal == SIGKILL || result.signal == SIGTERM ||
-                                            result.signal == SIGINT || result.signal == SIGHUP);
-  return killed || result.end == program_end::tool_stopped || result.end == program_end::stalled ||
-         result.end == program_end::timed_out || result.end == program_end::not_started;
-}
+// The verdict on the source's clock, as a note beside the segments.
+constexpr const char* clock_note = "clock";
+constexpr const char* clock_even = "even";
+constexpr const char* clock_jumps = "jumps";
+constexpr const char* clock_unread = "unread";
 
 // The segment in which the last of `total` pieces of `length` lies.
 std::int64_t last_segment(double total, std::int64_t length) {
@@ -58,18 +49,21 @@ segmented_encode::segmented_encode(const encode_task& task, std::string output, 
       plan_(plan_segments(task.media, configured().segment_seconds)) {}
 
 segmented_encode::~segmented_encode() {
-  const bool may_go_on = interrupted_ || stop_signal() != 0;
-  if (!may_go_on || !store_ || store_->pictures().empty()) { folder_.remove(); }
+  const bool may_go_on = keeps_ || stop_signal() != 0;
+  if (!may_go_on || !segment_store::is_begun(folder_.fd())) { folder_.remove(); }
 }
 
 bool segmented_encode::open(encode_failure& failure) {
   const std::string key = segment_key(task_.source, task_.media, task_.settings, plan_);
-  failure.of_output = true;
   const std::string source = segment_source_text(task_.source.path(), task_.source.status());
-  if (!folder_.open(output_, key, source, failure.cause)) { return false; }
+  if (!folder_.open(output_, key, source, failure.cause)) {
+    failure.of_output = true;
+    failure.interrupted = !lacks_room(failure.cause);
+    return false;
+  }
   store_.emplace(folder_.fd(), plan_);
-  store_->scan();
-  if (!store_->is_complete()) { choose_beginning(); }
+  if (!scan(failure)) { return false; }
+  if (!store_->is_complete() && !choose_beginning(failure)) { return false; }
   if (store_->pictures().empty()) { return true; }
   task_.line.begin_at(store_->frames());
   announce("resumed at " + std::to_string(task_.line.percent()) + " %, after " +
@@ -79,39 +73,73 @@ bool segmented_encode::open(encode_failure& failure) {
 }
 
 void segmented_encode::announce(const std::string& text) const {
-  std::fprintf(stderr, "%s: %s: %s\n", tool_.c_str(), task_.source.path().c_str(), text.c_str());
+  std::fprintf(stderr, "%s: %s: %s\n", tool_.c_str(), on_one_line(task_.source.path()).c_str(),
+               on_one_line(text).c_str());
   log_note("checkpoint", text);
 }
 
-void segmented_encode::begin_anew(const std::string& why) {
-  if (!store_->pictures().empty()) { announce("begins anew: " + why); }
-  store_->cut(0, 0);
+bool segmented_encode::scan(encode_failure& failure) {
+  scanned_ = scanned_ || store_->scan([this] { return may_go_on(task_); }, failure);
+  return scanned_;
 }
 
-// A run in the middle follows the source's clock, which must therefore lead there.
-bool segmented_encode::clock_is_even() const {
-  if (task_.media.jump_limit <= 0.0) { return true; }
+void segmented_encode::begin_anew(const std::string& why) {
+  if (!store_->pictures().empty()) {
+    announce("begins anew: " + why);
+    begun_anew_ = true;
+  }
+  store_->clear();
+}
+
+// Once must be enough: whatever is wrong then is not the fault of several runs.
+bool segmented_encode::may_begin_anew(const encode_failure& failure) const {
+  return stop_signal() == 0 && !begun_anew_ && !failure.interrupted && !failure.same_again &&
+         !lacks_room(failure.cause) && task_.source.unchanged();
+}
+
+// A run in the middle follows the source's clock, which must therefore lead there. A source that
+// cannot be read twice in a row is no longer expected to be readable another time.
+segmented_encode::clock_kind segmented_encode::find_clock(encode_failure& failure) const {
+  if (task_.media.jump_limit <= 0.0) { return clock_kind::even; }
+  const std::string known = store_->note(clock_note);
+  if (known == clock_even) { return clock_kind::even; }
+  if (known == clock_jumps) { return clock_kind::jumping; }
   packet_timeline timeline(true);
-  std::string error;
-  return measure_streams(task_.source.path(), task_.media.depth, timeline, error) &&
-         !timeline.has_jumped();
+  if (measure_streams(task_.source.path(), task_.media.depth, timeline, failure.cause)) {
+    store_->set_note(clock_note, timeline.has_jumped() ? clock_jumps : clock_even);
+    return timeline.has_jumped() ? clock_kind::jumping : clock_kind::even;
+  }
+  if (stop_signal() == 0 && known == clock_unread) { return clock_kind::jumping; }
+  if (stop_signal() == 0) { store_->set_note(clock_note, clock_unread); }
+  failure.interrupted = true;
+  return clock_kind::unknown;
+}
+
+bool segmented_encode::choose_beginning(encode_failure& failure) {
+  if (store_->pictures().empty()) {
+    store_->clear();
+  } else if (store_->reach() >= no_warm_up_helps) {
+    begin_anew("its parts do not fit together");
+  } else {
+    const clock_kind clock = find_clock(failure);
+    if (clock == clock_kind::unknown) { return false; }
+    if (clock == clock_kind::jumping) { begin_anew("its clock jumps"); }
+    cut_unfinished();
+  }
+  return true;
 }
 
 // The output's last segments are known as such only when all are there: they are made once more.
-void segmented_encode::choose_beginning() {
-  if (store_->pictures().empty()) { return begin_anew(""); }
-  if (store_->reach() >= no_warm_up_helps) { return begin_anew("its parts do not fit together"); }
-  if (!clock_is_even()) { return begin_anew("its clock jumps"); }
+void segmented_encode::cut_unfinished() {
   const double seconds = task_.media.picture_duration;
-  const std::int64_t last = last_segment(seconds * plan_.rate.value(), plan_.frames);
-  const auto made = static_cast<std::int64_t>(store_->pictures().size());
-  const std::int64_t picture = std::min(made, last);
-  std::int64_t sound = static_cast<std::int64_t>(store_->sounds().size());
+  const std::int64_t picture =
+      store_->best_end(last_segment(seconds * plan_.rate.value(), plan_.frames));
+  std::int64_t sound = 0;
   if (plan_.packets > 0) {
     const double length =
         task_.media.sound_duration > 0.0 ? task_.media.sound_duration : task_.media.duration;
-    sound = std::min(
-        sound, last_segment(length * sound_output_rate / sound_packet_samples, plan_.packets));
+    sound = store_->best_sound_end(
+        last_segment(length * sound_output_rate / sound_packet_samples, plan_.packets));
   }
   store_->cut(picture, picture == 0 ? 0 : sound);
 }
@@ -119,7 +147,6 @@ void segmented_encode::choose_beginning() {
 void segmented_encode::read_earlier() {
   store_->set_reach(store_->reach() + 1);
   log_note("checkpoint", "the next run begins to read earlier");
-  choose_beginning();
 }
 
 segment_run segmented_encode::next_run() const {
@@ -134,7 +161,7 @@ segmented_encode::run_end segmented_encode::run_engine(const segment_run& run,
                                                        encode_failure& failure) {
   const run_folder folder = folder_.create_run_folder(run.picture);
   if (!folder.valid()) {
-    failure = {true, std::strerror(errno)};
+    failure = system_failure(errno);
     return run_end::failed;
   }
   const std::string url = "file:/proc/self/fd/" + std::to_string(folder.fd()) + "/";
@@ -146,21 +173,17 @@ segmented_encode::run_end segmented_encode::run_engine(const segment_run& run,
   task_.line.begin_at(run.first_frame(plan_));
   encoder_watch encoder(task_.line, task_.progress, task_.cap);
   segment_watch watch(encoder, *store_, plan_, run, folder.fd());
+  scanned_ = false;
   const program_result result = run_program(request, watch);
+  read_badly_ = names_passing_trouble(result);
   if (result.success() && watch.finish()) { return run_end::made; }
-  if (!watch.error().empty()) {
-    failure = {true, watch.error()};
-    return run_end::failed;
-  }
   if (watch.misses_its_place()) { return run_end::missed; }
-  interrupted_ = is_interruption(result);
-  failure = failure_of(result, task_, url);
-  failure.of_output = failure.of_output || lacks_room(failure);
+  failure = watch.failure().cause.empty() ? failure_of(result, task_, url) : watch.failure();
   return run_end::failed;
 }
 
 bool segmented_encode::make_missing(encode_failure& failure) {
-  while (true) {
+  while (choose_beginning(failure)) {
     const segment_run run = next_run();
     const run_end end = run_engine(run, failure);
     if (end == run_end::made) { return true; }
@@ -168,13 +191,15 @@ bool segmented_encode::make_missing(encode_failure& failure) {
       read_earlier();
       continue;
     }
-    if (end == run_end::missed) { failure = {false, "cannot be transcoded: the result is empty"}; }
-    const bool may_differ = !run.is_whole() && !interrupted_ && !lacks_room(failure);
-    if (stop_signal() != 0 || !may_differ) { return false; }
+    if (end == run_end::missed) {
+      failure = {false, "cannot be transcoded: the result is empty", read_badly_};
+    }
+    if (run.is_whole() || !may_begin_anew(failure)) { return false; }
     // What stops a run in the middle need not stop one of the whole.
     store_->set_reach(no_warm_up_helps);
     begin_anew(failure.cause);
   }
+  return false;
 }
 
 // All of them are read again before they are joined: what is damaged counts as missing.
@@ -182,7 +207,7 @@ bool segmented_encode::make_segments(encode_failure& failure) {
   int damages = 0;
   while (stop_signal() == 0) {
     if (!store_->is_complete() && !make_missing(failure)) { return false; }
-    store_->scan();
+    if (!scan(failure)) { return false; }
     const std::int64_t bad_seam = store_->first_bad_seam();
     const bool continues = bad_seam == static_cast<std::int64_t>(store_->pictures().size());
     if (store_->is_complete() && continues) { return true; }
@@ -193,8 +218,6 @@ bool segmented_encode::make_segments(encode_failure& failure) {
     if (!continues) {
       store_->cut(bad_seam, static_cast<std::int64_t>(store_->sounds().size()));
       read_earlier();
-    } else {
-      choose_beginning();
     }
   }
   return false;
@@ -203,19 +226,25 @@ bool segmented_encode::make_segments(encode_failure& failure) {
 bool segmented_encode::join_and_judge(const judgement& judge, encode_failure& failure) {
   // The encoder's delay, the first packet of sound, is in the file but not shown.
   const frame_counts counts{store_->frames(), std::max<std::int64_t>(1, store_->packets()) - 1};
+  failure = {};
   if (!join_segments(task_, plan_, *store_, folder_.fd(), failure)) { return false; }
-  failure.of_output = false;
-  if (!judge(counts, failure.cause)) { return false; }
-  folder_.note_result(task_.output.fd());
-  return true;
+  failure = {};
+  if (judge(counts, failure)) {
+    folder_.note_result(task_.output.fd());
+    return true;
+  }
+  if (!failure.interrupted && read_badly_) {
+    // The source seemed to end where it could no longer be read.
+    failure.interrupted = true;
+    cut_unfinished();
+  }
+  return false;
 }
 
 bool segmented_encode::try_make(const judgement& judge, encode_failure& failure) {
   if (!make_segments(failure)) { return false; }
   if (join_and_judge(judge, failure)) { return true; }
-  const bool may_differ =
-      !store_->seams().empty() && !lacks_room(failure) && task_.source.unchanged();
-  if (stop_signal() != 0 || !may_differ) { return false; }
+  if (store_->seams().empty() || !may_begin_anew(failure)) { return false; }
   store_->set_reach(no_warm_up_helps);
   begin_anew(failure.cause);
   return make_segments(failure) && join_and_judge(judge, failure);
@@ -223,7 +252,7 @@ bool segmented_encode::try_make(const judgement& judge, encode_failure& failure)
 
 bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
   if (try_make(judge, failure)) { return true; }
-  if (stop_signal() != 0 || !lacks_room(failure)) { return false; }
+  if (stop_signal() != 0 || !lacks_room(failure.cause)) { return false; }
   // Others may never need what they have left here.
   const left_part_sums removed = remove_left_segments(task_.output.directory(), left_segments::all,
                                                       configured().checkpoint_keep_days);

@@ -16,17 +16,20 @@
 
 class segmented_encode {
 public:
-  // Judges the joined result; false with the cause in `error`.
-  using judgement = std::function<bool(frame_counts counts, std::string& error)>;
+  // Judges the joined result; false with the failure.
+  using judgement = std::function<bool(frame_counts counts, encode_failure& failure)>;
 
   // `task` must outlive this object. `output` is the path of the result; lines on standard error
   // are in the name of `tool`.
   segmented_encode(const encode_task& task, std::string output, std::string tool);
 
-  // Removes the segments unless the work may go on with them another time.
+  // Removes the segments unless the tool is asked to stop or keep() was called.
   ~segmented_encode();
   segmented_encode(const segmented_encode&) = delete;
   segmented_encode& operator=(const segmented_encode&) = delete;
+
+  // Leaves the segments, if there are any, for the next run of the tool.
+  void keep() { keeps_ = true; }
 
   // Opens the folder beside the output and takes over what is in it; if that is anything, prints a
   // line on standard error.
@@ -34,16 +37,20 @@ public:
 
   // Writes the whole output to the task's file. It consists of complete segments that continue each
   // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
-  // made does not, all of it is made once more in one run.
+  // made does not, all of it is made once more in one run, unless that was only interrupted.
   bool make(const judgement& judge, encode_failure& failure);
 
 private:
   enum class run_end { made, missed, failed };
+  enum class clock_kind { even, jumping, unknown };
 
   void announce(const std::string& text) const;
   void begin_anew(const std::string& why);
-  bool clock_is_even() const;
-  void choose_beginning();
+  bool may_begin_anew(const encode_failure& failure) const;
+  bool scan(encode_failure& failure);
+  clock_kind find_clock(encode_failure& failure) const;
+  bool choose_beginning(encode_failure& failure);
+  void cut_unfinished();
   void read_earlier();
   bool try_make(const judgement& judge, encode_failure& failure);
   bool make_segments(encode_failure& failure);
@@ -58,5 +65,8 @@ private:
   segment_plan plan_;
   work_folder folder_;
   std::optional<segment_store> store_;
-  bool interrupted_ = false;
+  bool keeps_ = false;
+  bool scanned_ = false;     // and not changed since
+  bool begun_anew_ = false;  // segments were thrown away by this run of the tool
+  bool read_badly_ = false;  // the engine named a trouble of the machine, but went on to the end
 };

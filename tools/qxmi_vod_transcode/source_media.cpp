@@ -108,10 +108,11 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
   return measure_lengths(path, media, error);
 }
 
-bool measure_lengths(const std::string& path, source_media& media, std::string& error) {
+bool measure_lengths(const std::string& path, source_media& media, std::string& error,
+                     bool* interrupted) {
   const bool broadcast = media.jump_limit > 0.0;
   packet_timeline timeline(broadcast);
-  if (!measure_streams(path, media.depth, timeline, error)) { return false; }
+  if (!measure_streams(path, media.depth, timeline, error, interrupted)) { return false; }
   if (media.picture && (broadcast || !media.picture_told || media.duration <= 0.0)) {
     media.picture_duration = measured_end(timeline, media.picture->index,
                                           media.picture->frame_rate.value(), media.beginning);

@@ -43,5 +43,6 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
 
 // Measures the lengths of `media`, as read_source_media() found it at `path`, by reading all
 // packets. Only lengths that the container does not declare, or declares by a clock that may jump,
-// are replaced. False with the cause in `error`.
-bool measure_lengths(const std::string& path, source_media& media, std::string& error);
+// are replaced. False with the cause in `error`, and `interrupted` as of probe_media().
+bool measure_lengths(const std::string& path, source_media& media, std::string& error,
+                     bool* interrupted = nullptr);

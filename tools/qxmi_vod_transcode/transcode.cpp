@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <optional>
 
+#include <sys/stat.h>
+
 #include "platform/cpu.h"
 #include "tools/command_line/command_line.h"
 #include "tools/media/left_segments.h"
@@ -28,6 +30,11 @@
 namespace {
 
 constexpr std::chrono::seconds last_line_patience{1};
+
+bool exists(const std::string& path) {
+  struct stat status = {};
+  return stat(path.c_str(), &status) == 0;
+}
 
 std::int64_t total_frames(const source_media& media) {
   const double frame = std::chrono::duration<double>(progress_line::sound_frame).count();
@@ -61,23 +68,9 @@ private:
     progress_output progress;
     const encode_task task = {source_, media_,   settings_, output_,
                               line,    progress, cap_,      {options_.level}};
-    std::optional<segmented_encode> segments;
-    encode_failure failure;
-    if (in_segments) {
-      segments.emplace(task, options_.output, tool_);
-      if (!segments->open(failure)) { return report(failure, expected); }
-    }
-    // What can be resumed now is in use by now, and therefore not abandoned.
-    sweep(left_segments::abandoned);
-    const bool is_resumed = line.done() > 0;
-    std::string error;
-    if (!is_resumed && !finds_room(expected, error)) { return fail_output(error); }
-    const bool made = segments ? make_in_segments(*segments, failure) : make_at_once(task, failure);
-    if (!made) { return report(failure, expected); }
-    if (!output_.commit(error)) { return fail_output(error); }
-    segments.reset();
-    progress.write_line(line.final_text(), last_line_patience);
-    return exit_success;
+    const int status = make(task, in_segments, expected);
+    if (status == exit_success) { progress.write_line(line.final_text(), last_line_patience); }
+    return status;
   }
 
   int fail(const std::string& file, const std::string& cause) const {
@@ -90,6 +83,33 @@ private:
   int report(const encode_failure& failure, std::uint64_t expected) const {
     return failure.of_output ? fail_output(with_room_needed(failure.cause, output_, expected))
                              : fail_source(failure.cause);
+  }
+
+  // Makes the result and gives it its name. What is finished stays for the next try if that may get
+  // further.
+  int make(const encode_task& task, bool in_segments, std::uint64_t expected) {
+    std::optional<segmented_encode> segments;
+    if (in_segments) { segments.emplace(task, options_.output, tool_); }
+    encode_failure failure;
+    const bool opened = !segments || segments->open(failure);
+    // What can be resumed now is in use by now, and therefore not abandoned.
+    sweep(left_segments::abandoned);
+    const bool is_resumed = task.line.done() > 0;
+    if (opened && !is_resumed && !finds_room(expected, failure.cause)) {
+      return fail_output(failure.cause);
+    }
+    const bool made =
+        opened && (segments ? make_in_segments(*segments, failure) : make_at_once(task, failure));
+    if (made && commit(failure)) { return exit_success; }
+    if (segments && failure.interrupted) { segments->keep(); }
+    return report(failure, expected);
+  }
+
+  bool commit(encode_failure& failure) {
+    failure.of_output = true;
+    if (output_.commit(failure.cause)) { return true; }
+    failure.interrupted = !lacks_room(failure.cause);
+    return false;
   }
 
   // Removes what interrupted transcodes have left beside the output. Returns how many there were.
@@ -138,12 +158,13 @@ private:
   }
 
   // The engine may end with status 0 and an output that is empty or stops in the middle.
-  bool is_right(frame_counts counts, std::string& error) {
+  bool is_right(frame_counts counts, encode_failure& failure) {
     if (!source_.unchanged()) {
-      error = "changed while it was read";
+      // A share that has gone comes back with the same source.
+      failure = {false, "changed while it was read", !exists(options_.input), true};
       return false;
     }
-    return verify_result(output_.temporary_path(), options_.input, settings_.size, media_, error,
+    return verify_result(output_.temporary_path(), options_.input, settings_.size, media_, failure,
                          counts);
   }
 
@@ -155,12 +176,12 @@ private:
     encoder_watch watch(task.line, task.progress, task.cap);
     const program_result result = run_program(request, watch);
     if (!result.success()) { failure = failure_of(result, task, output_.url()); }
-    return result.success() && is_right({}, failure.cause);
+    return result.success() && is_right({}, failure);
   }
 
   bool make_in_segments(segmented_encode& segments, encode_failure& failure) {
-    const auto judge = [this](frame_counts counts, std::string& error) {
-      return is_right(counts, error);
+    const auto judge = [this](frame_counts counts, encode_failure& failing) {
+      return is_right(counts, failing);
     };
     return segments.make(judge, failure);
   }

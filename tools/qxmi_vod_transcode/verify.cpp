@@ -58,6 +58,10 @@ bool has_streams(const media_info& made, picture_size size, const source_media& 
   return picture_is_right && (made.sound() != nullptr) == media.sound.has_value();
 }
 
+double sound_length(const source_media& media) {
+  return media.sound_duration > 0.0 ? media.sound_duration : media.duration;
+}
+
 // Compares lengths and frames with the currently known lengths of the source; returns the fault.
 std::string stream_faults(const media_info& made, const packet_timeline& timeline,
                           const source_media& media) {
@@ -67,8 +71,18 @@ std::string stream_faults(const media_info& made, const packet_timeline& timelin
                           media.frame_rate().value());
   }
   if (!fault.empty() || !media.sound) { return fault; }
-  const double expected = media.sound_duration > 0.0 ? media.sound_duration : media.duration;
-  return sound_fault(stream_made(timeline, made.sound()->index), expected);
+  return sound_fault(stream_made(timeline, made.sound()->index), sound_length(media));
+}
+
+// Whether the whole or a stream of it is not as long as the source declares.
+bool has_other_length(const media_info& made, const packet_timeline& timeline,
+                      const source_media& media) {
+  const auto differs = [&](int stream, double expected) {
+    return !length_fault(stream_made(timeline, stream).end, expected).empty();
+  };
+  return !length_fault(made.duration, media.duration).empty() ||
+         (media.picture && differs(made.picture()->index, media.picture_duration)) ||
+         (media.sound && differs(made.sound()->index, sound_length(media)));
 }
 
 std::string count_fault(const char* what, long made, long expected) {
@@ -112,20 +126,29 @@ std::string sound_fault(const made_stream& made, double expected) {
 }
 
 bool verify_result(const std::string& result, const std::string& source, picture_size size,
-                   source_media& media, std::string& error, frame_counts counts) {
+                   source_media& media, encode_failure& failure, frame_counts counts) {
   media_info made;
   packet_timeline timeline(false);
   std::string cause;
-  if (!probe_media(result, made, cause) || !measure_streams(result, made.depth, timeline, cause)) {
-    error = "cannot be transcoded: the result " + cause;
-  } else if (!has_streams(made, size, media)) {
-    error = "cannot be transcoded: the result lacks video or audio";
-  } else {
-    error = stream_faults(made, timeline, media);
-    if (!error.empty() && worth_measuring(media) && measure_lengths(source, media, cause)) {
-      error = stream_faults(made, timeline, media);
-    }
-    if (error.empty()) { error = count_faults(made, timeline, media, counts); }
+  bool interrupted = false;
+  if (!probe_media(result, made, cause, probe_kinds::films_and_sound, &interrupted) ||
+      !measure_streams(result, made.depth, timeline, cause, &interrupted)) {
+    failure = {false, "cannot be transcoded: the result " + cause, interrupted};
+    return false;
   }
-  return error.empty();
+  if (!has_streams(made, size, media)) {
+    failure = {false, "cannot be transcoded: the result lacks video or audio"};
+    return false;
+  }
+  std::string fault = stream_faults(made, timeline, media);
+  if (!fault.empty() && worth_measuring(media)) {
+    const bool measured = measure_lengths(source, media, cause, &failure.interrupted);
+    if (measured) { fault = stream_faults(made, timeline, media); }
+  }
+  // By a clock that jumps, several runs may come to another length than one.
+  failure.same_again =
+      !fault.empty() && media.jump_limit <= 0.0 && has_other_length(made, timeline, media);
+  if (fault.empty()) { fault = count_faults(made, timeline, media, counts); }
+  failure.cause = fault;
+  return fault.empty();
 }

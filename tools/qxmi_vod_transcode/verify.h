@@ -4,6 +4,7 @@
 #include <string>
 
 #include "tools/media/media_info.h"
+#include "tools/qxmi_vod_transcode/encode_failure.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 
 // How far a stream of the result may be longer or shorter than the source's, in seconds.
@@ -19,10 +20,9 @@ struct frame_counts {
 // streams of `media` and no others, the video has `size`, and each stream begins at the beginning,
 // is as long as the source's, and has a frame for each moment and no gap. If the source's container
 // may be wrong about a length that differs, the source is measured (and `media` changed) before the
-// decision. Its streams have `counts` frames. Else false with the cause in `error`, in words that
-// follow the source's name.
+// decision. Its streams have `counts` frames. Else false with the failure.
 bool verify_result(const std::string& result, const std::string& source, picture_size size,
-                   source_media& media, std::string& error, frame_counts counts = {});
+                   source_media& media, encode_failure& failure, frame_counts counts = {});
 
 // The measurements of one stream of the result, on which the verdict is based.
 struct made_stream {

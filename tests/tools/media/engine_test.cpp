@@ -26,6 +26,34 @@ program_result failed_with(const std::string& errors) {
 
 }  // namespace
 
+TEST(engine, that_did_not_end_by_itself_was_interrupted) {
+  program_result result;
+  for (const program_end end : {program_end::killed, program_end::not_started, program_end::stalled,
+                                program_end::timed_out, program_end::tool_stopped}) {
+    result.end = end;
+    EXPECT_TRUE(is_interruption(result));
+  }
+  result.end = program_end::given_up;
+  EXPECT_FALSE(is_interruption(result));
+}
+
+TEST(engine, that_failed_by_itself_was_not_interrupted) {
+  EXPECT_FALSE(is_interruption(failed_with("Invalid data found when processing input")));
+  EXPECT_FALSE(is_interruption(failed_with("No space left on device")));
+}
+
+TEST(engine, that_lacked_memory_or_could_not_read_was_interrupted) {
+  EXPECT_TRUE(is_interruption(failed_with("x264: Cannot allocate memory\n")));
+  EXPECT_TRUE(is_interruption(failed_with("file:a.ts: Input/output error\n")));
+  EXPECT_TRUE(is_interruption(failed_with("file:a.ts: Stale file handle\n")));
+}
+
+TEST(engine, that_was_asked_to_end_was_interrupted) {
+  program_result result = failed_with("");
+  result.exit_status = 255;
+  EXPECT_TRUE(is_interruption(result));
+}
+
 TEST(engine, input_may_open_nothing_but_the_file) {
   argument_list arguments;
   add_input(arguments, "file:-a b.mp4");

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -51,6 +52,32 @@ std::string without_duration(const std::string& packet) {
   std::getline(fields, shown, ',');
   std::getline(fields, decoded, ',');
   return shown + "," + decoded;
+}
+
+// Of a file of a process, which may end meanwhile; such files have no empty lines.
+std::string content_of(const std::string& path) {
+  std::ifstream file(path);
+  std::string text;
+  std::getline(file, text);
+  return text;
+}
+
+std::vector<pid_t> children_of(pid_t pid) {
+  const std::string number = std::to_string(pid);
+  std::istringstream list(content_of("/proc/" + number + "/task/" + number + "/children"));
+  return {std::istream_iterator<pid_t>(list), {}};
+}
+
+// Its words, separated by blanks.
+std::string command_line_of(pid_t pid) {
+  std::string words = content_of("/proc/" + std::to_string(pid) + "/cmdline");
+  std::replace(words.begin(), words.end(), '\0', ' ');
+  return words;
+}
+
+bool has_ended(pid_t pid) {
+  const char state = process_state(pid);
+  return state == '\0' || state == 'Z';
 }
 
 }  // namespace
@@ -113,6 +140,26 @@ void checkpoint_bench::interrupt_after(std::size_t count, int signal) const {
   ASSERT_TRUE(wait_until([&] { return finished() >= count; }));
   run.signal_group(signal);
   EXPECT_EQ(run.wait().signal, signal);
+}
+
+pid_t checkpoint_bench::caught_engine(const tool_run& run, const std::string& words) {
+  while (!has_ended(run.pid())) {
+    for (const pid_t engine : children_of(run.pid())) {
+      if (command_line_of(engine).find(words) == std::string::npos) { continue; }
+      kill(engine, SIGSTOP);
+      return engine;
+    }
+  }
+  return -1;
+}
+
+void checkpoint_bench::expect_failure_without_engine(const std::string& words) const {
+  tool_run run("qxmi_vod_transcode", arguments());
+  const pid_t engine = caught_engine(run, words);
+  ASSERT_GT(engine, 0) << "no engine with " << words << " was seen";
+  kill(engine, SIGKILL);
+  EXPECT_EQ(run.wait().status, 1) << run.errors();
+  EXPECT_FALSE(fs::exists(output));
 }
 
 long checkpoint_bench::first_frame(const tool_result& result) {

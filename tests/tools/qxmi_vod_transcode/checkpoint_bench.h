@@ -31,6 +31,14 @@ protected:
   void interrupt_after(std::size_t count, int signal) const;
   tool_result resume() const { return run_tool("qxmi_vod_transcode", arguments()); }
 
+  // Waits for an engine of the tool with `words` in its command line, and stops it, so that it does
+  // not end by itself; -1 if the tool ends first.
+  static pid_t caught_engine(const tool_run& run, const std::string& words);
+
+  // Ends the first engine with `words` in its command line by SIGKILL, and waits for the failure
+  // of the tool.
+  void expect_failure_without_engine(const std::string& words) const;
+
   // The folder with segments; empty if there is none. And a file in it.
   std::string segment_folder() const;
   std::string in_folder(const std::string& name) const { return segment_folder() + "/" + name; }

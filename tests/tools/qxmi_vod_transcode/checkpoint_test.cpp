@@ -15,15 +15,30 @@
 
 using namespace qx_test;
 using namespace std::chrono_literals;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class checkpoint : public checkpoint_bench {};
+class checkpoint : public checkpoint_bench {
+protected:
+  // Its pictures have few key frames, its clock begins anywhere, and a seek in it is inexact.
+  void use_recording() {
+    source =
+        make_media(settings, "film.ts",
+                   "-f lavfi -i testsrc2=s=128x72:r=25:d=12 -f lavfi -i "
+                   "aevalsrc=0.3*sin(2000*t*t):s=48000:d=12 -c:v libx264 -preset ultrafast -g 120 "
+                   "-sc_threshold 0 -bf 2 -pix_fmt yuv420p -c:a mp2 -ac 2 -output_ts_offset 1000");
+  }
+};
+
+// Of an engine that reads all packets of a file.
+const std::string list_of_packets = "packet=stream_index,pts_time";
 
 void overwrite(const std::string& path, std::streamoff at, const std::string& bytes) {
   std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
@@ -53,13 +68,8 @@ TEST_F(checkpoint, a_killed_transcode_goes_on_where_it_was) {
   expect_as_in_one_piece();
 }
 
-// Its pictures have few key frames, its clock begins anywhere, and a seek in it is inexact.
 TEST_F(checkpoint, a_killed_transcode_of_a_recording_goes_on_where_it_was) {
-  source =
-      make_media(settings, "film.ts",
-                 "-f lavfi -i testsrc2=s=128x72:r=25:d=12 -f lavfi -i "
-                 "aevalsrc=0.3*sin(2000*t*t):s=48000:d=12 -c:v libx264 -preset ultrafast -g 120 "
-                 "-sc_threshold 0 -bf 2 -pix_fmt yuv420p -c:a mp2 -ac 2 -output_ts_offset 1000");
+  use_recording();
   interrupt_after(3, SIGKILL);
   const tool_result result = resume();
   expect_resumed(result, 3);
@@ -187,6 +197,96 @@ TEST_F(checkpoint, a_damaged_count_of_segments_is_not_believed) {
   if (fs::exists(output)) { return; }
   overwrite(in_folder("complete"), 17, "5");
   expect_whole(resume());
+}
+
+TEST_F(checkpoint, a_transcode_terminated_while_it_looks_at_the_clock_keeps_its_segments) {
+  use_recording();
+  interrupt_after(3, SIGKILL);
+  tool_run run("qxmi_vod_transcode", arguments());
+  ASSERT_GT(caught_engine(run, list_of_packets), 0);
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
+  EXPECT_GE(finished(), 3U);
+  expect_resumed(resume(), 3);
+}
+
+TEST_F(checkpoint, a_clock_that_could_not_be_looked_at_is_not_taken_for_one_that_jumps) {
+  use_recording();
+  interrupt_after(3, SIGKILL);
+  expect_failure_without_engine(list_of_packets);
+  EXPECT_GE(finished(), 3U);
+  expect_resumed(resume(), 3);
+}
+
+TEST_F(checkpoint, the_clock_is_looked_at_once) {
+  use_recording();
+  interrupt_after(1, SIGKILL);
+  interrupt_after(2, SIGKILL);
+  std::string verdict;
+  std::getline(std::ifstream(in_folder("clock")), verdict);
+  EXPECT_EQ(unsealed(verdict + "\n"), "even");
+  std::ofstream(in_folder("clock")) << sealed("jumps");
+  EXPECT_THAT(resume().errors, Contains(HasSubstr("begins anew: its clock jumps")));
+}
+
+TEST_F(checkpoint, an_engine_killed_in_the_join_loses_nothing) {
+  expect_failure_without_engine("-format_whitelist concat,mov");
+  expect_resumed(resume(), 6);
+}
+
+TEST_F(checkpoint, an_engine_killed_while_it_decodes_the_result_loses_nothing) {
+  expect_failure_without_engine("-xerror");
+  expect_resumed(resume(), 6);
+}
+
+TEST_F(checkpoint, a_probe_of_the_result_that_is_killed_loses_nothing) {
+  expect_failure_without_engine(list_of_packets);
+  const tool_result result = resume();
+  expect_resumed(result, 6);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint, a_result_that_cannot_get_its_name_loses_nothing) {
+  tool_run run("qxmi_vod_transcode", arguments());
+  ASSERT_TRUE(wait_until([&] { return finished() >= 1; }));
+  fs::create_directory(output);
+  EXPECT_EQ(run.wait().status, 1);
+  fs::remove(output);
+  const tool_result result = resume();
+  expect_resumed(result, 6);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint, a_crashed_engine_of_a_resumed_transcode_loses_nothing) {
+  interrupt_after(2, SIGKILL);
+  for (const int signal : {SIGSEGV, SIGTERM}) {
+    tool_run run("qxmi_vod_transcode", slowly());
+    ASSERT_EQ(kill(run.engine(), signal), 0);
+    EXPECT_EQ(run.wait().status, 1);
+    EXPECT_THAT(run.errors(), Not(HasSubstr("begins anew")));
+    EXPECT_GE(finished(), 2U);
+  }
+  expect_resumed(resume(), 2);
+}
+
+TEST_F(checkpoint, a_source_that_is_cut_off_is_not_made_twice) {
+  fs::resize_file(source, fs::file_size(source) * 3 / 4);
+  interrupt_after(2, SIGKILL);
+  const tool_result result = resume();
+  EXPECT_EQ(result.end.status, 1);
+  ASSERT_EQ(result.errors.size(), 2U);
+  EXPECT_THAT(result.errors[0], HasSubstr("resumed at"));
+  EXPECT_THAT(result.errors[1], HasSubstr("ends after"));
+}
+
+TEST_F(checkpoint, a_name_with_a_line_feed_stays_on_one_line) {
+  const std::string named = settings.file("two\nlines.mkv");
+  fs::rename(source, named);
+  source = named;
+  interrupt_after(1, SIGKILL);
+  const tool_result result = resume();
+  expect_resumed(result, 1);
+  EXPECT_THAT(result.errors, ElementsAre(HasSubstr("two\\nlines.mkv: resumed at ")));
 }
 
 TEST_F(checkpoint, a_short_source_needs_no_folder) {

@@ -1,6 +1,7 @@
 // From the engine's progress report to the tool's lines.
 #include <gtest/gtest.h>
 
+#include "tools/qxmi_vod_transcode/encoder_watch.h"
 #include "tools/qxmi_vod_transcode/progress.h"
 
 namespace {
@@ -57,4 +58,18 @@ TEST(progress_line, has_news_at_the_end_of_a_report) {
 TEST(progress_line, ends_with_all_frames) {
   EXPECT_EQ(after({200, true}, {"frame=190"}).final_text().rfind("Encoding: frame=200/200 ", 0),
             0U);
+}
+
+// What is below the progress so far is made once more after an interruption.
+TEST(encoder_watch, repeated_work_is_work) {
+  progress_line line(1000, true);
+  line.begin_at(900);
+  line.begin_at(500);
+  progress_output output;
+  encoder_watch watch(line, output, cpu_cap(0, 1));
+  watch.on_line("frame=1");
+  const std::int64_t before = watch.work_done();
+  watch.on_line("frame=2");
+  EXPECT_EQ(line.done(), 900);
+  EXPECT_NE(watch.work_done(), before);
 }

@@ -4,6 +4,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <sys/resource.h>
 
 #include <gtest/gtest.h>
 
@@ -46,6 +47,10 @@ std::string sound(int packets) {
   return bytes;
 }
 
+// Marks of pictures that differ from each other, and of the same picture three times.
+const std::string moving = "aaaaaaaabbbbbbbbcccccccc";
+const std::string still = "aaaaaaaaaaaaaaaaaaaaaaaa";
+
 struct segments : testing::Test {
   segments() {
     plan.rate = {25, 1};
@@ -64,11 +69,11 @@ struct segments : testing::Test {
   bool keep_picture(const std::string& bytes, const std::string& of_run = "one",
                     const std::string& first = "a", const std::string& next = "a") {
     write(run + "/" + picture_name(store->pictures().size()), bytes);
-    return store->keep_picture(run_fd.get(), {{}, of_run, first, next}, false, error);
+    return store->keep_picture(run_fd.get(), {{}, of_run, first, next}, false, failure);
   }
   bool keep_sound(const std::string& bytes) {
     write(run + "/s00000" + std::to_string(store->sounds().size()) + ".adts", bytes);
-    return store->keep_sound(run_fd.get(), {{}, "one", "-", "-"}, false, error);
+    return store->keep_sound(run_fd.get(), {{}, "one", "-", "-"}, false, failure);
   }
   static std::string picture_name(std::size_t segment) {
     return "v00000" + std::to_string(segment) + ".mp4";
@@ -76,7 +81,8 @@ struct segments : testing::Test {
   // As another run of the tool finds it.
   segment_store found() const {
     segment_store other(folder_fd.get(), plan);
-    other.scan();
+    encode_failure none;
+    EXPECT_TRUE(other.scan([] { return true; }, none)) << none.cause;
     return other;
   }
 
@@ -86,15 +92,31 @@ struct segments : testing::Test {
   unique_fd folder_fd;
   unique_fd run_fd;
   std::optional<segment_store> store;
-  std::string error;
+  encode_failure failure;
+};
+
+// No file can be opened while it exists.
+class no_descriptors {
+public:
+  no_descriptors() {
+    getrlimit(RLIMIT_NOFILE, &before_);
+    const rlimit none = {0, before_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~no_descriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+  no_descriptors(const no_descriptors&) = delete;
+  no_descriptors& operator=(const no_descriptors&) = delete;
+
+private:
+  rlimit before_ = {};
 };
 
 }  // namespace
 
 TEST_F(segments, that_were_kept_are_found_again) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_sound(sound(93))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
   EXPECT_EQ(found().frames(), 100);
   EXPECT_EQ(found().packets(), 93);
   EXPECT_FALSE(found().is_complete());
@@ -102,7 +124,8 @@ TEST_F(segments, that_were_kept_are_found_again) {
 
 TEST_F(segments, that_lack_a_frame_are_not_kept) {
   EXPECT_FALSE(keep_picture(film(49)));
-  EXPECT_EQ(error, "the engine made an incomplete segment");
+  EXPECT_EQ(failure.cause, "the engine made an incomplete segment");
+  EXPECT_FALSE(failure.interrupted);
   EXPECT_FALSE(keep_sound(sound(92)));
   EXPECT_FALSE(keep_picture(film(51)));
 }
@@ -113,13 +136,13 @@ TEST_F(segments, that_are_cut_off_are_not_kept) {
 }
 
 TEST_F(segments, with_other_parameters_are_not_kept) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   EXPECT_FALSE(keep_picture(film(50, "parameterS")));
 }
 
 TEST_F(segments, that_changed_on_the_disk_count_as_missing) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   std::string bytes = film(50);
   bytes[bytes.find("pictures")] = '\0';
   write(folder.file("v000000.mp4"), bytes);
@@ -127,15 +150,15 @@ TEST_F(segments, that_changed_on_the_disk_count_as_missing) {
 }
 
 TEST_F(segments, without_their_record_count_as_missing) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   fs::remove(folder.file("v000001.mp4.sum"));
   EXPECT_EQ(found().frames(), 50);
 }
 
 TEST_F(segments, under_the_name_of_another_count_as_missing) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_picture(film(50))) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   for (const char* end : {"", ".sum"}) {
     fs::copy_file(folder.file(picture_name(0) + end), folder.file(picture_name(1) + end),
                   fs::copy_options::overwrite_existing);
@@ -144,7 +167,7 @@ TEST_F(segments, under_the_name_of_another_count_as_missing) {
 }
 
 TEST_F(segments, with_a_changed_record_count_as_missing) {
-  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
   std::string line;
   std::getline(std::ifstream(folder.file("v000000.mp4.sum")), line);
   line.back() = 'c';
@@ -153,18 +176,18 @@ TEST_F(segments, with_a_changed_record_count_as_missing) {
 }
 
 TEST_F(segments, are_complete_only_with_all_that_were_counted) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_sound(sound(93))) << error;
-  ASSERT_TRUE(store->complete(error)) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
+  ASSERT_TRUE(store->complete(failure)) << failure.cause;
   EXPECT_TRUE(found().is_complete());
   fs::remove(folder.file("s000000.adts"));
   EXPECT_FALSE(found().is_complete());
 }
 
 TEST_F(segments, after_a_cut_are_gone_and_no_longer_complete) {
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(keep_picture(film(50))) << error;
-  ASSERT_TRUE(store->complete(error)) << error;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(store->complete(failure)) << failure.cause;
   store->cut(1, 0);
   EXPECT_EQ(store->frames(), 50);
   EXPECT_EQ(found().frames(), 50);
@@ -172,19 +195,86 @@ TEST_F(segments, after_a_cut_are_gone_and_no_longer_complete) {
 }
 
 TEST_F(segments, of_another_run_must_continue_the_pictures_before) {
-  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << error;
-  ASSERT_TRUE(keep_picture(film(50), "one", "x", "c")) << error;
-  ASSERT_TRUE(keep_picture(film(50), "two", "c", "d")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "one", "x", "c")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "two", "c", "d")) << failure.cause;
   EXPECT_EQ(store->first_bad_seam(), 3);
   EXPECT_EQ(store->seams(), std::vector<std::int64_t>{2});
-  ASSERT_TRUE(keep_picture(film(50), "three", "e", "f")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "three", "e", "f")) << failure.cause;
   EXPECT_EQ(store->first_bad_seam(), 3);
 }
 
 TEST_F(segments, without_marks_do_not_continue_each_other) {
-  ASSERT_TRUE(keep_picture(film(50), "one", "a", "-")) << error;
-  ASSERT_TRUE(keep_picture(film(50), "two", "-", "c")) << error;
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "-")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "two", "-", "c")) << failure.cause;
   EXPECT_EQ(store->first_bad_seam(), 1);
+}
+
+TEST_F(segments, that_cannot_be_read_are_no_damaged_ones) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  {
+    const no_descriptors now;
+    EXPECT_FALSE(store->scan([] { return true; }, failure));
+  }
+  EXPECT_EQ(failure.cause, "Too many open files");
+  EXPECT_TRUE(failure.interrupted);
+  EXPECT_EQ(found().frames(), 50);
+}
+
+TEST_F(segments, are_not_read_once_the_tool_shall_stop) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  int asked = 0;
+  EXPECT_FALSE(store->scan([&] { return ++asked < 2; }, failure));
+  EXPECT_EQ(failure.cause, "");
+  EXPECT_EQ(found().frames(), 100);
+}
+
+TEST_F(segments, that_cannot_be_written_interrupt_the_transcode) {
+  write(run + "/v000000.mp4", film(50));
+  const no_descriptors now;
+  EXPECT_FALSE(store->keep_picture(run_fd.get(), {{}, "one", "a", "a"}, false, failure));
+  EXPECT_TRUE(failure.of_output);
+  EXPECT_TRUE(failure.interrupted);
+}
+
+TEST_F(segments, are_all_gone_after_a_clearing_even_those_after_a_gap) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  fs::remove(folder.file("v000000.mp4"));
+  segment_store other = found();
+  ASSERT_TRUE(segment_store::is_begun(folder_fd.get()));
+  other.clear();
+  EXPECT_FALSE(segment_store::is_begun(folder_fd.get()));
+  EXPECT_FALSE(fs::exists(folder.file("v000001.mp4.sum")));
+}
+
+TEST_F(segments, without_the_mark_of_the_next_one_are_no_end_to_go_on_from) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", moving)) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "one", moving, "-")) << failure.cause;
+  EXPECT_EQ(store->best_end(7), 1);
+}
+
+TEST_F(segments, that_end_in_a_still_picture_are_no_good_end_to_go_on_from) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", moving)) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "one", moving, still)) << failure.cause;
+  EXPECT_EQ(store->best_end(7), 1);
+  ASSERT_TRUE(keep_picture(film(50), "one", still, still)) << failure.cause;
+  EXPECT_EQ(store->best_end(7), 3);
+  EXPECT_EQ(store->best_end(1), 1);
+}
+
+TEST_F(segments, of_sound_that_are_short_are_no_end_to_go_on_from) {
+  ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
+  write(run + "/s000001.adts", sound(20));
+  ASSERT_TRUE(store->keep_sound(run_fd.get(), {{}, "one", "-", "-"}, true, failure));
+  EXPECT_EQ(store->best_sound_end(7), 1);
+}
+
+TEST_F(segments, remember_what_was_noted) {
+  EXPECT_EQ(store->note("clock"), "");
+  store->set_note("clock", "even");
+  EXPECT_EQ(found().note("clock"), "even");
 }
 
 TEST_F(segments, remember_how_far_runs_must_reach_back) {
