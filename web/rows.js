@@ -1,8 +1,8 @@
 // The rows of the list, one for each visible job. Rows are kept from one poll to the next, so that focus,
 // selection and thumbnails do not change.
 import {
-  clock_length, expected_at, file_name, folder_name, job_text, profile_name, shown, state_name,
-  time_left,
+  clock_length, expected_at, file_name, folder_name, job_text, profile_name, resumed_text, shown,
+  state_name, time_left,
 } from './words.js';
 
 const actions = {
@@ -122,6 +122,7 @@ function update_row(row, job) {
   set_text(row.querySelector('.state-name'), state_name(job));
   set_text(row.querySelector('.text'), job_text(job));
   set_shown(row.querySelector('.text'), job_text(job) !== '');
+  set_text(row.querySelector('.resumed'), resumed_text(job));
   set_text(row.querySelector('.length'), job.length ? `${clock_length(job.length)} long` : '');
   set_shown(row.querySelector('.deletes'), job.deletes_source && job.group !== 'done');
   update_picture(row, job);

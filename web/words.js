@@ -48,6 +48,11 @@ export function job_text(job) {
   return [service_text(job), job.reason].filter(Boolean).join(': ');
 }
 
+// How much of an interrupted transcode was there already.
+export function resumed_text(job) {
+  return job.resumed_at === null ? '' : `resumed at ${job.resumed_at} %`;
+}
+
 function service_text(job) {
   const repeats = [job.state, job.group, state_name(job).toLowerCase()];
   return repeats.includes(job.text.trim().toLowerCase()) ? '' : shown(job.text);

@@ -64,6 +64,19 @@ page_test('a failed job says why its tool failed', async ({machine, page}) => {
   await row(page, 'cut.mp4').getByText(reason).waitFor();
 });
 
+page_test('a resumed transcode says where it was resumed', async ({machine, page}) => {
+  const id = await machine.add(machine.make_clip('long.ts', 240, '640x360'), {profile: '360'});
+  await machine.wait_for(id, 'running');
+  const vods = machine.path('/mnt/main/tv/vod');
+  const log = await until('the log', () => fs.readdirSync(vods)
+    .map((name) => `${vods}/${name}/vod.log`).find((name) => fs.existsSync(name)));
+  await page.goto(machine.url);
+  await row(page, 'long.ts').getByText(/left$/).waitFor();
+  assert.equal(await row(page, 'long.ts').getByText(/resumed/).count(), 0);
+  fs.appendFileSync(log, `${new Date().toISOString()} checkpoint: resumed at 2 %, after 1 finished segments\n`);
+  await row(page, 'long.ts').getByText('resumed at 2 %', {exact: true}).waitFor();
+});
+
 page_test('512 jobs are counted by group and shown 32 at a time', async ({machine, page}) => {
   await page.goto(machine.url);
   await until_equal(() => visible_rows(page), 32);

@@ -27,7 +27,8 @@ bool item_view::is_in(std::string_view name) const {
   return name == failed_jobs ? job_has_failed(state, text) : state == name;
 }
 
-std::string item_view::text_and_reason() const {
+std::string item_view::whole_text() const {
+  if (resumed) { return text + " (" + resumption_text(*resumed) + ")"; }
   return reason.empty() ? text : text + ": " + reason;
 }
 
@@ -69,6 +70,11 @@ void read_reason(item_view& item) {
   item.reason.clear();
   if (!item.cancelled()) { return; }
   item.reason = why_it_failed({item.text, item.input_file, item.output_file, item.fileops_job});
+}
+
+void read_resumption(item_view& item) {
+  item.resumed =
+      item.transcoding_here() ? find_resumption(item.output_file) : std::optional<job_resumption>();
 }
 
 std::string percent(int progress) {

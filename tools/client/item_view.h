@@ -2,6 +2,7 @@
 // the item's own form): they agree in every key that is read here.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,18 +10,20 @@
 #include <json11.hpp>
 
 #include "rules/states.h"
+#include "tools/job_log/job_resumption.h"
 
 struct item_view {
   std::string entry_id;
   std::string input_file;
   std::string output_file;
-  std::string profile;               // empty until one is chosen
-  std::vector<std::string> offered;  // the profiles listed for it, best first
-  std::string state;                 // the job's state: "init", "ready", "transcoding", ...
-  std::string sub_state;             // the step within that state; empty where it has none
-  std::string text;                  // the status text that the service sets for people
-  std::string reason;                // why it failed, in its tool's words; see read_reason()
-  int progress = 0;                  // ten-thousandths, 0 to 10000
+  std::string profile;                    // empty until one is chosen
+  std::vector<std::string> offered;       // the profiles listed for it, best first
+  std::string state;                      // the job's state: "init", "ready", "transcoding", ...
+  std::string sub_state;                  // the step within that state; empty where it has none
+  std::string text;                       // the status text that the service sets for people
+  std::string reason;                     // why it failed, in its tool's words; see read_reason()
+  std::optional<job_resumption> resumed;  // where its transcode was resumed; read_resumption()
+  int progress = 0;                       // ten-thousandths, 0 to 10000
   bool delete_on_finish = false;
   bool paused = false;
   bool waiting = false;  // resumed, but still behind the job that is running
@@ -39,8 +42,9 @@ struct item_view {
   bool holds_a_turn() const { return pid != -1 && !paused && !waiting; }
   // Whether the item is in the state of that name: one of job_states, or failed_jobs.
   bool is_in(std::string_view name) const;
-  // The text, followed by the reason if there is one: "Transcoding failed: disk-full: ..."
-  std::string text_and_reason() const;
+  // The text, followed by what the log adds: "Transcoding failed: disk-full: ...", "Transcoding
+  // file... (resumed at 63 %)"
+  std::string whole_text() const;
   // "ready: query profiles"
   std::string state_and_step() const;
 };
@@ -61,6 +65,9 @@ bool read_item(const std::string& json_text, item_view& item);
 
 // Looks up why a failed item failed, in its log; others have no reason.
 void read_reason(item_view& item);
+
+// Looks up whether the running transcode of an item was resumed, and where; in its log too.
+void read_resumption(item_view& item);
 
 // Ten-thousandths as "41.5%".
 std::string percent(int progress);

@@ -111,6 +111,12 @@ void job_history::note(const std::string& id, const std::string& profile, int pr
   known.first->second += newest_share * (*share * *length - known.first->second);
 }
 
+// The progress of that very second may be that before.
+void job_history::forget_before(const std::string& id, std::int64_t moment) {
+  const auto found = running_.find(id);
+  if (found != running_.end() && found->second.since <= moment) { running_.erase(found); }
+}
+
 void job_history::drop_older_than(std::int64_t moment) {
   for (auto job = running_.begin(); job != running_.end();) {
     job = job->second.until < moment ? running_.erase(job) : std::next(job);

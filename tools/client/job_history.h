@@ -21,8 +21,10 @@ public:
   void note(const std::string& id, const std::string& profile, int progress,
             std::optional<double> length, std::int64_t now);
 
-  // Forgets the recorded progress of a job that was suspended or no longer runs.
+  // Forgets the recorded progress of a job that was suspended or no longer runs; or only if it was
+  // recorded before that moment, when the job was resumed with work of an earlier run.
   void forget(const std::string& id) { running_.erase(id); }
+  void forget_before(const std::string& id, std::int64_t moment);
 
   // The share of its whole that a job does in a second; nothing before it was seen twice.
   std::optional<double> rate(const std::string& id) const;

@@ -1,5 +1,7 @@
 #include "tools/client/outlook.h"
 
+#include <algorithm>
+
 #include "platform/media_metadata.h"
 #include "rules/states.h"
 #include "tools/client/estimate.h"
@@ -9,6 +11,11 @@ namespace {
 // A job that waits for its turn; one that is held, or still without a profile, has no basis.
 bool waits(const item_view& item) {
   return item.is(TRANSCODE_READY) && !item.profile.empty();
+}
+
+// The service learns where a job was resumed a moment after that was logged.
+int progress_of(const item_view& item) {
+  return item.resumed ? std::max(item.progress, item.resumed->percent * 100) : item.progress;
 }
 
 }  // namespace
@@ -21,7 +28,9 @@ void outlook::note(const std::vector<listed_item>& items, std::int64_t now) {
   if (place_.is_shared) { history_.load(place_.path); }
   for (const auto& [position, item] : items) {
     if (item.is(TRANSCODE_TRANSCODING) && !item.paused) {
-      history_.note(item.entry_id, item.profile, item.progress, length_of(item.input_file), now);
+      if (item.resumed) { history_.forget_before(item.entry_id, item.resumed->time); }
+      history_.note(item.entry_id, item.profile, progress_of(item), length_of(item.input_file),
+                    now);
     } else {
       history_.forget(item.entry_id);
     }
@@ -39,7 +48,7 @@ std::vector<std::optional<double>> outlook::time_left(const std::vector<listed_i
     if (item.state == name_of(TRANSCODE_REMOTE)) { job.now = job_outlook::phase::at_remote_server; }
     job.paused = item.paused;
     if (job.now == job_outlook::phase::running || job.now == job_outlook::phase::waiting) {
-      job.share_done = item.progress / 10000.0;
+      job.share_done = progress_of(item) / 10000.0;
       job.length = length_of(item.input_file);
       job.speed = history_.speed(item.profile);
       job.rate = history_.rate(item.entry_id);

@@ -15,8 +15,9 @@ public:
   outlook() : outlook(find_history()) {}
   explicit outlook(history_place place);
 
-  // Records the queue at `now` (seconds since 1970). A shared history is read before and written
-  // after that, because others record at the same time.
+  // Records the queue at `now` (seconds since 1970), in the running items of which
+  // read_resumption() was called. A shared history is read before and written after that, because
+  // others record at the same time.
   void note(const std::vector<listed_item>& items, std::int64_t now);
 
   // Seconds until each of `items`, the whole queue in its order, is done.

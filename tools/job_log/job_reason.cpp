@@ -10,6 +10,7 @@
 #include "rules/texts.h"
 #include "tools/job_log/failure.h"
 #include "tools/job_log/job_log_file.h"
+#include "tools/job_log/log_mark.h"
 #include "tools/job_log/log_time.h"
 #include "tools/job_log/one_line.h"
 
@@ -37,25 +38,6 @@ constexpr failed_step failed_steps[] = {
     {text_not_sent, "qxmi_remote_transcode", false},
 };
 
-struct marked_line {
-  std::string_view time;
-  std::string_view rest;  // the rest of the line after the tool's name
-};
-
-// "=== 2026-11-22T01:30:00.000Z TOOL ..."; nothing for another tool's line.
-std::optional<marked_line> read_mark(std::string_view line, std::string_view mark,
-                                     std::string_view tool) {
-  if (line.substr(0, mark.size()) != mark) { return std::nullopt; }
-  line.remove_prefix(mark.size());
-  const std::size_t blank = line.find(' ');
-  if (blank == std::string_view::npos) { return std::nullopt; }
-  const std::string_view name = line.substr(blank + 1);
-  const bool is_its = name.substr(0, tool.size()) == tool &&
-                      (name.size() == tool.size() || name[tool.size()] == ' ');
-  if (!is_its) { return std::nullopt; }
-  return marked_line{line.substr(0, blank), name.substr(tool.size())};
-}
-
 std::string killed_text() {
   return std::string(failure_code(failure::tool_killed)) +
          ": the tool ended without a message; it was killed, or the machine went down";
@@ -67,7 +49,7 @@ struct logged_run {
   std::optional<std::string> failed;  // "CODE: SENTENCE"
 };
 
-logged_run ended_run(std::string_view begin, const marked_line& line) {
+logged_run ended_run(std::string_view begin, const log_mark& line) {
   logged_run run{begin, line.time, std::nullopt};
   if (line.rest.substr(0, job_log_failed.size()) == job_log_failed) {
     run.failed = line.rest.substr(job_log_failed.size());
@@ -81,10 +63,10 @@ std::vector<logged_run> runs_of(std::string_view log, std::string_view tool) {
   while (!log.empty()) {
     const std::size_t end = log.find('\n');
     const std::string_view line = log.substr(0, end);
-    if (const auto opening = read_mark(line, job_log_opening, tool)) {
+    if (const auto opening = read_log_mark(line, job_log_opening, tool)) {
       runs.push_back({opening->time, "", killed_text()});
     }
-    if (const auto closing = read_mark(line, job_log_closing, tool)) {
+    if (const auto closing = read_log_mark(line, job_log_closing, tool)) {
       const bool is_whole = !runs.empty() && runs.back().end.empty();
       const std::string_view begin = is_whole ? runs.back().begin : closing->time;
       if (is_whole) { runs.pop_back(); }

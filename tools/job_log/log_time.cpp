@@ -14,3 +14,10 @@ std::string log_time(const timespec& time, std::chrono::milliseconds shift) {
   std::snprintf(text, sizeof text, "%s.%03dZ", date, static_cast<int>(whole % 1000));
   return text;
 }
+
+std::optional<std::time_t> read_log_time(std::string_view text) {
+  tm parts = {};
+  const std::string whole(text);
+  const char* const rest = strptime(whole.c_str(), "%Y-%m-%dT%H:%M:%S.", &parts);
+  return rest == nullptr ? std::nullopt : std::optional<std::time_t>(timegm(&parts));
+}

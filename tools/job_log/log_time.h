@@ -4,8 +4,13 @@
 
 #include <chrono>
 #include <ctime>
+#include <optional>
 #include <string>
+#include <string_view>
 
 // `time`, of the wall clock, moved by `shift`; in UTC.
 std::string log_time(const timespec& time,
                      std::chrono::milliseconds shift = std::chrono::milliseconds{0});
+
+// The whole seconds since 1970 of such a text; nothing for any other.
+std::optional<std::time_t> read_log_time(std::string_view text);

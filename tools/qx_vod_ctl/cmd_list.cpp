@@ -24,6 +24,9 @@ int list_queue(vod_service& service, const queue_range& range, bool json) {
   queue_listing listing;
   service_reply failure;
   if (!read_queue(service, range, listing, failure)) { return report_reply("", failure); }
+  for (listed_item& listed : listing.items) {
+    read_resumption(listed.item);
+  }
   if (json) {
     for (const auto& page : listing.pages) {
       print_raw(page);

@@ -25,9 +25,9 @@ std::string value_text(const json11::Json& json) {
   return json.is_array() ? list_text(json) : json.dump();
 }
 
-// Prints every key from the service, even keys that are added later, and the reason why a failed
-// job failed. The tool's command line is omitted: it can contain the remote server's password, and
-// people show each other their screens.
+// Prints every key from the service, even keys that are added later, the reason why a failed job
+// failed, and where an interrupted one was resumed. The tool's command line is omitted: it can
+// contain the remote server's password, and people show each other their screens.
 void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
     if (key == key_process_argv) { continue; }
@@ -40,6 +40,8 @@ void print_details(const json11::Json& json) {
   if (!read_item(json, item)) { return; }
   read_reason(item);
   if (!item.reason.empty()) { print_line(printable("reason: " + item.reason)); }
+  read_resumption(item);
+  if (item.resumed) { print_line(resumption_text(*item.resumed)); }
 }
 
 int show_item(vod_service& service, const std::string& given, bool json) {

@@ -27,7 +27,7 @@ table_row row_of(const listed_item& listed, std::size_t id_length) {
           percent(item.progress),
           item.profile.empty() ? "-" : printable(item.profile),
           item.input_file.empty() ? "-" : printable(item.input_file),
-          printable(item.text)};
+          printable(item.whole_text())};
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ std::string progress_text(const item_view& item, const std::string& estimate, bo
   if (item.running()) { line += "  " + progress_bar(item.progress, 20, blocks); }
   if (!estimate.empty()) { line += "  " + estimate; }
   line += "  " + item.input_file.substr(item.input_file.rfind('/') + 1);
-  if (!item.text.empty()) { line += "  " + item.text; }
+  if (!item.text.empty()) { line += "  " + item.whole_text(); }
   return printable(line);
 }
 
@@ -31,7 +31,9 @@ std::string progress_line::estimate_of(const item_view& item) {
   return duration_text(*left[0]) + " left";
 }
 
-void progress_line::show(const item_view& item) {
+void progress_line::show(const item_view& shown) {
+  item_view item = shown;
+  read_resumption(item);
   if (is_terminal_) {
     const std::string line = cut_end(progress_text(item, estimate_of(item), locale_is_unicode()),
                                      terminal_size().columns - 1);

@@ -17,7 +17,7 @@ public:
   progress_line(const progress_line&) = delete;
   progress_line& operator=(const progress_line&) = delete;
 
-  void show(const item_view& item);
+  void show(const item_view& shown);
   // Takes the line from the terminal, before something else is printed there.
   void clear();
 

@@ -78,7 +78,7 @@ table_row cells_of(const screen_row& row, std::size_t id_length, const screen_st
   result[profile] = printable(item.profile);
   result[expected] = row.expected;
   result[name] = name_cell(item.input_file, style);
-  result[text] = printable(item.text_and_reason());
+  result[text] = printable(item.whole_text());
   return result;
 }
 

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "tools/job_log/job_log.h"
+#include "tools/job_log/job_resumption.h"
 #include "tools/job_log/one_line.h"
 #include "tools/media/engine.h"
 #include "tools/media/left_segments.h"
@@ -66,7 +67,7 @@ bool segmented_encode::open(encode_failure& failure) {
   if (!store_->is_complete() && !choose_beginning(failure)) { return false; }
   if (store_->pictures().empty()) { return true; }
   task_.line.begin_at(store_->frames());
-  announce("resumed at " + std::to_string(task_.line.percent()) + " %, after " +
+  announce(resumed_words + std::to_string(task_.line.percent()) + " %, after " +
            std::to_string(store_->pictures().size()) + " finished segments");
   task_.progress.write_line(task_.line.text());
   return true;
@@ -75,7 +76,7 @@ bool segmented_encode::open(encode_failure& failure) {
 void segmented_encode::announce(const std::string& text) const {
   std::fprintf(stderr, "%s: %s: %s\n", tool_.c_str(), on_one_line(task_.source.path()).c_str(),
                on_one_line(text).c_str());
-  log_note("checkpoint", text);
+  log_note(checkpoint_note, text);
 }
 
 bool segmented_encode::scan(encode_failure& failure) {
@@ -85,7 +86,7 @@ bool segmented_encode::scan(encode_failure& failure) {
 
 void segmented_encode::begin_anew(const std::string& why) {
   if (!store_->pictures().empty()) {
-    announce("begins anew: " + why);
+    announce(begun_anew_words + (": " + why));
     begun_anew_ = true;
   }
   store_->clear();

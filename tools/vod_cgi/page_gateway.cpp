@@ -44,6 +44,9 @@ page_answer answer_queue(const cgi_input& input, std::string_view socket_path,
   queue_listing queue;
   service_reply failure;
   if (!read_queue(service, {}, queue, failure, gateway_limits)) { return page_failure(failure); }
+  for (listed_item& listed : queue.items) {
+    read_resumption(listed.item);
+  }
   outlook what_is_known;
   const std::int64_t now = std::time(nullptr);
   what_is_known.note(queue.items, now);

@@ -82,6 +82,7 @@ json11::Json item_json(const shown_job& job, const vod_folder& folder) {
       {"text", item.text},
       {"reason", reason_of(job)},
       {"progress", item.progress},
+      {"resumed_at", item.resumed ? json11::Json(item.resumed->percent) : json11::Json()},
       {"ready_at",
        job.ready_at ? json11::Json(static_cast<double>(*job.ready_at)) : json11::Json()},
       {"profile", item.profile},

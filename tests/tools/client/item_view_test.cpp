@@ -1,6 +1,10 @@
 // Items as they are read.
+#include <filesystem>
+#include <fstream>
+
 #include <gtest/gtest.h>
 
+#include "tests/platform/test_folder.h"
 #include "tools/client/item_view.h"
 
 TEST(item_view, is_read_from_the_service_form) {
@@ -59,4 +63,28 @@ TEST(item_view, progress_beyond_the_whole_is_the_whole) {
   ASSERT_TRUE(
       read_item(std::string(R"({"entry id":"a","transcode progress":[70000,10000]})"), item));
   EXPECT_EQ(item.progress, 10000);
+}
+
+TEST(item_view, shows_where_its_transcode_was_resumed) {
+  item_view item;
+  item.text = "Transcoding file...";
+  EXPECT_EQ(item.whole_text(), "Transcoding file...");
+  item.resumed = job_resumption{63, 0};
+  EXPECT_EQ(item.whole_text(), "Transcoding file... (resumed at 63 %)");
+}
+
+TEST(item_view, that_does_not_run_was_resumed_nowhere) {
+  const qx_test::test_folder folder;
+  std::filesystem::create_directory(folder.file(".out.mp4.metadata"));
+  std::ofstream(folder.file(".out.mp4.metadata/vod.log"))
+      << "=== 2026-11-22T10:00:00.000Z qxmi_vod_transcode 0.1.0\n"
+         "2026-11-22T10:00:01.000Z checkpoint: resumed at 63 %, after 226 finished segments\n";
+  item_view item;
+  item.output_file = folder.file("out.mp4");
+  item.state = "transcoding";
+  read_resumption(item);
+  EXPECT_TRUE(item.resumed);
+  item.state = "cancelled";
+  read_resumption(item);
+  EXPECT_FALSE(item.resumed);
 }

@@ -4,6 +4,7 @@
 #include "tests/tools/qx_vod_ctl/machine.h"
 
 using namespace qx_test;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
@@ -76,4 +77,26 @@ TEST(ctl_status, colour_in_a_pipe_only_when_asked_for) {
   machine.start_with_items({"aaaa"});
   EXPECT_EQ(machine.ctl({"status"}).out.find('\x1b'), std::string::npos);
   EXPECT_NE(machine.ctl({"status", "--color", "always"}).out.find("\x1b[31m"), std::string::npos);
+}
+
+TEST(ctl_status, a_resumed_transcode_shows_where_it_was_resumed) {
+  ctl_machine machine;
+  machine.start();
+  const std::string id = machine.add_transcoding("/mnt/media/clip.mpg");
+  const std::string output =
+      parsed(machine.ctl({"show", id, "--json"}).out)["output file"].string_value();
+  const std::size_t name = output.rfind('/') + 1;
+  const std::string log = output.substr(0, name) + "." + output.substr(name) + ".metadata/vod.log";
+  const std::string opening = "=== 2026-11-22T10:00:00.000Z qxmi_vod_transcode 0.1.0\n";
+  machine.root.write(log, opening + "2026-11-22T10:00:01.000Z checkpoint: resumed at 63 %, ...\n");
+  for (const char* command : {"status", "list"}) {
+    EXPECT_THAT(machine.ctl({command}).out,
+                ContainsRegex("clip.mpg +Transcoding file... .resumed at 63 %.\n"));
+  }
+  EXPECT_THAT(machine.ctl({"show", id}).out, HasSubstr("\nresumed at 63 %\n"));
+  const running_client following = machine.start_ctl({"follow", id});
+  EXPECT_TRUE(following.wait_for_stdout("Transcoding file... (resumed at 63 %)\n"));
+  machine.root.release("go");
+  following.finish();
+  EXPECT_EQ(machine.ctl({"status"}).out.find("resumed"), std::string::npos);
 }

@@ -103,3 +103,11 @@ TEST(at_work_text, omits_unknown_values) {
   item.paused = true;
   EXPECT_EQ(at_work_text(item, 2.25, 65.0), "41.5%, paused  clip.mpg");
 }
+
+TEST(at_work_text, says_where_the_job_was_resumed) {
+  item_view item;
+  item.input_file = "/mnt/media/clip.mpg";
+  item.progress = 6550;
+  item.resumed = job_resumption{63, 0};
+  EXPECT_EQ(at_work_text(item, {}, 65.0), "65.5%, resumed at 63 %, 1:05 left  clip.mpg");
+}

@@ -153,7 +153,6 @@ TEST(watching_a_failed_job, shows_the_reason_from_its_log) {
   });
   watcher tool(service);
   tool.refresh(screen, 500'000, 1700000000);
-  EXPECT_EQ(tool.view().rows[0].listed.item.text_and_reason(),
-            "Transcoding failed: disk-full: no room");
+  EXPECT_EQ(tool.view().rows[0].listed.item.whole_text(), "Transcoding failed: disk-full: no room");
   std::filesystem::remove_all(folder);
 }

@@ -11,6 +11,7 @@
 #include "tests/support/media/made_media.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
+#include "tools/job_log/job_resumption.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 
 using namespace qx_test;
@@ -66,6 +67,17 @@ TEST_F(checkpoint, a_killed_transcode_goes_on_where_it_was) {
   expect_resumed(result, 2);
   expect_whole(result);
   expect_as_in_one_piece();
+}
+
+TEST_F(checkpoint, a_resumed_transcode_says_in_its_log_where_it_was) {
+  fs::create_directory(folder.file(".out.mp4.metadata"));
+  interrupt_after(2, SIGKILL);
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return find_resumption(output).has_value(); }));
+  EXPECT_GE(find_resumption(output)->percent, 33);
+  run.signal_group(SIGTERM);
+  run.wait();
+  EXPECT_FALSE(find_resumption(output)) << "it has ended";
 }
 
 TEST_F(checkpoint, a_killed_transcode_of_a_recording_goes_on_where_it_was) {

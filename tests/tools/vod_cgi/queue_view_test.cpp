@@ -150,6 +150,16 @@ TEST(cgi_job_group, of_a_cancelled_job_is_failed_unless_a_user_cancelled_it) {
   EXPECT_EQ(group(job("a", "cancelling")), "cancelled");
 }
 
+TEST(cgi_queue_view, says_where_a_transcode_was_resumed) {
+  listed_item listed;
+  ASSERT_TRUE(read_item(json11::Json(job("a", "transcoding")), listed.item));
+  const expected_ends ends = {{std::nullopt}, 1000};
+  const vod_folder folder{"/nowhere/"};
+  EXPECT_TRUE(view_of_queue({listed}, ends, {}, folder)["items"][0]["resumed_at"].is_null());
+  listed.item.resumed = job_resumption{63, 0};
+  EXPECT_EQ(view_of_queue({listed}, ends, {}, folder)["items"][0]["resumed_at"].dump(), "63");
+}
+
 TEST(cgi_job_group, of_a_resumed_transcode_without_its_turn_is_waiting) {
   EXPECT_EQ(group(job("a", "transcoding", "waiting", true)), "waiting");
 }

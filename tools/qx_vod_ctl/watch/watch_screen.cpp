@@ -84,6 +84,7 @@ std::string at_work_text(const item_view& item, std::optional<double> speed,
   const std::string name = "  " + base_name(item.input_file);
   std::string text = percent(item.progress);
   if (item.paused) { return text + ", paused" + name; }
+  if (item.resumed) { text += ", " + resumption_text(*item.resumed); }
   if (speed) {
     char number[48];
     std::snprintf(number, sizeof number, ", %.1f times real time", *speed);

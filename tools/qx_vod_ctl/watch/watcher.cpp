@@ -40,7 +40,10 @@ void watcher::read_reasons(const screen_size& size) {
   }
 }
 
-void watcher::take_over(const std::vector<listed_item>& items, std::int64_t now) {
+void watcher::take_over(std::vector<listed_item> items, std::int64_t now) {
+  for (listed_item& listed : items) {
+    read_resumption(listed.item);
+  }
   const std::string id = selected() == nullptr ? "" : selected()->entry_id;
   outlook_.note(items, now);
   const auto left = outlook_.time_left(items);

@@ -31,7 +31,7 @@ public:
   void save() const { outlook_.save(); }
 
 private:
-  void take_over(const std::vector<listed_item>& items, std::int64_t now);
+  void take_over(std::vector<listed_item> items, std::int64_t now);
   void read_reasons(const screen_size& size);
   void keep_selection(const std::string& id);
   void move_to(std::size_t row, const screen_size& size);
