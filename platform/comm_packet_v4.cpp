@@ -15,22 +15,18 @@ namespace {
 
 constexpr std::string_view magic = "CMS4";
 constexpr std::size_t body_length_end = 8;  // offset just after the header's body length
+constexpr std::size_t reserved_field = 28;
 
-// Fewer bytes than the number has stand for its low ones.
-std::uint64_t little_endian(std::string_view bytes) {
+std::uint32_t number_at(const char* bytes) {
+  std::uint32_t value = 0;
+  std::memcpy(&value, bytes, sizeof value);
+  return le32toh(value);
+}
+
+std::uint64_t long_number_at(const char* bytes) {
   std::uint64_t value = 0;
-  std::memcpy(&value, bytes.data(), std::min(bytes.size(), sizeof value));
+  std::memcpy(&value, bytes, sizeof value);
   return le64toh(value);
-}
-
-void append_number(std::string& wire, std::uint64_t value, std::size_t size) {
-  const std::uint64_t bytes = htole64(value);
-  wire.append(reinterpret_cast<const char*>(&bytes), size);
-}
-
-void append_bytes(std::string& wire, std::string_view bytes) {
-  append_number(wire, bytes.size(), 4);
-  wire += bytes;
 }
 
 bool is_text(std::string_view bytes) {
@@ -49,8 +45,14 @@ public:
     rest_.remove_prefix(taken.size());
     return taken;
   }
-  std::uint32_t number() { return static_cast<std::uint32_t>(little_endian(take(4))); }
-  std::uint64_t long_number() { return little_endian(take(8)); }
+  std::uint32_t number() {
+    const std::string_view bytes = take(sizeof(std::uint32_t));
+    return broken_ ? 0 : number_at(bytes.data());
+  }
+  std::uint64_t long_number() {
+    const std::string_view bytes = take(sizeof(std::uint64_t));
+    return broken_ ? 0 : long_number_at(bytes.data());
+  }
 
   // Reads a count of the items that follow. A count above `most` breaks the packet and reads as 0.
   std::size_t count(std::size_t most) {
@@ -90,26 +92,50 @@ std::size_t body_length(const comm_socket_v4_packet& packet) {
   return length;
 }
 
-void append_header(std::string& wire, const comm_socket_v4_packet& packet, std::size_t length) {
-  wire += magic;
-  append_number(wire, length, 4);
-  append_number(wire, packet.request_id, 8);
-  append_number(wire, packet.result_code, 8);
-  append_number(wire, packet.flags, 4);
-  append_number(wire, 0, 4);
-}
+// Writes parts one after another to memory that has room for all of them.
+class part_writer {
+public:
+  explicit part_writer(char* place) : place_(place) {}
 
-void append_body(std::string& wire, const comm_socket_v4_packet& packet) {
-  append_number(wire, packet.words.size(), 4);
+  void bytes(std::string_view bytes) {
+    std::memcpy(place_, bytes.data(), bytes.size());
+    place_ += bytes.size();
+  }
+  void number(std::size_t value) {
+    const std::uint32_t number = htole32(static_cast<std::uint32_t>(value));
+    bytes({reinterpret_cast<const char*>(&number), sizeof number});
+  }
+  void long_number(std::uint64_t value) {
+    const std::uint64_t number = htole64(value);
+    bytes({reinterpret_cast<const char*>(&number), sizeof number});
+  }
+  void text(const std::string& text) {
+    number(text.size());
+    bytes(text);
+  }
+
+private:
+  char* place_;
+};
+
+// Everything but the data, which comes last.
+void write_parts(part_writer wire, const comm_socket_v4_packet& packet, std::size_t length) {
+  wire.bytes(magic);
+  wire.number(length);
+  wire.long_number(packet.request_id);
+  wire.long_number(packet.result_code);
+  wire.number(packet.flags);
+  wire.number(0);
+  wire.number(packet.words.size());
   for (const std::string& word : packet.words) {
-    append_bytes(wire, word);
+    wire.text(word);
   }
-  append_number(wire, packet.nv_pairs.size(), 4);
+  wire.number(packet.nv_pairs.size());
   for (const auto& [name, value] : packet.nv_pairs) {
-    append_bytes(wire, name);
-    append_bytes(wire, value);
+    wire.text(name);
+    wire.text(value);
   }
-  append_bytes(wire, packet.data);
+  wire.number(packet.data.size());
 }
 
 }  // namespace
@@ -123,9 +149,11 @@ std::size_t comm_packet_v4_size(const comm_socket_v4_packet& packet,
 
 void comm_packet_v4_append(const comm_socket_v4_packet& packet, std::size_t size,
                            std::string& wire) {
-  wire.reserve(wire.size() + size);
-  append_header(wire, packet, size - comm_packet_v4_header_size);
-  append_body(wire, packet);
+  const std::size_t begin = wire.size();
+  wire.reserve(begin + size);
+  wire.resize(begin + size - packet.data.size());
+  write_parts(part_writer(&wire[begin]), packet, size - comm_packet_v4_header_size);
+  wire += packet.data;
 }
 
 bool comm_packet_v4_encode(const comm_socket_v4_packet& packet, const comm_packet_v4_kind& kind,
@@ -143,10 +171,10 @@ comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_pack
   const std::size_t magic_seen = std::min(bytes.size(), magic.size());
   if (bytes.substr(0, magic_seen) != magic.substr(0, magic_seen)) { return malformed; }
   if (bytes.size() < body_length_end) { return incomplete; }
-  const std::size_t length = little_endian(bytes.substr(magic.size(), 4));
+  const std::size_t length = number_at(bytes.data() + magic.size());
   if (length > kind.largest_body) { return malformed; }
   if (bytes.size() < comm_packet_v4_header_size) { return incomplete; }
-  if (little_endian(bytes.substr(comm_packet_v4_header_size - 4, 4)) != 0) { return malformed; }
+  if (number_at(bytes.data() + reserved_field) != 0) { return malformed; }
   const std::size_t size = comm_packet_v4_header_size + length;
   return bytes.size() < size ? incomplete : comm_packet_v4_front{comm_packet_v4_state::whole, size};
 }
@@ -154,7 +182,12 @@ comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_pack
 bool comm_packet_v4_decode(std::string_view bytes, const comm_packet_v4_kind& kind,
                            comm_socket_v4_packet& packet) {
   const comm_packet_v4_front front = comm_packet_v4_look(bytes, kind);
-  if (front.state != comm_packet_v4_state::whole || front.size != bytes.size()) { return false; }
+  return front.state == comm_packet_v4_state::whole && front.size == bytes.size() &&
+         comm_packet_v4_read(bytes, kind, packet);
+}
+
+bool comm_packet_v4_read(std::string_view bytes, const comm_packet_v4_kind& kind,
+                         comm_socket_v4_packet& packet) {
   part_reader parts(bytes);
   parts.take(body_length_end);
   packet.request_id = parts.long_number();

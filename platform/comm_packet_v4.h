@@ -74,6 +74,12 @@ struct comm_packet_v4_front {
 // well formed.
 comm_packet_v4_front comm_packet_v4_look(std::string_view bytes, const comm_packet_v4_kind& kind);
 
+// Reads the packet that fills `bytes`, which are whole according to comm_packet_v4_look(), into
+// `packet`, which must be blank. Returns false if they are malformed; the contents of `packet` are
+// then unspecified.
+bool comm_packet_v4_read(std::string_view bytes, const comm_packet_v4_kind& kind,
+                         comm_socket_v4_packet& packet);
+
 // Reads exactly one whole packet from `bytes` into `packet`, which must be blank. Returns false if
 // the bytes are malformed; the contents of `packet` are then unspecified.
 bool comm_packet_v4_decode(std::string_view bytes, const comm_packet_v4_kind& kind,

@@ -104,7 +104,7 @@ std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
   std::unique_ptr<comm_socket_v4_packet> request(comm_socket_v4_packet_create());
   if (request == nullptr) { return nullptr; }
   const std::string_view bytes = unread_input().substr(0, request_size);
-  if (!comm_packet_v4_decode(bytes, comm_packet_v4_request, *request)) {
+  if (!comm_packet_v4_read(bytes, comm_packet_v4_request, *request)) {
     end_input();
     return nullptr;
   }
@@ -121,6 +121,7 @@ std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
 
 void comm_socket_v4_client::end_input() {
   input_ended = true;
+  server->may_have_ended = true;
   drop_input();
 }
 
@@ -150,17 +151,23 @@ void comm_socket_v4_client::close() {
 }
 
 comm_socket_v4_client* comm_socket_v4_accept_connection(comm_socket_v4* server) {
+  if (!server->may_have_new) { return nullptr; }
   auto* const client = find_client(*server, [](const auto& each) { return !each.announced; });
   if (client != nullptr) { client->announced = true; }
+  server->may_have_new = client != nullptr;
   return client;
 }
 
 comm_socket_v4_client* comm_socket_v4_get_disconnected_client(comm_socket_v4* server) {
-  auto* const client = find_client(*server, [](auto& each) {
+  if (!server->may_have_ended) { return nullptr; }
+  bool are_more_to_come = false;
+  auto* const client = find_client(*server, [&](auto& each) {
     each.close_when_done();
+    are_more_to_come = are_more_to_come || (each.input_ended && !each.reported);
     return each.announced && !each.reported && !each.is_open();
   });
   if (client != nullptr) { client->reported = true; }
+  server->may_have_ended = are_more_to_come;
   return client;
 }
 
@@ -178,7 +185,9 @@ comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
                                                         comm_socket_v4_client** client) {
   server->send_overdue();
   auto& clients = server->clients;
-  for (auto turn = clients.begin(); turn != clients.end(); ++turn) {
+  for (std::size_t left = clients.size(); left > 0; --left) {
+    const auto turn = clients.begin();
+    clients.splice(clients.end(), clients, turn);
     if (!turn->announced || turn->is_blocked) { continue; }
     std::unique_ptr<comm_socket_v4_packet> request;
     if (!with_memory("a request was not read", [&] { request = turn->take_request(); })) {
@@ -186,7 +195,7 @@ comm_socket_v4_packet* comm_socket_v4_server_get_packet(comm_socket_v4* server,
     }
     if (request != nullptr) {
       *client = &*turn;
-      clients.splice(clients.end(), clients, turn);
+      server->has_handed_out = true;
       return request.release();
     }
     turn->send_held();

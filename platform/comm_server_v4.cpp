@@ -100,6 +100,7 @@ accept_result accept_one(comm_socket_v4& server) {
   if (static_cast<std::size_t>(open_clients) < most_clients) {
     comm_socket_v4_client& client = server.clients.emplace_back(&server, -1);
     client.connection = std::move(fd);
+    server.may_have_new = true;
     client.read_round(monotonic_clock_us());
     client.close_when_done();
   }
@@ -161,7 +162,7 @@ int comm_socket_v4_idle(comm_socket_v4* server) {
   if (!std::exchange(server->is_polled, false)) { server->poll_clients(0); }
   // Known clients first: this finds those that have gone and so makes room for new ones.
   for (comm_socket_v4_client& client : server->clients) {
-    client.send_round(now_us);
+    client.send_round();
     client.read_round(now_us);
     client.close_when_done();
   }

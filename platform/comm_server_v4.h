@@ -6,7 +6,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include <poll.h>
 #include <sys/types.h>
 
 #include "platform/comm_socket_v4.h"
@@ -54,7 +56,7 @@ struct comm_socket_v4_client {
   void read_round(std::uint64_t now_us);
   // Sends as much output as the kernel accepts, and gives up on a client that has accepted none for
   // too long.
-  void send_round(std::uint64_t now_us);
+  void send_round();
   // Whether the output buffer has room for that many more bytes.
   bool has_room(std::size_t size) const;
   // Adds a reply, whose wire form has that size, to the output.
@@ -68,6 +70,8 @@ struct comm_socket_v4_client {
   // Stops reading and drops any input that has not been handed out.
   void end_input();
   void drop_output();
+  // Times a client that has to read before the kernel takes more; gives up on it after a while.
+  void wait_for_reading(bool has_read_some);
   // Also frees the memory, so that a large request's buffer is not kept for the client's lifetime.
   void drop_input();
   void receive();
@@ -93,20 +97,27 @@ struct comm_socket_v4 {
   bool may_have_connections = true;
   // When the oldest reply that is held back was accepted; 0 if there is none.
   std::uint64_t held_since_us = 0;
-  // In the order in which they are served; a client that has been served moves to the end.
+  // In the order in which they are served; one whose turn it was moves to the end.
   std::list<comm_socket_v4_client> clients;
+  // Whether there may be clients to announce, and clients to report or close.
+  bool may_have_new = false;
+  bool may_have_ended = false;
+  bool has_handed_out = false;  // a request, since the last wait
+  std::vector<pollfd> polled;   // by the last poll: the listener, then the clients
 
   // Finds out which clients are ready, waiting for the first one until the deadline. Returns what
   // poll_until() does.
   int poll_clients(std::uint64_t deadline_us);
+  // Does the same again and again for a moment, without sleeping.
+  int linger(std::uint64_t deadline_us);
 
   // Keep the total size of all clients' buffers below the limits: the client whose request has been
   // unfinished the longest is ended, or the one that has gone the longest without reading.
   void limit_input();
   void limit_output();
 
+  void note_held();
   // Sends the replies that are held back if that has taken long enough.
-  void note_held(std::uint64_t now_us);
   void send_overdue();
   void send_all_held();
 };

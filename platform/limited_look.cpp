@@ -157,6 +157,7 @@ void keep_late_answer(helper& ended) {
 }
 
 void drop_old_answers() {
+  if (late_answers().empty()) { return; }
   const std::uint64_t now = monotonic_clock_us();
   for (auto i = late_answers().begin(); i != late_answers().end();) {
     i = now - i->second.time_us > answer_life_us ? late_answers().erase(i) : std::next(i);

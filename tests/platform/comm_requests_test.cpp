@@ -4,10 +4,12 @@
 #include <string>
 #include <vector>
 
+#include <poll.h>
 #include <sys/types.h>
 
 #include <gtest/gtest.h>
 
+#include "platform/clock.h"
 #include "tests/platform/socket_bench.h"
 
 using qx_test::raw_client;
@@ -17,6 +19,7 @@ using strings = std::vector<std::string>;
 namespace {
 
 int receive_calls = 0;
+int poll_calls = 0;
 
 }  // namespace
 
@@ -27,6 +30,14 @@ ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags);
 ssize_t __wrap_recv(int fd, void* bytes, std::size_t size, int flags) {
   ++receive_calls;
   return __real_recv(fd, bytes, size, flags);
+}
+
+int __real_poll(pollfd* entries, nfds_t count, int timeout_ms);
+int __wrap_poll(pollfd* entries, nfds_t count, int timeout_ms);
+
+int __wrap_poll(pollfd* entries, nfds_t count, int timeout_ms) {
+  ++poll_calls;
+  return __real_poll(entries, count, timeout_ms);
 }
 }
 
@@ -71,6 +82,21 @@ TEST_F(comm_requests, only_clients_that_have_sent_something_are_read_from) {
     EXPECT_EQ(receive_calls, 1) << after_a_wait;
     client.send(request_bytes("test"));
   }
+}
+
+TEST_F(comm_requests, wait_after_a_request_looks_for_the_next_one_before_it_sleeps) {
+  const auto looks_of_a_wait = [this] {
+    const int before = poll_calls;
+    const std::uint64_t deadline = monotonic_clock_us() + 20000;
+    EXPECT_EQ(comm_socket_v4_server_from_client_readable(bench.server, deadline), 0);
+    return poll_calls - before;
+  };
+  bench.pass();
+  EXPECT_EQ(looks_of_a_wait(), 1);
+  client.send(request_bytes("test"));
+  EXPECT_EQ(bench.pass(), strings{"test"});
+  EXPECT_GT(looks_of_a_wait(), 1);
+  EXPECT_EQ(looks_of_a_wait(), 1);
 }
 
 TEST_F(comm_requests, request_that_arrives_between_wait_and_round_is_not_forgotten) {
