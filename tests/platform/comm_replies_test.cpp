@@ -1,5 +1,6 @@
 // The server's output: writing replies, and sending them to clients that read promptly, slowly or
 // not at all. The test has its own clock, which changes only when the test moves it.
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -81,6 +82,33 @@ TEST(comm_reply, beginning_again_starts_over_but_keeps_the_header) {
   EXPECT_EQ(reply->result_code, 1000U);
   comm_socket_v4_packet_release(reply);
   comm_socket_v4_packet_release(nullptr);
+}
+
+TEST(comm_reply, new_packet_holds_nothing_of_a_released_one) {
+  comm_socket_v4_packet* const released = comm_socket_v4_packet_create();
+  released->flags = 3;
+  released->request_id = 5;
+  released->result_code = 1000;
+  const auto claim = std::make_shared<char>();
+  released->claim = claim;
+  comm_socket_v4_packet_begin_writing(released, 0, "add", "OK");
+  comm_socket_v4_packet_write_argv_end(released);
+  comm_socket_v4_packet_write_nv_pair(released, "a", "1");
+  comm_socket_v4_packet_write_data_binary(released, "x", 1);
+  comm_socket_v4_packet_write_end(released);
+  comm_socket_v4_packet_release(released);
+  EXPECT_EQ(claim.use_count(), 1);
+
+  comm_socket_v4_packet* const fresh = comm_socket_v4_packet_create();
+  EXPECT_EQ(fresh->flags, 0U);
+  EXPECT_EQ(fresh->request_id, 0U);
+  EXPECT_EQ(fresh->result_code, 0U);
+  EXPECT_TRUE(fresh->words.empty());
+  EXPECT_TRUE(fresh->nv_pairs.empty());
+  EXPECT_EQ(fresh->data, "");
+  EXPECT_EQ(fresh->written, comm_socket_v4_packet::stage::blank);
+  EXPECT_EQ(fresh->claim, nullptr);
+  comm_socket_v4_packet_release(fresh);
 }
 
 TEST(comm_reply, unknown_command_is_echoed_and_refused) {
