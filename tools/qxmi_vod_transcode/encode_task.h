@@ -3,7 +3,6 @@
 
 #include <string>
 
-#include "tools/media/output_file.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/source_file.h"
 #include "tools/qxmi_vod_transcode/cpu_cap.h"
@@ -15,7 +14,6 @@ struct encode_task {
   const source_file& source;
   source_media& media;
   const encode_settings& settings;
-  const output_file& output;
   progress_line& line;
   progress_output& progress;
   cpu_cap cap;              // for each engine

@@ -48,17 +48,18 @@ public:
       add_whole_input(input_url);
     } else {
       append(arguments_, {"-copyts"});
-      const std::int64_t start = plan_.frame_time_us(run_.first_frame(plan_));
-      add_input_from(input_url, start, 0);
-      if (media_.sound) {
-        const std::int64_t sound_start = plan_.sound_start_us(run_.sound);
+      if (run_.has_pictures()) {
+        add_input_from(input_url, plan_.frame_time_us(run_.first_frame(plan_)), 0);
+      }
+      if (run_.has_sound(plan_)) {
+        const std::int64_t sound_start = plan_.sound_start_us(run_.sounds.first);
         add_input_from(input_url, sound_start, sound_start);
       }
     }
     append(arguments_, {"-map_metadata", "-1", "-map_chapters", "-1"});
-    add_picture();
-    if (media_.sound) { add_sound(); }
-    add_marks();
+    if (run_.has_pictures()) { add_picture(); }
+    if (run_.has_sound(plan_)) { add_sound(); }
+    if (run_.has_pictures()) { add_marks(); }
     return arguments_;
   }
 
@@ -90,20 +91,30 @@ private:
     add_input(arguments_, url, {}, media_.depth);
   }
 
-  std::int64_t lead_frames() const { return plan_.lead_frames(run_.picture); }
+  std::int64_t lead_frames() const { return plan_.lead_frames(run_.pictures.first); }
 
+  // Of an open run, the last one that the output may have; else that of the segment after its last
+  // one that has a sum.
   std::int64_t last_frame() const {
-    return static_cast<std::int64_t>(std::ceil(settings_.time_limit * plan_.rate.value()));
+    return run_.pictures.is_open()
+               ? static_cast<std::int64_t>(std::ceil(settings_.time_limit * plan_.rate.value()))
+               : plan_.first_frame(run_.pictures.end) + marked_frames;
   }
 
   std::string picture_graph() const {
-    const std::string begin = std::to_string(run_.first_frame(plan_));
+    const std::int64_t first = run_.first_frame(plan_);
+    const std::string begin = std::to_string(first);
     const std::string cut = run_.is_whole() ? ""
                                             : "trim=start_pts=" + begin +
                                                   ":end_pts=" + std::to_string(last_frame()) +
                                                   ",setpts=PTS-" + begin + ",";
+    const std::string split =
+        run_.pictures.is_open()
+            ? ",split[picture][all];"
+            : ",split[more][all];[more]trim=end_pts=" +
+                  std::to_string(plan_.first_frame(run_.pictures.end) - first) + "[picture];";
     return "[0:" + std::to_string(media_.picture->index) + "]" + filters_to_grid(media_) + cut +
-           filters_from_grid(media_, settings_) + ",split[picture][all];[all]select=lt(mod(pts+" +
+           filters_from_grid(media_, settings_) + split + "[all]select=lt(mod(pts+" +
            std::to_string(plan_.frames - lead_frames()) + "\\," + std::to_string(plan_.frames) +
            ")\\," + std::to_string(marked_frames) + ")[marks]";
   }
@@ -112,37 +123,38 @@ private:
     append(arguments_, {"-filter_complex", picture_graph(), "-map", "[picture]"});
     add_picture_encoder(arguments_, media_, settings_);
     // The encoder has no buffer from before: half full is what it finds on average.
-    if (!run_.is_whole()) { append(arguments_, {"-x264-params", "vbv-init=0.5"}); }
+    if (run_.pictures.first > 0) { append(arguments_, {"-x264-params", "vbv-init=0.5"}); }
     end_at_limit();
-    append(arguments_,
-           {"-segment_format", "mp4", "-reset_timestamps", "1", "-segment_frames",
-            cut_list(lead_frames() > 0 ? lead_frames() : plan_.frames, plan_.frames, cuts())});
-    append(arguments_,
-           {"-segment_start_number", std::to_string(run_.picture - (lead_frames() > 0 ? 1 : 0))});
+    append(arguments_, {"-segment_format", "mp4", "-reset_timestamps", "1", "-segment_frames",
+                        cut_list(lead_frames() > 0 ? lead_frames() : plan_.frames, plan_.frames,
+                                 cuts(run_.pictures))});
+    append(arguments_, {"-segment_start_number",
+                        std::to_string(run_.pictures.first - (lead_frames() > 0 ? 1 : 0))});
     add_output(arguments_, "segment", folder_ + "v%06d.mp4");
   }
 
   void add_sound() {
-    add_sound_source(arguments_, media_, run_.is_whole() ? 0 : 1);
+    add_sound_source(arguments_, media_, run_.is_whole() || !run_.has_pictures() ? 0 : 1);
     add_sound_encoder(arguments_, media_);
-    const std::int64_t lead = plan_.lead_packets(run_.sound);
+    const std::int64_t lead = plan_.lead_packets(run_.sounds.first);
     if (run_.is_whole()) {
       end_at_limit();
     } else {
-      const double most =
-          std::ceil(settings_.time_limit * sound_output_rate / sound_packet_samples);
-      append(arguments_, {"-frames:a", std::to_string(static_cast<std::int64_t>(most) + lead -
-                                                      plan_.first_packet(run_.sound))});
+      append(arguments_, {"-frames:a", std::to_string(last_packet() + lead -
+                                                      plan_.first_packet(run_.sounds.first))});
     }
-    append(arguments_, {"-segment_format", "adts", "-segment_frames",
-                        cut_list(lead > 0 ? lead : plan_.packets, plan_.packets, cuts())});
-    append(arguments_, {"-segment_start_number", std::to_string(run_.sound - (lead > 0 ? 1 : 0))});
+    append(arguments_,
+           {"-segment_format", "adts", "-segment_frames",
+            cut_list(lead > 0 ? lead : plan_.packets, plan_.packets, cuts(run_.sounds))});
+    append(arguments_,
+           {"-segment_start_number", std::to_string(run_.sounds.first - (lead > 0 ? 1 : 0))});
     add_output(arguments_, "segment", folder_ + "s%06d.adts");
     if (run_.seeks_sound(plan_)) { add_landing(); }
   }
 
   void add_landing() {
-    append(arguments_, {"-map", "1:" + std::to_string(media_.sound->index), "-c", "copy",
+    const std::string input = run_.has_pictures() ? "1:" : "0:";
+    append(arguments_, {"-map", input + std::to_string(media_.sound->index), "-c", "copy",
                         "-copypriorss", "1", "-frames:a", "1", "-flush_packets", "1"});
     add_output(arguments_, "framecrc", folder_ + run_landing);
   }
@@ -161,7 +173,17 @@ private:
     if (run_.is_whole()) { append(arguments_, {"-t", std::to_string(settings_.time_limit)}); }
   }
 
-  std::int64_t cuts() const { return plan_.most_segments(settings_.time_limit); }
+  std::int64_t last_packet() const {
+    return run_.sounds.is_open()
+               ? static_cast<std::int64_t>(
+                     std::ceil(settings_.time_limit * sound_output_rate / sound_packet_samples))
+               : plan_.first_packet(run_.sounds.end);
+  }
+
+  std::int64_t cuts(segment_range range) const {
+    return range.is_open() ? plan_.most_segments(settings_.time_limit)
+                           : range.end - range.first + 1;
+  }
 
   const source_media& media_;
   const encode_settings& settings_;
@@ -174,8 +196,8 @@ private:
 }  // namespace
 
 bool segment_run::seeks_sound(const segment_plan& plan) const {
-  const double start = static_cast<double>(plan.sound_start_us(sound)) * microsecond;
-  return !is_whole() && plan.packets > 0 && start > warm_up;
+  const double start = static_cast<double>(plan.sound_start_us(sounds.first)) * microsecond;
+  return !is_whole() && has_sound(plan) && start > warm_up;
 }
 
 std::string picture_segment_name(std::int64_t segment) {

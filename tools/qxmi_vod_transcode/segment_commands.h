@@ -7,18 +7,23 @@
 #include "tools/qxmi_vod_transcode/encode_command.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
 
-// One engine that makes all segments from these on, to the end of the source.
+// One engine that makes these segments, one after another. As given here it makes all, as an engine
+// that works in one piece would.
 struct segment_run {
-  std::int64_t picture = 0;  // its first picture segment; 0 for the whole, as in one piece
-  std::int64_t sound = 0;    // its first sound segment
+  segment_range pictures;  // either may be empty, but not both
+  segment_range sounds;    // without meaning if the output has no sound
   // How many seconds before its first segments it begins to read; at or beyond the beginning of the
   // source it does not seek.
   double warm_up = 0.0;
 
-  bool is_whole() const { return picture == 0; }
+  bool has_pictures() const { return !pictures.is_empty(); }
+  bool has_sound(const segment_plan& plan) const { return plan.packets > 0 && !sounds.is_empty(); }
+  bool is_whole() const {
+    return pictures.first == 0 && pictures.is_open() && sounds.first == 0 && sounds.is_open();
+  }
   // The first frame that it makes.
   std::int64_t first_frame(const segment_plan& plan) const {
-    return plan.first_frame(picture) - plan.lead_frames(picture);
+    return plan.first_frame(pictures.first) - plan.lead_frames(pictures.first);
   }
   // Whether it jumps into the middle of the source to reach its first sound.
   bool seeks_sound(const segment_plan& plan) const;
@@ -36,10 +41,9 @@ constexpr std::int64_t marked_frames = 3;
 std::string picture_segment_name(std::int64_t segment);
 std::string sound_segment_name(std::int64_t segment);
 
-// Makes the segments of `run` in the folder at `folder_url`, which ends with a slash. A run
-// that is not whole makes a short segment of pictures before its first one, to be thrown away, and
-// one of sound, too, unless it makes the first one of that. It counts the time of pictures from
-// that segment on.
+// Makes the segments of `run` in the folder at `folder_url`, which ends with a slash. A run makes a
+// short segment of pictures before its first one, to be thrown away, and one of sound, too, unless
+// it makes the first one of that. It counts the time of pictures from that segment on.
 argument_list run_command(const source_media& media, const encode_settings& settings,
                           const segment_plan& plan, const segment_run& run,
                           const std::string& input_url, const std::string& folder_url);

@@ -58,18 +58,19 @@ bool write_sound(const encode_task& task, int folder, std::size_t segments) {
   return file.valid();
 }
 
-bool run_join(const encode_task& task, int folder, bool sound, encode_failure& failure) {
+bool run_join(const encode_task& task, const output_file& output, int folder, bool sound,
+              encode_failure& failure) {
   const std::string url = "file:/proc/self/fd/" + std::to_string(folder) + "/";
   program_request request;
-  request.argv = join_command(url + list_name, sound ? url + sound_name : "", task.output.url());
+  request.argv = join_command(url + list_name, sound ? url + sound_name : "", output.url());
   request.confined_to.emplace().readable = {folder};
-  request.confined_to->writable = task.output.fd();
+  request.confined_to->writable = output.fd();
   request.confined_to->largest_file = largest_output(task.media, task.settings);
   supervise(request, task);
   encoder_watch watch(task.line, task.progress, task.cap);
   const program_result result = run_program(request, watch);
   if (result.success()) { return true; }
-  failure = failure_of(result, task, task.output.url());
+  failure = failure_of(result, task, output.url());
   failure.of_output = true;
   return false;
 }
@@ -92,10 +93,11 @@ bool decodes(const encode_task& task, const source_file& result, double begin,
   return false;
 }
 
-bool ends_and_seams_decode(const encode_task& task, const segment_plan& plan,
-                           const segment_store& store, encode_failure& failure) {
+bool ends_and_seams_decode(const encode_task& task, const output_file& output,
+                           const segment_plan& plan, const segment_store& store,
+                           encode_failure& failure) {
   source_file result;
-  if (!result.open(task.output.temporary_path(), failure.cause)) {
+  if (!result.open(output.temporary_path(), failure.cause)) {
     failure.of_output = failure.interrupted = true;
     return false;
   }
@@ -113,8 +115,8 @@ bool ends_and_seams_decode(const encode_task& task, const segment_plan& plan,
 
 }  // namespace
 
-bool join_segments(const encode_task& task, const segment_plan& plan, const segment_store& store,
-                   int folder, encode_failure& failure) {
+bool join_segments(const encode_task& task, const output_file& output, const segment_plan& plan,
+                   const segment_store& store, int folder, encode_failure& failure) {
   const auto pictures = static_cast<std::int64_t>(store.pictures().size());
   const std::size_t sounds = store.sounds().size();
   if (!write_list(folder, join_list(plan, pictures)) ||
@@ -122,8 +124,8 @@ bool join_segments(const encode_task& task, const segment_plan& plan, const segm
     failure = system_failure(errno);
     return false;
   }
-  const bool joined = run_join(task, folder, sounds > 0, failure);
+  const bool joined = run_join(task, output, folder, sounds > 0, failure);
   unlinkat(folder, sound_name, 0);
   unlinkat(folder, list_name, 0);
-  return joined && ends_and_seams_decode(task, plan, store, failure);
+  return joined && ends_and_seams_decode(task, output, plan, store, failure);
 }

@@ -65,7 +65,7 @@ std::uint64_t sum_of_commands(const source_media& media, encode_settings setting
   settings.time_limit = 1.0;
   content_sum sum;
   segment_run middle;
-  middle.picture = middle.sound = 1;
+  middle.pictures = middle.sounds = {1, 2};
   for (const segment_run& run : {segment_run(), middle}) {
     for (const std::string& argument : run_command(media, settings, plan, run, "in", "out/")) {
       sum.add(argument);

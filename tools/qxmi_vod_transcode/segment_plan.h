@@ -19,6 +19,17 @@ constexpr std::int64_t sound_lead_packets = 60;
 // beginning.
 constexpr int picture_lead_groups = 1;
 
+// The segments from `first` to before `end`, or to the end of the output.
+struct segment_range {
+  static constexpr std::int64_t open = -1;  // as `end`
+
+  std::int64_t first = 0;
+  std::int64_t end = open;
+
+  bool is_open() const { return end == open; }
+  bool is_empty() const { return end == first; }
+};
+
 // Picture and sound have segments of their own, of nearly the same length, numbered from 0. The
 // last ones are shorter, and how many there are is known only when the engine has made them.
 struct segment_plan {

@@ -40,7 +40,14 @@ segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, const
                              const segment_run& run, int folder)
     : encoder_(encoder), store_(store), plan_(plan), run_(run), folder_(folder),
       name_(new_run_name()), marks_(run.first_frame(plan), plan.frames),
-      picture_in_place_(run.is_whole()), sound_in_place_(!run.seeks_sound(plan)) {}
+      picture_in_place_(run.pictures.first == 0 || !run.has_pictures()),
+      sound_in_place_(!run.seeks_sound(plan)),
+      picture_{segment_kind::picture, run.pictures, run.pictures.first, false, {}},
+      sound_{segment_kind::sound,
+             run.has_sound(plan) ? run.sounds : segment_range{0, 0},
+             run.sounds.first,
+             false,
+             {}} {}
 
 bool segment_watch::on_tick(const child_process& child, bool suspended) {
   processor_seconds_ = std::chrono::duration_cast<std::chrono::seconds>(child.cpu_time()).count();
@@ -77,10 +84,14 @@ void segment_watch::check_place() {
   if (!sound_in_place_) { check_sound(); }
 }
 
+// Where the segment before is not there yet, the seam is looked at when all of them are.
 void segment_watch::check_picture() {
-  const std::string mark = marks_.mark(run_.picture);
-  picture_in_place_ = !mark.empty() && mark == store_.pictures().back().next;
-  const bool is_over = !mark.empty() || exists(picture_segment_name(run_.picture + 1));
+  const std::int64_t first = picture_.range.first;
+  const std::string mark = marks_.mark(first);
+  const auto before = store_.pictures().find(first - 1);
+  const bool is_known = before != store_.pictures().end();
+  picture_in_place_ = !mark.empty() && (!is_known || mark == before->second.next);
+  const bool is_over = !mark.empty() || exists(picture_, first + 1);
   misses_ = misses_ || (is_over && !picture_in_place_);
 }
 
@@ -89,7 +100,7 @@ void segment_watch::check_sound() {
   std::string list;
   std::int64_t time = 0;
   if (!file.valid() || !read_all(file.get(), longest_landing, list) || !read_landing(list, time)) {
-    misses_ = misses_ || exists(sound_segment_name(run_.sound + 1));
+    misses_ = misses_ || exists(sound_, sound_.range.first + 1);
     return;
   }
   // Its time 0 is the first packet of the lead.
@@ -97,26 +108,17 @@ void segment_watch::check_sound() {
   misses_ = misses_ || !sound_in_place_;
 }
 
-bool segment_watch::exists(const std::string& name) const {
+bool segment_watch::exists(const stream_state& stream, std::int64_t segment) const {
   struct stat status = {};
+  const std::string name = segment_name(stream.kind, segment);
   return fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-std::int64_t segment_watch::count(const stream_state& stream) const {
-  return static_cast<std::int64_t>(stream.picture ? store_.pictures().size()
-                                                  : store_.sounds().size());
-}
-
-std::string segment_watch::next_name(const stream_state& stream, std::int64_t ahead) const {
-  const std::int64_t segment = count(stream) + ahead;
-  return stream.picture ? picture_segment_name(segment) : sound_segment_name(segment);
 }
 
 // A segment is finished when the engine has begun the next one.
 void segment_watch::take_finished(stream_state& stream) {
-  if (!exists(next_name(stream, 1))) { return; }
+  if (stream.next == stream.range.end || !exists(stream, stream.next + 1)) { return; }
   if (!stream.writing_back) {
-    const unique_fd file = open_in(folder_, next_name(stream, 0));
+    const unique_fd file = open_in(folder_, segment_name(stream.kind, stream.next));
     if (file.valid()) { sync_file_range(file.get(), 0, 0, SYNC_FILE_RANGE_WRITE); }
     stream.writing_back = true;
     stream.since = clock_type::now();
@@ -127,19 +129,33 @@ void segment_watch::take_finished(stream_state& stream) {
   keep(stream, false);
 }
 
-bool segment_watch::keep(const stream_state& stream, bool is_last) {
+bool segment_watch::keep(stream_state& stream, bool is_last) {
   kept_segment made;
   made.run = name_;
-  const std::int64_t segment = count(stream);
-  made.first = stream.picture ? or_none(marks_.mark(segment)) : "-";
-  made.next = stream.picture ? or_none(marks_.mark(segment + 1)) : "-";
-  return stream.picture ? store_.keep_picture(folder_, made, is_last, failure_)
-                        : store_.keep_sound(folder_, made, is_last, failure_);
+  made.is_last = is_last;
+  const bool picture = stream.kind == segment_kind::picture;
+  made.first = picture ? or_none(marks_.mark(stream.next)) : "-";
+  made.next = picture ? or_none(marks_.mark(stream.next + 1)) : "-";
+  if (!store_.keep(stream.kind, stream.next, folder_, made, failure_)) { return false; }
+  ++stream.next;
+  return true;
 }
 
-bool segment_watch::keep_rest(const stream_state& stream) {
-  while (exists(next_name(stream, 0))) {
-    if (!keep(stream, !exists(next_name(stream, 1)))) { return false; }
+// Whether the engine has not even begun the last segment, which is never taken before the engine
+// has ended; or not shown what comes after it.
+bool segment_watch::lacks_end(const stream_state& stream) const {
+  if (stream.range.is_empty()) { return false; }
+  const bool is_open = stream.range.is_open();
+  const bool lacks_mark =
+      stream.kind == segment_kind::picture && !is_open && marks_.mark(stream.range.end).empty();
+  return !exists(stream, is_open ? stream.next : stream.range.end - 1) || lacks_mark;
+}
+
+// A run to the end of the output finds out which segment is the last one.
+bool segment_watch::keep_rest(stream_state& stream) {
+  while (stream.next != stream.range.end && exists(stream, stream.next)) {
+    const bool is_last = stream.range.is_open() && !exists(stream, stream.next + 1);
+    if (!keep(stream, is_last)) { return false; }
   }
   return true;
 }
@@ -151,6 +167,9 @@ bool segment_watch::finish() {
     read_marks();
   } while (marks_read_ != before);
   check_place();
-  misses_ = misses_ || !knows_its_place() || !exists(next_name(picture_, 0));
-  return !misses_ && keep_rest(picture_) && keep_rest(sound_) && store_.complete(failure_);
+  misses_ = misses_ || !knows_its_place() || lacks_end(picture_);
+  if (!misses_ && lacks_end(sound_)) {
+    failure_ = {false, "cannot be transcoded: the result lacks video or audio"};
+  }
+  return !gives_up() && keep_rest(picture_) && keep_rest(sound_);
 }

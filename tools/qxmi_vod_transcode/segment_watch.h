@@ -29,7 +29,7 @@ public:
   bool finish();
 
   // The run does not continue what is there: it began too late in the source, or with other
-  // pictures. A run that begins to read earlier may be better.
+  // pictures, or ended too early. A run that begins to read earlier may be better.
   bool misses_its_place() const { return misses_; }
 
   // Why a segment could not be kept; without a cause if there was no such failure.
@@ -37,8 +37,10 @@ public:
 
 private:
   struct stream_state {
-    bool picture;
-    bool writing_back = false;  // of the segment that is to be taken next
+    segment_kind kind;
+    segment_range range;
+    std::int64_t next;          // the segment that is to be taken next
+    bool writing_back = false;  // of that one
     std::chrono::steady_clock::time_point since;
   };
 
@@ -46,12 +48,11 @@ private:
   void check_place();
   void check_picture();
   void check_sound();
-  bool exists(const std::string& name) const;
-  std::string next_name(const stream_state& stream, std::int64_t ahead) const;
-  std::int64_t count(const stream_state& stream) const;
+  bool exists(const stream_state& stream, std::int64_t segment) const;
   void take_finished(stream_state& stream);
-  bool keep(const stream_state& stream, bool is_last);
-  bool keep_rest(const stream_state& stream);
+  bool keep(stream_state& stream, bool is_last);
+  bool keep_rest(stream_state& stream);
+  bool lacks_end(const stream_state& stream) const;
   bool knows_its_place() const { return picture_in_place_ && sound_in_place_; }
 
   encoder_watch& encoder_;
@@ -67,6 +68,6 @@ private:
   bool misses_ = false;
   encode_failure failure_;
   std::int64_t processor_seconds_ = 0;
-  stream_state picture_{true, false, {}};
-  stream_state sound_{false, false, {}};
+  stream_state picture_;
+  stream_state sound_;
 };

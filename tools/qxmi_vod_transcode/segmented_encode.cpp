@@ -18,7 +18,7 @@
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/segment_join.h"
 #include "tools/qxmi_vod_transcode/segment_key.h"
-#include "tools/qxmi_vod_transcode/segment_watch.h"
+#include "tools/qxmi_vod_transcode/segment_maker.h"
 
 namespace {
 
@@ -37,16 +37,16 @@ constexpr const char* clock_even = "even";
 constexpr const char* clock_jumps = "jumps";
 constexpr const char* clock_unread = "unread";
 
-// The segment in which the last of `total` pieces of `length` lies.
-std::int64_t last_segment(double total, std::int64_t length) {
-  const auto pieces = static_cast<std::int64_t>(std::floor(total));
-  return std::max<std::int64_t>(0, (pieces - 1) / length);
+// The first one; an empty one if there is none.
+segment_range first_of(const std::vector<segment_range>& ranges) {
+  return ranges.empty() ? segment_range{0, 0} : ranges.front();
 }
 
 }  // namespace
 
-segmented_encode::segmented_encode(const encode_task& task, std::string output, std::string tool)
-    : task_(task), output_(std::move(output)), tool_(std::move(tool)),
+segmented_encode::segmented_encode(const encode_task& task, const output_file& output,
+                                   std::string path, std::string tool)
+    : task_(task), output_(output), path_(std::move(path)), tool_(std::move(tool)),
       plan_(plan_segments(task.media, configured().segment_seconds)) {}
 
 segmented_encode::~segmented_encode() {
@@ -57,7 +57,7 @@ segmented_encode::~segmented_encode() {
 bool segmented_encode::open(encode_failure& failure) {
   const std::string key = segment_key(task_.source, task_.media, task_.settings, plan_);
   const std::string source = segment_source_text(task_.source.path(), task_.source.status());
-  if (!folder_.open(output_, key, source, failure.cause)) {
+  if (!folder_.open(path_, key, source, failure.cause)) {
     failure.of_output = true;
     failure.interrupted = !lacks_room(failure.cause);
     return false;
@@ -125,24 +125,9 @@ bool segmented_encode::choose_beginning(encode_failure& failure) {
     const clock_kind clock = find_clock(failure);
     if (clock == clock_kind::unknown) { return false; }
     if (clock == clock_kind::jumping) { begin_anew("its clock jumps"); }
-    cut_unfinished();
+    store_->remove_bad_ends();
   }
   return true;
-}
-
-// The output's last segments are known as such only when all are there: they are made once more.
-void segmented_encode::cut_unfinished() {
-  const double seconds = task_.media.picture_duration;
-  const std::int64_t picture =
-      store_->best_end(last_segment(seconds * plan_.rate.value(), plan_.frames));
-  std::int64_t sound = 0;
-  if (plan_.packets > 0) {
-    const double length =
-        task_.media.sound_duration > 0.0 ? task_.media.sound_duration : task_.media.duration;
-    sound = store_->best_sound_end(
-        last_segment(length * sound_output_rate / sound_packet_samples, plan_.packets));
-  }
-  store_->cut(picture, picture == 0 ? 0 : sound);
 }
 
 void segmented_encode::read_earlier() {
@@ -150,44 +135,32 @@ void segmented_encode::read_earlier() {
   log_note("checkpoint", "the next run begins to read earlier");
 }
 
+// One engine makes both picture and sound only where both go on to the end.
 segment_run segmented_encode::next_run() const {
   segment_run run;
-  run.picture = static_cast<std::int64_t>(store_->pictures().size());
-  run.sound = static_cast<std::int64_t>(store_->sounds().size());
   run.warm_up = warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)];
+  run.pictures = first_of(store_->missing(segment_kind::picture));
+  if (plan_.packets == 0) { return run; }
+  run.sounds = first_of(store_->missing(segment_kind::sound));
+  const bool together = run.pictures.is_open() && run.sounds.is_open();
+  if (together || !run.has_pictures()) { return run; }
+  if (run.pictures.is_open() && run.has_sound(plan_)) {
+    run.pictures = {0, 0};
+  } else {
+    run.sounds = {0, 0};
+  }
   return run;
 }
 
-segmented_encode::run_end segmented_encode::run_engine(const segment_run& run,
-                                                       encode_failure& failure) {
-  const run_folder folder = folder_.create_run_folder(run.picture);
-  if (!folder.valid()) {
-    failure = system_failure(errno);
-    return run_end::failed;
-  }
-  const std::string url = "file:/proc/self/fd/" + std::to_string(folder.fd()) + "/";
-  program_request request = confined_request(
-      run_command(task_.media, task_.settings, plan_, run, task_.source.url(), url), task_.source);
-  request.confined_to->work_folder = folder.fd();
-  request.confined_to->largest_file = largest_output(task_.media, task_.settings);
-  supervise(request, task_);
-  task_.line.begin_at(run.first_frame(plan_));
-  encoder_watch encoder(task_.line, task_.progress, task_.cap);
-  segment_watch watch(encoder, *store_, plan_, run, folder.fd());
-  scanned_ = false;
-  const program_result result = run_program(request, watch);
-  read_badly_ = names_passing_trouble(result);
-  if (result.success() && watch.finish()) { return run_end::made; }
-  if (watch.misses_its_place()) { return run_end::missed; }
-  failure = watch.failure().cause.empty() ? failure_of(result, task_, url) : watch.failure();
-  return run_end::failed;
-}
-
 bool segmented_encode::make_missing(encode_failure& failure) {
-  while (choose_beginning(failure)) {
+  while (!store_->has_all()) {
+    if (!choose_beginning(failure)) { return false; }
     const segment_run run = next_run();
-    const run_end end = run_engine(run, failure);
-    if (end == run_end::made) { return true; }
+    segment_maker maker(task_, plan_, *store_, folder_.fd());
+    scanned_ = false;
+    const run_end end = maker.make(run, failure);
+    read_badly_ = maker.read_badly();
+    if (end == run_end::made) { continue; }
     if (end == run_end::missed && !run.is_whole()) {
       read_earlier();
       continue;
@@ -200,7 +173,7 @@ bool segmented_encode::make_missing(encode_failure& failure) {
     store_->set_reach(no_warm_up_helps);
     begin_anew(failure.cause);
   }
-  return false;
+  return store_->complete(failure);
 }
 
 // All of them are read again before they are joined: what is damaged counts as missing.
@@ -210,34 +183,39 @@ bool segmented_encode::make_segments(encode_failure& failure) {
     if (!store_->is_complete() && !make_missing(failure)) { return false; }
     if (!scan(failure)) { return false; }
     const std::int64_t bad_seam = store_->first_bad_seam();
-    const bool continues = bad_seam == static_cast<std::int64_t>(store_->pictures().size());
-    if (store_->is_complete() && continues) { return true; }
+    if (store_->is_complete() && bad_seam < 0) { return true; }
     if (!store_->is_complete() && ++damages > most_damages) {
       failure = {true, "finished segments do not stay as they were written"};
       return false;
     }
-    if (!continues) {
-      store_->cut(bad_seam, static_cast<std::int64_t>(store_->sounds().size()));
+    if (bad_seam >= 0) {
+      store_->remove_run(bad_seam);
       read_earlier();
     }
   }
   return false;
 }
 
+// The source seemed to end where it could no longer be read.
+void segmented_encode::forget_end() {
+  for (const segment_kind kind : {segment_kind::picture, segment_kind::sound}) {
+    if (!store_->all(kind).empty()) { store_->remove(kind, store_->all(kind).rbegin()->first); }
+  }
+}
+
 bool segmented_encode::join_and_judge(const judgement& judge, encode_failure& failure) {
   // The encoder's delay, the first packet of sound, is in the file but not shown.
   const frame_counts counts{store_->frames(), std::max<std::int64_t>(1, store_->packets()) - 1};
   failure = {};
-  if (!join_segments(task_, plan_, *store_, folder_.fd(), failure)) { return false; }
+  if (!join_segments(task_, output_, plan_, *store_, folder_.fd(), failure)) { return false; }
   failure = {};
   if (judge(counts, failure)) {
-    folder_.note_result(task_.output.fd());
+    folder_.note_result(output_.fd());
     return true;
   }
   if (!failure.interrupted && read_badly_) {
-    // The source seemed to end where it could no longer be read.
     failure.interrupted = true;
-    cut_unfinished();
+    forget_end();
   }
   return false;
 }
@@ -255,7 +233,7 @@ bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
   if (try_make(judge, failure)) { return true; }
   if (stop_signal() != 0 || !lacks_room(failure.cause)) { return false; }
   // Others may never need what they have left here.
-  const left_part_sums removed = remove_left_segments(task_.output.directory(), left_segments::all,
+  const left_part_sums removed = remove_left_segments(output_.directory(), left_segments::all,
                                                       configured().checkpoint_keep_days);
   return removed.count > 0 && try_make(judge, failure);
 }

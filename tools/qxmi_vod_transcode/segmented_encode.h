@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 
+#include "tools/media/output_file.h"
 #include "tools/qxmi_vod_transcode/encode_task.h"
 #include "tools/qxmi_vod_transcode/segment_commands.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
@@ -19,9 +20,10 @@ public:
   // Judges the joined result; false with the failure.
   using judgement = std::function<bool(frame_counts counts, encode_failure& failure)>;
 
-  // `task` must outlive this object. `output` is the path of the result; lines on standard error
-  // are in the name of `tool`.
-  segmented_encode(const encode_task& task, std::string output, std::string tool);
+  // `task` and `output` must outlive this object. `path` is that of the result; lines on standard
+  // error are in the name of `tool`.
+  segmented_encode(const encode_task& task, const output_file& output, std::string path,
+                   std::string tool);
 
   // Removes the segments unless the tool is asked to stop or keep() was called.
   ~segmented_encode();
@@ -35,13 +37,12 @@ public:
   // line on standard error.
   bool open(encode_failure& failure);
 
-  // Writes the whole output to the task's file. It consists of complete segments that continue each
+  // Writes the whole output. It consists of complete segments that continue each
   // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
   // made does not, all of it is made once more in one run, unless that was only interrupted.
   bool make(const judgement& judge, encode_failure& failure);
 
 private:
-  enum class run_end { made, missed, failed };
   enum class clock_kind { even, jumping, unknown };
 
   void announce(const std::string& text) const;
@@ -50,17 +51,17 @@ private:
   bool scan(encode_failure& failure);
   clock_kind find_clock(encode_failure& failure) const;
   bool choose_beginning(encode_failure& failure);
-  void cut_unfinished();
   void read_earlier();
   bool try_make(const judgement& judge, encode_failure& failure);
   bool make_segments(encode_failure& failure);
   bool make_missing(encode_failure& failure);
   segment_run next_run() const;
-  run_end run_engine(const segment_run& run, encode_failure& failure);
+  void forget_end();
   bool join_and_judge(const judgement& judge, encode_failure& failure);
 
   const encode_task& task_;
-  std::string output_;
+  const output_file& output_;
+  std::string path_;
   std::string tool_;
   segment_plan plan_;
   work_folder folder_;
@@ -68,5 +69,5 @@ private:
   bool keeps_ = false;
   bool scanned_ = false;     // and not changed since
   bool begun_anew_ = false;  // segments were thrown away by this run of the tool
-  bool read_badly_ = false;  // the engine named a trouble of the machine, but went on to the end
+  bool read_badly_ = false;  // the last engine named a trouble of the machine, even if it went on
 };

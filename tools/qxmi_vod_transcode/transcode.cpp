@@ -66,8 +66,7 @@ private:
     const std::uint64_t expected = (in_segments ? 2 : 1) * expected_output(media_, settings_);
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
-    const encode_task task = {source_, media_,   settings_, output_,
-                              line,    progress, cap_,      {options_.level}};
+    const encode_task task = {source_, media_, settings_, line, progress, cap_, {options_.level}};
     const int status = make(task, in_segments, expected);
     if (status == exit_success) { progress.write_line(line.final_text(), last_line_patience); }
     return status;
@@ -89,7 +88,7 @@ private:
   // further.
   int make(const encode_task& task, bool in_segments, std::uint64_t expected) {
     std::optional<segmented_encode> segments;
-    if (in_segments) { segments.emplace(task, options_.output, tool_); }
+    if (in_segments) { segments.emplace(task, output_, options_.output, tool_); }
     encode_failure failure;
     const bool opened = !segments || segments->open(failure);
     // What can be resumed now is in use by now, and therefore not abandoned.

@@ -2,8 +2,7 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cinttypes>
-#include <cstdio>
+#include <climits>
 #include <cstring>
 #include <utility>
 
@@ -128,10 +127,10 @@ bool work_folder::open(const std::string& output, const std::string& key, const 
   return prepare(key, source) || fail(error);
 }
 
-run_folder work_folder::create_run_folder(std::int64_t segment) const {
-  char number[24];
-  std::snprintf(number, sizeof number, "-%06" PRId64 "-", segment);
-  return run_folder(fd(), segment_run_prefix + (number + std::to_string(getpid())));
+std::string run_folder_name(const std::string& name) {
+  char host[HOST_NAME_MAX + 1] = "";
+  gethostname(host, sizeof host - 1);
+  return segment_run_prefix + ("-" + name + "-") + host + "-" + std::to_string(getpid());
 }
 
 // Without the note, the folder of a tool that is killed then only stays longer.

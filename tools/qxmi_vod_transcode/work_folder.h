@@ -3,7 +3,6 @@
 // finds it.
 #pragma once
 
-#include <cstdint>
 #include <string>
 
 #include "platform/unique_fd.h"
@@ -27,6 +26,9 @@ private:
   unique_fd fd_;
 };
 
+// The name of the run folder for an engine of this process that begins with the segment `name`.
+std::string run_folder_name(const std::string& name);
+
 class work_folder {
 public:
   work_folder() = default;
@@ -45,10 +47,6 @@ public:
 
   // Valid after open().
   int fd() const { return folder_.get(); }
-
-  // A folder for an engine that begins at `segment`. There may be several at once, each for another
-  // segment.
-  run_folder create_run_folder(std::int64_t segment) const;
 
   // Remembers that the file open as `result` is what all this was for, and is about to get the name
   // of the output: a tool that is killed after that leaves nothing of use.

@@ -180,7 +180,7 @@ TEST_F(checkpoint, a_segment_in_the_place_of_another_is_noticed) {
   }
   const tool_result result = resume();
   expect_resumed(result, 1);
-  EXPECT_LT(first_frame(result), 100);
+  EXPECT_LT(first_frame(result), 150);
   expect_whole(result);
 }
 

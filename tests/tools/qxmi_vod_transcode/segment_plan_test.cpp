@@ -45,7 +45,7 @@ std::string command(const source_media& media, const segment_run& run) {
 
 segment_run from_second_segment() {
   segment_run run;
-  run.picture = run.sound = 1;
+  run.pictures.first = run.sounds.first = 1;
   run.warm_up = 3.0;
   return run;
 }
@@ -147,6 +147,43 @@ TEST(segment_command, a_run_that_reads_from_the_beginning_does_not_seek) {
   const std::string text = command(film({25, 1}), run);
   EXPECT_THAT(text, Not(HasSubstr("-ss ")));
   EXPECT_THAT(text, Not(HasSubstr("landing")));
+}
+
+TEST(segment_command, a_run_of_some_segments_ends_with_their_last_frame) {
+  segment_run run = from_second_segment();
+  run.pictures.end = 4;
+  run.sounds = {0, 0};
+  const std::string text = command(film({25, 1}), run);
+  EXPECT_THAT(text, HasSubstr("trim=start_pts=450:end_pts=2003,"));
+  EXPECT_THAT(text, HasSubstr("split[more][all];[more]trim=end_pts=1550[picture];"));
+  EXPECT_THAT(text, HasSubstr("-segment_frames 50,550,1050,1550 "));
+  EXPECT_THAT(text, Not(HasSubstr("-c:a")));
+}
+
+TEST(segment_command, a_run_of_pictures_alone_from_the_beginning_makes_none_in_vain) {
+  segment_run run;
+  run.pictures = {0, 3};
+  run.sounds = {0, 0};
+  run.warm_up = 3.0;
+  const std::string text = command(film({25, 1}), run);
+  EXPECT_THAT(text, HasSubstr("-copyts"));
+  EXPECT_THAT(text, Not(HasSubstr("-ss ")));
+  EXPECT_THAT(text, Not(HasSubstr("vbv-init")));
+  EXPECT_THAT(text, HasSubstr("-segment_frames 500,1000,1500,2000 "));
+  EXPECT_THAT(text, HasSubstr("-segment_start_number 0 "));
+}
+
+TEST(segment_command, a_run_of_sound_alone_has_one_input) {
+  segment_run run = from_second_segment();
+  run.pictures = {0, 0};
+  run.sounds.end = 3;
+  const std::string text = command(film({25, 1}), run);
+  EXPECT_THAT(text, Not(HasSubstr("libx264")));
+  EXPECT_THAT(text, Not(HasSubstr("framemd5")));
+  EXPECT_THAT(text, HasSubstr("-map 0:1 -filter:a "));
+  EXPECT_THAT(text, HasSubstr("-map 0:1 -c copy "));
+  EXPECT_THAT(text, HasSubstr("-frames:a 1932 "));  // 60 of lead and 2 segments of 936
+  EXPECT_THAT(text, HasSubstr("-segment_frames 60,996,1932 "));
 }
 
 TEST(segment_command, the_list_for_joining_names_each_segment_with_its_length) {

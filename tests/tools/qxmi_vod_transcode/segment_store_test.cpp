@@ -66,14 +66,27 @@ struct segments : testing::Test {
   void write(const std::string& path, const std::string& bytes) const {
     std::ofstream(path, std::ios::binary) << bytes;
   }
+  bool keep(segment_kind kind, std::int64_t segment, const std::string& bytes,
+            const kept_segment& made) {
+    write(run + "/" + segment_name(kind, segment), bytes);
+    return store->keep(kind, segment, run_fd.get(), made, failure);
+  }
+  static std::int64_t next_of(const segment_map& segments) {
+    return segments.empty() ? 0 : segments.rbegin()->first + 1;
+  }
+  // The last one of the output, of both kinds.
+  bool keep_ends() {
+    const kept_segment last = {{}, "one", "-", "-", true};
+    return keep(segment_kind::picture, next_of(store->pictures()), film(20), last) &&
+           keep(segment_kind::sound, next_of(store->sounds()), sound(20), last);
+  }
   bool keep_picture(const std::string& bytes, const std::string& of_run = "one",
                     const std::string& first = "a", const std::string& next = "a") {
-    write(run + "/" + picture_name(store->pictures().size()), bytes);
-    return store->keep_picture(run_fd.get(), {{}, of_run, first, next}, false, failure);
+    return keep(segment_kind::picture, next_of(store->pictures()), bytes,
+                {{}, of_run, first, next, false});
   }
   bool keep_sound(const std::string& bytes) {
-    write(run + "/s00000" + std::to_string(store->sounds().size()) + ".adts", bytes);
-    return store->keep_sound(run_fd.get(), {{}, "one", "-", "-"}, false, failure);
+    return keep(segment_kind::sound, next_of(store->sounds()), bytes, {{}, "one", "-", "-", false});
   }
   static std::string picture_name(std::size_t segment) {
     return "v00000" + std::to_string(segment) + ".mp4";
@@ -146,7 +159,8 @@ TEST_F(segments, that_changed_on_the_disk_count_as_missing) {
   std::string bytes = film(50);
   bytes[bytes.find("pictures")] = '\0';
   write(folder.file("v000000.mp4"), bytes);
-  EXPECT_EQ(found().frames(), 0);
+  EXPECT_EQ(found().pictures().count(0), 0U);
+  EXPECT_EQ(found().frames(), 50);
 }
 
 TEST_F(segments, without_their_record_count_as_missing) {
@@ -178,27 +192,76 @@ TEST_F(segments, with_a_changed_record_count_as_missing) {
 TEST_F(segments, are_complete_only_with_all_that_were_counted) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
+  ASSERT_TRUE(keep_ends()) << failure.cause;
+  EXPECT_FALSE(found().is_complete());
   ASSERT_TRUE(store->complete(failure)) << failure.cause;
   EXPECT_TRUE(found().is_complete());
   fs::remove(folder.file("s000000.adts"));
   EXPECT_FALSE(found().is_complete());
 }
 
-TEST_F(segments, after_a_cut_are_gone_and_no_longer_complete) {
+TEST_F(segments, are_all_there_once_the_last_one_is_and_no_gap) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  EXPECT_FALSE(store->has_all());
+  ASSERT_TRUE(keep_ends()) << failure.cause;
+  EXPECT_TRUE(store->has_all());
+  store->remove(segment_kind::picture, 0);
+  EXPECT_FALSE(store->has_all());
+}
+
+TEST_F(segments, are_found_on_both_sides_of_a_gap) {
+  const kept_segment made = {{}, "one", "a", "b", false};
+  ASSERT_TRUE(keep(segment_kind::picture, 0, film(50), made)) << failure.cause;
+  ASSERT_TRUE(keep(segment_kind::picture, 3, film(50), made)) << failure.cause;
+  EXPECT_EQ(found().frames(), 100);
+  const std::vector<segment_range> gaps = found().missing(segment_kind::picture);
+  ASSERT_EQ(gaps.size(), 2U);
+  EXPECT_EQ(gaps[0].first, 1);
+  EXPECT_EQ(gaps[0].end, 3);
+  EXPECT_EQ(gaps[1].first, 4);
+  EXPECT_TRUE(gaps[1].is_open());
+}
+
+TEST_F(segments, are_not_missing_after_the_last_one) {
+  ASSERT_TRUE(keep(segment_kind::picture, 2, film(20), {{}, "one", "a", "-", true}));
+  const std::vector<segment_range> gaps = found().missing(segment_kind::picture);
+  ASSERT_EQ(gaps.size(), 1U);
+  EXPECT_EQ(gaps[0].end, 2);
+}
+
+TEST_F(segments, that_follow_the_last_one_show_that_it_is_not_the_last_one) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep(segment_kind::picture, 1, film(20), {{}, "one", "a", "-", true}));
+  ASSERT_TRUE(keep(segment_kind::picture, 2, film(50), {{}, "two", "a", "b", false}));
+  EXPECT_EQ(found().frames(), 100);
+  EXPECT_EQ(found().missing(segment_kind::picture).size(), 2U);
+}
+
+TEST_F(segments, that_are_removed_are_gone_and_no_longer_complete) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_ends()) << failure.cause;
   ASSERT_TRUE(store->complete(failure)) << failure.cause;
-  store->cut(1, 0);
+  store->remove(segment_kind::picture, 1);
+  EXPECT_FALSE(store->is_complete());
   EXPECT_EQ(store->frames(), 50);
   EXPECT_EQ(found().frames(), 50);
-  EXPECT_FALSE(found().is_complete());
+}
+
+TEST_F(segments, of_one_run_can_be_removed_together) {
+  for (const char* of_run : {"one", "two", "two", "three"}) {
+    ASSERT_TRUE(keep_picture(film(50), of_run)) << failure.cause;
+  }
+  store->remove_run(1);
+  EXPECT_EQ(store->pictures().count(0), 1U);
+  EXPECT_EQ(store->pictures().size(), 2U);
+  EXPECT_EQ(store->pictures().count(3), 1U);
 }
 
 TEST_F(segments, of_another_run_must_continue_the_pictures_before) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "one", "x", "c")) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "two", "c", "d")) << failure.cause;
-  EXPECT_EQ(store->first_bad_seam(), 3);
+  EXPECT_EQ(store->first_bad_seam(), -1);
   EXPECT_EQ(store->seams(), std::vector<std::int64_t>{2});
   ASSERT_TRUE(keep_picture(film(50), "three", "e", "f")) << failure.cause;
   EXPECT_EQ(store->first_bad_seam(), 3);
@@ -233,7 +296,7 @@ TEST_F(segments, are_not_read_once_the_tool_shall_stop) {
 TEST_F(segments, that_cannot_be_written_interrupt_the_transcode) {
   write(run + "/v000000.mp4", film(50));
   const no_descriptors now;
-  EXPECT_FALSE(store->keep_picture(run_fd.get(), {{}, "one", "a", "a"}, false, failure));
+  EXPECT_FALSE(store->keep(segment_kind::picture, 0, run_fd.get(), {}, failure));
   EXPECT_TRUE(failure.of_output);
   EXPECT_TRUE(failure.interrupted);
 }
@@ -252,23 +315,30 @@ TEST_F(segments, are_all_gone_after_a_clearing_even_those_after_a_gap) {
 TEST_F(segments, without_the_mark_of_the_next_one_are_no_end_to_go_on_from) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", moving)) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "one", moving, "-")) << failure.cause;
-  EXPECT_EQ(store->best_end(7), 1);
+  store->remove_bad_ends();
+  EXPECT_EQ(found().frames(), 50);
 }
 
 TEST_F(segments, that_end_in_a_still_picture_are_no_good_end_to_go_on_from) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", moving)) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "one", moving, still)) << failure.cause;
-  EXPECT_EQ(store->best_end(7), 1);
-  ASSERT_TRUE(keep_picture(film(50), "one", still, still)) << failure.cause;
-  EXPECT_EQ(store->best_end(7), 3);
-  EXPECT_EQ(store->best_end(1), 1);
+  store->remove_bad_ends();
+  EXPECT_EQ(store->frames(), 50);
 }
 
-TEST_F(segments, of_sound_that_are_short_are_no_end_to_go_on_from) {
-  ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
-  write(run + "/s000001.adts", sound(20));
-  ASSERT_TRUE(store->keep_sound(run_fd.get(), {{}, "one", "-", "-"}, true, failure));
-  EXPECT_EQ(store->best_sound_end(7), 1);
+TEST_F(segments, of_a_picture_that_stands_still_for_long_are_kept) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", moving)) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "one", moving, still)) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "one", still, still)) << failure.cause;
+  store->remove_bad_ends();
+  EXPECT_EQ(store->frames(), 150);
+}
+
+TEST_F(segments, at_the_end_of_the_output_need_no_mark) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_ends()) << failure.cause;
+  store->remove_bad_ends();
+  EXPECT_EQ(store->frames(), 70);
 }
 
 TEST_F(segments, remember_what_was_noted) {

@@ -124,17 +124,18 @@ TEST_F(transcode_folder, is_on_the_disk_when_it_is_used) {
 TEST_F(transcode_folder, has_a_folder_for_each_run_as_long_as_it_lasts) {
   work_folder one;
   ASSERT_TRUE(open(one)) << error;
-  const std::string of_pid = "-" + std::to_string(getpid());
+  const std::string first_path = path() + "/" + run_folder_name("v000000.mp4");
+  const std::string second_path = path() + "/" + run_folder_name("v000012.mp4");
   {
-    const run_folder first = one.create_run_folder(0);
-    const run_folder second = one.create_run_folder(12);
+    const run_folder first(one.fd(), run_folder_name("v000000.mp4"));
+    const run_folder second(one.fd(), run_folder_name("v000012.mp4"));
     ASSERT_TRUE(first.valid() && second.valid());
-    EXPECT_TRUE(fs::is_directory(path() + "/run-000000" + of_pid));
-    EXPECT_TRUE(fs::is_directory(path() + "/run-000012" + of_pid));
-    std::ofstream(path() + "/run-000012" + of_pid + "/v000012.mp4") << "half a segment";
+    EXPECT_TRUE(fs::is_directory(first_path));
+    EXPECT_TRUE(fs::is_directory(second_path));
+    std::ofstream(second_path + "/v000012.mp4") << "half a segment";
   }
-  EXPECT_FALSE(fs::exists(path() + "/run-000000" + of_pid));
-  EXPECT_FALSE(fs::exists(path() + "/run-000012" + of_pid));
+  EXPECT_FALSE(fs::exists(first_path));
+  EXPECT_FALSE(fs::exists(second_path));
 }
 
 TEST_F(transcode_folder, loses_the_folders_of_dead_runs) {

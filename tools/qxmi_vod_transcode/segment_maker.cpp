@@ -1,0 +1,34 @@
+#include "tools/qxmi_vod_transcode/segment_maker.h"
+
+#include <cerrno>
+#include <string>
+
+#include "tools/media/engine.h"
+#include "tools/qxmi_vod_transcode/encoder_watch.h"
+#include "tools/qxmi_vod_transcode/segment_watch.h"
+#include "tools/qxmi_vod_transcode/work_folder.h"
+
+run_end segment_maker::make(const segment_run& run, encode_failure& failure) {
+  const run_folder folder(folder_, run_folder_name(run.has_pictures()
+                                                       ? picture_segment_name(run.pictures.first)
+                                                       : sound_segment_name(run.sounds.first)));
+  if (!folder.valid()) {
+    failure = system_failure(errno);
+    return run_end::failed;
+  }
+  const std::string url = "file:/proc/self/fd/" + std::to_string(folder.fd()) + "/";
+  program_request request = confined_request(
+      run_command(task_.media, task_.settings, plan_, run, task_.source.url(), url), task_.source);
+  request.confined_to->work_folder = folder.fd();
+  request.confined_to->largest_file = largest_output(task_.media, task_.settings);
+  supervise(request, task_);
+  task_.line.begin_at(store_.frames() - plan_.lead_frames(run.pictures.first));
+  encoder_watch encoder(task_.line, task_.progress, task_.cap);
+  segment_watch watch(encoder, store_, plan_, run, folder.fd());
+  const program_result result = run_program(request, watch);
+  read_badly_ = names_passing_trouble(result);
+  if (result.success() && watch.finish()) { return run_end::made; }
+  if (watch.misses_its_place()) { return run_end::missed; }
+  failure = watch.failure().cause.empty() ? failure_of(result, task_, url) : watch.failure();
+  return run_end::failed;
+}

@@ -1,0 +1,33 @@
+// Makes missing segments with engines, into the folder of the finished ones.
+#pragma once
+
+#include "tools/qxmi_vod_transcode/encode_task.h"
+#include "tools/qxmi_vod_transcode/segment_commands.h"
+#include "tools/qxmi_vod_transcode/segment_plan.h"
+#include "tools/qxmi_vod_transcode/segment_store.h"
+
+// A run that missed its place does not continue the segments before it, or ended before its last
+// one: one that begins to read earlier may be better. A failed one comes with the failure.
+enum class run_end { made, missed, failed };
+
+class segment_maker {
+public:
+  // `folder` is that of the segments, and `store` is what it holds. All must outlive this object.
+  // The folder need not be locked by this process: others may make other segments in it.
+  segment_maker(const encode_task& task, const segment_plan& plan, segment_store& store, int folder)
+      : task_(task), plan_(plan), store_(store), folder_(folder) {}
+
+  // Runs one engine to its end. Each segment is in the store, and on the disk, as soon as it is
+  // finished, however the run ends. It has a folder of its own while it works.
+  run_end make(const segment_run& run, encode_failure& failure);
+
+  // Whether the last engine named a trouble of the machine, even if it went on to the end.
+  bool read_badly() const { return read_badly_; }
+
+private:
+  const encode_task& task_;
+  const segment_plan& plan_;
+  segment_store& store_;
+  int folder_;
+  bool read_badly_ = false;
+};

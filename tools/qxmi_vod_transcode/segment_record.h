@@ -1,0 +1,50 @@
+// A finished segment on the disk: a file with its name, and a record beside it that says what the
+// file must hold.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/qxmi_vod_transcode/encode_failure.h"
+#include "tools/qxmi_vod_transcode/segment_file.h"
+
+enum class segment_kind { picture, sound };
+
+struct kept_segment {
+  segment_content content;
+  std::string run;    // of the engine that made it; no blanks
+  std::string first;  // the mark of its beginning, and of the beginning of the next segment, which
+  std::string next;   // the same run made as well or at least began; "-" if there is none
+  bool is_last = false;  // the output ends with it
+};
+
+// "v000012.mp4" or "s000012.adts".
+std::string segment_name(segment_kind kind, std::int64_t segment);
+
+// The numbers of all segments of a kind in `folder`, in no order. False with errno on failure.
+bool list_segments(int folder, segment_kind kind, std::vector<std::int64_t>& segments);
+
+// Reads a segment in `folder` and holds it against its record. An unreadable one, with errno, may
+// be readable another time.
+enum class segment_state { good, damaged, unreadable };
+segment_state load_segment(int folder, segment_kind kind, std::int64_t segment, kept_segment& kept);
+
+// Reads the content of a segment that an engine has finished in `run_folder`. False with the
+// failure.
+bool read_new_segment(int run_folder, segment_kind kind, std::int64_t segment,
+                      segment_content& content, encode_failure& failure);
+
+// Moves that segment, with what is known of it, to `folder` for good. False with the failure.
+bool move_segment(int run_folder, int folder, segment_kind kind, std::int64_t segment,
+                  const kept_segment& kept, encode_failure& failure);
+
+// Removes a segment, or all of a kind, damaged or not, with their records.
+void remove_segment(int folder, segment_kind kind, std::int64_t segment);
+void remove_segments(int folder, segment_kind kind);
+
+// A line in a file with a sum of its own: empty if it is missing or damaged. It is written so that
+// it is there either as before or as a whole; false with errno on failure.
+std::string read_sealed_line(int folder, const std::string& name);
+bool write_sealed_line(int folder, const std::string& name, const std::string& text,
+                       const std::string& temporary_name);
