@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <ctime>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -107,28 +108,51 @@ void take(const left_folder& left, folder_fate fate, left_part_sums& sums) {
   sums.bytes += bytes;
 }
 
-left_part_sums look_through(unique_fd opened, left_segments which, int keep_days,
-                            folder_fate fate) {
-  left_part_sums sums;
+// Calls `act` with the name and the descriptor of each folder of this user in the directory.
+void for_each_folder(unique_fd opened,
+                     const std::function<void(int directory, const std::string&, int)>& act) {
   const unique_dir directory(opened.valid() ? fdopendir(opened.get()) : nullptr);
-  if (!directory) { return sums; }
+  if (!directory) { return; }
   const int fd = opened.release();
   while (const dirent* entry = readdir(directory.get())) {
     const std::string name = entry->d_name;
     if (!begins_with(name, segment_folder_prefix)) { continue; }
     const unique_fd folder = open_segment_folder(fd, name);
-    struct stat status = {};
-    if (!folder.valid() || fstat(folder.get(), &status) != 0) { continue; }
-    // The age is that before the lock, which changes a folder that lacks one.
-    const left_folder left{fd, name, folder.get(), age_of(status)};
-    const unique_fd held = lock(left, keep_days);
-    if (!held.valid() || is_leased(folder.get())) { continue; }
-    if (which == left_segments::all || is_abandoned(left, keep_days)) { take(left, fate, sums); }
+    if (folder.valid()) { act(fd, name, folder.get()); }
   }
+}
+
+left_part_sums look_through(unique_fd opened, left_segments which, int keep_days,
+                            folder_fate fate) {
+  left_part_sums sums;
+  for_each_folder(std::move(opened), [&](int directory, const std::string& name, int folder) {
+    struct stat status = {};
+    if (fstat(folder, &status) != 0) { return; }
+    // The age is that before the lock, which changes a folder that lacks one.
+    const left_folder left{directory, name, folder, age_of(status)};
+    const unique_fd held = lock(left, keep_days);
+    if (!held.valid() || is_leased(folder)) { return; }
+    if (which == left_segments::all || is_abandoned(left, keep_days)) { take(left, fate, sums); }
+  });
   return sums;
 }
 
 }  // namespace
+
+left_part_sums find_segments_of(const std::string& source, const std::string& directory) {
+  const std::string expected = look_at(source);
+  left_part_sums sums;
+  for_each_folder(open_trusted(directory, O_RDONLY | O_DIRECTORY),
+                  [&](int, const std::string&, int folder) {
+                    std::string text;
+                    if (!read_record(folder, segment_source_name, text) || text != expected) {
+                      return;
+                    }
+                    sums.count += segments_in_folder(folder);
+                    sums.bytes += bytes_in_segment_folder(folder);
+                  });
+  return sums;
+}
 
 left_part_sums find_left_segments(const std::string& directory, left_segments which,
                                   int keep_days) {

@@ -23,3 +23,7 @@ left_part_sums find_left_segments(const std::string& directory, left_segments wh
 left_part_sums remove_left_segments(const std::string& directory, left_segments which,
                                     int keep_days);
 left_part_sums remove_left_segments(int directory, left_segments which, int keep_days);
+
+// What is in `directory` of transcodes of `source` as it is now, whether a tool uses it or not: how
+// many finished segments of pictures, and the bytes of all files.
+left_part_sums find_segments_of(const std::string& source, const std::string& directory);

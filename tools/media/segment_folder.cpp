@@ -131,3 +131,11 @@ unsigned long long bytes_in_segment_folder(int folder) {
   });
   return bytes;
 }
+
+std::size_t segments_in_folder(int folder) {
+  std::size_t count = 0;
+  for_each_entry(folder, [&](const std::string& name) {
+    if (begins_with(name, "v") && ends_with(name, ".mp4")) { ++count; }
+  });
+  return count;
+}

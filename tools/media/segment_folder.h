@@ -5,6 +5,7 @@
 // else can open, are touched.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include <sys/stat.h>
@@ -51,5 +52,6 @@ void empty_segment_folder(int folder);
 void remove_run_folders(int folder);
 void remove_run_folder(int folder, const std::string& name);
 
-// The bytes of all files in the folder itself.
+// The bytes of all files in the folder itself, and how many of them are segments of pictures.
 unsigned long long bytes_in_segment_folder(int folder);
+std::size_t segments_in_folder(int folder);

@@ -70,6 +70,7 @@ TEST(ctl_bug_report, holds_item_status_probes_versions_configuration_and_finding
   const std::string id = machine.add(clip);
   const auto item = machine.client.wait_for_transcode_state(id, "done");
   machine.root.write(item["output file"].string_value(), read_file(test_media("progressive.mp4")));
+  leave_segments(machine.root, clip);
   const auto result = machine.report(id.substr(0, 8));
   ASSERT_EQ(result.status, 0) << result.err;
   EXPECT_EQ(result.out, std::string(archive) + "\n");
@@ -87,6 +88,8 @@ TEST(ctl_bug_report, holds_item_status_probes_versions_configuration_and_finding
               AllOf(HasSubstr("\"ffmpeg\": \"ffmpeg version"), HasSubstr("qx_vod_service\""),
                     HasSubstr("\"kernel\": \"Linux"), HasSubstr("\"distribution\": \"Debian")));
   EXPECT_THAT(machine.part("doctor.json"), HasSubstr("\"check\": \"socket\""));
+  EXPECT_THAT(machine.part("output/segments.txt"),
+              HasSubstr("/mnt/main/tv/vod/: 2 finished segments of the source, 20"));
 }
 
 TEST(ctl_bug_report, missing_parts_are_listed_with_their_reason) {

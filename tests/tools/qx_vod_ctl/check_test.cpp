@@ -70,6 +70,21 @@ TEST(ctl_check, time_is_based_on_earlier_jobs_and_omitted_without_any) {
                                     "ran at 2.0 times playing speed\n"));
 }
 
+TEST(ctl_check, finished_segments_of_the_file_are_counted_if_there_are_checkpoints) {
+  const machine_with_tools machine;
+  machine.put("progressive.mp4", clip);
+  leave_segments(machine.root, clip);
+  const auto with = [&](const std::string& checkpoint) {
+    machine.root.write("/mnt/media.conf", "checkpoint=" + checkpoint + "\n");
+    return machine.root
+        .run({"/bin/sh", "-c",
+              std::string("QX_MEDIA_CONF=/mnt/media.conf exec /usr/bin/qx_vod_ctl check ") + clip})
+        .out;
+  };
+  EXPECT_THAT(with("yes"), HasSubstr("\nsegments  2 are finished, 2."));
+  EXPECT_THAT(with("no"), Not(HasSubstr("segments")));
+}
+
 TEST(ctl_check, sound_alone_is_accepted) {
   const machine_with_tools machine;
   machine.put("tone.mp3", "/mnt/media/tone.mp3");

@@ -86,6 +86,23 @@ TEST(ctl_check_output, disk_that_is_too_small_is_mentioned) {
   EXPECT_THAT(prospect_text(found), HasSubstr("24.0 MB free for /mnt/main/tv/vod/, which may be"));
 }
 
+TEST(ctl_check_output, segments_need_as_much_room_as_the_result) {
+  prospect found = accepted_prospect();
+  found.room->free_bytes = 50000000;
+  found.in_segments = true;
+  EXPECT_THAT(prospect_text(found), HasSubstr("/, which may be too little"));
+  found.segments.bytes = 10000000;
+  EXPECT_THAT(prospect_text(found), Not(HasSubstr("which may be"))) << "some are there";
+}
+
+TEST(ctl_check_output, finished_segments_are_counted) {
+  prospect found = accepted_prospect();
+  found.segments.count = 12;
+  found.segments.bytes = 34000000;
+  EXPECT_THAT(prospect_text(found), HasSubstr("\nsegments  12 are finished, 34.0 MB: an interr"));
+  EXPECT_EQ(prospect_json(found)["finished segments"].number_value(), 12.0);
+}
+
 TEST(ctl_check_output, refusal_comes_with_advice) {
   prospect found;
   found.path = "/etc/passwd";

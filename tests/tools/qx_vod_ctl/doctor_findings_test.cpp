@@ -26,6 +26,7 @@
 #include "tools/qx_vod_ctl/doctor/service_findings.h"
 
 using qx_test::test_folder;
+using ::testing::ContainsRegex;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
@@ -50,14 +51,15 @@ finding_result disk(std::uint64_t free_bytes) {
 }
 
 // The folder of a transcode of `source` that was killed more than a day ago.
-std::string left_segments_of(const test_folder& folder, const std::string& source) {
-  std::string path = folder.path() + "/.qx-segments-0123456789abcdef";
+std::string left_segments_of(const test_folder& folder, const std::string& source,
+                             const std::string& number = "0") {
+  std::string path = folder.path() + "/.qx-segments-" + number + "123456789abcdef";
   EXPECT_EQ(mkdir(path.c_str(), 0700), 0);
   struct stat status = {};
   stat(source.c_str(), &status);
   std::ofstream(path + "/source") << segment_source_text(source, status);
   std::ofstream(path + "/" + segment_lock_name);
-  std::ofstream(path + "/v000000.mp4") << std::string(2000, 'v');
+  std::ofstream(path + "/v000000.mp4") << std::string(2020, 'v');
   const timespec old[2] = {{std::time(nullptr) - 100000, 0}, {std::time(nullptr) - 100000, 0}};
   EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), old, 0), 0);
   return path;
@@ -344,8 +346,8 @@ TEST(ctl_doctor_segments, that_can_be_resumed_are_counted_and_stay) {
   const std::string left = left_segments_of(folder, made_file(folder, "film.mpg", 0644, "film"));
   const finding found = check_left_segments(folder.path(), true, 7);
   EXPECT_EQ(found.result, finding_result::ok);
-  EXPECT_THAT(found.text, HasSubstr("of 1 interrupted transcode, "));
-  EXPECT_THAT(found.text, HasSubstr(" that can be resumed"));
+  EXPECT_EQ(found.text,
+            "of 1 interrupted transcode, 2.1 kB, that can be resumed, in " + folder.path());
   EXPECT_EQ(access(left.c_str(), F_OK), 0);
 }
 
@@ -354,9 +356,22 @@ TEST(ctl_doctor_segments, of_a_source_that_is_gone_are_removed_by_fix) {
   const std::string left = left_segments_of(folder, folder.path() + "/gone.mpg");
   EXPECT_EQ(check_left_segments(folder.path(), false, 7).result, finding_result::warning);
   EXPECT_EQ(access(left.c_str(), F_OK), 0);
-  EXPECT_THAT(check_left_segments(folder.path(), true, 7).text, HasSubstr("removed those of 1 "));
+  EXPECT_THAT(
+      check_left_segments(folder.path(), true, 7).text,
+      HasSubstr("removed those of 1 interrupted transcode, 2.1 kB, that will not be resumed, in "));
   EXPECT_NE(access(left.c_str(), F_OK), 0);
   EXPECT_THAT(check_left_segments(folder.path(), false, 7).text, HasSubstr("none in "));
+}
+
+TEST(ctl_doctor_segments, of_both_kinds_are_counted_apart) {
+  const test_folder folder;
+  left_segments_of(folder, folder.path() + "/gone.mpg");
+  left_segments_of(folder, made_file(folder, "film.mpg", 0644, "film"), "1");
+  for (const bool fix : {false, true}) {
+    EXPECT_THAT(check_left_segments(folder.path(), fix, 7).text,
+                ContainsRegex("of 1 interrupted transcode, .* will not be resumed, in .*; "
+                              "of 1 interrupted transcode, .* can be resumed, in "));
+  }
 }
 
 TEST(ctl_doctor_segments, in_use_are_left_alone) {

@@ -2,6 +2,7 @@
 
 #include <csignal>
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <gtest/gtest.h>
@@ -104,6 +105,18 @@ void ctl_machine::start_with_items(const std::vector<std::string>& ids) {
   }
   root.write_queue_file(json11::Json(json11::Json::object{{"list", list}}).dump());
   start();
+}
+
+void leave_segments(const private_root& root, const std::string& source) {
+  struct stat status = {};
+  ASSERT_EQ(stat(root.path(source).c_str(), &status), 0);
+  const std::string folder = "/mnt/main/tv/vod/.qx-segments-0123456789abcdef";
+  root.write(folder + "/source", std::to_string(status.st_size) + " " +
+                                     std::to_string(status.st_mtim.tv_sec) + "." +
+                                     std::to_string(status.st_mtim.tv_nsec) + "\n" + source);
+  root.write(folder + "/v000000.mp4", std::string(1000, 'v'));
+  root.write(folder + "/v000001.mp4", std::string(1000, 'v'));
+  ASSERT_EQ(chmod(root.path(folder).c_str(), 0700), 0);
 }
 
 std::string chomped(std::string text) {

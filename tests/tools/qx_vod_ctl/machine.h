@@ -45,5 +45,9 @@ struct ctl_machine : qx_test::test_machine {
   void start_with_items(const std::vector<std::string>& ids);
 };
 
+// Leaves the folder of an interrupted transcode of the file `source`, with two finished segments of
+// 1000 bytes.
+void leave_segments(const qx_test::private_root& root, const std::string& source);
+
 // `text` without the line feed at its end.
 std::string chomped(std::string text);

@@ -80,9 +80,11 @@ TEST_F(left_segment_folders, of_a_changed_source_are_abandoned_at_once) {
 TEST_F(left_segment_folders, remember_the_whole_path_of_the_source) {
   made_source();
   ASSERT_EQ(chdir(sources.path().c_str()), 0);
-  left_folder("film.mkv", 2 * day_s);
+  left_folder("film.mkv");
   ASSERT_EQ(chdir("/"), 0);
   EXPECT_EQ(abandoned(), 0U);
+  std::ofstream(made_source()) << "another film";
+  EXPECT_EQ(abandoned(), 1U);
 }
 
 TEST_F(left_segment_folders, whose_source_cannot_be_known_are_kept) {
@@ -188,4 +190,18 @@ TEST_F(left_segment_folders, on_a_share_that_does_not_answer_are_kept_without_wa
       [&] { return in_child([&] { return static_cast<int>(swept() + swept() + swept()); }); });
   EXPECT_EQ(removed, 0);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+}
+
+TEST_F(left_segment_folders, of_one_source_are_counted_whether_in_use_or_not) {
+  const std::string source = made_source();
+  const std::string left = left_folder(source);
+  std::ofstream(left + "/v000001.mp4") << "another segment";
+  left_folder(missing_source(), 0, std::string(default_name) + "-77");
+  const unique_fd opened = open_segment_folder(directory.get(), default_name);
+  const unique_fd held = lock_segment_folder(directory.get(), default_name, opened.get());
+  const left_part_sums found = find_segments_of(source, folder.path());
+  EXPECT_EQ(found.count, 2U);
+  EXPECT_EQ(found.bytes, bytes_in_segment_folder(opened.get()));
+  std::ofstream(source) << "another film";
+  EXPECT_EQ(find_segments_of(source, folder.path()).count, 0U);
 }

@@ -16,6 +16,7 @@
 #include "rules/output_name.h"
 #include "tools/job_log/job_log_file.h"
 #include "tools/media/engine.h"
+#include "tools/media/left_segments.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/source_file.h"
 #include "tools/qx_vod_ctl/bug_report/versions.h"
@@ -103,6 +104,13 @@ void add_output(const std::string& path, report_parts& parts) {
   add_probe("output/probe.json", path, parts);
 }
 
+void add_segments(const std::string& source, report_parts& parts) {
+  const left_part_sums found = find_segments_of(source, path_output_dir);
+  parts.add_text("output/segments.txt", path_output_dir + (": " + std::to_string(found.count)) +
+                                            " finished segments of the source, " +
+                                            std::to_string(found.bytes) + " bytes\n");
+}
+
 void add_configuration(report_parts& parts) {
   const text_file file = read_configuration_file();
   if (file.read()) { return parts.add_text("configuration.txt", masked_configuration(file.text)); }
@@ -120,6 +128,7 @@ void add_all_parts(const reported_item& item, report_parts& parts) {
   add_job(item.json, parts);
   add_source(item.json[key_input_file].string_value(), parts);
   add_output(item.json[key_output_file].string_value(), parts);
+  add_segments(item.json[key_input_file].string_value(), parts);
 }
 
 secret_mask configured_secrets() {

@@ -19,7 +19,9 @@
 #include "tools/client/offered_profiles.h"
 #include "tools/client/secret_mask.h"
 #include "tools/media/identify.h"
+#include "tools/media/left_segments.h"
 #include "tools/media/profiles.h"
+#include "tools/media/tool_config.h"
 #include "tools/qx_vod_ctl/doctor/configuration.h"
 
 namespace {
@@ -130,12 +132,22 @@ private:
     for (const char* folder : {path_output_dir, "/mnt/main/tv", "/mnt/main"}) {
       if (!found_.room && read_disk_room(folder, room)) { found_.room = room; }
     }
+    if (!settings_.go_remote()) { add_segments(seconds); }
     if (settings_.go_remote()) {
       found_.server = shown_address(settings_.address);
       add_remote_commands();
     } else {
       add_local_command();
     }
+  }
+
+  void add_segments(double seconds) {
+    std::vector<std::string> ignored;  // doctor reports them
+    const tool_config config = read_tool_config(media_conf_path(), ignored);
+    if (!config.checkpoint) { return; }
+    found_.in_segments =
+        found_.choice.profile != sound_profile && seconds >= config.checkpoint_min_seconds;
+    found_.segments = find_segments_of(found_.path, path_output_dir);
   }
 
   std::string output_at(const std::string& moment) const {

@@ -10,6 +10,7 @@
 
 #include <json11.hpp>
 
+#include "tools/media/left_parts.h"
 #include "tools/qx_vod_ctl/check/admission.h"
 #include "tools/qx_vod_ctl/check/profile_choice.h"
 #include "tools/qx_vod_ctl/doctor/machine.h"
@@ -39,6 +40,8 @@ struct prospect {
   std::optional<size_limit> size;
   std::optional<work_time> time;
   std::optional<disk_room> room;
+  bool in_segments = false;    // made of segments, which are there beside it in the end
+  left_part_sums segments;     // those that an interrupted transcode of the file has finished
   command_line_list commands;  // in the order in which they would run
   std::string note;            // a limitation of this prediction; usually empty
 

@@ -66,8 +66,15 @@ std::string time_text(const work_time& time, const std::string& profile) {
 
 std::string room_text(const prospect& found) {
   const std::string text = size_text(found.room->free_bytes) + " free for " + path_output_dir;
-  const bool is_enough = !found.size || found.room->free_bytes >= found.size->bytes;
+  const std::uint64_t needed = found.size ? (found.in_segments ? 2 : 1) * found.size->bytes : 0;
+  const bool is_enough = found.room->free_bytes + found.segments.bytes >= needed;
   return is_enough ? text : text + ", which may be too little";
+}
+
+std::string segments_text(const left_part_sums& segments) {
+  return std::to_string(segments.count) + (segments.count == 1 ? " is" : " are") + " finished, " +
+         size_text(segments.bytes) +
+         ": an interrupted transcode of this file is resumed if nothing else has changed";
 }
 
 void add_outcome(std::string& text, const prospect& found) {
@@ -78,6 +85,7 @@ void add_outcome(std::string& text, const prospect& found) {
   }
   if (found.time) { add_line(text, "time", time_text(*found.time, found.choice.profile)); }
   if (found.room) { add_line(text, "room", room_text(found)); }
+  if (found.segments.count > 0) { add_line(text, "segments", segments_text(found.segments)); }
   for (const auto& command : found.commands) {
     add_line(text, "command", shell_text(command));
   }
@@ -102,6 +110,7 @@ void add_outcome_json(json11::Json::object& object, const prospect& found) {
   }
   if (found.time) { object["seconds"] = found.time->seconds; }
   if (found.room) { object["free"] = static_cast<double>(found.room->free_bytes); }
+  object["finished segments"] = static_cast<double>(found.segments.count);
 }
 
 }  // namespace

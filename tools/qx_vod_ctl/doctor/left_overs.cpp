@@ -1,5 +1,6 @@
 #include "tools/qx_vod_ctl/doctor/left_overs.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <sys/stat.h>
@@ -41,8 +42,8 @@ std::string described(const left_part_sums& sums) {
 }
 
 std::string transcodes_text(const left_part_sums& sums) {
-  return std::to_string(sums.count) + " interrupted " +
-         (sums.count == 1 ? "transcode" : "transcodes") + ", " + size_text(sums.bytes) + ",";
+  return "of " + std::to_string(sums.count) + " interrupted " +
+         (sums.count == 1 ? "transcode" : "transcodes") + ", " + size_text(sums.bytes);
 }
 
 }  // namespace
@@ -60,18 +61,20 @@ finding check_left_overs(const std::string& folder, bool fix) {
 }
 
 finding check_left_segments(const std::string& folder, bool fix, int keep_days) {
-  const left_part_sums all = find_left_segments(folder, left_segments::all, keep_days);
   const left_part_sums old = fix ? remove_left_segments(folder, left_segments::abandoned, keep_days)
                                  : find_left_segments(folder, left_segments::abandoned, keep_days);
-  const std::string abandoned = transcodes_text(old) + " that will not be resumed";
-  if (old.count > 0 && fix) { return fine(segments_check, "removed those of " + abandoned); }
-  if (old.count > 0) {
-    return warning(segments_check, "of " + abandoned, "qx_vod_ctl doctor --fix removes them");
+  left_part_sums rest = find_left_segments(folder, left_segments::all, keep_days);
+  if (!fix) {
+    rest.count -= std::min(rest.count, old.count);
+    rest.bytes -= std::min(rest.bytes, old.bytes);
   }
-  if (all.count > 0) {
-    return fine(segments_check, "of " + transcodes_text(all) + " that can be resumed");
-  }
-  return fine(segments_check, "none in " + folder);
+  const std::string kept =
+      rest.count > 0 ? transcodes_text(rest) + ", that can be resumed, in " + folder : "";
+  if (old.count == 0) { return fine(segments_check, kept.empty() ? "none in " + folder : kept); }
+  std::string text = transcodes_text(old) + ", that will not be resumed, in " + folder;
+  if (!kept.empty()) { text += "; " + kept; }
+  if (fix) { return fine(segments_check, "removed those " + text); }
+  return warning(segments_check, text, "qx_vod_ctl doctor --fix removes them");
 }
 
 finding check_left_logins(bool fix) {
