@@ -15,7 +15,7 @@ struct tool_config {
   // Whether a long transcode keeps its finished segments ("checkpoint"), for how many days after an
   // interruption ("checkpoint.keep_days"), how long they are ("checkpoint.segment_seconds"), and
   // how long a source must be ("checkpoint.min_seconds").
-  bool checkpoint = false;
+  bool checkpoint = true;
   int checkpoint_keep_days = 7;
   int segment_seconds = 20;
   int checkpoint_min_seconds = 60;
