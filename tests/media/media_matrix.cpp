@@ -1,5 +1,7 @@
 // Transcodes each source of the media matrix with the tool that ships, measures the result and
-// prints one line for it: media_matrix [--short] [--jobs N] [--tool FILE] [--list] [NAME...]
+// prints one line for it:
+// media_matrix [--short] [--interrupt] [--jobs N] [--tool FILE] [--list] [NAME...]
+// With --interrupt each transcode is killed once and finished, and compared with one in one piece.
 // Exit status 0 when all are as they should be, 1 when not, 2 for wrong arguments.
 #include <algorithm>
 #include <atomic>
@@ -12,6 +14,7 @@
 #include <thread>
 
 #include "tests/media/child_output.h"
+#include "tests/media/interrupted.h"
 #include "tests/media/verdict.h"
 
 namespace {
@@ -20,11 +23,14 @@ using namespace qx_test;
 namespace fs = std::filesystem;
 
 constexpr const char* usage =
-    "usage: media_matrix [--short] [--jobs N] [--tool FILE] [--list] [NAME...]";
+    "usage: media_matrix [--short] [--interrupt] [--jobs N] [--tool FILE] [--list] [NAME...]";
+
+constexpr const char* resumed_course = "resumed";
 
 struct matrix_options {
   bool brief = false;
   bool list = false;
+  bool interrupt = false;
   int jobs = 2;
   std::string tool = QX_TRANSCODE;
   std::set<std::string> names;
@@ -37,6 +43,8 @@ bool read_options(int argc, char** argv, matrix_options& options) {
       options.brief = true;
     } else if (word == "--list") {
       options.list = true;
+    } else if (word == "--interrupt") {
+      options.interrupt = true;
     } else if (word == "--jobs" && at + 1 < argc) {
       options.jobs = std::max(1, std::atoi(argv[++at]));
     } else if (word == "--tool" && at + 1 < argc) {
@@ -89,11 +97,11 @@ fs::path source_path(const std::string& name) {
   return error ? made : copy;
 }
 
-std::string transcode(const std::string& tool, const expected_result& expected,
+std::string transcode(const std::string& tool, const std::vector<std::string>& arguments,
                       const std::string& output) {
-  const child_result run = run_child({tool, "--profile", expected.profile, "-f", "mp4", "-o",
-                                      output, "--file", source_path(expected.source)},
-                                     true);
+  std::vector<std::string> words = {tool, "-o", output};
+  words.insert(words.end(), arguments.begin(), arguments.end());
+  const child_result run = run_child(words, true);
   if (run.status == 0) { return {}; }
   const std::size_t begin = run.errors.find(": ");
   return "failed: " + (begin == std::string::npos
@@ -104,23 +112,45 @@ std::string transcode(const std::string& tool, const expected_result& expected,
 struct line {
   measured_result measured;
   std::vector<std::string> deviations;
+  std::string course;  // of an interrupted transcode
 };
 
-line examine(const std::string& tool, const expected_result& expected, double reference) {
+std::string course_of(const interrupted_result& result) {
+  return result.resumed  ? resumed_course
+         : result.killed ? "killed, not resumed"
+                         : "not killed in time";
+}
+
+// Returns the tool's failure.
+std::string make_result(const matrix_options& options, const expected_result& expected,
+                        const std::string& output, line& result) {
+  const std::vector<std::string> arguments = {
+      "--profile", expected.profile, "-f", "mp4", "--file", source_path(expected.source)};
+  if (!options.interrupt) { return transcode(options.tool, arguments, output); }
+  const interrupted_result made =
+      transcode_interrupted(output + ".interrupted", options.tool, arguments, output);
+  result.deviations = made.deviations;
+  result.course = course_of(made);
+  return made.error;
+}
+
+line examine(const matrix_options& options, const expected_result& expected, double reference) {
   line result;
   const std::string output = (fs::path(QX_MATRIX_DIR) / "results" / (expected.source + ".mp4"));
   std::string error;
   if (!make_sources({expected.source})) {
     error = "the source cannot be made";
   } else {
-    error = transcode(tool, expected, output);
+    error = make_result(options, expected, output, result);
   }
   if (error.empty()) { measure_result(output, result.measured, error); }
   if (!error.empty()) {
-    result.deviations = {error};
+    result.deviations.push_back(error);
     return result;
   }
-  result.deviations = deviations(expected, result.measured, reference);
+  for (const std::string& each : deviations(expected, result.measured, reference)) {
+    result.deviations.push_back(each);
+  }
   if (result.deviations.empty()) { fs::remove(output); }
   return result;
 }
@@ -159,6 +189,7 @@ void print_line(const expected_result& expected, const line& result, double refe
   for (const std::string& each : result.deviations) {
     verdict += (verdict.empty() ? "" : "; ") + each;
   }
+  if (!result.course.empty()) { verdict += " (" + result.course + ")"; }
   std::printf(columns, expected.source.c_str(), expected.profile.c_str(), codec_text(found).c_str(),
               (std::to_string(found.width) + "x" + std::to_string(found.height)).c_str(),
               shape_text(found).c_str(), found.rate.c_str(),
@@ -174,11 +205,13 @@ int examine_all(const std::vector<expected_result>& list, const matrix_options& 
                 double reference) {
   std::atomic<std::size_t> next{0};
   std::atomic<int> failed{0};
+  std::atomic<int> resumed{0};
   std::mutex printing;
   const auto work = [&] {
     for (std::size_t at = next++; at < list.size(); at = next++) {
-      const line result = examine(options.tool, list[at], reference);
+      const line result = examine(options, list[at], reference);
       failed += result.deviations.empty() ? 0 : 1;
+      resumed += result.course == resumed_course ? 1 : 0;
       const std::lock_guard<std::mutex> guard(printing);
       print_line(list[at], result, reference);
     }
@@ -190,6 +223,7 @@ int examine_all(const std::vector<expected_result>& list, const matrix_options& 
   for (std::thread& worker : workers) {
     worker.join();
   }
+  if (options.interrupt) { std::printf("%d transcodes were resumed\n", resumed.load()); }
   return failed;
 }
 

@@ -1,0 +1,175 @@
+// Signals and deaths while finished segments are joined, looked at and get their name: the engine
+// waits before it begins, or the tool dies right before a certain step.
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/checkpoint/power_cut.h"
+#include "tests/support/checkpoint/stepped_tool.h"
+#include "tests/support/wait_until.h"
+#include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
+
+using namespace qx_test;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t all_segments = 6;
+constexpr long all_frames = 300;
+
+// Arguments that only one kind of engine has.
+constexpr const char* of_join = "concat";
+constexpr const char* of_decoding = "-xerror";
+
+class checkpoint_join : public checkpoint_bench {
+protected:
+  // Nothing is made again but the join.
+  void expect_only_joined(const tool_result& result) const {
+    EXPECT_EQ(first_frame(result), all_frames);
+    expect_resumed(result, static_cast<long>(all_segments));
+    expect_whole(result);
+  }
+  // Kills the engine with that argument; the tool ends with status 1.
+  void kill_engine(const std::string& argument) {
+    tool.hold(argument);
+    tool_run run = tool.start(arguments());
+    ASSERT_EQ(kill(tool.held(), SIGKILL), 0);
+    tool.release();
+    EXPECT_EQ(run.wait().status, 1);
+    EXPECT_FALSE(fs::exists(output));
+  }
+
+  stepped_tool tool;
+};
+
+}  // namespace
+
+TEST_F(checkpoint_join, is_paused_and_goes_on) {
+  tool.hold(of_join);
+  tool_run run = tool.start(arguments());
+  const pid_t engine = tool.held();
+  run.signal_group(SIGUSR1);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  tool.release();
+  EXPECT_FALSE(wait_until([&] { return fs::exists(output); }, 500ms));
+  run.signal_group(SIGUSR2);
+  const tool_end end = run.wait();
+  expect_whole({end, run.output_lines(), run.error_lines()});
+}
+
+TEST_F(checkpoint_join, is_terminated_within_a_second) {
+  tool.hold(of_join);
+  tool_run run = tool.start(arguments());
+  const pid_t engine = tool.held();
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) == '\0'; }));
+  EXPECT_THAT(folder.names(), ElementsAre(HasSubstr(".qx-segments-")));
+  expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, is_terminated_while_it_is_paused) {
+  tool.hold(of_join);
+  tool_run run = tool.start(arguments());
+  const pid_t engine = tool.held();
+  run.signal_group(SIGUSR1);
+  ASSERT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, is_repeated_after_a_kill) {
+  tool.hold(of_join);
+  tool_run run = tool.start(arguments());
+  ASSERT_GT(tool.held(), 0);
+  EXPECT_EQ(finished(), all_segments);
+  run.signal_group(SIGKILL);
+  run.wait();
+  expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, is_repeated_after_its_engine_was_killed) {
+  kill_engine(of_join);
+  expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, is_repeated_after_the_engine_that_decodes_it_was_killed) {
+  kill_engine(of_decoding);
+  expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, with_a_damaged_count_of_segments_is_repeated) {
+  tool.hold(of_join);
+  tool_run run = tool.start(arguments());
+  ASSERT_GT(tool.held(), 0);
+  run.signal_group(SIGKILL);
+  run.wait();
+  fs::resize_file(in_folder("complete"), 20);
+  expect_whole(resume());
+}
+
+// Of a transcode with a seam, so that every kind of step is among them.
+TEST_F(checkpoint_join, can_begin_again_whatever_step_a_kill_precedes) {
+  tool_run counted = tool.start(arguments());
+  ASSERT_EQ(counted.wait().status, 0);
+  const long steps = tool.steps();
+  fs::remove(output);
+  // Of the last ones: the count of segments, the join, the name of the result, the removal.
+  for (const long back : {40, 30, 10}) {
+    tool.reset();
+    tool.arm(steps - back, step_action::kill_group);
+    tool_run run = tool.start(arguments());
+    EXPECT_EQ(run.wait().signal, SIGKILL) << back;
+    tool.reset();
+    expect_whole(resume());
+    fs::remove(output);
+  }
+}
+
+// But for the one whose name was just being flushed.
+TEST_F(checkpoint_join, finished_segments_outlive_a_power_cut) {
+  tool_run counted = tool.start(arguments());
+  ASSERT_EQ(counted.wait().status, 0);
+  const long steps = tool.steps();
+  fs::remove(output);
+  power_cut disk(folder.path());
+  disk.settle();
+  tool.reset();
+  tool.arm(steps / 2, step_action::kill_group);
+  tool.keep_journal(disk.journal(), disk.next_entry());
+  tool_run run = tool.start(arguments());
+  EXPECT_EQ(run.wait().signal, SIGKILL);
+  const std::size_t before = finished();
+  ASSERT_GE(before, 2U);
+  disk.cut(true, [](unsigned) { return 0U; });
+  EXPECT_GE(finished() + 1, before);
+  const tool_result result = resume();
+  expect_resumed(result, static_cast<long>(before) - 1);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint_join, a_result_outlives_a_power_cut_before_its_segments_go) {
+  tool_run counted = tool.start(arguments());
+  ASSERT_EQ(counted.wait().status, 0);
+  const long steps = tool.steps();
+  fs::remove(output);
+  power_cut disk(folder.path());
+  disk.settle();
+  tool.reset();
+  tool.arm(steps, step_action::kill_group);
+  tool.keep_journal(disk.journal(), disk.next_entry());
+  tool_run run = tool.start(arguments());
+  EXPECT_EQ(run.wait().signal, SIGKILL);
+  disk.cut(true, [](unsigned) { return 0U; });
+  EXPECT_TRUE(fs::exists(output));
+  expect_as_in_one_piece();
+}
