@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <iterator>
@@ -12,6 +11,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,8 +24,15 @@ namespace {
 
 using clock_type = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds time_limit{30};
 constexpr std::size_t longest_answer = 4096;
+constexpr std::chrono::milliseconds tick{50};
+constexpr std::chrono::seconds longest_tick{1};
+
+// The kernel counts the processor time for a limit less exactly than that of an ended process.
+constexpr std::chrono::milliseconds processor_time_margin{500};
+
+constexpr const char* not_ended_well = "the examination failed";
+constexpr const char* out_of_time = "the time limit has expired";
 
 bool silence_standard_descriptors() {
   const int null_fd = open("/dev/null", O_RDWR | O_CLOEXEC);
@@ -46,37 +53,100 @@ bool silence_standard_descriptors() {
   _exit(write_all(answer_fd, work()) ? 0 : 1);
 }
 
-// Reads until the child has closed its end, the tool is asked to stop or the time is over.
-bool read_answer(int fd, std::string& answer) {
-  const clock_type::time_point deadline = clock_type::now() + time_limit;
-  while (stop_signal() == 0 && clock_type::now() < deadline) {
-    pollfd watched[] = {{fd, POLLIN, 0}, {tool_signal_fd(), POLLIN, 0}};
-    poll(watched, std::size(watched), 1000);
-    read_tool_signals();
-    if (watched[0].revents == 0) { continue; }
-    char buffer[longest_answer];
-    const ssize_t count = read(fd, buffer, sizeof buffer);
-    if (count <= 0) { return count == 0; }
-    answer.append(buffer, static_cast<std::size_t>(count));
-    answer.resize(std::min(answer.size(), longest_answer));
+enum class call_end { answered, timed_out, tool_stopped, failed };
+
+// Waits for the child's answer, obeying the tool's signals meanwhile.
+class answer_reader {
+public:
+  answer_reader(pid_t child, int fd, clock_type::duration time_limit)
+      : child_(child), fd_(fd), left_(time_limit) {}
+
+  // Reads until the child has closed its end.
+  call_end read(std::string& answer) {
+    answer.clear();
+    while (left_ > clock_type::duration::zero()) {
+      if (stop_signal() != 0) { return call_end::tool_stopped; }
+      obey_suspension();
+      if (!wait()) { continue; }
+      const ssize_t count = read_some(answer);
+      if (count <= 0) { return count == 0 ? call_end::answered : call_end::failed; }
+    }
+    return call_end::timed_out;
   }
-  return false;
+
+private:
+  void obey_suspension() {
+    if (suspend_wanted() == stopped_) { return; }
+    stopped_ = suspend_wanted();
+    kill(child_, stopped_ ? SIGSTOP : SIGCONT);
+  }
+
+  // Sleeps until something has happened, at most one tick. True if there is something to read.
+  bool wait() {
+    pollfd watched[] = {{fd_, POLLIN, 0}, {tool_signal_fd(), POLLIN, 0}};
+    const clock_type::time_point begin = clock_type::now();
+    poll(watched, std::size(watched), static_cast<int>(tick.count()));
+    // More is time in which this process itself was stopped.
+    const clock_type::duration passed = clock_type::now() - begin;
+    if (!stopped_) { left_ -= std::min<clock_type::duration>(passed, longest_tick); }
+    read_tool_signals();
+    return watched[0].revents != 0;
+  }
+
+  ssize_t read_some(std::string& answer) const {
+    char buffer[longest_answer];
+    const ssize_t count = ::read(fd_, buffer, sizeof buffer);
+    if (count > 0) { answer.append(buffer, static_cast<std::size_t>(count)); }
+    answer.resize(std::min(answer.size(), longest_answer));
+    return count;
+  }
+
+  pid_t child_;
+  int fd_;
+  clock_type::duration left_;
+  bool stopped_ = false;
+};
+
+std::chrono::milliseconds processor_time_of(const rusage& used) {
+  const auto whole = std::chrono::seconds(used.ru_utime.tv_sec + used.ru_stime.tv_sec);
+  const auto rest = std::chrono::microseconds(used.ru_utime.tv_usec + used.ru_stime.tv_usec);
+  return std::chrono::duration_cast<std::chrono::milliseconds>(whole + rest);
 }
 
-// Ends the child if it still runs. True if it has ended by itself, and well.
-bool has_ended_well(pid_t child, bool answered) {
-  if (!answered) { kill(child, SIGKILL); }
+// Why a child that ended by itself has no answer; empty if it ended well.
+std::string cause_of_end(int status, const rusage& used, std::chrono::seconds processor_limit) {
+  if (WIFEXITED(status)) { return WEXITSTATUS(status) == 0 ? "" : not_ended_well; }
+  const bool used_up = processor_limit.count() > 0 && WTERMSIG(status) == SIGKILL &&
+                       processor_time_of(used) + processor_time_margin >= processor_limit;
+  return used_up ? out_of_time : std::string("ended by ") + strsignal(WTERMSIG(status));
+}
+
+// Ends the child if it still runs, and reaps it. Returns why the call failed, or nothing.
+std::string end_call(pid_t child, call_end end, std::chrono::seconds processor_limit) {
+  if (end != call_end::answered) { kill(child, SIGKILL); }
   int status = 0;
-  while (waitpid(child, &status, 0) < 0) {
-    if (errno != EINTR) { return false; }
+  rusage used = {};
+  while (wait4(child, &status, 0, &used) < 0) {
+    if (errno != EINTR) { return std::strerror(errno); }
   }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  switch (end) {
+  case call_end::answered:
+    return cause_of_end(status, used, processor_limit);
+  case call_end::timed_out:
+    return out_of_time;
+  case call_end::tool_stopped:
+    return "stopped";
+  case call_end::failed:
+    break;
+  }
+  return not_ended_well;
 }
 
 }  // namespace
 
-bool call_confined(const sandbox& limits, const std::function<std::string()>& work,
-                   std::string& answer, std::string& error) {
+bool call_confined(const sandbox& limits, std::chrono::milliseconds time_limit,
+                   const std::function<std::string()>& work, std::string& answer,
+                   std::string& error) {
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC) != 0) {
     error = std::strerror(errno);
@@ -92,9 +162,7 @@ bool call_confined(const sandbox& limits, const std::function<std::string()>& wo
     return false;
   }
   write_end.reset();
-  answer.clear();
-  const bool answered = read_answer(read_end.get(), answer);
-  if (has_ended_well(child, answered) && answered) { return true; }
-  error = stop_signal() != 0 ? "stopped" : "the examination failed";
-  return false;
+  const call_end end = answer_reader(child, read_end.get(), time_limit).read(answer);
+  error = end_call(child, end, limits.processor_time);
+  return error.empty();
 }

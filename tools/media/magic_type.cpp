@@ -27,6 +27,7 @@ constexpr char cause_follows = '-';
 
 // It looks at the first megabytes of a file at most.
 constexpr std::chrono::seconds processor_time{10};
+constexpr std::chrono::seconds time_limit{30};
 
 std::string ask(magic_set* magic, int fd) {
   const char* const type = magic_descriptor(magic, fd);
@@ -48,7 +49,7 @@ bool magic_type(int fd, std::string& type, std::string& error) {
   std::string answer;
   std::string cause;
   if (!call_confined(
-          limits, [&] { return ask(magic.get(), fd); }, answer, cause)) {
+          limits, time_limit, [&] { return ask(magic.get(), fd); }, answer, cause)) {
     return fail(error, cause.c_str());
   }
   if (answer.empty() || answer[0] != type_follows) {

@@ -28,6 +28,7 @@ constexpr const char* engine_account = "qx-vod-engine";
 constexpr rlim_t address_space = rlim_t{4} << 30;
 // Each thread reserves an arena of the allocator and a stack, used or not.
 constexpr rlim_t address_space_of_thread = rlim_t{160} << 20;
+constexpr rlim_t memory_of_function = rlim_t{512} << 20;
 constexpr rlim_t most_descriptors = 256;
 constexpr rlim_t most_threads = 4096;
 
@@ -46,12 +47,33 @@ rlim_t usable_processors() {
   return sched_getaffinity(0, sizeof(set), &set) == 0 ? static_cast<rlim_t>(CPU_COUNT(&set)) : 1;
 }
 
+// Writable memory of this process alone, in bytes; 0 if it cannot be read.
+rlim_t data_in_use() {
+  std::ifstream status("/proc/self/status");
+  for (std::string name; status >> name;) {
+    rlim_t kibibytes = 0;
+    if (name == "VmData:" && status >> kibibytes) { return kibibytes << 10; }
+  }
+  return 0;
+}
+
+// The addresses of this very program may be reserved far beyond what it uses, so a function's limit
+// is on what it adds.
+bool limit_memory_of_function() {
+  const rlim_t present = data_in_use();
+  return present > 0 && limit(RLIMIT_DATA, present + memory_of_function);
+}
+
+bool limit_memory_of_program() {
+  return limit(RLIMIT_AS, address_space + usable_processors() * address_space_of_thread);
+}
+
 bool set_limits(const sandbox& limits) {
   const auto seconds = static_cast<rlim_t>(limits.processor_time.count());
-  const rlim_t memory = address_space + usable_processors() * address_space_of_thread;
-  return (!limits.is_program || limit(RLIMIT_AS, memory)) &&
-         limit(RLIMIT_NOFILE, most_descriptors) && limit(RLIMIT_CORE, 0) &&
-         limit(RLIMIT_FSIZE, limits.largest_file) && (seconds == 0 || limit(RLIMIT_CPU, seconds));
+  return (!limits.is_program || limit_memory_of_program()) &&
+         limit(RLIMIT_NOFILE, most_descriptors) && limit(RLIMIT_NPROC, most_threads) &&
+         limit(RLIMIT_CORE, 0) && limit(RLIMIT_FSIZE, limits.largest_file) &&
+         (seconds == 0 || limit(RLIMIT_CPU, seconds));
 }
 
 // ---- Files
@@ -191,7 +213,7 @@ bool take_account(const sandbox& limits) {
   return lend(limits.writable, group, 0660) && lend(limits.work_folder, group, 0770) &&
          setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
          prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && setresuid(user, user, user) == 0 &&
-         keep_reading(limits) && limit(RLIMIT_NPROC, most_threads);
+         keep_reading(limits);
 }
 
 // ---- System calls
@@ -210,6 +232,13 @@ constexpr const char* forbidden_calls[] = {
     "process_vm_readv",
     "process_vm_writev",
     "pidfd_getfd",
+    "pidfd_send_signal",
+    "tkill",
+    "rt_sigqueueinfo",
+    "rt_tgsigqueueinfo",
+    "migrate_pages",
+    "move_pages",
+    "process_madvise",
     "kcmp",
     "fork",
     "vfork",
@@ -311,6 +340,14 @@ public:
                                        SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, 0))) &&
            forbid("clone3", ENOSYS);  // its flags are in memory; the C library takes clone instead
   }
+  // abort() and the threads of a program need signals, but only its own. A limit is set by number
+  // 0, which is the process itself.
+  bool forbid_other_processes() {
+    const auto self = static_cast<scmp_datum_t>(getpid());
+    return forbid_unless_first_is(SCMP_SYS(kill), self) &&
+           forbid_unless_first_is(SCMP_SYS(tgkill), self) &&
+           forbid_unless_first_is(SCMP_SYS(prlimit64), 0);
+  }
   // Characters pushed into a terminal would be read by its next user.
   bool forbid_typing() {
     return keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(ioctl), 1,
@@ -320,6 +357,10 @@ public:
   bool load() { return keep_error(seccomp_load(context_)); }
 
 private:
+  bool forbid_unless_first_is(int call, scmp_datum_t value) {
+    return keep_error(
+        seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), call, 1, SCMP_A0(SCMP_CMP_NE, value, 0)));
+  }
   static bool keep_error(int result) {
     if (result < 0) { errno = -result; }
     return result >= 0;
@@ -337,7 +378,8 @@ bool filter_system_calls() {
   return filter.is_made() &&
          std::all_of(std::begin(forbidden_calls), std::end(forbidden_calls),
                      [&filter](const char* name) { return filter.forbid(name, EPERM); }) &&
-         filter.forbid_processes() && filter.forbid_typing() && filter.load();
+         filter.forbid_processes() && filter.forbid_other_processes() && filter.forbid_typing() &&
+         filter.load();
 }
 
 }  // namespace
@@ -354,7 +396,9 @@ sandbox_support available_sandbox() {
 }
 
 bool enter_sandbox(const sandbox& limits, const char* program) {
-  // The limits come last: until then this is still the tool, which may need more.
-  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && take_account(limits) &&
+  // The limits come last: until then this is still the tool, which may need more. Only that on what
+  // is added needs /proc, which the rules for files hide.
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         (limits.is_program || limit_memory_of_function()) && take_account(limits) &&
          restrict_files(limits, program) && filter_system_calls() && set_limits(limits);
 }

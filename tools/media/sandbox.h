@@ -22,7 +22,8 @@ struct sandbox {
 
   std::vector<int> descriptors() const;
 
-  // False for a function of this very program: its address space stays as it is.
+  // False for a function of this very program: its memory may grow by 512 MiB. That of a program is
+  // limited to 4 GiB of addresses, and more for its threads.
   bool is_program = true;
 
   std::uint64_t largest_file = 0;          // bytes that a file may grow to; 0 leaves only pipes

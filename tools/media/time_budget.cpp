@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "platform/cpu.h"
+#include "tools/media/tool_config.h"
 
 namespace {
 
@@ -37,6 +38,14 @@ constexpr double start_of_encoder = 300.0;
 constexpr double slowest_encoder = 1000.0;  // seconds for a second
 constexpr double delay_of_encoder = 6 * 3600.0;
 
+// In bytes per second; speech at 32 kbit/s.
+constexpr double thinnest_sound = 4000.0;
+
+double longest_sound(std::uint64_t data_bytes) {
+  return std::min(static_cast<double>(data_bytes) / thinnest_sound,
+                  configured().longest_hours * 3600.0);
+}
+
 }  // namespace
 
 time_budget probe_budget(const probe_depth& depth) {
@@ -55,8 +64,9 @@ time_budget picture_budget(seconds passed) {
   return {passed, passed * static_cast<seconds::rep>(how_many_cpus())};
 }
 
-time_budget sound_budget(double duration) {
-  return {rounded(reading_passed + duration / 10.0), rounded(60.0 + duration / 20.0)};
+time_budget sound_budget(double duration, std::uint64_t data_bytes) {
+  const double length = duration > 0.0 ? duration : longest_sound(data_bytes);
+  return {rounded(reading_passed + length / 10.0), rounded(60.0 + length / 20.0)};
 }
 
 time_budget encoding_budget(double frames, double pixels, double duration) {

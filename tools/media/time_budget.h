@@ -25,8 +25,9 @@ time_budget reading_budget(std::uint64_t data_bytes);
 // For decoding a few pictures within `passed`.
 time_budget picture_budget(std::chrono::seconds passed);
 
-// For decoding so many seconds of sound.
-time_budget sound_budget(double duration);
+// For decoding so many seconds of sound. If the length is not known (0), it is taken to be the
+// longest that a file with so many bytes of data can have, within length.max_hours.
+time_budget sound_budget(double duration, std::uint64_t data_bytes);
 
 // For making `frames` pictures of `pixels` pixels, the decoded and the encoded ones together, and
 // `duration` seconds of sound.

@@ -102,7 +102,7 @@ private:
     to.quality = options_.quality;
     // A drawing needs every sample of the sound.
     return run_engine(drawing_command(source_.url(), sound->index, to),
-                      sound_budget(media_.duration), error) &&
+                      sound_budget(media_.duration, source_.data_size()), error) &&
            verify(to.shape.made, "cannot be drawn as a waveform", error);
   }
 

@@ -1,5 +1,6 @@
 // The limits of a program in the sandbox. Each case confines a separate process.
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <string>
@@ -10,6 +11,7 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -202,13 +204,44 @@ TEST_F(sandbox_calls, that_change_owners_or_permissions_are_refused) {
   });
 }
 
+TEST_F(sandbox_calls, that_send_signals_to_others_are_refused) {
+  const pid_t other = getpid();
+  expect_confined({}, [other] {
+    return is_refused(kill(other, 0), EPERM) && is_refused(kill(-1, 0), EPERM) &&
+           is_refused(tgkill(other, other, 0), EPERM) &&
+           is_refused(static_cast<int>(syscall(SYS_tkill, other, 0)), EPERM) &&
+           is_refused(sigqueue(other, 0, {}), EPERM) && kill(getpid(), 0) == 0 &&
+           tgkill(getpid(), gettid(), 0) == 0;
+  });
+}
+
+// They could take away the processor time of the tool itself.
+TEST_F(sandbox_calls, that_limit_others_are_refused) {
+  const pid_t other = getpid();
+  expect_confined({}, [other] {
+    rlimit now{};
+    return is_refused(prlimit(other, RLIMIT_CPU, nullptr, &now), EPERM) &&
+           prlimit(0, RLIMIT_CPU, nullptr, &now) == 0;
+  });
+}
+
+TEST_F(sandbox_calls, that_abort_the_program_itself_are_not) {
+  EXPECT_EXIT(
+      {
+        enter_sandbox({}, program);
+        std::abort();
+      },
+      testing::KilledBySignal(SIGABRT), "");
+}
+
 TEST(sandbox_limits, are_set) {
   sandbox given;
   given.processor_time = std::chrono::seconds(77);
   expect_confined(given, [] {
     return limit_of(RLIMIT_CORE) == 0 && limit_of(RLIMIT_CPU) == 77 &&
-           limit_of(RLIMIT_NOFILE) <= 256 && limit_of(RLIMIT_FSIZE) == 0 &&
-           limit_of(RLIMIT_AS) != RLIM_INFINITY && limit_of(RLIMIT_AS) >= rlim_t{4} << 30;
+           limit_of(RLIMIT_NOFILE) <= 256 && limit_of(RLIMIT_NPROC) <= 4096 &&
+           limit_of(RLIMIT_FSIZE) == 0 && limit_of(RLIMIT_AS) != RLIM_INFINITY &&
+           limit_of(RLIMIT_AS) >= rlim_t{4} << 30;
   });
 }
 

@@ -18,7 +18,17 @@ TEST(time_budget, of_reading_grows_with_the_data) {
 TEST(time_budget, of_reading_allows_for_a_slow_share_and_a_busy_machine) {
   EXPECT_GE(reading_budget(50'000'000).passed, 30min);
   EXPECT_GE(reading_budget(5'000'000'000).passed, 1h);
-  EXPECT_GE(sound_budget(0).passed, 30min);
+  EXPECT_GE(sound_budget(0, 0).passed, 30min);
+}
+
+TEST(time_budget, of_sound_grows_with_its_length) {
+  EXPECT_GE(sound_budget(36000, 1).processor, 30min);
+  EXPECT_LE(sound_budget(10, 4'000'000'000).processor, 2min);
+}
+
+TEST(time_budget, of_sound_without_a_length_grows_with_the_data) {
+  EXPECT_GE(sound_budget(0, 144'000'000).processor, 30min);
+  EXPECT_EQ(sound_budget(0, 1'000'000'000'000).processor, sound_budget(48 * 3600, 0).processor);
 }
 
 TEST(time_budget, of_encoding_grows_with_frames_and_their_size) {
