@@ -79,6 +79,9 @@ class Attack:
         if os.path.isdir(folder):
             if calls.has_token(folder):
                 ended.faults.append("shows bytes of another owner's file")
+            described = calls.media_fields(folder)
+            if self.attack.outcome == attack_input.REFUSED and described:
+                ended.faults.append(f"describes another file: {described}")
             shutil.rmtree(folder)
         return ended
 
@@ -136,6 +139,10 @@ def attack_all(options, work):
     canaries = bait.Canaries(os.path.join(work, "canaries"))
     listener = bait.Listener()
     attacks = all_inputs(os.path.join(work, "media"), canaries, listener.port)
+    unknown = set(options.names) - {one.name for one in attacks}
+    if unknown:
+        print(f"attacks.py: no such input: {' '.join(sorted(unknown))}", file=sys.stderr)
+        return 2
     if options.names:
         attacks = [one for one in attacks if one.name in options.names]
     ended, faults = [], 0

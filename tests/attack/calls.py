@@ -9,9 +9,12 @@ import time
 import attack_input
 import bait
 
-# What the cage leaves to an engine: its address space is limited to this and to 160 MiB for each
-# processor, of which an engine never touches much.
-MOST_MEMORY = 4 << 30
+# Bytes. The sandbox leaves an engine 4 GiB of addresses and more for its threads, of which none of
+# the inputs makes it touch much.
+MOST_MEMORY = 3 << 29
+
+# What identification writes about a file only if it has understood its media.
+MEDIA_FIELDS = ("duration", "video codec", "audio codec")
 
 PATIENCE = 15  # seconds after the time limit, until the tool is killed
 
@@ -79,6 +82,16 @@ def has_token(folder):
                 if bait.TOKEN in file.read():
                     return True
     return False
+
+
+def media_fields(folder):
+    """The lines of the metadata in the folder that describe media."""
+    lines = []
+    for name in os.listdir(folder):
+        with open(os.path.join(folder, name), encoding="utf-8", errors="replace") as file:
+            lines += file.read().splitlines()
+    fields = [line.partition("=") for line in lines]
+    return [f"{name}={value}" for name, _, value in fields if name in MEDIA_FIELDS and value]
 
 
 def judge(ended, path, limit, outcome, results, made):

@@ -20,6 +20,7 @@ struct race {
   std::function<void()> attack;     // one round of the attacker
   std::function<void()> step;       // as the programs perform it
   std::function<void()> unguarded;  // the same by path, to see that the attacker would succeed
+  std::function<bool()> done;       // whether the step has had its effect
   // Whether the attacker achieved something besides a change in the private folder.
   std::function<bool()> also_won = [] { return false; };
 };

@@ -31,6 +31,8 @@ constexpr const char* link_to_film = "/mnt/open/films/link";
 constexpr const char* output_metadata = "/mnt/main/tv/vod/.film.mp4.metadata";
 constexpr const char* output_link = "/mnt/main/tv/vod/link";
 constexpr const char* picture = "/mnt/main/tv/vod/.film.mp4.metadata/vod.thumbnail.jpg";
+constexpr const char* left_part = "/mnt/open/films/.qx-part-0";
+constexpr const char* log_of_film = "/mnt/open/films/.film.mpg.metadata/vod.log";
 constexpr const char* private_film = "/mnt/private/film.mpg";
 constexpr const char* private_picture = "/mnt/private/vod.thumbnail.jpg";
 
@@ -114,23 +116,41 @@ bool private_film_was_read() {
   return what_was_read == "private";
 }
 
+bool film_was_read() {
+  return what_was_read == "film";
+}
+
 race reading(const char* name, std::function<void()> attack, std::function<void()> step) {
   return {name,
           make_media,
           std::move(attack),
           std::move(step),
           [] { what_was_read = text_of(film); },
+          film_was_read,
           private_film_was_read};
 }
 
-race writing(const char* name, std::function<void()> attack, const char* path) {
-  return {name, make_media, std::move(attack), [path] { make_result(path); },
-          [path] { make_result_by_path(path); }};
+bool is_made(const char* path) {
+  return text_of(path) == "made";
 }
 
-// A result that a killed tool has left, in the private folder.
+race writing(const char* name, std::function<void()> attack, const char* path) {
+  return {name,
+          make_media,
+          std::move(attack),
+          [path] { make_result(path); },
+          [path] { make_result_by_path(path); },
+          [path] { return is_made(path); }};
+}
+
+// A result that a killed tool has left; there is one of this name in the private folder, too.
+void make_left_part() {
+  make_media();
+  write_text(left_part, "part");
+}
+
 void remove_left_parts_by_path() {
-  fs::remove(std::string(films) + "/.qx-part-0");
+  fs::remove(left_part);
 }
 
 }  // namespace
@@ -143,21 +163,22 @@ std::vector<race> tool_races() {
               plant_for_parts(output_metadata, private_picture), picture),
       {"picture written, metadata folder replaced by a link", make_media,
        exchange(output_metadata, output_link), [] { make_result(picture); },
-       [] { write_text(picture, "made"); }},
+       [] { write_text(picture, "made"); }, [] { return is_made(picture); }},
       {"result renamed, folder replaced by a link", make_media, exchange(films, link_to_private),
        [] { make_result("/mnt/open/films/result"); },
-       [] { write_text("/mnt/open/films/result", "made"); }},
-      {"left results removed, folder replaced by a link", make_media,
+       [] { write_text("/mnt/open/films/result", "made"); },
+       [] { return is_made("/mnt/open/films/result"); }},
+      {"left results removed, folder replaced by a link", make_left_part,
        exchange(films, link_to_private), [] { make_result("/mnt/open/films/new"); },
-       remove_left_parts_by_path},
+       remove_left_parts_by_path, [] { return !fs::exists(left_part); }},
       reading("source read, replaced by a link", exchange(film, link_to_film),
               [] { read_source(film); }),
       reading("source read, folder replaced by a link", exchange(films, link_to_private),
               [] { read_source(film); }),
       reading("source sent, replaced by a link", exchange(film, link_to_film), send_source),
       {"log written, folder of the media replaced by a link", make_media,
-       exchange(films, link_to_private), log_job,
-       [] { write_text("/mnt/open/films/.film.mpg.metadata/vod.log", "log"); }},
+       exchange(films, link_to_private), log_job, [] { write_text(log_of_film, "log"); },
+       [] { return !text_of(log_of_film).empty(); }},
   };
 }
 

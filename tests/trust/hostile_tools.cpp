@@ -168,9 +168,14 @@ public:
     std::fflush(stdout);
     const pid_t pid = fork();
     if (pid == 0) { run_as_child(tool_name, what, reports_[1]); }
+    if (pid < 0) {
+      std::perror("hostile-tools: fork");
+      ++worst_.findings;
+      return;
+    }
     --room_;
     ++cases_;
-    running_ += pid > 0 ? 1 : 0;
+    ++running_;
   }
 
   int finish() {
