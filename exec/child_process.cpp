@@ -128,7 +128,7 @@ bool spawn_after(QueueItem& item, void (*prepare)(const QueueItem& item)) {
     const termination_signals_blocked blocked;
     item.proc_pid = fork();
     if (item.proc_pid == 0) {
-      begin_child(service);
+      begin_child(service, item.proc_stdin_read_fd, item.proc_stdout_write_fd);
       take_streams(item);
       in_forked_child([&] { prepare(item); });
       execv(argv[0], argv.get());

@@ -1,5 +1,6 @@
 #include "exec/forked_child.h"
 
+#include <algorithm>
 #include <initializer_list>
 
 #include <sys/prctl.h>
@@ -10,6 +11,19 @@
 namespace {
 
 constexpr int exit_orphaned = 1;
+
+// Before anything that may take long: with the instance lock and the control socket, a child that
+// gets no processor time would keep the next service from starting.
+void close_all_but(int kept, int also_kept) {
+  const auto [low, high] = std::minmax(kept, also_kept);
+  int first = STDERR_FILENO + 1;
+  for (const int fd : {low, high}) {
+    if (fd < first) { continue; }
+    if (fd > first) { close_range(static_cast<unsigned>(first), static_cast<unsigned>(fd) - 1, 0); }
+    first = fd + 1;
+  }
+  close_range(static_cast<unsigned>(first), ~0U, 0);
+}
 
 // An ignored signal stays ignored across exec, but a tool whose reader has gone should be ended by
 // SIGPIPE.
@@ -55,7 +69,8 @@ termination_signals_blocked::~termination_signals_blocked() {
   sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
-void begin_child(pid_t service) {
+void begin_child(pid_t service, int kept, int also_kept) {
+  close_all_but(kept, also_kept);
   setsid();
   reset_dispositions();
   end_with(service);

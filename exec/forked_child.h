@@ -18,7 +18,8 @@ private:
   sigset_t before_{};
 };
 
-// The first call in the child: creates a session, sets the lowest priority, and resets signals,
-// signal mask and descriptor limit to what any program expects at its start. The child gets SIGTERM
-// when its parent, the process `service`, ends for whatever reason.
-void begin_child(pid_t service);
+// The first call in the child: closes all descriptors but the standard streams and the two that are
+// given (-1 for none), creates a session, sets the lowest priority, and resets signals, signal mask
+// and descriptor limit to what any program expects at its start. The child gets SIGTERM when its
+// parent, the process `service`, ends for whatever reason.
+void begin_child(pid_t service, int kept = -1, int also_kept = -1);

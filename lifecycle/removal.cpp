@@ -34,11 +34,7 @@ bool removal_may_start(QueueItem& item, cleanup_states step) {
          item.proc_prepare_fork_spawn() && item.validate_ready() == 1;
 }
 
-// What follows runs in a child. If it hangs, it must not hold clients' connections or the instance
-// lock.
-void close_all_but_streams() {
-  close_range(STDERR_FILENO + 1, ~0U, 0);
-}
+// What follows runs in a child.
 
 // Whether a file keeps its numbers until the next boot. Those of FAT, FUSE and SMB change when the
 // kernel forgets the file; a file system without a device of its own may get another device number
@@ -94,7 +90,6 @@ int unlink_source(const QueueItem& item) {
 // The tool is given a path. Where others could make that lead elsewhere at any moment, this child
 // removes the folder itself.
 void remove_unless_tool_can(const QueueItem& item) {
-  close_all_but_streams();
   const std::string& metadir = item.proc_argv.back();
   const unique_fd folder = open_folder_of_source(item);
   if (folder.valid() && !others_may_redirect(metadir)) { return; }
@@ -131,7 +126,6 @@ bool QueueItem::proc_start_unlink_input_file() {
   proc_pid = fork();
   if (proc_pid == 0) {
     begin_child(service);
-    close_all_but_streams();
     _exit(in_forked_child([this] { return unlink_source(*this); }));
   }
   if (proc_pid == -1) {

@@ -79,13 +79,13 @@ private:
 // A helper that hangs must not hold clients' connections or the instance lock, nor survive the
 // service for longer than the file system makes it.
 [[noreturn]] void answer_and_exit(pid_t service, int fd, const look_function& look) {
+  if (fd > STDERR_FILENO + 1) { close_range(STDERR_FILENO + 1, static_cast<unsigned>(fd) - 1, 0); }
+  close_range(static_cast<unsigned>(fd) + 1, ~0U, 0);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   for (const int signal_number : {SIGINT, SIGTERM, SIGQUIT}) {
     signal(signal_number, SIG_DFL);
   }
   if (getppid() != service) { _exit(1); }
-  if (fd > STDERR_FILENO + 1) { close_range(STDERR_FILENO + 1, static_cast<unsigned>(fd) - 1, 0); }
-  close_range(static_cast<unsigned>(fd) + 1, ~0U, 0);
   const std::string text = in_forked_child([&] { return look() + end_mark; });
   _exit(write_all(fd, text) ? 0 : 1);
 }

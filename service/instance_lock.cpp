@@ -19,8 +19,8 @@
 namespace {
 
 // How long to wait for children of a killed service: each inherits the lock with the fork and drops
-// it with its exec.
-constexpr std::uint64_t orphan_patience_us = 5000000;
+// it at once, but on a busy machine it may take long until it runs.
+constexpr std::uint64_t orphan_patience_us = 30000000;
 constexpr useconds_t retry_interval_us = 10000;
 
 constexpr std::size_t longest_lock_list = std::size_t{1} << 20;

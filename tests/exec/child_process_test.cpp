@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 
 #include "platform/descriptor_limit.h"
 #include "platform/sliding_window_v4.h"
+#include "platform/unique_fd.h"
 #include "tests/exec/exec_bench.h"
 #include "tests/support/wait_until.h"
 
@@ -17,6 +19,9 @@ using namespace qx_test;
 using ::testing::HasSubstr;
 
 namespace {
+
+// A descriptor that a child must have given up by then, or it ends.
+int closed_at_setsid = -1;
 
 class child_process : public exec_bench {
 protected:
@@ -64,6 +69,11 @@ protected:
 };
 
 }  // namespace
+
+extern "C" pid_t setsid() noexcept {
+  if (closed_at_setsid != -1 && fcntl(closed_at_setsid, F_GETFD) != -1) { _exit(1); }
+  return static_cast<pid_t>(syscall(SYS_setsid));
+}
 
 TEST_F(child_process, empty_command_line_starts_nothing) {
   EXPECT_FALSE(item_.proc_spawn());
@@ -145,6 +155,15 @@ TEST_F(child_process, keeps_only_its_streams_open) {
   ASSERT_TRUE(spawn_shell("ls /proc/$$/fd; true"));
   EXPECT_EQ(output(), "0\n1\n2\n");
   close(other);
+}
+
+TEST_F(child_process, has_only_its_pipes_before_anything_may_take_long) {
+  const unique_fd lock(open("/dev/null", O_RDONLY | O_CLOEXEC));
+  closed_at_setsid = lock.get();
+  ASSERT_TRUE(QueueItem::_std_open_anonpipe(item_.proc_stdin_read_fd, item_.proc_stdin_write_fd));
+  ASSERT_TRUE(spawn_shell("echo started"));
+  closed_at_setsid = -1;
+  EXPECT_EQ(output(), "started\n");
 }
 
 TEST_F(child_process, stream_without_a_pipe_is_the_services_own) {

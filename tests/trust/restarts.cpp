@@ -42,10 +42,11 @@ bool has_child_in_gap(const private_root& root, pid_t service) {
 }
 
 void restart(test_machine& machine, totals& sums, findings& found) {
-  machine.client.add_ready(source);
+  const std::string job = machine.client.add_ready(source);
   const pid_t service = machine.service.pid();
   found.expect(wait_until([&] { return has_child_in_gap(machine.root, service); }),
-               "the service has started no child");
+               "the service has started no child: " + machine.client.item(job).dump() + "\n" +
+                   machine.service.stderr_text());
   machine.service.kill();
   const auto begin = std::chrono::steady_clock::now();
   machine.service.launch();
