@@ -38,6 +38,13 @@ namespace {
 constexpr const char* long_source =
     "/mnt/media/a file with a rather long name, to be allocated.mpg";
 
+constexpr char far_id[] = "the-id-of-the-job-in-the-queue-of-the-remote-server";
+constexpr char far_reply[] =
+    "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n\n"
+    "{\"entry id\": \"the-id-of-the-job-in-the-queue-of-the-remote-server\", "
+    "\"input file\": \"/mnt/media/the uploaded source.mpg\", \"state\": \"the text over there\", "
+    "\"transcode progress\": [2500, 10000], \"transcode state\": \"transcoding\"}";
+
 class out_of_memory : public control_bench {
 protected:
   out_of_memory() { EXPECT_EQ(request("test").status(), "OK") << "its connection is accepted"; }
@@ -63,13 +70,9 @@ protected:
     return reply.words.at(1) == "OK";
   }
 
-  // An item whose listing tool has printed three profiles and ended.
-  QueueItem& add_listed_item() {
-    QueueItem& item = add_item(TRANSCODE_READY);
-    item.sm.ready.set_state(READY_QUERY_PROFILES);
-    EXPECT_TRUE(item.set_input_file(long_source));
+  // The item's tool has printed this and ended.
+  static void end_tool(QueueItem& item, const std::string& printed) {
     EXPECT_TRUE(QueueItem::_std_init_buffer(item.proc_stdout_buffer, proc_buffer_size));
-    const std::string printed = listing_text({"1080-by-a-long-name", "720", "480"});
     memcpy(item.proc_stdout_buffer->write_pos, printed.data(), printed.size());
     item.proc_stdout_buffer->write_pos += printed.size();
     item.proc_prepare_fork_spawn();
@@ -77,6 +80,34 @@ protected:
     if (item.proc_pid == 0) { _exit(0); }
     siginfo_t info;
     waitid(P_PID, static_cast<id_t>(item.proc_pid), &info, WEXITED | WNOWAIT);
+  }
+
+  // An item whose listing tool has printed three profiles and ended.
+  QueueItem& add_listed_item() {
+    QueueItem& item = add_item(TRANSCODE_READY);
+    item.sm.ready.set_state(READY_QUERY_PROFILES);
+    EXPECT_TRUE(item.set_input_file(long_source));
+    end_tool(item, listing_text({"1080-by-a-long-name", "720", "480"}));
+    return item;
+  }
+
+  // An item whose remote server has been asked for its state, and has answered.
+  QueueItem& add_polled_item() {
+    QueueItem& item = add_remote_item(REMOTE_MONITOR);
+    item.remote_info.entry_id = far_id;
+    end_tool(item, far_reply);
+    return item;
+  }
+
+  // A job that may be transcoded. Call it in an own /mnt.
+  QueueItem& add_startable_item() {
+    QueueItem& item = add_item(TRANSCODE_READY);
+    item.sm.ready.set_state(READY_READY_TO_TRANSCODE);
+    EXPECT_TRUE(item.set_input_file(long_source));
+    EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/the output of this job.mp4"));
+    item.transcode_profile = "720-by-a-rather-long-name";
+    item.quoted_profile = {item.transcode_profile};
+    fs::create_directories(item.fileops_job_dir);
     return item;
   }
 
@@ -186,6 +217,96 @@ TEST_F(out_of_memory, repeats_a_step_that_has_not_started_its_child_or_cancels_t
     EXPECT_TRUE(has_failed || item.sm.state == TRANSCODE_READY);
     drop_items();
     return has_failed;
+  });
+}
+
+TEST_F(out_of_memory, takes_over_a_remote_reply_or_asks_again) {
+  fail_each_allocation([&](long nth, failing how) {
+    QueueItem& item = add_polled_item();
+    bool has_failed = false;
+    {
+      const failing_memory short_memory(nth, how);
+      item.idle_process();
+      has_failed = failing_memory::has_failed();
+    }
+    item.idle_process();
+    EXPECT_FALSE(item.is_running()) << nth;
+    EXPECT_EQ(item.sm.state, TRANSCODE_REMOTE) << nth;
+    EXPECT_EQ(item.sm.remote.state, REMOTE_MONITOR) << nth;
+    EXPECT_EQ(item.remote_info.entry_id, far_id) << nth;
+    EXPECT_TRUE(has_failed || item.progress == 2500);
+    drop_items();
+    return has_failed;
+  });
+}
+
+TEST_F(out_of_memory, restarts_a_job_or_leaves_it_cancelled) {
+  in_own_mnt([&] {
+    fs::create_directories("/mnt/main/tv/vod");
+    fs::create_directories("/mnt/media");
+    write_file(long_source, "film");
+    QueueItem& item = add_startable_item();
+    fail_each_allocation([&](long nth, failing how) {
+      item.sm.set_state(TRANSCODE_CANCELLED);
+      bool has_failed = false;
+      const auto answer =
+          serve(request_of("restart", {{"entry id", item.entry_id}}), nth, how, has_failed);
+      EXPECT_EQ(transcode_queue.size(), 1U);
+      EXPECT_EQ(item.input_file, long_source) << nth;
+      const bool is_ready = item.sm.state == TRANSCODE_READY;
+      EXPECT_TRUE(is_ready || item.sm.state == TRANSCODE_CANCELLED) << nth;
+      if (answer == true) { EXPECT_TRUE(is_ready) << nth; }
+      EXPECT_TRUE(has_failed || answer == true);
+      return has_failed;
+    });
+  });
+}
+
+TEST_F(out_of_memory, removes_a_job_or_leaves_it_to_be_removed_again) {
+  fail_each_allocation([&](long nth, failing how) {
+    QueueItem& item = add_item(TRANSCODE_DONE);
+    const auto packet = request_of("remove", {{"entry id", item.entry_id}});
+    bool has_failed = false;
+    const auto answer = serve(packet, nth, how, has_failed);
+    EXPECT_EQ(transcode_queue.size(), 1U) << "until the next scan";
+    if (answer == true) { EXPECT_EQ(item.sm.state, TRANSCODE_CLEARED) << nth; }
+    EXPECT_TRUE(has_failed || answer == true);
+    bool is_short = false;
+    EXPECT_EQ(serve(packet, 0, failing::once, is_short), true) << nth;
+    EXPECT_EQ(item.sm.state, TRANSCODE_CLEARED) << nth;
+    drop_items();
+    return has_failed;
+  });
+}
+
+TEST_F(out_of_memory, starts_a_transcode_or_tries_again_or_cancels) {
+  in_own_mnt([&] {
+    fs::create_directories("/mnt/main/tv/vod");
+    fs::create_directories("/mnt/media");
+    write_file(long_source, "film");
+    fail_each_allocation([&](long nth, failing how) {
+      QueueItem& item = add_startable_item();
+      next_queue_scan = 0;
+      bool has_failed = false;
+      {
+        const failing_memory short_memory(nth, how);
+        with_memory("a test", idle_transcode_queue);
+        has_failed = failing_memory::has_failed();
+      }
+      const bool is_started = item.proc_pid != -1;
+      EXPECT_EQ(item.sm.state == TRANSCODE_TRANSCODING, is_started) << nth;
+      EXPECT_EQ(item_active_transcode_in_action == &item, is_started) << nth;
+      if (!is_started) {
+        EXPECT_FALSE(item.is_running()) << nth;
+        EXPECT_TRUE(item.sm.state == TRANSCODE_READY || item.sm.state == TRANSCODE_CANCELLED);
+      }
+      if (is_started) { waitpid(item.proc_pid, nullptr, 0); }
+      item.proc_pid = -1;
+      EXPECT_TRUE(has_failed || is_started);
+      item_active_transcode_in_action = nullptr;
+      drop_items();
+      return has_failed;
+    });
   });
 }
 
