@@ -85,6 +85,14 @@ bool output_allowed(QueueItem& item) {
   return true;
 }
 
+// Whatever is checked besides the source.
+bool rest_is_valid(QueueItem& item) {
+  if (!output_allowed(item) || !item.init_fileops_job()) { return false; }
+  item.fileops_op = fileops_operation;
+  item.fileops_write_status();
+  return true;
+}
+
 // Moves the item to the start of "ready", unless anything of an earlier step is left.
 bool ready_from_rest(QueueItem& item) {
   if (item.is_running()) {
@@ -125,10 +133,12 @@ int QueueItem::validate_ready() {
   // would prevent its file system from being unmounted.
   close_descriptor(input_dir_fd);
   close_descriptor(input_fd);
-  if (!input_good || !output_allowed(*this) || !init_fileops_job()) { return 0; }
-  fileops_op = fileops_operation;
-  fileops_write_status();
-  return 1;
+  return input_good && rest_is_valid(*this) ? 1 : 0;
+}
+
+bool is_valid_or_silent(QueueItem& item) {
+  if (item.validate_ready() == 1) { return true; }
+  return std::exchange(item.source_silent, false) && rest_is_valid(item);
 }
 
 bool QueueItem::ready() {

@@ -1,4 +1,4 @@
-// The part of the validation that looks at an item's source.
+// Parts of the validation of an item.
 #pragma once
 
 #include <string>
@@ -11,3 +11,7 @@ class QueueItem;
 // Stores which file it is, if there is one.
 // Blocks as long as the file system of the source does.
 std::string refusal_of_source(QueueItem& item, file_identity& file);
+
+// Validates an item as QueueItem::validate_ready() does, but takes a source that does not answer
+// for a valid one. For steps that do not need the source.
+bool is_valid_or_silent(QueueItem& item);

@@ -41,6 +41,8 @@ bool start_local(QueueItem& item) {
   if (transcode_settings.fullspeed) { order.full_speed_threads = how_many_cpus(); }
   item.proc_argv = transcode_command(order);
   if (!item.open_proc_stdout()) { return false; }
+  // A later download must not continue the file that is made here.
+  item.remote_info.name.clear();
   item.state_message = text_transcoding;
   item.sm.set_state(TRANSCODE_TRANSCODING);
   item.fileops_write_status();

@@ -3,8 +3,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/transcode_settings.h"
 #include "platform/trusted_path.h"
@@ -22,6 +25,9 @@ constexpr long long size_unknown = -1;
 // time.
 long long ftp_server_size = size_unknown;
 
+// Owner of the file that the running download writes; nothing if the file could not be made.
+std::optional<uid_t> output_owner;
+
 // Size of a finished job's output, which the remote server's gateway adds to the document. A number
 // that cannot be a file size is ignored.
 long long size_in_document(const json11::Json& document) {
@@ -38,7 +44,38 @@ long long size_of_file(const std::string& path) {
                                                                       : size_unknown;
 }
 
+bool is_plain(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_nlink == 1;
+}
+
+// Opens the output for writing, creating it if `flags` say so. Invalid if it is not a plain file.
+unique_fd open_output(int folder, const std::string& name, int flags) {
+  unique_fd file(
+      openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0666));
+  struct stat status {};
+  if (!file.valid() || fstat(file.get(), &status) != 0 || !is_plain(status)) { return unique_fd(); }
+  output_owner = status.st_uid;
+  return file;
+}
+
+// The tool opens the output by its name, so a link that another account has planted there is
+// replaced by a new file first. If this fails, so does the tool.
+void prepare_output(const QueueItem& item) {
+  output_owner.reset();
+  std::string name;
+  const unique_fd folder = open_directory_of(item.output_file, name);
+  if (!folder.valid() || open_output(folder.get(), name, O_CREAT).valid()) { return; }
+  unlinkat(folder.get(), name.c_str(), 0);
+  open_output(folder.get(), name, O_CREAT | O_EXCL);
+}
+
 }  // namespace
+
+bool has_own_output(const QueueItem& item) {
+  struct stat status {};
+  if (lstat(item.output_file.c_str(), &status) != 0) { return errno == ENOENT; }
+  return is_plain(status) && status.st_uid == output_owner.value_or(status.st_uid);
+}
 
 void discard_download(const QueueItem& item) {
   if (!remove_file(item.output_file) && errno != ENOENT) {
@@ -70,6 +107,7 @@ bool QueueItem::proc_start_remote_transcode_download() {
   // would accept it as complete.
   const long long far_size = size_in_document(remote_info.json);
   if (far_size != size_unknown && size_of_file(output_file) > far_size) { discard_download(*this); }
+  prepare_output(*this);
   ftp_server_size = size_unknown;
   close_proc_stdin();
   close_proc_stdout();

@@ -90,11 +90,6 @@ void read_remote_view(QueueItem& item) {
   item.remote_view = {true, scratch.paused, scratch.sm.state};
 }
 
-// A source that did not answer in time is looked at again before the next poll would be due.
-void poll_again_soon_if_silent(QueueItem& item) {
-  if (item.source_silent) { item.next_remote_poll = item.next_source_look; }
-}
-
 // Compares the user's wishes with the server's last document; polls again when it is time.
 void monitor_remote(QueueItem& item) {
   read_remote_view(item);
@@ -116,7 +111,8 @@ void monitor_remote(QueueItem& item) {
   if (now >= item.next_remote_poll) {
     item.next_remote_poll = now + remote_poll_us + random_spread_us();
     item.proc_start_remote_transcode_monitor();
-    poll_again_soon_if_silent(item);
+    // A source that did not answer in time is looked at again before the next poll would be due.
+    if (item.source_silent) { item.next_remote_poll = item.next_source_look; }
   }
 }
 
@@ -125,7 +121,6 @@ void start_command(QueueItem& item) {
   if (now >= item.next_remote_poll) {
     item.next_remote_poll = now + remote_poll_us;
     item.proc_start_remote_transcode_command();
-    poll_again_soon_if_silent(item);
   }
 }
 

@@ -94,7 +94,7 @@ bool QueueItem::proc_start_remote_transcode_monitor() {
 }
 
 bool QueueItem::proc_start_remote_transcode_command() {
-  if (!remote_step_may_start(*this)) { return false; }
+  if (!remote_command_may_start(*this)) { return false; }
   if (sm.remote_command.empty()) {
     sm.remote.set_state(REMOTE_MONITOR);
     return true;

@@ -9,6 +9,10 @@ class QueueItem;
 // create its metadata directory and job.
 bool remote_step_may_start(QueueItem& item);
 
+// The same for a step that does not need the source: one that does not answer is not waited for, so
+// that a job can be cancelled on its server at once.
+bool remote_command_may_start(QueueItem& item);
+
 // Restores `scratch`, a new item that the caller owns and discards, from the last document that the
 // remote server returned for `item`. False if there is none or it is refused; `scratch` may then be
 // partly filled.

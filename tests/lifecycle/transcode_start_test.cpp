@@ -232,6 +232,28 @@ TEST_F(remote_start, starts_the_remote_phase) {
   });
 }
 
+// A later download would otherwise continue the file that was made here.
+TEST_F(remote_start, after_a_local_one_is_a_new_upload) {
+  inside([&] {
+    const fake_child child;
+    QueueItem& item = add();
+    item.remote_info.name = "name-of-an-earlier-upload";
+    item.uploaded = true;
+    EXPECT_TRUE(item.do_queue_start_transcode());
+    fake_child::run_for(item);
+    write_file(item.output_file, "made here");
+    item.proc_pid = -1;
+    item.close_proc_stdout();
+    item.sm.set_state(TRANSCODE_READY);
+    item.sm.ready.set_state(READY_READY_TO_TRANSCODE);
+    go_remote();
+    EXPECT_TRUE(item.do_queue_start_transcode());
+    EXPECT_NE(item.remote_info.name, "name-of-an-earlier-upload");
+    EXPECT_FALSE(item.uploaded);
+    EXPECT_FALSE(std::filesystem::exists(item.output_file));
+  });
+}
+
 TEST_F(remote_start, keeps_the_name_of_an_existing_upload) {
   inside([&] {
     const fake_child child;

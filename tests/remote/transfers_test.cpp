@@ -351,6 +351,34 @@ TEST_F(download_start, of_a_new_remote_job_does_not_follow_a_link) {
   EXPECT_EQ(machine.root.read("/mnt/main/tv/vod/kept.mp4"), "kept");
 }
 
+TEST_F(download_start, of_the_same_remote_job_does_not_follow_a_link_either) {
+  begin_with_broken_download("half");
+  machine.root.write("/mnt/main/tv/vod/kept.mp4", "kept");
+  ASSERT_EQ(machine.root.run({"/usr/bin/ln", "-sf", "kept.mp4", output}).status, 0);
+  EXPECT_EQ(found_by_next_run(), "");
+  EXPECT_EQ(machine.root.run({"/usr/bin/test", "-L", output}).status, 1);
+  EXPECT_EQ(machine.root.read("/mnt/main/tv/vod/kept.mp4"), "kept");
+}
+
+TEST_F(download_start, does_not_continue_a_file_that_has_a_second_name) {
+  begin_with_broken_download("half");
+  ASSERT_EQ(machine.root.run({"/usr/bin/ln", output, "/mnt/main/tv/vod/kept.mp4"}).status, 0);
+  EXPECT_EQ(found_by_next_run(), "");
+  EXPECT_EQ(machine.root.read("/mnt/main/tv/vod/kept.mp4"), "half");
+}
+
+TEST_F(download, whose_output_was_replaced_by_a_link_fails) {
+  begin_download(tool_plan().wait("go").exit(0));
+  machine.root.wait_for_call(tool::wget);
+  const auto output = machine.client.item(id)["output file"].string_value();
+  machine.root.write("/mnt/main/tv/vod/kept.mp4", "kept");
+  ASSERT_EQ(machine.root.run({"/usr/bin/ln", "-sf", "kept.mp4", output}).status, 0);
+  machine.root.release("go");
+  wait_for_text("Remote item: download failed. The output was replaced");
+  EXPECT_EQ(machine.root.run({"/usr/bin/test", "-L", output}).status, 1);
+  EXPECT_EQ(machine.root.read("/mnt/main/tv/vod/kept.mp4"), "kept");
+}
+
 TEST_F(download, completes_the_job) {
   begin_download(tool_plan().write("{--output-document}", "mp4"));
   const auto item = machine.client.wait_for_transcode_state(id, "done");
