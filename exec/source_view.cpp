@@ -13,7 +13,6 @@
 #include "platform/clock.h"
 #include "platform/limited_look.h"
 #include "platform/metadata_v4.h"
-#include "platform/mount_table.h"
 #include "queue/queue_item.h"
 #include "rules/texts.h"
 
@@ -128,13 +127,26 @@ source_view::survey source_view::look_at_all(QueueItem& item) {
   return found;
 }
 
+std::optional<std::string> source_view::ask(const mount_point& mount) {
+  shared_look* const shared = shared_look::current;
+  if (shared != nullptr && shared->answer_ && shared->source_ == item_.input_file) {
+    return shared->answer_;
+  }
+  auto answer =
+      look_within_limit(mount, item_.input_file, [this] { return look_at_all(item_).encoded(); });
+  if (shared != nullptr) {
+    shared->source_ = item_.input_file;
+    shared->answer_ = answer;
+  }
+  return answer;
+}
+
 bool source_view::look() {
   const unsigned missed = std::exchange(item_.missed_source_looks, 0);
   item_.source_silent = false;
   const auto mount = foreign_mount_of(current_mounts(), item_.input_file);
   if (!mount) { return true; }
-  const auto answer =
-      look_within_limit(*mount, item_.input_file, [this] { return look_at_all(item_).encoded(); });
+  const auto answer = ask(*mount);
   survey_ = std::make_unique<survey>();
   if (answer && survey_->decode(*answer)) { return true; }
   item_.source_silent = true;
@@ -184,6 +196,16 @@ bool source_view::load_metadata() {
   item_.input_meta.entries = metadata_v4_metadata_context_create();
   return item_.input_meta.entries != nullptr &&
          metadata_v4_metadata_context_from_text(item_.input_meta.entries, survey_->metadata) >= 0;
+}
+
+shared_look* shared_look::current = nullptr;
+
+shared_look::shared_look() {
+  current = this;
+}
+
+shared_look::~shared_look() {
+  current = nullptr;
 }
 
 void wait_for_source(QueueItem& item) {

@@ -4,11 +4,13 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <sys/types.h>
 
 #include "platform/file_identity.h"
+#include "platform/mount_table.h"
 
 class QueueItem;
 
@@ -41,9 +43,27 @@ public:
 private:
   struct survey;
   static survey look_at_all(QueueItem& item);
+  std::optional<std::string> ask(const mount_point& mount);
 
   QueueItem& item_;
   std::unique_ptr<survey> survey_;  // null if the source is on a local file system
+};
+
+// While it exists, all looks at a source share the answer to the first one. For several checks in a
+// row; at most one at a time.
+class shared_look {
+public:
+  shared_look();
+  ~shared_look();
+  shared_look(const shared_look&) = delete;
+  shared_look& operator=(const shared_look&) = delete;
+
+private:
+  friend class source_view;
+  static shared_look* current;
+
+  std::string source_;
+  std::optional<std::string> answer_;
 };
 
 // Shows the user that the item waits for its source, unless the mount may only be slow. The text of

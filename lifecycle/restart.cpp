@@ -42,16 +42,12 @@ const char* restore_job(QueueItem& item) {
   return nullptr;
 }
 
-// Checks an item from the queue file against the current state of the machine. Returns null, or why
-// the item is dropped.
-const char* check_restored(QueueItem& item) {
-  if (item.sm.state == TRANSCODE_INIT) {
-    return "it was never made ready, or its state is unknown";
-  }
-  const char* const reason = restore_job(item);
-  if (reason != nullptr || item.sm.state == TRANSCODE_DONE) { return reason; }
+// If the source does not answer, the item's next step waits for it; a cancelled item, which has
+// none, is checked once it answers.
+void check_source(QueueItem& item) {
   source_view source(item);
-  if (!source.look()) { return nullptr; }  // its next step waits for it
+  item.source_unchecked = !source.look();
+  if (item.source_unchecked) { return; }
   if (source.file_error() != 0) {
     item.state_message = "Rejected: File has disappeared";
     item.sm.set_state(TRANSCODE_CANCELLED);
@@ -59,7 +55,17 @@ const char* check_restored(QueueItem& item) {
   } else if (item.validate_ready() == 0 && !item.source_silent) {
     item.cancel();
   }
-  return nullptr;
+}
+
+// Checks an item from the queue file against the current state of the machine. Returns null, or why
+// the item is dropped.
+const char* check_restored(QueueItem& item) {
+  if (item.sm.state == TRANSCODE_INIT) {
+    return "it was never made ready, or its state is unknown";
+  }
+  const char* const reason = restore_job(item);
+  if (reason == nullptr && item.sm.state != TRANSCODE_DONE) { check_source(item); }
+  return reason;
 }
 
 // An interrupted transcode starts over. True if it goes to the front of the queue.
@@ -113,6 +119,7 @@ std::string printable(std::string id) {
 // Puts one element of the queue file into the queue, or says why not.
 void restore(stored_item& stored, std::size_t position) {
   const char* reason = stored.refusal;
+  const shared_look one_look;
   if (reason == nullptr) { reason = check_restored(*stored.item); }
   if (reason != nullptr) {
     fprintf(stderr, "Queue warning, item %zu (entry='%s') was dropped: %s\n", position,
@@ -130,6 +137,11 @@ bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
   if (queue_file && check_restored(*this) != nullptr) { return false; }
   complete(*this);
   return true;
+}
+
+void check_late_source(QueueItem& item) {
+  check_source(item);
+  if (!item.source_unchecked) { item.fileops_write_status(); }
 }
 
 bool read_queue() {

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/lifecycle/item_answers.h"
 #include "tests/queue/queue_bench.h"
 
 using namespace qx_test;
@@ -48,6 +49,20 @@ TEST_F(item_restore, item_is_restored_unchanged) {
       EXPECT_THAT(status_lines(item), Contains("state=text"));
       EXPECT_THAT(status_lines(item), Contains("op=vod"));
     }
+  });
+}
+
+TEST_F(item_restore, operation_is_named_after_the_checks) {
+  inside([] {
+    QueueItem item;
+    std::string during_checks = "none";
+    readiness.validate_ready = [&] {
+      during_checks = item.fileops_op;
+      return 1;
+    };
+    EXPECT_TRUE(restore(item, "ready"));
+    EXPECT_EQ(during_checks, "");
+    EXPECT_EQ(item.fileops_op, "vod");
   });
 }
 

@@ -2,10 +2,14 @@
 #include <filesystem>
 
 #include <sys/stat.h>
+#include <sys/wait.h>
 
+#include "lifecycle/restart.h"
 #include "lifecycle/scheduler.h"
 #include "platform/limited_look.h"
 #include "queue/process_state.h"
+#include "queue/queue_file.h"
+#include "queue/transcode_queue.h"
 #include "remote/lifecycle_remote.h"
 #include "tests/exec/exec_bench.h"
 #include "tests/support/silent_mount.h"
@@ -13,6 +17,8 @@
 #include "tests/support/wait_until.h"
 
 using namespace qx_test;
+
+extern "C" pid_t __real_fork();
 
 namespace {
 
@@ -33,6 +39,15 @@ protected:
     EXPECT_TRUE(item.set_input_file("/mnt/share/clip.mpg"));
     EXPECT_TRUE(item.set_output_file("/mnt/main/tv/vod/clip.mp4"));
     item.state_message = "Ready";
+    return item;
+  }
+  QueueItem& add_sent(remote_transcode_states state) {
+    QueueItem& item = add_silent();
+    item.sm.set_state(TRANSCODE_REMOTE);
+    item.sm.remote.set_state(state);
+    item.remote_info.ip = "server";
+    item.remote_info.name = "name";
+    item.remote_info.entry_id = "far";
     return item;
   }
   static bool answers(QueueItem& item) {
@@ -102,14 +117,53 @@ TEST_F(silent_source, that_answers_late_is_not_asked_again_for_two_and_a_half_se
 
 TEST_F(silent_source, of_a_remote_job_is_looked_at_again_before_the_next_poll) {
   inside([&] {
-    for (const auto state : {REMOTE_MONITOR, REMOTE_COMMAND}) {
-      QueueItem& item = add_silent();
-      item.sm.set_state(TRANSCODE_REMOTE);
-      item.sm.remote.set_state(state);
-      idle_remote(item);
-      EXPECT_TRUE(item.source_silent);
-      EXPECT_EQ(item.next_remote_poll, clock_us + second_us / 2);
-    }
+    QueueItem& item = add_sent(REMOTE_MONITOR);
+    idle_remote(item);
+    EXPECT_TRUE(item.source_silent);
+    EXPECT_EQ(item.next_remote_poll, clock_us + second_us / 2);
+  });
+}
+
+TEST_F(silent_source, does_not_delay_a_command_for_the_remote_server) {
+  inside([&] {
+    QueueItem& item = add_sent(REMOTE_COMMAND);
+    item.sm.remote_command = "cancel";
+    idle_remote(item);
+    EXPECT_NE(item.proc_pid, -1);
+    EXPECT_FALSE(item.source_silent);
+    item.shutdown_proc();
+    waitpid(item.proc_pid, nullptr, 0);
+    item.proc_pid = -1;
+  });
+}
+
+TEST_F(silent_source, does_not_excuse_an_output_that_is_not_allowed) {
+  inside([&] {
+    QueueItem& item = add_sent(REMOTE_COMMAND);
+    item.sm.remote_command = "cancel";
+    item.output_file = "/etc/clip.mp4";
+    idle_remote(item);
+    EXPECT_EQ(item.proc_pid, -1);
+  });
+}
+
+TEST_F(silent_source, of_a_restored_job_is_looked_at_once_if_it_answers) {
+  mount_.answer();
+  inside([&] {
+    QueueItem& item = add_silent();
+    EXPECT_TRUE(item.init_fileops_job());
+    item.sm.set_state(TRANSCODE_TRANSCODING);
+    EXPECT_TRUE(write_queue());
+    delete &item;
+    transcode_queue.clear();
+    int looks = 0;
+    kernel.fork = [&] {
+      ++looks;
+      return __real_fork();
+    };
+    EXPECT_TRUE(read_queue());
+    EXPECT_EQ(transcode_queue.front()->sm.state, TRANSCODE_READY);
+    EXPECT_EQ(looks, 1);
   });
 }
 
