@@ -95,6 +95,7 @@ protected:
   QueueItem& add_polled_item() {
     QueueItem& item = add_remote_item(REMOTE_MONITOR);
     item.remote_info.entry_id = far_id;
+    item.next_remote_poll = clock_us + 1000000;
     end_tool(item, far_reply);
     return item;
   }
@@ -226,10 +227,10 @@ TEST_F(out_of_memory, takes_over_a_remote_reply_or_asks_again) {
     bool has_failed = false;
     {
       const failing_memory short_memory(nth, how);
-      item.idle_process();
+      item.idle();
       has_failed = failing_memory::has_failed();
     }
-    item.idle_process();
+    item.idle();
     EXPECT_FALSE(item.is_running()) << nth;
     EXPECT_EQ(item.sm.state, TRANSCODE_REMOTE) << nth;
     EXPECT_EQ(item.sm.remote.state, REMOTE_MONITOR) << nth;

@@ -151,7 +151,7 @@ TEST_F(silent_source, of_a_restored_job_is_looked_at_once_if_it_answers) {
   mount_.answer();
   inside([&] {
     QueueItem& item = add_silent();
-    EXPECT_TRUE(item.init_fileops_job());
+    EXPECT_TRUE(item.set_fileops_job_id(-1) && item.init_fileops_job());
     item.sm.set_state(TRANSCODE_TRANSCODING);
     EXPECT_TRUE(write_queue());
     delete &item;
