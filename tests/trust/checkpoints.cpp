@@ -1,8 +1,10 @@
 // Interrupts transcodes that are made in segments, at random moments and right before chosen steps,
 // cuts the power, fills the disk, and damages what they leave; the next run must give the whole
 // result or fail, never a wrong one. Prints one line per figure.
-// The argument is the number of interruptions, and of damages.
+// The first argument is the number of interruptions, and of damages; the parts "interruptions",
+// "damages", "disks" and "seams" may follow.
 #include <algorithm>
+#include <cstring>
 #include <deque>
 #include <functional>
 
@@ -77,20 +79,33 @@ void print(const interruption_figures& sums) {
               percentile(sums.terminations, 0.5), percentile(sums.terminations, 1.0));
 }
 
+bool is_wanted(const char* part, int argc, char** argv) {
+  return argc < 3 || std::any_of(argv + 2, argv + argc,
+                                 [part](const char* word) { return std::strcmp(word, part) == 0; });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long count = count_argument(argc, argv, usual_count);
+  const long count = count_argument(std::min(argc, 2), argv, usual_count);
   findings found("checkpoints");
   film_set films(found);
-  interruption_figures interruptions;
-  interrupt(films, count, interruptions);
-  print(interruptions);
-  damage_figures damages;
-  damage(films, found, count, damages);
-  std::printf("checkpoints: damaged folders: %ld, of which the tool refused %ld\n", damages.damages,
-              damages.refused);
-  fill_disks(films.film(0), (count + for_each_disk - 1) / for_each_disk);
-  measure_seams(found, (count + for_each_seam - 1) / for_each_seam);
+  if (is_wanted("interruptions", argc, argv)) {
+    interruption_figures sums;
+    interrupt(films, count, sums);
+    print(sums);
+  }
+  if (is_wanted("damages", argc, argv)) {
+    damage_figures sums;
+    damage(films, found, count, sums);
+    std::printf("checkpoints: damaged folders: %ld, of which the tool refused %ld\n", sums.damages,
+                sums.refused);
+  }
+  if (is_wanted("disks", argc, argv)) {
+    fill_disks(films.film(0), (count + for_each_disk - 1) / for_each_disk);
+  }
+  if (is_wanted("seams", argc, argv)) {
+    measure_seams(found, (count + for_each_seam - 1) / for_each_seam);
+  }
   return found.report();
 }

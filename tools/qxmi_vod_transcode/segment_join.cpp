@@ -69,7 +69,8 @@ bool run_join(const encode_task& task, const output_file& output, int folder, bo
   supervise(request, task);
   encoder_watch watch(task.line, task.progress, task.cap);
   const program_result result = run_program(request, watch);
-  if (result.success()) { return true; }
+  // On a disk that becomes full while the index is moved to the front, only its words say so.
+  if (result.success() && result.errors.empty()) { return true; }
   failure = failure_of(result, task, output.url());
   failure.of_output = true;
   return false;
