@@ -34,12 +34,6 @@ constexpr std::chrono::milliseconds processor_time_margin{500};
 constexpr const char* not_ended_well = "the examination failed";
 constexpr const char* out_of_time = "the time limit has expired";
 
-bool silence_standard_descriptors() {
-  const int null_fd = open("/dev/null", O_RDWR | O_CLOEXEC);
-  return null_fd >= 0 && dup2(null_fd, STDIN_FILENO) >= 0 && dup2(null_fd, STDOUT_FILENO) >= 0 &&
-         dup2(null_fd, STDERR_FILENO) >= 0;
-}
-
 [[noreturn]] void run_child(const sandbox& limits, const std::function<std::string()>& work,
                             int answer_fd, pid_t parent) {
   std::vector<int> kept = limits.descriptors();

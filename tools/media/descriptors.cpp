@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -25,4 +26,10 @@ void close_all_but(std::vector<int> kept) {
     first = static_cast<unsigned>(fd) + 1;
   }
   close_range_of(first, ~0U);
+}
+
+bool silence_standard_descriptors() {
+  const int null_fd = open("/dev/null", O_RDWR | O_CLOEXEC);
+  return null_fd >= 0 && dup2(null_fd, STDIN_FILENO) >= 0 && dup2(null_fd, STDOUT_FILENO) >= 0 &&
+         dup2(null_fd, STDERR_FILENO) >= 0;
 }

@@ -17,6 +17,7 @@
 #include "platform/text.h"
 #include "platform/trusted_path.h"
 #include "platform/unique_dir.h"
+#include "tools/media/descriptors.h"
 #include "tools/media/segment_folder.h"
 
 namespace {
@@ -64,7 +65,11 @@ std::string look_at(const std::string& path) {
 std::string look_in_time(const std::string& path) {
   const auto mount = foreign_mount_of(current_mounts(), path + "/.");
   if (!mount) { return look_at(path); }
-  return look_within_limit(*mount, path, [&] { return look_at(path); }).value_or(unknown);
+  const auto look = [&] {
+    // Whoever reads from this program waits until these are closed, and the look may never end.
+    return silence_standard_descriptors() ? look_at(path) : unknown;
+  };
+  return look_within_limit(*mount, path, look).value_or(unknown);
 }
 
 bool has_lost_source(const left_folder& left) {

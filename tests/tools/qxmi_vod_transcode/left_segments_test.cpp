@@ -7,6 +7,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -180,16 +181,29 @@ TEST_F(left_segment_folders, on_a_share_that_does_not_answer_are_kept_without_wa
   const private_root root;
   const silent_mount mount(root, "/mnt/share");
   if (!mount.is_mounted()) { QX_SKIP_OR_FAIL_IN_CI("FUSE cannot be used"); }
+  // Now it is set up, and nothing can end who waits for it.
+  ASSERT_EQ(root.run_inside([] { return access("/mnt/share/clip.mpg", F_OK); }), 0);
   mount.fall_silent();
   // Without looking at the source.
   const std::string left = left_folder(missing_source());
   std::ofstream(left + "/source") << "6 1.0\n/mnt/share/clip.mpg";
   set_age(left, 2 * day_s);
   const auto begin = std::chrono::steady_clock::now();
-  const int removed = root.run_inside(
-      [&] { return in_child([&] { return static_cast<int>(swept() + swept() + swept()); }); });
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const unique_fd read_end(ends[0]);
+  unique_fd write_end(ends[1]);
+  const int removed = root.run_inside([&] {
+    return in_child([&] {
+      dup2(write_end.get(), STDOUT_FILENO);
+      return static_cast<int>(swept() + swept() + swept());
+    });
+  });
   EXPECT_EQ(removed, 0);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+  write_end.reset();
+  pollfd end = {read_end.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&end, 1, 10000), 1) << "a reader of its output waits for the share";
 }
 
 TEST_F(left_segment_folders, of_one_source_are_counted_whether_in_use_or_not) {
