@@ -2,6 +2,7 @@
 # shellcheck disable=SC2034  # for the cases
 # Functions for the cases, which run beside the cluster and source this file first.
 set -eu
+media=/mnt/media
 vods=/mnt/main/tv/vod
 QX_MEDIA_CONF=/run/media.conf
 export QX_MEDIA_CONF
@@ -33,4 +34,84 @@ in_node() { # NODE COMMAND...
   first=$(pgrep -P "$(cat "/run/cluster/$1.pid")")
   shift
   nsenter --target "$first" --mount --pid -- "$@"
+}
+
+# make_film FILE SECONDS: pictures that move and a tone.
+make_film() {
+  ffmpeg -nostdin -loglevel error -y -f lavfi -i testsrc2=size=160x120:rate=25 \
+    -f lavfi -i sine=frequency=1000:sample_rate=48000 -t "$2" -c:v mpeg2video -g 12 -bf 2 -b:v 1M \
+    -c:a mp2 -f mpegts "$1"
+}
+
+settings() { # LINE...
+  printf '%s\n' checkpoint=yes checkpoint.segment_seconds=2 spread=slurm spread.cpus=1 \
+    spread.min_length=60 "$@" >"$QX_MEDIA_CONF"
+}
+
+transcode() { # FILE RESULT
+  qxmi_vod_transcode --profile 120 -f mp4 -o "$2" --file "$1" >/run/progress.log 2>/run/errors.log
+}
+
+# The same beside the case, whose process id is then $tool.
+start_transcode() { # FILE RESULT
+  qxmi_vod_transcode --profile 120 -f mp4 -o "$2" --file "$1" >/run/progress.log 2>/run/errors.log &
+  tool=$!
+}
+
+expect_result() { # FILE: that the transcode that was started makes
+  wait "$tool" || fail "the transcode failed: $(cat /run/errors.log)"
+  same_packets /run/alone.mp4 "$1"
+  nothing_left "$vods"
+}
+
+no_errors() {
+  [ ! -s /run/errors.log ] || fail "on standard error: $(cat /run/errors.log)"
+}
+
+# A film, and what becomes of it without a cluster.
+prepare() {
+  mkdir -p "$vods" "$media"
+  make_film "$media/film.ts" 64
+  settings spread=none
+  transcode "$media/film.ts" /run/alone.mp4 || fail "$(cat /run/errors.log)"
+  settings "$@"
+}
+
+tasks_of() { # NODE: process ids, as this machine sees them
+  pgrep -f -- 'qxmi_vod_transcode --work' | while read -r process; do
+    [ "$(cat "/proc/$process/root/proc/sys/kernel/hostname" 2>/dev/null)" != "$1" ] || echo "$process"
+  done
+}
+
+engines() {
+  pgrep -x ffmpeg
+}
+
+segments() {
+  find "$vods" -path '*/.qx-segments-*/v*.mp4' | wc -l
+}
+
+has_segments() { # N
+  [ "$(segments)" -ge "$1" ]
+}
+
+no_tasks() {
+  [ -z "$(pgrep -f -- 'qxmi_vod_transcode --work')" ]
+}
+
+# Times, durations, flags and sizes of sound: the same however often the transcode was interrupted.
+packets() { # FILE
+  ffprobe -v error -show_entries packet=codec_type,pts,dts,duration,flags -of csv=p=0 "$1"
+}
+
+same_packets() { # FILE FILE
+  packets "$1" >/run/one
+  packets "$2" >/run/other
+  [ -s /run/one ] || fail "$1 has no packets"
+  cmp /run/one /run/other || fail "$1 and $2 differ"
+}
+
+nothing_left() { # FOLDER
+  left=$(find "$1" -name '.*' -mindepth 1 ! -name '.*.metadata')
+  [ -z "$left" ] || fail "left behind: $left"
 }

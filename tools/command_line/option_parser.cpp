@@ -114,6 +114,11 @@ declared_option& declared_option::excludes(const declared_option& other) {
   return *this;
 }
 
+declared_option& declared_option::hidden() {
+  option_->group("");
+  return *this;
+}
+
 declared_option& declared_option::needs(const declared_option& other) {
   option_->needs(other.option_);
   return *this;

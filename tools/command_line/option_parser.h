@@ -31,6 +31,8 @@ public:
   declared_option& judged_by(std::function<std::string(const std::string&)> judge);
   // How the help calls the value; else by its kind: TEXT, INT, UINT.
   declared_option& value_name(const std::string& name);
+  // The help does not list it.
+  declared_option& hidden();
   // Neither may be given with the other.
   declared_option& excludes(const declared_option& other);
   // Only to be given along with the other.

@@ -18,6 +18,7 @@ struct encode_task {
   progress_output& progress;
   cpu_cap cap;              // for each engine
   child_priority priority;  // of each engine
+  std::string profile;
 };
 
 // The failure of an engine that read the source and wrote to `written_url`.

@@ -12,6 +12,7 @@
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/quote.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
+#include "tools/qxmi_vod_transcode/spread/range_task.h"
 #include "tools/qxmi_vod_transcode/transcode.h"
 
 namespace {
@@ -23,6 +24,8 @@ struct command_line {
   int max_height = 0;
   std::string format = "mp4";
   transcode_options job;
+  std::string work_folder;
+  int task = -1;
 };
 
 void define_options(option_parser& parser, command_line& line) {
@@ -44,6 +47,14 @@ void define_options(option_parser& parser, command_line& line) {
       .excludes(quote);
   parser.add_option("-f", line.format, "Output format").one_of({"mp4"});
   parser.add_option("-o", line.job.output, "File to create").excludes(quote);
+  const declared_option task =
+      parser.add_option("--task", line.task, "Number of a range of segments")
+          .in_range(0, std::numeric_limits<int>::max())
+          .hidden();
+  parser.add_option("--work", line.work_folder, "Folder of segments, on a node of a cluster")
+      .hidden()
+      .needs(task)
+      .excludes(quote);
 }
 
 int quote_source(const command_line& line) {
@@ -65,6 +76,7 @@ int run(int argc, char** argv) {
   define_options(parser, line);
   const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
+  if (!line.work_folder.empty()) { return make_range(line.work_folder, line.task); }
   if (line.job.input.empty()) { return report_usage(tool_name, "--file is required"); }
   const std::string& logged = line.quote ? line.job.input : line.job.output;
   open_job_log(tool_name, metadata_folder_of(logged), line.job.input, {argc, argv});

@@ -2,10 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 #include <string>
 
 #include "tools/qxmi_vod_transcode/encode_command.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
+
+// How many seconds before its first frame a run begins to read: the first of these that leads to
+// the right pictures. The last one is longer than any source, which is then read from its
+// beginning.
+constexpr double warm_ups[] = {3.0, 12.0, 60.0, 1e9};
+constexpr int no_warm_up_helps = static_cast<int>(std::size(warm_ups));
 
 // One engine that makes these segments, one after another. As given here it makes all, as an engine
 // that works in one piece would.

@@ -10,6 +10,19 @@
 // one: one that begins to read earlier may be better. A failed one comes with the failure.
 enum class run_end { made, missed, failed };
 
+// May stop the engines of a segment_maker besides the tool's signals. Asked about 20 times a
+// second.
+class run_guard {
+public:
+  virtual ~run_guard() = default;
+
+  // True keeps the engine stopped until the next call.
+  virtual bool holds() = 0;
+
+  // True ends the engine.
+  virtual bool ends() const = 0;
+};
+
 class segment_maker {
 public:
   // `folder` is that of the segments, and `store` is what it holds. All must outlive this object.
@@ -21,6 +34,9 @@ public:
   // finished, however the run ends. It has a folder of its own while it works.
   run_end make(const segment_run& run, encode_failure& failure);
 
+  // For the engines from now on; null for none.
+  void set_guard(run_guard* guard) { guard_ = guard; }
+
   // Whether the last engine named a trouble of the machine, even if it went on to the end.
   bool read_badly() const { return read_badly_; }
 
@@ -29,5 +45,6 @@ private:
   const segment_plan& plan_;
   segment_store& store_;
   int folder_;
+  run_guard* guard_ = nullptr;
   bool read_badly_ = false;
 };

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
-#include <iterator>
 #include <utility>
 
 #include "tools/job_log/job_log.h"
@@ -19,14 +18,9 @@
 #include "tools/qxmi_vod_transcode/segment_join.h"
 #include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_maker.h"
+#include "tools/qxmi_vod_transcode/spread/cluster_work.h"
 
 namespace {
-
-// How many seconds before its first frame a run begins to read: the first of these that leads to
-// the right pictures. The last one is longer than any source, which is then read from its
-// beginning.
-constexpr double warm_ups[] = {3.0, 12.0, 60.0, 1e9};
-constexpr int no_warm_up_helps = static_cast<int>(std::size(warm_ups));
 
 // How often segments may turn out to be damaged right after they were made.
 constexpr int most_damages = 3;
@@ -229,7 +223,19 @@ bool segmented_encode::try_make(const judgement& judge, encode_failure& failure)
   return make_segments(failure) && join_and_judge(judge, failure);
 }
 
+bool segmented_encode::spread(encode_failure& failure) {
+  cluster_work work = {task_, plan_, folder_.fd(), store_->missing(segment_kind::picture), {}};
+  if (plan_.packets > 0) { work.sounds = store_->missing(segment_kind::sound); }
+  if (store_->is_complete() || !is_spread(work)) { return true; }
+  const clock_kind clock = find_clock(failure);
+  if (clock != clock_kind::even) { return clock != clock_kind::unknown; }
+  make_in_cluster(work, [this](const std::string& text) { announce(text); });
+  scanned_ = false;
+  return stop_signal() == 0 && scan(failure);
+}
+
 bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
+  if (!spread(failure)) { return false; }
   if (try_make(judge, failure)) { return true; }
   if (stop_signal() != 0 || !lacks_room(failure.cause)) { return false; }
   // Others may never need what they have left here.

@@ -52,6 +52,7 @@ private:
   clock_kind find_clock(encode_failure& failure) const;
   bool choose_beginning(encode_failure& failure);
   void read_earlier();
+  bool spread(encode_failure& failure);
   bool try_make(const judgement& judge, encode_failure& failure);
   bool make_segments(encode_failure& failure);
   bool make_missing(encode_failure& failure);

@@ -12,9 +12,7 @@
 #include "tools/media/left_segments.h"
 #include "tools/media/output_file.h"
 #include "tools/media/output_room.h"
-#include "tools/media/picture_filters.h"
 #include "tools/media/process_runner.h"
-#include "tools/media/profiles.h"
 #include "tools/media/source_file.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
@@ -22,6 +20,7 @@
 #include "tools/qxmi_vod_transcode/encode_command.h"
 #include "tools/qxmi_vod_transcode/encode_task.h"
 #include "tools/qxmi_vod_transcode/encoder_watch.h"
+#include "tools/qxmi_vod_transcode/profile_settings.h"
 #include "tools/qxmi_vod_transcode/progress.h"
 #include "tools/qxmi_vod_transcode/segmented_encode.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
@@ -51,7 +50,9 @@ public:
   int run() {
     std::string error;
     if (!source_.open(options_.input, error)) { return fail_source(error); }
-    if (!read_source(error)) { return fail_source(error); }
+    if (!read_for_profile(options_.input, options_.profile, media_, error)) {
+      return fail_source(error);
+    }
     if (source_.is_same_as(options_.output)) { return fail_output("is the source"); }
     if (!output_.create(options_.output, error)) { return fail_output(error); }
     settings_ = settings();
@@ -66,7 +67,8 @@ private:
     const std::uint64_t expected = (in_segments ? 2 : 1) * expected_output(media_, settings_);
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
-    const encode_task task = {source_, media_, settings_, line, progress, cap_, {options_.level}};
+    const encode_task task = {source_,  media_, settings_,        line,
+                              progress, cap_,   {options_.level}, options_.profile};
     const int status = make(task, in_segments, expected);
     if (status == exit_success) { progress.write_line(line.final_text(), last_line_patience); }
     return status;
@@ -123,37 +125,10 @@ private:
            (sweep(left_segments::all) > 0 && may_find_room(output_, expected, error));
   }
 
-  bool read_source(std::string& error) {
-    const bool sound_alone = options_.profile == sound_profile;
-    const source_parts parts =
-        sound_alone ? source_parts::sound_alone : source_parts::picture_and_sound;
-    if (!read_source_media(options_.input, parts, media_, error)) { return false; }
-    if (!sound_alone && !media_.picture) { error = "has no video"; }
-    if (media_.picture && !offers_profile(media_.picture->displayed, options_.profile)) {
-      error = "does not offer the profile " + options_.profile;
-    }
-    return error.empty();
-  }
-
   encode_settings settings() const {
-    encode_settings chosen;
-    chosen.threads = cap_.useful_threads();
-    if (options_.max_threads > 0) {
-      chosen.threads = std::min(chosen.threads, options_.max_threads);
-    }
-    chosen.time_limit = time_limit();
-    if (!media_.picture) { return chosen; }
-    chosen.size = output_size(media_.picture->displayed, profile_height(options_.profile));
-    chosen.map_light = needs_light_mapped(*media_.picture) && engine_can_map_light();
-    return chosen;
-  }
-
-  // Longer than declared is a failure too, but must not fill the disk first. A broadcast clock that
-  // was not found to jump may still have done so between the places that were looked at.
-  double time_limit() const {
-    const bool length_is_sure = media_.jump_limit <= 0.0 || media_.measured;
-    const double longest = length_is_sure ? media_.duration : 2.0 * media_.duration;
-    return longest + 2.0 * length_tolerance(longest);
+    int threads = cap_.useful_threads();
+    if (options_.max_threads > 0) { threads = std::min(threads, options_.max_threads); }
+    return settings_for_profile(media_, options_.profile, threads);
   }
 
   // The engine may end with status 0 and an output that is empty or stops in the middle.

@@ -17,6 +17,7 @@
 #include "tools/media/segment_folder.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 
 namespace {
 
@@ -25,7 +26,6 @@ using clock_type = std::chrono::steady_clock;
 constexpr std::chrono::seconds patience{2};
 constexpr std::chrono::milliseconds attempt_interval{20};
 
-constexpr const char* key_name = "key";
 constexpr std::size_t longest_key = 65536;
 
 bool fail(std::string& error) {
@@ -103,11 +103,13 @@ bool work_folder::take_in_time(const std::string& name) {
 
 // A folder without its key, or with another one, holds nothing of use.
 bool work_folder::prepare(const std::string& key, const std::string& source) const {
-  if (!holds(fd(), key_name, key)) {
+  if (!holds(fd(), segment_key_name, key)) {
     empty_segment_folder(fd());
-    if (!write_new(fd(), key_name, key)) { return false; }
+    if (!write_new(fd(), segment_key_name, key)) { return false; }
   }
-  remove_run_folders(fd());
+  // Nodes of a cluster may still work for a tool that was just killed.
+  const std::int64_t age = lease_age(fd(), run_folder_name("now"));
+  if (age < 0 || age > lease_term_s) { remove_run_folders(fd()); }
   return holds(fd(), segment_source_name, source) || write_new(fd(), segment_source_name, source);
 }
 

@@ -7,6 +7,9 @@
 
 #include "platform/unique_fd.h"
 
+// The file in it that says all on which the segments depend.
+constexpr const char* segment_key_name = "key";
+
 // A folder inside it for one engine to write to. It is removed with this object.
 class run_folder {
 public:

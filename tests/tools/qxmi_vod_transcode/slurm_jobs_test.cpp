@@ -57,6 +57,12 @@ TEST(submission, may_limit_how_many_run_at_once_and_where) {
               AllOf(Contains("--array=0-11%3"), Contains("--partition=vod")));
 }
 
+TEST(submission, may_exclude_nodes) {
+  slurm_array array = some_array();
+  array.excluded = {"n1", "n2"};
+  EXPECT_THAT(submit_command(array), Contains("--exclude=n1,n2"));
+}
+
 TEST(submission, may_name_the_tasks) {
   slurm_array array = some_array();
   array.only = {2, 7};

@@ -8,11 +8,13 @@
 #include <unistd.h>
 
 #include "tools/job_log/one_line.h"
+#include "tools/media/tool_signals.h"
 
 namespace {
 
 using clock_type = std::chrono::steady_clock;
 
+constexpr std::chrono::milliseconds tick{50};
 constexpr std::size_t output_limit = 4U << 20;  // squeue prints 30 bytes for a task
 constexpr std::size_t read_size = 16384;
 
@@ -68,6 +70,14 @@ void slurm_call::finish() {
   ended_ = true;
   const int status = child_.wait_status();
   success_ = failure_.empty() && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+bool ended_before_stop(slurm_call& call) {
+  while (!call.ended(tick)) {
+    read_tool_signals();
+    if (stop_signal() != 0) { return false; }
+  }
+  return true;
 }
 
 std::string slurm_call::cause() const {

@@ -7,6 +7,11 @@
 
 #include "tools/media/child_process.h"
 
+class slurm_call;
+
+// Waits until the call has ended. False if the tool is asked to stop before that.
+bool ended_before_stop(slurm_call& call);
+
 class slurm_call {
 public:
   // Starts `argv`; it is killed when it takes longer than `limit`. If it cannot be started it has

@@ -43,6 +43,14 @@ std::string script_of(const slurm_array& array) {
   return script + " \"$SLURM_ARRAY_TASK_ID\"";
 }
 
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) {
+    text += (text.empty() ? "" : ",") + word;
+  }
+  return text;
+}
+
 std::string numbers_of(const slurm_array& array) {
   std::string numbers;
   for (const std::int64_t task : array.only) {
@@ -78,6 +86,7 @@ std::vector<std::string> submit_command(const slurm_array& array) {
                                       "--output=/dev/null",
                                       "--export=NONE"};
   if (!array.partition.empty()) { options.push_back("--partition=" + array.partition); }
+  if (!array.excluded.empty()) { options.push_back("--exclude=" + joined(array.excluded)); }
   options.push_back("--wrap=" + script_of(array));
   return slurm_command("sbatch", options);
 }

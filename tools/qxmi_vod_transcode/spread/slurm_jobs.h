@@ -12,10 +12,11 @@
 struct slurm_array {
   std::string name;
   std::int64_t tasks = 1;
-  std::vector<std::int64_t> only;  // these tasks alone, unless it is empty
-  int at_once = 0;                 // how many may run at the same time; 0 for all
-  std::string partition;           // empty for the cluster's default
-  int processors = 1;              // of each task
+  std::vector<std::int64_t> only;     // these tasks alone, unless it is empty
+  std::vector<std::string> excluded;  // nodes
+  int at_once = 0;                    // how many may run at the same time; 0 for all
+  std::string partition;              // empty for the cluster's default
+  int processors = 1;                 // of each task
   std::vector<std::string>
       command;  // any bytes but NUL; the task's number becomes the last argument
 };

@@ -1,0 +1,127 @@
+// What a tool and its tasks tell each other in their folder.
+#include <fstream>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/unique_fd.h"
+#include "tests/support/media/tool_run.h"
+#include "tools/qxmi_vod_transcode/spread/shared_folder.h"
+
+namespace {
+
+struct shared_folder : testing::Test {
+  shared_folder() {
+    fd.reset(open(folder.file("").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    note.token = "a1";
+    note.source = "/mnt/media/a \"b\"\n\xff.mpg";
+    note.profile = "720";
+    note.level = 3;
+    note.threads = 4;
+    note.segment_seconds = 20;
+    note.ranges = {{0, 2}, {5, 6}};
+  }
+  bool reads() { return read_task_note(fd.get(), read); }
+  void put(const std::string& text) { std::ofstream(folder.file("tasks")) << text; }
+
+  qx_test::scratch_folder folder;
+  unique_fd fd;
+  task_note note;
+  task_note read;
+};
+
+}  // namespace
+
+TEST_F(shared_folder, keeps_what_the_tasks_have_to_do) {
+  ASSERT_TRUE(write_task_note(fd.get(), note));
+  ASSERT_TRUE(reads());
+  EXPECT_EQ(read.token, note.token);
+  EXPECT_EQ(read.source, note.source);
+  EXPECT_EQ(read.profile, "720");
+  EXPECT_EQ(read.level, 3);
+  EXPECT_EQ(read.threads, 4);
+  EXPECT_EQ(read.segment_seconds, 20);
+  ASSERT_EQ(read.ranges.size(), 2U);
+  EXPECT_EQ(read.ranges[1].first, 5);
+  EXPECT_EQ(read.ranges[1].end, 6);
+}
+
+TEST_F(shared_folder, has_nothing_to_do_for_tasks_without_a_whole_note) {
+  EXPECT_FALSE(reads());
+  for (const char* const text :
+       {"", "{", "[]", R"({"token":"a"})",
+        R"({"token":"a","source":"/s","threads":1,"segment_seconds":20,"ranges":[]})",
+        R"({"token":"a","source":"/s","threads":1,"segment_seconds":20,"ranges":[[2,2]]})",
+        R"({"token":"a","source":"/s","threads":1,"segment_seconds":20,"ranges":[[-1,2]]})",
+        R"({"token":"a","source":"/s","threads":0,"segment_seconds":20,"ranges":[[0,1]]})"}) {
+    put(text);
+    EXPECT_FALSE(reads()) << text;
+  }
+  put(R"({"token":"a","source":"/s","threads":1,"segment_seconds":20,"ranges":[[0,1]]})");
+  EXPECT_TRUE(reads());
+}
+
+TEST_F(shared_folder, tells_progress_and_completion_of_each_task) {
+  EXPECT_EQ(read_task_progress(fd.get(), note, 1), 0);
+  ASSERT_TRUE(write_task_progress(fd.get(), note, 1, 250));
+  EXPECT_EQ(read_task_progress(fd.get(), note, 1), 250);
+  EXPECT_EQ(read_task_progress(fd.get(), note, 0), 0);
+  EXPECT_FALSE(is_task_done(fd.get(), note, 1));
+  ASSERT_TRUE(set_task_done(fd.get(), note, 1));
+  EXPECT_TRUE(is_task_done(fd.get(), note, 1));
+  EXPECT_FALSE(is_task_done(fd.get(), note, 0));
+}
+
+TEST_F(shared_folder, does_not_mix_up_divisions) {
+  set_task_done(fd.get(), note, 0);
+  write_task_progress(fd.get(), note, 0, 99);
+  note.token = "b2";
+  EXPECT_FALSE(is_task_done(fd.get(), note, 0));
+  EXPECT_EQ(read_task_progress(fd.get(), note, 0), 0);
+}
+
+TEST_F(shared_folder, has_a_lease_that_ages) {
+  EXPECT_EQ(lease_age(fd.get(), "own"), -1);
+  ASSERT_TRUE(renew_lease(fd.get()));
+  EXPECT_LE(lease_age(fd.get(), "own"), 60);
+  timespec times[2] = {{0, UTIME_NOW}, {time(nullptr) - 100, 0}};
+  ASSERT_EQ(utimensat(fd.get(), "lease", times, 0), 0);
+  EXPECT_GE(lease_age(fd.get(), "own"), 99);
+  ASSERT_TRUE(renew_lease(fd.get()));
+  EXPECT_LE(lease_age(fd.get(), "own"), 60);
+}
+
+TEST_F(shared_folder, can_be_paused) {
+  EXPECT_FALSE(is_paused(fd.get()));
+  ASSERT_TRUE(set_paused(fd.get(), true));
+  EXPECT_TRUE(is_paused(fd.get()));
+  ASSERT_TRUE(set_paused(fd.get(), false));
+  EXPECT_FALSE(is_paused(fd.get()));
+  EXPECT_TRUE(set_paused(fd.get(), false));
+}
+
+TEST_F(shared_folder, keeps_the_last_complaint_on_one_line) {
+  EXPECT_EQ(read_complaint(fd.get()), "");
+  write_complaint(fd.get(), "n1: no\nroom");
+  EXPECT_EQ(read_complaint(fd.get()), "n1: no\\nroom");
+  write_complaint(fd.get(), "n2: another ffmpeg");
+  EXPECT_EQ(read_complaint(fd.get()), "n2: another ffmpeg");
+}
+
+TEST_F(shared_folder, names_the_nodes_that_refuse) {
+  EXPECT_THAT(refusing_nodes(fd.get()), testing::IsEmpty());
+  set_refusing(fd.get(), "n2");
+  set_refusing(fd.get(), "n10");
+  put("");
+  std::ofstream(folder.file("refuses-n1,n3"));
+  std::ofstream(folder.file("refuses-"));
+  EXPECT_THAT(refusing_nodes(fd.get()), testing::ElementsAre("n10", "n2"));
+}
+
+TEST_F(shared_folder, follows_no_link_that_lies_in_it) {
+  ASSERT_EQ(symlink("/etc/passwd", folder.file("complaint").c_str()), 0);
+  EXPECT_EQ(read_complaint(fd.get()), "");
+}

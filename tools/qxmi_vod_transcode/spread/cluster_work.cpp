@@ -1,0 +1,168 @@
+#include "tools/qxmi_vod_transcode/spread/cluster_work.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <optional>
+#include <random>
+#include <set>
+#include <system_error>
+
+#include <sys/stat.h>
+
+#include "tools/job_log/job_log.h"
+#include "tools/media/slurm_nodes.h"
+#include "tools/media/tool_config.h"
+#include "tools/media/tool_signals.h"
+#include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/spread/spread_job.h"
+
+namespace {
+
+using clock_type = std::chrono::steady_clock;
+
+constexpr std::size_t least_segments = 2;
+constexpr int least_places = 2;
+
+// In which the estimated end of the output lies.
+std::int64_t last_segment(const cluster_work& work) {
+  const double frames = std::floor(work.task.media.picture_duration * work.plan.rate.value());
+  return std::max<std::int64_t>(0, (static_cast<std::int64_t>(frames) - 1) / work.plan.frames);
+}
+
+std::string random_token() {
+  std::random_device random;
+  return hexadecimal((std::uint64_t{random()} << 32U) | random());
+}
+
+// Adds the segments of `ranges`; an open range ends with `last`, which is only estimated.
+void add_missing(const std::vector<segment_range>& ranges, std::int64_t last,
+                 std::set<std::int64_t>& missing) {
+  for (const segment_range& range : ranges) {
+    const std::int64_t end = range.is_open() ? std::max(range.first, last) + 1 : range.end;
+    for (std::int64_t segment = range.first; segment < end; ++segment) {
+      missing.insert(segment);
+    }
+  }
+}
+
+bool is_open(const std::vector<segment_range>& ranges) {
+  return !ranges.empty() && ranges.back().is_open();
+}
+
+std::vector<std::int64_t> missing_segments(const cluster_work& work) {
+  const std::int64_t last = last_segment(work);
+  std::set<std::int64_t> missing;
+  add_missing(work.pictures, last, missing);
+  add_missing(work.sounds, last, missing);
+  return {missing.begin(), missing.end()};
+}
+
+// The same on all machines that mount the folder.
+std::string job_name(int folder, const std::string& path) {
+  struct stat status = {};
+  const std::size_t dash = path.rfind('-');
+  const std::string key = dash == std::string::npos ? "" : path.substr(dash + 1);
+  return fstat(folder, &status) == 0 ? "qxvod-" + key + "-" + std::to_string(status.st_ino)
+                                     : "qxvod-" + key;
+}
+
+// What a command of Slurm prints; nothing, with the cause unless the tool is asked to stop, if it
+// fails.
+std::optional<std::string> output_of(const std::vector<std::string>& command, std::string& cause) {
+  constexpr std::chrono::seconds limit{15};
+  slurm_call call;
+  call.start(command, limit);
+  if (!ended_before_stop(call)) { return {}; }
+  if (call.success()) { return call.output(); }
+  cause = call.cause();
+  return {};
+}
+
+// How many tasks could begin at once, or are there already; nothing with the cause if that cannot
+// be found out.
+std::optional<int> count_places(const std::string& name, std::string& cause) {
+  const tool_config& config = configured();
+  const auto own = output_of(task_listing(name), cause);
+  const auto nodes = own ? output_of(node_listing(), cause) : own;
+  if (!nodes) { return {}; }
+  const int free = free_places(read_nodes(*nodes, config.spread_partition), config.spread_cpus);
+  const int places = free + static_cast<int>(read_tasks(*own).size());
+  return config.spread_nodes > 0 ? std::min(places, config.spread_nodes) : places;
+}
+
+task_note note_of(const cluster_work& work, int places) {
+  task_note note;
+  std::error_code error;
+  note.token = random_token();
+  note.source = std::filesystem::absolute(work.task.source.path(), error).string();
+  note.profile = work.task.profile;
+  note.level = work.task.priority.level;
+  note.threads = configured().spread_cpus;
+  note.segment_seconds = configured().segment_seconds;
+  note.ranges = divide_into_tasks(missing_segments(work), places);
+  note.last_is_open = is_open(work.pictures) || is_open(work.sounds);
+  return note;
+}
+
+// Shows progress as an engine would.
+class progress_relay {
+public:
+  explicit progress_relay(const encode_task& task)
+      : task_(task), rate_(task.media.frame_rate().value()) {}
+
+  void show(const spread_state& state) {
+    const std::chrono::duration<double> passed = clock_type::now() - begin_;
+    const double fps = static_cast<double>(state.frames) / std::max(1.0, passed.count());
+    // What was there before is no part of the plan.
+    const auto total = static_cast<std::int64_t>(task_.media.picture_duration * rate_);
+    task_.line.begin_at(std::max<std::int64_t>(0, total - state.planned));
+    task_.line.take("frame=" + std::to_string(state.frames));
+    task_.line.take("fps=" + std::to_string(fps));
+    task_.line.take("speed=" + std::to_string(fps / rate_));
+    task_.progress.write_line(task_.line.text());
+  }
+
+private:
+  const encode_task& task_;
+  double rate_;
+  clock_type::time_point begin_ = clock_type::now();
+};
+
+}  // namespace
+
+bool is_spread(const cluster_work& work) {
+  const tool_config& config = configured();
+  return config.spread == "slurm" && missing_segments(work).size() >= least_segments &&
+         work.task.media.duration >= config.spread_min_length;
+}
+
+void make_in_cluster(const cluster_work& work,
+                     const std::function<void(const std::string& text)>& announce) {
+  std::error_code error;
+  const std::string self = "/proc/self/fd/" + std::to_string(work.folder);
+  spread_order order;
+  order.folder = std::filesystem::read_symlink(self, error).string();
+  if (error) { return announce("not spread: " + error.message()); }
+  order.folder_fd = work.folder;
+  order.name = job_name(work.folder, order.folder);
+  std::string cause;
+  const std::optional<int> places = count_places(order.name, cause);
+  if (stop_signal() != 0) { return; }
+  if (!places) { return announce("not spread, since the cluster does not answer: " + cause); }
+  if (*places < least_places) {
+    return log_note("cluster", "not spread, since no two tasks could begin at once");
+  }
+  order.partition = configured().spread_partition;
+  order.at_once = configured().spread_nodes;
+  order.patience = std::chrono::seconds(configured().spread_patience);
+  order.segment_frames = work.plan.frames;
+  order.note = note_of(work, *places);
+  progress_relay relay(work.task);
+  spread_job job(order, [&](const spread_state& state) { relay.show(state); });
+  const std::string trouble = job.run();
+  if (!trouble.empty() && stop_signal() == 0) {
+    announce("continues on this machine, since the cluster failed: " + trouble);
+  }
+}

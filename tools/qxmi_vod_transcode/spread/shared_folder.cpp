@@ -1,0 +1,192 @@
+#include "tools/qxmi_vod_transcode/spread/shared_folder.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <json11.hpp>
+
+#include "platform/file_bytes.h"
+#include "platform/unique_dir.h"
+#include "platform/unique_fd.h"
+#include "tools/job_log/one_line.h"
+#include "tools/media/segment_folder.h"
+
+namespace {
+
+constexpr const char* note_name = "tasks";
+constexpr const char* paused_name = "paused";
+constexpr const char* complaint_name = "complaint";
+constexpr const char* refusal_prefix = "refuses-";
+constexpr std::size_t longest_note = 1U << 20;
+constexpr std::size_t longest_line = 4096;
+
+std::string name_for(const char* what, const task_note& note, std::int64_t task) {
+  return what + ("-" + note.token + "-" + std::to_string(task));
+}
+
+// Readers see the old text or the new one. The temporary name is this machine's and process's own.
+bool write_text(int folder, const std::string& name, const std::string& text) {
+  char host[256] = {};
+  gethostname(host, sizeof host - 1);
+  const std::string part = name + "." + host + "-" + std::to_string(getpid());
+  const unique_fd file(openat(folder, part.c_str(),
+                              O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                              S_IRUSR | S_IWUSR));
+  if (!file.valid()) { return false; }
+  if (write_all(file.get(), text) && renameat(folder, part.c_str(), folder, name.c_str()) == 0) {
+    return true;
+  }
+  const int cause = errno;
+  unlinkat(folder, part.c_str(), 0);
+  errno = cause;
+  return false;
+}
+
+bool read_text(int folder, const std::string& name, std::size_t limit, std::string& text) {
+  const unique_fd file(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  return file.valid() && read_all(file.get(), limit, text);
+}
+
+bool is_node_name(const std::string& text) {
+  constexpr const char* allowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
+  return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
+}
+
+bool exists(int folder, const std::string& name) {
+  struct stat status = {};
+  return fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+json11::Json ranges_json(const std::vector<task_range>& ranges) {
+  json11::Json::array all;
+  for (const task_range& range : ranges) {
+    all.push_back(
+        json11::Json::array{static_cast<double>(range.first), static_cast<double>(range.end)});
+  }
+  return all;
+}
+
+bool read_ranges(const json11::Json& json, std::vector<task_range>& ranges) {
+  for (const json11::Json& pair : json.array_items()) {
+    const task_range range = {static_cast<std::int64_t>(pair[0].number_value()),
+                              static_cast<std::int64_t>(pair[1].number_value())};
+    if (range.first < 0 || range.size() <= 0) { return false; }
+    ranges.push_back(range);
+  }
+  return !ranges.empty();
+}
+
+}  // namespace
+
+bool write_task_note(int folder, const task_note& note) {
+  const json11::Json json = json11::Json::object{{"token", note.token},
+                                                 {"source", note.source},
+                                                 {"profile", note.profile},
+                                                 {"level", note.level},
+                                                 {"threads", note.threads},
+                                                 {"segment_seconds", note.segment_seconds},
+                                                 {"last_is_open", note.last_is_open},
+                                                 {"ranges", ranges_json(note.ranges)}};
+  return write_text(folder, note_name, json.dump());
+}
+
+bool read_task_note(int folder, task_note& note) {
+  std::string text;
+  std::string error;
+  if (!read_text(folder, note_name, longest_note, text)) { return false; }
+  const json11::Json json = json11::Json::parse(text, error);
+  note.token = json["token"].string_value();
+  note.source = json["source"].string_value();
+  note.profile = json["profile"].string_value();
+  note.level = json["level"].int_value();
+  note.threads = json["threads"].int_value();
+  note.segment_seconds = json["segment_seconds"].int_value();
+  note.last_is_open = json["last_is_open"].bool_value();
+  note.ranges.clear();
+  return read_ranges(json["ranges"], note.ranges) && !note.token.empty() && !note.source.empty() &&
+         note.threads > 0 && note.segment_seconds > 0;
+}
+
+bool renew_lease(int folder) {
+  return write_text(folder, segment_lease_name, "");
+}
+
+std::int64_t lease_age(int folder, const std::string& own) {
+  struct stat lease = {};
+  struct stat now = {};
+  const bool known = write_text(folder, own, "") &&
+                     fstatat(folder, segment_lease_name, &lease, AT_SYMLINK_NOFOLLOW) == 0 &&
+                     fstatat(folder, own.c_str(), &now, AT_SYMLINK_NOFOLLOW) == 0;
+  unlinkat(folder, own.c_str(), 0);
+  return known ? now.st_mtim.tv_sec - lease.st_mtim.tv_sec : -1;
+}
+
+bool set_paused(int folder, bool paused) {
+  if (paused) { return write_text(folder, paused_name, ""); }
+  return unlinkat(folder, paused_name, 0) == 0 || errno == ENOENT;
+}
+
+bool is_paused(int folder) {
+  return exists(folder, paused_name);
+}
+
+void refresh_folder(int folder) {
+  const unique_fd ignored(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+bool write_task_progress(int folder, const task_note& note, std::int64_t task,
+                         std::int64_t frames) {
+  return write_text(folder, name_for("progress", note, task), std::to_string(frames));
+}
+
+std::int64_t read_task_progress(int folder, const task_note& note, std::int64_t task) {
+  std::string text;
+  if (!read_text(folder, name_for("progress", note, task), longest_line, text)) { return 0; }
+  return std::max<std::int64_t>(0, std::atoll(text.c_str()));
+}
+
+bool set_task_done(int folder, const task_note& note, std::int64_t task) {
+  return write_text(folder, name_for("done", note, task), "");
+}
+
+bool is_task_done(int folder, const task_note& note, std::int64_t task) {
+  return exists(folder, name_for("done", note, task));
+}
+
+// Without the file, the node gets one more task and refuses that.
+void set_refusing(int folder, const std::string& node) {
+  write_text(folder, refusal_prefix + node, "");
+}
+
+std::vector<std::string> refusing_nodes(int folder) {
+  const std::string prefix = refusal_prefix;
+  std::vector<std::string> nodes;
+  const int fd = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const unique_dir entries(fd < 0 ? nullptr : fdopendir(fd));
+  if (!entries && fd >= 0) { close(fd); }
+  while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+    const std::string name = entry->d_name;
+    if (name.rfind(prefix, 0) == 0 && is_node_name(name.substr(prefix.size()))) {
+      nodes.push_back(name.substr(prefix.size()));
+    }
+  }
+  std::sort(nodes.begin(), nodes.end());
+  return nodes;
+}
+
+void write_complaint(int folder, const std::string& text) {
+  // The tool finds out without it that the task has failed.
+  write_text(folder, complaint_name, on_one_line(text).substr(0, longest_line));
+}
+
+std::string read_complaint(int folder) {
+  std::string text;
+  read_text(folder, complaint_name, longest_line, text);
+  return on_one_line(text);
+}

@@ -1,0 +1,60 @@
+// What a tool and its tasks on other machines tell each other, by files in the folder of segments.
+// That may be a network share: what one machine writes, another sees about a second later.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tools/qxmi_vod_transcode/spread/task_ranges.h"
+
+// What the tasks have to do.
+struct task_note {
+  std::string token;  // of this division; no blanks
+  std::string source;
+  std::string profile;
+  int level = 0;  // of priority
+  int threads = 1;
+  int segment_seconds = 0;
+  std::vector<task_range> ranges;
+  bool last_is_open = true;  // the last range goes on to the end of the source
+};
+
+// False with errno.
+bool write_task_note(int folder, const task_note& note);
+
+// False if there is none that is whole.
+bool read_task_note(int folder, task_note& note);
+
+// The tool lives: to be renewed every lease_renewal. Tasks end when it is older than lease_term.
+constexpr int lease_renewal_s = 10;
+constexpr int lease_term_s = 60;
+bool renew_lease(int folder);
+
+// How old the lease is by the clock of the file server, in seconds, or -1 if that cannot be found
+// out. `own` is the name of a file that this call makes in the folder for a moment.
+std::int64_t lease_age(int folder, const std::string& own);
+
+// The tasks shall wait; each looks for this itself besides the signal that it gets.
+bool set_paused(int folder, bool paused);
+bool is_paused(int folder);
+
+// Has the next look at the folder see what other machines have written: without it, names that were
+// missing may stay so for a minute.
+void refresh_folder(int folder);
+
+// How many frames of its range a task has made so far.
+bool write_task_progress(int folder, const task_note& note, std::int64_t task, std::int64_t frames);
+std::int64_t read_task_progress(int folder, const task_note& note, std::int64_t task);
+
+// A task is done with all of its range.
+bool set_task_done(int folder, const task_note& note, std::int64_t task);
+bool is_task_done(int folder, const task_note& note, std::int64_t task);
+
+// A node, by its name in the cluster, refuses the work: tasks are not sent there again.
+void set_refusing(int folder, const std::string& node);
+std::vector<std::string> refusing_nodes(int folder);
+
+// Why a task could not do its work, in one line; the last one that said so.
+void write_complaint(int folder, const std::string& text);
+std::string read_complaint(int folder);

@@ -1,0 +1,18 @@
+// How the segments that are missing are divided among the tasks of a cluster.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+// Segments `first` to `end` - 1.
+struct task_range {
+  std::int64_t first = 0;
+  std::int64_t end = 0;
+
+  std::int64_t size() const { return end - first; }
+};
+
+// Divides the segments that `missing` names in rising order into ranges without gaps, so that each
+// of `places` gets about three of them and none is longer than it takes to keep the number of tasks
+// small.
+std::vector<task_range> divide_into_tasks(const std::vector<std::int64_t>& missing, int places);
