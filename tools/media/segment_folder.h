@@ -18,7 +18,7 @@ constexpr const char* segment_folder_prefix = ".qx-segments-";
 constexpr const char* segment_lock_name = "lock";
 constexpr const char* segment_source_name = "source";  // see segment_source_text()
 constexpr const char* segment_result_name = "result";  // see segment_result_text()
-constexpr const char* segment_lease_name = "lease";    // its time of change says who still works
+constexpr const char* segment_lease_name = "lease";    // touched while other machines use it
 constexpr const char* segment_run_prefix = "run";      // of folders that engines write to
 
 // What the folder remembers of the source: its size and time of change, and its absolute path.
@@ -27,8 +27,7 @@ std::string segment_source_text(const std::string& path, const struct stat& stat
 // What the folder remembers of the result that is about to get the name `name` beside it.
 std::string segment_result_text(const std::string& name, const struct stat& status);
 
-// The folder for segments that only this one run of a tool can use has another name than `name`,
-// which nobody can foresee.
+// A name like `name` for a folder that one run of a tool has for itself; nobody can foresee it.
 std::string private_segment_folder(const std::string& name);
 bool is_private_segment_folder(const std::string& name);
 
@@ -44,9 +43,9 @@ enum class without_locks { accepted, refused };
 unique_fd lock_segment_folder(int directory, const std::string& name, int folder,
                               without_locks missing = without_locks::refused);
 
-// These are for the process that holds the lock. They remove the folder with everything that a
-// transcode makes in it, the lock last, false if something is left; everything in it but the lock;
-// the folders of runs; one of these.
+// For the process that holds the lock: remove the folder with everything that a transcode makes in
+// it, the lock last, false if something is left; everything in it but the lock; all folders of
+// runs; one of them.
 bool remove_segment_folder(int directory, const std::string& name, int folder);
 void empty_segment_folder(int folder);
 void remove_run_folders(int folder);
