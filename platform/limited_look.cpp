@@ -25,6 +25,7 @@ namespace {
 
 constexpr std::uint64_t second_us = 1000000;
 constexpr std::uint64_t longest_wait_us = 50000;
+constexpr std::uint64_t shortest_wait_us = 1000;
 constexpr std::uint64_t report_after_us = second_us;
 // Longer than a job waits between two looks, even one that polls a remote server.
 constexpr std::uint64_t answer_life_us = second_us * 5 / 2;
@@ -112,7 +113,9 @@ bool read_answer(helper& running) {
 bool wait_for_answer(helper& running) {
   static waiting_allowance allowance;
   const std::uint64_t begin = monotonic_clock_us();
-  const std::uint64_t deadline = begin + allowance.left(begin);
+  // Waits are whole milliseconds, rounded up: less than that would be more than is left.
+  const std::uint64_t left = allowance.left(begin);
+  const std::uint64_t deadline = begin + left - left % shortest_wait_us;
   pollfd readable{running.answer.get(), POLLIN, 0};
   bool is_answered = read_answer(running);
   while (!is_answered && poll_until(&readable, 1, deadline) > 0) {
