@@ -19,8 +19,8 @@ comm_socket_v4* server_socket = nullptr;
 
 namespace {
 
-// How long one wait for room in a client's output lasts. There is room for any reply, as a rule:
-// the platform hands out no request of a client that has replies to read.
+// How long one wait for room in a client's output lasts. It should never come to that: the platform
+// hands out no request of a client that does not read, and has room for the reply to any other.
 constexpr std::uint64_t send_wait_us = 500000;
 
 struct command_entry {
@@ -141,5 +141,6 @@ int handle_server_socket() {
     handle_request(client, request);
     comm_socket_v4_packet_release(request);
   }
+  if (DIE != signals) { comm_socket_v4_send_held(server_socket); }
   return 0;
 }

@@ -72,6 +72,7 @@ void comm_socket_v4_client::take_input(std::string_view bytes) {
 void comm_socket_v4_client::find_request() {
   const comm_packet_v4_front front = comm_packet_v4_look(unread_input(), comm_packet_v4_request);
   request_size = front.state == comm_packet_v4_state::whole ? front.size : 0;
+  if (request_size > 0) { request_begun_us = 0; }
   if (front.state == comm_packet_v4_state::malformed) { end_input(); }
 }
 
@@ -88,35 +89,59 @@ void comm_socket_v4_client::time_request(std::uint64_t now_us) {
 
 void comm_socket_v4::limit_input() {
   std::size_t memory = 0;
+  for (const comm_socket_v4_client& client : clients) {
+    memory += client.input.capacity();
+  }
+  while (memory > most_input) {
+    comm_socket_v4_client* const slowest = slowest_writer();
+    if (slowest == nullptr) { return; }
+    memory -= slowest->input.capacity();
+    slowest->end_input();
+    memory += slowest->input.capacity();
+  }
+}
+
+comm_socket_v4_client* comm_socket_v4::slowest_writer() {
   comm_socket_v4_client* slowest = nullptr;
   for (comm_socket_v4_client& client : clients) {
-    memory += client.input.capacity();
     if (client.request_begun_us != 0 &&
         (slowest == nullptr || client.request_begun_us < slowest->request_begun_us)) {
       slowest = &client;
     }
   }
-  if (memory > most_input && slowest != nullptr) { slowest->end_input(); }
+  return slowest;
 }
 
 std::unique_ptr<comm_socket_v4_packet> comm_socket_v4_client::take_request() {
   if (request_size == 0) { return nullptr; }
   std::unique_ptr<comm_socket_v4_packet> request(comm_socket_v4_packet_create());
-  if (request == nullptr) { return nullptr; }
+  if (request == nullptr) {
+    tell_out_of_memory("a request was not read");
+    end_input();  // kept, it would end every wait for clients at once
+    return nullptr;
+  }
   const std::string_view bytes = unread_input().substr(0, request_size);
   if (!comm_packet_v4_read(bytes, comm_packet_v4_request, *request)) {
     end_input();
     return nullptr;
   }
   taken += request_size;
-  request_begun_us = 0;
   if (taken == input.size()) {
     drop_input();
   } else {
+    give_memory_back();
     find_request();
   }
   request->claim = claim;
   return request;
+}
+
+// What follows a request came with its last bytes, in the same round. It may stay long: while
+// replies wait, nothing is handed out.
+void comm_socket_v4_client::give_memory_back() {
+  if (input.capacity() <= round_share) { return; }
+  input.erase(0, std::exchange(taken, 0));
+  input.shrink_to_fit();
 }
 
 void comm_socket_v4_client::end_input() {

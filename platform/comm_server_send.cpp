@@ -14,19 +14,27 @@ namespace {
 
 // A client that has replies to read but reads nothing for this long is dropped.
 constexpr std::uint64_t patience_us = 5000000;
-// Output buffer limit for one client: the size of the largest reply, so that an empty buffer has
-// room for any reply.
-constexpr std::size_t most_output = comm_packet_v4_header_size + comm_packet_v4_reply.largest_body;
-constexpr std::size_t most_output_of_all = std::size_t{64} << 20;
 // Replies to requests that arrived together are sent together, in one call: up to this size, in
-// bytes, and within this time, so that none of them waits for long requests of other clients.
+// bytes, and within this time, so that none of them waits for several long requests.
 constexpr std::size_t most_held = 16384;
 constexpr std::uint64_t hold_time_us = 1000;
+// Output buffer limit for one client, in bytes: a buffer that contains only replies that are held
+// back has room for the largest reply, even if the kernel takes none of them.
+constexpr std::size_t most_output =
+    most_held + comm_packet_v4_header_size + comm_packet_v4_reply.largest_body;
+constexpr std::size_t most_output_of_all = std::size_t{64} << 20;
 // A client that was answered often asks again at once. To look for that for this long takes no more
 // processor time than to sleep and be woken, and saves the client the wait. With many clients a
-// look takes long, and fewer are worth it.
+// single look takes longer than that.
 constexpr std::uint64_t linger_us = 10;
 constexpr int most_looks = 32;
+constexpr std::size_t most_lingered_for = 32;
+
+// Whether the kernel may take the bytes later. A lack of memory often passes, and a client that is
+// waiting for a reply must not lose it meanwhile.
+bool is_passing(int error) {
+  return error == EAGAIN || error == ENOBUFS || error == ENOMEM;
+}
 
 // What to poll a client for; 0 for nothing. A client whose input has ended is left out: its end of
 // file would always be readable.
@@ -43,7 +51,7 @@ void comm_socket_v4_client::send_round() {
     const ssize_t taken_now = send(connection.get(), output.data() + sent, output.size() - sent,
                                    MSG_DONTWAIT | MSG_NOSIGNAL);
     if (taken_now < 0 && errno == EINTR) { continue; }
-    if (taken_now < 0 && errno == EAGAIN) {
+    if (taken_now < 0 && is_passing(errno)) {
       wait_for_reading(sent > sent_before);
       return;
     }
@@ -102,15 +110,26 @@ void comm_socket_v4::send_overdue() {
 
 void comm_socket_v4::limit_output() {
   std::size_t waiting = 0;
+  for (const comm_socket_v4_client& client : clients) {
+    waiting += client.output.size();
+  }
+  while (waiting > most_output_of_all) {
+    comm_socket_v4_client* const slowest = slowest_reader();
+    if (slowest == nullptr) { return; }
+    waiting -= slowest->output.size();
+    slowest->close();
+  }
+}
+
+comm_socket_v4_client* comm_socket_v4::slowest_reader() {
   comm_socket_v4_client* slowest = nullptr;
   for (comm_socket_v4_client& client : clients) {
-    waiting += client.output.size();
     if (client.is_blocked &&
         (slowest == nullptr || client.output_stalled_us < slowest->output_stalled_us)) {
       slowest = &client;
     }
   }
-  if (waiting > most_output_of_all && slowest != nullptr) { slowest->close(); }
+  return slowest;
 }
 
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
@@ -133,6 +152,10 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
   if (!client->is_blocked) { client->send_round(); }
   if (client->has_output()) { client->server->limit_output(); }
   return client->takes_replies ? 1 : -1;
+}
+
+void comm_socket_v4_send_held(comm_socket_v4* server) {
+  if (server->held_since_us != 0) { server->send_all_held(); }
 }
 
 bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client* client) {
@@ -165,6 +188,7 @@ int comm_socket_v4::poll_clients(std::uint64_t deadline_us) {
 }
 
 int comm_socket_v4::linger(std::uint64_t deadline_us) {
+  if (clients.size() > most_lingered_for) { return 0; }
   int ready = 0;
   std::uint64_t now_us = monotonic_clock_us();
   const std::uint64_t end_us = std::min(deadline_us, now_us + linger_us);

@@ -16,8 +16,8 @@
 
 // A connection, its unread input and its unsent output. It ends in steps: its input ends (the
 // client closed, or sent something malformed); requests received whole before that are handed out
-// and answered; the connection is closed; its end is reported; it is freed. An error while sending
-// closes it at once.
+// and answered; the connection is closed; its end is reported; it is freed. Once the other side can
+// no longer be sent to, its replies are dropped.
 struct comm_socket_v4_client {
   comm_socket_v4_client(comm_socket_v4* its_server, int fd) : server(its_server), connection(fd) {}
 
@@ -65,7 +65,7 @@ struct comm_socket_v4_client {
   bool may_hold_output() const;
   // Sends what is held back, as much as the kernel accepts.
   void send_held();
-  // The next whole request, or null. A malformed one ends the input.
+  // The next whole request, or null. A malformed one ends the input, and so does a lack of memory.
   std::unique_ptr<comm_socket_v4_packet> take_request();
   // Stops reading and drops any input that has not been handed out.
   void end_input();
@@ -74,6 +74,8 @@ struct comm_socket_v4_client {
   void wait_for_reading(bool has_read_some);
   // Also frees the memory, so that a large request's buffer is not kept for the client's lifetime.
   void drop_input();
+  // Frees the memory of a large request that has been handed out.
+  void give_memory_back();
   void receive();
   void take_input(std::string_view bytes);
   // Looks for the next request in the input; something malformed ends it.
@@ -108,13 +110,17 @@ struct comm_socket_v4 {
   // Finds out which clients are ready, waiting for the first one until the deadline. Returns what
   // poll_until() does.
   int poll_clients(std::uint64_t deadline_us);
-  // Does the same again and again for a moment, without sleeping.
+  // Unless there are many clients, does the same again and again for a moment, without sleeping.
   int linger(std::uint64_t deadline_us);
 
   // Keep the total size of all clients' buffers below the limits: the client whose request has been
-  // unfinished the longest is ended, or the one that has gone the longest without reading.
+  // unfinished the longest is ended, or the one that has gone the longest without reading, then the
+  // next one, until the rest fits.
   void limit_input();
   void limit_output();
+  // Null if no client has an unfinished request, or if all read.
+  comm_socket_v4_client* slowest_writer();
+  comm_socket_v4_client* slowest_reader();
 
   void note_held();
   // Sends the replies that are held back if that has taken long enough.

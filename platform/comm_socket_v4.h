@@ -38,8 +38,8 @@ int comm_socket_v4_fd(const comm_socket_v4* server);
 // client, and sends pending replies. A client is not read from while its last request has not been
 // handed out or while replies to it are pending. A client that has not finished a request 30 s
 // after its first bytes, or has accepted none of its pending replies for 5 s, is closed. All input
-// buffers together take at most 32 MiB; beyond that, the client whose request has been unfinished
-// the longest is closed. Returns 0, or negative if the server is not listening or its listening
+// buffers together take at most 32 MiB; beyond that, clients whose requests have been unfinished
+// the longest are closed. Returns 0, or negative if the server is not listening or its listening
 // socket is broken.
 int comm_socket_v4_idle(comm_socket_v4* server);
 
@@ -97,15 +97,21 @@ void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* re
                                                  comm_socket_v4_packet* reply, int flags);
 
 // Accepts a complete reply without waiting: anything that the kernel does not take at once is kept
-// in the client's output buffer, up to 16 MiB, and sent by comm_socket_v4_idle. While the client's
-// next request has already arrived, a short reply is kept too, to be sent together with the next
-// one: for 1 ms at most, or until comm_socket_v4_server_get_packet returns null. Returns positive
-// if the reply was accepted; 0 if the buffer has no room now (call again with the same packet);
-// negative if the reply will never be sent, because the client is gone or because the reply exceeds
-// a limit and the connection was closed. All output buffers together take at most 64 MiB; beyond
-// that, the client that has gone the longest without reading is closed.
+// in the client's output buffer and sent by comm_socket_v4_idle. While the client's next request
+// has already arrived, a short reply is kept too, to be sent together with the next one: until the
+// first call of comm_socket_v4_server_get_packet that comes 1 ms later or returns null. The buffer
+// has room for 16 KiB of such replies and the largest reply, so one that answers the request that
+// was handed out last always fits. Returns positive if the reply was accepted, which does not mean
+// that it arrives: the client may go before it is sent; 0 if the buffer has no room now (call again
+// with the same packet); negative if the reply will never be sent, because the client is gone or
+// because the reply exceeds a limit and the connection was closed. All output buffers together take
+// at most 64 MiB; beyond that, clients that have gone the longest without reading are closed.
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet);
+
+// Sends the short replies that are kept. To be called when no more requests are taken although
+// there may be some.
+void comm_socket_v4_send_held(comm_socket_v4* server);
 
 // Ends the connection to a client whose request cannot be answered.
 void comm_socket_v4_drop_client(comm_socket_v4_client* client);

@@ -1,9 +1,12 @@
 // The server's output: writing replies, and sending them to clients that read promptly, slowly or
 // not at all. The test has its own clock, which changes only when the test moves it.
+#include <algorithm>
+#include <cerrno>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <sys/socket.h>
 #include <sys/types.h>
 
 #include <gtest/gtest.h>
@@ -31,7 +34,10 @@ std::uint64_t gettimeofday_us() {
 
 namespace {
 
+constexpr std::size_t largest_data = 16777216 - 4 - 4 - 1 - 4 - 2 - 4 - 4;
+
 int send_calls = 0;
+int send_error = 0;  // that every call of the server fails with; 0 for none
 
 }  // namespace
 
@@ -41,6 +47,10 @@ ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags);
 
 ssize_t __wrap_send(int fd, const void* bytes, std::size_t size, int flags) {
   ++send_calls;
+  if (send_error != 0 && (flags & MSG_DONTWAIT) != 0) {
+    errno = send_error;
+    return -1;
+  }
   return __real_send(fd, bytes, size, flags);
 }
 }
@@ -147,8 +157,25 @@ struct comm_replies : testing::Test {
     request = comm_socket_v4_server_get_packet(bench.server, &sender);
   }
   ~comm_replies() override {
+    send_error = 0;
     comm_socket_v4_packet_release(reply);
     comm_socket_v4_packet_release(request);
+  }
+
+  // A client whose request has been answered with this reply.
+  raw_client answered_client(comm_socket_v4_packet* its_reply) {
+    ++now_us;
+    raw_client other = bench.connect();
+    other.send(request_bytes("c", 9));
+    bench.idle();
+    bench.meet_and_part();
+    comm_socket_v4_client* at_server = nullptr;
+    comm_socket_v4_packet* const its_request =
+        comm_socket_v4_server_get_packet(bench.server, &at_server);
+    EXPECT_NE(its_request, nullptr);
+    EXPECT_GT(comm_socket_v4_packet_send_to_client(at_server, its_reply), 0);
+    comm_socket_v4_packet_release(its_request);
+    return other;
   }
 
   // Hands out the second request and drops it.
@@ -239,8 +266,47 @@ TEST_F(comm_replies, largest_reply_has_room_after_a_short_one) {
   prepare(10);
   ASSERT_GT(send(), 0);
   comm_socket_v4_packet_release(reply);
-  prepare(16777216 - 4 - 4 - 1 - 4 - 2 - 4 - 4);
+  prepare(largest_data);
   EXPECT_GT(send(), 0);
+}
+
+TEST_F(comm_replies, largest_reply_has_room_after_held_ones_that_the_kernel_does_not_take) {
+  prepare(16300);
+  ASSERT_GT(send(), 0);
+  comm_socket_v4_packet_release(reply);
+  send_error = EAGAIN;
+  prepare(largest_data);
+  EXPECT_GT(send(), 0);
+}
+
+TEST_F(comm_replies, held_reply_is_sent_on_request) {
+  prepare(10);
+  ASSERT_GT(send(), 0);
+  comm_socket_v4_send_held(bench.server);
+  EXPECT_EQ(client.replies(), strings{"7 a OK"});
+}
+
+TEST_F(comm_replies, reply_survives_a_lack_of_memory_in_the_kernel) {
+  pass_over_the_second();
+  prepare(10);
+  for (const int error : {ENOBUFS, ENOMEM}) {
+    send_error = error;
+    EXPECT_GT(send(), 0);
+    bench.idle();
+    send_error = 0;
+    EXPECT_EQ(read_replies(), strings{"7 a OK"});
+  }
+}
+
+TEST_F(comm_replies, client_that_cannot_be_sent_to_for_5_s_is_gone) {
+  pass_over_the_second();
+  prepare(10);
+  send_error = ENOBUFS;
+  ASSERT_GT(send(), 0);
+  now_us += 5000000;
+  bench.pass();
+  EXPECT_EQ(bench.gone, 1);
+  EXPECT_TRUE(client.is_closed_by_server());
 }
 
 TEST_F(comm_replies, long_reply_is_taken_at_once_and_delivered_as_it_is_read) {
@@ -364,22 +430,32 @@ TEST_F(comm_replies, total_output_is_limited_by_dropping_the_slowest) {
   ASSERT_GT(send(), 0);
   std::vector<raw_client> others;
   for (int i = 0; i < 4; ++i) {
-    ++now_us;
-    others.push_back(bench.connect());
-    others.back().send(request_bytes("c", 9));
-    bench.idle();
-    bench.meet_and_part();
-    comm_socket_v4_client* other = nullptr;
-    comm_socket_v4_packet* const its_request =
-        comm_socket_v4_server_get_packet(bench.server, &other);
-    ASSERT_NE(its_request, nullptr);
-    EXPECT_GT(comm_socket_v4_packet_send_to_client(other, reply), 0);
-    comm_socket_v4_packet_release(its_request);
+    others.push_back(answered_client(reply));
   }
   EXPECT_TRUE(client.is_closed_by_server());
   for (raw_client& other : others) {
     EXPECT_FALSE(other.is_closed_by_server());
   }
+}
+
+TEST_F(comm_replies, total_output_is_limited_however_little_the_slowest_have_to_read) {
+  pass_over_the_second();
+  send_error = EAGAIN;
+  prepare(10);
+  std::vector<raw_client> slowest;
+  for (int i = 0; i < 10; ++i) {
+    slowest.push_back(answered_client(reply));
+  }
+  comm_socket_v4_packet_release(reply);
+  prepare(16000000);
+  std::vector<raw_client> large;
+  for (int i = 0; i < 6; ++i) {
+    large.push_back(answered_client(reply));
+  }
+  const auto is_open = [](raw_client& each) { return !each.is_closed_by_server(); };
+  EXPECT_EQ(std::count_if(slowest.begin(), slowest.end(), is_open), 0);
+  EXPECT_EQ(std::count_if(large.begin(), large.end(), is_open), 4);
+  EXPECT_TRUE(is_open(large.back()));
 }
 
 TEST_F(comm_replies, reply_over_the_limit_is_not_sent_and_closes) {
@@ -392,7 +468,7 @@ TEST_F(comm_replies, reply_over_the_limit_is_not_sent_and_closes) {
 }
 
 TEST_F(comm_replies, largest_reply_arrives) {
-  prepare(16777216 - 4 - 4 - 1 - 4 - 2 - 4 - 4);
+  prepare(largest_data);
   EXPECT_GT(send(), 0);
   for (int i = 0; i < 10000 && client.received.size() < 16777216U + 32U; ++i) {
     bench.idle();

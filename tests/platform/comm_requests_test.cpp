@@ -11,6 +11,7 @@
 
 #include "platform/clock.h"
 #include "tests/platform/socket_bench.h"
+#include "tests/support/failing_memory.h"
 
 using qx_test::raw_client;
 using qx_test::request_bytes;
@@ -46,6 +47,13 @@ namespace {
 struct comm_requests : testing::Test {
   qx_test::socket_bench bench;
   raw_client client = bench.connect();
+
+  int looks_of_a_wait() const {
+    const int before = poll_calls;
+    const std::uint64_t deadline = monotonic_clock_us() + 20000;
+    EXPECT_EQ(comm_socket_v4_server_from_client_readable(bench.server, deadline), 0);
+    return poll_calls - before;
+  }
 };
 
 TEST_F(comm_requests, request_is_handed_out_with_its_client_and_all_its_parts) {
@@ -85,18 +93,41 @@ TEST_F(comm_requests, only_clients_that_have_sent_something_are_read_from) {
 }
 
 TEST_F(comm_requests, wait_after_a_request_looks_for_the_next_one_before_it_sleeps) {
-  const auto looks_of_a_wait = [this] {
-    const int before = poll_calls;
-    const std::uint64_t deadline = monotonic_clock_us() + 20000;
-    EXPECT_EQ(comm_socket_v4_server_from_client_readable(bench.server, deadline), 0);
-    return poll_calls - before;
-  };
   bench.pass();
   EXPECT_EQ(looks_of_a_wait(), 1);
   client.send(request_bytes("test"));
   EXPECT_EQ(bench.pass(), strings{"test"});
   EXPECT_GT(looks_of_a_wait(), 1);
   EXPECT_EQ(looks_of_a_wait(), 1);
+}
+
+TEST_F(comm_requests, wait_with_many_clients_sleeps_at_once) {
+  std::vector<raw_client> others;
+  for (int i = 0; i < 32; ++i) {
+    others.push_back(bench.connect());
+  }
+  client.send(request_bytes("test"));
+  EXPECT_EQ(bench.pass(), strings{"test"});
+  EXPECT_EQ(looks_of_a_wait(), 1);
+}
+
+TEST_F(comm_requests, request_for_which_there_is_no_memory_ends_its_client) {
+  // Packets that were released would be used again.
+  comm_socket_v4_packet* const in_use[] = {comm_socket_v4_packet_create(),
+                                           comm_socket_v4_packet_create()};
+  client.send(request_bytes("test"));
+  bench.idle();
+  bench.meet_and_part();
+  {
+    const qx_test::failing_memory memory(1, qx_test::failing::from_then_on);
+    comm_socket_v4_client* sender = nullptr;
+    EXPECT_EQ(comm_socket_v4_server_get_packet(bench.server, &sender), nullptr);
+  }
+  EXPECT_FALSE(bench.is_ready());
+  EXPECT_TRUE(client.is_closed_by_server());
+  for (comm_socket_v4_packet* const packet : in_use) {
+    comm_socket_v4_packet_release(packet);
+  }
 }
 
 TEST_F(comm_requests, request_that_arrives_between_wait_and_round_is_not_forgotten) {
