@@ -3,6 +3,7 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -17,6 +18,7 @@ using namespace qx_test;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 namespace {
 
@@ -85,6 +87,17 @@ TEST_F(checkpoint_join, is_terminated_while_it_is_paused) {
   run.signal_group(SIGTERM);
   EXPECT_EQ(run.wait(1s).signal, SIGTERM);
   expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, of_a_source_that_has_changed_fails_and_leaves_nothing) {
+  tool.hold(of_join);
+  tool_run run = tool.start(arguments());
+  ASSERT_GT(tool.held(), 0);
+  std::ofstream(source, std::ios::app) << "more";
+  tool.release();
+  EXPECT_EQ(run.wait().status, 1);
+  EXPECT_THAT(run.error_lines(), ElementsAre(HasSubstr("film.mkv: changed while it was read")));
+  EXPECT_THAT(folder.names(), IsEmpty());
 }
 
 TEST_F(checkpoint_join, is_repeated_after_a_kill) {
