@@ -127,7 +127,7 @@ TEST(segment_command, a_later_run_keeps_the_grid_of_frames) {
   EXPECT_THAT(text, HasSubstr("-copyts"));
   EXPECT_THAT(text, HasSubstr("-itsoffset -100.010000 -noaccurate_seek -ss 15.010000"));
   EXPECT_THAT(text, HasSubstr(",fps=25/1,trim=start_pts=450:end_pts=15150,setpts=PTS-450,"));
-  EXPECT_THAT(text, HasSubstr("-x264-params vbv-init=0.5"));
+  EXPECT_THAT(text, HasSubstr("-x264-params vbv-init=0.75"));
   EXPECT_THAT(text, HasSubstr("-segment_frames 50,550,1050,"));
 }
 

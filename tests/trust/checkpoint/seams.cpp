@@ -14,7 +14,7 @@ namespace {
 // Of likeness (SSIM) beside one piece. A film that gets too few bits everywhere shows how full an
 // encoder believes the decoder's buffer to be.
 constexpr double most_loss = 0.002;
-constexpr double most_loss_in_noise = 0.02;
+constexpr double most_loss_in_noise = 0.01;
 constexpr unsigned most_kills = 3;
 
 const char* const encoder =
