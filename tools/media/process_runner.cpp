@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <utility>
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -33,37 +34,62 @@ constexpr std::chrono::seconds longest_tick{1};
 // The kernel counts the processor time for a limit less exactly than that of an ended program.
 constexpr std::chrono::milliseconds processor_time_margin{500};
 
+void wait_for(std::vector<pollfd>& watched) {
+  watched.push_back({tool_signal_fd(), POLLIN, 0});
+  poll(watched.data(), watched.size(), static_cast<int>(run_observer::tick_interval.count()));
+}
+
+}  // namespace
+
+// One program from its start to its end.
 class supervision {
 public:
-  supervision(const program_request& request, run_observer* observer)
-      : request_(request), observer_(observer), stall_(request.stall_limit),
-        left_(request.time_limit) {}
+  supervision(program_request request, run_observer* observer)
+      : request_(std::move(request)), observer_(observer), stall_(request_.stall_limit),
+        left_(request_.time_limit) {}
 
-  program_result run() {
+  void start() {
     log_program(request_.argv);
-    const clock_type::time_point begin = clock_type::now();
+    begin_ = last_ = clock_type::now();
     const sandbox* const confined_to = request_.confined_to ? &*request_.confined_to : nullptr;
     if (child_.start(request_.argv, request_.priority, confined_to, result_.message)) {
-      supervise();
+      result_.end = program_end::exited;
+    } else {
+      finish();
     }
-    log_program_end(
-        ending(), std::chrono::duration_cast<std::chrono::milliseconds>(clock_type::now() - begin));
-    return result_;
+  }
+
+  bool has_ended() const { return ended_; }
+  const program_result& result() const { return result_; }
+  run_observer* observer() const { return observer_; }
+
+  // A tick has two halves, and between them the wait for what this adds to `watched`.
+  void begin_tick(std::vector<pollfd>& watched) {
+    obey_signals();
+    watched.push_back({output_open_ ? child_.output_fd() : -1, POLLIN, 0});
+    watched.push_back({errors_open_ ? child_.errors_fd() : -1, POLLIN, 0});
+    watched.push_back({child_.end_fd(), POLLIN, 0});
+  }
+
+  void end_tick() {
+    read_pipes();
+    count_time();
+    if (!child_.reap()) { return; }
+    drain();
+    judge();
+    finish();
   }
 
 private:
-  void supervise() {
-    result_.end = program_end::exited;
-    last_ = clock_type::now();
-    do {
-      obey_signals();
-      wait();
-      read_pipe(child_.output_fd(), output_open_, &supervision::take_output);
-      read_pipe(child_.errors_fd(), errors_open_, &supervision::take_errors);
-      count_time();
-    } while (!child_.reap());
-    drain();
-    judge();
+  void finish() {
+    ended_ = true;
+    log_program_end(ending(), std::chrono::duration_cast<std::chrono::milliseconds>(
+                                  clock_type::now() - begin_));
+  }
+
+  void read_pipes() {
+    read_pipe(child_.output_fd(), output_open_, &supervision::take_output);
+    read_pipe(child_.errors_fd(), errors_open_, &supervision::take_errors);
   }
 
   std::string ending() const {
@@ -103,15 +129,6 @@ private:
       sign.output_time = output.st_mtim.tv_sec * std::int64_t{1000000000} + output.st_mtim.tv_nsec;
     }
     return sign;
-  }
-
-  // Sleeps until something has happened, at most one tick.
-  void wait() {
-    pollfd watched[] = {{output_open_ ? child_.output_fd() : -1, POLLIN, 0},
-                        {errors_open_ ? child_.errors_fd() : -1, POLLIN, 0},
-                        {child_.end_fd(), POLLIN, 0},
-                        {tool_signal_fd(), POLLIN, 0}};
-    poll(watched, std::size(watched), static_cast<int>(run_observer::tick_interval.count()));
   }
 
   void read_pipe(int fd, bool& open, void (supervision::*take)(std::string_view)) {
@@ -167,9 +184,10 @@ private:
     const clock_type::time_point deadline = clock_type::now() + drain_limit;
     while ((output_open_ || errors_open_) && clock_type::now() < deadline &&
            result_.end == program_end::exited) {
-      read_pipe(child_.output_fd(), output_open_, &supervision::take_output);
-      read_pipe(child_.errors_fd(), errors_open_, &supervision::take_errors);
-      if (output_open_ || errors_open_) { wait(); }
+      read_pipes();
+      std::vector<pollfd> watched = {{output_open_ ? child_.output_fd() : -1, POLLIN, 0},
+                                     {errors_open_ ? child_.errors_fd() : -1, POLLIN, 0}};
+      if (output_open_ || errors_open_) { wait_for(watched); }
     }
   }
 
@@ -198,7 +216,7 @@ private:
            child_.cpu_time() + processor_time_margin >= limit;
   }
 
-  const program_request& request_;
+  program_request request_;
   run_observer* observer_;
   child_process child_;
   program_result result_;
@@ -208,8 +226,24 @@ private:
   bool output_open_ = true;
   bool errors_open_ = true;
   clock_type::duration left_;
+  clock_type::time_point begin_;
   clock_type::time_point last_;
+  bool ended_ = false;
 };
+
+namespace {
+
+program_result run_to_its_end(const program_request& request, run_observer* observer) {
+  supervision program(request, observer);
+  program.start();
+  while (!program.has_ended()) {
+    std::vector<pollfd> watched;
+    program.begin_tick(watched);
+    wait_for(watched);
+    program.end_tick();
+  }
+  return program.result();
+}
 
 std::string last_line(std::string_view text) {
   const std::size_t end = text.find_last_not_of(" \r\n");
@@ -245,9 +279,38 @@ std::string program_result::cause() const {
 }
 
 program_result run_program(const program_request& request) {
-  return supervision(request, nullptr).run();
+  return run_to_its_end(request, nullptr);
 }
 
 program_result run_program(const program_request& request, run_observer& observer) {
-  return supervision(request, &observer).run();
+  return run_to_its_end(request, &observer);
+}
+
+program_group::program_group() = default;
+program_group::~program_group() = default;
+
+void program_group::start(program_request request, run_observer& observer) {
+  running_.push_back(std::make_unique<supervision>(std::move(request), &observer));
+  running_.back()->start();
+}
+
+program_result program_group::wait_for_one(run_observer*& of) {
+  while (true) {
+    const auto ended = std::find_if(running_.begin(), running_.end(),
+                                    [](const auto& program) { return program->has_ended(); });
+    if (ended != running_.end()) {
+      const program_result result = (*ended)->result();
+      of = (*ended)->observer();
+      running_.erase(ended);
+      return result;
+    }
+    std::vector<pollfd> watched;
+    for (const auto& program : running_) {
+      program->begin_tick(watched);
+    }
+    wait_for(watched);
+    for (const auto& program : running_) {
+      program->end_tick();
+    }
+  }
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -76,3 +77,27 @@ program_result run_program(const program_request& request);
 
 // The same, with each line of its output handed to `observer` instead.
 program_result run_program(const program_request& request, run_observer& observer);
+
+class supervision;
+
+// Several programs at once, each as by run_program(). Those that still run when this object goes
+// are killed.
+class program_group {
+public:
+  program_group();
+  ~program_group();
+  program_group(const program_group&) = delete;
+  program_group& operator=(const program_group&) = delete;
+
+  // Starts another program. `observer` must outlive its end.
+  void start(program_request request, run_observer& observer);
+
+  std::size_t count() const { return running_.size(); }
+
+  // Waits until one of the programs has ended, and returns its result, with its observer in `of`.
+  // There must be one.
+  program_result wait_for_one(run_observer*& of);
+
+private:
+  std::vector<std::unique_ptr<supervision>> running_;
+};

@@ -2,11 +2,13 @@
 #include <csignal>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/media/tool_run.h"
 #include "tests/support/wait_until.h"
 #include "tools/media/process_runner.h"
 
@@ -35,6 +37,16 @@ struct line_collector : run_observer {
   }
   std::vector<std::string> lines;
   int ticks = 0;
+};
+
+// A named pipe.
+class scratch_pipe {
+public:
+  scratch_pipe() { EXPECT_EQ(mkfifo(path().c_str(), 0600), 0); }
+  std::string path() const { return folder_.file("pipe"); }
+
+private:
+  qx_test::scratch_folder folder_;
 };
 
 }  // namespace
@@ -253,4 +265,56 @@ TEST(child_process, tells_how_long_it_has_waited_for_a_processor) {
   ASSERT_TRUE(spinning.start({"/bin/sh", "-c", "while :; do :; done"}, {}, nullptr, error))
       << error;
   EXPECT_TRUE(qx_test::wait_until([&] { return spinning.processor_wait() > 0ns; }));
+}
+
+TEST(program_group, gives_the_result_of_each_program_with_its_observer) {
+  program_group group;
+  line_collector first;
+  line_collector second;
+  group.start(shell("echo first; exec sleep 60"), first);
+  group.start(shell("echo second; exit 3"), second);
+  EXPECT_EQ(group.count(), 2U);
+  run_observer* ended = nullptr;
+  EXPECT_EQ(group.wait_for_one(ended).exit_status, 3);
+  EXPECT_EQ(ended, &second);
+  EXPECT_THAT(second.lines, ElementsAre("second"));
+  EXPECT_EQ(group.count(), 1U);
+}
+
+TEST(program_group, runs_its_programs_at_the_same_time) {
+  const scratch_pipe meeting;
+  program_group group;
+  line_collector first;
+  line_collector second;
+  // Each opens its end only together with the other.
+  group.start(shell("echo met > " + meeting.path()), first);
+  group.start(shell("cat " + meeting.path()), second);
+  run_observer* ended = nullptr;
+  EXPECT_TRUE(group.wait_for_one(ended).success());
+  EXPECT_TRUE(group.wait_for_one(ended).success());
+  EXPECT_THAT(second.lines, ElementsAre("met"));
+}
+
+TEST(program_group, kills_what_still_runs_at_its_end) {
+  line_collector observer;
+  {
+    program_group group;
+    line_collector quick;
+    group.start(shell("echo $$; exec sleep 60"), observer);
+    group.start(shell("sleep 0.2"), quick);
+    run_observer* ended = nullptr;
+    group.wait_for_one(ended);
+  }
+  ASSERT_EQ(observer.lines.size(), 1U);
+  EXPECT_EQ(kill(std::stoi(observer.lines[0]), 0), -1);
+}
+
+TEST(program_group, reports_a_program_that_cannot_run) {
+  program_group group;
+  line_collector observer;
+  program_request request;
+  request.argv = {"/nowhere/tool"};
+  group.start(request, observer);
+  run_observer* ended = nullptr;
+  EXPECT_EQ(group.wait_for_one(ended).end, program_end::not_started);
 }
