@@ -25,6 +25,7 @@ void declare_settings(settings_text& settings, tool_config& config) {
   settings.add_number("checkpoint.keep_days", config.checkpoint_keep_days, 0, 365);
   settings.add_number("checkpoint.segment_seconds", config.segment_seconds, 2, 600);
   settings.add_number("checkpoint.min_seconds", config.checkpoint_min_seconds, 1, 86400);
+  settings.add_number("checkpoint.runs", config.checkpoint_runs, 0, 64);
   settings.add_choice("spread", config.spread, {"none", "slurm"});
   settings.add_name("spread.partition", config.spread_partition);
   settings.add_number("spread.nodes", config.spread_nodes, 0, 10000);

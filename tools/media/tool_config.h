@@ -19,6 +19,9 @@ struct tool_config {
   int checkpoint_keep_days = 7;
   int segment_seconds = 20;
   int checkpoint_min_seconds = 60;
+  // How many encoders make the segments of one output at the same time ("checkpoint.runs"); 0 for
+  // as many as use this machine well.
+  int checkpoint_runs = 1;
 
   // Whether a cluster makes the segments ("spread": "none" or "slurm"), in which partition
   // ("spread.partition", empty for the cluster's default), on how many nodes at once

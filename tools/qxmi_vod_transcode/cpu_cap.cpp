@@ -32,3 +32,14 @@ bool cpu_cap::must_stop(duration now, duration used, bool suspended) {
   last_used_ = used;
   return allowance_ < duration::zero();
 }
+
+bool shared_cap::must_stop(int encoder, cpu_cap::duration now, cpu_cap::duration used,
+                           bool suspended) {
+  cpu_cap::duration& before = used_[encoder];
+  // A time that could not be read counts at the next tick.
+  if (used > before) {
+    total_ += used - before;
+    before = used;
+  }
+  return cap_.must_stop(now, total_, suspended);
+}

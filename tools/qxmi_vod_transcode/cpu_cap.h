@@ -7,6 +7,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 
 class cpu_cap {
 public:
@@ -32,4 +33,22 @@ private:
   duration last_now_{0};
   duration last_used_{0};
   duration allowance_{0};
+};
+
+// One cap for several encoders together, which may work at the same time or one after another.
+class shared_cap {
+public:
+  explicit shared_cap(cpu_cap cap) : cap_(cap) {}
+
+  // As cpu_cap::must_stop(), with the time that the encoder known as `encoder` has used so far.
+  bool must_stop(int encoder, cpu_cap::duration now, cpu_cap::duration used, bool suspended);
+
+  // A number for another encoder.
+  int new_encoder() { return ++last_encoder_; }
+
+private:
+  cpu_cap cap_;
+  int last_encoder_ = 0;
+  std::map<int, cpu_cap::duration> used_;
+  cpu_cap::duration total_{0};
 };

@@ -16,7 +16,7 @@ struct encode_task {
   const encode_settings& settings;
   progress_line& line;
   progress_output& progress;
-  cpu_cap cap;              // for each engine
+  shared_cap& cap;          // for all engines together
   child_priority priority;  // of each engine
   std::string profile;
 };

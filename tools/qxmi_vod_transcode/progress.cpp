@@ -17,25 +17,53 @@ constexpr std::chrono::milliseconds line_interval{400};
 
 void progress_line::begin_at(std::int64_t frame) {
   begin_ = frame;
-  done_ = std::min(total_, std::max(done_, frame));
+  parts_.clear();
+  count();
 }
 
-bool progress_line::take(std::string_view line) {
+void progress_line::begin_part(int part, std::int64_t lead) {
+  parts_[part].lead = lead;
+}
+
+void progress_line::end_part(int part, std::int64_t finished) {
+  parts_.erase(part);
+  begin_ += finished;
+  count();
+}
+
+// An engine that makes only the sound beside others says nothing of the whole.
+void progress_line::count() {
+  std::int64_t done = begin_;
+  double fps = 0.0;
+  double speed = 0.0;
+  for (const auto& [number, part] : parts_) {
+    done += std::max<std::int64_t>(0, part.done - part.lead);
+    if (picture_ && part.done == 0) { continue; }
+    fps += part.fps;
+    speed += part.speed;
+  }
+  done_ = std::min(total_, std::max(done_, done));
+  if (parts_.empty()) { return; }
+  fps_ = fps;
+  speed_ = speed;
+}
+
+bool progress_line::take(std::string_view line, int part) {
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos) { return false; }
   const std::string_view key = line.substr(0, equals);
   const std::string value(line.substr(equals + 1));
-  std::int64_t done = 0;
+  report& now = parts_[part];
   if (key == "frame" && picture_) {
-    done = begin_ + std::atoll(value.c_str());
+    now.done = std::atoll(value.c_str());
   } else if (key == "out_time_us" && !picture_) {
-    done = std::atoll(value.c_str()) / std::chrono::microseconds(sound_frame).count();
+    now.done = std::atoll(value.c_str()) / std::chrono::microseconds(sound_frame).count();
   } else if (key == "fps") {
-    fps_ = std::atof(value.c_str());
+    now.fps = std::atof(value.c_str());
   } else if (key == "speed") {
-    speed_ = std::atof(value.c_str());
+    now.speed = std::atof(value.c_str());
   }
-  done_ = std::min(total_, std::max(done_, done));
+  count();
   return key == "progress";
 }
 

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 
@@ -12,12 +13,17 @@ public:
   // `total` is in frames of the output; sound alone counts frames of sound_frame.
   progress_line(std::int64_t total, bool picture) : total_(total), picture_(picture) {}
 
-  // Processes one "key=value" line of the engine. True if it ends a report, so that there is new
-  // progress.
-  bool take(std::string_view line);
+  // Processes one "key=value" line of the engine that does `part` of the work. True if it ends a
+  // report, so that there is new progress.
+  bool take(std::string_view line, int part = 0);
 
-  // The engine begins to count there, in frames of the output.
+  // Engines begin to work, with `frame` frames of the output finished.
   void begin_at(std::int64_t frame);
+
+  // Several engines may share the work: another one begins, and counts `lead` frames that are not
+  // part of the output; one has ended and leaves that many frames finished.
+  void begin_part(int part, std::int64_t lead);
+  void end_part(int part, std::int64_t finished);
 
   // How much is done in percent, rounded down.
   int percent() const { return static_cast<int>(100 * done_ / total_); }
@@ -34,12 +40,22 @@ public:
 private:
   std::string format(std::int64_t done) const;
 
+  struct report {
+    std::int64_t lead = 0;
+    std::int64_t done = 0;
+    double fps = 0.0;
+    double speed = 0.0;
+  };
+
+  void count();
+
   std::int64_t total_;
   bool picture_;
   std::int64_t begin_ = 0;
   std::int64_t done_ = 0;
   double fps_ = 0.0;
   double speed_ = 0.0;
+  std::map<int, report> parts_;
 };
 
 // Writes lines to standard output without ever waiting for a reader: a line that does not fit is

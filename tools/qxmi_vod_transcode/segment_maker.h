@@ -1,6 +1,9 @@
 // Makes missing segments with engines, into the folder of the finished ones.
 #pragma once
 
+#include <deque>
+#include <vector>
+
 #include "tools/qxmi_vod_transcode/encode_task.h"
 #include "tools/qxmi_vod_transcode/segment_commands.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
@@ -34,13 +37,23 @@ public:
   // finished, however the run ends. It has a folder of its own while it works.
   run_end make(const segment_run& run, encode_failure& failure);
 
+  // The same with several runs in that order, up to `at_once` at the same time, which share the
+  // threads. If one misses its place, those that have begun are still run to their end; if one
+  // fails, they are killed.
+  run_end make_all(std::deque<segment_run> runs, int at_once, encode_failure& failure);
+
   // For the engines from now on; null for none.
   void set_guard(run_guard* guard) { guard_ = guard; }
 
-  // Whether the last engine named a trouble of the machine, even if it went on to the end.
+  // Whether an engine named a trouble of the machine, even if it went on to the end.
   bool read_badly() const { return read_badly_; }
 
 private:
+  class engine;
+
+  bool start(engine& one, int threads, program_group& group, encode_failure& failure) const;
+  run_end end_of(engine& ended, const program_result& result, encode_failure& failure);
+
   const encode_task& task_;
   const segment_plan& plan_;
   segment_store& store_;

@@ -137,6 +137,7 @@ bool segment_watch::keep(stream_state& stream, bool is_last) {
   made.first = picture ? or_none(marks_.mark(stream.next)) : "-";
   made.next = picture ? or_none(marks_.mark(stream.next + 1)) : "-";
   if (!store_.keep(stream.kind, stream.next, folder_, made, failure_)) { return false; }
+  if (picture) { kept_frames_ += store_.pictures().at(stream.next).content.frames; }
   ++stream.next;
   return true;
 }

@@ -32,6 +32,9 @@ public:
   // pictures, or ended too early. A run that begins to read earlier may be better.
   bool misses_its_place() const { return misses_; }
 
+  // How many frames of the output it has made and kept.
+  std::int64_t kept_frames() const { return kept_frames_; }
+
   // Why a segment could not be kept; without a cause if there was no such failure.
   const encode_failure& failure() const { return failure_; }
 
@@ -68,6 +71,7 @@ private:
   bool misses_ = false;
   encode_failure failure_;
   std::int64_t processor_seconds_ = 0;
+  std::int64_t kept_frames_ = 0;
   stream_state picture_;
   stream_state sound_;
 };

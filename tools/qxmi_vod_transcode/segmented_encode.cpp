@@ -4,6 +4,9 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <sstream>
 #include <utility>
 
 #include "tools/job_log/job_log.h"
@@ -15,6 +18,7 @@
 #include "tools/media/segment_folder.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
+#include "tools/qxmi_vod_transcode/run_choice.h"
 #include "tools/qxmi_vod_transcode/segment_join.h"
 #include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_maker.h"
@@ -30,6 +34,18 @@ constexpr const char* clock_note = "clock";
 constexpr const char* clock_even = "even";
 constexpr const char* clock_jumps = "jumps";
 constexpr const char* clock_unread = "unread";
+
+// What programs can have without others being moved to the disk; 0 if that is not known.
+std::uint64_t available_memory() {
+  std::ifstream file("/proc/meminfo");
+  std::string name;
+  std::uint64_t kilobytes = 0;
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    if (words >> name >> kilobytes && name == "MemAvailable:") { return kilobytes * 1024; }
+  }
+  return 0;
+}
 
 // The first one; an empty one if there is none.
 segment_range first_of(const std::vector<segment_range>& ranges) {
@@ -82,6 +98,7 @@ void segmented_encode::begin_anew(const std::string& why) {
   if (!store_->pictures().empty()) {
     announce(begun_anew_words + (": " + why));
     begun_anew_ = true;
+    may_divide_ = false;
   }
   store_->clear();
 }
@@ -129,13 +146,17 @@ void segmented_encode::read_earlier() {
   log_note("checkpoint", "the next run begins to read earlier");
 }
 
+std::vector<segment_range> segmented_encode::missing_sound() const {
+  return plan_.packets > 0 ? store_->missing(segment_kind::sound) : std::vector<segment_range>();
+}
+
 // One engine makes both picture and sound only where both go on to the end.
 segment_run segmented_encode::next_run() const {
   segment_run run;
   run.warm_up = warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)];
   run.pictures = first_of(store_->missing(segment_kind::picture));
   if (plan_.packets == 0) { return run; }
-  run.sounds = first_of(store_->missing(segment_kind::sound));
+  run.sounds = first_of(missing_sound());
   const bool together = run.pictures.is_open() && run.sounds.is_open();
   if (together || !run.has_pictures()) { return run; }
   if (run.pictures.is_open() && run.has_sound(plan_)) {
@@ -146,23 +167,64 @@ segment_run segmented_encode::next_run() const {
   return run;
 }
 
+std::int64_t segmented_encode::likely_segments() const {
+  const double frames = task_.media.picture_duration * plan_.rate.value();
+  return static_cast<std::int64_t>(std::ceil(frames / static_cast<double>(plan_.frames)));
+}
+
+int segmented_encode::chosen_runs() const {
+  if (!may_divide_) { return 1; }
+  if (configured().checkpoint_runs > 0) { return configured().checkpoint_runs; }
+  run_conditions conditions;
+  conditions.processors = task_.settings.threads;
+  conditions.free_memory = available_memory();
+  conditions.source = task_.media.picture->coded;
+  conditions.output = task_.settings.size;
+  conditions.missing = likely_segments() - static_cast<std::int64_t>(store_->pictures().size());
+  return runs_at_once(conditions);
+}
+
+run_end segmented_encode::make_next(encode_failure& failure, bool& was_whole) {
+  const segment_run run = next_run();
+  was_whole = run.is_whole();
+  segment_maker maker(task_, plan_, *store_, folder_.fd());
+  const run_end end = maker.make(run, failure);
+  read_badly_ = maker.read_badly();
+  if (end != run_end::missed) { return end; }
+  if (!was_whole) {
+    read_earlier();
+  } else {
+    failure = {false, "cannot be transcoded: the result is empty", read_badly_};
+  }
+  return end;
+}
+
+// If it does not work out, one engine after another may get further.
+run_end segmented_encode::make_several(int at_once, encode_failure& failure) {
+  const std::int64_t shortest = configured().checkpoint_runs > 0 ? 1 : shortest_run;
+  const std::deque<segment_run> runs =
+      divided(store_->missing(segment_kind::picture), missing_sound(), likely_segments(), at_once,
+              shortest, warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)]);
+  log_note("checkpoint", std::to_string(runs.size()) + " runs, up to " + std::to_string(at_once) +
+                             " at the same time");
+  segment_maker maker(task_, plan_, *store_, folder_.fd());
+  const run_end end = maker.make_all(runs, at_once, failure);
+  read_badly_ = maker.read_badly();
+  may_divide_ = end == run_end::made;
+  return end;
+}
+
 bool segmented_encode::make_missing(encode_failure& failure) {
   while (!store_->has_all()) {
     if (!choose_beginning(failure)) { return false; }
-    const segment_run run = next_run();
-    segment_maker maker(task_, plan_, *store_, folder_.fd());
     scanned_ = false;
-    const run_end end = maker.make(run, failure);
-    read_badly_ = maker.read_badly();
-    if (end == run_end::made) { continue; }
-    if (end == run_end::missed && !run.is_whole()) {
-      read_earlier();
-      continue;
-    }
-    if (end == run_end::missed) {
-      failure = {false, "cannot be transcoded: the result is empty", read_badly_};
-    }
-    if (run.is_whole() || !may_begin_anew(failure)) { return false; }
+    const int at_once = chosen_runs();
+    const bool divides = at_once > 1 && find_clock(failure) == clock_kind::even;
+    bool was_whole = false;
+    const run_end end = divides ? make_several(at_once, failure) : make_next(failure, was_whole);
+    const bool may_differ = end == run_end::missed ? !was_whole : may_begin_anew(failure);
+    if (end == run_end::made || (may_differ && (divides || end == run_end::missed))) { continue; }
+    if (was_whole || !may_differ) { return false; }
     // What stops a run in the middle need not stop one of the whole.
     store_->set_reach(no_warm_up_helps);
     begin_anew(failure.cause);

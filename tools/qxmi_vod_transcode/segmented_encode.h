@@ -6,10 +6,12 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/media/output_file.h"
 #include "tools/qxmi_vod_transcode/encode_task.h"
 #include "tools/qxmi_vod_transcode/segment_commands.h"
+#include "tools/qxmi_vod_transcode/segment_maker.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
 #include "tools/qxmi_vod_transcode/segment_store.h"
 #include "tools/qxmi_vod_transcode/verify.h"
@@ -57,6 +59,11 @@ private:
   bool make_segments(encode_failure& failure);
   bool make_missing(encode_failure& failure);
   segment_run next_run() const;
+  std::vector<segment_range> missing_sound() const;
+  std::int64_t likely_segments() const;
+  int chosen_runs() const;
+  run_end make_next(encode_failure& failure, bool& was_whole);
+  run_end make_several(int at_once, encode_failure& failure);
   void forget_end();
   bool join_and_judge(const judgement& judge, encode_failure& failure);
 
@@ -68,6 +75,7 @@ private:
   work_folder folder_;
   std::optional<segment_store> store_;
   bool keeps_ = false;
+  bool may_divide_ = true;   // among several engines at once
   bool scanned_ = false;     // and not changed since
   bool begun_anew_ = false;  // segments were thrown away by this run of the tool
   bool read_badly_ = false;  // the last engine named a trouble of the machine, even if it went on

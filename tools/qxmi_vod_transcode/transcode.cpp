@@ -45,7 +45,8 @@ std::int64_t total_frames(const source_media& media) {
 class transcode_job {
 public:
   transcode_job(const std::string& tool, const transcode_options& options)
-      : tool_(tool), options_(options), cap_(options.cpu_cap, static_cast<int>(how_many_cpus())) {}
+      : tool_(tool), options_(options), cap_(options.cpu_cap, static_cast<int>(how_many_cpus())),
+        engines_(cap_) {}
 
   int run() {
     std::string error;
@@ -67,8 +68,8 @@ private:
     const std::uint64_t expected = (in_segments ? 2 : 1) * expected_output(media_, settings_);
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
-    const encode_task task = {source_,  media_, settings_,        line,
-                              progress, cap_,   {options_.level}, options_.profile};
+    const encode_task task = {source_,  media_,   settings_,        line,
+                              progress, engines_, {options_.level}, options_.profile};
     const int status = make(task, in_segments, expected);
     if (status == exit_success) { progress.write_line(line.final_text(), last_line_patience); }
     return status;
@@ -163,6 +164,7 @@ private:
   const std::string& tool_;
   const transcode_options& options_;
   cpu_cap cap_;
+  shared_cap engines_;
   source_file source_;
   source_media media_;
   encode_settings settings_;

@@ -62,25 +62,24 @@ std::string content_of(const std::string& path) {
   return text;
 }
 
-std::vector<pid_t> children_of(pid_t pid) {
-  const std::string number = std::to_string(pid);
-  std::istringstream list(content_of("/proc/" + number + "/task/" + number + "/children"));
-  return {std::istream_iterator<pid_t>(list), {}};
-}
-
-// Its words, separated by blanks.
-std::string command_line_of(pid_t pid) {
-  std::string words = content_of("/proc/" + std::to_string(pid) + "/cmdline");
-  std::replace(words.begin(), words.end(), '\0', ' ');
-  return words;
-}
-
 bool has_ended(pid_t pid) {
   const char state = process_state(pid);
   return state == '\0' || state == 'Z';
 }
 
 }  // namespace
+
+std::vector<pid_t> children_of(pid_t pid) {
+  const std::string number = std::to_string(pid);
+  std::istringstream list(content_of("/proc/" + number + "/task/" + number + "/children"));
+  return {std::istream_iterator<pid_t>(list), {}};
+}
+
+std::string command_line_of(pid_t pid) {
+  std::string words = content_of("/proc/" + std::to_string(pid) + "/cmdline");
+  std::replace(words.begin(), words.end(), '\0', ' ');
+  return words;
+}
 
 std::vector<std::string> packet_times(const std::string& path, const std::string& stream) {
   const std::string command = "ffprobe -v error -select_streams " + stream +

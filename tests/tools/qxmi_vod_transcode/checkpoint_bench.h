@@ -15,6 +15,11 @@ namespace qx_test {
 // which differs from encode to encode.
 std::vector<std::string> packet_times(const std::string& path, const std::string& stream);
 
+// The processes that this one has started, and the words of a process, separated by blanks; empty
+// once it has ended.
+std::vector<pid_t> children_of(pid_t pid);
+std::string command_line_of(pid_t pid);
+
 class checkpoint_bench : public testing::Test {
 protected:
   checkpoint_bench();

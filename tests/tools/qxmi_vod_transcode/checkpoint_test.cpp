@@ -1,9 +1,11 @@
 // Transcodes that are interrupted, and what the next run of the tool makes of them.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,8 +28,31 @@ namespace {
 
 namespace fs = std::filesystem;
 
+const std::string in_short_segments =
+    "checkpoint=yes\ncheckpoint.segment_seconds=2\ncheckpoint.min_seconds=6\n";
+
 class checkpoint : public checkpoint_bench {
 protected:
+  void several_at_once() const { configure(in_short_segments + "checkpoint.runs=2\n"); }
+
+  // The engines of the tool that make segments just now.
+  static std::vector<pid_t> engines_of(pid_t tool) {
+    std::vector<pid_t> engines;
+    for (const pid_t child : children_of(tool)) {
+      if (command_line_of(child).find("-f segment") != std::string::npos) {
+        engines.push_back(child);
+      }
+    }
+    return engines;
+  }
+
+  // Whether each is in one of these states.
+  static bool are_all(const std::vector<pid_t>& processes, const std::string& states) {
+    return std::all_of(processes.begin(), processes.end(), [&](pid_t process) {
+      return states.find(process_state(process)) != std::string::npos;
+    });
+  }
+
   // Its pictures have few key frames, its clock begins anywhere, and a seek in it is inexact.
   void use_recording() {
     source =
@@ -299,6 +324,63 @@ TEST_F(checkpoint, a_name_with_a_line_feed_stays_on_one_line) {
   const tool_result result = resume();
   expect_resumed(result, 1);
   EXPECT_THAT(result.errors, ElementsAre(HasSubstr("two\\nlines.mkv: resumed at ")));
+}
+
+TEST_F(checkpoint, several_engines_give_what_one_piece_gives) {
+  several_at_once();
+  const tool_result result = resume();
+  EXPECT_THAT(result.errors, IsEmpty());
+  expect_whole(result);
+  expect_as_in_one_piece();
+}
+
+TEST_F(checkpoint, several_engines_give_what_one_piece_gives_of_a_recording) {
+  several_at_once();
+  use_recording();
+  const tool_result result = resume();
+  EXPECT_THAT(result.errors, IsEmpty());
+  EXPECT_EQ(result.end.status, 0);
+  expect_as_in_one_piece();
+}
+
+TEST_F(checkpoint, segments_of_several_killed_engines_are_taken_over) {
+  several_at_once();
+  interrupt_after(3, SIGKILL);
+  const tool_result result = resume();
+  expect_resumed(result, 3);
+  expect_whole(result);
+  expect_as_in_one_piece();
+}
+
+TEST_F(checkpoint, segments_of_several_engines_are_taken_over_by_one) {
+  several_at_once();
+  interrupt_after(3, SIGTERM);
+  configure(in_short_segments);
+  const tool_result result = resume();
+  expect_resumed(result, 3);
+  expect_whole(result);
+}
+
+TEST_F(checkpoint, all_of_several_engines_stop_and_end_with_the_tool) {
+  several_at_once();
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return engines_of(run.pid()).size() == 2; }));
+  run.signal_group(SIGUSR1);
+  const std::vector<pid_t> engines = engines_of(run.pid());
+  ASSERT_TRUE(wait_until([&] { return are_all(engines, "T"); }));
+  run.signal_group(SIGTERM);
+  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_TRUE(wait_until([&] { return are_all(engines, std::string("Z\0", 2)); }));
+}
+
+TEST_F(checkpoint, one_killed_engine_of_several_ends_all_but_loses_nothing) {
+  several_at_once();
+  tool_run run("qxmi_vod_transcode", slowly());
+  ASSERT_TRUE(wait_until([&] { return finished() >= 2; }));
+  kill(engines_of(run.pid()).front(), SIGKILL);
+  EXPECT_EQ(run.wait().status, 1);
+  EXPECT_GE(finished(), 2U);
+  expect_whole(resume());
 }
 
 TEST_F(checkpoint, a_short_source_needs_no_folder) {

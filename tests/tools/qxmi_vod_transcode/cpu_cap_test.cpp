@@ -70,3 +70,23 @@ TEST(cpu_cap, has_threads_for_its_share_only) {
   EXPECT_EQ(cpu_cap(1, 2).useful_threads(), 1);
   EXPECT_EQ(cpu_cap(0, 8).useful_threads(), 8);
 }
+
+TEST(shared_cap, counts_the_time_of_all_encoders) {
+  shared_cap cap(cpu_cap(50, 2));  // one processor
+  const int one = cap.new_encoder();
+  const int other = cap.new_encoder();
+  EXPECT_FALSE(cap.must_stop(one, 0ms, 0ms, false));
+  EXPECT_FALSE(cap.must_stop(other, 0ms, 0ms, false));
+  EXPECT_FALSE(cap.must_stop(one, 100ms, 90ms, false));
+  EXPECT_TRUE(cap.must_stop(other, 100ms, 90ms, false));
+  EXPECT_TRUE(cap.must_stop(one, 110ms, 90ms, false));
+}
+
+TEST(shared_cap, goes_on_with_the_next_encoder) {
+  shared_cap cap(cpu_cap(50, 2));
+  const int first = cap.new_encoder();
+  EXPECT_FALSE(cap.must_stop(first, 0ms, 0ms, false));
+  EXPECT_TRUE(cap.must_stop(first, 100ms, 300ms, false));
+  EXPECT_TRUE(cap.must_stop(cap.new_encoder(), 100ms, 0ms, false));
+  EXPECT_FALSE(cap.must_stop(first, 400ms, 300ms, false));
+}

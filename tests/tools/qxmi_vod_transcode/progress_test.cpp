@@ -60,13 +60,39 @@ TEST(progress_line, ends_with_all_frames) {
             0U);
 }
 
+TEST(progress_line, adds_up_what_several_engines_do) {
+  progress_line line(1000, true);
+  line.begin_at(100);
+  line.begin_part(1, 50);
+  line.begin_part(2, 0);
+  line.take("frame=60", 1);
+  line.take("fps=20.0", 1);
+  line.take("speed=0.50x", 1);
+  line.take("frame=40", 2);
+  line.take("fps=10.0", 2);
+  line.take("speed=0.25x", 2);
+  EXPECT_EQ(line.text(), "Encoding: frame=150/1000 fps=30.0 speed=0.75x");
+  line.end_part(1, 200);
+  EXPECT_EQ(line.done(), 340);
+}
+
+TEST(progress_line, of_pictures_ignores_an_engine_of_sound_alone) {
+  progress_line line(1000, true);
+  line.begin_part(1, 0);
+  line.take("frame=60", 1);
+  line.take("speed=0.50x", 1);
+  line.take("speed=29.0x", 2);
+  EXPECT_EQ(line.text(), "Encoding: frame=60/1000 fps=0.0 speed=0.50x");
+}
+
 // What is below the progress so far is made once more after an interruption.
 TEST(encoder_watch, repeated_work_is_work) {
   progress_line line(1000, true);
   line.begin_at(900);
   line.begin_at(500);
   progress_output output;
-  encoder_watch watch(line, output, cpu_cap(0, 1));
+  shared_cap cap(cpu_cap(0, 1));
+  encoder_watch watch(line, output, cap);
   watch.on_line("frame=1");
   const std::int64_t before = watch.work_done();
   watch.on_line("frame=2");

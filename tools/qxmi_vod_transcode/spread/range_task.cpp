@@ -141,8 +141,9 @@ private:
   int make() {
     progress_line line(std::max<std::int64_t>(1, plan_.frames * range_size()), true);
     progress_output output;
-    const encode_task task = {source_, media_,        settings_,     line,
-                              output,  cpu_cap(0, 1), {note_.level}, note_.profile};
+    shared_cap no_cap(cpu_cap(0, 1));
+    const encode_task task = {source_, media_, settings_,     line,
+                              output,  no_cap, {note_.level}, note_.profile};
     segment_store store(folder_.get(), plan_);
     segment_maker maker(task, plan_, store, folder_.get());
     folder_guard guard(folder_.get(), note_, number_, line);
