@@ -288,7 +288,8 @@ bool segmented_encode::try_make(const judgement& judge, encode_failure& failure)
 bool segmented_encode::spread(encode_failure& failure) {
   cluster_work work = {task_, plan_, folder_.fd(), store_->missing(segment_kind::picture), {}};
   if (plan_.packets > 0) { work.sounds = store_->missing(segment_kind::sound); }
-  if (store_->is_complete() || !is_spread(work)) { return true; }
+  const bool must_be_one_run = store_->reach() >= no_warm_up_helps;
+  if (store_->is_complete() || must_be_one_run || !is_spread(work)) { return true; }
   const clock_kind clock = find_clock(failure);
   if (clock != clock_kind::even) { return clock != clock_kind::unknown; }
   make_in_cluster(work, [this](const std::string& text) { announce(text); });

@@ -121,6 +121,14 @@ TEST_F(shared_folder, names_the_nodes_that_refuse) {
   EXPECT_THAT(refusing_nodes(fd.get()), testing::ElementsAre("n10", "n2"));
 }
 
+TEST_F(shared_folder, forgets_refusals_and_complaints) {
+  set_refusing(fd.get(), "n2");
+  write_complaint(fd.get(), "n2: another ffmpeg");
+  forget_refusals(fd.get());
+  EXPECT_THAT(refusing_nodes(fd.get()), testing::IsEmpty());
+  EXPECT_EQ(read_complaint(fd.get()), "");
+}
+
 TEST_F(shared_folder, follows_no_link_that_lies_in_it) {
   ASSERT_EQ(symlink("/etc/passwd", folder.file("complaint").c_str()), 0);
   EXPECT_EQ(read_complaint(fd.get()), "");

@@ -180,6 +180,13 @@ std::vector<std::string> refusing_nodes(int folder) {
   return nodes;
 }
 
+void forget_refusals(int folder) {
+  for (const std::string& node : refusing_nodes(folder)) {
+    unlinkat(folder, (refusal_prefix + node).c_str(), 0);
+  }
+  unlinkat(folder, complaint_name, 0);
+}
+
 void write_complaint(int folder, const std::string& text) {
   // The tool finds out without it that the task has failed.
   write_text(folder, complaint_name, on_one_line(text).substr(0, longest_line));

@@ -55,6 +55,9 @@ bool is_task_done(int folder, const task_note& note, std::int64_t task);
 void set_refusing(int folder, const std::string& node);
 std::vector<std::string> refusing_nodes(int folder);
 
+// For a new division: what was wrong with a node may have been mended.
+void forget_refusals(int folder);
+
 // Why a task could not do its work, in one line; the last one that said so.
 void write_complaint(int folder, const std::string& text);
 std::string read_complaint(int folder);

@@ -75,6 +75,7 @@ std::string spread_job::begin() {
     return {};
   }
   cancel();
+  forget_refusals(order_.folder_fd);
   if (!write_task_note(order_.folder_fd, note_)) { return "the folder cannot be written to"; }
   start_submission(all_tasks(note_));
   if (!ended_before_stop(*submission_)) { return "stopped"; }
