@@ -26,7 +26,6 @@ bool QueueItem::cancel() {
   if (sm.state == TRANSCODE_DONE) { return false; }
   if (sm.state == TRANSCODE_CANCELLED || sm.state == TRANSCODE_CANCELLING) { return true; }
   if (sm.state <= TRANSCODE_READY) { judged_source = file_identity(); }  // nothing was transcoded
-  source_unchecked = false;
   sm.set_state(TRANSCODE_CANCELLING);
   if (is_left_to_finish(proc_sm)) {
     limit_last_step(*this);

@@ -4,7 +4,6 @@
 #include "exec/stuck_child.h"
 #include "lifecycle/guarded_step.h"
 #include "lifecycle/phases.h"
-#include "lifecycle/restart.h"
 #include "platform/clock.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
@@ -33,9 +32,6 @@ bool start_next_step(QueueItem& item) {
     return false;
   case TRANSCODE_CLEANUP:
     idle_cleanup(item);
-    return false;
-  case TRANSCODE_CANCELLED:
-    if (item.source_unchecked) { check_late_source(item); }
     return false;
   default:
     return false;

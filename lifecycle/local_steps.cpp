@@ -22,13 +22,13 @@ bool transcode_may_start(QueueItem& item) {
 
 bool start_remote(QueueItem& item) {
   fprintf(stderr, "Item '%s' starting transcode remotely\n", item.entry_id.c_str());
+  if (item.remote_info.ip.empty()) { discard_download(item); }
   item.remote_info.ip = transcode_settings.address;
   item.sm.set_state(TRANSCODE_REMOTE);
   item.sm.remote.set_state(REMOTE_INIT);
   if (item.remote_info.name.empty()) {
     gen_uuid(item.remote_info.name);
     item.uploaded = false;
-    discard_download(item);
   }
   item.state_message = "Starting remote transcode";
   item.fileops_write_status();
@@ -41,8 +41,8 @@ bool start_local(QueueItem& item) {
   if (transcode_settings.fullspeed) { order.full_speed_threads = how_many_cpus(); }
   item.proc_argv = transcode_command(order);
   if (!item.open_proc_stdout()) { return false; }
-  // A later download must not continue the file that is made here.
-  item.remote_info.name.clear();
+  // A later download must not continue the file that is made here. What was uploaded stays.
+  item.remote_info.ip.clear();
   item.state_message = text_transcoding;
   item.sm.set_state(TRANSCODE_TRANSCODING);
   item.fileops_write_status();

@@ -43,11 +43,10 @@ const char* restore_job(QueueItem& item) {
 }
 
 // If the source does not answer, the item's next step waits for it; a cancelled item, which has
-// none, is checked once it answers.
+// none, stays as it is.
 void check_source(QueueItem& item) {
   source_view source(item);
-  item.source_unchecked = !source.look();
-  if (item.source_unchecked) { return; }
+  if (!source.look()) { return; }
   if (source.file_error() != 0) {
     item.state_message = "Rejected: File has disappeared";
     item.sm.set_state(TRANSCODE_CANCELLED);
@@ -137,11 +136,6 @@ bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
   if (queue_file && check_restored(*this) != nullptr) { return false; }
   complete(*this);
   return true;
-}
-
-void check_late_source(QueueItem& item) {
-  check_source(item);
-  if (!item.source_unchecked) { item.fileops_write_status(); }
 }
 
 bool read_queue() {

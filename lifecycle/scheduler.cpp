@@ -36,11 +36,10 @@ bool is_at_rest(const QueueItem* item) {
   if (item == nullptr || item->is_running()) { return false; }
   switch (item->sm.state) {
   case TRANSCODE_INIT:
+  case TRANSCODE_CANCELLED:
   case TRANSCODE_DONE:
   case TRANSCODE_CLEARED:
     return true;
-  case TRANSCODE_CANCELLED:
-    return !item->source_unchecked;
   case TRANSCODE_READY:
     return item->sm.ready.state == READY_READY_TO_TRANSCODE && !item->quoted_profile.empty() &&
            !item->transcode_profile.empty() && !item->output_file.empty() && !item->source_silent;

@@ -188,8 +188,6 @@ public:
   bool source_silent = false;
   std::uint64_t next_source_look = 0;
   unsigned missed_source_looks = 0;
-  // Restored while its source did not answer, so that it is yet to be checked; this run only.
-  bool source_unchecked = false;
 
   // ---- Record (queue/queue_item.cpp)
 

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <optional>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,8 +24,9 @@ constexpr long long size_unknown = -1;
 // time.
 long long ftp_server_size = size_unknown;
 
-// Owner of the file that the running download writes; nothing if the file could not be made.
-std::optional<uid_t> output_owner;
+// Owner of the file that the running download writes. On a share it may differ from this process's
+// account.
+uid_t output_owner = 0;
 
 // Size of a finished job's output, which the remote server's gateway adds to the document. A number
 // that cannot be a file size is ignored.
@@ -45,36 +45,44 @@ long long size_of_file(const std::string& path) {
 }
 
 bool is_plain(const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_nlink == 1;
+  return S_ISREG(status.st_mode) && status.st_nlink <= 1;  // some file systems do not count
 }
 
-// Opens the output for writing, creating it if `flags` say so. Invalid if it is not a plain file.
 unique_fd open_output(int folder, const std::string& name, int flags) {
-  unique_fd file(
+  return unique_fd(
       openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0666));
-  struct stat status {};
-  if (!file.valid() || fstat(file.get(), &status) != 0 || !is_plain(status)) { return unique_fd(); }
-  output_owner = status.st_uid;
-  return file;
 }
 
-// The tool opens the output by its name, so a link that another account has planted there is
-// replaced by a new file first. If this fails, so does the tool.
+// Whether another account has put the output there. One that cannot be examined is left to the
+// download tool, which reports the cause.
+bool is_planted(int folder, const std::string& name) {
+  const unique_fd file = open_output(folder, name, 0);
+  struct stat status {};
+  if (!file.valid()) { return errno == ELOOP || errno == ENXIO; }
+  return fstat(file.get(), &status) == 0 && (!is_plain(status) || status.st_uid != geteuid());
+}
+
+// The tool opens the output by its name, so whatever another account has planted there is replaced
+// by a new file first. If this fails, so does the tool.
 void prepare_output(const QueueItem& item) {
-  output_owner.reset();
+  output_owner = geteuid();
   std::string name;
   const unique_fd folder = open_directory_of(item.output_file, name);
-  if (!folder.valid() || open_output(folder.get(), name, O_CREAT).valid()) { return; }
-  unlinkat(folder.get(), name.c_str(), 0);
-  open_output(folder.get(), name, O_CREAT | O_EXCL);
+  if (!folder.valid()) { return; }
+  if (is_planted(folder.get(), name)) { unlinkat(folder.get(), name.c_str(), 0); }
+  const unique_fd made = open_output(folder.get(), name, O_CREAT | O_EXCL);
+  struct stat status {};
+  if (made.valid() && fstat(made.get(), &status) == 0) { output_owner = status.st_uid; }
 }
 
 }  // namespace
 
-bool has_own_output(const QueueItem& item) {
+bool keeps_own_output(const QueueItem& item) {
   struct stat status {};
   if (lstat(item.output_file.c_str(), &status) != 0) { return errno == ENOENT; }
-  return is_plain(status) && status.st_uid == output_owner.value_or(status.st_uid);
+  if (is_plain(status) && status.st_uid == output_owner) { return true; }
+  discard_download(item);
+  return false;
 }
 
 void discard_download(const QueueItem& item) {
@@ -107,7 +115,6 @@ bool QueueItem::proc_start_remote_transcode_download() {
   // would accept it as complete.
   const long long far_size = size_in_document(remote_info.json);
   if (far_size != size_unknown && size_of_file(output_file) > far_size) { discard_download(*this); }
-  prepare_output(*this);
   ftp_server_size = size_unknown;
   close_proc_stdin();
   close_proc_stdout();
@@ -117,6 +124,7 @@ bool QueueItem::proc_start_remote_transcode_download() {
                                 transcode_settings.address, remote_item.output_file});
   state_message = "Downloading transcoded file...";
   fileops_write_status();
+  prepare_output(*this);
   return proc_spawn();
 }
 

@@ -9,9 +9,9 @@ class QueueItem;
 void discard_download(const QueueItem& item);
 
 // False if the item's output is a link, has a second name or belongs to another account than when
-// the download tool was started: another account has put it there. Call it after the tool has
-// ended.
-bool has_own_output(const QueueItem& item);
+// the download tool was started: another account has put it there, and it is removed. False, too,
+// if the output cannot be examined; it is kept then. Call it after the tool has ended.
+bool keeps_own_output(const QueueItem& item);
 
 // Whether the item's output has the size announced by the remote server's document and by the FTP
 // server; a difference is reported on standard error. True if neither announced one. Call it after

@@ -159,8 +159,7 @@ void on_download_terminate(QueueItem& item, int wait_status) {
     item.cancel_with("Remote item: download failed" + download_error_suffix(wait_status));
     return;
   }
-  if (!has_own_output(item)) {
-    discard_download(item);
+  if (!keeps_own_output(item)) {
     item.cancel_with("Remote item: download failed. The output was replaced");
     return;
   }

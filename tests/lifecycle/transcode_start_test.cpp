@@ -233,11 +233,12 @@ TEST_F(remote_start, starts_the_remote_phase) {
 }
 
 // A later download would otherwise continue the file that was made here.
-TEST_F(remote_start, after_a_local_one_is_a_new_upload) {
+TEST_F(remote_start, after_a_local_one_keeps_the_upload_but_not_the_output) {
   inside([&] {
     const fake_child child;
     QueueItem& item = add();
-    item.remote_info.name = "name-of-an-earlier-upload";
+    item.remote_info.ip = "server";
+    item.remote_info.name = "uploaded before";
     item.uploaded = true;
     EXPECT_TRUE(item.do_queue_start_transcode());
     fake_child::run_for(item);
@@ -248,8 +249,8 @@ TEST_F(remote_start, after_a_local_one_is_a_new_upload) {
     item.sm.ready.set_state(READY_READY_TO_TRANSCODE);
     go_remote();
     EXPECT_TRUE(item.do_queue_start_transcode());
-    EXPECT_NE(item.remote_info.name, "name-of-an-earlier-upload");
-    EXPECT_FALSE(item.uploaded);
+    EXPECT_EQ(item.remote_info.name, "uploaded before");
+    EXPECT_TRUE(item.uploaded);
     EXPECT_FALSE(std::filesystem::exists(item.output_file));
   });
 }

@@ -1,4 +1,11 @@
 // Upload and download: progress and outcomes.
+#include <csignal>
+#include <cstring>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "platform/unique_fd.h"
 #include "tests/remote/remote_bench.h"
 #include "tests/support/files.h"
 
@@ -365,6 +372,28 @@ TEST_F(download_start, does_not_continue_a_file_that_has_a_second_name) {
   ASSERT_EQ(machine.root.run({"/usr/bin/ln", output, "/mnt/main/tv/vod/kept.mp4"}).status, 0);
   EXPECT_EQ(found_by_next_run(), "");
   EXPECT_EQ(machine.root.read("/mnt/main/tv/vod/kept.mp4"), "half");
+}
+
+TEST_F(download_start, does_not_continue_a_file_of_another_account) {
+  begin_with_broken_download("half");
+  ASSERT_EQ(machine.root.run({"/usr/bin/chown", "1", output}).status, 0);
+  EXPECT_EQ(found_by_next_run(), "");
+}
+
+// A lease of another process lets nobody open the file without waiting.
+TEST_F(download_start, keeps_a_partial_file_that_cannot_be_opened_at_the_moment) {
+  begin_with_broken_download("half");
+  signal(SIGIO, SIG_IGN);  // the request to give up the lease
+  const unique_fd leased(open(machine.root.path(output).c_str(), O_RDWR | O_CLOEXEC));
+  ASSERT_EQ(fcntl(leased.get(), F_SETLEASE, F_WRLCK), 0) << strerror(errno);
+  machine.root.plan(tool::wget, tool_plan().wait("go"));
+  far_state("done");
+  machine.client.command("restart", id);
+  machine.root.wait_for_call(tool::wget, 2);
+  char kept[5] = "";
+  EXPECT_EQ(pread(leased.get(), kept, 4, 0), 4);
+  EXPECT_STREQ(kept, "half");
+  EXPECT_TRUE(exists(machine.root.path(output)));
 }
 
 TEST_F(download, whose_output_was_replaced_by_a_link_fails) {

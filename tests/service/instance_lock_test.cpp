@@ -80,10 +80,16 @@ TEST(instance_lock, held_by_another_process_stops_the_service) {
   EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(1), "^$");
 }
 
-TEST(instance_lock, held_by_no_living_process_is_waited_for) {
+TEST(instance_lock, whose_holder_is_not_known_is_waited_for) {
   flock_errno = EAGAIN;
   flock_failures = 5;
   EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(0), "^$");
+}
+
+TEST(instance_lock, whose_holder_is_not_known_is_waited_for_five_seconds) {
+  flock_errno = EAGAIN;
+  flock_failures = 20;
+  EXPECT_EXIT(exit_with_verdict(), ExitedWithCode(1), "^$");
 }
 
 TEST(instance_lock, that_fails_otherwise_is_ignored) {

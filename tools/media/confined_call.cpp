@@ -26,6 +26,7 @@ using clock_type = std::chrono::steady_clock;
 
 constexpr std::size_t longest_answer = 4096;
 constexpr std::chrono::milliseconds tick{50};
+constexpr std::chrono::milliseconds end_tick{1};  // a child that has answered ends at once
 constexpr std::chrono::seconds longest_tick{1};
 
 // The kernel counts the processor time for a limit less exactly than that of an ended process.
@@ -55,15 +56,15 @@ public:
   answer_reader(pid_t child, int fd, clock_type::duration time_limit)
       : child_(child), fd_(fd), left_(time_limit) {}
 
-  // Reads until the child has closed its end.
+  // Reads until the child has closed its end and ended.
   call_end read(std::string& answer) {
     answer.clear();
     while (left_ > clock_type::duration::zero()) {
       if (stop_signal() != 0) { return call_end::tool_stopped; }
       obey_suspension();
-      if (!wait()) { continue; }
-      const ssize_t count = read_some(answer);
-      if (count <= 0) { return count == 0 ? call_end::answered : call_end::failed; }
+      const bool is_readable = wait();
+      if (is_closed() && has_ended()) { return call_end::answered; }
+      if (is_readable && !read_some(answer)) { return call_end::failed; }
     }
     return call_end::timed_out;
   }
@@ -75,11 +76,20 @@ private:
     kill(child_, stopped_ ? SIGSTOP : SIGCONT);
   }
 
+  bool is_closed() const { return fd_ < 0; }
+
+  // The child is not reaped.
+  bool has_ended() const {
+    siginfo_t info = {};
+    return waitid(P_PID, static_cast<id_t>(child_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+           info.si_pid == child_;
+  }
+
   // Sleeps until something has happened, at most one tick. True if there is something to read.
   bool wait() {
     pollfd watched[] = {{fd_, POLLIN, 0}, {tool_signal_fd(), POLLIN, 0}};
     const clock_type::time_point begin = clock_type::now();
-    poll(watched, std::size(watched), static_cast<int>(tick.count()));
+    poll(watched, std::size(watched), static_cast<int>((is_closed() ? end_tick : tick).count()));
     // More is time in which this process itself was stopped.
     const clock_type::duration passed = clock_type::now() - begin;
     if (!stopped_) { left_ -= std::min<clock_type::duration>(passed, longest_tick); }
@@ -87,16 +97,18 @@ private:
     return watched[0].revents != 0;
   }
 
-  ssize_t read_some(std::string& answer) const {
+  // False with errno.
+  bool read_some(std::string& answer) {
     char buffer[longest_answer];
     const ssize_t count = ::read(fd_, buffer, sizeof buffer);
     if (count > 0) { answer.append(buffer, static_cast<std::size_t>(count)); }
     answer.resize(std::min(answer.size(), longest_answer));
-    return count;
+    if (count == 0) { fd_ = -1; }
+    return count >= 0;
   }
 
   pid_t child_;
-  int fd_;
+  int fd_;  // -1 once the child has closed its end; poll() ignores it then
   clock_type::duration left_;
   bool stopped_ = false;
 };

@@ -30,7 +30,7 @@ constexpr rlim_t address_space = rlim_t{4} << 30;
 constexpr rlim_t address_space_of_thread = rlim_t{160} << 20;
 constexpr rlim_t memory_of_function = rlim_t{512} << 20;
 constexpr rlim_t most_descriptors = 256;
-constexpr rlim_t most_threads = 4096;
+constexpr rlim_t most_threads = 4096;  // of the engine's account; another has threads of its own
 
 // ---- Limits
 
@@ -71,9 +71,8 @@ bool limit_memory_of_program() {
 bool set_limits(const sandbox& limits) {
   const auto seconds = static_cast<rlim_t>(limits.processor_time.count());
   return (!limits.is_program || limit_memory_of_program()) &&
-         limit(RLIMIT_NOFILE, most_descriptors) && limit(RLIMIT_NPROC, most_threads) &&
-         limit(RLIMIT_CORE, 0) && limit(RLIMIT_FSIZE, limits.largest_file) &&
-         (seconds == 0 || limit(RLIMIT_CPU, seconds));
+         limit(RLIMIT_NOFILE, most_descriptors) && limit(RLIMIT_CORE, 0) &&
+         limit(RLIMIT_FSIZE, limits.largest_file) && (seconds == 0 || limit(RLIMIT_CPU, seconds));
 }
 
 // ---- Files
@@ -213,7 +212,7 @@ bool take_account(const sandbox& limits) {
   return lend(limits.writable, group, 0660) && lend(limits.work_folder, group, 0770) &&
          setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
          prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && setresuid(user, user, user) == 0 &&
-         keep_reading(limits);
+         limit(RLIMIT_NPROC, most_threads) && keep_reading(limits);
 }
 
 // ---- System calls
@@ -348,15 +347,22 @@ public:
            forbid_unless_first_is(SCMP_SYS(tgkill), self) &&
            forbid_unless_first_is(SCMP_SYS(prlimit64), 0);
   }
-  // Characters pushed into a terminal would be read by its next user.
-  bool forbid_typing() {
-    return keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), SCMP_SYS(ioctl), 1,
-                                       SCMP_A1(SCMP_CMP_MASKED_EQ, 0xffffffffU, TIOCSTI)));
+  // An open file can be set to send signals to any process of the account.
+  bool forbid_signals_of_files() {
+    return forbid_second(SCMP_SYS(fcntl), F_SETOWN) &&
+           forbid_second(SCMP_SYS(fcntl), F_SETOWN_EX) && forbid_second(SCMP_SYS(fcntl), F_SETSIG);
   }
+  // Characters pushed into a terminal would be read by its next user.
+  bool forbid_typing() { return forbid_second(SCMP_SYS(ioctl), TIOCSTI); }
   bool is_made() const { return context_ != nullptr; }
   bool load() { return keep_error(seccomp_load(context_)); }
 
 private:
+  // The kernel ignores the upper half of such an argument.
+  bool forbid_second(int call, scmp_datum_t value) {
+    return keep_error(seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), call, 1,
+                                       SCMP_A1(SCMP_CMP_MASKED_EQ, 0xffffffffU, value)));
+  }
   bool forbid_unless_first_is(int call, scmp_datum_t value) {
     return keep_error(
         seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), call, 1, SCMP_A0(SCMP_CMP_NE, value, 0)));
@@ -378,8 +384,8 @@ bool filter_system_calls() {
   return filter.is_made() &&
          std::all_of(std::begin(forbidden_calls), std::end(forbidden_calls),
                      [&filter](const char* name) { return filter.forbid(name, EPERM); }) &&
-         filter.forbid_processes() && filter.forbid_other_processes() && filter.forbid_typing() &&
-         filter.load();
+         filter.forbid_processes() && filter.forbid_other_processes() &&
+         filter.forbid_signals_of_files() && filter.forbid_typing() && filter.load();
 }
 
 }  // namespace

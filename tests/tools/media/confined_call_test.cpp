@@ -107,6 +107,16 @@ TEST_F(confined_call, ends_at_its_time_limit) {
   EXPECT_EQ(error, "the time limit has expired");
 }
 
+TEST_F(confined_call, ends_at_its_time_limit_if_it_has_closed_its_files) {
+  time_limit = std::chrono::milliseconds(50);
+  EXPECT_FALSE(call([] {
+    close_range(3, ~0U, 0);
+    sleep(10);
+    return std::string();
+  }));
+  EXPECT_EQ(error, "the time limit has expired");
+}
+
 TEST_F(confined_call, has_memory_within_a_limit) {
   ASSERT_TRUE(call([] { return std::string(maps(128U << 20) && !maps(1U << 30) ? "yes" : "no"); }))
       << error;
