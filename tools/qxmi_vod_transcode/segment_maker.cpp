@@ -93,8 +93,7 @@ private:
 run_end segment_maker::end_of(engine& ended, const program_result& result,
                               encode_failure& failure) {
   segment_watch& watch = ended.watch();
-  read_badly_ = read_badly_ || names_passing_trouble(result);
-  if (result.success() && watch.finish()) { return run_end::made; }
+  if (result.success() && watch.finish(names_passing_trouble(result))) { return run_end::made; }
   if (watch.misses_its_place()) { return run_end::missed; }
   failure =
       watch.failure().cause.empty() ? failure_of(result, task_, ended.url()) : watch.failure();

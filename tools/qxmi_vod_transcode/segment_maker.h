@@ -45,9 +45,6 @@ public:
   // For the engines from now on; null for none.
   void set_guard(run_guard* guard) { guard_ = guard; }
 
-  // Whether an engine named a trouble of the machine, even if it went on to the end.
-  bool read_badly() const { return read_badly_; }
-
 private:
   class engine;
 
@@ -59,5 +56,4 @@ private:
   segment_store& store_;
   int folder_;
   run_guard* guard_ = nullptr;
-  bool read_badly_ = false;
 };

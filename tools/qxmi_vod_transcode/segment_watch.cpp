@@ -152,25 +152,34 @@ bool segment_watch::lacks_end(const stream_state& stream) const {
   return !exists(stream, is_open ? stream.next : stream.range.end - 1) || lacks_mark;
 }
 
-// A run to the end of the output finds out which segment is the last one.
-bool segment_watch::keep_rest(stream_state& stream) {
+// A run to the end of the output finds out which segment is the last one. The engine takes a source
+// that can no longer be read for one that has ended.
+bool segment_watch::keep_rest(stream_state& stream, bool read_badly) {
+  const bool is_open = stream.range.is_open();
+  const bool is_cut_off = read_badly && (is_open || lacks_end(stream));
   while (stream.next != stream.range.end && exists(stream, stream.next)) {
-    const bool is_last = stream.range.is_open() && !exists(stream, stream.next + 1);
-    if (!keep(stream, is_last)) { return false; }
+    const bool is_end = !exists(stream, stream.next + 1);
+    if (is_end && is_cut_off) { return false; }
+    if (!keep(stream, is_end && is_open)) { return false; }
   }
-  return true;
+  return !is_cut_off;
 }
 
-bool segment_watch::finish() {
+void segment_watch::look_for_lacks() {
+  misses_ = misses_ || !knows_its_place() || lacks_end(picture_);
+  if (!misses_ && lacks_end(sound_)) {
+    failure_ = {false, "cannot be transcoded: the result lacks video or audio"};
+  }
+}
+
+bool segment_watch::finish(bool read_badly) {
   off_t before = 0;
   do {
     before = marks_read_;
     read_marks();
   } while (marks_read_ != before);
   check_place();
-  misses_ = misses_ || !knows_its_place() || lacks_end(picture_);
-  if (!misses_ && lacks_end(sound_)) {
-    failure_ = {false, "cannot be transcoded: the result lacks video or audio"};
-  }
-  return !gives_up() && keep_rest(picture_) && keep_rest(sound_);
+  if (!read_badly) { look_for_lacks(); }
+  return !gives_up() && knows_its_place() && keep_rest(picture_, read_badly) &&
+         keep_rest(sound_, read_badly);
 }

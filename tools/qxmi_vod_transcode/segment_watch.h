@@ -25,8 +25,9 @@ public:
   std::int64_t work_done() const override;
 
   // Takes the rest after the engine has ended well. False if the run misses its place or a segment
-  // cannot be kept.
-  bool finish();
+  // cannot be kept. With `read_badly`, the source could not be read everywhere: where the output
+  // seems to end is then not taken for its end, and the result is false as well.
+  bool finish(bool read_badly);
 
   // The run does not continue what is there: it began too late in the source, or with other
   // pictures, or ended too early. A run that begins to read earlier may be better.
@@ -54,7 +55,8 @@ private:
   bool exists(const stream_state& stream, std::int64_t segment) const;
   void take_finished(stream_state& stream);
   bool keep(stream_state& stream, bool is_last);
-  bool keep_rest(stream_state& stream);
+  bool keep_rest(stream_state& stream, bool read_badly);
+  void look_for_lacks();
   bool lacks_end(const stream_state& stream) const;
   bool knows_its_place() const { return picture_in_place_ && sound_in_place_; }
 

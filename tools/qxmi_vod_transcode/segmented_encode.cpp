@@ -189,12 +189,11 @@ run_end segmented_encode::make_next(encode_failure& failure, bool& was_whole) {
   was_whole = run.is_whole();
   segment_maker maker(task_, plan_, *store_, folder_.fd());
   const run_end end = maker.make(run, failure);
-  read_badly_ = maker.read_badly();
   if (end != run_end::missed) { return end; }
   if (!was_whole) {
     read_earlier();
   } else {
-    failure = {false, "cannot be transcoded: the result is empty", read_badly_};
+    failure = {false, "cannot be transcoded: the result is empty"};
   }
   return end;
 }
@@ -209,7 +208,6 @@ run_end segmented_encode::make_several(int at_once, encode_failure& failure) {
                              " at the same time");
   segment_maker maker(task_, plan_, *store_, folder_.fd());
   const run_end end = maker.make_all(runs, at_once, failure);
-  read_badly_ = maker.read_badly();
   may_divide_ = end == run_end::made;
   return end;
 }
@@ -252,28 +250,15 @@ bool segmented_encode::make_segments(encode_failure& failure) {
   return false;
 }
 
-// The source seemed to end where it could no longer be read.
-void segmented_encode::forget_end() {
-  for (const segment_kind kind : {segment_kind::picture, segment_kind::sound}) {
-    if (!store_->all(kind).empty()) { store_->remove(kind, store_->all(kind).rbegin()->first); }
-  }
-}
-
 bool segmented_encode::join_and_judge(const judgement& judge, encode_failure& failure) {
   // The encoder's delay, the first packet of sound, is in the file but not shown.
   const frame_counts counts{store_->frames(), std::max<std::int64_t>(1, store_->packets()) - 1};
   failure = {};
   if (!join_segments(task_, output_, plan_, *store_, folder_.fd(), failure)) { return false; }
   failure = {};
-  if (judge(counts, failure)) {
-    folder_.note_result(output_.fd());
-    return true;
-  }
-  if (!failure.interrupted && read_badly_) {
-    failure.interrupted = true;
-    forget_end();
-  }
-  return false;
+  if (!judge(counts, failure)) { return false; }
+  folder_.note_result(output_.fd());
+  return true;
 }
 
 bool segmented_encode::try_make(const judgement& judge, encode_failure& failure) {

@@ -64,7 +64,6 @@ private:
   int chosen_runs() const;
   run_end make_next(encode_failure& failure, bool& was_whole);
   run_end make_several(int at_once, encode_failure& failure);
-  void forget_end();
   bool join_and_judge(const judgement& judge, encode_failure& failure);
 
   const encode_task& task_;
@@ -78,5 +77,4 @@ private:
   bool may_divide_ = true;   // among several engines at once
   bool scanned_ = false;     // and not changed since
   bool begun_anew_ = false;  // segments were thrown away by this run of the tool
-  bool read_badly_ = false;  // the last engine named a trouble of the machine, even if it went on
 };

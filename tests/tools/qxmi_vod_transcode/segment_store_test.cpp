@@ -10,6 +10,7 @@
 
 #include "platform/unique_fd.h"
 #include "tests/support/media/tool_run.h"
+#include "tests/tools/qxmi_vod_transcode/segment_bytes.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 #include "tools/qxmi_vod_transcode/run_marks.h"
 #include "tools/qxmi_vod_transcode/segment_store.h"
@@ -17,35 +18,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string number(std::uint32_t value) {
-  std::string bytes;
-  for (int shift = 24; shift >= 0; shift -= 8) {
-    bytes += static_cast<char>(value >> shift);
-  }
-  return bytes;
-}
-
-std::string box(const std::string& type, const std::string& content) {
-  return number(static_cast<std::uint32_t>(8 + content.size())) + type + content;
-}
-
-// The parts of an MP4 file that are looked at. `parameters` stands for what a decoder needs.
-std::string film(std::uint32_t frames, const std::string& parameters = "parameters") {
-  const std::string entry = box("avc1", std::string(78, 'f') + box("avcC", parameters));
-  const std::string table = box("stsd", number(0) + number(1) + entry) +
-                            box("stsz", number(0) + number(0) + number(frames));
-  return box("ftyp", "isom") + box("mdat", "pictures") +
-         box("moov", box("trak", box("mdia", box("minf", box("stbl", table)))));
-}
-
-std::string sound(int packets) {
-  std::string bytes;
-  for (int packet = 0; packet < packets; ++packet) {
-    bytes += std::string("\xff\xf1\x4c\x80\x01\x5f\xfc", 7) + "abc";  // 10 bytes
-  }
-  return bytes;
-}
+using qx_test::film;
+using qx_test::sound;
 
 // Marks of pictures that differ from each other, and of the same picture three times.
 const std::string moving = "aaaaaaaabbbbbbbbcccccccc";

@@ -1,0 +1,36 @@
+#include "tests/tools/qxmi_vod_transcode/segment_bytes.h"
+
+namespace qx_test {
+namespace {
+
+std::string number(std::uint32_t value) {
+  std::string bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) {
+    bytes += static_cast<char>(value >> shift);
+  }
+  return bytes;
+}
+
+std::string box(const std::string& type, const std::string& content) {
+  return number(static_cast<std::uint32_t>(8 + content.size())) + type + content;
+}
+
+}  // namespace
+
+std::string film(std::uint32_t frames, const std::string& parameters) {
+  const std::string entry = box("avc1", std::string(78, 'f') + box("avcC", parameters));
+  const std::string table = box("stsd", number(0) + number(1) + entry) +
+                            box("stsz", number(0) + number(0) + number(frames));
+  return box("ftyp", "isom") + box("mdat", "pictures") +
+         box("moov", box("trak", box("mdia", box("minf", box("stbl", table)))));
+}
+
+std::string sound(int packets) {
+  std::string bytes;
+  for (int packet = 0; packet < packets; ++packet) {
+    bytes += std::string("\xff\xf1\x4c\x80\x01\x5f\xfc", 7) + "abc";  // 10 bytes
+  }
+  return bytes;
+}
+
+}  // namespace qx_test

@@ -1,0 +1,101 @@
+// Which segments are taken of an engine that has ended.
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include <fcntl.h>
+
+#include <gtest/gtest.h>
+
+#include "platform/unique_fd.h"
+#include "tests/support/media/tool_run.h"
+#include "tests/tools/qxmi_vod_transcode/segment_bytes.h"
+#include "tools/qxmi_vod_transcode/segment_watch.h"
+
+using qx_test::film;
+using qx_test::sound;
+
+namespace {
+
+struct ended_run : testing::Test {
+  ended_run() {
+    plan.rate = {25, 1};
+    plan.frames = 50;
+    plan.packets = 93;
+    folder_fd.reset(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    made_fd.reset(open(made.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    store.emplace(folder_fd.get(), plan);
+  }
+
+  void write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(made.file(name), std::ios::binary) << bytes;
+  }
+  // A whole segment and a shorter one, of both kinds.
+  void write_segments() const {
+    write("v000000.mp4", film(50));
+    write("v000001.mp4", film(20));
+    write("s000000.adts", sound(93));
+    write("s000001.adts", sound(20));
+  }
+  void write_marks_of(std::int64_t segment) const {
+    std::string lines;
+    for (std::int64_t frame = 50 * segment; frame < 50 * segment + 3; ++frame) {
+      const std::string number = std::to_string(frame);
+      lines += "0, " + number + ", " + number + ", 1, 100, " + std::string(32, 'a') + "\n";
+    }
+    write(run_marks, lines);
+  }
+  bool finish(bool read_badly) {
+    watch.emplace(encoder, *store, plan, run, made_fd.get());
+    return watch->finish(read_badly);
+  }
+
+  qx_test::scratch_folder folder;
+  qx_test::scratch_folder made;
+  unique_fd folder_fd;
+  unique_fd made_fd;
+  segment_plan plan;
+  segment_run run;
+  std::optional<segment_store> store;
+  progress_line line{300, true};
+  progress_output output;
+  shared_cap no_cap{cpu_cap(0, 1)};
+  encoder_watch encoder{line, output, no_cap};
+  std::optional<segment_watch> watch;
+};
+
+}  // namespace
+
+TEST_F(ended_run, has_made_the_end_of_the_output) {
+  write_segments();
+  EXPECT_TRUE(finish(false)) << watch->failure().cause;
+  EXPECT_TRUE(store->has_all());
+}
+
+TEST_F(ended_run, that_read_badly_has_not_made_the_end_of_the_output) {
+  write_segments();
+  EXPECT_FALSE(finish(true));
+  EXPECT_EQ(watch->failure().cause, "");
+  EXPECT_FALSE(store->has_all());
+  EXPECT_EQ(store->frames(), 50);
+}
+
+TEST_F(ended_run, of_some_segments_that_read_badly_does_not_miss_its_place) {
+  run.pictures = {0, 2};
+  run.sounds = {0, 0};
+  write_segments();
+  EXPECT_FALSE(finish(true));
+  EXPECT_FALSE(watch->misses_its_place());
+  EXPECT_EQ(watch->failure().cause, "");
+  EXPECT_EQ(store->frames(), 50);
+}
+
+TEST_F(ended_run, that_read_badly_but_made_all_of_its_segments_is_good) {
+  run.pictures = {0, 2};
+  run.sounds = {0, 0};
+  write("v000000.mp4", film(50));
+  write("v000001.mp4", film(50));
+  write_marks_of(2);
+  EXPECT_TRUE(finish(true)) << watch->failure().cause;
+  EXPECT_EQ(store->frames(), 100);
+}
