@@ -48,6 +48,11 @@ bool read_output_room(const output_file& output, output_room& room) {
   return true;
 }
 
+bool has_room_for(const output_file& output, std::uint64_t bytes) {
+  output_room room;
+  return !read_output_room(output, room) || room.bytes >= bytes;
+}
+
 bool may_find_room(const output_file& output, std::uint64_t expected, std::string& error) {
   output_room room;
   if (!read_output_room(output, room) || room.bytes >= expected / least_share) { return true; }

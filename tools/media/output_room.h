@@ -18,6 +18,9 @@ bool read_output_room(const output_file& output, output_room& room);
 // with the cause in `error`; true if the room cannot be determined.
 bool may_find_room(const output_file& output, std::uint64_t expected, std::string& error);
 
+// Whether `bytes` are free for `output`; true if that cannot be determined.
+bool has_room_for(const output_file& output, std::uint64_t bytes);
+
 // `cause` with the figures added if it says that the file system or a quota is full.
 std::string with_room_needed(const std::string& cause, const output_file& output,
                              std::uint64_t expected);

@@ -64,15 +64,24 @@ segmented_encode::~segmented_encode() {
   if (!may_go_on || !segment_store::is_begun(folder_.fd())) { folder_.remove(); }
 }
 
-bool segmented_encode::open(encode_failure& failure) {
+segment_opening segmented_encode::open(encode_failure& failure) {
   const std::string key = segment_key(task_.source, task_.media, task_.settings, plan_);
   const std::string source = segment_source_text(task_.source.path(), task_.source.status());
   if (!folder_.open(path_, key, source, failure.cause)) {
     failure.of_output = true;
     failure.interrupted = !lacks_room(failure.cause);
-    return false;
+    return stop_signal() != 0 ? segment_opening::failed : segment_opening::no_folder;
   }
   store_.emplace(folder_.fd(), plan_);
+  return take_over(failure) ? segment_opening::done : segment_opening::failed;
+}
+
+std::uint64_t segmented_encode::finished_bytes() const {
+  const bool all_there = store_ && store_->is_complete();
+  return all_there ? bytes_in_segment_folder(folder_.fd()) : 0;
+}
+
+bool segmented_encode::take_over(encode_failure& failure) {
   if (!scan(failure)) { return false; }
   if (!store_->is_complete() && !choose_beginning(failure)) { return false; }
   if (store_->pictures().empty()) { return true; }

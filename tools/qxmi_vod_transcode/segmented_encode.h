@@ -17,6 +17,12 @@
 #include "tools/qxmi_vod_transcode/verify.h"
 #include "tools/qxmi_vod_transcode/work_folder.h"
 
+enum class segment_opening {
+  done,
+  no_folder,  // segments cannot be kept there
+  failed      // the source or what is in the folder cannot be read now, or the tool shall stop
+};
+
 class segmented_encode {
 public:
   // Judges the joined result; false with the failure.
@@ -36,8 +42,11 @@ public:
   void keep() { keeps_ = true; }
 
   // Opens the folder beside the output and takes over what is in it; if that is anything, prints a
-  // line on standard error.
-  bool open(encode_failure& failure);
+  // line on standard error. If it is not done, the failure says why.
+  segment_opening open(encode_failure& failure);
+
+  // The bytes of the segments if all are finished, 0 otherwise.
+  std::uint64_t finished_bytes() const;
 
   // Writes the whole output. It consists of complete segments that continue each
   // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
@@ -51,6 +60,7 @@ private:
   void begin_anew(const std::string& why);
   bool may_begin_anew(const encode_failure& failure) const;
   bool scan(encode_failure& failure);
+  bool take_over(encode_failure& failure);
   clock_kind find_clock(encode_failure& failure) const;
   bool choose_beginning(encode_failure& failure);
   void read_earlier();

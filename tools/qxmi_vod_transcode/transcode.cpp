@@ -9,6 +9,8 @@
 
 #include "platform/cpu.h"
 #include "tools/command_line/command_line.h"
+#include "tools/job_log/job_log.h"
+#include "tools/job_log/job_resumption.h"
 #include "tools/media/left_segments.h"
 #include "tools/media/output_file.h"
 #include "tools/media/output_room.h"
@@ -64,13 +66,11 @@ private:
   int make_output() {
     const bool in_segments =
         configured().checkpoint && can_be_cut(media_, configured().checkpoint_min_seconds);
-    // Segments and result are there together in the end.
-    const std::uint64_t expected = (in_segments ? 2 : 1) * expected_output(media_, settings_);
     progress_line line(total_frames(media_), media_.picture.has_value());
     progress_output progress;
     const encode_task task = {source_,  media_,   settings_,        line,
                               progress, engines_, {options_.level}, options_.profile};
-    const int status = make(task, in_segments, expected);
+    const int status = make(task, in_segments);
     if (status == exit_success) { progress.write_line(line.final_text(), last_line_patience); }
     return status;
   }
@@ -87,24 +87,50 @@ private:
                              : fail_source(failure.cause);
   }
 
-  // Makes the result and gives it its name. What is finished stays for the next try if that may get
-  // further.
-  int make(const encode_task& task, bool in_segments, std::uint64_t expected) {
-    std::optional<segmented_encode> segments;
-    if (in_segments) { segments.emplace(task, output_, options_.output, tool_); }
-    encode_failure failure;
-    const bool opened = !segments || segments->open(failure);
+  // Leaves `segments` empty if nothing is there to resume, and segments cannot be kept: then the
+  // transcode may still succeed in one piece. False with the failure.
+  bool open_segments(const encode_task& task, std::optional<segmented_encode>& segments,
+                     encode_failure& failure) {
+    segments.emplace(task, output_, options_.output, tool_);
+    segment_opening opened = segments->open(failure);
+    if (opened == segment_opening::no_folder && lacks_room(failure.cause) &&
+        sweep(left_segments::all) > 0) {
+      segments->keep();
+      segments.emplace(task, output_, options_.output, tool_);
+      opened = segments->open(failure);
+    }
     // What can be resumed now is in use by now, and therefore not abandoned.
     sweep(left_segments::abandoned);
+    if (opened == segment_opening::failed) { return false; }
+    const bool is_resumed = task.line.done() > 0;
+    // Segments and result are there together in the end.
+    const bool fits = is_resumed || has_room_for(output_, 2 * expected_output(media_, settings_));
+    if (opened == segment_opening::done && fits) { return true; }
+    segments.reset();
+    log_note(checkpoint_note, "none: " + (fits ? failure.cause : "too little room for segments"));
+    failure = {};
+    return true;
+  }
+
+  // Makes the result and gives it its name. What is finished stays for the next try if that may get
+  // further.
+  int make(const encode_task& task, bool in_segments) {
+    const std::uint64_t expected = expected_output(media_, settings_);
+    std::optional<segmented_encode> segments;
+    encode_failure failure;
+    if (!in_segments) { sweep(left_segments::abandoned); }
+    const bool opened = !in_segments || open_segments(task, segments, failure);
     const bool is_resumed = task.line.done() > 0;
     if (opened && !is_resumed && !finds_room(expected, failure.cause)) {
       return fail_output(failure.cause);
     }
     const bool made =
-        opened && (segments ? make_in_segments(*segments, failure) : make_at_once(task, failure));
+        opened && (segments ? make_in_segments(*segments, failure) : make_in_one(task, failure));
     if (made && commit(failure)) { return exit_success; }
-    if (segments && failure.interrupted) { segments->keep(); }
-    return report(failure, expected);
+    const std::uint64_t finished = segments ? segments->finished_bytes() : 0;
+    const bool lacks_only_room = finished > 0 && lacks_room(failure.cause);
+    if (segments && (failure.interrupted || lacks_only_room)) { segments->keep(); }
+    return report(failure, lacks_only_room ? finished : expected);
   }
 
   bool commit(encode_failure& failure) {
@@ -150,8 +176,20 @@ private:
     supervise(request, task);
     encoder_watch watch(task.line, task.progress, task.cap);
     const program_result result = run_program(request, watch);
-    if (!result.success()) { failure = failure_of(result, task, output_.url()); }
-    return result.success() && is_right({}, failure);
+    if (result.success() && is_right({}, failure)) { return true; }
+    const encode_failure of_engine = failure_of(result, task, output_.url());
+    // On a disk that becomes full while the index is moved to the front, it ends well nevertheless.
+    if (!result.success() || lacks_room(of_engine.cause)) { failure = of_engine; }
+    return false;
+  }
+
+  bool make_in_one(const encode_task& task, encode_failure& failure) {
+    if (make_at_once(task, failure)) { return true; }
+    if (stop_signal() != 0 || !lacks_room(failure.cause)) { return false; }
+    // Others may never need what they have left here.
+    if (sweep(left_segments::all) == 0) { return false; }
+    failure = {};
+    return make_at_once(task, failure);
   }
 
   bool make_in_segments(segmented_encode& segments, encode_failure& failure) {

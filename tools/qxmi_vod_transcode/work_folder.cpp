@@ -78,7 +78,13 @@ bool work_folder::take(const std::string& name) {
   const bool is_new = mkdirat(directory_.get(), name.c_str(), S_IRWXU) == 0;
   if (!is_new && errno != EEXIST) { return false; }
   folder_ = open_segment_folder(directory_.get(), name);
-  if (!folder_.valid()) { return false; }
+  if (!folder_.valid()) {
+    const int cause = errno;
+    // Not every file system gives new folders the mode and the owner that they should have.
+    if (is_new) { unlinkat(directory_.get(), name.c_str(), AT_REMOVEDIR); }
+    errno = cause;
+    return false;
+  }
   lock_ = lock_segment_folder(directory_.get(), name, fd(),
                               is_private_ ? without_locks::accepted : without_locks::refused);
   const int cause = errno;

@@ -28,6 +28,10 @@ struct call_hooks {
   static bool mkdir_fails(const char* name) {
     return bench && bench->before_mkdir && fails(bench->before_mkdir(name));
   }
+  static int add_mode(int directory, const char* name, mode_t mode) {
+    return bench && bench->added_mode != 0 ? fchmodat(directory, name, mode | bench->added_mode, 0)
+                                           : 0;
+  }
   static void note_unlink(const char* name) {
     if (!bench) { return; }
     bench->unlinked.emplace_back(name);
@@ -49,7 +53,8 @@ int __wrap_flock(int fd, int operation) {
   return call_hooks::lock_fails() ? -1 : __real_flock(fd, operation);
 }
 int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
-  return call_hooks::mkdir_fails(name) ? -1 : __real_mkdirat(directory, name, mode);
+  if (call_hooks::mkdir_fails(name) || __real_mkdirat(directory, name, mode) != 0) { return -1; }
+  return call_hooks::add_mode(directory, name, mode);
 }
 int __wrap_unlinkat(int directory, const char* name, int flags) {
   const int result = __real_unlinkat(directory, name, flags);

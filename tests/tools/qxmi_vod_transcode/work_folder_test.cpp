@@ -115,6 +115,14 @@ TEST_F(transcode_folder, is_private_where_there_are_no_locks) {
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
+TEST_F(transcode_folder, that_others_can_enter_whatever_its_mode_is_refused_and_does_not_stay) {
+  added_mode = 0077;
+  work_folder one;
+  EXPECT_FALSE(open(one));
+  EXPECT_THAT(error, HasSubstr("Permission denied"));
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
 TEST_F(transcode_folder, is_on_the_disk_when_it_is_used) {
   work_folder one;
   ASSERT_TRUE(open(one)) << error;
