@@ -14,6 +14,7 @@
 #include "platform/file_bytes.h"
 #include "platform/replacement_file.h"
 #include "platform/trusted_path.h"
+#include "tools/media/confined_call.h"
 #include "tools/media/segment_folder.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
@@ -27,6 +28,9 @@ constexpr std::chrono::seconds patience{2};
 constexpr std::chrono::milliseconds attempt_interval{20};
 
 constexpr std::size_t longest_key = 65536;
+
+constexpr std::chrono::seconds look_limit{30};
+constexpr const char* unreadable = "unreadable";
 
 bool fail(std::string& error) {
   error = std::strerror(errno);
@@ -52,6 +56,22 @@ bool write_new(int folder, const std::string& name, const std::string& text) {
                       S_IRUSR | S_IWUSR));
   replacement_file file(std::move(fd), part, folder);
   return file.valid() && file.write(text) && file.sync() && file.rename_to(name);
+}
+
+// Whether an engine can read what this tool writes there: the right of root to read everything ends
+// at a server. If that cannot be found out, it is not known to be otherwise.
+bool is_readable_for_engines(int folder) {
+  sandbox limits;
+  limits.is_program = false;
+  limits.readable = {folder};
+  std::string answer;
+  std::string error;
+  const auto look = [folder] {
+    const unique_fd file(openat(folder, segment_key_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const bool is_refused = !file.valid() && (errno == EACCES || errno == EPERM);
+    return std::string(is_refused ? unreadable : "");
+  };
+  return !call_confined(limits, look_limit, look, answer, error) || answer != unreadable;
 }
 
 }  // namespace
@@ -112,6 +132,10 @@ bool work_folder::prepare(const std::string& key, const std::string& source) con
   if (!holds(fd(), segment_key_name, key)) {
     empty_segment_folder(fd());
     if (!write_new(fd(), segment_key_name, key)) { return false; }
+  }
+  if (!is_readable_for_engines(fd())) {
+    errno = EACCES;
+    return false;
   }
   // Nodes of a cluster may still work for a tool that was just killed.
   const std::int64_t age = lease_age(fd(), run_folder_name("now"));

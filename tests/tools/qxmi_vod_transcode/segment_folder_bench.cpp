@@ -28,6 +28,9 @@ struct call_hooks {
   static bool mkdir_fails(const char* name) {
     return bench && bench->before_mkdir && fails(bench->before_mkdir(name));
   }
+  static bool open_fails(const char* name) {
+    return bench && bench->before_open && fails(bench->before_open(name));
+  }
   static int add_mode(int directory, const char* name, mode_t mode) {
     return bench && bench->added_mode != 0 ? fchmodat(directory, name, mode | bench->added_mode, 0)
                                            : 0;
@@ -46,6 +49,7 @@ struct call_hooks {
 extern "C" {
 int __real_flock(int fd, int operation);
 int __real_mkdirat(int directory, const char* name, mode_t mode);
+int __real_openat(int directory, const char* name, int flags, mode_t mode);
 int __real_unlinkat(int directory, const char* name, int flags);
 int __real_fsync(int fd);
 
@@ -55,6 +59,9 @@ int __wrap_flock(int fd, int operation) {
 int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
   if (call_hooks::mkdir_fails(name) || __real_mkdirat(directory, name, mode) != 0) { return -1; }
   return call_hooks::add_mode(directory, name, mode);
+}
+int __wrap_openat(int directory, const char* name, int flags, mode_t mode) {
+  return call_hooks::open_fails(name) ? -1 : __real_openat(directory, name, flags, mode);
 }
 int __wrap_unlinkat(int directory, const char* name, int flags) {
   const int result = __real_unlinkat(directory, name, flags);

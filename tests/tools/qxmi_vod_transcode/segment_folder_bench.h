@@ -36,6 +36,7 @@ protected:
   // 0 lets it go on.
   std::function<int()> before_lock;
   std::function<int(const std::string& name)> before_mkdir;
+  std::function<int(const std::string& name)> before_open;
   mode_t added_mode = 0;  // that new folders get whatever was asked for
   std::function<void(const std::string& name)> after_unlink;
   std::vector<std::string> unlinked;

@@ -123,6 +123,17 @@ TEST_F(transcode_folder, that_others_can_enter_whatever_its_mode_is_refused_and_
   EXPECT_THAT(folder.names(), IsEmpty());
 }
 
+// In the process that looks, as the account of engines where there is one.
+TEST_F(transcode_folder, whose_files_engines_cannot_read_is_refused) {
+  const pid_t self = getpid();
+  before_open = [self](const std::string& name) {
+    return getpid() != self && name == "key" ? EACCES : 0;
+  };
+  work_folder one;
+  EXPECT_FALSE(open(one));
+  EXPECT_THAT(error, HasSubstr("Permission denied"));
+}
+
 TEST_F(transcode_folder, is_on_the_disk_when_it_is_used) {
   work_folder one;
   ASSERT_TRUE(open(one)) << error;
