@@ -105,10 +105,12 @@ unique_fd lock(const left_folder& left, int keep_days) {
                              is_old ? without_locks::accepted : without_locks::refused);
 }
 
-void take(const left_folder& left, folder_fate fate, left_part_sums& sums) {
+void take(const left_folder& left, unique_fd held, folder_fate fate, left_part_sums& sums) {
   const unsigned long long bytes = bytes_in_segment_folder(left.folder);
   const bool removed = fate == folder_fate::removed;
-  if (removed && !remove_segment_folder(left.directory, left.name, left.folder)) { return; }
+  if (removed && !remove_segment_folder(left.directory, left.name, left.folder, std::move(held))) {
+    return;
+  }
   ++sums.count;
   sums.bytes += bytes;
 }
@@ -135,9 +137,11 @@ left_part_sums look_through(unique_fd opened, left_segments which, int keep_days
     if (fstat(folder, &status) != 0) { return; }
     // The age is that before the lock, which changes a folder that lacks one.
     const left_folder left{directory, name, folder, age_of(status)};
-    const unique_fd held = lock(left, keep_days);
+    unique_fd held = lock(left, keep_days);
     if (!held.valid() || is_leased(folder)) { return; }
-    if (which == left_segments::all || is_abandoned(left, keep_days)) { take(left, fate, sums); }
+    if (which == left_segments::all || is_abandoned(left, keep_days)) {
+      take(left, std::move(held), fate, sums);
+    }
   });
   return sums;
 }

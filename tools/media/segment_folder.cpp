@@ -115,10 +115,17 @@ void empty_segment_folder(int folder) {
 
 // Whoever gets the lock meanwhile finds that it has lost its name, or makes a new one: then the
 // folder is not empty, and stays.
-bool remove_segment_folder(int directory, const std::string& name, int folder) {
+bool remove_segment_folder(int directory, const std::string& name, int folder, unique_fd lock) {
+  const auto removed = [&] {
+    return has_name(folder, directory, name) &&
+           unlinkat(directory, name.c_str(), AT_REMOVEDIR) == 0;
+  };
   empty_segment_folder(folder);
   unlinkat(folder, segment_lock_name, 0);
-  return has_name(folder, directory, name) && unlinkat(directory, name.c_str(), AT_REMOVEDIR) == 0;
+  if (removed()) { return true; }
+  // Network file systems keep a removed file under another name until nobody has it open.
+  lock.reset();
+  return removed();
 }
 
 unsigned long long bytes_in_segment_folder(int folder) {

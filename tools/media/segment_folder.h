@@ -44,9 +44,9 @@ unique_fd lock_segment_folder(int directory, const std::string& name, int folder
                               without_locks missing = without_locks::refused);
 
 // For the process that holds the lock: remove the folder with everything that a transcode makes in
-// it, the lock last, false if something is left; everything in it but the lock; all folders of
-// runs; one of them.
-bool remove_segment_folder(int directory, const std::string& name, int folder);
+// it, the lock last, and release that, false if something is left; everything in it but the lock;
+// all folders of runs; one of them.
+bool remove_segment_folder(int directory, const std::string& name, int folder, unique_fd lock);
 void empty_segment_folder(int folder);
 void remove_run_folders(int folder);
 void remove_run_folder(int folder, const std::string& name);

@@ -110,7 +110,7 @@ bool work_folder::take(const std::string& name) {
   const int cause = errno;
   if (lock_.valid() && is_new) { sync_directory(directory_.get()); }
   if (!lock_.valid() && is_new && cause != EWOULDBLOCK) {
-    remove_segment_folder(directory_.get(), name, fd());
+    remove_segment_folder(directory_.get(), name, fd(), {});
   }
   errno = cause;
   return lock_.valid();
@@ -173,7 +173,8 @@ void work_folder::note_result(int result) const {
 }
 
 void work_folder::remove() {
-  if (lock_.valid()) { remove_segment_folder(directory_.get(), name_, fd()); }
-  lock_.reset();
+  if (lock_.valid()) {
+    remove_segment_folder(directory_.get(), name_, fd(), std::exchange(lock_, unique_fd()));
+  }
   folder_.reset();
 }

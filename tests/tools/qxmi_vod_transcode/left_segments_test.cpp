@@ -156,6 +156,13 @@ TEST_F(left_segment_folders, lose_their_lock_last) {
   EXPECT_EQ(unlinked[3], default_name);
 }
 
+TEST_F(left_segment_folders, are_removed_where_open_files_cannot_be) {
+  keeps_open_files = true;
+  left_folder(made_source());
+  EXPECT_EQ(swept(left_segments::all), 1U);
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
 // The other process has opened the lock, and waits for the processor.
 TEST_F(left_segment_folders, are_not_taken_by_a_lock_that_was_removed) {
   left_folder(made_source());

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include "tools/media/segment_folder.h"
@@ -14,9 +15,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr const char* kept_name = ".nfs0001";
+
 segment_folder_bench* bench = nullptr;
 
 }  // namespace
+
+extern "C" {
+int __real_flock(int fd, int operation);
+int __real_mkdirat(int directory, const char* name, mode_t mode);
+int __real_openat(int directory, const char* name, int flags, mode_t mode);
+int __real_unlinkat(int directory, const char* name, int flags);
+int __real_fsync(int fd);
+}
 
 // What the linker puts in the place of the calls.
 struct call_hooks {
@@ -35,6 +46,13 @@ struct call_hooks {
     return bench && bench->added_mode != 0 ? fchmodat(directory, name, mode | bench->added_mode, 0)
                                            : 0;
   }
+  // A file counts as open as long as it is locked.
+  static int unlink(int directory, const char* name, int flags) {
+    if (!bench || !bench->keeps_open_files) { return __real_unlinkat(directory, name, flags); }
+    bench->remove_closed_files();
+    if (std::string(name) != segment_lock_name) { return __real_unlinkat(directory, name, flags); }
+    return renameat(directory, name, directory, kept_name);
+  }
   static void note_unlink(const char* name) {
     if (!bench) { return; }
     bench->unlinked.emplace_back(name);
@@ -47,12 +65,6 @@ struct call_hooks {
 };
 
 extern "C" {
-int __real_flock(int fd, int operation);
-int __real_mkdirat(int directory, const char* name, mode_t mode);
-int __real_openat(int directory, const char* name, int flags, mode_t mode);
-int __real_unlinkat(int directory, const char* name, int flags);
-int __real_fsync(int fd);
-
 int __wrap_flock(int fd, int operation) {
   return call_hooks::lock_fails() ? -1 : __real_flock(fd, operation);
 }
@@ -64,7 +76,7 @@ int __wrap_openat(int directory, const char* name, int flags, mode_t mode) {
   return call_hooks::open_fails(name) ? -1 : __real_openat(directory, name, flags, mode);
 }
 int __wrap_unlinkat(int directory, const char* name, int flags) {
-  const int result = __real_unlinkat(directory, name, flags);
+  const int result = call_hooks::unlink(directory, name, flags);
   if (result == 0) { call_hooks::note_unlink(name); }
   return result;
 }
@@ -81,6 +93,14 @@ segment_folder_bench::segment_folder_bench()
 
 segment_folder_bench::~segment_folder_bench() {
   bench = nullptr;
+}
+
+void segment_folder_bench::remove_closed_files() const {
+  for (const std::string& name : folder.names()) {
+    const std::string kept = folder.file(name) + "/" + kept_name;
+    const unique_fd file(open(kept.c_str(), O_RDWR | O_CLOEXEC));
+    if (file.valid() && __real_flock(file.get(), LOCK_EX | LOCK_NB) == 0) { fs::remove(kept); }
+  }
 }
 
 std::string segment_folder_bench::left_folder(const std::string& source, std::time_t age_s,

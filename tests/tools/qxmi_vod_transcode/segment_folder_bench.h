@@ -37,7 +37,8 @@ protected:
   std::function<int()> before_lock;
   std::function<int(const std::string& name)> before_mkdir;
   std::function<int(const std::string& name)> before_open;
-  mode_t added_mode = 0;  // that new folders get whatever was asked for
+  bool keeps_open_files = false;  // under another name, until they are closed, as NFS does
+  mode_t added_mode = 0;          // that new folders get whatever was asked for
   std::function<void(const std::string& name)> after_unlink;
   std::vector<std::string> unlinked;
   std::set<ino_t> synced;
@@ -47,6 +48,7 @@ protected:
   unique_fd directory;  // `folder`
 
 private:
+  void remove_closed_files() const;
   friend struct call_hooks;
 };
 

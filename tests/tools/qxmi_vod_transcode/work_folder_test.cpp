@@ -134,6 +134,14 @@ TEST_F(transcode_folder, whose_files_engines_cannot_read_is_refused) {
   EXPECT_THAT(error, HasSubstr("Permission denied"));
 }
 
+TEST_F(transcode_folder, goes_where_open_files_cannot_be_removed) {
+  keeps_open_files = true;
+  work_folder one;
+  ASSERT_TRUE(open(one)) << error;
+  one.remove();
+  EXPECT_THAT(folder.names(), IsEmpty());
+}
+
 TEST_F(transcode_folder, is_on_the_disk_when_it_is_used) {
   work_folder one;
   ASSERT_TRUE(open(one)) << error;
