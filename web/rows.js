@@ -2,7 +2,7 @@
 // selection and thumbnails do not change.
 import {
   clock_length, expected_at, file_name, folder_name, job_text, profile_name, resumed_text, shown,
-  state_name, time_left,
+  spread_text, state_name, time_left,
 } from './words.js';
 
 const actions = {
@@ -123,6 +123,7 @@ function update_row(row, job) {
   set_text(row.querySelector('.text'), job_text(job));
   set_shown(row.querySelector('.text'), job_text(job) !== '');
   set_text(row.querySelector('.resumed'), resumed_text(job));
+  set_text(row.querySelector('.spread'), spread_text(job));
   set_text(row.querySelector('.length'), job.length ? `${clock_length(job.length)} long` : '');
   set_shown(row.querySelector('.deletes'), job.deletes_source && job.group !== 'done');
   update_picture(row, job);

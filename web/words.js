@@ -53,6 +53,15 @@ export function resumed_text(job) {
   return job.resumed_at === null ? '' : `resumed at ${job.resumed_at} %`;
 }
 
+// Where a transcode runs that is spread over a cluster.
+export function spread_text(job) {
+  if (job.spread === null) return '';
+  const {finished, segments, under_way, nodes, more_nodes} = job.spread;
+  const where = nodes.length ? ` on ${nodes.join(', ')}` : '';
+  const more = more_nodes ? ` and ${more_nodes} more` : '';
+  return `${finished} of ${segments} segments, ${under_way} under way${where}${more}`;
+}
+
 function service_text(job) {
   const repeats = [job.state, job.group, state_name(job).toLowerCase()];
   return repeats.includes(job.text.trim().toLowerCase()) ? '' : shown(job.text);

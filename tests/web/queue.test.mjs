@@ -77,6 +77,22 @@ page_test('a resumed transcode says where it was resumed', async ({machine, page
   await row(page, 'long.ts').getByText('resumed at 2 %', {exact: true}).waitFor();
 });
 
+page_test('a transcode in a cluster says where it runs', async ({machine, page}) => {
+  const id = await machine.add(machine.make_clip('long.ts', 240, '640x360'), {profile: '360'});
+  await machine.wait_for(id, 'running');
+  const vods = machine.path('/mnt/main/tv/vod');
+  const log = await until('the log', () => fs.readdirSync(vods)
+    .map((name) => `${vods}/${name}/vod.log`).find((name) => fs.existsSync(name)));
+  const note = (text) => fs.appendFileSync(log, `${new Date().toISOString()} cluster: ${text}\n`);
+  await page.goto(machine.url);
+  const text = '4 of 12 segments, 3 under way on n1, n2 and 1 more';
+  note(text);
+  const shown = row(page, 'long.ts').getByText(text, {exact: true});
+  await shown.waitFor();
+  note('ended, nothing happened for 120 s');
+  await shown.waitFor({state: 'detached'});
+});
+
 page_test('512 jobs are counted by group and shown 32 at a time', async ({machine, page}) => {
   await page.goto(machine.url);
   await until_equal(() => visible_rows(page), 32);

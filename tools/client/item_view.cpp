@@ -28,7 +28,11 @@ bool item_view::is_in(std::string_view name) const {
 }
 
 std::string item_view::whole_text() const {
-  if (resumed) { return text + " (" + resumption_text(*resumed) + ")"; }
+  if (resumed || spread) {
+    const std::string first = resumed ? resumption_text(*resumed) : "";
+    const std::string second = spread ? spread_text(*spread) : "";
+    return text + " (" + first + (resumed && spread ? "; " : "") + second + ")";
+  }
   return reason.empty() ? text : text + ": " + reason;
 }
 
@@ -75,6 +79,11 @@ void read_reason(item_view& item) {
 void read_resumption(item_view& item) {
   item.resumed =
       item.transcoding_here() ? find_resumption(item.output_file) : std::optional<job_resumption>();
+}
+
+void read_spread(item_view& item) {
+  item.spread =
+      item.transcoding_here() ? find_spread(item.output_file) : std::optional<job_spread>();
 }
 
 std::string percent(int progress) {

@@ -11,6 +11,7 @@
 
 #include "rules/states.h"
 #include "tools/job_log/job_resumption.h"
+#include "tools/job_log/job_spread.h"
 
 struct item_view {
   std::string entry_id;
@@ -23,6 +24,7 @@ struct item_view {
   std::string text;                       // the status text that the service sets for people
   std::string reason;                     // why it failed, in its tool's words; see read_reason()
   std::optional<job_resumption> resumed;  // where its transcode was resumed; read_resumption()
+  std::optional<job_spread> spread;       // over a cluster; read_spread()
   int progress = 0;                       // ten-thousandths, 0 to 10000
   bool delete_on_finish = false;
   bool paused = false;
@@ -43,7 +45,7 @@ struct item_view {
   // Whether the item is in the state of that name: one of job_states, or failed_jobs.
   bool is_in(std::string_view name) const;
   // The text, followed by what the log adds: "Transcoding failed: disk-full: ...", "Transcoding
-  // file... (resumed at 63 %)"
+  // file... (resumed at 63 %; 41 of 96 segments, 9 under way on n1, n2)"
   std::string whole_text() const;
   // "ready: query profiles"
   std::string state_and_step() const;
@@ -68,6 +70,9 @@ void read_reason(item_view& item);
 
 // Looks up whether the running transcode of an item was resumed, and where; in its log too.
 void read_resumption(item_view& item);
+
+// Looks up whether it is spread over a cluster, and where it runs there; in its log too.
+void read_spread(item_view& item);
 
 // Ten-thousandths as "41.5%".
 std::string percent(int progress);

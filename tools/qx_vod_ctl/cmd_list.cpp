@@ -26,6 +26,7 @@ int list_queue(vod_service& service, const queue_range& range, bool json) {
   if (!read_queue(service, range, listing, failure)) { return report_reply("", failure); }
   for (listed_item& listed : listing.items) {
     read_resumption(listed.item);
+    read_spread(listed.item);
   }
   if (json) {
     for (const auto& page : listing.pages) {

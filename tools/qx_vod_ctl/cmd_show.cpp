@@ -26,8 +26,9 @@ std::string value_text(const json11::Json& json) {
 }
 
 // Prints every key from the service, even keys that are added later, the reason why a failed job
-// failed, and where an interrupted one was resumed. The tool's command line is omitted: it can
-// contain the remote server's password, and people show each other their screens.
+// failed, where an interrupted one was resumed, and where one runs that is spread over a cluster.
+// The tool's command line is omitted: it can contain the remote server's password, and people show
+// each other their screens.
 void print_details(const json11::Json& json) {
   for (const auto& [key, value] : json.object_items()) {
     if (key == key_process_argv) { continue; }
@@ -42,6 +43,8 @@ void print_details(const json11::Json& json) {
   if (!item.reason.empty()) { print_line(printable("reason: " + item.reason)); }
   read_resumption(item);
   if (item.resumed) { print_line(resumption_text(*item.resumed)); }
+  read_spread(item);
+  if (item.spread) { print_line("cluster: " + spread_text(*item.spread)); }
 }
 
 int show_item(vod_service& service, const std::string& given, bool json) {

@@ -92,6 +92,7 @@ int show_status(vod_service& service, const status_options& options) {
   if (!read_queue(service, {}, listing, failure)) { return report_reply("", failure); }
   for (listed_item& listed : listing.items) {
     read_resumption(listed.item);
+    read_spread(listed.item);
   }
   if (options.json) {
     print_line(json_text(whole_items(listing, options.state)));

@@ -46,6 +46,7 @@ page_answer answer_queue(const cgi_input& input, std::string_view socket_path,
   if (!read_queue(service, {}, queue, failure, gateway_limits)) { return page_failure(failure); }
   for (listed_item& listed : queue.items) {
     read_resumption(listed.item);
+    read_spread(listed.item);
   }
   outlook what_is_known;
   const std::int64_t now = std::time(nullptr);

@@ -69,6 +69,15 @@ std::string reason_of(const shown_job& job) {
       {job.item.text, job.item.input_file, job.item.output_file, job.item.fileops_job});
 }
 
+json11::Json spread_or_null(const std::optional<job_spread>& spread) {
+  if (!spread) { return {}; }
+  return json11::Json::object{{"finished", static_cast<int>(spread->finished)},
+                              {"segments", static_cast<int>(spread->all)},
+                              {"under_way", static_cast<int>(spread->under_way)},
+                              {"nodes", spread->nodes},
+                              {"more_nodes", static_cast<int>(spread->more_nodes)}};
+}
+
 json11::Json item_json(const shown_job& job, const vod_folder& folder) {
   const item_view& item = job.item;
   const bool is_done = job.group == job_group::done;
@@ -83,6 +92,7 @@ json11::Json item_json(const shown_job& job, const vod_folder& folder) {
       {"reason", reason_of(job)},
       {"progress", item.progress},
       {"resumed_at", item.resumed ? json11::Json(item.resumed->percent) : json11::Json()},
+      {"spread", spread_or_null(item.spread)},
       {"ready_at",
        job.ready_at ? json11::Json(static_cast<double>(*job.ready_at)) : json11::Json()},
       {"profile", item.profile},

@@ -1,4 +1,5 @@
 // Items as they are read.
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
@@ -6,6 +7,7 @@
 
 #include "tests/platform/test_folder.h"
 #include "tools/client/item_view.h"
+#include "tools/job_log/log_time.h"
 
 TEST(item_view, is_read_from_the_service_form) {
   item_view item;
@@ -87,4 +89,32 @@ TEST(item_view, that_does_not_run_was_resumed_nowhere) {
   item.state = "cancelled";
   read_resumption(item);
   EXPECT_FALSE(item.resumed);
+}
+
+TEST(item_view, shows_where_it_runs_in_a_cluster) {
+  item_view item;
+  item.text = "Transcoding file...";
+  item.spread = job_spread{41, 96, 9, {"n1", "n2"}, 0};
+  EXPECT_EQ(item.whole_text(), "Transcoding file... (41 of 96 segments, 9 under way on n1, n2)");
+  item.resumed = job_resumption{20, 0};
+  EXPECT_EQ(item.whole_text(), "Transcoding file... (resumed at 20 %; 41 of 96 segments, 9 under "
+                               "way on n1, n2)");
+}
+
+TEST(item_view, that_does_not_run_is_in_no_cluster) {
+  const qx_test::test_folder folder;
+  std::filesystem::create_directory(folder.file(".out.mp4.metadata"));
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  std::ofstream(folder.file(".out.mp4.metadata/vod.log"))
+      << "=== 2026-11-22T10:00:00.000Z qxmi_vod_transcode 0.1.0\n"
+      << log_time(now) << " cluster: 41 of 96 segments, 9 under way on n1\n";
+  item_view item;
+  item.output_file = folder.file("out.mp4");
+  item.state = "transcoding";
+  read_spread(item);
+  EXPECT_TRUE(item.spread);
+  item.state = "thumbnail";
+  read_spread(item);
+  EXPECT_FALSE(item.spread);
 }

@@ -1,7 +1,10 @@
 // status, the default subcommand.
+#include <ctime>
+
 #include <gmock/gmock.h>
 
 #include "tests/tools/qx_vod_ctl/machine.h"
+#include "tools/job_log/log_time.h"
 
 using namespace qx_test;
 using ::testing::ContainsRegex;
@@ -22,6 +25,14 @@ std::vector<std::string> whole_queue() {
     ids.push_back("item-number-" + std::to_string(1000 + i));
   }
   return ids;
+}
+
+// The log of the job's output.
+std::string log_of(const ctl_machine& machine, const std::string& id) {
+  const std::string output =
+      parsed(machine.ctl({"show", id, "--json"}).out)["output file"].string_value();
+  const std::size_t name = output.rfind('/') + 1;
+  return output.substr(0, name) + "." + output.substr(name) + ".metadata/vod.log";
 }
 
 }  // namespace
@@ -83,10 +94,7 @@ TEST(ctl_status, a_resumed_transcode_shows_where_it_was_resumed) {
   ctl_machine machine;
   machine.start();
   const std::string id = machine.add_transcoding("/mnt/media/clip.mpg");
-  const std::string output =
-      parsed(machine.ctl({"show", id, "--json"}).out)["output file"].string_value();
-  const std::size_t name = output.rfind('/') + 1;
-  const std::string log = output.substr(0, name) + "." + output.substr(name) + ".metadata/vod.log";
+  const std::string log = log_of(machine, id);
   const std::string opening = "=== 2026-11-22T10:00:00.000Z qxmi_vod_transcode 0.1.0\n";
   machine.root.write(log, opening + "2026-11-22T10:00:01.000Z checkpoint: resumed at 63 %, ...\n");
   for (const char* command : {"status", "list"}) {
@@ -99,4 +107,26 @@ TEST(ctl_status, a_resumed_transcode_shows_where_it_was_resumed) {
   machine.root.release("go");
   following.finish();
   EXPECT_EQ(machine.ctl({"status"}).out.find("resumed"), std::string::npos);
+}
+
+TEST(ctl_status, a_transcode_in_a_cluster_shows_where_it_runs) {
+  ctl_machine machine;
+  machine.start();
+  const std::string id = machine.add_transcoding("/mnt/media/clip.mpg");
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::string opening = "=== " + log_time(now) + " qxmi_vod_transcode 0.1.0\n";
+  const std::string note = log_time(now) + " cluster: 41 of 96 segments, 9 under way on n1, n2\n";
+  machine.root.write(log_of(machine, id), opening + note);
+  for (const char* command : {"status", "list"}) {
+    EXPECT_THAT(machine.ctl({command}).out,
+                ContainsRegex("Transcoding file... .41 of 96 segments, 9 under way on n1, n2.\n"));
+  }
+  EXPECT_THAT(machine.ctl({"show", id}).out,
+              HasSubstr("\ncluster: 41 of 96 segments, 9 under way on n1, n2\n"));
+  machine.root.write(log_of(machine, id),
+                     opening + note + log_time(now) + " cluster: ended, all tasks are done\n");
+  EXPECT_EQ(machine.ctl({"status"}).out.find("segments"), std::string::npos);
+  EXPECT_EQ(machine.ctl({"show", id}).out.find("segments"), std::string::npos);
+  machine.root.release("go");
 }

@@ -111,3 +111,12 @@ TEST(at_work_text, says_where_the_job_was_resumed) {
   item.resumed = job_resumption{63, 0};
   EXPECT_EQ(at_work_text(item, {}, 65.0), "65.5%, resumed at 63 %, 1:05 left  clip.mpg");
 }
+
+TEST(at_work_text, says_where_the_job_runs_in_a_cluster) {
+  item_view item;
+  item.input_file = "/mnt/media/clip.mpg";
+  item.progress = 6550;
+  item.spread = job_spread{41, 96, 9, {"n1", "n2"}, 0};
+  EXPECT_EQ(at_work_text(item, {}, 65.0),
+            "65.5%, 1:05 left, 41 of 96 segments, 9 under way on n1, n2  clip.mpg");
+}

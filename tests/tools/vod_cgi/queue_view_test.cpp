@@ -160,6 +160,18 @@ TEST(cgi_queue_view, says_where_a_transcode_was_resumed) {
   EXPECT_EQ(view_of_queue({listed}, ends, {}, folder)["items"][0]["resumed_at"].dump(), "63");
 }
 
+TEST(cgi_queue_view, says_where_a_transcode_runs_in_a_cluster) {
+  listed_item listed;
+  ASSERT_TRUE(read_item(json11::Json(job("a", "transcoding")), listed.item));
+  const expected_ends ends = {{std::nullopt}, 1000};
+  const vod_folder folder{"/nowhere/"};
+  EXPECT_TRUE(view_of_queue({listed}, ends, {}, folder)["items"][0]["spread"].is_null());
+  listed.item.spread = job_spread{41, 96, 9, {"n1", "n2"}, 4};
+  EXPECT_EQ(view_of_queue({listed}, ends, {}, folder)["items"][0]["spread"].dump(),
+            R"({"finished": 41, "more_nodes": 4, "nodes": ["n1", "n2"], )"
+            R"("segments": 96, "under_way": 9})");
+}
+
 TEST(cgi_job_group, of_a_resumed_transcode_without_its_turn_is_waiting) {
   EXPECT_EQ(group(job("a", "transcoding", "waiting", true)), "waiting");
 }

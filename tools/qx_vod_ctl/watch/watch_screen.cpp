@@ -91,6 +91,7 @@ std::string at_work_text(const item_view& item, std::optional<double> speed,
     text += number;
   }
   if (seconds) { text += ", " + duration_text(*seconds) + " left"; }
+  if (item.spread) { text += ", " + spread_text(*item.spread); }
   return text + name;
 }
 

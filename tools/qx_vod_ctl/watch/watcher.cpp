@@ -43,6 +43,7 @@ void watcher::read_reasons(const screen_size& size) {
 void watcher::take_over(std::vector<listed_item> items, std::int64_t now) {
   for (listed_item& listed : items) {
     read_resumption(listed.item);
+    read_spread(listed.item);
   }
   const std::string id = selected() == nullptr ? "" : selected()->entry_id;
   outlook_.note(items, now);

@@ -12,6 +12,8 @@
 #include <sys/stat.h>
 
 #include "tools/job_log/job_log.h"
+#include "tools/job_log/job_spread.h"
+#include "tools/job_log/one_line.h"
 #include "tools/media/slurm_nodes.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
@@ -152,16 +154,19 @@ void make_in_cluster(const cluster_work& work,
   if (stop_signal() != 0) { return; }
   if (!places) { return announce("not spread, since the cluster does not answer: " + cause); }
   if (*places < least_places) {
-    return log_note("cluster", "not spread, since no two tasks could begin at once");
+    return log_note(cluster_note, "not spread, since no two tasks could begin at once");
   }
   order.partition = configured().spread_partition;
   order.at_once = configured().spread_nodes;
   order.patience = std::chrono::seconds(configured().spread_patience);
   order.segment_frames = work.plan.frames;
+  order.segments = last_segment(work) + 1;
   order.note = note_of(work, *places);
   progress_relay relay(work.task);
   spread_job job(order, [&](const spread_state& state) { relay.show(state); });
   const std::string trouble = job.run();
+  log_note(cluster_note,
+           spread_ended_words + (trouble.empty() ? "all tasks are done" : on_one_line(trouble)));
   if (!trouble.empty() && stop_signal() == 0) {
     announce("continues on this machine, since the cluster failed: " + trouble);
   }

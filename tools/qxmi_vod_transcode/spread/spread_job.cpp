@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds tick{50};
 constexpr std::chrono::seconds look_interval{1};
 constexpr std::chrono::seconds lease_renewal{lease_renewal_s};
 constexpr std::chrono::seconds listing_interval{5};
-constexpr std::chrono::seconds log_interval{30};
+constexpr std::chrono::seconds log_interval{spread_note_s};
 
 // The clients of a controller that is down give up after 9 s.
 constexpr std::chrono::seconds answer_limit{15};
@@ -58,7 +58,7 @@ void spread_job::adopt(const std::vector<slurm_task>& tasks) {
   for (const std::int64_t task : all_tasks(note_)) {
     if (some_wait) { board_.submitted(task, clock_type::now()); }
   }
-  log_note("cluster", "goes on with the tasks of job " + std::to_string(jobs_.front()));
+  log_note(cluster_note, "goes on with the tasks of job " + std::to_string(jobs_.front()));
 }
 
 std::string spread_job::begin() {
@@ -104,13 +104,13 @@ void spread_job::take_submission() {
   const auto job = read_job_number(submission_->output());
   if (submission_->success() && job) {
     jobs_.push_back(*job);
-    log_note("cluster", "submitted " + std::to_string(submitting_.size()) + " tasks as job " +
-                            std::to_string(*job));
+    log_note(cluster_note, "submitted " + std::to_string(submitting_.size()) + " tasks as job " +
+                               std::to_string(*job));
     for (const std::int64_t task : submitting_) {
       board_.submitted(task, clock_type::now());
     }
   } else {
-    log_note("cluster", "could not submit: " + submission_->cause());
+    log_note(cluster_note, "could not submit: " + submission_->cause());
   }
   submission_.reset();
 }
@@ -166,21 +166,35 @@ void spread_job::look_at_folder() {
   log_state();
 }
 
+// What was there before belongs to no task.
+job_spread spread_job::seen() const {
+  job_spread seen;
+  std::int64_t planned = 0;
+  for (const std::int64_t task : all_tasks(note_)) {
+    const std::int64_t whole = note_.ranges[static_cast<std::size_t>(task)].size();
+    const std::int64_t made = std::min(whole, board_.frames(task) / order_.segment_frames);
+    planned += whole;
+    seen.finished += board_.is_done(task) ? whole : made;
+  }
+  seen.all = std::max(order_.segments, planned);
+  seen.finished += seen.all - planned;
+  seen.under_way = board_.running_count();
+  std::set<std::string> nodes;
+  for (const slurm_task& task : listed_) {
+    if (task.runs()) { nodes.insert(on_one_line(task.node)); }
+  }
+  for (const std::string& node : nodes) {
+    if (seen.nodes.size() < most_nodes_named) { seen.nodes.push_back(node); }
+  }
+  seen.more_nodes = static_cast<std::int64_t>(nodes.size() - seen.nodes.size());
+  return seen;
+}
+
 // Often enough for somebody who wonders where the job runs.
 void spread_job::log_state() {
   if (clock_type::now() < next_log_) { return; }
   next_log_ = clock_type::now() + log_interval;
-  std::set<std::string> nodes;
-  for (const slurm_task& task : listed_) {
-    if (task.runs()) { nodes.insert(task.node); }
-  }
-  std::string text = std::to_string(board_.done_count()) + " of " +
-                     std::to_string(note_.ranges.size()) + " tasks done, " +
-                     std::to_string(board_.running_count()) + " under way";
-  for (const std::string& node : nodes) {
-    text += (node == *nodes.begin() ? " on " : ", ") + on_one_line(node);
-  }
-  log_note("cluster", text);
+  log_note(cluster_note, spread_text(seen()));
 }
 
 // The file is for tasks that the signal does not reach: they begin just now, or elsewhere again.

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/job_log/job_spread.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 #include "tools/qxmi_vod_transcode/spread/slurm_client.h"
 #include "tools/qxmi_vod_transcode/spread/slurm_jobs.h"
@@ -21,6 +22,7 @@ struct spread_order {
   int at_once = 0;        // how many tasks may run at the same time; 0 for all
   std::chrono::seconds patience{120};
   std::int64_t segment_frames = 1;
+  std::int64_t segments = 0;  // of the output, as far as is known
   task_note note;
 };
 
@@ -51,6 +53,7 @@ private:
   void follow_suspension();
   void look_at_folder();
   void log_state();
+  job_spread seen() const;
   void ask_for_tasks();
   void take_tasks();
   void take_submission();
