@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstring>
 #include <iterator>
+#include <sstream>
 #include <utility>
 
+#include "platform/text.h"
 #include "tools/job_log/job_log.h"
 
 namespace {
@@ -34,7 +36,13 @@ void append(argument_list& arguments, std::initializer_list<std::string> more) {
 }
 
 // Troubles of the machine that have nothing to do with the file, and pass.
-constexpr int passing_errors[] = {ENOMEM, EIO, ESTALE, EAGAIN, ETIMEDOUT};
+constexpr int passing_errors[] = {ENOMEM,      EIO,          ESTALE,   EAGAIN,      ETIMEDOUT,
+                                  EHOSTDOWN,   EHOSTUNREACH, ENETDOWN, ENETUNREACH, ENOTCONN,
+                                  ECONNRESET,  ECONNABORTED, ENODEV,   ENXIO,       EREMOTEIO,
+                                  EKEYEXPIRED, EMFILE,       ENFILE};
+
+// The beginning of the URL of everything that a sandboxed engine reads and writes.
+constexpr const char* descriptors_url = "file:/proc/self/fd/";
 
 // What ffmpeg ends with when it was asked to stop.
 constexpr int asked_to_stop = 255;
@@ -152,6 +160,15 @@ bool names_passing_trouble(const program_result& result) {
   return std::any_of(std::begin(passing_errors), std::end(passing_errors), [&](int error) {
     return result.errors.find(std::strerror(error)) != std::string::npos;
   });
+}
+
+bool has_complained(const program_result& result) {
+  std::istringstream lines(result.errors);
+  for (std::string line; std::getline(lines, line);) {
+    if (begins_with(line, "[") || begins_with(line, "Error ")) { return true; }
+  }
+  return !machine_trouble(result.errors).empty() || names_passing_trouble(result) ||
+         result.errors.find(descriptors_url) != std::string::npos;
 }
 
 bool is_interruption(const program_result& result) {

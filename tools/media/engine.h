@@ -62,3 +62,7 @@ bool is_interruption(const program_result& result);
 // Whether an engine named such a trouble, even if it ended well: it takes a source that can no
 // longer be read for one that has ended.
 bool names_passing_trouble(const program_result& result);
+
+// Whether ffmpeg complained of what it read or wrote, even if it ended well. Lines of others, such
+// as the dynamic loader, do not count.
+bool has_complained(const program_result& result);

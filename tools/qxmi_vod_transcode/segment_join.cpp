@@ -70,7 +70,7 @@ bool run_join(const encode_task& task, const output_file& output, int folder, bo
   encoder_watch watch(task.line, task.progress, task.cap);
   const program_result result = run_program(request, watch);
   // On a disk that becomes full while the index is moved to the front, only its words say so.
-  if (result.success() && result.errors.empty()) { return true; }
+  if (result.success() && !has_complained(result)) { return true; }
   failure = failure_of(result, task, output.url());
   failure.of_output = true;
   return false;
@@ -83,7 +83,7 @@ bool decodes(const encode_task& task, const source_file& result, double begin,
   supervise(request, task);
   encoder_watch watch(task.line, task.progress, task.cap);
   const program_result end = run_program(request, watch);
-  if (end.success() && end.errors.empty()) { return true; }
+  if (end.success() && !has_complained(end)) { return true; }
   if (is_interruption(end)) {
     failure = {true, engine_cause(end, result.url()), true};
     return false;

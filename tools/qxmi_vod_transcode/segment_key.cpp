@@ -1,6 +1,7 @@
 #include "tools/qxmi_vod_transcode/segment_key.h"
 
 #include <algorithm>
+#include <cerrno>
 
 #include <glob.h>
 #include <unistd.h>
@@ -30,16 +31,19 @@ std::string state_of(const struct stat& status) {
          std::to_string(status.st_mtim.tv_nsec);
 }
 
-// Of the beginning, the middle and the end.
-std::uint64_t sum_of_parts(const source_file& source) {
-  content_sum sum;
+// Of the beginning, the middle and the end. False with errno on failure.
+bool add_parts(const source_file& source, content_sum& sum) {
   std::string bytes(part_size, '\0');
   const off_t last = std::max<off_t>(0, source.size() - part_size);
   for (const off_t at : {off_t{0}, last / 2, last}) {
-    const ssize_t count = pread(source.fd(), bytes.data(), bytes.size(), at);
-    if (count > 0) { sum.add(std::string_view(bytes).substr(0, static_cast<std::size_t>(count))); }
+    ssize_t count = 0;
+    do {
+      count = pread(source.fd(), bytes.data(), bytes.size(), at);
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) { return false; }
+    sum.add(std::string_view(bytes).substr(0, static_cast<std::size_t>(count)));
   }
-  return sum.value();
+  return true;
 }
 
 std::string installed_engine() {
@@ -77,10 +81,12 @@ std::uint64_t sum_of_commands(const source_media& media, encode_settings setting
 
 }  // namespace
 
-std::string segment_key(const source_file& source, const source_media& media,
-                        const encode_settings& settings, const segment_plan& plan) {
-  return line("source", state_of(source.status())) +
-         line("content", hexadecimal(sum_of_parts(source))) + installed_engine() +
-         line("commands", hexadecimal(sum_of_commands(media, settings, plan))) +
-         line("segment", std::to_string(plan.frames) + " " + std::to_string(plan.packets));
+bool segment_key(const source_file& source, const source_media& media,
+                 const encode_settings& settings, const segment_plan& plan, std::string& key) {
+  content_sum content;
+  if (!add_parts(source, content)) { return false; }
+  key = line("source", state_of(source.status())) + line("content", hexadecimal(content.value())) +
+        installed_engine() + line("commands", hexadecimal(sum_of_commands(media, settings, plan))) +
+        line("segment", std::to_string(plan.frames) + " " + std::to_string(plan.packets));
+  return true;
 }

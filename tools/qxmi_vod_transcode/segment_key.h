@@ -9,6 +9,7 @@
 #include "tools/qxmi_vod_transcode/segment_plan.h"
 
 // Lines "name=value": the source by its content, not by its name; the engine and its encoder as
-// they are installed; every setting. The number of threads does not count.
-std::string segment_key(const source_file& source, const source_media& media,
-                        const encode_settings& settings, const segment_plan& plan);
+// they are installed; every setting. The number of threads does not count. False with errno if the
+// source cannot be read.
+bool segment_key(const source_file& source, const source_media& media,
+                 const encode_settings& settings, const segment_plan& plan, std::string& key);

@@ -50,11 +50,11 @@ std::int64_t segment_plan::most_segments(double seconds) const {
   return static_cast<std::int64_t>(std::ceil(std::max(picture, sound))) + 1;
 }
 
-segment_plan plan_segments(const source_media& media, int seconds) {
+segment_plan plan_segments(const source_media& media, int seconds, double longest) {
   segment_plan plan;
   plan.rate = media.frame_rate();
   plan.frames = key_frame_distance(plan.rate) * std::max(1, seconds / key_frame_seconds);
-  while (plan.most_segments(2.0 * media.picture_duration) > most_segments_named) {
+  while (plan.most_segments(longest) > most_segments_named) {
     plan.frames *= 2;
   }
   if (!media.sound) { return plan; }

@@ -60,8 +60,9 @@ struct segment_plan {
   std::int64_t most_segments(double seconds) const;
 };
 
-// `seconds` is the length of a segment, at least that of a group of pictures.
-segment_plan plan_segments(const source_media& media, int seconds);
+// `seconds` is the length of a segment, at least that of a group of pictures; `longest` is the
+// number of seconds after which the output is cut off.
+segment_plan plan_segments(const source_media& media, int seconds, double longest);
 
 // Whether the transcode of such a source can continue in the middle: it has a picture, takes
 // `shortest` seconds or more, and its container can be read from any place on one clock.

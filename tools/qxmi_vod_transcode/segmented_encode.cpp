@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -57,7 +58,7 @@ segment_range first_of(const std::vector<segment_range>& ranges) {
 segmented_encode::segmented_encode(const encode_task& task, const output_file& output,
                                    std::string path, std::string tool)
     : task_(task), output_(output), path_(std::move(path)), tool_(std::move(tool)),
-      plan_(plan_segments(task.media, configured().segment_seconds)) {}
+      plan_(plan_segments(task.media, configured().segment_seconds, task.settings.time_limit)) {}
 
 segmented_encode::~segmented_encode() {
   const bool may_go_on = keeps_ || stop_signal() != 0;
@@ -65,7 +66,11 @@ segmented_encode::~segmented_encode() {
 }
 
 segment_opening segmented_encode::open(encode_failure& failure) {
-  const std::string key = segment_key(task_.source, task_.media, task_.settings, plan_);
+  std::string key;
+  if (!segment_key(task_.source, task_.media, task_.settings, plan_, key)) {
+    failure = {false, std::strerror(errno), true};
+    return segment_opening::failed;
+  }
   const std::string source = segment_source_text(task_.source.path(), task_.source.status());
   if (!folder_.open(path_, key, source, failure.cause)) {
     failure.of_output = true;

@@ -112,6 +112,11 @@ private:
     return true;
   }
 
+  // A disk or share that has gone comes back with the same source.
+  bool may_pass(const encode_failure& failure) const {
+    return failure.interrupted || (!failure.of_output && !exists(options_.input));
+  }
+
   // Makes the result and gives it its name. What is finished stays for the next try if that may get
   // further.
   int make(const encode_task& task, bool in_segments) {
@@ -129,7 +134,7 @@ private:
     if (made && commit(failure)) { return exit_success; }
     const std::uint64_t finished = segments ? segments->finished_bytes() : 0;
     const bool lacks_only_room = finished > 0 && lacks_room(failure.cause);
-    if (segments && (failure.interrupted || lacks_only_room)) { segments->keep(); }
+    if (segments && (may_pass(failure) || lacks_only_room)) { segments->keep(); }
     return report(failure, lacks_only_room ? finished : expected);
   }
 

@@ -1,5 +1,7 @@
 // The command lines of the engines, and the interpretation of their errors.
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -46,6 +48,31 @@ TEST(engine, that_lacked_memory_or_could_not_read_was_interrupted) {
   EXPECT_TRUE(is_interruption(failed_with("x264: Cannot allocate memory\n")));
   EXPECT_TRUE(is_interruption(failed_with("file:a.ts: Input/output error\n")));
   EXPECT_TRUE(is_interruption(failed_with("file:a.ts: Stale file handle\n")));
+}
+
+TEST(engine, that_lost_a_server_or_a_disk_was_interrupted) {
+  for (const int error : {EHOSTDOWN, EHOSTUNREACH, ENETDOWN, ENETUNREACH, ENOTCONN, ECONNRESET,
+                          ECONNABORTED, ENODEV, ENXIO, EREMOTEIO, EKEYEXPIRED, EMFILE, ENFILE}) {
+    const std::string line = std::string("file:a.ts: ") + std::strerror(error) + "\n";
+    EXPECT_TRUE(is_interruption(failed_with(line))) << line;
+  }
+}
+
+TEST(engine, that_wrote_lines_of_its_own_has_complained) {
+  for (const char* line :
+       {"[mp4 @ 0x55] Unable to re-open output file\n",
+        "Error writing trailer of file:/proc/self/fd/5: Permission denied\n",
+        "file:/proc/self/fd/5: Invalid argument\n", "x264: No space left on device\n",
+        "av_interleaved_write_frame(): Input/output error\n"}) {
+    EXPECT_TRUE(has_complained(failed_with(line))) << line;
+  }
+}
+
+TEST(engine, whose_loader_wrote_a_line_has_not_complained) {
+  EXPECT_FALSE(has_complained(failed_with("")));
+  EXPECT_FALSE(has_complained(
+      failed_with("ERROR: ld.so: object 'libfast.so' from /etc/ld.so.preload cannot be preloaded "
+                  "(cannot open shared object file): ignored.\n")));
 }
 
 TEST(engine, that_was_asked_to_end_was_interrupted) {

@@ -316,6 +316,19 @@ TEST_F(checkpoint, a_source_that_is_cut_off_is_not_made_twice) {
   EXPECT_THAT(result.errors[1], HasSubstr("ends after"));
 }
 
+TEST_F(checkpoint, a_source_that_has_gone_when_its_engine_fails_keeps_its_segments) {
+  interrupt_after(2, SIGKILL);
+  tool_run run("qxmi_vod_transcode", arguments());
+  const pid_t engine = caught_engine(run, "-f segment");
+  ASSERT_GT(engine, 0);
+  fs::rename(source, source + ".away");
+  std::ofstream(source + ".away") << "no film";
+  kill(engine, SIGCONT);
+  EXPECT_EQ(run.wait().status, 1);
+  EXPECT_THAT(run.errors(), HasSubstr("Invalid data"));
+  EXPECT_GE(finished(), 2U);
+}
+
 TEST_F(checkpoint, a_name_with_a_line_feed_stays_on_one_line) {
   const std::string named = settings.file("two\nlines.mkv");
   fs::rename(source, named);

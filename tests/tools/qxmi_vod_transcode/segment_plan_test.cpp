@@ -1,8 +1,17 @@
-// How a transcode is divided into segments.
+// How a transcode is divided into segments, and on what these depend.
+#include <cerrno>
+#include <fstream>
+
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/unique_fd.h"
+#include "tests/support/media/tool_run.h"
 #include "tools/qxmi_vod_transcode/segment_commands.h"
+#include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
 
 using testing::HasSubstr;
@@ -39,7 +48,7 @@ std::string text_of(const argument_list& arguments) {
 }
 
 std::string command(const source_media& media, const segment_run& run) {
-  const segment_plan plan = plan_segments(media, 20);
+  const segment_plan plan = plan_segments(media, 20, 606.0);
   return text_of(run_command(media, small_settings(), plan, run, "in", "out/"));
 }
 
@@ -53,22 +62,22 @@ segment_run from_second_segment() {
 }  // namespace
 
 TEST(segment_plan, segments_are_whole_groups_of_pictures) {
-  EXPECT_EQ(plan_segments(film({25, 1}), 20).frames, 500);
-  EXPECT_EQ(plan_segments(film({24000, 1001}), 20).frames, 480);
-  EXPECT_EQ(plan_segments(film({60000, 1001}), 20).frames, 1200);
-  EXPECT_EQ(plan_segments(film({25, 1}), 3).frames, 50);
+  EXPECT_EQ(plan_segments(film({25, 1}), 20, 606.0).frames, 500);
+  EXPECT_EQ(plan_segments(film({24000, 1001}), 20, 606.0).frames, 480);
+  EXPECT_EQ(plan_segments(film({60000, 1001}), 20, 606.0).frames, 1200);
+  EXPECT_EQ(plan_segments(film({25, 1}), 3, 606.0).frames, 50);
 }
 
 TEST(segment_plan, errors_of_rounded_times_do_not_add_up) {
-  const segment_plan plan = plan_segments(film({24000, 1001}), 20);
+  const segment_plan plan = plan_segments(film({24000, 1001}), 20, 606.0);
   EXPECT_EQ(plan.picture_time_us(1), 20020000);
-  const segment_plan odd = plan_segments(film({19001, 317}), 20);
+  const segment_plan odd = plan_segments(film({19001, 317}), 20, 606.0);
   EXPECT_EQ(odd.picture_time_us(1000), 20019998947);
 }
 
 TEST(segment_plan, sound_begins_at_whole_microseconds) {
   for (const int seconds : {2, 3, 20, 600}) {
-    const segment_plan plan = plan_segments(film({60000, 1001}), seconds);
+    const segment_plan plan = plan_segments(film({60000, 1001}), seconds, 606.0);
     for (const std::int64_t segment : {1, 2, 77}) {
       const std::int64_t packet = plan.first_packet(segment) - plan.lead_packets(segment);
       EXPECT_EQ(plan.sound_start_us(segment) * 48, packet * 1024 * 1000) << seconds;
@@ -77,7 +86,7 @@ TEST(segment_plan, sound_begins_at_whole_microseconds) {
 }
 
 TEST(segment_plan, the_first_sound_needs_no_lead) {
-  const segment_plan plan = plan_segments(film({25, 1}), 20);
+  const segment_plan plan = plan_segments(film({25, 1}), 20, 606.0);
   EXPECT_EQ(plan.lead_packets(0), 0);
   EXPECT_EQ(plan.lead_packets(1), 60);
   EXPECT_EQ(plan.sound_start_us(0), 0);
@@ -85,9 +94,14 @@ TEST(segment_plan, the_first_sound_needs_no_lead) {
 
 TEST(segment_plan, a_day_of_short_segments_fits_a_command_line) {
   const source_media media = film({60, 1}, 48 * 3600.0);
-  const segment_plan plan = plan_segments(media, 2);
+  const segment_plan plan = plan_segments(media, 2, 48 * 3600.0);
   EXPECT_LE(plan.most_segments(48 * 3600.0), 9000);
   EXPECT_EQ(plan.frames % 120, 0);
+}
+
+TEST(segment_plan, sound_that_goes_on_for_days_after_the_picture_fits_a_command_line) {
+  const double longest = 48 * 3600.0;
+  EXPECT_LE(plan_segments(film({60, 1}), 2, longest).most_segments(longest), 9000);
 }
 
 TEST(segment_plan, a_short_source_is_not_cut) {
@@ -187,7 +201,22 @@ TEST(segment_command, a_run_of_sound_alone_has_one_input) {
 }
 
 TEST(segment_command, the_list_for_joining_names_each_segment_with_its_length) {
-  EXPECT_EQ(join_list(plan_segments(film({24000, 1001}), 20), 2),
+  EXPECT_EQ(join_list(plan_segments(film({24000, 1001}), 20, 606.0), 2),
             "ffconcat version 1.0\nfile v000000.mp4\nduration 20.020000\n"
             "file v000001.mp4\nduration 20.020000\n");
+}
+
+TEST(segment_key, of_a_source_that_cannot_be_read_is_not_another_one) {
+  const qx_test::scratch_folder folder;
+  std::ofstream(folder.file("film.mkv")) << "a film";
+  const source_media media = film({25, 1});
+  const segment_plan plan = plan_segments(media, 20, 606.0);
+  source_file source;
+  std::string text;
+  ASSERT_TRUE(source.open(folder.file("film.mkv"), text)) << text;
+  EXPECT_TRUE(segment_key(source, media, small_settings(), plan, text));
+  const unique_fd unreadable(open(folder.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(dup2(unreadable.get(), source.fd()), source.fd());
+  EXPECT_FALSE(segment_key(source, media, small_settings(), plan, text));
+  EXPECT_EQ(errno, EISDIR);
 }

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 #include <vector>
 
@@ -87,8 +88,12 @@ public:
       return refuse(note_.source + ": " + error);
     }
     settings_ = settings_for_profile(media_, note_.profile, note_.threads);
-    plan_ = plan_segments(media_, note_.segment_seconds);
-    if (!has_key(segment_key(source_, media_, settings_, plan_))) {
+    plan_ = plan_segments(media_, note_.segment_seconds, settings_.time_limit);
+    std::string key;
+    if (!segment_key(source_, media_, settings_, plan_, key)) {
+      return complain(note_.source + ": " + std::strerror(errno));
+    }
+    if (!has_key(key)) {
       return refuse("the source, the transcoder or ffmpeg is another one there");
     }
     return make();
