@@ -48,6 +48,10 @@ int mkdir_p(const char* path, mode_t mode, int owner) {
   return 0;
 }
 
+bool sync_names(int fd) {
+  return fsync(fd) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+}
+
 void sync_directory(int directory) {
   const unique_fd fd(openat(directory, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (fd.valid()) { static_cast<void>(fsync(fd.get()) == 0); }

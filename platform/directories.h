@@ -15,6 +15,10 @@ bool is_directory(const std::string& path);
 // end, otherwise negative with errno set.
 int mkdir_p(const char* path, mode_t mode, int owner);
 
+// Waits until the names in the open directory `fd` are on the disk. Where the file system does not
+// support that, nothing better is possible, and that counts as done. False with errno on failure.
+bool sync_names(int fd);
+
 // Waits until the names in the directory open as `directory`, with O_PATH or not, are on the disk.
 // Where the file system does not support that, nothing better is possible.
 void sync_directory(int directory);

@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/directories.h"
 #include "platform/file_bytes.h"
 #include "platform/replacement_file.h"
 #include "platform/unique_dir.h"
@@ -79,9 +80,14 @@ bool list_names(int folder, segment_kind kind, std::vector<std::string>& names) 
   return errno == 0;
 }
 
-// Nobody else may change it from now on, not even the engine's account.
+// Nobody else may change it from now on, not even the engine's account. Where all files belong to
+// the same account, their owner cannot be set, not even to what it is.
 bool make_own(int file) {
-  return fchown(file, geteuid(), getegid()) == 0 && fchmod(file, S_IRUSR | S_IWUSR) == 0;
+  struct stat status = {};
+  if (fstat(file, &status) != 0) { return false; }
+  const bool is_own = status.st_uid == geteuid();
+  return (is_own || fchown(file, geteuid(), static_cast<gid_t>(-1)) == 0) &&
+         fchmod(file, S_IRUSR | S_IWUSR) == 0;
 }
 
 }  // namespace
@@ -157,7 +163,7 @@ bool move_segment(int run_folder, int folder, segment_kind kind, std::int64_t se
                      write_sealed_line(folder, record_name(name), record_text(name, kept),
                                        name + "." + kept.run + ".part") &&
                      renameat(run_folder, name.c_str(), folder, name.c_str()) == 0 &&
-                     fsync(folder) == 0;
+                     sync_names(folder);
   return moved || fail(failure);
 }
 

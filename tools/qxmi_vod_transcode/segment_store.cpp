@@ -8,6 +8,7 @@
 
 #include <unistd.h>
 
+#include "platform/directories.h"
 #include "tools/qxmi_vod_transcode/run_marks.h"
 
 namespace {
@@ -162,7 +163,7 @@ bool segment_store::keep(segment_kind kind, std::int64_t segment, int run_folder
 
 bool segment_store::complete(encode_failure& failure) {
   complete_ =
-      write_sealed_line(folder_, totals_name, totals(), "complete.part") && fsync(folder_) == 0;
+      write_sealed_line(folder_, totals_name, totals(), "complete.part") && sync_names(folder_);
   if (!complete_) { failure = system_failure(errno); }
   return complete_;
 }

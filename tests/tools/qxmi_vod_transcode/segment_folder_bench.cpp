@@ -22,6 +22,7 @@ segment_folder_bench* bench = nullptr;
 }  // namespace
 
 extern "C" {
+int __real_fchown(int fd, uid_t user, gid_t group);
 int __real_flock(int fd, int operation);
 int __real_mkdirat(int directory, const char* name, mode_t mode);
 int __real_openat(int directory, const char* name, int flags, mode_t mode);
@@ -58,13 +59,20 @@ struct call_hooks {
     bench->unlinked.emplace_back(name);
     if (bench->after_unlink) { bench->after_unlink(name); }
   }
-  static void note_sync(int fd) {
+  static bool sync_fails(int fd) {
     struct stat status = {};
-    if (bench && fstat(fd, &status) == 0) { bench->synced.insert(status.st_ino); }
+    if (!bench || fstat(fd, &status) != 0) { return false; }
+    bench->synced.insert(status.st_ino);
+    return S_ISDIR(status.st_mode) && bench->before_sync_of_folder &&
+           fails(bench->before_sync_of_folder());
   }
+  static bool chown_fails() { return bench && bench->before_chown && fails(bench->before_chown()); }
 };
 
 extern "C" {
+int __wrap_fchown(int fd, uid_t user, gid_t group) {
+  return call_hooks::chown_fails() ? -1 : __real_fchown(fd, user, group);
+}
 int __wrap_flock(int fd, int operation) {
   return call_hooks::lock_fails() ? -1 : __real_flock(fd, operation);
 }
@@ -81,8 +89,7 @@ int __wrap_unlinkat(int directory, const char* name, int flags) {
   return result;
 }
 int __wrap_fsync(int fd) {
-  call_hooks::note_sync(fd);
-  return __real_fsync(fd);
+  return call_hooks::sync_fails(fd) ? -1 : __real_fsync(fd);
 }
 }
 

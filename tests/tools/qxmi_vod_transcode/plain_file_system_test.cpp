@@ -1,0 +1,58 @@
+// Segments on file systems that lack what others have.
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <fcntl.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/tools/qxmi_vod_transcode/segment_folder_bench.h"
+#include "tools/qxmi_vod_transcode/segment_store.h"
+
+using namespace qx_test;
+
+namespace {
+
+class plain_file_system : public segment_folder_bench {
+protected:
+  plain_file_system() {
+    plan.packets = 1;
+    std::filesystem::create_directory(folder.file("run"));
+    run.reset(open(folder.file("run").c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  }
+
+  // A segment of sound as an engine leaves it.
+  bool keep() {
+    const std::string packet = std::string("\xff\xf1\x4c\x80\x01\x5f\xfc", 7) + "abc";
+    std::ofstream(folder.file("run/" + segment_name(segment_kind::sound, 0))) << packet;
+    return store.keep(segment_kind::sound, 0, run.get(), {{}, "one", "-", "-"}, failure);
+  }
+
+  segment_plan plan;
+  unique_fd run;
+  segment_store store{directory.get(), plan};
+  encode_failure failure;
+};
+
+}  // namespace
+
+TEST_F(plain_file_system, that_cannot_flush_folders_keeps_segments) {
+  for (const int error : {EINVAL, ENOTSUP, ENOSYS}) {
+    before_sync_of_folder = [error] { return error; };
+    EXPECT_TRUE(keep()) << failure.cause;
+    EXPECT_TRUE(store.complete(failure)) << failure.cause;
+  }
+}
+
+TEST_F(plain_file_system, that_fails_to_flush_folders_keeps_none) {
+  before_sync_of_folder = [] { return EIO; };
+  EXPECT_FALSE(keep());
+  EXPECT_FALSE(store.complete(failure));
+}
+
+TEST_F(plain_file_system, on_which_nothing_has_an_owner_of_its_own_keeps_segments) {
+  before_chown = [] { return EPERM; };
+  EXPECT_TRUE(keep()) << failure.cause;
+}
