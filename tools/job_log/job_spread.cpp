@@ -1,6 +1,8 @@
 #include "tools/job_log/job_spread.h"
 
+#include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <utility>
 
 #include "platform/text.h"
@@ -67,6 +69,12 @@ bool is_fresh(std::string_view line, std::time_t now) {
 }
 
 }  // namespace
+
+void set_nodes(job_spread& spread, const std::set<std::string>& nodes) {
+  const std::size_t named = std::min(nodes.size(), most_nodes_named);
+  spread.nodes.assign(nodes.begin(), std::next(nodes.begin(), static_cast<std::ptrdiff_t>(named)));
+  spread.more_nodes = static_cast<std::int64_t>(nodes.size() - named);
+}
 
 std::optional<job_spread> spread_in(std::string_view log, std::time_t now) {
   std::optional<job_spread> found;

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <ctime>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,6 +26,9 @@ struct job_spread {
   std::vector<std::string> nodes;  // that work on them: the first most_nodes_named of them
   std::int64_t more_nodes = 0;     // that are not named
 };
+
+// Names the first of `nodes` in `spread`, and counts the others.
+void set_nodes(job_spread& spread, const std::set<std::string>& nodes);
 
 // Where the transcoder's run with which `log` ends has its segments made. Nothing if it makes them
 // itself, has ended, or has not written about it for so long before `now`, in seconds since 1970,

@@ -2,6 +2,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -59,6 +60,18 @@ TEST(job_spread, reads_what_the_tool_writes) {
     ASSERT_TRUE(found) << text;
     EXPECT_EQ(spread_text(*found), text);
   }
+}
+
+TEST(job_spread, names_eight_nodes_and_counts_the_others) {
+  std::set<std::string> nodes = {"n1", "n2", "n3", "n4", "n5", "n6", "n7", "n8"};
+  job_spread spread = {41, 96, 9, {"n0"}, 7};
+  set_nodes(spread, nodes);
+  EXPECT_EQ(spread_text(spread),
+            "41 of 96 segments, 9 under way on n1, n2, n3, n4, n5, n6, n7, n8");
+  nodes.insert("n9");
+  set_nodes(spread, nodes);
+  EXPECT_EQ(spread_text(spread),
+            "41 of 96 segments, 9 under way on n1, n2, n3, n4, n5, n6, n7, n8 and 1 more");
 }
 
 TEST(job_spread, is_forgotten_when_the_job_goes_on_here) {

@@ -1,11 +1,14 @@
 // How watch reacts to keys, and to a changing queue.
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 
 #include <gmock/gmock.h>
 
+#include "tests/platform/test_folder.h"
 #include "tests/tools/client/scripted_service.h"
+#include "tools/job_log/log_time.h"
 #include "tools/qx_vod_ctl/watch/watcher.h"
 
 using ::testing::Contains;
@@ -155,4 +158,28 @@ TEST(watching_a_failed_job, shows_the_reason_from_its_log) {
   tool.refresh(screen, 500'000, 1700000000);
   EXPECT_EQ(tool.view().rows[0].listed.item.whole_text(), "Transcoding failed: disk-full: no room");
   std::filesystem::remove_all(folder);
+}
+
+TEST(watching_a_job_in_a_cluster, shows_where_it_runs) {
+  const qx_test::test_folder folder;
+  std::filesystem::create_directory(folder.file(".out.mp4.metadata"));
+  timespec now = {};
+  clock_gettime(CLOCK_REALTIME, &now);
+  std::ofstream(folder.file(".out.mp4.metadata/vod.log"))
+      << "=== " << log_time(now) << " qxmi_vod_transcode 0.1.0\n"
+      << log_time(now) << " cluster: 41 of 96 segments, 9 under way on n1\n";
+  const json11::Json item = json11::Json::object{{"entry id", "a"},
+                                                 {"transcode state", "transcoding"},
+                                                 {"state", "Transcoding file..."},
+                                                 {"output file", folder.file("out.mp4")}};
+  scripted_service service([&](const std::string&, const name_values&) {
+    return accepted(json11::Json(json11::Json::object{{"list", json11::Json::array{item}},
+                                                      {"total", 1},
+                                                      {"modify counter", 1}})
+                        .dump());
+  });
+  watcher tool(service);
+  tool.refresh(screen, 500'000, 1700000000);
+  EXPECT_EQ(tool.view().rows[0].listed.item.whole_text(),
+            "Transcoding file... (41 of 96 segments, 9 under way on n1)");
 }

@@ -183,10 +183,7 @@ job_spread spread_job::seen() const {
   for (const slurm_task& task : listed_) {
     if (task.runs()) { nodes.insert(on_one_line(task.node)); }
   }
-  for (const std::string& node : nodes) {
-    if (seen.nodes.size() < most_nodes_named) { seen.nodes.push_back(node); }
-  }
-  seen.more_nodes = static_cast<std::int64_t>(nodes.size() - seen.nodes.size());
+  set_nodes(seen, nodes);
   return seen;
 }
 
