@@ -22,10 +22,11 @@ bool is_same_file(const struct stat& a, const struct stat& b) {
 }
 
 // The lock shows that nobody writes it; the second check, that the name still belongs to this file.
-// The directory may be open to all: only regular files are opened, and nothing may block.
+// The directory may be open to all: only regular files are looked at, and nothing may block. NFS
+// locks only files that are open for writing.
 bool is_left_over(int directory, const char* name, unique_fd& file, struct stat& status) {
   struct stat named = {};
-  file.reset(openat(directory, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  file.reset(openat(directory, name, O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   return file.valid() && fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode) &&
          flock(file.get(), LOCK_EX | LOCK_NB) == 0 &&
          fstatat(directory, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && is_same_file(named, status);

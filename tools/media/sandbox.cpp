@@ -199,9 +199,22 @@ const passwd* account_to_take() {
   return account != nullptr && is_mapped(account->pw_uid) ? account : nullptr;
 }
 
-// The file's owner is not changed: it distinguishes the file from those of strangers.
+// The file's owner is not changed: it distinguishes the file from those of strangers. Some file
+// systems ignore what they cannot do.
 bool lend(int file, gid_t group, mode_t mode) {
-  return file < 0 || (fchown(file, static_cast<uid_t>(-1), group) == 0 && fchmod(file, mode) == 0);
+  if (file < 0) { return true; }
+  struct stat status = {};
+  return fchown(file, static_cast<uid_t>(-1), group) == 0 && fchmod(file, mode) == 0 &&
+         fstat(file, &status) == 0 && status.st_gid == group && (status.st_mode & mode) == mode;
+}
+
+// What cannot be lent is only for this account, of whose rights those to files remain: the file
+// rules restrict them.
+bool keep_account() {
+  constexpr std::uint32_t of_files = 1U << CAP_DAC_OVERRIDE | 1U << CAP_DAC_READ_SEARCH;
+  __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct data[_LINUX_CAPABILITY_U32S_3] = {};
+  return syscall(SYS_capget, &header, data) == 0 && set_capabilities(data[0].permitted & of_files);
 }
 
 bool take_account(const sandbox& limits) {
@@ -209,8 +222,10 @@ bool take_account(const sandbox& limits) {
   if (account == nullptr) { return true; }
   const uid_t user = account->pw_uid;
   const gid_t group = account->pw_gid;
-  return lend(limits.writable, group, 0660) && lend(limits.work_folder, group, 0770) &&
-         setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
+  if (!lend(limits.writable, group, 0660) || !lend(limits.work_folder, group, 0770)) {
+    return keep_account();
+  }
+  return setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
          prctl(PR_SET_KEEPCAPS, 1, 0, 0, 0) == 0 && setresuid(user, user, user) == 0 &&
          limit(RLIMIT_NPROC, most_threads) && keep_reading(limits);
 }

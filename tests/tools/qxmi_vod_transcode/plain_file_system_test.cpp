@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/tools/qxmi_vod_transcode/segment_folder_bench.h"
+#include "tools/media/left_parts.h"
 #include "tools/qxmi_vod_transcode/segment_store.h"
 
 using namespace qx_test;
@@ -55,4 +56,10 @@ TEST_F(plain_file_system, that_fails_to_flush_folders_keeps_none) {
 TEST_F(plain_file_system, on_which_nothing_has_an_owner_of_its_own_keeps_segments) {
   before_chown = [] { return EPERM; };
   EXPECT_TRUE(keep()) << failure.cause;
+}
+
+TEST_F(plain_file_system, that_locks_only_what_can_be_written_is_swept_of_left_results) {
+  locks_only_to_write = true;
+  std::ofstream(folder.file(std::string(left_part_prefix) + "1")) << "half a result";
+  EXPECT_EQ(remove_left_parts(directory.get()).count, 1U);
 }

@@ -36,7 +36,12 @@ struct call_hooks {
     if (error != 0) { errno = error; }
     return error != 0;
   }
-  static bool lock_fails() { return bench && bench->before_lock && fails(bench->before_lock()); }
+  static bool lock_fails(int fd) {
+    if (!bench) { return false; }
+    const bool only_reads = (fcntl(fd, F_GETFL) & O_ACCMODE) == O_RDONLY;
+    if (bench->locks_only_to_write && only_reads) { return fails(EBADF); }
+    return bench->before_lock && fails(bench->before_lock());
+  }
   static bool mkdir_fails(const char* name) {
     return bench && bench->before_mkdir && fails(bench->before_mkdir(name));
   }
@@ -74,7 +79,7 @@ int __wrap_fchown(int fd, uid_t user, gid_t group) {
   return call_hooks::chown_fails() ? -1 : __real_fchown(fd, user, group);
 }
 int __wrap_flock(int fd, int operation) {
-  return call_hooks::lock_fails() ? -1 : __real_flock(fd, operation);
+  return call_hooks::lock_fails(fd) ? -1 : __real_flock(fd, operation);
 }
 int __wrap_mkdirat(int directory, const char* name, mode_t mode) {
   if (call_hooks::mkdir_fails(name) || __real_mkdirat(directory, name, mode) != 0) { return -1; }

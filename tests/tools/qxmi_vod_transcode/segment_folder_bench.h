@@ -39,8 +39,9 @@ protected:
   std::function<int(const std::string& name)> before_open;
   std::function<int()> before_sync_of_folder;
   std::function<int()> before_chown;
-  bool keeps_open_files = false;  // under another name, until they are closed, as NFS does
-  mode_t added_mode = 0;          // that new folders get whatever was asked for
+  bool locks_only_to_write = false;  // files that are open for writing, as NFS does
+  bool keeps_open_files = false;     // under another name, until they are closed, as NFS does
+  mode_t added_mode = 0;             // that new folders get whatever was asked for
   std::function<void(const std::string& name)> after_unlink;
   std::vector<std::string> unlinked;
   std::set<ino_t> synced;
