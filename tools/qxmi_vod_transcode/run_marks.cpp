@@ -40,7 +40,10 @@ void run_marks_reader::take_line(std::string_view line) {
       !read_number(all[shown_field], shown) || shown < 0) {
     return;
   }
+  // The engine is not trusted: it could name any number of pictures.
+  if (shown > most_segments_named * frames_) { return; }
   const std::int64_t frame = first_frame_ + shown;
+  if (frame % frames_ >= marked_frames) { return; }
   sums_[frame / frames_][frame % frames_] = std::string(all.back().substr(0, digits_kept));
 }
 

@@ -49,7 +49,8 @@ public:
         error_(folder_.valid() ? 0 : errno),
         url_("file:/proc/self/fd/" + std::to_string(folder_.fd()) + "/"),
         encoder_(maker.task_.line, maker.task_.progress, maker.task_.cap, part),
-        watch_(encoder_, maker.store_, maker.plan_, run_, folder_.fd()) {
+        watch_(encoder_, maker.store_, maker.plan_, run_, folder_.fd(),
+               largest_output(maker.task_.media, maker.task_.settings)) {
     if (maker.guard_ != nullptr) { guarded_.emplace(watch_, *maker.guard_); }
     maker.task_.line.begin_part(
         part, run.has_pictures() ? maker.plan_.lead_frames(run.pictures.first) : 0);

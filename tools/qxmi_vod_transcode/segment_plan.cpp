@@ -12,9 +12,6 @@ constexpr std::int64_t microseconds = 1000000;
 // microseconds, which the engine's options can express.
 constexpr std::int64_t packets_together = 3;
 
-// The beginnings of all segments are in one argument of the engine, which the kernel limits.
-constexpr std::int64_t most_segments_named = 9000;
-
 constexpr std::string_view cut_containers[] = {"mov,mp4,m4a,3gp,3g2,mj2", "mpegts", "matroska,webm",
                                                "mxf"};
 

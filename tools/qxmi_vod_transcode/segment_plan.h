@@ -14,6 +14,9 @@ constexpr int sound_output_rate = 48000;
 // then it sounds like one that has worked from the beginning.
 constexpr std::int64_t sound_lead_packets = 60;
 
+// The beginnings of all segments are in one argument of the engine, which the kernel limits.
+constexpr std::int64_t most_segments_named = 9000;
+
 // How many groups of pictures an encoder that starts in the middle makes first, to be thrown away,
 // so that its buffer and its choice of frame types are those of one that has worked from the
 // beginning.

@@ -1,5 +1,8 @@
 #include "tools/qxmi_vod_transcode/segment_watch.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <random>
 
 #include <fcntl.h>
@@ -7,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/file_bytes.h"
+#include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 
@@ -17,6 +21,11 @@ using clock_type = std::chrono::steady_clock;
 // How long the kernel may write a segment to the disk by itself before the tool waits for it: a
 // tool that waits obeys no signals.
 constexpr std::chrono::milliseconds write_back_time{200};
+
+// The limit on the size of a file does not keep an engine from making many.
+constexpr std::chrono::seconds size_check_interval{2};
+constexpr std::uint64_t least_file = 4096;  // what even an empty file counts
+constexpr std::uint64_t block = 512;
 
 constexpr std::size_t longest_landing = 65536;
 constexpr std::size_t read_size = 65536;
@@ -30,6 +39,22 @@ unique_fd open_in(int folder, const std::string& name) {
   return unique_fd(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 }
 
+// What the files in `folder` occupy; no longer counted once it is more than `largest`.
+std::uint64_t occupied(int folder, std::uint64_t largest) {
+  unique_fd fd(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const unique_dir entries(fd.valid() ? fdopendir(fd.get()) : nullptr);
+  if (!entries) { return 0; }
+  static_cast<void>(fd.release());
+  std::uint64_t bytes = 0;
+  const dirent* entry = nullptr;
+  while (bytes <= largest && (entry = readdir(entries.get())) != nullptr) {
+    struct stat status = {};
+    if (fstatat(folder, entry->d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) { continue; }
+    bytes += std::max(least_file, static_cast<std::uint64_t>(status.st_blocks) * block);
+  }
+  return bytes;
+}
+
 std::string or_none(const std::string& mark) {
   return mark.empty() ? "-" : mark;
 }
@@ -37,8 +62,8 @@ std::string or_none(const std::string& mark) {
 }  // namespace
 
 segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
-                             const segment_run& run, int folder)
-    : encoder_(encoder), store_(store), plan_(plan), run_(run), folder_(folder),
+                             const segment_run& run, int folder, std::uint64_t largest)
+    : encoder_(encoder), store_(store), plan_(plan), run_(run), folder_(folder), largest_(largest),
       name_(new_run_name()), marks_(run.first_frame(plan), plan.frames),
       picture_in_place_(run.pictures.first == 0 || !run.has_pictures()),
       sound_in_place_(!run.seeks_sound(plan)),
@@ -53,6 +78,7 @@ bool segment_watch::on_tick(const child_process& child, bool suspended) {
   processor_seconds_ = std::chrono::duration_cast<std::chrono::seconds>(child.cpu_time()).count();
   read_marks();
   check_place();
+  if (clock_type::now() >= next_size_check_) { check_size(); }
   if (!gives_up() && knows_its_place()) {
     take_finished(picture_);
     take_finished(sound_);
@@ -77,6 +103,11 @@ void segment_watch::read_marks() {
     rest.remove_prefix(end + 1);
     marks_read_ += static_cast<off_t>(end + 1);
   }
+}
+
+void segment_watch::check_size() {
+  next_size_check_ = clock_type::now() + size_check_interval;
+  if (occupied(folder_, largest_) > largest_) { failure_ = {true, std::strerror(EFBIG)}; }
 }
 
 void segment_watch::check_place() {
@@ -114,6 +145,13 @@ bool segment_watch::exists(const stream_state& stream, std::int64_t segment) con
   return fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+// Without a packet of a stream the engine makes an empty file.
+bool segment_watch::has_content(const stream_state& stream, std::int64_t segment) const {
+  struct stat status = {};
+  const std::string name = segment_name(stream.kind, segment);
+  return fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_size > 0;
+}
+
 // A segment is finished when the engine has begun the next one.
 void segment_watch::take_finished(stream_state& stream) {
   if (stream.next == stream.range.end || !exists(stream, stream.next + 1)) { return; }
@@ -149,7 +187,7 @@ bool segment_watch::lacks_end(const stream_state& stream) const {
   const bool is_open = stream.range.is_open();
   const bool lacks_mark =
       stream.kind == segment_kind::picture && !is_open && marks_.mark(stream.range.end).empty();
-  return !exists(stream, is_open ? stream.next : stream.range.end - 1) || lacks_mark;
+  return !has_content(stream, is_open ? stream.next : stream.range.end - 1) || lacks_mark;
 }
 
 // A run to the end of the output finds out which segment is the last one. The engine takes a source
@@ -179,6 +217,7 @@ bool segment_watch::finish(bool read_badly) {
     read_marks();
   } while (marks_read_ != before);
   check_place();
+  check_size();
   if (!read_badly) { look_for_lacks(); }
   return !gives_up() && knows_its_place() && keep_rest(picture_, read_badly) &&
          keep_rest(sound_, read_badly);

@@ -15,9 +15,9 @@
 
 class segment_watch : public run_observer {
 public:
-  // `folder` is the run's own. All must outlive this object.
+  // `folder` is the run's own, in which there may be `largest` bytes. All must outlive this object.
   segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
-                const segment_run& run, int folder);
+                const segment_run& run, int folder, std::uint64_t largest);
 
   void on_line(std::string_view text) override { encoder_.on_line(text); }
   bool on_tick(const child_process& child, bool suspended) override;
@@ -49,10 +49,12 @@ private:
   };
 
   void read_marks();
+  void check_size();
   void check_place();
   void check_picture();
   void check_sound();
   bool exists(const stream_state& stream, std::int64_t segment) const;
+  bool has_content(const stream_state& stream, std::int64_t segment) const;
   void take_finished(stream_state& stream);
   bool keep(stream_state& stream, bool is_last);
   bool keep_rest(stream_state& stream, bool read_badly);
@@ -65,6 +67,8 @@ private:
   const segment_plan& plan_;
   const segment_run& run_;
   int folder_;
+  std::uint64_t largest_;
+  std::chrono::steady_clock::time_point next_size_check_;
   std::string name_;  // of this run in the records
   run_marks_reader marks_;
   off_t marks_read_ = 0;

@@ -366,6 +366,18 @@ TEST(marks, are_complete_with_three_pictures) {
   EXPECT_EQ(marks.mark(0), "");
 }
 
+TEST(marks, ignore_pictures_that_no_output_has_or_that_have_no_mark) {
+  run_marks_reader marks(500, 500);
+  const std::string rest = ",  1, 86400, " + std::string(32, 'a');
+  for (const std::int64_t frame :
+       {std::int64_t{4500500}, std::int64_t{4500501}, std::int64_t{4500502}, INT64_MAX,
+        std::int64_t{0}, std::int64_t{1}, std::int64_t{2}, std::int64_t{3}}) {
+    marks.take_line("0,  0,  " + std::to_string(frame) + rest);
+  }
+  EXPECT_EQ(marks.mark(9002), "");
+  EXPECT_EQ(marks.mark(1), std::string(24, 'a'));
+}
+
 TEST(marks, tell_where_the_sound_was_found) {
   std::int64_t time = 0;
   EXPECT_FALSE(read_landing("#tb 0: 1/90000\n0, -283142, -283142,", time));

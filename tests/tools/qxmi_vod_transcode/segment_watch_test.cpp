@@ -1,4 +1,5 @@
 // Which segments are taken of an engine that has ended.
+#include <cstdio>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -46,7 +47,7 @@ struct ended_run : testing::Test {
     write(run_marks, lines);
   }
   bool finish(bool read_badly) {
-    watch.emplace(encoder, *store, plan, run, made_fd.get());
+    watch.emplace(encoder, *store, plan, run, made_fd.get(), largest);
     return watch->finish(read_badly);
   }
 
@@ -56,6 +57,7 @@ struct ended_run : testing::Test {
   unique_fd made_fd;
   segment_plan plan;
   segment_run run;
+  std::uint64_t largest = 100000;
   std::optional<segment_store> store;
   progress_line line{300, true};
   progress_output output;
@@ -98,4 +100,33 @@ TEST_F(ended_run, that_read_badly_but_made_all_of_its_segments_is_good) {
   write_marks_of(2);
   EXPECT_TRUE(finish(true)) << watch->failure().cause;
   EXPECT_EQ(store->frames(), 100);
+}
+
+TEST_F(ended_run, without_a_packet_of_sound_lacks_audio) {
+  write_segments();
+  write("s000000.adts", "");
+  std::remove(made.file("s000001.adts").c_str());
+  EXPECT_FALSE(finish(false));
+  EXPECT_EQ(watch->failure().cause, "cannot be transcoded: the result lacks video or audio");
+  EXPECT_FALSE(watch->failure().of_output);
+}
+
+TEST_F(ended_run, with_more_files_than_its_output_can_be_large_is_given_up) {
+  write_segments();
+  for (int file = 0; file < 30; ++file) {
+    write("more" + std::to_string(file), "");
+  }
+  EXPECT_FALSE(finish(false));
+  EXPECT_EQ(watch->failure().cause, "File too large");
+  EXPECT_TRUE(store->pictures().empty());
+}
+
+TEST_F(ended_run, with_too_many_files_is_given_up_while_its_engine_works) {
+  for (int file = 0; file < 30; ++file) {
+    write("more" + std::to_string(file), "");
+  }
+  watch.emplace(encoder, *store, plan, run, made_fd.get(), largest);
+  const child_process none;
+  watch->on_tick(none, false);
+  EXPECT_TRUE(watch->gives_up());
 }
