@@ -299,7 +299,7 @@ program_result program_group::wait_for_one(run_observer*& of) {
     const auto ended = std::find_if(running_.begin(), running_.end(),
                                     [](const auto& program) { return program->has_ended(); });
     if (ended != running_.end()) {
-      const program_result result = (*ended)->result();
+      program_result result = (*ended)->result();
       of = (*ended)->observer();
       running_.erase(ended);
       return result;
