@@ -27,7 +27,7 @@ std::optional<job_resumption> resumption_in(std::string_view log) {
   std::optional<job_resumption> found;
   for_each_line(log, [&](std::string_view line) {
     const bool ends =
-        bounds_run(line) || begins_with(note_text(line, checkpoint_note), begun_anew_words);
+        bounds_run(line) || begins_with(note_text(line, checkpoint_note), started_over_words);
     if (ends) { found.reset(); }
     if (const auto resumed = read_resumption(line)) { found = resumed; }
   });

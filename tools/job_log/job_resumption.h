@@ -6,11 +6,11 @@
 #include <string>
 #include <string_view>
 
-// The tool's notes: "checkpoint: resumed at 63 %, ...", and "checkpoint: begins anew: ..." if it
+// The tool's notes: "checkpoint: resumed at 63 %, ...", and "checkpoint: starts over: ..." if it
 // cannot use what it has resumed.
 constexpr const char* checkpoint_note = "checkpoint";
 constexpr const char* resumed_words = "resumed at ";
-constexpr const char* begun_anew_words = "begins anew";
+constexpr const char* started_over_words = "starts over";
 
 struct job_resumption {
   int percent = 0;        // how much of the whole was there already
@@ -18,7 +18,7 @@ struct job_resumption {
 };
 
 // What the transcoder's run with which `log` ends has resumed. Nothing if it has resumed nothing,
-// has begun anew since, or has ended.
+// has started over since, or has ended.
 std::optional<job_resumption> resumption_in(std::string_view log);
 
 // The same of the transcode that makes `output_file`.

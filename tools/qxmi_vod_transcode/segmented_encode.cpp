@@ -108,18 +108,18 @@ bool segmented_encode::scan(encode_failure& failure) {
   return scanned_;
 }
 
-void segmented_encode::begin_anew(const std::string& why) {
+void segmented_encode::start_over(const std::string& why) {
   if (!store_->pictures().empty()) {
-    announce(begun_anew_words + (": " + why));
-    begun_anew_ = true;
+    announce(started_over_words + (": " + why));
+    started_over_ = true;
     may_divide_ = false;
   }
   store_->clear();
 }
 
 // Once must be enough: whatever is wrong then is not the fault of several runs.
-bool segmented_encode::may_begin_anew(const encode_failure& failure) const {
-  return stop_signal() == 0 && !begun_anew_ && !failure.interrupted && !failure.same_again &&
+bool segmented_encode::may_start_over(const encode_failure& failure) const {
+  return stop_signal() == 0 && !started_over_ && !failure.interrupted && !failure.same_again &&
          !lacks_room(failure.cause) && task_.source.unchanged();
 }
 
@@ -145,11 +145,11 @@ bool segmented_encode::choose_beginning(encode_failure& failure) {
   if (store_->pictures().empty()) {
     store_->clear();
   } else if (store_->reach() >= no_warm_up_helps) {
-    begin_anew("its parts do not fit together");
+    start_over("its parts do not fit together");
   } else {
     const clock_kind clock = find_clock(failure);
     if (clock == clock_kind::unknown) { return false; }
-    if (clock == clock_kind::jumping) { begin_anew("its clock jumps"); }
+    if (clock == clock_kind::jumping) { start_over("its clock jumps"); }
     store_->remove_bad_ends();
   }
   return true;
@@ -234,12 +234,12 @@ bool segmented_encode::make_missing(encode_failure& failure) {
     const bool divides = at_once > 1 && find_clock(failure) == clock_kind::even;
     bool was_whole = false;
     const run_end end = divides ? make_several(at_once, failure) : make_next(failure, was_whole);
-    const bool may_differ = end == run_end::missed ? !was_whole : may_begin_anew(failure);
+    const bool may_differ = end == run_end::missed ? !was_whole : may_start_over(failure);
     if (end == run_end::made || (may_differ && (divides || end == run_end::missed))) { continue; }
     if (was_whole || !may_differ) { return false; }
     // What stops a run in the middle need not stop one of the whole.
     store_->set_reach(no_warm_up_helps);
-    begin_anew(failure.cause);
+    start_over(failure.cause);
   }
   return store_->complete(failure);
 }
@@ -278,9 +278,9 @@ bool segmented_encode::join_and_judge(const judgement& judge, encode_failure& fa
 bool segmented_encode::try_make(const judgement& judge, encode_failure& failure) {
   if (!make_segments(failure)) { return false; }
   if (join_and_judge(judge, failure)) { return true; }
-  if (store_->seams().empty() || !may_begin_anew(failure)) { return false; }
+  if (store_->seams().empty() || !may_start_over(failure)) { return false; }
   store_->set_reach(no_warm_up_helps);
-  begin_anew(failure.cause);
+  start_over(failure.cause);
   return make_segments(failure) && join_and_judge(judge, failure);
 }
 

@@ -57,8 +57,8 @@ private:
   enum class clock_kind { even, jumping, unknown };
 
   void announce(const std::string& text) const;
-  void begin_anew(const std::string& why);
-  bool may_begin_anew(const encode_failure& failure) const;
+  void start_over(const std::string& why);
+  bool may_start_over(const encode_failure& failure) const;
   bool scan(encode_failure& failure);
   bool take_over(encode_failure& failure);
   clock_kind find_clock(encode_failure& failure) const;
@@ -84,7 +84,7 @@ private:
   work_folder folder_;
   std::optional<segment_store> store_;
   bool keeps_ = false;
-  bool may_divide_ = true;   // among several engines at once
-  bool scanned_ = false;     // and not changed since
-  bool begun_anew_ = false;  // segments were thrown away by this run of the tool
+  bool may_divide_ = true;     // among several engines at once
+  bool scanned_ = false;       // and not changed since
+  bool started_over_ = false;  // segments were thrown away by this run of the tool
 };

@@ -19,8 +19,8 @@ const std::string opening = "=== 2026-11-22T10:00:00.000Z qxmi_vod_transcode 0.1
 const std::string closing = "--- 2026-11-22T10:20:00.000Z qxmi_vod_transcode done\n";
 const std::string resumed =
     "2026-11-22T10:00:01.500Z checkpoint: resumed at 63 %, after 226 finished segments\n";
-const std::string begun_anew =
-    "2026-11-22T10:00:02.000Z checkpoint: begins anew: its clock jumps\n";
+const std::string started_over =
+    "2026-11-22T10:00:02.000Z checkpoint: starts over: its clock jumps\n";
 
 std::optional<int> percent_in(const std::string& log) {
   const auto found = resumption_in(log);
@@ -42,8 +42,8 @@ TEST(job_resumption, of_an_earlier_run_does_not_count) {
   EXPECT_EQ(percent_in(opening + resumed + opening), std::nullopt) << "the first one was killed";
 }
 
-TEST(job_resumption, is_void_if_the_run_begins_anew) {
-  EXPECT_EQ(percent_in(opening + resumed + begun_anew), std::nullopt);
+TEST(job_resumption, is_void_if_the_run_starts_over) {
+  EXPECT_EQ(percent_in(opening + resumed + started_over), std::nullopt);
 }
 
 TEST(job_resumption, needs_the_note_of_the_tool_itself) {

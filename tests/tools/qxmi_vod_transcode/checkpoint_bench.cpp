@@ -169,7 +169,7 @@ long checkpoint_bench::first_frame(const tool_result& result) {
 
 void checkpoint_bench::expect_resumed(const tool_result& result, long segments) {
   EXPECT_GE(first_frame(result), segments * segment_frames);
-  ASSERT_EQ(result.errors.size(), 1U) << "begun anew";
+  ASSERT_EQ(result.errors.size(), 1U) << "started over";
   EXPECT_NE(result.errors[0].find(": resumed at "), std::string::npos) << result.errors[0];
 }
 

@@ -222,7 +222,7 @@ TEST_F(checkpoint, segments_that_no_run_continues_are_made_again) {
   }
   const tool_result result = resume();
   ASSERT_EQ(result.errors.size(), 2U);
-  EXPECT_THAT(result.errors[1], HasSubstr("begins anew: its parts do not fit together"));
+  EXPECT_THAT(result.errors[1], HasSubstr("starts over: its parts do not fit together"));
   expect_whole(result);
 }
 
@@ -263,7 +263,7 @@ TEST_F(checkpoint, the_clock_is_looked_at_once) {
   std::getline(std::ifstream(in_folder("clock")), verdict);
   EXPECT_EQ(unsealed(verdict + "\n"), "even");
   std::ofstream(in_folder("clock")) << sealed("jumps");
-  EXPECT_THAT(resume().errors, Contains(HasSubstr("begins anew: its clock jumps")));
+  EXPECT_THAT(resume().errors, Contains(HasSubstr("starts over: its clock jumps")));
 }
 
 TEST_F(checkpoint, an_engine_killed_in_the_join_loses_nothing) {
@@ -300,7 +300,7 @@ TEST_F(checkpoint, a_crashed_engine_of_a_resumed_transcode_loses_nothing) {
     tool_run run("qxmi_vod_transcode", slowly());
     ASSERT_EQ(kill(run.engine(), signal), 0);
     EXPECT_EQ(run.wait().status, 1);
-    EXPECT_THAT(run.errors(), Not(HasSubstr("begins anew")));
+    EXPECT_THAT(run.errors(), Not(HasSubstr("starts over")));
     EXPECT_GE(finished(), 2U);
   }
   expect_resumed(resume(), 2);

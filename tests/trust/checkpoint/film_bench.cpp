@@ -149,8 +149,8 @@ tool_result film_bench::finish(const std::string& when, long finished) {
   const tool_result result = {run.wait(), run.output_lines(), run.error_lines()};
   const std::string errors = run.errors();
   found_.expect(result.end.status == 0, about("failed " + when + ": " + errors));
-  found_.expect(errors.find("begins anew") == std::string::npos,
-                about("began anew " + when + ": " + errors));
+  found_.expect(errors.find("starts over") == std::string::npos,
+                about("started over " + when + ": " + errors));
   const long taken_over = first_frame(run.output());
   found_.expect(finished == 0 || taken_over >= (finished - 1) * segment_frames,
                 about("took over " + std::to_string(taken_over) + " frames of " +
