@@ -4,9 +4,11 @@
 // The first argument is the number of interruptions, and of damages; the parts "interruptions",
 // "damages", "disks" and "seams" may follow.
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <deque>
 #include <functional>
+#include <iterator>
 
 #include "tests/trust/checkpoint/damages.h"
 #include "tests/trust/checkpoint/film_bench.h"
@@ -79,6 +81,15 @@ void print(const interruption_figures& sums) {
               percentile(sums.terminations, 0.5), percentile(sums.terminations, 1.0));
 }
 
+constexpr const char* parts[] = {"interruptions", "damages", "disks", "seams"};
+
+bool knows_parts(int argc, char** argv) {
+  return std::all_of(argv + std::min(argc, 2), argv + argc, [](const char* word) {
+    return std::any_of(std::begin(parts), std::end(parts),
+                       [word](const char* part) { return std::strcmp(word, part) == 0; });
+  });
+}
+
 bool is_wanted(const char* part, int argc, char** argv) {
   return argc < 3 || std::any_of(argv + 2, argv + argc,
                                  [part](const char* word) { return std::strcmp(word, part) == 0; });
@@ -87,6 +98,10 @@ bool is_wanted(const char* part, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (!knows_parts(argc, argv)) {
+    std::fprintf(stderr, "checkpoints: the parts are interruptions, damages, disks and seams\n");
+    return 2;
+  }
   const long count = count_argument(std::min(argc, 2), argv, usual_count);
   findings found("checkpoints");
   film_set films(found);

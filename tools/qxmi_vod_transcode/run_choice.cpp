@@ -102,7 +102,8 @@ std::deque<segment_run> divided(const std::vector<segment_range>& pictures,
     run.warm_up = warm_up;
     runs.push_back(run);
   }
-  const std::int64_t length = std::clamp(likely / (3 * at_once), shortest, longest_run);
+  const std::int64_t length =
+      std::clamp(likely / (std::int64_t{3} * at_once), shortest, longest_run);
   for (const segment_range& range : pictures) {
     const std::int64_t end = range.is_open() ? std::max(likely, range.first + 1) : range.end;
     std::int64_t first = range.first;

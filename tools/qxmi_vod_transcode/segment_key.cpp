@@ -19,6 +19,10 @@ constexpr const char* engine_files[] = {ffmpeg_path,
                                         "/usr/lib/*/libavcodec.so.*",
                                         "/usr/lib/*/libavfilter.so.*",
                                         "/usr/lib/*/libavformat.so.*",
+                                        "/usr/lib/*/libavutil.so.*",
+                                        "/usr/lib/*/libswresample.so.*",
+                                        "/usr/lib/*/libswscale.so.*",
+                                        "/usr/lib/*/libzimg.so.*",
                                         "/usr/local/lib/libx264.so.*",
                                         "/usr/local/lib/libavcodec.so.*"};
 

@@ -32,7 +32,10 @@ bool read_id(std::string_view text, slurm_task& read) {
 bool read_task(const std::string& line, slurm_task& read) {
   std::istringstream words(line);
   std::string id;
-  return words >> id >> read.state && read_id(id, read) && (words >> read.node || true);
+  if (!(words >> id >> read.state) || !read_id(id, read)) { return false; }
+  // A task that has not begun has no node.
+  words >> read.node;
+  return true;
 }
 
 std::string script_of(const slurm_array& array) {
@@ -145,6 +148,7 @@ std::vector<std::string> start_now_command(const slurm_task& task) {
 
 std::vector<std::string> cancel_command(const std::vector<std::int64_t>& jobs) {
   std::vector<std::string> arguments;
+  arguments.reserve(jobs.size());
   for (const std::int64_t job : jobs) {
     arguments.push_back(std::to_string(job));
   }
