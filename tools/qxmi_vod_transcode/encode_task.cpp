@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::uint64_t slowest_look = 1000000;  // bytes per second
+constexpr std::int64_t slowest_look = 1000000;  // bytes per second
 constexpr int suspended_tick_ms = 1000;
 
 }  // namespace
@@ -31,8 +31,7 @@ void supervise(program_request& request, const encode_task& task) {
   set_budget(request, encode_budget(task.media, task.settings));
   const std::chrono::seconds patience(configured().stall_seconds);
   // The engine looks as far into the source as its probe did before its first picture.
-  const std::chrono::seconds first_look(
-      static_cast<std::chrono::seconds::rep>(task.media.depth.bytes / slowest_look));
+  const std::chrono::seconds first_look(task.media.depth.bytes / slowest_look);
   request.stall_limit = patience.count() > 0 ? patience + first_look : patience;
 }
 

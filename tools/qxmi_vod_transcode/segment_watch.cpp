@@ -63,8 +63,8 @@ std::string or_none(const std::string& mark) {
 
 segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
                              const segment_run& run, int folder, std::uint64_t largest)
-    : encoder_(encoder), store_(store), plan_(plan), run_(run), folder_(folder), largest_(largest),
-      name_(new_run_name()), marks_(run.first_frame(plan), plan.frames),
+    : encoder_(encoder), store_(store), folder_(folder), largest_(largest), name_(new_run_name()),
+      marks_(run.first_frame(plan), plan.frames),
       picture_in_place_(run.pictures.first == 0 || !run.has_pictures()),
       sound_in_place_(!run.seeks_sound(plan)),
       picture_{segment_kind::picture, run.pictures, run.pictures.first, false, {}},

@@ -15,7 +15,8 @@
 
 class segment_watch : public run_observer {
 public:
-  // `folder` is the run's own, in which there may be `largest` bytes. All must outlive this object.
+  // `folder` is the run's own, in which there may be `largest` bytes. The encoder and the store
+  // must outlive this object.
   segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
                 const segment_run& run, int folder, std::uint64_t largest);
 
@@ -64,8 +65,6 @@ private:
 
   encoder_watch& encoder_;
   segment_store& store_;
-  const segment_plan& plan_;
-  const segment_run& run_;
   int folder_;
   std::uint64_t largest_;
   std::chrono::steady_clock::time_point next_size_check_;
