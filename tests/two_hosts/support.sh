@@ -1,12 +1,11 @@
 # shellcheck shell=sh
 # Functions for the cases, which run on the local host and source this file first.
 set -eu
+# shellcheck source=tests/support/case_steps.sh
+. "$(dirname "$0")/../support/case_steps.sh"
 media=/mnt/media
 transfers=$FAR/run/transfers.log
 id=
-
-# Longer than any step takes on a busy machine, shorter than the time limit of a case.
-patience_s=120
 
 fail() {
   printf 'FAILED: %s\n' "$1" >&2
@@ -14,21 +13,6 @@ fail() {
   echo "--- the far queue" >&2
   far qx_vod_ctl list >&2 || :
   exit 1
-}
-
-step() {
-  printf '%s %s\n' "$(date +%T)" "$1"
-}
-
-# until_true WHAT COMMAND...: repeats it until it succeeds.
-until_true() {
-  what=$1
-  shift
-  deadline=$(($(date +%s) + patience_s))
-  until "$@" >/dev/null 2>&1; do
-    [ "$(date +%s)" -lt "$deadline" ] || fail "not seen in time: $what"
-    sleep 0.1
-  done
 }
 
 # always_true SECONDS WHAT COMMAND...: repeats it for that time; it has to succeed every time.
