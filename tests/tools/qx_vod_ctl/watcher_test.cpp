@@ -57,6 +57,13 @@ struct watching : ::testing::Test {
   watcher tool{service};
 };
 
+// The answer to "list" of a queue with this job alone.
+service_reply page_of(const json11::Json& item) {
+  const json11::Json page = json11::Json::object{
+      {"list", json11::Json::array{item}}, {"total", 1}, {"modify counter", 1}};
+  return accepted(page.dump());
+}
+
 }  // namespace
 
 TEST_F(watching, harmless_keys_act_at_once) {
@@ -148,12 +155,7 @@ TEST(watching_a_failed_job, shows_the_reason_from_its_log) {
                                                  {"transcode state", "cancelled"},
                                                  {"state", "Transcoding failed"},
                                                  {"output file", folder + std::string("/out.mp4")}};
-  scripted_service service([&](const std::string&, const name_values&) {
-    return accepted(json11::Json(json11::Json::object{{"list", json11::Json::array{item}},
-                                                      {"total", 1},
-                                                      {"modify counter", 1}})
-                        .dump());
-  });
+  scripted_service service([&](const std::string&, const name_values&) { return page_of(item); });
   watcher tool(service);
   tool.refresh(screen, 500'000, 1700000000);
   EXPECT_EQ(tool.view().rows[0].listed.item.whole_text(), "Transcoding failed: disk-full: no room");
@@ -172,12 +174,7 @@ TEST(watching_a_job_in_a_cluster, shows_where_it_runs) {
                                                  {"transcode state", "transcoding"},
                                                  {"state", "Transcoding file..."},
                                                  {"output file", folder.file("out.mp4")}};
-  scripted_service service([&](const std::string&, const name_values&) {
-    return accepted(json11::Json(json11::Json::object{{"list", json11::Json::array{item}},
-                                                      {"total", 1},
-                                                      {"modify counter", 1}})
-                        .dump());
-  });
+  scripted_service service([&](const std::string&, const name_values&) { return page_of(item); });
   watcher tool(service);
   tool.refresh(screen, 500'000, 1700000000);
   EXPECT_EQ(tool.view().rows[0].listed.item.whole_text(),

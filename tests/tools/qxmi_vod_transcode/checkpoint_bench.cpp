@@ -69,6 +69,12 @@ bool has_ended(pid_t pid) {
 
 }  // namespace
 
+void overwrite(const std::string& path, std::streamoff at, const std::string& bytes) {
+  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(at);
+  file << bytes;
+}
+
 std::vector<pid_t> children_of(pid_t pid) {
   const std::string number = std::to_string(pid);
   std::istringstream list(content_of("/proc/" + number + "/task/" + number + "/children"));

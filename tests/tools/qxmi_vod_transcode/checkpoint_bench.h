@@ -15,6 +15,9 @@ namespace qx_test {
 // which differs from encode to encode.
 std::vector<std::string> packet_times(const std::string& path, const std::string& stream);
 
+// Replaces the bytes of a file from there on.
+void overwrite(const std::string& path, std::streamoff at, const std::string& bytes);
+
 // The processes that this one has started, and the words of a process, separated by blanks; empty
 // once it has ended.
 std::vector<pid_t> children_of(pid_t pid);

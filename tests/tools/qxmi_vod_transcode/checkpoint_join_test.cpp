@@ -49,6 +49,34 @@ protected:
     EXPECT_FALSE(fs::exists(output));
   }
 
+  // Kills the tool and its engine while they join the segments.
+  void kill_in_join() {
+    tool.hold(of_join);
+    tool_run run = tool.start(arguments());
+    ASSERT_GT(tool.held(), 0);
+    run.signal_group(SIGKILL);
+    run.wait();
+  }
+
+  // The number of steps of an undisturbed transcode, whose result is removed.
+  long count_steps() {
+    tool_run run = tool.start(arguments());
+    EXPECT_EQ(run.wait().status, 0);
+    fs::remove(output);
+    const long steps = tool.steps();
+    tool.reset();
+    return steps;
+  }
+
+  // Kills the tool and its engine right before that step, with a journal of what is on the disk.
+  void kill_before(long step, power_cut& disk) {
+    disk.settle();
+    tool.arm(step, step_action::kill_group);
+    tool.keep_journal(disk.journal(), disk.next_entry());
+    tool_run run = tool.start(arguments());
+    EXPECT_EQ(run.wait().signal, SIGKILL);
+  }
+
   stepped_tool tool;
 };
 
@@ -101,12 +129,8 @@ TEST_F(checkpoint_join, of_a_source_that_has_changed_fails_and_leaves_nothing) {
 }
 
 TEST_F(checkpoint_join, is_repeated_after_a_kill) {
-  tool.hold(of_join);
-  tool_run run = tool.start(arguments());
-  ASSERT_GT(tool.held(), 0);
+  kill_in_join();
   EXPECT_EQ(finished(), all_segments);
-  run.signal_group(SIGKILL);
-  run.wait();
   expect_only_joined(resume());
 }
 
@@ -120,22 +144,20 @@ TEST_F(checkpoint_join, is_repeated_after_the_engine_that_decodes_it_was_killed)
   expect_only_joined(resume());
 }
 
-TEST_F(checkpoint_join, with_a_damaged_count_of_segments_is_repeated) {
-  tool.hold(of_join);
-  tool_run run = tool.start(arguments());
-  ASSERT_GT(tool.held(), 0);
-  run.signal_group(SIGKILL);
-  run.wait();
+TEST_F(checkpoint_join, with_a_count_of_segments_that_is_cut_off_is_repeated) {
+  kill_in_join();
   fs::resize_file(in_folder("complete"), 20);
   expect_whole(resume());
 }
 
-// Of a transcode with a seam, so that every kind of step is among them.
+TEST_F(checkpoint_join, with_a_changed_count_of_segments_is_repeated) {
+  kill_in_join();
+  overwrite(in_folder("complete"), 17, "5");
+  expect_whole(resume());
+}
+
 TEST_F(checkpoint_join, can_begin_again_whatever_step_a_kill_precedes) {
-  tool_run counted = tool.start(arguments());
-  ASSERT_EQ(counted.wait().status, 0);
-  const long steps = tool.steps();
-  fs::remove(output);
+  const long steps = count_steps();
   // Of the last ones: the count of segments, the join, the name of the result, the removal.
   for (const long back : {40, 30, 10}) {
     tool.reset();
@@ -150,17 +172,9 @@ TEST_F(checkpoint_join, can_begin_again_whatever_step_a_kill_precedes) {
 
 // But for the one whose name was just being flushed.
 TEST_F(checkpoint_join, finished_segments_outlive_a_power_cut) {
-  tool_run counted = tool.start(arguments());
-  ASSERT_EQ(counted.wait().status, 0);
-  const long steps = tool.steps();
-  fs::remove(output);
+  const long steps = count_steps();
   power_cut disk(folder.path());
-  disk.settle();
-  tool.reset();
-  tool.arm(steps / 2, step_action::kill_group);
-  tool.keep_journal(disk.journal(), disk.next_entry());
-  tool_run run = tool.start(arguments());
-  EXPECT_EQ(run.wait().signal, SIGKILL);
+  kill_before(steps / 2, disk);
   const std::size_t before = finished();
   ASSERT_GE(before, 2U);
   disk.cut(true, [](unsigned) { return 0U; });
@@ -171,17 +185,9 @@ TEST_F(checkpoint_join, finished_segments_outlive_a_power_cut) {
 }
 
 TEST_F(checkpoint_join, a_result_outlives_a_power_cut_before_its_segments_go) {
-  tool_run counted = tool.start(arguments());
-  ASSERT_EQ(counted.wait().status, 0);
-  const long steps = tool.steps();
-  fs::remove(output);
+  const long steps = count_steps();
   power_cut disk(folder.path());
-  disk.settle();
-  tool.reset();
-  tool.arm(steps, step_action::kill_group);
-  tool.keep_journal(disk.journal(), disk.next_entry());
-  tool_run run = tool.start(arguments());
-  EXPECT_EQ(run.wait().signal, SIGKILL);
+  kill_before(steps, disk);
   disk.cut(true, [](unsigned) { return 0U; });
   EXPECT_TRUE(fs::exists(output));
   expect_as_in_one_piece();
