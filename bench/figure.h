@@ -22,7 +22,8 @@ struct goal {
 // The median of at least one value.
 double median_of(std::vector<double> values);
 
-// Says on standard error why there is no figure, and returns the NaN that stands for it.
+// Prints to standard error why a figure is missing. Returns NaN, which print_figure() shows as "NOT
+// MEASURED".
 double not_measured(const std::string& why);
 
 // The median of `measurements` results of the function; NaN as soon as one of them is.
@@ -42,7 +43,7 @@ void print_figure(const std::string& name, double value, const std::string& unit
 bool all_goals_reached();
 
 // Nanoseconds of processor time that the process (its first thread) has used, in programs and in
-// the kernel; -1 if there is no such process.
+// the kernel; -1 if the process does not exist.
 double processor_ns(pid_t pid);
 
 // Nanoseconds of the monotonic clock.

@@ -320,7 +320,7 @@ int main(int argc, char** argv) {
   const call_names calls(argv + std::min(argc, 2), argv + argc);
   for (const std::string& call : calls) {
     if (is_known(call)) { continue; }
-    std::fprintf(stderr, "faults: there is no call '%s'\n", call.c_str());
+    std::fprintf(stderr, "faults: unknown call '%s'\n", call.c_str());
     return 2;
   }
   return trial().run(scenarios, calls);

@@ -98,7 +98,7 @@ bool is_abandoned(const left_folder& left, int keep_days) {
          has_lost_source(left);
 }
 
-// Where there are no locks, only the age says that nobody uses the folder.
+// On file systems without locks, only an old folder is sure to be unused.
 unique_fd lock(const left_folder& left, int keep_days) {
   const bool is_old = left.age > std::max(1, keep_days) * day_s;
   return lock_segment_folder(left.directory, left.name, left.folder,

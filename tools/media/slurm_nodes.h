@@ -25,7 +25,7 @@ struct slurm_node {
 std::vector<std::string> node_listing();
 
 // Reads what that command prints. Keeps the nodes of `partition`, or of the cluster's default
-// partition if it is empty. Lines that are no nodes are ignored.
+// partition if it is empty. Other lines are ignored.
 std::vector<slurm_node> read_nodes(std::string_view text, const std::string& partition);
 
 // How many tasks with `processors` each could begin at once.

@@ -123,8 +123,8 @@ bool segmented_encode::may_start_over(const encode_failure& failure) const {
          !lacks_room(failure.cause) && task_.source.unchanged();
 }
 
-// A run in the middle follows the source's clock, which must therefore lead there. A source that
-// cannot be read twice in a row is no longer expected to be readable another time.
+// A run in the middle follows the source's clock, which must therefore lead there. After two failed
+// reads in a row the source counts as one whose clock jumps.
 segmented_encode::clock_kind segmented_encode::find_clock(encode_failure& failure) const {
   if (task_.media.jump_limit <= 0.0) { return clock_kind::even; }
   const std::string known = store_->note(clock_note);

@@ -12,8 +12,8 @@ std::string identity_of(int fd);
 
 // Writes what `fd` holds to the file journal_entry(number) in `folder`, and then the line "IDENTITY
 // NUMBER" to journal_list there. A folder is written as lines "KIND IDENTITY MODE NAME", KIND being
-// "file", "folder" or "other". For anything but regular files and folders there is no entry. False
-// if it cannot be written. No other entry may have that number.
+// "file", "folder" or "other". Only regular files and folders get an entry. False if it cannot be
+// written. No other entry may have that number.
 bool add_to_journal(const std::string& folder, long number, int fd);
 
 constexpr const char* journal_list = "list";

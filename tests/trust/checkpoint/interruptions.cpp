@@ -80,7 +80,7 @@ public:
                                      ": " + run.errors()));
   }
 
-  // What the power cut has left may be less than what was there, but for the finished segments.
+  // A power cut may take anything but the finished segments.
   void finish(const std::string& when) {
     const bool was_done = film_.is_done();
     const tool_result result = film_.finish(when, was_done ? 0 : most_finished_);

@@ -117,7 +117,7 @@ public:
   void show(const spread_state& state) {
     const std::chrono::duration<double> passed = clock_type::now() - begin_;
     const double fps = static_cast<double>(state.frames) / std::max(1.0, passed.count());
-    // What was there before is no part of the plan.
+    // The plan leaves out what an earlier run of the tool has finished.
     const auto total = static_cast<std::int64_t>(task_.media.picture_duration * rate_);
     task_.line.begin_at(std::max<std::int64_t>(0, total - state.planned));
     task_.line.take("frame=" + std::to_string(state.frames));

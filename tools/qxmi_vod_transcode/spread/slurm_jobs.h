@@ -40,7 +40,7 @@ std::string shell_word(const std::string& text);
 std::vector<std::string> submit_command(const slurm_array& array);
 std::optional<std::int64_t> read_job_number(std::string_view text);
 
-// Lists this user's tasks with this name that have not ended. Lines that are no tasks are ignored.
+// Lists this user's tasks with this name that have not ended. Other lines are ignored.
 std::vector<std::string> task_listing(const std::string& name);
 std::vector<slurm_task> read_tasks(std::string_view text);
 
