@@ -6,7 +6,7 @@ prepare spread.patience=10
 
 start_transcode "$media/film.ts" "$vods/film.mp4"
 until_true "the first segments" has_segments 2
-kill -KILL "$(cat /run/cluster/slurmctld.pid)"
+lose slurmctld
 step "the controller is lost"
 expect_result "$vods/film.mp4"
 grep -q 'continues on this machine, since the cluster failed: nothing happened for 10 s$' /run/errors.log ||

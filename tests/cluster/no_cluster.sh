@@ -3,7 +3,7 @@
 # shellcheck source=tests/cluster/support.sh
 . "$(dirname "$0")/support.sh"
 prepare "$@"
-kill -KILL "$(cat /run/cluster/slurmctld.pid)"
+lose slurmctld
 
 start_transcode "$media/film.ts" "$vods/film.mp4"
 expect_result "$vods/film.mp4"

@@ -3,12 +3,10 @@
 # shellcheck source=tests/cluster/support.sh
 . "$(dirname "$0")/support.sh"
 prepare "$@"
-mkdir "$vods/.film.mp4.metadata"
-log=$vods/.film.mp4.metadata/vod.log
 
 start_transcode "$media/film.ts" "$vods/film.mp4"
 until_true "the first segments" has_segments 2
-kill -KILL "$(cat /run/cluster/n2.pid)"
+lose n2
 step "n2 is lost"
 until_true "where the job runs" grep -Eq 'cluster: [0-9]+ of 32 segments, [1-9] under way on n[1-3]' "$log"
 expect_result "$vods/film.mp4"

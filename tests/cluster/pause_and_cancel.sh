@@ -10,21 +10,6 @@ processor_time() {
     awk '{ sum += $1 + $2 } END { print sum + 0 }'
 }
 
-all_stopped() {
-  [ -n "$(engines)" ] || return 1
-  for engine in $(engines); do
-    grep -q '^State:.T' "/proc/$engine/status" || return 1
-  done
-}
-
-three_run() {
-  [ "$(squeue --noheader --states=R | wc -l)" -eq 3 ]
-}
-
-queue_is_empty() {
-  [ -z "$(squeue --noheader --states=PD,R)" ]
-}
-
 start_transcode "$media/film.ts" "$vods/film.mp4"
 until_true "the first segments" has_segments 2
 until_true "three tasks" three_run

@@ -6,6 +6,8 @@ set -eu
 . "$(dirname "$0")/../support/case_steps.sh"
 media=/mnt/media
 vods=/mnt/main/tv/vod
+log=$vods/.film.mp4.metadata/vod.log
+cluster=$(dirname "$0")/../../scripts/cluster
 QX_MEDIA_CONF=/run/media.conf
 export QX_MEDIA_CONF
 
@@ -14,10 +16,32 @@ fail() {
   exit 1
 }
 
+first_process_of() { # NODE
+  pgrep -P "$(cat "/run/cluster/$1.pid")"
+}
+
 in_node() { # NODE COMMAND...
-  first=$(pgrep -P "$(cat "/run/cluster/$1.pid")")
+  first=$(first_process_of "$1")
   shift
   nsenter --target "$first" --mount --pid -- "$@"
+}
+
+# PART is munge, slurmctld or a node, which is lost with all that runs on it.
+lose() { # PART
+  kill -KILL "$(cat "/run/cluster/$1.pid")"
+}
+
+again() { # PART
+  "$cluster" --again "$1"
+}
+
+# The daemon of the node alone; its tasks go on.
+daemon() { # NODE SIGNAL
+  in_node "$1" kill "-$2" "$(cat "/run/cluster/spool/$1/slurmd.pid")"
+}
+
+has_idle_nodes() { # N
+  [ "$(sinfo --noheader --Node --states=idle --format %N | wc -l)" -eq "$1" ]
 }
 
 # make_film FILE SECONDS: pictures that move and a tone.
@@ -54,7 +78,7 @@ no_errors() {
 
 # A film, and what becomes of it without a cluster.
 prepare() {
-  mkdir -p "$vods" "$media"
+  mkdir -p "$(dirname "$log")" "$media"
   make_film "$media/film.ts" 64
   settings spread=none
   transcode "$media/film.ts" /run/alone.mp4 || fail "$(cat /run/errors.log)"
@@ -62,17 +86,53 @@ prepare() {
 }
 
 tasks_of() { # NODE: process ids, as this machine sees them
+  place=$(readlink "/proc/$(first_process_of "$1")/ns/pid")
   pgrep -f -- 'qxmi_vod_transcode --work' | while read -r process; do
-    [ "$(cat "/proc/$process/root/proc/sys/kernel/hostname" 2>/dev/null)" != "$1" ] || echo "$process"
+    [ "$(readlink "/proc/$process/ns/pid")" != "$place" ] || echo "$process"
   done
+}
+
+has_task() { # NODE
+  [ -n "$(tasks_of "$1")" ]
+}
+
+stop_one_task() { # NODE
+  task=$(tasks_of "$1" | head -n 1)
+  [ -n "$task" ] && kill -STOP "$task"
+}
+
+# As a task that hangs.
+stop_task() { # NODE
+  until_true "a task of $1" stop_one_task "$1"
 }
 
 engines() {
   pgrep -x ffmpeg
 }
 
+stop_engines() {
+  until_true "engines" engines
+  for engine in $(engines); do kill -STOP "$engine" 2>/dev/null || :; done
+}
+
+all_stopped() {
+  [ -n "$(engines)" ] || return 1
+  for engine in $(engines); do
+    grep -q '^State:.T' "/proc/$engine/status" || return 1
+  done
+}
+
+three_run() {
+  [ "$(squeue --noheader --states=R | wc -l)" -eq 3 ]
+}
+
+queue_is_empty() {
+  [ -z "$(squeue --noheader --states=PD,R)" ]
+}
+
+# Those that are finished.
 segments() {
-  find "$vods" -path '*/.qx-segments-*/v*.mp4' | wc -l
+  find "$vods" -path '*/.qx-segments-*/v*.mp4' ! -path '*/run*' | wc -l
 }
 
 has_segments() { # N
