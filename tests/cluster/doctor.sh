@@ -1,5 +1,6 @@
 #!/bin/sh
-# The doctor looks at a cluster: all is well; a node hides the folder; the controller is gone.
+# The doctor looks at a cluster: all is well; nodes can only read the folder, hide it, have other libraries or no
+# ffmpeg, are busy; the controller is gone.
 # shellcheck source=tests/cluster/support.sh
 . "$(dirname "$0")/support.sh"
 mkdir -p "$vods"
@@ -17,15 +18,32 @@ expect() { # CHECK TEXT
   }
 }
 
+three_busy() {
+  [ "$(sinfo --noheader --Node --states=alloc --format %N | wc -l)" -eq 3 ]
+}
+
 step "three nodes"
 qx_vod_ctl doctor >/run/doctor.log || :
 expect munge "ok issues credentials"
 expect cluster "ok the controller answers"
 expect 'cluster nodes' "ok 3 in the default partition, with 3 free places for tasks of 1 processors"
-expect 'cluster folder' "ok 3 nodes asked, all see $vods"
+expect 'cluster folder' "ok 3 nodes asked, all can write to $vods"
 expect 'cluster versions' "ok transcoder and ffmpeg are the same everywhere"
 expect 'cluster clock' "ok the clocks agree"
 [ -z "$(ls -A "$vods")" ] || fail "the doctor left $(ls -A "$vods")"
+
+step "a node that only reads, and another with another library"
+in_node n2 mount --bind "$vods" "$vods"
+in_node n2 mount -o remount,bind,ro "$vods"
+library=$(find /usr/lib -name 'libavfilter.so.*' -type f)
+cp "$library" /run/library
+in_node n3 mount --bind /run/library "$library"
+qx_vod_ctl doctor >/run/doctor.log && fail "found no problem"
+expect 'cluster folder' "problem $vods cannot be written to by n2"
+expect 'cluster versions' "problem the libraries of ffmpeg are others on n3"
+[ -z "$(ls -A "$vods")" ] || fail "the doctor left $(ls -A "$vods")"
+in_node n2 umount "$vods"
+in_node n3 umount "$library"
 
 step "a node without the folder, and another without ffmpeg"
 mkdir -p /run/empty
@@ -35,8 +53,15 @@ qx_vod_ctl doctor >/run/doctor.log && fail "found no problem"
 expect 'cluster folder' "problem $vods of this machine is not seen by n2"
 expect 'cluster versions' "problem ffmpeg is missing or another one on n3"
 
+step "busy nodes"
+sbatch --quiet --nodes=3 --output=/dev/null --wrap='sleep 600' >/dev/null
+until_true "three busy nodes" three_busy
+qx_vod_ctl doctor >/run/doctor.log || :
+findings 'cluster nodes' | grep -q '^warning could not be asked, since none has a free processor' ||
+  fail "cluster nodes: $(findings 'cluster nodes')"
+
 step "no controller"
-kill -KILL "$(cat /run/cluster/slurmctld.pid)"
+lose slurmctld
 qx_vod_ctl doctor >/run/doctor.log && fail "found no problem"
 findings cluster | grep -q '^problem the controller does not answer: .*controller' ||
   fail "cluster: $(findings cluster)"

@@ -11,6 +11,7 @@
 #include "tools/media/profiles.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/quote.h"
+#include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/spread/range_task.h"
 #include "tools/qxmi_vod_transcode/transcode.h"
@@ -26,6 +27,7 @@ struct command_line {
   transcode_options job;
   std::string work_folder;
   int task = -1;
+  bool engine = false;
 };
 
 void define_options(option_parser& parser, command_line& line) {
@@ -55,6 +57,7 @@ void define_options(option_parser& parser, command_line& line) {
       .hidden()
       .needs(task)
       .excludes(quote);
+  parser.add_flag("--engine", line.engine, "Print what all nodes of a cluster must have").hidden();
 }
 
 int quote_source(const command_line& line) {
@@ -70,6 +73,13 @@ int quote_source(const command_line& line) {
              : report_failure(tool_name, "standard output", std::strerror(errno));
 }
 
+int print_engine() {
+  std::fputs(installed_engine().c_str(), stdout);
+  return std::fflush(stdout) == 0
+             ? exit_success
+             : report_failure(tool_name, "standard output", std::strerror(errno));
+}
+
 int run(int argc, char** argv) {
   program_parser parser(tool_name, "Transcodes media files for video on demand.");
   command_line line;
@@ -77,6 +87,7 @@ int run(int argc, char** argv) {
   const int status = parser.parse(argc, argv);
   if (status != keep_going) { return status; }
   if (!line.work_folder.empty()) { return make_range(line.work_folder, line.task); }
+  if (line.engine) { return print_engine(); }
   if (line.job.input.empty()) { return report_usage(tool_name, "--file is required"); }
   const std::string& logged = line.quote ? line.job.input : line.job.output;
   open_job_log(tool_name, metadata_folder_of(logged), line.job.input, {argc, argv});

@@ -50,22 +50,6 @@ bool add_parts(const source_file& source, content_sum& sum) {
   return true;
 }
 
-std::string installed_engine() {
-  std::string text;
-  for (const char* pattern : engine_files) {
-    glob_t found = {};
-    if (glob(pattern, 0, nullptr, &found) == 0) {
-      for (std::size_t i = 0; i < found.gl_pathc; ++i) {
-        struct stat status = {};
-        if (stat(found.gl_pathv[i], &status) != 0) { continue; }
-        text += line("engine", std::string(found.gl_pathv[i]) + " " + state_of(status));
-      }
-    }
-    globfree(&found);
-  }
-  return text;
-}
-
 // Every setting is in the command lines.
 std::uint64_t sum_of_commands(const source_media& media, encode_settings settings,
                               const segment_plan& plan) {
@@ -84,6 +68,22 @@ std::uint64_t sum_of_commands(const source_media& media, encode_settings setting
 }
 
 }  // namespace
+
+std::string installed_engine() {
+  std::string text;
+  for (const char* pattern : engine_files) {
+    glob_t found = {};
+    if (glob(pattern, 0, nullptr, &found) == 0) {
+      for (std::size_t i = 0; i < found.gl_pathc; ++i) {
+        struct stat status = {};
+        if (stat(found.gl_pathv[i], &status) != 0) { continue; }
+        text += line("engine", std::string(found.gl_pathv[i]) + " " + state_of(status));
+      }
+    }
+    globfree(&found);
+  }
+  return text;
+}
 
 bool segment_key(const source_file& source, const source_media& media,
                  const encode_settings& settings, const segment_plan& plan, std::string& key) {

@@ -27,6 +27,7 @@ node_question question(int nodes) {
   asked.nodes = nodes;
   asked.tool = "tool 1";
   asked.engine = "ffmpeg 5";
+  asked.parts = "77 9";
   asked.begin = 1000;
   asked.end = 1004;
   return asked;
@@ -64,37 +65,56 @@ TEST(doctor_of_clusters, misses_a_partition_without_nodes) {
 }
 
 TEST(doctor_of_clusters, is_content_with_equal_nodes) {
-  const finding_list findings =
-      judge_answers("n1|1002|tool 1|ffmpeg 5|seen\nn2|1003|tool 1|ffmpeg 5|seen\n", question(2));
+  const finding_list findings = judge_answers(
+      "n1|1002|tool 1|ffmpeg 5|77 9|written\nn2|1003|tool 1|ffmpeg 5|77 9|written\n", question(2));
   EXPECT_THAT(findings, SizeIs(3));
   EXPECT_THAT(findings, Each(Field(&finding::result, finding_result::ok)));
 }
 
 TEST(doctor_of_clusters, names_the_nodes_without_the_folder) {
-  EXPECT_THAT(
-      judge_answers("n1|1002|tool 1|ffmpeg 5|seen\nn2|1003|tool 1|ffmpeg 5|\n", question(2)),
-      testing::Contains(
-          is("cluster folder", finding_result::problem, "/vod of this machine is not seen by n2")));
+  EXPECT_THAT(judge_answers("n1|1002|tool 1|ffmpeg 5|77 9|written\nn2|1003|tool 1|ffmpeg 5|77 9|\n",
+                            question(2)),
+              testing::Contains(is("cluster folder", finding_result::problem,
+                                   "/vod of this machine is not seen by n2")));
+}
+
+TEST(doctor_of_clusters, names_the_nodes_that_cannot_write_to_the_folder) {
+  EXPECT_THAT(judge_answers("n1|1002|tool 1|ffmpeg 5|77 9|written\n"
+                            "n2|1003|tool 1|ffmpeg 5|77 9|seen\n",
+                            question(2)),
+              testing::Contains(is("cluster folder", finding_result::problem,
+                                   "/vod cannot be written to by n2")));
 }
 
 TEST(doctor_of_clusters, names_the_nodes_with_another_transcoder) {
-  EXPECT_THAT(judge_answers("n1|1002||ffmpeg 5|seen\nn2|1003|tool 2|ffmpeg 5|seen\n", question(2)),
-              testing::Contains(is("cluster versions", finding_result::problem,
-                                   "qxmi_vod_transcode is missing or another one on n1, n2")));
+  EXPECT_THAT(
+      judge_answers("n1|1002||ffmpeg 5|77 9|written\nn2|1003|tool 2|ffmpeg 5|77 9|written\n",
+                    question(2)),
+      testing::Contains(is("cluster versions", finding_result::problem,
+                           "qxmi_vod_transcode is missing or another one on n1, n2")));
 }
 
 TEST(doctor_of_clusters, names_the_nodes_with_another_ffmpeg) {
-  EXPECT_THAT(judge_answers("n1|1002|tool 1|ffmpeg 6|seen\n", question(1)),
+  EXPECT_THAT(judge_answers("n1|1002|tool 1|ffmpeg 6|66 9|written\n", question(1)),
               testing::Contains(
                   is("cluster versions", finding_result::problem, "ffmpeg is missing or another")));
 }
 
+TEST(doctor_of_clusters, names_the_nodes_with_other_libraries_of_ffmpeg) {
+  EXPECT_THAT(judge_answers("n1|1002|tool 1|ffmpeg 5|77 9|written\n"
+                            "n2|1002|tool 1|ffmpeg 5|78 9|written\n",
+                            question(2)),
+              testing::Contains(is("cluster versions", finding_result::problem,
+                                   "the libraries of ffmpeg are others on n2")));
+}
+
 TEST(doctor_of_clusters, names_the_nodes_with_a_wrong_clock) {
-  EXPECT_THAT(judge_answers("n1|969|tool 1|ffmpeg 5|seen\nn2|1035|tool 1|ffmpeg 5|seen\n"
-                            "n3|970|tool 1|ffmpeg 5|seen\nn4|1034|tool 1|ffmpeg 5|seen\n",
-                            question(4)),
-              testing::Contains(is("cluster clock", finding_result::warning,
-                                   "differs by more than 30 s on n1, n2")));
+  EXPECT_THAT(
+      judge_answers("n1|969|tool 1|ffmpeg 5|77 9|written\nn2|1035|tool 1|ffmpeg 5|77 9|written\n"
+                    "n3|970|tool 1|ffmpeg 5|77 9|written\nn4|1034|tool 1|ffmpeg 5|77 9|written\n",
+                    question(4)),
+      testing::Contains(
+          is("cluster clock", finding_result::warning, "differs by more than 30 s on n1, n2")));
 }
 
 TEST(doctor_of_clusters, counts_the_nodes_that_do_not_answer) {
@@ -113,7 +133,7 @@ TEST(doctor_of_clusters, names_no_more_than_five_nodes) {
 }
 
 TEST(doctor_of_clusters, shows_no_control_characters_of_a_node) {
-  const finding_list findings = judge_answers("n\033[1m|1002|tool 1|ffmpeg 5|\n", question(1));
+  const finding_list findings = judge_answers("n\033[1m|1002|tool 1|ffmpeg 5|77 9|\n", question(1));
   EXPECT_THAT(findings,
               testing::Contains(is("cluster folder", finding_result::problem, "n\\x1b[1m")));
 }

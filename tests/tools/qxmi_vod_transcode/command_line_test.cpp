@@ -51,6 +51,13 @@ TEST(transcode_options, help_and_version_succeed) {
   EXPECT_THAT(version.output, ElementsAre(HasSubstr(tool + " ")));
 }
 
+TEST(transcode_options, engine_prints_the_files_that_nodes_must_have) {
+  const tool_result result = run_tool(tool, {"--engine"});
+  EXPECT_EQ(result.end.status, 0);
+  EXPECT_THAT(result.output, testing::Contains(testing::StartsWith("engine=/usr/bin/ffmpeg ")));
+  EXPECT_THAT(result.output, testing::Contains(HasSubstr("/libx264.so.")));
+}
+
 TEST(transcode_quote, lists_the_profiles_of_a_broadcast_recording) {
   const tool_result result = run_tool(tool, {"--file", test_media("interlaced.ts"), "--quote"});
   EXPECT_EQ(result.end.status, 0);

@@ -6,9 +6,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "platform/unique_fd.h"
 #include "tools/job_log/one_line.h"
 #include "tools/media/engine.h"
 #include "tools/media/process_runner.h"
+#include "tools/media/segment_folder.h"
 #include "tools/media/slurm_nodes.h"
 #include "tools/qx_vod_ctl/doctor/name_list.h"
 #include "tools/qx_vod_ctl/doctor/node_answers.h"
@@ -21,12 +23,17 @@ constexpr std::chrono::seconds asking_limit{30};
 
 constexpr const char* tool_path = "/usr/bin/qxmi_vod_transcode";
 
-// Prints one line about a node; see node_answers.h. Its argument is the file that it shall see.
+// A sum of what the transcoder compares of ffmpeg before it works on a node.
+constexpr const char* parts_question = "/usr/bin/qxmi_vod_transcode --engine 2>/dev/null | cksum";
+
+// Prints one line about a node; see node_answers.h. Its arguments are the folder that it shall see
+// and the question above.
 constexpr const char* question =
-    "printf '%s|%s|%s|%s|%s\\n' \"$SLURMD_NODENAME\" \"$(date +%s)\""
+    "access=; [ -d \"$1\" ] && access=seen;"
+    " touch \"$1/$SLURMD_NODENAME\" 2>/dev/null && rm \"$1/$SLURMD_NODENAME\" && access=written;"
+    " printf '%s|%s|%s|%s|%s|%s\\n' \"$SLURMD_NODENAME\" \"$(date +%s)\""
     " \"$(/usr/bin/qxmi_vod_transcode --version 2>/dev/null | head -n 1)\""
-    " \"$(/usr/bin/ffmpeg -version 2>/dev/null | head -n 1)\""
-    " \"$([ -e \"$1\" ] && echo seen)\"";
+    " \"$(/usr/bin/ffmpeg -version 2>/dev/null | head -n 1)\" \"$(sh -c \"$2\")\" \"$access\"";
 
 program_result run(const std::vector<std::string>& argv, std::chrono::seconds limit) {
   program_request request;
@@ -35,8 +42,8 @@ program_result run(const std::vector<std::string>& argv, std::chrono::seconds li
   return run_program(request);
 }
 
-std::string first_line_of(const char* program, const char* option) {
-  const std::string output = run({program, option}, listing_limit).output;
+std::string first_line_of(const std::vector<std::string>& command) {
+  const std::string output = run(command, listing_limit).output;
   return output.substr(0, output.find('\n'));
 }
 
@@ -47,36 +54,38 @@ finding check_munge() {
                  "apt-get install munge, copy the cluster's /etc/munge/munge.key, and start it");
 }
 
-// A file that exists as long as this object.
-class probe_file {
+// A folder that exists as long as this object, private as those of segments are.
+class probe_folder {
 public:
-  explicit probe_file(const std::string& folder) : path_(folder + "/.qx-doctor-XXXXXX") {
-    const int fd = mkostemp(path_.data(), O_CLOEXEC);
-    made_ = fd >= 0;
-    if (made_) { close(fd); }
+  explicit probe_folder(const std::string& parent)
+      : parent_(open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+        path_(parent + "/.qx-doctor-XXXXXX") {
+    made_ = parent_.valid() && mkdtemp(path_.data()) != nullptr;
   }
-  ~probe_file() {
-    if (made_) { unlink(path_.c_str()); }
+  // With the files of nodes that have not ended their test.
+  ~probe_folder() {
+    if (made_) { remove_run_folder(parent_.get(), path_.substr(path_.rfind('/') + 1)); }
   }
-  probe_file(const probe_file&) = delete;
-  probe_file& operator=(const probe_file&) = delete;
+  probe_folder(const probe_folder&) = delete;
+  probe_folder& operator=(const probe_folder&) = delete;
 
   bool made() const { return made_; }
   const std::string& path() const { return path_; }
 
 private:
+  unique_fd parent_;
   std::string path_;
   bool made_ = false;
 };
 
 std::vector<std::string> asking_command(const std::string& partition, int nodes,
-                                        const std::string& file) {
+                                        const std::string& probe) {
   const std::string count = std::to_string(nodes);
   std::vector<std::string> options = {
       "--quiet",  "--immediate=10", "--nodes=" + count, "--ntasks=" + count, "--ntasks-per-node=1",
       "--time=1", "--input=none",   "--chdir=/",        "--export=NONE"};
   if (!partition.empty()) { options.push_back("--partition=" + partition); }
-  options.insert(options.end(), {"/bin/sh", "-c", question, "sh", file});
+  options.insert(options.end(), {"/bin/sh", "-c", question, "sh", probe, parts_question});
   return slurm_command("srun", options);
 }
 
@@ -87,21 +96,25 @@ finding_list ask_nodes(const std::string& listing, const tool_config& config,
   for (const slurm_node& node : read_nodes(listing, config.spread_partition)) {
     idle += node.takes_jobs() && node.idle_processors > 0 ? 1 : 0;
   }
-  if (idle == 0) { return {}; }
-  const probe_file file(folder);
-  if (!file.made()) {
-    return {warning(check,
-                    "could not be asked whether they see " + folder + ": no file can be made there",
-                    "run this as root")};
+  if (idle == 0) {
+    return {warning(check, "could not be asked, since none has a free processor",
+                    "run this again when jobs have ended (squeue)")};
+  }
+  const probe_folder probe(folder);
+  if (!probe.made()) {
+    return {warning(
+        check, "could not be asked whether they see " + folder + ": no folder can be made there",
+        "run this as root")};
   }
   node_question asked;
   asked.folder = folder;
   asked.nodes = idle;
-  asked.tool = first_line_of(tool_path, "--version");
-  asked.engine = first_line_of(ffmpeg_path, "-version");
+  asked.tool = first_line_of({tool_path, "--version"});
+  asked.engine = first_line_of({ffmpeg_path, "-version"});
+  asked.parts = first_line_of({"/bin/sh", "-c", parts_question});
   asked.begin = time(nullptr);
   const program_result result =
-      run(asking_command(config.spread_partition, idle, file.path()), asking_limit);
+      run(asking_command(config.spread_partition, idle, probe.path()), asking_limit);
   asked.end = time(nullptr);
   if (!result.success() && result.output.empty()) {
     return {warning(check, "could not be asked: " + on_one_line(result.cause()),

@@ -7,8 +7,8 @@
 #include "tools/qx_vod_ctl/doctor/finding.h"
 
 // Looks at munge, the controller and the nodes. Has each idle node report its clock, its versions
-// and whether it sees `folder`, where a file is made for that purpose; takes at most a minute. No
-// findings unless `config` names a cluster.
+// and whether it can make files in `folder`, in a folder that is made there for that purpose; takes
+// at most a minute. No findings unless `config` names a cluster.
 finding_list check_cluster(const tool_config& config, const std::string& folder);
 
 // Judges the nodes that sinfo lists.

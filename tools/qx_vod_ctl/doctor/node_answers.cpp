@@ -14,35 +14,38 @@ struct node_answer {
   std::int64_t time = 0;
   std::string tool;
   std::string engine;
-  bool sees_folder = false;
+  std::string parts;
+  std::string access;  // to the folder
 };
 
 bool read_answer(const std::string& line, node_answer& answer) {
   std::istringstream fields(line);
   std::string time;
-  std::string seen;
-  if (!std::getline(fields, answer.name, '|') || !std::getline(fields, time, '|') ||
-      !std::getline(fields, answer.tool, '|') || !std::getline(fields, answer.engine, '|')) {
-    return false;
+  for (std::string* const field :
+       {&answer.name, &time, &answer.tool, &answer.engine, &answer.parts}) {
+    if (!std::getline(fields, *field, '|')) { return false; }
   }
-  std::getline(fields, seen);
+  std::getline(fields, answer.access);
   answer.time = std::strtoll(time.c_str(), nullptr, 10);
-  answer.sees_folder = seen == "seen";
   return !answer.name.empty() && answer.time > 0;
 }
 
 struct answer_sums {
   int count = 0;
-  name_list blind;  // do not see the folder
+  name_list blind;    // do not see the folder
+  name_list readers;  // see it, but cannot write to it
   name_list other_tool;
   name_list other_engine;
+  name_list other_parts;
   name_list wrong_clock;
 
   void add(const node_answer& answer, const node_question& asked) {
     ++count;
-    if (!answer.sees_folder) { blind.add(answer.name); }
+    if (answer.access.empty()) { blind.add(answer.name); }
+    if (answer.access == "seen") { readers.add(answer.name); }
     if (answer.tool != asked.tool) { other_tool.add(answer.name); }
     if (answer.engine != asked.engine) { other_engine.add(answer.name); }
+    if (answer.parts != asked.parts) { other_parts.add(answer.name); }
     const bool is_wrong = answer.time < asked.begin - clock_tolerance_s ||
                           answer.time > asked.end + clock_tolerance_s;
     if (is_wrong) { wrong_clock.add(answer.name); }
@@ -55,11 +58,15 @@ std::string of_nodes(int count) {
 
 finding judge_folder(const answer_sums& sums, const node_question& asked) {
   constexpr const char* check = "cluster folder";
-  if (sums.blind.empty()) {
-    return fine(check, of_nodes(sums.count) + " asked, all see " + asked.folder);
+  if (!sums.blind.empty()) {
+    return problem(check, asked.folder + " of this machine is not seen by " + sums.blind.text(),
+                   "mount the same folder there under the same path, for example by NFS");
   }
-  return problem(check, asked.folder + " of this machine is not seen by " + sums.blind.text(),
-                 "mount the same folder there under the same path, for example by NFS");
+  if (!sums.readers.empty()) {
+    return problem(check, asked.folder + " cannot be written to by " + sums.readers.text(),
+                   "let root of the nodes write there; with NFS that needs rw and no_root_squash");
+  }
+  return fine(check, of_nodes(sums.count) + " asked, all can write to " + asked.folder);
 }
 
 finding judge_versions(const answer_sums& sums) {
@@ -72,6 +79,11 @@ finding judge_versions(const answer_sums& sums) {
   if (!sums.other_engine.empty()) {
     return problem(check, "ffmpeg is missing or another one on " + sums.other_engine.text(),
                    "install the same version of ffmpeg there");
+  }
+  if (!sums.other_parts.empty()) {
+    return problem(check, "the libraries of ffmpeg are others on " + sums.other_parts.text(),
+                   "install the same versions of its packages there: a node where they differ "
+                   "refuses the work");
   }
   return fine(check, "transcoder and ffmpeg are the same everywhere");
 }
