@@ -1,0 +1,9 @@
+// Stands in for ffmpeg on the nodes where time is measured: makes nothing, uses no processor, and
+// waits until it is ended.
+#include <unistd.h>
+
+int main() {
+  while (true) {
+    pause();
+  }
+}
