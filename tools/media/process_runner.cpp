@@ -65,19 +65,27 @@ public:
 
   // A tick has two halves, and between them the wait for what this adds to `watched`.
   void begin_tick(std::vector<pollfd>& watched) {
-    obey_signals();
+    if (!has_exited_) { obey_signals(); }
     watched.push_back({output_open_ ? child_.output_fd() : -1, POLLIN, 0});
     watched.push_back({errors_open_ ? child_.errors_fd() : -1, POLLIN, 0});
-    watched.push_back({child_.end_fd(), POLLIN, 0});
+    watched.push_back({has_exited_ ? -1 : child_.end_fd(), POLLIN, 0});
   }
 
   void end_tick() {
+    if (!has_exited_) { count_time(); }
+    if (!has_exited_ && child_.reap()) {
+      has_exited_ = true;
+      drain_end_ = clock_type::now() + drain_limit;
+    }
     read_pipes();
-    count_time();
-    if (!child_.reap()) { return; }
-    drain();
+    if (!has_exited_ || is_draining()) { return; }
     judge();
     finish();
+  }
+
+  // Stops it at once if the tool is suspended.
+  void obey_suspension() {
+    if (suspend_wanted()) { child_.set_stopped(true); }
   }
 
 private:
@@ -105,6 +113,8 @@ private:
   void obey_signals() {
     read_tool_signals();
     if (stop_signal() != 0) { stop_because(program_end::tool_stopped); }
+    // What the observer does may take a moment.
+    obey_suspension();
     const bool suspended = suspend_wanted();
     const bool held = observer_ != nullptr && observer_->on_tick(child_, suspended);
     child_.set_stopped(suspended || held);
@@ -173,22 +183,18 @@ private:
     const clock_type::time_point now = clock_type::now();
     // More between two ticks is time in which this process itself was stopped.
     const clock_type::duration passed = std::min<clock_type::duration>(now - last_, longest_tick);
-    if (!suspend_wanted()) { left_ -= passed; }
+    const bool suspended = suspend_wanted() || (observer_ != nullptr && observer_->suspends());
+    if (!suspended) { left_ -= passed; }
     last_ = now;
     const bool limited = request_.time_limit.count() > 0;
     if (limited && left_ <= clock_type::duration::zero()) { stop_because(program_end::timed_out); }
   }
 
-  // The child's last output may still be in the pipes.
-  void drain() {
-    const clock_type::time_point deadline = clock_type::now() + drain_limit;
-    while ((output_open_ || errors_open_) && clock_type::now() < deadline &&
-           result_.end == program_end::exited) {
-      read_pipes();
-      std::vector<pollfd> watched = {{output_open_ ? child_.output_fd() : -1, POLLIN, 0},
-                                     {errors_open_ ? child_.errors_fd() : -1, POLLIN, 0}};
-      if (output_open_ || errors_open_) { wait_for(watched); }
-    }
+  // The child's last output may still be in the pipes, or another process may hold them open.
+  bool is_draining() {
+    read_tool_signals();
+    return (output_open_ || errors_open_) && clock_type::now() < drain_end_ &&
+           result_.end == program_end::exited && stop_signal() == 0;
   }
 
   void judge() {
@@ -225,6 +231,8 @@ private:
   std::chrono::nanoseconds processor_wait_{0};
   bool output_open_ = true;
   bool errors_open_ = true;
+  bool has_exited_ = false;
+  clock_type::time_point drain_end_;
   clock_type::duration left_;
   clock_type::time_point begin_;
   clock_type::time_point last_;
@@ -305,6 +313,11 @@ program_result program_group::wait_for_one(run_observer*& of) {
       return result;
     }
     std::vector<pollfd> watched;
+    // All of them before the observer of any has something to do.
+    read_tool_signals();
+    for (const auto& program : running_) {
+      program->obey_suspension();
+    }
     for (const auto& program : running_) {
       program->begin_tick(watched);
     }

@@ -66,6 +66,10 @@ public:
   // writes counts as well.
   virtual std::int64_t work_done() const { return 0; }
 
+  // Asked after each tick: whether the program is stopped for as long as somebody else wants, so
+  // that this time does not count against its limit, just as while the tool is suspended.
+  virtual bool suspends() const { return false; }
+
   // Asked after each tick: true ends the program.
   virtual bool gives_up() const { return false; }
 

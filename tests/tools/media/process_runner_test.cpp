@@ -208,6 +208,19 @@ TEST(run_program, an_observer_can_hold_it) {
   EXPECT_LT(holder.used, 1200ms);
 }
 
+TEST(run_program, time_in_which_its_observer_suspends_it_does_not_count) {
+  struct suspender : line_collector {
+    bool on_tick(const child_process& child, bool suspended) override {
+      line_collector::on_tick(child, suspended);
+      return suspends();
+    }
+    bool suspends() const override { return ticks < 30; }
+  } suspender;
+  program_request request = shell("exit 3");
+  request.time_limit = 1000ms;
+  EXPECT_EQ(run_program(request, suspender).end, program_end::exited);
+}
+
 TEST(run_program, a_stall_ends_it) {
   line_collector lines;
   program_request request = shell("echo first; exec sleep 60");
@@ -293,6 +306,28 @@ TEST(program_group, runs_its_programs_at_the_same_time) {
   EXPECT_TRUE(group.wait_for_one(ended).success());
   EXPECT_TRUE(group.wait_for_one(ended).success());
   EXPECT_THAT(second.lines, ElementsAre("met"));
+}
+
+// A process that it has left holds its output open.
+TEST(program_group, does_not_wait_for_the_output_of_one_before_it_looks_at_the_others) {
+  struct clocked : line_collector {
+    void on_line(std::string_view) override { at.push_back(std::chrono::steady_clock::now()); }
+    std::vector<std::chrono::steady_clock::time_point> at;
+  };
+  program_group group;
+  clocked leaving;
+  clocked working;
+  group.start(shell("sleep 5 & echo left"), leaving);
+  group.start(shell("i=0; while [ $i -lt 25 ]; do echo $i; sleep 0.1; i=$((i+1)); done"), working);
+  run_observer* ended = nullptr;
+  group.wait_for_one(ended);
+  EXPECT_EQ(ended, &leaving);
+  std::chrono::steady_clock::duration longest{0};
+  for (std::size_t i = 1; i < working.at.size(); ++i) {
+    longest = std::max(longest, working.at[i] - working.at[i - 1]);
+  }
+  EXPECT_GT(working.at.size(), 3U);
+  EXPECT_LT(longest, 800ms);
 }
 
 TEST(program_group, kills_what_still_runs_at_its_end) {
