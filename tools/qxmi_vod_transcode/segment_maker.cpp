@@ -20,16 +20,18 @@ public:
 
   void on_line(std::string_view line) override { watch_.on_line(line); }
   bool on_tick(const child_process& child, bool suspended) override {
-    const bool guarded = guard_.holds();
-    const bool held = watch_.on_tick(child, suspended || guarded);
-    return held || guarded;
+    is_held_ = guard_.holds();
+    const bool held = watch_.on_tick(child, suspended || is_held_);
+    return held || is_held_;
   }
+  bool suspends() const override { return is_held_; }
   std::int64_t work_done() const override { return watch_.work_done(); }
   bool gives_up() const override { return watch_.gives_up() || guard_.ends(); }
 
 private:
   run_observer& watch_;
   run_guard& guard_;
+  bool is_held_ = false;
 };
 
 std::string first_name(const segment_run& run) {
@@ -49,7 +51,7 @@ public:
         error_(folder_.valid() ? 0 : errno),
         url_("file:/proc/self/fd/" + std::to_string(folder_.fd()) + "/"),
         encoder_(maker.task_.line, maker.task_.progress, maker.task_.cap, part),
-        watch_(encoder_, maker.store_, maker.plan_, run_, folder_.fd(),
+        watch_(encoder_, maker.store_, maker.turn_, maker.plan_, run_, folder_.fd(),
                largest_output(maker.task_.media, maker.task_.settings)) {
     if (maker.guard_ != nullptr) { guarded_.emplace(watch_, *maker.guard_); }
     maker.task_.line.begin_part(

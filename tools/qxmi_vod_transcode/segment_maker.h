@@ -8,6 +8,7 @@
 #include "tools/qxmi_vod_transcode/segment_commands.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
 #include "tools/qxmi_vod_transcode/segment_store.h"
+#include "tools/qxmi_vod_transcode/segment_watch.h"
 
 // A run that missed its place does not continue the segments before it, or ended before its last
 // one: one that begins to read earlier may be better. A failed one comes with the failure.
@@ -55,5 +56,6 @@ private:
   const segment_plan& plan_;
   segment_store& store_;
   int folder_;
+  keep_turn turn_;
   run_guard* guard_ = nullptr;
 };

@@ -61,10 +61,11 @@ std::string or_none(const std::string& mark) {
 
 }  // namespace
 
-segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
-                             const segment_run& run, int folder, std::uint64_t largest)
-    : encoder_(encoder), store_(store), folder_(folder), largest_(largest), name_(new_run_name()),
-      marks_(run.first_frame(plan), plan.frames),
+segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, keep_turn& turn,
+                             const segment_plan& plan, const segment_run& run, int folder,
+                             std::uint64_t largest)
+    : encoder_(encoder), store_(store), turn_(turn), folder_(folder), largest_(largest),
+      name_(new_run_name()), marks_(run.first_frame(plan), plan.frames),
       picture_in_place_(run.pictures.first == 0 || !run.has_pictures()),
       sound_in_place_(!run.seeks_sound(plan)),
       picture_{segment_kind::picture, run.pictures, run.pictures.first, false, {}},
@@ -162,9 +163,11 @@ void segment_watch::take_finished(stream_state& stream) {
     stream.since = clock_type::now();
     return;
   }
-  if (clock_type::now() - stream.since < write_back_time) { return; }
+  const clock_type::time_point now = clock_type::now();
+  if (now - stream.since < write_back_time || !turn_.is_free(now)) { return; }
   stream.writing_back = false;
   keep(stream, false);
+  turn_.taken(clock_type::now());
 }
 
 bool segment_watch::keep(stream_state& stream, bool is_last) {

@@ -13,12 +13,26 @@
 #include "tools/qxmi_vod_transcode/segment_commands.h"
 #include "tools/qxmi_vod_transcode/segment_store.h"
 
+// Lets the engines of a tool have their segments taken one after the other, with time for the
+// tool's signals in between: to take one means to read all of it and to wait for the disk.
+class keep_turn {
+public:
+  using time_point = std::chrono::steady_clock::time_point;
+
+  bool is_free(time_point now) const { return now >= next_; }
+  void taken(time_point now) { next_ = now + run_observer::tick_interval; }
+
+private:
+  time_point next_;
+};
+
 class segment_watch : public run_observer {
 public:
-  // `folder` is the run's own, in which there may be `largest` bytes. The encoder and the store
-  // must outlive this object.
-  segment_watch(encoder_watch& encoder, segment_store& store, const segment_plan& plan,
-                const segment_run& run, int folder, std::uint64_t largest);
+  // `folder` is the run's own, in which there may be `largest` bytes. The encoder, the store and
+  // the turn must outlive this object.
+  segment_watch(encoder_watch& encoder, segment_store& store, keep_turn& turn,
+                const segment_plan& plan, const segment_run& run, int folder,
+                std::uint64_t largest);
 
   void on_line(std::string_view text) override { encoder_.on_line(text); }
   bool on_tick(const child_process& child, bool suspended) override;
@@ -65,6 +79,7 @@ private:
 
   encoder_watch& encoder_;
   segment_store& store_;
+  keep_turn& turn_;
   int folder_;
   std::uint64_t largest_;
   std::chrono::steady_clock::time_point next_size_check_;

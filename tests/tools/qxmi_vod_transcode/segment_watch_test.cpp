@@ -10,6 +10,7 @@
 
 #include "platform/unique_fd.h"
 #include "tests/support/media/tool_run.h"
+#include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/segment_bytes.h"
 #include "tools/qxmi_vod_transcode/segment_watch.h"
 
@@ -47,7 +48,7 @@ struct ended_run : testing::Test {
     write(run_marks, lines);
   }
   bool finish(bool read_badly) {
-    watch.emplace(encoder, *store, plan, run, made_fd.get(), largest);
+    watch.emplace(encoder, *store, turn, plan, run, made_fd.get(), largest);
     return watch->finish(read_badly);
   }
 
@@ -63,6 +64,7 @@ struct ended_run : testing::Test {
   progress_output output;
   shared_cap no_cap{cpu_cap(0, 1)};
   encoder_watch encoder{line, output, no_cap};
+  keep_turn turn;
   std::optional<segment_watch> watch;
 };
 
@@ -125,8 +127,29 @@ TEST_F(ended_run, with_too_many_files_is_given_up_while_its_engine_works) {
   for (int file = 0; file < 30; ++file) {
     write("more" + std::to_string(file), "");
   }
-  watch.emplace(encoder, *store, plan, run, made_fd.get(), largest);
+  watch.emplace(encoder, *store, turn, plan, run, made_fd.get(), largest);
   const child_process none;
   watch->on_tick(none, false);
   EXPECT_TRUE(watch->gives_up());
+}
+
+TEST_F(ended_run, has_its_segments_taken_one_in_a_tick) {
+  run.pictures = {0, 2};
+  for (const char* name : {"v000000.mp4", "v000001.mp4"}) {
+    write(name, film(50));
+  }
+  write("s000000.adts", sound(93));
+  write("s000001.adts", sound(93));
+  watch.emplace(encoder, *store, turn, plan, run, made_fd.get(), largest);
+  const child_process none;
+  const auto kept = [&] { return store->pictures().size() + store->sounds().size(); };
+  while (kept() == 0) {
+    watch->on_tick(none, false);
+    ASSERT_FALSE(watch->gives_up()) << watch->failure().cause;
+  }
+  EXPECT_EQ(kept(), 1U);
+  EXPECT_TRUE(qx_test::wait_until([&] {
+    watch->on_tick(none, false);
+    return kept() == 2;
+  }));
 }
