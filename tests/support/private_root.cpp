@@ -94,8 +94,9 @@ std::string joined(const name_values& entries) {
 
 }  // namespace
 
-private_root::private_root(tool_set tools) : folder_(make_temporary_folder()) {
-  make_folders(tools);
+private_root::private_root(tool_set tools, const script_set& scripts)
+    : folder_(make_temporary_folder()) {
+  make_folders(tools, scripts);
   start_keeper();
   write_default_plans(*this);
 }
@@ -110,7 +111,7 @@ private_root::~private_root() {
   if (keeper_ > 0) { waitpid(keeper_, nullptr, 0); }
 }
 
-void private_root::make_folders(tool_set tools) {
+void private_root::make_folders(tool_set tools, const script_set& scripts) {
   std::error_code error;
   for (const char* name :
        {"tools", "mnt/main/tv", "mnt/media", "run/stand_ins/plans", "run/stand_ins/calls",
@@ -122,6 +123,10 @@ void private_root::make_folders(tool_set tools) {
                                : install_built_tools(scratch("tools"));
   const fs::path client = fs::path(QX_BIN_FOLDER) / "qx_vod_ctl";
   if (fs::exists(client)) { link_or_copy(client, scratch("tools/qx_vod_ctl")); }
+  for (const auto& [name, text] : scripts) {
+    write_file(scratch("tools/" + name), text);
+    chmod(scratch("tools/" + name).c_str(), 0755);
+  }
 }
 
 void private_root::start_keeper() {

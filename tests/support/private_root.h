@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,9 @@ namespace qx_test {
 
 // Which programs are in /usr/bin of the private root.
 enum class tool_set { stand_ins, built };
+
+// More programs in /usr/bin of the private root: scripts by their names.
+using script_set = std::map<std::string, std::string>;
 
 // The output of a program run inside, and how it ended: its exit status, or 128 plus the signal.
 struct run_result {
@@ -39,7 +43,7 @@ struct spawn_options {
 // With QX_KEEP_ROOT set in the environment the folder is kept.
 class private_root {
 public:
-  explicit private_root(tool_set tools = tool_set::stand_ins);
+  explicit private_root(tool_set tools = tool_set::stand_ins, const script_set& scripts = {});
   ~private_root();
   private_root(const private_root&) = delete;
   private_root& operator=(const private_root&) = delete;
@@ -96,7 +100,7 @@ public:
   std::vector<pid_t> processes() const;
 
 private:
-  void make_folders(tool_set tools);
+  void make_folders(tool_set tools, const script_set& scripts);
   void start_keeper();
 
   std::string folder_;

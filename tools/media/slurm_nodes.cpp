@@ -23,11 +23,15 @@ bool read_idle(std::string_view counts, int& idle) {
          read_number(counts.substr(begin + 1, end - begin - 1), idle);
 }
 
-// The marks behind a state: "*" for a node that does not answer, others for what is planned.
+// The marks after a state: "*" for a node that does not answer, "~" for one that is switched off,
+// "#",
+// "%", "!", "@" and "^" for one that starts or stops, "$" for maintenance, "-" for one that another
+// job is about to get.
 void read_state(const std::string& text, slurm_node& node) {
   const std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz_");
   node.state = text.substr(0, end);
   node.answers = text.find('*') == std::string::npos;
+  node.is_marked = end != std::string::npos;
 }
 
 bool read_node(const std::string& line, slurm_node& node) {

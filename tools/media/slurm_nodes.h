@@ -16,9 +16,15 @@ struct slurm_node {
   std::string name;
   std::string state;        // in sinfo's short form: "idle", "mix", "alloc", "down", "drain", ...
   bool answers = true;      // the controller hears of it
+  bool is_marked = false;   // not to be used just now: switched off, starting, reserved, ...
   int idle_processors = 0;  // that no job has
 
-  bool takes_jobs() const { return answers && (state == "idle" || state == "mix"); }
+  bool takes_jobs() const { return answers && !is_marked && (state == "idle" || state == "mix"); }
+
+  // Now, or as soon as others have done.
+  bool may_take_jobs() const {
+    return answers && (state == "idle" || state == "mix" || state == "alloc" || state == "comp");
+  }
 };
 
 // Lists the nodes of all partitions, a line for each node and partition.

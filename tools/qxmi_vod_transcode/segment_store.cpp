@@ -50,7 +50,7 @@ bool segment_store::is_unreadable_again(const std::string& name, encode_failure&
 }
 
 bool segment_store::scan_kind(segment_kind kind, const std::function<bool()>& goes_on,
-                              encode_failure& failure) {
+                              unreadable_segment unreadable, encode_failure& failure) {
   std::vector<std::int64_t> segments;
   if (!list_segments(folder_, kind, segments)) {
     failure = system_failure(errno);
@@ -61,10 +61,14 @@ bool segment_store::scan_kind(segment_kind kind, const std::function<bool()>& go
   for (const std::int64_t segment : segments) {
     if (!goes_on()) { return false; }
     kept_segment kept;
-    const segment_state state = load_segment(folder_, kind, segment, kept);
-    if (state == segment_state::unreadable &&
+    segment_state state = load_segment(folder_, kind, segment, kept);
+    const bool is_trouble = unreadable == unreadable_segment::trouble;
+    if (state == segment_state::unreadable && is_trouble &&
         !is_unreadable_again(segment_name(kind, segment), failure)) {
       return false;
+    }
+    if (state == segment_state::unreadable && !is_trouble) {
+      state = load_segment(folder_, kind, segment, kept);
     }
     if (state == segment_state::good && fits(kind, segment, kept)) {
       all_of(kind).emplace(segment, kept);
@@ -73,12 +77,13 @@ bool segment_store::scan_kind(segment_kind kind, const std::function<bool()>& go
   return true;
 }
 
-bool segment_store::scan(const std::function<bool()>& goes_on, encode_failure& failure) {
+bool segment_store::scan(const std::function<bool()>& goes_on, encode_failure& failure,
+                         unreadable_segment unreadable) {
   pictures_.clear();
   sounds_.clear();
   complete_ = false;
   for (const segment_kind kind : kinds) {
-    if (!scan_kind(kind, goes_on, failure)) { return false; }
+    if (!scan_kind(kind, goes_on, unreadable, failure)) { return false; }
   }
   complete_ = has_all() && note(totals_name) == totals();
   reach_ = std::max(reach_, std::atoi(note(reach_name).c_str()));
@@ -141,12 +146,13 @@ std::vector<std::int64_t> segment_store::seams() const {
   return found;
 }
 
-std::int64_t segment_store::first_bad_seam() const {
+std::vector<std::int64_t> segment_store::bad_seams() const {
+  std::vector<std::int64_t> found;
   for (const std::int64_t segment : seams()) {
     const std::string& due = pictures_.at(segment - 1).next;
-    if (due == "-" || due != pictures_.at(segment).first) { return segment; }
+    if (due == "-" || due != pictures_.at(segment).first) { found.push_back(segment); }
   }
-  return -1;
+  return found;
 }
 
 bool segment_store::keep(segment_kind kind, std::int64_t segment, int run_folder, kept_segment made,
@@ -204,6 +210,12 @@ void segment_store::remove_run(std::int64_t segment) {
        kept != pictures_.end() && kept->first == segment && kept->second.run == run;
        kept = pictures_.find(++segment)) {
     remove(segment_kind::picture, segment);
+  }
+}
+
+void segment_store::remove_runs_at(const std::vector<std::int64_t>& bad_seams) {
+  for (const std::int64_t segment : bad_seams) {
+    if (pictures_.count(segment - 1) > 0) { remove_run(segment); }
   }
 }
 

@@ -14,6 +14,11 @@
 
 using segment_map = std::map<std::int64_t, kept_segment>;
 
+// What a segment that cannot be read is taken for: trouble that may pass until the next run of the
+// tool, which must not cost what is finished; or missing, if it cannot be read a second time
+// either.
+enum class unreadable_segment { trouble, missing };
+
 class segment_store {
 public:
   // `folder` must stay open as long as this object exists.
@@ -22,7 +27,8 @@ public:
   // Reads what the folder holds. `goes_on` is asked before each segment. False if it says no, or
   // with the failure if a segment cannot be read: whether that is damaged is then not known. One
   // that could not be read the last time either counts as damaged.
-  bool scan(const std::function<bool()>& goes_on, encode_failure& failure);
+  bool scan(const std::function<bool()>& goes_on, encode_failure& failure,
+            unreadable_segment unreadable = unreadable_segment::trouble);
 
   // The complete segments by their numbers, with gaps where one is missing.
   const segment_map& all(segment_kind kind) const {
@@ -41,9 +47,9 @@ public:
   // output ends.
   std::vector<segment_range> missing(segment_kind kind) const;
 
-  // The first picture segment that another run than that of the segment before it made, and whose
-  // picture does not continue that segment; -1 if there is none.
-  std::int64_t first_bad_seam() const;
+  // The picture segments that another run than that of the segment before them made, and whose
+  // picture does not continue that segment.
+  std::vector<std::int64_t> bad_seams() const;
 
   // The beginnings of runs except the first one, in picture segments, wherever the segment before
   // is there.
@@ -71,6 +77,10 @@ public:
   void remove_run(std::int64_t segment);
   void clear();
 
+  // Removes the runs that begin at these bad seams. Where one of them goes, the next seam says
+  // nothing about the run after it, which stays.
+  void remove_runs_at(const std::vector<std::int64_t>& bad_seams);
+
   // Whether there is any finished picture segment in `folder`, damaged or not; true if the folder
   // cannot be read.
   static bool is_begun(int folder);
@@ -91,7 +101,8 @@ private:
   }
   bool has_all_of(segment_kind kind) const;
   bool has_all_sound() const { return plan_.packets == 0 || has_all_of(segment_kind::sound); }
-  bool scan_kind(segment_kind kind, const std::function<bool()>& goes_on, encode_failure& failure);
+  bool scan_kind(segment_kind kind, const std::function<bool()>& goes_on,
+                 unreadable_segment unreadable, encode_failure& failure);
   bool is_unreadable_again(const std::string& name, encode_failure& failure) const;
   bool fits(segment_kind kind, std::int64_t segment, const kept_segment& kept) const;
   bool is_bad_end(std::int64_t segment) const;

@@ -104,7 +104,9 @@ void segmented_encode::announce(const std::string& text) const {
 }
 
 bool segmented_encode::scan(encode_failure& failure) {
-  scanned_ = scanned_ || store_->scan([this] { return may_go_on(task_); }, failure);
+  // What a node wrote and this machine cannot read is no reason to fail: it can be made here.
+  const auto unreadable = was_spread_ ? unreadable_segment::missing : unreadable_segment::trouble;
+  scanned_ = scanned_ || store_->scan([this] { return may_go_on(task_); }, failure, unreadable);
   return scanned_;
 }
 
@@ -250,14 +252,14 @@ bool segmented_encode::make_segments(encode_failure& failure) {
   while (stop_signal() == 0) {
     if (!store_->is_complete() && !make_missing(failure)) { return false; }
     if (!scan(failure)) { return false; }
-    const std::int64_t bad_seam = store_->first_bad_seam();
-    if (store_->is_complete() && bad_seam < 0) { return true; }
+    const std::vector<std::int64_t> bad_seams = store_->bad_seams();
+    if (store_->is_complete() && bad_seams.empty()) { return true; }
     if (!store_->is_complete() && ++damages > most_damages) {
       failure = {true, "finished segments do not stay as they were written"};
       return false;
     }
-    if (bad_seam >= 0) {
-      store_->remove_run(bad_seam);
+    if (!bad_seams.empty()) {
+      store_->remove_runs_at(bad_seams);
       read_earlier();
     }
   }
@@ -284,14 +286,19 @@ bool segmented_encode::try_make(const judgement& judge, encode_failure& failure)
   return make_segments(failure) && join_and_judge(judge, failure);
 }
 
+// Whatever the cluster leaves, the rest is made here: neither a source whose clock cannot be read
+// now nor a segment that cannot be is a failure.
 bool segmented_encode::spread(encode_failure& failure) {
   cluster_work work = {task_, plan_, folder_.fd(), store_->missing(segment_kind::picture), {}};
   if (plan_.packets > 0) { work.sounds = store_->missing(segment_kind::sound); }
   const bool must_be_one_run = store_->reach() >= no_warm_up_helps;
   if (store_->is_complete() || must_be_one_run || !is_spread(work)) { return true; }
-  const clock_kind clock = find_clock(failure);
-  if (clock != clock_kind::even) { return clock != clock_kind::unknown; }
-  make_in_cluster(work, [this](const std::string& text) { announce(text); });
+  const auto tell = [this](const std::string& text) { announce(text); };
+  const auto places = find_places(work, tell);
+  encode_failure unclear;
+  if (!places || find_clock(unclear) != clock_kind::even) { return stop_signal() == 0; }
+  make_in_cluster(work, *places, tell);
+  was_spread_ = true;
   scanned_ = false;
   return stop_signal() == 0 && scan(failure);
 }

@@ -86,5 +86,6 @@ private:
   bool keeps_ = false;
   bool may_divide_ = true;     // among several engines at once
   bool scanned_ = false;       // and not changed since
+  bool was_spread_ = false;    // the nodes of a cluster have written segments
   bool started_over_ = false;  // segments were thrown away by this run of the tool
 };

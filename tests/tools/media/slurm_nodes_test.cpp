@@ -41,18 +41,34 @@ TEST(nodes, have_their_state_and_idle_processors) {
   EXPECT_EQ(nodes[6].state, "idle");
 }
 
-TEST(nodes, take_jobs_if_they_answer_and_have_processors_left) {
+TEST(nodes, may_take_jobs_later_if_others_have_them_now) {
+  std::vector<std::string> possible;
+  for (const slurm_node& node : read_nodes(listing, "")) {
+    if (node.may_take_jobs()) { possible.push_back(node.name); }
+  }
+  EXPECT_THAT(possible, ElementsAre("n1", "n2", "n3", "n7"));
+}
+
+TEST(nodes, with_a_mark_take_no_jobs_just_now) {
+  for (const std::string mark : {"~", "#", "%", "!", "@", "^", "$", "-", "*"}) {
+    const auto nodes = read_nodes("vod vod* n1 idle" + mark + " 0/4/0/4\n", "");
+    ASSERT_THAT(nodes, SizeIs(1)) << mark;
+    EXPECT_FALSE(nodes[0].takes_jobs()) << mark;
+  }
+}
+
+TEST(nodes, take_jobs_if_they_answer_are_on_and_have_processors_left) {
   std::vector<std::string> taking;
   for (const slurm_node& node : read_nodes(listing, "")) {
     if (node.takes_jobs()) { taking.push_back(node.name); }
   }
-  EXPECT_THAT(taking, ElementsAre("n1", "n2", "n7"));
+  EXPECT_THAT(taking, ElementsAre("n1", "n2"));
 }
 
 TEST(nodes, offer_a_place_for_each_task_that_fits) {
   const auto nodes = read_nodes(listing, "");
-  EXPECT_EQ(free_places(nodes, 4), 3);
-  EXPECT_EQ(free_places(nodes, 2), 6);
+  EXPECT_EQ(free_places(nodes, 4), 2);
+  EXPECT_EQ(free_places(nodes, 2), 4);
   EXPECT_EQ(free_places(nodes, 5), 1);
   EXPECT_EQ(free_places({}, 1), 0);
 }

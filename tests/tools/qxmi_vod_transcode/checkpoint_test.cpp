@@ -4,6 +4,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -218,6 +219,25 @@ TEST_F(checkpoint, segments_that_no_run_continues_are_made_again) {
   ASSERT_EQ(result.errors.size(), 2U);
   EXPECT_THAT(result.errors[1], HasSubstr("starts over: its parts do not fit together"));
   expect_whole(result);
+}
+
+// As many as a transcode may have that many nodes have made.
+TEST_F(checkpoint, many_bad_seams_cost_only_the_segments_after_them) {
+  interrupt_after(5, SIGKILL);
+  for (const std::string segment : {"1", "2", "3", "4"}) {
+    const std::string path = in_folder("v00000" + segment + ".mp4.sum");
+    std::string line;
+    std::getline(std::ifstream(path), line);
+    std::istringstream words(unsealed(line + "\n"));
+    std::string name, bytes, sum, run, first, next;
+    ASSERT_TRUE(words >> name >> bytes >> sum >> run >> first >> next) << line;
+    std::ofstream(path) << sealed(name + " " + bytes + " " + sum + " run" + segment +
+                                  " 000000000000000000000000 " + next);
+  }
+  const tool_result result = resume();
+  expect_resumed(result, 5);
+  expect_whole(result);
+  expect_as_in_one_piece();
 }
 
 TEST_F(checkpoint, a_transcode_terminated_while_it_looks_at_the_clock_keeps_its_segments) {

@@ -11,6 +11,7 @@
 #include "platform/unique_fd.h"
 #include "tests/support/media/tool_run.h"
 #include "tests/tools/qxmi_vod_transcode/segment_bytes.h"
+#include "tests/tools/qxmi_vod_transcode/unreadable_file.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 #include "tools/qxmi_vod_transcode/run_marks.h"
 #include "tools/qxmi_vod_transcode/segment_store.h"
@@ -235,16 +236,39 @@ TEST_F(segments, of_another_run_must_continue_the_pictures_before) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "one", "x", "c")) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "two", "c", "d")) << failure.cause;
-  EXPECT_EQ(store->first_bad_seam(), -1);
+  EXPECT_TRUE(store->bad_seams().empty());
   EXPECT_EQ(store->seams(), std::vector<std::int64_t>{2});
   ASSERT_TRUE(keep_picture(film(50), "three", "e", "f")) << failure.cause;
-  EXPECT_EQ(store->first_bad_seam(), 3);
+  EXPECT_EQ(store->bad_seams(), std::vector<std::int64_t>{3});
+}
+
+TEST_F(segments, at_bad_seams_are_all_removed_together) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "two", "x", "c")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "three", "c", "d")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "four", "x", "e")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "five", "e", "f")) << failure.cause;
+  EXPECT_EQ(store->bad_seams(), (std::vector<std::int64_t>{1, 3}));
+  store->remove_runs_at(store->bad_seams());
+  EXPECT_EQ(store->pictures().size(), 3U);
+  EXPECT_EQ(store->pictures().count(1) + store->pictures().count(3), 0U);
+}
+
+// A run in the wrong place shows at both of its ends, and only it is to be made again.
+TEST_F(segments, after_a_removed_run_are_judged_when_it_is_made_again) {
+  ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "two", "x", "y")) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50), "three", "c", "d")) << failure.cause;
+  EXPECT_EQ(store->bad_seams(), (std::vector<std::int64_t>{1, 2}));
+  store->remove_runs_at(store->bad_seams());
+  EXPECT_EQ(store->pictures().count(1), 0U);
+  EXPECT_EQ(store->pictures().count(2), 1U);
 }
 
 TEST_F(segments, without_marks_do_not_continue_each_other) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", "-")) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50), "two", "-", "c")) << failure.cause;
-  EXPECT_EQ(store->first_bad_seam(), 1);
+  EXPECT_EQ(store->bad_seams(), std::vector<std::int64_t>{1});
 }
 
 TEST_F(segments, that_cannot_be_read_are_no_damaged_ones) {
@@ -256,6 +280,19 @@ TEST_F(segments, that_cannot_be_read_are_no_damaged_ones) {
   EXPECT_EQ(failure.cause, "Too many open files");
   EXPECT_TRUE(failure.interrupted);
   EXPECT_EQ(found().frames(), 50);
+}
+
+TEST_F(segments, that_cannot_be_read_may_count_as_missing) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  const qx_test::unreadable_file first(folder.file("v000000.mp4"));
+  const qx_test::unreadable_file second(folder.file("v000001.mp4"));
+  segment_store strict(folder_fd.get(), plan);
+  EXPECT_FALSE(strict.scan([] { return true; }, failure));
+  segment_store other(folder_fd.get(), plan);
+  EXPECT_TRUE(other.scan([] { return true; }, failure, unreadable_segment::missing));
+  EXPECT_EQ(other.pictures().size(), 1U);
 }
 
 TEST_F(segments, are_not_read_once_the_tool_shall_stop) {

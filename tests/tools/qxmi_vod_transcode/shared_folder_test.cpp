@@ -121,6 +121,21 @@ TEST_F(shared_folder, names_the_nodes_that_refuse) {
   EXPECT_THAT(refusing_nodes(fd.get()), testing::ElementsAre("n10", "n2"));
 }
 
+TEST_F(shared_folder, lists_what_the_tasks_of_a_division_have_written) {
+  set_task_done(fd.get(), note, 1);
+  write_task_progress(fd.get(), note, 0, 10);
+  set_refusing(fd.get(), "n2");
+  for (const char* const other :
+       {"done-a1-2", "done-a1--1", "done-a1-0x", "done-b2-0", "done-a1-", "progress-a1-1.host-7"}) {
+    std::ofstream(folder.file(other)) << "";
+  }
+  task_files files;
+  ASSERT_TRUE(list_task_files(fd.get(), note, files));
+  EXPECT_THAT(files.done, testing::ElementsAre(1));
+  EXPECT_THAT(files.begun, testing::ElementsAre(0));
+  EXPECT_THAT(files.refusing, testing::ElementsAre("n2"));
+}
+
 TEST_F(shared_folder, forgets_refusals_and_complaints) {
   set_refusing(fd.get(), "n2");
   write_complaint(fd.get(), "n2: another ffmpeg");

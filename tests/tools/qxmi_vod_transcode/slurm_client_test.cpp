@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/media/tool_run.h"
 #include "tests/support/wait_until.h"
 #include "tools/qxmi_vod_transcode/spread/slurm_client.h"
 
@@ -54,6 +55,17 @@ TEST(a_call, is_not_waited_for) {
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_FALSE(call.ended());
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+}
+
+// Whoever waits for it would otherwise come back at once, again and again.
+TEST(a_call, that_has_closed_its_output_is_waited_for_in_peace) {
+  const qx_test::scratch_folder folder;
+  shell_call call("exec >&- 2>&-; echo >'" + folder.file("closed") + "'; exec sleep 60");
+  ASSERT_TRUE(qx_test::wait_until([&] { return folder.names().size() == 1; }));
+  call.ended();
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_FALSE(call.ended(300ms));
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, 250ms);
 }
 
 TEST(a_call, that_takes_too_long_is_ended) {

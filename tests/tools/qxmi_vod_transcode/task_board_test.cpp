@@ -21,13 +21,6 @@ slurm_task line(std::int64_t task, const std::string& state) {
   return one;
 }
 
-slurm_task line_of_waiting() {
-  slurm_task rest;
-  rest.job = 7;
-  rest.state = "PD";
-  return rest;
-}
-
 // Three tasks, all submitted at second 0.
 struct three_tasks : testing::Test {
   three_tasks() {
@@ -66,7 +59,7 @@ std::vector<std::int64_t> sizes(const std::vector<task_range>& ranges) {
 }  // namespace
 
 TEST_F(three_tasks, are_not_submitted_again_while_they_run_or_wait) {
-  list(5, {line(0, "R"), line_of_waiting()});
+  list(5, {line(0, "R"), line(1, "PD"), line(2, "PD")});
   EXPECT_THAT(missing(6), IsEmpty());
   EXPECT_EQ(board.running_count(), 1);
 }
@@ -90,10 +83,41 @@ TEST_F(three_tasks, that_are_done_are_not_submitted_again) {
   EXPECT_FALSE(board.is_settled());
 }
 
-TEST_F(three_tasks, that_worked_are_missed_even_while_others_wait) {
-  board.made(0, 100, at(3));
-  list(5, {line_of_waiting()});
+TEST_F(three_tasks, are_missed_even_while_others_wait) {
+  list(5, {line(1, "PD"), line(2, "PD")});
   EXPECT_THAT(missing(6), ElementsAre(0));
+}
+
+TEST_F(three_tasks, in_a_state_that_is_not_known_are_in_the_queue) {
+  list(5, {line(0, "S"), line(1, "ST"), line(2, "XY")});
+  EXPECT_THAT(missing(6), IsEmpty());
+}
+
+TEST_F(three_tasks, that_are_listed_although_they_have_ended_are_missed) {
+  list(5, {line(0, "F"), line(1, "R"), line(2, "NF")});
+  EXPECT_THAT(missing(6), ElementsAre(0, 2));
+}
+
+TEST_F(three_tasks, that_have_been_ending_for_a_minute_are_missed) {
+  list(5, {line(0, "R"), line(1, "CG"), line(2, "PD")});
+  list(60, {line(0, "R"), line(1, "CG"), line(2, "PD")});
+  EXPECT_THAT(missing(60), IsEmpty());
+  list(66, {line(0, "R"), line(1, "CG"), line(2, "PD")});
+  EXPECT_THAT(missing(66, false), ElementsAre(1));
+}
+
+TEST_F(three_tasks, have_one_more_try_for_each_node_that_refuses) {
+  board.done(0, at(1));
+  board.done(1, at(1));
+  board.refused_by(2);
+  for (int try_number = 2; try_number <= 5; ++try_number) {
+    list(10 * try_number, {});
+    EXPECT_THAT(missing(10 * try_number), ElementsAre(2)) << try_number;
+    board.submitted(2, at(10 * try_number + 1));
+  }
+  list(60, {});
+  EXPECT_THAT(missing(61), IsEmpty());
+  EXPECT_TRUE(board.is_settled());
 }
 
 TEST_F(three_tasks, that_stand_still_for_a_minute_are_submitted_a_second_time) {
@@ -184,6 +208,16 @@ TEST(ranges, are_longer_where_there_would_be_too_many) {
   const auto ranges = divide_into_tasks(numbers(0, 12000), 10000);
   EXPECT_LE(ranges.size(), 1000U);
   EXPECT_EQ(ranges.back().end, 12000);
+}
+
+TEST(ranges, are_not_more_than_the_cluster_takes) {
+  std::vector<std::int64_t> every_second;
+  for (std::int64_t number = 0; number < 2400; number += 2) {
+    every_second.push_back(number);
+  }
+  const auto ranges = divide_into_tasks(every_second, 10);
+  EXPECT_THAT(ranges, SizeIs(1000));
+  EXPECT_EQ(ranges.back().first, 1998);
 }
 
 TEST(ranges, of_nothing_are_none) {

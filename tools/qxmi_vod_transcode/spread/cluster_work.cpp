@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <optional>
 #include <random>
 #include <set>
 #include <system_error>
@@ -14,10 +13,10 @@
 #include "tools/job_log/job_log.h"
 #include "tools/job_log/job_spread.h"
 #include "tools/job_log/one_line.h"
-#include "tools/media/slurm_nodes.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/spread/left_jobs.h"
 #include "tools/qxmi_vod_transcode/spread/spread_job.h"
 
 namespace {
@@ -66,32 +65,12 @@ std::string job_name(int folder, const std::string& path) {
   struct stat status = {};
   const std::size_t dash = path.rfind('-');
   const std::string key = dash == std::string::npos ? "" : path.substr(dash + 1);
-  return fstat(folder, &status) == 0 ? "qxvod-" + key + "-" + std::to_string(status.st_ino)
-                                     : "qxvod-" + key;
+  const std::string name = job_name_prefix + key;
+  return fstat(folder, &status) == 0 ? name + "-" + std::to_string(status.st_ino) : name;
 }
 
-// What a command of Slurm prints; nothing, with the cause unless the tool is asked to stop, if it
-// fails.
-std::optional<std::string> output_of(const std::vector<std::string>& command, std::string& cause) {
-  constexpr std::chrono::seconds limit{15};
-  slurm_call call;
-  call.start(command, limit);
-  if (!ended_before_stop(call)) { return {}; }
-  if (call.success()) { return call.output(); }
-  cause = call.cause();
-  return {};
-}
-
-// How many tasks could begin at once, or are there already; nothing with the cause if that cannot
-// be found out.
-std::optional<int> count_places(const std::string& name, std::string& cause) {
-  const tool_config& config = configured();
-  const auto own = output_of(task_listing(name), cause);
-  const auto nodes = own ? output_of(node_listing(), cause) : own;
-  if (!nodes) { return {}; }
-  const int free = free_places(read_nodes(*nodes, config.spread_partition), config.spread_cpus);
-  const int places = free + static_cast<int>(read_tasks(*own).size());
-  return config.spread_nodes > 0 ? std::min(places, config.spread_nodes) : places;
+std::string path_of(int folder, std::error_code& error) {
+  return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder), error).string();
 }
 
 task_note note_of(const cluster_work& work, int places) {
@@ -103,8 +82,10 @@ task_note note_of(const cluster_work& work, int places) {
   note.level = work.task.priority.level;
   note.threads = configured().spread_cpus;
   note.segment_seconds = configured().segment_seconds;
-  note.ranges = divide_into_tasks(missing_segments(work), places);
-  note.last_is_open = is_open(work.pictures) || is_open(work.sounds);
+  const std::vector<std::int64_t> missing = missing_segments(work);
+  note.ranges = divide_into_tasks(missing, places);
+  const bool has_end = !note.ranges.empty() && note.ranges.back().end > missing.back();
+  note.last_is_open = has_end && (is_open(work.pictures) || is_open(work.sounds));
   return note;
 }
 
@@ -140,28 +121,39 @@ bool is_spread(const cluster_work& work) {
          work.task.media.duration >= config.spread_min_length;
 }
 
-void make_in_cluster(const cluster_work& work,
-                     const std::function<void(const std::string& text)>& announce) {
+std::optional<cluster_places> find_places(const cluster_work& work, const announcement& announce) {
   std::error_code error;
-  const std::string self = "/proc/self/fd/" + std::to_string(work.folder);
+  const std::string folder = path_of(work.folder, error);
+  if (error) {
+    announce("not spread: " + error.message());
+    return {};
+  }
+  const std::string name = job_name(work.folder, folder);
+  cancel_left_jobs(name);
+  std::string cause;
+  const std::optional<cluster_places> places = ask_for_places(configured(), name, cause);
+  if (stop_signal() != 0) { return {}; }
+  if (!places) { announce("not spread, since the cluster does not answer: " + cause); }
+  if (!places || places->count >= least_places) { return places; }
+  log_note(cluster_note, "not spread, since no two tasks could begin at once");
+  return {};
+}
+
+void make_in_cluster(const cluster_work& work, const cluster_places& places,
+                     const announcement& announce) {
+  std::error_code error;
   spread_order order;
-  order.folder = std::filesystem::read_symlink(self, error).string();
+  order.folder = path_of(work.folder, error);
   if (error) { return announce("not spread: " + error.message()); }
   order.folder_fd = work.folder;
   order.name = job_name(work.folder, order.folder);
-  std::string cause;
-  const std::optional<int> places = count_places(order.name, cause);
-  if (stop_signal() != 0) { return; }
-  if (!places) { return announce("not spread, since the cluster does not answer: " + cause); }
-  if (*places < least_places) {
-    return log_note(cluster_note, "not spread, since no two tasks could begin at once");
-  }
   order.partition = configured().spread_partition;
+  order.nodes = places.nodes;
   order.at_once = configured().spread_nodes;
   order.patience = std::chrono::seconds(configured().spread_patience);
   order.segment_frames = work.plan.frames;
   order.segments = last_segment(work) + 1;
-  order.note = note_of(work, *places);
+  order.note = note_of(work, places.count);
   progress_relay relay(work.task);
   spread_job job(order, [&](const spread_state& state) { relay.show(state); });
   const std::string trouble = job.run();

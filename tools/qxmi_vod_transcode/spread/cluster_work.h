@@ -3,11 +3,13 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "tools/qxmi_vod_transcode/encode_task.h"
 #include "tools/qxmi_vod_transcode/segment_plan.h"
+#include "tools/qxmi_vod_transcode/spread/cluster_places.h"
 
 struct cluster_work {
   const encode_task& task;
@@ -21,8 +23,15 @@ struct cluster_work {
 // enough.
 bool is_spread(const cluster_work& work);
 
-// Has the cluster make the segments that are missing, as many as it can, and prints progress.
-// `announce` gets a line for a person where the cluster is not there, or fails. The segments are
-// then in their folder, or still missing.
-void make_in_cluster(const cluster_work& work,
-                     const std::function<void(const std::string& text)>& announce);
+// Takes a line for a person.
+using announcement = std::function<void(const std::string& text)>;
+
+// Asks the cluster whether it has places for such work, and removes from its queue what tools of
+// this machine have left there for good. Nothing if it has too few, or does not answer, which is
+// announced.
+std::optional<cluster_places> find_places(const cluster_work& work, const announcement& announce);
+
+// Has the cluster make the segments that are missing, as many as it can, and prints progress. Where
+// the cluster fails, that is announced. The segments are then in their folder, or still missing.
+void make_in_cluster(const cluster_work& work, const cluster_places& places,
+                     const announcement& announce);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <functional>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,8 +26,12 @@ constexpr const char* refusal_prefix = "refuses-";
 constexpr std::size_t longest_note = 1U << 20;
 constexpr std::size_t longest_line = 4096;
 
+std::string name_for(const char* what, const task_note& note) {
+  return what + ("-" + note.token + "-");
+}
+
 std::string name_for(const char* what, const task_note& note, std::int64_t task) {
-  return what + ("-" + note.token + "-" + std::to_string(task));
+  return name_for(what, note) + std::to_string(task);
 }
 
 // Readers see the old text or the new one. The temporary name is this machine's and process's own.
@@ -56,6 +61,29 @@ bool is_node_name(const std::string& text) {
   constexpr const char* allowed =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
   return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
+}
+
+// False with errno.
+bool for_each_name(int folder, const std::function<void(const std::string&)>& act) {
+  const int fd = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const unique_dir entries(fd < 0 ? nullptr : fdopendir(fd));
+  if (!entries && fd >= 0) { close(fd); }
+  if (!entries) { return false; }
+  errno = 0;
+  while (const dirent* entry = readdir(entries.get())) {
+    act(entry->d_name);
+    errno = 0;
+  }
+  return errno == 0;
+}
+
+// Adds the number of a task of the division, if `name` is `prefix` with that.
+void add_number(const std::string& name, const std::string& prefix, const task_note& note,
+                std::vector<std::int64_t>& numbers) {
+  if (name.rfind(prefix, 0) != 0) { return; }
+  const std::int64_t number = std::atoll(name.c_str() + prefix.size());
+  const bool is_there = number >= 0 && number < static_cast<std::int64_t>(note.ranges.size());
+  if (is_there && name == prefix + std::to_string(number)) { numbers.push_back(number); }
 }
 
 bool exists(int folder, const std::string& name) {
@@ -164,20 +192,22 @@ void set_refusing(int folder, const std::string& node) {
   write_text(folder, refusal_prefix + node, "");
 }
 
+bool list_task_files(int folder, const task_note& note, task_files& files) {
+  const std::string refuses = refusal_prefix;
+  return for_each_name(folder, [&](const std::string& name) {
+    const std::string node = name.substr(std::min(name.size(), refuses.size()));
+    if (name.rfind(refuses, 0) == 0 && is_node_name(node)) { files.refusing.push_back(node); }
+    add_number(name, name_for("done", note), note, files.done);
+    add_number(name, name_for("progress", note), note, files.begun);
+  });
+}
+
 std::vector<std::string> refusing_nodes(int folder) {
-  const std::string prefix = refusal_prefix;
-  std::vector<std::string> nodes;
-  const int fd = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  const unique_dir entries(fd < 0 ? nullptr : fdopendir(fd));
-  if (!entries && fd >= 0) { close(fd); }
-  while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
-    const std::string name = entry->d_name;
-    if (name.rfind(prefix, 0) == 0 && is_node_name(name.substr(prefix.size()))) {
-      nodes.push_back(name.substr(prefix.size()));
-    }
-  }
-  std::sort(nodes.begin(), nodes.end());
-  return nodes;
+  task_files files;
+  // Without them, tasks are sent to nodes that refuse again.
+  static_cast<void>(list_task_files(folder, {}, files));
+  std::sort(files.refusing.begin(), files.refusing.end());
+  return files.refusing;
 }
 
 void forget_refusals(int folder) {

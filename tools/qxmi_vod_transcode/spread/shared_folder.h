@@ -51,6 +51,17 @@ std::int64_t read_task_progress(int folder, const task_note& note, std::int64_t 
 bool set_task_done(int folder, const task_note& note, std::int64_t task);
 bool is_task_done(int folder, const task_note& note, std::int64_t task);
 
+// Which tasks of a division are done, and which have written how far they are, by their numbers;
+// and the nodes that refuse the work. In any order.
+struct task_files {
+  std::vector<std::int64_t> done;
+  std::vector<std::int64_t> begun;
+  std::vector<std::string> refusing;
+};
+
+// Reads the folder once, and no file in it. False with errno if it cannot be read.
+bool list_task_files(int folder, const task_note& note, task_files& files);
+
 // A node, by its name in the cluster, refuses the work: tasks are not sent there again.
 void set_refusing(int folder, const std::string& node);
 std::vector<std::string> refusing_nodes(int folder);

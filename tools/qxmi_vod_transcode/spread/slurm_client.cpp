@@ -33,30 +33,34 @@ void slurm_call::start(const std::vector<std::string>& argv, std::chrono::millis
   if (!child_.start(argv, {}, nullptr, failure_)) { ended_ = true; }
 }
 
-void slurm_call::read_pipe(int fd, std::string& text) {
+void slurm_call::read_pipe(int fd, bool& open, std::string& text) {
   char buffer[read_size];
-  while (text.size() < output_limit) {
+  while (open && text.size() < output_limit) {
     const ssize_t count = read(fd, buffer, sizeof buffer);
     if (count < 0 && errno == EINTR) { continue; }
-    if (count <= 0) { return; }
+    if (count < 0 && errno == EAGAIN) { return; }
+    open = count > 0;
+    if (!open) { return; }
     text.append(buffer, static_cast<std::size_t>(count));
   }
+  if (!open) { return; }
   failure_ = "too much output";
   child_.kill();
 }
 
 bool slurm_call::ended(std::chrono::milliseconds patience) {
   if (ended_) { return true; }
-  pollfd watched[] = {{child_.output_fd(), POLLIN, 0},
-                      {child_.errors_fd(), POLLIN, 0},
+  // A pipe that the command has closed would be ready all the time.
+  pollfd watched[] = {{output_open_ ? child_.output_fd() : -1, POLLIN, 0},
+                      {errors_open_ ? child_.errors_fd() : -1, POLLIN, 0},
                       {child_.end_fd(), POLLIN, 0}};
   const clock_type::time_point until = std::min(clock_type::now() + patience, deadline_);
   const auto left =
       std::chrono::duration_cast<std::chrono::milliseconds>(until - clock_type::now());
   poll(watched, std::size(watched), std::max<int>(0, static_cast<int>(left.count())));
   const bool over = child_.reap();
-  read_pipe(child_.output_fd(), output_);
-  read_pipe(child_.errors_fd(), errors_);
+  read_pipe(child_.output_fd(), output_open_, output_);
+  read_pipe(child_.errors_fd(), errors_open_, errors_);
   if (over) {
     finish();
   } else if (clock_type::now() >= deadline_ && failure_.empty()) {

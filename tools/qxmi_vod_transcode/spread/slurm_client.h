@@ -9,6 +9,9 @@
 
 class slurm_call;
 
+// For commands that ask the controller: they give up after 9 s where it is down.
+constexpr std::chrono::seconds answer_limit{15};
+
 // Waits until the call has ended. False if the tool is asked to stop before that.
 bool ended_before_stop(slurm_call& call);
 
@@ -29,7 +32,7 @@ public:
   std::string cause() const;
 
 private:
-  void read_pipe(int fd, std::string& text);
+  void read_pipe(int fd, bool& open, std::string& text);
   void finish();
 
   child_process child_;
@@ -37,6 +40,8 @@ private:
   std::string output_;
   std::string errors_;
   std::string failure_;
+  bool output_open_ = true;
+  bool errors_open_ = true;
   bool ended_ = false;
   bool success_ = false;
 };

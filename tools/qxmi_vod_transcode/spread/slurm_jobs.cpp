@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <charconv>
-#include <sstream>
+#include <iterator>
+#include <limits>
 
+#include "tools/job_log/run_lines.h"
 #include "tools/media/slurm_nodes.h"
 
 namespace {
@@ -29,13 +31,20 @@ bool read_id(std::string_view text, slurm_task& read) {
   return true;
 }
 
-bool read_task(const std::string& line, slurm_task& read) {
-  std::istringstream words(line);
-  std::string id;
-  if (!(words >> id >> read.state) || !read_id(id, read)) { return false; }
-  // A task that has not begun has no node.
-  words >> read.node;
-  return true;
+// The text up to the next bar, which is taken off with it.
+std::string_view take_field(std::string_view& line) {
+  const std::size_t end = line.find('|');
+  const std::string_view field = line.substr(0, end);
+  line.remove_prefix(end == std::string_view::npos ? line.size() : end + 1);
+  return field;
+}
+
+bool read_task(std::string_view line, slurm_task& read) {
+  if (!read_id(take_field(line), read)) { return false; }
+  read.state = take_field(line);
+  read.node = take_field(line);
+  read.reason = line;
+  return !read.state.empty();
 }
 
 std::string script_of(const slurm_array& array) {
@@ -54,6 +63,27 @@ std::string joined(const std::vector<std::string>& words) {
   return text;
 }
 
+std::vector<std::string> texts_of(const std::vector<std::int64_t>& numbers) {
+  std::vector<std::string> texts;
+  texts.reserve(numbers.size());
+  for (const std::int64_t number : numbers) {
+    texts.push_back(std::to_string(number));
+  }
+  return texts;
+}
+
+// What comes before a new job: not what waits for a time, another job or a person.
+bool comes_first(std::string_view reason) {
+  return reason == "Resources" || reason == "Priority" || reason == "None";
+}
+
+std::vector<std::string> detached(std::vector<std::string> command) {
+  const std::vector<std::string> shell = {
+      "/bin/sh", "-c", R"(exec /usr/bin/setsid --fork "$@" >/dev/null 2>&1)", "sh"};
+  command.insert(command.begin(), shell.begin(), shell.end());
+  return command;
+}
+
 std::string numbers_of(const slurm_array& array) {
   std::string numbers;
   for (const std::int64_t task : array.only) {
@@ -64,6 +94,18 @@ std::string numbers_of(const slurm_array& array) {
 }
 
 }  // namespace
+
+bool slurm_task::is_held() const {
+  if (state == "RH" || state == "SE") { return true; }
+  const bool is_marked =
+      reason.rfind("JobHeld", 0) == 0 || reason.find("held") != std::string::npos;
+  return state == "PD" && is_marked;
+}
+
+bool slurm_task::has_ended() const {
+  constexpr const char* ends[] = {"BF", "CA", "CD", "DL", "F", "NF", "OOM", "PR", "TO"};
+  return std::find(std::begin(ends), std::end(ends), state) != std::end(ends);
+}
 
 std::string slurm_task::id() const {
   return std::to_string(job) + (task ? "_" + std::to_string(*task) : "");
@@ -89,6 +131,7 @@ std::vector<std::string> submit_command(const slurm_array& array) {
                                       "--output=/dev/null",
                                       "--export=NONE"};
   if (!array.partition.empty()) { options.push_back("--partition=" + array.partition); }
+  if (!array.comment.empty()) { options.push_back("--comment=" + array.comment); }
   if (!array.excluded.empty()) { options.push_back("--exclude=" + joined(array.excluded)); }
   options.push_back("--wrap=" + script_of(array));
   return slurm_command("sbatch", options);
@@ -103,17 +146,48 @@ std::optional<std::int64_t> read_job_number(std::string_view text) {
 }
 
 std::vector<std::string> task_listing(const std::string& name) {
-  return slurm_command("squeue", {"--noheader", "--me", "--name=" + name, "--format=%i %t %N"});
+  return slurm_command("squeue",
+                       {"--noheader", "--array", "--me", "--name=" + name, "--format=%i|%t|%N|%r"});
 }
 
 std::vector<slurm_task> read_tasks(std::string_view text) {
   std::vector<slurm_task> tasks;
-  std::istringstream lines{std::string(text)};
-  for (std::string line; std::getline(lines, line);) {
+  for_each_line(text, [&](std::string_view line) {
     slurm_task task;
     if (read_task(line, task)) { tasks.push_back(task); }
-  }
+  });
   return tasks;
+}
+
+std::vector<std::string> waiting_listing(const std::string& partition) {
+  return slurm_command("squeue", {"--noheader", "--array", "--states=PD",
+                                  "--partition=" + partition, "--format=%C|%r|%j"});
+}
+
+int processors_waited_for(std::string_view text, const std::string& own_name) {
+  std::int64_t sum = 0;
+  for_each_line(text, [&](std::string_view line) {
+    std::int64_t processors = 0;
+    const bool is_read = read_number(take_field(line), processors);
+    if (is_read && comes_first(take_field(line)) && line != own_name) { sum += processors; }
+  });
+  return static_cast<int>(std::min<std::int64_t>(sum, std::numeric_limits<int>::max()));
+}
+
+std::vector<std::string> comment_listing() {
+  return slurm_command("squeue", {"--noheader", "--me", "--format=%F|%j|%k"});
+}
+
+std::vector<commented_job> read_commented_jobs(std::string_view text) {
+  std::vector<commented_job> jobs;
+  for_each_line(text, [&](std::string_view line) {
+    commented_job job;
+    if (!read_number(take_field(line), job.number) || job.number == 0) { return; }
+    job.name = take_field(line);
+    job.comment = line;
+    jobs.push_back(job);
+  });
+  return jobs;
 }
 
 std::vector<std::vector<std::string>> signal_commands(const std::string& signal,
@@ -134,25 +208,37 @@ std::vector<std::vector<std::string>> signal_commands(const std::string& signal,
   return commands;
 }
 
-std::vector<std::string> hold_command(std::int64_t job) {
-  return slurm_command("scontrol", {"hold", std::to_string(job)});
+std::vector<std::string> hold_command(const std::vector<std::int64_t>& jobs) {
+  return slurm_command("scontrol", {"hold", joined(texts_of(jobs))});
 }
 
-std::vector<std::string> release_command(std::int64_t job) {
-  return slurm_command("scontrol", {"release", std::to_string(job)});
+std::vector<std::string> release_command(const std::vector<std::int64_t>& jobs) {
+  return slurm_command("scontrol", {"release", joined(texts_of(jobs))});
 }
 
-std::vector<std::string> start_now_command(const slurm_task& task) {
-  return slurm_command("scontrol", {"update", "JobId=" + task.id(), "StartTime=now"});
+std::vector<std::vector<std::string>> start_now_commands(const std::vector<slurm_task>& tasks) {
+  std::vector<std::vector<std::string>> commands;
+  std::vector<std::string> ids;
+  for (std::size_t i = 0; i < tasks.size(); ++i) {
+    ids.push_back(tasks[i].id());
+    if (ids.size() < tasks_of_a_command && i + 1 < tasks.size()) { continue; }
+    commands.push_back(
+        slurm_command("scontrol", {"update", "JobId=" + joined(ids), "StartTime=now"}));
+    ids.clear();
+  }
+  return commands;
+}
+
+std::vector<std::string> exclude_command(const std::vector<std::int64_t>& jobs,
+                                         const std::vector<std::string>& nodes) {
+  return slurm_command(
+      "scontrol", {"update", "JobId=" + joined(texts_of(jobs)), "ExcNodeList=" + joined(nodes)});
 }
 
 std::vector<std::string> cancel_command(const std::vector<std::int64_t>& jobs) {
-  std::vector<std::string> arguments;
-  arguments.reserve(jobs.size());
-  for (const std::int64_t job : jobs) {
-    arguments.push_back(std::to_string(job));
-  }
-  std::vector<std::string> command = slurm_command("scancel", arguments);
-  command.insert(command.begin(), {"/usr/bin/setsid", "--fork"});
-  return command;
+  return detached(slurm_command("scancel", texts_of(jobs)));
+}
+
+std::vector<std::string> cancel_by_name_command(const std::string& name) {
+  return detached(slurm_command("scancel", {"--me", "--name=" + name}));
 }

@@ -1,38 +1,25 @@
 #include "tools/qxmi_vod_transcode/spread/spread_job.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <set>
 #include <utility>
 
 #include "tools/job_log/job_log.h"
 #include "tools/job_log/one_line.h"
 #include "tools/media/tool_signals.h"
+#include "tools/qxmi_vod_transcode/spread/left_jobs.h"
 
 namespace {
 
 constexpr std::chrono::milliseconds tick{50};
-constexpr std::chrono::seconds look_interval{1};
 constexpr std::chrono::seconds lease_renewal{lease_renewal_s};
-constexpr std::chrono::seconds listing_interval{5};
+constexpr std::chrono::seconds lease_term{lease_term_s};
 constexpr std::chrono::seconds log_interval{spread_note_s};
-
-// The clients of a controller that is down give up after 9 s.
-constexpr std::chrono::seconds answer_limit{15};
-
-// For the command that cancels to have left this process behind.
-constexpr std::chrono::milliseconds leave_limit{400};
+constexpr int most_failed_submissions = 3;
 
 constexpr const char* tool_path = "/usr/bin/qxmi_vod_transcode";
-
-bool contains(const std::vector<std::int64_t>& numbers, std::int64_t number) {
-  return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
-}
-
-void add_jobs(const std::vector<slurm_task>& tasks, std::vector<std::int64_t>& jobs) {
-  for (const slurm_task& task : tasks) {
-    if (!contains(jobs, task.job)) { jobs.push_back(task.job); }
-  }
-}
 
 std::vector<std::int64_t> all_tasks(const task_note& note) {
   std::vector<std::int64_t> numbers;
@@ -42,126 +29,119 @@ std::vector<std::int64_t> all_tasks(const task_note& note) {
   return numbers;
 }
 
+bool contains_all(const std::vector<std::string>& names, const std::vector<std::string>& wanted) {
+  return std::all_of(wanted.begin(), wanted.end(), [&](const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+  });
+}
+
 }  // namespace
 
 spread_job::spread_job(const spread_order& order, report on_progress)
     : order_(order), note_(order.note), on_progress_(std::move(on_progress)),
-      board_(order.note.ranges.size(), clock_type::now()) {}
+      board_(order.note.ranges.size(), clock_type::now()), queue_(order.name),
+      look_(order.folder_fd) {}
 
-void spread_job::adopt(const std::vector<slurm_task>& tasks) {
+// The tool may have been killed while its tasks were suspended.
+void spread_job::adopt() {
   board_ = task_board(note_.ranges.size(), clock_type::now());
-  for (const slurm_task& task : tasks) {
-    if (task.task) { board_.submitted(*task.task, clock_type::now()); }
+  for (const slurm_task& task : queue_.tasks()) {
+    if (task.task && !task.has_ended()) { board_.submitted(*task.task, clock_type::now()); }
   }
-  const bool some_wait =
-      std::any_of(tasks.begin(), tasks.end(), [](const slurm_task& task) { return !task.task; });
-  for (const std::int64_t task : all_tasks(note_)) {
-    if (some_wait) { board_.submitted(task, clock_type::now()); }
-  }
-  log_note(cluster_note, "goes on with the tasks of job " + std::to_string(jobs_.front()));
+  queue_.resume();
+  log_note(cluster_note,
+           "goes on with the tasks of job " + std::to_string(queue_.tasks().front().job));
 }
 
 std::string spread_job::begin() {
-  slurm_call listing;
-  listing.start(task_listing(order_.name), answer_limit);
-  if (!ended_before_stop(listing)) { return "stopped"; }
-  if (!listing.success()) { return listing.cause(); }
-  listed_ = read_tasks(listing.output());
-  add_jobs(listed_, jobs_);
+  const std::string trouble = queue_.wait_for_listing();
+  if (!trouble.empty()) { return trouble; }
   task_note former;
-  if (!listed_.empty() && read_task_note(order_.folder_fd, former)) {
+  if (!queue_.tasks().empty() && read_task_note(order_.folder_fd, former)) {
     note_ = former;
-    adopt(listed_);
+    adopt();
     return {};
   }
-  cancel();
+  queue_.cancel();
   forget_refusals(order_.folder_fd);
   if (!write_task_note(order_.folder_fd, note_)) { return "the folder cannot be written to"; }
-  start_submission(all_tasks(note_));
-  if (!ended_before_stop(*submission_)) { return "stopped"; }
-  const std::string cause = submission_->success() ? "" : submission_->cause();
+  submit(all_tasks(note_));
+  if (!queue_.wait_for_submission()) { return "stopped"; }
   take_submission();
-  return cause.empty() && jobs_.empty() ? "sbatch names no job" : cause;
+  return queue_.last_submission().cause;
 }
 
-void spread_job::start_submission(std::vector<std::int64_t> tasks) {
+void spread_job::submit(const std::vector<std::int64_t>& tasks) {
   slurm_array array;
-  array.name = order_.name;
   array.tasks = static_cast<std::int64_t>(note_.ranges.size());
   if (tasks.size() < note_.ranges.size()) { array.only = tasks; }
   array.at_once = order_.at_once;
   array.partition = order_.partition;
   array.processors = note_.threads;
-  array.excluded = refusing_nodes(order_.folder_fd);
+  array.excluded = refusing_;
+  array.comment = comment_for(order_.folder);
   array.command = {tool_path, "--work", order_.folder, "--task"};
-  submitting_ = std::move(tasks);
-  submission_ = std::make_unique<slurm_call>();
-  submission_->start(submit_command(array), answer_limit);
+  queue_.submit(std::move(array), tasks);
 }
 
 void spread_job::take_submission() {
-  if (!submission_ || !submission_->ended()) { return; }
-  const auto job = read_job_number(submission_->output());
-  if (submission_->success() && job) {
-    jobs_.push_back(*job);
-    log_note(cluster_note, "submitted " + std::to_string(submitting_.size()) + " tasks as job " +
-                               std::to_string(*job));
-    for (const std::int64_t task : submitting_) {
-      board_.submitted(task, clock_type::now());
-    }
-  } else {
-    log_note(cluster_note, "could not submit: " + submission_->cause());
+  const submission_end& end = queue_.last_submission();
+  if (end.job == 0) {
+    log_note(cluster_note, "could not submit: " + end.cause);
+    if (++failed_submissions_ == most_failed_submissions) { trouble_ = end.cause; }
+    return;
   }
-  submission_.reset();
-}
-
-void spread_job::submit_missing() {
-  if (submission_ || suspended_) { return; }
-  std::vector<std::int64_t> tasks = board_.to_submit(place_is_free_, clock_type::now());
-  if (!tasks.empty()) { start_submission(std::move(tasks)); }
-}
-
-void spread_job::ask_for_tasks() {
-  if (listing_ || clock_type::now() < next_listing_) { return; }
-  next_listing_ = clock_type::now() + listing_interval;
-  asked_ = clock_type::now();
-  listing_ = std::make_unique<slurm_call>();
-  listing_->start(task_listing(order_.name), answer_limit);
+  failed_submissions_ = 0;
+  log_note(cluster_note, "submitted " + std::to_string(end.tasks.size()) + " tasks as job " +
+                             std::to_string(end.job));
+  for (const std::int64_t task : end.tasks) {
+    board_.submitted(task, clock_type::now());
+  }
 }
 
 // Tasks go on while the controller is away; without a listing nothing is submitted.
 void spread_job::take_tasks() {
-  if (!listing_ || !listing_->ended()) { return; }
-  const bool success = listing_->success();
-  if (success) { listed_ = read_tasks(listing_->output()); }
-  listing_.reset();
-  if (!success) { return; }
-  add_jobs(listed_, jobs_);
-  board_.listed(listed_, asked_, clock_type::now());
-  place_is_free_ = std::none_of(listed_.begin(), listed_.end(),
-                                [](const slurm_task& task) { return task.waits(); });
-  for (const slurm_task& task : listed_) {
-    // Held back since its node was lost.
-    if (task.task && task.state == "PD" && !suspended_) { start_order(start_now_command(task)); }
+  const std::vector<slurm_task>& tasks = queue_.tasks();
+  board_.listed(tasks, queue_.asked(), clock_type::now());
+  if (queue_.is_submitting() || suspended_) { return; }
+  const bool place_is_free =
+      std::none_of(tasks.begin(), tasks.end(), [](const slurm_task& task) { return task.waits(); });
+  const std::vector<std::int64_t> missing = board_.to_submit(place_is_free, clock_type::now());
+  if (!missing.empty()) { submit(missing); }
+}
+
+// Tasks end by a lease that is not renewed in time.
+void spread_job::keep_lease() {
+  const clock_type::time_point now = clock_type::now();
+  if (now < next_lease_) { return; }
+  next_lease_ = now + lease_renewal;
+  if (renew_lease(order_.folder_fd)) {
+    last_lease_ = now;
+    return;
   }
-  submit_missing();
+  const std::string cause = std::string("the folder cannot be written to: ") + std::strerror(errno);
+  log_note(cluster_note, cause);
+  if (now - last_lease_ >= lease_term) { trouble_ = cause; }
+}
+
+// A waiting task that refuses is submitted again only after the next listing: until then, such a
+// node could take all of them.
+void spread_job::follow_refusals() {
+  if (look_.refusing().size() == refusing_.size()) { return; }
+  refusing_ = look_.refusing();
+  std::sort(refusing_.begin(), refusing_.end());
+  board_.refused_by(static_cast<int>(refusing_.size()));
+  queue_.exclude(refusing_);
+  if (!order_.nodes.empty() && contains_all(refusing_, order_.nodes)) {
+    trouble_ = "all nodes refuse";
+  }
 }
 
 void spread_job::look_at_folder() {
-  const clock_type::time_point now = clock_type::now();
-  if (now >= next_lease_) {
-    next_lease_ = now + lease_renewal;
-    renew_lease(order_.folder_fd);
-  }
-  if (now < next_look_) { return; }
-  next_look_ = now + look_interval;
-  refresh_folder(order_.folder_fd);
-  for (const std::int64_t task : all_tasks(note_)) {
-    if (board_.is_done(task)) { continue; }
-    board_.made(task, read_task_progress(order_.folder_fd, note_, task), now);
-    if (is_task_done(order_.folder_fd, note_, task)) { board_.done(task, now); }
-  }
-  if (suspended_) { board_.suspended(now); }
+  if (!look_.tick(note_, board_)) { return; }
+  follow_refusals();
+  if (suspended_) { board_.suspended(clock_type::now()); }
+  set_pause_file();
   on_progress_(state());
   log_state();
 }
@@ -180,7 +160,7 @@ job_spread spread_job::seen() const {
   seen.finished += seen.all - planned;
   seen.under_way = board_.running_count();
   std::set<std::string> nodes;
-  for (const slurm_task& task : listed_) {
+  for (const slurm_task& task : queue_.tasks()) {
     if (task.runs()) { nodes.insert(on_one_line(task.node)); }
   }
   set_nodes(seen, nodes);
@@ -195,35 +175,18 @@ void spread_job::log_state() {
 }
 
 // The file is for tasks that the signal does not reach: they begin just now, or elsewhere again.
+// The orders come first, since the folder may be on a slow server.
 void spread_job::follow_suspension() {
   if (suspend_wanted() == suspended_) { return; }
   suspended_ = suspend_wanted();
-  set_paused(order_.folder_fd, suspended_);
-  for (const std::int64_t job : jobs_) {
-    start_order(suspended_ ? hold_command(job) : release_command(job));
-  }
-  for (const auto& command : signal_commands(suspended_ ? "USR1" : "USR2", listed_)) {
-    start_order(command);
-  }
+  suspended_ ? queue_.suspend() : queue_.resume();
+  pause_is_shown_ = false;
+  set_pause_file();
 }
 
-void spread_job::start_order(const std::vector<std::string>& command) {
-  orders_.push_back(std::make_unique<slurm_call>());
-  orders_.back()->start(command, answer_limit);
-}
-
-void spread_job::forget_ended_orders() {
-  orders_.erase(std::remove_if(orders_.begin(), orders_.end(),
-                               [](const auto& call) { return call->ended(); }),
-                orders_.end());
-}
-
-void spread_job::cancel() {
-  if (jobs_.empty()) { return; }
-  slurm_call call;
-  call.start(cancel_command(jobs_), leave_limit);
-  while (!call.ended(tick)) {}
-  jobs_.clear();
+// A file that stays would hold tasks for ever: if it cannot be removed now, it is tried again.
+void spread_job::set_pause_file() {
+  pause_is_shown_ = pause_is_shown_ || set_paused(order_.folder_fd, suspended_);
 }
 
 spread_state spread_job::state() const {
@@ -243,29 +206,33 @@ std::string spread_job::verdict() const {
   if (stop_signal() != 0) { return "stopped"; }
   const std::string complaint = read_complaint(order_.folder_fd);
   const std::string cause = complaint.empty() ? "" : ": " + complaint;
+  if (!trouble_.empty()) { return trouble_ + cause; }
   if (board_.is_settled()) { return std::to_string(missing) + " tasks failed three times" + cause; }
   return "nothing happened for " + std::to_string(order_.patience.count()) + " s" + cause;
 }
 
+bool spread_job::goes_on() const {
+  return stop_signal() == 0 && trouble_.empty() && !board_.is_settled() &&
+         board_.idle(clock_type::now()) < order_.patience;
+}
+
 std::string spread_job::run() {
-  renew_lease(order_.folder_fd);
-  set_paused(order_.folder_fd, false);
+  keep_lease();
+  pause_is_shown_ = set_paused(order_.folder_fd, false);
   std::string trouble = begin();
-  if (!trouble.empty()) {
-    cancel();
-    return trouble;
-  }
-  while (stop_signal() == 0 && !board_.is_settled() &&
-         board_.idle(clock_type::now()) < order_.patience) {
-    follow_suspension();
-    take_submission();
-    ask_for_tasks();
-    take_tasks();
-    look_at_folder();
-    forget_ended_orders();
-    wait_for_tool_signals(tick);
+  if (trouble.empty()) {
+    while (goes_on()) {
+      follow_suspension();
+      const queue_news news = queue_.tick();
+      if (news.submission) { take_submission(); }
+      if (news.listing) { take_tasks(); }
+      keep_lease();
+      look_at_folder();
+      wait_for_tool_signals(tick);
+    }
+    trouble = verdict();
   }
   // A task that was submitted a second time may still run.
-  cancel();
-  return verdict();
+  queue_.cancel();
+  return trouble;
 }

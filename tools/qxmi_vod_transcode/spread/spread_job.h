@@ -4,22 +4,22 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/job_log/job_spread.h"
+#include "tools/qxmi_vod_transcode/spread/folder_look.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
-#include "tools/qxmi_vod_transcode/spread/slurm_client.h"
-#include "tools/qxmi_vod_transcode/spread/slurm_jobs.h"
 #include "tools/qxmi_vod_transcode/spread/task_board.h"
+#include "tools/qxmi_vod_transcode/spread/task_queue.h"
 
 struct spread_order {
   std::string folder;  // absolute path, the same on all nodes
   int folder_fd = -1;
-  std::string name;       // of the jobs in the cluster
-  std::string partition;  // empty for the cluster's default
-  int at_once = 0;        // how many tasks may run at the same time; 0 for all
+  std::string name;                // of the jobs in the cluster
+  std::string partition;           // empty for the cluster's default
+  std::vector<std::string> nodes;  // of the partition, that may take tasks
+  int at_once = 0;                 // how many tasks may run at the same time; 0 for all
   std::chrono::seconds patience{120};
   std::int64_t segment_frames = 1;
   std::int64_t segments = 0;  // of the output, as far as is known
@@ -49,19 +49,18 @@ private:
   using clock_type = std::chrono::steady_clock;
 
   std::string begin();
-  void adopt(const std::vector<slurm_task>& tasks);
+  void adopt();
+  bool goes_on() const;
   void follow_suspension();
+  void set_pause_file();
+  void keep_lease();
   void look_at_folder();
+  void follow_refusals();
   void log_state();
   job_spread seen() const;
-  void ask_for_tasks();
   void take_tasks();
   void take_submission();
-  void submit_missing();
-  void start_submission(std::vector<std::int64_t> tasks);
-  void start_order(const std::vector<std::string>& command);
-  void forget_ended_orders();
-  void cancel();
+  void submit(const std::vector<std::int64_t>& tasks);
   spread_state state() const;
   std::string verdict() const;
 
@@ -69,17 +68,14 @@ private:
   task_note note_;
   report on_progress_;
   task_board board_;
+  task_queue queue_;
+  folder_look look_;
   bool suspended_ = false;
-  bool place_is_free_ = false;
-  clock_type::time_point next_look_;
+  bool pause_is_shown_ = true;  // the folder shows whether the tasks shall wait
+  int failed_submissions_ = 0;  // in a row
+  std::vector<std::string> refusing_;
+  std::string trouble_;  // with which nothing more is to be expected
   clock_type::time_point next_lease_;
+  clock_type::time_point last_lease_ = clock_type::now();
   clock_type::time_point next_log_ = clock_type::now() + std::chrono::seconds(15);
-  clock_type::time_point next_listing_;
-  clock_type::time_point asked_;
-  std::vector<std::int64_t> jobs_;
-  std::vector<slurm_task> listed_;
-  std::vector<std::int64_t> submitting_;
-  std::unique_ptr<slurm_call> submission_;
-  std::unique_ptr<slurm_call> listing_;
-  std::vector<std::unique_ptr<slurm_call>> orders_;
 };

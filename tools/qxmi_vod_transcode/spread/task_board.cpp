@@ -10,8 +10,12 @@ constexpr std::chrono::seconds standstill{60};
 
 }  // namespace
 
-bool task_board::has_failed(const state& task) {
-  return !task.done && !task.in_queue && task.submissions >= most_submissions;
+bool task_board::has_tries(const state& task) const {
+  return task.submissions < most_submissions + refusals_;
+}
+
+bool task_board::has_failed(const state& task) const {
+  return !task.done && !task.in_queue && !has_tries(task);
 }
 
 task_board::state* task_board::find(std::int64_t task) {
@@ -43,24 +47,30 @@ void task_board::made(std::int64_t task, std::int64_t frames, time_point now) {
   last_work_ = now;
 }
 
+// Whatever its state: what is listed is there, unless it says that it has ended.
+void task_board::take_line(const slurm_task& line) {
+  state* const found = line.task ? find(*line.task) : nullptr;
+  if (found == nullptr || line.has_ended()) { return; }
+  found->running = found->running || line.runs();
+  found->ending = found->ending || line.ends();
+  found->waiting = found->waiting || !(line.runs() || line.ends());
+}
+
 void task_board::listed(const std::vector<slurm_task>& listing, time_point asked, time_point now) {
-  bool all_wait = false;
   for (state& task : tasks_) {
     task.was_running = std::exchange(task.running, false);
+    task.was_ending = std::exchange(task.ending, false);
     task.waiting = false;
   }
   for (const slurm_task& line : listing) {
-    state* const found = line.task ? find(*line.task) : nullptr;
-    all_wait = all_wait || !line.task;
-    if (found == nullptr) { continue; }
-    found->running = found->running || line.runs();
-    found->waiting = found->waiting || line.waits() || line.state == "CG";
+    take_line(line);
   }
   for (state& task : tasks_) {
-    // Those that have not begun are not listed one by one.
-    const bool may_wait = all_wait && task.submissions > 0 && task.frames == 0;
+    if (task.ending && !task.was_ending) { task.ending_since = now; }
+    // A node whose share hangs may never end it.
+    const bool ends_soon = task.ending && now - task.ending_since < standstill;
     const bool too_new = task.submitted >= asked;
-    task.in_queue = task.running || task.waiting || may_wait || too_new;
+    task.in_queue = task.running || task.waiting || ends_soon || too_new;
     if (!(task.running && task.was_running) && !too_new) { task.moved = now; }
   }
 }
@@ -76,7 +86,7 @@ std::vector<std::int64_t> task_board::to_submit(bool place_is_free, time_point n
   std::vector<std::int64_t> numbers;
   for (std::size_t number = 0; number < tasks_.size(); ++number) {
     const state& task = tasks_[number];
-    if (task.done || task.submissions >= most_submissions) { continue; }
+    if (task.done || !has_tries(task)) { continue; }
     const bool stands = task.running && place_is_free && now - task.moved >= standstill;
     if (!task.in_queue || stands) { numbers.push_back(static_cast<std::int64_t>(number)); }
   }
@@ -85,11 +95,12 @@ std::vector<std::int64_t> task_board::to_submit(bool place_is_free, time_point n
 
 bool task_board::is_settled() const {
   return std::all_of(tasks_.begin(), tasks_.end(),
-                     [](const state& task) { return task.done || has_failed(task); });
+                     [this](const state& task) { return task.done || has_failed(task); });
 }
 
 int task_board::failed() const {
-  return static_cast<int>(std::count_if(tasks_.begin(), tasks_.end(), has_failed));
+  return static_cast<int>(std::count_if(tasks_.begin(), tasks_.end(),
+                                        [this](const state& task) { return has_failed(task); }));
 }
 
 bool task_board::is_done(std::int64_t task) const {

@@ -21,6 +21,9 @@ public:
   void done(std::int64_t task, time_point now);
   void made(std::int64_t task, std::int64_t frames, time_point now);
 
+  // So many nodes refuse the work. Each may have cost a task one try.
+  void refused_by(int nodes) { refusals_ = nodes; }
+
   // What a listing says that began at `asked`.
   void listed(const std::vector<slurm_task>& listing, time_point asked, time_point now);
 
@@ -49,16 +52,22 @@ private:
     bool running = false;
     bool was_running = false;  // in the listing before
     bool waiting = false;
+    bool ending = false;
+    bool was_ending = false;
     bool in_queue = false;  // as far as is known
     int submissions = 0;
     std::int64_t frames = 0;
     time_point submitted;
     time_point moved;
+    time_point ending_since;
   };
 
-  static bool has_failed(const state& task);
+  void take_line(const slurm_task& line);
+  bool has_tries(const state& task) const;
+  bool has_failed(const state& task) const;
   state* find(std::int64_t task);
 
   std::vector<state> tasks_;
   time_point last_work_;
+  int refusals_ = 0;
 };
