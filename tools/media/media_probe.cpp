@@ -72,7 +72,8 @@ std::string_view still_format(const source_file& source) {
 }
 
 program_request report_request(const source_file& source, std::string_view format,
-                               const probe_depth& depth) {
+                               probe_depth depth) {
+  depth.follow_program = true;
   program_request request = confined_request(ffprobe_command(), source);
   request.argv.insert(request.argv.end(),
                       {"-of", "json=c=1", "-show_entries", media_report_entries});
@@ -82,11 +83,12 @@ program_request report_request(const source_file& source, std::string_view forma
 }
 
 // Asks for packets of all streams, as packet_reader takes them.
-program_request packet_request(const source_file& source) {
+program_request packet_request(const source_file& source, const probe_depth& depth) {
   program_request request = confined_request(ffprobe_command(), source);
   request.argv.insert(request.argv.end(),
                       {"-of", "csv=p=0", "-show_entries",
                        "packet=stream_index,pts_time,dts_time,duration_time,flags"});
+  add_input(request.argv, source.url(), {}, depth);
   set_budget(request, reading_budget(source.data_size()));
   return request;
 }
@@ -119,10 +121,8 @@ void log_media(const media_info& info) {
   }
 }
 
-bool read_report(const source_file& source, std::string_view format, probe_depth depth,
+bool take_report(const program_result& result, const source_file& source, const probe_depth& depth,
                  media_info& info, std::string& error, bool* interrupted) {
-  depth.follow_program = true;
-  const program_result result = run_program(report_request(source, format, depth));
   const std::string version = engine_version(result.output);
   if (!version.empty()) { log_note("engine version", version); }
   if (!result.success()) { return refuse(error, result, source, interrupted); }
@@ -132,6 +132,12 @@ bool read_report(const source_file& source, std::string_view format, probe_depth
   info.depth = depth;
   info.depth.follow_program = info.container == "mpegts";
   return true;
+}
+
+bool read_report(const source_file& source, std::string_view format, const probe_depth& depth,
+                 media_info& info, std::string& error, bool* interrupted) {
+  const program_result result = run_program(report_request(source, format, depth));
+  return take_report(result, source, depth, info, error, interrupted);
 }
 
 // The location of a stream's first packet: its place in the file and its time, each -1 if it is not
@@ -204,6 +210,37 @@ void judge_clock(const source_file& source, media_info& info) {
   if (info.container == "mpeg") { info.duration_estimated = true; }
 }
 
+// What remains to be asked of a file whose report could be read.
+bool is_usable(const source_file& source, const media_info& info, std::string& error) {
+  if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
+  log_media(info);
+  if (info.video.empty() && info.audio.empty()) {
+    return refuse(error, "contains nothing that can be decoded");
+  }
+  return true;
+}
+
+struct result_answers {
+  program_result report;
+  program_result packets;
+};
+
+// Both take most of their time to start, on one processor each.
+result_answers ask_at_once(const source_file& result, packet_timeline& timeline) {
+  const probe_depth usual;
+  packet_reader reader(timeline);
+  program_group group;
+  group.start(report_request(result, {}, usual));
+  group.start(packet_request(result, usual), reader);
+  result_answers answers;
+  while (group.count() > 0) {
+    run_observer* of = nullptr;
+    program_result ended = group.wait_for_one(of);
+    (of == nullptr ? answers.report : answers.packets) = std::move(ended);
+  }
+  return answers;
+}
+
 }  // namespace
 
 bool probe_media(const std::string& path, media_info& info, std::string& error, probe_kinds kinds,
@@ -215,23 +252,26 @@ bool probe_media(const std::string& path, media_info& info, std::string& error, 
   if (!read_report(source, still, {}, info, error, interrupted)) { return false; }
   if (!clear_late_stream(source, still, info, error, interrupted)) { return false; }
   judge_clock(source, info);
-  if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
   info.still = !still.empty();
-  log_media(info);
-  if (info.video.empty() && info.audio.empty()) {
-    return refuse(error, "contains nothing that can be decoded");
-  }
-  return true;
+  return is_usable(source, info, error);
+}
+
+bool probe_result(const std::string& path, media_info& info, packet_timeline& timeline,
+                  std::string& error, bool* interrupted) {
+  source_file result;
+  if (!result.open(path, error) || is_mostly_holes(result, error)) { return false; }
+  const result_answers answers = ask_at_once(result, timeline);
+  if (!take_report(answers.report, result, {}, info, error, interrupted)) { return false; }
+  if (!answers.packets.success()) { return refuse(error, answers.packets, result, interrupted); }
+  return is_usable(result, info, error);
 }
 
 bool measure_streams(const std::string& path, const probe_depth& depth, packet_timeline& timeline,
                      std::string& error, bool* interrupted) {
   source_file source;
   if (!source.open(path, error)) { return false; }
-  program_request request = packet_request(source);
-  add_input(request.argv, source.url(), {}, depth);
   packet_reader reader(timeline);
-  const program_result result = run_program(request, reader);
+  const program_result result = run_program(packet_request(source, depth), reader);
   return result.success() || refuse(error, result, source, interrupted);
 }
 

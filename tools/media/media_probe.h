@@ -18,6 +18,12 @@ enum class probe_kinds { films_and_sound, stills_too };
 bool probe_media(const std::string& path, media_info& info, std::string& error,
                  probe_kinds kinds = probe_kinds::films_and_sound, bool* interrupted = nullptr);
 
+// Finds out what the film or sound at `path` holds, and reads all its packets onto `timeline`, both
+// at the same time: for a file that a tool has just made, of which a probe of the usual depth
+// recognises everything. Otherwise as probe_media() and measure_streams().
+bool probe_result(const std::string& path, media_info& info, packet_timeline& timeline,
+                  std::string& error, bool* interrupted = nullptr);
+
 // Drops the declared lengths of a source that are above tool_config::longest_hours, so that they
 // are measured: a file of a few bytes can declare any length, and all work takes as long as the
 // length.

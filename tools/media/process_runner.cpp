@@ -298,7 +298,15 @@ program_group::program_group() = default;
 program_group::~program_group() = default;
 
 void program_group::start(program_request request, run_observer& observer) {
-  running_.push_back(std::make_unique<supervision>(std::move(request), &observer));
+  add(std::make_unique<supervision>(std::move(request), &observer));
+}
+
+void program_group::start(program_request request) {
+  add(std::make_unique<supervision>(std::move(request), nullptr));
+}
+
+void program_group::add(std::unique_ptr<supervision> program) {
+  running_.push_back(std::move(program));
   running_.back()->start();
 }
 

@@ -93,15 +93,18 @@ public:
   program_group(const program_group&) = delete;
   program_group& operator=(const program_group&) = delete;
 
-  // Starts another program. `observer` must outlive its end.
+  // Starts another program. `observer` must outlive its end. Without one its output is collected.
   void start(program_request request, run_observer& observer);
+  void start(program_request request);
 
   std::size_t count() const { return running_.size(); }
 
-  // Waits until one of the programs has ended, and returns its result, with its observer in `of`.
-  // There must be one.
+  // Waits until one of the programs has ended, and returns its result, with its observer, or
+  // null, in `of`. There must be one.
   program_result wait_for_one(run_observer*& of);
 
 private:
+  void add(std::unique_ptr<supervision> program);
+
   std::vector<std::unique_ptr<supervision>> running_;
 };

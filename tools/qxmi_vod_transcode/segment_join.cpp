@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <deque>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -21,6 +23,8 @@ constexpr const char* sound_name = "sound.adts";
 constexpr std::size_t copied_at_once = 1U << 24;
 
 constexpr double decoded_seconds = 2.0;
+// An engine takes most of its time to start, and starts on one processor.
+constexpr std::size_t decoded_at_once = 2;
 constexpr double microsecond = 1e-6;
 
 unique_fd create_in(int folder, const char* name) {
@@ -76,13 +80,30 @@ bool run_join(const encode_task& task, const output_file& output, int folder, bo
   return false;
 }
 
-bool decodes(const encode_task& task, const source_file& result, double begin,
-             encode_failure& failure) {
-  program_request request =
-      confined_request(decode_command(result.url(), std::max(0.0, begin), decoded_seconds), result);
-  supervise(request, task);
-  encoder_watch watch(task.line, task.progress, task.cap);
-  const program_result end = run_program(request, watch);
+// A place in the result that an engine decodes.
+struct decoded_place {
+  decoded_place(const encode_task& task, double from)
+      : begin(from), watch(task.line, task.progress, task.cap) {}
+
+  double begin;  // seconds
+  encoder_watch watch;
+};
+
+std::vector<double> ends_and_seams(const segment_plan& plan, const segment_store& store) {
+  const double length = static_cast<double>(store.frames()) / plan.rate.value();
+  std::vector<double> places = {0.0, length - decoded_seconds};
+  for (const std::int64_t segment : store.seams()) {
+    const double seam = static_cast<double>(plan.picture_time_us(segment)) * microsecond;
+    places.push_back(seam - decoded_seconds / 2);
+  }
+  for (double& place : places) {
+    place = std::max(0.0, place);
+  }
+  return places;
+}
+
+bool has_decoded(const program_result& end, const source_file& result, double begin,
+                 encode_failure& failure) {
   if (end.success() && !has_complained(end)) { return true; }
   if (is_interruption(end)) {
     failure = {true, engine_cause(end, result.url()), true};
@@ -94,6 +115,46 @@ bool decodes(const encode_task& task, const source_file& result, double begin,
   return false;
 }
 
+// Decodes places of the result, several at the same time.
+class place_decoder {
+public:
+  place_decoder(const encode_task& task, const source_file& result)
+      : task_(task), result_(result) {}
+
+  bool decode(const std::vector<double>& places, encode_failure& failure) {
+    for (const double place : places) {
+      if (group_.count() == decoded_at_once && !wait_for_one(failure)) { return false; }
+      start(place);
+    }
+    while (group_.count() > 0) {
+      if (!wait_for_one(failure)) { return false; }
+    }
+    return true;
+  }
+
+private:
+  void start(double place) {
+    decoded_place& started = places_.emplace_back(task_, place);
+    program_request request =
+        confined_request(decode_command(result_.url(), place, decoded_seconds), result_);
+    supervise(request, task_);
+    group_.start(std::move(request), started.watch);
+  }
+
+  bool wait_for_one(encode_failure& failure) {
+    run_observer* of = nullptr;
+    const program_result end = group_.wait_for_one(of);
+    const auto ended = std::find_if(places_.begin(), places_.end(),
+                                    [of](const auto& place) { return &place.watch == of; });
+    return has_decoded(end, result_, ended->begin, failure);
+  }
+
+  const encode_task& task_;
+  const source_file& result_;
+  std::deque<decoded_place> places_;
+  program_group group_;
+};
+
 bool ends_and_seams_decode(const encode_task& task, const output_file& output,
                            const segment_plan& plan, const segment_store& store,
                            encode_failure& failure) {
@@ -102,16 +163,7 @@ bool ends_and_seams_decode(const encode_task& task, const output_file& output,
     failure.of_output = failure.interrupted = true;
     return false;
   }
-  const double length = static_cast<double>(store.frames()) / plan.rate.value();
-  if (!decodes(task, result, 0.0, failure) ||
-      !decodes(task, result, length - decoded_seconds, failure)) {
-    return false;
-  }
-  const std::vector<std::int64_t> seams = store.seams();
-  return std::all_of(seams.begin(), seams.end(), [&](std::int64_t segment) {
-    const double seam = static_cast<double>(plan.picture_time_us(segment)) * microsecond;
-    return decodes(task, result, seam - decoded_seconds / 2, failure);
-  });
+  return place_decoder(task, result).decode(ends_and_seams(plan, store), failure);
 }
 
 }  // namespace

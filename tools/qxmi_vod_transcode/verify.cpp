@@ -131,8 +131,7 @@ bool verify_result(const std::string& result, const std::string& source, picture
   packet_timeline timeline(false);
   std::string cause;
   bool interrupted = false;
-  if (!probe_media(result, made, cause, probe_kinds::films_and_sound, &interrupted) ||
-      !measure_streams(result, made.depth, timeline, cause, &interrupted)) {
+  if (!probe_result(result, made, timeline, cause, &interrupted)) {
     failure = {false, "cannot be transcoded: the result " + cause, interrupted};
     return false;
   }

@@ -67,6 +67,12 @@ void step() {
   if (++plan->seen == plan->armed) { take_action(static_cast<step_action>(plan->action.load())); }
 }
 
+void stop_if_wanted() {
+  if (plan == nullptr || getpid() != owner || plan->stops_at_flush.exchange(0) == 0) { return; }
+  plan->stopped = owner;
+  raise(SIGSTOP);
+}
+
 void flushed(int fd) {
   if (plan == nullptr || getpid() != owner || plan->journal[0] == '\0') { return; }
   // A journal with a gap would prove nothing.
@@ -76,7 +82,7 @@ void flushed(int fd) {
 bool is_to_wait(char* const* argv) {
   if (plan == nullptr || plan->held_argument[0] == '\0') { return false; }
   for (; *argv != nullptr; ++argv) {
-    if (std::strcmp(*argv, plan->held_argument) == 0) { return true; }
+    if (std::strcmp(*argv, plan->held_argument) == 0) { return --plan->passing < 0; }
   }
   return false;
 }
@@ -126,6 +132,7 @@ STEP(int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags))
 int fsync(int fd) {
   static auto* const real = next<int(int)>("fsync");
   step();
+  stop_if_wanted();
   const int result = real(fd);
   if (result == 0) { flushed(fd); }
   return result;
@@ -134,6 +141,7 @@ int fsync(int fd) {
 int fdatasync(int fd) {
   static auto* const real = next<int(int)>("fdatasync");
   step();
+  stop_if_wanted();
   const int result = real(fd);
   if (result == 0) { flushed(fd); }
   return result;

@@ -18,9 +18,15 @@ struct step_plan {
   std::atomic<int> action;    // a step_action
   std::atomic<int> happened;  // whether it did
 
-  // A program with this argument, and the next ones of its kind, wait until `released`; the first
-  // that waits has the process id `held`. Empty for none.
+  // If that is set, the tool stops itself by SIGSTOP before it next waits for the disk, and puts
+  // its process id into `stopped`.
+  std::atomic<int> stops_at_flush;
+  std::atomic<int> stopped;
+
+  // After the first `passing` programs with this argument, the next ones wait until `released`; the
+  // first that waits has the process id `held`. Empty for none.
   char held_argument[64];
+  std::atomic<int> passing;
   std::atomic<int> held;
   std::atomic<int> released;
 

@@ -45,6 +45,11 @@ stepped_tool::~stepped_tool() {
   munmap(plan_, sizeof(step_plan));
 }
 
+std::vector<std::string> stepped_tool::environment() const {
+  return {std::string("LD_PRELOAD=") + QX_STEP_LIBRARY,
+          std::string(step_plan_variable) + "=" + folder_.file("plan")};
+}
+
 tool_run stepped_tool::start(const std::vector<std::string>& arguments) const {
   // Only the program that is started next loads the library.
   struct environment {
@@ -70,8 +75,15 @@ void stepped_tool::arm(long number, step_action action) {
   plan_->armed = number;
 }
 
-void stepped_tool::hold(const std::string& argument) {
+void stepped_tool::hold(const std::string& argument, int passing) {
+  plan_->passing = passing;
   copy_to(plan_->held_argument, argument);
+}
+
+pid_t stepped_tool::stopped() const {
+  const bool stops = wait_until([this] { return plan_->stopped != 0; });
+  EXPECT_TRUE(stops) << "the tool never waits for the disk";
+  return stops ? plan_->stopped.load() : -1;
 }
 
 pid_t stepped_tool::held() const {

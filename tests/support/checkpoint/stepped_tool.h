@@ -17,6 +17,9 @@ public:
   stepped_tool(const stepped_tool&) = delete;
   stepped_tool& operator=(const stepped_tool&) = delete;
 
+  // The environment of the transcoder for whoever starts it otherwise.
+  std::vector<std::string> environment() const;
+
   // Starts the transcoder with what was chosen since the last reset(). The steps of several at the
   // same time are counted together.
   tool_run start(const std::vector<std::string>& arguments) const;
@@ -29,8 +32,13 @@ public:
   bool has_happened() const { return plan_->happened != 0; }
   long steps() const { return plan_->seen; }
 
-  // Engines with that argument wait until release() is called.
-  void hold(const std::string& argument);
+  // The tool stops itself before it next waits for the disk. Its process id, as it knows it, as
+  // soon as it does so; -1 at the deadline.
+  void stop_at_flush() { plan_->stops_at_flush = 1; }
+  pid_t stopped() const;
+
+  // Engines with that argument, except the first `passing`, wait until release() is called.
+  void hold(const std::string& argument, int passing = 0);
   void release() { plan_->released = 1; }
   // The process id of the engine that waits, as soon as one does; -1 at the deadline.
   pid_t held() const;

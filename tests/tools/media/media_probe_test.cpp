@@ -140,3 +140,22 @@ TEST(media_probe, measures_sound_by_its_packets) {
       << error;
   EXPECT_NEAR(duration, 3.0, 0.1);
 }
+
+TEST(media_probe, finds_streams_and_packets_of_a_result) {
+  media_info info;
+  packet_timeline timeline(false);
+  std::string error;
+  ASSERT_TRUE(probe_result(test_media("progressive.mp4"), info, timeline, error)) << error;
+  ASSERT_NE(info.picture(), nullptr);
+  double end = 0.0;
+  EXPECT_TRUE(timeline.end_of(info.picture()->index, end));
+  EXPECT_NEAR(end, info.duration, 0.1);
+}
+
+TEST(media_probe, refuses_a_result_that_is_not_media) {
+  media_info info;
+  packet_timeline timeline(false);
+  std::string error;
+  EXPECT_FALSE(probe_result(test_media("text.mp4"), info, timeline, error));
+  EXPECT_EQ(error, refusal(test_media("text.mp4")));
+}

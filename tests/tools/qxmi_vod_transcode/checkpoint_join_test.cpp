@@ -30,6 +30,7 @@ constexpr long all_frames = 300;
 // Arguments that only one kind of engine has.
 constexpr const char* of_join = "concat";
 constexpr const char* of_decoding = "-xerror";
+constexpr const char* of_reading = "-show_entries";
 
 class checkpoint_join : public checkpoint_bench {
 protected:
@@ -95,12 +96,12 @@ TEST_F(checkpoint_join, is_paused_and_goes_on) {
   expect_whole({end, run.output_lines(), run.error_lines()});
 }
 
-TEST_F(checkpoint_join, is_terminated_within_a_second) {
+TEST_F(checkpoint_join, is_terminated_without_waiting_for_its_engine) {
   tool.hold(of_join);
   tool_run run = tool.start(arguments());
   const pid_t engine = tool.held();
   run.signal_group(SIGTERM);
-  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
   EXPECT_TRUE(wait_until([&] { return process_state(engine) == '\0'; }));
   EXPECT_THAT(folder.names(), ElementsAre(HasSubstr(".qx-segments-")));
   expect_only_joined(resume());
@@ -113,8 +114,24 @@ TEST_F(checkpoint_join, is_terminated_while_it_is_paused) {
   run.signal_group(SIGUSR1);
   ASSERT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
   run.signal_group(SIGTERM);
-  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
   expect_only_joined(resume());
+}
+
+TEST_F(checkpoint_join, has_both_ends_decoded_at_the_same_time) {
+  tool.hold(of_decoding);
+  tool_run run = tool.start(arguments());
+  EXPECT_TRUE(wait_until([&] { return children_of(run.pid()).size() == 2; }));
+  tool.release();
+  EXPECT_EQ(run.wait().status, 0);
+}
+
+TEST_F(checkpoint_join, has_streams_and_packets_read_at_the_same_time) {
+  tool.hold(of_reading, 2);  // after the two looks at the source
+  tool_run run = tool.start(arguments());
+  EXPECT_TRUE(wait_until([&] { return children_of(run.pid()).size() == 2; }));
+  tool.release();
+  EXPECT_EQ(run.wait().status, 0);
 }
 
 TEST_F(checkpoint_join, of_a_source_that_has_changed_fails_and_leaves_nothing) {
