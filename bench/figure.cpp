@@ -17,6 +17,9 @@ bool is_any_missed = false;
 }  // namespace
 
 double median_of(std::vector<double> values) {
+  const auto missing =
+      std::find_if(values.begin(), values.end(), [](double value) { return std::isnan(value); });
+  if (missing != values.end()) { return *missing; }
   std::sort(values.begin(), values.end());
   return values[values.size() / 2];
 }

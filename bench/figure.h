@@ -19,7 +19,7 @@ struct goal {
   better direction;
 };
 
-// The median of at least one value.
+// The median of at least one value; NaN if one of them is.
 double median_of(std::vector<double> values);
 
 // Prints to standard error why a figure is missing. Returns NaN, which print_figure() shows as "NOT

@@ -8,23 +8,32 @@
 
 namespace bench {
 
+struct transcoder_shares {
+  double in_one_piece;
+  double in_segments;
+};
+
 class real_media {
 public:
   // Makes the media.
   real_media();
 
-  // Both are NaN if something failed, which is said on standard error.
+  // What failed is NaN, and said on standard error.
 
-  // How fast the transcoder is, as a share of the same engine started by hand with the arguments
-  // that the transcoder gives it.
-  double share_of_engine();
+  // How fast the transcoder is, as a share of one engine started by hand with the arguments that
+  // the transcoder gives it for the whole film.
+  transcoder_shares shares_of_engine();
   // The time that the service takes for ten clips, as a share of a shell loop with the commands
   // that the service runs.
   double share_of_shell_loop();
 
 private:
+  // Of the engine that the tool runs.
   std::vector<std::string> engine_arguments(pid_t tool) const;
-  double tool_seconds();
+  // Runs the transcoder with those settings; NaN if it fails.
+  pid_t start_tool(const std::string& settings) const;
+  double tool_seconds(const std::string& settings) const;
+  bool find_arguments();
   double hand_seconds() const;
   // "done", "cancelled", or the state in which the job of that id has stayed for too long.
   std::string end_state(const std::string& id) const;
@@ -32,7 +41,7 @@ private:
   double shell_seconds() const;
 
   qx_test::test_machine machine_{qx_test::tool_set::built};
-  std::vector<std::string> engine_arguments_;  // of the transcoder's last run
+  std::vector<std::string> by_hand_;  // the engine's command for the film in one piece
 };
 
 }  // namespace bench

@@ -52,11 +52,16 @@ void install_stand_ins(const std::string& folder) {
   }
 }
 
+fs::path folder_of_programs() {
+  const char* const other = std::getenv("QX_PROGRAMS");
+  return other != nullptr ? other : QX_BIN_FOLDER;
+}
+
 // The project's own tools; others (curl, rm, ffmpeg) come from the machine anyway. They are copied
 // because a linker may rewrite a program in place, and tools running from it would crash.
 void install_built_tools(const std::string& folder) {
   for (const char* program : tool_programs) {
-    const fs::path built = fs::path(QX_BIN_FOLDER) / program;
+    const fs::path built = built_program(program);
     if (!fs::exists(built)) { continue; }
     std::error_code error;
     fs::copy_file(built, folder + "/" + program, error);
@@ -94,6 +99,10 @@ std::string joined(const name_values& entries) {
 
 }  // namespace
 
+std::string built_program(std::string_view name) {
+  return folder_of_programs() / name;
+}
+
 private_root::private_root(tool_set tools, const script_set& scripts)
     : folder_(make_temporary_folder()) {
   make_folders(tools, scripts);
@@ -121,7 +130,7 @@ void private_root::make_folders(tool_set tools, const script_set& scripts) {
   chmod(folder_.c_str(), 0755);
   tools == tool_set::stand_ins ? install_stand_ins(scratch("tools"))
                                : install_built_tools(scratch("tools"));
-  const fs::path client = fs::path(QX_BIN_FOLDER) / "qx_vod_ctl";
+  const fs::path client = built_program("qx_vod_ctl");
   if (fs::exists(client)) { link_or_copy(client, scratch("tools/qx_vod_ctl")); }
   for (const auto& [name, text] : scripts) {
     write_file(scratch("tools/" + name), text);

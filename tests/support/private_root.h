@@ -38,6 +38,10 @@ struct spawn_options {
   long uptime_s = 100000;                // the uptime that sysinfo reports at the start
 };
 
+// The path of one of the built programs. They are those of the tests' own build, or, to compare
+// them with those of another, in the folder that QX_PROGRAMS names in the environment.
+std::string built_program(std::string_view name);
+
 // Owns a temporary folder and a process (the keeper, process 1 of the private root). However the
 // test ends, the keeper notices, everything running inside is killed, and the folder is removed.
 // With QX_KEEP_ROOT set in the environment the folder is kept.

@@ -31,7 +31,7 @@ exit_result decoded(int wait_status) {
 // One copy per private root, because the service locks its own executable.
 service_process::service_process(const private_root& root) : root_(root) {
   std::error_code error;
-  fs::copy_file(fs::path(QX_BIN_FOLDER) / "qx_vod_service", root.scratch("qx_vod_service"), error);
+  fs::copy_file(built_program("qx_vod_service"), root.scratch("qx_vod_service"), error);
   EXPECT_FALSE(error) << "the service is not built: " << error.message();
 }
 
