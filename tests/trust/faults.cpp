@@ -1,10 +1,11 @@
 // Lets each call that the service makes fail, once or from then on, while it starts, takes a job to
 // its end, and stops. Whatever happens, the service does not crash, loses no job, leaves a queue
 // file that can be read, and works again once the fault is over. Only what happens twice is a
-// finding. Prints one line per figure. The arguments are the number of scenarios and the names of
-// the calls, by default all.
+// finding. Prints one line per figure. The arguments are N or N+SHIFT, the number of scenarios and
+// at which of all of them the sample begins, and the names of the calls, by default all.
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -270,15 +271,31 @@ std::vector<scenario> all_scenarios(trial_machine& machine, const call_names& wa
   return all;
 }
 
+// Which scenarios are tried, if not all.
+struct sample {
+  long count = usual_scenarios;
+  long shift = 0;
+};
+
+// Takes "N" or "N+SHIFT"; false for anything else.
+bool read_sample(const char* text, sample& wanted) {
+  char* end = nullptr;
+  wanted.count = std::strtol(text, &end, 10);
+  if (*end == '+') { wanted.shift = std::strtol(end + 1, &end, 10); }
+  return *end == '\0' && wanted.count > 0 && wanted.shift >= 0;
+}
+
 class trial {
 public:
-  int run(long wanted, const call_names& calls) {
+  int run(const sample& wanted, const call_names& calls) {
     machine_ = std::make_unique<trial_machine>();
     const auto all = all_scenarios(*machine_, calls);
     std::printf("faults: possible scenarios: %zu\n", all.size());
-    const auto count = std::min(all.size(), static_cast<std::size_t>(wanted));
+    std::printf("faults: sample: %ld+%ld\n", wanted.count, wanted.shift);
+    const auto count = std::min(all.size(), static_cast<std::size_t>(wanted.count));
     for (std::size_t i = 0; i < count; ++i) {
-      try_scenario(all[i * all.size() / count]);
+      const std::size_t even = i * all.size() / count;
+      try_scenario(all[(even + static_cast<std::size_t>(wanted.shift)) % all.size()]);
     }
     std::printf("faults: scenarios: %ld, in which the fault was met: %ld\n", sums_.scenarios,
                 sums_.hit);
@@ -316,12 +333,16 @@ private:
 }  // namespace
 
 int main(int argc, char** argv) {
-  const long scenarios = count_argument(std::min(argc, 2), argv, usual_scenarios);
+  sample wanted;
+  if (argc > 1 && !read_sample(argv[1], wanted)) {
+    std::fprintf(stderr, "usage: %s [N[+SHIFT] [CALL...]]\n", argv[0]);
+    return 2;
+  }
   const call_names calls(argv + std::min(argc, 2), argv + argc);
   for (const std::string& call : calls) {
     if (is_known(call)) { continue; }
     std::fprintf(stderr, "faults: unknown call '%s'\n", call.c_str());
     return 2;
   }
-  return trial().run(scenarios, calls);
+  return trial().run(wanted, calls);
 }
