@@ -1,11 +1,7 @@
 // Sources on a file system that does not answer: their jobs wait, everybody else is served.
-#include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <cstdio>
 #include <filesystem>
 #include <thread>
-#include <vector>
 
 #include "tests/support/silent_mount.h"
 #include "tests/support/skip.h"
@@ -47,26 +43,6 @@ protected:
 
   test_machine machine_;
   silent_mount mount_{machine_.root, "/mnt/share"};
-};
-
-class answers_to_others : public job_on_a_mount {
-protected:
-  // Asks one question after the other and notes how long each answer took, in milliseconds.
-  void ask(const char* command, int times) {
-    for (int i = 0; i < times; ++i) {
-      const auto begin = std::chrono::steady_clock::now();
-      EXPECT_EQ(client().request(command).status(), "OK");
-      const std::chrono::duration<double, std::milli> time =
-          std::chrono::steady_clock::now() - begin;
-      times_.push_back(time.count());
-    }
-  }
-  double share(double part) {
-    std::sort(times_.begin(), times_.end());
-    return times_.at(static_cast<std::size_t>(part * static_cast<double>(times_.size() - 1)));
-  }
-
-  std::vector<double> times_;
 };
 
 }  // namespace
@@ -215,8 +191,9 @@ TEST_F(job_on_a_mount, that_is_silent_does_not_hold_up_the_end_of_the_service) {
   EXPECT_EQ(machine_.service.stop().status, 0);
 }
 
-// The limit allows for a crowded machine; the figures are printed.
-TEST_F(answers_to_others, come_while_jobs_on_a_silent_mount_are_added_and_wait) {
+// Each would wait until the mount answers. How long replies take is measured by
+// scripts/silent-mounts.
+TEST_F(job_on_a_mount, that_is_silent_does_not_hold_up_requests_of_others) {
   machine_.start();
   mount_.fall_silent();
   std::atomic<bool> is_over{false};
@@ -225,13 +202,10 @@ TEST_F(answers_to_others, come_while_jobs_on_a_silent_mount_are_added_and_wait) 
       client().add_ready(i % 2 == 0 ? clip : other);
     }
   });
-  for (int i = 0; i < 50; ++i) {
-    ask("test", 10);
-    ask("list", 10);
+  for (int i = 0; i < 500; ++i) {
+    EXPECT_EQ(client().request("test").status(), "OK");
+    EXPECT_EQ(client().request("list").status(), "OK");
   }
   is_over = true;
   adder.join();
-  printf("silent mount, test and list of others: p99 %.1f ms, max %.1f ms\n", share(0.99),
-         share(1));
-  EXPECT_LT(share(1), 1000);
 }
