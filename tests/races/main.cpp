@@ -79,7 +79,7 @@ int main(int argc, char** argv) {
       argc > count_at ? static_cast<unsigned>(std::atoi(argv[count_at])) : usual_tries;
   silence();
   bool is_as_wanted = true;
-  for (const auto& races : {service_races(), tool_races()}) {
+  for (const auto& races : {service_races(), tool_races(), segment_races()}) {
     for (const race& race : races) {
       const bool works = unguarded || works_unattacked(race);
       const tally sum = unguarded ? run_unguarded(race, tries) : run_guarded(race, tries);

@@ -25,9 +25,10 @@ struct race {
   std::function<bool()> also_won = [] { return false; };
 };
 
-// The steps of the service and those of its tools.
+// The steps of the service, those of its tools, and those with folders of segments.
 std::vector<race> service_races();
 std::vector<race> tool_races();
+std::vector<race> segment_races();
 
 // Empties all the folders; the private one holds for each name that a step might write or remove a
 // file with the text "private".
