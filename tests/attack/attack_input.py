@@ -18,6 +18,7 @@ class AttackInput:
     write: typing.Callable[[str], None]
     outcome: str = ANY
     seconds: int = 90  # in which each tool must have ended
+    in_segments: bool = False  # it is transcoded in segments, however short it is
 
 
 def content(data):

@@ -25,18 +25,26 @@ import playlists
 # In the short form every input is listed, and every so many of them are put through the rest.
 SHORT_STEP = 6
 
+# Every so many of them are transcoded in segments, and all those that are made of long media.
+SEGMENT_STEP = 10
+IN_SEGMENTS = "checkpoint.min_seconds = 1\ncheckpoint.segment_seconds = 2\n"
+
 
 def all_inputs(folder, canaries, port):
     """The whole set, in the order of its modules."""
     os.mkdir(folder)
-    media = base_media.make_all(folder)
-    return (
+    media = base_media.make_all(folder, base_media.RECIPES)
+    long_media = base_media.make_all(folder, base_media.LONG_RECIPES)
+    attacks = (
         playlists.inputs(canaries.film, port)
         + boxes.inputs(media, canaries.movie, port)
         + pictures.inputs(folder)
         + damage.inputs(media)
         + odd_files.inputs(media, canaries.text)
     )
+    for one in attacks[::SEGMENT_STEP]:
+        one.in_segments = True
+    return attacks + damage.inputs(long_media, in_segments=True)
 
 
 def lowest_profile(listing):
@@ -55,6 +63,7 @@ class Attack:
         self.source = os.path.join(work, attack.name)
         self.results = os.path.join(work, attack.name + ".results")
         self.path = os.path.join(self.source, attack.file_name)
+        self.settings = os.path.join(work, "in_segments.conf") if attack.in_segments else "/nonexistent"
 
     def call(self, name, arguments, made="", outcome=None):
         """Calls a tool; `made` is the file in the folder of results that it may leave."""
@@ -63,7 +72,7 @@ class Attack:
         listed = self.attack.outcome == attack_input.LISTED
         if listed and outcome is None:
             outcome = attack_input.ANY if name == "quote" else attack_input.REFUSED
-        ended = calls.run(name, command, self.source + ".streams", limit)
+        ended = calls.run(name, command, self.source + ".streams", limit, self.settings)
         calls.judge(ended, self.path, limit, outcome or self.attack.outcome, self.results, made)
         shutil.rmtree(self.results)
         os.mkdir(self.results)
@@ -120,7 +129,7 @@ def figures(attacks, ended, arrived, faults):
     slowest = max(ended, key=lambda one: one[1].seconds)
     largest = max(ended, key=lambda one: one[1].memory)
     shown = [one for _, one in ended if any("another owner" in fault for fault in one.faults)]
-    print(f"inputs {len(attacks)}")
+    print(f"inputs {len(attacks)}, of which in segments {sum(one.in_segments for one in attacks)}")
     print(f"calls {len(ended)}")
     print(f"calls that show a canary {len(shown)}")
     print(f"connections {len(arrived)}")
@@ -136,6 +145,8 @@ def attack_all(options, work):
     os.mkdir(tools)
     for name in ("qxmi_vod_transcode", "qxmi_startitem", "qxmi_grab"):
         shutil.copy2(os.path.join(options.tools, name), tools)
+    with open(os.path.join(work, "in_segments.conf"), "w", encoding="ascii") as settings:
+        settings.write(IN_SEGMENTS)
     canaries = bait.Canaries(os.path.join(work, "canaries"))
     listener = bait.Listener()
     attacks = all_inputs(os.path.join(work, "media"), canaries, listener.port)

@@ -28,6 +28,14 @@ RECIPES = {
     "tone.ogg": f"{SOUND} -c:a libvorbis",
 }
 
+# Longer ones, of which a transcode in segments makes several.
+LONG = "-f lavfi -i testsrc=s=96x64:r=25:d=9 -f lavfi -i sine=f=440:r=48000:d=9"
+LONG_RECIPES = {
+    "long.mp4": f"{LONG} {AVC} -c:a aac",
+    "long.ts": f"{LONG} {MPEG} -c:a mp2",
+    "long.mkv": f"{LONG} {AVC} -c:a flac",
+}
+
 
 def make(folder, name, arguments):
     """Makes one file with ffmpeg and returns its path."""
@@ -37,10 +45,10 @@ def make(folder, name, arguments):
     return path
 
 
-def make_all(folder):
+def make_all(folder, recipes):
     """Makes every recipe in `folder` and returns the contents by file name."""
     contents = {}
-    for name, arguments in RECIPES.items():
+    for name, arguments in recipes.items():
         with open(make(folder, name, arguments), "rb") as file:
             contents[name] = file.read()
     return contents

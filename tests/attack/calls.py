@@ -33,10 +33,10 @@ class Ended:
     faults: list
 
 
-def run(name, command, folder, limit):
+def run(name, command, folder, limit, settings):
     """Runs a command to its end, at most PATIENCE longer than its limit."""
     files = [open(os.path.join(folder, stream), "w+b") for stream in ("output", "errors")]
-    environment = {**os.environ, "QX_MEDIA_CONF": "/nonexistent"}
+    environment = {**os.environ, "QX_MEDIA_CONF": settings}
     begin = time.monotonic()
     child = subprocess.Popen(
         command, stdin=subprocess.DEVNULL, stdout=files[0], stderr=files[1],

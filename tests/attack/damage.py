@@ -21,15 +21,27 @@ def damaged(data, seed):
     return bytes(changed)
 
 
-def inputs(media):
+def scattered(data, seed):
+    """`data` with bits turned over everywhere behind its beginning."""
+    chance = random.Random(seed)
+    changed = bytearray(data)
+    for _ in range(len(data) // REACH):
+        changed[chance.randrange(REACH, len(changed))] ^= 1 << chance.randrange(8)
+    return bytes(changed)
+
+
+def inputs(media, in_segments=False):
     """Everything of this kind; `media` holds sound files by name."""
     made = []
     for name, data in media.items():
         stem = name.replace(".", "_")
-        for cut in CUTS:
-            part = data[: max(1, len(data) * cut // 1000)]
-            made.append(AttackInput(f"{stem}_cut_{cut}", name, content(part)))
+        variants = {f"cut_{cut}": data[: max(1, len(data) * cut // 1000)] for cut in CUTS}
         for number in range(DAMAGED):
-            flipped = damaged(data, f"{name} {number}")
-            made.append(AttackInput(f"{stem}_flipped_{number}", name, content(flipped)))
+            variants[f"flipped_{number}"] = damaged(data, f"{name} {number}")
+        if in_segments:
+            variants["scattered"] = scattered(data, name)
+        for variant, changed in variants.items():
+            attack = AttackInput(f"{stem}_{variant}", name, content(changed))
+            attack.in_segments = in_segments
+            made.append(attack)
     return made
