@@ -19,11 +19,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "platform/replacement_file.h"
 #include "platform/unique_fd.h"
+#include "tools/media/left_parts.h"
 
 namespace {
 
 constexpr const char* engine_account = "qx-vod-engine";
+constexpr mode_t mode_of_lent_file = 0660;
 
 constexpr rlim_t address_space = rlim_t{4} << 30;
 // Each thread reserves an arena of the allocator and a stack, used or not.
@@ -222,7 +225,7 @@ bool take_account(const sandbox& limits) {
   if (account == nullptr) { return true; }
   const uid_t user = account->pw_uid;
   const gid_t group = account->pw_gid;
-  if (!lend(limits.writable, group, 0660) || !lend(limits.work_folder, group, 0770)) {
+  if (!lend(limits.writable, group, mode_of_lent_file) || !lend(limits.work_folder, group, 0770)) {
     return keep_account();
   }
   return setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
@@ -283,6 +286,7 @@ constexpr const char* forbidden_calls[] = {
     "name_to_handle_at",
     "mknod",
     "mknodat",
+    "truncate",
     "symlink",
     "symlinkat",
     "link",
@@ -367,6 +371,17 @@ public:
     return forbid_second(SCMP_SYS(fcntl), F_SETOWN) &&
            forbid_second(SCMP_SYS(fcntl), F_SETOWN_EX) && forbid_second(SCMP_SYS(fcntl), F_SETSIG);
   }
+  // Opening a file for reading can empty it. Rules for files cover that, and truncate(), from
+  // Landlock's version 3 on.
+  bool forbid_emptying() {
+    const auto open_and_empty = [this](int call, unsigned flags) {
+      return keep_error(
+          seccomp_rule_add(context_, SCMP_ACT_ERRNO(EPERM), call, 1,
+                           SCMP_CMP(flags, SCMP_CMP_MASKED_EQ, O_ACCMODE | O_TRUNC, O_TRUNC)));
+    };
+    return open_and_empty(SCMP_SYS(open), 1) && open_and_empty(SCMP_SYS(openat), 2) &&
+           forbid("openat2", ENOSYS);  // its flags are in memory
+  }
   // Characters pushed into a terminal would be read by its next user.
   bool forbid_typing() { return forbid_second(SCMP_SYS(ioctl), TIOCSTI); }
   bool is_made() const { return context_ != nullptr; }
@@ -400,7 +415,8 @@ bool filter_system_calls() {
          std::all_of(std::begin(forbidden_calls), std::end(forbidden_calls),
                      [&filter](const char* name) { return filter.forbid(name, EPERM); }) &&
          filter.forbid_processes() && filter.forbid_other_processes() &&
-         filter.forbid_signals_of_files() && filter.forbid_typing() && filter.load();
+         filter.forbid_signals_of_files() && filter.forbid_emptying() && filter.forbid_typing() &&
+         filter.load();
 }
 
 }  // namespace
@@ -414,6 +430,12 @@ std::vector<int> sandbox::descriptors() const {
 
 sandbox_support available_sandbox() {
   return {has_system_call_filters(), file_rules_version(), account_to_take() != nullptr};
+}
+
+bool can_lend_in(const std::string& folder) {
+  const passwd* const account = account_to_take();
+  const auto file = replacement_file::with_random_name(folder + "/" + left_part_prefix);
+  return account == nullptr || !file.valid() || lend(file.fd(), account->pw_gid, mode_of_lent_file);
 }
 
 bool enter_sandbox(const sandbox& limits, const char* program) {

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 struct sandbox {
@@ -37,6 +38,12 @@ struct sandbox_support {
   bool account = false;       // the separate account "qx-vod-engine", which this process may use
 };
 sandbox_support available_sandbox();
+
+// Whether results in `folder` can be given to that account. Not on file systems without owners
+// (FAT, exFAT), and not on a server that does not let root change them (NFS with "root_squash"):
+// there, engines keep this process's account. True as well if there is no such account, or if no
+// file can be made in the folder.
+bool can_lend_in(const std::string& folder);
 
 // Confines this process, which must have one thread and is about to execute `program`, an absolute
 // path. Cannot be undone. False with errno if a means that the machine has cannot be applied: the

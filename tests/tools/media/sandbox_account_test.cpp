@@ -86,3 +86,11 @@ TEST_F(sandbox_account, is_the_own_one_where_lending_files_has_no_effect) {
   file_system = change_of_group::is_ignored;
   expect_writer(geteuid(), rights_to_files);
 }
+
+TEST_F(sandbox_account, can_be_lent_files_where_their_group_can_be_changed) {
+  EXPECT_TRUE(can_lend_in(testing::TempDir()));
+  file_system = change_of_group::is_refused;
+  EXPECT_FALSE(can_lend_in(testing::TempDir()));
+  file_system = change_of_group::is_ignored;
+  EXPECT_FALSE(can_lend_in(testing::TempDir()));
+}

@@ -91,6 +91,7 @@ struct sandbox_files : testing::Test {
 
 struct sandbox_calls : testing::Test {
   void SetUp() override { ASSERT_TRUE(available_sandbox().system_calls); }
+  files given;
 };
 
 }  // namespace
@@ -201,6 +202,17 @@ TEST_F(sandbox_calls, that_make_threads_are_not) {
 TEST_F(sandbox_calls, that_change_owners_or_permissions_are_refused) {
   expect_confined({}, [] {
     return is_refused(chmod("/tmp", 0777), EPERM) && is_refused(chown("/tmp", 0, 0), EPERM);
+  });
+}
+
+TEST_F(sandbox_calls, that_empty_files_are_refused) {
+  expect_confined(given.limits(), [this] {
+    const std::string path = given.folder + "/other";
+    const std::string source = name_of(given.source);
+    const std::string output = name_of(given.output);
+    return is_refused(truncate(path.c_str(), 0), EPERM) &&
+           is_refused(open(source.c_str(), O_RDONLY | O_TRUNC | O_CLOEXEC), EPERM) &&
+           unique_fd(open(output.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC)).valid();
   });
 }
 

@@ -158,19 +158,33 @@ TEST(ctl_doctor_media_settings, that_are_right_are_fine) {
 }
 
 TEST(ctl_doctor_sandbox, is_complete_with_filter_rules_and_account) {
-  EXPECT_EQ(judge_sandbox({true, 1, true}, true).front().result, finding_result::ok);
-  EXPECT_EQ(judge_sandbox({true, 1, false}, false).front().result, finding_result::ok);
+  EXPECT_EQ(judge_sandbox({true, 3, true}, true, true).front().result, finding_result::ok);
+  EXPECT_EQ(judge_sandbox({true, 3, false}, true, false).front().result, finding_result::ok);
 }
 
 TEST(ctl_doctor_sandbox, names_what_is_missing) {
-  EXPECT_THAT(judge_sandbox({false, 1, true}, true).front().text, HasSubstr("seccomp"));
-  EXPECT_THAT(judge_sandbox({true, 0, true}, true).front().text, HasSubstr("Landlock"));
-  EXPECT_THAT(judge_sandbox({true, 1, false}, true).front().text, HasSubstr("runs as root"));
-  EXPECT_EQ(judge_sandbox({true, 1, false}, true).front().result, finding_result::warning);
+  EXPECT_THAT(judge_sandbox({false, 3, true}, true, true).front().text, HasSubstr("seccomp"));
+  EXPECT_THAT(judge_sandbox({true, 0, true}, true, true).front().text, HasSubstr("Landlock"));
+  EXPECT_THAT(judge_sandbox({true, 3, false}, true, true).front().text, HasSubstr("runs as root"));
+  EXPECT_EQ(judge_sandbox({true, 3, false}, true, true).front().result, finding_result::warning);
 }
 
 TEST(ctl_doctor_sandbox, names_everything_that_is_missing) {
-  EXPECT_THAT(judge_sandbox({false, 0, false}, true), SizeIs(3));
+  EXPECT_THAT(judge_sandbox({false, 0, false}, true, true), SizeIs(3));
+}
+
+TEST(ctl_doctor_sandbox, names_the_folder_whose_files_cannot_be_lent) {
+  const finding_list findings = judge_sandbox({true, 3, true}, false, true);
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].result, finding_result::warning);
+  EXPECT_THAT(findings[0].text, HasSubstr("runs as root for results in /mnt/main/tv/vod/"));
+}
+
+TEST(ctl_doctor_sandbox, says_what_an_early_landlock_does_not_cover) {
+  const finding_list findings = judge_sandbox({true, 2, true}, true, true);
+  ASSERT_THAT(findings, SizeIs(1));
+  EXPECT_EQ(findings[0].result, finding_result::ok);
+  EXPECT_THAT(findings[0].text, HasSubstr("(version 2) does not cover truncation"));
 }
 
 TEST(ctl_doctor_engine, filters_for_high_dynamic_range_may_be_missing) {

@@ -6,6 +6,7 @@
 
 finding_list check_sandbox();
 
-// A finding for each means that this machine does not support, or one if there is none. Unless
-// `is_root`, the account is ignored: other users cannot use it.
-finding_list judge_sandbox(const sandbox_support& support, bool is_root);
+// A finding for each means that this machine does not support, or one if there is none. `lends`
+// says whether results can be given to the account. Unless `is_root`, the account is ignored: other
+// users cannot use it.
+finding_list judge_sandbox(const sandbox_support& support, bool lends, bool is_root);
