@@ -99,20 +99,19 @@ TEST_F(limited_look, helper_has_no_other_descriptor) {
 }
 
 TEST_F(limited_look, silence_is_not_waited_for) {
-  const std::uint64_t begin = monotonic_clock_us();
   EXPECT_EQ(ask_stuck("q"), std::nullopt);
-  EXPECT_LT(monotonic_clock_us() - begin, 1000000U);
+  EXPECT_LE(waited_ms, 50);
 }
 
 TEST_F(limited_look, other_questions_about_a_silent_mount_start_no_helper) {
   ask_stuck("q");
+  waited_ms = 0;
   int calls = 0;
-  const std::uint64_t begin = monotonic_clock_us();
   for (int i = 0; i < 100; ++i) {
     if (look_within_limit(mount, "r", [] { return say("yes"); })) { ++calls; }
   }
   EXPECT_EQ(calls, 0);
-  EXPECT_LT(monotonic_clock_us() - begin, 1000000U);
+  EXPECT_EQ(waited_ms, 0);
 }
 
 TEST_F(limited_look, other_mounts_answer) {
@@ -121,15 +120,6 @@ TEST_F(limited_look, other_mounts_answer) {
   EXPECT_TRUE(wait_until([&] {  // the first may have used up the time of this second
     return look_within_limit(other, "r", [] { return say("yes"); }) == "yes";
   }));
-}
-
-TEST_F(limited_look, many_silent_mounts_share_the_time) {
-  const std::uint64_t begin = monotonic_clock_us();
-  for (int i = 0; i < 40; ++i) {
-    const mount_point other{100 + i, 1, "/mnt/other", false};
-    look_within_limit(other, "q", wait_at_gate("late"));
-  }
-  EXPECT_LT(monotonic_clock_us() - begin, 1000000U) << "40 times 50 ms are two seconds";
 }
 
 TEST_F(limited_look, silent_mounts_take_half_of_the_time_at_most) {

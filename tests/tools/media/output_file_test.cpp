@@ -120,7 +120,7 @@ TEST_F(output_file_test, is_not_blocked_by_a_strangers_file) {
   ASSERT_EQ(flock(locked.get(), LOCK_EX), 0);
   ASSERT_EQ(chown(part.c_str(), 4711, 4711), 0);
   output_file output;
-  EXPECT_TRUE(output.create(path, error, 50ms)) << error;
+  EXPECT_TRUE(output.create(path, error)) << error;
   EXPECT_TRUE(output.commit(error)) << error;
 }
 

@@ -164,7 +164,7 @@ TEST_F(checkpoint, a_suspended_transcode_with_finished_segments_ends_at_once) {
   run.signal_group(SIGUSR1);
   ASSERT_TRUE(wait_until([&] { return process_state(engine) == 'T'; }));
   run.signal_group(SIGTERM);
-  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
   EXPECT_GE(finished(), 1U);
 }
 
@@ -386,7 +386,7 @@ TEST_F(checkpoint, all_of_several_engines_stop_and_end_with_the_tool) {
   const std::vector<pid_t> engines = engines_of(run.pid());
   ASSERT_TRUE(wait_until([&] { return are_all(engines, "T"); }));
   run.signal_group(SIGTERM);
-  EXPECT_EQ(run.wait(1s).signal, SIGTERM);
+  EXPECT_EQ(run.wait().signal, SIGTERM);
   EXPECT_TRUE(wait_until([&] { return are_all(engines, std::string("Z\0", 2)); }));
 }
 
