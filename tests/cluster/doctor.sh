@@ -1,6 +1,6 @@
 #!/bin/sh
-# The doctor looks at a cluster: all is well; nodes can only read the folder, hide it, have other libraries or no
-# ffmpeg, are busy; the controller is gone.
+# The doctor looks at a cluster: all is well; nodes can only read the folder, hide it, have other libraries, no ffmpeg,
+# or a transcoder that hangs, or are busy; the controller is gone.
 # shellcheck source=tests/cluster/support.sh
 . "$(dirname "$0")/support.sh"
 mkdir -p "$vods"
@@ -52,6 +52,19 @@ in_node n3 mount --bind /bin/false /usr/bin/ffmpeg
 qx_vod_ctl doctor >/run/doctor.log && fail "found no problem"
 expect 'cluster folder' "problem $vods of this machine is not seen by n2"
 expect 'cluster versions' "problem ffmpeg is missing or another one on n3"
+
+step "a node whose transcoder hangs"
+printf '#!/bin/sh\nsleep 1000\n' >/run/hanging
+chmod 755 /run/hanging
+in_node n2 umount "$vods"
+in_node n3 umount /usr/bin/ffmpeg
+in_node n2 mount --bind /run/hanging /usr/bin/qxmi_vod_transcode
+qx_vod_ctl doctor >/run/doctor.log || :
+findings 'cluster nodes' | grep -q '^warning 3 nodes asked, 2 answered' || fail "$(findings 'cluster nodes')"
+expect 'cluster folder' "ok 2 nodes asked, all can write to $vods"
+[ -z "$(ls -A "$vods")" ] || fail "the doctor left $(ls -A "$vods")"
+until_true "the end of its job" queue_is_empty
+until_true "free nodes" has_idle_nodes 3
 
 step "busy nodes"
 sbatch --quiet --nodes=3 --output=/dev/null --wrap='sleep 600' >/dev/null
