@@ -215,7 +215,7 @@ TEST(run_program, time_in_which_its_observer_suspends_it_does_not_count) {
     }
     bool suspends() const override { return ticks < 30; }
   } suspender;
-  program_request request = shell("exit 3");
+  program_request request = shell("sleep 0.2; exit 3");
   request.time_limit = 1000ms;
   EXPECT_EQ(run_program(request, suspender).end, program_end::exited);
 }
@@ -326,7 +326,7 @@ TEST(program_group, does_not_wait_for_the_output_of_one_before_it_looks_at_the_o
   program_group group;
   clocked leaving;
   clocked working;
-  group.start(shell("sleep 5 & echo left"), leaving);
+  group.start(shell("sleep 5 & sleep 0.5"), leaving);
   group.start(shell("i=0; while [ $i -lt 25 ]; do echo $i; sleep 0.1; i=$((i+1)); done"), working);
   run_observer* ended = nullptr;
   group.wait_for_one(ended);
