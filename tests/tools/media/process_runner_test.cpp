@@ -11,6 +11,7 @@
 #include "tests/support/media/tool_run.h"
 #include "tests/support/wait_until.h"
 #include "tools/media/process_runner.h"
+#include "tools/media/tool_signals.h"
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
@@ -337,6 +338,42 @@ TEST(program_group, does_not_wait_for_the_output_of_one_before_it_looks_at_the_o
   }
   EXPECT_GT(working.at.size(), 3U);
   EXPECT_LT(longest, 800ms);
+}
+
+// What an observer does then may take a while.
+TEST(program_group, is_stopped_as_a_whole_before_an_observer_hears_of_the_suspension) {
+  struct slow_observer : line_collector {
+    bool on_tick(const child_process&, bool suspended) override {
+      if (suspended && !heard) { others_were_stopped = is_stopped(other->lines.at(0)); }
+      heard = heard || suspended;
+      return false;
+    }
+    bool gives_up() const override { return heard; }
+    static bool is_stopped(const std::string& pid) {
+      return qx_test::wait_until([&] { return qx_test::process_state(std::stoi(pid)) == 'T'; }, 5s);
+    }
+    const line_collector* other = nullptr;
+    bool heard = false;
+    bool others_were_stopped = false;
+  };
+  struct suspender : line_collector {
+    bool on_tick(const child_process&, bool suspended) override {
+      if (!suspended && !lines.empty()) { kill(getpid(), SIGUSR1); }
+      return false;
+    }
+  };
+  ASSERT_TRUE(catch_tool_signals());
+  slow_observer first;
+  suspender second;
+  first.other = &second;
+  program_group group;
+  group.start(shell("exec sleep 60"), first);
+  group.start(shell("echo $$; exec sleep 60"), second);
+  run_observer* ended = nullptr;
+  group.wait_for_one(ended);
+  EXPECT_TRUE(first.others_were_stopped);
+  kill(getpid(), SIGUSR2);
+  read_tool_signals();
 }
 
 TEST(program_group, kills_what_still_runs_at_its_end) {
