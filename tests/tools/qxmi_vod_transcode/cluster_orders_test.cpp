@@ -84,9 +84,8 @@ TEST_F(cluster_orders, reach_tasks_that_began_after_the_last_listing) {
   put("queue",
       task_lines(7, 0, 2, "R", "n1", "None") + task_lines(7, 2, tasks, "PD", "", "Resources"));
   signal(SIGUSR1);
-  EXPECT_TRUE(wait_until([&] {
-    return calls_with("--signal=USR1 7_1") + calls_with("--signal=USR1 7_0 7_1") > 0;
-  }));
+  EXPECT_TRUE(wait_until(
+      [&] { return calls_with("--signal=USR1 7_1") + calls_with("--signal=USR1 7_0 7_1") > 0; }));
 }
 
 TEST_F(cluster_orders, hold_what_was_just_being_submitted) {
