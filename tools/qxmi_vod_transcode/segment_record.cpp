@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cctype>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -25,8 +27,8 @@ namespace {
 constexpr std::size_t longest_line = 4096;
 constexpr const char* last_word = "last";
 
-std::string record_name(const std::string& name) {
-  return name + ".sum";
+std::string record_name(const std::string& name, std::uint64_t sum) {
+  return name + "." + hexadecimal(sum) + ".sum";
 }
 
 // With its name, since any other segment would fit as well.
@@ -34,6 +36,20 @@ std::string record_text(const std::string& name, const kept_segment& kept) {
   return name + " " + std::to_string(kept.content.bytes) + " " + hexadecimal(kept.content.sum) +
          " " + kept.run + " " + kept.first + " " + kept.next +
          (kept.is_last ? std::string(" ") + last_word : "");
+}
+
+// Whether the record is that of a segment with that name and content; what else it says.
+bool fits_record(const std::string& text, const std::string& name, kept_segment& kept) {
+  std::istringstream record(text);
+  std::uint64_t bytes = 0;
+  std::string recorded;
+  std::string sum;
+  if (!(record >> recorded >> bytes >> sum >> kept.run >> kept.first >> kept.next)) {
+    return false;
+  }
+  std::string word;
+  kept.is_last = record >> word && word == last_word;
+  return recorded == name && kept.content.bytes == bytes && hexadecimal(kept.content.sum) == sum;
 }
 
 bool read_content(segment_kind kind, int file, segment_content& content) {
@@ -63,6 +79,47 @@ unique_fd open_to_read(int folder, const std::string& name) {
 bool is_of_segment(std::string_view name, segment_kind kind) {
   return name.size() > 1 && name[0] == segment_name(kind, 0)[0] &&
          std::isdigit(static_cast<unsigned char>(name[1])) != 0;
+}
+
+// Never replaces anything: false with EEXIST then, or with another errno. On NFS only links work
+// like that. Where not even these exist, no other machine writes.
+bool move_to_free_name(int from, int to, const std::string& name) {
+  const char* const text = name.c_str();
+  if (renameat2(from, text, to, text, RENAME_NOREPLACE) == 0) { return true; }
+  if (errno != EINVAL && errno != ENOSYS) { return false; }
+  if (linkat(from, text, to, text, 0) == 0) {
+    unlinkat(from, text, 0);
+    return true;
+  }
+  const bool knows_links = errno != EPERM && errno != EOPNOTSUPP && errno != ENOSYS;
+  return !knows_links && renameat(from, text, to, text) == 0;
+}
+
+segment_placing failed(encode_failure& failure) {
+  failure = system_failure(errno);
+  return segment_placing::failed;
+}
+
+segment_placing unwanted(encode_failure& failure) {
+  failure = {true, "nobody waits for the segment any longer", true};
+  return segment_placing::failed;
+}
+
+// For a segment whose name is taken.
+segment_placing give_way(int run_folder, int folder, segment_kind kind, std::int64_t segment,
+                         kept_segment& kept, encode_failure& failure) {
+  const std::string name = segment_name(kind, segment);
+  kept_segment there;
+  if (load_segment(folder, kind, segment, there) != segment_state::good) {
+    const bool replaced = renameat(run_folder, name.c_str(), folder, name.c_str()) == 0;
+    return replaced ? segment_placing::placed : failed(failure);
+  }
+  const bool same_content = there.content.sum == kept.content.sum;
+  if (!same_content) { unlinkat(folder, record_name(name, kept.content.sum).c_str(), 0); }
+  // A server may have moved it although its first answer was lost; or two have made the same bytes.
+  const bool is_own = same_content && there.run == kept.run;
+  kept = std::move(there);
+  return is_own ? segment_placing::placed : segment_placing::was_there;
 }
 
 // The names of what belongs to segments. False with errno on failure.
@@ -126,18 +183,11 @@ segment_state load_segment(int folder, segment_kind kind, std::int64_t segment,
                            kept_segment& kept) {
   const std::string name = segment_name(kind, segment);
   errno = 0;
-  std::istringstream record(read_sealed_line(folder, record_name(name)));
-  std::uint64_t bytes = 0;
-  std::string recorded;
-  std::string sum;
-  if (record >> recorded >> bytes >> sum >> kept.run >> kept.first >> kept.next) {
-    std::string word;
-    kept.is_last = record >> word && word == last_word;
-    const unique_fd file(open_to_read(folder, name));
-    const bool good = recorded == name && file.valid() &&
-                      read_content(kind, file.get(), kept.content) && kept.content.bytes == bytes &&
-                      hexadecimal(kept.content.sum) == sum;
-    if (good) { return segment_state::good; }
+  const unique_fd file(open_to_read(folder, name));
+  if (file.valid() && read_content(kind, file.get(), kept.content)) {
+    errno = 0;
+    const std::string record = read_sealed_line(folder, record_name(name, kept.content.sum));
+    if (fits_record(record, name, kept)) { return segment_state::good; }
   }
   return is_trouble(errno) ? segment_state::unreadable : segment_state::damaged;
 }
@@ -154,23 +204,33 @@ bool read_new_segment(int run_folder, segment_kind kind, std::int64_t segment,
   return false;
 }
 
-bool move_segment(int run_folder, int folder, segment_kind kind, std::int64_t segment,
-                  const kept_segment& kept, encode_failure& failure) {
+segment_placing place_segment(int run_folder, int folder, segment_kind kind, std::int64_t segment,
+                              kept_segment& kept, const std::function<bool()>& may_place,
+                              encode_failure& failure) {
   const std::string name = segment_name(kind, segment);
   const unique_fd file(open_to_read(run_folder, name));
+  if (!file.valid() || fsync(file.get()) != 0) { return failed(failure); }
+  if (!may_place()) { return unwanted(failure); }
   // The segment gets its name last: a record alone means nothing.
-  const bool moved = file.valid() && fsync(file.get()) == 0 &&
-                     write_sealed_line(folder, record_name(name), record_text(name, kept),
-                                       name + "." + kept.run + ".part") &&
-                     renameat(run_folder, name.c_str(), folder, name.c_str()) == 0 &&
-                     sync_names(folder);
-  return moved || fail(failure);
+  const bool has_record =
+      write_sealed_line(folder, record_name(name, kept.content.sum), record_text(name, kept),
+                        name + "." + kept.run + ".part");
+  if (!has_record) { return failed(failure); }
+  // The disk may have taken its time.
+  if (!may_place()) { return unwanted(failure); }
+  segment_placing placing = segment_placing::placed;
+  if (!move_to_free_name(run_folder, folder, name)) {
+    placing = errno == EEXIST ? give_way(run_folder, folder, kind, segment, kept, failure)
+                              : failed(failure);
+  }
+  if (placing == segment_placing::was_there) { return placing; }
+  return placing == segment_placing::placed && !sync_names(folder) ? failed(failure) : placing;
 }
 
-void remove_segment(int folder, segment_kind kind, std::int64_t segment) {
+void remove_segment(int folder, segment_kind kind, std::int64_t segment, std::uint64_t sum) {
   const std::string name = segment_name(kind, segment);
   unlinkat(folder, name.c_str(), 0);
-  unlinkat(folder, record_name(name).c_str(), 0);
+  unlinkat(folder, record_name(name, sum).c_str(), 0);
 }
 
 void remove_segments(int folder, segment_kind kind) {

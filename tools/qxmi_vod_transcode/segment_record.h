@@ -1,8 +1,10 @@
 // A finished segment on the disk: a file with its name, and a record beside it that says what the
-// file must hold.
+// file must hold. The record has the sum of the file in its name: whoever makes the same segment at
+// the same time has a record of his own, and a file is never found with the record of another.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -35,12 +37,17 @@ segment_state load_segment(int folder, segment_kind kind, std::int64_t segment, 
 bool read_new_segment(int run_folder, segment_kind kind, std::int64_t segment,
                       segment_content& content, encode_failure& failure);
 
-// Moves that segment, with what is known of it, to `folder` for good. False with the failure.
-bool move_segment(int run_folder, int folder, segment_kind kind, std::int64_t segment,
-                  const kept_segment& kept, encode_failure& failure);
+// Moves that segment, with what is known of it, to `folder` for good. A whole one that is there
+// already stays, and `kept` is then what is known of that one; a damaged one is replaced.
+// `may_place` is asked right before. If it says no, or something fails, `failure` says why.
+enum class segment_placing { placed, was_there, failed };
+segment_placing place_segment(int run_folder, int folder, segment_kind kind, std::int64_t segment,
+                              kept_segment& kept, const std::function<bool()>& may_place,
+                              encode_failure& failure);
 
-// Removes a segment, or all of a kind, damaged or not, with their records.
-void remove_segment(int folder, segment_kind kind, std::int64_t segment);
+// Removes a segment whose content has that sum, or all of a kind, damaged or not, with their
+// records.
+void remove_segment(int folder, segment_kind kind, std::int64_t segment, std::uint64_t sum);
 void remove_segments(int folder, segment_kind kind);
 
 // A line in a file with a sum of its own: empty if it is missing or damaged. It is written so that

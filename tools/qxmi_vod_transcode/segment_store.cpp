@@ -155,16 +155,19 @@ std::vector<std::int64_t> segment_store::bad_seams() const {
   return found;
 }
 
-bool segment_store::keep(segment_kind kind, std::int64_t segment, int run_folder, kept_segment made,
-                         encode_failure& failure) {
-  if (!read_new_segment(run_folder, kind, segment, made.content, failure)) { return false; }
+segment_placing segment_store::keep(segment_kind kind, std::int64_t segment, int run_folder,
+                                    kept_segment made, encode_failure& failure) {
+  if (!read_new_segment(run_folder, kind, segment, made.content, failure)) {
+    return segment_placing::failed;
+  }
   if (!fits(kind, segment, made)) {
     failure = {true, "the engine made an incomplete segment"};
-    return false;
+    return segment_placing::failed;
   }
-  if (!move_segment(run_folder, folder_, kind, segment, made, failure)) { return false; }
-  all_of(kind)[segment] = std::move(made);
-  return true;
+  const segment_placing placing =
+      place_segment(run_folder, folder_, kind, segment, made, may_keep_, failure);
+  if (placing != segment_placing::failed) { all_of(kind)[segment] = std::move(made); }
+  return placing;
 }
 
 bool segment_store::complete(encode_failure& failure) {
@@ -200,8 +203,10 @@ void segment_store::not_complete() {
 
 void segment_store::remove(segment_kind kind, std::int64_t segment) {
   not_complete();
-  all_of(kind).erase(segment);
-  remove_segment(folder_, kind, segment);
+  const auto kept = all_of(kind).find(segment);
+  if (kept == all_of(kind).end()) { return; }
+  remove_segment(folder_, kind, segment, kept->second.content.sum);
+  all_of(kind).erase(kept);
 }
 
 void segment_store::remove_run(std::int64_t segment) {

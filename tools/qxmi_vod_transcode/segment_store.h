@@ -6,6 +6,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/qxmi_vod_transcode/encode_failure.h"
@@ -59,10 +60,13 @@ public:
   std::int64_t packets() const;
 
   // Takes a segment, a file that an engine has finished in `run_folder`. `made` holds what is known
-  // of it besides its content. Only the last one of the output may be shorter than the others.
-  // False with the failure.
-  bool keep(segment_kind kind, std::int64_t segment, int run_folder, kept_segment made,
-            encode_failure& failure);
+  // of it besides its content. Only the last one of the output may be shorter than the others. If
+  // another machine was faster, its segment is taken instead.
+  segment_placing keep(segment_kind kind, std::int64_t segment, int run_folder, kept_segment made,
+                       encode_failure& failure);
+
+  // Asked right before a segment gets its name: whether anybody still wants it.
+  void set_fence(std::function<bool()> may_keep) { may_keep_ = std::move(may_keep); }
 
   // Records that all segments are there.
   bool complete(encode_failure& failure);
@@ -115,4 +119,5 @@ private:
   segment_map sounds_;
   bool complete_ = false;
   int reach_ = 0;
+  std::function<bool()> may_keep_ = [] { return true; };
 };

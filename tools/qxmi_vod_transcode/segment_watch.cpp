@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <random>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,7 +12,7 @@
 #include "platform/file_bytes.h"
 #include "platform/unique_dir.h"
 #include "platform/unique_fd.h"
-#include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/random_word.h"
 
 namespace {
 
@@ -29,11 +29,6 @@ constexpr std::uint64_t block = 512;
 
 constexpr std::size_t longest_landing = 65536;
 constexpr std::size_t read_size = 65536;
-
-std::string new_run_name() {
-  std::random_device random;
-  return hexadecimal(std::uint64_t{random()} << 32 | random());
-}
 
 unique_fd open_in(int folder, const std::string& name) {
   return unique_fd(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -65,7 +60,7 @@ segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, keep_
                              const segment_plan& plan, const segment_run& run, int folder,
                              std::uint64_t largest)
     : encoder_(encoder), store_(store), turn_(turn), folder_(folder), largest_(largest),
-      name_(new_run_name()), marks_(run.first_frame(plan), plan.frames),
+      name_(random_word()), marks_(run.first_frame(plan), plan.frames),
       picture_in_place_(run.pictures.first == 0 || !run.has_pictures()),
       sound_in_place_(!run.seeks_sound(plan)),
       picture_{segment_kind::picture, run.pictures, run.pictures.first, false, {}},
@@ -177,7 +172,10 @@ bool segment_watch::keep(stream_state& stream, bool is_last) {
   const bool picture = stream.kind == segment_kind::picture;
   made.first = picture ? or_none(marks_.mark(stream.next)) : "-";
   made.next = picture ? or_none(marks_.mark(stream.next + 1)) : "-";
-  if (!store_.keep(stream.kind, stream.next, folder_, made, failure_)) { return false; }
+  const segment_placing placing =
+      store_.keep(stream.kind, stream.next, folder_, std::move(made), failure_);
+  if (placing == segment_placing::failed) { return false; }
+  overtaken_ = overtaken_ || placing == segment_placing::was_there;
   if (picture) { kept_frames_ += store_.pictures().at(stream.next).content.frames; }
   ++stream.next;
   return true;
@@ -198,7 +196,7 @@ bool segment_watch::lacks_end(const stream_state& stream) const {
 bool segment_watch::keep_rest(stream_state& stream, bool read_badly) {
   const bool is_open = stream.range.is_open();
   const bool is_cut_off = read_badly && (is_open || lacks_end(stream));
-  while (stream.next != stream.range.end && exists(stream, stream.next)) {
+  while (!overtaken_ && stream.next != stream.range.end && exists(stream, stream.next)) {
     const bool is_end = !exists(stream, stream.next + 1);
     if (is_end && is_cut_off) { return false; }
     if (!keep(stream, is_end && is_open)) { return false; }

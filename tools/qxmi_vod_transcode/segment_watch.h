@@ -36,7 +36,7 @@ public:
 
   void on_line(std::string_view text) override { encoder_.on_line(text); }
   bool on_tick(const child_process& child, bool suspended) override;
-  bool gives_up() const override { return misses_ || !failure_.cause.empty(); }
+  bool gives_up() const override { return misses_ || overtaken_ || !failure_.cause.empty(); }
   std::int64_t work_done() const override;
 
   // Takes the rest after the engine has ended well. False if the run misses its place or a segment
@@ -47,6 +47,10 @@ public:
   // The run does not continue what is there: it began too late in the source, or with other
   // pictures, or ended too early. A run that begins to read earlier may be better.
   bool misses_its_place() const { return misses_; }
+
+  // Another machine has put a segment of this run in its place: the run goes no further, and what
+  // is still missing has to be looked at again.
+  bool is_overtaken() const { return overtaken_; }
 
   // How many frames of the output it has made and kept.
   std::int64_t kept_frames() const { return kept_frames_; }
@@ -89,6 +93,7 @@ private:
   bool picture_in_place_;
   bool sound_in_place_;
   bool misses_ = false;
+  bool overtaken_ = false;
   encode_failure failure_;
   std::int64_t processor_seconds_ = 0;
   std::int64_t kept_frames_ = 0;

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/checkpoint/segment_files.h"
 #include "tests/support/media/made_media.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
@@ -194,10 +195,7 @@ TEST_F(checkpoint, a_segment_of_another_transcode_is_noticed) {
 // Both belong together and are intact.
 TEST_F(checkpoint, a_segment_in_the_place_of_another_is_noticed) {
   interrupt_after(3, SIGKILL);
-  for (const char* end : {".mp4", ".mp4.sum"}) {
-    fs::copy_file(in_folder(std::string("v000000") + end), in_folder(std::string("v000001") + end),
-                  fs::copy_options::overwrite_existing);
-  }
+  copy_with_record(in_folder("v000000.mp4"), in_folder("v000001.mp4"));
   const tool_result result = resume();
   expect_resumed(result, 1);
   EXPECT_LT(first_frame(result), 150);
@@ -208,7 +206,7 @@ TEST_F(checkpoint, a_segment_in_the_place_of_another_is_noticed) {
 TEST_F(checkpoint, segments_that_no_run_continues_are_made_again) {
   interrupt_after(2, SIGKILL);
   for (std::size_t segment = 0; segment < finished(); ++segment) {
-    const std::string path = in_folder("v00000" + std::to_string(segment) + ".mp4.sum");
+    const std::string path = record_of(in_folder("v00000" + std::to_string(segment) + ".mp4"));
     std::string line;
     std::getline(std::ifstream(path), line);
     const std::string record = unsealed(line + "\n");

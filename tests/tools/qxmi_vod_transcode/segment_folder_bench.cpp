@@ -28,6 +28,8 @@ int __real_mkdirat(int directory, const char* name, mode_t mode);
 int __real_openat(int directory, const char* name, int flags, mode_t mode);
 int __real_unlinkat(int directory, const char* name, int flags);
 int __real_fsync(int fd);
+int __real_linkat(int from, const char* name, int to, const char* new_name, int flags);
+int __real_renameat2(int from, const char* name, int to, const char* new_name, unsigned int flags);
 }
 
 // What the linker puts in the place of the calls.
@@ -71,6 +73,10 @@ struct call_hooks {
     return S_ISDIR(status.st_mode) && bench->before_sync_of_folder &&
            fails(bench->before_sync_of_folder());
   }
+  static bool rename_fails() {
+    return bench && bench->before_exclusive_rename && fails(bench->before_exclusive_rename());
+  }
+  static bool link_fails() { return bench && bench->before_link && fails(bench->before_link()); }
   static bool chown_fails() { return bench && bench->before_chown && fails(bench->before_chown()); }
 };
 
@@ -95,6 +101,12 @@ int __wrap_unlinkat(int directory, const char* name, int flags) {
 }
 int __wrap_fsync(int fd) {
   return call_hooks::sync_fails(fd) ? -1 : __real_fsync(fd);
+}
+int __wrap_linkat(int from, const char* name, int to, const char* new_name, int flags) {
+  return call_hooks::link_fails() ? -1 : __real_linkat(from, name, to, new_name, flags);
+}
+int __wrap_renameat2(int from, const char* name, int to, const char* new_name, unsigned int flags) {
+  return call_hooks::rename_fails() ? -1 : __real_renameat2(from, name, to, new_name, flags);
 }
 }
 

@@ -39,6 +39,8 @@ protected:
   std::function<int(const std::string& name)> before_open;
   std::function<int()> before_sync_of_folder;
   std::function<int()> before_chown;
+  std::function<int()> before_exclusive_rename;
+  std::function<int()> before_link;
   bool locks_only_to_write = false;  // files that are open for writing, as NFS does
   bool keeps_open_files = false;     // under another name, until they are closed, as NFS does
   mode_t added_mode = 0;             // that new folders get whatever was asked for

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/unique_fd.h"
+#include "tests/support/checkpoint/segment_files.h"
 #include "tests/support/media/tool_run.h"
 #include "tests/tools/qxmi_vod_transcode/segment_bytes.h"
 #include "tests/tools/qxmi_vod_transcode/unreadable_file.h"
@@ -19,7 +20,9 @@
 namespace {
 
 namespace fs = std::filesystem;
+using qx_test::copy_with_record;
 using qx_test::film;
+using qx_test::record_of;
 using qx_test::sound;
 
 // Marks of pictures that differ from each other, and of the same picture three times.
@@ -44,7 +47,7 @@ struct segments : testing::Test {
   bool keep(segment_kind kind, std::int64_t segment, const std::string& bytes,
             const kept_segment& made) {
     write(run + "/" + segment_name(kind, segment), bytes);
-    return store->keep(kind, segment, run_fd.get(), made, failure);
+    return store->keep(kind, segment, run_fd.get(), made, failure) == segment_placing::placed;
   }
   static std::int64_t next_of(const segment_map& segments) {
     return segments.empty() ? 0 : segments.rbegin()->first + 1;
@@ -141,26 +144,24 @@ TEST_F(segments, that_changed_on_the_disk_count_as_missing) {
 TEST_F(segments, without_their_record_count_as_missing) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
-  fs::remove(folder.file("v000001.mp4.sum"));
+  fs::remove(record_of(folder.file("v000001.mp4")));
   EXPECT_EQ(found().frames(), 50);
 }
 
 TEST_F(segments, under_the_name_of_another_count_as_missing) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
-  for (const char* end : {"", ".sum"}) {
-    fs::copy_file(folder.file(picture_name(0) + end), folder.file(picture_name(1) + end),
-                  fs::copy_options::overwrite_existing);
-  }
+  copy_with_record(folder.file(picture_name(0)), folder.file(picture_name(1)));
   EXPECT_EQ(found().frames(), 50);
 }
 
 TEST_F(segments, with_a_changed_record_count_as_missing) {
   ASSERT_TRUE(keep_picture(film(50), "one", "a", "b")) << failure.cause;
+  const std::string record = record_of(folder.file("v000000.mp4"));
   std::string line;
-  std::getline(std::ifstream(folder.file("v000000.mp4.sum")), line);
+  std::getline(std::ifstream(record), line);
   line.back() = 'c';
-  write(folder.file("v000000.mp4.sum"), line + "\n");
+  write(record, line + "\n");
   EXPECT_EQ(found().frames(), 0);
 }
 
@@ -307,7 +308,8 @@ TEST_F(segments, are_not_read_once_the_tool_shall_stop) {
 TEST_F(segments, that_cannot_be_written_interrupt_the_transcode) {
   write(run + "/v000000.mp4", film(50));
   const no_descriptors now;
-  EXPECT_FALSE(store->keep(segment_kind::picture, 0, run_fd.get(), {}, failure));
+  EXPECT_EQ(store->keep(segment_kind::picture, 0, run_fd.get(), {}, failure),
+            segment_placing::failed);
   EXPECT_TRUE(failure.of_output);
   EXPECT_TRUE(failure.interrupted);
 }
@@ -320,7 +322,7 @@ TEST_F(segments, are_all_gone_after_a_clearing_even_those_after_a_gap) {
   ASSERT_TRUE(segment_store::is_begun(folder_fd.get()));
   other.clear();
   EXPECT_FALSE(segment_store::is_begun(folder_fd.get()));
-  EXPECT_FALSE(fs::exists(folder.file("v000001.mp4.sum")));
+  EXPECT_EQ(record_of(folder.file("v000001.mp4")), "");
 }
 
 TEST_F(segments, without_the_mark_of_the_next_one_are_no_end_to_go_on_from) {

@@ -113,6 +113,26 @@ TEST_F(ended_run, without_a_packet_of_sound_lacks_audio) {
   EXPECT_FALSE(watch->failure().of_output);
 }
 
+TEST_F(ended_run, that_another_machine_has_overtaken_goes_no_further) {
+  run.pictures = {0, 3};
+  run.sounds = {0, 0};
+  write("v000000.mp4", film(50, "of another machine"));
+  encode_failure none;
+  segment_store of_another(folder_fd.get(), plan);
+  ASSERT_EQ(
+      of_another.keep(segment_kind::picture, 0, made_fd.get(), {{}, "x", "a", "b", false}, none),
+      segment_placing::placed);
+  for (const char* const name : {"v000000.mp4", "v000001.mp4", "v000002.mp4"}) {
+    write(name, film(50));
+  }
+  write_marks_of(3);
+  finish(false);
+  EXPECT_TRUE(watch->is_overtaken());
+  EXPECT_TRUE(watch->gives_up());
+  EXPECT_EQ(store->pictures().size(), 1U);
+  EXPECT_EQ(store->pictures().at(0).run, "x");
+}
+
 TEST_F(ended_run, with_more_files_than_its_output_can_be_large_is_given_up) {
   write_segments();
   for (int file = 0; file < 30; ++file) {

@@ -7,6 +7,7 @@
 
 #include <sys/stat.h>
 
+#include "tests/support/checkpoint/segment_files.h"
 #include "tests/trust/trial.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 
@@ -17,8 +18,6 @@ namespace {
 namespace fs = std::filesystem;
 using path_list = std::vector<std::string>;
 
-constexpr const char* record_ending = ".sum";
-
 std::string name_of(const std::string& path) {
   return fs::path(path).filename();
 }
@@ -26,7 +25,7 @@ std::string name_of(const std::string& path) {
 // With its record.
 bool is_segment(const std::string& path) {
   const std::string ending = fs::path(path).extension();
-  return (ending == ".mp4" || ending == ".adts") && fs::is_regular_file(path + record_ending);
+  return (ending == ".mp4" || ending == ".adts") && fs::is_regular_file(record_of(path));
 }
 
 path_list files_in(const std::string& folder) {
@@ -113,7 +112,7 @@ std::string exchange_segments(const std::string& folder) {
   const std::string& one = any_of(segments);
   const std::string& other = any_of(segments);
   if (one == other) { return "nothing"; }
-  const std::string what = exchange(one + record_ending, other + record_ending);
+  const std::string what = exchange(record_of(one), record_of(other));
   return random_below(2) == 0 ? what : what + ", " + exchange(one, other);
 }
 
@@ -122,8 +121,7 @@ std::string take_foreign(const std::string& folder, const path_list& foreign) {
   const std::string& others = any_of(foreign);
   const std::string name = name_of(any_of(segments_in(folder)));
   if (!is_segment(others + "/" + name)) { return "nothing"; }
-  replace_by(folder + "/" + name, others + "/" + name);
-  replace_by(folder + "/" + name + record_ending, others + "/" + name + record_ending);
+  copy_with_record(others + "/" + name, folder + "/" + name);
   return name + " of another transcode";
 }
 
@@ -158,8 +156,7 @@ std::string plant(const std::string& folder) {
 std::string add_segment(const std::string& folder) {
   const std::string source = any_of(segments_in(folder));
   const std::string name = random_below(2) == 0 ? "/v000006.mp4" : "/v000099.mp4";
-  replace_by(folder + name, source);
-  replace_by(folder + name + record_ending, source + record_ending);
+  copy_with_record(source, folder + name);
   return "one segment more," + name;
 }
 
