@@ -47,9 +47,17 @@ public:
   supervision(program_request request, run_observer* observer)
       : request_(std::move(request)), observer_(observer), stall_(request_.stall_limit),
         left_(request_.time_limit) {}
+  ~supervision() {
+    if (!is_logged_ || ended_) { return; }
+    stop_because(program_end::given_up);
+    log_end();
+  }
+  supervision(const supervision&) = delete;
+  supervision& operator=(const supervision&) = delete;
 
   void start() {
     log_program(request_.argv);
+    is_logged_ = true;
     begin_ = last_ = clock_type::now();
     const sandbox* const confined_to = request_.confined_to ? &*request_.confined_to : nullptr;
     if (child_.start(request_.argv, request_.priority, confined_to, result_.message)) {
@@ -91,6 +99,10 @@ public:
 private:
   void finish() {
     ended_ = true;
+    log_end();
+  }
+
+  void log_end() const {
     log_program_end(ending(), std::chrono::duration_cast<std::chrono::milliseconds>(
                                   clock_type::now() - begin_));
   }
@@ -236,6 +248,7 @@ private:
   clock_type::duration left_;
   clock_type::time_point begin_;
   clock_type::time_point last_;
+  bool is_logged_ = false;
   bool ended_ = false;
 };
 

@@ -10,6 +10,8 @@
 
 #include "tests/support/media/tool_run.h"
 #include "tests/support/wait_until.h"
+#include "tools/job_log/job_log.h"
+#include "tools/job_log/job_log_file.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/tool_signals.h"
 
@@ -388,6 +390,22 @@ TEST(program_group, kills_what_still_runs_at_its_end) {
   }
   ASSERT_EQ(observer.lines.size(), 1U);
   EXPECT_EQ(kill(std::stoi(observer.lines[0]), 0), -1);
+}
+
+TEST(program_group, logs_the_end_of_what_still_runs_at_its_end) {
+  const qx_test::scratch_folder folder;
+  const std::string metadata = metadata_folder_of(folder.file("film.mpg"));
+  ASSERT_EQ(mkdir(metadata.c_str(), 0700), 0);
+  char name[] = "tool";
+  char* arguments[] = {name, nullptr};
+  open_job_log("tool", metadata, folder.file("film.mpg"), {1, arguments});
+  {
+    program_group group;
+    line_collector observer;
+    group.start(shell("exec sleep 60"), observer);
+  }
+  close_job_log(0, 0);
+  EXPECT_THAT(read_job_log(folder.file("film.mpg")), HasSubstr("given up"));
 }
 
 TEST(program_group, reports_a_program_that_cannot_run) {
