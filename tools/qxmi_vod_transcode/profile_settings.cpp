@@ -17,11 +17,11 @@ double time_limit(const source_media& media) {
 }  // namespace
 
 bool read_for_profile(const std::string& input, const std::string& profile, source_media& media,
-                      std::string& error) {
+                      std::string& error, const std::optional<measured_lengths>& known) {
   const bool sound_alone = profile == sound_profile;
   const source_parts parts =
       sound_alone ? source_parts::sound_alone : source_parts::picture_and_sound;
-  if (!read_source_media(input, parts, media, error)) { return false; }
+  if (!read_source_media(input, parts, media, error, known)) { return false; }
   if (!sound_alone && !media.picture) { error = "has no video"; }
   if (media.picture && !offers_profile(media.picture->displayed, profile)) {
     error = "does not offer the profile " + profile;

@@ -20,7 +20,7 @@ public:
 
   void on_line(std::string_view line) override { watch_.on_line(line); }
   bool on_tick(const child_process& child, bool suspended) override {
-    is_held_ = guard_.holds();
+    is_held_ = guard_.holds(watch_.work_done());
     const bool held = watch_.on_tick(child, suspended || is_held_);
     return held || is_held_;
   }
@@ -96,6 +96,7 @@ private:
 run_end segment_maker::end_of(engine& ended, const program_result& result,
                               encode_failure& failure) {
   segment_watch& watch = ended.watch();
+  if (watch.is_overtaken()) { return run_end::made; }
   if (result.success() && watch.finish(names_passing_trouble(result))) { return run_end::made; }
   if (watch.misses_its_place()) { return run_end::missed; }
   failure =

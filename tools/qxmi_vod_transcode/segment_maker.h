@@ -1,6 +1,7 @@
 // Makes missing segments with engines, into the folder of the finished ones.
 #pragma once
 
+#include <cstdint>
 #include <deque>
 #include <vector>
 
@@ -11,7 +12,8 @@
 #include "tools/qxmi_vod_transcode/segment_watch.h"
 
 // A run that missed its place does not continue the segments before it, or ended before its last
-// one: one that begins to read earlier may be better. A failed one comes with the failure.
+// one: one that begins to read earlier may be better. A failed one comes with the failure. One that
+// another machine has overtaken counts as made, although some of its segments may be missing.
 enum class run_end { made, missed, failed };
 
 // May stop the engines of a segment_maker besides the tool's signals. Asked about 20 times a
@@ -20,8 +22,9 @@ class run_guard {
 public:
   virtual ~run_guard() = default;
 
-  // True keeps the engine stopped until the next call.
-  virtual bool holds() = 0;
+  // True keeps the engine stopped until the next call. `work_done` is the engine's; see
+  // run_observer.
+  virtual bool holds(std::int64_t work_done) = 0;
 
   // True ends the engine.
   virtual bool ends() const = 0;

@@ -24,6 +24,7 @@
 #include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_maker.h"
 #include "tools/qxmi_vod_transcode/spread/cluster_work.h"
+#include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 
 namespace {
 
@@ -305,6 +306,8 @@ bool segmented_encode::spread(encode_failure& failure) {
 
 bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
   if (!spread(failure)) { return false; }
+  // Those of a tool that was killed may still work, also where this one spreads nothing.
+  dismiss_tasks(folder_.fd());
   if (try_make(judge, failure)) { return true; }
   if (stop_signal() != 0 || !lacks_room(failure.cause)) { return false; }
   // Others may never need what they have left here.

@@ -67,6 +67,14 @@ double lead_of(const media_info& info, const source_media& media) {
   return lead > 0.0 && lead * media.picture->frame_rate.value() <= 1.0 ? lead : 0.0;
 }
 
+void take_known(const measured_lengths& known, source_media& media) {
+  media.duration = known.all;
+  media.picture_duration = known.picture;
+  media.sound_duration = known.sound;
+  media.jump_limit = known.jump_limit;
+  media.measured = true;
+}
+
 bool refuse(std::string& error, const char* cause) {
   error = cause;
   return false;
@@ -88,8 +96,14 @@ rational source_media::frame_rate() const {
   return fits_filter(divided) ? divided : usual_rate;
 }
 
+std::optional<measured_lengths> lengths_of(const source_media& media) {
+  if (!media.measured) { return {}; }
+  return measured_lengths{media.duration, media.picture_duration, media.sound_duration,
+                          media.jump_limit};
+}
+
 bool read_source_media(const std::string& path, source_parts parts, source_media& media,
-                       std::string& error) {
+                       std::string& error, const std::optional<measured_lengths>& known) {
   media_info info;
   if (!probe_media(path, info, error)) { return false; }
   doubt_lengths(info);
@@ -103,6 +117,10 @@ bool read_source_media(const std::string& path, source_parts parts, source_media
   media.lead = lead_of(info, media);
   media.beginning = info.start + media.lead;
   take_lengths(info, media);
+  if (known) {
+    take_known(*known, media);
+    return true;
+  }
   if (!info.duration_estimated && media.duration > 0.0) { return true; }
   media.picture_duration = media.sound_duration = media.duration = 0.0;
   return measure_lengths(path, media, error);

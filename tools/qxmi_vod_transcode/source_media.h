@@ -33,13 +33,25 @@ struct source_media {
   rational frame_rate() const;
 };
 
+// What has been measured of a source, as the same fields of source_media.
+struct measured_lengths {
+  double all = 0.0;
+  double picture = 0.0;
+  double sound = 0.0;
+  double jump_limit = 0.0;
+};
+
+// Nothing if nothing was.
+std::optional<measured_lengths> lengths_of(const source_media& media);
+
 // Which streams of a source are used.
 enum class source_parts { picture_and_sound, sound_alone };
 
 // Probes `path` and measures the length of the parts whose declared length is missing or cannot be
-// trusted. False with the cause in `error` in words that follow the file's name.
+// trusted, unless they are `known`. False with the cause in `error` in words that follow the file's
+// name.
 bool read_source_media(const std::string& path, source_parts parts, source_media& media,
-                       std::string& error);
+                       std::string& error, const std::optional<measured_lengths>& known = {});
 
 // Measures the lengths of `media`, as read_source_media() found it at `path`, by reading all
 // packets. Only lengths that the container does not declare, or declares by a clock that may jump,

@@ -18,6 +18,7 @@
 #include "tools/media/segment_folder.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/random_word.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 
 namespace {
@@ -44,7 +45,7 @@ std::string folder_name(const std::string& key) {
 }
 
 bool holds(int folder, const char* name, const std::string& expected) {
-  const unique_fd file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  const unique_fd file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   std::string text;
   return file.valid() && read_all(file.get(), longest_key, text) && text == expected;
 }
@@ -138,8 +139,8 @@ bool work_folder::prepare(const std::string& key, const std::string& source) con
     return false;
   }
   // Nodes of a cluster may still work for a tool that was just killed.
-  const std::int64_t age = lease_age(fd(), run_folder_name("now"));
-  if (age < 0 || age > lease_term_s) { remove_run_folders(fd()); }
+  const auto age = lease_age(fd(), run_folder_name("now"));
+  if (!age || *age > lease_term_s) { remove_run_folders(fd()); }
   return holds(fd(), segment_source_name, source) || write_new(fd(), segment_source_name, source);
 }
 
@@ -162,7 +163,8 @@ bool work_folder::open(const std::string& output, const std::string& key, const 
 std::string run_folder_name(const std::string& name) {
   char host[HOST_NAME_MAX + 1] = "";
   gethostname(host, sizeof host - 1);
-  return segment_run_prefix + ("-" + name + "-") + host + "-" + std::to_string(getpid());
+  return segment_run_prefix + ("-" + name + "-") + host + "-" + std::to_string(getpid()) + "-" +
+         process_word();
 }
 
 // Without the note, the folder of a tool that is killed then only stays longer.

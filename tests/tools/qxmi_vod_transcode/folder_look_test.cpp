@@ -50,7 +50,7 @@ struct look : testing::Test {
   }
   void let_all_begin() const {
     for (std::int64_t task = 0; task < tasks; ++task) {
-      ASSERT_TRUE(write_task_progress(fd.get(), note, task, task + 1));
+      ASSERT_TRUE(write_task_progress(fd.get(), note, task, {task + 1, 0}));
     }
   }
   bool see_all() {

@@ -56,6 +56,10 @@ TEST_F(jobs_in_queue, are_left_over_once_their_lease_is_old) {
   EXPECT_THAT(left(line()), ElementsAre(7));
 }
 
+TEST_F(jobs_in_queue, are_left_over_once_their_tool_has_removed_the_lease) {
+  EXPECT_THAT(left(line()), ElementsAre(7));
+}
+
 TEST_F(jobs_in_queue, of_a_tool_that_lives_are_not) {
   renew(20);
   EXPECT_THAT(left(line()), IsEmpty());

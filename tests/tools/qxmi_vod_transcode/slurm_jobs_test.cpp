@@ -1,12 +1,16 @@
 // The commands for the tasks of a cluster, and what they print.
 #include <algorithm>
+#include <cstdlib>
+#include <fstream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/media/tool_run.h"
 #include "tools/media/process_runner.h"
 #include "tools/qxmi_vod_transcode/spread/slurm_jobs.h"
 
+using qx_test::scratch_folder;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -90,6 +94,20 @@ TEST(submission, runs_the_command_with_exactly_its_words) {
     expected += "<" + word + ">";
   }
   EXPECT_EQ(run_program(shell).output, expected + "<5>");
+}
+
+// As the cluster's own script does, with signals as they are for any process.
+TEST(submission, survives_signals_that_come_before_the_command_can_obey_them) {
+  slurm_array array = some_array();
+  array.command = {"/bin/sh", "-c", "kill -USR1 $$; kill -USR2 $$; echo alive"};
+  const scratch_folder folder;
+  std::ofstream(folder.file("script")) << "#!/bin/sh\nSLURM_ARRAY_TASK_ID=5\n"
+                                       << script_in(submit_command(array)) << "\n";
+  const std::string command = "/bin/sh " + folder.file("script") + " > " + folder.file("output");
+  EXPECT_EQ(std::system(command.c_str()), 0);
+  std::string line;
+  std::getline(std::ifstream(folder.file("output")), line);
+  EXPECT_EQ(line, "alive");
 }
 
 TEST(job_number, is_read_from_the_first_line) {

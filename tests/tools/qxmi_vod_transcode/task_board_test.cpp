@@ -177,6 +177,20 @@ TEST_F(three_tasks, are_idle_since_their_last_sign_of_work) {
   EXPECT_EQ(board.idle(at(61)), 1s);
 }
 
+// They read a source for a long time before their first picture.
+TEST_F(three_tasks, that_show_work_do_not_stand_still) {
+  for (int second = 5; second <= 120; second += 5) {
+    list(second, {line(0, "R"), line(1, "R"), line(2, "R")});
+    for (std::int64_t task = 0; task < 3; ++task) {
+      board.worked(task, second, at(second));
+    }
+  }
+  EXPECT_THAT(missing(121), IsEmpty());
+  EXPECT_EQ(board.idle(at(121)), 1s);
+  board.worked(0, 120, at(130));
+  EXPECT_EQ(board.idle(at(130)), 10s);
+}
+
 TEST_F(three_tasks, ignore_numbers_that_are_not_theirs) {
   board.done(3, at(1));
   board.made(-1, 5, at(1));
@@ -218,6 +232,14 @@ TEST(ranges, are_not_more_than_the_cluster_takes) {
   const auto ranges = divide_into_tasks(every_second, 10);
   EXPECT_THAT(ranges, SizeIs(1000));
   EXPECT_EQ(ranges.back().first, 1998);
+}
+
+// The end of the output may come a little before the estimated one.
+TEST(ranges, that_go_on_to_an_estimated_end_have_two_segments_or_more) {
+  EXPECT_THAT(sizes(divide_into_tasks(numbers(0, 7), 4, true)), ElementsAre(1, 1, 1, 1, 1, 2));
+  EXPECT_THAT(sizes(divide_into_tasks(numbers(0, 14), 2, true)), testing::Each(2));
+  EXPECT_THAT(sizes(divide_into_tasks({0, 1, 5}, 4, true)), ElementsAre(1, 1, 1));
+  EXPECT_THAT(sizes(divide_into_tasks({5}, 4, true)), ElementsAre(1));
 }
 
 TEST(ranges, of_nothing_are_none) {

@@ -16,6 +16,8 @@
 #include "tests/tools/qxmi_vod_transcode/segment_folder_bench.h"
 #include "tools/media/left_segments.h"
 #include "tools/media/segment_folder.h"
+#include "tools/qxmi_vod_transcode/random_word.h"
+#include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 #include "tools/qxmi_vod_transcode/work_folder.h"
 
 using namespace qx_test;
@@ -163,6 +165,27 @@ TEST_F(transcode_folder, has_a_folder_for_each_run_as_long_as_it_lasts) {
   }
   EXPECT_FALSE(fs::exists(first_path));
   EXPECT_FALSE(fs::exists(second_path));
+}
+
+// Two machines may have the same name, and a process on each the same number.
+TEST_F(transcode_folder, names_the_folders_of_its_runs_as_no_other_process_does) {
+  EXPECT_THAT(run_folder_name("v000000.mp4"), testing::EndsWith("-" + process_word()));
+  EXPECT_EQ(process_word(), process_word());
+  EXPECT_NE(random_word(), random_word());
+}
+
+TEST_F(transcode_folder, keeps_the_folders_of_runs_on_other_machines) {
+  std::string alive;
+  {
+    work_folder killed;
+    ASSERT_TRUE(open(killed)) << error;
+    ASSERT_TRUE(renew_lease(killed.fd()));
+    alive = path() + "/run-000003-77";
+    fs::create_directory(alive);
+  }
+  work_folder next;
+  ASSERT_TRUE(open(next)) << error;
+  EXPECT_TRUE(fs::exists(alive));
 }
 
 TEST_F(transcode_folder, loses_the_folders_of_dead_runs) {

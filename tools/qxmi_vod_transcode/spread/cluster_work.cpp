@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cmath>
 #include <filesystem>
-#include <random>
+#include <optional>
 #include <set>
 #include <system_error>
 
@@ -15,7 +15,7 @@
 #include "tools/job_log/one_line.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
-#include "tools/qxmi_vod_transcode/content_sum.h"
+#include "tools/qxmi_vod_transcode/random_word.h"
 #include "tools/qxmi_vod_transcode/spread/left_jobs.h"
 #include "tools/qxmi_vod_transcode/spread/spread_job.h"
 
@@ -30,11 +30,6 @@ constexpr int least_places = 2;
 std::int64_t last_segment(const cluster_work& work) {
   const double frames = std::floor(work.task.media.picture_duration * work.plan.rate.value());
   return std::max<std::int64_t>(0, (static_cast<std::int64_t>(frames) - 1) / work.plan.frames);
-}
-
-std::string random_token() {
-  std::random_device random;
-  return hexadecimal((std::uint64_t{random()} << 32U) | random());
 }
 
 // Adds the segments of `ranges`; an open range ends with `last`, which is only estimated.
@@ -76,16 +71,17 @@ std::string path_of(int folder, std::error_code& error) {
 task_note note_of(const cluster_work& work, int places) {
   task_note note;
   std::error_code error;
-  note.token = random_token();
+  note.token = random_word();
   note.source = std::filesystem::absolute(work.task.source.path(), error).string();
   note.profile = work.task.profile;
   note.level = work.task.priority.level;
   note.threads = configured().spread_cpus;
   note.segment_seconds = configured().segment_seconds;
   const std::vector<std::int64_t> missing = missing_segments(work);
-  note.ranges = divide_into_tasks(missing, places);
+  note.ranges = divide_into_tasks(missing, places, is_open(work.pictures) || is_open(work.sounds));
   const bool has_end = !note.ranges.empty() && note.ranges.back().end > missing.back();
   note.last_is_open = has_end && (is_open(work.pictures) || is_open(work.sounds));
+  note.lengths = lengths_of(work.task.media);
   return note;
 }
 
@@ -97,7 +93,10 @@ public:
 
   void show(const spread_state& state) {
     const std::chrono::duration<double> passed = clock_type::now() - begin_;
-    const double fps = static_cast<double>(state.frames) / std::max(1.0, passed.count());
+    // Tasks that this run of the tool took over had made some before.
+    if (!frames_before_) { frames_before_ = state.frames; }
+    const auto made = static_cast<double>(state.frames - *frames_before_);
+    const double fps = std::max(0.0, made) / std::max(1.0, passed.count());
     // The plan leaves out what an earlier run of the tool has finished.
     const auto total = static_cast<std::int64_t>(task_.media.picture_duration * rate_);
     task_.line.begin_at(std::max<std::int64_t>(0, total - state.planned));
@@ -111,6 +110,7 @@ private:
   const encode_task& task_;
   double rate_;
   clock_type::time_point begin_ = clock_type::now();
+  std::optional<std::int64_t> frames_before_;
 };
 
 }  // namespace

@@ -35,7 +35,9 @@ bool folder_look::tick(const task_note& note, task_board& board) {
   while (!unread_.empty() && clock_type::now() < end) {
     const std::int64_t task = unread_.back();
     unread_.pop_back();
-    board.made(task, read_task_progress(folder_, note, task), clock_type::now());
+    const task_progress progress = read_task_progress(folder_, note, task);
+    board.made(task, progress.frames, clock_type::now());
+    board.worked(task, progress.work, clock_type::now());
   }
   const bool is_over = is_under_way_ && unread_.empty();
   if (is_over) { is_under_way_ = false; }

@@ -61,11 +61,13 @@ std::string from_plain(std::string_view word) {
   return text;
 }
 
-// Whatever cannot be found out is no reason to cancel.
+// A tool that needs no more of its tasks removes the lease. Whatever cannot be found out is no
+// reason to cancel.
 bool has_lost_its_tool(const std::string& folder) {
   const unique_fd fd(open_segment_folder(AT_FDCWD, folder));
   if (!fd.valid()) { return errno == ENOENT; }
-  return lease_age(fd.get(), run_folder_name("look")) > lease_term_s;
+  const auto age = lease_age(fd.get(), run_folder_name("look"));
+  return age ? *age > lease_term_s : errno == ENOENT;
 }
 
 }  // namespace

@@ -5,21 +5,26 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "platform/file_bytes.h"
+#include "platform/trusted_path.h"
 #include "platform/unique_fd.h"
 #include "tools/command_line/command_line.h"
+#include "tools/media/segment_folder.h"
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/encode_task.h"
 #include "tools/qxmi_vod_transcode/profile_settings.h"
 #include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_maker.h"
 #include "tools/qxmi_vod_transcode/segment_record.h"
+#include "tools/qxmi_vod_transcode/spread/lease_watch.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 #include "tools/qxmi_vod_transcode/work_folder.h"
 
@@ -31,45 +36,68 @@ constexpr std::chrono::seconds look_interval{1};
 constexpr std::chrono::seconds lease_interval{lease_renewal_s};
 constexpr std::size_t longest_key = 65536;
 
+constexpr const char* other_programs = "the transcoder or ffmpeg is another one there";
+
+// What a task that has no engine yet shows as its work.
+constexpr std::int64_t step_begun = -1;
+constexpr std::int64_t step_probed = -2;
+
+// Each run, also one that is overtaken, ends with a segment more or a miss.
+std::int64_t most_runs(std::int64_t segments) {
+  return 2 * segments + no_warm_up_helps;
+}
+
 std::string host_name() {
   char name[256] = {};
   gethostname(name, sizeof name - 1);
   return name;
 }
 
-// Obeys what the tool says through the folder, and tells it how far the task is.
+// Obeys what the tool says through the folder, and shows it how far the task is.
 class folder_guard : public run_guard {
 public:
-  folder_guard(int folder, const task_note& note, std::int64_t task, const progress_line& line)
-      : folder_(folder), note_(note), task_(task), line_(line) {}
+  folder_guard(int folder, const task_note& note, std::int64_t task)
+      : folder_(folder), note_(note), task_(task), lease_(folder, note.token, clock_type::now()) {}
 
-  bool holds() override {
+  // Of the engines from now on. It must outlive them.
+  void follow(const progress_line& line) { line_ = &line; }
+
+  // Shows that the task is at work.
+  void show(std::int64_t work) const {
+    const std::int64_t frames = line_ != nullptr ? line_->done() : 0;
+    write_task_progress(folder_, note_, task_, {frames, work});
+  }
+
+  // Whether the tool still wants what the task makes.
+  bool is_wanted() {
+    next_lease_ = clock_type::now() + lease_interval;
+    return lease_.is_valid(clock_type::now());
+  }
+
+  bool holds(std::int64_t work_done) override {
     const clock_type::time_point now = clock_type::now();
     if (now >= next_look_) {
       next_look_ = now + look_interval;
       refresh_folder(folder_);
       paused_ = is_paused(folder_);
-      write_task_progress(folder_, note_, task_, line_.done());
+      show(work_done + 1);  // 0 is that of a task that has not begun
     }
-    if (now >= next_lease_) {
-      next_lease_ = now + lease_interval;
-      is_alone_ = lease_age(folder_, run_folder_name("now")) > lease_term_s;
-    }
+    if (now >= next_lease_) { is_wanted(); }
     return paused_;
   }
 
   // The tool has gone.
-  bool ends() const override { return is_alone_; }
+  bool ends() const override { return lease_.is_over(); }
 
 private:
   int folder_;
   const task_note& note_;
   std::int64_t task_;
-  const progress_line& line_;
+  lease_watch lease_;
+  const progress_line* line_ = nullptr;
   clock_type::time_point next_look_;
   clock_type::time_point next_lease_;
   bool paused_ = false;
-  bool is_alone_ = false;
 };
 
 class range_task {
@@ -77,31 +105,65 @@ public:
   range_task(std::string folder, std::int64_t task) : path_(std::move(folder)), number_(task) {}
 
   int run() {
-    folder_.reset(open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder_.valid() || !read_task_note(folder_.get(), note_) || number_ < 0 ||
+    if (!open_folder() || !read_task_note(folder_.get(), note_) || number_ < 0 ||
         number_ >= static_cast<std::int64_t>(note_.ranges.size())) {
       return exit_refused;
     }
+    guard_.emplace(folder_.get(), note_, number_);
+    if (!guard_->is_wanted()) { return exit_failure; }
+    guard_->show(step_begun);
+    return has_same_programs() ? make_of_source() : refuse(other_programs);
+  }
+
+private:
+  // Only the tool's own account can have made that folder: in a directory that is open to all,
+  // anybody could put another one in its place.
+  bool open_folder() {
+    std::string name;
+    const unique_fd directory = open_directory_of(path_, name);
+    if (directory.valid()) { folder_ = open_segment_folder(directory.get(), name); }
+    return folder_.valid();
+  }
+
+  bool has_same_programs() {
+    const unique_fd file(
+        openat(folder_.get(), segment_key_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const std::string engine = installed_engine();
+    return file.valid() && read_all(file.get(), longest_key, key_) && !engine.empty() &&
+           key_.find(engine) != std::string::npos && note_.version == QX_VERSION;
+  }
+
+  // Another machine may see it: this one does not.
+  bool lacks_source() const {
+    struct stat status = {};
+    return stat(note_.source.c_str(), &status) != 0 && errno == ENOENT;
+  }
+
+  int make_of_source() {
     std::string error;
-    if (!source_.open(note_.source, error) ||
-        !read_for_profile(note_.source, note_.profile, media_, error)) {
-      return refuse(note_.source + ": " + error);
+    if (!source_.open(note_.source, error)) {
+      const std::string cause = note_.source + ": " + error;
+      return lacks_source() ? refuse(cause) : complain(cause);
     }
+    if (!read_for_profile(note_.source, note_.profile, media_, error, note_.lengths)) {
+      return complain(note_.source + ": " + error);
+    }
+    guard_->show(step_probed);
     settings_ = settings_for_profile(media_, note_.profile, note_.threads);
     plan_ = plan_segments(media_, note_.segment_seconds, settings_.time_limit);
     std::string key;
     if (!segment_key(source_, media_, settings_, plan_, key)) {
       return complain(note_.source + ": " + std::strerror(errno));
     }
-    if (!has_key(key)) {
-      return refuse("the source, the transcoder or ffmpeg is another one there");
-    }
-    return make();
+    return key == key_ ? make()
+                       : refuse("the source or what ffmpeg makes of it is another one there");
   }
 
-private:
+  // A tool that has gone reads no complaint.
   int complain(const std::string& cause) const {
-    if (stop_signal() == 0) { write_complaint(folder_.get(), host_name() + ": " + cause); }
+    if (stop_signal() == 0 && !guard_->ends()) {
+      write_complaint(folder_.get(), host_name() + ": " + cause);
+    }
     return exit_failure;
   }
 
@@ -112,33 +174,23 @@ private:
     return exit_refused;
   }
 
-  bool has_key(const std::string& key) const {
-    const unique_fd file(
-        openat(folder_.get(), segment_key_name, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    std::string text;
-    return file.valid() && read_all(file.get(), longest_key, text) && text == key;
-  }
-
   bool is_last() const {
     return number_ + 1 == static_cast<std::int64_t>(note_.ranges.size()) && note_.last_is_open;
   }
 
-  // What is missing of the range, which the output's end may cut off.
+  // What is missing of the range, which the output's end may cut off. The last range may go on for
+  // some segments more than was expected.
   std::vector<segment_range> missing(segment_kind kind) const {
     const task_range range = note_.ranges[static_cast<std::size_t>(number_)];
     std::vector<segment_range> ranges;
-    for (std::int64_t segment = range.first; segment < range.end; ++segment) {
+    for (std::int64_t segment = range.first; segment < range.end || is_last(); ++segment) {
       kept_segment kept;
       const bool good = load_segment(folder_.get(), kind, segment, kept) == segment_state::good;
-      if (good && kept.is_last) { return ranges; }
+      if (good && kept.is_last) { break; }
       if (good) { continue; }
       if (ranges.empty() || ranges.back().end != segment) { ranges.push_back({segment, segment}); }
-      ranges.back().end = segment + 1;
-    }
-    if (is_last() && (ranges.empty() || ranges.back().end != range.end)) {
-      ranges.push_back({range.end, segment_range::open});
-    } else if (is_last()) {
-      ranges.back().end = segment_range::open;
+      ranges.back().end = segment < range.end ? segment + 1 : segment_range::open;
+      if (segment >= range.end) { break; }
     }
     return ranges;
   }
@@ -150,42 +202,50 @@ private:
     const encode_task task = {source_, media_, settings_,     line,
                               output,  no_cap, {note_.level}, note_.profile};
     segment_store store(folder_.get(), plan_);
+    store.set_fence([this] { return guard_->is_wanted(); });
     segment_maker maker(task, plan_, store, folder_.get());
-    folder_guard guard(folder_.get(), note_, number_, line);
-    maker.set_guard(&guard);
-    for (const segment_range& range : missing(segment_kind::picture)) {
-      if (!make_range({range, {0, 0}, 0.0}, maker)) { return exit_failure; }
-    }
-    if (plan_.packets > 0) {
-      for (const segment_range& range : missing(segment_kind::sound)) {
-        if (!make_range({{0, 0}, range, 0.0}, maker)) { return exit_failure; }
-      }
-    }
-    return set_task_done(folder_.get(), note_, number_) ? exit_success : exit_failure;
+    guard_->follow(line);
+    maker.set_guard(&*guard_);
+    const bool made = make_missing(segment_kind::picture, maker) &&
+                      (plan_.packets == 0 || make_missing(segment_kind::sound, maker));
+    return made && set_task_done(folder_.get(), note_, number_) ? exit_success : exit_failure;
   }
 
   std::int64_t range_size() const { return note_.ranges[static_cast<std::size_t>(number_)].size(); }
 
-  // With the first beginning that leads to the right place.
-  bool make_range(segment_run run, segment_maker& maker) const {
-    for (const double warm_up : warm_ups) {
-      run.warm_up = warm_up;
+  // Before each run it is looked at again: another task may have the same range.
+  bool make_missing(segment_kind kind, segment_maker& maker) const {
+    int misses = 0;
+    std::int64_t runs = 0;
+    for (auto ranges = missing(kind); !ranges.empty(); ranges = missing(kind)) {
+      if (misses == no_warm_up_helps || ++runs > most_runs(range_size())) {
+        complain(misses == no_warm_up_helps ? "the place in the source is not found"
+                                            : "finished segments do not stay as they were written");
+        return false;
+      }
       encode_failure failure;
-      const run_end end = maker.make(run, failure);
-      if (end == run_end::made) { return true; }
+      const run_end end = maker.make(run_of(kind, ranges.front(), warm_ups[misses]), failure);
       if (end == run_end::failed) {
         complain(failure.cause);
         return false;
       }
+      misses += end == run_end::missed ? 1 : 0;
     }
-    complain("the place in the source is not found");
-    return false;
+    return true;
+  }
+
+  static segment_run run_of(segment_kind kind, segment_range range, double warm_up) {
+    const bool picture = kind == segment_kind::picture;
+    const segment_range none = {0, 0};
+    return {picture ? range : none, picture ? none : range, warm_up};
   }
 
   std::string path_;
   std::int64_t number_;
   unique_fd folder_;
   task_note note_;
+  std::string key_;
+  std::optional<folder_guard> guard_;
   source_file source_;
   source_media media_;
   encode_settings settings_;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <functional>
+#include <sstream>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,6 +17,7 @@
 #include "platform/unique_fd.h"
 #include "tools/job_log/one_line.h"
 #include "tools/media/segment_folder.h"
+#include "tools/qxmi_vod_transcode/random_word.h"
 
 namespace {
 
@@ -26,6 +28,14 @@ constexpr const char* refusal_prefix = "refuses-";
 constexpr std::size_t longest_note = 1U << 20;
 constexpr std::size_t longest_line = 4096;
 
+// What a tool may write: see its options and settings.
+constexpr int most_level = 7;
+constexpr int most_threads = 1024;
+constexpr int shortest_segment_s = 2;
+constexpr int longest_segment_s = 600;
+constexpr double most_segments = 1e6;
+constexpr double longest_length = 1e7;
+
 std::string name_for(const char* what, const task_note& note) {
   return what + ("-" + note.token + "-");
 }
@@ -34,13 +44,13 @@ std::string name_for(const char* what, const task_note& note, std::int64_t task)
   return name_for(what, note) + std::to_string(task);
 }
 
-// Readers see the old text or the new one. The temporary name is this machine's and process's own.
+// Readers see the old text or the new one. The temporary name is this process's own, and no name of
+// anything that is looked for.
 bool write_text(int folder, const std::string& name, const std::string& text) {
-  char host[256] = {};
-  gethostname(host, sizeof host - 1);
-  const std::string part = name + "." + host + "-" + std::to_string(getpid());
+  const std::string part = name + "~" + process_word();
+  unlinkat(folder, part.c_str(), 0);
   const unique_fd file(openat(folder, part.c_str(),
-                              O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                               S_IRUSR | S_IWUSR));
   if (!file.valid()) { return false; }
   if (write_all(file.get(), text) && renameat(folder, part.c_str(), folder, name.c_str()) == 0) {
@@ -53,13 +63,14 @@ bool write_text(int folder, const std::string& name, const std::string& text) {
 }
 
 bool read_text(int folder, const std::string& name, std::size_t limit, std::string& text) {
-  const unique_fd file(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  const unique_fd file(
+      openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   return file.valid() && read_all(file.get(), limit, text);
 }
 
 bool is_node_name(const std::string& text) {
   constexpr const char* allowed =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_";
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
   return !text.empty() && text.find_first_not_of(allowed) == std::string::npos;
 }
 
@@ -102,12 +113,35 @@ json11::Json ranges_json(const std::vector<task_range>& ranges) {
 
 bool read_ranges(const json11::Json& json, std::vector<task_range>& ranges) {
   for (const json11::Json& pair : json.array_items()) {
-    const task_range range = {static_cast<std::int64_t>(pair[0].number_value()),
-                              static_cast<std::int64_t>(pair[1].number_value())};
-    if (range.first < 0 || range.size() <= 0) { return false; }
-    ranges.push_back(range);
+    const double first = pair[0].number_value();
+    const double end = pair[1].number_value();
+    if (first < 0.0 || end <= first || end > most_segments) { return false; }
+    ranges.push_back({static_cast<std::int64_t>(first), static_cast<std::int64_t>(end)});
+    if (ranges.back().size() <= 0) { return false; }
   }
   return !ranges.empty();
+}
+
+json11::Json lengths_json(const std::optional<measured_lengths>& lengths) {
+  if (!lengths) { return {}; }
+  return json11::Json::array{lengths->all, lengths->picture, lengths->sound, lengths->jump_limit};
+}
+
+// None is as good as the tool's own.
+bool read_lengths(const json11::Json& json, std::optional<measured_lengths>& lengths) {
+  lengths.reset();
+  if (json.is_null()) { return true; }
+  const measured_lengths read = {json[0].number_value(), json[1].number_value(),
+                                 json[2].number_value(), json[3].number_value()};
+  for (const double one : {read.all, read.picture, read.sound, read.jump_limit}) {
+    if (!(one >= 0.0 && one <= longest_length)) { return false; }
+  }
+  lengths = read;
+  return read.all > 0.0;
+}
+
+bool is_between(int number, int least, int most) {
+  return number >= least && number <= most;
 }
 
 }  // namespace
@@ -120,6 +154,8 @@ bool write_task_note(int folder, const task_note& note) {
                                                  {"threads", note.threads},
                                                  {"segment_seconds", note.segment_seconds},
                                                  {"last_is_open", note.last_is_open},
+                                                 {"lengths", lengths_json(note.lengths)},
+                                                 {"version", note.version},
                                                  {"ranges", ranges_json(note.ranges)}};
   return write_text(folder, note_name, json.dump());
 }
@@ -128,6 +164,7 @@ bool read_task_note(int folder, task_note& note) {
   std::string text;
   std::string error;
   if (!read_text(folder, note_name, longest_note, text)) { return false; }
+  errno = 0;
   const json11::Json json = json11::Json::parse(text, error);
   note.token = json["token"].string_value();
   note.source = json["source"].string_value();
@@ -136,23 +173,35 @@ bool read_task_note(int folder, task_note& note) {
   note.threads = json["threads"].int_value();
   note.segment_seconds = json["segment_seconds"].int_value();
   note.last_is_open = json["last_is_open"].bool_value();
+  note.version = json["version"].string_value();
   note.ranges.clear();
-  return read_ranges(json["ranges"], note.ranges) && !note.token.empty() && !note.source.empty() &&
-         note.threads > 0 && note.segment_seconds > 0;
+  return read_ranges(json["ranges"], note.ranges) && read_lengths(json["lengths"], note.lengths) &&
+         !note.token.empty() && !note.source.empty() && is_between(note.level, 0, most_level) &&
+         is_between(note.threads, 1, most_threads) &&
+         is_between(note.segment_seconds, shortest_segment_s, longest_segment_s);
 }
 
 bool renew_lease(int folder) {
   return write_text(folder, segment_lease_name, "");
 }
 
-std::int64_t lease_age(int folder, const std::string& own) {
+std::optional<std::int64_t> lease_age(int folder, const std::string& own) {
   struct stat lease = {};
   struct stat now = {};
   const bool known = write_text(folder, own, "") &&
                      fstatat(folder, segment_lease_name, &lease, AT_SYMLINK_NOFOLLOW) == 0 &&
                      fstatat(folder, own.c_str(), &now, AT_SYMLINK_NOFOLLOW) == 0;
+  const int cause = errno;
   unlinkat(folder, own.c_str(), 0);
-  return known ? now.st_mtim.tv_sec - lease.st_mtim.tv_sec : -1;
+  errno = cause;
+  if (!known) { return {}; }
+  return now.st_mtim.tv_sec - lease.st_mtim.tv_sec;
+}
+
+void dismiss_tasks(int folder) {
+  for (const char* const name : {note_name, segment_lease_name}) {
+    unlinkat(folder, name, 0);
+  }
 }
 
 bool set_paused(int folder, bool paused) {
@@ -169,14 +218,18 @@ void refresh_folder(int folder) {
 }
 
 bool write_task_progress(int folder, const task_note& note, std::int64_t task,
-                         std::int64_t frames) {
-  return write_text(folder, name_for("progress", note, task), std::to_string(frames));
+                         const task_progress& progress) {
+  return write_text(folder, name_for("progress", note, task),
+                    std::to_string(progress.frames) + " " + std::to_string(progress.work));
 }
 
-std::int64_t read_task_progress(int folder, const task_note& note, std::int64_t task) {
+task_progress read_task_progress(int folder, const task_note& note, std::int64_t task) {
   std::string text;
-  if (!read_text(folder, name_for("progress", note, task), longest_line, text)) { return 0; }
-  return std::max<std::int64_t>(0, std::atoll(text.c_str()));
+  task_progress progress;
+  if (!read_text(folder, name_for("progress", note, task), longest_line, text)) { return {}; }
+  std::istringstream(text) >> progress.frames >> progress.work;
+  progress.frames = std::max<std::int64_t>(0, progress.frames);
+  return progress;
 }
 
 bool set_task_done(int folder, const task_note& note, std::int64_t task) {

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/spread/task_ranges.h"
 
 // What the tasks have to do.
@@ -18,12 +20,16 @@ struct task_note {
   int segment_seconds = 0;
   std::vector<task_range> ranges;
   bool last_is_open = true;  // the last range goes on to the end of the source
+  // That the tool has measured: a task need not read all of the source for that, too.
+  std::optional<measured_lengths> lengths;
+  std::string version = QX_VERSION;  // of the tool
 };
 
 // False with errno.
 bool write_task_note(int folder, const task_note& note);
 
-// False if there is none that is whole.
+// False if there is none that is whole, or one with numbers that no tool writes. errno is 0 unless
+// it could not be read.
 bool read_task_note(int folder, task_note& note);
 
 // The tool lives: to be renewed every lease_renewal. Tasks end when it is older than lease_term.
@@ -31,9 +37,14 @@ constexpr int lease_renewal_s = 10;
 constexpr int lease_term_s = 60;
 bool renew_lease(int folder);
 
-// How old the lease is by the clock of the file server, in seconds, or -1 if that cannot be found
-// out. `own` is the name of a file that this call makes in the folder for a moment.
-std::int64_t lease_age(int folder, const std::string& own);
+// How old the lease is by the clock of the file server, in seconds. `own` is the name of a file
+// that this call makes in the folder for a moment. Nothing, with errno, if that cannot be found
+// out: ENOENT or ESTALE if there is no lease or no folder any longer.
+std::optional<std::int64_t> lease_age(int folder, const std::string& own);
+
+// The tool needs no more of any task: they end within lease_renewal_s, whether the cluster ends
+// them or not. What cannot be removed for that grows too old in the end.
+void dismiss_tasks(int folder);
 
 // The tasks shall wait; each looks for this itself besides the signal that it gets.
 bool set_paused(int folder, bool paused);
@@ -43,9 +54,14 @@ bool is_paused(int folder);
 // missing may stay so for a minute.
 void refresh_folder(int folder);
 
-// How many frames of its range a task has made so far.
-bool write_task_progress(int folder, const task_note& note, std::int64_t task, std::int64_t frames);
-std::int64_t read_task_progress(int folder, const task_note& note, std::int64_t task);
+// How far a task is.
+struct task_progress {
+  std::int64_t frames = 0;  // of its range that it has made
+  std::int64_t work = 0;    // changes whenever it gets on, also where that makes no frame yet
+};
+bool write_task_progress(int folder, const task_note& note, std::int64_t task,
+                         const task_progress& progress);
+task_progress read_task_progress(int folder, const task_note& note, std::int64_t task);
 
 // A task is done with all of its range.
 bool set_task_done(int folder, const task_note& note, std::int64_t task);

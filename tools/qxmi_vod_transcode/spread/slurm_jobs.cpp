@@ -47,8 +47,9 @@ bool read_task(std::string_view line, slurm_task& read) {
   return !read.state.empty();
 }
 
+// A pause that comes before the command can obey it must not kill it.
 std::string script_of(const slurm_array& array) {
-  std::string script = "exec";
+  std::string script = "trap '' USR1 USR2; exec";
   for (const std::string& word : array.command) {
     script += ' ' + shell_word(word);
   }

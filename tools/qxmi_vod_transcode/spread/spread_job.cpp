@@ -57,7 +57,8 @@ std::string spread_job::begin() {
   const std::string trouble = queue_.wait_for_listing();
   if (!trouble.empty()) { return trouble; }
   task_note former;
-  if (!queue_.tasks().empty() && read_task_note(order_.folder_fd, former)) {
+  if (!queue_.tasks().empty() && read_task_note(order_.folder_fd, former) &&
+      former.version == note_.version) {
     note_ = former;
     adopt();
     return {};
@@ -234,5 +235,6 @@ std::string spread_job::run() {
   }
   // A task that was submitted a second time may still run.
   queue_.cancel();
+  dismiss_tasks(order_.folder_fd);
   return trouble;
 }

@@ -47,6 +47,14 @@ void task_board::made(std::int64_t task, std::int64_t frames, time_point now) {
   last_work_ = now;
 }
 
+void task_board::worked(std::int64_t task, std::int64_t work, time_point now) {
+  state* const found = find(task);
+  if (found == nullptr || work == found->work) { return; }
+  found->work = work;
+  found->moved = now;
+  last_work_ = now;
+}
+
 // Whatever its state: what is listed is there, unless it says that it has ended.
 void task_board::take_line(const slurm_task& line) {
   state* const found = line.task ? find(*line.task) : nullptr;

@@ -21,6 +21,9 @@ public:
   void done(std::int64_t task, time_point now);
   void made(std::int64_t task, std::int64_t frames, time_point now);
 
+  // A number that changes whenever the task gets on, also where that makes no frame yet.
+  void worked(std::int64_t task, std::int64_t work, time_point now);
+
   // So many nodes refuse the work. Each may have cost a task one try.
   void refused_by(int nodes) { refusals_ = nodes; }
 
@@ -57,6 +60,7 @@ private:
     bool in_queue = false;  // as far as is known
     int submissions = 0;
     std::int64_t frames = 0;
+    std::int64_t work = 0;
     time_point submitted;
     time_point moved;
     time_point ending_since;
