@@ -66,7 +66,7 @@ loss() { # LIKENESS LIKENESS-IN-ONE-PIECE
   paste "$2" "$1" | awk '
     NF != 2 { print 1; bad = 1; exit }
     { sum += $1 - $2; lost[NR] = $1 - $2; if (NR > 50) sum -= lost[NR - 50]; if (sum > worst) worst = sum }
-    END { if (!bad) printf "%.4f\n", NR > 50 ? worst / 50 : 1 }'
+    END { if (!bad) printf "%.4f\n", (NR > 50 ? worst / 50 : 1) }'
 }
 
 # The loudest part of the difference, in dB.
@@ -207,11 +207,13 @@ judge() {
     find_fault "other packets: $(diff "/run/whole.$film.packets" /run/made.packets | head -n 3 | tr '\n' ' ')"
   likeness "$vods/film.mp4" "$media/$film" >/run/made.likeness
   lost=$(loss /run/made.likeness "/run/whole.$film.likeness")
+  lost=${lost:-1}
   ! exceeds "$lost" "$likeness_limit" || find_fault "pictures are less like the source by $lost"
   ! exceeds "$lost" "$worst_likeness" || worst_likeness=$lost
   difference=$(difference_of_sound "$vods/film.mp4" "/run/whole.$film.mp4")
-  ! exceeds "${difference:-0}" "$sound_limit_db" || find_fault "the sound differs by ${difference:-?} dB"
-  ! exceeds "${difference:-0}" "$worst_sound" || worst_sound=$difference
+  difference=${difference:-0}
+  ! exceeds "$difference" "$sound_limit_db" || find_fault "the sound differs by $difference dB"
+  ! exceeds "$difference" "$worst_sound" || worst_sound=$difference
 }
 
 cluster_is_whole() {
