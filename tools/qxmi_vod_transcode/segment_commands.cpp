@@ -115,16 +115,13 @@ private:
                   std::to_string(plan_.first_frame(run_.pictures.end) - first) + "[picture];";
     return "[0:" + std::to_string(media_.picture->index) + "]" + filters_to_grid(media_) + cut +
            filters_from_grid(media_, settings_) + split + "[all]select=lt(mod(pts+" +
-           std::to_string(plan_.frames - lead_frames()) + "\\," + std::to_string(plan_.frames) +
-           ")\\," + std::to_string(marked_frames) + ")[marks]";
+           std::to_string(plan_.frames - lead_frames() % plan_.frames) + "\\," +
+           std::to_string(plan_.frames) + ")\\," + std::to_string(marked_frames) + ")[marks]";
   }
 
   void add_picture() {
     append(arguments_, {"-filter_complex", picture_graph(), "-map", "[picture]"});
     add_picture_encoder(arguments_, media_, settings_);
-    // The encoder has no buffer from before. So full it spends on the pictures of its lead what a
-    // beginning costs, and then finds it half full, as one that works at the highest rate does.
-    if (run_.pictures.first > 0) { append(arguments_, {"-x264-params", "vbv-init=0.75"}); }
     end_at_limit();
     append(arguments_, {"-segment_format", "mp4", "-reset_timestamps", "1", "-segment_frames",
                         cut_list(lead_frames() > 0 ? lead_frames() : plan_.frames, plan_.frames,

@@ -19,8 +19,9 @@ constexpr std::int64_t most_segments_named = 9000;
 
 // How many groups of pictures an encoder that starts in the middle makes first, to be thrown away,
 // so that its buffer and its choice of frame types are those of one that has worked from the
-// beginning.
-constexpr int picture_lead_groups = 1;
+// beginning. It begins with a full buffer; after one group, one that works at the highest rate
+// still has too much of that, or has already paid too much back.
+constexpr int picture_lead_groups = 2;
 
 // The segments from `first` to before `end`, or to the end of the output.
 struct segment_range {
