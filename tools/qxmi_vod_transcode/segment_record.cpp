@@ -66,11 +66,6 @@ bool fail(encode_failure& failure) {
 // trouble with reading it.
 constexpr int errors_of_damage[] = {0, ENOENT, ELOOP, EISDIR, ENXIO, EFBIG, EINVAL};
 
-bool is_trouble(int error) {
-  return std::find(std::begin(errors_of_damage), std::end(errors_of_damage), error) ==
-         std::end(errors_of_damage);
-}
-
 unique_fd open_to_read(int folder, const std::string& name) {
   return unique_fd(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
 }
@@ -149,6 +144,11 @@ bool make_own(int file) {
 
 }  // namespace
 
+bool may_be_readable_later(int error) {
+  return std::find(std::begin(errors_of_damage), std::end(errors_of_damage), error) ==
+         std::end(errors_of_damage);
+}
+
 std::string segment_name(segment_kind kind, std::int64_t segment) {
   return kind == segment_kind::picture ? picture_segment_name(segment)
                                        : sound_segment_name(segment);
@@ -189,7 +189,7 @@ segment_state load_segment(int folder, segment_kind kind, std::int64_t segment,
     const std::string record = read_sealed_line(folder, record_name(name, kept.content.sum));
     if (fits_record(record, name, kept)) { return segment_state::good; }
   }
-  return is_trouble(errno) ? segment_state::unreadable : segment_state::damaged;
+  return may_be_readable_later(errno) ? segment_state::unreadable : segment_state::damaged;
 }
 
 bool read_new_segment(int run_folder, segment_kind kind, std::int64_t segment,
@@ -199,7 +199,7 @@ bool read_new_segment(int run_folder, segment_kind kind, std::int64_t segment,
   if (!file.valid() || !make_own(file.get())) { return fail(failure); }
   errno = 0;
   if (read_content(kind, file.get(), content)) { return true; }
-  if (is_trouble(errno)) { return fail(failure); }
+  if (may_be_readable_later(errno)) { return fail(failure); }
   failure = {true, "the engine made an incomplete segment"};
   return false;
 }

@@ -32,6 +32,12 @@ bool list_segments(int folder, segment_kind kind, std::vector<std::int64_t>& seg
 enum class segment_state { good, damaged, unreadable };
 segment_state load_segment(int folder, segment_kind kind, std::int64_t segment, kept_segment& kept);
 
+// Whether a file in the folder that could not be read, with this error, may be readable another
+// time; others are damaged, missing or no files. The note names the one that could not be read the
+// last time.
+bool may_be_readable_later(int error);
+constexpr const char* unreadable_note = "unreadable";
+
 // Reads the content of a segment that an engine has finished in `run_folder`. False with the
 // failure.
 bool read_new_segment(int run_folder, segment_kind kind, std::int64_t segment,

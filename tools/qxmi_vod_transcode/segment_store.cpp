@@ -15,7 +15,6 @@ namespace {
 
 constexpr const char* totals_name = "complete";
 constexpr const char* reach_name = "reach";
-constexpr const char* unreadable_name = "unreadable";
 
 constexpr segment_kind kinds[] = {segment_kind::picture, segment_kind::sound};
 
@@ -43,8 +42,8 @@ bool segment_store::fits(segment_kind kind, std::int64_t segment, const kept_seg
 // Trouble with a disk or a server may pass; if it does not, that segment must be made again.
 bool segment_store::is_unreadable_again(const std::string& name, encode_failure& failure) const {
   const int error = errno;
-  if (note(unreadable_name) == name) { return true; }
-  set_note(unreadable_name, name);
+  if (note(unreadable_note) == name) { return true; }
+  set_note(unreadable_note, name);
   failure = system_failure(error);
   return false;
 }
@@ -87,7 +86,7 @@ bool segment_store::scan(const std::function<bool()>& goes_on, encode_failure& f
   }
   complete_ = has_all() && note(totals_name) == totals();
   reach_ = std::max(reach_, std::atoi(note(reach_name).c_str()));
-  unlinkat(folder_, unreadable_name, 0);
+  unlinkat(folder_, unreadable_note, 0);
   return true;
 }
 

@@ -76,15 +76,19 @@ segment_opening segmented_encode::open(encode_failure& failure) {
   if (!folder_.open(path_, key, source, failure.cause)) {
     failure.of_output = true;
     failure.interrupted = !lacks_room(failure.cause);
-    return stop_signal() != 0 ? segment_opening::failed : segment_opening::no_folder;
+    const bool may_succeed_later = stop_signal() != 0 || folder_.is_unreadable();
+    return may_succeed_later ? segment_opening::failed : segment_opening::no_folder;
   }
   store_.emplace(folder_.fd(), plan_);
   return take_over(failure) ? segment_opening::done : segment_opening::failed;
 }
 
+std::uint64_t segmented_encode::bytes() const {
+  return store_ ? bytes_in_segment_folder(folder_.fd()) : 0;
+}
+
 std::uint64_t segmented_encode::finished_bytes() const {
-  const bool all_there = store_ && store_->is_complete();
-  return all_there ? bytes_in_segment_folder(folder_.fd()) : 0;
+  return store_ && store_->is_complete() ? bytes() : 0;
 }
 
 bool segmented_encode::take_over(encode_failure& failure) {

@@ -45,7 +45,10 @@ public:
   // line on standard error. If it is not done, the failure says why.
   segment_opening open(encode_failure& failure);
 
-  // The bytes of the segments if all are finished, 0 otherwise.
+  // The bytes of the segments.
+  std::uint64_t bytes() const;
+
+  // The same if all are finished, 0 otherwise.
   std::uint64_t finished_bytes() const;
 
   // Writes the whole output. It consists of complete segments that continue each

@@ -134,8 +134,15 @@ private:
     if (made && commit(failure)) { return exit_success; }
     const std::uint64_t finished = segments ? segments->finished_bytes() : 0;
     const bool lacks_only_room = finished > 0 && lacks_room(failure.cause);
-    if (segments && (may_pass(failure) || lacks_only_room)) { segments->keep(); }
+    const bool is_held_up = is_resumed && lacks_room(failure.cause) && !take_the_room(*segments);
+    if (segments && (may_pass(failure) || lacks_only_room || is_held_up)) { segments->keep(); }
     return report(failure, lacks_only_room ? finished : expected);
+  }
+
+  // Whether the disk has room for the output in one piece once the segments are gone.
+  bool take_the_room(const segmented_encode& segments) const {
+    const std::uint64_t expected = expected_output(media_, settings_);
+    return has_room_for(output_, expected - std::min(expected, segments.bytes()));
   }
 
   bool commit(encode_failure& failure) {

@@ -19,6 +19,7 @@
 #include "tools/media/tool_signals.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 #include "tools/qxmi_vod_transcode/random_word.h"
+#include "tools/qxmi_vod_transcode/segment_record.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 
 namespace {
@@ -32,6 +33,8 @@ constexpr std::size_t longest_key = 65536;
 
 constexpr std::chrono::seconds look_limit{30};
 constexpr const char* unreadable = "unreadable";
+
+const std::string part_ending = ".part";
 
 bool fail(std::string& error) {
   error = std::strerror(errno);
@@ -50,8 +53,22 @@ bool holds(int folder, const char* name, const std::string& expected) {
   return file.valid() && read_all(file.get(), longest_key, text) && text == expected;
 }
 
+enum class key_state { right, other, not_read };
+
+// With errno if it could not be read.
+key_state state_of_key(int folder, const std::string& expected) {
+  errno = 0;
+  const unique_fd file(
+      openat(folder, segment_key_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  std::string text;
+  if (file.valid() && read_all(file.get(), longest_key, text)) {
+    return text == expected ? key_state::right : key_state::other;
+  }
+  return may_be_readable_later(errno) ? key_state::not_read : key_state::other;
+}
+
 bool write_new(int folder, const std::string& name, const std::string& text) {
-  const std::string part = name + ".part";
+  const std::string part = name + part_ending;
   unlinkat(folder, part.c_str(), 0);
   unique_fd fd(openat(folder, part.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
                       S_IRUSR | S_IWUSR));
@@ -128,12 +145,25 @@ bool work_folder::take_in_time(const std::string& name) {
   return true;
 }
 
-// A folder without its key, or with another one, holds nothing of use.
-bool work_folder::prepare(const std::string& key, const std::string& source) const {
-  if (!holds(fd(), segment_key_name, key)) {
-    empty_segment_folder(fd());
-    if (!write_new(fd(), segment_key_name, key)) { return false; }
+// A folder without its key, or with another one, holds nothing of use. Trouble with a disk or a
+// server may pass; if it does not, that is all the same.
+bool work_folder::takes_over(const std::string& key) {
+  const key_state state = state_of_key(fd(), key);
+  if (state == key_state::right) { return true; }
+  const int error = errno;
+  is_unreadable_ =
+      state == key_state::not_read && read_sealed_line(fd(), unreadable_note) != segment_key_name;
+  if (is_unreadable_) {
+    write_sealed_line(fd(), unreadable_note, segment_key_name, unreadable_note + part_ending);
+    errno = error;
+    return false;
   }
+  empty_segment_folder(fd());
+  return write_new(fd(), segment_key_name, key);
+}
+
+bool work_folder::prepare(const std::string& key, const std::string& source) {
+  if (!takes_over(key)) { return false; }
   if (!is_readable_for_engines(fd())) {
     errno = EACCES;
     return false;

@@ -43,10 +43,15 @@ public:
   // Creates the folder for `key` next to the file `output`, or takes the one that an earlier run
   // left. `key` says all on which the segments depend. If another process does not release that
   // folder within 2 s, somebody else owns it, or the file system knows no locks, an empty one with
-  // a name of its own is created. `source` is what the folder shall remember of the source. False
-  // with the cause in `error`.
+  // a name of its own is created. One whose key cannot be read fails the first time, and counts as
+  // empty the second time. `source` is what the folder shall remember of the source. False with the
+  // cause in `error`.
   bool open(const std::string& output, const std::string& key, const std::string& source,
             std::string& error);
+
+  // Whether open() failed because the folder was there, and what it belongs to could not be read:
+  // the next try may find out.
+  bool is_unreadable() const { return is_unreadable_; }
 
   // Valid after open().
   int fd() const { return folder_.get(); }
@@ -61,7 +66,8 @@ public:
 private:
   bool take(const std::string& name);
   bool take_in_time(const std::string& name);
-  bool prepare(const std::string& key, const std::string& source) const;
+  bool takes_over(const std::string& key);
+  bool prepare(const std::string& key, const std::string& source);
 
   unique_fd directory_;
   unique_fd folder_;
@@ -69,4 +75,5 @@ private:
   std::string name_;
   std::string result_;  // the output's name
   bool is_private_ = false;
+  bool is_unreadable_ = false;
 };

@@ -388,12 +388,29 @@ TEST(ctl_doctor_segments, of_both_kinds_are_counted_apart) {
   }
 }
 
+TEST(ctl_doctor_segments, that_can_be_resumed_make_room_on_a_full_disk) {
+  const test_folder folder;
+  const std::string left = left_segments_of(folder, made_file(folder, "film.mpg", 0644, "film"));
+  const std::string words =
+      "of 1 interrupted transcode, 2.1 kB, for which the disk has too little room";
+  const finding found = check_left_segments(folder.path(), false, 7, true);
+  EXPECT_EQ(found.result, finding_result::warning);
+  EXPECT_THAT(found.text, HasSubstr(words));
+  EXPECT_EQ(access(left.c_str(), F_OK), 0);
+  EXPECT_THAT(check_left_segments(folder.path(), true, 7, true).text,
+              HasSubstr("removed those " + words));
+  EXPECT_NE(access(left.c_str(), F_OK), 0);
+}
+
 TEST(ctl_doctor_segments, in_use_are_left_alone) {
   const test_folder folder;
   const std::string left = left_segments_of(folder, folder.path() + "/gone.mpg");
   const int lock = open((left + "/lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
-  EXPECT_THAT(check_left_segments(folder.path(), true, 7).text, HasSubstr("none in "));
+  for (const bool is_disk_full : {false, true}) {
+    EXPECT_THAT(check_left_segments(folder.path(), true, 7, is_disk_full).text,
+                HasSubstr("none in "));
+  }
   EXPECT_EQ(access(left.c_str(), F_OK), 0);
   close(lock);
 }

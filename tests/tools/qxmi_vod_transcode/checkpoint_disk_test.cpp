@@ -28,6 +28,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::uintmax_t large_disk = 64U << 20;
+constexpr std::uintmax_t little_room = 8U << 10;
 
 class checkpoint_disk : public checkpoint_bench {
 protected:
@@ -50,6 +51,12 @@ protected:
   void resize_disk(std::uintmax_t bytes) const {
     const std::string size = "size=" + std::to_string(bytes);
     ASSERT_EQ(mount("small", folder.path().c_str(), "tmpfs", MS_REMOUNT, size.c_str()), 0);
+  }
+
+  // A file that takes all of the room but some.
+  void fill_disk(const std::string& path) const {
+    const std::uintmax_t free = fs::space(folder.path()).available;
+    std::ofstream(path) << std::string(free - little_room, 'f');
   }
 
   // Segments for a source that is there, which nobody is using.
@@ -102,6 +109,22 @@ TEST_F(checkpoint_disk, full_in_the_middle_says_why_and_leaves_nothing) {
               ElementsAre(AllOf(HasSubstr(output + ": "),
                                 HasSubstr("No space left on device: needs about "))));
   EXPECT_THAT(folder.names(), IsEmpty());
+}
+
+TEST_F(checkpoint_disk, full_in_the_middle_keeps_the_segments_of_a_resumed_transcode) {
+  if (!mount_disk(large_disk)) { QX_SKIP_OR_FAIL_IN_CI("mounting needs privileges"); }
+  interrupt_after(3, SIGKILL);
+  const std::string other = folder.file("other");
+  fill_disk(other);
+  const tool_result result = resume();
+  EXPECT_EQ(result.end.status, 1);
+  EXPECT_THAT(result.errors, ElementsAre(HasSubstr("resumed at"),
+                                         HasSubstr("No space left on device: needs about ")));
+  EXPECT_GE(finished(), 3U);
+  fs::remove(other);
+  const tool_result next = resume();
+  expect_resumed(next, 3);
+  expect_whole(next);
 }
 
 TEST_F(checkpoint_disk, full_of_the_segments_of_others_is_cleared_of_them) {

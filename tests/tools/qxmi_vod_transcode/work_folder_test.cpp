@@ -35,6 +35,11 @@ protected:
   bool open(work_folder& one) {
     return one.open(folder.file("out.mp4"), "a key", "6 1.0\n/films/film.mkv", error);
   }
+  void leave_segment() {
+    work_folder first;
+    ASSERT_TRUE(open(first)) << error;
+    std::ofstream(path() + "/v000000.mp4") << "a segment";
+  }
   // The only folder that there is.
   std::string path() const {
     const auto names = folder.names();
@@ -53,15 +58,53 @@ ino_t inode_of(const std::string& path) {
 }  // namespace
 
 TEST_F(transcode_folder, of_the_same_key_is_found_again) {
-  {
-    work_folder first;
-    ASSERT_TRUE(open(first)) << error;
-    std::ofstream(path() + "/v000000.mp4") << "a segment";
-  }
+  leave_segment();
   work_folder second;
   ASSERT_TRUE(open(second)) << error;
   EXPECT_TRUE(fs::exists(path() + "/v000000.mp4"));
   EXPECT_FALSE(is_private());
+}
+
+TEST_F(transcode_folder, whose_key_cannot_be_read_for_a_moment_is_found_again) {
+  leave_segment();
+  before_open = [](const std::string& name) { return name == "key" ? EIO : 0; };
+  {
+    work_folder second;
+    EXPECT_FALSE(open(second));
+    EXPECT_TRUE(second.is_unreadable());
+    EXPECT_THAT(error, HasSubstr("Input/output error"));
+  }
+  before_open = nullptr;
+  work_folder third;
+  ASSERT_TRUE(open(third)) << error;
+  EXPECT_TRUE(fs::exists(path() + "/v000000.mp4"));
+}
+
+TEST_F(transcode_folder, whose_key_cannot_be_read_twice_is_begun_again) {
+  leave_segment();
+  bool is_broken = true;
+  before_open = [&is_broken](const std::string& name) {
+    return name == "key" && is_broken ? EIO : 0;
+  };
+  {
+    work_folder second;
+    EXPECT_FALSE(open(second));
+  }
+  // What is written in its place can be read.
+  after_unlink = [&is_broken](const std::string& name) { is_broken = is_broken && name != "key"; };
+  work_folder third;
+  ASSERT_TRUE(open(third)) << error;
+  EXPECT_FALSE(third.is_unreadable());
+  EXPECT_FALSE(fs::exists(path() + "/v000000.mp4"));
+}
+
+TEST_F(transcode_folder, with_a_link_as_its_key_is_begun_again) {
+  leave_segment();
+  fs::remove(path() + "/key");
+  fs::create_symlink("v000000.mp4", path() + "/key");
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_FALSE(fs::exists(path() + "/v000000.mp4"));
 }
 
 TEST_F(transcode_folder, in_use_survives_a_start_that_fails) {

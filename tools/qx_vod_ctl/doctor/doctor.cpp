@@ -46,7 +46,8 @@ finding_list examine(vod_service& service, bool fix) {
   findings.push_back(check_left_overs(path_output_dir, fix));
   std::vector<std::string> ignored;  // check_media_settings() reports them
   const tool_config config = read_tool_config(media_conf_path(), ignored);
-  findings.push_back(check_left_segments(path_output_dir, fix, config.checkpoint_keep_days));
+  findings.push_back(check_left_segments(path_output_dir, fix, config.checkpoint_keep_days,
+                                         is_nearly_full(path_output_dir)));
   findings.push_back(check_left_logins(fix));
   class transcode_settings settings;
   // If the name belongs to something else, such as a FIFO, reading it could block forever.

@@ -60,9 +60,10 @@ finding check_left_overs(const std::string& folder, bool fix) {
   return warning(check, described(sums) + ", in " + folder, "qx_vod_ctl doctor --fix removes them");
 }
 
-finding check_left_segments(const std::string& folder, bool fix, int keep_days) {
-  const left_part_sums old = fix ? remove_left_segments(folder, left_segments::abandoned, keep_days)
-                                 : find_left_segments(folder, left_segments::abandoned, keep_days);
+finding check_left_segments(const std::string& folder, bool fix, int keep_days, bool is_disk_full) {
+  const left_segments dispensable = is_disk_full ? left_segments::all : left_segments::abandoned;
+  const left_part_sums old = fix ? remove_left_segments(folder, dispensable, keep_days)
+                                 : find_left_segments(folder, dispensable, keep_days);
   left_part_sums rest = find_left_segments(folder, left_segments::all, keep_days);
   if (!fix) {
     rest.count -= std::min(rest.count, old.count);
@@ -71,7 +72,9 @@ finding check_left_segments(const std::string& folder, bool fix, int keep_days) 
   const std::string kept =
       rest.count > 0 ? transcodes_text(rest) + ", that can be resumed, in " + folder : "";
   if (old.count == 0) { return fine(segments_check, kept.empty() ? "none in " + folder : kept); }
-  std::string text = transcodes_text(old) + ", that will not be resumed, in " + folder;
+  const char* const why = is_disk_full ? ", for which the disk has too little room, in "
+                                       : ", that will not be resumed, in ";
+  std::string text = transcodes_text(old) + why + folder;
   if (!kept.empty()) { text += "; " + kept; }
   if (fix) { return fine(segments_check, "removed those " + text); }
   return warning(segments_check, text, "qx_vod_ctl doctor --fix removes them");

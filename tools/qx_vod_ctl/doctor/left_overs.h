@@ -10,8 +10,10 @@
 finding check_left_overs(const std::string& folder, bool fix);
 
 // Looks for the segments of interrupted transcodes in the folder of the VODs. With `fix` those are
-// removed whose source is gone or has changed, or that are older than `keep_days` days.
-finding check_left_segments(const std::string& folder, bool fix, int keep_days);
+// removed whose source is gone or has changed, or that are older than `keep_days` days; all that no
+// tool has in use if the disk is nearly full.
+finding check_left_segments(const std::string& folder, bool fix, int keep_days,
+                            bool is_disk_full = false);
 
 // Looks for login files that killed uploads have left in /run and /tmp. With `fix` they are
 // removed.

@@ -98,6 +98,12 @@ bool read_disk_room(const std::string& folder, disk_room& room) {
   return true;
 }
 
+bool is_nearly_full(const std::string& folder) {
+  disk_room room;
+  return read_disk_room(folder, room) && !room.read_only &&
+         (room.out_of_files || room.free_bytes < too_little);
+}
+
 finding judge_disk_room(const std::string& folder, const disk_room& room) {
   const std::string text =
       size_text(room.free_bytes) + " of " + size_text(room.size_bytes) + " are free for " + folder;

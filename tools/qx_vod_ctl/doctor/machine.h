@@ -24,6 +24,9 @@ struct disk_room {
 // False with errno if it cannot be determined, for example because the folder does not exist.
 bool read_disk_room(const std::string& folder, disk_room& room);
 
+// Whether its file system has so little room that this is a problem; not if that is unknown.
+bool is_nearly_full(const std::string& folder);
+
 finding judge_disk_room(const std::string& folder, const disk_room& room);
 
 // A folder that the service creates if it is missing.
