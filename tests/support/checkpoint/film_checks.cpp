@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <numeric>
 #include <sstream>
@@ -14,6 +17,12 @@ namespace {
 
 constexpr double first_fill = 0.9;
 constexpr double no_fill = -1e9;
+constexpr double most_likeness = 100.0;  // dB
+constexpr std::size_t part_samples = 2 * 4800;
+constexpr std::size_t most_shift = 2 * 48;
+constexpr std::size_t packet_samples = 2 * 1024;
+// Weaker sound, of -50 dB of the strongest, counts as so strong: its coding is a matter of taste.
+constexpr double least_power = 100.0 * 100.0;
 constexpr long pictures_before = 75;
 constexpr long pictures_after = 50;
 
@@ -53,6 +62,38 @@ std::string without_duration(const std::string& packet) {
     text += (text.empty() ? "" : ",") + field;
   }
   return text;
+}
+
+// Both channels of all sound, one sample after another.
+std::vector<std::int16_t> sound_of(const std::string& path) {
+  const std::string bytes = output_of("ffmpeg -nostdin -v error -i " + quoted(path) +
+                                      " -vn -f s16le -ac 2 -ar 48000 - 2>/dev/null");
+  std::vector<std::int16_t> samples(bytes.size() / sizeof(std::int16_t));
+  std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(std::int16_t));
+  return samples;
+}
+
+// Of a part of the sound, in dB.
+double likeness_of(const std::int16_t* made, const std::int16_t* expected) {
+  double power = 0.0;
+  double difference = 0.0;
+  for (std::size_t i = 0; i < part_samples; ++i) {
+    power += double(expected[i]) * expected[i];
+    difference += double(made[i] - expected[i]) * (made[i] - expected[i]);
+  }
+  power = std::max(power, part_samples * least_power);
+  return difference > 0.0 ? std::min(most_likeness, 10.0 * std::log10(power / difference))
+                          : most_likeness;
+}
+
+// At the best place near the one where it belongs.
+double likeness_nearby(const std::int16_t* made, const std::int16_t* expected) {
+  double best = likeness_of(made, expected);
+  for (std::size_t shift = 2; shift <= most_shift && best < least_sound_likeness; shift += 2) {
+    best =
+        std::max({best, likeness_of(made + shift, expected), likeness_of(made - shift, expected)});
+  }
+  return best;
 }
 
 bool is_of_stream(const std::string& packet, const std::string& stream) {
@@ -119,6 +160,30 @@ std::vector<double> likeness(const std::string& path, const std::string& referen
     if (at != std::string::npos) { values.push_back(std::atof(line.c_str() + at + 4)); }
   }
   return values;
+}
+
+double worst_psnr(const std::string& path, const std::string& reference) {
+  const std::string text = output_of("ffmpeg -nostdin -hide_banner -i " + quoted(path) + " -i " +
+                                     quoted(reference) + " -lavfi psnr -xerror -f null - 2>&1");
+  const std::size_t at = text.find(" min:");
+  if (at == std::string::npos) { return 0.0; }
+  return text.compare(at + 5, 3, "inf") == 0 ? most_likeness : std::atof(text.c_str() + at + 5);
+}
+
+double worst_sound_likeness(const std::string& path, const std::string& reference) {
+  const std::vector<std::int16_t> made = sound_of(path);
+  const std::vector<std::int16_t> expected = sound_of(reference);
+  const auto [shorter, longer] = std::minmax(made.size(), expected.size());
+  if (longer == 0) { return most_likeness; }
+  if (shorter == 0 || longer - shorter > packet_samples) { return -most_likeness; }
+  double worst = most_likeness;
+  double before = most_likeness;
+  for (std::size_t at = most_shift; at + part_samples + most_shift <= shorter; at += part_samples) {
+    const double now = likeness_nearby(made.data() + at, expected.data() + at);
+    worst = std::min(worst, std::max(before, now));
+    before = now;
+  }
+  return worst;
 }
 
 double mean_of(const std::vector<double>& values, long first, long end) {

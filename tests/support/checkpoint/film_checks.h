@@ -30,6 +30,20 @@ std::vector<double> likeness(const std::string& path, const std::string& referen
 // into range. 0 if there are none.
 double mean_of(const std::vector<double>& values, long first, long end);
 
+// The lowest likeness (PSNR, dB) of a picture of one film to that of the other; 0 if one cannot be
+// decoded.
+double worst_psnr(const std::string& path, const std::string& reference);
+
+// How much stronger the sound of `reference` is than its difference from that of the film, sample
+// by sample, in dB: the better of two neighbouring tenths of a second, where that is worst. Near 0
+// or below it the sound there is silent, late or another one. Up to a millisecond late is not late,
+// since some containers count in these, and at a seam there may be such a step. -100 if the lengths
+// differ by more than a packet, or one film is silent; 100 if both are.
+double worst_sound_likeness(const std::string& path, const std::string& reference);
+
+// What two transcodes of the same sound reach.
+constexpr double least_sound_likeness = 15.0;
+
 // How much less like `source` the film is than the film `one_piece`, in the 75 pictures before and
 // the 50 after a seam, whichever is worse, at the worst of the seams: each `distance` pictures.
 // 1 if a film cannot be measured.

@@ -62,9 +62,13 @@ void take_action(step_action action) {
   if (action == step_action::terminate_group) { kill(0, SIGTERM); }
 }
 
-void step() {
+enum class step_kind { gives_name, other };
+
+void step(step_kind kind = step_kind::other) {
   if (plan == nullptr || getpid() != owner) { return; }
-  if (++plan->seen == plan->armed) { take_action(static_cast<step_action>(plan->action.load())); }
+  const bool is_armed = ++plan->seen == plan->armed;
+  const bool is_armed_name = kind == step_kind::gives_name && ++plan->names == plan->armed_name;
+  if (is_armed || is_armed_name) { take_action(static_cast<step_action>(plan->action.load())); }
 }
 
 void stop_if_wanted() {
@@ -110,23 +114,24 @@ void wait_for_release() {
 extern "C" {
 
 // A function that takes a step each time it is called.
-#define STEP(result, name, parameters, arguments)                                                  \
+#define STEP(kind, result, name, parameters, arguments)                                            \
   result name parameters {                                                                         \
     static auto* const real = next<result parameters>(#name);                                      \
-    step();                                                                                        \
+    step(step_kind::kind);                                                                         \
     return real arguments;                                                                         \
   }
 
-STEP(pid_t, fork, (), ())
-STEP(int, linkat, (int from_fd, const char* from, int to_fd, const char* to, int flags),
+STEP(other, pid_t, fork, (), ())
+STEP(gives_name, int, linkat, (int from_fd, const char* from, int to_fd, const char* to, int flags),
      (from_fd, from, to_fd, to, flags))
-STEP(int, mkdirat, (int folder, const char* path, mode_t mode), (folder, path, mode))
-STEP(int, rename, (const char* from, const char* to), (from, to))
-STEP(int, renameat, (int from_fd, const char* from, int to_fd, const char* to),
+STEP(other, int, mkdirat, (int folder, const char* path, mode_t mode), (folder, path, mode))
+STEP(gives_name, int, rename, (const char* from, const char* to), (from, to))
+STEP(gives_name, int, renameat, (int from_fd, const char* from, int to_fd, const char* to),
      (from_fd, from, to_fd, to))
-STEP(int, renameat2, (int from_fd, const char* from, int to_fd, const char* to, unsigned int flags),
+STEP(gives_name, int, renameat2,
+     (int from_fd, const char* from, int to_fd, const char* to, unsigned int flags),
      (from_fd, from, to_fd, to, flags))
-STEP(int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags))
+STEP(other, int, unlinkat, (int fd, const char* path, int flags), (fd, path, flags))
 #undef STEP
 
 int fsync(int fd) {

@@ -75,6 +75,11 @@ void stepped_tool::arm(long number, step_action action) {
   plan_->armed = number;
 }
 
+void stepped_tool::arm_name(long number, step_action action) {
+  plan_->action = static_cast<int>(action);
+  plan_->armed_name = number;
+}
+
 void stepped_tool::hold(const std::string& argument, int passing) {
   plan_->passing = passing;
   copy_to(plan_->held_argument, argument);

@@ -29,6 +29,8 @@ public:
 
   // `action` happens right before step `number`.
   void arm(long number, step_action action);
+  // The same before the rename or link of that number.
+  void arm_name(long number, step_action action);
   bool has_happened() const { return plan_->happened != 0; }
   long steps() const { return plan_->seen; }
 

@@ -11,6 +11,7 @@
 #include <memory>
 #include <sstream>
 
+#include "tests/support/checkpoint/film_checks.h"
 #include "tests/support/media/made_media.h"
 #include "tests/support/media/media_check.h"
 #include "tests/support/wait_until.h"
@@ -26,6 +27,8 @@ constexpr long segment_frames = 50;
 constexpr long frame_ticks = 512;
 constexpr long all_packets = 564;
 constexpr long packet_ticks = 1024;
+
+constexpr double least_psnr = 25.0;  // dB, of every picture of two encodes of the film
 
 std::vector<long> evenly_spaced(long first, long step, long count) {
   std::vector<long> values;
@@ -103,11 +106,10 @@ std::vector<std::string> packet_times(const std::string& path, const std::string
 checkpoint_bench::checkpoint_bench() {
   setenv("QX_MEDIA_CONF", settings.file("media.conf").c_str(), 1);
   configure("checkpoint=yes\ncheckpoint.segment_seconds=2\ncheckpoint.min_seconds=6\n");
-  source =
-      make_media(settings, "film.mkv",
-                 "-f lavfi -i testsrc2=s=128x72:r=25:d=12 -f lavfi -i "
-                 "aevalsrc=0.3*sin(2000*t*t):s=44100:d=12 -c:v libx264 -preset ultrafast -g 30 "
-                 "-pix_fmt yuv420p -c:a aac -ac 2");
+  source = make_media(settings, "film.mkv",
+                      "-f lavfi -i testsrc2=s=128x72:r=25:d=12 -f lavfi -i "
+                      "aevalsrc=0.3*sin(500*t*t):s=44100:d=12 -c:v libx264 -preset ultrafast -g 30 "
+                      "-pix_fmt yuv420p -c:a aac -ac 2");
 }
 
 void checkpoint_bench::configure(const std::string& lines) const {
@@ -201,6 +203,8 @@ void checkpoint_bench::expect_as_in_one_piece() const {
   made.back() = without_duration(made.back());
   expected.back() = without_duration(expected.back());
   EXPECT_EQ(made, expected);
+  EXPECT_GE(worst_psnr(output, one_piece), least_psnr);
+  EXPECT_GE(worst_sound_likeness(output, one_piece), least_sound_likeness);
 }
 
 }  // namespace qx_test

@@ -61,7 +61,8 @@ protected:
   // Expects a good end, nothing but the result in the folder, and in it every picture and every
   // packet of sound, which can be decoded.
   void expect_whole(const tool_result& result) const;
-  // Expects of the result the times and flags of packets that a transcode in one piece has.
+  // Expects of the result the times and flags of packets that a transcode in one piece has, and
+  // pictures and sound that are like those.
   void expect_as_in_one_piece() const;
 
   scratch_folder folder;    // of the result

@@ -81,6 +81,40 @@ protected:
   stepped_tool tool;
 };
 
+// Of the records, the segments, their total, the note and the result itself. The tests share them.
+class checkpoint_name : public checkpoint_join, public testing::WithParamInterface<long> {
+protected:
+  static constexpr long tests = 3;
+  static constexpr long fewest_names = 10;
+
+  // In three segments, of which the first run has made at least one.
+  void SetUp() override {
+    configure("checkpoint=yes\ncheckpoint.segment_seconds=4\ncheckpoint.min_seconds=6\n");
+    interrupt_after(1, SIGKILL);
+    left_ = segment_folder();
+    fs::copy(left_, kept_, fs::copy_options::recursive);
+  }
+
+  // Whether there was such a name.
+  bool kill_before_name(long number) {
+    fs::remove_all(left_);
+    fs::remove(output);
+    fs::copy(kept_, left_, fs::copy_options::recursive);
+    tool.reset();
+    tool.arm_name(number, step_action::kill_group);
+    tool_run run = tool.start(arguments());
+    const bool killed = run.wait().signal == SIGKILL;
+    EXPECT_EQ(killed, tool.has_happened());
+    return killed;
+  }
+
+private:
+  std::string left_;
+  std::string kept_ = settings.file("kept");
+};
+
+INSTANTIATE_TEST_SUITE_P(each_third, checkpoint_name, testing::Values(1L, 2L, 3L));
+
 }  // namespace
 
 TEST_F(checkpoint_join, is_paused_and_goes_on) {
@@ -173,18 +207,16 @@ TEST_F(checkpoint_join, with_a_changed_count_of_segments_is_repeated) {
   expect_whole(resume());
 }
 
-TEST_F(checkpoint_join, can_begin_again_whatever_step_a_kill_precedes) {
-  const long steps = count_steps();
-  // Of the last ones: the count of segments, the join, the name of the result, the removal.
-  for (const long back : {40, 30, 10}) {
-    tool.reset();
-    tool.arm(steps - back, step_action::kill_group);
-    tool_run run = tool.start(arguments());
-    EXPECT_EQ(run.wait().signal, SIGKILL) << back;
-    tool.reset();
-    expect_whole(resume());
-    fs::remove(output);
+TEST_P(checkpoint_name, of_a_resumed_transcode_may_be_preceded_by_a_kill) {
+  long number = GetParam();
+  for (; kill_before_name(number); number += tests) {
+    SCOPED_TRACE("name " + std::to_string(number));
+    const tool_result result = resume();
+    ASSERT_EQ(result.errors.size(), 1U);
+    EXPECT_THAT(result.errors[0], HasSubstr(": resumed at "));
+    expect_whole(result);
   }
+  EXPECT_GT(number, fewest_names);
 }
 
 // But for the one whose name was just being flushed.

@@ -60,7 +60,7 @@ protected:
     source =
         make_media(settings, "film.ts",
                    "-f lavfi -i testsrc2=s=128x72:r=25:d=12 -f lavfi -i "
-                   "aevalsrc=0.3*sin(2000*t*t):s=48000:d=12 -c:v libx264 -preset ultrafast -g 120 "
+                   "aevalsrc=0.3*sin(500*t*t):s=48000:d=12 -c:v libx264 -preset ultrafast -g 120 "
                    "-sc_threshold 0 -bf 2 -pix_fmt yuv420p -c:a mp2 -ac 2 -output_ts_offset 1000");
   }
 };
