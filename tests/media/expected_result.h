@@ -33,8 +33,12 @@ struct expected_result {
   double loudness_tolerance = 1.0;
   double time_tolerance = 0.06;  // of flashes against the source's clock, seconds
   bool in_short_form = false;
+  bool on_one_clock = true;  // else it cannot be made in segments, whatever its container
 
   bool has_picture() const { return width > 0; }
+  // Whether an interrupted transcode of it must be resumed: it can be read from any place, and is
+  // long enough to be interrupted.
+  bool is_resumable() const;
 };
 
 // All of the matrix, in the order of the table.

@@ -1,7 +1,8 @@
 // Transcodes each source of the media matrix with the tool that ships, measures the result and
 // prints one line for it:
 // media_matrix [--short] [--interrupt] [--jobs N] [--tool FILE] [--list] [NAME...]
-// With --interrupt each transcode is killed once and finished, and compared with one in one piece.
+// With --interrupt each transcode is killed once and finished, and compared with one in one piece;
+// it must have been resumed if the source can be read from any place.
 // Exit status 0 when all are as they should be, 1 when not, 2 for wrong arguments.
 #include <algorithm>
 #include <atomic>
@@ -147,6 +148,9 @@ line examine(const matrix_options& options, const expected_result& expected, dou
   if (!error.empty()) {
     result.deviations.push_back(error);
     return result;
+  }
+  if (options.interrupt && expected.is_resumable() && result.course != resumed_course) {
+    result.deviations.emplace_back("should have been resumed");
   }
   for (const std::string& each : deviations(expected, result.measured, reference)) {
     result.deviations.push_back(each);

@@ -2,7 +2,7 @@
 // cuts the power, fills the disk, and damages what they leave; the next run must give the whole
 // result or fail, never a wrong one. Prints one line per figure.
 // The first argument is the number of interruptions, and of damages; the parts "interruptions",
-// "damages", "disks" and "seams" may follow.
+// "long", "damages", "disks" and "seams" may follow.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -24,6 +24,7 @@ namespace {
 constexpr long usual_count = 6;
 constexpr unsigned longest_chain = 4;  // interruptions before a transcode may end
 constexpr long damages_of_film = 40;   // then the next film
+constexpr long for_each_long = 50;     // interruptions for each transcode of a long film
 constexpr long for_each_disk = 10;     // interruptions for each full disk
 constexpr long for_each_seam = 25;     // interruptions for each measured transcode with seams
 
@@ -81,7 +82,26 @@ void print(const interruption_figures& sums) {
               percentile(sums.terminations, 0.5), percentile(sums.terminations, 1.0));
 }
 
-constexpr const char* parts[] = {"interruptions", "damages", "disks", "seams"};
+film_kind long_film() {
+  film_kind kind = film_kinds().front();
+  kind.name = "long.mkv";
+  kind.is_long = true;
+  return kind;
+}
+
+// As it is delivered.
+void interrupt_long_film(findings& found, long transcodes) {
+  film_bench film(found, long_film());
+  interruption_figures sums;
+  for (long i = 0; i < transcodes; ++i) {
+    interrupt_at_moments(film, longest_chain, sums);
+  }
+  std::printf("checkpoints: in segments of 20 s: %ld transcodes with %ld interruptions at any "
+              "moment; of output, at most %.1f s lost by a kill\n",
+              sums.transcodes, sums.at_moments, percentile(sums.lost, 1.0));
+}
+
+constexpr const char* parts[] = {"interruptions", "long", "damages", "disks", "seams"};
 
 bool knows_parts(int argc, char** argv) {
   return std::all_of(argv + std::min(argc, 2), argv + argc, [](const char* word) {
@@ -99,7 +119,8 @@ bool is_wanted(const char* part, int argc, char** argv) {
 
 int main(int argc, char** argv) {
   if (!knows_parts(argc, argv)) {
-    std::fprintf(stderr, "checkpoints: the parts are interruptions, damages, disks and seams\n");
+    std::fprintf(stderr,
+                 "checkpoints: the parts are interruptions, long, damages, disks and seams\n");
     return 2;
   }
   const long count = count_argument(std::min(argc, 2), argv, usual_count);
@@ -109,6 +130,9 @@ int main(int argc, char** argv) {
     interruption_figures sums;
     interrupt(films, count, sums);
     print(sums);
+  }
+  if (is_wanted("long", argc, argv)) {
+    interrupt_long_film(found, (count + for_each_long - 1) / for_each_long);
   }
   if (is_wanted("damages", argc, argv)) {
     damage_figures sums;

@@ -10,7 +10,7 @@ namespace qx_test {
 
 struct damage_figures {
   long damages = 0;
-  long refused = 0;  // after which the tool failed, which is allowed
+  long refused = 0;  // after which the tool failed, as it may if something is in its way
 };
 
 class damaged_folders {
@@ -20,8 +20,8 @@ public:
   // size, and of the same film with other settings.
   damaged_folders(film_bench& film, film_bench& other);
 
-  // Damages one of the folders in some way, and runs the tool: the result is right, or there is
-  // none.
+  // Damages one of the folders in some way, and runs the tool: the result is right. If something
+  // is in the place of a file that the tool has to write, it may fail.
   void damage_and_run(damage_figures& sums);
 
 private:

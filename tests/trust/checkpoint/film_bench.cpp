@@ -14,6 +14,8 @@ namespace fs = std::filesystem;
 using clock_type = std::chrono::steady_clock;
 
 constexpr int usual_segment_seconds = 2;
+constexpr int usual_seconds = 12;
+constexpr int long_seconds = 90;
 constexpr const char* hidden_folder = ".qx-segments-";
 
 const char* const h264 = "-c:v libx264 -preset ultrafast -bf 2 -g 40 -pix_fmt yuv420p";
@@ -56,24 +58,16 @@ long last_frame(const std::string& progress) {
   return at == std::string::npos ? -1 : frame_in(progress.substr(at));
 }
 
-double worst_psnr(const std::string& path, const std::string& reference) {
-  const std::string text = output_of("ffmpeg -nostdin -hide_banner -i '" + path + "' -i '" +
-                                     reference + "' -lavfi psnr -xerror -f null - 2>&1");
-  const std::size_t at = text.find(" min:");
-  if (at == std::string::npos) { return 0.0; }
-  return text.compare(at + 5, 3, "inf") == 0 ? 100.0 : std::atof(text.c_str() + at + 5);
-}
-
 film_bench::film_bench(findings& found, const film_kind& kind)
     : found_(found), kind_(kind), source_(settings_.file(kind.name)) {
   make_film();
-  configure(usual_segment_seconds);
+  configure();
 }
 
 void film_bench::make_film() const {
-  const std::string length = std::to_string(film_seconds);
+  const std::string length = std::to_string(kind_.is_long ? long_seconds : usual_seconds);
   const std::string sound =
-      kind_.has_sound ? " -f lavfi -i 'aevalsrc=0.3*sin(2000*t*t):s=44100:d=" + length + "'" : "";
+      kind_.has_sound ? " -f lavfi -i 'aevalsrc=0.3*sin(500*t*t):s=44100:d=" + length + "'" : "";
   const std::string errors =
       output_of("ffmpeg -nostdin -v error -f lavfi -i testsrc2=s=" + kind_.size +
                 ":r=25:d=" + length + sound + " " + kind_.arguments + " '" + source_ + "' 2>&1");
@@ -108,7 +102,9 @@ void film_bench::measure() {
 
 std::vector<std::string> film_bench::arguments(const std::string& output) const {
   const std::string height = kind_.size.substr(kind_.size.find('x') + 1);
-  return {"--profile", height, "-f", "mp4", "-o", output, "--file", source_};
+  std::vector<std::string> all = kind_.options;
+  all.insert(all.end(), {"--profile", height, "-f", "mp4", "-o", output, "--file", source_});
+  return all;
 }
 
 tool_run film_bench::start(const std::vector<std::string>& more) const {
@@ -118,9 +114,14 @@ tool_run film_bench::start(const std::vector<std::string>& more) const {
   return tool_.start(all);
 }
 
-void film_bench::configure(int segment_seconds) const {
+void film_bench::configure() const {
+  if (!kind_.is_long) { return configure(usual_segment_seconds); }
+  std::ofstream(conf_) << "checkpoint=yes\n";
+}
+
+void film_bench::configure(int segment_seconds, int runs) const {
   std::ofstream(conf_) << "checkpoint=yes\ncheckpoint.min_seconds=6\ncheckpoint.segment_seconds="
-                       << segment_seconds << "\n";
+                       << segment_seconds << "\ncheckpoint.runs=" << runs << "\n";
 }
 
 bool film_bench::is_done() const {
@@ -152,7 +153,7 @@ tool_result film_bench::finish(const std::string& when, long finished) {
   found_.expect(errors.find("starts over") == std::string::npos,
                 about("started over " + when + ": " + errors));
   const long taken_over = first_frame(run.output());
-  found_.expect(finished == 0 || taken_over >= (finished - 1) * segment_frames,
+  found_.expect(finished == 0 || taken_over >= (finished - 1) * segment_frames(),
                 about("took over " + std::to_string(taken_over) + " frames of " +
                       std::to_string(finished) + " segments " + when));
   return result;
@@ -167,6 +168,9 @@ void film_bench::expect_right_result(const std::string& when, bool hidden_too) c
   const double psnr = worst_psnr(output_, reference());
   found_.expect(psnr >= kind_.least_psnr,
                 about("other pictures " + when + ": " + std::to_string(psnr) + " dB"));
+  const double sound = worst_sound_likeness(output_, reference());
+  found_.expect(sound >= least_sound_likeness,
+                about("other sound " + when + ": " + std::to_string(sound) + " dB"));
   for (const std::string& name : results_.names()) {
     const bool is_expected = name == "out.mp4" || (hidden_too && name[0] == '.');
     found_.expect(is_expected, about("left " + when + ": " + name));

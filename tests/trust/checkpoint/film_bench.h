@@ -16,15 +16,17 @@ struct film_kind {
   std::string arguments;  // for ffmpeg, after the inputs
   std::string size;
   bool has_sound = true;
-  double least_psnr = 25.0;  // dB, of every picture of two encodes of the film
+  double least_psnr = 25.0;               // dB, of every picture of two encodes of the film
+  std::vector<std::string> options = {};  // for each run of the tool
+  // So long that the tool makes it in segments of 20 s without being told to.
+  bool is_long = false;
 };
 
 // MP4, Matroska, MXF and MPEG transport streams with and without sound; open and closed groups of
 // pictures, interlaced pictures, a clock that begins anywhere or runs over.
 const std::vector<film_kind>& film_kinds();
 
-constexpr long segment_frames = 50;
-constexpr long film_seconds = 12;
+// Of a film that is not long.
 constexpr long all_segments = 6;
 
 class film_bench {
@@ -46,8 +48,13 @@ public:
   long steps() const { return steps_; }
   std::chrono::microseconds usual_time() const { return usual_time_; }
 
-  // The settings of the tools that are started from now on; at first, segments of 2 s.
-  void configure(int segment_seconds) const;
+  // The settings of the tools that are started from now on; at first, those of the kind of film,
+  // and one engine after another.
+  void configure() const;
+  void configure(int segment_seconds, int runs = 1) const;
+
+  // How many frames a segment has at first, and how long it takes to play.
+  long segment_frames() const { return kind_.is_long ? 500 : 50; }
 
   // The folder of the result, and the result.
   const scratch_folder& results() const { return results_; }
@@ -93,9 +100,5 @@ private:
 // The frame that the first, or the last, line of progress names; -1 if there is none.
 long first_frame(const std::string& progress);
 long last_frame(const std::string& progress);
-
-// The lowest likeness (PSNR, dB) of a picture of one film to that of the other; 0 if one cannot be
-// decoded.
-double worst_psnr(const std::string& path, const std::string& reference);
 
 }  // namespace qx_test

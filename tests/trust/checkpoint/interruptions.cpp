@@ -115,7 +115,7 @@ private:
     const double seconds = static_cast<double>(std::max(frames, 0L)) / frame_rate;
     sums_.lost.push_back(seconds);
     film_.found().expect(
-        frames <= segment_frames,
+        frames <= film_.segment_frames(),
         film_.about("a kill has cost " + std::to_string(seconds) + " s of output"));
   }
 

@@ -5,9 +5,9 @@
 
 namespace qx_test {
 
-// Interrupts and finishes `count` transcodes of an ordinary film and of one that needs all of the
-// highest bit rate, and compares each with the film in one piece and with the source. Prints the
-// figures.
+// Interrupts and finishes `count` transcodes, and lets two engines make as many, of an ordinary
+// film and of one that needs all of the highest bit rate, and compares each with the film in one
+// piece and with the source. Prints the figures.
 void measure_seams(findings& found, long count);
 
 }  // namespace qx_test
