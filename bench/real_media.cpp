@@ -25,6 +25,7 @@ using words = std::vector<std::string>;
 
 constexpr char engine[] = "/usr/bin/ffmpeg";
 constexpr char film[] = "/mnt/media/film.mp4";
+constexpr char outputs[] = "/mnt/main/tv/vod";
 constexpr char film_output[] = "/mnt/main/tv/vod/film.mp4";
 constexpr char settings_in_one_piece[] = "checkpoint = no\n";
 constexpr char settings_in_segments[] = "checkpoint = yes\n";
@@ -80,6 +81,7 @@ std::string shell_line(const words& command) {
 }  // namespace
 
 real_media::real_media() {
+  machine_.root.run({"/bin/mkdir", "-p", outputs});
   make_film(machine_.root, film, 120);
   for (int number = 1; number <= clips; ++number) {
     make_film(machine_.root, clip(number), 30);
