@@ -21,7 +21,7 @@ using namespace qx_test;
 
 namespace {
 
-constexpr long usual_count = 6;
+constexpr long usual_count = 12;
 constexpr unsigned longest_chain = 4;  // interruptions before a transcode may end
 constexpr long damages_of_film = 40;   // then the next film
 constexpr long for_each_long = 50;     // interruptions for each transcode of a long film
