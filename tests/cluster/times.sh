@@ -45,6 +45,10 @@ expect_median() { # NAME LIMIT
   [ "$median" -le "$2" ] || fail "$1: $median ms"
 }
 
+no_orders() {
+  [ -z "$(pgrep -P "$tool")" ]
+}
+
 start() {
   start_transcode "$media/film.ts" "$vods/film.mp4"
   until_true "three engines" three_engines
@@ -63,9 +67,12 @@ start
 # The tool asks Slurm every 5 s where its tasks are.
 until_true "the tool's note of them" grep -q '3 under way' "$log"
 for _ in 1 2 3 4 5; do
+  # An order waits for those before it, so that none is overtaken.
+  until_true "the end of earlier orders" no_orders
   begin=$(date +%s%N)
   kill -USR1 "$tool"
   measure pause all_stopped
+  until_true "the end of the pause's orders" no_orders
   begin=$(date +%s%N)
   kill -USR2 "$tool"
   measure resume none_stopped
