@@ -74,7 +74,20 @@ TEST_F(cluster_orders, do_not_overtake_each_other) {
   ASSERT_TRUE(wait_for_call("scontrol release 7"));
   ASSERT_TRUE(wait_for_call("held"));
   EXPECT_LT(place_of("held"), place_of("scontrol release 7"));
-  EXPECT_LT(place_of("held"), place_of("--signal=USR2"));
+}
+
+// A sender may try again long after the signal has arrived.
+TEST_F(cluster_orders, do_not_send_an_old_signal_after_a_new_one) {
+  let("scancel",
+      "case \"$*\" in *USR1*) " + waits_for("gate") + "echo late >>/run/slurm/calls ;; esac");
+  start_spread();
+  signal(SIGUSR1);
+  ASSERT_TRUE(wait_for_call("--signal=USR1"));
+  signal(SIGUSR2);
+  ASSERT_TRUE(wait_for_call("--signal=USR2"));
+  put("gate", "");
+  ASSERT_TRUE(wait_for_call("squeue --noheader --array --me", 4));
+  EXPECT_EQ(calls_with("late"), 0U);
 }
 
 TEST_F(cluster_orders, reach_tasks_that_began_after_the_last_listing) {

@@ -1,5 +1,6 @@
 // Commands of Slurm in batches that follow each other: a batch begins when all commands of the one
-// before have ended, so that a late order cannot overtake the one that takes it back.
+// before have ended. The controller may be slow, and a late order must not overtake the one that
+// takes it back.
 #pragma once
 
 #include <deque>

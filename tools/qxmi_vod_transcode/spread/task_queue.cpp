@@ -13,6 +13,10 @@ constexpr std::chrono::seconds listing_interval{5};
 // After a submission: by then, the first tasks have begun.
 constexpr std::chrono::seconds first_listing{1};
 
+// A signal is there within 0.1 s, but its sender may go on for a minute and a half to send it
+// again.
+constexpr std::chrono::seconds signal_limit{2};
+
 // For the command that cancels to have left this process.
 constexpr std::chrono::milliseconds leave_limit{400};
 
@@ -36,14 +40,19 @@ std::vector<slurm_task> new_ones(const std::vector<slurm_task>& tasks,
   return added;
 }
 
+void forget_ended(std::vector<std::unique_ptr<slurm_call>>& calls) {
+  calls.erase(
+      std::remove_if(calls.begin(), calls.end(), [](const auto& call) { return call->ended(); }),
+      calls.end());
+}
+
 }  // namespace
 
 queue_news task_queue::tick() {
-  orders_.tick();
-  if (!orders_.is_idle()) { last_order_ = clock_type::now(); }
-  errands_.erase(std::remove_if(errands_.begin(), errands_.end(),
-                                [](const auto& call) { return call->ended(); }),
-                 errands_.end());
+  holds_.tick();
+  if (!holds_.is_idle()) { last_hold_ = clock_type::now(); }
+  forget_ended(signals_);
+  forget_ended(errands_);
   queue_news news;
   news.submission = submission_ && submission_->ended();
   if (news.submission) { take_submission(); }
@@ -80,7 +89,7 @@ void task_queue::take_listing() {
   for (const slurm_task& task : tasks_) {
     add_unless_there(task.job, jobs_);
   }
-  if (!suspended_ && orders_.is_idle() && asked_ > last_order_) { drop_held(); }
+  if (!suspended_ && holds_.is_idle() && asked_ > last_hold_) { drop_held(); }
   follow_up();
 }
 
@@ -93,9 +102,7 @@ void task_queue::drop_held() {
 // A task that began after the last listing has got no signal yet; one whose node was lost is to be
 // hurried once for each time that this happens.
 void task_queue::follow_up() {
-  if (suspended_) {
-    return orders_.add(signal_commands("USR1", new_ones(those_that_run(tasks_), signalled_)));
-  }
+  if (suspended_) { return send_signal("USR1", new_ones(those_that_run(tasks_), signalled_)); }
   std::vector<slurm_task> put_off;
   std::copy_if(tasks_.begin(), tasks_.end(), std::back_inserter(put_off),
                [](const slurm_task& task) { return task.is_put_off(); });
@@ -134,26 +141,34 @@ void task_queue::take_submission() {
   submitted_.job = *job;
   add_unless_there(*job, jobs_);
   next_listing_ = std::min(next_listing_, clock_type::now() + first_listing);
-  if (suspended_) { orders_.add({hold_command({*job})}); }
+  if (suspended_) { holds_.add({hold_command({*job})}); }
 }
 
+// Whoever still sends the signal before must not send it again after this one. It has not been sent
+// at all, or been received by now.
 void task_queue::suspend() {
   suspended_ = true;
-  const std::vector<slurm_task> running = those_that_run(tasks_);
+  signals_.clear();
   signalled_.clear();
-  order_queue::batch orders = signal_commands("USR1", new_ones(running, signalled_));
-  if (!jobs_.empty()) { orders.push_back(hold_command(jobs_)); }
-  orders_.add_instead(std::move(orders));
+  send_signal("USR1", new_ones(those_that_run(tasks_), signalled_));
+  if (!jobs_.empty()) { holds_.add_instead({hold_command(jobs_)}); }
   // Others may have begun since the last listing.
   next_listing_ = clock_type::now();
 }
 
 void task_queue::resume() {
   suspended_ = false;
-  order_queue::batch orders = signal_commands("USR2", tasks_);
-  if (!jobs_.empty()) { orders.push_back(release_command(jobs_)); }
-  orders_.add_instead(std::move(orders));
-  last_order_ = clock_type::now();
+  signals_.clear();
+  send_signal("USR2", tasks_);
+  if (!jobs_.empty()) { holds_.add_instead({release_command(jobs_)}); }
+  last_hold_ = clock_type::now();
+}
+
+void task_queue::send_signal(const std::string& signal, const std::vector<slurm_task>& tasks) {
+  for (const auto& command : signal_commands(signal, tasks)) {
+    signals_.push_back(std::make_unique<slurm_call>());
+    signals_.back()->start(command, signal_limit);
+  }
 }
 
 void task_queue::exclude(const std::vector<std::string>& nodes) {

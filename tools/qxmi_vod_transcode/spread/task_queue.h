@@ -72,6 +72,7 @@ private:
   void follow_up();
   void drop_held();
   void start_errand(const std::vector<std::string>& command);
+  void send_signal(const std::string& signal, const std::vector<slurm_task>& tasks);
   std::vector<std::int64_t> living_jobs() const;
 
   std::string name_;
@@ -82,11 +83,12 @@ private:
   std::set<std::string> hurried_;    // tasks that were told to begin at once
   time_point asked_;
   time_point next_listing_;
-  time_point last_order_;  // when orders were last under way
+  time_point last_hold_;  // when one was last under way, or its release
   std::unique_ptr<slurm_call> listing_;
   std::unique_ptr<slurm_call> submission_;
   submission_end submitted_;
   bool lacks_answer_ = false;  // of a submission that the cluster may have taken nevertheless
-  order_queue orders_;
+  order_queue holds_;
+  std::vector<std::unique_ptr<slurm_call>> signals_;
   std::vector<std::unique_ptr<slurm_call>> errands_;
 };
