@@ -15,6 +15,7 @@ namespace {
 int signal_fd = -1;
 int asked_to_stop = 0;
 bool asked_to_suspend = false;
+int continued = 0;
 
 sigset_t obeyed_signals() {
   sigset_t set;
@@ -49,6 +50,7 @@ void take(int number) {
     asked_to_suspend = true;
   } else if (number == SIGUSR2) {
     asked_to_suspend = false;
+    ++continued;
   } else if (asked_to_stop == 0) {
     asked_to_stop = number;
   }
@@ -91,6 +93,10 @@ int stop_signal() {
 
 bool suspend_wanted() {
   return asked_to_suspend;
+}
+
+int times_continued() {
+  return continued;
 }
 
 int end_of_tool(int status) {

@@ -29,6 +29,9 @@ int stop_signal();
 // True between SIGUSR1 and SIGUSR2.
 bool suspend_wanted();
 
+// How often SIGUSR2 has arrived.
+int times_continued();
+
 // The last statement of main, after every destructor that has to run: closes the job's log and dies
 // by the stop signal if there was one, so that the parent sees the true reason; else returns
 // `status`.

@@ -231,6 +231,14 @@ TEST_F(range_task, waits_while_the_tool_is_paused) {
   EXPECT_TRUE(has("v000003.mp4"));
 }
 
+// The file that it has seen is removed only afterwards.
+TEST_F(range_task, goes_on_with_the_signal_of_its_tool) {
+  start_paused();
+  task->signal_group(SIGUSR1);
+  task->signal_group(SIGUSR2);
+  EXPECT_TRUE(wait_until([&] { return process_state(engine) != 'T'; }, std::chrono::seconds(20)));
+}
+
 TEST_F(range_task, leaves_no_folder_of_its_engine) {
   ASSERT_EQ(run_task("0").end.status, 0);
   for (const fs::directory_entry& entry : fs::directory_iterator(work)) {

@@ -83,6 +83,7 @@ public:
       show(work_done + 1);  // 0 is that of a task that has not begun
     }
     if (now >= next_lease_) { is_wanted(); }
+    follow_signals(now);
     return paused_;
   }
 
@@ -90,6 +91,13 @@ public:
   bool ends() const override { return lease_.is_over(); }
 
 private:
+  // The signal to go on comes before the file is gone: what the last look saw is no longer true.
+  void follow_signals(clock_type::time_point now) {
+    if (std::exchange(continued_, times_continued()) == times_continued()) { return; }
+    paused_ = false;
+    next_look_ = now + look_interval;
+  }
+
   int folder_;
   const task_note& note_;
   std::int64_t task_;
@@ -98,6 +106,7 @@ private:
   clock_type::time_point next_look_;
   clock_type::time_point next_lease_;
   bool paused_ = false;
+  int continued_ = times_continued();
 };
 
 class range_task {
