@@ -54,7 +54,7 @@ void spread_job::adopt() {
 }
 
 std::string spread_job::begin() {
-  const std::string trouble = queue_.wait_for_listing();
+  std::string trouble = queue_.wait_for_listing();
   if (!trouble.empty()) { return trouble; }
   task_note former;
   if (!queue_.tasks().empty() && read_task_note(order_.folder_fd, former) &&
