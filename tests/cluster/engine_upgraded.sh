@@ -1,5 +1,5 @@
 #!/bin/sh
-# ffmpeg is upgraded everywhere between two tries: the second one begins anew, and uses nothing of the first.
+# ffmpeg is upgraded everywhere between two tries: the second one starts over and uses nothing of the first.
 # shellcheck source=tests/cluster/support.sh
 . "$(dirname "$0")/support.sh"
 prepare "$@"

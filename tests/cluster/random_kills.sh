@@ -1,6 +1,6 @@
 #!/bin/sh
-# The trial of scripts/cluster-kills: QX_RUNS transcodes whose kills are chosen by QX_SEED. Each is made anew by its
-# number, so that the same seed leads to the same choices; the moments depend on how busy the machine is.
+# The trial of scripts/cluster-kills: QX_RUNS transcodes whose kills are chosen by QX_SEED. They depend
+# on the seed and the number of the run only; the moments also on how busy the machine is.
 # shellcheck source=tests/cluster/support.sh
 . "$(dirname "$0")/support.sh"
 patience_s=300

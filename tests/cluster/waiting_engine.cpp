@@ -1,4 +1,4 @@
-// Stands in for ffmpeg on the nodes where time is measured: makes nothing, uses no processor, and
+// Takes the place of ffmpeg on the nodes where time is measured: makes nothing, uses no processor, and
 // waits until it is ended.
 #include <unistd.h>
 

@@ -210,7 +210,7 @@ void judge_clock(const source_file& source, media_info& info) {
   if (info.container == "mpeg") { info.duration_estimated = true; }
 }
 
-// What remains to be asked of a file whose report could be read.
+// The last checks of a file whose report could be read.
 bool is_usable(const source_file& source, const media_info& info, std::string& error) {
   if (!source.unchanged()) { return refuse(error, "changed while it was read"); }
   log_media(info);

@@ -22,8 +22,8 @@ public:
   explicit stall_watch(duration patience) : patience_(patience) {}
 
   // Called at each tick with the time on any steady clock. True once nothing has changed for as
-  // long as the patience lasts. The time up to a tick with `stopped` does not count, nor
-  // does what its threads have spent waiting for a processor.
+  // long as the patience lasts. Neither the time up to a tick with `stopped` counts nor what its
+  // threads have spent waiting for a processor.
   bool stalled(duration now, const work_sign& sign, bool stopped);
 
 private:

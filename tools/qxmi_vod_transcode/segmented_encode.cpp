@@ -109,7 +109,7 @@ void segmented_encode::announce(const std::string& text) const {
 }
 
 bool segmented_encode::scan(encode_failure& failure) {
-  // What a node wrote and this machine cannot read is no reason to fail: it can be made here.
+  // If this machine cannot read what a node wrote, it makes it.
   const auto unreadable = was_spread_ ? unreadable_segment::missing : unreadable_segment::trouble;
   scanned_ = scanned_ || store_->scan([this] { return may_go_on(task_); }, failure, unreadable);
   return scanned_;
@@ -291,8 +291,8 @@ bool segmented_encode::try_make(const judgement& judge, encode_failure& failure)
   return make_segments(failure) && join_and_judge(judge, failure);
 }
 
-// Whatever the cluster leaves, the rest is made here: neither a source whose clock cannot be read
-// now nor a segment that cannot be is a failure.
+// Whatever the cluster leaves, the rest is made here. A source whose clock cannot be read now, or a
+// segment that cannot be read, is therefore not a failure.
 bool segmented_encode::spread(encode_failure& failure) {
   cluster_work work = {task_, plan_, folder_.fd(), store_->missing(segment_kind::picture), {}};
   if (plan_.packets > 0) { work.sounds = store_->missing(segment_kind::sound); }
