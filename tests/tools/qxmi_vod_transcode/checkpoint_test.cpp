@@ -223,7 +223,7 @@ TEST_F(checkpoint, segments_that_no_run_continues_are_made_again) {
 TEST_F(checkpoint, many_bad_seams_cost_only_the_segments_after_them) {
   interrupt_after(5, SIGKILL);
   for (const std::string segment : {"1", "2", "3", "4"}) {
-    const std::string path = in_folder("v00000" + segment + ".mp4.sum");
+    const std::string path = record_of(in_folder("v00000" + segment + ".mp4"));
     std::string line;
     std::getline(std::ifstream(path), line);
     std::istringstream words(unsealed(line + "\n"));

@@ -131,7 +131,7 @@ std::optional<cluster_places> find_places(const cluster_work& work, const announ
   const std::string name = job_name(work.folder, folder);
   cancel_left_jobs(name);
   std::string cause;
-  const std::optional<cluster_places> places = ask_for_places(configured(), name, cause);
+  std::optional<cluster_places> places = ask_for_places(configured(), name, cause);
   if (stop_signal() != 0) { return {}; }
   if (!places) { announce("not spread, since the cluster does not answer: " + cause); }
   if (!places || places->count >= least_places) { return places; }
