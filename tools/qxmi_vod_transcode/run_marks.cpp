@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdlib>
 #include <vector>
 
 #include "tools/qxmi_vod_transcode/segment_commands.h"
@@ -12,6 +13,8 @@ constexpr std::size_t fields_of_line = 6;  // stream, decoded, shown, duration, 
 constexpr std::size_t shown_field = 2;
 constexpr std::size_t sum_digits = 32;
 constexpr std::size_t digits_kept = 8;
+
+constexpr std::size_t fields_of_file = 3;  // name, begin, end
 
 std::vector<std::string_view> fields(std::string_view line) {
   std::vector<std::string_view> all;
@@ -69,6 +72,20 @@ bool read_landing(std::string_view list, std::int64_t& time) {
     if (end == std::string_view::npos) { return false; }
     const std::vector<std::string_view> all = fields(list.substr(0, end));
     if (list[0] != '#' && all.size() > shown_field) { return read_number(all[shown_field], time); }
+    list.remove_prefix(end + 1);
+  }
+  return false;
+}
+
+bool read_sound_length(std::string_view list, const std::string& name, double& seconds) {
+  std::size_t end = 0;
+  while ((end = list.find('\n')) != std::string_view::npos) {
+    const std::vector<std::string_view> all = fields(list.substr(0, end));
+    if (all.size() == fields_of_file && all[0] == name) {
+      seconds = std::strtod(std::string(all[2]).c_str(), nullptr) -
+                std::strtod(std::string(all[1]).c_str(), nullptr);
+      return true;
+    }
     list.remove_prefix(end + 1);
   }
   return false;

@@ -32,3 +32,7 @@ bool shows_movement(std::string_view mark);
 // The time stamp in the first line of the engine's list of packets (framecrc); false if there is
 // none yet.
 bool read_landing(std::string_view list, std::int64_t& time);
+
+// How long the sound of the file `name` lasts by its time stamps, in seconds, from the engine's
+// list of the files it has finished ("NAME,BEGIN,END" each); false if it is not there.
+bool read_sound_length(std::string_view list, const std::string& name, double& seconds);

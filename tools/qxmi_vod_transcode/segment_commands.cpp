@@ -146,6 +146,7 @@ private:
             cut_list(lead > 0 ? lead : plan_.packets, plan_.packets, cuts(run_.sounds))});
     append(arguments_,
            {"-segment_start_number", std::to_string(run_.sounds.first - (lead > 0 ? 1 : 0))});
+    append(arguments_, {"-segment_list", folder_ + run_sound_times, "-segment_list_type", "csv"});
     add_output(arguments_, "segment", folder_ + "s%06d.adts");
     if (run_.seeks_sound(plan_)) { add_landing(); }
   }

@@ -37,9 +37,11 @@ struct segment_run {
 };
 
 // The names of what a run leaves in its folder besides its segments: sums of the pictures around
-// each beginning of a segment (framemd5), and the first packet of sound that was found (framecrc).
+// each beginning of a segment (framemd5), the first packet of sound that was found (framecrc), and
+// the times of each segment of sound (the segment muxer's list).
 constexpr const char* run_marks = "marks";
 constexpr const char* run_landing = "landing";
+constexpr const char* run_sound_times = "sounds";
 
 // How many pictures at the beginning of a segment have sums.
 constexpr std::int64_t marked_frames = 3;

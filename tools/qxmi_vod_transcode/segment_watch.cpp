@@ -28,6 +28,11 @@ constexpr std::uint64_t least_file = 4096;  // what even an empty file counts
 constexpr std::uint64_t block = 512;
 
 constexpr std::size_t longest_landing = 65536;
+constexpr std::size_t longest_list = std::size_t{4} << 20U;
+
+// By how many seconds the time stamps of a segment of sound may miss the length of its packets.
+constexpr double most_uneven = 0.002;
+
 constexpr std::size_t read_size = 65536;
 
 unique_fd open_in(int folder, const std::string& name) {
@@ -165,7 +170,33 @@ void segment_watch::take_finished(stream_state& stream) {
   turn_.taken(clock_type::now());
 }
 
+// Bare packets of sound follow each other without time stamps. Where those jump, because the engine
+// sets up its filters once more when the sound of the source changes its form, all later sound
+// would be too early or too late.
+bool segment_watch::is_even_sound(bool is_last) const {
+  const std::string name = segment_name(segment_kind::sound, sound_.next);
+  const unique_fd list = open_in(folder_, run_sound_times);
+  const unique_fd file = open_in(folder_, name);
+  std::string text;
+  double seconds = 0.0;
+  segment_content content;
+  if (!list.valid() || !read_all(list.get(), longest_list, text) ||
+      !read_sound_length(text, name, seconds) || !file.valid() ||
+      !read_sound_segment(file.get(), content)) {
+    return false;
+  }
+  constexpr double packet = double{sound_packet_samples} / sound_output_rate;
+  const double difference = seconds - packet * static_cast<double>(content.frames);
+  // The very last packet may be shorter.
+  return difference < most_uneven && difference > -most_uneven - (is_last ? packet : 0.0);
+}
+
 bool segment_watch::keep(stream_state& stream, bool is_last) {
+  if (stream.kind == segment_kind::sound && !is_even_sound(is_last)) {
+    failure_ = {false, "its sound changes its form"};
+    failure_.needs_one_piece = true;
+    return false;
+  }
   kept_segment made;
   made.run = name_;
   made.is_last = is_last;

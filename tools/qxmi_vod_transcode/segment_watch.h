@@ -72,6 +72,7 @@ private:
   void check_place();
   void check_picture();
   void check_sound();
+  bool is_even_sound(bool is_last) const;
   bool exists(const stream_state& stream, std::int64_t segment) const;
   bool has_content(const stream_state& stream, std::int64_t segment) const;
   void take_finished(stream_state& stream);

@@ -127,7 +127,7 @@ void segmented_encode::start_over(const std::string& why) {
 // Once must be enough: whatever is wrong then is not the fault of several runs.
 bool segmented_encode::may_start_over(const encode_failure& failure) const {
   return stop_signal() == 0 && !started_over_ && !failure.interrupted && !failure.same_again &&
-         !lacks_room(failure.cause) && task_.source.unchanged();
+         !failure.needs_one_piece && !lacks_room(failure.cause) && task_.source.unchanged();
 }
 
 // A run in the middle follows the source's clock, which must therefore lead there. After two failed
@@ -313,7 +313,12 @@ bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
   // Those of a tool that was killed may still work, also where this one spreads nothing.
   dismiss_tasks(folder_.fd());
   if (try_make(judge, failure)) { return true; }
-  if (stop_signal() != 0 || !lacks_room(failure.cause)) { return false; }
+  if (stop_signal() != 0) { return false; }
+  if (failure.needs_one_piece) {
+    announce(started_over_words + (" in one piece: " + failure.cause));
+    return false;
+  }
+  if (!lacks_room(failure.cause)) { return false; }
   // Others may never need what they have left here.
   const left_part_sums removed = remove_left_segments(output_.directory(), left_segments::all,
                                                       configured().checkpoint_keep_days);

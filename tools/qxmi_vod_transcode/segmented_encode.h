@@ -53,7 +53,8 @@ public:
 
   // Writes the whole output. It consists of complete segments that continue each
   // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
-  // made does not, all of it is made once more in one run, unless that was only interrupted.
+  // made does not, all of it is made once more in one run, unless that was only interrupted. False
+  // with the failure, which may be that the output has to be made in one piece.
   bool make(const judgement& judge, encode_failure& failure);
 
 private:

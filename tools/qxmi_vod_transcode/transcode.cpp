@@ -129,12 +129,13 @@ private:
     if (opened && !is_resumed && !finds_room(expected, failure.cause)) {
       return fail_output(failure.cause);
     }
-    const bool made =
-        opened && (segments ? make_in_segments(*segments, failure) : make_in_one(task, failure));
+    const bool made = opened && (segments ? make_in_segments(task, segments, failure)
+                                          : make_in_one(task, failure));
     if (made && commit(failure)) { return exit_success; }
     const std::uint64_t finished = segments ? segments->finished_bytes() : 0;
     const bool lacks_only_room = finished > 0 && lacks_room(failure.cause);
-    const bool is_held_up = is_resumed && lacks_room(failure.cause) && !take_the_room(*segments);
+    const bool is_held_up =
+        segments && is_resumed && lacks_room(failure.cause) && !take_the_room(*segments);
     if (segments && (may_pass(failure) || lacks_only_room || is_held_up)) { segments->keep(); }
     return report(failure, lacks_only_room ? finished : expected);
   }
@@ -204,11 +205,18 @@ private:
     return make_at_once(task, failure);
   }
 
-  bool make_in_segments(segmented_encode& segments, encode_failure& failure) {
+  // Leaves `segments` empty if it turns out that the output has to be made in one piece.
+  bool make_in_segments(const encode_task& task, std::optional<segmented_encode>& segments,
+                        encode_failure& failure) {
     const auto judge = [this](frame_counts counts, encode_failure& failing) {
       return is_right(counts, failing);
     };
-    return segments.make(judge, failure);
+    if (segments->make(judge, failure)) { return true; }
+    if (!failure.needs_one_piece || stop_signal() != 0) { return false; }
+    segments.reset();
+    failure = {};
+    task.line.begin_at(0);
+    return make_in_one(task, failure);
   }
 
   const std::string& tool_;

@@ -13,7 +13,9 @@
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
 
 using namespace qx_test;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace {
@@ -35,6 +37,22 @@ protected:
                         "-f lavfi -i testsrc2=s=128x72:r=" + rate + length + pictures +
                             " -f lavfi -i aevalsrc=0.3*sin(400*t*t):s=48000" + length + sound +
                             encoder + options);
+  }
+
+  // 10 s with one channel, and 10 s with two.
+  void use_mono_then_stereo() {
+    use("mono.ts", "25", 10, "", "", "-g 50 -ac 1");
+    const std::string mono = source;
+    use("stereo.ts", "25", 10, "", "", "-g 50 -output_ts_offset 10");
+    source = join_media(settings, "film.ts", {mono, source});
+  }
+
+  void expect_one_piece(const tool_result& result) const {
+    EXPECT_EQ(result.end.status, 0);
+    EXPECT_THAT(result.errors,
+                Contains(EndsWith(": starts over in one piece: its sound changes its form")));
+    EXPECT_EQ(segment_folder(), "");
+    expect_as_in_one_piece();
   }
 
   void interrupt_with(std::size_t segments) const {
@@ -117,4 +135,17 @@ TEST_F(checkpoint_of_a_source, with_59_94_pictures_a_second_is_resumed) {
   use("film.ts", "60000/1001", 20, "", "", "-g 120");
   interrupt_with(4);
   expect_resumed_as_one_piece();
+}
+
+// Where its form changes, the engine sets up its filters once more, and the time stamps jump. Bare
+// packets in segments do not.
+TEST_F(checkpoint_of_a_source, whose_sound_changes_its_form_is_made_in_one_piece) {
+  use_mono_then_stereo();
+  expect_one_piece(resume());
+}
+
+TEST_F(checkpoint_of_a_source, whose_sound_changes_its_form_is_made_in_one_piece_after_a_kill) {
+  use_mono_then_stereo();
+  interrupt_with(2);
+  expect_one_piece(resume());
 }

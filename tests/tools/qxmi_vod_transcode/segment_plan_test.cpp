@@ -148,8 +148,8 @@ TEST(segment_command, a_later_run_leads_in_its_sound) {
   const std::string text = command(film({25, 1}), from_second_segment());
   EXPECT_THAT(text, HasSubstr("-itsoffset -18.688000 -noaccurate_seek -ss 15.688000"));
   EXPECT_THAT(text, HasSubstr("-segment_frames 60,996,1932,"));
-  EXPECT_THAT(text, HasSubstr("-segment_start_number 0 -f segment -protocol_whitelist file -y "
-                              "out/s%06d.adts"));
+  EXPECT_THAT(text, HasSubstr("-segment_start_number 0 -segment_list out/sounds -segment_list_type "
+                              "csv -f segment -protocol_whitelist file -y out/s%06d.adts"));
   EXPECT_THAT(text, HasSubstr("-f framecrc -protocol_whitelist file -y out/landing"));
 }
 

@@ -417,6 +417,16 @@ TEST(marks, ignore_pictures_that_no_output_has_or_that_have_no_mark) {
   EXPECT_EQ(marks.mark(1), std::string(24, 'a'));
 }
 
+TEST(marks, tell_how_long_a_file_of_sound_lasts) {
+  const std::string list = "s000011.adts,20.010667,40.000000\ns000012.adts,40.000000,59.989333\n"
+                           "s000013.adts,59.989333,70.0";
+  double seconds = 0.0;
+  ASSERT_TRUE(read_sound_length(list, "s000012.adts", seconds));
+  EXPECT_NEAR(seconds, 19.989333, 1e-6);
+  EXPECT_FALSE(read_sound_length(list, "s000013.adts", seconds));
+  EXPECT_FALSE(read_sound_length(list, "s000014.adts", seconds));
+}
+
 TEST(marks, tell_where_the_sound_was_found) {
   std::int64_t time = 0;
   EXPECT_FALSE(read_landing("#tb 0: 1/90000\n0, -283142, -283142,", time));

@@ -38,6 +38,12 @@ struct ended_run : testing::Test {
     write("v000001.mp4", film(20));
     write("s000000.adts", sound(93));
     write("s000001.adts", sound(20));
+    write_sound_times("3.968000", "4.394667");
+  }
+  // The first file of sound lasts as long as 93 packets.
+  void write_sound_times(const std::string& begin, const std::string& end) const {
+    write(run_sound_times,
+          "s000000.adts,1.984000,3.968000\ns000001.adts," + begin + "," + end + "\n");
   }
   void write_marks_of(std::int64_t segment) const {
     std::string lines;
@@ -74,6 +80,34 @@ TEST_F(ended_run, has_made_the_end_of_the_output) {
   write_segments();
   EXPECT_TRUE(finish(false)) << watch->failure().cause;
   EXPECT_TRUE(store->has_all());
+}
+
+TEST_F(ended_run, may_have_made_a_shorter_last_packet) {
+  write_segments();
+  write_sound_times("3.968000", "4.375000");
+  EXPECT_TRUE(finish(false)) << watch->failure().cause;
+}
+
+TEST_F(ended_run, whose_sound_is_longer_than_its_time_needs_one_piece) {
+  write_segments();
+  write_sound_times("3.918000", "4.293667");
+  EXPECT_FALSE(finish(false));
+  EXPECT_TRUE(watch->failure().needs_one_piece);
+  EXPECT_EQ(store->packets(), 93);
+}
+
+TEST_F(ended_run, whose_sound_is_shorter_than_its_time_needs_one_piece) {
+  write_segments();
+  write_sound_times("3.968000", "4.445667");
+  EXPECT_FALSE(finish(false));
+  EXPECT_TRUE(watch->failure().needs_one_piece);
+}
+
+TEST_F(ended_run, that_does_not_say_how_long_its_sound_is_needs_one_piece) {
+  write_segments();
+  std::remove(made.file(run_sound_times).c_str());
+  EXPECT_FALSE(finish(false));
+  EXPECT_TRUE(watch->failure().needs_one_piece);
 }
 
 TEST_F(ended_run, that_read_badly_has_not_made_the_end_of_the_output) {
@@ -160,6 +194,7 @@ TEST_F(ended_run, has_its_segments_taken_one_in_a_tick) {
   }
   write("s000000.adts", sound(93));
   write("s000001.adts", sound(93));
+  write_sound_times("3.968000", "5.952000");
   watch.emplace(encoder, *store, turn, plan, run, made_fd.get(), largest);
   const child_process none;
   const auto kept = [&] { return store->pictures().size() + store->sounds().size(); };
