@@ -173,7 +173,8 @@ double worst_psnr(const std::string& path, const std::string& reference) {
 double worst_sound_likeness(const std::string& path, const std::string& reference) {
   const std::vector<std::int16_t> made = sound_of(path);
   const std::vector<std::int16_t> expected = sound_of(reference);
-  const auto [shorter, longer] = std::minmax(made.size(), expected.size());
+  const std::size_t shorter = std::min(made.size(), expected.size());
+  const std::size_t longer = std::max(made.size(), expected.size());
   if (longer == 0) { return most_likeness; }
   if (shorter == 0 || longer - shorter > packet_samples) { return -most_likeness; }
   double worst = most_likeness;
