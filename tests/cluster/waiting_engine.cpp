@@ -1,5 +1,5 @@
-// Takes the place of ffmpeg on the nodes where time is measured: makes nothing, uses no processor, and
-// waits until it is ended.
+// Takes the place of ffmpeg on the nodes where time is measured: makes nothing, uses no processor,
+// and waits until it is ended.
 #include <unistd.h>
 
 int main() {
