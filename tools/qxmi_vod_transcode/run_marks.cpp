@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <optional>
 #include <vector>
 
 #include "tools/qxmi_vod_transcode/segment_commands.h"
@@ -78,15 +79,19 @@ bool read_landing(std::string_view list, std::int64_t& time) {
 }
 
 bool read_sound_length(std::string_view list, const std::string& name, double& seconds) {
-  std::size_t end = 0;
-  while ((end = list.find('\n')) != std::string_view::npos) {
-    const std::vector<std::string_view> all = fields(list.substr(0, end));
-    if (all.size() == fields_of_file && all[0] == name) {
-      seconds = std::strtod(std::string(all[2]).c_str(), nullptr) -
-                std::strtod(std::string(all[1]).c_str(), nullptr);
+  std::size_t line_end = 0;
+  std::optional<double> end_before;
+  while ((line_end = list.find('\n')) != std::string_view::npos) {
+    const std::vector<std::string_view> all = fields(list.substr(0, line_end));
+    if (all.size() != fields_of_file) { return false; }
+    const double begin = std::strtod(std::string(all[1]).c_str(), nullptr);
+    const double end = std::strtod(std::string(all[2]).c_str(), nullptr);
+    if (all[0] == name) {
+      seconds = end - end_before.value_or(begin);
       return true;
     }
-    list.remove_prefix(end + 1);
+    end_before = end;
+    list.remove_prefix(line_end + 1);
   }
   return false;
 }

@@ -34,5 +34,6 @@ bool shows_movement(std::string_view mark);
 bool read_landing(std::string_view list, std::int64_t& time);
 
 // How long the sound of the file `name` lasts by its time stamps, in seconds, from the engine's
-// list of the files it has finished ("NAME,BEGIN,END" each); false if it is not there.
+// list of the files it has finished ("NAME,BEGIN,END" each): from the end of the file before, if
+// there is one, so that a jump between the two counts as well. False if it is not there.
 bool read_sound_length(std::string_view list, const std::string& name, double& seconds);

@@ -427,6 +427,12 @@ TEST(marks, tell_how_long_a_file_of_sound_lasts) {
   EXPECT_FALSE(read_sound_length(list, "s000014.adts", seconds));
 }
 
+TEST(marks, count_a_jump_before_a_file_of_sound_as_its_own) {
+  double seconds = 0.0;
+  ASSERT_TRUE(read_sound_length("s1.adts,0.0,2.0\ns2.adts,2.5,4.5\n", "s2.adts", seconds));
+  EXPECT_NEAR(seconds, 2.5, 1e-6);
+}
+
 TEST(marks, tell_where_the_sound_was_found) {
   std::int64_t time = 0;
   EXPECT_FALSE(read_landing("#tb 0: 1/90000\n0, -283142, -283142,", time));
