@@ -190,11 +190,15 @@ bool work_folder::open(const std::string& output, const std::string& key, const 
   return prepare(key, source) || fail(error);
 }
 
+std::string own_machine() {
+  char name[HOST_NAME_MAX + 1] = "";
+  gethostname(name, sizeof name - 1);
+  return name;
+}
+
 std::string run_folder_name(const std::string& name) {
-  char host[HOST_NAME_MAX + 1] = "";
-  gethostname(host, sizeof host - 1);
-  return segment_run_prefix + ("-" + name + "-") + host + "-" + std::to_string(getpid()) + "-" +
-         process_word();
+  return segment_run_prefix + ("-" + name + "-") + own_machine() + "-" + std::to_string(getpid()) +
+         "-" + process_word();
 }
 
 // Without the note, the folder of a tool that is killed then only stays longer.

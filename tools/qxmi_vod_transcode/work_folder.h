@@ -29,6 +29,9 @@ private:
   unique_fd fd_;
 };
 
+// The name of this machine in its network.
+std::string own_machine();
+
 // The name of the run folder for an engine of this process that begins with the segment `name`.
 std::string run_folder_name(const std::string& name);
 

@@ -4,7 +4,6 @@
 #include <cctype>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstdlib>
 
 #include <fcntl.h>
@@ -21,14 +20,6 @@
 #include "tools/qxmi_vod_transcode/work_folder.h"
 
 namespace {
-
-constexpr std::chrono::milliseconds leave_limit{400};
-
-std::string own_machine() {
-  char name[HOST_NAME_MAX + 1] = "";
-  gethostname(name, sizeof name - 1);
-  return name;
-}
 
 bool is_plain(char one) {
   return std::isalnum(static_cast<unsigned char>(one)) != 0 || one == '/' || one == '-' ||
@@ -98,7 +89,5 @@ void cancel_left_jobs(const std::string& own) {
   const std::vector<std::int64_t> left = left_jobs(listing.output(), own);
   if (left.empty()) { return; }
   log_note(cluster_note, "cancels " + std::to_string(left.size()) + " jobs whose tool has gone");
-  slurm_call call;
-  call.start(cancel_command(left), leave_limit);
-  while (!call.ended(leave_limit)) {}
+  start_detached(cancel_command(left));
 }

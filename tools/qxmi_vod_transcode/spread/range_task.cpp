@@ -47,12 +47,6 @@ std::int64_t most_runs(std::int64_t segments) {
   return 2 * segments + no_warm_up_helps;
 }
 
-std::string host_name() {
-  char name[256] = {};
-  gethostname(name, sizeof name - 1);
-  return name;
-}
-
 // Obeys what the tool says through the folder, and shows it how far the task is.
 class folder_guard : public run_guard {
 public:
@@ -171,7 +165,7 @@ private:
   // A tool that has gone reads no complaint.
   int complain(const std::string& cause) const {
     if (stop_signal() == 0 && !guard_->ends()) {
-      write_complaint(folder_.get(), host_name() + ": " + cause);
+      write_complaint(folder_.get(), own_machine() + ": " + cause);
     }
     return exit_failure;
   }

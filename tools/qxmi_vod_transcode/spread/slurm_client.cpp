@@ -15,6 +15,7 @@ namespace {
 using clock_type = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds tick{50};
+constexpr std::chrono::milliseconds leave_limit{400};
 constexpr std::size_t output_limit = 4U << 20;  // squeue prints 30 bytes for a task
 constexpr std::size_t read_size = 16384;
 
@@ -82,6 +83,12 @@ bool ended_before_stop(slurm_call& call) {
     if (stop_signal() != 0) { return false; }
   }
   return true;
+}
+
+void start_detached(const std::vector<std::string>& argv) {
+  slurm_call call;
+  call.start(argv, leave_limit);
+  while (!call.ended(leave_limit)) {}
 }
 
 std::string slurm_call::cause() const {

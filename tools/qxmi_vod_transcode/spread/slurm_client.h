@@ -15,6 +15,10 @@ constexpr std::chrono::seconds answer_limit{15};
 // Waits until the call has ended. False if the tool is asked to stop before that.
 bool ended_before_stop(slurm_call& call);
 
+// Starts a command that leaves this process to do its work, such as one that cancels, and waits for
+// it to have left.
+void start_detached(const std::vector<std::string>& argv);
+
 class slurm_call {
 public:
   // Starts `argv`; it is killed when it takes longer than `limit`. If it cannot be started it has

@@ -17,9 +17,6 @@ constexpr std::chrono::seconds first_listing{1};
 // again.
 constexpr std::chrono::seconds signal_limit{2};
 
-// For the command that cancels to have left this process.
-constexpr std::chrono::milliseconds leave_limit{400};
-
 void add_unless_there(std::int64_t job, std::vector<std::int64_t>& jobs) {
   if (std::find(jobs.begin(), jobs.end(), job) == jobs.end()) { jobs.push_back(job); }
 }
@@ -77,18 +74,19 @@ std::string task_queue::wait_for_listing() {
   const std::unique_ptr<slurm_call> listing = std::move(listing_);
   if (!is_answered) { return "stopped"; }
   if (!listing->success()) { return listing->cause(); }
-  tasks_ = read_tasks(listing->output());
-  for (const slurm_task& task : tasks_) {
-    add_unless_there(task.job, jobs_);
-  }
+  read_listing(listing->output());
   return {};
 }
 
-void task_queue::take_listing() {
-  tasks_ = read_tasks(listing_->output());
+void task_queue::read_listing(const std::string& listing) {
+  tasks_ = read_tasks(listing);
   for (const slurm_task& task : tasks_) {
     add_unless_there(task.job, jobs_);
   }
+}
+
+void task_queue::take_listing() {
+  read_listing(listing_->output());
   if (!suspended_ && holds_.is_idle() && asked_ > last_hold_) { drop_held(); }
   follow_up();
 }
@@ -200,9 +198,7 @@ void task_queue::cancel() {
   const bool by_name = lacks_answer_ || submission_ != nullptr;
   if (jobs_.empty() && !by_name) { return; }
   submission_.reset();
-  slurm_call call;
-  call.start(by_name ? cancel_by_name_command(name_) : cancel_command(living_jobs()), leave_limit);
-  while (!call.ended(leave_limit)) {}
+  start_detached(by_name ? cancel_by_name_command(name_) : cancel_command(living_jobs()));
   jobs_.clear();
   lacks_answer_ = false;
 }

@@ -67,6 +67,7 @@ public:
 
 private:
   void ask();
+  void read_listing(const std::string& listing);
   void take_listing();
   void take_submission();
   void follow_up();
