@@ -161,6 +161,14 @@ TEST_F(range_task, fails_but_does_not_refuse_where_the_source_cannot_be_read_now
   EXPECT_THAT(refusing_nodes(fd.get()), IsEmpty());
 }
 
+TEST_F(range_task, fails_but_does_not_refuse_where_the_key_cannot_be_read_now) {
+  fs::remove(work + "/key");
+  fs::create_directory(work + "/key");
+  EXPECT_EQ(run_task("0").end.status, 1);
+  EXPECT_THAT(read_complaint(fd.get()), HasSubstr(": the key: Is a directory"));
+  EXPECT_THAT(refusing_nodes(fd.get()), IsEmpty());
+}
+
 TEST_F(range_task, touches_no_folder_that_others_can_enter) {
   const std::vector<std::string> before = names();
   fs::permissions(work, fs::perms::others_exec, fs::perm_options::add);

@@ -115,6 +115,7 @@ public:
     guard_.emplace(folder_.get(), note_, number_);
     if (!guard_->is_wanted()) { return exit_failure; }
     guard_->show(step_begun);
+    if (!read_key()) { return complain(std::string("the key: ") + std::strerror(errno)); }
     return has_same_programs() ? make_of_source() : refuse(other_programs);
   }
 
@@ -128,12 +129,16 @@ private:
     return folder_.valid();
   }
 
-  bool has_same_programs() {
+  // False with errno.
+  bool read_key() {
     const unique_fd file(
         openat(folder_.get(), segment_key_name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    return file.valid() && read_all(file.get(), longest_key, key_);
+  }
+
+  bool has_same_programs() const {
     const std::string engine = installed_engine();
-    return file.valid() && read_all(file.get(), longest_key, key_) && !engine.empty() &&
-           key_.find(engine) != std::string::npos && note_.version == QX_VERSION;
+    return !engine.empty() && key_.find(engine) != std::string::npos && note_.version == QX_VERSION;
   }
 
   // Another machine may see it: this one does not.
