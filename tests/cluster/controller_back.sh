@@ -15,8 +15,7 @@ again slurmctld
 step "killed right after the submission, and back"
 until_true "the first segments" has_segments 2
 lose slurmctld
-made=$(segments)
-until_true "segments without a controller" has_segments $((made + 1))
+until_more_segments 1
 again slurmctld
 step "killed on the way, and back"
 expect_result "$vods/film.mp4"

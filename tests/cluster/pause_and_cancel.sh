@@ -22,8 +22,7 @@ all_stopped || fail "an engine goes on, or another has begun"
 step "paused"
 
 kill -USR2 "$tool"
-made=$(segments)
-until_true "segments after the pause" has_segments $((made + 2))
+until_more_segments 2
 step "resumed"
 
 kill -TERM "$tool"

@@ -144,6 +144,11 @@ has_segments() { # N
   [ "$(segments)" -ge "$1" ]
 }
 
+# Waits for so many more segments than there are now.
+until_more_segments() { # N
+  until_true "more segments" has_segments $(($(segments) + $1))
+}
+
 no_tasks() {
   [ -z "$(pgrep -f -- 'qxmi_vod_transcode --work')" ]
 }

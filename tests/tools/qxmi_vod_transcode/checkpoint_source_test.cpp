@@ -39,6 +39,12 @@ protected:
                             encoder + options);
   }
 
+  // Nothing from 6 to 14 s.
+  void use_film_with_gap() {
+    use("film.mkv", "25", 24, ",select=not(between(t\\,6\\,14))",
+        ",aselect=not(between(t\\,6\\,14))", "-fps_mode vfr -g 50");
+  }
+
   // 10 s with one channel, and 10 s with two.
   void use_mono_then_stereo() {
     use("mono.ts", "25", 10, "", "", "-g 50 -ac 1");
@@ -105,15 +111,13 @@ TEST_F(checkpoint_of_a_source, with_a_key_frame_every_20_s_reads_from_still_furt
 }
 
 TEST_F(checkpoint_of_a_source, with_a_gap_of_8_s_is_resumed_in_it) {
-  use("film.mkv", "25", 24, ",select=not(between(t\\,6\\,14))", ",aselect=not(between(t\\,6\\,14))",
-      "-fps_mode vfr -g 50");
+  use_film_with_gap();
   interrupt_with(5);
   expect_resumed_as_one_piece();
 }
 
 TEST_F(checkpoint_of_a_source, with_a_gap_of_8_s_is_resumed_after_it) {
-  use("film.mkv", "25", 24, ",select=not(between(t\\,6\\,14))", ",aselect=not(between(t\\,6\\,14))",
-      "-fps_mode vfr -g 50");
+  use_film_with_gap();
   interrupt_with(8);
   expect_resumed_as_one_piece();
 }

@@ -1,4 +1,4 @@
-// The orders that a transcode gives to its tasks: to wait, to go on and to end.
+// The orders that a transcode gives to its tasks: to pause, to continue and to end.
 #include <csignal>
 #include <filesystem>
 
@@ -25,6 +25,12 @@ protected:
     ASSERT_TRUE(wait_for_call("sbatch "));
     ASSERT_TRUE(wait_for_call("squeue --noheader --array --me", 3));
   }
+  // Two tasks run, and the others wait for this reason.
+  void start_with_two_at_work(const char* reason) {
+    put("begun",
+        task_lines(7, 0, 2, "R", "n1", "None") + task_lines(7, 2, tasks, "PD", "", reason));
+    start_spread();
+  }
   void end_tool(int number) {
     signal(number);
     EXPECT_EQ(wait(), 128 + number);
@@ -49,9 +55,7 @@ std::string waits_for(const std::string& gate) {
 }  // namespace
 
 TEST_F(cluster_orders, hold_and_suspend_in_a_pause_and_take_it_back) {
-  put("begun",
-      task_lines(7, 0, 2, "R", "n1", "None") + task_lines(7, 2, tasks, "PD", "", "Resources"));
-  start_spread();
+  start_with_two_at_work("Resources");
   signal(SIGUSR1);
   EXPECT_TRUE(wait_for_call("scontrol hold 7"));
   EXPECT_TRUE(wait_for_call("scancel --batch --signal=USR1 7_0 7_1"));
@@ -115,9 +119,7 @@ TEST_F(cluster_orders, hold_what_was_just_being_submitted) {
 }
 
 TEST_F(cluster_orders, let_the_tasks_of_a_tool_go_on_that_was_killed_in_a_pause) {
-  put("begun",
-      task_lines(7, 0, 2, "R", "n1", "None") + task_lines(7, 2, tasks, "PD", "", "JobHeldUser"));
-  start_spread();
+  start_with_two_at_work("JobHeldUser");
   signal(SIGUSR1);
   ASSERT_TRUE(wait_for_call("scontrol hold 7"));
   ASSERT_TRUE(wait_for_call("--signal=USR1 7_0 7_1"));

@@ -1,4 +1,4 @@
-// How soon a thousand tasks are told to wait, to go on and to end.
+// How soon the orders to pause, continue and cancel a thousand tasks go out.
 #include <chrono>
 #include <csignal>
 
@@ -41,6 +41,14 @@ protected:
     }
   }
 
+  void expect_cancelled_within_a_second() {
+    const clock_type::time_point begin = clock_type::now();
+    signal(SIGTERM);
+    EXPECT_EQ(wait(), 128 + SIGTERM);
+    EXPECT_LT(clock_type::now() - begin, 1s);
+    EXPECT_TRUE(wait_for_call("scancel 7"));
+  }
+
   // From the signal until all commands for the tasks have begun.
   clock_type::duration time_of(int number, const std::string& order, const std::string& words,
                                std::size_t times) {
@@ -68,20 +76,12 @@ TEST_F(a_thousand_tasks, wait_and_go_on_within_300_ms) {
 
 TEST_F(a_thousand_tasks, are_cancelled_within_a_second) {
   start_all();
-  const clock_type::time_point begin = clock_type::now();
-  signal(SIGTERM);
-  EXPECT_EQ(wait(), 128 + SIGTERM);
-  EXPECT_LT(clock_type::now() - begin, 1s);
-  EXPECT_TRUE(wait_for_call("scancel 7"));
+  expect_cancelled_within_a_second();
 }
 
 // A controller that is down lets its clients wait for 9 s.
 TEST_F(a_thousand_tasks, are_left_within_a_second_where_the_controller_is_silent) {
   let("scancel", "exec sleep 60\n");
   start_all();
-  const clock_type::time_point begin = clock_type::now();
-  signal(SIGTERM);
-  EXPECT_EQ(wait(), 128 + SIGTERM);
-  EXPECT_LT(clock_type::now() - begin, 1s);
-  EXPECT_TRUE(wait_for_call("scancel 7"));
+  expect_cancelled_within_a_second();
 }
