@@ -41,8 +41,8 @@ sandbox_support available_sandbox();
 
 // Whether results in `folder` can be given to that account. Not on file systems without owners
 // (FAT, exFAT), and not on a server that does not let root change them (NFS with "root_squash"):
-// there, engines keep this process's account. True as well if there is no such account, or if no
-// file can be made in the folder.
+// there, engines keep this process's account. Also true without such an account, and where no file
+// can be made.
 bool can_lend_in(const std::string& folder);
 
 // Confines this process, which must have one thread and is about to execute `program`, an absolute

@@ -23,10 +23,9 @@ bool read_idle(std::string_view counts, int& idle) {
          read_number(counts.substr(begin + 1, end - begin - 1), idle);
 }
 
-// The marks after a state: "*" for a node that does not answer, "~" for one that is switched off,
-// "#",
-// "%", "!", "@" and "^" for one that starts or stops, "$" for maintenance, "-" for one that another
-// job is about to get.
+// The marks after a state: "*" for a node that does not answer, "~" for one that is switched off;
+// "#", "%", "!", "@" and "^" for one that starts or stops; "$" for maintenance, "-" for one that
+// another job is about to get.
 void read_state(const std::string& text, slurm_node& node) {
   const std::size_t end = text.find_first_not_of("abcdefghijklmnopqrstuvwxyz_");
   node.state = text.substr(0, end);

@@ -85,7 +85,7 @@ public:
   bool ends() const override { return lease_.is_over(); }
 
 private:
-  // The signal to go on comes before the file is gone: what the last look saw is no longer true.
+  // The signal to continue arrives before the file is removed, so the last look is out of date.
   void follow_signals(clock_type::time_point now) {
     if (std::exchange(continued_, times_continued()) == times_continued()) { return; }
     paused_ = false;

@@ -39,7 +39,7 @@ bool renew_lease(int folder);
 
 // How old the lease is by the clock of the file server, in seconds. `own` is the name of a file
 // that this call makes in the folder for a moment. Nothing, with errno, if that cannot be found
-// out: ENOENT or ESTALE if there is no lease or no folder any longer.
+// out: ENOENT or ESTALE if the lease or the folder has been removed.
 std::optional<std::int64_t> lease_age(int folder, const std::string& own);
 
 // The tool needs no more of any task: they end within lease_renewal_s, whether the cluster ends
