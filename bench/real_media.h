@@ -34,7 +34,7 @@ private:
   pid_t start_tool(const std::string& settings) const;
   double tool_seconds(const std::string& settings) const;
   bool find_arguments();
-  double hand_seconds() const;
+  double hand_seconds(const std::vector<std::string>& command, const std::string& name) const;
   // "done", "cancelled", or the state in which the job of that id has stayed for too long.
   std::string end_state(const std::string& id) const;
   double service_seconds();
