@@ -12,10 +12,11 @@ struct task_range {
   std::int64_t size() const { return end - first; }
 };
 
-// Divides the segments that `missing` names in rising order into ranges without gaps, so that each
-// of `places` gets about three of them and none is longer than it takes to keep the number of tasks
-// small. Where there are too many gaps for that, the last segments are in no range. If the last one
-// shall go on to an end that is only estimated, it has at least two segments: an end that comes a
-// little early is still in it.
+// Divides the segments that `missing` names in rising order into ranges without gaps, one to six
+// segments long, so that `places` which take one after the other are done with all of them soonest.
+// Each place gets three or more if there are enough, so that a slow one costs little. Ranges are
+// longer if there would be more of them than a cluster takes; where there are too many gaps for
+// that, the last segments are in no range. If the last one shall go on to an end that is only
+// estimated, it has at least two segments: an end that comes a little early is still in it.
 std::vector<task_range> divide_into_tasks(const std::vector<std::int64_t>& missing, int places,
                                           bool last_is_open = false);
