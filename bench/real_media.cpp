@@ -133,7 +133,8 @@ bool real_media::find_arguments() {
   return !by_hand_.empty();
 }
 
-// With the priority that the tools give their engines: threads that preempt one another less are faster.
+// With the priority that the tools give their engines: threads that preempt one another less are
+// faster.
 double real_media::hand_seconds(const words& command, const std::string& name) const {
   words nice = {"/usr/bin/nice", "-n", "19"};
   nice.insert(nice.end(), command.begin(), command.end());

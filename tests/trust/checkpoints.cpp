@@ -96,7 +96,7 @@ void interrupt_long_film(findings& found, long transcodes) {
   for (long i = 0; i < transcodes; ++i) {
     interrupt_at_moments(film, longest_chain, sums);
   }
-  std::printf("checkpoints: in segments of 20 s: %ld transcodes with %ld interruptions at any "
+  std::printf("checkpoints: in segments of 16 s: %ld transcodes with %ld interruptions at any "
               "moment; of output, at most %.1f s lost by a kill\n",
               sums.transcodes, sums.at_moments, percentile(sums.lost, 1.0));
 }

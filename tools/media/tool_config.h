@@ -17,7 +17,7 @@ struct tool_config {
   // how long a source must be ("checkpoint.min_seconds").
   bool checkpoint = true;
   int checkpoint_keep_days = 7;
-  int segment_seconds = 20;
+  int segment_seconds = 16;
   int checkpoint_min_seconds = 60;
   // How many encoders make the segments of one output at the same time ("checkpoint.runs"); 0 for
   // as many as use this machine well.

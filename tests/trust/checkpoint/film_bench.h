@@ -18,7 +18,7 @@ struct film_kind {
   bool has_sound = true;
   double least_psnr = 25.0;               // dB, of every picture of two encodes of the film
   std::vector<std::string> options = {};  // for each run of the tool
-  // So long that the tool makes it in segments of 20 s without being told to.
+  // So long that the tool makes it in segments of 16 s without being told to.
   bool is_long = false;
 };
 
