@@ -51,6 +51,12 @@ std::unique_ptr<char*[]> exec_arguments(std::vector<std::string>& proc_argv) {
   return argv;
 }
 
+// Without a child, the item must not count as running.
+void release_streams(QueueItem& item) {
+  item.close_proc_stdin();
+  item.close_proc_stdout();
+}
+
 // In the child: keeps the pipe ends that are its streams and closes the others.
 void take_streams(QueueItem& item) {
   close_descriptor(item.proc_stdin_write_fd);
@@ -122,7 +128,11 @@ bool spawn_after(QueueItem& item, void (*prepare)(const QueueItem& item)) {
   if (item.proc_pid != -1 || item.proc_argv.empty()) { return false; }
   item.proc_prepare_fork_spawn();
   const std::unique_ptr<char*[]> argv = exec_arguments(item.proc_argv);
-  if (!argv) { return false; }
+  if (!argv) {
+    tell_out_of_memory("a tool was not started");
+    release_streams(item);
+    return false;
+  }
   {
     const pid_t service = getpid();
     const termination_signals_blocked blocked;
@@ -136,8 +146,7 @@ bool spawn_after(QueueItem& item, void (*prepare)(const QueueItem& item)) {
     }
   }
   if (item.proc_pid == -1) {
-    item.close_proc_stdin();
-    item.close_proc_stdout();
+    release_streams(item);
     return false;
   }
   close_descriptor(item.proc_stdout_write_fd);

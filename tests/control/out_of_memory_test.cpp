@@ -31,6 +31,7 @@
 
 using namespace qx_test;
 using ::testing::AnyOf;
+using ::testing::HasSubstr;
 namespace fs = std::filesystem;
 
 namespace {
@@ -216,6 +217,35 @@ TEST_F(out_of_memory, repeats_a_step_that_has_not_started_its_child_or_cancels_t
       item.proc_pid = -1;
     }
     EXPECT_TRUE(has_failed || item.sm.state == TRANSCODE_READY);
+    drop_items();
+    return has_failed;
+  });
+}
+
+// The same, for a step whose tool prints to the service.
+TEST_F(out_of_memory, without_a_tool_leaves_no_job_running_and_says_why) {
+  fail_each_allocation([&](long nth, failing how) {
+    QueueItem& item = add_item(TRANSCODE_READY);
+    item.sm.ready.set_state(READY_QUERY_PROFILES);
+    EXPECT_TRUE(item.set_input_file(long_source));
+    clock_us += 2000000;  // the same line is printed once a second
+    bool has_failed = false;
+    testing::internal::CaptureStderr();
+    {
+      const failing_memory short_memory(nth, how);
+      item.idle();
+      has_failed = failing_memory::has_failed();
+    }
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(has_failed || item.proc_pid != -1);
+    if (item.proc_pid == -1) {
+      EXPECT_THAT(printed, HasSubstr("Out of memory: ")) << nth;
+      EXPECT_FALSE(item.is_running()) << nth;
+      EXPECT_TRUE(item.sm.state == TRANSCODE_READY || item.sm.state == TRANSCODE_CANCELLED) << nth;
+    } else {
+      waitpid(item.proc_pid, nullptr, 0);
+      item.proc_pid = -1;
+    }
     drop_items();
     return has_failed;
   });
