@@ -145,7 +145,7 @@ bool QueueItem::ready() {
   if (sm.state == TRANSCODE_READY) { return true; }
   if (sm.state != TRANSCODE_INIT && sm.state != TRANSCODE_CANCELLED) { return false; }
   // A source that does not answer is validated as soon as it does.
-  if (validate_ready() == 0 && !(source_silent && init_fileops_job())) { return false; }
+  if (validate_ready() == 0 && !(source_silent && rest_is_valid(*this))) { return false; }
   return ready_from_rest(*this);
 }
 

@@ -147,6 +147,16 @@ TEST_F(silent_source, does_not_excuse_an_output_that_is_not_allowed) {
   });
 }
 
+TEST_F(silent_source, does_not_excuse_an_output_of_a_restarted_job) {
+  inside([&] {
+    QueueItem& item = add_silent();
+    item.sm.set_state(TRANSCODE_CANCELLED);
+    item.output_file = "/etc/clip.mp4";
+    EXPECT_FALSE(item.ready());
+    EXPECT_EQ(item.state_message, "Rejected: output file name is invalid");
+  });
+}
+
 TEST_F(silent_source, of_a_restored_job_is_looked_at_once_if_it_answers) {
   mount_.answer();
   inside([&] {
