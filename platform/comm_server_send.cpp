@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include "platform/clock.h"
 #include "platform/comm_server_v4.h"
@@ -14,6 +15,11 @@ namespace {
 
 // A client that has replies to read but reads nothing for this long is dropped.
 constexpr std::uint64_t patience_us = 5000000;
+// The same while the server only delivers, because the end of the service waits for that.
+constexpr std::uint64_t last_patience_us = 2000000;
+// Between two attempts to deliver. A poll would report a client only once it has read most of what
+// the kernel holds for it.
+constexpr useconds_t delivery_pause_us = 2000;
 // Replies to requests that arrived together are sent together, in one call: up to this size, in
 // bytes, and within this time, so that none of them waits for several long requests.
 constexpr std::size_t most_held = 16384;
@@ -89,6 +95,32 @@ void comm_socket_v4_client::send_held() {
   if (!has_output() || is_blocked) { return; }
   send_round();
   if (has_output()) { server->limit_output(); }
+}
+
+bool comm_socket_v4::send_round() {
+  held_since_us = 0;
+  bool are_left = false;
+  for (comm_socket_v4_client& client : clients) {
+    client.send_round();
+    are_left = are_left || client.has_output();
+  }
+  return are_left;
+}
+
+void comm_socket_v4::close_stalled(std::uint64_t since_us) {
+  const std::uint64_t now_us = monotonic_clock_us();
+  for (comm_socket_v4_client& client : clients) {
+    const std::uint64_t begin_us = std::max(client.output_stalled_us, since_us);
+    if (client.is_blocked && now_us - begin_us >= last_patience_us) { client.close(); }
+  }
+}
+
+void comm_socket_v4_deliver(comm_socket_v4* server, std::uint64_t deadline_us) {
+  const std::uint64_t begin_us = monotonic_clock_us();
+  while (server != nullptr && server->send_round() && monotonic_clock_us() < deadline_us) {
+    server->close_stalled(begin_us);
+    usleep(delivery_pause_us);
+  }
 }
 
 void comm_socket_v4::note_held() {

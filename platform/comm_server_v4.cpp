@@ -24,6 +24,8 @@ constexpr int most_accepts_per_round = backlog;
 // Descriptors withheld from clients: enough for the process to start a child (two pipes) and to
 // write its files while the socket is crowded.
 constexpr std::size_t reserved_descriptors = 8;
+// How long the end of the server can be delayed by clients that are still reading.
+constexpr std::uint64_t last_delivery_us = 5000000;
 
 unique_fd make_socket() {
   return unique_fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
@@ -126,10 +128,10 @@ comm_socket_v4* comm_socket_v4_create() {
 }
 
 comm_socket_v4* comm_socket_v4_destroy(comm_socket_v4* server) {
-  if (server != nullptr && server->listener.valid() && is_own_file(*server)) {
-    unlink(server->path.c_str());
-  }
-  if (server != nullptr) { server->send_all_held(); }
+  if (server == nullptr) { return nullptr; }
+  if (server->listener.valid() && is_own_file(*server)) { unlink(server->path.c_str()); }
+  server->listener.reset();
+  comm_socket_v4_deliver(server, monotonic_clock_us() + last_delivery_us);
   delete server;
   return nullptr;
 }

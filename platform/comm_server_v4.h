@@ -122,6 +122,11 @@ struct comm_socket_v4 {
   comm_socket_v4_client* slowest_writer();
   comm_socket_v4_client* slowest_reader();
 
+  // Sends what the kernel accepts to each client. Returns whether replies are left.
+  bool send_round();
+  // Gives up on clients that have accepted nothing for a moment since that time.
+  void close_stalled(std::uint64_t since_us);
+
   void note_held();
   // Sends the replies that are held back if that has taken long enough.
   void send_overdue();

@@ -1,6 +1,7 @@
 // The server side of the control socket: a local stream socket that serves packets
 // (comm_packet_v4.h) to many clients from one thread. Reading is bounded per round, and nothing
-// blocks except the two functions with a deadline. Deadlines are on monotonic_clock_us().
+// blocks except comm_socket_v4_destroy and the functions with a deadline. Deadlines are on
+// monotonic_clock_us().
 //
 // One pass of the server's loop: idle, then accept_connection until null, then
 // get_disconnected_client until null (free each), then server_get_packet until null (answer and
@@ -20,9 +21,10 @@ struct comm_socket_v4_client;
 // Creates a server that is not listening yet. Returns null if out of memory. The caller owns it.
 comm_socket_v4* comm_socket_v4_create();
 
-// Closes the listening socket and every client, removes the socket file if it is still the one that
-// this server made, and returns null. Accepts null. Every client handed out becomes invalid;
-// requests stay valid and must still be released.
+// Closes the listening socket, removes the socket file if it is still the one that this server
+// made, delivers pending replies for 5 s at most (see comm_socket_v4_deliver), closes every client,
+// and returns null. Accepts null. Every client handed out becomes invalid; requests stay valid and
+// must still be released.
 comm_socket_v4* comm_socket_v4_destroy(comm_socket_v4* server);
 
 // Binds to `path` and listens. A socket file that nobody listens on is removed first; a socket in
@@ -108,6 +110,11 @@ void qxmi_default_unknown_command_error_response(const comm_socket_v4_packet* re
 // at most 64 MiB; beyond that, clients that have gone the longest without reading are closed.
 int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
                                          comm_socket_v4_packet* packet);
+
+// Delivers pending replies as their clients read them, until none is left or the deadline; nothing
+// is read and nobody is accepted meanwhile. A client that accepts none of its replies for 2 s of
+// this time is closed. Accepts null.
+void comm_socket_v4_deliver(comm_socket_v4* server, std::uint64_t deadline_us);
 
 // Sends the short replies that are kept. To be called when no more requests are taken although
 // there may be some.

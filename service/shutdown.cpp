@@ -7,6 +7,7 @@
 
 #include "control/control_server.h"
 #include "platform/clock.h"
+#include "platform/comm_socket_v4.h"
 #include "platform/out_of_memory.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
@@ -15,7 +16,7 @@
 namespace {
 
 constexpr std::uint64_t grace_us = 10000000;
-constexpr useconds_t grace_poll_us = 500000;
+constexpr std::uint64_t grace_poll_us = 500000;
 
 void ask_to_end(QueueItem& item) {
   item.shutdown_proc();
@@ -47,13 +48,21 @@ bool any_still_running() {
   return any;
 }
 
+// Waits until the next look at the children; what clients have not read yet is delivered meanwhile.
+void wait_for_next_look() {
+  std::uint64_t const end = monotonic_clock_us() + grace_poll_us;
+  comm_socket_v4_deliver(server_socket, end);
+  std::uint64_t const now = monotonic_clock_us();
+  if (now < end) { usleep(static_cast<useconds_t>(end - now)); }
+}
+
 // True if all children ended within the grace period.
 bool wait_for_children(std::uint64_t deadline) {
   for (;;) {
     with_memory("requests were not answered", handle_server_socket);
     if (monotonic_clock_us() >= deadline) { return false; }
     if (transcode_queue.empty() || !any_still_running()) { return true; }
-    usleep(grace_poll_us);
+    wait_for_next_look();
   }
 }
 

@@ -1,5 +1,12 @@
 // Shutdown of the shipped service, with and without children that take their time.
+#include <algorithm>
 #include <csignal>
+#include <cstring>
+#include <thread>
+#include <utility>
+
+#include <poll.h>
+#include <unistd.h>
 
 #include <gmock/gmock.h>
 
@@ -10,7 +17,10 @@ using namespace qx_test;
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::Gt;
 using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::Pair;
 
 namespace {
 
@@ -46,6 +56,39 @@ protected:
     ASSERT_TRUE(wait_until(
         [&] { return read_file(status).find("ShdPnd:\t0000000000000000") != std::string::npos; }));
     machine.service.signal(number);
+  }
+
+  // Adds jobs whose listing is much longer than a connection buffers.
+  void add_long_jobs() const {
+    for (int i = 0; i < 10; ++i) {
+      machine.client.add({{"transcode profile", std::string(900000, 'p')}});
+    }
+  }
+  // Asks for the listing, and waits until the reply has begun to arrive.
+  void begin_listing(const raw_connection& connection) const {
+    request_packet list;
+    list.words = {"list"};
+    ASSERT_TRUE(connection.send(list.encoded()));
+    pollfd entry{connection.fd(), POLLIN, 0};
+    ASSERT_EQ(poll(&entry, 1, 60000), 1);
+  }
+
+  // Reads the reply with pauses. Returns its size, and false if it was cut off.
+  static std::pair<std::size_t, bool> read_slowly(const raw_connection& connection) {
+    constexpr std::size_t header_size = 32;
+    std::string reply;
+    std::size_t size = header_size;
+    char bytes[65536];
+    ssize_t got = 1;
+    while (reply.size() < size && got > 0) {
+      std::this_thread::sleep_for(5ms);
+      got = read(connection.fd(), bytes, sizeof(bytes));
+      reply.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+      std::uint32_t body = 0;
+      if (reply.size() >= header_size) { std::memcpy(&body, reply.data() + 4, sizeof(body)); }
+      size = header_size + body;
+    }
+    return {reply.size(), reply.size() == size};
   }
 
   test_machine machine;
@@ -117,6 +160,42 @@ TEST_F(shutdown_of_service, serves_clients_while_it_waits) {
   EXPECT_EQ(machine.client.request("test").status(), "OK");
   machine.root.release("end");
   EXPECT_EQ(machine.service.wait_for_exit().status, 0);
+}
+
+TEST_F(shutdown_of_service, delivers_a_long_reply_whole) {
+  machine.start();
+  add_long_jobs();
+  const raw_connection connection(machine.client.socket_path());
+  begin_listing(connection);
+  machine.service.signal(SIGTERM);
+  ASSERT_TRUE(machine.service.wait_for_stderr("Shutting down transcode queue\n"));
+  EXPECT_EQ(connection.receive().json()["total"].int_value(), 10);
+  EXPECT_EQ(machine.service.wait_for_exit().status, 0);
+}
+
+TEST_F(shutdown_of_service, delivers_a_long_reply_while_it_waits) {
+  start_transcode(stubborn().wait("end"));
+  ASSERT_TRUE(machine.root.wait_for_mark("stubborn"));
+  add_long_jobs();
+  const raw_connection connection(machine.client.socket_path());
+  begin_listing(connection);
+  machine.service.signal(SIGTERM);
+  ASSERT_TRUE(machine.service.wait_for_stderr("proc=1 stdout=0\n"));
+  EXPECT_THAT(read_slowly(connection), Pair(Gt(9000000U), true));
+  EXPECT_THAT(machine.service.stderr_lines(), Not(Contains("Shutting down transcode queue")));
+  machine.root.release("end");
+  EXPECT_EQ(machine.service.wait_for_exit().status, 0);
+}
+
+TEST_F(shutdown_of_service, waits_briefly_for_a_client_that_reads_nothing) {
+  machine.start();
+  add_long_jobs();
+  const raw_connection connection(machine.client.socket_path());
+  begin_listing(connection);
+  const auto begin = steady::now();
+  EXPECT_EQ(machine.service.stop().status, 0);
+  EXPECT_GE(steady::now() - begin, 2s);
+  EXPECT_LT(steady::now() - begin, 9s);
 }
 
 TEST_F(shutdown_of_service, starts_no_further_step) {
