@@ -131,16 +131,12 @@ int handle_server_socket() {
     return -1;
   }
   meet_and_part();
-  // A signal ends the pass, so that a shutdown does not wait for every client.
-  std::uint32_t const signals = DIE;
   comm_socket_v4_client* client = nullptr;
   comm_socket_v4_packet* request = nullptr;
-  while (DIE == signals &&
-         (request = comm_socket_v4_server_get_packet(server_socket, &client)) != nullptr) {
+  while ((request = comm_socket_v4_server_get_packet(server_socket, &client)) != nullptr) {
     assert(client != nullptr);
     handle_request(client, request);
     comm_socket_v4_packet_release(request);
   }
-  if (DIE != signals) { comm_socket_v4_send_held(server_socket); }
   return 0;
 }

@@ -186,10 +186,6 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
   return client->takes_replies ? 1 : -1;
 }
 
-void comm_socket_v4_send_held(comm_socket_v4* server) {
-  if (server->held_since_us != 0) { server->send_all_held(); }
-}
-
 bool comm_socket_v4_client_takes_replies(const comm_socket_v4_client* client) {
   return client->takes_replies;
 }

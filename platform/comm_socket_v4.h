@@ -116,10 +116,6 @@ int comm_socket_v4_packet_send_to_client(comm_socket_v4_client* client,
 // this time is closed. Accepts null.
 void comm_socket_v4_deliver(comm_socket_v4* server, std::uint64_t deadline_us);
 
-// Sends the short replies that are kept. To be called when no more requests are taken although
-// there may be some.
-void comm_socket_v4_send_held(comm_socket_v4* server);
-
 // Ends the connection to a client whose request cannot be answered.
 void comm_socket_v4_drop_client(comm_socket_v4_client* client);
 

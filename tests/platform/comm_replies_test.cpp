@@ -279,13 +279,6 @@ TEST_F(comm_replies, largest_reply_has_room_after_held_ones_that_the_kernel_does
   EXPECT_GT(send(), 0);
 }
 
-TEST_F(comm_replies, held_reply_is_sent_on_request) {
-  prepare(10);
-  ASSERT_GT(send(), 0);
-  comm_socket_v4_send_held(bench.server);
-  EXPECT_EQ(client.replies(), strings{"7 a OK"});
-}
-
 TEST_F(comm_replies, reply_survives_a_lack_of_memory_in_the_kernel) {
   pass_over_the_second();
   prepare(10);
