@@ -33,8 +33,7 @@ struct expected_result {
   double loudness_tolerance = 1.0;
   double time_tolerance = 0.06;  // of flashes against the source's clock, seconds
   bool in_short_form = false;
-  bool on_one_clock = true;    // else it cannot be made in segments, whatever its container
-  bool changes_sound = false;  // from one form to another, which is found out on the way
+  bool on_one_clock = true;  // else it cannot be made in segments, whatever its container
 
   bool has_picture() const { return width > 0; }
   // Whether an interrupted transcode of it must be resumed: it can be read from any place, and is

@@ -67,8 +67,7 @@ interrupted_result transcode_interrupted(const std::string& folder, const std::s
   const child_result second = run_child(in_segments, true);
   result.error = failure_of(second);
   result.resumed = second.errors.find(": resumed at ") != std::string::npos;
-  result.in_one_piece = second.errors.find("starts over in one piece: ") != std::string::npos;
-  if (!result.in_one_piece && second.errors.find("starts over") != std::string::npos) {
+  if (second.errors.find("starts over") != std::string::npos) {
     result.deviations.push_back("started over");
   }
   if (result.error.empty()) { compare_packets(made, one_piece, result); }

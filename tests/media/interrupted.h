@@ -10,7 +10,6 @@ struct interrupted_result {
   std::string error;                    // of the tool; empty when it ended well
   bool killed = false;                  // else it had ended before it could be killed
   bool resumed = false;                 // the second run continued the first one's segments
-  bool in_one_piece = false;            // the second run found that it cannot be made in segments
   std::vector<std::string> deviations;  // from a transcode in one piece
 };
 

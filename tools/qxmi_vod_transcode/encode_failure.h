@@ -10,8 +10,8 @@ struct encode_failure {
   bool interrupted = false;
   // The source is to blame: making everything once more would end in the same way.
   bool same_again = false;
-  // It could be made in one piece.
-  bool needs_one_piece = false;
+  // The sound of the source changes its form, which segments of bare packets cannot show.
+  bool changes_sound = false;
 };
 
 // Whether the file system or a quota is full.

@@ -141,6 +141,15 @@ private:
       append(arguments_, {"-frames:a", std::to_string(last_packet() + lead -
                                                       plan_.first_packet(run_.sounds.first))});
     }
+    if (plan_.sound_is_whole) {
+      add_output(arguments_, "mp4", folder_ + whole_sound_name(0));
+    } else {
+      add_sound_segments(lead);
+    }
+    if (run_.seeks_sound(plan_)) { add_landing(); }
+  }
+
+  void add_sound_segments(std::int64_t lead) {
     append(arguments_,
            {"-segment_format", "adts", "-segment_frames",
             cut_list(lead > 0 ? lead : plan_.packets, plan_.packets, cuts(run_.sounds))});
@@ -148,7 +157,6 @@ private:
            {"-segment_start_number", std::to_string(run_.sounds.first - (lead > 0 ? 1 : 0))});
     append(arguments_, {"-segment_list", folder_ + run_sound_times, "-segment_list_type", "csv"});
     add_output(arguments_, "segment", folder_ + "s%06d.adts");
-    if (run_.seeks_sound(plan_)) { add_landing(); }
   }
 
   void add_landing() {
@@ -207,6 +215,10 @@ std::string sound_segment_name(std::int64_t segment) {
   return name_of("s%06d.adts", segment);
 }
 
+std::string whole_sound_name(std::int64_t segment) {
+  return name_of("s%06d.m4a", segment);
+}
+
 argument_list run_command(const source_media& media, const encode_settings& settings,
                           const segment_plan& plan, const segment_run& run,
                           const std::string& input_url, const std::string& folder_url) {
@@ -222,11 +234,13 @@ std::string join_list(const segment_plan& plan, std::int64_t count) {
   return text;
 }
 
-argument_list join_command(const std::string& list_url, const std::string& sound_url,
-                           const std::string& output_url) {
+argument_list join_command(const segment_plan& plan, const std::string& list_url,
+                           const std::string& sound_url, const std::string& output_url) {
   argument_list arguments = ffmpeg_command();
   add_segment_list(arguments, list_url);
-  if (!sound_url.empty()) {
+  if (!sound_url.empty() && plan.sound_is_whole) {
+    add_input(arguments, sound_url, "mov");
+  } else if (!sound_url.empty()) {
     append(arguments, {"-itsoffset", sound_delay});
     add_input(arguments, sound_url, "aac");
   }

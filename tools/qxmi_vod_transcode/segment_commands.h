@@ -28,6 +28,11 @@ struct segment_run {
   bool is_whole() const {
     return pictures.first == 0 && pictures.is_open() && sounds.first == 0 && sounds.is_open();
   }
+  // Makes all pictures, or all sound, and not both.
+  bool is_all_of_its_kind() const {
+    const segment_range& made = has_pictures() ? pictures : sounds;
+    return made.first == 0 && made.is_open();
+  }
   // The first frame that it makes.
   std::int64_t first_frame(const segment_plan& plan) const {
     return plan.first_frame(pictures.first) - plan.lead_frames(pictures.first);
@@ -46,9 +51,11 @@ constexpr const char* run_sound_times = "sounds";
 // How many pictures at the beginning of a segment have sums.
 constexpr std::int64_t marked_frames = 3;
 
-// "v000012.mp4" and "s000012.adts".
+// "v000012.mp4" and "s000012.adts"; "s000000.m4a", with time stamps, for sound that is made as a
+// whole.
 std::string picture_segment_name(std::int64_t segment);
 std::string sound_segment_name(std::int64_t segment);
+std::string whole_sound_name(std::int64_t segment);
 
 // Makes the segments of `run` in the folder at `folder_url`, which ends with a slash. A run makes a
 // short segment of pictures before its first one, to be thrown away, and one of sound, too, unless
@@ -61,8 +68,8 @@ argument_list run_command(const source_media& media, const encode_settings& sett
 std::string join_list(const segment_plan& plan, std::int64_t count);
 
 // Joins the segments of the list, and the sound at `sound_url` unless that is empty.
-argument_list join_command(const std::string& list_url, const std::string& sound_url,
-                           const std::string& output_url);
+argument_list join_command(const segment_plan& plan, const std::string& list_url,
+                           const std::string& sound_url, const std::string& output_url);
 
 // Decodes `seconds` of a result from `begin` on; fails at the first error.
 argument_list decode_command(const std::string& url, double begin, double seconds);

@@ -117,7 +117,7 @@ bool read_description(int file, const box& table, std::string& description) {
   return true;
 }
 
-bool read_sample_table(int file, const box& table, segment_content& content) {
+bool count_samples(int file, const box& table, segment_content& content) {
   const std::optional<box> sizes = only_box(file, table, "stsz");
   char head[12];
   if (!sizes || sizes->end - sizes->begin < sizeof head ||
@@ -125,7 +125,17 @@ bool read_sample_table(int file, const box& table, segment_content& content) {
     return false;
   }
   content.frames = static_cast<std::int64_t>(big_endian(head + 8, 4));
-  return read_description(file, table, content.description);
+  return content.frames > 0;
+}
+
+bool read_sum(int file, segment_content& content) {
+  content_sum sum;
+  const bool complete = read_through(file, [&sum](std::string_view bytes) {
+    sum.add(bytes);
+    return true;
+  });
+  content.sum = sum.value();
+  return complete;
 }
 
 // ---- ADTS: packets with a header each
@@ -174,14 +184,14 @@ bool file_size(int file, std::uint64_t& size) {
 bool read_picture_segment(int file, segment_content& content) {
   if (!file_size(file, content.bytes)) { return false; }
   const std::optional<box> table = sample_table(file, content.bytes);
-  content_sum sum;
-  const bool complete = table && read_sample_table(file, *table, content) &&
-                        read_through(file, [&sum](std::string_view bytes) {
-                          sum.add(bytes);
-                          return true;
-                        });
-  content.sum = sum.value();
-  return complete && content.frames > 0;
+  return table && count_samples(file, *table, content) &&
+         read_description(file, *table, content.description) && read_sum(file, content);
+}
+
+bool read_whole_sound(int file, segment_content& content) {
+  if (!file_size(file, content.bytes)) { return false; }
+  const std::optional<box> table = sample_table(file, content.bytes);
+  return table && count_samples(file, *table, content) && read_sum(file, content);
 }
 
 bool read_sound_segment(int file, segment_content& content) {

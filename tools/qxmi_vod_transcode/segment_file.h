@@ -15,3 +15,4 @@ struct segment_content {
 // MP4 file with one stream, or no whole packets of ADTS. Its pictures and samples are not decoded.
 bool read_picture_segment(int file, segment_content& content);
 bool read_sound_segment(int file, segment_content& content);
+bool read_whole_sound(int file, segment_content& content);  // an MP4 file

@@ -62,11 +62,13 @@ bool write_sound(const encode_task& task, int folder, std::size_t segments) {
   return file.valid();
 }
 
-bool run_join(const encode_task& task, const output_file& output, int folder, bool sound,
-              encode_failure& failure) {
+// `sound` is the name of its file; empty without.
+bool run_join(const encode_task& task, const output_file& output, const segment_plan& plan,
+              int folder, const std::string& sound, encode_failure& failure) {
   const std::string url = "file:/proc/self/fd/" + std::to_string(folder) + "/";
+  const std::string sound_url = sound.empty() ? "" : url + sound;
   program_request request;
-  request.argv = join_command(url + list_name, sound ? url + sound_name : "", output.url());
+  request.argv = join_command(plan, url + list_name, sound_url, output.url());
   request.confined_to.emplace().readable = {folder};
   request.confined_to->writable = output.fd();
   request.confined_to->largest_file = largest_output(task.media, task.settings);
@@ -172,12 +174,14 @@ bool join_segments(const encode_task& task, const output_file& output, const seg
                    const segment_store& store, int folder, encode_failure& failure) {
   const auto pictures = static_cast<std::int64_t>(store.pictures().size());
   const std::size_t sounds = store.sounds().size();
+  const bool in_segments = sounds > 0 && !plan.sound_is_whole;
   if (!write_list(folder, join_list(plan, pictures)) ||
-      (sounds > 0 && !write_sound(task, folder, sounds))) {
+      (in_segments && !write_sound(task, folder, sounds))) {
     failure = system_failure(errno);
     return false;
   }
-  const bool joined = run_join(task, output, folder, sounds > 0, failure);
+  const std::string sound = in_segments ? sound_name : sounds > 0 ? whole_sound_name(0) : "";
+  const bool joined = run_join(task, output, plan, folder, sound, failure);
   unlinkat(folder, sound_name, 0);
   unlinkat(folder, list_name, 0);
   return joined && ends_and_seams_decode(task, output, plan, store, failure);

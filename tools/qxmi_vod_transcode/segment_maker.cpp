@@ -34,9 +34,9 @@ private:
   bool is_held_ = false;
 };
 
-std::string first_name(const segment_run& run) {
+std::string first_name(const segment_store& store, const segment_run& run) {
   return run.has_pictures() ? picture_segment_name(run.pictures.first)
-                            : sound_segment_name(run.sounds.first);
+                            : segment_name(store.sound_kind(), run.sounds.first);
 }
 
 }  // namespace
@@ -47,7 +47,7 @@ public:
   // `part` is its number in the progress.
   engine(segment_maker& maker, const segment_run& run, int part)
       : maker_(maker), run_(run), part_(part),
-        folder_(maker.folder_, run_folder_name(first_name(run))),
+        folder_(maker.folder_, run_folder_name(first_name(maker.store_, run))),
         error_(folder_.valid() ? 0 : errno),
         url_("file:/proc/self/fd/" + std::to_string(folder_.fd()) + "/"),
         encoder_(maker.task_.line, maker.task_.progress, maker.task_.cap, part),

@@ -35,11 +35,13 @@ struct segment_range {
 };
 
 // Picture and sound have segments of their own, of nearly the same length, numbered from 0. The
-// last ones are shorter, and how many there are is known only when the engine has made them.
+// last ones are shorter, and how many there are is known only when the engine has made them. Sound
+// whose time stamps jump is made as a whole instead: it is one segment of any length.
 struct segment_plan {
   rational rate;             // frames of the output a second
   std::int64_t frames = 0;   // in a picture segment, whole groups of pictures
   std::int64_t packets = 0;  // in a sound segment; 0 without sound
+  bool sound_is_whole = false;
 
   // The first frame of a picture segment, and the first packet of a sound segment.
   std::int64_t first_frame(std::int64_t segment) const { return segment * frames; }

@@ -53,8 +53,15 @@ bool fits_record(const std::string& text, const std::string& name, kept_segment&
 }
 
 bool read_content(segment_kind kind, int file, segment_content& content) {
-  return kind == segment_kind::picture ? read_picture_segment(file, content)
-                                       : read_sound_segment(file, content);
+  switch (kind) {
+  case segment_kind::picture:
+    return read_picture_segment(file, content);
+  case segment_kind::sound:
+    return read_sound_segment(file, content);
+  case segment_kind::whole_sound:
+    return read_whole_sound(file, content);
+  }
+  return false;
 }
 
 bool fail(encode_failure& failure) {
@@ -150,8 +157,15 @@ bool may_be_readable_later(int error) {
 }
 
 std::string segment_name(segment_kind kind, std::int64_t segment) {
-  return kind == segment_kind::picture ? picture_segment_name(segment)
-                                       : sound_segment_name(segment);
+  switch (kind) {
+  case segment_kind::picture:
+    return picture_segment_name(segment);
+  case segment_kind::sound:
+    return sound_segment_name(segment);
+  case segment_kind::whole_sound:
+    break;
+  }
+  return whole_sound_name(segment);
 }
 
 bool list_segments(int folder, segment_kind kind, std::vector<std::int64_t>& segments) {

@@ -11,7 +11,8 @@
 #include "tools/qxmi_vod_transcode/encode_failure.h"
 #include "tools/qxmi_vod_transcode/segment_file.h"
 
-enum class segment_kind { picture, sound };
+// Sound that is made as a whole has the number 0.
+enum class segment_kind { picture, sound, whole_sound };
 
 struct kept_segment {
   segment_content content;
@@ -21,7 +22,7 @@ struct kept_segment {
   bool is_last = false;  // the output ends with it
 };
 
-// "v000012.mp4" or "s000012.adts".
+// "v000012.mp4", "s000012.adts" or "s000000.m4a".
 std::string segment_name(segment_kind kind, std::int64_t segment);
 
 // The numbers of all segments of a kind in `folder`, in no order. False with errno on failure.
@@ -51,8 +52,8 @@ segment_placing place_segment(int run_folder, int folder, segment_kind kind, std
                               kept_segment& kept, const std::function<bool()>& may_place,
                               encode_failure& failure);
 
-// Removes a segment whose content has that sum, or all of a kind, damaged or not, with their
-// records.
+// Removes a segment whose content has that sum, or all of pictures or of any sound, damaged or not,
+// with their records.
 void remove_segment(int folder, segment_kind kind, std::int64_t segment, std::uint64_t sum);
 void remove_segments(int folder, segment_kind kind);
 

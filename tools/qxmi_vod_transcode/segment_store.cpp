@@ -16,7 +16,9 @@ namespace {
 constexpr const char* totals_name = "complete";
 constexpr const char* reach_name = "reach";
 
-constexpr segment_kind kinds[] = {segment_kind::picture, segment_kind::sound};
+constexpr const char* sound_note = "sound";
+constexpr const char* sound_whole = "whole";
+constexpr const char* sound_divided = "in segments";
 
 std::int64_t sum_of_frames(const segment_map& segments) {
   return std::accumulate(
@@ -27,6 +29,7 @@ std::int64_t sum_of_frames(const segment_map& segments) {
 }  // namespace
 
 bool segment_store::fits(segment_kind kind, std::int64_t segment, const kept_segment& kept) const {
+  if (kind == segment_kind::whole_sound) { return segment == 0 && kept.is_last; }
   const bool picture = kind == segment_kind::picture;
   const std::int64_t full = picture ? plan_.frames : plan_.packets;
   const std::int64_t frames = kept.content.frames;
@@ -81,7 +84,7 @@ bool segment_store::scan(const std::function<bool()>& goes_on, encode_failure& f
   pictures_.clear();
   sounds_.clear();
   complete_ = false;
-  for (const segment_kind kind : kinds) {
+  for (const segment_kind kind : {segment_kind::picture, sound_kind()}) {
     if (!scan_kind(kind, goes_on, unreadable, failure)) { return false; }
   }
   complete_ = has_all() && note(totals_name) == totals();
@@ -94,6 +97,14 @@ bool segment_store::scan(const std::function<bool()>& goes_on, encode_failure& f
 void segment_store::set_reach(int reach) {
   reach_ = reach;
   set_note(reach_name, std::to_string(reach));
+}
+
+bool segment_store::needs_whole_sound() const {
+  return note(sound_note) == sound_whole;
+}
+
+void segment_store::set_needs_whole_sound(bool needs) const {
+  set_note(sound_note, needs ? sound_whole : sound_divided);
 }
 
 void segment_store::set_note(const std::string& name, const std::string& text) const {
@@ -224,11 +235,15 @@ void segment_store::remove_runs_at(const std::vector<std::int64_t>& bad_seams) {
 }
 
 void segment_store::clear() {
+  clear_sound();
+  pictures_.clear();
+  remove_segments(folder_, segment_kind::picture);
+}
+
+void segment_store::clear_sound() {
   not_complete();
-  for (const segment_kind kind : kinds) {
-    all_of(kind).clear();
-    remove_segments(folder_, kind);
-  }
+  sounds_.clear();
+  remove_segments(folder_, segment_kind::sound);
 }
 
 bool segment_store::is_begun(int folder) {

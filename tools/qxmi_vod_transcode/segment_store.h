@@ -22,7 +22,8 @@ enum class unreadable_segment { trouble, missing };
 
 class segment_store {
 public:
-  // `folder` must stay open as long as this object exists.
+  // `folder` must stay open, and `plan` exist, as long as this object does. Whether the sound is
+  // made as a whole may change in the plan; scan() follows.
   segment_store(int folder, const segment_plan& plan) : folder_(folder), plan_(plan) {}
 
   // Reads what the folder holds. `goes_on` is asked before each segment. False if it says no, or
@@ -30,6 +31,16 @@ public:
   // that could not be read the last time either counts as damaged.
   bool scan(const std::function<bool()>& goes_on, encode_failure& failure,
             unreadable_segment unreadable = unreadable_segment::trouble);
+
+  // What the sound is made of: segments, or one file as a whole.
+  segment_kind sound_kind() const {
+    return plan_.sound_is_whole ? segment_kind::whole_sound : segment_kind::sound;
+  }
+
+  // Whether somebody who worked in the folder has found that the sound must be made as a whole. If
+  // that cannot be written, the next run of the tool finds it out once more.
+  bool needs_whole_sound() const;
+  void set_needs_whole_sound(bool needs) const;
 
   // The complete segments by their numbers, with gaps where one is missing.
   const segment_map& all(segment_kind kind) const {
@@ -76,9 +87,11 @@ public:
   // but not one segment earlier: there, a run in the wrong place would not be noticed.
   void remove_bad_ends();
 
-  // Removes segments: one, those of one run from there on, or all, also those that were not read.
+  // Removes segments: one, those of one run from there on, or all, of sound or of both kinds, also
+  // those that were not read.
   void remove(segment_kind kind, std::int64_t segment);
   void remove_run(std::int64_t segment);
+  void clear_sound();
   void clear();
 
   // Removes the runs that begin at these bad seams. Where one of them goes, the next seam says

@@ -69,7 +69,7 @@ segment_watch::segment_watch(encoder_watch& encoder, segment_store& store, keep_
       picture_in_place_(run.pictures.first == 0 || !run.has_pictures()),
       sound_in_place_(!run.seeks_sound(plan)),
       picture_{segment_kind::picture, run.pictures, run.pictures.first, false, {}},
-      sound_{segment_kind::sound,
+      sound_{store.sound_kind(),
              run.has_sound(plan) ? run.sounds : segment_range{0, 0},
              run.sounds.first,
              false,
@@ -194,7 +194,7 @@ bool segment_watch::is_even_sound(bool is_last) const {
 bool segment_watch::keep(stream_state& stream, bool is_last) {
   if (stream.kind == segment_kind::sound && !is_even_sound(is_last)) {
     failure_ = {false, "its sound changes its form"};
-    failure_.needs_one_piece = true;
+    failure_.changes_sound = true;
     return false;
   }
   kept_segment made;

@@ -109,6 +109,8 @@ void segmented_encode::announce(const std::string& text) const {
 }
 
 bool segmented_encode::scan(encode_failure& failure) {
+  // A node may have found it out.
+  plan_.sound_is_whole = plan_.sound_is_whole || store_->needs_whole_sound();
   // If this machine cannot read what a node wrote, it makes it.
   const auto unreadable = was_spread_ ? unreadable_segment::missing : unreadable_segment::trouble;
   scanned_ = scanned_ || store_->scan([this] { return may_go_on(task_); }, failure, unreadable);
@@ -127,7 +129,7 @@ void segmented_encode::start_over(const std::string& why) {
 // Once must be enough: whatever is wrong then is not the fault of several runs.
 bool segmented_encode::may_start_over(const encode_failure& failure) const {
   return stop_signal() == 0 && !started_over_ && !failure.interrupted && !failure.same_again &&
-         !failure.needs_one_piece && !lacks_room(failure.cause) && task_.source.unchanged();
+         !failure.changes_sound && !lacks_room(failure.cause) && task_.source.unchanged();
 }
 
 // A run in the middle follows the source's clock, which must therefore lead there. After two failed
@@ -148,18 +150,43 @@ segmented_encode::clock_kind segmented_encode::find_clock(encode_failure& failur
   return clock_kind::unknown;
 }
 
+// Without pictures all of it is made in one run, unless the sound has one of its own.
 bool segmented_encode::choose_beginning(encode_failure& failure) {
-  if (store_->pictures().empty()) {
+  const bool has_pictures = !store_->pictures().empty();
+  if (!has_pictures && !plan_.sound_is_whole) {
     store_->clear();
-  } else if (store_->reach() >= no_warm_up_helps) {
+  } else if (has_pictures && store_->reach() >= no_warm_up_helps) {
     start_over("its parts do not fit together");
   } else {
     const clock_kind clock = find_clock(failure);
     if (clock == clock_kind::unknown) { return false; }
-    if (clock == clock_kind::jumping) { start_over("its clock jumps"); }
+    if (clock == clock_kind::jumping) {
+      if (plan_.sound_is_whole) { set_sound_is_whole(false); }
+      start_over("its clock jumps");
+    }
     store_->remove_bad_ends();
   }
   return true;
+}
+
+// Goes on with the pictures that are there, and with a run of all sound alone. Both follow an even
+// clock only. False, with the failure, if it is not known to be one.
+bool segmented_encode::choose_whole_sound(encode_failure& failure) {
+  encode_failure unclear;
+  const clock_kind clock = find_clock(unclear);
+  if (clock == clock_kind::unknown) { failure = unclear; }
+  if (clock == clock_kind::jumping) { failure.cause += ", and its clock jumps"; }
+  if (clock != clock_kind::even) { return false; }
+  log_note(checkpoint_note, failure.cause + ": it is made as a whole");
+  failure = {};
+  set_sound_is_whole(true);
+  store_->clear_sound();
+  return true;
+}
+
+void segmented_encode::set_sound_is_whole(bool whole) {
+  plan_.sound_is_whole = whole;
+  store_->set_needs_whole_sound(whole);
 }
 
 void segmented_encode::read_earlier() {
@@ -168,17 +195,17 @@ void segmented_encode::read_earlier() {
 }
 
 std::vector<segment_range> segmented_encode::missing_sound() const {
-  return plan_.packets > 0 ? store_->missing(segment_kind::sound) : std::vector<segment_range>();
+  return plan_.packets > 0 ? store_->missing(store_->sound_kind()) : std::vector<segment_range>();
 }
 
-// One engine makes both picture and sound only where both go on to the end.
+// One engine makes both picture and sound only where both go on to the end, in segments.
 segment_run segmented_encode::next_run() const {
   segment_run run;
   run.warm_up = warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)];
   run.pictures = first_of(store_->missing(segment_kind::picture));
   if (plan_.packets == 0) { return run; }
   run.sounds = first_of(missing_sound());
-  const bool together = run.pictures.is_open() && run.sounds.is_open();
+  const bool together = run.pictures.is_open() && run.sounds.is_open() && !plan_.sound_is_whole;
   if (together || !run.has_pictures()) { return run; }
   if (run.pictures.is_open() && run.has_sound(plan_)) {
     run.pictures = {0, 0};
@@ -207,7 +234,7 @@ int segmented_encode::chosen_runs() const {
 
 run_end segmented_encode::make_next(encode_failure& failure, bool& was_whole) {
   const segment_run run = next_run();
-  was_whole = run.is_whole();
+  was_whole = plan_.sound_is_whole ? run.is_all_of_its_kind() : run.is_whole();
   segment_maker maker(task_, plan_, *store_, folder_.fd());
   const run_end end = maker.make(run, failure);
   if (end != run_end::missed) { return end; }
@@ -229,7 +256,7 @@ run_end segmented_encode::make_several(int at_once, encode_failure& failure) {
                              " at the same time");
   segment_maker maker(task_, plan_, *store_, folder_.fd());
   const run_end end = maker.make_all(runs, at_once, failure);
-  may_divide_ = end == run_end::made;
+  may_divide_ = end == run_end::made || failure.changes_sound;
   return end;
 }
 
@@ -241,6 +268,10 @@ bool segmented_encode::make_missing(encode_failure& failure) {
     const bool divides = at_once > 1 && find_clock(failure) == clock_kind::even;
     bool was_whole = false;
     const run_end end = divides ? make_several(at_once, failure) : make_next(failure, was_whole);
+    if (end == run_end::failed && failure.changes_sound) {
+      if (!choose_whole_sound(failure)) { return false; }
+      continue;
+    }
     const bool may_differ = end == run_end::missed ? !was_whole : may_start_over(failure);
     if (end == run_end::made || (may_differ && (divides || end == run_end::missed))) { continue; }
     if (was_whole || !may_differ) { return false; }
@@ -295,7 +326,8 @@ bool segmented_encode::try_make(const judgement& judge, encode_failure& failure)
 // segment that cannot be read, is therefore not a failure.
 bool segmented_encode::spread(encode_failure& failure) {
   cluster_work work = {task_, plan_, folder_.fd(), store_->missing(segment_kind::picture), {}};
-  if (plan_.packets > 0) { work.sounds = store_->missing(segment_kind::sound); }
+  // One run makes the whole of it.
+  if (!plan_.sound_is_whole) { work.sounds = missing_sound(); }
   const bool must_be_one_run = store_->reach() >= no_warm_up_helps;
   if (store_->is_complete() || must_be_one_run || !is_spread(work)) { return true; }
   const auto tell = [this](const std::string& text) { announce(text); };
@@ -314,7 +346,7 @@ bool segmented_encode::make(const judgement& judge, encode_failure& failure) {
   dismiss_tasks(folder_.fd());
   if (try_make(judge, failure)) { return true; }
   if (stop_signal() != 0) { return false; }
-  if (failure.needs_one_piece) {
+  if (failure.changes_sound) {
     announce(started_over_words + (" in one piece: " + failure.cause));
     return false;
   }

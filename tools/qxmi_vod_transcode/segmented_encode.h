@@ -67,6 +67,8 @@ private:
   bool take_over(encode_failure& failure);
   clock_kind find_clock(encode_failure& failure) const;
   bool choose_beginning(encode_failure& failure);
+  bool choose_whole_sound(encode_failure& failure);
+  void set_sound_is_whole(bool whole);
   void read_earlier();
   bool spread(encode_failure& failure);
   bool try_make(const judgement& judge, encode_failure& failure);

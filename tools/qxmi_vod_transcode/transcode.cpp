@@ -212,7 +212,7 @@ private:
       return is_right(counts, failing);
     };
     if (segments->make(judge, failure)) { return true; }
-    if (!failure.needs_one_piece || stop_signal() != 0) { return false; }
+    if (!failure.changes_sound || stop_signal() != 0) { return false; }
     segments.reset();
     failure = {};
     task.line.begin_at(0);

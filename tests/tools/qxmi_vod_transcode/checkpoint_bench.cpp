@@ -190,6 +190,33 @@ void checkpoint_bench::expect_whole(const tool_result& result) const {
   EXPECT_EQ(number(stream_of(report, "video")["nb_read_frames"]), all_frames);
 }
 
+void checkpoint_bench::use_pieces(const std::vector<piece>& pieces) {
+  std::vector<std::string> parts;
+  double begin = 0.0;
+  for (const piece& each : pieces) {
+    const std::string length = std::to_string(each.seconds);
+    parts.push_back(make_media(
+        settings, "piece" + std::to_string(parts.size()) + ".ts",
+        "-f lavfi -i testsrc2=s=128x72:r=25:d=" + length +
+            " -f lavfi -i aevalsrc=0.3*sin(400*t*t):s=48000:d=" + length +
+            " -c:v libx264 -preset ultrafast -sc_threshold 0 -g 50 -pix_fmt yuv420p "
+            "-c:a aac -ac " +
+            std::to_string(each.channels) + " -output_ts_offset " + std::to_string(begin)));
+    begin += each.seconds;
+  }
+  source = join_media(settings, "recording.ts", parts);
+}
+
+void checkpoint_bench::expect_same_sound_as_in_one_piece() const {
+  expect_as_in_one_piece();
+  const std::string packets =
+      "ffprobe -v error -select_streams a -show_data_hash md5 -show_entries "
+      "packet=pts,dts,duration,flags,data_hash -of csv=p=0 ";
+  const std::string made = output_of(packets + output);
+  EXPECT_NE(made, "");
+  EXPECT_EQ(made, output_of(packets + settings.file("one.mp4")));
+}
+
 void checkpoint_bench::expect_as_in_one_piece() const {
   const std::string one_piece = settings.file("one.mp4");
   configure("checkpoint=no\n");

@@ -58,12 +58,22 @@ protected:
   // Expects that the tool took over at least `segments` finished ones, and kept them.
   static void expect_resumed(const tool_result& result, long segments);
 
+  // Uses a recording of such pieces, each of so many seconds and channels of sound. Where their
+  // number changes, the time stamps of the output's sound jump.
+  struct piece {
+    double seconds;
+    int channels;
+  };
+  void use_pieces(const std::vector<piece>& pieces);
+
   // Expects a good end, nothing but the result in the folder, and in it every picture and every
   // packet of sound, which can be decoded.
   void expect_whole(const tool_result& result) const;
   // Expects of the result the times and flags of packets that a transcode in one piece has, and
   // pictures and sound that are like those.
   void expect_as_in_one_piece() const;
+  // The same, and the very same packets of sound.
+  void expect_same_sound_as_in_one_piece() const;
 
   scratch_folder folder;    // of the result
   scratch_folder settings;  // of the settings

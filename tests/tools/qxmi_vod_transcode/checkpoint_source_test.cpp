@@ -13,9 +13,7 @@
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
 
 using namespace qx_test;
-using testing::Contains;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::HasSubstr;
 
 namespace {
@@ -43,22 +41,6 @@ protected:
   void use_film_with_gap() {
     use("film.mkv", "25", 24, ",select=not(between(t\\,6\\,14))",
         ",aselect=not(between(t\\,6\\,14))", "-fps_mode vfr -g 50");
-  }
-
-  // 10 s with one channel, and 10 s with two.
-  void use_mono_then_stereo() {
-    use("mono.ts", "25", 10, "", "", "-g 50 -ac 1");
-    const std::string mono = source;
-    use("stereo.ts", "25", 10, "", "", "-g 50 -output_ts_offset 10");
-    source = join_media(settings, "film.ts", {mono, source});
-  }
-
-  void expect_one_piece(const tool_result& result) const {
-    EXPECT_EQ(result.end.status, 0);
-    EXPECT_THAT(result.errors,
-                Contains(EndsWith(": starts over in one piece: its sound changes its form")));
-    EXPECT_EQ(segment_folder(), "");
-    expect_as_in_one_piece();
   }
 
   void interrupt_with(std::size_t segments) const {
@@ -139,17 +121,4 @@ TEST_F(checkpoint_of_a_source, with_59_94_pictures_a_second_is_resumed) {
   use("film.ts", "60000/1001", 20, "", "", "-g 120");
   interrupt_with(4);
   expect_resumed_as_one_piece();
-}
-
-// Where its form changes, the engine sets up its filters once more, and the time stamps jump. Bare
-// packets in segments do not.
-TEST_F(checkpoint_of_a_source, whose_sound_changes_its_form_is_made_in_one_piece) {
-  use_mono_then_stereo();
-  expect_one_piece(resume());
-}
-
-TEST_F(checkpoint_of_a_source, whose_sound_changes_its_form_is_made_in_one_piece_after_a_kill) {
-  use_mono_then_stereo();
-  interrupt_with(2);
-  expect_one_piece(resume());
 }

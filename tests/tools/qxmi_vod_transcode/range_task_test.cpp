@@ -19,6 +19,7 @@
 #include "tests/support/skip.h"
 #include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
+#include "tools/qxmi_vod_transcode/segment_store.h"
 #include "tools/qxmi_vod_transcode/source_media.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 
@@ -81,6 +82,11 @@ protected:
   pid_t engine = -1;
 };
 
+// In the range of the first task.
+struct range_task_of_changing_sound : range_task {
+  range_task_of_changing_sound() { use_pieces({{7.0, 1}, {5.0, 2}}); }
+};
+
 }  // namespace
 
 TEST_F(range_task, makes_its_range_and_nothing_else) {
@@ -106,6 +112,26 @@ TEST_F(range_task, makes_only_what_is_missing_of_its_range) {
   ASSERT_EQ(run_task("0").end.status, 0);
   EXPECT_EQ(fs::last_write_time(work + "/v000003.mp4"), made);
   EXPECT_TRUE(has("s000003.adts"));
+}
+
+// As another task has found out.
+TEST_F(range_task, leaves_sound_that_must_be_whole_to_its_tool) {
+  segment_store(fd.get(), segment_plan()).set_needs_whole_sound(true);
+  EXPECT_EQ(run_task("0").end.status, 0);
+  EXPECT_TRUE(has("v000003.mp4"));
+  EXPECT_FALSE(has("s000003.adts"));
+  EXPECT_TRUE(is_task_done(fd.get(), note, 0));
+}
+
+TEST_F(range_task_of_changing_sound, leaves_the_sound_to_its_tool) {
+  EXPECT_EQ(run_task("0").end.status, 0);
+  EXPECT_TRUE(has("v000003.mp4"));
+  EXPECT_TRUE(is_task_done(fd.get(), note, 0));
+  EXPECT_EQ(read_complaint(fd.get()), "");
+  const tool_result result = resume();
+  EXPECT_EQ(result.end.status, 0);
+  EXPECT_THAT(result.errors, testing::ElementsAre(HasSubstr(": resumed at ")));
+  expect_same_sound_as_in_one_piece();
 }
 
 TEST_F(range_task, refuses_another_source) {

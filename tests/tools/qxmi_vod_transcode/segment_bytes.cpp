@@ -15,14 +15,22 @@ std::string box(const std::string& type, const std::string& content) {
   return number(static_cast<std::uint32_t>(8 + content.size())) + type + content;
 }
 
+std::string file_of(const std::string& entry, std::uint32_t samples, const std::string& content) {
+  const std::string table = box("stsd", number(0) + number(1) + entry) +
+                            box("stsz", number(0) + number(0) + number(samples));
+  return box("ftyp", "isom") + box("mdat", content) +
+         box("moov", box("trak", box("mdia", box("minf", box("stbl", table)))));
+}
+
 }  // namespace
 
 std::string film(std::uint32_t frames, const std::string& parameters) {
   const std::string entry = box("avc1", std::string(78, 'f') + box("avcC", parameters));
-  const std::string table = box("stsd", number(0) + number(1) + entry) +
-                            box("stsz", number(0) + number(0) + number(frames));
-  return box("ftyp", "isom") + box("mdat", "pictures") +
-         box("moov", box("trak", box("mdia", box("minf", box("stbl", table)))));
+  return file_of(entry, frames, "pictures");
+}
+
+std::string whole_sound(std::uint32_t packets) {
+  return file_of(box("mp4a", "parameters"), packets, "sound");
 }
 
 std::string sound(int packets) {

@@ -197,6 +197,31 @@ TEST(segment_command, a_run_of_sound_alone_has_one_input) {
   EXPECT_THAT(text, HasSubstr("-segment_frames 60,996,1932 "));
 }
 
+TEST(segment_command, the_whole_sound_is_one_file_with_time_stamps) {
+  const source_media media = film({25, 1});
+  segment_plan plan = plan_segments(media, 20, 606.0);
+  plan.sound_is_whole = true;
+  segment_run run;
+  run.pictures = {0, 0};
+  run.warm_up = 3.0;
+  const std::string text = text_of(run_command(media, small_settings(), plan, run, "in", "out/"));
+  EXPECT_THAT(text, HasSubstr("-f mp4 -protocol_whitelist file -y out/s000000.m4a"));
+  EXPECT_THAT(text, HasSubstr("-copyts"));
+  EXPECT_THAT(text, Not(HasSubstr("-f segment")));
+  EXPECT_THAT(text, Not(HasSubstr("-ss ")));
+  EXPECT_THAT(text, Not(HasSubstr("libx264")));
+}
+
+// Files of bare packets do not state the encoder's delay.
+TEST(segment_command, the_whole_sound_is_joined_at_its_own_time) {
+  segment_plan plan;
+  EXPECT_THAT(text_of(join_command(plan, "list", "sound", "out")), HasSubstr("-itsoffset"));
+  plan.sound_is_whole = true;
+  const std::string text = text_of(join_command(plan, "list", "sound", "out"));
+  EXPECT_THAT(text, Not(HasSubstr("-itsoffset")));
+  EXPECT_THAT(text, HasSubstr("-f mov "));
+}
+
 TEST(segment_command, the_list_for_joining_names_each_segment_with_its_length) {
   EXPECT_EQ(join_list(plan_segments(film({24000, 1001}), 20, 606.0), 2),
             "ffconcat version 1.0\nfile v000000.mp4\nduration 20.020000\n"

@@ -24,6 +24,7 @@ using qx_test::copy_with_record;
 using qx_test::film;
 using qx_test::record_of;
 using qx_test::sound;
+using qx_test::whole_sound;
 
 // Marks of pictures that differ from each other, and of the same picture three times.
 const std::string moving = "aaaaaaaabbbbbbbbcccccccc";
@@ -65,6 +66,10 @@ struct segments : testing::Test {
   }
   bool keep_sound(const std::string& bytes) {
     return keep(segment_kind::sound, next_of(store->sounds()), bytes, {{}, "one", "-", "-", false});
+  }
+  bool keep_whole_sound(const std::string& bytes) {
+    plan.sound_is_whole = true;
+    return keep(segment_kind::whole_sound, 0, bytes, {{}, "one", "-", "-", true});
   }
   static std::string picture_name(std::size_t segment) {
     return "v00000" + std::to_string(segment) + ".mp4";
@@ -129,6 +134,60 @@ TEST_F(segments, that_are_cut_off_are_not_kept) {
 TEST_F(segments, with_other_parameters_are_not_kept) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   EXPECT_FALSE(keep_picture(film(50, "parameterS")));
+}
+
+TEST_F(segments, and_sound_that_is_whole_are_all) {
+  ASSERT_TRUE(keep_whole_sound(whole_sound(5000))) << failure.cause;
+  ASSERT_TRUE(keep(segment_kind::picture, 0, film(20), {{}, "one", "-", "-", true}));
+  EXPECT_TRUE(store->has_all());
+  EXPECT_TRUE(found().has_all());
+  EXPECT_EQ(found().packets(), 5000);
+}
+
+TEST_F(segments, sound_that_is_whole_does_not_count_where_it_is_divided) {
+  ASSERT_TRUE(keep_whole_sound(whole_sound(5000))) << failure.cause;
+  plan.sound_is_whole = false;
+  EXPECT_EQ(found().packets(), 0);
+}
+
+TEST_F(segments, of_sound_do_not_count_where_it_is_whole) {
+  ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
+  plan.sound_is_whole = true;
+  EXPECT_EQ(found().packets(), 0);
+}
+
+TEST_F(segments, sound_that_is_whole_is_not_kept_if_it_is_cut_off_or_empty) {
+  const std::string bytes = whole_sound(5000);
+  EXPECT_FALSE(keep_whole_sound(bytes.substr(0, bytes.size() - 1)));
+  EXPECT_FALSE(keep_whole_sound(whole_sound(0)));
+  EXPECT_FALSE(keep_whole_sound(sound(93)));
+}
+
+TEST_F(segments, sound_that_is_whole_counts_as_missing_if_it_changed_on_the_disk) {
+  ASSERT_TRUE(keep_whole_sound(whole_sound(5000))) << failure.cause;
+  std::string bytes = whole_sound(5000);
+  bytes[bytes.find("sound")] = '\0';
+  write(folder.file("s000000.m4a"), bytes);
+  EXPECT_EQ(found().packets(), 0);
+}
+
+TEST_F(segments, of_pictures_stay_when_the_sound_goes) {
+  ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
+  ASSERT_TRUE(keep_sound(sound(93))) << failure.cause;
+  ASSERT_TRUE(keep_whole_sound(whole_sound(5000))) << failure.cause;
+  store->clear_sound();
+  EXPECT_EQ(store->packets(), 0);
+  EXPECT_FALSE(fs::exists(folder.file("s000000.adts")));
+  EXPECT_FALSE(fs::exists(folder.file("s000000.m4a")));
+  EXPECT_EQ(found().frames(), 50);
+}
+
+TEST_F(segments, are_kept_with_a_note_that_their_sound_must_be_whole) {
+  EXPECT_FALSE(found().needs_whole_sound());
+  store->set_needs_whole_sound(true);
+  EXPECT_TRUE(found().needs_whole_sound());
+  store->set_needs_whole_sound(false);
+  EXPECT_FALSE(found().needs_whole_sound());
 }
 
 TEST_F(segments, that_changed_on_the_disk_count_as_missing) {

@@ -16,6 +16,7 @@
 
 using qx_test::film;
 using qx_test::sound;
+using qx_test::whole_sound;
 
 namespace {
 
@@ -53,6 +54,11 @@ struct ended_run : testing::Test {
     }
     write(run_marks, lines);
   }
+  void write_whole_sound() {
+    plan.sound_is_whole = true;
+    run.pictures = {0, 0};
+    write("s000000.m4a", whole_sound(113));
+  }
   bool finish(bool read_badly) {
     watch.emplace(encoder, *store, turn, plan, run, made_fd.get(), largest);
     return watch->finish(read_badly);
@@ -88,26 +94,41 @@ TEST_F(ended_run, may_have_made_a_shorter_last_packet) {
   EXPECT_TRUE(finish(false)) << watch->failure().cause;
 }
 
-TEST_F(ended_run, whose_sound_is_longer_than_its_time_needs_one_piece) {
+TEST_F(ended_run, whose_sound_is_longer_than_its_time_changes_its_form) {
   write_segments();
   write_sound_times("3.918000", "4.293667");
   EXPECT_FALSE(finish(false));
-  EXPECT_TRUE(watch->failure().needs_one_piece);
+  EXPECT_TRUE(watch->failure().changes_sound);
   EXPECT_EQ(store->packets(), 93);
 }
 
-TEST_F(ended_run, whose_sound_is_shorter_than_its_time_needs_one_piece) {
+TEST_F(ended_run, whose_sound_is_shorter_than_its_time_changes_its_form) {
   write_segments();
   write_sound_times("3.968000", "4.445667");
   EXPECT_FALSE(finish(false));
-  EXPECT_TRUE(watch->failure().needs_one_piece);
+  EXPECT_TRUE(watch->failure().changes_sound);
 }
 
-TEST_F(ended_run, that_does_not_say_how_long_its_sound_is_needs_one_piece) {
+TEST_F(ended_run, that_does_not_say_how_long_its_sound_is_changes_its_form) {
   write_segments();
   std::remove(made.file(run_sound_times).c_str());
   EXPECT_FALSE(finish(false));
-  EXPECT_TRUE(watch->failure().needs_one_piece);
+  EXPECT_TRUE(watch->failure().changes_sound);
+}
+
+// Whatever its time stamps are.
+TEST_F(ended_run, of_the_whole_sound_has_made_all_of_it) {
+  write_whole_sound();
+  EXPECT_TRUE(finish(false)) << watch->failure().cause;
+  EXPECT_EQ(store->packets(), 113);
+  EXPECT_TRUE(store->missing(segment_kind::whole_sound).empty());
+}
+
+TEST_F(ended_run, of_the_whole_sound_that_read_badly_has_made_none) {
+  write_whole_sound();
+  EXPECT_FALSE(finish(true));
+  EXPECT_EQ(watch->failure().cause, "");
+  EXPECT_EQ(store->packets(), 0);
 }
 
 TEST_F(ended_run, that_read_badly_has_not_made_the_end_of_the_output) {

@@ -214,18 +214,20 @@ private:
     segment_maker maker(task, plan_, store, folder_.get());
     guard_->follow(line);
     maker.set_guard(&*guard_);
-    const bool made = make_missing(segment_kind::picture, maker) &&
-                      (plan_.packets == 0 || make_missing(segment_kind::sound, maker));
+    const bool made = make_missing(segment_kind::picture, maker, store) &&
+                      (plan_.packets == 0 || make_missing(segment_kind::sound, maker, store));
     return made && set_task_done(folder_.get(), note_, number_) ? exit_success : exit_failure;
   }
 
   std::int64_t range_size() const { return note_.ranges[static_cast<std::size_t>(number_)].size(); }
 
-  // Before each run it is looked at again: another task may have the same range.
-  bool make_missing(segment_kind kind, segment_maker& maker) const {
+  // Before each run it is looked at again: another task may have the same range. Sound that no
+  // range can be made of is left to the tool.
+  bool make_missing(segment_kind kind, segment_maker& maker, const segment_store& store) const {
     int misses = 0;
     std::int64_t runs = 0;
     for (auto ranges = missing(kind); !ranges.empty(); ranges = missing(kind)) {
+      if (kind == segment_kind::sound && store.needs_whole_sound()) { return true; }
       if (misses == no_warm_up_helps || ++runs > most_runs(range_size())) {
         complain(misses == no_warm_up_helps ? "the place in the source is not found"
                                             : "finished segments do not stay as they were written");
@@ -233,6 +235,10 @@ private:
       }
       encode_failure failure;
       const run_end end = maker.make(run_of(kind, ranges.front(), warm_ups[misses]), failure);
+      if (failure.changes_sound) {
+        store.set_needs_whole_sound(true);
+        continue;
+      }
       if (end == run_end::failed) {
         complain(failure.cause);
         return false;
