@@ -23,6 +23,7 @@ using ::testing::IsEmpty;
 namespace {
 
 std::vector<std::string> calls;
+std::vector<std::uint64_t> write_times;  // of the queue
 std::uint64_t clock_us = 0;
 int socket_result = 0;
 bool scheduler_result = false;
@@ -60,6 +61,7 @@ int comm_socket_v4_server_from_client_readable(comm_socket_v4*, std::uint64_t de
 }
 
 bool write_queue() {
+  write_times.push_back(clock_us);
   calls.emplace_back(next_background_write_queue == 0 ? "write" : "write, still armed");
   return true;
 }
@@ -84,6 +86,7 @@ class main_loop : public ::testing::Test {
 protected:
   main_loop() {
     calls.clear();
+    write_times.clear();
     DIE = 0;
     clock_us = 5000000;
     socket_result = 0;
@@ -159,6 +162,19 @@ TEST_F(main_loop, writes_the_queue_when_due_and_only_once) {
   EXPECT_THAT(calls,
               ElementsAre("socket", "queue", "wait 80000", "socket", "queue", "wait 80000", "write",
                           "socket", "queue", "wait 80000", "socket", "queue", "wait 80000"));
+}
+
+TEST_F(main_loop, writes_two_changes_that_are_9_s_apart_once_10_s_after_the_second) {
+  constexpr std::uint64_t second_us = 1000000;
+  const std::uint64_t begin_us = clock_us;
+  trigger_background_write_queue();
+  at_turn = [&] {
+    clock_us += second_us;
+    if (clock_us == begin_us + 9 * second_us) { trigger_background_write_queue(); }
+    if (clock_us == begin_us + 60 * second_us) { DIE = 1; }
+  };
+  run_main_loop();
+  EXPECT_THAT(write_times, ElementsAre(begin_us + 19 * second_us));
 }
 
 TEST_F(main_loop, checks_the_uptime_and_then_writes_at_the_end_of_a_pass) {
