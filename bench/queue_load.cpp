@@ -105,6 +105,11 @@ int main() {
                           "{\"a\":" + json11::Json(json_array(10900, json_object{})).dump() + "},",
                           "{}]}");
   good &= measure_hostile("numbers outside the list", 31, "{\"a\":{\"b\":[", "0,", "0]}}");
+  good &= measure_hostile("numbers in another array", 31, "{\"a\":[", "0,", "0]}");
+  good &= measure_hostile("numbers and a fault, small file", 1, "{\"a\":[", "0,", "]}");
+  good &= measure_hostile("numbers and a fault", 31, "{\"a\":[", "0,", "]}");
+  good &=
+      measure_hostile("long numbers and a fault", 31, "{\"a\":[", std::string(64, '1') + ",", "]}");
   good &= measure_hostile("brackets", 31, "", "[", "");
   good &= measure_hostile("one string of quotes", 31, "{\"list\":\"", "\\\"", "\"}");
   return good && !::testing::Test::HasFailure() ? 0 : 1;

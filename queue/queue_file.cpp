@@ -72,13 +72,13 @@ bool refuse_file(const std::string& error) {
 // False if the text cannot be read.
 bool read_text(const std::string& text, std::vector<stored_item>& items) {
   const queue_document document(text);
-  std::string error = document.error();
-  if (!document.is_json()) { return refuse_file(error); }
+  if (!document.is_json()) { return refuse_file(fault_of_queue(text, document.error())); }
   if (!document.has_list()) { fprintf(stderr, "Queue warning, list was empty\n"); }
   if (document.has_list() && !document.list_is_array()) {
     fprintf(stderr, "Queue warning, list was not array\n");
   }
-  if (!read_elements(document, items, error)) { return refuse_file(error); }
+  std::string error;
+  if (!read_elements(document, items, error)) { return refuse_file(fault_of_queue(text, error)); }
   if (document.left_out() > 0) {
     fprintf(stderr, "Queue warning, items %zu to %zu were dropped: a queue has %zu items at most\n",
             most_jobs + 1, most_jobs + document.left_out(), most_jobs);

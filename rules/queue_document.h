@@ -14,9 +14,10 @@ public:
   // Finds the jobs in the text, which must outlive the document and may be anything.
   explicit queue_document(const std::string& text);
 
-  // False if the text, apart from its jobs, cannot be read; error() says why.
+  // False if the text, apart from the elements of its list, is not JSON or exceeds a limit; error()
+  // says why. The elements of other arrays are parsed too, unless they are larger than any job.
   bool is_json() const { return is_json_; }
-  // Why not: it is not JSON or exceeds a limit. Empty for a text that consists of "null".
+  // Empty for a text that consists of "null".
   const std::string& error() const { return error_; }
   // False if there is no list, or null in its place.
   bool has_list() const { return !list_.is_null(); }
@@ -32,9 +33,17 @@ public:
   json11::Json job(std::size_t index, std::string& error) const;
 
 private:
+  void take_jobs(std::string_view content);
+  // Sets the error if an element is not JSON.
+  void check_array(std::string_view content);
+
   bool is_json_ = false;
   json11::Json list_;  // without its elements
   std::vector<std::string_view> jobs_;
   std::size_t left_out_ = 0;
   std::string error_;
 };
+
+// What is wrong with the text of a queue file in which a fault was found, in the words of the JSON
+// parser. The fault as it was found if the text exceeds a limit for what is parsed as a whole.
+std::string fault_of_queue(const std::string& text, const std::string& found);

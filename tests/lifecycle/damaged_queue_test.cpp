@@ -19,6 +19,7 @@ using json11::Json;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 namespace fs = std::filesystem;
@@ -74,6 +75,20 @@ void expect_not_read(const std::string& text) {
   EXPECT_THAT(transcode_queue, IsEmpty());
 }
 
+// Unless the text is JSON, it must not be read, for the reason that the parser gives for all of it.
+void expect_verdict_of_parser(const std::string& text) {
+  std::string error;
+  Json::parse(text, error);
+  const std::string said = read_text(text);
+  if (error.empty()) {
+    EXPECT_THAT(said, Not(StartsWith("Queue was not read, error "))) << text;
+  } else {
+    const std::string line = std::string("Queue was not read, error ") + error.c_str() + "\n";
+    EXPECT_THAT(said, StartsWith(line)) << text;
+    EXPECT_THAT(transcode_queue, IsEmpty());
+  }
+}
+
 constexpr const char* dropped_line = "Queue warning, item 1 ";
 
 // Of a queue file with one item: a line if that item was dropped, else none.
@@ -98,7 +113,8 @@ TEST_F(damaged_queue, truncated_anywhere_is_not_read) {
   inside([] {
     const auto text = queue_of(full_document());
     for (std::size_t length = 0; length < text.size(); ++length) {
-      expect_not_read(text.substr(0, length));
+      expect_verdict_of_parser(text.substr(0, length));
+      EXPECT_THAT(transcode_queue, IsEmpty());
     }
     EXPECT_EQ(read_text(text), "");
     EXPECT_EQ(transcode_queue.size(), 1U);
@@ -112,10 +128,37 @@ TEST_F(damaged_queue, any_byte_may_be_wrong) {
       for (const char wrong : {'\0', '\xff', '"', '}', '9'}) {
         auto damaged = text;
         damaged[i] = wrong;
-        read_text(damaged);
+        expect_verdict_of_parser(damaged);
         EXPECT_LE(transcode_queue.size(), 1U);
       }
     }
+  });
+}
+
+TEST_F(damaged_queue, is_refused_in_the_words_of_the_parser) {
+  inside([] {
+    for (const char* text :
+         {R"({"list": [{"entry id": "a)", R"({"list": [{"a":1} {"b":2}]})",
+          R"({"list": [{"a":1},]})", R"({"list": [{"a":1},,{"b":2}]})", R"({"list": [{"a":tru]})",
+          R"({"list": [{"a" 1}]})", R"({"list": [{"a":1}], "time": 01})", R"({"list": [1}])",
+          R"({"list": []} x)", R"({"list": [{"a":1 "b":2}], "other": [)", ""}) {
+      expect_verdict_of_parser(text);
+      EXPECT_THAT(transcode_queue, IsEmpty()) << text;
+    }
+  });
+}
+
+TEST_F(damaged_queue, is_found_in_members_other_than_the_list) {
+  inside([] {
+    const std::string list = queue_of(full_document());
+    const std::string begin = list.substr(0, list.size() - 1);
+    for (const char* other :
+         {"[nonsense]", "[1,]", "[{\"a\":1} 2]", "{\"a\":[nonsense]}", "[[1}]", "\"\n\""}) {
+      expect_not_read(begin + ", \"other\": " + other + "}");
+      expect_verdict_of_parser(begin + ", \"other\": " + other + "}");
+    }
+    EXPECT_EQ(read_text(begin + ", \"other\": [1, {\"a\": []}]}"), "");
+    EXPECT_EQ(transcode_queue.size(), 1U);
   });
 }
 

@@ -59,8 +59,23 @@ std::string nested(std::size_t depth) {
 
 TEST(odd_queue_file, truncated) {
   odd_machine machine;
-  machine.root.write_queue_file("{\"list\": [{\"entry id\": \"a\"");
-  machine.expect_service("Queue was not read, error ");
+  machine.root.write_queue_file("{\"list\": [{\"entry id\": \"a");
+  machine.expect_service("Queue was not read, error unexpected end of input in string");
+  machine.expect_mended();
+}
+
+TEST(odd_queue_file, damaged_between_two_jobs) {
+  odd_machine machine;
+  machine.root.write_queue_file("{\"list\": [{\"a\":1} {\"b\":2}]}");
+  machine.expect_service("Queue was not read, error expected ',' in list, got '{' (123)");
+  machine.expect_mended();
+}
+
+TEST(odd_queue_file, damaged_outside_the_list) {
+  odd_machine machine;
+  const json11::Json list(json_object{{"list", json_array{machine.stored("kept", "done", {})}}});
+  machine.root.write_queue_file(list.dump().insert(1, "\"other\": [nonsense], "));
+  machine.expect_service("Queue was not read, error parse error: expected null, got nons");
   machine.expect_mended();
 }
 

@@ -140,6 +140,50 @@ TEST(queue_document, names_the_fault_of_a_damaged_job) {
   EXPECT_EQ(job_of(document, 1), "error: unexpected end of input");
 }
 
+TEST(queue_document, is_none_if_another_array_is_damaged) {
+  for (const std::string text :
+       {R"({"list":[{}],"other":[nonsense]})", R"({"other":[1,],"list":[{}]})",
+        R"({"list":[1}],"list":[{}]})", R"([[{"a" 1}]])"}) {
+    const queue_document document(text);
+    EXPECT_FALSE(document.is_json()) << text;
+    EXPECT_FALSE(document.list_is_array()) << text;
+    EXPECT_EQ(document.size(), 0U) << text;
+    EXPECT_NE(document.error(), "") << text;
+  }
+}
+
+TEST(queue_document, may_have_arrays_that_no_job_is_made_of) {
+  const std::string text =
+      R"({"a":)" + array_of("{}", 100000) + R"(,"b":[)" + array_of("0", 40000) + R"(],"list":[7]})";
+  const queue_document document(text);
+  EXPECT_EQ(document.error(), "");
+  ASSERT_EQ(document.size(), 1U);
+  EXPECT_EQ(job_of(document, 0), "7");
+  EXPECT_EQ(document.left_out(), 0U);
+}
+
+TEST(fault_of_queue, is_that_of_the_parser) {
+  for (const std::string text :
+       {R"({"list":[{"a":tru]})", R"({"list":[{"a":1} 2]})", R"([1,])", "", R"(["\u12"])"}) {
+    std::string error;
+    Json::parse(text, error);
+    EXPECT_EQ(fault_of_queue(text, "found"), error) << text;
+  }
+}
+
+TEST(fault_of_queue, is_what_was_found_in_a_text_that_is_json) {
+  EXPECT_EQ(fault_of_queue("[]", "found"), "found");
+  EXPECT_EQ(fault_of_queue("null", ""), "");
+}
+
+TEST(fault_of_queue, is_what_was_found_if_the_text_is_too_expensive) {
+  const std::string long_text = array_of("0", most_page_elements) + "x";
+  const std::string deep_text = "{" + nested(201);
+  EXPECT_EQ(fault_of_queue(long_text, "found"), "found");
+  EXPECT_EQ(fault_of_queue(deep_text, "found"), "found");
+  EXPECT_NE(fault_of_queue(array_of("0", most_page_elements - 1) + "x", "found"), "found");
+}
+
 TEST(queue_document, reads_no_more_jobs_than_a_queue_holds) {
   const std::string text = R"({"list":)" + array_of("{}", 600) + "}";
   const queue_document document(text);
