@@ -104,6 +104,13 @@ TEST_F(checkpoint_of_changing_sound, is_resumed_between_many_changes) {
   expect_resumed_in_segments();
 }
 
+// Before there is a segment of pictures.
+TEST_F(checkpoint_of_changing_sound, may_change_in_its_first_segment) {
+  use_pieces({{0.6, 1}, {9.4, 2}});
+  expect_made_in_segments(resume());
+  EXPECT_EQ(times_begun(), 1);
+}
+
 // Five files of 93 packets.
 TEST_F(checkpoint_of_changing_sound, may_change_where_a_segment_ends) {
   use_pieces({{9.92, 6}, {8.0, 2}});
