@@ -4,13 +4,12 @@
 #include <cstdio>
 #include <cstring>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "platform/transcode_settings.h"
 #include "platform/trusted_path.h"
 #include "queue/queue_item.h"
+#include "remote/download_file.h"
 #include "remote/remote_step.h"
 #include "rules/download_output.h"
 #include "rules/json_keys.h"
@@ -23,10 +22,6 @@ constexpr long long size_unknown = -1;
 // Size of the file being downloaded, as the FTP server announced it. There is one download at a
 // time.
 long long ftp_server_size = size_unknown;
-
-// Owner of the file that the running download writes. On a share it may differ from this process's
-// account.
-uid_t output_owner = 0;
 
 // Size of a finished job's output, which the remote server's gateway adds to the document. A number
 // that cannot be a file size is ignored.
@@ -44,43 +39,12 @@ long long size_of_file(const std::string& path) {
                                                                       : size_unknown;
 }
 
-bool is_plain(const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_nlink <= 1;  // some file systems do not count
-}
-
-unique_fd open_output(int folder, const std::string& name, int flags) {
-  return unique_fd(
-      openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | flags, 0666));
-}
-
-// Whether another account has put the output there. One that cannot be examined is left to the
-// download tool, which reports the cause.
-bool is_planted(int folder, const std::string& name) {
-  const unique_fd file = open_output(folder, name, 0);
-  struct stat status {};
-  if (!file.valid()) { return errno == ELOOP || errno == ENXIO; }
-  return fstat(file.get(), &status) == 0 && (!is_plain(status) || status.st_uid != geteuid());
-}
-
-// The tool opens the output by its name, so whatever another account has planted there is replaced
-// by a new file first. If this fails, so does the tool.
-void prepare_output(const QueueItem& item) {
-  output_owner = geteuid();
-  std::string name;
-  const unique_fd folder = open_directory_of(item.output_file, name);
-  if (!folder.valid()) { return; }
-  if (is_planted(folder.get(), name)) { unlinkat(folder.get(), name.c_str(), 0); }
-  const unique_fd made = open_output(folder.get(), name, O_CREAT | O_EXCL);
-  struct stat status {};
-  if (made.valid() && fstat(made.get(), &status) == 0) { output_owner = status.st_uid; }
-}
-
 }  // namespace
 
 bool keeps_own_output(const QueueItem& item) {
   struct stat status {};
   if (lstat(item.output_file.c_str(), &status) != 0) { return errno == ENOENT; }
-  if (is_plain(status) && status.st_uid == output_owner) { return true; }
+  if (may_be_download_file(status)) { return true; }
   discard_download(item);
   return false;
 }
@@ -124,7 +88,7 @@ bool QueueItem::proc_start_remote_transcode_download() {
                                 transcode_settings.address, remote_item.output_file});
   state_message = "Downloading transcoded file...";
   fileops_write_status();
-  prepare_output(*this);
+  prepare_download_file(output_file);
   return proc_spawn();
 }
 
