@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -20,15 +21,14 @@
 #include "platform/out_of_memory.h"
 #include "platform/poll_until.h"
 #include "platform/unique_fd.h"
+#include "platform/waiting_allowance.h"
 
 namespace {
 
 constexpr std::uint64_t second_us = 1000000;
-constexpr std::uint64_t longest_wait_us = 50000;
-constexpr std::uint64_t shortest_wait_us = 1000;
 constexpr std::uint64_t report_after_us = second_us;
-// Longer than a job waits between two looks, even one that polls a remote server.
-constexpr std::uint64_t answer_life_us = second_us * 5 / 2;
+// Twice as long as a job waits between two looks.
+constexpr std::uint64_t answer_life_us = second_us;
 constexpr std::size_t longest_answer = std::size_t{4} << 20;
 
 // Marks a complete answer: the helper can be killed while it writes.
@@ -52,6 +52,8 @@ struct late_answer {
 
 using mount_key = std::pair<int, std::string>;
 
+std::uint64_t time_of_looks_us = 0;
+
 std::map<mount_key, helper>& helpers() {
   static std::map<mount_key, helper> all;
   return all;
@@ -62,20 +64,11 @@ std::map<std::string, late_answer>& late_answers() {
   return all;
 }
 
-// How long the caller may wait now. Many answers that all take a while must not add up.
-class waiting_allowance {
-public:
-  std::uint64_t left(std::uint64_t now) {
-    left_us_ = std::min(left_us_ + (now - time_us_) / 2, longest_wait_us);
-    time_us_ = now;
-    return left_us_;
-  }
-  void use(std::uint64_t duration_us) { left_us_ -= std::min(left_us_, duration_us); }
-
-private:
-  std::uint64_t left_us_ = longest_wait_us;
-  std::uint64_t time_us_ = 0;
-};
+// The mounts whose last answer did not come in time.
+std::set<mount_key>& late_mounts() {
+  static std::set<mount_key> all;
+  return all;
+}
 
 // A helper that hangs must not hold clients' connections or the instance lock, nor survive the
 // service for longer than the file system makes it.
@@ -109,19 +102,24 @@ bool read_answer(helper& running) {
   return is_at_end || errno != EAGAIN;
 }
 
-// True if the answer came in time.
-bool wait_for_answer(helper& running) {
+// Waits until the helper has run for 50 ms, whoever started it. True if it has answered.
+bool wait_for_answer(const mount_key& key, helper& running) {
   static waiting_allowance allowance;
   const std::uint64_t begin = monotonic_clock_us();
-  // Waits are whole milliseconds, rounded up: less than that would be more than is left.
-  const std::uint64_t left = allowance.left(begin);
-  const std::uint64_t deadline = begin + left - left % shortest_wait_us;
+  const std::uint64_t end = running.start_us + longest_look_us;
+  const std::uint64_t limit = begin + allowance.limit(begin, late_mounts().count(key) != 0);
   pollfd readable{running.answer.get(), POLLIN, 0};
   bool is_answered = read_answer(running);
-  while (!is_answered && poll_until(&readable, 1, deadline) > 0) {
+  while (!is_answered && poll_until(&readable, 1, std::min(limit, end)) > 0) {
     is_answered = read_answer(running);
   }
-  allowance.use(monotonic_clock_us() - begin);
+  const std::uint64_t now = monotonic_clock_us();
+  if (!is_answered) { allowance.lose(now - begin); }
+  if (now >= end) {
+    late_mounts().insert(key);
+  } else if (is_answered) {
+    late_mounts().erase(key);
+  }
   return is_answered;
 }
 
@@ -150,13 +148,52 @@ void report_silence(helper& running) {
           running.mount_path.c_str());
 }
 
+// Ends with a helper whose answer was not waited for.
 void keep_late_answer(helper& ended) {
+  ending().push_back(ended.pid);
   if (ended.is_reported) {
     fprintf(stderr, "Mount '%s' answers again\n", ended.mount_path.c_str());
   }
   if (auto text = complete_answer(ended)) {
     late_answers()[ended.question] = {std::move(*text), monotonic_clock_us()};
   }
+}
+
+std::optional<std::string> late_answer_to(const std::string& question) {
+  const auto late = late_answers().find(question);
+  return late == late_answers().end() ? std::nullopt : std::optional(late->second.text);
+}
+
+// True if no helper of the mount is running, at the latest after a wait.
+bool has_no_helper(const mount_key& key) {
+  const auto running = helpers().find(key);
+  if (running == helpers().end()) { return true; }
+  if (!wait_for_answer(key, running->second)) { return false; }
+  keep_late_answer(running->second);
+  helpers().erase(running);
+  return true;
+}
+
+// Nothing if the helper cannot be started or does not answer in time.
+std::optional<std::string> answer_of_helper(const mount_key& key, const std::string& question,
+                                            const look_function& look) {
+  // What allocates comes before the start, so that no process can be forgotten.
+  helper fresh;
+  fresh.question = question;
+  fresh.mount_path = key.second;
+  fresh.start_us = monotonic_clock_us();
+  ending().reserve(ending().size() + helpers().size() + 1);
+  const auto started = helpers().emplace(key, std::move(fresh)).first;
+  if (!start_helper(started->second, look)) {
+    fprintf(stderr, "Cannot look at mount '%s', %s\n", key.second.c_str(), strerror(errno));
+    helpers().erase(started);
+    return std::nullopt;
+  }
+  if (!wait_for_answer(key, started->second)) { return std::nullopt; }
+  ending().push_back(started->second.pid);
+  std::optional<std::string> answer = complete_answer(started->second);
+  helpers().erase(started);
+  return answer;
 }
 
 void drop_old_answers() {
@@ -173,7 +210,6 @@ void collect_late_looks() {
   for (auto i = helpers().begin(); i != helpers().end();) {
     report_silence(i->second);
     if (read_answer(i->second)) {
-      ending().push_back(i->second.pid);
       keep_late_answer(i->second);
       i = helpers().erase(i);
     } else {
@@ -186,28 +222,20 @@ void collect_late_looks() {
 
 std::optional<std::string> look_within_limit(const mount_point& mount, const std::string& question,
                                              const look_function& look) {
+  const std::uint64_t begin = monotonic_clock_us();
   collect_late_looks();
-  const auto late = late_answers().find(question);
-  if (late != late_answers().end()) { return late->second.text; }
   const mount_key key(mount.id, mount.path);
-  if (helpers().count(key) != 0) { return std::nullopt; }
-  // What allocates comes before the start, so that no process can be forgotten.
-  helper fresh;
-  fresh.question = question;
-  fresh.mount_path = mount.path;
-  fresh.start_us = monotonic_clock_us();
-  ending().reserve(ending().size() + helpers().size() + 1);
-  const auto started = helpers().emplace(key, std::move(fresh)).first;
-  if (!start_helper(started->second, look)) {
-    fprintf(stderr, "Cannot look at mount '%s', %s\n", mount.path.c_str(), strerror(errno));
-    helpers().erase(started);
-    return std::nullopt;
+  std::optional<std::string> answer = late_answer_to(question);
+  if (!answer && has_no_helper(key)) {
+    answer = late_answer_to(question);
+    if (!answer) { answer = answer_of_helper(key, question, look); }
   }
-  if (!wait_for_answer(started->second)) { return std::nullopt; }
-  ending().push_back(started->second.pid);
-  std::optional<std::string> answer = complete_answer(started->second);
-  helpers().erase(started);
+  time_of_looks_us += monotonic_clock_us() - begin;
   return answer;
+}
+
+std::uint64_t duration_of_looks_us() {
+  return time_of_looks_us;
 }
 
 bool is_reported_silent(const mount_point& mount) {
