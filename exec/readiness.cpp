@@ -10,6 +10,7 @@
 #include "exec/fail.h"
 #include "exec/source_view.h"
 #include "platform/forbidden_area.h"
+#include "platform/limited_look.h"
 #include "platform/trusted_path.h"
 #include "queue/descriptor.h"
 #include "queue/queue_item.h"
@@ -53,7 +54,9 @@ bool input_is_file_or_folder(QueueItem& item) {
   file_identity file;
   const std::string refusal = source.refusal(file);
   if (file.is_known()) { note_source(item, file); }
-  return is_accepted(item, refusal);
+  if (is_accepted(item, refusal)) { return true; }
+  forget_late_look(item.input_file);  // whoever tries again wants a new answer
+  return false;
 }
 
 // An output is only needed once the profile is known; if one is set, it is always checked.
@@ -146,12 +149,15 @@ bool QueueItem::ready() {
   if (sm.state != TRANSCODE_INIT && sm.state != TRANSCODE_CANCELLED) { return false; }
   // A source that does not answer is validated as soon as it does.
   if (validate_ready() == 0 && !(source_silent && rest_is_valid(*this))) { return false; }
+  forget_late_look(input_file);  // for the user's own look
+  source_unseen = false;
   return ready_from_rest(*this);
 }
 
 bool QueueItem::do_user_ready() {
   if (!ready()) { return false; }
-  if (!source_silent || state_message != text_source_silent) { state_message = text_ready; }
+  const bool is_waiting = source_silent && state_message == text_source_silent;
+  (is_waiting ? text_before_silence : state_message) = text_ready;
   fileops_write_status();
   return true;
 }

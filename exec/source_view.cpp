@@ -13,6 +13,7 @@
 #include "platform/clock.h"
 #include "platform/limited_look.h"
 #include "platform/metadata_v4.h"
+#include "queue/process_state.h"
 #include "queue/queue_item.h"
 #include "rules/texts.h"
 
@@ -68,6 +69,15 @@ std::string path_without_links(const std::string& path) {
 bool is_folder(const char* path) {
   struct stat status {};
   return lstat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Several looks of one step, or of two that follow at once, count as one.
+void count_missed_look(QueueItem& item, const mount_point& mount) {
+  const std::uint64_t now = monotonic_clock_us();
+  const bool is_reported = is_reported_silent(mount);
+  if (!is_reported && item.missed_source_looks != 0 && now < item.next_source_look) { return; }
+  item.missed_source_looks = (is_reported ? patient_looks : item.missed_source_looks) + 1;
+  item.next_source_look = now + look_interval_us;
 }
 
 }  // namespace
@@ -129,9 +139,7 @@ source_view::survey source_view::look_at_all(QueueItem& item) {
 
 std::optional<std::string> source_view::ask(const mount_point& mount) {
   shared_look* const shared = shared_look::current;
-  if (shared != nullptr && shared->answer_ && shared->source_ == item_.input_file) {
-    return shared->answer_;
-  }
+  if (shared != nullptr && shared->source_ == item_.input_file) { return shared->answer_; }
   auto answer =
       look_within_limit(mount, item_.input_file, [this] { return look_at_all(item_).encoded(); });
   if (shared != nullptr) {
@@ -142,17 +150,26 @@ std::optional<std::string> source_view::ask(const mount_point& mount) {
 }
 
 bool source_view::look() {
-  const unsigned missed = std::exchange(item_.missed_source_looks, 0);
-  item_.source_silent = false;
   const auto mount = foreign_mount_of(current_mounts(), item_.input_file);
-  if (!mount) { return true; }
-  const auto answer = ask(*mount);
+  item_.source_silent = mount.has_value();
+  if (mount && look_budget::is_used_up()) {
+    item_.next_source_look = monotonic_clock_us();
+    trigger_early_turn();
+    return false;
+  }
+  if (mount && !find_answer(*mount)) {
+    count_missed_look(item_, *mount);
+    return false;
+  }
+  item_.source_silent = false;
+  item_.missed_source_looks = 0;
+  return true;
+}
+
+bool source_view::find_answer(const mount_point& mount) {
+  const auto answer = ask(mount);
   survey_ = std::make_unique<survey>();
-  if (answer && survey_->decode(*answer)) { return true; }
-  item_.source_silent = true;
-  item_.missed_source_looks = (is_reported_silent(*mount) ? patient_looks : missed) + 1;
-  item_.next_source_look = monotonic_clock_us() + look_interval_us;
-  return false;
+  return answer && survey_->decode(*answer);
 }
 
 std::string source_view::refusal(file_identity& file) {
@@ -208,11 +225,25 @@ shared_look::~shared_look() {
   current = nullptr;
 }
 
+const look_budget* look_budget::current = nullptr;
+
+look_budget::look_budget(std::uint64_t limit_us) : end_us_(duration_of_looks_us() + limit_us) {
+  current = this;
+}
+
+look_budget::~look_budget() {
+  current = nullptr;
+}
+
+bool look_budget::is_used_up() {
+  return current != nullptr && duration_of_looks_us() >= current->end_us_;
+}
+
 void wait_for_source(QueueItem& item) {
   if (item.paused || item.missed_source_looks <= patient_looks ||
       item.state_message == text_source_silent) {
     return;
   }
-  item.state_message = text_source_silent;
+  item.text_before_silence = std::exchange(item.state_message, text_source_silent);
   item.fileops_write_status();
 }

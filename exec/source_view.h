@@ -44,13 +44,14 @@ private:
   struct survey;
   static survey look_at_all(QueueItem& item);
   std::optional<std::string> ask(const mount_point& mount);
+  bool find_answer(const mount_point& mount);
 
   QueueItem& item_;
   std::unique_ptr<survey> survey_;  // null if the source is on a local file system
 };
 
-// While it exists, all looks at a source share the answer to the first one. For several checks in a
-// row; at most one at a time.
+// While it exists, all looks at a source share the answer to the first one, or that it had none.
+// For several checks in a row; at most one at a time.
 class shared_look {
 public:
   shared_look();
@@ -64,6 +65,25 @@ private:
 
   std::string source_;
   std::optional<std::string> answer_;
+};
+
+// Limits the time that jobs take from the service with looks at file systems that answer. Once the
+// looks made while it exists have taken that long, further ones fail as if the source did not
+// answer, but may be repeated at once and are not counted as missed. For work that nobody waits
+// for; at most one at a time.
+class look_budget {
+public:
+  explicit look_budget(std::uint64_t limit_us);
+  ~look_budget();
+  look_budget(const look_budget&) = delete;
+  look_budget& operator=(const look_budget&) = delete;
+
+private:
+  friend class source_view;
+  static const look_budget* current;
+  static bool is_used_up();
+
+  std::uint64_t end_us_;
 };
 
 // Shows the user that the item waits for its source, unless the mount may only be slow. The text of

@@ -1,9 +1,11 @@
 // One turn of an item: the pump first, then the step that its state requires.
 #include "exec/child_pump.h"
 #include "exec/item_control.h"
+#include "exec/source_view.h"
 #include "exec/stuck_child.h"
 #include "lifecycle/guarded_step.h"
 #include "lifecycle/phases.h"
+#include "lifecycle/restart.h"
 #include "platform/clock.h"
 #include "queue/process_state.h"
 #include "queue/queue_item.h"
@@ -18,6 +20,8 @@ bool waits_for_source(const QueueItem& item) {
 
 // True if the main loop should run again at once.
 bool start_next_step(QueueItem& item) {
+  const shared_look one_look;
+  check_unseen_source(item);
   switch (item.sm.state) {
   case TRANSCODE_READY:
     return idle_ready(item);

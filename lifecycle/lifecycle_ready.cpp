@@ -53,7 +53,7 @@ bool has_source(QueueItem& item) {
     return false;
   }
   if (item.state_message == text_source_silent) {
-    item.state_message = text_ready;
+    item.state_message = item.text_before_silence;
     item.fileops_write_status();
   }
   trigger_transcode_queue_scan();

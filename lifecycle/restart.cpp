@@ -2,6 +2,7 @@
 #include "lifecycle/restart.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <vector>
@@ -10,6 +11,7 @@
 
 #include "exec/fail.h"
 #include "exec/source_view.h"
+#include "platform/clock.h"
 #include "queue/item_document.h"
 #include "queue/queue_file.h"
 #include "queue/queue_item.h"
@@ -20,6 +22,9 @@
 namespace {
 
 constexpr std::size_t longest_printed_id = 100;
+
+// Nobody is served meanwhile. A thousand sources on a share that answers at once take as long.
+constexpr std::uint64_t longest_looking_us = 5000000;
 
 // Ensures that the item has a file-operations job with a directory. Returns null, or why the item
 // is dropped.
@@ -42,11 +47,16 @@ const char* restore_job(QueueItem& item) {
   return nullptr;
 }
 
-// If the source does not answer, the item's next step waits for it; a cancelled item, which has
-// none, stays as it is.
+bool has_steps(const QueueItem& item) {
+  return item.sm.state >= TRANSCODE_READY && item.sm.state <= TRANSCODE_CLEANUP;
+}
+
+// If the source does not answer, the item's next step waits for it and checks it; a cancelled item,
+// which has none, stays as it is.
 void check_source(QueueItem& item) {
   source_view source(item);
-  if (!source.look()) { return; }
+  item.source_unseen = !source.look() && has_steps(item);
+  if (item.source_silent) { return; }
   if (source.file_error() != 0) {
     item.state_message = "Rejected: File has disappeared";
     item.sm.set_state(TRANSCODE_CANCELLED);
@@ -131,6 +141,20 @@ void restore(stored_item& stored, std::size_t position) {
 
 }  // namespace
 
+void check_unseen_source(QueueItem& item) {
+  if (!item.source_unseen || item.is_running() || !has_steps(item) ||
+      monotonic_clock_us() < item.next_source_look) {
+    return;
+  }
+  check_source(item);
+  if (item.source_silent) { return; }
+  if (has_steps(item)) {
+    item.source_silent = true;  // the step does what it does after a silence
+  } else {
+    item.fileops_write_status();
+  }
+}
+
 bool QueueItem::deserialize_json(const json11::Json& json, bool queue_file) {
   if (read_item(*this, json) != nullptr) { return false; }
   if (queue_file && check_restored(*this) != nullptr) { return false; }
@@ -145,6 +169,7 @@ bool read_queue() {
   }
   std::vector<stored_item> items;
   if (!read_queue_file(items)) { return false; }
+  const look_budget budget(longest_looking_us);
   for (std::size_t i = 0; i < items.size(); ++i) {
     restore(items[i], i + 1);
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "exec/held_signal.h"
+#include "exec/source_view.h"
 #include "lifecycle/guarded_step.h"
 #include "platform/clock.h"
 #include "queue/process_state.h"
@@ -19,6 +20,9 @@
 namespace {
 
 constexpr std::uint64_t scan_period_us = 5000000;
+
+// For all looks of a pass at sources on file systems that answer: clients wait meanwhile.
+constexpr std::uint64_t longest_looking_us = 25000;
 
 // Result of a scan: the first item of each kind.
 struct scan_result {
@@ -55,6 +59,7 @@ bool give_turns(bool is_scan_due) {
     busy_items.assign(transcode_queue.begin(), transcode_queue.end());
     all_turns_due = false;
   }
+  const look_budget budget(longest_looking_us);
   bool active = false;
   for (QueueItem* item : busy_items) {
     if (item == nullptr) {

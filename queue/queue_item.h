@@ -188,6 +188,11 @@ public:
   bool source_silent = false;
   std::uint64_t next_source_look = 0;
   unsigned missed_source_looks = 0;
+  // What the text was before the user was shown that the item waits. This run only.
+  std::string text_before_silence;
+  // The source has not answered since the start of the service, which therefore could not tell
+  // whether it is still there. This run only.
+  bool source_unseen = false;
 
   // ---- Record (queue/queue_item.cpp)
 
