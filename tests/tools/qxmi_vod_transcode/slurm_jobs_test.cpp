@@ -51,7 +51,7 @@ TEST(submission, asks_for_all_tasks_in_one_array) {
   EXPECT_EQ(command[0], "/usr/bin/sbatch");
   EXPECT_THAT(command, AllOf(Contains("--array=0-11"), Contains("--job-name=qxvod-1"),
                              Contains("--cpus-per-task=4"), Contains("--requeue"),
-                             Contains("--parsable"), Contains("--export=NONE")));
+                             Contains("--parsable"), Contains("--export=ALL")));
   EXPECT_THAT(command, Not(Contains(StartsWith("--partition"))));
 }
 

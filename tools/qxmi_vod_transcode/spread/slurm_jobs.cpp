@@ -120,6 +120,8 @@ std::string shell_word(const std::string& text) {
   return word + "'";
 }
 
+// Its environment is that of sbatch, which the tool keeps small: for any other Slurm runs a login
+// shell on the node before each task, whose profile may take its time.
 std::vector<std::string> submit_command(const slurm_array& array) {
   std::vector<std::string> options = {"--parsable",
                                       "--requeue",
@@ -130,7 +132,7 @@ std::vector<std::string> submit_command(const slurm_array& array) {
                                       "--cpus-per-task=" + std::to_string(array.processors),
                                       "--chdir=/",
                                       "--output=/dev/null",
-                                      "--export=NONE"};
+                                      "--export=ALL"};
   if (!array.partition.empty()) { options.push_back("--partition=" + array.partition); }
   if (!array.comment.empty()) { options.push_back("--comment=" + array.comment); }
   if (!array.excluded.empty()) { options.push_back("--exclude=" + joined(array.excluded)); }
