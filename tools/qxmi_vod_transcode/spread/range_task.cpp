@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
@@ -24,16 +23,12 @@
 #include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_maker.h"
 #include "tools/qxmi_vod_transcode/segment_record.h"
-#include "tools/qxmi_vod_transcode/spread/lease_watch.h"
+#include "tools/qxmi_vod_transcode/spread/folder_guard.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 #include "tools/qxmi_vod_transcode/work_folder.h"
 
 namespace {
 
-using clock_type = std::chrono::steady_clock;
-
-constexpr std::chrono::seconds look_interval{1};
-constexpr std::chrono::seconds lease_interval{lease_renewal_s};
 constexpr std::size_t longest_key = 65536;
 
 constexpr const char* other_programs = "the transcoder or ffmpeg is another one there";
@@ -46,62 +41,6 @@ constexpr std::int64_t step_probed = -2;
 std::int64_t most_runs(std::int64_t segments) {
   return 2 * segments + no_warm_up_helps;
 }
-
-// Obeys what the tool says through the folder, and shows it how far the task is.
-class folder_guard : public run_guard {
-public:
-  folder_guard(int folder, const task_note& note, std::int64_t task)
-      : folder_(folder), note_(note), task_(task), lease_(folder, note.token, clock_type::now()) {}
-
-  // Of the engines from now on. It must outlive them.
-  void follow(const progress_line& line) { line_ = &line; }
-
-  // Shows that the task is at work.
-  void show(std::int64_t work) const {
-    const std::int64_t frames = line_ != nullptr ? line_->done() : 0;
-    write_task_progress(folder_, note_, task_, {frames, work});
-  }
-
-  // Whether the tool still wants what the task makes.
-  bool is_wanted() {
-    next_lease_ = clock_type::now() + lease_interval;
-    return lease_.is_valid(clock_type::now());
-  }
-
-  bool holds(std::int64_t work_done) override {
-    const clock_type::time_point now = clock_type::now();
-    if (now >= next_look_) {
-      next_look_ = now + look_interval;
-      refresh_folder(folder_);
-      paused_ = is_paused(folder_);
-      show(work_done + 1);  // 0 is that of a task that has not begun
-    }
-    if (now >= next_lease_) { is_wanted(); }
-    follow_signals(now);
-    return paused_;
-  }
-
-  // The tool has gone.
-  bool ends() const override { return lease_.is_over(); }
-
-private:
-  // The signal to continue arrives before the file is removed, so the last look is out of date.
-  void follow_signals(clock_type::time_point now) {
-    if (std::exchange(continued_, times_continued()) == times_continued()) { return; }
-    paused_ = false;
-    next_look_ = now + look_interval;
-  }
-
-  int folder_;
-  const task_note& note_;
-  std::int64_t task_;
-  lease_watch lease_;
-  const progress_line* line_ = nullptr;
-  clock_type::time_point next_look_;
-  clock_type::time_point next_lease_;
-  bool paused_ = false;
-  int continued_ = times_continued();
-};
 
 class range_task {
 public:
