@@ -165,7 +165,7 @@ start_again() {
 }
 
 tool_runs() {
-  kill -0 "$tool" 2>/dev/null && ! grep -q '^State:.Z' "/proc/$tool/status"
+  kill -0 "$tool" 2>/dev/null && ! grep -qs '^State:.Z' "/proc/$tool/status"
 }
 
 # Sleeps for TENTHS of a second, or until the tool ends.
