@@ -186,3 +186,14 @@ TEST_F(cluster_orders, keep_waiting_tasks_from_a_node_that_refuses) {
   set_refusing(open_work().get(), "n2");
   EXPECT_TRUE(wait_for_call("scontrol update JobId=7 ExcNodeList=n2"));
 }
+
+// The folder may show what a task has written last only after Slurm has forgotten the task.
+TEST_F(cluster_orders, submit_no_task_again_that_is_done) {
+  start_spread();
+  put("rest", task_lines(7, 0, 5, "R", "n1", "None") + task_lines(7, 6, tasks, "R", "n1", "None"));
+  let("squeue", "case \"$*\" in\n*--name=*)\n  : >" + in_work("done-" + note().token + "-5") +
+                    "\n  cat /run/slurm/rest\n  ;;\nesac\n");
+  const std::size_t listings = calls_with("--name=");
+  EXPECT_TRUE(wait_for_call("--name=", listings + 3));
+  EXPECT_EQ(calls_with("sbatch"), 1U);
+}

@@ -107,8 +107,20 @@ void spread_job::take_tasks() {
   if (queue_.is_submitting() || suspended_) { return; }
   const bool place_is_free =
       std::none_of(tasks.begin(), tasks.end(), [](const slurm_task& task) { return task.waits(); });
-  const std::vector<std::int64_t> missing = board_.to_submit(place_is_free, clock_type::now());
+  const std::vector<std::int64_t> missing =
+      without_done(board_.to_submit(place_is_free, clock_type::now()));
   if (!missing.empty()) { submit(missing); }
+}
+
+// A file server may be slow to show a new name in its folder; asked for it by name, it knows it.
+std::vector<std::int64_t> spread_job::without_done(std::vector<std::int64_t> tasks) {
+  const auto is_done = [this](std::int64_t task) {
+    if (!is_task_done(order_.folder_fd, note_, task)) { return false; }
+    board_.done(task, clock_type::now());
+    return true;
+  };
+  tasks.erase(std::remove_if(tasks.begin(), tasks.end(), is_done), tasks.end());
+  return tasks;
 }
 
 // Tasks end by a lease that is not renewed in time.

@@ -59,6 +59,7 @@ private:
   void log_state();
   job_spread seen() const;
   void take_tasks();
+  std::vector<std::int64_t> without_done(std::vector<std::int64_t> tasks);
   void take_submission();
   void submit(const std::vector<std::int64_t>& tasks);
   spread_state state() const;
