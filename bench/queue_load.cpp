@@ -72,7 +72,7 @@ bool measure_queue(const char* what, const char* key, const json11::Json& value)
     items.push_back(machine.stored("job" + std::to_string(i), "ready", {{key, value}}));
   }
   return measure(what, machine, json11::Json(json_object{{"list", items}}).dump(),
-                 static_cast<int>(most_jobs), {2.0, 300 * 1024});
+                 static_cast<int>(most_jobs), {2.0, 300L * 1024});
 }
 
 // A file of this many MiB that repeats the unit between `begin` and the brackets that end it.
@@ -85,7 +85,7 @@ bool measure_hostile(const char* what, std::size_t mib, const std::string& begin
   stored_machine machine;
   const auto size = static_cast<double>(mib);
   return measure(what, machine, text + end, 0,
-                 {0.2 * size + 0.2, static_cast<long>(64 * 1024 * mib)});
+                 {0.2 * size + 0.2, static_cast<long>(mib * 64 * 1024)});
 }
 
 }  // namespace
