@@ -177,11 +177,12 @@ TEST(fault_of_queue, is_what_was_found_in_a_text_that_is_json) {
 }
 
 TEST(fault_of_queue, is_what_was_found_if_the_text_is_too_expensive) {
-  const std::string long_text = array_of("0", most_page_elements) + "x";
+  // Of numbers, the memory checks would read the text to its end for each of them.
+  const std::string long_text = array_of("null", most_page_elements) + "x";
   const std::string deep_text = "{" + nested(201);
   EXPECT_EQ(fault_of_queue(long_text, "found"), "found");
   EXPECT_EQ(fault_of_queue(deep_text, "found"), "found");
-  EXPECT_NE(fault_of_queue(array_of("0", most_page_elements - 1) + "x", "found"), "found");
+  EXPECT_NE(fault_of_queue(array_of("null", most_page_elements - 1) + "x", "found"), "found");
 }
 
 TEST(queue_document, reads_no_more_jobs_than_a_queue_holds) {
