@@ -142,6 +142,15 @@ std::size_t checkpoint_bench::finished() const {
   return count;
 }
 
+void checkpoint_bench::interrupt_with(std::size_t count) const {
+  std::vector<std::string> words = arguments();
+  words.insert(words.begin(), {"--cpu-cap", "30"});
+  tool_run run("qxmi_vod_transcode", words);
+  ASSERT_TRUE(wait_until([&] { return finished() >= count; }));
+  run.signal_group(SIGKILL);
+  ASSERT_EQ(run.wait().signal, SIGKILL);
+}
+
 void checkpoint_bench::interrupt_after(std::size_t count, int signal) const {
   tool_run run("qxmi_vod_transcode", slowly());
   ASSERT_TRUE(wait_until([&] { return finished() >= count; }));

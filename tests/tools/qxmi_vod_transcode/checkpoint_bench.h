@@ -37,6 +37,8 @@ protected:
 
   // Starts a tool, waits until `count` segments are finished, and ends its group by `signal`.
   void interrupt_after(std::size_t count, int signal) const;
+  // The same within more of the machine, for films of many segments, and by SIGKILL.
+  void interrupt_with(std::size_t count) const;
   tool_result resume() const { return run_tool("qxmi_vod_transcode", arguments()); }
 
   // Waits for an engine of the tool with `words` in its command line, and stops it, so that it does

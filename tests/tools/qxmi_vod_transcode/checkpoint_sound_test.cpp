@@ -10,7 +10,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
 #include "tools/qxmi_vod_transcode/content_sum.h"
 
@@ -34,15 +33,6 @@ protected:
   checkpoint_of_changing_sound() { fs::create_directory(metadata_); }
 
   void use_mono_then_stereo() { use_pieces({{10.0, 1}, {10.0, 2}}); }
-
-  void interrupt_with(std::size_t segments) const {
-    std::vector<std::string> words = arguments();
-    words.insert(words.begin(), {"--cpu-cap", "30"});
-    tool_run run("qxmi_vod_transcode", words);
-    ASSERT_TRUE(wait_until([&] { return finished() >= segments; }));
-    run.signal_group(SIGKILL);
-    ASSERT_EQ(run.wait().signal, SIGKILL);
-  }
 
   void expect_made_in_segments(const tool_result& result) const {
     EXPECT_EQ(result.end.status, 0);

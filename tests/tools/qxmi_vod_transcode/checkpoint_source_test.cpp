@@ -1,5 +1,4 @@
 // Interrupted transcodes of sources in which the place to continue is hard to find.
-#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/media/made_media.h"
-#include "tests/support/wait_until.h"
 #include "tests/tools/qxmi_vod_transcode/checkpoint_bench.h"
 
 using namespace qx_test;
@@ -41,15 +39,6 @@ protected:
   void use_film_with_gap() {
     use("film.mkv", "25", 24, ",select=not(between(t\\,6\\,14))",
         ",aselect=not(between(t\\,6\\,14))", "-fps_mode vfr -g 50");
-  }
-
-  void interrupt_with(std::size_t segments) const {
-    std::vector<std::string> words = arguments();
-    words.insert(words.begin(), {"--cpu-cap", "30"});
-    tool_run run("qxmi_vod_transcode", words);
-    ASSERT_TRUE(wait_until([&] { return finished() >= segments; }));
-    run.signal_group(SIGKILL);
-    ASSERT_EQ(run.wait().signal, SIGKILL);
   }
 
   void expect_resumed_as_one_piece() const {
