@@ -180,7 +180,8 @@ bool join_segments(const encode_task& task, const output_file& output, const seg
     failure = system_failure(errno);
     return false;
   }
-  const std::string sound = in_segments ? sound_name : sounds > 0 ? whole_sound_name(0) : "";
+  std::string sound;
+  if (sounds > 0) { sound = in_segments ? sound_name : whole_sound_name(0); }
   const bool joined = run_join(task, output, plan, folder, sound, failure);
   unlinkat(folder, sound_name, 0);
   unlinkat(folder, list_name, 0);
