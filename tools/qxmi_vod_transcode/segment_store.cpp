@@ -72,8 +72,12 @@ bool segment_store::scan_kind(segment_kind kind, const std::function<bool()>& go
     if (state == segment_state::unreadable && !is_trouble) {
       state = load_segment(folder_, kind, segment, kept);
     }
-    if (state == segment_state::good && fits(kind, segment, kept)) {
+    if (state != segment_state::good) { continue; }
+    if (fits(kind, segment, kept)) {
       all_of(kind).emplace(segment, kept);
+    } else {
+      // It would keep its name from the one that belongs here: none that is whole is replaced.
+      remove_segment(folder_, kind, segment, kept.content.sum);
     }
   }
   return true;

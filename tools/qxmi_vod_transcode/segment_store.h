@@ -26,9 +26,10 @@ public:
   // made as a whole may change in the plan; scan() follows.
   segment_store(int folder, const segment_plan& plan) : folder_(folder), plan_(plan) {}
 
-  // Reads what the folder holds. `goes_on` is asked before each segment. False if it says no, or
-  // with the failure if a segment cannot be read: whether that is damaged is then not known. One
-  // that could not be read the last time either counts as damaged.
+  // Reads what the folder holds, and removes whole segments that do not belong to this output.
+  // `goes_on` is asked before each segment. False if it says no, or with the failure if a segment
+  // cannot be read: whether that is damaged is then not known. One that could not be read the last
+  // time either counts as damaged.
   bool scan(const std::function<bool()>& goes_on, encode_failure& failure,
             unreadable_segment unreadable = unreadable_segment::trouble);
 

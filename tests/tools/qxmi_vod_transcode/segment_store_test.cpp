@@ -272,6 +272,22 @@ TEST_F(segments, that_follow_the_last_one_show_that_it_is_not_the_last_one) {
   EXPECT_EQ(found().missing(segment_kind::picture).size(), 2U);
 }
 
+TEST_F(segments, of_another_length_give_way_to_those_that_belong_there) {
+  plan.frames = 100;
+  plan.packets = 186;
+  ASSERT_TRUE(keep_picture(film(100))) << failure.cause;
+  ASSERT_TRUE(keep_sound(sound(186))) << failure.cause;
+  plan.frames = 50;
+  plan.packets = 93;
+  store.emplace(found());
+  EXPECT_EQ(store->missing(segment_kind::picture).size(), 1U);
+  EXPECT_EQ(store->missing(segment_kind::sound).size(), 1U);
+  EXPECT_TRUE(keep_picture(film(50))) << failure.cause;
+  EXPECT_TRUE(keep_sound(sound(93))) << failure.cause;
+  EXPECT_EQ(found().frames(), 50);
+  EXPECT_EQ(found().packets(), 93);
+}
+
 TEST_F(segments, that_are_removed_are_gone_and_no_longer_complete) {
   ASSERT_TRUE(keep_picture(film(50))) << failure.cause;
   ASSERT_TRUE(keep_ends()) << failure.cause;
