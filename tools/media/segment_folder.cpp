@@ -46,6 +46,30 @@ unique_fd refused(int cause) {
   return unique_fd();
 }
 
+// What opening a folder, a link or a socket to write gives.
+bool is_no_file(int error) {
+  return error == EISDIR || error == ELOOP || error == ENXIO;
+}
+
+unique_fd open_lock(int folder) {
+  return unique_fd(openat(folder, segment_lock_name, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC,
+                          S_IRUSR | S_IWUSR));
+}
+
+void remove_unless_file(int folder, const std::string& name) {
+  struct stat status = {};
+  const bool is_file =
+      fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0 || S_ISREG(status.st_mode);
+  if (!is_file && unlinkat(folder, name.c_str(), 0) != 0) { remove_run_folder(folder, name); }
+}
+
+// One process at a time: then the next one finds the lock that others have made since.
+void remove_false_lock(int folder) {
+  if (flock(folder, LOCK_EX | LOCK_NB) != 0) { return; }
+  remove_unless_file(folder, segment_lock_name);
+  flock(folder, LOCK_UN);
+}
+
 }  // namespace
 
 std::string segment_source_text(const std::string& path, const struct stat& status) {
@@ -79,8 +103,11 @@ unique_fd open_segment_folder(int directory, const std::string& name) {
 
 unique_fd lock_segment_folder(int directory, const std::string& name, int folder,
                               without_locks missing) {
-  unique_fd file(
-      openat(folder, segment_lock_name, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+  unique_fd file = open_lock(folder);
+  if (!file.valid() && is_no_file(errno)) {
+    remove_false_lock(folder);
+    file = open_lock(folder);
+  }
   // A removed folder takes no new file.
   if (!file.valid()) { return refused(errno == ENOENT ? EWOULDBLOCK : errno); }
   const bool locked = flock(file.get(), LOCK_EX | LOCK_NB) == 0;
@@ -106,6 +133,13 @@ void remove_run_folder(int folder, const std::string& name) {
 void remove_run_folders(int folder) {
   for_each_entry(folder, [&](const std::string& name) {
     if (begins_with(name, segment_run_prefix)) { remove_run_folder(folder, name); }
+  });
+}
+
+void remove_false_files(int folder) {
+  for_each_entry(folder, [&](const std::string& name) {
+    const bool may_be_folder = begins_with(name, segment_run_prefix);
+    if (!may_be_folder && name != segment_lock_name) { remove_unless_file(folder, name); }
   });
 }
 

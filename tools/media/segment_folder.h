@@ -43,11 +43,15 @@ enum class without_locks { accepted, refused };
 unique_fd lock_segment_folder(int directory, const std::string& name, int folder,
                               without_locks missing = without_locks::refused);
 
-// For the process that holds the lock: remove the folder with everything that a transcode makes in
-// it, the lock last, and release that, false if something is left; everything in it but the lock;
-// all folders of runs; one of them.
+// For the process that holds the lock: removes the folder with everything that a transcode makes in
+// it, the lock last, and releases that; false if something is left.
 bool remove_segment_folder(int directory, const std::string& name, int folder, unique_fd lock);
+
+// For the process that holds the lock: remove everything in it but the lock; whatever is neither a
+// file nor the folder of a run, which damage alone brings there, and which would be in the way of a
+// file; all folders of runs; one of them.
 void empty_segment_folder(int folder);
+void remove_false_files(int folder);
 void remove_run_folders(int folder);
 void remove_run_folder(int folder, const std::string& name);
 

@@ -163,6 +163,7 @@ bool work_folder::takes_over(const std::string& key) {
 }
 
 bool work_folder::prepare(const std::string& key, const std::string& source) {
+  remove_false_files(fd());
   if (!takes_over(key)) { return false; }
   if (!is_readable_for_engines(fd())) {
     errno = EACCES;

@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/files.h"
 #include "tests/tools/qxmi_vod_transcode/segment_folder_bench.h"
 #include "tools/media/left_segments.h"
 #include "tools/media/segment_folder.h"
@@ -39,6 +40,12 @@ protected:
     work_folder first;
     ASSERT_TRUE(open(first)) << error;
     std::ofstream(path() + "/v000000.mp4") << "a segment";
+  }
+  // In the place of a file of that folder.
+  void leave_link(const std::string& name) {
+    leave_segment();
+    fs::remove(path() + "/" + name);
+    fs::create_symlink("v000000.mp4", path() + "/" + name);
   }
   // The only folder that there is.
   std::string path() const {
@@ -99,12 +106,67 @@ TEST_F(transcode_folder, whose_key_cannot_be_read_twice_is_begun_again) {
 }
 
 TEST_F(transcode_folder, with_a_link_as_its_key_is_begun_again) {
-  leave_segment();
-  fs::remove(path() + "/key");
-  fs::create_symlink("v000000.mp4", path() + "/key");
+  leave_link("key");
   work_folder second;
   ASSERT_TRUE(open(second)) << error;
   EXPECT_FALSE(fs::exists(path() + "/v000000.mp4"));
+}
+
+TEST_F(transcode_folder, with_a_folder_as_its_lock_is_found_again) {
+  leave_segment();
+  fs::remove(path() + "/lock");
+  fs::create_directory(path() + "/lock");
+  std::ofstream(path() + "/lock/inside") << "anything";
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_TRUE(fs::exists(path() + "/v000000.mp4"));
+  EXPECT_TRUE(fs::is_regular_file(path() + "/lock"));
+}
+
+TEST_F(transcode_folder, with_a_link_as_its_lock_is_found_again) {
+  leave_link("lock");
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_TRUE(fs::exists(path() + "/v000000.mp4"));
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(path() + "/lock")));
+}
+
+TEST_F(transcode_folder, loses_what_is_no_file_where_files_belong) {
+  leave_segment();
+  fs::create_directory(path() + "/v000001.mp4");
+  std::ofstream(path() + "/v000001.mp4/inside") << "anything";
+  fs::create_symlink("v000000.mp4", path() + "/complete");
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_TRUE(fs::exists(path() + "/v000000.mp4"));
+  EXPECT_FALSE(fs::exists(path() + "/v000001.mp4"));
+  EXPECT_FALSE(fs::is_symlink(path() + "/complete"));
+}
+
+// It can be locked like a file.
+TEST_F(transcode_folder, keeps_a_pipe_as_its_lock) {
+  leave_segment();
+  fs::remove(path() + "/lock");
+  ASSERT_EQ(mkfifo((path() + "/lock").c_str(), S_IRUSR | S_IWUSR), 0);
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_TRUE(fs::is_fifo(path() + "/lock"));
+}
+
+// Two find the false lock at once, and the other is faster.
+TEST_F(transcode_folder, loses_no_lock_that_another_has_just_made) {
+  leave_link("lock");
+  const std::string lock = path() + "/lock";
+  before_lock = [&] {
+    if (fs::is_symlink(lock)) {
+      fs::remove(lock);
+      std::ofstream(lock) << "of the other";
+    }
+    return 0;
+  };
+  work_folder second;
+  ASSERT_TRUE(open(second)) << error;
+  EXPECT_EQ(read_file(lock), "of the other");
 }
 
 TEST_F(transcode_folder, in_use_survives_a_start_that_fails) {
