@@ -1,8 +1,8 @@
 // Interrupts transcodes that are made in segments, at random moments and right before chosen steps,
 // cuts the power, fills the disk, and damages what they leave; the next run must give the whole
 // result or fail, never a wrong one. Prints one line per figure.
-// The first argument is the number of interruptions, and of damages; the parts "interruptions",
-// "long", "damages", "disks" and "seams" may follow.
+// The first argument is N or N+SEED: the number of interruptions, and of damages, and the seed of
+// the choices. The parts "interruptions", "long", "damages", "disks" and "seams" may follow.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -22,6 +22,7 @@ using namespace qx_test;
 namespace {
 
 constexpr long usual_count = 12;
+constexpr long usual_seed = 1;
 constexpr unsigned longest_chain = 4;  // interruptions before a transcode may end
 constexpr long damages_of_film = 40;   // then the next film
 constexpr long for_each_long = 50;     // interruptions for each transcode of a long film
@@ -55,16 +56,17 @@ void interrupt(film_set& films, long count, interruption_figures& sums) {
   }
 }
 
-void damage(film_set& films, findings& found, long count, damage_figures& sums) {
-  for (std::size_t number = 0; sums.damages < count; ++number) {
+void damage(film_set& films, findings& found, long count) {
+  long damages = 0;
+  for (std::size_t number = 0; damages < count; ++number) {
     film_bench& film = films.film(number);
     // Of the same size and with other pictures.
     film_kind changed = film_kinds()[number % film_kinds().size()];
     changed.arguments += " -filter:v negate";
     film_bench other(found, changed);
     damaged_folders folders(film, other);
-    for (long i = 0; i < damages_of_film && sums.damages < count; ++i) {
-      folders.damage_and_run(sums);
+    for (long i = 0; i < damages_of_film && damages < count; ++i, ++damages) {
+      folders.damage_and_run();
     }
   }
 }
@@ -118,12 +120,16 @@ bool is_wanted(const char* part, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (!knows_parts(argc, argv)) {
+  long count = usual_count;
+  long seed = usual_seed;
+  if ((argc > 1 && !read_sample(argv[1], count, seed)) || !knows_parts(argc, argv)) {
     std::fprintf(stderr,
-                 "checkpoints: the parts are interruptions, long, damages, disks and seams\n");
+                 "usage: %s [N[+SEED] [PART...]]\nThe parts are interruptions, long, damages, "
+                 "disks and seams.\n",
+                 argv[0]);
     return 2;
   }
-  const long count = count_argument(std::min(argc, 2), argv, usual_count);
+  begin_choices(static_cast<unsigned>(seed));
   findings found("checkpoints");
   film_set films(found);
   if (is_wanted("interruptions", argc, argv)) {
@@ -135,10 +141,8 @@ int main(int argc, char** argv) {
     interrupt_long_film(found, (count + for_each_long - 1) / for_each_long);
   }
   if (is_wanted("damages", argc, argv)) {
-    damage_figures sums;
-    damage(films, found, count, sums);
-    std::printf("checkpoints: damaged folders: %ld, of which the tool refused %ld\n", sums.damages,
-                sums.refused);
+    damage(films, found, count);
+    std::printf("checkpoints: damaged folders: %ld\n", count);
   }
   if (is_wanted("disks", argc, argv)) {
     fill_disks(films.film(0), (count + for_each_disk - 1) / for_each_disk);

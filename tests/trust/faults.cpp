@@ -277,14 +277,6 @@ struct sample {
   long shift = 0;
 };
 
-// Takes "N" or "N+SHIFT"; false for anything else.
-bool read_sample(const char* text, sample& wanted) {
-  char* end = nullptr;
-  wanted.count = std::strtol(text, &end, 10);
-  if (*end == '+') { wanted.shift = std::strtol(end + 1, &end, 10); }
-  return *end == '\0' && wanted.count > 0 && wanted.shift >= 0;
-}
-
 class trial {
 public:
   int run(const sample& wanted, const call_names& calls) {
@@ -334,7 +326,7 @@ private:
 
 int main(int argc, char** argv) {
   sample wanted;
-  if (argc > 1 && !read_sample(argv[1], wanted)) {
+  if (argc > 1 && !read_sample(argv[1], wanted.count, wanted.shift)) {
     std::fprintf(stderr, "usage: %s [N[+SHIFT] [CALL...]]\n", argv[0]);
     return 2;
   }

@@ -12,6 +12,11 @@ namespace {
 
 constexpr int most_printed = 20;
 
+std::mt19937& choices() {
+  static std::mt19937 source(1);  // NOLINT(cert-msc51-cpp): the same numbers in every run
+  return source;
+}
+
 }  // namespace
 
 long count_argument(int argc, char** argv, long usual) {
@@ -23,9 +28,19 @@ long count_argument(int argc, char** argv, long usual) {
   std::exit(2);
 }
 
+bool read_sample(const char* text, long& count, long& other) {
+  char* end = nullptr;
+  count = std::strtol(text, &end, 10);
+  if (*end == '+') { other = std::strtol(end + 1, &end, 10); }
+  return *end == '\0' && count > 0 && other >= 0;
+}
+
 unsigned random_below(unsigned limit) {
-  static std::mt19937 source(1);  // NOLINT(cert-msc51-cpp): the same numbers in every run
-  return static_cast<unsigned>(source() % limit);
+  return static_cast<unsigned>(choices()() % limit);
+}
+
+void begin_choices(unsigned seed) {
+  choices().seed(seed);
 }
 
 long resident_kib(pid_t pid) {

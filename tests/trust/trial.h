@@ -1,4 +1,5 @@
-// What the trials share: their choices, which are the same in every run, and what they print.
+// What the trials share: their choices, which are the same in every run with the same seed, and
+// what they print.
 #pragma once
 
 #include <cstdio>
@@ -15,8 +16,14 @@ namespace qx_test {
 // usage on standard error, for anything else.
 long count_argument(int argc, char** argv, long usual);
 
-// The next number below `limit` in a sequence that is the same in every run.
+// Reads "N" or "N+OTHER": how many cases, at least one, and which, at least 0; without OTHER that
+// stays as it is. False for anything else.
+bool read_sample(const char* text, long& count, long& other);
+
+// The next number below `limit` in a sequence that is the same in every run with the same seed.
 unsigned random_below(unsigned limit);
+// Begins the sequence of `seed`; without this call it is that of 1.
+void begin_choices(unsigned seed);
 
 // Resident memory of a process; -1 if it has gone.
 long resident_kib(pid_t pid);
