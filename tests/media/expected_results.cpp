@@ -72,6 +72,10 @@ public:
     result_.time_tolerance = 0.2;
     return *this;
   }
+  film& concealed() {
+    result_.decodes_alike = false;
+    return *this;
+  }
   film& jumps() {
     result_.on_one_clock = false;
     return spliced();
@@ -137,7 +141,7 @@ list containers() {
           film("garbage_behind.mp4"),
           film("garbage_behind.ts"),
           film("edit_list.mp4").seconds(7.8).beat_from(0.8),
-          film("damaged.ts").spliced(),
+          film("damaged.ts").spliced().concealed(),
           film("cut_start.ts").seconds(15.5).beat_from(-1.0),
           film("long_name.mp4")};
 }

@@ -90,9 +90,9 @@ std::string long_name() {
 }
 
 fs::path source_path(const std::string& name) {
-  const fs::path made = fs::path(QX_MATRIX_DIR) / name;
+  fs::path made = fs::path(QX_MATRIX_DIR) / name;
   if (name != "long_name.mp4") { return made; }
-  const fs::path copy = fs::path(QX_MATRIX_DIR) / long_name();
+  fs::path copy = fs::path(QX_MATRIX_DIR) / long_name();
   std::error_code error;
   fs::copy_file(made, copy, fs::copy_options::overwrite_existing, error);
   return error ? made : copy;
@@ -129,7 +129,8 @@ std::string make_result(const matrix_options& options, const expected_result& ex
       "--profile", expected.profile, "-f", "mp4", "--file", source_path(expected.source)};
   if (!options.interrupt) { return transcode(options.tool, arguments, output); }
   const interrupted_result made =
-      transcode_interrupted(output + ".interrupted", options.tool, arguments, output);
+      transcode_interrupted(output + ".interrupted", options.tool, arguments, output,
+                            expected.decodes_alike ? packet_likeness::all : packet_likeness::times);
   result.deviations = made.deviations;
   result.course = course_of(made);
   return made.error;
