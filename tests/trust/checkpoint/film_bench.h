@@ -54,7 +54,7 @@ public:
   void configure(int segment_seconds, int runs = 1) const;
 
   // How many frames a segment has at first, and how long it takes to play.
-  long segment_frames() const { return kind_.is_long ? 500 : 50; }
+  long segment_frames() const { return kind_.is_long ? 400 : 50; }
 
   // The folder of the result, and the result.
   const scratch_folder& results() const { return results_; }
