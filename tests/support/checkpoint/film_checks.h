@@ -37,8 +37,9 @@ double worst_psnr(const std::string& path, const std::string& reference);
 // How much stronger the sound of `reference` is than its difference from that of the film, sample
 // by sample, in dB: the better of two neighbouring tenths of a second, where that is worst. Near 0
 // or below it the sound there is silent, late or another one. Up to a millisecond late is not late,
-// since some containers count in these, and at a seam there may be such a step. -100 if the lengths
-// differ by more than a packet, or one film is silent; 100 if both are.
+// since some containers count in these, and at a seam there may be such a step; it is undone to the
+// nearest sample, which suffices for sound up to 2 kHz. -100 if the lengths differ by more than a
+// packet, or one film is silent; 100 if both are.
 double worst_sound_likeness(const std::string& path, const std::string& reference);
 
 // What two transcodes of the same sound reach.
