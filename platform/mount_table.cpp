@@ -154,11 +154,12 @@ private:
   int links_ = 0;
 };
 
-// Opened once, because the kernel reports a change only to those that have the file open.
+// Opened once, because the kernel reports a change only to those that have the file open. A forked
+// child opens its own: it may have other mounts, and must not take reports away from its parent.
 class mount_list {
 public:
   const mount_table& read() {
-    if (!file_.valid()) { file_.reset(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)); }
+    if (!file_.valid() || owner_ != getpid()) { open_list(); }
     pollfd change{file_.get(), POLLPRI, 0};
     if (file_.valid() && poll(&change, 1, 0) > 0) { is_stale_ = true; }
     if (file_.valid() && is_stale_) { read_again(); }
@@ -166,6 +167,13 @@ public:
   }
 
 private:
+  void open_list() {
+    file_.reset(open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+    owner_ = getpid();
+    is_stale_ = true;
+    mounts_.clear();
+  }
+
   void read_again() {
     std::string text;
     if (lseek(file_.get(), 0, SEEK_SET) == 0 && read_all(file_.get(), longest_list, text)) {
@@ -175,6 +183,7 @@ private:
   }
 
   unique_fd file_;
+  pid_t owner_ = -1;
   bool is_stale_ = true;  // until it has been read: the kernel reports each change once
   mount_table mounts_;
 };

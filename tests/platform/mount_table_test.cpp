@@ -175,9 +175,21 @@ TEST(current_mounts, include_a_new_one_even_if_the_list_could_not_be_read_at_fir
   });
 }
 
+TEST(current_mounts, of_a_child_with_other_ones_are_its_own) {
+  EXPECT_FALSE(is_mounted("/mnt/new"));
+  in_own_mnt([] {
+    std::filesystem::create_directory("/mnt/new");
+    EXPECT_EQ(mount("new", "/mnt/new", "tmpfs", 0, nullptr), 0);
+    EXPECT_TRUE(is_mounted("/mnt/new"));
+  });
+  EXPECT_FALSE(is_mounted("/mnt/new"));
+}
+
 TEST(current_mounts, are_read_later_if_they_cannot_be_read_at_first) {
-  list_can_be_read = false;
-  EXPECT_TRUE(current_mounts().empty());
-  list_can_be_read = true;
-  EXPECT_TRUE(is_mounted("/proc"));
+  in_own_mnt([] {
+    list_can_be_read = false;
+    EXPECT_TRUE(current_mounts().empty());
+    list_can_be_read = true;
+    EXPECT_TRUE(is_mounted("/mnt"));
+  });
 }
