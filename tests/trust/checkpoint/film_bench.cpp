@@ -151,7 +151,7 @@ long film_bench::finished() const {
 tool_result film_bench::finish(const std::string& when, long finished) {
   tool_.reset();
   tool_run run = start();
-  const tool_result result = {run.wait(), run.output_lines(), run.error_lines()};
+  tool_result result = {run.wait(), run.output_lines(), run.error_lines()};
   const std::string errors = run.errors();
   found_.expect(result.end.status == 0, about("failed " + when + ": " + errors));
   found_.expect(errors.find("starts over") == std::string::npos,
@@ -175,16 +175,18 @@ void film_bench::expect_right_result(const std::string& when, bool hidden_too) c
   const double sound = worst_sound_likeness(output_, reference());
   found_.expect(sound >= least_sound_likeness,
                 about("other sound " + when + ": " + std::to_string(sound) + " dB"));
+  const std::string left = "left " + when + ": ";
   for (const std::string& name : results_.names()) {
     const bool is_expected = name == "out.mp4" || (hidden_too && name[0] == '.');
-    found_.expect(is_expected, about("left " + when + ": " + name));
+    found_.expect(is_expected, about(left).append(name));
   }
 }
 
 void film_bench::expect_nothing_visible(const std::string& when) const {
   if (is_done()) { return expect_right_result(when, true); }
+  const std::string left = "left visible " + when + ": ";
   for (const std::string& name : results_.names()) {
-    found_.expect(name[0] == '.', about("left visible " + when + ": " + name));
+    found_.expect(name[0] == '.', about(left).append(name));
   }
 }
 
