@@ -1,5 +1,7 @@
 // An item's JSON: from the queue file, and as the document of a remote server. The items get no job
 // number, so that no status file of this machine is touched.
+#include <algorithm>
+
 #include <json11.hpp>
 
 #include "queue/item_document.h"
@@ -21,6 +23,11 @@ std::string text_of(const QueueItem& item) {
 void read_and_write(const json11::Json& document) {
   QueueItem item;
   if (read_item(item, document) != nullptr) { return; }
+  item_view view;
+  fuzz_expect(read_item(text_of(item), view), "a client can read it");
+  fuzz_expect(view.progress >= 0 && view.progress <= progress_complete, "its progress is a share");
+  // A plain number is a percentage without limits, but is written as a share, which has some.
+  item.progress = std::clamp(item.progress, 0, progress_complete);
   const std::string text = text_of(item);
   std::string error;
   const json11::Json written = parse_json(text, error);
@@ -28,9 +35,6 @@ void read_and_write(const json11::Json& document) {
   QueueItem again;
   fuzz_expect(read_item(again, written) == nullptr, "an item that was written can be read");
   fuzz_expect(text_of(again) == text, "it reads back the same");
-  item_view view;
-  fuzz_expect(read_item(text, view), "a client can read it");
-  fuzz_expect(view.progress >= 0 && view.progress <= progress_complete, "its progress is a share");
 }
 
 void follow_remote_server(const json11::Json& document, remote_transcode_states step) {
@@ -61,6 +65,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
 std::vector<std::string> fuzz_seeds() {
   const std::string files = "\"input file\": \"/mnt/media/clip.mpg\", \"output file\": "
                             "\"/mnt/main/tv/vod/clip.mp4\", ";
+  const std::string profiles = "\"quoted profile\": [\"720\", 480, null]}";
   return {"{\"entry id\": \"there\", " + files +
               "\"transcode state\": \"transcoding\", \"state\": \"Transcoding file...\", "
               "\"transcode progress\": [2500, 10000], \"paused\": true, \"waiting\": 1}",
@@ -69,6 +74,7 @@ std::vector<std::string> fuzz_seeds() {
               "\"remote transcode command\": \"pause\", \"uploaded\": true, \"remote job\": "
               "{\"ip\": \"far.example\", \"entry id\": \"x\", \"json\": {\"a\": [1, 2.5e3]}}}",
           "{\"entry id\": \"there\", \"transcode state\": \"done\", \"transcode progress\": 99.5}",
-          "{\"entry id\": \"there\", \"transcode state\": \"cancelled\", \"state\": \"\\u00e4\", "
-          "\"quoted profile\": [\"720\", 480, null]}"};
+          "{\"entry id\": \"there\", " + files + "\"transcode progress\": -1}",
+          "{\"entry id\": \"there\", \"transcode state\": \"cancelled\", \"state\": \"\\u00e4\", " +
+              profiles};
 }
