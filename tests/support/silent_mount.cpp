@@ -23,7 +23,6 @@ namespace qx_test {
 namespace {
 
 constexpr char metadata_text[] = "file type=video/mp4\n";
-constexpr useconds_t distant_answer_us = 1000;
 constexpr useconds_t slow_answer_us = 100000;
 constexpr std::size_t request_size = std::size_t{1} << 17;
 
@@ -99,7 +98,6 @@ private:
       left_.push_back(request);
       return;
     }
-    if (order_ == 'd') { usleep(distant_answer_us); }
     if (order_ == 'w') { usleep(slow_answer_us); }
     answer(request);
   }

@@ -30,8 +30,6 @@ public:
   void fall_silent() const { send('s'); }
   // Answers those that have been left, and from now on all.
   void answer() const { send('a'); }
-  // From now on each answer takes a millisecond.
-  void answer_from_afar() const { send('d'); }
   // From now on each answer takes a tenth of a second.
   void answer_slowly() const { send('w'); }
 
