@@ -9,8 +9,13 @@ class quick_jobs {
 public:
   quick_jobs();
 
-  // Milliseconds per job of fifty jobs, from the first "add" until the last one is done.
-  double ms_per_job();
+  struct cost {
+    double ms;            // from the first "add" until the last job is done
+    double processor_ms;  // of the service, without its children
+  };
+
+  // What each of fifty jobs costs.
+  cost cost_per_job();
 
 private:
   void remove_all() const;
