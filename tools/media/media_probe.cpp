@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <limits>
-#include <sstream>
 
 #include <unistd.h>
 
@@ -12,6 +10,7 @@
 #include "tools/job_log/job_log.h"
 #include "tools/media/engine.h"
 #include "tools/media/media_report.h"
+#include "tools/media/packet_reader.h"
 #include "tools/media/packet_timeline.h"
 #include "tools/media/process_runner.h"
 #include "tools/media/size_text.h"
@@ -32,39 +31,6 @@ constexpr int probe_margin_s = 3;
 // For looking for the first packet of a stream that is announced: it may never come.
 constexpr std::chrono::seconds late_stream_time_limit{20};
 
-// Reads lines of "stream,shown,decoded,duration,flags", with "N/A" for unknown values. Packets that
-// are decoded but not shown, before the beginning of an edit, do not count.
-class packet_reader : public run_observer {
-public:
-  explicit packet_reader(packet_timeline& timeline) : timeline_(timeline) {}
-
-  void on_line(std::string_view line) override {
-    std::istringstream fields{std::string(line)};
-    std::string stream;
-    if (!std::getline(fields, stream, ',') || stream.empty()) { return; }
-    packet_times packet{};
-    packet.shown = seconds(fields);
-    packet.decoded = seconds(fields);
-    packet.duration = seconds(fields);
-    std::string flags;
-    if (std::getline(fields, flags, ',') && flags.find('D') != std::string::npos) { return; }
-    timeline_.add(std::atoi(stream.c_str()), packet);
-  }
-
-  bool on_tick(const child_process&, bool) override { return false; }
-
-private:
-  static double seconds(std::istringstream& fields) {
-    std::string field;
-    std::getline(fields, field, ',');
-    char* end = nullptr;
-    const double value = std::strtod(field.c_str(), &end);
-    return end == field.c_str() ? std::numeric_limits<double>::quiet_NaN() : value;
-  }
-
-  packet_timeline& timeline_;
-};
-
 std::string_view still_format(const source_file& source) {
   char head[16];
   const ssize_t count = pread(source.fd(), head, sizeof head, 0);
@@ -79,17 +45,6 @@ program_request report_request(const source_file& source, std::string_view forma
                       {"-of", "json=c=1", "-show_entries", media_report_entries});
   add_input(request.argv, source.url(), format, depth);
   set_budget(request, probe_budget(depth));
-  return request;
-}
-
-// Asks for packets of all streams, as packet_reader takes them.
-program_request packet_request(const source_file& source, const probe_depth& depth) {
-  program_request request = confined_request(ffprobe_command(), source);
-  request.argv.insert(request.argv.end(),
-                      {"-of", "csv=p=0", "-show_entries",
-                       "packet=stream_index,pts_time,dts_time,duration_time,flags"});
-  add_input(request.argv, source.url(), {}, depth);
-  set_budget(request, reading_budget(source.data_size()));
   return request;
 }
 
