@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fstream>
+#include <sstream>
+#include <string>
 
 namespace {
 
@@ -61,6 +64,11 @@ int most_runs(const run_conditions& conditions) {
   return runs;
 }
 
+// The first one; an empty one if there is none.
+segment_range first_of(const std::vector<segment_range>& ranges) {
+  return ranges.empty() ? segment_range{0, 0} : ranges.front();
+}
+
 void add_pictures(std::deque<segment_run>& runs, segment_range range, double warm_up) {
   segment_run run;
   run.pictures = range;
@@ -70,6 +78,17 @@ void add_pictures(std::deque<segment_run>& runs, segment_range range, double war
 }
 
 }  // namespace
+
+std::uint64_t available_memory() {
+  std::ifstream file("/proc/meminfo");
+  std::string name;
+  std::uint64_t kilobytes = 0;
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    if (words >> name >> kilobytes && name == "MemAvailable:") { return kilobytes * 1024; }
+  }
+  return 0;
+}
 
 std::uint64_t memory_of_run(picture_size source, picture_size output, int threads) {
   const double encoded = pixels_of(output) * bytes_of_output_pixel * (frames_ahead + 2.0 * threads);
@@ -89,6 +108,23 @@ int runs_at_once(const run_conditions& conditions) {
     ++runs;
   }
   return runs;
+}
+
+segment_run next_run(const segment_plan& plan, const std::vector<segment_range>& pictures,
+                     const std::vector<segment_range>& sounds, double warm_up) {
+  segment_run run;
+  run.warm_up = warm_up;
+  run.pictures = first_of(pictures);
+  if (plan.packets == 0) { return run; }
+  run.sounds = first_of(sounds);
+  const bool together = run.pictures.is_open() && run.sounds.is_open() && !plan.sound_is_whole;
+  if (together || !run.has_pictures()) { return run; }
+  if (run.pictures.is_open() && run.has_sound(plan)) {
+    run.pictures = {0, 0};
+  } else {
+    run.sounds = {0, 0};
+  }
+  return run;
 }
 
 std::deque<segment_run> divided(const std::vector<segment_range>& pictures,

@@ -1,4 +1,5 @@
-// How many engines shall make the segments of one output at the same time on this machine.
+// Which engines make the segments of one output on this machine: how many at the same time, and
+// which segments each of them.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +23,17 @@ struct run_conditions {
 // source. 1 or more.
 int runs_at_once(const run_conditions& conditions);
 
+// The bytes that programs can have without others being moved to the disk; 0 if that is not known.
+std::uint64_t available_memory();
+
 // What one engine of so many threads may take in memory, in bytes.
 std::uint64_t memory_of_run(picture_size source, picture_size output, int threads);
+
+// The run of a single engine that comes next, given the missing ranges of either kind. It makes
+// both picture and sound only where both go on to the end, in segments; elsewhere what goes on to
+// the end comes last.
+segment_run next_run(const segment_plan& plan, const std::vector<segment_range>& pictures,
+                     const std::vector<segment_range>& sounds, double warm_up);
 
 // Divides these missing ranges among `at_once` engines, pictures in runs of `shortest` to 12
 // segments and all of the sound in its own runs, which come first. The output has about `likely`

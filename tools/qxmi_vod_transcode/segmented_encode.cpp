@@ -5,9 +5,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
-#include <sstream>
 #include <utility>
 
 #include "tools/job_log/job_log.h"
@@ -15,7 +12,6 @@
 #include "tools/job_log/one_line.h"
 #include "tools/media/engine.h"
 #include "tools/media/left_segments.h"
-#include "tools/media/media_probe.h"
 #include "tools/media/segment_folder.h"
 #include "tools/media/tool_config.h"
 #include "tools/media/tool_signals.h"
@@ -23,6 +19,7 @@
 #include "tools/qxmi_vod_transcode/segment_join.h"
 #include "tools/qxmi_vod_transcode/segment_key.h"
 #include "tools/qxmi_vod_transcode/segment_maker.h"
+#include "tools/qxmi_vod_transcode/source_clock.h"
 #include "tools/qxmi_vod_transcode/spread/cluster_work.h"
 #include "tools/qxmi_vod_transcode/spread/shared_folder.h"
 
@@ -30,29 +27,6 @@ namespace {
 
 // How often segments may turn out to be damaged right after they were made.
 constexpr int most_damages = 3;
-
-// The verdict on the source's clock, as a note beside the segments.
-constexpr const char* clock_note = "clock";
-constexpr const char* clock_even = "even";
-constexpr const char* clock_jumps = "jumps";
-constexpr const char* clock_unread = "unread";
-
-// What programs can have without others being moved to the disk; 0 if that is not known.
-std::uint64_t available_memory() {
-  std::ifstream file("/proc/meminfo");
-  std::string name;
-  std::uint64_t kilobytes = 0;
-  for (std::string line; std::getline(file, line);) {
-    std::istringstream words(line);
-    if (words >> name >> kilobytes && name == "MemAvailable:") { return kilobytes * 1024; }
-  }
-  return 0;
-}
-
-// The first one; an empty one if there is none.
-segment_range first_of(const std::vector<segment_range>& ranges) {
-  return ranges.empty() ? segment_range{0, 0} : ranges.front();
-}
 
 }  // namespace
 
@@ -132,24 +106,6 @@ bool segmented_encode::may_start_over(const encode_failure& failure) const {
          !failure.changes_sound && !lacks_room(failure.cause) && task_.source.unchanged();
 }
 
-// A run in the middle follows the source's clock, which must therefore lead there. After two failed
-// reads in a row the source counts as one whose clock jumps.
-segmented_encode::clock_kind segmented_encode::find_clock(encode_failure& failure) const {
-  if (task_.media.jump_limit <= 0.0) { return clock_kind::even; }
-  const std::string known = store_->note(clock_note);
-  if (known == clock_even) { return clock_kind::even; }
-  if (known == clock_jumps) { return clock_kind::jumping; }
-  packet_timeline timeline(true);
-  if (measure_streams(task_.source.path(), task_.media.depth, timeline, failure.cause)) {
-    store_->set_note(clock_note, timeline.has_jumped() ? clock_jumps : clock_even);
-    return timeline.has_jumped() ? clock_kind::jumping : clock_kind::even;
-  }
-  if (stop_signal() == 0 && known == clock_unread) { return clock_kind::jumping; }
-  if (stop_signal() == 0) { store_->set_note(clock_note, clock_unread); }
-  failure.interrupted = true;
-  return clock_kind::unknown;
-}
-
 // Without pictures all of it is made in one run, unless the sound has one of its own.
 bool segmented_encode::choose_beginning(encode_failure& failure) {
   const bool has_pictures = !store_->pictures().empty();
@@ -158,9 +114,9 @@ bool segmented_encode::choose_beginning(encode_failure& failure) {
   } else if (has_pictures && store_->reach() >= no_warm_up_helps) {
     start_over("its parts do not fit together");
   } else {
-    const clock_kind clock = find_clock(failure);
-    if (clock == clock_kind::unknown) { return false; }
-    if (clock == clock_kind::jumping) {
+    const source_clock clock = find_clock(task_, *store_, failure);
+    if (clock == source_clock::unknown) { return false; }
+    if (clock == source_clock::jumping) {
       if (plan_.sound_is_whole) { set_sound_is_whole(false); }
       start_over("its clock jumps");
     }
@@ -173,10 +129,10 @@ bool segmented_encode::choose_beginning(encode_failure& failure) {
 // clock only. False, with the failure, if it is not known to be one.
 bool segmented_encode::choose_whole_sound(encode_failure& failure) {
   encode_failure unclear;
-  const clock_kind clock = find_clock(unclear);
-  if (clock == clock_kind::unknown) { failure = unclear; }
-  if (clock == clock_kind::jumping) { failure.cause += ", and its clock jumps"; }
-  if (clock != clock_kind::even) { return false; }
+  const source_clock clock = find_clock(task_, *store_, unclear);
+  if (clock == source_clock::unknown) { failure = unclear; }
+  if (clock == source_clock::jumping) { failure.cause += ", and its clock jumps"; }
+  if (clock != source_clock::even) { return false; }
   log_note(checkpoint_note, failure.cause + ": it is made as a whole");
   failure = {};
   set_sound_is_whole(true);
@@ -198,21 +154,8 @@ std::vector<segment_range> segmented_encode::missing_sound() const {
   return plan_.packets > 0 ? store_->missing(store_->sound_kind()) : std::vector<segment_range>();
 }
 
-// One engine makes both picture and sound only where both go on to the end, in segments.
-segment_run segmented_encode::next_run() const {
-  segment_run run;
-  run.warm_up = warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)];
-  run.pictures = first_of(store_->missing(segment_kind::picture));
-  if (plan_.packets == 0) { return run; }
-  run.sounds = first_of(missing_sound());
-  const bool together = run.pictures.is_open() && run.sounds.is_open() && !plan_.sound_is_whole;
-  if (together || !run.has_pictures()) { return run; }
-  if (run.pictures.is_open() && run.has_sound(plan_)) {
-    run.pictures = {0, 0};
-  } else {
-    run.sounds = {0, 0};
-  }
-  return run;
+double segmented_encode::warm_up() const {
+  return warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)];
 }
 
 std::int64_t segmented_encode::likely_segments() const {
@@ -233,7 +176,8 @@ int segmented_encode::chosen_runs() const {
 }
 
 run_end segmented_encode::make_next(encode_failure& failure, bool& was_whole) {
-  const segment_run run = next_run();
+  const segment_run run =
+      next_run(plan_, store_->missing(segment_kind::picture), missing_sound(), warm_up());
   was_whole = plan_.sound_is_whole ? run.is_all_of_its_kind() : run.is_whole();
   segment_maker maker(task_, plan_, *store_, folder_.fd());
   const run_end end = maker.make(run, failure);
@@ -251,7 +195,7 @@ run_end segmented_encode::make_several(int at_once, encode_failure& failure) {
   const std::int64_t shortest = configured().checkpoint_runs > 0 ? 1 : shortest_run;
   const std::deque<segment_run> runs =
       divided(store_->missing(segment_kind::picture), missing_sound(), likely_segments(), at_once,
-              shortest, warm_ups[std::min(store_->reach(), no_warm_up_helps - 1)]);
+              shortest, warm_up());
   log_note("checkpoint", std::to_string(runs.size()) + " runs, up to " + std::to_string(at_once) +
                              " at the same time");
   segment_maker maker(task_, plan_, *store_, folder_.fd());
@@ -265,7 +209,7 @@ bool segmented_encode::make_missing(encode_failure& failure) {
     if (!choose_beginning(failure)) { return false; }
     scanned_ = false;
     const int at_once = chosen_runs();
-    const bool divides = at_once > 1 && find_clock(failure) == clock_kind::even;
+    const bool divides = at_once > 1 && find_clock(task_, *store_, failure) == source_clock::even;
     bool was_whole = false;
     const run_end end = divides ? make_several(at_once, failure) : make_next(failure, was_whole);
     if (end == run_end::failed && failure.changes_sound) {
@@ -333,7 +277,9 @@ bool segmented_encode::spread(encode_failure& failure) {
   const auto tell = [this](const std::string& text) { announce(text); };
   const auto places = find_places(work, tell);
   encode_failure unclear;
-  if (!places || find_clock(unclear) != clock_kind::even) { return stop_signal() == 0; }
+  if (!places || find_clock(task_, *store_, unclear) != source_clock::even) {
+    return stop_signal() == 0;
+  }
   make_in_cluster(work, *places, tell);
   was_spread_ = true;
   scanned_ = false;

@@ -51,21 +51,18 @@ public:
   // The same if all are finished, 0 otherwise.
   std::uint64_t finished_bytes() const;
 
-  // Writes the whole output. It consists of complete segments that continue each
-  // other, decodes at its ends and at each seam, and pleases `judge`. If a result that several runs
-  // made does not, all of it is made once more in one run, unless that was only interrupted. False
-  // with the failure, which may be that the output has to be made in one piece.
+  // Writes the whole output. It consists of complete segments that continue each other, decodes at
+  // its ends and at each seam, and pleases `judge`. If a result that several runs made does not,
+  // all of it is made once more in one run, unless that was only interrupted. False with the
+  // failure, which may be that the output has to be made in one piece.
   bool make(const judgement& judge, encode_failure& failure);
 
 private:
-  enum class clock_kind { even, jumping, unknown };
-
   void announce(const std::string& text) const;
   void start_over(const std::string& why);
   bool may_start_over(const encode_failure& failure) const;
   bool scan(encode_failure& failure);
   bool take_over(encode_failure& failure);
-  clock_kind find_clock(encode_failure& failure) const;
   bool choose_beginning(encode_failure& failure);
   bool choose_whole_sound(encode_failure& failure);
   void set_sound_is_whole(bool whole);
@@ -74,8 +71,8 @@ private:
   bool try_make(const judgement& judge, encode_failure& failure);
   bool make_segments(encode_failure& failure);
   bool make_missing(encode_failure& failure);
-  segment_run next_run() const;
   std::vector<segment_range> missing_sound() const;
+  double warm_up() const;
   std::int64_t likely_segments() const;
   int chosen_runs() const;
   run_end make_next(encode_failure& failure, bool& was_whole);

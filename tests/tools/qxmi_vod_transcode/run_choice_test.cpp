@@ -1,4 +1,4 @@
-// How many engines work on one output at the same time, and how they divide it.
+// How many engines work on one output at the same time, what each makes, and what one makes alone.
 #include <gtest/gtest.h>
 
 #include "tools/qxmi_vod_transcode/run_choice.h"
@@ -19,6 +19,23 @@ run_conditions film(int processors, picture_size output) {
 
 constexpr picture_size small = {640, 360};
 constexpr picture_size large = {1920, 1080};
+
+constexpr std::int64_t to_the_end = segment_range::open;
+constexpr segment_range nothing{0, 0};
+
+segment_plan film_with_sound() {
+  segment_plan plan;
+  plan.packets = 936;
+  return plan;
+}
+
+void expect_run(const segment_run& run, segment_range pictures, segment_range sounds) {
+  EXPECT_EQ(run.pictures.first, pictures.first);
+  EXPECT_EQ(run.pictures.end, pictures.end);
+  EXPECT_EQ(run.sounds.first, sounds.first);
+  EXPECT_EQ(run.sounds.end, sounds.end);
+  EXPECT_EQ(run.warm_up, 3.0);
+}
 
 }  // namespace
 
@@ -61,8 +78,7 @@ TEST(runs_at_once, fit_into_half_of_the_free_memory) {
 TEST(divided_work, begins_with_the_sound_and_leaves_nothing_out) {
   const std::deque<segment_run> runs =
       divided({{0, segment_range::open}}, {{0, segment_range::open}}, 100, 2, shortest_run, 3.0);
-  segment_plan plan;
-  plan.packets = 936;
+  const segment_plan plan = film_with_sound();
   EXPECT_FALSE(runs.front().has_pictures());
   EXPECT_TRUE(runs.front().has_sound(plan));
   std::int64_t next = 0;
@@ -93,4 +109,37 @@ TEST(divided_work, goes_on_to_an_end_that_is_later_than_expected) {
   ASSERT_EQ(runs.size(), 1U);
   EXPECT_EQ(runs.front().pictures.first, 100);
   EXPECT_TRUE(runs.front().pictures.is_open());
+}
+
+TEST(next_run, makes_picture_and_sound_together_to_the_end) {
+  expect_run(next_run(film_with_sound(), {{7, to_the_end}}, {{6, to_the_end}}, 3.0),
+             {7, to_the_end}, {6, to_the_end});
+}
+
+TEST(next_run, fills_gaps_of_the_picture_first) {
+  expect_run(next_run(film_with_sound(), {{3, 4}, {10, to_the_end}}, {{10, to_the_end}}, 3.0),
+             {3, 4}, nothing);
+}
+
+TEST(next_run, fills_gaps_of_the_sound_before_the_end_of_the_picture) {
+  expect_run(next_run(film_with_sound(), {{10, to_the_end}}, {{2, 4}, {9, to_the_end}}, 3.0),
+             nothing, {2, 4});
+}
+
+TEST(next_run, makes_sound_as_a_whole_before_the_end_of_the_picture) {
+  segment_plan plan = film_with_sound();
+  plan.sound_is_whole = true;
+  expect_run(next_run(plan, {{10, to_the_end}}, {{0, to_the_end}}, 3.0), nothing, {0, to_the_end});
+  expect_run(next_run(plan, {{10, to_the_end}}, {}, 3.0), {10, to_the_end}, nothing);
+}
+
+TEST(next_run, makes_sound_alone_if_all_pictures_are_there) {
+  expect_run(next_run(film_with_sound(), {}, {{5, to_the_end}}, 3.0), nothing, {5, to_the_end});
+}
+
+TEST(next_run, makes_all_that_is_missing_of_a_silent_film) {
+  const segment_run run = next_run(segment_plan(), {{0, to_the_end}}, {}, 3.0);
+  EXPECT_EQ(run.pictures.first, 0);
+  EXPECT_TRUE(run.pictures.is_open());
+  EXPECT_FALSE(run.has_sound(segment_plan()));
 }
