@@ -27,7 +27,7 @@ protected:
 
   // Adds a job, ready at once, and waits until it says that it waits.
   std::string add_waiting(const char* source) const {
-    const std::string id = client().add_ready(source);
+    std::string id = client().add_ready(source);
     client().wait_for_state_text(id, waiting_text);
     return id;
   }
@@ -35,7 +35,7 @@ protected:
   // Starts a job that is ready and whose transcode runs until release("go").
   std::string start_held_job(const char* source) const {
     machine_.root.plan_call(tool::transcode, 1, tool_plan().wait("go").write("{-o}", "video"));
-    const std::string id = client().add_ready(source);
+    std::string id = client().add_ready(source);
     machine_.root.wait_for_call(tool::transcode);
     return id;
   }

@@ -104,7 +104,7 @@ TEST_F(limited_look, answers) {
 }
 
 TEST_F(limited_look, long_answer_is_complete) {
-  const std::string text(1 << 20, 'x');
+  std::string text(1 << 20, 'x');
   EXPECT_EQ(ask([&] { return text; }), text);
 }
 
