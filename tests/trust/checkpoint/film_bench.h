@@ -68,7 +68,8 @@ public:
   long finished() const;
 
   // Runs the tool to its end, which must be good. It must take over what was finished: of
-  // `finished` segments all but the last one.
+  // `finished` segments all but the last one, which is made again if the pictures stand still at
+  // its end.
   tool_result finish(const std::string& when, long finished);
 
   // Nothing but the right result is in the folder. What is hidden may be left, if `hidden_too`.
