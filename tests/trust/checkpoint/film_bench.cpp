@@ -1,8 +1,10 @@
 #include "tests/trust/checkpoint/film_bench.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "tests/support/checkpoint/film_checks.h"
 
@@ -140,12 +142,16 @@ std::string film_bench::segment_folder() const {
 }
 
 long film_bench::finished() const {
-  long count = 0;
+  std::set<std::string> pictures;
+  std::set<std::string> recorded;
   std::error_code ignored;
   for (const fs::directory_entry& entry : fs::directory_iterator(segment_folder(), ignored)) {
-    count += entry.path().extension() == ".mp4" ? 1 : 0;
+    const fs::path name = entry.path().filename();
+    if (name.extension() == ".mp4") { pictures.insert(name); }
+    if (name.extension() == ".sum") { recorded.insert(name.stem().stem()); }
   }
-  return count;
+  return std::count_if(pictures.begin(), pictures.end(),
+                       [&](const std::string& name) { return recorded.count(name) > 0; });
 }
 
 tool_result film_bench::finish(const std::string& when, long finished) {

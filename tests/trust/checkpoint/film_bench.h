@@ -63,7 +63,7 @@ public:
   // The result in one piece, made when it is first asked for.
   const std::string& reference() const;
   bool is_done() const;
-  // The folder with segments, and the segments of pictures that are finished.
+  // The folder with segments, and how many segments of pictures are finished: each has a record.
   std::string segment_folder() const;
   long finished() const;
 
