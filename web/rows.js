@@ -28,7 +28,8 @@ export function possible_actions(job) {
   case 'done':
     return job.vod ? ['play', 'remove'] : ['remove'];
   default:
-    return ['restart', 'remove'];
+    // A job cannot be restarted until its tool has ended, which takes a moment.
+    return job.state === 'cancelling' ? [] : ['restart', 'remove'];
   }
 }
 

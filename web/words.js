@@ -40,6 +40,7 @@ export function state_name(job) {
   if (job.group === 'waiting') {
     return job.state === 'init' ? 'New' : step_names[job.step] ?? 'Waiting';
   }
+  if (job.group === 'cancelled' && job.state === 'cancelling') return 'Cancelling';
   return groups.find(([group]) => group === job.group)?.[1] ?? shown(job.state);
 }
 

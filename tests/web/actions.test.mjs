@@ -102,6 +102,28 @@ page_test('cancel and restart', async ({machine, page}) => {
   await machine.wait_for(id, 'running');
 });
 
+page_test('a cancelled job can be restarted once its tool has ended', async ({machine, page}) => {
+  const tool = machine.path('/tools/qxmi_vod_transcode');
+  fs.renameSync(tool, `${tool}.real`);
+  fs.writeFileSync(tool, `#!/bin/sh
+case " $* " in *" --quote "*) exec "$0.real" "$@" ;; esac
+trap 'until [ -e /run/end ]; do sleep 0.05; done; exit 0' TERM
+touch /run/begun
+while :; do sleep 0.05; done
+`, {mode: 0o755});
+  await machine.add(machine.make_clip('slow.ts'));
+  await until('the transcode', () => fs.existsSync(machine.path('/run/begun')));
+  await page.goto(machine.url);
+  await button(page, 'Cancel', 'slow.ts').click();
+  await row(page, 'slow.ts').getByText('Cancelling', {exact: true}).waitFor();
+  assert.equal(await row(page, 'slow.ts').getByRole('button').count(), 0);
+  fs.writeFileSync(machine.path('/run/end'), '');
+  await row(page, 'slow.ts').getByText('Cancelled', {exact: true}).waitFor();
+  fs.rmSync(machine.path('/run/begun'));
+  await button(page, 'Restart', 'slow.ts').click();
+  await until('another transcode', () => fs.existsSync(machine.path('/run/begun')));
+});
+
 page_test('a job is removed only after confirmation', async ({machine, page}) => {
   await page.goto(machine.url);
   await button(page, 'Remove', 'held.ts').click();

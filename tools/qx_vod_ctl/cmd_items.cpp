@@ -1,9 +1,11 @@
 // pause, resume, cancel, restart and ready: the commands for any number of items.
 #include <algorithm>
+#include <string_view>
 
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "tools/command_line/command_line.h"
+#include "tools/qx_vod_ctl/ending_tool.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
@@ -44,13 +46,26 @@ constexpr command_for_all commands_for_all[] = {
     {command_ready, is_held, false},
 };
 
+bool is_being_cancelled(const item_view& item) {
+  return item.is(TRANSCODE_CANCELLING);
+}
+
+// The service refuses to restart a cancelled job whose tool has not ended yet, which takes a moment.
+service_reply request(vod_service& service, const char* word, const std::string& id) {
+  const auto reply = service.request(word, {{key_entry_id, id}});
+  const bool is_refused_restart =
+      word == std::string_view(command_restart) && reply.exit_status == exit_refused;
+  if (!is_refused_restart || !wait_for_tool(service, id, is_being_cancelled)) { return reply; }
+  return service.request(word, {{key_entry_id, id}});
+}
+
 int command_items(vod_service& service, const command_for_all& command, const item_choice& choice,
                   bool json) {
   auto selection = select_items(service, choice, command.fits);
   if (command.stops) { order_for_stopping(service, selection.ids); }
   int status = selection.exit_status;
   for (const auto& id : selection.ids) {
-    const auto reply = service.request(command.word, {{key_entry_id, id}});
+    const auto reply = request(service, command.word, id);
     status = std::max(status, print_reply(id, reply, json));
     if (reply.exit_status == exit_no_service) { break; }
   }

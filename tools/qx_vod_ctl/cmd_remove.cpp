@@ -1,22 +1,17 @@
 // remove: items out of the queue, with a question before what cannot be undone.
 #include <algorithm>
-#include <chrono>
 #include <iostream>
-#include <thread>
 
 #include "rules/control_words.h"
 #include "rules/json_keys.h"
 #include "tools/command_line/command_line.h"
+#include "tools/qx_vod_ctl/ending_tool.h"
 #include "tools/qx_vod_ctl/item_selection.h"
 #include "tools/qx_vod_ctl/report.h"
 #include "tools/qx_vod_ctl/subcommand.h"
 #include "tools/qx_vod_ctl/terminal.h"
 
 namespace {
-
-// How often, and how many times, the service is asked whether a stopped tool has ended.
-constexpr std::chrono::milliseconds look_interval{100};
-constexpr int most_looks = 150;
 
 struct removal {
   std::size_t items = 0;
@@ -59,18 +54,10 @@ bool is_confirmed(const std::string& question) {
   return answer == "y" || answer == "yes" || answer == "Y";
 }
 
-bool is_at_work(vod_service& service, const std::string& id) {
-  const auto reply = service.request(command_list, {{key_entry_id, id}});
-  item_view item;
-  return reply.accepted() && read_item(reply.data, item) && !item.cancelled();
-}
-
 service_reply stop_and_remove(vod_service& service, const std::string& id) {
   auto reply = service.request(command_cancel, {{key_entry_id, id}});
   if (!reply.accepted()) { return reply; }
-  for (int looks = 0; looks < most_looks && is_at_work(service, id); ++looks) {
-    std::this_thread::sleep_for(look_interval);
-  }
+  wait_for_tool(service, id, [](const item_view& item) { return !item.cancelled(); });
   return service.request(command_remove, {{key_entry_id, id}});
 }
 
