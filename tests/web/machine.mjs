@@ -191,9 +191,12 @@ export class machine {
     });
   }
 
+  // The last lines, without those about clients, of which the page makes one each second.
   log(name) {
     const file = this.path(`/run/${name}.log`);
-    return fs.existsSync(file) ? fs.readFileSync(file, 'utf8').split('\n').slice(-15).join('\n') : '';
+    if (!fs.existsSync(file)) return '';
+    return fs.readFileSync(file, 'utf8').split('\n')
+      .filter((line) => !/^\* (new connection|disconnected client)/.test(line)).slice(-15).join('\n');
   }
 
   async end() {
