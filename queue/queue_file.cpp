@@ -41,7 +41,8 @@ bool set_unreadable_file_aside() {
 }
 
 stored_item read_element(const json11::Json& json) {
-  stored_item stored{json[key_entry_id].string_value(), std::make_unique<QueueItem>()};
+  const std::string& id = json[key_entry_id].string_value();
+  stored_item stored{id, std::make_unique<QueueItem>(id)};
   stored.refusal = read_item(*stored.item, json);
   return stored;
 }

@@ -6,6 +6,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <optional>
+#include <utility>
 
 #include <sys/stat.h>
 
@@ -80,9 +81,12 @@ void QueueItem::metadata::close() {
   context = metadata_v4_context_destroy(context);
 }
 
-QueueItem::QueueItem() : init_deadline(monotonic_clock_us() + init_timeout_us) {
+QueueItem::QueueItem() : QueueItem(std::string()) {
   gen_uuid(entry_id);
 }
+
+QueueItem::QueueItem(std::string id)
+    : entry_id(std::move(id)), init_deadline(monotonic_clock_us() + init_timeout_us) {}
 
 QueueItem::~QueueItem() {
   trigger_all_turns();  // the scheduler may be following this item

@@ -196,7 +196,10 @@ public:
 
   // ---- Record (queue/queue_item.cpp)
 
+  // An item with a new id.
   QueueItem();
+  // An item that has an id already, in the queue file.
+  explicit QueueItem(std::string id);
   // Releases all that the item holds, slots too. A running child stays; standard error says so.
   ~QueueItem();
   QueueItem(const QueueItem&) = delete;
