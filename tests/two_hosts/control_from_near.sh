@@ -21,6 +21,7 @@ qx_vod_ctl resume "$id"
 until_true "the end of the pause over there" far_paused_is no
 
 step cancel
+wait_for_remote monitor
 qx_vod_ctl cancel "$id"
 wait_for_text "Transcode cancelled, remote end cancelled"
 wait_for_state cancelled

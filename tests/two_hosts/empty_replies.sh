@@ -28,7 +28,6 @@ wait_for_far_transcode
 expect_one_upload
 expect_jobs_over_there 1
 
-rm "$FAR/run/requests"
 hold list
 end_web_during list
 # The text after the poll that was dropped; later polls find no server.

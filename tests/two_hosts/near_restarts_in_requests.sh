@@ -22,7 +22,6 @@ wait_for_far_transcode
 expect_jobs_over_there 1
 entry=$(far_id)
 
-rm "$FAR/run/requests"
 hold list
 until_true "a request for the state" is_asked_to list
 restart_near list
@@ -36,6 +35,7 @@ restart_near pause
 until_true "the pause over there" far_paused_is yes
 qx_vod_ctl resume "$id"
 until_true "the end of the pause over there" far_paused_is no
+until_true "its turn over there" far_waiting_is no
 
 let_go transcode
 expect_vod

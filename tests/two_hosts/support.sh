@@ -185,8 +185,12 @@ far_paused_is() {
   [ "$(far_show paused)" = "$1" ]
 }
 
-is_asked_to() { # REQUEST of the gateway
-  grep -qx "$1" "$FAR/run/requests"
+far_waiting_is() {
+  [ "$(far_show waiting)" = "$1" ]
+}
+
+is_asked_to() { # REQUEST of the gateway, which is held
+  grep -qx "$1" "$FAR/run/held"
 }
 
 wait_for_far_state() {

@@ -6,6 +6,7 @@
 # Those of the given processes that transfer something: children of the local service.
 transfers_among() { # PID...
   for pid in "$@"; do
+    grep -qsx "PPid:.$(cat /run/service.pid)" "/proc/$pid/status" || continue
     case $(readlink "/proc/$pid/exe" 2>/dev/null) in
     */wget | */qxmi_remote_transcode) echo "$pid" ;;
     esac
