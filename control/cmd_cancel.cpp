@@ -16,7 +16,7 @@ bool is_cancelled_remotely(const QueueItem& item) {
 // Asks the server to cancel the job; its reply determines what happens next.
 bool cancel_remotely(QueueItem& item) {
   if (item.sm.remote.state == REMOTE_MONITOR) { return item.do_user_cancel(); }
-  item.user_wants_cancel = true;  // sent after the command in progress
+  item.user_wants_cancel = true;  // ends the job here after the command in progress
   return true;
 }
 

@@ -80,7 +80,7 @@ TEST_F(passed_on, finished_item_goes_straight_to_the_download) {
       "download");
 }
 
-TEST_F(passed_on, cancel_during_a_command_is_sent_after_it) {
+TEST_F(passed_on, cancel_during_a_command_ends_the_job_here_after_it) {
   pass_on("pause", tool_plan().wait("go").print(far("transcoding").text()));
   EXPECT_EQ(machine.client.command("cancel", id).status(), "OK");
   EXPECT_EQ(state(), "remote transcode");
