@@ -50,7 +50,7 @@ bool is_being_cancelled(const item_view& item) {
   return item.is(TRANSCODE_CANCELLING);
 }
 
-// The service refuses to restart a cancelled job whose tool has not ended yet, which takes a moment.
+// The service refuses to restart a cancelled job until its tool has ended, which takes a moment.
 service_reply request(vod_service& service, const char* word, const std::string& id) {
   const auto reply = service.request(word, {{key_entry_id, id}});
   const bool is_refused_restart =
