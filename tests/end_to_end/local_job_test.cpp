@@ -107,7 +107,7 @@ TEST(local_job, progress_follows_the_transcoder) {
 
 TEST(local_job, waits_while_the_machine_has_just_booted) {
   test_machine machine;
-  machine.service.set_uptime(297);
+  machine.service.set_uptime(290);
   machine.root.write_source(source);
   machine.start();
   EXPECT_TRUE(machine.service.wait_for_stderr("auto transcoding will wait\n"));

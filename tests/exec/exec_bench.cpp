@@ -1,6 +1,7 @@
 #include "tests/exec/exec_bench.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 #include <sys/vfs.h>
 #include <sys/wait.h>
@@ -20,6 +21,7 @@ int __real_kill(pid_t pid, int number);
 int __real_pipe2(int* ends, int flags);
 int __real_unlinkat(int directory, const char* name, int flags);
 int __real_fstatfs(int fd, struct statfs* answer);
+int __real_poll(pollfd* entries, nfds_t count, int timeout_ms);
 int __real_rand();
 unsigned __real__Z25cgi_velmar_forbidden_areaPKcj(const char* path, unsigned flags);
 unsigned __real__Z28cgi_velmar_forbidden_area_fdij(int fd, unsigned flags);
@@ -47,6 +49,9 @@ int __wrap_fstatfs(int fd, struct statfs* answer) {
   const int result = __real_fstatfs(fd, answer);
   if (kernel.file_system != 0) { answer->f_type = kernel.file_system; }
   return result;
+}
+int __wrap_poll(pollfd* entries, nfds_t count, int timeout_ms) {
+  return __real_poll(entries, count, kernel.waits_forever && timeout_ms > 0 ? -1 : timeout_ms);
 }
 int __wrap_rand() {
   return kernel.rand ? kernel.rand() : __real_rand();

@@ -31,6 +31,9 @@ struct kernel_answers {
   std::function<unsigned(int, unsigned)> forbidden_area_fd;
   std::size_t cpus = 0;  // the machine's own number if 0
   bool job_directory_is_known = true;
+  // Waits for a descriptor with a time limit have none: what is waited for comes, however crowded
+  // the machine.
+  bool waits_forever = false;
 };
 extern kernel_answers kernel;
 

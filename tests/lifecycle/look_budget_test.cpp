@@ -35,6 +35,7 @@ protected:
   }
   // From now on each look takes this long by the service's clock.
   void count_looks(std::uint64_t duration_us) {
+    kernel.waits_forever = true;
     kernel.fork = [this, duration_us] {
       ++looks_;
       clock_us += duration_us;

@@ -303,7 +303,7 @@ TEST_F(service_run, no_step_starts_on_a_machine_just_booted) {
 }
 
 TEST_F(service_run, steps_start_when_the_machine_has_been_up_long_enough) {
-  machine_.service.set_uptime(297);
+  machine_.service.set_uptime(290);
   machine_.start();
   machine_.client.wait_for_transcode_state(add("clip.mpg"), "done");
   EXPECT_THAT(machine_.service.stderr_text(), HasSubstr("auto transcoding will start"));

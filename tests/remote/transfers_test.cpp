@@ -64,10 +64,12 @@ TEST_F(remote_bench, upload_progress_follows_the_furthest_client) {
   machine.root.wait_for_call(tool::upload);
   int calls = 0;
   for (const long position : {2, 6, 4}) {
-    machine.root.plan(tool::ncftpput,
-                      tool_plan().hold("/mnt/media/clip.ts", position * mebibyte).wait("go"));
+    machine.root.plan_call(tool::ncftpput, ++calls,
+                           tool_plan().hold("/mnt/media/clip.ts", position * mebibyte).wait("go"));
+  }
+  for (int call = 1; call <= calls; ++call) {
     machine.root.spawn({"/usr/bin/ncftpput"});
-    machine.root.wait_for_call(tool::ncftpput, ++calls);
+    machine.root.wait_for_call(tool::ncftpput, call);
   }
   machine.client.wait_for_progress(id, 6000);
   EXPECT_FALSE(wait_until([&] { return progress_of(machine.client.item(id)) != 6000; },

@@ -144,7 +144,7 @@ TEST_F(start_up, applies_the_settings) {
 
 TEST_F(start_up, opens_the_uptime_gate_at_300_seconds) {
   machine.root.write_source("/mnt/media/clip.mpg");
-  machine.service.set_uptime(297);
+  machine.service.set_uptime(290);
   machine.start();
   const auto id = machine.client.add_ready("/mnt/media/clip.mpg");
   ASSERT_TRUE(machine.service.wait_for_stderr("auto transcoding will start\n"));
