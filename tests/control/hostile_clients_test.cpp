@@ -38,7 +38,7 @@ long cpu_ticks(pid_t pid) {
 #ifdef __SANITIZE_ADDRESS__
 constexpr long allowed_growth_kib = 512 * 1024;  // freed memory stays in use for a while
 #else
-constexpr long allowed_growth_kib = 64 * 1024;
+constexpr long allowed_growth_kib = 64L * 1024;
 #endif
 
 // Memory used by the process.
@@ -115,7 +115,7 @@ protected:
   // An item that survives a restart, unlike one in "init".
   // An item that is cancelled stays; a new one is dropped after a while.
   std::string add_cancelled_item(const name_values& pairs) const {
-    const std::string id = machine.client.add(pairs);
+    std::string id = machine.client.add(pairs);
     EXPECT_EQ(machine.client.command("cancel", id).status(), "OK");
     return id;
   }

@@ -52,7 +52,7 @@ bool is_being_cancelled(const item_view& item) {
 
 // The service refuses to restart a cancelled job until its tool has ended, which takes a moment.
 service_reply request(vod_service& service, const char* word, const std::string& id) {
-  const auto reply = service.request(word, {{key_entry_id, id}});
+  auto reply = service.request(word, {{key_entry_id, id}});
   const bool is_refused_restart =
       word == std::string_view(command_restart) && reply.exit_status == exit_refused;
   if (!is_refused_restart || !wait_for_tool(service, id, is_being_cancelled)) { return reply; }

@@ -36,7 +36,7 @@ struct log_machine : ctl_machine {
 
   // Adds the video in its current state, and waits for the job's failure.
   std::string fail_again() {
-    const std::string id = add(film);
+    std::string id = add(film);
     client.wait_for_item(id, [](const json11::Json& item) {
       return item["transcode state"].string_value() == "cancelled";
     });

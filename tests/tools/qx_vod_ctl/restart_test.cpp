@@ -32,7 +32,7 @@ public:
 
 private:
   std::string next_state() {
-    const std::string state = states_.front();
+    std::string state = states_.front();
     if (refused_ && states_.size() > 1) { states_.erase(states_.begin()); }
     return state;
   }
