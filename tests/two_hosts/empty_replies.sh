@@ -6,7 +6,7 @@
 
 # Requests are delayed, and dropped with the server.
 end_web_during() { # REQUEST
-  until_true "the request to $1" is_asked_to "$1"
+  until_true "the request to $1" has_held "$1"
   end_process "$FAR/run/lighttpd.pid" KILL
   end_process "$FAR/run/gateway.pid" TERM
 }

@@ -11,7 +11,7 @@ has_room() {
 # Held jobs are dropped after 15 s, so they are added last.
 hold add
 add_job "$media/clip.ts"
-until_true "the request to add" is_asked_to add
+until_true "the request to add" has_held add
 far sh -c 'mkdir -p /mnt/media && : >/mnt/media/other.ts'
 # shellcheck disable=SC2016  # expanded over there
 far sh -c 'yes /mnt/media/other.ts | head -n "$1" | xargs qx_vod_ctl add --hold >/dev/null' \

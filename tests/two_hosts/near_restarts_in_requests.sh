@@ -15,7 +15,7 @@ restart_near() {
 hold transcode
 hold add
 add_job "$media/clip.ts"
-until_true "the request to add" is_asked_to add
+until_true "the request to add" has_held add
 remote_is add || fail "the remote state is not 'add'"
 restart_near add
 wait_for_far_transcode
@@ -23,13 +23,13 @@ expect_jobs_over_there 1
 entry=$(far_id)
 
 hold list
-until_true "a request for the state" is_asked_to list
+until_true "a request for the state" has_held list
 restart_near list
 wait_for_far_transcode
 
 hold pause
 qx_vod_ctl pause "$id"
-until_true "the request to pause" is_asked_to pause
+until_true "the request to pause" has_held pause
 remote_is command || fail "the remote state is not 'command'"
 restart_near pause
 until_true "the pause over there" far_paused_is yes

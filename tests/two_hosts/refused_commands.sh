@@ -54,7 +54,7 @@ far qx_vod_ctl cancel "$(far_id)"
 wait_for_state cancelled
 refuse
 qx_vod_ctl restart "$id"
-until_true "the restart over there" grep -qx restart "$FAR/run/requests"
+until_true "the restart over there" is_asked_to restart
 wait_for_remote monitor
 step "near text: $(show state)"
 accept

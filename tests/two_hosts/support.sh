@@ -189,7 +189,11 @@ far_waiting_is() {
   [ "$(far_show waiting)" = "$1" ]
 }
 
-is_asked_to() { # REQUEST of the gateway, which is held
+is_asked_to() { # REQUEST of the gateway
+  grep -qx "$1" "$FAR/run/requests"
+}
+
+has_held() { # REQUEST of the gateway
   grep -qx "$1" "$FAR/run/held"
 }
 
