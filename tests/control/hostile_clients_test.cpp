@@ -36,7 +36,7 @@ long cpu_ticks(pid_t pid) {
 }
 
 #ifdef __SANITIZE_ADDRESS__
-constexpr long allowed_growth_kib = 512 * 1024;  // freed memory stays in use for a while
+constexpr long allowed_growth_kib = 512L * 1024;  // freed memory stays in use for a while
 #else
 constexpr long allowed_growth_kib = 64L * 1024;
 #endif
@@ -112,8 +112,7 @@ protected:
                           {"transcode profile", std::string(4000, '\x01')}});
     }
   }
-  // An item that survives a restart, unlike one in "init".
-  // An item that is cancelled stays; a new one is dropped after a while.
+  // An item that stays, and survives a restart, unlike one in "init".
   std::string add_cancelled_item(const name_values& pairs) const {
     std::string id = machine.client.add(pairs);
     EXPECT_EQ(machine.client.command("cancel", id).status(), "OK");
